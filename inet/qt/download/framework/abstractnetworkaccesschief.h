@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <inet/qt/download/records/abstractnetworkconsumersettings.h>
+#include <inet/qt/download/records/exportmacro.h>
+#include <inet/qt/download/records/networkusagesettings.h>
+
+#include <QObject>
+#include <QSharedPointer>
+
+class AbstractNetworkConsumersStats;
+class QNetworkAccessManager;
+class QUrl;
+
+/// The host's one point of access to the network, shared by all downloads. Lives in their thread.
+class DOWNLOADFRAMEWORK_EXPORT AbstractNetworkAccessChief : public QObject
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(AbstractNetworkAccessChief)
+
+public:
+    explicit AbstractNetworkAccessChief(QObject *parent = nullptr);
+    ~AbstractNetworkAccessChief() override;
+
+    /// A manager for one transfer to that URL. It is the caller's alone until given back.
+    virtual QSharedPointer<QNetworkAccessManager> takeManager(const QUrl &url) = 0;
+    /// Gives a manager back, with the URL that it was taken for. Replies that still live are not harmed.
+    virtual void returnManager(const QSharedPointer<QNetworkAccessManager> &manager, const QUrl &url) = 0;
+
+    /// Never null; lives as long as the chief.
+    virtual AbstractNetworkConsumersStats *consumersStats() const = 0;
+    /// Limits over all downloads together, as they stand now.
+    virtual NetworkUsageSettings usageSettings() const = 0;
+    /// What a download starts from.
+    virtual AbstractNetworkConsumerSettings defaultConsumerSettings() const = 0;
+};

@@ -1,0 +1,341 @@
+// SPDX-License-Identifier: MIT
+#include <inet/qt/download/framework/filedataasyncwriter.h>
+
+#include <inet/qt/download/framework/filespacereserver.h>
+
+#include <QFile>
+#include <QMutex>
+#include <QMutexLocker>
+#include <QThread>
+
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include <unistd.h>
+
+/// Three kinds of state: what the owner's thread has been told, what both threads see, and what the writer's thread
+/// does.
+class FileDataAsyncWriter::Private
+{
+public:
+    enum class State {
+        Closed,
+        Open,
+        Failed, ///< data is ignored until the next open()
+    };
+
+    Private(FileDataAsyncWriter *writer, int syncEvery, qint64 step)
+        : q(writer)
+        , syncEveryBytes(syncEvery)
+        , progressStep(qMax<qint64>(step, 1))
+    {
+    }
+
+    void openFile(const QString &path, qint64 start, bool exists);
+    void write(const QByteArray &data);
+    void closeFile();
+    void seekTo(qint64 target);
+    void setError(int code, const std::string &text, const std::string &source);
+
+    FileDataAsyncWriter *const q;
+    const int syncEveryBytes;
+    const qint64 progressStep;
+
+    /// Lives in the owner's thread: turns delivered signals into what the owner sees.
+    QObject *ownerContext = nullptr;
+    std::atomic<bool> toldOpen = false;
+    std::atomic<bool> closeAsked = false; ///< by the owner, and not answered yet
+    std::atomic<int> closesPending = 0; ///< closed() signals still to be delivered
+
+    mutable QMutex errorMutex;
+    AbstractError lastError;
+    QDateTime lastErrorTime;
+
+    State state = State::Closed;
+    std::unique_ptr<QFile> file;
+    qint64 position = 0;
+    qint64 lastEnd = 0; ///< behind the last byte written
+    qint64 unsynced = 0;
+    qint64 sizeToReserve = -1;
+    std::unique_ptr<FileSpaceReserver> reserver;
+    qint64 reportedReserved = 0;
+
+private:
+    void reserve();
+    void reserveStep();
+    void onReserved(FileSpaceReserver::Result result);
+    void reportReserved();
+    qint64 writeAll(const QByteArray &data);
+    bool syncIfDue(qint64 written);
+    void failByFile(int fallbackCode, const std::string &source);
+    void failByErrno(int number, const std::string &source);
+    void fail(int code, const std::string &text, const std::string &source);
+    void answer(void (AbstractDataAsyncProcessor::*signal)());
+};
+
+FileDataAsyncWriter::FileDataAsyncWriter(int syncEveryBytes, char placing, qint64 progressStep, QObject *parent)
+    : AbstractDataAsyncProcessor(parent)
+    , d(std::make_shared<Private>(this, syncEveryBytes, progressStep))
+{
+    Q_ASSERT(placing == 'P');
+    Q_UNUSED(placing)
+    d->ownerContext = new QObject;
+    // First of all receivers: whoever hears of opened() or closed() in the owner's thread finds isOpen() to agree.
+    connect(this, &AbstractDataAsyncProcessor::opened, d->ownerContext, [shared = d] { shared->toldOpen = true; });
+    connect(this, &AbstractDataAsyncProcessor::closed, d->ownerContext, [shared = d] {
+        shared->toldOpen = false;
+        if (--shared->closesPending == 0)
+            shared->closeAsked = false;
+    });
+}
+
+FileDataAsyncWriter::~FileDataAsyncWriter()
+{
+    disconnect(d->ownerContext);
+    if (d->ownerContext->thread() == QThread::currentThread())
+        delete d->ownerContext;
+    else
+        d->ownerContext->deleteLater();
+    d->closeFile();
+}
+
+void FileDataAsyncWriter::schedulePreallocateOnOpen(qint64 size)
+{
+    post([this, size] { d->sizeToReserve = size; });
+}
+
+AbstractError FileDataAsyncWriter::lastError() const
+{
+    const QMutexLocker lock(&d->errorMutex);
+    return d->lastError;
+}
+
+QDateTime FileDataAsyncWriter::lastErrorTime() const
+{
+    const QMutexLocker lock(&d->errorMutex);
+    return d->lastErrorTime;
+}
+
+void FileDataAsyncWriter::clearLastError()
+{
+    d->setError(0, {}, {});
+}
+
+bool FileDataAsyncWriter::isOpen() const
+{
+    return d->toldOpen;
+}
+
+void FileDataAsyncWriter::open(const QString &path, qint64 position, bool exists)
+{
+    d->closeAsked = false;
+    post([this, path, position, exists] { d->openFile(path, position, exists); });
+}
+
+void FileDataAsyncWriter::reposition(qint64 position)
+{
+    post([this, position] { d->seekTo(position); });
+}
+
+void FileDataAsyncWriter::close()
+{
+    if (d->closeAsked.exchange(true))
+        return;
+    ++d->closesPending;
+    post([this] {
+        d->closeFile();
+        QMetaObject::invokeMethod(this, &AbstractDataAsyncProcessor::closed, Qt::QueuedConnection);
+    });
+}
+
+void FileDataAsyncWriter::processData(const QByteArray &data)
+{
+    post([this, data] { d->write(data); });
+}
+
+void FileDataAsyncWriter::finishPendingData()
+{
+    post([this] {
+        QMetaObject::invokeMethod(this, &AbstractDataAsyncProcessor::allDataIsProcessed, Qt::QueuedConnection);
+    });
+}
+
+void FileDataAsyncWriter::restart()
+{
+    post([this] { d->seekTo(d->lastEnd); });
+}
+
+/// Work goes through the same queue by which a transfer's queued data arrives, so that nothing overtakes anything.
+template<typename Work>
+void FileDataAsyncWriter::post(Work work)
+{
+    if (QThread::currentThread() == thread())
+        work();
+    else
+        QMetaObject::invokeMethod(this, std::move(work), Qt::QueuedConnection);
+}
+
+void FileDataAsyncWriter::Private::openFile(const QString &path, qint64 start, bool exists)
+{
+    closeFile();
+    file = std::make_unique<QFile>(path);
+    QIODevice::OpenMode mode = QIODevice::ReadWrite | QIODevice::Unbuffered;
+    if (exists)
+        mode |= QIODevice::ExistingOnly;
+    if (!file->open(mode)) {
+        failByFile(QFileDevice::OpenError, errorSourceHere());
+        return;
+    }
+    state = State::Open;
+    lastEnd = start;
+    seekTo(start);
+    if (state == State::Open)
+        reserve();
+    if (state == State::Open)
+        answer(&AbstractDataAsyncProcessor::opened);
+}
+
+void FileDataAsyncWriter::Private::write(const QByteArray &data)
+{
+    if (state != State::Open || data.isEmpty())
+        return;
+    const qint64 written = writeAll(data);
+    position += written;
+    lastEnd = position;
+    const bool synced = written == 0 || syncIfDue(written);
+    if (written > 0)
+        QMetaObject::invokeMethod(
+            q, [this, written] { Q_EMIT q->dataProcessed(written); }, Qt::QueuedConnection);
+    if (written < data.size())
+        failByFile(QFileDevice::WriteError, errorSourceHere());
+    else if (!synced)
+        failByErrno(errno, errorSourceHere());
+}
+
+/// How much got written; less than all only after a failure.
+qint64 FileDataAsyncWriter::Private::writeAll(const QByteArray &data)
+{
+    qint64 written = 0;
+    while (written < data.size()) {
+        const qint64 count = file->write(data.constData() + written, data.size() - written);
+        if (count <= 0)
+            break;
+        written += count;
+    }
+    return written;
+}
+
+/// False, with errno set, when the disk did not take the data.
+bool FileDataAsyncWriter::Private::syncIfDue(qint64 written)
+{
+    unsynced += written;
+    if (syncEveryBytes <= 0 || unsynced < syncEveryBytes)
+        return true;
+    unsynced = 0;
+    return ::fdatasync(file->handle()) == 0 || errno == EINVAL;
+}
+
+void FileDataAsyncWriter::Private::closeFile()
+{
+    reserver.reset();
+    if (file && file->isOpen() && syncEveryBytes > 0 && unsynced > 0)
+        ::fdatasync(file->handle());
+    file.reset();
+    unsynced = 0;
+    state = State::Closed;
+}
+
+void FileDataAsyncWriter::Private::seekTo(qint64 target)
+{
+    position = target;
+    if (state != State::Open || file->isSequential())
+        return;
+    if (target < 0 || !file->seek(target))
+        failByFile(QFileDevice::PositionError, errorSourceHere());
+}
+
+void FileDataAsyncWriter::Private::reserve()
+{
+    const qint64 size = std::exchange(sizeToReserve, -1);
+    if (size < 0)
+        return;
+    reserver = std::make_unique<FileSpaceReserver>(file->fileName(), size);
+    reportedReserved = 0;
+    onReserved(reserver->reserveAtOnce(file->handle()));
+}
+
+void FileDataAsyncWriter::Private::reserveStep()
+{
+    if (reserver && state == State::Open)
+        onReserved(reserver->reserveStep(file->handle()));
+}
+
+void FileDataAsyncWriter::Private::onReserved(FileSpaceReserver::Result result)
+{
+    const qint64 size = reserver->size();
+    if (result == FileSpaceReserver::Result::MoreToDo) {
+        reportReserved();
+        // Between two steps comes what is queued by then, so that data flows meanwhile.
+        const auto next = [this, current = reserver.get()] {
+            if (reserver.get() == current)
+                reserveStep();
+        };
+        QMetaObject::invokeMethod(q, next, Qt::QueuedConnection);
+        return;
+    }
+    const int number = reserver->errorNumber();
+    reserver.reset();
+    if (result == FileSpaceReserver::Result::Failed)
+        failByErrno(number, errorSourceHere());
+    else
+        QMetaObject::invokeMethod(
+            q, [this, size] { Q_EMIT q->preallocateFinished(size); }, Qt::QueuedConnection);
+}
+
+void FileDataAsyncWriter::Private::reportReserved()
+{
+    const qint64 reserved = reserver->reserved();
+    if (reserved - reportedReserved < progressStep)
+        return;
+    reportedReserved = reserved;
+    QMetaObject::invokeMethod(
+        q, [this, reserved] { Q_EMIT q->preallocatingProgress(reserved); }, Qt::QueuedConnection);
+}
+
+void FileDataAsyncWriter::Private::failByFile(int fallbackCode, const std::string &source)
+{
+    const bool known = file->error() != QFileDevice::NoError;
+    fail(known ? int(file->error()) : fallbackCode, file->errorString().toStdString(), source);
+}
+
+void FileDataAsyncWriter::Private::failByErrno(int number, const std::string &source)
+{
+    const bool full = number == ENOSPC || number == EFBIG || number == EDQUOT;
+    fail(full ? QFileDevice::ResourceError : QFileDevice::WriteError, std::strerror(number), source);
+}
+
+void FileDataAsyncWriter::Private::fail(int code, const std::string &text, const std::string &source)
+{
+    state = State::Failed;
+    reserver.reset();
+    setError(code, text, source);
+    const auto tell = [this] {
+        if (!closeAsked)
+            Q_EMIT q->failed();
+    };
+    QMetaObject::invokeMethod(q, tell, Qt::QueuedConnection);
+}
+
+void FileDataAsyncWriter::Private::setError(int code, const std::string &text, const std::string &source)
+{
+    const QMutexLocker lock(&errorMutex);
+    lastError = code == 0 ? AbstractError() : AbstractError(code, ErrorCategory::kFile, source, text);
+    lastErrorTime = QDateTime::currentDateTime();
+}
+
+void FileDataAsyncWriter::Private::answer(void (AbstractDataAsyncProcessor::*signal)())
+{
+    QMetaObject::invokeMethod(q, signal, Qt::QueuedConnection);
+}

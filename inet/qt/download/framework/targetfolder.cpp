@@ -1,0 +1,204 @@
+// SPDX-License-Identifier: MIT
+#include <inet/qt/download/framework/targetfolder.h>
+
+#include <QDir>
+#include <QFile>
+
+#include <cerrno>
+#include <cstdio>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+class Descriptor
+{
+    Q_DISABLE_COPY_MOVE(Descriptor)
+
+public:
+    explicit Descriptor(int number)
+        : m_number(number)
+    {
+    }
+    ~Descriptor()
+    {
+        if (m_number >= 0)
+            ::close(m_number);
+    }
+
+    int number() const { return m_number; }
+    bool isValid() const { return m_number >= 0; }
+
+private:
+    const int m_number;
+};
+
+int resultOf(int returned)
+{
+    return returned == 0 ? 0 : errno;
+}
+
+int makePath(const QString &path)
+{
+    const QByteArray name = QFile::encodeName(path);
+    if (::mkdir(name.constData(), 0777) == 0 || errno == EEXIST)
+        return 0;
+    const QString parent = path.section(u'/', 0, -2);
+    if (errno != ENOENT || parent.isEmpty())
+        return errno;
+    const int error = makePath(parent);
+    return error != 0 ? error : resultOf(::mkdir(name.constData(), 0777));
+}
+
+/// A file that cannot be pushed to the disk because of what it lies on is not at fault.
+int syncDescriptor(int number)
+{
+    if (::fsync(number) == 0 || errno == EINVAL || errno == ENOTSUP || errno == EROFS)
+        return 0;
+    return errno;
+}
+
+int checkPlainFile(int number, qint64 &size)
+{
+    struct stat status = {};
+    if (::fstat(number, &status) != 0)
+        return errno;
+    size = status.st_size;
+    return S_ISREG(status.st_mode) ? 0 : ENOTSUP;
+}
+
+}
+
+TargetFolder::TargetFolder(const QString &path)
+    : m_path(QDir::cleanPath(path))
+{
+}
+
+TargetFolder::~TargetFolder()
+{
+    if (m_folder >= 0)
+        ::close(m_folder);
+}
+
+int TargetFolder::open()
+{
+    if (m_path.isEmpty())
+        return ENOENT;
+    m_folder = ::open(QFile::encodeName(m_path).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (m_folder >= 0)
+        return 0;
+    const int error = errno == ENOENT ? makePath(m_path) : errno;
+    if (error != 0)
+        return error;
+    m_folder = ::open(QFile::encodeName(m_path).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    return m_folder >= 0 ? 0 : errno;
+}
+
+int TargetFolder::enter(const QString &subPath)
+{
+    const QStringList components = subPath.isEmpty() ? QStringList() : subPath.split(u'/');
+    for (const QString &component : components) {
+        if (component.isEmpty() || component == "."_L1 || component == ".."_L1)
+            return EACCES;
+        const int next = ::openat(m_folder, QFile::encodeName(component).constData(),
+                                  O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+        if (next < 0)
+            return errno;
+        ::close(std::exchange(m_folder, next));
+        m_path += u'/' + component;
+    }
+    return 0;
+}
+
+QString TargetFolder::pathOf(const QString &name) const
+{
+    return name.isEmpty() ? m_path : m_path + u'/' + name;
+}
+
+bool TargetFolder::exists(const QString &name) const
+{
+    struct stat status = {};
+    return ::fstatat(m_folder, QFile::encodeName(name).constData(), &status, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+bool TargetFolder::isFolder(const QString &name) const
+{
+    struct stat status = {};
+    return ::fstatat(m_folder, QFile::encodeName(name).constData(), &status, AT_SYMLINK_NOFOLLOW) == 0
+        && S_ISDIR(status.st_mode);
+}
+
+qint64 TargetFolder::fileSize(const QString &name) const
+{
+    struct stat status = {};
+    const int result = ::fstatat(m_folder, QFile::encodeName(name).constData(), &status, AT_SYMLINK_NOFOLLOW);
+    return result == 0 && S_ISREG(status.st_mode) ? qint64(status.st_size) : -1;
+}
+
+int TargetFolder::createExclusively(const QString &name)
+{
+    const Descriptor file(::openat(m_folder, QFile::encodeName(name).constData(),
+                                   O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
+    return file.isValid() ? 0 : errno;
+}
+
+int TargetFolder::checkWritable(const QString &name) const
+{
+    // Without O_NONBLOCK a planted pipe would be waited for.
+    const Descriptor file(
+        ::openat(m_folder, QFile::encodeName(name).constData(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    qint64 size = 0;
+    return file.isValid() ? checkPlainFile(file.number(), size) : errno;
+}
+
+int TargetFolder::remove(const QString &name)
+{
+    return resultOf(::unlinkat(m_folder, QFile::encodeName(name).constData(), 0));
+}
+
+int TargetFolder::bringToSize(const QString &name, qint64 size, bool mayGrow, qint64 &found)
+{
+    const Descriptor file(
+        ::openat(m_folder, QFile::encodeName(name).constData(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    if (!file.isValid())
+        return errno;
+    int error = checkPlainFile(file.number(), found);
+    if (error == 0 && size >= 0 && found < size && !mayGrow)
+        error = ENODATA;
+    if (error == 0 && size >= 0 && found != size)
+        error = resultOf(::ftruncate(file.number(), size));
+    return error != 0 ? error : syncDescriptor(file.number());
+}
+
+int TargetFolder::renameWithoutReplacing(const QString &name, const QString &newName)
+{
+    const QByteArray from = QFile::encodeName(name);
+    const QByteArray to = QFile::encodeName(newName);
+    if (::renameat2(m_folder, from.constData(), m_folder, to.constData(), RENAME_NOREPLACE) == 0)
+        return 0;
+    if (errno != EINVAL && errno != ENOSYS && errno != ENOTSUP)
+        return errno;
+    if (::linkat(m_folder, from.constData(), m_folder, to.constData(), 0) == 0)
+        return remove(name);
+    if (errno != EPERM && errno != ENOTSUP && errno != ENOSYS)
+        return errno;
+    // A file system with neither has no way to do both at once; what is there can still be seen.
+    return exists(newName) ? EEXIST : renameOver(name, newName);
+}
+
+int TargetFolder::renameOver(const QString &name, const QString &newName)
+{
+    return resultOf(
+        ::renameat(m_folder, QFile::encodeName(name).constData(), m_folder, QFile::encodeName(newName).constData()));
+}
+
+int TargetFolder::sync()
+{
+    return syncDescriptor(m_folder);
+}

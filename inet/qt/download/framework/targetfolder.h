@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QString>
+#include <QtGlobal>
+
+/// An open folder, in which names are looked up and changed without ever following a link or leaving it.
+///
+/// Every operation returns 0 or the system's error number. Used in one thread.
+class TargetFolder
+{
+    Q_DISABLE_COPY_MOVE(TargetFolder)
+
+public:
+    explicit TargetFolder(const QString &path);
+    ~TargetFolder();
+
+    /// Makes the folder, and those above it, where they are missing.
+    int open();
+    /// Goes down into sub-folders that exist; "." and ".." are refused.
+    int enter(const QString &subPath);
+
+    /// For messages.
+    QString pathOf(const QString &name) const;
+
+    /// Whatever it is, a dangling link included.
+    bool exists(const QString &name) const;
+    bool isFolder(const QString &name) const;
+    /// -1 when it is no plain file.
+    qint64 fileSize(const QString &name) const;
+
+    int createExclusively(const QString &name);
+    /// Whether the name is a plain file that can be written to.
+    int checkWritable(const QString &name) const;
+    int remove(const QString &name);
+    /// Cuts a plain file to the size, and pushes it to the disk. @param mayGrow extends a shorter one too
+    /// @param found length as it was; ENODATA when that is not enough
+    int bringToSize(const QString &name, qint64 size, bool mayGrow, qint64 &found);
+    /// EEXIST when something of the new name is there.
+    int renameWithoutReplacing(const QString &name, const QString &newName);
+    int renameOver(const QString &name, const QString &newName);
+    /// Pushes the names to the disk.
+    int sync();
+
+private:
+    QString m_path;
+    int m_folder = -1;
+};

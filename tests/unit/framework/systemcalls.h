@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+
+/// Calls of the system that a test program answers in the system's place: 0 = the system does it itself.
+/// The program's own definitions are found before the C library's.
+namespace SystemCalls
+{
+
+inline std::atomic<int> fallocateError = 0;
+inline std::atomic<int> fdatasyncError = 0;
+inline std::atomic<int> fdatasyncCount = 0;
+inline std::atomic<int> renameat2Error = 0;
+inline std::atomic<int> linkatError = 0;
+inline std::atomic<int> fsyncError = 0;
+inline std::atomic<int> fsyncCount = 0;
+/// Negative = as it is.
+inline std::atomic<long long> freeBlocks = -1;
+
+inline void reset()
+{
+    for (std::atomic<int> *value :
+         {&fallocateError, &fdatasyncError, &fdatasyncCount, &renameat2Error, &linkatError, &fsyncError, &fsyncCount})
+        *value = 0;
+    freeBlocks = -1;
+}
+
+}

@@ -1,0 +1,1034 @@
+// SPDX-License-Identifier: MIT
+#include <inet/qt/download/framework/abstractdownloadfileops.h>
+
+#include <tests/unit/framework/ordinaryuser.h>
+#include <tests/unit/framework/systemcalls.h>
+
+#include <QDir>
+#include <QFile>
+#include <QFileDevice>
+#include <QFileInfo>
+#include <QScopeGuard>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QThread>
+
+#include <cerrno>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+using Ops = AbstractDownloadFileOps;
+using Operation = Ops::FileInitializeOperation;
+using Reaction = AbstractDownloadExistingFileReaction;
+using Action = AbstractDownloadFileExistsAction;
+using File = AbstractDownloadFileInfo;
+using Record = AbstractDownloadPersistentInfo;
+
+namespace
+{
+
+Operation toCreate(const QString &name, qint64 size = -1, int index = 0)
+{
+    return {index, Operation::Create, name, size, {}};
+}
+
+Operation toFinish(const QString &path, qint64 size = -1, int index = 0)
+{
+    return {index, Operation::Finish, path, size, {}};
+}
+
+void makeFile(const QString &path, const QByteArray &content = {})
+{
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QCOMPARE(file.write(content), content.size());
+}
+
+QByteArray contentOf(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(no file)");
+}
+
+File fileOf(const QString &name, qint64 size, qint64 downloaded, int flags = 0)
+{
+    File file;
+    file.name = name;
+    file.size = size;
+    if (downloaded > 0)
+        file.sections = {{0, size, downloaded}};
+    file.fileFlags = quint8(flags);
+    return file;
+}
+
+/// File operations and all that they say.
+class Bench
+{
+public:
+    Bench()
+        : ops(new Ops(nullptr))
+    {
+        QObject::connect(ops, &Ops::performInitializeOpsFinished, &owner,
+                         [this](const QString &, const QList<Operation> &list, int count, const AbstractError &e) {
+                             ++answers;
+                             operations = list;
+                             done = count;
+                             error = e;
+                         });
+        QObject::connect(ops, &Ops::fileExistsActionRequired, &owner, [this](int index, const QStringList &paths) {
+            askedFor = index;
+            inTheWay = paths;
+            ++questions;
+        });
+        QObject::connect(ops, &Ops::fileExistsActionApplied, &owner,
+                         [this](int index, Action action, const AbstractError &e) {
+                             applied.append(u"%1 %2 %3 %4"_s.arg(index).arg(int(action)).arg(e.code).arg(answers));
+                         });
+    }
+    ~Bench()
+    {
+        if (ops->thread() == QThread::currentThread())
+            delete ops;
+        else
+            ops->deleteLater();
+        thread.quit();
+        thread.wait();
+    }
+
+    void perform(const QString &folder, const QList<Operation> &list)
+    {
+        const int before = answers;
+        ops->performInitializeOps(folder, list);
+        QTRY_COMPARE(answers, before + 1);
+    }
+    void ask(const QString &folder, const QList<Operation> &list)
+    {
+        ops->setExistingFileReaction(Reaction::Ask);
+        const int before = questions;
+        ops->performInitializeOps(folder, list);
+        QTRY_COMPARE(questions, before + 1);
+    }
+    QString result(int index = 0) const { return operations.value(index).resultPath; }
+    QString errorText() const { return QString::fromStdString(error.description); }
+
+    Ops *ops;
+    QThread thread;
+    QObject owner;
+    int answers = 0;
+    QList<Operation> operations;
+    int done = -1;
+    AbstractError error;
+    int questions = 0;
+    int askedFor = -1;
+    QStringList inTheWay;
+    QStringList applied; ///< index, action, error code, answers so far
+};
+
+}
+
+class TestFileOps : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+
+    void whatRemainsFollowsFromTheRecord_data();
+    void whatRemainsFollowsFromTheRecord();
+    void filesThatAreNotSelectedAreLeftAlone();
+    void theLengthIncludesTheDataStart();
+    void applyingMakesTheRecordTrue();
+    void applyingCountsOnlyWhatSucceeded();
+    void askingAgainAfterApplyingLeavesNothing();
+    void aRestartedFileIsCreatedAnew();
+
+    void namesAreMadeSafe_data();
+    void namesAreMadeSafe();
+    void longNamesKeepTheirExtension();
+    void safeNamesStayAsTheyAre();
+
+    void anEmptyListIsAnsweredLater();
+    void everyRequestIsAnsweredInOrder();
+    void worksInAThreadOfItsOwn();
+
+    void createsAnIncompleteFile();
+    void createsTheFolderToo();
+    void onlyTheLastComponentCounts_data();
+    void onlyTheLastComponentCounts();
+    void aFolderThatCannotBeMadeIsAnError_data();
+    void aFolderThatCannotBeMadeIsAnError();
+    void aFolderThatIsNotOursIsAnError();
+    void renamesWhenSomethingIsInTheWay_data();
+    void renamesWhenSomethingIsInTheWay();
+    void aNumberedNameStaysWithinTheLimit();
+    void overwritingKeepsTheFinishedFileForNow();
+    void overwritingBeginsAnIncompleteFileAnewOnlyWhenTold_data();
+    void overwritingBeginsAnIncompleteFileAnewOnlyWhenTold();
+    void overwritingDoesNotReplaceAFolder();
+    void skippingIsAnError();
+    void twoFilesOfOneNameDoNotShareAFile();
+    void plantedLinksAreNotFollowed_data();
+    void plantedLinksAreNotFollowed();
+
+    void finishingCutsAndRenames_data();
+    void finishingCutsAndRenames();
+    void missingBytesAreAnError();
+    void aFileOfItsFinalNameOnlyGetsItsLength();
+    void aFileMadeInTheSameListIsExtended();
+    void finishingTwiceIsHarmless();
+    void aGoneFileIsAnError();
+    void finishingDoesNotTakeTheOldFileForTheNew();
+    void finishingReactsToAnExistingFile_data();
+    void finishingReactsToAnExistingFile();
+    void finishingPushesFileAndFolderToTheDisk();
+    void aFileThatTheDiskDoesNotTakeIsAnError();
+    void renamesWithoutHelpOfTheFileSystem_data();
+    void renamesWithoutHelpOfTheFileSystem();
+    void finishingStaysInTheFolder_data();
+    void finishingStaysInTheFolder();
+    void finishingDoesNotFollowLinks();
+
+    void aQuestionIsAnswered_data();
+    void aQuestionIsAnswered();
+    void anAnswerCountsForOneFile();
+    void anAnswerFromInsideTheQuestionIsTaken();
+    void answersNobodyAskedForAreIgnored();
+    void aWithdrawnQuestionEndsTheOperations();
+    void withdrawingWithoutAQuestionDoesNothing();
+    void aRequestBehindAQuestionWaits();
+    void theFirstErrorEndsTheList();
+
+private:
+    QString at(const QString &name) const { return m_dir->filePath(name); }
+    QString folder() const { return m_dir->path(); }
+    QStringList names() const
+    {
+        return QDir(folder()).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+    }
+
+    std::unique_ptr<QTemporaryDir> m_dir;
+};
+
+void TestFileOps::init()
+{
+    SystemCalls::reset();
+    m_dir = std::make_unique<QTemporaryDir>();
+    QVERIFY(m_dir->isValid());
+}
+
+void TestFileOps::whatRemainsFollowsFromTheRecord_data()
+{
+    QTest::addColumn<int>("destination");
+    QTest::addColumn<File>("file");
+    QTest::addColumn<QList<int>>("kinds");
+    const QList<int> none;
+    const QList<int> create{Operation::Create};
+    const QList<int> finish{Operation::Finish};
+    const QList<int> both{Operation::Create, Operation::Finish};
+    const int folder = Record::ToFolder;
+    const int created = File::CreatedOnDisk;
+    const int final = File::FinalOnDisk;
+    QTest::newRow("a download into memory has no files") << int(Record::ToMemory) << fileOf(u"a"_s, 5, 0) << none;
+    QTest::newRow("a file not on disk is created") << folder << fileOf(u"a"_s, 5, 0) << create;
+    QTest::newRow("of unknown size too") << folder << fileOf(u"a"_s, -1, 0) << create;
+    QTest::newRow("an incomplete file is left alone") << folder << fileOf(u"a"_s, 5, 4, created) << none;
+    QTest::newRow("of unknown size too, whatever there is") << folder << fileOf(u"a"_s, -1, 4, created) << none;
+    QTest::newRow("a complete file is finished") << folder << fileOf(u"a"_s, 5, 5, created) << finish;
+    QTest::newRow("a finished file is left alone") << folder << fileOf(u"a"_s, 5, 5, created | final) << none;
+    QTest::newRow("an empty file is created and finished") << folder << fileOf(u"a"_s, 0, 0) << both;
+    QTest::newRow("a complete file that is gone is created and finished") << folder << fileOf(u"a"_s, 5, 5) << both;
+    QTest::newRow("a final name without a file does not count") << folder << fileOf(u"a"_s, 5, 0, final) << create;
+    QTest::newRow("nor when all bytes were there") << folder << fileOf(u"a"_s, 5, 5, final) << both;
+}
+
+void TestFileOps::whatRemainsFollowsFromTheRecord()
+{
+    QFETCH(int, destination);
+    QFETCH(File, file);
+    QFETCH(QList<int>, kinds);
+    Record record;
+    record.destinationType = destination;
+    record.files = {file};
+    const Ops ops(nullptr);
+    QList<int> found;
+    for (const Operation &operation : ops.calcFilesInitOps({}, record, true)) {
+        QCOMPARE(operation.fileIndex, 0);
+        QCOMPARE(operation.size, file.size);
+        found.append(operation.kind);
+    }
+    QCOMPARE(found, kinds);
+}
+
+void TestFileOps::filesThatAreNotSelectedAreLeftAlone()
+{
+    Record record;
+    record.files = {fileOf(u"a"_s, 1, 0), fileOf(u"b"_s, 1, 0)};
+    record.files[0].selected = false;
+    const Ops ops(nullptr);
+    QCOMPARE(ops.calcFilesInitOps({}, record, true), QList<Operation>{toCreate(u"b"_s, 1, 1)});
+    QCOMPARE(ops.calcFilesInitOps({}, record, false).size(), 2);
+}
+
+void TestFileOps::theLengthIncludesTheDataStart()
+{
+    Record record;
+    record.files = {fileOf(u"a"_s, 5, 5, File::CreatedOnDisk), fileOf(u"b"_s, 5, 5, File::CreatedOnDisk)};
+    record.files[0].dataStart = 7;
+    record.files[0].pathOnDisk = u"a.part"_s;
+    record.files[1].dataStart = -1;
+    const Ops ops(nullptr);
+    QCOMPARE(ops.calcFilesInitOps({}, record, true),
+             (QList<Operation>{toFinish(u"a.part"_s, 12), toFinish(u"b"_s, 5, 1)}));
+}
+
+void TestFileOps::applyingMakesTheRecordTrue()
+{
+    Record record;
+    record.files = {fileOf(u"x/a.bin"_s, 5, 0, File::Preallocated | File::FinalOnDisk)};
+    const Ops ops(nullptr);
+    Operation create = toCreate(u"x/a.bin"_s, 5);
+    create.resultPath = u"a (1).bin.part"_s;
+    ops.applyFilesInitOpsFinished({create}, 1, record);
+    QCOMPARE(record.files[0].fileFlags, quint8(File::CreatedOnDisk));
+    QCOMPARE(record.files[0].pathOnDisk, u"a (1).bin.part"_s);
+    QCOMPARE(record.files[0].name, u"x/a.bin"_s);
+
+    record.files[0].fileFlags |= File::Preallocated;
+    Operation finish = toFinish(u"a (1).bin.part"_s, 5);
+    finish.resultPath = u"a (1).bin"_s;
+    ops.applyFilesInitOpsFinished({finish}, 1, record);
+    QCOMPARE(record.files[0].fileFlags, quint8(File::CreatedOnDisk | File::Preallocated | File::FinalOnDisk));
+    QCOMPARE(record.files[0].pathOnDisk, u"a (1).bin"_s);
+    QCOMPARE(record.files[0].name, u"x/a.bin"_s);
+}
+
+void TestFileOps::applyingCountsOnlyWhatSucceeded()
+{
+    Record record;
+    record.files = {fileOf(u"a"_s, 5, 0), fileOf(u"b"_s, 5, 0)};
+    const Ops ops(nullptr);
+    ops.applyFilesInitOpsFinished({toCreate(u"a"_s), toCreate(u"b"_s, -1, 1)}, 1, record);
+    QVERIFY(record.files[0].isOnDisk());
+    QVERIFY(!record.files[1].isOnDisk());
+    ops.applyFilesInitOpsFinished({toCreate(u"c"_s, -1, 9), toCreate(u"c"_s, -1, -1)}, 5, record);
+    QVERIFY(!record.files[1].isOnDisk());
+}
+
+void TestFileOps::askingAgainAfterApplyingLeavesNothing()
+{
+    Record record;
+    record.folder = folder();
+    record.files = {fileOf(u"a.bin"_s, 0, 0)};
+    Bench bench;
+    bench.perform(folder(), bench.ops->calcFilesInitOps({}, record, true));
+    bench.ops->applyFilesInitOpsFinished(bench.operations, bench.done, record);
+    QCOMPARE(bench.ops->calcFilesInitOps({}, record, true), QList<Operation>());
+    QCOMPARE(names(), QStringList{u"a.bin"_s});
+    QCOMPARE(record.filePath(0), at(u"a.bin"_s));
+}
+
+void TestFileOps::aRestartedFileIsCreatedAnew()
+{
+    Record record;
+    record.files = {fileOf(u"a.bin"_s, 5, 5, File::CreatedOnDisk | File::FinalOnDisk)};
+    const Ops ops(nullptr);
+    record.files[0].sections.clear();
+    record.files[0].fileFlags &= ~(File::CreatedOnDisk | File::Preallocated);
+    record.files[0].pathOnDisk.clear();
+    QCOMPARE(ops.calcFilesInitOps({}, record, true), QList<Operation>{toCreate(u"a.bin"_s, 5)});
+}
+
+void TestFileOps::namesAreMadeSafe_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("safe");
+    QTest::newRow("an ordinary name stays") << u"report 2.pdf"_s << u"report 2.pdf"_s;
+    QTest::newRow("letters of all scripts stay") << u"naïve 文件.txt"_s << u"naïve 文件.txt"_s;
+    QTest::newRow("an empty name") << QString() << u"download"_s;
+    QTest::newRow("one dot") << u"."_s << u"download"_s;
+    QTest::newRow("two dots") << u".."_s << u"download"_s;
+    QTest::newRow("nothing but dots and spaces") << u" .. . "_s << u"download"_s;
+    QTest::newRow("slashes go") << u"../../etc/passwd"_s << u"etcpasswd"_s;
+    QTest::newRow("control characters go") << u"a\nb\tc\u0001\u007f\u0085.txt"_s << u"abc.txt"_s;
+    QTest::newRow("a null character goes") << QString(u"a"_s + QChar(0) + u"b"_s) << u"ab"_s;
+    QTest::newRow("marks that turn the text go") << u"a\u202egpj.exe"_s << u"agpj.exe"_s;
+    QTest::newRow("line separators go") << u"a\u2028b\u2029c"_s << u"abc"_s;
+    QTest::newRow("half a character is replaced") << QString(u"a"_s + QChar(0xd83d) + u"b"_s) << u"a_b"_s;
+    QTest::newRow("a whole one stays") << u"a😀.txt"_s << u"a😀.txt"_s;
+    QTest::newRow("spaces around go") << u"  a b.txt  "_s << u"a b.txt"_s;
+    QTest::newRow("dots behind go") << u"a.txt..."_s << u"a.txt"_s;
+    QTest::newRow("dots in front go, so that no file is hidden") << u".bashrc"_s << u"bashrc"_s;
+    QTest::newRow("a device's name") << u"CON"_s << u"_CON"_s;
+    QTest::newRow("a device's name with an extension") << u"nul.txt"_s << u"_nul.txt"_s;
+    QTest::newRow("a numbered device") << u"Com1.log"_s << u"_Com1.log"_s;
+    QTest::newRow("a name that only begins like a device") << u"console.txt"_s << u"console.txt"_s;
+    QTest::newRow("a name that looks incomplete") << u"a.part"_s << u"a.part"_s;
+}
+
+void TestFileOps::namesAreMadeSafe()
+{
+    QFETCH(QString, name);
+    QFETCH(QString, safe);
+    QCOMPARE(Ops::safeFileName(name), safe);
+}
+
+void TestFileOps::longNamesKeepTheirExtension()
+{
+    const QString wide = QString(200, QChar(0x6587));
+    const QString safe = Ops::safeFileName(wide + u".tar.gz"_s);
+    QVERIFY(safe.endsWith(u"文.tar.gz"_s));
+    QVERIFY(safe.toUtf8().size() <= 250);
+    QVERIFY(safe.toUtf8().size() > 245);
+    QCOMPARE(Ops::safeFileName(QString(300, u'a') + u".bin"_s).size(), 250);
+    QCOMPARE(Ops::safeFileName(QString(300, u'a')).size(), 250);
+    QCOMPARE(Ops::safeFileName(u"a."_s + QString(300, u'b')).size(), 250);
+    const QString smiles = Ops::safeFileName(u"😀"_s.repeated(100));
+    QCOMPARE(QString::fromUtf8(smiles.toUtf8()), smiles);
+    QCOMPARE(smiles, u"😀"_s.repeated(62));
+}
+
+void TestFileOps::safeNamesStayAsTheyAre()
+{
+    for (const QString &name : {QString(300, u'a') + u" .bin"_s, u"..a"_s, u"CON"_s, u" x . "_s}) {
+        const QString once = Ops::safeFileName(name);
+        QCOMPARE(Ops::safeFileName(once), once);
+    }
+}
+
+void TestFileOps::anEmptyListIsAnsweredLater()
+{
+    Bench bench;
+    bench.ops->performInitializeOps(folder(), {});
+    QCOMPARE(bench.answers, 0);
+    QTRY_COMPARE(bench.answers, 1);
+    QCOMPARE(bench.done, 0);
+    QVERIFY(!bench.error);
+}
+
+void TestFileOps::everyRequestIsAnsweredInOrder()
+{
+    Bench bench;
+    QStringList folders;
+    connect(bench.ops, &Ops::performInitializeOpsFinished, &bench.owner,
+            [&](const QString &where) { folders.append(QFileInfo(where).fileName()); });
+    for (const QString &name : {u"a"_s, u"b"_s, u"c"_s})
+        bench.ops->performInitializeOps(at(name), {toCreate(u"x"_s)});
+    QTRY_COMPARE(folders, (QStringList{u"a"_s, u"b"_s, u"c"_s}));
+    QCOMPARE(bench.answers, 3);
+}
+
+void TestFileOps::worksInAThreadOfItsOwn()
+{
+    Bench bench;
+    bench.thread.start();
+    bench.ops->moveToThread(&bench.thread);
+    makeFile(at(u"a.bin"_s), "old");
+    bench.ask(folder(), {toCreate(u"a.bin"_s, 0), toFinish({}, 0)});
+    bench.ops->fileExistsAction(0, Action::Rename);
+    QTRY_COMPARE(bench.answers, 1);
+    QCOMPARE(bench.done, 2);
+    QCOMPARE(bench.result(1), u"a (1).bin"_s);
+    bench.ask(folder(), {toCreate(u"a.bin"_s)});
+    bench.ops->withdrawQuestion();
+    QTRY_COMPARE(bench.answers, 2);
+    QCOMPARE(bench.error.code, int(GenericErrorCode::OperationAborted));
+}
+
+void TestFileOps::createsAnIncompleteFile()
+{
+    const mode_t before = ::umask(0027);
+    Bench bench;
+    bench.perform(folder(), {toCreate(u"a.bin"_s, 5)});
+    ::umask(before);
+    QVERIFY2(!bench.error, qPrintable(bench.errorText()));
+    QCOMPARE(bench.done, 1);
+    QCOMPARE(bench.result(), u"a.bin.part"_s);
+    QCOMPARE(names(), QStringList{u"a.bin.part"_s});
+    struct stat status = {};
+    QCOMPARE(::stat(QFile::encodeName(at(u"a.bin.part"_s)).constData(), &status), 0);
+    QCOMPARE(status.st_mode & 0777, mode_t(0640));
+    QCOMPARE(status.st_size, off_t(0));
+}
+
+void TestFileOps::createsTheFolderToo()
+{
+    Bench bench;
+    bench.perform(at(u"new/deeper"_s), {toCreate(u"a"_s)});
+    QVERIFY2(!bench.error, qPrintable(bench.errorText()));
+    QVERIFY(QFileInfo::exists(at(u"new/deeper/a.part"_s)));
+    bench.perform(at(u"other/"_s), {toCreate(u"a"_s)});
+    QVERIFY(QFileInfo::exists(at(u"other/a.part"_s)));
+}
+
+void TestFileOps::onlyTheLastComponentCounts_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("created");
+    QTest::newRow("a sub-folder") << u"sub/a.bin"_s << u"a.bin.part"_s;
+    QTest::newRow("an absolute path") << u"/etc/a.bin"_s << u"a.bin.part"_s;
+    QTest::newRow("a way out") << u"../a.bin"_s << u"a.bin.part"_s;
+    QTest::newRow("a way out and nothing else") << u"../.."_s << u"download.part"_s;
+    QTest::newRow("a slash behind") << u"sub/a.bin/"_s << u"a.bin.part"_s;
+    QTest::newRow("no name") << QString() << u"download.part"_s;
+}
+
+void TestFileOps::onlyTheLastComponentCounts()
+{
+    QFETCH(QString, name);
+    QFETCH(QString, created);
+    Bench bench;
+    QVERIFY(QDir(folder()).mkdir(u"in"_s));
+    bench.perform(at(u"in"_s), {toCreate(name)});
+    QVERIFY2(!bench.error, qPrintable(bench.errorText()));
+    QCOMPARE(bench.result(), created);
+    QCOMPARE(QDir(at(u"in"_s)).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList{created});
+    QCOMPARE(names(), QStringList{u"in"_s});
+}
+
+void TestFileOps::aFolderThatCannotBeMadeIsAnError_data()
+{
+    QTest::addColumn<QString>("folder");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("a file stands in its place") << u"file"_s << u"Not a directory"_s;
+    QTest::newRow("a file stands above it") << u"file/below"_s << u"Not a directory"_s;
+}
+
+void TestFileOps::aFolderThatCannotBeMadeIsAnError()
+{
+    QFETCH(QString, folder);
+    QFETCH(QString, text);
+    makeFile(at(u"file"_s));
+    Bench bench;
+    const QString where = at(folder);
+    bench.perform(where, {toCreate(u"a"_s)});
+    QCOMPARE(bench.done, 0);
+    QVERIFY(bench.error.code != 0);
+    QCOMPARE(bench.error.category, std::string("QtFileError"));
+    QVERIFY2(bench.errorText().contains(where) && bench.errorText().contains(text), qPrintable(bench.errorText()));
+    bench.perform({}, {toCreate(u"a"_s)});
+    QCOMPARE(bench.error.code, int(QFileDevice::OpenError));
+}
+
+void TestFileOps::aFolderThatIsNotOursIsAnError()
+{
+    makeFile(at(u"b.part"_s), "abc");
+    QVERIFY(QFile::setPermissions(at(u"b.part"_s), QFile::ReadOwner | QFile::ReadOther));
+    QVERIFY(QFile::setPermissions(folder(), QFile::ReadOwner | QFile::ExeOwner | QFile::ReadOther | QFile::ExeOther));
+    const auto restore = qScopeGuard(
+        [this] { QFile::setPermissions(folder(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner); });
+    const OrdinaryUser user;
+    QVERIFY(user.isOk());
+    Bench bench;
+    for (const QList<Operation> &list : {QList{toCreate(u"a"_s)}, QList{toFinish(u"b.part"_s, 3)}}) {
+        bench.perform(folder(), list);
+        QCOMPARE(bench.error.code, int(QFileDevice::PermissionsError));
+        QVERIFY2(bench.errorText().contains(u"Permission denied"_s), qPrintable(bench.errorText()));
+        QVERIFY2(bench.errorText().contains(folder()), qPrintable(bench.errorText()));
+    }
+    bench.perform(at(u"below"_s), {toCreate(u"a"_s)});
+    QCOMPARE(bench.error.code, int(QFileDevice::PermissionsError));
+}
+
+void TestFileOps::renamesWhenSomethingIsInTheWay_data()
+{
+    QTest::addColumn<QStringList>("there");
+    QTest::addColumn<QString>("wished");
+    QTest::addColumn<QString>("created");
+    QTest::newRow("the finished file") << QStringList{u"a.bin"_s} << u"a.bin"_s << u"a (1).bin.part"_s;
+    QTest::newRow("an incomplete file, though empty")
+        << QStringList{u"a.bin.part"_s} << u"a.bin"_s << u"a (1).bin.part"_s;
+    QTest::newRow("numbers in use are skipped")
+        << QStringList{u"a.bin"_s, u"a (1).bin"_s, u"a (2).bin.part"_s} << u"a.bin"_s << u"a (3).bin.part"_s;
+    QTest::newRow("a name without an extension") << QStringList{u"a"_s} << u"a"_s << u"a (1).part"_s;
+    QTest::newRow("an archive's extension") << QStringList{u"a.tar.gz"_s} << u"a.tar.gz"_s << u"a (1).tar.gz.part"_s;
+    QTest::newRow("a dot that begins no extension")
+        << QStringList{u"release 1.2 beta"_s} << u"release 1.2 beta"_s << u"release 1.2 beta (1).part"_s;
+}
+
+void TestFileOps::renamesWhenSomethingIsInTheWay()
+{
+    QFETCH(QStringList, there);
+    QFETCH(QString, wished);
+    QFETCH(QString, created);
+    for (const QString &name : there)
+        makeFile(at(name), name.endsWith(u".part"_s) ? QByteArray() : QByteArray("mine"));
+    const QStringList before = names();
+    Bench bench;
+    bench.ops->setTruncateFilesWhenCreating(true);
+    bench.perform(folder(), {toCreate(wished)});
+    QCOMPARE(bench.result(), created);
+    QStringList after = before + QStringList{created};
+    after.sort();
+    QStringList found = names();
+    found.sort();
+    QCOMPARE(found, after);
+    QCOMPARE(contentOf(at(there.first())), there.first().endsWith(u".part"_s) ? QByteArray() : QByteArray("mine"));
+}
+
+void TestFileOps::aNumberedNameStaysWithinTheLimit()
+{
+    const QString name = QString(300, u'a') + u".bin"_s;
+    Bench bench;
+    bench.perform(folder(), {toCreate(name), toCreate(name, -1, 1)});
+    QVERIFY2(!bench.error, qPrintable(bench.errorText()));
+    QCOMPARE(bench.result(0).size(), 255);
+    QCOMPARE(bench.result(1).size(), 255);
+    QVERIFY(bench.result(1).endsWith(u"a (1).bin.part"_s));
+}
+
+void TestFileOps::overwritingKeepsTheFinishedFileForNow()
+{
+    makeFile(at(u"a.bin"_s), "old");
+    Bench bench;
+    bench.ops->setExistingFileReaction(Reaction::Overwrite);
+    bench.ops->setTruncateFilesWhenCreating(true);
+    bench.perform(folder(), {toCreate(u"a.bin"_s)});
+    QCOMPARE(bench.result(), u"a.bin.part"_s);
+    QCOMPARE(contentOf(at(u"a.bin"_s)), "old");
+    makeFile(at(u"a.bin.part"_s), "new");
+    bench.perform(folder(), {toFinish(u"a.bin.part"_s, 3)});
+    QCOMPARE(bench.result(), u"a.bin"_s);
+    QCOMPARE(contentOf(at(u"a.bin"_s)), "new");
+    QCOMPARE(names(), QStringList{u"a.bin"_s});
+}
+
+void TestFileOps::overwritingBeginsAnIncompleteFileAnewOnlyWhenTold_data()
+{
+    QTest::addColumn<bool>("truncate");
+    QTest::addColumn<QByteArray>("after");
+    QTest::newRow("told to") << true << QByteArray();
+    QTest::newRow("not told to") << false << QByteArray("some");
+}
+
+void TestFileOps::overwritingBeginsAnIncompleteFileAnewOnlyWhenTold()
+{
+    QFETCH(bool, truncate);
+    QFETCH(QByteArray, after);
+    makeFile(at(u"a.bin.part"_s), "some");
+    Bench bench;
+    bench.ops->setExistingFileReaction(Reaction::Overwrite);
+    bench.ops->setTruncateFilesWhenCreating(truncate);
+    bench.perform(folder(), {toCreate(u"a.bin"_s)});
+    QVERIFY2(!bench.error, qPrintable(bench.errorText()));
+    QCOMPARE(bench.result(), u"a.bin.part"_s);
+    QCOMPARE(contentOf(at(u"a.bin.part"_s)), after);
+    QCOMPARE(names(), QStringList{u"a.bin.part"_s});
+}
+
+void TestFileOps::overwritingDoesNotReplaceAFolder()
+{
+    QVERIFY(QDir(folder()).mkdir(u"a.bin"_s));
+    Bench bench;
+    bench.ops->setExistingFileReaction(Reaction::Overwrite);
+    bench.perform(folder(), {toCreate(u"a.bin"_s)});
+    QCOMPARE(bench.error.code, int(QFileDevice::OpenError));
+    QVERIFY(bench.errorText().contains(at(u"a.bin"_s)));
+    QCOMPARE(names(), QStringList{u"a.bin"_s});
+}
+
+void TestFileOps::skippingIsAnError()
+{
+    makeFile(at(u"a.bin"_s), "old");
+    Bench bench;
+    bench.ops->setExistingFileReaction(Reaction::Skip);
+    bench.perform(folder(), {toCreate(u"a.bin"_s)});
+    QCOMPARE(bench.done, 0);
+    QCOMPARE(bench.error.code, int(QFileDevice::OpenError));
+    QCOMPARE(bench.error.category, std::string("QtFileError"));
+    QVERIFY(bench.errorText().contains(at(u"a.bin"_s)));
+    QCOMPARE(names(), QStringList{u"a.bin"_s});
+    QCOMPARE(contentOf(at(u"a.bin"_s)), "old");
+}
+
+void TestFileOps::twoFilesOfOneNameDoNotShareAFile()
+{
+    Bench bench;
+    bench.ops->setExistingFileReaction(Reaction::Overwrite);
+    bench.ops->setTruncateFilesWhenCreating(true);
+    bench.perform(folder(), {toCreate(u"x/a"_s, 0, 0), toCreate(u"y/a"_s, 0, 1)});
+    QCOMPARE(bench.result(0), u"a.part"_s);
+    QCOMPARE(bench.result(1), u"a (1).part"_s);
+}
+
+void TestFileOps::plantedLinksAreNotFollowed_data()
+{
+    QTest::addColumn<QString>("link");
+    QTest::addColumn<Reaction>("reaction");
+    QTest::addColumn<bool>("truncate");
+    for (const QString &link : {u"a.bin"_s, u"a.bin.part"_s}) {
+        for (const Reaction reaction : {Reaction::Rename, Reaction::Overwrite, Reaction::Skip}) {
+            for (const bool truncate : {true, false}) {
+                QTest::addRow("%s is a link, reaction %d, %s", qPrintable(link), int(reaction),
+                              truncate ? "emptied" : "kept")
+                    << link << reaction << truncate;
+            }
+        }
+    }
+}
+
+void TestFileOps::plantedLinksAreNotFollowed()
+{
+    QFETCH(QString, link);
+    QFETCH(Reaction, reaction);
+    QFETCH(bool, truncate);
+    const QString victim = at(u"victim"_s);
+    makeFile(victim, "precious");
+    const QString in = at(u"in"_s);
+    QVERIFY(QDir(folder()).mkdir(u"in"_s));
+    QVERIFY(QFile::link(victim, in + u'/' + link));
+    Bench bench;
+    bench.ops->setExistingFileReaction(reaction);
+    bench.ops->setTruncateFilesWhenCreating(truncate);
+    bench.perform(in, {toCreate(u"a.bin"_s)});
+    if (!bench.error) {
+        QVERIFY(!QFileInfo(in + u'/' + bench.result()).isSymLink());
+        makeFile(in + u'/' + bench.result(), "12345");
+        bench.perform(in, {toFinish(bench.result(), 5)});
+    }
+    QCOMPARE(contentOf(victim), "precious");
+}
+
+void TestFileOps::finishingCutsAndRenames_data()
+{
+    QTest::addColumn<qint64>("size");
+    QTest::addColumn<QByteArray>("after");
+    QTest::newRow("of exact length") << qint64(6) << QByteArray("abcdef");
+    QTest::newRow("longer than it should be") << qint64(4) << QByteArray("abcd");
+    QTest::newRow("that should be empty") << qint64(0) << QByteArray();
+    QTest::newRow("of unknown length") << qint64(-1) << QByteArray("abcdef");
+}
+
+void TestFileOps::finishingCutsAndRenames()
+{
+    QFETCH(qint64, size);
+    QFETCH(QByteArray, after);
+    makeFile(at(u"a.bin.part"_s), "abcdef");
+    Bench bench;
+    bench.perform(folder(), {toFinish(u"a.bin.part"_s, size)});
+    QVERIFY2(!bench.error, qPrintable(bench.errorText()));
+    QCOMPARE(bench.result(), u"a.bin"_s);
+    QCOMPARE(names(), QStringList{u"a.bin"_s});
+    QCOMPARE(contentOf(at(u"a.bin"_s)), after);
+}
+
+void TestFileOps::missingBytesAreAnError()
+{
+    makeFile(at(u"a.bin.part"_s), "abcdef");
+    Bench bench;
+    bench.perform(folder(), {toFinish(u"a.bin.part"_s, 1234)});
+    QVERIFY(bench.error.code != 0);
+    QCOMPARE(bench.error.category, std::string("QtFileError"));
+    QVERIFY2(bench.errorText().contains(u"6 of 1234"_s), qPrintable(bench.errorText()));
+    QCOMPARE(names(), QStringList{u"a.bin.part"_s});
+    QCOMPARE(contentOf(at(u"a.bin.part"_s)), "abcdef");
+}
+
+void TestFileOps::aFileOfItsFinalNameOnlyGetsItsLength()
+{
+    makeFile(at(u"a.bin"_s), "abcdef");
+    Bench bench;
+    bench.perform(folder(), {toFinish(u"a.bin"_s, 3)});
+    QVERIFY(!bench.error);
+    QCOMPARE(bench.result(), u"a.bin"_s);
+    QCOMPARE(contentOf(at(u"a.bin"_s)), "abc");
+}
+
+void TestFileOps::aFileMadeInTheSameListIsExtended()
+{
+    makeFile(at(u"a.bin"_s), "old");
+    Bench bench;
+    bench.perform(folder(), {toCreate(u"a.bin"_s, 5), toFinish(u"a.bin.part"_s, 5)});
+    QVERIFY2(!bench.error, qPrintable(bench.errorText()));
+    QCOMPARE(bench.done, 2);
+    QCOMPARE(bench.result(1), u"a (1).bin"_s);
+    QCOMPARE(contentOf(at(u"a (1).bin"_s)), QByteArray(5, '\0'));
+    QCOMPARE(contentOf(at(u"a.bin"_s)), "old");
+}
+
+void TestFileOps::finishingTwiceIsHarmless()
+{
+    makeFile(at(u"a.bin.part"_s), "abc");
+    Bench bench;
+    for (int i = 0; i < 2; ++i) {
+        bench.perform(folder(), {toFinish(u"a.bin.part"_s, 3)});
+        QVERIFY2(!bench.error, qPrintable(bench.errorText()));
+        QCOMPARE(bench.result(), u"a.bin"_s);
+    }
+    QCOMPARE(names(), QStringList{u"a.bin"_s});
+}
+
+void TestFileOps::aGoneFileIsAnError()
+{
+    makeFile(at(u"a.bin"_s), "of other length");
+    Bench bench;
+    bench.perform(folder(), {toFinish(u"a.bin.part"_s, 3)});
+    QVERIFY(bench.error.code != 0);
+    QVERIFY2(bench.errorText().contains(at(u"a.bin.part"_s)), qPrintable(bench.errorText()));
+    QVERIFY2(bench.errorText().contains(u"Restart"_s), qPrintable(bench.errorText()));
+}
+
+void TestFileOps::finishingDoesNotTakeTheOldFileForTheNew()
+{
+    makeFile(at(u"a.bin"_s), "old");
+    Bench bench;
+    bench.ops->setExistingFileReaction(Reaction::Overwrite);
+    bench.perform(folder(), {toFinish(u"a.bin.part"_s, 3)});
+    QVERIFY(bench.error.code != 0);
+}
+
+void TestFileOps::finishingReactsToAnExistingFile_data()
+{
+    QTest::addColumn<Reaction>("reaction");
+    QTest::addColumn<QString>("result");
+    QTest::addColumn<int>("code");
+    QTest::newRow("by default it takes a free name") << Reaction::NotSet << u"a (2).bin"_s << 0;
+    QTest::newRow("it takes a free name") << Reaction::Rename << u"a (2).bin"_s << 0;
+    QTest::newRow("it replaces") << Reaction::Overwrite << u"a.bin"_s << 0;
+    QTest::newRow("it fails") << Reaction::Skip << QString() << int(QFileDevice::RenameError);
+}
+
+void TestFileOps::finishingReactsToAnExistingFile()
+{
+    QFETCH(Reaction, reaction);
+    QFETCH(QString, result);
+    QFETCH(int, code);
+    makeFile(at(u"a.bin"_s), "old");
+    makeFile(at(u"a (1).bin.part"_s), "another download");
+    makeFile(at(u"a.bin.part"_s), "new");
+    Bench bench;
+    bench.ops->setExistingFileReaction(reaction);
+    bench.perform(folder(), {toFinish(u"a.bin.part"_s, 3)});
+    QCOMPARE(bench.error.code, code);
+    QCOMPARE(bench.result(), result);
+    QCOMPARE(contentOf(at(u"a.bin"_s)), result == u"a.bin"_s ? "new" : "old");
+    QCOMPARE(contentOf(at(result.isEmpty() ? u"a.bin.part"_s : result)), "new");
+    QCOMPARE(contentOf(at(u"a (1).bin.part"_s)), "another download");
+}
+
+void TestFileOps::finishingPushesFileAndFolderToTheDisk()
+{
+    makeFile(at(u"a.bin.part"_s), "abc");
+    Bench bench;
+    bench.perform(folder(), {toFinish(u"a.bin.part"_s, 3)});
+    QCOMPARE(SystemCalls::fsyncCount, 2);
+}
+
+void TestFileOps::aFileThatTheDiskDoesNotTakeIsAnError()
+{
+    makeFile(at(u"a.bin.part"_s), "abc");
+    SystemCalls::fsyncError = EIO;
+    Bench bench;
+    bench.perform(folder(), {toFinish(u"a.bin.part"_s, 3)});
+    QVERIFY(bench.error.code != 0);
+    QVERIFY(bench.errorText().contains(u"Input/output error"_s));
+    QCOMPARE(names(), QStringList{u"a.bin.part"_s});
+}
+
+void TestFileOps::renamesWithoutHelpOfTheFileSystem_data()
+{
+    QTest::addColumn<int>("linkatError");
+    QTest::addColumn<bool>("conflict");
+    QTest::addColumn<QString>("result");
+    QTest::newRow("by a second name") << 0 << false << u"a.bin"_s;
+    QTest::newRow("by a second name, around what exists") << 0 << true << u"a (1).bin"_s;
+    QTest::newRow("without second names") << EPERM << false << u"a.bin"_s;
+    QTest::newRow("without second names, around what exists") << EPERM << true << u"a (1).bin"_s;
+}
+
+void TestFileOps::renamesWithoutHelpOfTheFileSystem()
+{
+    QFETCH(int, linkatError);
+    QFETCH(bool, conflict);
+    QFETCH(QString, result);
+    SystemCalls::renameat2Error = EINVAL;
+    SystemCalls::linkatError = linkatError;
+    makeFile(at(u"a.bin.part"_s), "new");
+    if (conflict)
+        makeFile(at(u"a.bin"_s), "old");
+    Bench bench;
+    bench.perform(folder(), {toFinish(u"a.bin.part"_s, 3)});
+    QVERIFY2(!bench.error, qPrintable(bench.errorText()));
+    QCOMPARE(bench.result(), result);
+    QCOMPARE(contentOf(at(result)), "new");
+    QVERIFY(!QFileInfo::exists(at(u"a.bin.part"_s)));
+    if (conflict)
+        QCOMPARE(contentOf(at(u"a.bin"_s)), "old");
+}
+
+void TestFileOps::finishingStaysInTheFolder_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::newRow("a way out") << u"../victim.part"_s;
+    QTest::newRow("a way out through a sub-folder") << u"sub/../../victim.part"_s;
+    QTest::newRow("an absolute path") << u"/victim.part"_s;
+    QTest::newRow("a link to a folder") << u"link/victim.part"_s;
+    QTest::newRow("no name") << u"sub/"_s;
+    QTest::newRow("nothing") << QString();
+    QTest::newRow("the folder itself") << u"."_s;
+}
+
+void TestFileOps::finishingStaysInTheFolder()
+{
+    QFETCH(QString, path);
+    makeFile(at(u"victim.part"_s), "precious");
+    const QString in = at(u"in"_s);
+    QVERIFY(QDir(folder()).mkpath(u"in/sub"_s));
+    QVERIFY(QFile::link(folder(), in + u"/link"_s));
+    Bench bench;
+    bench.perform(in, {toFinish(path.startsWith(u'/') ? at(u"victim.part"_s) : path, 3)});
+    QVERIFY(bench.error.code != 0);
+    QCOMPARE(contentOf(at(u"victim.part"_s)), "precious");
+    makeFile(in + u"/sub/own.part"_s, "abc");
+    bench.perform(in, {toFinish(u"sub/own.part"_s, 3)});
+    QVERIFY2(!bench.error, qPrintable(bench.errorText()));
+    QCOMPARE(bench.result(), u"sub/own"_s);
+}
+
+void TestFileOps::finishingDoesNotFollowLinks()
+{
+    makeFile(at(u"victim"_s), "precious");
+    QVERIFY(QFile::link(at(u"victim"_s), at(u"a.bin.part"_s)));
+    Bench bench;
+    bench.perform(folder(), {toFinish(u"a.bin.part"_s, 3)});
+    QVERIFY(bench.error.code != 0);
+    QCOMPARE(contentOf(at(u"victim"_s)), "precious");
+    QCOMPARE(::mkfifo(QFile::encodeName(at(u"pipe.part"_s)).constData(), 0600), 0);
+    bench.perform(folder(), {toFinish(u"pipe.part"_s, 3)});
+    QVERIFY(bench.error.code != 0);
+}
+
+void TestFileOps::aQuestionIsAnswered_data()
+{
+    QTest::addColumn<bool>("finishing");
+    QTest::addColumn<Action>("action");
+    QTest::addColumn<QString>("result");
+    QTest::addColumn<int>("code");
+    QTest::newRow("creating, rename") << false << Action::Rename << u"a (1).bin.part"_s << 0;
+    QTest::newRow("creating, overwrite") << false << Action::Overwrite << u"a.bin.part"_s << 0;
+    QTest::newRow("creating, skip") << false << Action::Skip << QString() << int(QFileDevice::OpenError);
+    QTest::newRow("finishing, rename") << true << Action::Rename << u"a (1).bin"_s << 0;
+    QTest::newRow("finishing, overwrite") << true << Action::Overwrite << u"a.bin"_s << 0;
+    QTest::newRow("finishing, skip") << true << Action::Skip << QString() << int(QFileDevice::RenameError);
+}
+
+void TestFileOps::aQuestionIsAnswered()
+{
+    QFETCH(bool, finishing);
+    QFETCH(Action, action);
+    QFETCH(QString, result);
+    QFETCH(int, code);
+    makeFile(at(u"a.bin"_s), "old");
+    if (finishing)
+        makeFile(at(u"a.bin.part"_s), "new");
+    Bench bench;
+    bench.ask(folder(), {finishing ? toFinish(u"a.bin.part"_s, 3, 7) : toCreate(u"a.bin"_s, 3, 7)});
+    QCOMPARE(bench.askedFor, 7);
+    QCOMPARE(bench.inTheWay, QStringList{at(u"a.bin"_s)});
+    QCOMPARE(bench.answers, 0);
+    bench.ops->fileExistsAction(7, action);
+    QTRY_COMPARE(bench.answers, 1);
+    QCOMPARE(bench.result(), result);
+    QCOMPARE(bench.error.code, code);
+    // The action is reported when it has been applied, before the operations end.
+    QCOMPARE(bench.applied, QStringList{u"7 %1 %2 0"_s.arg(int(action)).arg(code)});
+    QCOMPARE(bench.questions, 1);
+}
+
+void TestFileOps::anAnswerCountsForOneFile()
+{
+    makeFile(at(u"a"_s));
+    makeFile(at(u"b"_s));
+    makeFile(at(u"b.part"_s));
+    Bench bench;
+    bench.ask(folder(), {toCreate(u"a"_s, 0, 0), toCreate(u"b"_s, 0, 1)});
+    bench.ops->fileExistsAction(0, Action::Rename);
+    QTRY_COMPARE(bench.questions, 2);
+    QCOMPARE(bench.askedFor, 1);
+    QCOMPARE(bench.inTheWay, (QStringList{at(u"b"_s), at(u"b.part"_s)}));
+    bench.ops->fileExistsAction(1, Action::Overwrite);
+    QTRY_COMPARE(bench.answers, 1);
+    QCOMPARE(bench.done, 2);
+    QCOMPARE(bench.applied.size(), 2);
+}
+
+void TestFileOps::anAnswerFromInsideTheQuestionIsTaken()
+{
+    makeFile(at(u"a"_s));
+    Bench bench;
+    connect(bench.ops, &Ops::fileExistsActionRequired, bench.ops,
+            [&](int index) { bench.ops->fileExistsAction(index, Action::Rename); });
+    bench.ops->setExistingFileReaction(Reaction::Ask);
+    bench.perform(folder(), {toCreate(u"a"_s)});
+    QCOMPARE(bench.result(), u"a (1).part"_s);
+}
+
+void TestFileOps::answersNobodyAskedForAreIgnored()
+{
+    makeFile(at(u"a"_s));
+    Bench bench;
+    bench.ops->fileExistsAction(0, Action::Overwrite);
+    bench.ask(folder(), {toCreate(u"a"_s)});
+    bench.ops->fileExistsAction(5, Action::Overwrite);
+    bench.ops->fileExistsAction(0, Action::Rename);
+    bench.ops->fileExistsAction(0, Action::Overwrite);
+    QTRY_COMPARE(bench.answers, 1);
+    QCOMPARE(bench.result(), u"a (1).part"_s);
+    QCoreApplication::processEvents();
+    QCOMPARE(bench.applied.size(), 1);
+}
+
+void TestFileOps::aWithdrawnQuestionEndsTheOperations()
+{
+    makeFile(at(u"b"_s));
+    Bench bench;
+    bench.ask(folder(), {toCreate(u"a"_s, 0, 0), toCreate(u"b"_s, 0, 1)});
+    bench.ops->withdrawQuestion();
+    QCOMPARE(bench.answers, 0);
+    QTRY_COMPARE(bench.answers, 1);
+    QCOMPARE(bench.done, 1);
+    QCOMPARE(bench.error.code, int(GenericErrorCode::OperationAborted));
+    QCOMPARE(bench.error.category, std::string("GenericError"));
+    bench.ops->fileExistsAction(1, Action::Rename);
+    QCoreApplication::processEvents();
+    QCOMPARE(bench.answers, 1);
+    QCOMPARE(bench.applied, QStringList());
+}
+
+void TestFileOps::withdrawingWithoutAQuestionDoesNothing()
+{
+    Bench bench;
+    bench.ops->withdrawQuestion();
+    bench.perform(folder(), {toCreate(u"a"_s)});
+    QVERIFY(!bench.error);
+    bench.ops->withdrawQuestion();
+    QCoreApplication::processEvents();
+    QCOMPARE(bench.answers, 1);
+}
+
+void TestFileOps::aRequestBehindAQuestionWaits()
+{
+    makeFile(at(u"a"_s));
+    Bench bench;
+    bench.ask(folder(), {toCreate(u"a"_s)});
+    bench.ops->performInitializeOps(folder(), {toCreate(u"b"_s)});
+    QCoreApplication::processEvents();
+    QCOMPARE(bench.answers, 0);
+    bench.ops->withdrawQuestion();
+    QTRY_COMPARE(bench.answers, 2);
+    QCOMPARE(bench.result(), u"b.part"_s);
+}
+
+void TestFileOps::theFirstErrorEndsTheList()
+{
+    Bench bench;
+    bench.perform(folder(), {toCreate(u"a"_s, 0, 0), toFinish(u"gone.part"_s, 3, 1), toCreate(u"c"_s, 0, 2)});
+    QCOMPARE(bench.done, 1);
+    QVERIFY(bench.error.code != 0);
+    QCOMPARE(bench.operations.size(), 3);
+    QCOMPARE(names(), QStringList{u"a.part"_s});
+}
+
+QTEST_GUILESS_MAIN(TestFileOps)
+#include "tst_abstractdownloadfileops.moc"
