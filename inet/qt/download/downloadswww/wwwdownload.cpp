@@ -1,0 +1,465 @@
+// SPDX-License-Identifier: MIT
+#include <inet/qt/download/downloadswww/wwwdownload.h>
+
+#include <inet/qt/download/framework/abstractnetworkconsumersstats.h>
+#include <inet/qt/download/framework/qtappdefaultlogger.h>
+#include <inet/qt/download/framework/qtapploggertextstream.h>
+#include <inet/qt/download/framework/qtqobjectstracker.h>
+
+#include <QFile>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// Reports are grouped by these places, so they stay what they were when the code around them moves.
+constexpr char kSourceFile[] = "inet/qt/download/downloadswww/wwwdownload.cpp";
+constexpr unsigned kStopCommandLine = 316;
+constexpr unsigned kFinishNowCommandLine = 327;
+constexpr unsigned kUnsupportedAtStartLine = 427;
+constexpr unsigned kEndedWithoutFileLine = 965;
+
+AbstractError abortedAt(unsigned line)
+{
+    return operationAbortedError(errorSource(kSourceFile, line).c_str());
+}
+
+AbstractError genericErrorAt(GenericErrorCode code, unsigned line)
+{
+    return {int(code), ErrorCategory::kGeneric, errorSource(kSourceFile, line), {}};
+}
+
+}
+
+WwwDownload::WwwDownload(qint64 id, QSharedPointer<AbstractNetworkAccessChief> chief,
+                         QWeakPointer<QtAppSystemDefaultUserAgentManager> userAgentManager, QObject *parent)
+    : AbstractDownload(id, parent)
+    , m_chief(std::move(chief))
+    , m_userAgentManager(std::move(userAgentManager))
+    , m_mirrors(QSharedPointer<DownloadMirrorsUsageManager>::create())
+{
+    qRegisterMetaType<AbstractError>("AbstractError");
+    QtQObjectsTracker::instance()->registerObject(this, metaObject()->className());
+
+    connect(&m_pack, &AbstractNetworkConsumersWithExtraTasksPack::connectionsMapChangedDelta, this,
+            &WwwDownload::connectionsMapChangedDelta);
+    connect(&m_pack, &AbstractNetworkConsumersWithExtraTasksPack::itemRunning, this,
+            &WwwDownload::onSectionItemRunning);
+    connect(&m_pack, &AbstractNetworkConsumersWithExtraTasksPack::running, this, &WwwDownload::onSectionsRunning);
+    WwwDownload::setNetworkSettings(m_chief->defaultConsumerSettings());
+    connect(m_chief->consumersStats(), &AbstractNetworkConsumersStats::connectionsMapChangedDelta, this,
+            &WwwDownload::onGlobalConnectionsChanged);
+}
+
+WwwDownload::~WwwDownload()
+{
+    disconnect(&m_pack, nullptr, this, nullptr);
+}
+
+bool WwwDownload::isRunning() const
+{
+    return hasState(Running);
+}
+
+bool WwwDownload::isStopping() const
+{
+    return hasState(Stopping);
+}
+
+bool WwwDownload::isFinalizing() const
+{
+    return hasState(FinishNowRequested) || hasState(FinishingNow);
+}
+
+bool WwwDownload::queryMode() const
+{
+    return m_mode < AbstractDownloadCommand::Start;
+}
+
+bool WwwDownload::isQueryingInfo() const
+{
+    return isRunning() && queryMode();
+}
+
+int WwwDownload::currentTasks() const
+{
+    return isRunning() ? DownloadingTask : 0;
+}
+
+void WwwDownload::doCommand(AbstractDownloadCommand command)
+{
+    switch (command) {
+    case AbstractDownloadCommand::QueryInfo:
+    case AbstractDownloadCommand::QueryInfoMinimal:
+    case AbstractDownloadCommand::Start:
+    case AbstractDownloadCommand::Restart:
+        start(command);
+        break;
+    case AbstractDownloadCommand::Stop:
+        stop(abortedAt(kStopCommandLine));
+        break;
+    case AbstractDownloadCommand::CheckResource:
+        checkIfResourceChanged();
+        break;
+    case AbstractDownloadCommand::FinishNow:
+        if (isRunning() && !isFinalizing()) {
+            setState(FinishNowRequested, true);
+            stop(abortedAt(kFinishNowCommandLine));
+        }
+        break;
+    }
+}
+
+void WwwDownload::start(AbstractDownloadCommand command)
+{
+    if (isRunning() || !m_info)
+        return;
+    const bool wasFinished = m_info->isFinished();
+    if (wasFinished && command != AbstractDownloadCommand::Restart)
+        return;
+    if (wasFinished)
+        setFinished(false);
+    if (isRunning())
+        return;
+    log(u"starting..."_s);
+
+    setState(NoMoreSections, false);
+    setState(FileAllocated, false);
+    const bool hadError = bool(m_info->lastError);
+    m_mode = command;
+    m_allocatedSize = -1;
+    clearLastError(false);
+    setRunning(true);
+    if (!isRunning())
+        return;
+    if (m_info->resumeSupport == AbstractDownloadPersistentInfo::ResumeUnknown && m_pack.size() == 1)
+        m_resumeTestAllowed = true;
+    if (isUnsupported()) {
+        m_info->setLastError(genericErrorAt(GenericErrorCode::NotSupported, kUnsupportedAtStartLine));
+        Q_EMIT changed(false);
+        setRunning(false);
+        return;
+    }
+    if (hadError || wasFinished)
+        Q_EMIT changed(false);
+    if (!isRunning())
+        return;
+
+    if (command == AbstractDownloadCommand::Restart)
+        startAgain();
+    else if (queryMode())
+        startQuery();
+    else
+        startDownload();
+}
+
+void WwwDownload::startAgain()
+{
+    removeAllSections();
+    m_pendingContent.clear();
+    // A shorter resource would leave the old one's tail behind its own bytes.
+    if (m_info->destinationType == AbstractDownloadPersistentInfo::ToMemory)
+        m_info->content.clear();
+    if (hasFile()) {
+        discardFirstFile();
+        m_info->setFlag(AbstractDownloadPersistentInfo::ResourceChanged, false);
+        Q_EMIT changed(true);
+    }
+    startExtraSection();
+}
+
+void WwwDownload::discardFirstFile()
+{
+    firstFile().sections.clear();
+    if (!firstFile().isOnDisk())
+        return;
+    Q_EMIT performingFilesOperations(true);
+    const QString path = m_info->filePath(0);
+    firstFile().fileFlags &= quint8(~(AbstractDownloadFileInfo::CreatedOnDisk | AbstractDownloadFileInfo::Preallocated));
+    QFile::remove(path);
+    firstFile().pathOnDisk.clear();
+    Q_EMIT performingFilesOperations(false);
+}
+
+void WwwDownload::startQuery()
+{
+    const bool isUntouched = m_pack.empty() && !hasFile();
+    if (!isUntouched) {
+        if (m_info->bytesDownloaded(false) > 0 || (hasFile() && firstFile().isOnDisk())) {
+            setRunning(false);
+            return;
+        }
+        removeAllSections();
+        m_info->files.clear();
+        Q_EMIT changed(false);
+    }
+    startExtraSection();
+}
+
+void WwwDownload::startDownload()
+{
+    if (hasFile() && firstFile().isComplete())
+        onSectionsFinishedDownloading();
+    else if (!startExtraSection())
+        endWithoutSection();
+}
+
+// A record whose sections leave a hole, or reach beyond the file's size, has nothing that could be started: without an
+// end here the download would run for ever.
+void WwwDownload::endWithoutSection()
+{
+    rememberError({int(GenericErrorCode::Unexpected), ErrorCategory::kGeneric, errorSourceHere(),
+                   "the sections of the file do not add up to its size"});
+    stop(AbstractError());
+}
+
+void WwwDownload::setRunning(bool isRunning)
+{
+    if (this->isRunning() == isRunning)
+        return;
+    log("running: "_L1 + (isRunning ? '1'_L1 : '0'_L1));
+    setState(Running, isRunning);
+    if (!isRunning)
+        setState(Stopping, false);
+    setState(ExtraSectionWanted, false);
+    Q_EMIT running(isRunning);
+}
+
+void WwwDownload::setFinished(bool finished)
+{
+    m_info->setFinished(finished, true);
+    Q_EMIT changed(false);
+}
+
+void WwwDownload::onSectionsRunning(bool isRunning)
+{
+    log("sections running: "_L1 + (isRunning ? '1'_L1 : '0'_L1));
+    if (isRunning) {
+        setupTimer();
+        return;
+    }
+    if (m_ignoredSectionId != 0) {
+        // The decision waits until the removal is complete; a section started meanwhile makes it void.
+        QMetaObject::invokeMethod(
+            this,
+            [this] {
+                if (!m_pack.isRunning())
+                    onSectionsRunning(false);
+            },
+            Qt::QueuedConnection);
+        return;
+    }
+    releaseTimer();
+    if (!this->isRunning())
+        return;
+    if (isStopping()) {
+        continueToStop();
+        return;
+    }
+    updateProgress();
+    Q_EMIT changed(false);
+    // A receiver may have ended the run, or begun another.
+    if (!this->isRunning() || isStopping() || m_pack.isRunning())
+        return;
+    if (const AbstractError error = m_pack.lastError()) {
+        m_lastError = error;
+        m_lastErrorTime = m_pack.lastErrorTime();
+        m_lastSslErrors = m_pack.lastSslErrors();
+    }
+    continueOrEnd();
+}
+
+void WwwDownload::continueOrEnd()
+{
+    if (!queryMode() && !m_lastError) {
+        if (hasFile()) {
+            startDownload();
+            return;
+        }
+        rememberError(genericErrorAt(GenericErrorCode::Unexpected, kEndedWithoutFileLine));
+        m_lastSslErrors.clear();
+    }
+    stop(AbstractError());
+}
+
+void WwwDownload::onSectionItemRunning(qint64 id, bool isRunning)
+{
+    if (!isRunning)
+        setState(ExtraSectionWanted, false);
+    if (id == m_ignoredSectionId)
+        return;
+    const SectionPointer item = section(id);
+    if (!item)
+        return;
+    const QLatin1String event = isRunning ? " started"_L1 : item->isFinished() ? " finished"_L1 : " stopped"_L1;
+    const AbstractDownloadSection range = item->section();
+    log(u"section #%1"_s.arg(id) + event
+        + u" (offset: %1, size: %2, done: %3)"_s.arg(range.offset).arg(range.size).arg(range.downloaded));
+    if (isRunning)
+        return;
+
+    const AbstractError error = item->lastError();
+    if (error)
+        onSectionFailed(item, error);
+    if (queryMode()) {
+        if (error && id == m_creatingSectionId)
+            removeCreatingSection(true, u"failed to start"_s);
+    } else if (item->isFinished()) {
+        onSectionFinished(item);
+    } else if (id == m_creatingSectionId) {
+        removeCreatingSection(m_pack.size() == 1, u"stopped unexpectedly"_s);
+    }
+}
+
+void WwwDownload::onSectionFailed(const SectionPointer &section, const AbstractError &error)
+{
+    if (section->isLastErrorFileError())
+        setState(NoMoreSections, true);
+    log(u"section #%1 error: "_s.arg(section->id()) + error.toLogText());
+}
+
+void WwwDownload::onSectionFinished(const SectionPointer &section)
+{
+    const auto creatingEndsHere = [this, &section] {
+        const SectionPointer creating = creatingSection();
+        return creating && creating->section().end() == section->section().end();
+    };
+    if (creatingEndsHere())
+        removeCreatingSection(false, u"the whole parent section is already finished"_s);
+    compactFinishedSections();
+    serializeSections(true);
+    if (creatingEndsHere())
+        removeCreatingSection(false, u"compacted parent section is already finished"_s);
+    if (hasFile() && !firstFile().isComplete())
+        startExtraSectionIfPossible();
+}
+
+void WwwDownload::stop(const AbstractError &error)
+{
+    if (!isRunning())
+        return;
+    if (isStopping()) {
+        continueToStop();
+        return;
+    }
+    setState(Stopping, true);
+    setState(ExtraSectionWanted, false);
+    Q_EMIT stopping();
+
+    if (!hasState(FinishNowRequested) && error && !error.isSameFailure(m_lastError))
+        rememberError(error);
+    log(u"stopping..."_s);
+    if (!m_pack.isRunning()) {
+        continueToStop();
+        return;
+    }
+    for (const SectionPointer &item : sections(true)) {
+        // A receiver may begin another run as soon as this one has ended.
+        if (isStopping() && item->isRunning())
+            item->stop(error, false);
+    }
+}
+
+void WwwDownload::continueToStop()
+{
+    // What came since the progress timer's last beat belongs to the record too.
+    updateProgress();
+    if (!isStopping())
+        return;
+    if (hasState(InitialFileOps) || hasState(FinalFileOps)) {
+        log(u"stopping: waiting for the file operations to finish..."_s);
+        return;
+    }
+    if (m_pack.isRunning()) {
+        log(u"stopping: waiting for the sections to stop..."_s);
+        return;
+    }
+    if (hasState(FinishNowRequested)) {
+        setState(FinishNowRequested, false);
+        setState(FinishingNow, true);
+        if (hasFile()) {
+            finishWithWhatIsThere();
+            return;
+        }
+    }
+    writeErrorToRecord();
+    if (!isStopping())
+        return;
+    setState(Stopping, false);
+    setState(FinishingNow, false);
+    setRunning(false);
+}
+
+void WwwDownload::finishWithWhatIsThere()
+{
+    const qint64 size = firstFile().bytesDownloaded();
+    firstFile().sections = {AbstractDownloadSection{0, size, size}};
+    firstFile().size = size;
+    removeAllSections();
+    serializeSections(false);
+    onSectionsFinishedDownloading();
+}
+
+void WwwDownload::rememberError(const AbstractError &error)
+{
+    m_lastError = error;
+    m_lastErrorTime = QDateTime::currentDateTime();
+}
+
+void WwwDownload::writeErrorToRecord()
+{
+    if (!m_lastError || m_lastError.isSameFailure(m_info->lastError))
+        return;
+    m_info->lastError = m_lastError;
+    m_info->lastErrorTime = m_lastErrorTime;
+    Q_EMIT changed(true);
+}
+
+void WwwDownload::onSectionsFinishedDownloading()
+{
+    log(u"sections finished downloading"_s);
+    if (hasState(FinalFileOps))
+        return;
+    needFileOps();
+    const QList<AbstractDownloadFileOps::FileInitializeOperation> operations =
+        m_fileOps->calcFilesInitOps(m_settings, *m_info, true);
+    if (operations.isEmpty() && m_pendingContent.isEmpty()) {
+        onPostDownloadJobFinished();
+        return;
+    }
+    setState(FinalFileOps, true);
+    Q_EMIT performingFilesOperations(true);
+    m_fileOps->performInitializeOps(m_info->folder, operations);
+}
+
+void WwwDownload::onPostDownloadJobFinished()
+{
+    log(u"finished"_s);
+    setFinished(true);
+    Q_EMIT changed(true);
+    stop(AbstractError());
+}
+
+void WwwDownload::setupTimer()
+{
+    m_progressTimer.reset(new QTimer(this));
+    connect(m_progressTimer.get(), &QTimer::timeout, this, &WwwDownload::updateProgress);
+    m_progressTimer->setInterval(kProgressIntervalMs);
+    m_progressTimer->start();
+}
+
+void WwwDownload::releaseTimer()
+{
+    if (!m_progressTimer)
+        return;
+    m_progressTimer->stop();
+    disconnect(m_progressTimer.get(), nullptr, this, nullptr);
+    m_progressTimer.reset();
+}
+
+void WwwDownload::log(const QString &text, int level) const
+{
+    if (m_info && m_info->hasFlag(AbstractDownloadPersistentInfo::LoggingSuppressed))
+        return;
+    QtAppLoggerTextStream(QtAppDefaultLogger::instance(), level, true) << logHeader() << text;
+}

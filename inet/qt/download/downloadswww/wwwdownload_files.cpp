@@ -1,0 +1,224 @@
+// SPDX-License-Identifier: MIT
+#include <inet/qt/download/downloadswww/wwwdownload.h>
+
+#include <inet/qt/download/framework/qtqobjectstracker.h>
+#include <inet/qt/download/framework/threadaffinity.h>
+#include <inet/qt/download/response/httpheadersparser.h>
+
+#include <QFile>
+#include <QThread>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// Reports are grouped by this place, so it stays what it was when the code around it moves.
+constexpr char kSourceFile[] = "inet/qt/download/downloadswww/wwwdownload.cpp";
+constexpr unsigned kPendingContentLine = 1610;
+
+constexpr int kStatusOk = 200;
+
+}
+
+QSet<int> WwwDownload::supportedDestinations() const
+{
+    static const QSet<int> destinations{AbstractDownloadPersistentInfo::ToFolder};
+    return destinations;
+}
+
+bool WwwDownload::supportsWriteOffset() const
+{
+    return true;
+}
+
+bool WwwDownload::setWritersThread(QThread *thread)
+{
+    if (!thread)
+        return false;
+    if (thread == m_writersThread)
+        return true;
+    m_writersThread = thread;
+    for (const SectionPointer &item : sections(true))
+        item->setWriterThread(thread);
+    if (m_fileOps)
+        moveToThreadFromAnywhere(m_fileOps.get(), thread);
+    return true;
+}
+
+void WwwDownload::needFileOps()
+{
+    if (m_fileOps)
+        return;
+    m_fileOps.reset(new AbstractDownloadFileOps(nullptr));
+    QtQObjectsTracker::instance()->registerObject(m_fileOps.get(), m_fileOps->metaObject()->className());
+    m_fileOps->setTruncateFilesWhenCreating(true);
+    applyFileOpsSettings();
+    if (m_writersThread)
+        m_fileOps->moveToThread(m_writersThread);
+    connect(m_fileOps.get(), &AbstractDownloadFileOps::performInitializeOpsFinished, this,
+            &WwwDownload::onPerformInitializeOpsFinished);
+    connect(m_fileOps.get(), &AbstractDownloadFileOps::fileExistsActionRequired, this,
+            &WwwDownload::onFileExistsActionRequired);
+    connect(m_fileOps.get(), &AbstractDownloadFileOps::fileExistsActionApplied, this,
+            &WwwDownload::fileExistsActionApplied);
+    connect(this, &WwwDownload::stopping, m_fileOps.get(), &AbstractDownloadFileOps::withdrawQuestion);
+}
+
+void WwwDownload::applyFileOpsSettings()
+{
+    if (!m_fileOps || !m_info)
+        return;
+    const bool hasOwn = m_info->existingFileReaction != AbstractDownloadExistingFileReaction::NotSet;
+    m_fileOps->setExistingFileReaction(hasOwn ? m_info->existingFileReaction : m_settings.existingFileReaction);
+}
+
+void WwwDownload::fileExistsAction(int fileIndex, AbstractDownloadFileExistsAction action)
+{
+    if (m_fileOps)
+        m_fileOps->fileExistsAction(fileIndex, action);
+}
+
+void WwwDownload::onFileExistsActionRequired(int fileIndex, const QList<QString> &existingPaths)
+{
+    // Asked while the stop was on its way: nobody is going to answer.
+    if (isStopping()) {
+        QMetaObject::invokeMethod(m_fileOps.get(), &AbstractDownloadFileOps::withdrawQuestion, Qt::QueuedConnection);
+        return;
+    }
+    Q_EMIT fileExistsActionRequired(fileIndex, existingPaths);
+}
+
+void WwwDownload::onSectionWaitingFileCreate()
+{
+    if (hasState(InitialFileOps))
+        return;
+    setState(InitialFileOps, true);
+    needFileOps();
+    const QList<AbstractDownloadFileOps::FileInitializeOperation> operations =
+        m_fileOps->calcFilesInitOps(m_settings, *m_info, true);
+    Q_EMIT performingFilesOperations(true);
+    m_fileOps->performInitializeOps(m_info->folder, operations);
+}
+
+void WwwDownload::onPerformInitializeOpsFinished(
+    const QString &, const QList<AbstractDownloadFileOps::FileInitializeOperation> &operations, int done,
+    const AbstractError &error)
+{
+    const bool wasInitial = hasState(InitialFileOps);
+    const bool wasFinal = hasState(FinalFileOps);
+    setState(InitialFileOps, false);
+    setState(FinalFileOps, false);
+
+    // What was done before an error is done: a file that exists must not be made a second time.
+    m_fileOps->applyFilesInitOpsFinished(operations, done, *m_info);
+    if (error) {
+        Q_EMIT performingFilesOperations(false);
+        endWithFilesError(error);
+        return;
+    }
+    if (!m_pendingContent.isEmpty() && !writePendingContent())
+        return;
+    Q_EMIT changed(true);
+    Q_EMIT performingFilesOperations(false);
+    if (wasInitial) {
+        Q_EMIT fileCreated();
+        if (isStopping())
+            continueToStop();
+    }
+    if (wasFinal)
+        onPostDownloadJobFinished();
+}
+
+void WwwDownload::endWithFilesError(const AbstractError &error)
+{
+    if (!isStopping()) {
+        stop(error);
+        return;
+    }
+    rememberError(error);
+    continueToStop();
+}
+
+bool WwwDownload::writePendingContent()
+{
+    QFile file(m_info->filePath(0));
+    const bool isWritten = file.open(QIODevice::WriteOnly) && file.write(m_pendingContent) == m_pendingContent.size()
+        && file.flush();
+    if (isWritten) {
+        m_pendingContent.clear();
+        return true;
+    }
+    const AbstractError error(int(file.error()), ErrorCategory::kFile, errorSource(kSourceFile, kPendingContentLine),
+                              file.errorString().toStdString());
+    Q_EMIT performingFilesOperations(false);
+    endWithFilesError(error);
+    return false;
+}
+
+void WwwDownload::onSectionRequestHeaders(qint64 id, const QList<QString> &headers)
+{
+    log(u"request headers:"_s);
+    for (const QString &header : headers)
+        log(header);
+    Q_EMIT sendingRequestHeaders(id, headers);
+}
+
+void WwwDownload::onSectionResponseHeaders(qint64 id, const QList<QString> &headers)
+{
+    log(u"response headers:"_s);
+    for (const QString &header : headers)
+        log(header);
+    Q_EMIT gotResponseHeaders(id, headers);
+}
+
+void WwwDownload::checkIfResourceChanged()
+{
+    if (m_resourceChecker || !hasFile())
+        return;
+    log(u"checking if resource changed..."_s);
+    m_resourceChecker.reset(new WwwDownloader(m_chief, this));
+    QtQObjectsTracker::instance()->registerObject(m_resourceChecker.get(), m_resourceChecker->metaObject()->className());
+    connect(m_resourceChecker.get(), &WwwDownloader::running, this, &WwwDownload::onCircDownloaderRunning);
+    connect(m_resourceChecker.get(), &WwwDownloader::gotHeaders, this, &WwwDownload::onCircDownloaderGotHeaders);
+    if (m_info->hasFlag(AbstractDownloadPersistentInfo::ResourceChanged)) {
+        m_info->setFlag(AbstractDownloadPersistentInfo::ResourceChanged, false);
+        Q_EMIT changed(false);
+    }
+    m_resourceChecker->setNetworkSettings(myNetworkSettings());
+    m_resourceChecker->setDontEmitData(true);
+    m_resourceChecker->start(WwwDownloadSourceInfo(m_info->sourceInfo()), m_info->userAgent);
+}
+
+bool WwwDownload::isCheckedResourceChanged() const
+{
+    const HttpHeadersParser parser(m_resourceChecker->headers());
+    const AbstractDownloadGuid guid = WwwDownloadSection::getDownloadGuid(m_info, parser);
+    if (!m_info->guid.isEmpty() && !guid.isEmpty()) {
+        bool same = false;
+        bool differs = false;
+        WwwDownloadSection::compareDownloadsByHttpEtag(guid, m_info->guid, same, differs);
+        if (differs)
+            return true;
+    }
+    return hasFile() && m_resourceChecker->httpStatusCode() == kStatusOk
+        && WwwDownloadSection::isResourceChanged(firstFile(), parser);
+}
+
+void WwwDownload::onCircDownloaderGotHeaders()
+{
+    const bool isChanged = isCheckedResourceChanged();
+    m_resourceChecker->stop();
+    if (!isChanged)
+        return;
+    log(u"resource is changed"_s);
+    m_info->setFlag(AbstractDownloadPersistentInfo::ResourceChanged, true);
+    Q_EMIT changed(false);
+}
+
+void WwwDownload::onCircDownloaderRunning(bool isRunning)
+{
+    if (isRunning)
+        return;
+    log(u"finished checking if resource changed"_s);
+    m_resourceChecker.reset();
+}

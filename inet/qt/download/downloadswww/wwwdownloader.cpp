@@ -1,0 +1,221 @@
+// SPDX-License-Identifier: MIT
+#include <inet/qt/download/downloadswww/wwwdownloader.h>
+
+#include <inet/qt/download/framework/abstractnetworkaccesschief.h>
+#include <inet/qt/download/framework/abstractnetworkconsumersstats.h>
+
+#include <QNetworkAccessManager>
+#include <QNetworkRequest>
+#include <QTimer>
+
+#include <utility>
+
+WwwDownloader::WwwDownloader(QSharedPointer<AbstractNetworkAccessChief> chief, QObject *parent)
+    : AbstractNetworkConsumerWithExtraTasks(parent)
+    , m_chief(std::move(chief))
+    , m_readTimer(new QTimer(this))
+    , m_inactivityTimer(new QTimer(this))
+{
+    qRegisterMetaType<QNetworkReply::NetworkError>();
+    qRegisterMetaType<QList<QSslError>>();
+    m_chief->consumersStats()->registerConsumer(this, true);
+
+    m_readTimer->setInterval(kReadIntervalMs);
+    m_readTimer->setSingleShot(true);
+    connect(m_readTimer, &QTimer::timeout, this, &WwwDownloader::onReadyRead);
+    m_inactivityTimer->setInterval(kInactivityLimitMs);
+    connect(m_inactivityTimer, &QTimer::timeout, this, &WwwDownloader::onTimeout);
+}
+
+WwwDownloader::~WwwDownloader()
+{
+    abortReply();
+    releaseNam();
+    m_chief->consumersStats()->registerConsumer(this, false);
+}
+
+qint64 WwwDownloader::id() const
+{
+    return 0;
+}
+
+void WwwDownloader::setNetworkSettings(const AbstractNetworkConsumerSettings &settings)
+{
+    m_networkSettings = settings;
+}
+
+AbstractNetworkConsumerSettings WwwDownloader::networkSettings() const
+{
+    return m_networkSettings;
+}
+
+void WwwDownloader::setNetworkUsageSettings(const NetworkUsageSettings &settings)
+{
+    if (m_usageSettings == settings)
+        return;
+    m_usageSettings = settings;
+    applyReadBufferSize();
+}
+
+NetworkUsageSettings WwwDownloader::networkUsageSettings() const
+{
+    return m_usageSettings;
+}
+
+QtConnectionsMap WwwDownloader::connectionsMap() const
+{
+    return m_connectionsMap;
+}
+
+qint64 WwwDownloader::speed(NetworkTrafficDirection direction, bool) const
+{
+    return direction == NetworkTrafficDirection::Download ? m_speedPeriod.speed(currentSecond()) : 0;
+}
+
+AbstractError WwwDownloader::lastError() const
+{
+    return m_lastError;
+}
+
+QList<QSslError> WwwDownloader::lastSslErrors() const
+{
+    return m_lastSslErrors;
+}
+
+QDateTime WwwDownloader::lastErrorTime() const
+{
+    return m_lastErrorTime;
+}
+
+void WwwDownloader::clearLastError()
+{
+    setLastError({});
+    m_lastSslErrors.clear();
+}
+
+bool WwwDownloader::isRunning() const
+{
+    return m_running;
+}
+
+bool WwwDownloader::isFinished() const
+{
+    return m_source.sectionLength == m_source.sectionDownloaded;
+}
+
+bool WwwDownloader::isDataProcessed() const
+{
+    return !m_running && m_inFlight == 0 && m_buffer.isEmpty();
+}
+
+WwwDownloadSourceInfo WwwDownloader::source() const
+{
+    return m_source;
+}
+
+const WwwDownloadSourceInfo &WwwDownloader::redirectedSource() const
+{
+    return m_redirectedSource;
+}
+
+QList<QNetworkReply::RawHeaderPair> WwwDownloader::headers() const
+{
+    return m_responseHeaders;
+}
+
+int WwwDownloader::httpStatusCode() const
+{
+    const QVariant status = m_reply ? m_reply->attribute(QNetworkRequest::HttpStatusCodeAttribute) : QVariant();
+    return status.isValid() ? status.toInt() : -1;
+}
+
+qint64 WwwDownloader::totalBytes() const
+{
+    return m_speedPeriod.totalBytes();
+}
+
+qint64 WwwDownloader::currentSecond() const
+{
+    return QDateTime::currentSecsSinceEpoch();
+}
+
+void WwwDownloader::start(const WwwDownloadSourceInfo &source, const QString &userAgent)
+{
+    if (m_running)
+        return;
+    clearLastError();
+    m_source = source;
+    m_userAgent = userAgent;
+    // A run that fails before any answer has still been redirected nowhere else.
+    m_redirectedSource = m_source;
+    m_responseHeaders.clear();
+    m_headersReceived = false;
+    m_redirectCount = 0;
+    m_lastEmitSecond = currentSecond();
+
+    const quint64 runsEnded = m_runsEnded;
+    setRunning(true);
+    if (runsEnded == m_runsEnded)
+        startRequest(m_source, m_userAgent);
+}
+
+void WwwDownloader::stop()
+{
+    if (!m_running)
+        return;
+    // First of all, so that a receiver which confirms at once does not bring more in behind the last chunk.
+    abortReply();
+    const quint64 runsEnded = m_runsEnded;
+    emitDataIfPossible();
+    if (runsEnded == m_runsEnded)
+        endRun();
+}
+
+void WwwDownloader::setRunning(bool isRunning)
+{
+    if (m_running == isRunning)
+        return;
+    m_running = isRunning;
+    if (!isRunning)
+        ++m_runsEnded;
+    Q_EMIT running(isRunning);
+}
+
+/// The one exit of a run. The reply is gone by now.
+void WwwDownloader::endRun()
+{
+    m_inactivityTimer->stop();
+    const quint64 runsEnded = m_runsEnded;
+    releaseNam();
+    if (runsEnded == m_runsEnded)
+        setRunning(false);
+}
+
+void WwwDownloader::setLastError(const AbstractError &error)
+{
+    m_lastError = error;
+    m_lastErrorTime = QDateTime::currentDateTime();
+}
+
+void WwwDownloader::onSslErrors(const QList<QSslError> &errors)
+{
+    m_lastSslErrors = errors;
+    if (m_networkSettings.ignoreSslErrors && m_reply)
+        m_reply->ignoreSslErrors();
+}
+
+void WwwDownloader::onError(QNetworkReply::NetworkError)
+{
+    onFinished();
+}
+
+void WwwDownloader::onTimeout()
+{
+    if (!m_running)
+        return;
+    setLastError({QNetworkReply::TimeoutError, ErrorCategory::kNetwork, errorSourceHere(), {}});
+    const quint64 runsEnded = m_runsEnded;
+    Q_EMIT timedOut();
+    if (runsEnded == m_runsEnded)
+        stop();
+}

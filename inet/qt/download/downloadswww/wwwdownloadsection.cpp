@@ -1,0 +1,401 @@
+// SPDX-License-Identifier: MIT
+#include <inet/qt/download/downloadswww/wwwdownloadsection.h>
+
+#include <inet/qt/download/framework/qtappdefaultlogger.h>
+#include <inet/qt/download/framework/qtapploggertextstream.h>
+#include <inet/qt/download/framework/qtqobjectstracker.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+constexpr int kLogLevel = 4;
+}
+
+WwwDownloadSection::WwwDownloadSection(qint64 id, const QString &logPrefix, const AbstractDownloadSection &section,
+                                       QSharedPointer<AbstractDownloadPersistentInfo> info,
+                                       QSharedPointer<AbstractNetworkAccessChief> chief, bool resourceCheck,
+                                       QSharedPointer<DownloadMirrorsUsageManager> mirrors, QObject *parent)
+    : AbstractNetworkConsumerWithExtraTasks(parent)
+    , m_id(id)
+    , m_logPrefix(logPrefix)
+    , m_section(section)
+    , m_info(std::move(info))
+    , m_chief(std::move(chief))
+    , m_resourceCheck(resourceCheck)
+    , m_mirrors(std::move(mirrors))
+{
+    m_queryKeptTimer.setParent(this);
+    m_queryKeptTimer.setSingleShot(true);
+    m_queryKeptTimer.setInterval(kQueryTransferKeptMs);
+    connect(&m_queryKeptTimer, &QTimer::timeout, this, &WwwDownloadSection::dropDldrOfQueryIfRequired);
+}
+
+WwwDownloadSection::~WwwDownloadSection()
+{
+    finishedUsingMirror();
+    if (m_downloader)
+        connectDownloader(m_downloader.get(), false);
+    // A writer into memory must not be handed anything more: the record may end with the section.
+    releaseWriter();
+}
+
+qint64 WwwDownloadSection::id() const
+{
+    return m_id;
+}
+
+void WwwDownloadSection::setNetworkSettings(const AbstractNetworkConsumerSettings &settings)
+{
+    m_networkSettings = settings;
+    if (m_downloader)
+        m_downloader->setNetworkSettings(settings);
+}
+
+AbstractNetworkConsumerSettings WwwDownloadSection::networkSettings() const
+{
+    return m_networkSettings;
+}
+
+void WwwDownloadSection::setNetworkUsageSettings(const NetworkUsageSettings &settings)
+{
+    if (m_usageSettings == settings)
+        return;
+    m_usageSettings = settings;
+    if (m_downloader)
+        m_downloader->setNetworkUsageSettings(settingsForDownloader());
+}
+
+NetworkUsageSettings WwwDownloadSection::networkUsageSettings() const
+{
+    return m_usageSettings;
+}
+
+QtConnectionsMap WwwDownloadSection::connectionsMap() const
+{
+    return m_downloader ? m_downloader->connectionsMap() : QtConnectionsMap();
+}
+
+qint64 WwwDownloadSection::speed(NetworkTrafficDirection direction, bool payloadOnly) const
+{
+    return m_downloader ? m_downloader->speed(direction, payloadOnly) : 0;
+}
+
+AbstractError WwwDownloadSection::lastError() const
+{
+    if (m_lastError)
+        return m_lastError;
+    if (m_downloader && m_downloader->lastError())
+        return m_downloader->lastError();
+    return m_writer ? m_writer->lastError() : m_lastError;
+}
+
+QList<QSslError> WwwDownloadSection::lastSslErrors() const
+{
+    return m_lastSslErrors;
+}
+
+QDateTime WwwDownloadSection::lastErrorTime() const
+{
+    if (m_lastError)
+        return m_lastErrorTime;
+    if (m_downloader && m_downloader->lastError())
+        return m_downloader->lastErrorTime();
+    return m_writer ? m_writer->lastErrorTime() : m_lastErrorTime;
+}
+
+void WwwDownloadSection::clearLastError()
+{
+    m_lastError = {};
+    m_lastSslErrors.clear();
+    m_lastErrorTime = QDateTime::currentDateTime();
+    m_lastErrorIsFileError = false;
+    if (m_downloader)
+        m_downloader->clearLastError();
+    if (m_writer)
+        m_writer->clearLastError();
+}
+
+bool WwwDownloadSection::isRunning() const
+{
+    return m_running;
+}
+
+bool WwwDownloadSection::isFinished() const
+{
+    return !m_running && m_section.downloaded == m_section.size;
+}
+
+bool WwwDownloadSection::isLastErrorFileError() const
+{
+    return m_lastErrorIsFileError;
+}
+
+AbstractDownloadSection WwwDownloadSection::section() const
+{
+    return m_section;
+}
+
+void WwwDownloadSection::query(bool minimalMode)
+{
+    start(true, minimalMode);
+}
+
+void WwwDownloadSection::start()
+{
+    start(false, false);
+}
+
+void WwwDownloadSection::start(bool query, bool minimalMode)
+{
+    if (m_running)
+        return;
+    if (m_stoppingUntilClosed) {
+        m_stoppingUntilClosed = false;
+        releaseWriter();
+    }
+    const quint64 runsEnded = m_runsEnded;
+    setRunning(true);
+    if (runsEnded != m_runsEnded)
+        return;
+    log(u"starting..."_s);
+
+    const bool previousWasQuery = m_query;
+    m_gotResponse = false;
+    m_transferReused = false;
+    m_restartAfterReuse = false;
+    m_query = query;
+    m_minimal = minimalMode;
+    clearLastError();
+
+    if (adoptQueryTransfer(previousWasQuery))
+        return;
+    if (!m_downloader)
+        createDownloader();
+    startTransfer();
+}
+
+bool WwwDownloadSection::adoptQueryTransfer(bool previousWasQuery)
+{
+    if (m_query || !previousWasQuery || !m_queryDownloader)
+        return false;
+    DeferredPointer<WwwDownloader> downloader = std::move(m_queryDownloader);
+    if (!downloader->isFinished() && !downloader->isRunning())
+        return false;
+
+    m_transferReused = true;
+    if (downloader->isRunning())
+        downloader->setNetworkUsageSettings(settingsForDownloader());
+    const quint64 runsEnded = m_runsEnded;
+    attachDownloader(std::move(downloader));
+    if (runsEnded != m_runsEnded || !m_downloader)
+        return true;
+    createWriter();
+    tryOpenWriter();
+    return true;
+}
+
+void WwwDownloadSection::startTransfer()
+{
+    WwwDownloadSourceInfo source(pickMirror());
+    source.sectionOffset = m_section.offset;
+    source.sectionLength = m_section.size;
+    source.sectionDownloaded = m_section.downloaded;
+    m_downloader->start(source, m_info->userAgent);
+}
+
+void WwwDownloadSection::dropDldrOfQueryIfRequired()
+{
+    if (!m_queryDownloader || m_queryDownloader->isFinished())
+        return;
+    const DeferredPointer<WwwDownloader> downloader = std::move(m_queryDownloader);
+    downloader->stop();
+}
+
+void WwwDownloadSection::stop(const AbstractError &error, bool isFileError)
+{
+    m_queryDownloader.reset();
+    if (!m_running || m_stoppingUntilClosed) {
+        m_waitingFileCreate = false;
+        setRunning(false);
+        return;
+    }
+    log("stopping with error: "_L1 + error.toLogText());
+    m_lastError = error;
+    m_lastErrorTime = QDateTime::currentDateTime();
+    m_lastErrorIsFileError = isFileError;
+
+    const quint64 runsEnded = m_runsEnded;
+    if (m_downloader)
+        detachDownloader()->stop();
+    if (runsEnded != m_runsEnded)
+        return;
+    if (isWriterOpeningOrOpen()) {
+        m_stoppingUntilClosed = true;
+        m_writer->close();
+        return;
+    }
+    releaseWriter();
+    m_waitingFileCreate = false;
+    setRunning(false);
+}
+
+void WwwDownloadSection::onDownloaderRunning(bool isRunning)
+{
+    log("downloader running: "_L1 + (isRunning ? '1'_L1 : '0'_L1));
+    if (isRunning)
+        return;
+    finishedUsingMirror();
+    if (!m_downloader)
+        return;
+
+    if (m_transferReused && m_downloader->lastError()) {
+        detachDownloader().reset();
+        m_transferReused = false;
+        m_restartAfterReuse = true;
+        if (m_writer)
+            m_writer->finishPendingData();
+        return;
+    }
+    m_lastError = m_downloader->lastError();
+    m_lastSslErrors = m_downloader->lastSslErrors();
+    m_lastErrorTime = m_downloader->lastErrorTime();
+    if (m_lastError)
+        updateRedirectedSource();
+    if (!m_query && checkIfAllDataIsWritten())
+        return;
+    checkStopped();
+}
+
+void WwwDownloadSection::checkStopped()
+{
+    if (!m_running || isWriterOpeningOrOpen() || m_waitingFileCreate)
+        return;
+    if (m_downloader && m_downloader->isRunning())
+        return;
+    // A transfer that was adopted at its end does not end once more.
+    finishedUsingMirror();
+    m_downloader.reset();
+    releaseWriter();
+    const quint64 runsEnded = m_runsEnded;
+    if (m_section.size == -1 && !m_lastError)
+        learnSizeFromEnd();
+    if (runsEnded == m_runsEnded)
+        setRunning(false);
+}
+
+void WwwDownloadSection::learnSizeFromEnd()
+{
+    m_section.size = m_section.downloaded;
+    if (!m_info->files.isEmpty()) {
+        AbstractDownloadFileInfo &file = m_info->files.first();
+        file.size = m_section.size;
+        if (!file.sections.isEmpty())
+            file.sections.first() = m_section;
+    }
+    Q_EMIT persistentInfoChanged();
+}
+
+void WwwDownloadSection::setRunning(bool isRunning)
+{
+    if (m_running == isRunning)
+        return;
+    m_running = isRunning;
+    if (!isRunning)
+        ++m_runsEnded;
+    Q_EMIT running(isRunning);
+}
+
+void WwwDownloadSection::log(const QString &text) const
+{
+    if (m_info->hasFlag(AbstractDownloadPersistentInfo::LoggingSuppressed))
+        return;
+    QtAppLoggerTextStream(QtAppDefaultLogger::instance(), kLogLevel, true)
+        << m_logPrefix << "[Section #" << m_id << "]: " << text;
+}
+
+NetworkUsageSettings WwwDownloadSection::settingsForDownloader() const
+{
+    NetworkUsageSettings settings = m_usageSettings;
+    if (m_query)
+        settings.downloadLimit = kQueryReadLimit;
+    return settings;
+}
+
+void WwwDownloadSection::createDownloader()
+{
+    m_downloader.reset(new WwwDownloader(m_chief, this));
+    QtQObjectsTracker::instance()->registerObject(m_downloader.get(), m_downloader->metaObject()->className());
+    m_downloader->setNetworkSettings(m_networkSettings);
+    m_downloader->setNetworkUsageSettings(settingsForDownloader());
+    connectDownloader(m_downloader.get(), true);
+    if (m_writer)
+        connectDownloaderWithWriter(m_downloader.get(), m_writer.get(), true);
+    m_downloader->setDontEmitData(true);
+}
+
+void WwwDownloadSection::connectDownloader(WwwDownloader *downloader, bool connectIt)
+{
+    if (!connectIt) {
+        disconnect(downloader, nullptr, this, nullptr);
+        return;
+    }
+    connect(downloader, &WwwDownloader::gotHeaders, this, &WwwDownloadSection::onDownloaderGotHeaders);
+    connect(downloader, &WwwDownloader::running, this, &WwwDownloadSection::onDownloaderRunning);
+    connect(downloader, &WwwDownloader::connectionsMapChangedDelta, this,
+            &WwwDownloadSection::connectionsMapChangedDelta);
+    connect(downloader, &WwwDownloader::timedOut, this, &WwwDownloadSection::timedOut);
+    connect(downloader, &WwwDownloader::requestHeaders, this, &WwwDownloadSection::requestHeaders);
+    connect(downloader, &WwwDownloader::responseHeaders, this, &WwwDownloadSection::responseHeaders);
+}
+
+void WwwDownloadSection::attachDownloader(DeferredPointer<WwwDownloader> downloader)
+{
+    const QtConnectionsMap connections = downloader->connectionsMap();
+    const quint64 runsEnded = m_runsEnded;
+    connectDownloader(downloader.get(), true);
+    if (m_writer)
+        connectDownloaderWithWriter(downloader.get(), m_writer.get(), true);
+    m_downloader = std::move(downloader);
+    if (!connections.isEmpty())
+        Q_EMIT connectionsMapChangedDelta(connections);
+    if (runsEnded != m_runsEnded || !m_downloader)
+        return;
+    const AbstractDownloadSourceInfo source = m_downloader->source();
+    if (m_mirrors->forceblyPickMirror(source)) {
+        m_handedOutSource = source;
+        m_currentSource = source;
+    }
+}
+
+DeferredPointer<WwwDownloader> WwwDownloadSection::detachDownloader()
+{
+    finishedUsingMirror();
+    QtConnectionsMap connections = m_downloader->connectionsMap();
+    DeferredPointer<WwwDownloader> downloader = std::move(m_downloader);
+    connectDownloader(downloader.get(), false);
+    if (m_writer)
+        connectDownloaderWithWriter(downloader.get(), m_writer.get(), false);
+    if (!connections.isEmpty()) {
+        invert(connections);
+        Q_EMIT connectionsMapChangedDelta(connections);
+    }
+    return downloader;
+}
+
+AbstractDownloadSourceInfo WwwDownloadSection::pickMirror()
+{
+    finishedUsingMirror();
+    m_handedOutSource = m_mirrors->pickMirror();
+    m_currentSource = m_handedOutSource;
+    return m_handedOutSource;
+}
+
+// Redirects change the current source; what goes back is what was handed out, or the manager would not know it.
+void WwwDownloadSection::finishedUsingMirror()
+{
+    if (!m_handedOutSource.url.isValid())
+        return;
+    const AbstractDownloadSourceInfo source = std::exchange(m_handedOutSource, {});
+    m_currentSource = {};
+    m_mirrors->onFinishedUsingMirror(source, m_downloader ? m_downloader->lastError() : AbstractError());
+}

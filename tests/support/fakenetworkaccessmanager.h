@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <tests/support/fakereply.h>
+
+#include <QNetworkAccessManager>
+
+#include <functional>
+
+/// A manager whose every request is answered by a FakeReply, which the test then plays.
+class FakeNetworkAccessManager : public QNetworkAccessManager
+{
+    Q_OBJECT
+
+public:
+    using Receiver = std::function<void(FakeReply *)>;
+
+    /// `receiver` is given each reply as it is made, which stays the manager's child.
+    explicit FakeNetworkAccessManager(Receiver receiver, QObject *parent = nullptr);
+
+protected:
+    QNetworkReply *createRequest(Operation operation, const QNetworkRequest &request, QIODevice *outgoingData) override;
+
+private:
+    const Receiver m_receiver;
+
+    Q_DISABLE_COPY_MOVE(FakeNetworkAccessManager)
+};

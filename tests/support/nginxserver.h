@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <tests/support/realserver.h>
+
+/// nginx. Besides the folder's files at their own paths it serves
+///
+///     /chunked/<file>        in chunks, without a length
+///     /until-close/<file>    without length or chunks: the body ends where the connection ends
+///     /no-ranges/<file>      whole, whatever range is asked for
+///     /rate/<n>k/<file>      at n KiB a second and connection
+///     /redirect/<n>/<file>   after n redirects (at most kLongestChain)
+///     /status/<code>         that status (401, 403, 404, 410, 416, 500 or 503)
+class NginxServer : public RealServer
+{
+public:
+    static constexpr int kLongestChain = 20;
+
+    NginxServer() = default;
+
+protected:
+    QString program() const override;
+    QStringList arguments(const QString &configFile) const override;
+    QByteArray configuration(const Places &places, const TestCa &ca) const override;
+
+private:
+    Q_DISABLE_COPY_MOVE(NginxServer)
+};

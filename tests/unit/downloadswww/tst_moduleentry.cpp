@@ -1,0 +1,247 @@
+// SPDX-License-Identifier: MIT
+#include <inet/qt/download/framework/abstractdownload.h>
+#include <inet/qt/download/framework/abstractdownloadmodule.h>
+#include <inet/qt/download/framework/abstractdownloadmoduleentry.h>
+#include <tests/support/downloadfixture.h>
+
+#include <QLibrary>
+#include <QMetaType>
+#include <QProcess>
+#include <QTest>
+
+#include <memory>
+
+using namespace Qt::StringLiterals;
+
+using Entry = AbstractDownloadModuleEntry;
+
+namespace
+{
+
+const QString kModuleFile = QStringLiteral(PLAIT_MODULE_FILE);
+constexpr char kFunctionSymbol[] = "_Z23wwwDownloadsModuleEntryi";
+
+constexpr const char *kRegisteredNames[] = {
+    "AbstractDownloadPersistentInfo",
+    "BitFlagsUpdateMode",
+    "AbstractDownloadCommand",
+    "NetworkTrafficDirection",
+    "AbstractError",
+    "QVector<qint64>",
+    "QVector<quint64>",
+    "AbstractDownloadCreatedBy",
+    "AbstractDownloadPersistentInfoSortByPlusOrder",
+    "QtHostAndPort",
+    "QtConnectionsMap",
+    "AbstractNewDownloadsRequest",
+    "AbstractNewDownloadsRequestJob",
+    "AbstractDownloadFileOps::FileInitializeOperation",
+    "QVector<AbstractDownloadFileOps::FileInitializeOperation>",
+    "AbstractDownloadPriority",
+    "AbstractDownloadMergeOptions",
+    "AbstractDownloadMergeTaskOptions",
+    "CompareDownloadsResult",
+    "AbstractDownloadAbortReason",
+    "AbstractDownloadType",
+    "QVector<AbstractDownloadType>",
+    "AbstractDownloadFileExistsAction",
+    "WwwDownloadSourceInfo",
+};
+
+}
+
+class TestModuleEntry : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void typesAreRegisteredInOrder();
+    void onlyItsOwnVersionIsSpoken_data();
+    void onlyItsOwnVersionIsSpoken();
+    void entryIsOneObject();
+    void entryNamesItsModule();
+    void moduleIsTheCallers();
+    void supportedSources_data();
+    void supportedSources();
+    void downloadIsTheHosts();
+    void downloadOutlivesItsModule();
+    void onlyTheEntryIsExported();
+
+private:
+    Entry *entry(int version = 43) const { return m_entry(version); }
+    std::unique_ptr<AbstractDownloadModule> module() const
+    {
+        return std::unique_ptr<AbstractDownloadModule>(entry()->createModule(u"downloadswww"_s, "data"_ba, nullptr));
+    }
+
+    QLibrary m_library{kModuleFile};
+    Entry::Function m_entry = nullptr;
+};
+
+void TestModuleEntry::initTestCase()
+{
+    QVERIFY2(m_library.load(), qPrintable(m_library.errorString()));
+    m_entry = reinterpret_cast<Entry::Function>(m_library.resolve(Entry::kEntrySymbol));
+    QVERIFY(m_entry);
+}
+
+// Comes first: afterwards the types are known for good. Numbers are given out as types are registered.
+void TestModuleEntry::typesAreRegisteredInOrder()
+{
+    for (const char *name : kRegisteredNames)
+        QVERIFY2(!QMetaType::fromName(name).isValid(), name);
+    const auto made = module();
+    int last = 0;
+    for (const char *name : kRegisteredNames) {
+        const QMetaType type = QMetaType::fromName(name);
+        QVERIFY2(type.isValid() && type.isRegistered(), name);
+        QVERIFY2(type.id() > last, name);
+        last = type.id();
+    }
+    const auto another = module();
+    QCOMPARE(QMetaType::fromName(kRegisteredNames[23]).id(), last);
+    QCOMPARE(QMetaType::fromName("QVector<qint64>"), QMetaType::fromType<QList<qint64>>());
+    QCOMPARE(QMetaType::fromName("QtConnectionsMap"), QMetaType::fromType<QtConnectionsMap>());
+    QCOMPARE(QMetaType::fromName("AbstractError"), QMetaType::fromType<AbstractError>());
+}
+
+void TestModuleEntry::onlyItsOwnVersionIsSpoken_data()
+{
+    QTest::addColumn<int>("version");
+    QTest::addColumn<bool>("isSpoken");
+    for (const int version : {-43, 0, 1, 42, 44, 430})
+        QTest::addRow("%d is not spoken", version) << version << false;
+    QTest::newRow("43 is spoken") << 43 << true;
+}
+
+void TestModuleEntry::onlyItsOwnVersionIsSpoken()
+{
+    QFETCH(int, version);
+    QFETCH(bool, isSpoken);
+    QCOMPARE(entry(version) != nullptr, isSpoken);
+}
+
+void TestModuleEntry::entryIsOneObject()
+{
+    QCOMPARE(entry(), entry());
+    const auto function = reinterpret_cast<Entry::Function>(m_library.resolve(kFunctionSymbol));
+    QVERIFY(function);
+    QCOMPARE(function(43), entry());
+    QVERIFY(!function(42));
+}
+
+void TestModuleEntry::entryNamesItsModule()
+{
+    QCOMPARE(entry()->uniqueIds(), QList<QString>{u"downloadswww"_s});
+    QCOMPARE(module()->uniqueId(), u"downloadswww"_s);
+}
+
+void TestModuleEntry::moduleIsTheCallers()
+{
+    QObject parent;
+    QPointer<AbstractDownloadModule> first = entry()->createModule(u"any name"_s, "one"_ba, &parent);
+    const std::unique_ptr<AbstractDownloadModule> second = module();
+    QVERIFY(first != second.get());
+    QCOMPARE(first->parent(), &parent);
+    QCOMPARE(first->uniqueId(), u"downloadswww"_s);
+    QCOMPARE(first->instanceData(), "one"_ba);
+    QVERIFY(!second->parent());
+    delete first;
+    QCOMPARE(entry()->uniqueIds().size(), 1);
+}
+
+void TestModuleEntry::supportedSources_data()
+{
+    QTest::addColumn<QUrl>("url");
+    QTest::addColumn<bool>("isSupported");
+    QTest::newRow("http") << QUrl(u"http://a.test/file"_s) << true;
+    QTest::newRow("https") << QUrl(u"https://a.test/file"_s) << true;
+    QTest::newRow("ftp") << QUrl(u"ftp://a.test/file"_s) << true;
+    QTest::newRow("HTTP in upper case, which the parser lowers") << QUrl(u"HTTP://A.TEST/file"_s) << true;
+    QTest::newRow("http without a host") << QUrl(u"http:file"_s) << true;
+    QTest::newRow("http with a user and a port") << QUrl(u"http://me:pw@a.test:81/"_s) << true;
+    QTest::newRow("ftps") << QUrl(u"ftps://a.test/file"_s) << false;
+    QTest::newRow("sftp") << QUrl(u"sftp://a.test/file"_s) << false;
+    QTest::newRow("file") << QUrl(u"file:///etc/hosts"_s) << false;
+    QTest::newRow("data") << QUrl(u"data:text/plain,x"_s) << false;
+    QTest::newRow("magnet") << QUrl(u"magnet:?xt=urn:btih:0"_s) << false;
+    QTest::newRow("a scheme that begins with http") << QUrl(u"httpx://a.test/"_s) << false;
+    QTest::newRow("no scheme") << QUrl(u"//a.test/file"_s) << false;
+    QTest::newRow("a bare name") << QUrl(u"file.bin"_s) << false;
+    QTest::newRow("an invalid URL") << QUrl(u"http://a.test:port/"_s) << false;
+    QTest::newRow("an empty URL") << QUrl() << false;
+}
+
+void TestModuleEntry::supportedSources()
+{
+    QFETCH(QUrl, url);
+    QFETCH(bool, isSupported);
+    const auto made = module();
+    QCOMPARE(made->supportedSource(url), isSupported);
+    QCOMPARE(made->sourceType(url), isSupported ? AbstractDownloadType::File : AbstractDownloadType::Unknown);
+}
+
+void TestModuleEntry::downloadIsTheHosts()
+{
+    DownloadFixture host;
+    const auto made = module();
+    made->setNetworkAccessChief(host.chief);
+    made->setUserAgentManager(host.userAgents);
+    host.userAgents->setUserAgent(u"the application's"_s);
+    QObject parent;
+    QPointer<AbstractDownload> download = made->createDownload(11, &parent);
+    QVERIFY(download);
+    QCOMPARE(download->id(), 11);
+    QCOMPARE(download->parent(), &parent);
+    QVERIFY(!download->isRunning());
+    download->setInfo(host.record());
+    QVERIFY(made->supportedSource(download.get()));
+    download->doCommand(AbstractDownloadCommand::Start);
+    QCOMPARE(host.replies.size(), 1);
+    QCOMPARE(host.reply()->request().rawHeader("User-Agent"), "the application's"_ba);
+    delete download;
+    QVERIFY(parent.children().isEmpty());
+}
+
+void TestModuleEntry::downloadOutlivesItsModule()
+{
+    QWeakPointer<TestAccessChief> chief;
+    QWeakPointer<QtAppSystemDefaultUserAgentManager> userAgents;
+    std::unique_ptr<AbstractDownload> download;
+    {
+        const auto ownChief = QSharedPointer<TestAccessChief>::create();
+        const auto ownUserAgents = QSharedPointer<QtAppSystemDefaultUserAgentManager>::create();
+        chief = ownChief;
+        userAgents = ownUserAgents;
+        const auto made = module();
+        made->setNetworkAccessChief(ownChief);
+        made->setUserAgentManager(ownUserAgents);
+        download.reset(made->createDownload(1, nullptr));
+    }
+    QVERIFY(chief);
+    QVERIFY(!userAgents);
+    AbstractDownloadPersistentInfo info;
+    info.url = QUrl(u"http://a.test/"_s);
+    QVERIFY(download->setInfo(info));
+    download.reset();
+    QVERIFY(!chief);
+}
+
+void TestModuleEntry::onlyTheEntryIsExported()
+{
+    QProcess nm;
+    nm.start(u"nm"_s, {u"-D"_s, u"--defined-only"_s, kModuleFile});
+    QVERIFY(nm.waitForFinished());
+    QCOMPARE(nm.exitCode(), 0);
+    QStringList symbols;
+    for (const QByteArray &line : nm.readAllStandardOutput().split('\n')) {
+        if (!line.isEmpty())
+            symbols.append(QString::fromLatin1(line.mid(line.lastIndexOf(' ') + 1)));
+    }
+    symbols.sort();
+    QCOMPARE(symbols, (QStringList{QString::fromLatin1(kFunctionSymbol), u"downloadsModuleEntry"_s}));
+}
+
+QTEST_GUILESS_MAIN(TestModuleEntry)
+#include "tst_moduleentry.moc"
