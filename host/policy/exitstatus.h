@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <inet/qt/download/records/abstracterror.h>
+#include <inet/qt/download/records/abstractdownloadpersistentinfo.h>
+
+/// What a front end's process ends with, so that scripts can tell failures apart.
+enum class ExitStatus : int {
+    Done = 0,
+    Unknown = 1,
+    TimeOut = 2,
+    NotFound = 3,
+    NetworkProblem = 6,
+    Unfinished = 7, ///< stopped on purpose; the same command goes on with it
+    CannotResume = 8,
+    DiskFull = 9,
+    FileExists = 13,
+    CannotCreateFile = 16,
+    FileError = 17,
+    NameResolution = 19,
+    BadResponse = 22,
+    TooManyRedirects = 23,
+    Authentication = 24,
+    BadOption = 28, ///< of the command line, an unsupported URL included
+    ServerOverloaded = 29,
+    ResourceChanged = 33,
+    CertificateRefused = 34,
+    EndedAtOnce = 130, ///< by a second signal
+};
+
+/// The status of a run that ended with this error and left this record.
+ExitStatus exitStatusOf(const AbstractError &error, const AbstractDownloadPersistentInfo &info);

@@ -1,0 +1,304 @@
+// SPDX-License-Identifier: MIT
+#include <host/session/downloadsession.h>
+
+#include <host/network/networkaccesschief.h>
+#include <host/policy/diskcheck.h>
+#include <host/policy/errormessages.h>
+#include <host/session/moduleloader.h>
+#include <host/session/sessiondownload.h>
+#include <host/storage/processidentity.h>
+#include <inet/qt/download/framework/abstractdownloadmodule.h>
+#include <inet/qt/download/framework/qtappsystemdefaultuseragentmanager.h>
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+const QString kModuleId = u"downloadswww"_s;
+
+/// Length of the file that the record names; -1 when it is not there. A link is none of ours.
+qint64 lengthOnDisk(const AbstractDownloadPersistentInfo &record)
+{
+    if (record.files.isEmpty())
+        return -1;
+    const QFileInfo file(record.filePath(0));
+    return file.isFile() && !file.isSymLink() ? file.size() : -1;
+}
+
+/// "Finished" is said to nobody while the disk says otherwise.
+void checkWhole(AbstractDownloadPersistentInfo &info)
+{
+    if (info.isFinished() && !info.lastError && !DiskCheck::isWhole(info, lengthOnDisk(info)))
+        info.setLastError({QFileDevice::FatalError, ErrorCategory::kFile, errorSourceHere(),
+                           "the finished file is not on the disk in its full length"});
+}
+
+}
+
+DownloadSession::DownloadSession(QObject *parent)
+    : QObject(parent)
+    , m_userAgentManager(QSharedPointer<QtAppSystemDefaultUserAgentManager>::create())
+{
+    m_writersThread.setObjectName(u"writers"_s);
+}
+
+DownloadSession::~DownloadSession()
+{
+    for (SessionDownload *download : std::as_const(m_running)) {
+        download->disconnect(this);
+        delete download;
+    }
+    m_running.clear();
+    const QSet<qint64> claimed = m_claimed;
+    for (qint64 id : claimed)
+        releaseClaim(id);
+    m_writersThread.quit();
+    m_writersThread.wait();
+}
+
+bool DownloadSession::open(const SessionOptions &options, QString *errorText)
+{
+    m_chief = QSharedPointer<NetworkAccessChief>::create();
+    AbstractNetworkConsumerSettings settings = m_chief->defaultConsumerSettings();
+    settings.ignoreSslErrors = options.ignoreSslErrors;
+    m_chief->setDefaultConsumerSettings(settings);
+    if (!options.caCertificatesFile.isEmpty() && !m_chief->addCaCertificates(options.caCertificatesFile, errorText))
+        return false;
+    if (!loadModule(options, errorText))
+        return false;
+    if (!m_list.open(options.listPath.isEmpty() ? DownloadList::defaultPath() : options.listPath)) {
+        *errorText = m_list.lastErrorText();
+        return false;
+    }
+    connect(&m_writersThread, &QThread::finished, this, &DownloadSession::closed);
+    m_writersThread.start();
+    return true;
+}
+
+bool DownloadSession::supports(const QUrl &url) const
+{
+    return m_module && m_module->supportedSource(url);
+}
+
+qint64 DownloadSession::add(const DownloadRequest &request, QString *errorText)
+{
+    if (!isServed(request.url, errorText))
+        return 0;
+    const qint64 found = claimFound(request, errorText);
+    if (found != 0 || !errorText->isEmpty())
+        return found;
+    return insertNew(request, errorText);
+}
+
+bool DownloadSession::start(qint64 id, QString *errorText)
+{
+    if (m_closing || m_running.contains(id) || !takeClaim(id, errorText))
+        return false;
+    std::optional<AbstractDownloadPersistentInfo> record = m_list.load(id);
+    if (!record) {
+        *errorText = m_list.lastErrorText();
+        releaseClaim(id);
+        return false;
+    }
+    checkAgainstDisk(*record);
+    run(*record, &m_list, AbstractDownloadCommand::Start);
+    return true;
+}
+
+qint64 DownloadSession::query(const DownloadRequest &request, QString *errorText)
+{
+    if (m_closing || !isServed(request.url, errorText))
+        return 0;
+    AbstractDownloadPersistentInfo record = request.newRecord();
+    record.id = --m_lastQueryId;
+    record.files.clear();
+    run(record, nullptr, AbstractDownloadCommand::QueryInfoMinimal);
+    return record.id;
+}
+
+void DownloadSession::stop(qint64 id)
+{
+    if (SessionDownload *const download = m_running.value(id))
+        download->stop();
+}
+
+void DownloadSession::stopAll()
+{
+    const QList<qint64> ids = m_running.keys();
+    for (qint64 id : ids)
+        stop(id);
+}
+
+AbstractDownloadPersistentInfo DownloadSession::info(qint64 id) const
+{
+    const SessionDownload *const download = m_running.value(id);
+    return download ? download->info() : AbstractDownloadPersistentInfo();
+}
+
+DownloadStatus DownloadSession::status(qint64 id) const
+{
+    const SessionDownload *const download = m_running.value(id);
+    return download ? download->status() : DownloadStatus();
+}
+
+void DownloadSession::fileExistsAction(qint64 id, int fileIndex, AbstractDownloadFileExistsAction action)
+{
+    if (SessionDownload *const download = m_running.value(id))
+        download->download()->fileExistsAction(fileIndex, action);
+}
+
+void DownloadSession::close()
+{
+    if (m_closing)
+        return;
+    m_closing = true;
+    stopAll();
+    if (isIdle())
+        QMetaObject::invokeMethod(this, &DownloadSession::endWritersThread, Qt::QueuedConnection);
+}
+
+bool DownloadSession::loadModule(const SessionOptions &options, QString *errorText)
+{
+    ModuleLoader loader(options.moduleFolders.isEmpty() ? ModuleLoader::defaultFolders() : options.moduleFolders);
+    m_module = loader.load(kModuleId, this);
+    if (!m_module) {
+        *errorText = loader.errorText();
+        return false;
+    }
+    m_module->setNetworkAccessChief(m_chief);
+    m_module->setUserAgentManager(m_userAgentManager);
+    m_module->initialize(true);
+    return true;
+}
+
+bool DownloadSession::isServed(const QUrl &url, QString *errorText) const
+{
+    errorText->clear();
+    if (!supports(url))
+        *errorText = ErrorMessages::forUnsupportedUrl(url);
+    return errorText->isEmpty();
+}
+
+qint64 DownloadSession::claimFound(const DownloadRequest &request, QString *errorText)
+{
+    const QList<AbstractDownloadPersistentInfo> found =
+        m_list.findUnfinished(request.url, request.folder, request.outputName);
+    for (AbstractDownloadPersistentInfo record : found) {
+        if (!request.isSameDownload(record) || m_running.contains(record.id))
+            continue;
+        if (!takeClaim(record.id, errorText))
+            return 0;
+        request.renew(record);
+        if (!m_list.update(record))
+            *errorText = m_list.lastErrorText();
+        return errorText->isEmpty() ? record.id : 0;
+    }
+    return 0;
+}
+
+qint64 DownloadSession::insertNew(const DownloadRequest &request, QString *errorText)
+{
+    AbstractDownloadPersistentInfo record = request.newRecord();
+    if (m_list.insert(record) == 0) {
+        *errorText = m_list.lastErrorText();
+        return 0;
+    }
+    return takeClaim(record.id, errorText) ? record.id : 0;
+}
+
+bool DownloadSession::takeClaim(qint64 id, QString *errorText)
+{
+    ProcessIdentity owner;
+    switch (m_list.claim(id, &owner)) {
+    case DownloadList::Claim::Taken:
+        m_claimed.insert(id);
+        return true;
+    case DownloadList::Claim::OwnedByOther:
+        *errorText = u"cannot begin download %1: process %2 is at work on it. Wait until that is done, or stop it."_s.arg(
+            QString::number(id), QString::number(owner.pid));
+        return false;
+    case DownloadList::Claim::Failed:
+        break;
+    }
+    *errorText = m_list.lastErrorText();
+    return false;
+}
+
+void DownloadSession::releaseClaim(qint64 id)
+{
+    if (m_claimed.remove(id))
+        m_list.release(id);
+}
+
+void DownloadSession::checkAgainstDisk(AbstractDownloadPersistentInfo &record)
+{
+    if (record.isFinished() || DiskCheck::isTrustworthy(record, lengthOnDisk(record)))
+        return;
+    const QString path = QDir::toNativeSeparators(record.filePath(0));
+    DiskCheck::forgetProgress(record);
+    Q_EMIT warned(record.id, u"\"%1\" is missing or shorter than what was downloaded; the download begins anew"_s.arg(path));
+    if (!m_list.update(record))
+        Q_EMIT warned(record.id, m_list.lastErrorText());
+}
+
+void DownloadSession::run(const AbstractDownloadPersistentInfo &record, DownloadList *list,
+                          AbstractDownloadCommand command)
+{
+    AbstractDownload *const download = m_module->createDownload(record.id, this);
+    auto *const running = new SessionDownload(download, list, this);
+    m_running.insert(record.id, running);
+    relaySignals(running);
+    download->setWritersThread(&m_writersThread);
+    download->setSettings({});
+    download->setInfo(record);
+    running->run(command);
+}
+
+void DownloadSession::relaySignals(SessionDownload *running)
+{
+    const qint64 id = running->id();
+    AbstractDownload *const download = running->download();
+    connect(download, &AbstractDownload::progressChanged, this,
+            [this, id](qint64 done, qint64 total) { Q_EMIT progressChanged(id, done, total); });
+    connect(download, &AbstractDownload::changed, this, [this, id] { Q_EMIT changed(id); });
+    connect(download, &AbstractDownload::gotResponseHeaders, this,
+            [this, id](qint64 section, const QList<QString> &lines) { Q_EMIT gotResponseHeaders(id, section, lines); });
+    connect(download, &AbstractDownload::sendingRequestHeaders, this,
+            [this, id](qint64 section, const QList<QString> &lines) { Q_EMIT sendingRequestHeaders(id, section, lines); });
+    connect(download, &AbstractDownload::fileExistsActionRequired, this,
+            [this, id](int file, const QList<QString> &paths) { Q_EMIT fileExistsActionRequired(id, file, paths); });
+    connect(download, &AbstractDownload::performingFilesOperations, this,
+            [this, id](bool performing) { Q_EMIT performingFilesOperations(id, performing); });
+    connect(download, &AbstractDownload::stopping, this, [this, id] { Q_EMIT stopping(id); });
+    connect(running, &SessionDownload::saveFailed, this, [this, id](const QString &text) { Q_EMIT warned(id, text); });
+    connect(running, &SessionDownload::finished, this, [this, running] { onFinished(running); });
+}
+
+void DownloadSession::onFinished(SessionDownload *running)
+{
+    const qint64 id = running->id();
+    AbstractDownloadPersistentInfo info = running->info();
+    checkWhole(info);
+    const QueryResult result = QueryResult::from(info, running->responseHeaders());
+    m_running.remove(id);
+    releaseClaim(id);
+    running->deleteLater();
+    if (id < 0 && !info.lastError)
+        Q_EMIT queried(id, result);
+    Q_EMIT finished(id, info);
+    if (m_closing && isIdle())
+        QMetaObject::invokeMethod(this, &DownloadSession::endWritersThread, Qt::QueuedConnection);
+}
+
+void DownloadSession::endWritersThread()
+{
+    // Downloads let go of their sections, and these of their writers, each by a deferred deletion. The writers' thread
+    // must still be there for the last of them.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    m_writersThread.quit();
+}

@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <host/session/downloadrequest.h>
+#include <host/session/downloadstatus.h>
+#include <host/session/queryresult.h>
+#include <host/session/sessionoptions.h>
+#include <host/storage/downloadlist.h>
+
+#include <QHash>
+#include <QObject>
+#include <QSet>
+#include <QSharedPointer>
+#include <QThread>
+
+class AbstractDownload;
+class AbstractDownloadModule;
+class NetworkAccessChief;
+class QtAppSystemDefaultUserAgentManager;
+class SessionDownload;
+
+/// The host as front ends see it: opens the list, loads the module, runs downloads and tells everything by signals.
+///
+///     new ── open() ──> open ── close() ──> closing (stops what runs) ──> writers' thread ended ── closed() ──> closed
+///
+/// A download's run begins with start() or query() and ends with exactly one finished(). Operations that fail return
+/// false or 0 and give a sentence. Lives in the thread of the downloads; only the writers have one of their own.
+class DownloadSession : public QObject
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(DownloadSession)
+
+public:
+    explicit DownloadSession(QObject *parent = nullptr);
+    /// What still runs is cut off; what is on disk and in the list stays. See close().
+    ~DownloadSession() override;
+
+    /// Once.
+    bool open(const SessionOptions &options, QString *errorText);
+
+    /// Some module serves the URL.
+    bool supports(const QUrl &url) const;
+    /// The unfinished download of the same request, or a new one. It is this process's from now on. 0 = failed.
+    qint64 add(const DownloadRequest &request, QString *errorText);
+    /// Goes on with a download of the list. What its file on disk cannot hold is fetched again.
+    bool start(qint64 id, QString *errorText);
+    /// Learns what a URL holds without downloading it: answered by queried(), if it succeeds, and finished(). Not put into
+    /// the list; the id is below 0.
+    qint64 query(const DownloadRequest &request, QString *errorText);
+    void stop(qint64 id);
+    void stopAll();
+    /// No download runs.
+    bool isIdle() const { return m_running.isEmpty(); }
+
+    /// Of a running download; a default-made one when it does not run.
+    AbstractDownloadPersistentInfo info(qint64 id) const;
+    DownloadStatus status(qint64 id) const;
+    /// The answer to fileExistsActionRequired().
+    void fileExistsAction(qint64 id, int fileIndex, AbstractDownloadFileExistsAction action);
+
+    /// Stops everything in order; answered by closed().
+    void close();
+
+Q_SIGNALS:
+    void progressChanged(qint64 id, qint64 done, qint64 total);
+    void changed(qint64 id);
+    void gotResponseHeaders(qint64 id, qint64 sectionId, const QList<QString> &headers);
+    void sendingRequestHeaders(qint64 id, qint64 sectionId, const QList<QString> &headers);
+    void fileExistsActionRequired(qint64 id, int fileIndex, const QList<QString> &existingPaths);
+    void performingFilesOperations(qint64 id, bool performing);
+    void stopping(qint64 id);
+    /// Something that a person should know and that does not end the download.
+    void warned(qint64 id, const QString &text);
+    void queried(qint64 id, const QueryResult &result);
+    /// The run is over, and the record saved. @param info its last error is the run's; finished without an error means that
+    /// every byte is on disk under the final name
+    void finished(qint64 id, const AbstractDownloadPersistentInfo &info);
+    void closed();
+
+private:
+    bool loadModule(const SessionOptions &options, QString *errorText);
+    bool isServed(const QUrl &url, QString *errorText) const;
+    qint64 claimFound(const DownloadRequest &request, QString *errorText);
+    qint64 insertNew(const DownloadRequest &request, QString *errorText);
+    bool takeClaim(qint64 id, QString *errorText);
+    void releaseClaim(qint64 id);
+
+    void checkAgainstDisk(AbstractDownloadPersistentInfo &record);
+    void run(const AbstractDownloadPersistentInfo &record, DownloadList *list, AbstractDownloadCommand command);
+    void relaySignals(SessionDownload *download);
+    void onFinished(SessionDownload *download);
+    void endWritersThread();
+
+    DownloadList m_list;
+    QThread m_writersThread;
+    QSharedPointer<NetworkAccessChief> m_chief;
+    const QSharedPointer<QtAppSystemDefaultUserAgentManager> m_userAgentManager;
+    AbstractDownloadModule *m_module = nullptr; ///< a child
+    QHash<qint64, SessionDownload *> m_running; ///< children
+    QSet<qint64> m_claimed;
+    qint64 m_lastQueryId = 0;
+    bool m_closing = false;
+};

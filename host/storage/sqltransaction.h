@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QSqlDatabase>
+#include <QSqlError>
+
+/// A transaction that is taken back unless commit() succeeds.
+class SqlTransaction
+{
+    Q_DISABLE_COPY_MOVE(SqlTransaction)
+
+public:
+    enum class Kind {
+        Read,  ///< sees one state of the tables, waits for nobody
+        Write, ///< takes the lock at once: a reader that turns writer half-way would fail instead of waiting for it
+    };
+
+    SqlTransaction(const QSqlDatabase &database, Kind kind);
+    ~SqlTransaction();
+
+    bool isOpen() const { return m_open; }
+    bool commit();
+    /// Why isOpen() or commit() is false.
+    QSqlError lastError() const { return m_error; }
+
+private:
+    bool run(const QString &statement);
+
+    QSqlDatabase m_database;
+    QSqlError m_error;
+    bool m_open = false;
+};

@@ -1,0 +1,127 @@
+// SPDX-License-Identifier: MIT
+#include <host/storage/schema.h>
+
+#include <QSqlDatabase>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+const QString kConnection = u"test"_s;
+}
+
+class TestSchema : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void anEmptyDatabaseGetsTheTables();
+    void aSecondUpgradeChangesNothing();
+    void aLaterVersionIsRefused();
+    void anotherProgramsDatabaseIsRefused();
+    void aFailedMigrationLeavesNothingBehind();
+
+private:
+    QSqlDatabase database() const { return QSqlDatabase::database(kConnection); }
+    void exec(const QString &statement) const;
+    QStringList tables() const;
+    int number(const QString &pragma) const;
+
+    std::unique_ptr<QTemporaryDir> m_dir;
+};
+
+void TestSchema::init()
+{
+    m_dir = std::make_unique<QTemporaryDir>();
+    QSqlDatabase added = QSqlDatabase::addDatabase(u"QSQLITE"_s, kConnection);
+    added.setDatabaseName(m_dir->filePath(u"list.sqlite"_s));
+    QVERIFY(added.open());
+}
+
+void TestSchema::cleanup()
+{
+    QSqlDatabase::removeDatabase(kConnection);
+}
+
+void TestSchema::exec(const QString &statement) const
+{
+    QSqlQuery query(database());
+    QVERIFY2(query.exec(statement), qPrintable(query.lastError().text()));
+}
+
+QStringList TestSchema::tables() const
+{
+    QStringList names = database().tables();
+    names.removeOne(u"sqlite_sequence"_s);
+    names.sort();
+    return names;
+}
+
+int TestSchema::number(const QString &pragma) const
+{
+    QSqlQuery query(database());
+    return query.exec(u"PRAGMA "_s + pragma) && query.next() ? query.value(0).toInt() : -1;
+}
+
+void TestSchema::anEmptyDatabaseGetsTheTables()
+{
+    QString error;
+    QVERIFY2(Schema::upgrade(database(), &error), qPrintable(error));
+    QCOMPARE(number(u"user_version"_s), Schema::kVersion);
+    const QStringList expected{u"cookies"_s, u"downloads"_s, u"files"_s, u"headers"_s, u"mirrors"_s, u"sections"_s};
+    QCOMPARE(tables(), expected);
+}
+
+void TestSchema::aSecondUpgradeChangesNothing()
+{
+    QString error;
+    QVERIFY(Schema::upgrade(database(), &error));
+    exec(u"INSERT INTO headers VALUES (1, 0, 'N', 'V')"_s);
+    QVERIFY2(Schema::upgrade(database(), &error), qPrintable(error));
+    QSqlQuery query(database());
+    QVERIFY(query.exec(u"SELECT count(*) FROM headers"_s) && query.next());
+    QCOMPARE(query.value(0).toInt(), 1);
+}
+
+void TestSchema::aLaterVersionIsRefused()
+{
+    QString error;
+    QVERIFY(Schema::upgrade(database(), &error));
+    exec(u"PRAGMA user_version = %1"_s.arg(Schema::kVersion + 1));
+    QVERIFY(!Schema::upgrade(database(), &error));
+    QVERIFY2(error.contains(u"version %1"_s.arg(Schema::kVersion + 1)), qPrintable(error));
+}
+
+void TestSchema::anotherProgramsDatabaseIsRefused()
+{
+    exec(u"CREATE TABLE songs (title TEXT)"_s);
+    QString error;
+    QVERIFY(!Schema::upgrade(database(), &error));
+    QVERIFY2(error.contains(u"another program"_s), qPrintable(error));
+    QCOMPARE(tables(), QStringList{u"songs"_s});
+}
+
+void TestSchema::aFailedMigrationLeavesNothingBehind()
+{
+    QString error;
+    QVERIFY(Schema::upgrade(database(), &error));
+    for (const QString &table : {u"sections"_s, u"files"_s, u"mirrors"_s, u"cookies"_s, u"downloads"_s})
+        exec(u"DROP TABLE "_s + table);
+    exec(u"PRAGMA user_version = 0"_s);
+    QVERIFY(!Schema::upgrade(database(), &error));
+    QVERIFY2(error.contains(u"headers"_s), qPrintable(error));
+    QCOMPARE(tables(), QStringList{u"headers"_s});
+    QCOMPARE(number(u"user_version"_s), 0);
+}
+
+QTEST_GUILESS_MAIN(TestSchema)
+#include "tst_schema.moc"
