@@ -1,0 +1,195 @@
+// SPDX-License-Identifier: MIT
+#include <tests/integration/plaitsandbox.h>
+
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <QSqlDatabase>
+#include <QSqlQuery>
+#include <QTest>
+
+#include <csignal>
+#include <sys/prctl.h>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+QString findDatabase(const QString &folder)
+{
+    QDirIterator files(folder, QDir::Files, QDirIterator::Subdirectories);
+    while (files.hasNext()) {
+        QFile file(files.next());
+        if (file.open(QIODevice::ReadOnly) && file.read(15) == "SQLite format 3") {
+            return file.fileName();
+        }
+    }
+    return {};
+}
+
+QList<PlaitSandbox::Piece> piecesIn(const QString &path)
+{
+    QSqlDatabase database = QSqlDatabase::addDatabase(u"QSQLITE"_s, path);
+    database.setDatabaseName(path);
+    QList<PlaitSandbox::Piece> pieces;
+    if (database.open()) {
+        QSqlQuery query(u"SELECT offset, downloaded FROM sections WHERE downloaded > 0"_s, database);
+        while (query.next()) {
+            pieces.append({query.value(0).toLongLong(), query.value(1).toLongLong()});
+        }
+    }
+    return pieces;
+}
+
+// -1 unless it ended by itself.
+int statusOf(const QProcess &process)
+{
+    const bool ended = process.state() == QProcess::NotRunning && process.exitStatus() == QProcess::NormalExit
+        && process.error() != QProcess::FailedToStart;
+    return ended ? process.exitCode() : -1;
+}
+}
+
+PlaitSandbox::PlaitSandbox()
+{
+    const QDir dir(m_dir.path());
+    for (const QString &folder : {u"data"_s, u"home"_s, u"downloads"_s, u"run"_s}) {
+        dir.mkpath(folder);
+    }
+    QFile::setPermissions(dir.filePath(u"run"_s), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+}
+
+PlaitSandbox::~PlaitSandbox()
+{
+    if (isRunning()) {
+        m_process->kill();
+        m_process->waitForFinished();
+    }
+}
+
+PlaitResult PlaitSandbox::run(const QStringList &arguments)
+{
+    return runBare(arguments + QStringList{u"-d"_s, downloads()});
+}
+
+PlaitResult PlaitSandbox::runBare(const QStringList &arguments)
+{
+    m_err.clear();
+    m_process = launch(arguments);
+    return finish();
+}
+
+void PlaitSandbox::start(const QStringList &arguments)
+{
+    m_err.clear();
+    m_process = launch(arguments + QStringList{u"-d"_s, downloads()});
+}
+
+bool PlaitSandbox::isRunning() const
+{
+    return m_process && m_process->state() != QProcess::NotRunning;
+}
+
+void PlaitSandbox::sendSignal(int number)
+{
+    if (isRunning()) {
+        ::kill(static_cast<pid_t>(m_process->processId()), number);
+    }
+}
+
+QByteArray PlaitSandbox::errorText()
+{
+    if (m_process) {
+        m_err += m_process->readAllStandardError();
+    }
+    return m_err;
+}
+
+PlaitResult PlaitSandbox::finish(int timeoutMs)
+{
+    if (!m_process) {
+        return {};
+    }
+    // Not waitForFinished(): the test's own events have to go on.
+    const bool ended = QTest::qWaitFor([this] { return !isRunning(); }, timeoutMs);
+    PlaitResult result{statusOf(*m_process), m_process->readAllStandardOutput(), errorText()};
+    if (!ended) {
+        result.err += "\n(did not end in time)\n";
+        m_process->kill();
+        m_process->waitForFinished();
+    }
+    m_process.reset();
+    return result;
+}
+
+QString PlaitSandbox::downloads() const
+{
+    return m_dir.filePath(u"downloads"_s);
+}
+
+QString PlaitSandbox::path(const QString &name) const
+{
+    return QDir(downloads()).filePath(name);
+}
+
+bool PlaitSandbox::has(const QString &name) const
+{
+    return QFile::exists(path(name));
+}
+
+QStringList PlaitSandbox::files() const
+{
+    return QDir(downloads()).entryList(QDir::Files | QDir::Hidden | QDir::System, QDir::Name);
+}
+
+QString PlaitSandbox::dataHome() const
+{
+    return m_dir.filePath(u"data"_s);
+}
+
+QList<PlaitSandbox::Piece> PlaitSandbox::listedPieces() const
+{
+    const QString path = findDatabase(dataHome());
+    if (path.isEmpty()) {
+        return {};
+    }
+    const QList<Piece> pieces = piecesIn(path);
+    QSqlDatabase::removeDatabase(path);
+    return pieces;
+}
+
+bool PlaitSandbox::partBeginsWith(const QString &name, const QByteArray &bytes) const
+{
+    QFile file(path(name + u".part"_s));
+    return file.open(QIODevice::ReadOnly) && file.read(bytes.size()) == bytes;
+}
+
+QProcessEnvironment PlaitSandbox::environment() const
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    const QStringList names = environment.keys();
+    for (const QString &name : names) {
+        if (name.endsWith(u"_proxy"_s, Qt::CaseInsensitive) || name.startsWith(u"XDG_"_s)) {
+            environment.remove(name);
+        }
+    }
+    environment.insert(u"HOME"_s, m_dir.filePath(u"home"_s));
+    environment.insert(u"XDG_DATA_HOME"_s, dataHome());
+    environment.insert(u"XDG_CONFIG_HOME"_s, dataHome());
+    environment.insert(u"XDG_CACHE_HOME"_s, dataHome());
+    environment.insert(u"XDG_RUNTIME_DIR"_s, m_dir.filePath(u"run"_s));
+    environment.insert(u"LC_ALL"_s, u"C.UTF-8"_s);
+    return environment;
+}
+
+std::unique_ptr<QProcess> PlaitSandbox::launch(const QStringList &arguments) const
+{
+    auto process = std::make_unique<QProcess>();
+    process->setProcessEnvironment(environment());
+    process->setWorkingDirectory(downloads());
+    process->setStandardInputFile(QProcess::nullDevice());
+    process->setChildProcessModifier([] { prctl(PR_SET_PDEATHSIG, SIGKILL); });
+    process->start(QStringLiteral(PLAIT_PROGRAM), arguments);
+    process->waitForStarted();
+    return process;
+}

@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QProcess>
+#include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
+
+#include <memory>
+
+/// What one call of the program came to.
+struct PlaitResult {
+    /// The exit status; -1 when it crashed or did not end in time.
+    int status = -1;
+    QByteArray out;
+    QByteArray err;
+};
+
+/// The program with a home, a list and a download folder of its own, all of which go with this object. Nothing of the
+/// machine's user is read or written: no settings, no proxies.
+class PlaitSandbox
+{
+public:
+    static constexpr int kPatienceMs = 120000;
+
+    PlaitSandbox();
+    ~PlaitSandbox();
+
+    /// Runs it to its end, in the download folder and with "-d <download folder>" behind the arguments.
+    PlaitResult run(const QStringList &arguments);
+    /// Runs it to its end with these arguments and no others.
+    PlaitResult runBare(const QStringList &arguments);
+
+    /// The same in the background; one at a time. It is killed with this object.
+    void start(const QStringList &arguments);
+    bool isRunning() const;
+    void sendSignal(int number);
+    /// What it has written to standard error up to now.
+    QByteArray errorText();
+    PlaitResult finish(int timeoutMs = kPatienceMs);
+
+    QString downloads() const;
+    QString path(const QString &name) const;
+    bool has(const QString &name) const;
+    /// Names of all files in the download folder, sorted.
+    QStringList files() const;
+
+    /// Where the program keeps its list and settings (XDG_DATA_HOME).
+    QString dataHome() const;
+
+    /// What the list says is downloaded, as pieces of the file; empty while there is no list.
+    struct Piece {
+        qint64 offset = 0;
+        qint64 size = 0;
+    };
+    QList<Piece> listedPieces() const;
+
+    /// The incomplete file begins with these bytes: something has been written to disk.
+    bool partBeginsWith(const QString &name, const QByteArray &bytes) const;
+
+private:
+    QProcessEnvironment environment() const;
+    std::unique_ptr<QProcess> launch(const QStringList &arguments) const;
+
+    QTemporaryDir m_dir;
+    std::unique_ptr<QProcess> m_process;
+    QByteArray m_err;
+
+    Q_DISABLE_COPY_MOVE(PlaitSandbox)
+};

@@ -1,0 +1,340 @@
+// SPDX-License-Identifier: MIT
+#include <tests/integration/plaitsandbox.h>
+#include <tests/integration/realservers.h>
+#include <tests/support/scriptedserver.h>
+#include <tests/support/testfiles.h>
+
+#include <QFile>
+#include <QTest>
+
+#include <algorithm>
+#include <atomic>
+#include <csignal>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+using Kind = RealServers::Kind;
+
+constexpr int kUnfinished = 7;
+constexpr int kCannotResume = 8;
+constexpr int kResourceChanged = 33;
+
+constexpr quint64 kSeed = 15;
+constexpr qint64 kSmallSize = 300000; // too small to be split
+constexpr qint64 kLargeSize = 4194304;
+constexpr qint64 kWord = 16;
+
+const QString kName = QStringLiteral("file.bin");
+
+// What of the content lies at its place on disk, in words: long enough that zeros are never mistaken for it.
+class OnDisk
+{
+public:
+    explicit OnDisk(const QString &path)
+        : m_bytes(TestFiles::readFile(path))
+        , m_content(TestFiles::content(kSeed, 0, m_bytes.size()))
+    {
+    }
+
+    bool has(qint64 offset) const
+    {
+        const qint64 word = offset - offset % kWord;
+        return offset < m_bytes.size() && m_bytes.mid(word, kWord) == m_content.mid(word, kWord);
+    }
+
+    // How many bytes from the start are there.
+    qint64 prefix() const
+    {
+        qint64 size = 0;
+        while (size < m_bytes.size() && m_bytes.at(size) == m_content.at(size)) {
+            ++size;
+        }
+        return size;
+    }
+
+    qint64 count() const
+    {
+        qint64 bytes = 0;
+        for (qint64 offset = 0; offset < m_bytes.size(); offset += kWord) {
+            bytes += has(offset) ? kWord : 0;
+        }
+        return bytes;
+    }
+
+private:
+    QByteArray m_bytes;
+    QByteArray m_content;
+};
+
+// The first byte that a request asks for.
+qint64 startOf(const QByteArray &range)
+{
+    return range.startsWith("bytes=") ? range.mid(6).split('-').constFirst().toLongLong() : 0;
+}
+
+// A file that comes slowly and stops in its middle, until `hurry` is set: then at once and whole.
+ScriptedServer::Handler slowUntil(const std::atomic_bool &hurry, qint64 size)
+{
+    return [&hurry, size](const ScriptedRequest &) {
+        ScriptedResponse response = ScriptedResponse::file(kSeed, size);
+        if (!hurry) {
+            response.bytesPerSecond = 60000;
+            response.holdAfter = 150000;
+        }
+        return response;
+    };
+}
+}
+
+/// A download that was stopped goes on with what is missing, however it was stopped.
+class TestPlaitResume : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void aStoppedDownloadAsksForTheMissingBytesOnly_data();
+    void aStoppedDownloadAsksForTheMissingBytesOnly();
+    void aStoppedDownloadOfSeveralSectionsAsksForNothingTwice_data();
+    void aStoppedDownloadOfSeveralSectionsAsksForNothingTwice();
+    void aKilledDownloadGoesOnWhereItsListLeftIt();
+    void aServerThatDiedIsAskedForTheRest();
+    void aChangedResourceIsNotMixedWithTheOldOne_data();
+    void aChangedResourceIsNotMixedWithTheOldOne();
+    void aServerThatNoLongerTakesRangesIsSaid();
+    void aRemovedPartIsFetchedAnew();
+
+private:
+    // Runs until something is on disk, stops it, and leaves it so.
+    void runIntoTheMiddle(PlaitSandbox &plait, const QUrl &url, int signal);
+    static void verifyWhole(PlaitSandbox &plait, qint64 size);
+
+    RealServers m_servers;
+};
+
+void TestPlaitResume::initTestCase()
+{
+    QVERIFY2(m_servers.start(), qPrintable(m_servers.errorText()));
+    QVERIFY(m_servers.addFile(kName, kSeed, kLargeSize));
+}
+
+void TestPlaitResume::runIntoTheMiddle(PlaitSandbox &plait, const QUrl &url, int signal)
+{
+    plait.start({url.toString()});
+    const QByteArray beginning = TestFiles::content(kSeed, 0, kWord);
+    const bool begun = QTest::qWaitFor([&] { return !plait.isRunning() || plait.partBeginsWith(kName, beginning); },
+                                       PlaitSandbox::kPatienceMs);
+    QVERIFY2(begun && plait.isRunning(), plait.errorText());
+    plait.sendSignal(signal);
+    const PlaitResult result = plait.finish();
+    QVERIFY2(result.status == kUnfinished, "status " + QByteArray::number(result.status) + ": " + result.err);
+    QVERIFY2(result.err.contains("resume"), result.err);
+    QCOMPARE(plait.files(), QStringList(kName + u".part"_s));
+}
+
+void TestPlaitResume::verifyWhole(PlaitSandbox &plait, qint64 size)
+{
+    QCOMPARE(plait.files(), QStringList(kName));
+    QCOMPARE(TestFiles::sha256OfFile(plait.path(kName)), TestFiles::sha256OfContent(kSeed, size));
+}
+
+void TestPlaitResume::aStoppedDownloadAsksForTheMissingBytesOnly_data()
+{
+    QTest::addColumn<int>("signal");
+    QTest::newRow("stopped by SIGTERM") << SIGTERM;
+    QTest::newRow("stopped by Ctrl-C") << SIGINT;
+}
+
+void TestPlaitResume::aStoppedDownloadAsksForTheMissingBytesOnly()
+{
+    QFETCH(int, signal);
+    ScriptedServer server;
+    std::atomic_bool hurry = false;
+    server.setHandler("/file.bin", slowUntil(hurry, kSmallSize));
+    PlaitSandbox plait;
+    const QUrl url = server.url(u"/file.bin"_s);
+    runIntoTheMiddle(plait, url, signal);
+    if (QTest::currentTestFailed()) {
+        return;
+    }
+    const qint64 done = OnDisk(plait.path(kName + u".part"_s)).prefix();
+    QVERIFY(done > 0 && done < kSmallSize);
+    const qsizetype before = server.requests().size();
+
+    hurry = true;
+    const PlaitResult result = plait.run({url.toString()});
+    QVERIFY2(result.status == 0, result.err);
+    verifyWhole(plait, kSmallSize);
+    const QList<ScriptedRequest> requests = server.requests().mid(before);
+    QCOMPARE(requests.size(), 1);
+    QCOMPARE(startOf(requests.constFirst().header("Range")), done);
+    QCOMPARE(server.bodyBytesSent(requests.constFirst().order), kSmallSize - done);
+}
+
+void TestPlaitResume::aStoppedDownloadOfSeveralSectionsAsksForNothingTwice_data()
+{
+    QTest::addColumn<Kind>("kind");
+    QTest::addColumn<QString>("path");
+    QTest::newRow("nginx") << Kind::Nginx << u"/rate/200k/file.bin"_s;
+    QTest::newRow("lighttpd") << Kind::Lighttpd << u"/rate/file.bin"_s;
+}
+
+void TestPlaitResume::aStoppedDownloadOfSeveralSectionsAsksForNothingTwice()
+{
+    QFETCH(Kind, kind);
+    QFETCH(QString, path);
+    RealServer &server = m_servers.server(kind);
+    PlaitSandbox plait;
+    runIntoTheMiddle(plait, server.url(path), SIGTERM);
+    if (QTest::currentTestFailed()) {
+        return;
+    }
+    const OnDisk onDisk(plait.path(kName + u".part"_s));
+    QVERIFY(onDisk.count() > 0 && onDisk.count() < kLargeSize);
+    const PlaitResult result = plait.run({u"--user-agent"_s, u"second"_s, server.url(path).toString()});
+    QVERIFY2(result.status == 0, result.err);
+    verifyWhole(plait, kLargeSize);
+    QTRY_VERIFY(!server.logEntriesOf("second").isEmpty());
+    const QList<RealServer::LogEntry> entries = server.logEntriesOf("second");
+    for (const RealServer::LogEntry &entry : entries) {
+        QCOMPARE(entry.status, 206);
+        QVERIFY2(!onDisk.has(startOf(entry.range)), entry.range);
+    }
+}
+
+void TestPlaitResume::aKilledDownloadGoesOnWhereItsListLeftIt()
+{
+    ScriptedServer server;
+    std::atomic_bool hurry = false;
+    server.setHandler("/file.bin", slowUntil(hurry, kLargeSize));
+    PlaitSandbox plait;
+    const QUrl url = server.url(u"/file.bin"_s);
+    plait.start({url.toString()});
+    QVERIFY2(QTest::qWaitFor([&] { return !plait.isRunning() || !plait.listedPieces().isEmpty(); },
+                             PlaitSandbox::kPatienceMs)
+                 && plait.isRunning(),
+             plait.errorText());
+    plait.sendSignal(SIGKILL);
+    QCOMPARE(plait.finish().status, -1);
+    const QByteArray part = TestFiles::readFile(plait.path(kName + u".part"_s));
+    const QList<PlaitSandbox::Piece> pieces = plait.listedPieces();
+    QVERIFY(!pieces.isEmpty());
+    for (const PlaitSandbox::Piece &piece : pieces) {
+        QVERIFY2(part.mid(piece.offset, piece.size) == TestFiles::content(kSeed, piece.offset, piece.size),
+                 "the list says more than is on disk");
+    }
+    const qsizetype before = server.requests().size();
+
+    hurry = true;
+    const PlaitResult result = plait.run({url.toString()});
+    QVERIFY2(result.status == 0, result.err);
+    verifyWhole(plait, kLargeSize);
+    const QList<ScriptedRequest> requests = server.requests().mid(before);
+    QVERIFY(!requests.isEmpty());
+    for (const ScriptedRequest &request : requests) {
+        const qint64 start = startOf(request.header("Range"));
+        QVERIFY2(std::none_of(pieces.begin(), pieces.end(),
+                              [=](const PlaitSandbox::Piece &piece) {
+                                  return start >= piece.offset && start < piece.offset + piece.size;
+                              }),
+                 request.header("Range"));
+    }
+}
+
+void TestPlaitResume::aServerThatDiedIsAskedForTheRest()
+{
+    ScriptedServer server;
+    std::atomic_bool hurry = false;
+    server.setHandler("/file.bin", slowUntil(hurry, kSmallSize));
+    PlaitSandbox plait;
+    plait.start({server.url(u"/file.bin"_s).toString()});
+    QVERIFY2(QTest::qWaitFor(
+                 [&] { return !plait.isRunning() || plait.partBeginsWith(kName, TestFiles::content(kSeed, 0, kWord)); },
+                 PlaitSandbox::kPatienceMs)
+                 && plait.isRunning(),
+             plait.errorText());
+    hurry = true;
+    server.dropConnections();
+    PlaitResult result = plait.finish();
+    if (result.status != 0) {
+        result = plait.run({server.url(u"/file.bin"_s).toString()});
+    }
+    QVERIFY2(result.status == 0, result.err);
+    verifyWhole(plait, kSmallSize);
+    QVERIFY(startOf(server.requests().constLast().header("Range")) > 0);
+}
+
+void TestPlaitResume::aChangedResourceIsNotMixedWithTheOldOne_data()
+{
+    QTest::addColumn<ScriptedResponse>("changed");
+    ScriptedResponse response = ScriptedResponse::file(kSeed + 1, kSmallSize);
+    QTest::newRow("another ETag") << response;
+    QTest::newRow("another size") << ScriptedResponse::file(kSeed, kSmallSize + 1000);
+    response = ScriptedResponse::file(kSeed, kSmallSize);
+    response.headers = {{"Last-Modified", "Thu, 02 Jan 2020 00:00:00 GMT"}};
+    QTest::newRow("another date, and no ETag") << response;
+}
+
+void TestPlaitResume::aChangedResourceIsNotMixedWithTheOldOne()
+{
+    QFETCH(ScriptedResponse, changed);
+    ScriptedServer server;
+    std::atomic_bool hurry = false;
+    server.setHandler("/file.bin", slowUntil(hurry, kSmallSize));
+    PlaitSandbox plait;
+    const QUrl url = server.url(u"/file.bin"_s);
+    runIntoTheMiddle(plait, url, SIGTERM);
+    if (QTest::currentTestFailed()) {
+        return;
+    }
+    const QByteArray before = TestFiles::sha256OfFile(plait.path(kName + u".part"_s));
+    server.setResponse("/file.bin", changed);
+    const PlaitResult result = plait.run({url.toString()});
+    QVERIFY2(result.status == kResourceChanged, "status " + QByteArray::number(result.status) + ": " + result.err);
+    QVERIFY2(result.err.contains("no longer has the same file"), result.err);
+    QCOMPARE(plait.files(), QStringList(kName + u".part"_s));
+    QCOMPARE(TestFiles::sha256OfFile(plait.path(kName + u".part"_s)), before);
+}
+
+void TestPlaitResume::aServerThatNoLongerTakesRangesIsSaid()
+{
+    ScriptedServer server;
+    std::atomic_bool hurry = false;
+    server.setHandler("/file.bin", slowUntil(hurry, kSmallSize));
+    PlaitSandbox plait;
+    const QUrl url = server.url(u"/file.bin"_s);
+    runIntoTheMiddle(plait, url, SIGTERM);
+    if (QTest::currentTestFailed()) {
+        return;
+    }
+    ScriptedResponse whole = ScriptedResponse::file(kSeed, kSmallSize);
+    whole.honoursRanges = false;
+    server.setResponse("/file.bin", whole);
+    const PlaitResult result = plait.run({url.toString()});
+    QVERIFY2(result.status == kCannotResume, "status " + QByteArray::number(result.status) + ": " + result.err);
+    QVERIFY2(result.err.contains("cannot resume"), result.err);
+    QCOMPARE(plait.files(), QStringList(kName + u".part"_s));
+}
+
+void TestPlaitResume::aRemovedPartIsFetchedAnew()
+{
+    ScriptedServer server;
+    std::atomic_bool hurry = false;
+    server.setHandler("/file.bin", slowUntil(hurry, kSmallSize));
+    PlaitSandbox plait;
+    const QUrl url = server.url(u"/file.bin"_s);
+    runIntoTheMiddle(plait, url, SIGTERM);
+    if (QTest::currentTestFailed()) {
+        return;
+    }
+    QVERIFY(QFile::remove(plait.path(kName + u".part"_s)));
+    hurry = true;
+    const PlaitResult result = plait.run({url.toString()});
+    QVERIFY2(result.status == 0, result.err);
+    verifyWhole(plait, kSmallSize);
+}
+
+QTEST_GUILESS_MAIN(TestPlaitResume)
+#include "tst_plait_resume.moc"

@@ -1,0 +1,183 @@
+// SPDX-License-Identifier: MIT
+#include <tests/unit/house/houserules.h>
+
+#include <QDir>
+#include <QFileInfo>
+#include <QHash>
+#include <QLibraryInfo>
+#include <QRegularExpression>
+
+#include <algorithm>
+#include <iterator>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+struct Room {
+    const char *files; ///< beginning of their paths; the longest that fits counts
+    const char *name;
+    const char *rooms; ///< that may be included; "*" is all
+    const char *qt; ///< modules
+    const char *libraries; ///< beginnings of header names
+};
+
+// Who may use a target may include what that target shows in its headers, hence the records in nearly every line. The
+// host and the module meet through the loader alone.
+constexpr Room kRooms[] = {
+    {"inet/qt/download/records/", "records", "records", "QtCore QtNetwork", ""},
+    {"inet/qt/download/framework/", "framework", "records framework", "QtCore QtNetwork", ""},
+    {"inet/qt/download/response/", "response", "records response", "QtCore QtCore5Compat", ""},
+    {"inet/qt/download/sources/", "sources", "records sources", "QtCore QtNetwork", ""},
+    {"inet/qt/download/downloadswww/", "core", "records framework response sources core", "QtCore QtNetwork", ""},
+    {"inet/qt/download/downloadswww/moduleentry", "entry", "records framework response sources core entry",
+     "QtCore QtNetwork", ""},
+    {"host/", "host", "records framework host", "QtCore QtNetwork QtSql", ""},
+    {"host/network/ftp", "host", "records framework host", "QtCore QtNetwork", "curl/"},
+    {"cli/", "cli", "records framework host cli", "QtCore", "CLI/"},
+    {"tests/support/", "support", "support records framework", "QtCore QtNetwork QtTest", ""},
+    {"tests/", "tests", "*", "QtCore QtNetwork QtSql QtTest QtCore5Compat", "CLI/ curl/"},
+    {"benchmarks/", "benchmarks", "*", "QtCore QtNetwork QtSql QtTest", ""},
+};
+
+// The operating system's own; the C++ library's names have neither a dot nor a slash.
+constexpr const char *kSystemHeaders[] = {
+    "arpa/", "dlfcn.h", "errno.h",  "fcntl.h", "linux/",    "netinet/", "poll.h",   "pthread.h",
+    "pwd.h", "sched.h", "signal.h", "sys/",    "termios.h", "time.h",   "unistd.h",
+};
+
+constexpr const char *kQtModules[] = {"QtCore",       "QtNetwork", "QtSql", "QtTest", "QtCore5Compat",
+                                      "QtConcurrent", "QtDBus",    "QtXml", "QtGui",  "QtWidgets"};
+
+bool lists(const char *words, const QString &word)
+{
+    const QStringList all = QString::fromLatin1(words).split(u' ', Qt::SkipEmptyParts);
+    return all.contains(u"*"_s) || all.contains(word);
+}
+
+bool beginsWithOneOf(const QString &text, const char *beginnings)
+{
+    const QStringList all = QString::fromLatin1(beginnings).split(u' ', Qt::SkipEmptyParts);
+    return std::any_of(all.begin(), all.end(), [&](const QString &beginning) { return text.startsWith(beginning); });
+}
+
+const Room *roomOf(const QString &path)
+{
+    const Room *found = nullptr;
+    for (const Room &room : kRooms) {
+        if (path.startsWith(QLatin1String(room.files))
+            && (found == nullptr || qstrlen(room.files) > qstrlen(found->files))) {
+            found = &room;
+        }
+    }
+    return found;
+}
+
+bool isOurs(const QString &header)
+{
+    return beginsWithOneOf(header, "inet/ host/ cli/ tests/ benchmarks/");
+}
+
+bool isSystemHeader(const QString &header)
+{
+    static const QRegularExpression standard(u"^[a-z_0-9]+$"_s);
+    return standard.match(header).hasMatch()
+        || std::any_of(std::begin(kSystemHeaders), std::end(kSystemHeaders),
+                       [&](const char *beginning) { return header.startsWith(QLatin1String(beginning)); });
+}
+
+QString reasonAgainstOurs(const Room &room, const QString &header)
+{
+    const Room *target = roomOf(header);
+    if (target == nullptr) {
+        return u"\"%1\" lies in no room"_s.arg(header);
+    }
+    return lists(room.rooms, QLatin1String(target->name))
+        ? QString()
+        : u"%1 must not include %2 (\"%3\")"_s.arg(QLatin1String(room.name), QLatin1String(target->name), header);
+}
+
+QString reasonAgainstOthers(const Room &room, const QString &header)
+{
+    const QString module = HouseRules::qtModuleOf(header);
+    if (!module.isEmpty()) {
+        return lists(room.qt, module) ? QString()
+                                      : u"%1 must not use %2 (\"%3\")"_s.arg(QLatin1String(room.name), module, header);
+    }
+    return isSystemHeader(header) || beginsWithOneOf(header, room.libraries)
+        ? QString()
+        : u"%1 must not use the library of \"%2\""_s.arg(QLatin1String(room.name), header);
+}
+
+QString reasonAgainst(const Room &room, QChar opening, const QString &header)
+{
+    if (opening == u'"') {
+        const bool generated = header.endsWith(u".moc"_s) || QFileInfo(header).fileName().startsWith(u"moc_"_s);
+        return generated ? QString() : u"\"%1\" must be included as <path from the root>"_s.arg(header);
+    }
+    return isOurs(header) ? reasonAgainstOurs(room, header) : reasonAgainstOthers(room, header);
+}
+
+QString findQtModule(const QString &header)
+{
+    const QDir headers(QLibraryInfo::path(QLibraryInfo::HeadersPath));
+    for (const char *module : kQtModules) {
+        if (QFileInfo::exists(headers.filePath(QLatin1String(module) + u'/' + header))) {
+            return QLatin1String(module);
+        }
+    }
+    return {};
+}
+}
+
+namespace HouseRules
+{
+QString qtModuleOf(const QString &header)
+{
+    if (header.startsWith(u"Qt"_s) && header.contains(u'/')) {
+        return header.section(u'/', 0, 0);
+    }
+    if (!header.startsWith(u'Q') && !header.startsWith(u'q')) {
+        return {};
+    }
+    static QHash<QString, QString> known;
+    const auto found = known.constFind(header);
+    return found != known.constEnd() ? *found : *known.insert(header, findQtModule(header));
+}
+
+QStringList includeProblems(const QString &path, const QString &text)
+{
+    static const QRegularExpression include(u"^\\s*#\\s*include\\s*([<\"])([^>\"]+)[>\"]"_s);
+    const Room *room = roomOf(path);
+    if (room == nullptr) {
+        return {u"%1:1: lies in no room"_s.arg(path)};
+    }
+    QStringList problems;
+    const QStringList lines = text.split(u'\n');
+    for (qsizetype i = 0; i < lines.size(); ++i) {
+        const QRegularExpressionMatch match = include.match(lines.at(i));
+        const QString reason =
+            match.hasMatch() ? reasonAgainst(*room, match.captured(1).front(), match.captured(2)) : QString();
+        if (!reason.isEmpty()) {
+            problems.append(u"%1:%2: %3"_s.arg(path).arg(i + 1).arg(reason));
+        }
+    }
+    return problems;
+}
+
+QStringList headProblems(const QString &path, const QString &text)
+{
+    const bool cpp = path.endsWith(u".h"_s) || path.endsWith(u".cpp"_s);
+    const QString licence = (cpp ? u"// "_s : u"# "_s) + u"SPDX-License-Identifier: MIT"_s;
+    const QStringList lines = text.split(u'\n');
+    const qsizetype first = lines.first().startsWith(u"#!"_s) ? 1 : 0;
+    QStringList problems;
+    if (lines.value(first) != licence) {
+        problems.append(u"%1:%2: must begin with \"%3\""_s.arg(path).arg(first + 1).arg(licence));
+    }
+    if (path.endsWith(u".h"_s) && !lines.contains(u"#pragma once"_s)) {
+        problems.append(u"%1:1: has no \"#pragma once\""_s.arg(path));
+    }
+    return problems;
+}
+}

@@ -1,0 +1,198 @@
+// SPDX-License-Identifier: MIT
+#include <tests/unit/house/houserules.h>
+
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+class TestHouse : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void everySourceIncludesOnlyWhatItsRoomMayUse();
+    void everySourceBeginsWithItsLicence();
+    void rulesForIncludes_data();
+    void rulesForIncludes();
+    void rulesForHeads_data();
+    void rulesForHeads();
+    void aProblemNamesItsLine();
+    void qtHeadersAreKnownByTheirModule_data();
+    void qtHeadersAreKnownByTheirModule();
+
+private:
+    struct Source {
+        QString path;
+        QString text;
+    };
+    static QList<Source> sources(const QStringList &folders, const QStringList &names);
+    static QList<Source> cppSources();
+};
+
+QList<TestHouse::Source> TestHouse::sources(const QStringList &folders, const QStringList &names)
+{
+    const QDir root(QStringLiteral(PLAIT_SOURCE_ROOT));
+    QList<Source> found;
+    for (const QString &folder : folders) {
+        QDirIterator files(root.filePath(folder), names, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+        while (files.hasNext()) {
+            QFile file(files.next());
+            if (file.open(QIODevice::ReadOnly)) {
+                found.append({root.relativeFilePath(file.fileName()), QString::fromUtf8(file.readAll())});
+            }
+        }
+    }
+    return found;
+}
+
+QList<TestHouse::Source> TestHouse::cppSources()
+{
+    return sources({u"inet"_s, u"host"_s, u"cli"_s, u"tests"_s, u"benchmarks"_s}, {u"*.h"_s, u"*.cpp"_s});
+}
+
+void TestHouse::everySourceIncludesOnlyWhatItsRoomMayUse()
+{
+    const QList<Source> all = cppSources();
+    QVERIFY2(all.size() > 50, "the tree's sources were not found");
+    QStringList problems;
+    for (const Source &source : all) {
+        problems += HouseRules::includeProblems(source.path, source.text);
+    }
+    QVERIFY2(problems.isEmpty(), qPrintable(u'\n' + problems.join(u'\n')));
+}
+
+void TestHouse::everySourceBeginsWithItsLicence()
+{
+    const QStringList folders = {u"inet"_s, u"host"_s, u"cli"_s, u"tests"_s, u"benchmarks"_s, u"cmake"_s, u".ci"_s};
+    const QStringList names = {u"CMakeLists.txt"_s, u"*.cmake"_s, u"*.sh"_s, u"run"_s};
+    QStringList problems;
+    for (const Source &source : cppSources() + sources(folders, names)) {
+        problems += HouseRules::headProblems(source.path, source.text);
+    }
+    QVERIFY2(problems.isEmpty(), qPrintable(u'\n' + problems.join(u'\n')));
+}
+
+void TestHouse::rulesForIncludes_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<bool>("allowed");
+    const auto row = [](const char *name, const char *path, const char *line, bool allowed) {
+        QTest::newRow(name) << QString::fromLatin1(path) << QString::fromLatin1(line) << allowed;
+    };
+    const char *record = "#include <inet/qt/download/records/abstracterror.h>";
+    const char *framework = "#include <inet/qt/download/framework/abstractdownload.h>";
+    const char *response = "#include <inet/qt/download/response/httpheadersparser.h>";
+    const char *core = "#include <inet/qt/download/downloadswww/wwwdownload.h>";
+    const char *entry = "#include <inet/qt/download/downloadswww/moduleentry.h>";
+    const char *host = "#include <host/session.h>";
+
+    row("framework may include records", "inet/qt/download/framework/a.h", record, true);
+    row("records must not include framework", "inet/qt/download/records/a.h", framework, false);
+    row("response may include records", "inet/qt/download/response/a.h", record, true);
+    row("response must not include framework", "inet/qt/download/response/a.h", framework, false);
+    row("response may use Core5Compat", "inet/qt/download/response/a.cpp", "#include <QTextCodec>", true);
+    row("response must not use Network", "inet/qt/download/response/a.cpp", "#include <QNetworkReply>", false);
+    row("sources must not include response", "inet/qt/download/sources/a.h", response, false);
+    row("the module may include response", "inet/qt/download/downloadswww/wwwdownload.cpp", response, true);
+    row("the module must not include host", "inet/qt/download/downloadswww/wwwdownload.cpp", host, false);
+    row("the module must not use Core5Compat", "inet/qt/download/downloadswww/a.cpp", "#include <QTextCodec>", false);
+    row("the module's core must not include its entry", "inet/qt/download/downloadswww/a.cpp", entry, false);
+    row("the module's entry may include its core", "inet/qt/download/downloadswww/moduleentry.cpp", core, true);
+    row("host may include framework", "host/session.cpp", framework, true);
+    row("host must not include the module", "host/session.cpp", core, false);
+    row("host must not include the module's entry", "host/session.cpp", entry, false);
+    row("host must not include response", "host/network/a.cpp", response, false);
+    row("host may use Sql", "host/storage/a.cpp", "#include <QSqlQuery>", true);
+    row("host may use libcurl for ftp", "host/network/ftpreply.cpp", "#include <curl/curl.h>", true);
+    row("host must not use libcurl elsewhere", "host/network/chief.cpp", "#include <curl/curl.h>", false);
+    row("host must not include cli", "host/session.cpp", "#include <cli/options.h>", false);
+    row("cli may include host", "cli/main.cpp", host, true);
+    row("cli must not include the module", "cli/main.cpp", core, false);
+    row("cli must not use Sql", "cli/main.cpp", "#include <QtSql/QSqlQuery>", false);
+    row("cli may use CLI11", "cli/main.cpp", "#include <CLI/CLI.hpp>", true);
+    row("host must not use CLI11", "host/session.cpp", "#include <CLI/CLI.hpp>", false);
+    row("framework must not include tests", "inet/qt/download/framework/a.h",
+        "#include <tests/support/scriptedserver.h>", false);
+    row("test support may include framework", "tests/support/a.h", framework, true);
+    row("test support must not include the module", "tests/support/a.h", core, false);
+    row("test support must not include host", "tests/support/a.h", host, false);
+    row("tests may include the module", "tests/unit/downloadswww/a.cpp", core, true);
+    row("a path of ours outside every room", "host/a.h", "#include <inet/elsewhere/a.h>", false);
+    row("a source outside every room", "inet/elsewhere/a.h", "", false);
+    row("our header in quotes", "host/a.cpp", "#include \"session.h\"", false);
+    row("our header without its path", "host/a.cpp", "#include <session.h>", false);
+    row("a generated source in quotes", "host/a.cpp", "#include \"a.moc\"", true);
+    row("the C++ library", "host/a.cpp", "#include <string_view>", true);
+    row("the operating system", "host/a.cpp", "#include <sys/stat.h>", true);
+    row("a library that nobody uses", "host/a.cpp", "#include <sqlite3.h>", false);
+    row("a Qt module that nobody uses", "host/a.cpp", "#include <QWidget>", false);
+    row("spaces in the directive", "host/a.cpp", "  #  include  <sqlite3.h>", false);
+    row("an include in a comment", "host/a.cpp", "// #include <sqlite3.h>", true);
+}
+
+void TestHouse::rulesForIncludes()
+{
+    QFETCH(QString, path);
+    QFETCH(QString, line);
+    QFETCH(bool, allowed);
+    const QStringList problems = HouseRules::includeProblems(path, u"// first line\n"_s + line + u"\n"_s);
+    QCOMPARE(problems.size(), allowed ? 0 : 1);
+}
+
+void TestHouse::rulesForHeads_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<int>("problems");
+    QTest::newRow("a proper header") << u"host/a.h"_s << u"// SPDX-License-Identifier: MIT\n#pragma once\n"_s << 0;
+    QTest::newRow("a header without a guard") << u"host/a.h"_s << u"// SPDX-License-Identifier: MIT\n"_s << 1;
+    QTest::newRow("a source needs no guard") << u"host/a.cpp"_s << u"// SPDX-License-Identifier: MIT\n"_s << 0;
+    QTest::newRow("no licence") << u"host/a.cpp"_s << u"#include <QString>\n"_s << 1;
+    QTest::newRow("a licence in the second line") << u"host/a.cpp"_s << u"\n// SPDX-License-Identifier: MIT\n"_s << 1;
+    QTest::newRow("another licence") << u"host/a.cpp"_s << u"// SPDX-License-Identifier: GPL-2.0\n"_s << 1;
+    QTest::newRow("nothing at all") << u"host/a.h"_s << QString() << 2;
+    QTest::newRow("a build file") << u"host/CMakeLists.txt"_s << u"# SPDX-License-Identifier: MIT\n"_s << 0;
+    QTest::newRow("a script") << u"dev"_s << u"#!/bin/bash\n# SPDX-License-Identifier: MIT\n"_s << 0;
+}
+
+void TestHouse::rulesForHeads()
+{
+    QFETCH(QString, path);
+    QFETCH(QString, text);
+    QFETCH(int, problems);
+    QCOMPARE(HouseRules::headProblems(path, text).size(), problems);
+}
+
+void TestHouse::aProblemNamesItsLine()
+{
+    const QStringList problems = HouseRules::includeProblems(
+        u"host/a.cpp"_s, u"\n\n#include <inet/qt/download/response/httpheadersparser.h>\n"_s);
+    QCOMPARE(problems,
+             QStringList(u"host/a.cpp:3: host must not include response "
+                         "(\"inet/qt/download/response/httpheadersparser.h\")"_s));
+}
+
+void TestHouse::qtHeadersAreKnownByTheirModule_data()
+{
+    QTest::addColumn<QString>("header");
+    QTest::addColumn<QString>("module");
+    QTest::newRow("a class") << u"QString"_s << u"QtCore"_s;
+    QTest::newRow("a class of another module") << u"QNetworkReply"_s << u"QtNetwork"_s;
+    QTest::newRow("a file") << u"qglobal.h"_s << u"QtCore"_s;
+    QTest::newRow("a module's name before it") << u"QtSql/QSqlQuery"_s << u"QtSql"_s;
+    QTest::newRow("none of Qt's") << u"queue"_s << QString();
+}
+
+void TestHouse::qtHeadersAreKnownByTheirModule()
+{
+    QFETCH(QString, header);
+    QFETCH(QString, module);
+    QCOMPARE(HouseRules::qtModuleOf(header), module);
+}
+
+QTEST_GUILESS_MAIN(TestHouse)
+#include "tst_house.moc"
