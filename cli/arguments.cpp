@@ -62,7 +62,8 @@ void describe(CLI::App &app, Typed &typed)
     app.add_flag("--json", typed.json, "Print one JSON object a line on standard output");
     app.add_flag("-q,--quiet", typed.quiet, "Print errors only");
     app.add_option("--log", typed.logFile, "Append a log to this file")->type_name("FILE");
-    app.add_option("--log-level", typed.logLevel, "1: the course of downloads; 4: their sections, too (default with --log)")
+    app.add_option("--log-level", typed.logLevel,
+                   "1: the course of downloads; 4: their sections, too (default with --log)")
         ->type_name("N")
         ->check(CLI::Range(0, 9));
 }

@@ -14,13 +14,13 @@ struct Arguments {
     struct Outcome;
 
     QList<DownloadRequest> requests; ///< in order; at least one
-    bool query = false;              ///< learn, do not download
+    bool query = false; ///< learn, do not download
     bool json = false;
     bool quiet = false;
-    bool insecure = false;           ///< go on with certificates that are not trusted
-    QString caCertificatesFile;      ///< empty = none
-    QString logFile;                 ///< empty = none
-    int logLevel = 0;                ///< 0 = nothing is logged
+    bool insecure = false; ///< go on with certificates that are not trusted
+    QString caCertificatesFile; ///< empty = none
+    QString logFile; ///< empty = none
+    int logLevel = 0; ///< 0 = nothing is logged
 
     /// @param currentFolder what relative paths are relative to; absolute
     static Outcome parse(int argc, const char *const *argv, const QString &currentFolder);

@@ -6,8 +6,8 @@
 class QJsonObject;
 class QTextStream;
 
-/// Tells programs how downloads go: one JSON object a line, each with an "event": "begin", "progress", "warning", "query"
-/// or, last for each download, "summary". Errors are told to people, too.
+/// Tells programs how downloads go: one JSON object a line, each with an "event": "begin", "progress", "warning",
+/// "query" or, last for each download, "summary". Errors are told to people, too.
 class JsonPrinter : public Printer
 {
 public:

@@ -31,9 +31,7 @@ bool startLog(const Arguments &arguments, QString *errorText)
     QtAppLogger *const logger = QtAppDefaultLogger::instance();
     logger->setVerbosityLevel(arguments.logLevel);
     if (arguments.logFile.isEmpty()) {
-        logger->setSink([](int, const QString &line) {
-            QTextStream(stderr) << ProgressLine::printable(line) << '\n';
-        });
+        logger->setSink([](int, const QString &line) { QTextStream(stderr) << ProgressLine::printable(line) << '\n'; });
         return true;
     }
     QString reason;

@@ -101,9 +101,9 @@ int ProgressLine::percent(const DownloadStatus &status)
 QString ProgressLine::printable(const QString &text)
 {
     QString result = text;
-    std::replace_if(result.begin(), result.end(),
-                    [](QChar c) { return c.category() == QChar::Other_Control || isDirectionMark(c.unicode()); },
-                    QChar(u'?'));
+    std::replace_if(
+        result.begin(), result.end(),
+        [](QChar c) { return c.category() == QChar::Other_Control || isDirectionMark(c.unicode()); }, QChar(u'?'));
     return result;
 }
 

@@ -15,7 +15,7 @@ namespace
 
 constexpr int kWidthElsewhere = 200;
 constexpr int kNarrowest = 20;
-constexpr qint64 kFirstUnsizedStep = 1024 * 1024;
+constexpr qint64 kFirstUnsizedStep = qint64(1024) * 1024;
 
 }
 
@@ -52,9 +52,9 @@ void ProgressPrinter::warn(const QString &text)
 void ProgressPrinter::queried(const QueryResult &result)
 {
     clearLine();
-    const QString size = result.size < 0 ? u"unknown"_s
-                                         : u"%1 bytes (%2)"_s.arg(QString::number(result.size),
-                                                                  ProgressLine::size(result.size));
+    const QString size = result.size < 0
+        ? u"unknown"_s
+        : u"%1 bytes (%2)"_s.arg(QString::number(result.size), ProgressLine::size(result.size));
     m_answers << "Name: " << ProgressLine::printable(result.name) << '\n'
               << "Size: " << size << '\n'
               << "Type: " << (result.type.isEmpty() ? u"unknown"_s : ProgressLine::printable(result.type)) << '\n'
@@ -69,8 +69,9 @@ void ProgressPrinter::end(const Summary &summary)
     if (!summary.errorText.isEmpty()) {
         note(u"plait: "_s + summary.errorText);
     } else if (!m_quiet && !summary.path.isEmpty()) {
-        note(u"Saved \"%1\": %2 in %3 s"_s.arg(QDir::toNativeSeparators(summary.path), ProgressLine::size(summary.bytes),
-                                              QString::number(summary.seconds, 'f', 1)));
+        note(u"Saved \"%1\": %2 in %3 s"_s.arg(QDir::toNativeSeparators(summary.path),
+                                               ProgressLine::size(summary.bytes),
+                                               QString::number(summary.seconds, 'f', 1)));
     }
 }
 

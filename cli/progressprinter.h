@@ -9,7 +9,8 @@ class QTextStream;
 class ProgressPrinter : public Printer
 {
 public:
-    /// @param answers what was asked for @param notes everything else @param terminalFile of the notes; -1 = no terminal
+    /// @param answers what was asked for @param notes everything else @param terminalFile of the notes; -1 = no
+    /// terminal
     /// @param quiet errors and answers only
     ProgressPrinter(QTextStream &answers, QTextStream &notes, int terminalFile, bool quiet);
 
@@ -31,6 +32,6 @@ private:
     const int m_terminalFile;
     const bool m_quiet;
     bool m_lineStands = false;
-    int m_lastTenth = 0;         ///< of the size, last printed
-    qint64 m_lastUnsized = 0;    ///< bytes last printed, while the size is unknown
+    int m_lastTenth = 0; ///< of the size, last printed
+    qint64 m_lastUnsized = 0; ///< bytes last printed, while the size is unknown
 };

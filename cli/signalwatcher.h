@@ -5,8 +5,8 @@
 
 class QSocketNotifier;
 
-/// Turns SIGINT, SIGTERM and SIGHUP into a Qt signal. The first one asks for a stop; the second ends the process at once,
-/// even where the event loop no longer turns. One object at a time.
+/// Turns SIGINT, SIGTERM and SIGHUP into a Qt signal. The first one asks for a stop; the second ends the process at
+/// once, even where the event loop no longer turns. One object at a time.
 class SignalWatcher : public QObject
 {
     Q_OBJECT

@@ -10,11 +10,11 @@
 /// How one download ended.
 struct Summary {
     QUrl url;
-    AbstractError error;   ///< code 0 = none
-    QString path;          ///< of the file on disk, as it is named now; empty = there is none
-    qint64 bytes = 0;      ///< of the resource that are on disk
-    double seconds = 0;    ///< that this run took
-    int connections = 0;   ///< most that were open at once
+    AbstractError error; ///< code 0 = none
+    QString path; ///< of the file on disk, as it is named now; empty = there is none
+    qint64 bytes = 0; ///< of the resource that are on disk
+    double seconds = 0; ///< that this run took
+    int connections = 0; ///< most that were open at once
     ExitStatus status = ExitStatus::Done;
-    QString errorText;     ///< for people; empty = none
+    QString errorText; ///< for people; empty = none
 };

@@ -29,7 +29,7 @@ target_compile_definitions(plait_rules INTERFACE
   QT_DISABLE_DEPRECATED_BEFORE=0x060400)
 # Error records name their place in the source as a path from the root of the tree, wherever it was built.
 target_compile_options(plait_rules INTERFACE
-  -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align -Wunused -Wnull-dereference
+  -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align -Wunused
   -Wduplicated-cond -Wlogical-op -Wformat=2 -Wimplicit-fallthrough
   # This compiler takes every optimised std::optional for one; valgrind and the sanitizers find the true ones.
   -Wno-maybe-uninitialized

@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include <host/network/guardedreply.h>
 
+#include <host/policy/bodylength.h>
 #include <host/policy/partialanswer.h>
 
 #include <QPointer>
 #include <QSslConfiguration>
 #include <QSslError>
 #include <QSslPreSharedKeyAuthenticator>
+
+#include <algorithm>
 
 namespace
 {
@@ -68,7 +71,11 @@ void GuardedReply::ignoreSslErrors()
 
 qint64 GuardedReply::readData(char *data, qint64 maxSize)
 {
-    return m_refused ? -1 : m_inner->read(data, maxSize);
+    if (m_refused)
+        return -1;
+    const qint64 count = m_inner->read(data, maxSize);
+    m_bytesRead += std::max<qint64>(0, count);
+    return count;
 }
 
 void GuardedReply::sslConfigurationImplementation(QSslConfiguration &configuration) const
@@ -107,6 +114,11 @@ void GuardedReply::onErrorOccurred(QNetworkReply::NetworkError code)
 void GuardedReply::onFinished()
 {
     takeAttributes();
+    const QString reason = complaint();
+    if (!reason.isEmpty()) {
+        endWith(RemoteHostClosedError, reason);
+        return;
+    }
     setFinished(true);
     Q_EMIT finished();
 }
@@ -138,18 +150,31 @@ QString GuardedReply::refusal() const
     return PartialAnswer::refusal(request().rawHeader("Range"), m_inner->rawHeader("Content-Range"));
 }
 
+QString GuardedReply::complaint() const
+{
+    if (error() != NoError || operation() == QNetworkAccessManager::HeadOperation)
+        return {};
+    const BodyLength::Head head{m_inner->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(),
+                                m_inner->rawHeader("Content-Length"), m_inner->rawHeader("Transfer-Encoding")};
+    return BodyLength::complaint(head, m_bytesRead + m_inner->bytesAvailable());
+}
+
 void GuardedReply::refuse(const QString &reason)
 {
     m_refused = true;
     m_inner->disconnect(this);
     m_inner->abort();
-    setError(ProtocolFailure, reason);
+    endWith(ProtocolFailure, reason);
+}
+
+void GuardedReply::endWith(NetworkError code, const QString &text)
+{
+    setError(code, text);
     const QPointer<GuardedReply> self(this);
-    Q_EMIT errorOccurred(ProtocolFailure);
+    Q_EMIT errorOccurred(code);
     if (!self)
         return;
     setFinished(true);
-    Q_EMIT readChannelFinished();
     Q_EMIT finished();
 }
 

@@ -7,12 +7,14 @@
 
 /// A reply that stands before another one and lets nothing through that was not asked for.
 ///
-///     waiting ── head fits ──> passing ── inner ends ──> finished
-///        └──── partial answer that does not fit ───────> finished (ProtocolFailure, no head, no data)
+///     waiting ── head fits ──> passing ── inner ends ────────────> finished
+///        │                        └─ inner ends, too short ──────> finished (RemoteHostClosedError)
+///        └──── partial answer that does not fit ─────────────────> finished (ProtocolFailure, no head, no data)
 ///
 /// Everything is the inner reply's own: the body is read from it without a copy on the way, its signals come in its
 /// order. Refused is a 206 that is not the piece asked for (see PartialAnswer); then neither metaDataChanged() nor data
-/// comes, but one errorOccurred() and one finished().
+/// comes, but one errorOccurred() and one finished(). A body that is not as long as its head said (see BodyLength) ends
+/// with an error, whatever the network layer thinks of it.
 class GuardedReply : public QNetworkReply
 {
     Q_OBJECT
@@ -44,11 +46,14 @@ private:
 
     void relaySignals();
     QString refusal() const;
+    QString complaint() const;
     void refuse(const QString &reason);
+    void endWith(NetworkError code, const QString &text);
     void takeHead();
     void takeAttributes();
     void takeRawHeaders();
 
     const std::unique_ptr<QNetworkReply> m_inner;
+    qint64 m_bytesRead = 0;
     bool m_refused = false;
 };

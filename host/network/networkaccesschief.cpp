@@ -117,10 +117,9 @@ QSharedPointer<QNetworkAccessManager> NetworkAccessChief::newManager()
 {
     auto *const manager = new GuardedNetworkAccessManager(m_jar);
     manager->setCaCertificates(m_caCertificates);
-    return QSharedPointer<QNetworkAccessManager>(
-        manager, [](QNetworkAccessManager *released) {
-            deleteWithoutReplies(static_cast<GuardedNetworkAccessManager *>(released));
-        });
+    return QSharedPointer<QNetworkAccessManager>(manager, [](QNetworkAccessManager *released) {
+        deleteWithoutReplies(static_cast<GuardedNetworkAccessManager *>(released));
+    });
 }
 
 void NetworkAccessChief::letGoOf(const QNetworkAccessManager *manager)

@@ -14,12 +14,13 @@ class SharedCookieJar;
 
 /// Hands out managers from a pool.
 ///
-///     taken ── returnManager() ──> idle (kIdleLifeMs, at most kMaximumIdle) ── takeManager() of the same server ──> taken
+///     taken ── returnManager() ──> idle (kIdleLifeMs, at most kMaximumIdle) ── takeManager() of the same server ──>
+///     taken
 ///                                    └──── too old or too many ──> let go ── last reply deleted ──> deleted
 ///
-/// A manager serves one transfer at a time, because Qt allows six connections to a server per manager and lets a seventh
-/// wait without a word. An idle one keeps its connection warm for the next transfer to the same scheme, host and port.
-/// All share one cookie jar. Lives in the downloads' thread.
+/// A manager serves one transfer at a time, because Qt allows six connections to a server per manager and lets a
+/// seventh wait without a word. An idle one keeps its connection warm for the next transfer to the same scheme, host
+/// and port. All share one cookie jar. Lives in the downloads' thread.
 class NetworkAccessChief : public AbstractNetworkAccessChief
 {
     Q_OBJECT
@@ -40,8 +41,8 @@ public:
 
     void setUsageSettings(const NetworkUsageSettings &settings) { m_usageSettings = settings; }
     void setDefaultConsumerSettings(const AbstractNetworkConsumerSettings &settings) { m_consumerSettings = settings; }
-    /// Certificates of a PEM file that servers may rest on, besides the system's. False, with the reason, when there are
-    /// none in it.
+    /// Certificates of a PEM file that servers may rest on, besides the system's. False, with the reason, when there
+    /// are none in it.
     bool addCaCertificates(const QString &path, QString *errorText);
 
     int idleManagersCount() const;

@@ -10,7 +10,8 @@ namespace DiskCheck
 /// First position in the file behind everything that the record says was written.
 qint64 endOfDownloaded(const AbstractDownloadFileInfo &file);
 
-/// Whether the record's progress may be believed. @param lengthOnDisk of the incomplete file; -1 = there is no such file
+/// Whether the record's progress may be believed. @param lengthOnDisk of the incomplete file; -1 = there is no such
+/// file
 bool isTrustworthy(const AbstractDownloadPersistentInfo &info, qint64 lengthOnDisk);
 
 /// Whether a record that says it is finished has its file in full length under its final name.

@@ -40,10 +40,7 @@ struct Failure {
     }
 
     /// " (HTTP status 404)", or nothing.
-    QString inBrackets() const
-    {
-        return isHttpStatus() ? u" (HTTP status %1)"_s.arg(error.code) : QString();
-    }
+    QString inBrackets() const { return isHttpStatus() ? u" (HTTP status %1)"_s.arg(error.code) : QString(); }
 };
 
 QString unknown(const Failure &failure)
@@ -110,8 +107,8 @@ QString fileError(const Failure &failure)
 
 QString nameResolution(const Failure &failure)
 {
-    return u"cannot find the host %1: %2. Check the address and the network."_s.arg(
-        failure.quotedHost(), failure.reason(u"no such name"_s));
+    return u"cannot find the host %1: %2. Check the address and the network."_s.arg(failure.quotedHost(),
+                                                                                    failure.reason(u"no such name"_s));
 }
 
 QString badResponse(const Failure &failure)

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <inet/qt/download/records/abstracterror.h>
 #include <inet/qt/download/records/abstractdownloadpersistentinfo.h>
+#include <inet/qt/download/records/abstracterror.h>
 
 /// What a front end's process ends with, so that scripts can tell failures apart.
 enum class ExitStatus : int {

@@ -13,8 +13,8 @@ namespace
 /// Digits alone: toLongLong() would also take signs and blanks.
 std::optional<qint64> number(QByteArrayView text)
 {
-    const bool digitsOnly = !text.isEmpty()
-        && std::all_of(text.cbegin(), text.cend(), [](char c) { return c >= '0' && c <= '9'; });
+    const bool digitsOnly =
+        !text.isEmpty() && std::all_of(text.cbegin(), text.cend(), [](char c) { return c >= '0' && c <= '9'; });
     if (!digitsOnly)
         return {};
     bool ok = false;

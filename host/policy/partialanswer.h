@@ -6,8 +6,8 @@
 
 #include <optional>
 
-/// Whether a partial answer (status 206) is the piece that was asked for. Bytes written at the wrong place are not found
-/// out later, so what does not fit for certain is refused.
+/// Whether a partial answer (status 206) is the piece that was asked for. Bytes written at the wrong place are not
+/// found out later, so what does not fit for certain is refused.
 namespace PartialAnswer
 {
 

@@ -11,10 +11,10 @@
 /// What a person asks for: a URL, where to, and what to send along.
 struct DownloadRequest {
     QUrl url;
-    QString folder;      ///< absolute
-    QString outputName;  ///< exact name in the folder; empty = left to the server
+    QString folder; ///< absolute
+    QString outputName; ///< exact name in the folder; empty = left to the server
     QString referer;
-    QString userAgent;   ///< empty = the program's
+    QString userAgent; ///< empty = the program's
     QByteArray postData; ///< empty = GET
     QVariantMap headers; ///< custom request headers, name to text
 

@@ -219,8 +219,9 @@ bool DownloadSession::takeClaim(qint64 id, QString *errorText)
         m_claimed.insert(id);
         return true;
     case DownloadList::Claim::OwnedByOther:
-        *errorText = u"cannot begin download %1: process %2 is at work on it. Wait until that is done, or stop it."_s.arg(
-            QString::number(id), QString::number(owner.pid));
+        *errorText =
+            u"cannot begin download %1: process %2 is at work on it. Wait until that is done, or stop it."_s.arg(
+                QString::number(id), QString::number(owner.pid));
         return false;
     case DownloadList::Claim::Failed:
         break;
@@ -241,7 +242,8 @@ void DownloadSession::checkAgainstDisk(AbstractDownloadPersistentInfo &record)
         return;
     const QString path = QDir::toNativeSeparators(record.filePath(0));
     DiskCheck::forgetProgress(record);
-    Q_EMIT warned(record.id, u"\"%1\" is missing or shorter than what was downloaded; the download begins anew"_s.arg(path));
+    Q_EMIT warned(record.id,
+                  u"\"%1\" is missing or shorter than what was downloaded; the download begins anew"_s.arg(path));
     if (!m_list.update(record))
         Q_EMIT warned(record.id, m_list.lastErrorText());
 }
@@ -268,8 +270,9 @@ void DownloadSession::relaySignals(SessionDownload *running)
     connect(download, &AbstractDownload::changed, this, [this, id] { Q_EMIT changed(id); });
     connect(download, &AbstractDownload::gotResponseHeaders, this,
             [this, id](qint64 section, const QList<QString> &lines) { Q_EMIT gotResponseHeaders(id, section, lines); });
-    connect(download, &AbstractDownload::sendingRequestHeaders, this,
-            [this, id](qint64 section, const QList<QString> &lines) { Q_EMIT sendingRequestHeaders(id, section, lines); });
+    connect(
+        download, &AbstractDownload::sendingRequestHeaders, this,
+        [this, id](qint64 section, const QList<QString> &lines) { Q_EMIT sendingRequestHeaders(id, section, lines); });
     connect(download, &AbstractDownload::fileExistsActionRequired, this,
             [this, id](int file, const QList<QString> &paths) { Q_EMIT fileExistsActionRequired(id, file, paths); });
     connect(download, &AbstractDownload::performingFilesOperations, this,

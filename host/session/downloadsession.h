@@ -44,8 +44,8 @@ public:
     qint64 add(const DownloadRequest &request, QString *errorText);
     /// Goes on with a download of the list. What its file on disk cannot hold is fetched again.
     bool start(qint64 id, QString *errorText);
-    /// Learns what a URL holds without downloading it: answered by queried(), if it succeeds, and finished(). Not put into
-    /// the list; the id is below 0.
+    /// Learns what a URL holds without downloading it: answered by queried(), if it succeeds, and finished(). Not put
+    /// into the list; the id is below 0.
     qint64 query(const DownloadRequest &request, QString *errorText);
     void stop(qint64 id);
     void stopAll();
@@ -72,8 +72,8 @@ Q_SIGNALS:
     /// Something that a person should know and that does not end the download.
     void warned(qint64 id, const QString &text);
     void queried(qint64 id, const QueryResult &result);
-    /// The run is over, and the record saved. @param info its last error is the run's; finished without an error means that
-    /// every byte is on disk under the final name
+    /// The run is over, and the record saved. @param info its last error is the run's; finished without an error means
+    /// that every byte is on disk under the final name
     void finished(qint64 id, const AbstractDownloadPersistentInfo &info);
     void closed();
 

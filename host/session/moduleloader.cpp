@@ -43,8 +43,9 @@ AbstractDownloadModule *ModuleLoader::load(const QString &uniqueId, QObject *par
     m_errorText.clear();
     const QString path = find(uniqueId);
     if (path.isEmpty()) {
-        return fail(u"cannot find the module \"%1\" (\"%2\") in \"%3\". Set PLAIT_MODULE_DIR to the folder that holds it."_s
-                        .arg(uniqueId, fileName(uniqueId), m_folders.join(u"\", \""_s)));
+        return fail(
+            u"cannot find the module \"%1\" (\"%2\") in \"%3\". Set PLAIT_MODULE_DIR to the folder that holds it."_s
+                .arg(uniqueId, fileName(uniqueId), m_folders.join(u"\", \""_s)));
     }
     QLibrary library(path);
     library.setLoadHints(QLibrary::ResolveAllSymbolsHint | QLibrary::PreventUnloadHint);

@@ -18,9 +18,9 @@ struct QueryResult {
 
     QString name;
     qint64 size = -1; ///< -1 = unknown
-    QString type;     ///< the response's Content-Type; empty = not said
+    QString type; ///< the response's Content-Type; empty = not said
     Resume resume = Resume::Unknown;
-    QUrl url;         ///< after redirects
+    QUrl url; ///< after redirects
 
     /// @param responseHeaders the answer's lines, as a download relays them
     static QueryResult from(const AbstractDownloadPersistentInfo &info, const QList<QString> &responseHeaders);

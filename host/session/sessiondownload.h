@@ -15,8 +15,8 @@ class DownloadList;
 ///
 ///     run() ──> running ── running(false) ──> saved ──> finished()
 ///
-/// Owns the download. The record is saved at once when it changed significantly, else at most every kSaveIntervalMs, and
-/// always at the end.
+/// Owns the download. The record is saved at once when it changed significantly, else at most every kSaveIntervalMs,
+/// and always at the end.
 class SessionDownload : public QObject
 {
     Q_OBJECT

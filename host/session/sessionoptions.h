@@ -6,8 +6,8 @@
 
 /// What a session is opened with.
 struct SessionOptions {
-    QString listPath;           ///< empty = DownloadList::defaultPath()
-    QStringList moduleFolders;  ///< empty = ModuleLoader::defaultFolders()
+    QString listPath; ///< empty = DownloadList::defaultPath()
+    QStringList moduleFolders; ///< empty = ModuleLoader::defaultFolders()
     bool ignoreSslErrors = false;
     QString caCertificatesFile; ///< PEM, trusted besides the system's; empty = none
 };

@@ -218,8 +218,9 @@ bool DownloadList::changing(const QString &what, const std::function<bool()> &wo
     if (!transaction.isOpen())
         return fail(what, transaction.lastError().text());
     if (!work())
-        return fail(what, m_rows->lastErrorText().isEmpty() ? u"there is no such download for this process."_s
-                                                            : m_rows->lastErrorText());
+        return fail(what,
+                    m_rows->lastErrorText().isEmpty() ? u"there is no such download for this process."_s
+                                                      : m_rows->lastErrorText());
     return transaction.commit() || fail(what, transaction.lastError().text());
 }
 
@@ -238,7 +239,8 @@ bool DownloadList::fail(const QString &what, const QString &reason)
 ProcessIdentity DownloadList::ownerOf(qint64 id, bool *found)
 {
     QSqlQuery query(m_connection->database());
-    *found = m_rows->run(u"SELECT owner_pid, owner_start_time, owner_boot_id FROM downloads WHERE id = ?"_s, {id}, query)
+    *found =
+        m_rows->run(u"SELECT owner_pid, owner_start_time, owner_boot_id FROM downloads WHERE id = ?"_s, {id}, query)
         && query.next();
     if (!*found)
         return {};

@@ -28,9 +28,9 @@ public:
 
     /// Answers to claim().
     enum class Claim {
-        Taken,        ///< this process owns the download now
+        Taken, ///< this process owns the download now
         OwnedByOther, ///< another living process does
-        Failed,       ///< no such download, or the list failed
+        Failed, ///< no such download, or the list failed
     };
 
     /// $XDG_DATA_HOME/plait/downloads.sqlite

@@ -64,13 +64,12 @@ Column<Record> number(const char *name)
 template<auto Member>
 Column<Download> errorText(const char *name)
 {
-    return {QLatin1String(name),
-            [](const Download &record) {
-                return SqlCells::fromBytes(QByteArray::fromStdString(record.lastError.*Member));
-            },
-            [](Download &record, const QVariant &cell) {
-                record.lastError.*Member = SqlCells::toBytes(cell).toStdString();
-            }};
+    return {
+        QLatin1String(name),
+        [](const Download &record) { return SqlCells::fromBytes(QByteArray::fromStdString(record.lastError.*Member)); },
+        [](Download &record, const QVariant &cell) {
+            record.lastError.*Member = SqlCells::toBytes(cell).toStdString();
+        }};
 }
 
 /// What of the parameters goes into the table "headers": a map of texts that is not empty.
@@ -80,9 +79,8 @@ QVariantMap headersOf(const QVariantMap &parameters)
     if (value.typeId() != QMetaType::QVariantMap)
         return {};
     const QVariantMap headers = value.toMap();
-    const bool textsOnly = std::all_of(headers.cbegin(), headers.cend(), [](const QVariant &header) {
-        return header.typeId() == QMetaType::QString;
-    });
+    const bool textsOnly = std::all_of(headers.cbegin(), headers.cend(),
+                                       [](const QVariant &header) { return header.typeId() == QMetaType::QString; });
     return textsOnly ? headers : QVariantMap();
 }
 
@@ -196,7 +194,9 @@ const Columns<QNetworkCookie> &cookieColumns()
         {"http_only"_L1, [](const Cookie &cookie) { return QVariant(int(cookie.isHttpOnly())); },
          [](Cookie &cookie, const QVariant &cell) { cookie.setHttpOnly(cell.toBool()); }},
         {"same_site"_L1, [](const Cookie &cookie) { return QVariant(int(cookie.sameSitePolicy())); },
-         [](Cookie &cookie, const QVariant &cell) { cookie.setSameSitePolicy(QNetworkCookie::SameSite(cell.toInt())); }},
+         [](Cookie &cookie, const QVariant &cell) {
+             cookie.setSameSitePolicy(QNetworkCookie::SameSite(cell.toInt()));
+         }},
     };
     return columns;
 }
@@ -279,8 +279,8 @@ const PartTable kHeaders{u"headers"_s, {u"download_id"_s, u"position"_s}};
 
 /// Calls @p run with the statement and values of each part's row.
 template<typename Part, typename Run>
-bool insertAll(const PartTable &table, const QVariantList &owner, const Columns<Part> &columns, const QList<Part> &parts,
-               Run run)
+bool insertAll(const PartTable &table, const QVariantList &owner, const Columns<Part> &columns,
+               const QList<Part> &parts, Run run)
 {
     const QString statement = insertStatement(table.name, table.key + names(columns));
     int position = 0;

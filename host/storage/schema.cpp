@@ -18,9 +18,9 @@ namespace
 /// "plai": by it a list is told from another program's database.
 constexpr int kApplicationId = 0x706c6169;
 
-/// From one version to the next. Never changed once released: a later version gets a step of its own.
-constexpr QStringView kFirstVersion[] = {
-    uR"(CREATE TABLE downloads (
+// Never changed once released: a later version gets a step of its own.
+
+constexpr QStringView kDownloadsTable = uR"(CREATE TABLE downloads (
     id INTEGER PRIMARY KEY AUTOINCREMENT,
     flags INTEGER NOT NULL,                -- bits; 1 = final download, 2 = finished
     finished INTEGER GENERATED ALWAYS AS ((flags & 2) <> 0) VIRTUAL,
@@ -60,9 +60,11 @@ constexpr QStringView kFirstVersion[] = {
     owner_pid INTEGER,                     -- process that runs the download; NULL = none
     owner_start_time INTEGER,
     owner_boot_id TEXT
-) STRICT)",
-    uR"(CREATE INDEX downloads_by_url ON downloads (url))",
-    uR"(CREATE TABLE files (
+) STRICT)";
+
+constexpr QStringView kDownloadsByUrl = uR"(CREATE INDEX downloads_by_url ON downloads (url))";
+
+constexpr QStringView kFilesTable = uR"(CREATE TABLE files (
     download_id INTEGER NOT NULL REFERENCES downloads (id) ON DELETE CASCADE,
     position INTEGER NOT NULL,
     type INTEGER NOT NULL,
@@ -75,8 +77,9 @@ constexpr QStringView kFirstVersion[] = {
     content_type TEXT NOT NULL,
     data_start INTEGER NOT NULL,
     PRIMARY KEY (download_id, position)
-) STRICT, WITHOUT ROWID)",
-    uR"(CREATE TABLE sections (
+) STRICT, WITHOUT ROWID)";
+
+constexpr QStringView kSectionsTable = uR"(CREATE TABLE sections (
     download_id INTEGER NOT NULL,
     file_position INTEGER NOT NULL,
     position INTEGER NOT NULL,
@@ -85,15 +88,17 @@ constexpr QStringView kFirstVersion[] = {
     downloaded INTEGER NOT NULL,
     PRIMARY KEY (download_id, file_position, position),
     FOREIGN KEY (download_id, file_position) REFERENCES files (download_id, position) ON DELETE CASCADE
-) STRICT, WITHOUT ROWID)",
-    uR"(CREATE TABLE mirrors (
+) STRICT, WITHOUT ROWID)";
+
+constexpr QStringView kMirrorsTable = uR"(CREATE TABLE mirrors (
     download_id INTEGER NOT NULL REFERENCES downloads (id) ON DELETE CASCADE,
     position INTEGER NOT NULL,
     url TEXT,
     web_page_url TEXT,
     PRIMARY KEY (download_id, position)
-) STRICT, WITHOUT ROWID)",
-    uR"(CREATE TABLE cookies (
+) STRICT, WITHOUT ROWID)";
+
+constexpr QStringView kCookiesTable = uR"(CREATE TABLE cookies (
     download_id INTEGER NOT NULL REFERENCES downloads (id) ON DELETE CASCADE,
     position INTEGER NOT NULL,
     name ANY,
@@ -105,14 +110,18 @@ constexpr QStringView kFirstVersion[] = {
     http_only INTEGER NOT NULL,
     same_site INTEGER NOT NULL,            -- 0 = not said, 1 = none, 2 = lax, 3 = strict
     PRIMARY KEY (download_id, position)
-) STRICT, WITHOUT ROWID)",
-    uR"(CREATE TABLE headers (
+) STRICT, WITHOUT ROWID)";
+
+constexpr QStringView kHeadersTable = uR"(CREATE TABLE headers (
     download_id INTEGER NOT NULL REFERENCES downloads (id) ON DELETE CASCADE,
     position INTEGER NOT NULL,
     name TEXT NOT NULL,
     value TEXT NOT NULL,
     PRIMARY KEY (download_id, position)
-) STRICT, WITHOUT ROWID)",
+) STRICT, WITHOUT ROWID)";
+
+constexpr QStringView kFirstVersion[] = {
+    kDownloadsTable, kDownloadsByUrl, kFilesTable, kSectionsTable, kMirrorsTable, kCookiesTable, kHeadersTable,
 };
 
 struct Migration {
@@ -158,7 +167,8 @@ bool isOurs(const QSqlDatabase &database, int version, QString *errorText)
 {
     if (version > Schema::kVersion) {
         *errorText = u"it was written by a later version of this program (its tables have version %1, this program "
-                     u"knows up to %2). Use that version."_s.arg(version).arg(Schema::kVersion);
+                     u"knows up to %2). Use that version."_s.arg(version)
+                         .arg(Schema::kVersion);
         return false;
     }
     const int applicationId = readNumber(database, u"PRAGMA application_id"_s, errorText);

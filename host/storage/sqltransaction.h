@@ -11,7 +11,7 @@ class SqlTransaction
 
 public:
     enum class Kind {
-        Read,  ///< sees one state of the tables, waits for nobody
+        Read, ///< sees one state of the tables, waits for nobody
         Write, ///< takes the lock at once: a reader that turns writer half-way would fail instead of waiting for it
     };
 

@@ -170,7 +170,7 @@ QVariant fromJson(const QJsonValue &json)
         return json.toVariant();
     QVariantList list;
     const QJsonArray array = json.toArray();
-    for (const QJsonValue &value : array)
+    for (const auto &value : array)
         list.append(fromJson(value));
     return list;
 }

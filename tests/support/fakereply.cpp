@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <cstring>
 
-FakeReply::FakeReply(QNetworkAccessManager::Operation operation, const QNetworkRequest &request,
-                     const QByteArray &body, QObject *parent)
+FakeReply::FakeReply(QNetworkAccessManager::Operation operation, const QNetworkRequest &request, const QByteArray &body,
+                     QObject *parent)
     : QNetworkReply(parent)
     , m_postedBody(body)
 {

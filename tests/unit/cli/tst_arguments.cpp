@@ -68,11 +68,29 @@ void TestArguments::everythingIsRead()
     const QTemporaryDir dir;
     QFile ca(dir.filePath(u"ca.pem"_s));
     QVERIFY(ca.open(QIODevice::WriteOnly));
-    const Arguments::Outcome outcome =
-        parse({kUrl, u"-d"_s, u"sub"_s, u"-o"_s, u"y.bin"_s, u"--header"_s, u"X-A: 1"_s, u"--referer"_s, u"http://r/"_s,
-               u"--user-agent"_s, u"Me/1 (naïve)"_s, u"--post-data"_s, u"a=1&b=ä"_s, u"--insecure"_s, u"--query"_s,
-               u"--json"_s, u"-q"_s, u"--log"_s, u"plait.log"_s, u"--log-level"_s, u"2"_s, u"--ca-certificate"_s,
-               ca.fileName()});
+    const Arguments::Outcome outcome = parse({kUrl,
+                                              u"-d"_s,
+                                              u"sub"_s,
+                                              u"-o"_s,
+                                              u"y.bin"_s,
+                                              u"--header"_s,
+                                              u"X-A: 1"_s,
+                                              u"--referer"_s,
+                                              u"http://r/"_s,
+                                              u"--user-agent"_s,
+                                              u"Me/1 (naïve)"_s,
+                                              u"--post-data"_s,
+                                              u"a=1&b=ä"_s,
+                                              u"--insecure"_s,
+                                              u"--query"_s,
+                                              u"--json"_s,
+                                              u"-q"_s,
+                                              u"--log"_s,
+                                              u"plait.log"_s,
+                                              u"--log-level"_s,
+                                              u"2"_s,
+                                              u"--ca-certificate"_s,
+                                              ca.fileName()});
     QVERIFY2(outcome.arguments, qPrintable(outcome.text));
     const DownloadRequest request = outcome.arguments->requests.first();
     QCOMPARE(request.folder, u"/home/anna/sub"_s);
@@ -199,7 +217,8 @@ void TestArguments::whatIsWrongIsSaid_data()
         << QStringList{url, u"--header"_s, u"X A: x"_s} << u"is no header"_s;
     QTest::newRow("a header with a line break")
         << QStringList{url, u"--header"_s, u"X: a\r\nY: b"_s} << u"line break"_s;
-    QTest::newRow("a user agent with a line break") << QStringList{url, u"--user-agent"_s, u"a\nb"_s} << u"line break"_s;
+    QTest::newRow("a user agent with a line break")
+        << QStringList{url, u"--user-agent"_s, u"a\nb"_s} << u"line break"_s;
     QTest::newRow("a level that is no number") << QStringList{url, u"--log-level"_s, u"x"_s} << u"--log-level"_s;
     QTest::newRow("a level out of range") << QStringList{url, u"--log-level"_s, u"10"_s} << u"10"_s;
     QTest::newRow("certificates that are not there")
@@ -222,9 +241,9 @@ void TestArguments::helpNamesEveryOption()
     const Arguments::Outcome outcome = parse({u"--help"_s});
     QVERIFY(!outcome.arguments);
     QCOMPARE(int(outcome.status), int(ExitStatus::Done));
-    for (const QString &option :
-         {u"URL"_s, u"-d"_s, u"-o"_s, u"--header"_s, u"--referer"_s, u"--user-agent"_s, u"--post-data"_s, u"--insecure"_s,
-          u"--ca-certificate"_s, u"--query"_s, u"--json"_s, u"-q"_s, u"--log"_s, u"--log-level"_s, u"--version"_s})
+    for (const QString &option : {u"URL"_s, u"-d"_s, u"-o"_s, u"--header"_s, u"--referer"_s, u"--user-agent"_s,
+                                  u"--post-data"_s, u"--insecure"_s, u"--ca-certificate"_s, u"--query"_s, u"--json"_s,
+                                  u"-q"_s, u"--log"_s, u"--log-level"_s, u"--version"_s})
         QVERIFY2(outcome.text.contains(option), qPrintable(option));
 }
 

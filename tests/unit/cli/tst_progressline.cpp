@@ -120,15 +120,16 @@ void TestProgressLine::line_data()
     QTest::addColumn<DownloadStatus>("status");
     QTest::addColumn<QString>("line");
 
-    QTest::newRow("everything known")
-        << u"x.iso"_s << statusOf(512, 2048, 512, 4) << u"x.iso: 25% 512 B of 2.0 KiB, 512 B/s, 4 connections, 0:03 left"_s;
+    QTest::newRow("everything known") << u"x.iso"_s << statusOf(512, 2048, 512, 4)
+                                      << u"x.iso: 25% 512 B of 2.0 KiB, 512 B/s, 4 connections, 0:03 left"_s;
     QTest::newRow("one connection goes without saying")
         << u"x.iso"_s << statusOf(512, 2048, 512, 1) << u"x.iso: 25% 512 B of 2.0 KiB, 512 B/s, 0:03 left"_s;
     QTest::newRow("unknown size") << u"x.iso"_s << statusOf(512, -1, 512, 1) << u"x.iso: 512 B, 512 B/s"_s;
     QTest::newRow("unknown name") << QString() << statusOf(0, -1) << u"0 B"_s;
     QTest::newRow("the disk is being reserved")
         << u"x.iso"_s << statusOf(0, 2048, 0, 1, 1024) << u"x.iso: 0% 0 B of 2.0 KiB, reserving the disk: 1.0 KiB"_s;
-    QTest::newRow("nothing is left at the end") << u"x.iso"_s << statusOf(10, 10, 5) << u"x.iso: 100% 10 B of 10 B, 5 B/s"_s;
+    QTest::newRow("nothing is left at the end")
+        << u"x.iso"_s << statusOf(10, 10, 5) << u"x.iso: 100% 10 B of 10 B, 5 B/s"_s;
     QTest::newRow("a name that would command the terminal") << u"\u001bc"_s << statusOf(0, -1) << u"?c: 0 B"_s;
 }
 

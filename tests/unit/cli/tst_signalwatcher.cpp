@@ -62,7 +62,9 @@ void TestSignalWatcher::withoutAWatcherSignalsWorkAsEver()
 {
     const pid_t child = fork();
     if (child == 0) {
-        { const SignalWatcher watcher; }
+        {
+            const SignalWatcher watcher;
+        }
         raise(SIGTERM);
         _exit(0);
     }

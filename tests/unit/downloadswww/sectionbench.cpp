@@ -201,10 +201,15 @@ AbstractError SectionBench::anError(int code)
     return {code, ErrorCategory::kGeneric, "bench", "as told"};
 }
 
-bool SectionBench::eventFilter(QObject *object, QEvent *)
+bool SectionBench::eventFilter(QObject *object, QEvent *event)
 {
-    if (auto *writer = qobject_cast<FileDataAsyncWriter *>(object))
+    // One that is about to move to its own thread gets an event here too, but does not answer here.
+    if (event->type() != QEvent::MetaCall)
+        return false;
+    if (auto *writer = qobject_cast<FileDataAsyncWriter *>(object)) {
         m_fileWriter = writer;
+        m_hadFileWriterHere = true;
+    }
     return false;
 }
 

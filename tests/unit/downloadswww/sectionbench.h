@@ -69,6 +69,8 @@ public:
     MemoryDataAsyncWriter *memoryWriter() const;
     /// Known once it has answered something, and if it lives in the test's thread.
     FileDataAsyncWriter *fileWriter() const { return m_fileWriter; }
+    /// Whether there ever was such a one.
+    bool hadFileWriterHere() const { return m_hadFileWriterHere; }
     QTimer *queryKeptTimer() const;
     QByteArray range(int order) const;
     /// What a host has added up; empty when nothing is left over.
@@ -101,6 +103,7 @@ private:
     QTemporaryDir m_folder;
     std::unique_ptr<QThread> m_writersThread;
     QPointer<FileDataAsyncWriter> m_fileWriter;
+    bool m_hadFileWriterHere = false;
     qint64 m_lastSectionId = 0;
     QList<AbstractDownloadMirrorInfo> m_mirrors;
 

@@ -27,7 +27,8 @@ protected:
     qint64 currentSecond() const override { return second; }
 };
 
-/// A transfer between a chief that keeps nothing and replies that the test plays, with everything recorded that it says.
+/// A transfer between a chief that keeps nothing and replies that the test plays, with everything recorded that it
+/// says.
 class TransferBench
 {
 public:
@@ -39,7 +40,8 @@ public:
     }
 
     /// The source of a whole resource, or of a part of it.
-    static WwwDownloadSourceInfo source(const QString &url, qint64 offset = 0, qint64 length = -1, qint64 downloaded = 0)
+    static WwwDownloadSourceInfo source(const QString &url, qint64 offset = 0, qint64 length = -1,
+                                        qint64 downloaded = 0)
     {
         WwwDownloadSourceInfo info;
         info.url = QUrl(url);
@@ -101,21 +103,21 @@ private:
     QTimer *timer(int interval) const
     {
         const QList<QTimer *> timers = downloader->findChildren<QTimer *>();
-        const auto it = std::find_if(timers.cbegin(), timers.cend(), [interval](const QTimer *candidate) {
-            return candidate->interval() == interval;
-        });
+        const auto it = std::find_if(timers.cbegin(), timers.cend(),
+                                     [interval](const QTimer *candidate) { return candidate->interval() == interval; });
         return it == timers.cend() ? nullptr : *it;
     }
 
     template<typename Signal, typename... Arguments>
     void record(Signal signal, const char *name, QList<Arguments> &...lists)
     {
-        QObject::connect(downloader.get(), signal, downloader.get(), [this, name, &lists...](const Arguments &...values) {
-            events.append(QString::fromLatin1(name));
-            (lists.append(values), ...);
-            if (onEvent)
-                onEvent(QString::fromLatin1(name));
-        });
+        QObject::connect(downloader.get(), signal, downloader.get(),
+                         [this, name, &lists...](const Arguments &...values) {
+                             events.append(QString::fromLatin1(name));
+                             (lists.append(values), ...);
+                             if (onEvent)
+                                 onEvent(QString::fromLatin1(name));
+                         });
     }
 
     void record()

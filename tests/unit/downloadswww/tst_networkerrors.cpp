@@ -40,7 +40,9 @@ void TestNetworkErrors::records_data()
         << int(QNetworkReply::UnknownNetworkError) << QString() << 0
         << AbstractError(99, "QtNetworkError", place, "Unknown error");
     QTest::newRow("the text is UTF-8") << int(QNetworkReply::ProtocolFailure) << u"gebrochenes Stück"_s << 0
-                                       << AbstractError(399, "QtNetworkError", place, "gebrochenes St\xc3\xbc" "ck");
+                                       << AbstractError(399, "QtNetworkError", place,
+                                                        "gebrochenes St\xc3\xbc"
+                                                        "ck");
 }
 
 void TestNetworkErrors::records()

@@ -418,8 +418,13 @@ void TestWwwDownloadInfo::sslErrorsAreKept()
     QVERIFY(!bench.download.isRunning());
     QCOMPARE(bench.download.lastSslErrors(), errors);
     QCOMPARE(bench.download.lastError().code, int(QNetworkReply::SslHandshakeFailedError));
-    bench.download.clearLastError();
+    Record errorless = bench.download.info();
+    errorless.lastError = {};
+    bench.download.updateInfoFields(errorless, Record::FieldTitle, Mode::Replace);
+    QCOMPARE(bench.download.lastSslErrors(), errors);
+    bench.download.updateInfoFields(errorless, Record::FieldLastError, Mode::Replace);
     QVERIFY(bench.download.lastSslErrors().isEmpty());
+    QCOMPARE(bench.download.lastError(), AbstractError());
 }
 
 QTEST_GUILESS_MAIN(TestWwwDownloadInfo)

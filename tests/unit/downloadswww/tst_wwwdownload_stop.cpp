@@ -425,6 +425,7 @@ void TestWwwDownloadStop::receiversMayInterfereAnywhere()
     QVERIFY(bench.download.findChildren<QTimer *>(QString(), Qt::FindDirectChildrenOnly).isEmpty());
     QVERIFY(bench.connections().isEmpty());
     QCOMPARE(bench.events.count(u"running 1"_s), bench.events.count(u"running 0"_s));
+    QVERIFY(!bench.events.mid(bench.events.lastIndexOf(u"running 0"_s)).contains(u"files 1"_s));
     if (bench.download.info().isFinished() && command != Command::FinishNow)
         QCOMPARE(bench.content(u"file.bin"_s), kBody);
 }

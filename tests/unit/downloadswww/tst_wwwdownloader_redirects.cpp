@@ -7,7 +7,8 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
+namespace
+{
 
 QtConnectionsMap connection(const QString &host, int count)
 {
@@ -85,8 +86,9 @@ void TestWwwDownloaderRedirects::redirectMovesTheConnection()
     TransferBench bench;
     bench.start(TransferBench::source(u"http://a.test/f"_s));
     bench.reply()->sendRedirect("http://b.test/g");
-    QCOMPARE(bench.deltas,
-             (QList<QtConnectionsMap>{connection(u"a.test"_s, 1), connection(u"a.test"_s, -1), connection(u"b.test"_s, 1)}));
+    QCOMPARE(
+        bench.deltas,
+        (QList<QtConnectionsMap>{connection(u"a.test"_s, 1), connection(u"a.test"_s, -1), connection(u"b.test"_s, 1)}));
     QCOMPARE(bench.downloader->connectionsMap(), connection(u"b.test"_s, 1));
     QCOMPARE(bench.chief->returnedUrls(), QList<QUrl>{QUrl(u"http://a.test/f"_s)});
     QCOMPARE(bench.chief->takenUrls().last(), QUrl(u"http://b.test/g"_s));

@@ -9,7 +9,8 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
+namespace
+{
 
 /// A signal, and what makes a transfer send it.
 struct Moment {
@@ -20,7 +21,10 @@ struct Moment {
     void (*play)(TransferBench &);
 };
 
-void playStart(TransferBench &bench) { bench.start(); }
+void playStart(TransferBench &bench)
+{
+    bench.start();
+}
 
 void playHead(TransferBench &bench)
 {
@@ -303,7 +307,9 @@ void TestWwwDownloaderReentry::deleteLater()
 void TestWwwDownloaderReentry::restartBeforeSending_data()
 {
     QTest::addColumn<Moment>("moment");
-    const auto row = [](const char *name, const char *signalName) { QTest::newRow(name) << Moment{signalName, 0, playStart}; };
+    const auto row = [](const char *name, const char *signalName) {
+        QTest::newRow(name) << Moment{signalName, 0, playStart};
+    };
     row("as the run begins", "running");
     row("as the connection is announced", "connectionsMapChangedDelta");
     row("as the request is reported", "requestHeaders");

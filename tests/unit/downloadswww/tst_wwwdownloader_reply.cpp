@@ -7,7 +7,8 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
+namespace
+{
 
 QtConnectionsMap connection(const QString &host, int count)
 {
@@ -79,9 +80,8 @@ void TestWwwDownloaderReply::headIsListedInWords_data()
                                       << QList<QString>{u"HTTP/1.1 200 OK"_s, u"X: ü"_s};
     QTest::newRow("no reason phrase leaves the space before it")
         << 200 << QByteArray() << Pairs{} << QList<QString>{u"HTTP/1.1 200 "_s};
-    QTest::newRow("without a status it is -1")
-        << 0 << QByteArray() << Pairs{{"Content-Length", "7"}}
-        << QList<QString>{u"HTTP/1.1 -1 "_s, u"Content-Length: 7"_s};
+    QTest::newRow("without a status it is -1") << 0 << QByteArray() << Pairs{{"Content-Length", "7"}}
+                                               << QList<QString>{u"HTTP/1.1 -1 "_s, u"Content-Length: 7"_s};
 }
 
 void TestWwwDownloaderReply::headIsListedInWords()
@@ -341,8 +341,7 @@ void TestWwwDownloaderReply::silenceEndsTheRun()
     const QPointer<FakeReply> reply = bench.reply();
     QCOMPARE(bench.inactivityTimer()->interval(), 120000);
     TransferBench::fire(bench.inactivityTimer());
-    QCOMPARE(bench.events,
-             (QStringList{u"timedOut"_s, u"gotData"_s, u"connectionsMapChangedDelta"_s, u"running"_s}));
+    QCOMPARE(bench.events, (QStringList{u"timedOut"_s, u"gotData"_s, u"connectionsMapChangedDelta"_s, u"running"_s}));
     const AbstractError error = bench.downloader->lastError();
     QCOMPARE(error.code, 4);
     QCOMPARE(error.category, "QtNetworkError");

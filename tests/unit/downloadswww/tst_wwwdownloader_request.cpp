@@ -11,7 +11,8 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
+namespace
+{
 
 using Lines = QList<QString>;
 
@@ -80,7 +81,8 @@ void TestWwwDownloaderRequest::listedLines_data()
 
     WwwDownloadSourceInfo source = TransferBench::source(u"http://a.test/dir/file.zip"_s);
     QTest::newRow("a plain source") << source
-        << Lines{u"GET /dir/file.zip HTTP/1.1"_s, u"Host: a.test"_s, u"Referer: http://a.test/dir/"_s};
+                                    << Lines{u"GET /dir/file.zip HTTP/1.1"_s, u"Host: a.test"_s,
+                                             u"Referer: http://a.test/dir/"_s};
 
     source.flags = WwwDownloadSourceInfo::NoSynthesisedReferer;
     QTest::newRow("a plain source without a made-up referer")
@@ -108,11 +110,15 @@ void TestWwwDownloaderRequest::listedLines_data()
     source.referer = u"http://r.test/"_s;
     source.cookies = {cookie("c", "1"), cookie("d", "2")};
     source.parameters.insert(u"headers"_s, QVariantMap{{u"X-B"_s, u"2"_s}, {u"X-A"_s, 1}});
-    QTest::newRow("all lines stand in their order")
-        << source
-        << Lines{u"POST /dir/f?x=1 HTTP/1.1"_s, u"Host: a.test"_s,  u"Referer: http://r.test/"_s,
-                 u"Range: bytes=1024-"_s,       QString(kForm),     u"X-A: 1"_s,
-                 u"X-B: 2"_s,                   u"Cookie: c=1; d=2"_s};
+    QTest::newRow("all lines stand in their order") << source
+                                                    << Lines{u"POST /dir/f?x=1 HTTP/1.1"_s,
+                                                             u"Host: a.test"_s,
+                                                             u"Referer: http://r.test/"_s,
+                                                             u"Range: bytes=1024-"_s,
+                                                             QString(kForm),
+                                                             u"X-A: 1"_s,
+                                                             u"X-B: 2"_s,
+                                                             u"Cookie: c=1; d=2"_s};
 }
 
 void TestWwwDownloaderRequest::listedLines()
@@ -159,9 +165,8 @@ void TestWwwDownloaderRequest::referers_data()
     QTest::addColumn<QString>("listed");
 
     const QString url = u"http://a.test/a/b/file.zip?x=1#f"_s;
-    QTest::newRow("an explicit referer wins, as it stands")
-        << url << u"not a url ü"_s << u"http://page.test/"_s << true << QByteArray("not a url \xc3\xbc")
-        << u"not a url ü"_s;
+    QTest::newRow("an explicit referer wins, as it stands") << url << u"not a url ü"_s << u"http://page.test/"_s << true
+                                                            << QByteArray("not a url \xc3\xbc") << u"not a url ü"_s;
     for (const char *scheme : {"http", "https", "ftp"}) {
         const QString page = QString::fromLatin1(scheme) + u"://page.test/x"_s;
         QTest::addRow("without one, the page that was met over %s", scheme)
@@ -171,7 +176,8 @@ void TestWwwDownloaderRequest::referers_data()
         << url << QString() << u"http://page.test/%C3%BC"_s << false << QByteArray("http://page.test/%C3%BC")
         << u"http://page.test/ü"_s;
     QTest::newRow("a page that is a file is none, so the folder is made up")
-        << url << QString() << u"file:///home/x"_s << true << QByteArray("http://a.test/a/b/") << u"http://a.test/a/b/"_s;
+        << url << QString() << u"file:///home/x"_s << true << QByteArray("http://a.test/a/b/")
+        << u"http://a.test/a/b/"_s;
     QTest::newRow("an invalid page is none")
         << url << QString() << u"http://:x/"_s << true << QByteArray("http://a.test/a/b/") << u"http://a.test/a/b/"_s;
     QTest::newRow("an unknown page is none")
@@ -180,11 +186,10 @@ void TestWwwDownloaderRequest::referers_data()
         << url << QString() << QString() << false << QByteArray() << QString();
     QTest::newRow("a page that is a file does not help where making up was forbidden")
         << url << QString() << u"file:///home/x"_s << false << QByteArray() << QString();
-    QTest::newRow("a folder keeps its own name")
-        << u"http://a.test/a/b/"_s << QString() << QString() << true << QByteArray("http://a.test/a/b/")
-        << u"http://a.test/a/b/"_s;
-    QTest::newRow("a path without a slash stays empty")
-        << u"http://a.test?x=1"_s << QString() << QString() << true << QByteArray("http://a.test") << u"http://a.test"_s;
+    QTest::newRow("a folder keeps its own name") << u"http://a.test/a/b/"_s << QString() << QString() << true
+                                                 << QByteArray("http://a.test/a/b/") << u"http://a.test/a/b/"_s;
+    QTest::newRow("a path without a slash stays empty") << u"http://a.test?x=1"_s << QString() << QString() << true
+                                                        << QByteArray("http://a.test") << u"http://a.test"_s;
     QTest::newRow("the made-up one keeps the port, and is sent encoded")
         << u"http://a.test:81/%C3%BC/f"_s << QString() << QString() << true << QByteArray("http://a.test:81/%C3%BC/")
         << u"http://a.test:81/ü/"_s;
@@ -225,8 +230,8 @@ void TestWwwDownloaderRequest::ranges_data()
         << qint64(1000) << qint64(500) << qint64(0) << QByteArray("bytes=1000-");
     QTest::newRow("a first section goes on where it stopped")
         << qint64(0) << qint64(500) << qint64(77) << QByteArray("bytes=77-");
-    QTest::newRow("beyond 32 bits")
-        << qint64(5'000'000'000) << qint64(-1) << qint64(1) << QByteArray("bytes=5000000001-");
+    QTest::newRow("beyond 32 bits") << qint64(5'000'000'000) << qint64(-1) << qint64(1)
+                                    << QByteArray("bytes=5000000001-");
 }
 
 void TestWwwDownloaderRequest::ranges()
@@ -292,7 +297,8 @@ void TestWwwDownloaderRequest::methods()
     QCOMPARE(bench.reply()->postedBody(), posts ? postData : QByteArray());
     QVERIFY(bench.requests.first().first().startsWith(posts ? "POST "_L1 : "GET "_L1));
     QTEST(bench.reply()->request().rawHeader("Content-Type"), "sentType");
-    QTEST(bench.requests.first().filter(QRegularExpression(u"^content-type: "_s, QRegularExpression::CaseInsensitiveOption)),
+    QTEST(bench.requests.first().filter(
+              QRegularExpression(u"^content-type: "_s, QRegularExpression::CaseInsensitiveOption)),
           "listedTypes");
 }
 
@@ -313,13 +319,14 @@ void TestWwwDownloaderRequest::invalidPostData_data()
     QTest::newRow("another byte is a body") << content << page << QByteArray("a") << false;
     QTest::newRow("no body is no invalid one") << content << page << QByteArray() << false;
     QTest::newRow("the content domain itself is no content host")
-        << QString("http://"_L1 + CloudDriveHosts::kContentHostDomain + "/f"_L1) << QString() << QByteArray("&") << false;
+        << QString("http://"_L1 + CloudDriveHosts::kContentHostDomain + "/f"_L1) << QString() << QByteArray("&")
+        << false;
     QTest::newRow("a domain that only ends like it is no content host")
-        << QString("http://x"_L1 + CloudDriveHosts::kContentHostDomain + "/f"_L1) << QString() << QByteArray("&") << false;
+        << QString("http://x"_L1 + CloudDriveHosts::kContentHostDomain + "/f"_L1) << QString() << QByteArray("&")
+        << false;
     QTest::newRow("a host below the front end is not the front end")
         << other << QString("http://x."_L1 + CloudDriveHosts::kFrontEndHost + "/f"_L1) << QByteArray("&") << false;
-    QTest::newRow("the front end as the source says nothing")
-        << page << QString() << QByteArray("&") << false;
+    QTest::newRow("the front end as the source says nothing") << page << QString() << QByteArray("&") << false;
 }
 
 void TestWwwDownloaderRequest::invalidPostData()

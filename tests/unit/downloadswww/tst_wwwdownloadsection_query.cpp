@@ -43,6 +43,8 @@ private Q_SLOTS:
     void aFailedAdoptedTransferIsStartedAnew();
     void aRestartedTransferKeepsTheWriter();
     void aRestartThatFailsTooEndsTheSection();
+    void aRunAfterAnAdoptingOneFailsLikeAnyOther();
+    void aRunAfterAnInterruptedRestartHasAWriter();
 };
 
 void tst_WwwDownloadSectionQuery::aQueryReadsInSmallSteps()
@@ -357,6 +359,38 @@ void tst_WwwDownloadSectionQuery::aRestartThatFailsTooEndsTheSection()
     QCOMPARE(section->lastError().code, int(QNetworkReply::ConnectionRefusedError));
     QCOMPARE(bench.replies.size(), 2);
     QCOMPARE(bench.mirrors->nextMirrorConnectionCount(), 0);
+}
+
+void tst_WwwDownloadSectionQuery::aRunAfterAnAdoptingOneFailsLikeAnyOther()
+{
+    SectionBench bench;
+    WwwDownloadSection *section = bench.make();
+    bench.runQuery(10);
+    section->start();
+    section->stop(SectionBench::anError(), false);
+    QVERIFY(bench.waitUntilIdle());
+    section->start();
+    bench.reply()->end(QNetworkReply::ConnectionRefusedError);
+    QVERIFY(!section->isRunning());
+    QCOMPARE(section->lastError().code, int(QNetworkReply::ConnectionRefusedError));
+}
+
+void tst_WwwDownloadSectionQuery::aRunAfterAnInterruptedRestartHasAWriter()
+{
+    SectionBench bench;
+    WwwDownloadSection *section = bench.make();
+    bench.runQuery(10);
+    section->start();
+    bench.reply()->end(QNetworkReply::RemoteHostClosedError);
+    QTRY_COMPARE(bench.replies.size(), 2);
+    section->stop(SectionBench::anError(), false);
+    QVERIFY(bench.waitUntilIdle());
+    section->start();
+    bench.answerWhole(10);
+    QVERIFY(bench.memoryWriter());
+    bench.finishWith("0123456789"_ba);
+    QVERIFY(bench.waitUntilIdle());
+    QVERIFY(section->isFinished());
 }
 
 QTEST_GUILESS_MAIN(tst_WwwDownloadSectionQuery)

@@ -51,6 +51,7 @@ private Q_SLOTS:
 
     void theSizeOfAKnownFileIsLearnt_data();
     void theSizeOfAKnownFileIsLearnt();
+    void theSizeIsNotLearntFromAnAnswerFromTheStart();
     void aKnownFileThatIsTheSameSaysNothingNew();
     void aChangedResourceStopsTheSection_data();
     void aChangedResourceStopsTheSection();
@@ -358,6 +359,18 @@ void tst_WwwDownloadSectionResponse::theSizeOfAKnownFileIsLearnt()
     QCOMPARE(section->section().size, sectionSize);
     QVERIFY(section->isRunning());
     QCOMPARE(bench.count(u"persistentInfoChanged"_s), changes);
+}
+
+void tst_WwwDownloadSectionResponse::theSizeIsNotLearntFromAnAnswerFromTheStart()
+{
+    SectionBench bench;
+    bench.addFile(-1, {{0, -1, 0}});
+    WwwDownloadSection *section = bench.make({0, -1, 0});
+    section->start();
+    bench.answerWhole(100);
+    QCOMPARE(section->lastError(), resourceChanged());
+    QCOMPARE(bench.info->files.first().size, -1);
+    QCOMPARE(section->section().size, -1);
 }
 
 void tst_WwwDownloadSectionResponse::aKnownFileThatIsTheSameSaysNothingNew()

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <inet/qt/download/framework/filedataasyncwriter.h>
 
+#include <tests/unit/framework/filecontent.h>
+#include <tests/unit/framework/filewriterbench.h>
 #include <tests/unit/framework/ordinaryuser.h>
 #include <tests/unit/framework/systemcalls.h>
 
@@ -10,21 +12,16 @@
 #include <QSemaphore>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QThread>
 
-#include <atomic>
 #include <cerrno>
-#include <csignal>
-
-#include <sys/resource.h>
-#include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
+using Bench = FileWriterBench;
 
 namespace
 {
 
-constexpr qint64 kMiB = 1024 * 1024;
+constexpr qint64 kMiB = Q_INT64_C(1024) * 1024;
 
 /// Hands data on as a transfer does.
 class Source : public QObject
@@ -33,142 +30,6 @@ class Source : public QObject
 
 Q_SIGNALS:
     void gotData(const QByteArray &data);
-};
-
-/// A writer, in a thread of its own or not, and all that it says to the owner's thread.
-class Bench
-{
-public:
-    explicit Bench(bool ownThread, int syncEveryBytes = 0, qint64 progressStep = 32768)
-        : writer(new FileDataAsyncWriter(syncEveryBytes, 'P', progressStep, nullptr))
-    {
-        listen();
-        if (!ownThread)
-            return;
-        thread.start();
-        writer->moveToThread(&thread);
-    }
-
-    ~Bench()
-    {
-        release();
-        // A thread that is told to quit drops what is queued.
-        [this] { QTRY_VERIFY(gone); }();
-        thread.quit();
-        thread.wait();
-    }
-
-    /// As a section does: the writer ends in its own thread, at its own time.
-    void release()
-    {
-        if (!writer)
-            return;
-        if (writer->thread() == QThread::currentThread())
-            delete writer;
-        else
-            writer->deleteLater();
-        writer = nullptr;
-    }
-
-    void openAndWait(const QString &path, qint64 position = 0, bool exists = false)
-    {
-        writer->open(path, position, exists);
-        QTRY_VERIFY(writer->isOpen());
-        said.clear();
-    }
-
-    void closeAndWait()
-    {
-        writer->close();
-        QTRY_VERIFY(said.contains(u"closed"_s));
-    }
-
-    /// Behind everything that was asked for before.
-    void settle()
-    {
-        const qsizetype before = said.count(u"all"_s);
-        writer->finishPendingData();
-        QTRY_VERIFY(said.count(u"all"_s) > before);
-    }
-
-    QStringList withoutProgress() const
-    {
-        QStringList lines = said;
-        lines.removeIf([](const QString &line) { return line.startsWith(u"reserving"_s); });
-        return lines;
-    }
-
-    FileDataAsyncWriter *writer;
-    std::atomic<bool> gone = false;
-    QThread thread;
-    QObject owner;
-    QStringList said;
-    QStringList openWhenSaid; ///< lines that came while the writer was open
-    QList<qint64> reserving;
-    qint64 written = 0;
-
-private:
-    void listen()
-    {
-        using Base = AbstractDataAsyncProcessor;
-        QObject::connect(writer, &QObject::destroyed, [this] { gone = true; });
-        const auto log = [this](const QString &line) {
-            said.append(line);
-            if (writer && writer->isOpen())
-                openWhenSaid.append(line);
-        };
-        QObject::connect(writer, &Base::opened, &owner, [log] { log(u"opened"_s); });
-        QObject::connect(writer, &Base::closed, &owner, [log] { log(u"closed"_s); });
-        QObject::connect(writer, &Base::failed, &owner, [log] { log(u"failed"_s); });
-        QObject::connect(writer, &Base::allDataIsProcessed, &owner, [log] { log(u"all"_s); });
-        QObject::connect(writer, &Base::dataProcessed, &owner, [this, log](qint64 n) {
-            written += n;
-            log(QString::number(n));
-        });
-        QObject::connect(writer, &FileDataAsyncWriter::preallocatingProgress, &owner, [this, log](qint64 n) {
-            reserving.append(n);
-            log(u"reserving %1"_s.arg(n));
-        });
-        QObject::connect(writer, &FileDataAsyncWriter::preallocateFinished, &owner,
-                         [log](qint64 n) { log(u"reserved %1"_s.arg(n)); });
-    }
-};
-
-QByteArray contentOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(no file)");
-}
-
-void makeFile(const QString &path, const QByteArray &content)
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    QCOMPARE(file.write(content), content.size());
-}
-
-qint64 bytesOnDisk(const QString &path)
-{
-    struct stat status = {};
-    return ::stat(QFile::encodeName(path).constData(), &status) == 0 ? status.st_blocks * 512 : -1;
-}
-
-/// No file of this process grows beyond the size while the object lives.
-class FileSizeLimit
-{
-public:
-    explicit FileSizeLimit(qint64 size)
-    {
-        ::signal(SIGXFSZ, SIG_IGN);
-        ::getrlimit(RLIMIT_FSIZE, &m_before);
-        rlimit limit = m_before;
-        limit.rlim_cur = rlim_t(size);
-        ::setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~FileSizeLimit() { ::setrlimit(RLIMIT_FSIZE, &m_before); }
-
-private:
-    rlimit m_before{};
 };
 
 }
@@ -237,25 +98,6 @@ private Q_SLOTS:
     void pushesDataToTheDiskAfterSoManyBytes();
     void dataThatTheDiskDoesNotTakeFails_data() { threads(); }
     void dataThatTheDiskDoesNotTakeFails();
-
-    void reservesWithoutChangingContent_data() { threads(); }
-    void reservesWithoutChangingContent();
-    void neverShrinksAFile_data();
-    void neverShrinksAFile();
-    void reservesOnceForOneOrder_data() { threads(); }
-    void reservesOnceForOneOrder();
-    void aFileTooLargeForTheDiskFailsAtOnce_data();
-    void aFileTooLargeForTheDiskFailsAtOnce();
-    void reservesByStepsWhereTheFileSystemCannot_data() { threads(); }
-    void reservesByStepsWhereTheFileSystemCannot();
-    void progressIsSparse_data() { threads(); }
-    void progressIsSparse();
-    void stepsDoNotHoldUpDataNorHarmIt_data() { threads(); }
-    void stepsDoNotHoldUpDataNorHarmIt();
-    void aStepThatFindsTheDiskFullFails_data() { threads(); }
-    void aStepThatFindsTheDiskFullFails();
-    void closeEndsTheSteps_data() { threads(); }
-    void closeEndsTheSteps();
 
     void mayBeReleasedWithAnswersUnderWay_data() { threads(); }
     void mayBeReleasedWithAnswersUnderWay();
@@ -680,188 +522,10 @@ void TestFileWriter::dataThatTheDiskDoesNotTakeFails()
     QCOMPARE(bench.writer->lastError().description, std::string("Input/output error"));
 }
 
-void TestFileWriter::reservesWithoutChangingContent()
-{
-    QFETCH(bool, ownThread);
-    makeFile(path(), "abc");
-    Bench bench(ownThread);
-    bench.writer->schedulePreallocateOnOpen(2 * kMiB);
-    bench.writer->open(path(), 3, true);
-    bench.writer->processData("def");
-    bench.settle();
-    QCOMPARE(bench.said.count(u"reserved %1"_s.arg(2 * kMiB)), 1);
-    QCOMPARE(bench.said.count(u"opened"_s), 1);
-    const QByteArray content = contentOf(path());
-    QVERIFY(content == "abcdef" + QByteArray(2 * kMiB - 6, '\0'));
-    QVERIFY(bytesOnDisk(path()) >= 2 * kMiB);
-}
-
-void TestFileWriter::neverShrinksAFile_data()
-{
-    QTest::addColumn<bool>("ownThread");
-    QTest::addColumn<int>("fallocateError");
-    for (const bool own : {false, true}) {
-        const QByteArray where = own ? ", in a thread of its own" : ", in the caller's thread";
-        QTest::newRow("reserved by the file system" + where) << own << 0;
-        QTest::newRow("reserved by steps" + where) << own << EOPNOTSUPP;
-    }
-}
-
-void TestFileWriter::neverShrinksAFile()
-{
-    QFETCH(bool, ownThread);
-    QFETCH(int, fallocateError);
-    SystemCalls::fallocateError = fallocateError;
-    makeFile(path(), QByteArray(1000, 'x'));
-    Bench bench(ownThread);
-    bench.writer->schedulePreallocateOnOpen(10);
-    bench.writer->open(path(), 0, true);
-    QTRY_VERIFY(bench.said.contains(u"reserved 10"_s));
-    bench.closeAndWait();
-    QVERIFY(contentOf(path()) == QByteArray(1000, 'x'));
-}
-
-void TestFileWriter::reservesOnceForOneOrder()
-{
-    QFETCH(bool, ownThread);
-    Bench bench(ownThread);
-    bench.writer->schedulePreallocateOnOpen(1000);
-    bench.openAndWait(path());
-    bench.closeAndWait();
-    bench.openAndWait(path(), 0, true);
-    bench.settle();
-    QVERIFY(!bench.said.contains(u"reserved 1000"_s));
-}
-
-void TestFileWriter::aFileTooLargeForTheDiskFailsAtOnce_data()
-{
-    QTest::addColumn<bool>("ownThread");
-    QTest::addColumn<int>("fallocateError");
-    QTest::addColumn<qint64>("freeBlocks");
-    QTest::addColumn<QString>("text");
-    for (const bool own : {false, true}) {
-        const QByteArray where = own ? ", in a thread of its own" : ", in the caller's thread";
-        const QString full = u"No space left on device"_s;
-        QTest::newRow("the file system says that it is full" + where) << own << ENOSPC << qint64(-1) << full;
-        QTest::newRow("the file may not become so large" + where) << own << 0 << qint64(-1) << u"File too large"_s;
-        QTest::newRow("too little is free for steps" + where) << own << EOPNOTSUPP << qint64(1) << full;
-    }
-}
-
-void TestFileWriter::aFileTooLargeForTheDiskFailsAtOnce()
-{
-    QFETCH(bool, ownThread);
-    QFETCH(int, fallocateError);
-    QFETCH(qint64, freeBlocks);
-    QFETCH(QString, text);
-    SystemCalls::fallocateError = fallocateError;
-    SystemCalls::freeBlocks = freeBlocks;
-    const FileSizeLimit limit(kMiB);
-    Bench bench(ownThread);
-    bench.writer->schedulePreallocateOnOpen(8 * kMiB);
-    bench.writer->open(path(), 0, false);
-    bench.settle();
-    QCOMPARE(bench.said, (QStringList{u"failed"_s, u"all"_s}));
-    QCOMPARE(bench.writer->lastError().code, int(QFileDevice::ResourceError));
-    QCOMPARE(QString::fromStdString(bench.writer->lastError().description), text);
-    QVERIFY(!bench.writer->isOpen());
-    QCOMPARE(contentOf(path()), QByteArray());
-}
-
-void TestFileWriter::reservesByStepsWhereTheFileSystemCannot()
-{
-    QFETCH(bool, ownThread);
-    SystemCalls::fallocateError = ENOSYS;
-    makeFile(path(), "abc");
-    Bench bench(ownThread);
-    const qint64 size = 20 * kMiB + 5;
-    bench.writer->schedulePreallocateOnOpen(size);
-    bench.writer->open(path(), 3, true);
-    QTRY_VERIFY(bench.said.contains(u"reserved %1"_s.arg(size)));
-    QCOMPARE(bench.said.first(), u"opened"_s);
-    QVERIFY(!bench.reserving.isEmpty());
-    QVERIFY(std::is_sorted(bench.reserving.cbegin(), bench.reserving.cend()));
-    QVERIFY(contentOf(path()) == "abc" + QByteArray(size - 3, '\0'));
-    QVERIFY(bytesOnDisk(path()) >= size);
-}
-
-void TestFileWriter::progressIsSparse()
-{
-    QFETCH(bool, ownThread);
-    SystemCalls::fallocateError = EOPNOTSUPP;
-    const qint64 step = 20 * kMiB;
-    Bench bench(ownThread, 0, step);
-    bench.writer->schedulePreallocateOnOpen(64 * kMiB);
-    bench.writer->open(path(), 0, false);
-    QTRY_VERIFY(bench.said.contains(u"reserved %1"_s.arg(64 * kMiB)));
-    qint64 before = 0;
-    for (const qint64 now : std::as_const(bench.reserving)) {
-        QVERIFY(now - before >= step);
-        before = now;
-    }
-    QCOMPARE(bench.reserving.size(), 2);
-}
-
-void TestFileWriter::stepsDoNotHoldUpDataNorHarmIt()
-{
-    QFETCH(bool, ownThread);
-    SystemCalls::fallocateError = EOPNOTSUPP;
-    makeFile(path(), QByteArray());
-    Bench bench(ownThread);
-    Bench other(ownThread);
-    const qint64 size = 48 * kMiB;
-    bench.writer->schedulePreallocateOnOpen(size);
-    bench.writer->open(path(), 0, true);
-    QTRY_VERIFY(bench.writer->isOpen());
-    // Both write where the zeros have not come to yet.
-    other.openAndWait(path(), 20 * kMiB, true);
-    bench.writer->processData(QByteArray(3 * kMiB, 'a'));
-    other.writer->processData(QByteArray(9 * kMiB, 'b'));
-    QTRY_VERIFY(bench.said.contains(u"reserved %1"_s.arg(size)));
-    bench.closeAndWait();
-    other.closeAndWait();
-    const QByteArray content = contentOf(path());
-    QVERIFY(content.left(3 * kMiB) == QByteArray(3 * kMiB, 'a'));
-    QVERIFY(content.mid(20 * kMiB, 9 * kMiB) == QByteArray(9 * kMiB, 'b'));
-    QVERIFY(content.mid(29 * kMiB) == QByteArray(content.size() - 29 * kMiB, '\0'));
-    QVERIFY(content.size() >= size);
-}
-
-void TestFileWriter::aStepThatFindsTheDiskFullFails()
-{
-    QFETCH(bool, ownThread);
-    SystemCalls::fallocateError = EOPNOTSUPP;
-    const FileSizeLimit limit(20 * kMiB);
-    Bench bench(ownThread);
-    bench.writer->schedulePreallocateOnOpen(64 * kMiB);
-    bench.writer->open(path(), 0, false);
-    QTRY_VERIFY(bench.said.contains(u"failed"_s));
-    bench.settle();
-    QCOMPARE(bench.withoutProgress(), (QStringList{u"opened"_s, u"failed"_s, u"all"_s}));
-    QCOMPARE(bench.writer->lastError().code, int(QFileDevice::ResourceError));
-    bench.closeAndWait();
-}
-
-void TestFileWriter::closeEndsTheSteps()
-{
-    QFETCH(bool, ownThread);
-    SystemCalls::fallocateError = EOPNOTSUPP;
-    Bench bench(ownThread);
-    const qint64 size = 4096 * kMiB;
-    SystemCalls::freeBlocks = size;
-    bench.writer->schedulePreallocateOnOpen(size);
-    bench.writer->open(path(), 0, false);
-    QTRY_VERIFY(bench.said.contains(u"opened"_s));
-    bench.closeAndWait();
-    bench.settle();
-    QCOMPARE(bench.withoutProgress(), (QStringList{u"opened"_s, u"closed"_s, u"all"_s}));
-    QVERIFY(QFileInfo(path()).size() < size);
-}
-
 void TestFileWriter::mayBeReleasedWithAnswersUnderWay()
 {
     QFETCH(bool, ownThread);
-    for (int i = 0; i < 50; ++i) {
+    for (int i = 0; i < 20; ++i) {
         Bench bench(ownThread);
         bench.writer->open(path(), 0, false);
         bench.writer->processData("abc");

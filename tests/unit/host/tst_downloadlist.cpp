@@ -12,8 +12,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <memory>
 #include <QThread>
+#include <memory>
 
 using namespace Qt::StringLiterals;
 
@@ -23,8 +23,8 @@ namespace
 using Info = AbstractDownloadPersistentInfo;
 
 constexpr quint32 kRandomRecords = 300;
-constexpr auto kOthers = QFile::ReadGroup | QFile::WriteGroup | QFile::ExeGroup | QFile::ReadOther | QFile::WriteOther
-    | QFile::ExeOther;
+constexpr auto kOthers =
+    QFile::ReadGroup | QFile::WriteGroup | QFile::ExeGroup | QFile::ReadOther | QFile::WriteOther | QFile::ExeOther;
 
 Info recordOf(const QString &url, const QString &folder, const QString &outputName = {})
 {
@@ -354,8 +354,12 @@ void TestDownloadList::aDownloadHasOneOwner()
     const ProcessIdentity identity = ProcessIdentity::ofProcess(other.processId());
     {
         const Shell shell(path());
-        QVERIFY(shell.value(u"UPDATE downloads SET owner_pid = %1, owner_start_time = %2, owner_boot_id = '%3'"_s
-                                .arg(identity.pid).arg(identity.startTime).arg(identity.bootId)).isNull());
+        QVERIFY(shell
+                    .value(u"UPDATE downloads SET owner_pid = %1, owner_start_time = %2, owner_boot_id = '%3'"_s
+                               .arg(identity.pid)
+                               .arg(identity.startTime)
+                               .arg(identity.bootId))
+                    .isNull());
     }
     ProcessIdentity owner;
     QCOMPARE(list.claim(record.id, &owner), DownloadList::Claim::OwnedByOther);
@@ -404,7 +408,8 @@ void TestDownloadList::releasingSomebodyElsesDownloadDoesNothing()
     QVERIFY(list.insert(record) > 0);
     {
         const Shell shell(path());
-        QVERIFY(shell.value(u"UPDATE downloads SET owner_pid = 1, owner_start_time = 2, owner_boot_id = 'x'"_s).isNull());
+        QVERIFY(
+            shell.value(u"UPDATE downloads SET owner_pid = 1, owner_start_time = 2, owner_boot_id = 'x'"_s).isNull());
     }
     QVERIFY(!list.release(record.id));
     const Shell shell(path());

@@ -113,7 +113,5 @@ void TestDownloadRequest::whatIsNotGivenAgainStays()
     QCOMPARE(record, before);
 }
 
-Q_DECLARE_METATYPE(DownloadRequest)
-
 QTEST_GUILESS_MAIN(TestDownloadRequest)
 #include "tst_downloadrequest.moc"

@@ -55,14 +55,16 @@ void TestErrorMessages::textOfError_data()
 
     QTest::newRow("a changed resource says what to delete")
         << errorOf(ErrorCategory::kDownload, 2)
-        << QStringList{u"cannot resume \"x.iso\": the server no longer has the same file (its ETag, size or date changed)."_s,
-                       u"Delete \"/home/anna/x.iso.part\" and run the same command again"_s};
+        << QStringList{
+               u"cannot resume \"x.iso\": the server no longer has the same file (its ETag, size or date changed)."_s,
+               u"Delete \"/home/anna/x.iso.part\" and run the same command again"_s};
     QTest::newRow("a server that cannot resume says what to delete")
         << errorOf(ErrorCategory::kDownload, 1)
         << QStringList{u"cannot resume \"x.iso\""_s, u"Delete \"/home/anna/x.iso.part\""_s};
     QTest::newRow("a missing file names status and address")
         << errorOf(ErrorCategory::kHttp, 404)
-        << QStringList{u"\"https://user@files.example/dir/x.iso?a=1\""_s, u"(HTTP status 404)"_s, u"Check the address."_s};
+        << QStringList{u"\"https://user@files.example/dir/x.iso?a=1\""_s, u"(HTTP status 404)"_s,
+                       u"Check the address."_s};
     QTest::newRow("an unexpected status is named")
         << errorOf(ErrorCategory::kHttp, 500) << QStringList{u"HTTP status 500"_s, u"try again later"_s};
     QTest::newRow("a password says how to give it")
@@ -75,8 +77,8 @@ void TestErrorMessages::textOfError_data()
     QTest::newRow("an unknown host is quoted")
         << errorOf(ErrorCategory::kNetwork, QNetworkReply::HostNotFoundError, "Host files.example not found")
         << QStringList{u"cannot find the host \"files.example\""_s};
-    QTest::newRow("a time-out names the server")
-        << errorOf(ErrorCategory::kNetwork, QNetworkReply::TimeoutError) << QStringList{u"\"files.example\""_s, u"again"_s};
+    QTest::newRow("a time-out names the server") << errorOf(ErrorCategory::kNetwork, QNetworkReply::TimeoutError)
+                                                 << QStringList{u"\"files.example\""_s, u"again"_s};
     QTest::newRow("a refused certificate names both ways out")
         << errorOf(ErrorCategory::kNetwork, QNetworkReply::SslHandshakeFailedError, "The certificate has expired.")
         << QStringList{u"The certificate has expired. "_s, u"--ca-certificate"_s, u"--insecure"_s};
@@ -154,8 +156,8 @@ void TestErrorMessages::aRecordWithoutAFileIsNamedByItsUrl()
 
 void TestErrorMessages::anErrorThatIsASentenceIsLeftAsItIs()
 {
-    const AbstractError error =
-        errorOf(ErrorCategory::kFile, QFileDevice::PermissionsError, "cannot create \"/a/b\": No. Choose another folder.");
+    const AbstractError error = errorOf(ErrorCategory::kFile, QFileDevice::PermissionsError,
+                                        "cannot create \"/a/b\": No. Choose another folder.");
     QCOMPARE(ErrorMessages::forDownload(error, recordOf()), u"cannot create \"/a/b\": No. Choose another folder."_s);
 }
 

@@ -106,8 +106,7 @@ void TestExitStatus::statusOfError_data()
     network("redirects counted by Qt", QNetworkReply::TooManyRedirectsError, ExitStatus::TooManyRedirects);
     network("a redirect out of encryption", QNetworkReply::InsecureRedirectError, ExitStatus::BadResponse);
     network("a password is asked for", QNetworkReply::AuthenticationRequiredError, ExitStatus::Authentication);
-    network("a proxy asks for a password", QNetworkReply::ProxyAuthenticationRequiredError,
-            ExitStatus::Authentication);
+    network("a proxy asks for a password", QNetworkReply::ProxyAuthenticationRequiredError, ExitStatus::Authentication);
     network("404 as Qt says it", QNetworkReply::ContentNotFoundError, ExitStatus::NotFound);
     network("410 as Qt says it", QNetworkReply::ContentGoneError, ExitStatus::NotFound);
     network("403 as Qt says it", QNetworkReply::ContentAccessDenied, ExitStatus::BadResponse);

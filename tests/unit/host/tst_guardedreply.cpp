@@ -74,6 +74,8 @@ private Q_SLOTS:
     void aWholeAnswerToARangeIsNotJudged();
     void anErrorStatusComesWithItsHead();
     void aBodyCutShortIsAnError();
+    void aBodyOfUnknownLengthMayEndAnywhere();
+    void aHeadAloneHasNoBodyToMiss();
     void aRedirectIsShownNotFollowed();
     void aPostIsSentWithItsBody();
     void unreadDataStaysWhereItIs();
@@ -136,21 +138,22 @@ void TestGuardedReply::aWholeAnswerPassesAsItIs()
 
 void TestGuardedReply::theHeadIsTheInnerReplys()
 {
-    m_server->setResponse("/file", ScriptedResponse::file(kSeed, kSize).withHeader("Content-Type", "text/x-test"));
+    ScriptedResponse response = ScriptedResponse::ok(content());
+    response.withHeader("Content-Type", "text/x-test").withHeader("ETag", "\"1\"");
+    m_server->setResponse("/file", response);
     QNetworkReply *const reply = get(request());
     QCOMPARE(reply->operation(), QNetworkAccessManager::GetOperation);
     QCOMPARE(reply->request().url(), reply->url());
     int statusAtHead = 0;
-    connect(reply, &QNetworkReply::metaDataChanged, this, [&] {
-        statusAtHead = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-    });
+    connect(reply, &QNetworkReply::metaDataChanged, this,
+            [&] { statusAtHead = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(); });
     const Recorder recorder(reply);
     QVERIFY(recorder.wait());
     QCOMPARE(statusAtHead, 200);
     QCOMPARE(reply->attribute(QNetworkRequest::HttpReasonPhraseAttribute).toString(), u"OK"_s);
     QCOMPARE(reply->header(QNetworkRequest::ContentTypeHeader).toString(), u"text/x-test"_s);
     QCOMPARE(reply->header(QNetworkRequest::ContentLengthHeader).toLongLong(), kSize);
-    QVERIFY(!reply->rawHeader("ETag").isEmpty());
+    QCOMPARE(reply->rawHeader("etag"), QByteArray("\"1\""));
 }
 
 void TestGuardedReply::headersKeepOrderAndSpelling()
@@ -196,6 +199,7 @@ void TestGuardedReply::aPieceThatWasNotAskedForIsRefused()
     QFETCH(QByteArray, contentRange);
     ScriptedResponse response = ScriptedResponse::ok(content());
     response.status = 206;
+    response.holdAfter = 100;
     if (!contentRange.isEmpty())
         response.withHeader("Content-Range", contentRange);
     m_server->setResponse("/file", response);
@@ -245,16 +249,48 @@ void TestGuardedReply::anErrorStatusComesWithItsHead()
     QVERIFY(!reply->errorString().isEmpty());
 }
 
+/// The end of the connection overtakes the body now and then; no number of tries may let a short one pass.
 void TestGuardedReply::aBodyCutShortIsAnError()
 {
+    constexpr int kTries = 30;
+    constexpr qint64 kCut = 5000;
     ScriptedResponse response = ScriptedResponse::file(kSeed, kSize);
-    response.cutAfter = 5000;
+    response.cutAfter = kCut;
     m_server->setResponse("/file", response);
-    QNetworkReply *const reply = get(request());
-    const Recorder recorder(reply);
+    for (int i = 0; i < kTries; ++i) {
+        const std::unique_ptr<QNetworkReply> reply(get(request()));
+        const Recorder recorder(reply.get());
+        QVERIFY(recorder.wait());
+        QCOMPARE(recorder.events.mid(recorder.events.size() - 2), (QStringList{u"error 2"_s, u"finished"_s}));
+        QCOMPARE(recorder.events.count(u"finished"_s), 1);
+        QCOMPARE(recorder.body + reply->readAll(), content().first(kCut));
+    }
+}
+
+void TestGuardedReply::aBodyOfUnknownLengthMayEndAnywhere()
+{
+    ScriptedResponse response = ScriptedResponse::ok("content");
+    response.framing = ScriptedResponse::Framing::CloseDelimited;
+    m_server->setResponse("/file", response);
+    const Recorder untilClose(get(request()));
+    QVERIFY(untilClose.wait());
+    QCOMPARE(untilClose.events, (QStringList{u"head"_s, u"data"_s, u"finished"_s}));
+    QCOMPARE(untilClose.body, QByteArray("content"));
+
+    response.framing = ScriptedResponse::Framing::Chunked;
+    m_server->setResponse("/file", response);
+    const Recorder inChunks(get(request()));
+    QVERIFY(inChunks.wait());
+    QCOMPARE(inChunks.events, (QStringList{u"head"_s, u"data"_s, u"finished"_s}));
+    QCOMPARE(inChunks.body, QByteArray("content"));
+}
+
+void TestGuardedReply::aHeadAloneHasNoBodyToMiss()
+{
+    m_server->setResponse("/file", ScriptedResponse::ok({}).withHeader("Content-Length", "5"));
+    const Recorder recorder(m_manager->head(request()));
     QVERIFY(recorder.wait());
-    QCOMPARE(recorder.events.mid(recorder.events.size() - 2), (QStringList{u"error 2"_s, u"finished"_s}));
-    QCOMPARE(recorder.body + reply->readAll(), content().first(5000));
+    QCOMPARE(recorder.events, (QStringList{u"head"_s, u"finished"_s}));
 }
 
 void TestGuardedReply::aRedirectIsShownNotFollowed()
@@ -262,9 +298,8 @@ void TestGuardedReply::aRedirectIsShownNotFollowed()
     m_server->setResponse("/away", ScriptedResponse::redirect("/file"));
     QNetworkReply *const reply = get(request("/away"));
     QUrl targetAtHead;
-    connect(reply, &QNetworkReply::metaDataChanged, this, [&] {
-        targetAtHead = reply->attribute(QNetworkRequest::RedirectionTargetAttribute).toUrl();
-    });
+    connect(reply, &QNetworkReply::metaDataChanged, this,
+            [&] { targetAtHead = reply->attribute(QNetworkRequest::RedirectionTargetAttribute).toUrl(); });
     const Recorder recorder(reply);
     QVERIFY(recorder.wait());
     QCOMPARE(reply->url().resolved(targetAtHead), m_server->url(u"/file"_s));
@@ -293,10 +328,12 @@ void TestGuardedReply::unreadDataStaysWhereItIs()
     QTRY_VERIFY(reply->bytesAvailable() > 0);
     QCOMPARE(reply->readBufferSize(), kBuffer);
     QByteArray body;
-    const bool whole = QTest::qWaitFor([&] {
-        body += reply->read(1000);
-        return body.size() == kSize && reply->isFinished();
-    }, ScriptedServer::kPatienceMs);
+    const bool whole = QTest::qWaitFor(
+        [&] {
+            body += reply->read(1000);
+            return body.size() == kSize && reply->isFinished();
+        },
+        ScriptedServer::kPatienceMs);
     QVERIFY(whole);
     QVERIFY(body == content());
 }

@@ -62,7 +62,10 @@ private Q_SLOTS:
 
 private:
     Manager take(const QString &path = u"/file"_s) { return m_chief->takeManager(m_server->url(path)); }
-    QNetworkReply *get(const Manager &manager) const { return manager->get(QNetworkRequest(m_server->url(u"/file"_s))); }
+    QNetworkReply *get(const Manager &manager) const
+    {
+        return manager->get(QNetworkRequest(m_server->url(u"/file"_s)));
+    }
     void giveBack(const Manager &manager) { m_chief->returnManager(manager, m_server->url(u"/file"_s)); }
 
     std::unique_ptr<ScriptedServer> m_server;

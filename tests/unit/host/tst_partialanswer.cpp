@@ -119,8 +119,8 @@ void TestPartialAnswer::refusal_data()
     QTest::newRow("it ends at the total") << from1000 << QByteArray("bytes 1000-5000/5000") << true;
     QTest::newRow("it ends behind the total") << from1000 << QByteArray("bytes 1000-9999/5000") << true;
     QTest::newRow("nothing was asked for") << QByteArray() << QByteArray("bytes 7-8/9") << false;
-    QTest::newRow("what was asked for is not understood") << QByteArray("bytes=-5") << QByteArray("bytes 7-8/9")
-                                                          << false;
+    QTest::newRow("what was asked for is not understood")
+        << QByteArray("bytes=-5") << QByteArray("bytes 7-8/9") << false;
 }
 
 void TestPartialAnswer::refusal()

@@ -5,7 +5,8 @@
 #include <QNetworkRequest>
 #include <QVariant>
 
-namespace {
+namespace
+{
 
 /// A device that was never given a text answers with a stand-in, which tells people less than a status does.
 bool saysNothing(const QString &text)

@@ -354,8 +354,7 @@ void WwwDownload::stop(const AbstractError &error)
         return;
     }
     for (const SectionPointer &item : sections(true)) {
-        // A receiver may begin another run as soon as this one has ended.
-        if (isStopping() && item->isRunning())
+        if (item->isRunning())
             item->stop(error, false);
     }
 }

@@ -152,7 +152,7 @@ private:
 
     const QSharedPointer<AbstractNetworkAccessChief> m_chief;
     QSharedPointer<QNetworkAccessManager> m_manager; // held while a request runs
-    QUrl m_currentUrl;                               // for which the manager was taken
+    QUrl m_currentUrl; // for which the manager was taken
     NetworkUsageSettings m_usageSettings;
     AbstractNetworkConsumerSettings m_networkSettings;
     QtConnectionsMap m_connectionsMap;

@@ -12,7 +12,8 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
+namespace
+{
 
 QList<QString> headersInWords(const QNetworkReply &reply, int status)
 {

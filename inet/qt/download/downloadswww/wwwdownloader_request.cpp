@@ -17,7 +17,8 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
+namespace
+{
 
 constexpr auto kFormContentType = "application/x-www-form-urlencoded"_L1;
 
