@@ -22,6 +22,21 @@ bool isHttp(const QUrl &url)
     return url.scheme() == "http"_L1 || url.scheme() == "https"_L1;
 }
 
+/// A redirect may name any scheme; one that reads local files would hand them out as if they came from the network. The
+/// base class answers a scheme that it does not know with an error that names it.
+QNetworkRequest refused(QNetworkRequest request)
+{
+    QUrl url = request.url();
+    url.setScheme("refused-"_L1 + url.scheme());
+    request.setUrl(url);
+    return request;
+}
+
+bool isForeign(const QUrl &url)
+{
+    return !isHttp(url) && url.scheme() != "ftp"_L1;
+}
+
 }
 
 GuardedNetworkAccessManager::GuardedNetworkAccessManager(QSharedPointer<SharedCookieJar> jar, QObject *parent)
@@ -53,7 +68,8 @@ QNetworkReply *GuardedNetworkAccessManager::createRequest(Operation operation, c
                                                           QIODevice *outgoingData)
 {
     if (!isHttp(request.url())) {
-        QNetworkReply *const reply = QNetworkAccessManager::createRequest(operation, request, outgoingData);
+        QNetworkReply *const reply = QNetworkAccessManager::createRequest(
+            operation, isForeign(request.url()) ? refused(request) : request, outgoingData);
         watch(reply);
         return reply;
     }

@@ -15,7 +15,8 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
+namespace
+{
 
 constexpr int kSectionLogLevel = 4;
 
@@ -27,9 +28,8 @@ QNetworkReply::RawHeaderPair header(const QByteArray &name, const QByteArray &va
 }
 
 SectionBench::SectionBench()
-    : chief(new TestAccessChief([this] {
-        return new FakeNetworkAccessManager([this](FakeReply *made) { replies.append(made); });
-    }))
+    : chief(new TestAccessChief(
+        [this] { return new FakeNetworkAccessManager([this](FakeReply *made) { replies.append(made); }); }))
 {
     setUp();
 }
@@ -114,15 +114,15 @@ void SectionBench::destroySection()
 SectionBench::Headers SectionBench::headersFor(qint64 length, const Headers &more)
 {
     return Headers{header("Content-Length"_ba, QByteArray::number(length)), header("Accept-Ranges"_ba, "bytes"_ba)}
-        + more;
+    + more;
 }
 
 SectionBench::Headers SectionBench::headersForRange(qint64 first, qint64 total, const Headers &more)
 {
-    const QByteArray range = "bytes "_ba + QByteArray::number(first) + '-' + QByteArray::number(total - 1) + '/'
-        + QByteArray::number(total);
+    const QByteArray range =
+        "bytes "_ba + QByteArray::number(first) + '-' + QByteArray::number(total - 1) + '/' + QByteArray::number(total);
     return Headers{header("Content-Length"_ba, QByteArray::number(total - first)), header("Content-Range"_ba, range)}
-        + more;
+    + more;
 }
 
 void SectionBench::answerWhole(qint64 length, const Headers &more)

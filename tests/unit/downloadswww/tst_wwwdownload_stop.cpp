@@ -4,11 +4,16 @@
 
 #include <QTest>
 
+#include <functional>
+
 using namespace Qt::StringLiterals;
 
 using Command = AbstractDownloadCommand;
 using Record = AbstractDownloadPersistentInfo;
 using Ranges = QList<AbstractDownloadSection>;
+/// What a receiver does to the download in the middle of its signal.
+using Act = std::function<void(WwwDownload &)>;
+Q_DECLARE_METATYPE(Act)
 
 namespace
 {
@@ -395,27 +400,32 @@ void TestWwwDownloadStop::removalOfTheLastSectionIsDecidedLater()
 
 void TestWwwDownloadStop::receiversMayInterfereAnywhere_data()
 {
-    QTest::addColumn<Command>("command");
+    QTest::addColumn<Act>("act");
     QTest::addColumn<qsizetype>("place");
     const QStringList events = eventsOfRestart();
     for (qsizetype i = 0; i < events.size(); ++i) {
         const QByteArray name = QByteArray::number(i) + ", " + events.at(i).toUtf8();
-        QTest::newRow("stop in event " + name) << Command::Stop << i;
-        QTest::newRow("finish now in event " + name) << Command::FinishNow << i;
-        QTest::newRow("start in event " + name) << Command::Start << i;
+        QTest::newRow("stop in event " + name)
+            << Act([](WwwDownload &download) { download.doCommand(Command::Stop); }) << i;
+        QTest::newRow("stop without an error in event " + name)
+            << Act([](WwwDownload &download) { download.stop({}); }) << i;
+        QTest::newRow("finish now in event " + name)
+            << Act([](WwwDownload &download) { download.doCommand(Command::FinishNow); }) << i;
+        QTest::newRow("start in event " + name)
+            << Act([](WwwDownload &download) { download.doCommand(Command::Start); }) << i;
     }
 }
 
 void TestWwwDownloadStop::receiversMayInterfereAnywhere()
 {
-    QFETCH(Command, command);
+    QFETCH(Act, act);
     QFETCH(qsizetype, place);
     Bench bench;
     bench.download.setInfo(bench.usedRecord());
     bench.events.clear();
     bench.onEvent = [&](const QString &) {
         if (bench.events.size() == place + 1)
-            bench.download.doCommand(command);
+            act(bench.download);
     };
     bench.download.doCommand(Command::Restart);
     bench.playToTheEnd();
@@ -426,7 +436,7 @@ void TestWwwDownloadStop::receiversMayInterfereAnywhere()
     QVERIFY(bench.connections().isEmpty());
     QCOMPARE(bench.events.count(u"running 1"_s), bench.events.count(u"running 0"_s));
     QVERIFY(!bench.events.mid(bench.events.lastIndexOf(u"running 0"_s)).contains(u"files 1"_s));
-    if (bench.download.info().isFinished() && command != Command::FinishNow)
+    if (bench.download.info().isFinished() && bench.download.info().files.first().size > 0)
         QCOMPARE(bench.content(u"file.bin"_s), kBody);
 }
 

@@ -6,7 +6,8 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
+namespace
+{
 
 using Headers = HttpHeadersParser::Headers;
 
@@ -58,8 +59,8 @@ void tst_WwwDownloadSectionIdentity::isResourceChanged_data()
     row("a date that cannot be read says nothing", 100, kDate, dated("yesterday"_ba), false);
     row("nor does none", 100, kDate, sized("100"_ba), false);
     row("nor does one where none was known", 100, {}, dated(date), false);
-    row("a date counts where the size is unknown too", -1, kDate, {{"Last-Modified"_ba, "Tue, 30 Apr 2024 10:00:00 GMT"_ba}},
-        true);
+    row("a date counts where the size is unknown too", -1, kDate,
+        {{"Last-Modified"_ba, "Tue, 30 Apr 2024 10:00:00 GMT"_ba}}, true);
 }
 
 void tst_WwwDownloadSectionIdentity::isResourceChanged()

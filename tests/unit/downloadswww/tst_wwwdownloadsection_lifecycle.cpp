@@ -9,7 +9,8 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
+namespace
+{
 
 const NetworkUsageSettings kSomeLimits{200000, 5, 3, true};
 
@@ -116,8 +117,9 @@ void tst_WwwDownloadSectionLifecycle::aWholeRun()
     QCOMPARE(section->section(), (AbstractDownloadSection{0, 10, 10}));
     QCOMPARE(section->lastError(), AbstractError());
     QCOMPARE(bench.info->content, "0123456789"_ba);
-    QCOMPARE(bench.events, (QStringList{u"running"_s, u"requestHeaders"_s, u"responseHeaders"_s,
-                                        u"persistentInfoChanged"_s, u"gotOkResponse"_s, u"idle"_s}));
+    QCOMPARE(bench.events,
+             (QStringList{u"running"_s, u"requestHeaders"_s, u"responseHeaders"_s, u"persistentInfoChanged"_s,
+                          u"gotOkResponse"_s, u"idle"_s}));
     QVERIFY(bench.transfers().isEmpty());
     QVERIFY(!bench.memoryWriter());
     QCOMPARE(bench.chief->outCount(), 0);
@@ -434,7 +436,7 @@ void tst_WwwDownloadSectionLifecycle::errorsAreAskedForInOrder()
     };
     // The writer's failure is not told yet: its signal is queued.
     const QDateTime before = QDateTime::currentDateTime();
-    while (QDateTime::currentDateTime() == before) { }
+    while (QDateTime::currentDateTime() == before) {}
     for (QTimer *timer : bench.transfer()->findChildren<QTimer *>()) {
         if (timer->interval() == WwwDownloader::kInactivityLimitMs)
             SectionBench::fire(timer);
@@ -481,8 +483,8 @@ void tst_WwwDownloadSectionLifecycle::everyStepIsLogged()
     bench.answerWhole(3);
     bench.finishWith(bytes(3));
     QVERIFY(bench.waitUntilIdle());
-    QStringList expected{u"starting..."_s,        u"downloader running: 1"_s, u"creating writer..."_s,
-                         u"opening writer..."_s,  u"downloader running: 0"_s, u"writer opened."_s,
+    QStringList expected{u"starting..."_s,       u"downloader running: 1"_s, u"creating writer..."_s,
+                         u"opening writer..."_s, u"downloader running: 0"_s, u"writer opened."_s,
                          u"writer closed."_s};
     for (QString &line : expected)
         line.prepend(u"D: [Section #1]: "_s);

@@ -5,7 +5,8 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
+namespace
+{
 
 const QString kMain = u"http://a.test/dir/file.bin"_s;
 const QString kMirror = u"http://m.test/file.bin"_s;

@@ -8,7 +8,8 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
+namespace
+{
 
 const NetworkUsageSettings kSomeLimits{200000, 5, 3, true};
 
@@ -141,7 +142,9 @@ void tst_WwwDownloadSectionQuery::aRefusedQueryKeepsNothing()
     section->query(false);
     bench.reply()->sendHead(404, "Not Found"_ba);
     QVERIFY(!section->isRunning());
-    QCOMPARE(section->lastError(), AbstractError(404, "HttpError", errorSource("inet/qt/download/downloadswww/wwwdownloadsection.cpp", 626), {}));
+    QCOMPARE(
+        section->lastError(),
+        AbstractError(404, "HttpError", errorSource("inet/qt/download/downloadswww/wwwdownloadsection.cpp", 626), {}));
     QVERIFY(bench.transfers().isEmpty());
     QVERIFY(!bench.queryKeptTimer()->isActive());
 }

@@ -7,7 +7,8 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
+namespace
+{
 
 constexpr qint64 kSize = 10;
 
@@ -54,8 +55,8 @@ private Q_SLOTS:
 void tst_WwwDownloadSectionReentry::stopFromASignal_data()
 {
     QTest::addColumn<QString>("event");
-    for (const char *event : {"running", "connections", "requestHeaders", "responseHeaders", "persistentInfoChanged",
-                              "gotOkResponse"})
+    for (const char *event :
+         {"running", "connections", "requestHeaders", "responseHeaders", "persistentInfoChanged", "gotOkResponse"})
         QTest::newRow(event) << QString::fromLatin1(event);
 }
 

@@ -9,7 +9,8 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
+namespace
+{
 
 using Info = AbstractDownloadPersistentInfo;
 using Headers = SectionBench::Headers;
@@ -172,9 +173,10 @@ void tst_WwwDownloadSectionResponse::aNewFileIsDescribed()
     bench.mirrors->setMirrors(bench.info->sourceInfo(), {});
     WwwDownloadSection *section = bench.make();
     section->start();
-    bench.answerWhole(1000, {{"Content-Type"_ba, "audio/mpeg"_ba},
-                             {"ETag"_ba, "\"v1\""_ba},
-                             {"Last-Modified"_ba, "Wed, 01 May 2024 10:00:00 GMT"_ba}});
+    bench.answerWhole(1000,
+                      {{"Content-Type"_ba, "audio/mpeg"_ba},
+                       {"ETag"_ba, "\"v1\""_ba},
+                       {"Last-Modified"_ba, "Wed, 01 May 2024 10:00:00 GMT"_ba}});
     QCOMPARE(bench.info->files.size(), 1);
     const AbstractDownloadFileInfo &file = bench.info->files.first();
     QCOMPARE(file.name, u"song.mp3"_s);
@@ -250,15 +252,12 @@ void tst_WwwDownloadSectionResponse::fileName_data()
                                 << QString::fromLatin1(name) << type;
     };
     row("the server's name where none is preset", "film.mkv", "", "film.mkv", AbstractFileTypeDetector::kVideoFile);
-    row("a preset name gets the extension", "film.mkv", "Holiday", "Holiday.mkv",
-        AbstractFileTypeDetector::kVideoFile);
-    row("and no more than the last one", "data.tar.gz", "Backup", "Backup.gz",
-        AbstractFileTypeDetector::kUnknownFile);
+    row("a preset name gets the extension", "film.mkv", "Holiday", "Holiday.mkv", AbstractFileTypeDetector::kVideoFile);
+    row("and no more than the last one", "data.tar.gz", "Backup", "Backup.gz", AbstractFileTypeDetector::kUnknownFile);
     row("even if it has one already", "film.mkv", "Holiday.mp3", "Holiday.mp3.mkv",
         AbstractFileTypeDetector::kVideoFile);
     row("there may be no extension", "film", "Holiday", "Holiday", AbstractFileTypeDetector::kUnknownFile);
-    row("a leading dot begins no extension", ".profile", "Holiday", "Holiday",
-        AbstractFileTypeDetector::kUnknownFile);
+    row("a leading dot begins no extension", ".profile", "Holiday", "Holiday", AbstractFileTypeDetector::kUnknownFile);
 }
 
 void tst_WwwDownloadSectionResponse::fileName()
@@ -289,9 +288,8 @@ void tst_WwwDownloadSectionResponse::streamName_data()
     const Headers withLength = Headers{{"Content-Length"_ba, "9"_ba}} + both;
     const Headers awkward{{"icy-br"_ba, "128"_ba}, {"icy-name"_ba, "a/?<b>\\:*|\"c\n.d"_ba}};
     const Headers foreign{{"icy-br"_ba, "128"_ba}, {"icy-name"_ba, "Bl\xc3\xa4ser"_ba}};
-    const auto row = [](const char *sentence, bool isKnown, bool isBlocked, const Headers &headers, const QString &name) {
-        QTest::newRow(sentence) << isKnown << isBlocked << headers << name;
-    };
+    const auto row = [](const char *sentence, bool isKnown, bool isBlocked, const Headers &headers,
+                        const QString &name) { QTest::newRow(sentence) << isKnown << isBlocked << headers << name; };
     row("a new stream is named by its title", false, false, title, u"Radio One.mp3"_s);
     row("a known one is not, without a bit rate", true, false, title, u"live.mp3"_s);
     row("with a bit rate a known one is too", true, false, both, u"Radio One.mp3"_s);
@@ -336,8 +334,7 @@ void tst_WwwDownloadSectionResponse::theSizeOfAKnownFileIsLearnt_data()
     const Headers total = SectionBench::headersForRange(40, 100);
     const Headers noTotal{{"Content-Range"_ba, "bytes 40-99/*"_ba}};
     QTest::newRow("by the file's only range too") << one << total << qint64(100) << qint64(100) << 1;
-    QTest::newRow("by the file alone where there are several ranges") << two << total << qint64(100)
-                                                                   << qint64(-1) << 1;
+    QTest::newRow("by the file alone where there are several ranges") << two << total << qint64(100) << qint64(-1) << 1;
     QTest::newRow("not while it is still unknown") << one << noTotal << qint64(-1) << qint64(-1) << 0;
 }
 

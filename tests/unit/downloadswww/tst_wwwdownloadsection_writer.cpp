@@ -15,7 +15,8 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
+namespace
+{
 
 using FileInfo = AbstractDownloadFileInfo;
 
@@ -34,14 +35,16 @@ public:
     explicit ThreadStopper(QThread *thread)
     {
         m_foothold.moveToThread(thread);
-        QMetaObject::invokeMethod(&m_foothold, [this] { m_gate.acquire(); }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            &m_foothold, [this] { m_gate.acquire(); }, Qt::QueuedConnection);
     }
     ~ThreadStopper() { release(); }
     void release()
     {
         m_gate.release();
         // The foothold must not go while it is used.
-        QMetaObject::invokeMethod(&m_foothold, [] {}, Qt::BlockingQueuedConnection);
+        QMetaObject::invokeMethod(
+            &m_foothold, [] {}, Qt::BlockingQueuedConnection);
     }
 
 private:
@@ -131,7 +134,8 @@ void tst_WwwDownloadSectionWriter::dataGoesToItsPlace_data()
     for (const bool isFile : {true, false}) {
         const auto row = [isFile](const char *name, const AbstractDownloadSection &range, qint64 dataStart,
                                   qint64 position) {
-            QTest::addRow("%s, %s", name, isFile ? "in a file" : "in memory") << isFile << range << dataStart << position;
+            QTest::addRow("%s, %s", name, isFile ? "in a file" : "in memory")
+                << isFile << range << dataStart << position;
         };
         row("at the start", {0, 10, 0}, 0, 0);
         row("at its offset", {20, 10, 0}, 0, 20);
@@ -188,7 +192,8 @@ void tst_WwwDownloadSectionWriter::preallocation_data()
     constexpr qint64 kNothing = -1;
     QTest::newRow("300 KiB are not worth it") << qint64(307200) << qint64(0) << 0 << kNothing;
     QTest::newRow("a byte more is") << qint64(307201) << qint64(0) << 0 << qint64(307201);
-    QTest::newRow("what stands before the resource is added") << qint64(307201) << qint64(500000) << 0 << qint64(807201);
+    QTest::newRow("what stands before the resource is added")
+        << qint64(307201) << qint64(500000) << 0 << qint64(807201);
     QTest::newRow("it is done once") << qint64(307201) << qint64(0) << int(FileInfo::Preallocated) << kNothing;
     QTest::newRow("not for data that begins before the file") << qint64(307201) << qint64(-1) << 0 << kNothing;
     QTest::newRow("an unknown size cannot be had") << qint64(-1) << qint64(0) << 0 << kNothing;

@@ -10,7 +10,8 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
+namespace
+{
 
 // Reports are grouped by these places, so they stay what they were when the code around them moves.
 constexpr char kSourceFile[] = "inet/qt/download/downloadswww/wwwdownloadsection.cpp";
@@ -82,7 +83,8 @@ void WwwDownloadSection::onDownloaderGotHeaders()
     } else {
         changed |= learnSizeOfKnownFile(status, parser.resourceSize());
         if (isKnownResourceChanged(guid, parser)) {
-            stop(errorAt(int(DownloadErrorCode::ResourceChanged), ErrorCategory::kDownload, kResourceChangedLine), false);
+            stop(errorAt(int(DownloadErrorCode::ResourceChanged), ErrorCategory::kDownload, kResourceChangedLine),
+                 false);
             return;
         }
     }
@@ -130,7 +132,8 @@ void WwwDownloadSection::refuseStatus(StatusVerdict verdict, int status)
     Q_EMIT persistentInfoChanged();
     if (runsEnded != m_runsEnded)
         return;
-    stop(errorAt(int(DownloadErrorCode::ResumeNotSupported), ErrorCategory::kDownload, kWholeInsteadOfRangeLine), false);
+    stop(errorAt(int(DownloadErrorCode::ResumeNotSupported), ErrorCategory::kDownload, kWholeInsteadOfRangeLine),
+         false);
 }
 
 bool WwwDownloadSection::isFileInfoToBeBuilt() const

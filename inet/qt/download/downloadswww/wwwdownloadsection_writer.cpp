@@ -10,7 +10,8 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
+namespace
+{
 constexpr int kWriterSyncEveryBytes = 0;
 constexpr char kWriterPlacing = 'P';
 constexpr qint64 kWriterProgressStep = 32768;
@@ -197,7 +198,8 @@ void WwwDownloadSection::onWriterAllDataIsProcessed()
 
 void WwwDownloadSection::onWriterFailed()
 {
-    if (!m_running || !isValidWriterSender())
+    // A failure that was on its way when the close was asked for: closed() follows, and ends the section.
+    if (!m_running || !isValidWriterSender() || m_stoppingUntilClosed)
         return;
     log(u"writer failed."_s);
     m_writerOpening = false;
