@@ -20,6 +20,21 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
+/// Keeps a manager for as long as its parent lives. A slot's captures would not do: the network layer's thread may be
+/// the one that clears a connection away.
+class ManagerKeeper : public QObject
+{
+public:
+    ManagerKeeper(QSharedPointer<QNetworkAccessManager> manager, QObject *parent)
+        : QObject(parent)
+        , m_manager(std::move(manager))
+    {
+    }
+
+private:
+    const QSharedPointer<QNetworkAccessManager> m_manager;
+};
+
 constexpr auto kFormContentType = "application/x-www-form-urlencoded"_L1;
 
 bool isPost(const WwwDownloadSourceInfo &source)
@@ -203,7 +218,7 @@ void WwwDownloader::releaseReply()
     // Behind an error comes finished, which by then could be taken for the end of the next run.
     m_reply->disconnect(this);
     // The same signal goes to the manager, unguarded against its death, so the manager lives as long as the reply.
-    connect(m_reply.get(), &QObject::destroyed, m_reply.get(), [manager = m_manager] { Q_UNUSED(manager) });
+    new ManagerKeeper(m_manager, m_reply.get());
     m_reply.reset();
 }
 
