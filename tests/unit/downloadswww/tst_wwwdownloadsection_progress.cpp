@@ -20,6 +20,7 @@ private Q_SLOTS:
     void strangersAreNotListenedTo();
     void aFormerWriterIsNotListenedTo();
     void anIdleSectionDoesNotListen();
+    void aLateFailureDoesNotEndAClosingSection();
     void allDataProcessedMeansNothingWithoutAFailedTransfer();
 
     void aRestartGoesOnAtTheSamePlace();
@@ -145,6 +146,22 @@ void tst_WwwDownloadSectionProgress::anIdleSectionDoesNotListen()
     QVERIFY(!section->isLastErrorFileError());
     QVERIFY(bench.events.isEmpty());
     QVERIFY(log.lines.isEmpty());
+}
+
+void tst_WwwDownloadSectionProgress::aLateFailureDoesNotEndAClosingSection()
+{
+    SectionBench bench;
+    WwwDownloadSection *section = bench.make();
+    section->start();
+    bench.answerWhole(10);
+    QTRY_VERIFY(bench.memoryWriter()->isOpen());
+    section->stop(SectionBench::anError(), false);
+    Q_EMIT bench.memoryWriter()->failed();
+    QVERIFY(section->isRunning());
+    QVERIFY(bench.waitUntilIdle());
+    QCOMPARE(section->lastError(), SectionBench::anError());
+    QVERIFY(!section->isLastErrorFileError());
+    QVERIFY(!bench.memoryWriter());
 }
 
 void tst_WwwDownloadSectionProgress::allDataProcessedMeansNothingWithoutAFailedTransfer()
