@@ -201,11 +201,6 @@ QList<RealServer::LogEntry> RealServer::logEntriesOf(const QByteArray &agent) co
     return entries;
 }
 
-bool RealServer::waitForLogEntries(int count, int timeoutMs) const
-{
-    return QTest::qWaitFor([&] { return logEntries().size() >= count; }, timeoutMs);
-}
-
 void RealServer::flushLog() const {}
 
 qint64 RealServer::processId() const

@@ -49,7 +49,6 @@ public:
     QByteArray accessLog() const;
     QList<LogEntry> logEntries() const;
     QList<LogEntry> logEntriesOf(const QByteArray &agent) const;
-    bool waitForLogEntries(int count, int timeoutMs = kPatienceMs) const;
 
 protected:
     RealServer();

@@ -61,6 +61,8 @@ private Q_SLOTS:
 
     void namesAreMadeSafe_data();
     void namesAreMadeSafe();
+    void aNameThatAPersonChoseStaysAsTyped_data();
+    void aNameThatAPersonChoseStaysAsTyped();
     void longNamesKeepTheirExtension();
     void safeNamesStayAsTheyAre();
 
@@ -259,6 +261,30 @@ void TestFileOps::namesAreMadeSafe()
     QFETCH(QString, name);
     QFETCH(QString, safe);
     QCOMPARE(Ops::safeFileName(name), safe);
+}
+
+void TestFileOps::aNameThatAPersonChoseStaysAsTyped_data()
+{
+    QTest::addColumn<QString>("typed");
+    QTest::addColumn<QString>("onDisk");
+    QTest::newRow("a hidden file") << u".profile"_s << u".profile"_s;
+    QTest::newRow("dots and spaces behind") << u"a. . "_s << u"a. . "_s;
+    QTest::newRow("a device's name elsewhere") << u"CON"_s << u"CON"_s;
+    QTest::newRow("no file is called by two dots") << u".."_s << u"download"_s;
+    QTest::newRow("a name that is too long") << QString(300, u'a') + u".bin"_s << QString(246, u'a') + u".bin"_s;
+}
+
+void TestFileOps::aNameThatAPersonChoseStaysAsTyped()
+{
+    QFETCH(QString, typed);
+    QFETCH(QString, onDisk);
+    Record record;
+    record.files = {fileOf(typed, 0, 0)};
+    record.setFlag(Record::RenameBlocked, true);
+    Bench bench;
+    bench.perform(folder(), bench.ops->calcFilesInitOps({}, record, true));
+    QVERIFY2(!bench.error, qPrintable(bench.errorText()));
+    QVERIFY(QFileInfo(at(onDisk)).isFile());
 }
 
 void TestFileOps::longNamesKeepTheirExtension()

@@ -383,8 +383,7 @@ void TestFileName::extensionOfTheContentType()
 {
     QFETCH(QByteArray, mime);
     const QMimeType type = QMimeDatabase().mimeTypeForName(QString::fromLatin1(mime));
-    if (!type.isValid())
-        QSKIP("This platform's MIME database does not know the type.");
+    QVERIFY(type.isValid());
 
     const QStringList extensions
         = QStringList{type.preferredSuffix()} + type.suffixes() + HttpHeadersParser({}).additionalExtensions(type);

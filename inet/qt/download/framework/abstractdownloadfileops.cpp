@@ -34,16 +34,16 @@ bool isFinal(const AbstractDownloadFileInfo &file)
     return file.isOnDisk() && (file.fileFlags & AbstractDownloadFileInfo::FinalOnDisk) != 0;
 }
 
-Operation createOperation(int index, const AbstractDownloadFileInfo &file, qint64 size)
+Operation createOperation(int index, const AbstractDownloadFileInfo &file, qint64 size, bool isChosen)
 {
-    return {index, Operation::Create, file.name, size, {}};
+    return {index, Operation::Create, file.name, size, {}, isChosen};
 }
 
-Operation finishOperation(int index, const AbstractDownloadFileInfo &file, qint64 size)
+Operation finishOperation(int index, const AbstractDownloadFileInfo &file, qint64 size, bool isChosen)
 {
-    const QString path =
-        file.isOnDisk() ? file.relativePath() : TargetFileName::partOf(TargetFileName::safeFromPath(file.name));
-    return {index, Operation::Finish, path, size, {}};
+    const QString path = file.isOnDisk() ? file.relativePath()
+                                         : TargetFileName::partOf(TargetFileName::fromPath(file.name, isChosen));
+    return {index, Operation::Finish, path, size, {}, false};
 }
 
 void applyOperation(const Operation &operation, AbstractDownloadFileInfo &file)
@@ -120,15 +120,16 @@ QList<Operation> AbstractDownloadFileOps::calcFilesInitOps(const AbstractDownloa
     QList<Operation> operations;
     if (info.destinationType != AbstractDownloadPersistentInfo::ToFolder)
         return operations;
+    const bool isChosen = info.hasFlag(AbstractDownloadPersistentInfo::RenameBlocked);
     for (int index = 0; index < info.files.size(); ++index) {
         const AbstractDownloadFileInfo &file = info.files.at(index);
         if (selectedOnly && !file.selected)
             continue;
         const qint64 size = file.size < 0 ? -1 : qMax<qint64>(file.dataStart, 0) + file.size;
         if (!file.isOnDisk())
-            operations.append(createOperation(index, file, size));
+            operations.append(createOperation(index, file, size, isChosen));
         if (file.size >= 0 && file.isComplete() && !isFinal(file))
-            operations.append(finishOperation(index, file, size));
+            operations.append(finishOperation(index, file, size, isChosen));
     }
     return operations;
 }

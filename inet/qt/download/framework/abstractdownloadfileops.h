@@ -41,6 +41,7 @@ public:
         QString name;        ///< Create: the wished final name, as the record has it. Finish: path in the folder of the incomplete file
         qint64 size = -1;    ///< exact length of the file in the end, data start included; -1 = unknown
         QString resultPath;  ///< set by the operation: path in the folder as it is afterwards
+        bool isChosen = false; ///< Create: a person typed the name, so it is taken as it is
 
         friend bool operator==(const FileInitializeOperation &, const FileInitializeOperation &) = default;
     };

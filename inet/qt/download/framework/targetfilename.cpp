@@ -119,9 +119,11 @@ QString TargetFileName::safe(const QString &name)
     return composed(trimmed, {});
 }
 
-QString TargetFileName::safeFromPath(const QString &path)
+QString TargetFileName::fromPath(const QString &path, bool isChosen)
 {
-    return safe(path.section(u'/', -1, -1, QString::SectionSkipEmpty));
+    const QString name = path.section(u'/', -1, -1, QString::SectionSkipEmpty);
+    const bool canStand = !name.isEmpty() && name != "."_L1 && name != ".."_L1 && !name.contains(QChar::Null);
+    return isChosen && canStand ? composed(name, {}) : safe(name);
 }
 
 QString TargetFileName::numbered(const QString &name, int number)

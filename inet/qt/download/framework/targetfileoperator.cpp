@@ -138,7 +138,7 @@ Outcome TargetFileOperator::perform(Operation &operation, Reaction reaction, boo
 
 Outcome TargetFileOperator::create(TargetFolder &folder, Operation &operation, Reaction reaction, bool truncate)
 {
-    const QString name = TargetFileName::safeFromPath(operation.name);
+    const QString name = TargetFileName::fromPath(operation.name, operation.isChosen);
     const QString part = TargetFileName::partOf(name);
     if (inTheWayOf(folder, name).isEmpty()) {
         const int error = folder.createExclusively(part);
