@@ -16,6 +16,9 @@ namespace
 
 constexpr int kDefaultLogLevel = 4;
 constexpr int kNotGiven = -1;
+constexpr int kDefaultConnections = 8;
+/// No download runs over more.
+constexpr int kMostConnections = 20;
 
 /// The command line as it was typed.
 struct Typed {
@@ -29,6 +32,8 @@ struct Typed {
     std::string caCertificatesFile;
     std::string logFile;
     int logLevel = kNotGiven;
+    int connections = kDefaultConnections;
+    int connectionsPerServer = 0;
     bool insecure = false;
     bool query = false;
     bool json = false;
@@ -48,6 +53,13 @@ void describe(CLI::App &app, Typed &typed)
         ->type_name("DIR");
     app.add_option("-o,--output", typed.output, "Exact name to save under, or a path (default: the server's name)")
         ->type_name("FILE");
+    app.add_option("-x,--max-connections", typed.connections, "Most connections of one download (default: 8)")
+        ->type_name("N")
+        ->check(CLI::Range(1, kMostConnections));
+    app.add_option("--max-connections-per-server", typed.connectionsPerServer,
+                   "Most of them to one server; 0: no limit (default)")
+        ->type_name("N")
+        ->check(CLI::Range(0, kMostConnections));
     app.add_option("--header", typed.headers, "Send this header; may be given several times")
         ->type_name("'N: V'")
         ->allow_extra_args(false);
@@ -88,6 +100,8 @@ public:
         }
         if (m_typed.hasOutput && m_typed.urls.size() > 1)
             complain(u"-o names one file, but there are several URLs. Use -d, or run plait once for each."_s);
+        result.usage.maximumConnections = m_typed.connections;
+        result.usage.maximumConnectionsPerServer = m_typed.connectionsPerServer;
         result.query = m_typed.query;
         result.json = m_typed.json;
         result.quiet = m_typed.quiet;

@@ -3,6 +3,7 @@
 
 #include <host/policy/exitstatus.h>
 #include <host/session/downloadrequest.h>
+#include <inet/qt/download/records/networkusagesettings.h>
 
 #include <QList>
 #include <QString>
@@ -14,6 +15,7 @@ struct Arguments {
     struct Outcome;
 
     QList<DownloadRequest> requests; ///< in order; at least one
+    NetworkUsageSettings usage; ///< of every single download
     bool query = false; ///< learn, do not download
     bool json = false;
     bool quiet = false;

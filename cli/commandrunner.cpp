@@ -2,9 +2,8 @@
 #include <cli/commandrunner.h>
 
 #include <cli/printer.h>
+#include <host/policy/connectionsnote.h>
 #include <host/policy/errormessages.h>
-
-#include <algorithm>
 
 namespace
 {
@@ -47,7 +46,6 @@ void CommandRunner::onProgress()
     if (m_id == 0)
         return;
     const DownloadStatus status = m_session.status(m_id);
-    m_mostConnections = std::max(m_mostConnections, status.connections);
     if (m_arguments.query)
         return;
     const AbstractDownloadPersistentInfo info = m_session.info(m_id);
@@ -59,10 +57,10 @@ void CommandRunner::onQueried(qint64, const QueryResult &result)
     m_printer.queried(result);
 }
 
-void CommandRunner::onFinished(qint64 id, const AbstractDownloadPersistentInfo &info)
+void CommandRunner::onFinished(qint64 id, const AbstractDownloadPersistentInfo &info, const DownloadDetails &details)
 {
     if (id == m_id)
-        endCurrent(summaryOf(info));
+        endCurrent(summaryOf(info, details));
 }
 
 void CommandRunner::next()
@@ -72,7 +70,6 @@ void CommandRunner::next()
         m_session.close();
         return;
     }
-    m_mostConnections = 0;
     m_clock.start();
     m_printer.begin(current().url);
     Summary failure;
@@ -104,7 +101,7 @@ void CommandRunner::endCurrent(const Summary &summary)
     next();
 }
 
-Summary CommandRunner::summaryOf(const AbstractDownloadPersistentInfo &info) const
+Summary CommandRunner::summaryOf(const AbstractDownloadPersistentInfo &info, const DownloadDetails &details) const
 {
     Summary summary;
     summary.url = current().url;
@@ -117,6 +114,8 @@ Summary CommandRunner::summaryOf(const AbstractDownloadPersistentInfo &info) con
         summary.path = info.filePath(0);
     summary.bytes = info.bytesDownloaded(false);
     summary.seconds = double(m_clock.elapsed()) / kMillisecondsPerSecond;
-    summary.connections = m_mostConnections;
+    summary.connections = details.mostConnections;
+    summary.connectionsNote = ConnectionsNote::forDownload(details, m_arguments.usage);
+    summary.connectionsBound = ConnectionsNote::keyOf(details.bound);
     return summary;
 }

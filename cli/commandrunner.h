@@ -35,12 +35,12 @@ Q_SIGNALS:
 private:
     void onProgress();
     void onQueried(qint64 id, const QueryResult &result);
-    void onFinished(qint64 id, const AbstractDownloadPersistentInfo &info);
+    void onFinished(qint64 id, const AbstractDownloadPersistentInfo &info, const DownloadDetails &details);
 
     void next();
     bool startCurrent(QString *errorText);
     void endCurrent(const Summary &summary);
-    Summary summaryOf(const AbstractDownloadPersistentInfo &info) const;
+    Summary summaryOf(const AbstractDownloadPersistentInfo &info, const DownloadDetails &details) const;
     const DownloadRequest &current() const { return m_arguments.requests.at(m_index); }
 
     const Arguments m_arguments;
@@ -50,7 +50,6 @@ private:
     QElapsedTimer m_clock;
     qsizetype m_index = -1;
     qint64 m_id = 0; ///< of the download that runs; 0 = none
-    int m_mostConnections = 0;
     bool m_stopping = false;
     ExitStatus m_status = ExitStatus::Done;
 };

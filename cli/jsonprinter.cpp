@@ -59,6 +59,7 @@ void JsonPrinter::end(const Summary &summary)
            {u"bytes"_s, summary.bytes},
            {u"seconds"_s, summary.seconds},
            {u"connections"_s, summary.connections},
+           {u"connections_bound"_s, summary.connectionsBound},
            {u"status"_s, int(summary.status)}});
 }
 

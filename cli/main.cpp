@@ -62,6 +62,7 @@ int run(const Arguments &arguments, QTextStream &answers, QTextStream &notes)
     SessionOptions options;
     options.ignoreSslErrors = arguments.insecure;
     options.caCertificatesFile = arguments.caCertificatesFile;
+    options.usage = arguments.usage;
     DownloadSession session;
     QString errorText;
     if (!startLog(arguments, &errorText) || !session.open(options, &errorText)) {

@@ -69,9 +69,10 @@ void ProgressPrinter::end(const Summary &summary)
     if (!summary.errorText.isEmpty()) {
         note(u"plait: "_s + summary.errorText);
     } else if (!m_quiet && !summary.path.isEmpty()) {
-        note(u"Saved \"%1\": %2 in %3 s"_s.arg(QDir::toNativeSeparators(summary.path),
-                                               ProgressLine::size(summary.bytes),
-                                               QString::number(summary.seconds, 'f', 1)));
+        const QString saved = u"Saved \"%1\": %2 in %3 s"_s.arg(QDir::toNativeSeparators(summary.path),
+                                                                ProgressLine::size(summary.bytes),
+                                                                QString::number(summary.seconds, 'f', 1));
+        note(summary.connectionsNote.isEmpty() ? saved : saved + ", "_L1 + summary.connectionsNote);
     }
 }
 

@@ -14,7 +14,9 @@ struct Summary {
     QString path; ///< of the file on disk, as it is named now; empty = there is none
     qint64 bytes = 0; ///< of the resource that are on disk
     double seconds = 0; ///< that this run took
-    int connections = 0; ///< most that were open at once
+    int connections = 0; ///< most that transferred at once
+    QString connectionsNote; ///< the same for people, with the reason why there were not more; may be empty
+    QString connectionsBound; ///< the reason alone, as one word for programs; may be empty
     ExitStatus status = ExitStatus::Done;
     QString errorText; ///< for people; empty = none
 };

@@ -63,6 +63,7 @@ DownloadSession::~DownloadSession()
 
 bool DownloadSession::open(const SessionOptions &options, QString *errorText)
 {
+    m_options = options;
     m_chief = QSharedPointer<NetworkAccessChief>::create();
     AbstractNetworkConsumerSettings settings = m_chief->defaultConsumerSettings();
     settings.ignoreSslErrors = options.ignoreSslErrors;
@@ -257,6 +258,7 @@ void DownloadSession::run(const AbstractDownloadPersistentInfo &record, Download
     relaySignals(running);
     download->setWritersThread(&m_writersThread);
     download->setSettings({});
+    download->setNetworkUsageSettings(m_options.usage);
     download->setInfo(record);
     running->run(command);
 }
@@ -287,13 +289,14 @@ void DownloadSession::onFinished(SessionDownload *running)
     const qint64 id = running->id();
     AbstractDownloadPersistentInfo info = running->info();
     checkWhole(info);
+    const auto details = running->download()->details().value<DownloadDetails>();
     const QueryResult result = QueryResult::from(info, running->responseHeaders());
     m_running.remove(id);
     releaseClaim(id);
     running->deleteLater();
     if (id < 0 && !info.lastError)
         Q_EMIT queried(id, result);
-    Q_EMIT finished(id, info);
+    Q_EMIT finished(id, info, details);
     if (m_closing && isIdle())
         QMetaObject::invokeMethod(this, &DownloadSession::endWritersThread, Qt::QueuedConnection);
 }

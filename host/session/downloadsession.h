@@ -6,6 +6,7 @@
 #include <host/session/queryresult.h>
 #include <host/session/sessionoptions.h>
 #include <host/storage/downloadlist.h>
+#include <inet/qt/download/framework/downloaddetails.h>
 
 #include <QHash>
 #include <QObject>
@@ -74,7 +75,7 @@ Q_SIGNALS:
     void queried(qint64 id, const QueryResult &result);
     /// The run is over, and the record saved. @param info its last error is the run's; finished without an error means
     /// that every byte is on disk under the final name
-    void finished(qint64 id, const AbstractDownloadPersistentInfo &info);
+    void finished(qint64 id, const AbstractDownloadPersistentInfo &info, const DownloadDetails &details);
     void closed();
 
 private:
@@ -91,6 +92,7 @@ private:
     void onFinished(SessionDownload *download);
     void endWritersThread();
 
+    SessionOptions m_options;
     DownloadList m_list;
     QThread m_writersThread;
     QSharedPointer<NetworkAccessChief> m_chief;

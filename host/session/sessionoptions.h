@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <inet/qt/download/records/networkusagesettings.h>
+
 #include <QString>
 #include <QStringList>
 
@@ -10,4 +12,5 @@ struct SessionOptions {
     QStringList moduleFolders; ///< empty = ModuleLoader::defaultFolders()
     bool ignoreSslErrors = false;
     QString caCertificatesFile; ///< PEM, trusted besides the system's; empty = none
+    NetworkUsageSettings usage; ///< of every single download
 };

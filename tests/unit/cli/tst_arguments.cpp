@@ -42,6 +42,7 @@ private Q_SLOTS:
     void headers();
     void theLogLevelFollowsTheLog_data();
     void theLogLevelFollowsTheLog();
+    void theNumberOfConnectionsIsBounded();
     void whatIsWrongIsSaid_data();
     void whatIsWrongIsSaid();
     void helpNamesEveryOption();
@@ -194,6 +195,18 @@ void TestArguments::theLogLevelFollowsTheLog()
     QTEST(outcome.arguments->logLevel, "level");
 }
 
+void TestArguments::theNumberOfConnectionsIsBounded()
+{
+    const Arguments::Outcome bare = parse({kUrl});
+    QVERIFY(bare.arguments);
+    QCOMPARE(bare.arguments->usage.maximumConnections, 8);
+    QCOMPARE(bare.arguments->usage.maximumConnectionsPerServer, 0);
+    const Arguments::Outcome chosen = parse({u"-x"_s, u"20"_s, u"--max-connections-per-server"_s, u"3"_s, kUrl});
+    QVERIFY2(chosen.arguments, qPrintable(chosen.text));
+    QCOMPARE(chosen.arguments->usage.maximumConnections, 20);
+    QCOMPARE(chosen.arguments->usage.maximumConnectionsPerServer, 3);
+}
+
 void TestArguments::whatIsWrongIsSaid_data()
 {
     QTest::addColumn<QStringList>("arguments");
@@ -221,6 +234,11 @@ void TestArguments::whatIsWrongIsSaid_data()
         << QStringList{url, u"--user-agent"_s, u"a\nb"_s} << u"line break"_s;
     QTest::newRow("a level that is no number") << QStringList{url, u"--log-level"_s, u"x"_s} << u"--log-level"_s;
     QTest::newRow("a level out of range") << QStringList{url, u"--log-level"_s, u"10"_s} << u"10"_s;
+    QTest::newRow("no connections") << QStringList{url, u"-x"_s, u"0"_s} << u"0"_s;
+    QTest::newRow("more connections than there can be") << QStringList{url, u"-x"_s, u"21"_s} << u"21"_s;
+    QTest::newRow("connections that are no number") << QStringList{url, u"-x"_s, u"many"_s} << u"many"_s;
+    QTest::newRow("fewer than no connections to a server")
+        << QStringList{url, u"--max-connections-per-server"_s, u"-1"_s} << u"-1"_s;
     QTest::newRow("certificates that are not there")
         << QStringList{url, u"--ca-certificate"_s, u"/nowhere/ca.pem"_s} << u"/nowhere/ca.pem"_s;
 }
@@ -241,7 +259,8 @@ void TestArguments::helpNamesEveryOption()
     const Arguments::Outcome outcome = parse({u"--help"_s});
     QVERIFY(!outcome.arguments);
     QCOMPARE(int(outcome.status), int(ExitStatus::Done));
-    for (const QString &option : {u"URL"_s, u"-d"_s, u"-o"_s, u"--header"_s, u"--referer"_s, u"--user-agent"_s,
+    for (const QString &option : {u"URL"_s, u"-d"_s, u"-o"_s, u"-x"_s, u"--max-connections-per-server"_s, u"--header"_s,
+                                  u"--referer"_s, u"--user-agent"_s,
                                   u"--post-data"_s, u"--insecure"_s, u"--ca-certificate"_s, u"--query"_s, u"--json"_s,
                                   u"-q"_s, u"--log"_s, u"--log-level"_s, u"--version"_s})
         QVERIFY2(outcome.text.contains(option), qPrintable(option));

@@ -81,6 +81,7 @@ void TestJsonPrinter::theSummaryHoldsEverything()
     summary.bytes = 5;
     summary.seconds = 1.5;
     summary.connections = 3;
+    summary.connectionsBound = u"limit"_s;
     summary.status = ExitStatus::NotFound;
     printer.end(summary);
     QCOMPARE(events(),
@@ -93,6 +94,7 @@ void TestJsonPrinter::theSummaryHoldsEverything()
                                   {u"bytes"_s, 5},
                                   {u"seconds"_s, 1.5},
                                   {u"connections"_s, 3},
+                                  {u"connections_bound"_s, u"limit"_s},
                                   {u"status"_s, 3}}}));
     QVERIFY(m_notesText.isEmpty());
 }

@@ -128,6 +128,7 @@ void WwwDownload::start(AbstractDownloadCommand command)
     const bool hadError = bool(m_info->lastError);
     m_mode = command;
     m_allocatedSize = -1;
+    m_details = {};
     clearLastError(false);
     setRunning(true);
     if (!isRunning())
@@ -316,6 +317,10 @@ void WwwDownload::onSectionFailed(const SectionPointer &section, const AbstractE
     if (section->isLastErrorFileError())
         setState(NoMoreSections, true);
     log(u"section #%1 error: "_s.arg(section->id()) + error.toLogText());
+    if (section->id() == m_creatingSectionId)
+        noteBound(m_info->resumeSupport == AbstractDownloadPersistentInfo::ResumeNotSupported
+                      ? ConnectionsBound::RangesNotHonoured
+                      : ConnectionsBound::AnotherFailed);
 }
 
 void WwwDownload::onSectionFinished(const SectionPointer &section)

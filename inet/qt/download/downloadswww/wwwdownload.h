@@ -9,6 +9,7 @@
 #include <inet/qt/download/framework/abstractnetworkaccesschief.h>
 #include <inet/qt/download/framework/abstractnetworkconsumerswithextrataskspack.h>
 #include <inet/qt/download/framework/deferredpointer.h>
+#include <inet/qt/download/framework/downloaddetails.h>
 #include <inet/qt/download/framework/qtappsystemdefaultuseragentmanager.h>
 #include <inet/qt/download/sources/downloadmirrorsusagemanager.h>
 
@@ -79,6 +80,8 @@ public:
     bool isQueryingInfo() const override;
     bool isStopping() const override;
     bool isFinalizing() const override;
+    /// DownloadDetails.
+    QVariant details() const override;
     /// Null before setInfo().
     AbstractDownloadPersistentInfo *rwInfo() override;
 
@@ -178,8 +181,13 @@ private:
     SectionPointer createSectionInstance(const AbstractDownloadSection &range, bool resourceCheck);
     void connectSection(const SectionPointer &section);
     bool splitOffRange(AbstractDownloadSection *range) const;
+    bool isAllocating() const;
     SectionScheduling::ConnectionVerdict connectionsVerdict() const;
     bool startExtraSection();
+    void noteConnections();
+    void noteBound(ConnectionsBound bound);
+    ConnectionsBound boundOfSplit() const;
+    ConnectionsBound boundOf(SectionScheduling::CreateVerdict verdict) const;
     void startExtraSectionIfPossible();
     void onSectionGotOkResponse(qint64 id);
     bool confirmCreatingSection(const SectionPointer &section);
@@ -228,4 +236,5 @@ private:
     quint32 m_state = 0;             ///< StateBit
     const QSharedPointer<DownloadMirrorsUsageManager> m_mirrors;
     bool m_resumeTestAllowed = true;
+    DownloadDetails m_details;
 };

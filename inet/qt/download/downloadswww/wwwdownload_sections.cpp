@@ -94,15 +94,18 @@ bool WwwDownload::splitOffRange(AbstractDownloadSection *range) const
     const SectionPointer parent = findBiggestBytesLeftSection();
     if (!parent || !hasFile())
         return false;
-    SplitSituation situation;
-    situation.isAllocating = m_info->destinationType == AbstractDownloadPersistentInfo::ToFolder
-        && (firstFile().fileFlags & AbstractDownloadFileInfo::Preallocated) == 0;
-    situation.allocatedSize = m_allocatedSize;
+    const SplitSituation situation{isAllocating(), m_allocatedSize};
     if (!splitSection(parent->section(), situation, range))
         return false;
     if (situation.isAllocating)
         log(u"currently allocated file size: %1"_s.arg(m_allocatedSize), kSectionLogLevel);
     return true;
+}
+
+bool WwwDownload::isAllocating() const
+{
+    return m_info->destinationType == AbstractDownloadPersistentInfo::ToFolder
+        && (firstFile().fileFlags & AbstractDownloadFileInfo::Preallocated) == 0;
 }
 
 WwwDownload::SectionPointer WwwDownload::createSectionInstance(const AbstractDownloadSection &range, bool resourceCheck)
@@ -160,9 +163,11 @@ void WwwDownload::startExtraSectionIfPossible()
     setState(ExtraSectionWanted, false);
     const CreateVerdict verdict = mayCreateSection();
     if (verdict == CreateVerdict::Allowed) {
-        startExtraSection();
+        if (!startExtraSection())
+            noteBound(boundOfSplit());
         return;
     }
+    noteBound(boundOf(verdict));
     if (verdict != CreateVerdict::LimitReached)
         return;
     const bool mayTestResume = m_resumeTestAllowed && m_pack.size() == 1
@@ -175,6 +180,56 @@ void WwwDownload::startExtraSectionIfPossible()
     m_resumeTestAllowed = false;
     setState(ResumeTestForced, true);
     startExtraSection();
+}
+
+void WwwDownload::noteConnections()
+{
+    // A section that only waits for its writer runs, but holds no connection any more.
+    const int now = int(unitedEntry(connectionsMap()).count);
+    if (now > m_details.mostConnections)
+        m_details = {now, ConnectionsBound::None};
+}
+
+// What kept the number from growing when it was at its highest; what happens as sections come to their end says nothing.
+void WwwDownload::noteBound(ConnectionsBound bound)
+{
+    if (bound != ConnectionsBound::None && unitedEntry(connectionsMap()).count >= m_details.mostConnections)
+        m_details.bound = bound;
+}
+
+ConnectionsBound WwwDownload::boundOf(CreateVerdict verdict) const
+{
+    switch (verdict) {
+    case CreateVerdict::ResumeNotSupported:
+        return ConnectionsBound::RangesNotHonoured;
+    case CreateVerdict::SizeUnknown:
+        return ConnectionsBound::SizeUnknown;
+    case CreateVerdict::CapReached:
+        return ConnectionsBound::SectionsCap;
+    case CreateVerdict::LimitReached:
+        return connectionsVerdict().reason == ConnectionLimit::ConnectionsPerServer
+            ? ConnectionsBound::ConnectionsPerServer
+            : ConnectionsBound::Connections;
+    case CreateVerdict::Allowed:
+    case CreateVerdict::NoMoreSections:
+    case CreateVerdict::AlreadyCreating:
+    case CreateVerdict::NoFile:
+        break;
+    }
+    return ConnectionsBound::None;
+}
+
+ConnectionsBound WwwDownload::boundOfSplit() const
+{
+    const SectionPointer biggest = findBiggestBytesLeftSection();
+    const bool isBigEnough = biggest && biggest->section().bytesLeft() >= kMinimumLeftToSplit;
+    return isBigEnough && hasFile() && isAllocating() ? ConnectionsBound::SpaceNotTaken
+                                                      : ConnectionsBound::TooSmallToSplit;
+}
+
+QVariant WwwDownload::details() const
+{
+    return QVariant::fromValue(m_details);
 }
 
 CreateVerdict WwwDownload::mayCreateSection() const
@@ -228,6 +283,7 @@ void WwwDownload::onSectionGotOkResponse(qint64 id)
               errorSource(kSourceFile, kUnsupportedAtResponseLine), {}});
         return;
     }
+    noteConnections();
     startExtraSectionIfPossible();
 }
 

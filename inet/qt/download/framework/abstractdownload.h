@@ -76,6 +76,7 @@ public:
     virtual bool interactive() const;
     virtual void setInteractive(bool interactive);
     virtual void setInitData(const QVariant &data);
+    /// DownloadDetails, or nothing.
     virtual QVariant details() const;
     /// The record itself, for the host's own fields; null where a download does not give it away.
     virtual AbstractDownloadPersistentInfo *rwInfo();

@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: MIT
+#include <host/policy/connectionsnote.h>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+QString reasonOf(ConnectionsBound bound, const NetworkUsageSettings &limits)
+{
+    switch (bound) {
+    case ConnectionsBound::RangesNotHonoured:
+        return u"the server does not honour ranges"_s;
+    case ConnectionsBound::SizeUnknown:
+        return u"the server does not tell the file's size"_s;
+    case ConnectionsBound::TooSmallToSplit:
+        return u"the file is too small to split further"_s;
+    case ConnectionsBound::SpaceNotTaken:
+        return u"the disk space was still being reserved"_s;
+    case ConnectionsBound::SectionsCap:
+        return u"no download has more"_s;
+    case ConnectionsBound::Connections:
+        return limits.maximumConnections > 0 ? u"limit of %1 reached"_s.arg(limits.maximumConnections)
+                                             : u"limit of all downloads reached"_s;
+    case ConnectionsBound::ConnectionsPerServer:
+        return limits.maximumConnectionsPerServer > 0
+            ? u"limit of %1 per server reached"_s.arg(limits.maximumConnectionsPerServer)
+            : u"limit per server reached"_s;
+    case ConnectionsBound::AnotherFailed:
+        return u"the server refused another"_s;
+    case ConnectionsBound::None:
+        break;
+    }
+    return {};
+}
+
+}
+
+QString ConnectionsNote::forDownload(const DownloadDetails &details, const NetworkUsageSettings &limits)
+{
+    if (details.mostConnections < 1)
+        return {};
+    const QString count = details.mostConnections == 1 ? u"1 connection"_s
+                                                       : u"%1 connections"_s.arg(details.mostConnections);
+    const QString reason = reasonOf(details.bound, limits);
+    return reason.isEmpty() ? count + " at most"_L1 : count + " at most: "_L1 + reason;
+}
+
+QString ConnectionsNote::keyOf(ConnectionsBound bound)
+{
+    switch (bound) {
+    case ConnectionsBound::RangesNotHonoured:
+        return u"no-ranges"_s;
+    case ConnectionsBound::SizeUnknown:
+        return u"size-unknown"_s;
+    case ConnectionsBound::TooSmallToSplit:
+        return u"too-small"_s;
+    case ConnectionsBound::SpaceNotTaken:
+        return u"reserving-space"_s;
+    case ConnectionsBound::SectionsCap:
+        return u"most-possible"_s;
+    case ConnectionsBound::Connections:
+        return u"limit"_s;
+    case ConnectionsBound::ConnectionsPerServer:
+        return u"server-limit"_s;
+    case ConnectionsBound::AnotherFailed:
+        return u"refused"_s;
+    case ConnectionsBound::None:
+        break;
+    }
+    return {};
+}

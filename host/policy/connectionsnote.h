@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <inet/qt/download/framework/downloaddetails.h>
+#include <inet/qt/download/records/networkusagesettings.h>
+
+#include <QString>
+
+/// Words about how many connections a download used. Pure.
+namespace ConnectionsNote
+{
+
+/// "3 connections at most: the file is too small to split further". Empty when nothing was transferred.
+/// @param limits those that the download ran under
+QString forDownload(const DownloadDetails &details, const NetworkUsageSettings &limits);
+/// The reason alone, as one word for programs; empty when nothing bounded the number.
+QString keyOf(ConnectionsBound bound);
+
+}

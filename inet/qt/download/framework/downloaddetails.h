@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QMetaType>
+#include <QtGlobal>
+
+/// What bounds the number of a download's connections.
+enum class ConnectionsBound : qint32 {
+    None = 0,
+    RangesNotHonoured = 1, ///< the server sends the whole resource or nothing
+    SizeUnknown = 2,
+    TooSmallToSplit = 3, ///< no section has enough left
+    SpaceNotTaken = 4, ///< the disk space is still being taken, and data may not run ahead of it
+    SectionsCap = 5, ///< no download has more
+    Connections = 6, ///< the limit of connections, its own or that of all downloads
+    ConnectionsPerServer = 7,
+    AnotherFailed = 8, ///< one more was tried and refused
+};
+
+/// What AbstractDownload::details() of this system's modules holds, as a value of its own: how the run that goes on, or
+/// the last one, used the network.
+struct DownloadDetails {
+    int mostConnections = 0; ///< that transferred at once
+    ConnectionsBound bound = ConnectionsBound::None; ///< why there were not more than that
+};
+
+Q_DECLARE_METATYPE(DownloadDetails)
