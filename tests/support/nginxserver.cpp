@@ -41,6 +41,12 @@ http {
         location /until-close/ { alias "%WWW%/"; ssi on; ssi_types *; chunked_transfer_encoding off; }
         location /no-ranges/ { alias "%WWW%/"; max_ranges 0; }
         location ~ ^/rate/(\d+k)/(.*)$ { set $rate $1; limit_rate $rate; alias "%WWW%/$2"; }
+        location ~ ^/first-slow/(\d+k)/(\d+k)/(.*)$ {
+            set $rate $2;
+            if ($http_range = "") { set $rate $1; }
+            limit_rate $rate;
+            alias "%WWW%/$3";
+        }
 %STATUSES%%REDIRECTS%    }
 }
 )";

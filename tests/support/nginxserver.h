@@ -9,6 +9,7 @@
 ///     /until-close/<file>    without length or chunks: the body ends where the connection ends
 ///     /no-ranges/<file>      whole, whatever range is asked for
 ///     /rate/<n>k/<file>      at n KiB a second and connection
+///     /first-slow/<m>k/<n>k/<file>   the same, at m KiB a second where no range is asked for
 ///     /redirect/<n>/<file>   after n redirects (at most kLongestChain)
 ///     /status/<code>         that status (401, 403, 404, 410, 416, 500 or 503)
 class NginxServer : public RealServer
