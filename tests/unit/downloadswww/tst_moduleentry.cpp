@@ -2,8 +2,10 @@
 #include <inet/qt/download/framework/abstractdownload.h>
 #include <inet/qt/download/framework/abstractdownloadmodule.h>
 #include <inet/qt/download/framework/abstractdownloadmoduleentry.h>
+#include <inet/qt/download/records/abstractfileinfo.h>
 #include <tests/support/downloadfixture.h>
 
+#include <QDate>
 #include <QLibrary>
 #include <QMetaType>
 #include <QProcess>
@@ -20,6 +22,11 @@ namespace
 
 const QString kModuleFile = QStringLiteral(PLAIT_MODULE_FILE);
 constexpr char kFunctionSymbol[] = "_Z23wwwDownloadsModuleEntryi";
+constexpr char kAddDateSymbol[] = "_Z17addDateToFileNameR16AbstractFileInfoRK5QDate";
+constexpr char kChangeTitleSymbol[] = "_Z15changeFileTitleR16AbstractFileInfoRK7QString";
+constexpr char kComparisonSymbol[] =
+    "_Z42abstractDownloadsPeristentInfoCompFunction45AbstractDownloadPersistentInfoSortByPlusOrder";
+constexpr char kVersionSymbol[] = "_ZN11MyQtSysInfo14productVersionEv";
 
 constexpr const char *kRegisteredNames[] = {
     "AbstractDownloadPersistentInfo",
@@ -66,7 +73,8 @@ private Q_SLOTS:
     void supportedSources();
     void downloadIsTheHosts();
     void downloadOutlivesItsModule();
-    void onlyTheEntryIsExported();
+    void onlyTheEntryAndTheHostsHelpersAreExported();
+    void hostsHelpersAreCalledThroughTheModule();
 
 private:
     Entry *entry(int version = 43) const { return m_entry(version); }
@@ -228,7 +236,7 @@ void TestModuleEntry::downloadOutlivesItsModule()
     QVERIFY(!chief);
 }
 
-void TestModuleEntry::onlyTheEntryIsExported()
+void TestModuleEntry::onlyTheEntryAndTheHostsHelpersAreExported()
 {
     QProcess nm;
     nm.start(u"nm"_s, {u"-D"_s, u"--defined-only"_s, kModuleFile});
@@ -240,7 +248,22 @@ void TestModuleEntry::onlyTheEntryIsExported()
             symbols.append(QString::fromLatin1(line.mid(line.lastIndexOf(' ') + 1)));
     }
     symbols.sort();
-    QCOMPARE(symbols, (QStringList{QString::fromLatin1(kFunctionSymbol), u"downloadsModuleEntry"_s}));
+    QStringList expected{u"downloadsModuleEntry"_s};
+    for (const char *symbol : {kFunctionSymbol, kAddDateSymbol, kChangeTitleSymbol, kComparisonSymbol, kVersionSymbol})
+        expected.append(QString::fromLatin1(symbol));
+    expected.sort();
+    QCOMPARE(symbols, expected);
+}
+
+void TestModuleEntry::hostsHelpersAreCalledThroughTheModule()
+{
+    const auto addDate =
+        reinterpret_cast<void (*)(AbstractFileInfo &, const QDate &)>(m_library.resolve(kAddDateSymbol));
+    QVERIFY(addDate);
+    AbstractFileInfo info;
+    info.name = u"file.zip"_s;
+    addDate(info, QDate(2024, 3, 9));
+    QCOMPARE(info.name, u"[2024-03-09] file.zip"_s);
 }
 
 QTEST_GUILESS_MAIN(TestModuleEntry)

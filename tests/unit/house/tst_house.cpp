@@ -105,6 +105,8 @@ void TestHouse::rulesForIncludes_data()
     row("host may include framework", "host/session.cpp", framework, true);
     row("host must not include the module", "host/session.cpp", core, false);
     row("host must not include the module's entry", "host/session.cpp", entry, false);
+    row("host may include the helpers made for hosts", "host/session/a.cpp",
+        "#include <inet/qt/download/response/fileinfoutils.h>", true);
     row("host must not include response", "host/network/a.cpp", response, false);
     row("host may use Sql", "host/storage/a.cpp", "#include <QSqlQuery>", true);
     row("host may use libcurl for ftp", "host/network/ftpreply.cpp", "#include <curl/curl.h>", true);
