@@ -100,6 +100,8 @@ public:
     QSharedPointer<WwwDownloadSection> section(qint64 id) const;
     QSharedPointer<WwwDownloadSection> creatingSection() const;
     int runningSectionCount() const;
+    /// Where its sections take their sources from.
+    const DownloadMirrorsUsageManager &mirrors() const { return *m_mirrors; }
     /// Record from live sections, or live sections from the record.
     bool serializeSections(bool toRecord);
 

@@ -66,6 +66,8 @@ public:
     bool isFinished() const;
     /// The last error came from the disk, not from the network.
     bool isLastErrorFileError() const;
+    /// It has taken a source from the mirror manager and not given it back.
+    bool isUsingMirror() const { return m_handedOutSource.url.isValid(); }
     /// The range with its progress, the one that counts.
     AbstractDownloadSection section() const;
 

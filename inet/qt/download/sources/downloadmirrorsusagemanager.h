@@ -30,6 +30,8 @@ public:
     QUrl nextMirrorUrl() const;
     /// How many use that candidate now; 0 without candidates.
     int nextMirrorConnectionCount() const;
+    /// The candidates, best first.
+    QList<MirrorInfo> mirrors() const { return m_mirrors; }
     /// Some candidate has never failed.
     bool containsMirrorWithoutErrors() const;
 
