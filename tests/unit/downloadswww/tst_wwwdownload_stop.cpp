@@ -5,6 +5,7 @@
 #include <QTest>
 
 #include <functional>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -110,6 +111,8 @@ private Q_SLOTS:
     void sectionThatFailsEndsTheRunWhenTheOthersAreDone();
     void lostCreatingSectionDoesNotEndTheRun();
     void removalOfTheLastSectionIsDecidedLater();
+    void runBegunWhileASectionIsRemovedKeepsItsOwn();
+    void queryThatWasStoppedLeavesNothingInTheWay();
     void receiversMayInterfereAnywhere_data();
     void receiversMayInterfereAnywhere();
     void downloadMayBeDeletedAnywhere_data();
@@ -396,6 +399,43 @@ void TestWwwDownloadStop::removalOfTheLastSectionIsDecidedLater()
     QCOMPARE(bench.timesLogged(u"sections running: 0"_s), 2);
     QCOMPARE(bench.download.info().lastError.code, int(QNetworkReply::RemoteHostClosedError));
     QCOMPARE(bench.download.info().files.first().sections, (Ranges{{0, kTwoSections, kTwoSections / 2 + 1000}}));
+}
+
+void TestWwwDownloadStop::runBegunWhileASectionIsRemovedKeepsItsOwn()
+{
+    Bench bench;
+    Record info = bench.record();
+    info.destinationType = Record::ToMemory;
+    bench.startAt(info);
+    bench.begin(kTwoSections, QByteArray(kTwoSections / 2 + 1000, 'a'), {{"Accept-Ranges"_ba, "bytes"_ba}});
+    bench.reply(0)->end(QNetworkReply::RemoteHostClosedError, u"cut"_s);
+    QTRY_COMPARE(bench.download.runningSectionCount(), 1);
+    bool hasActed = false;
+    connect(&bench.download, &WwwDownload::connectionsMapChangedDelta, &bench.download, [&] {
+        if (std::exchange(hasActed, true))
+            return;
+        bench.download.stop({});
+        bench.download.doCommand(Command::Restart);
+    });
+    bench.beginRange(kTwoSections / 2, kTwoSections, {});
+    QVERIFY(hasActed);
+    QVERIFY(bench.logged(u"removing creating section #2. Reason:pointless"_s));
+    QVERIFY(bench.download.creatingSection());
+    QVERIFY(bench.download.creatingSection()->isRunning());
+}
+
+void TestWwwDownloadStop::queryThatWasStoppedLeavesNothingInTheWay()
+{
+    Bench bench;
+    bench.startAt(bench.record(), Command::QueryInfo);
+    QCOMPARE(bench.replies.size(), 1);
+    bench.download.stop({});
+    QVERIFY(!bench.download.isRunning());
+    bench.download.doCommand(Command::Start);
+    QCOMPARE(bench.replies.size(), 2);
+    bench.answer(kBody);
+    QTRY_VERIFY(!bench.download.isRunning());
+    QVERIFY(bench.download.info().isFinished());
 }
 
 void TestWwwDownloadStop::receiversMayInterfereAnywhere_data()

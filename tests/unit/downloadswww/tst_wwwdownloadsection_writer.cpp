@@ -75,6 +75,7 @@ private Q_SLOTS:
     void writersLiveInTheirThread();
     void nothingFlowsBeforeTheWriterIsOpen();
     void aWriterMovesToALaterThread();
+    void aWriterAtWorkDoesNotComeBackToTheSectionsThread();
 
     void anEmptyResourceIsFinished_data();
     void anEmptyResourceIsFinished();
@@ -313,6 +314,24 @@ void tst_WwwDownloadSectionWriter::nothingFlowsBeforeTheWriterIsOpen()
     QVERIFY(section->isRunning());
     QCOMPARE(section->section().downloaded, 0);
     stopper.release();
+    QVERIFY(bench.waitUntilIdle());
+    QVERIFY(section->isFinished());
+    QCOMPARE(TestFiles::readFile(bench.path(u"file.bin"_s)), "0123456789"_ba);
+}
+
+void tst_WwwDownloadSectionWriter::aWriterAtWorkDoesNotComeBackToTheSectionsThread()
+{
+    SectionBench bench;
+    bench.useFolder();
+    bench.addFile(10, {{0, 10, 0}}, FileInfo::CreatedOnDisk);
+    WwwDownloadSection *section = bench.make({0, 10, 0});
+    section->start();
+    bench.answerWhole(10);
+    QTRY_VERIFY(bench.fileWriter() && bench.fileWriter()->isOpen());
+    section->setWriterThread(bench.writersThread());
+    section->setWriterThread(section->thread());
+    QCOMPARE(bench.fileWriter()->thread(), bench.writersThread());
+    bench.finishWith("0123456789"_ba);
     QVERIFY(bench.waitUntilIdle());
     QVERIFY(section->isFinished());
     QCOMPARE(TestFiles::readFile(bench.path(u"file.bin"_s)), "0123456789"_ba);

@@ -297,6 +297,7 @@ void TestFileOps::longNamesKeepTheirExtension()
     QCOMPARE(Ops::safeFileName(QString(300, u'a') + u".bin"_s).size(), 250);
     QCOMPARE(Ops::safeFileName(QString(300, u'a')).size(), 250);
     QCOMPARE(Ops::safeFileName(u"a."_s + QString(300, u'b')).size(), 250);
+    QCOMPARE(Ops::safeFileName(QString(2'000'000, u'a') + u".bin"_s), QString(246, u'a') + u".bin"_s);
     const QString smiles = Ops::safeFileName(u"😀"_s.repeated(100));
     QCOMPARE(QString::fromUtf8(smiles.toUtf8()), smiles);
     QCOMPARE(smiles, u"😀"_s.repeated(62));

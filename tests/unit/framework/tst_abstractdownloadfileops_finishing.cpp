@@ -50,6 +50,8 @@ private Q_SLOTS:
     void aQuestionIsAnswered_data();
     void aQuestionIsAnswered();
     void anAnswerCountsForOneFile();
+    void anAnswerHoldsUntilTheFileHasItsName();
+    void anAnswerDoesNotOutliveItsFile();
     void anAnswerFromInsideTheQuestionIsTaken();
     void answersNobodyAskedForAreIgnored();
     void aWithdrawnQuestionEndsTheOperations();
@@ -336,6 +338,33 @@ void TestFileOpsFinishing::anAnswerCountsForOneFile()
     QTRY_COMPARE(bench.answers, 1);
     QCOMPARE(bench.done, 2);
     QCOMPARE(bench.applied.size(), 2);
+}
+
+void TestFileOpsFinishing::anAnswerHoldsUntilTheFileHasItsName()
+{
+    makeFile(at(u"a"_s));
+    Bench bench;
+    bench.ask(folder(), {toCreate(u"a"_s, 3)});
+    bench.ops->fileExistsAction(0, Action::Overwrite);
+    QTRY_COMPARE(bench.answers, 1);
+    QCOMPARE(bench.result(), u"a.part"_s);
+    makeFile(at(u"a.part"_s), "new");
+    bench.perform(folder(), {toFinish(u"a.part"_s, 3)});
+    QVERIFY2(!bench.error, bench.error.description.c_str());
+    QCOMPARE(bench.questions, 1);
+    QCOMPARE(names(), QStringList{u"a"_s});
+    QCOMPARE(contentOf(at(u"a"_s)), "new");
+}
+
+void TestFileOpsFinishing::anAnswerDoesNotOutliveItsFile()
+{
+    makeFile(at(u"a"_s));
+    Bench bench;
+    bench.ask(folder(), {toCreate(u"a"_s, 3)});
+    bench.ops->fileExistsAction(0, Action::Overwrite);
+    QTRY_COMPARE(bench.answers, 1);
+    bench.ask(folder(), {toCreate(u"a"_s, 3)});
+    QCOMPARE(bench.questions, 2);
 }
 
 void TestFileOpsFinishing::anAnswerFromInsideTheQuestionIsTaken()

@@ -87,6 +87,8 @@ private Q_SLOTS:
     void aFullDiskFailsOnce();
     void noFailureAfterClose_data() { threads(); }
     void noFailureAfterClose();
+    void theNextOpeningDoesNotHearOfAnEarlierFailure_data() { threads(); }
+    void theNextOpeningDoesNotHearOfAnEarlierFailure();
     void bytesWrittenBeforeAFailureAreAccounted_data() { threads(); }
     void bytesWrittenBeforeAFailureAreAccounted();
     void aPositionBeforeTheStartFails_data() { threads(); }
@@ -454,6 +456,18 @@ void TestFileWriter::noFailureAfterClose()
     bench.settle();
     QCOMPARE(bench.said, (QStringList{u"closed"_s, u"all"_s}));
     QCOMPARE(bench.writer->lastError().code, int(QFileDevice::ResourceError));
+}
+
+void TestFileWriter::theNextOpeningDoesNotHearOfAnEarlierFailure()
+{
+    QFETCH(bool, ownThread);
+    Bench bench(ownThread);
+    bench.openAndWait(u"/dev/full"_s, 0, true);
+    bench.writer->processData("abc");
+    bench.writer->close();
+    bench.writer->open(path(), 0, false);
+    bench.settle();
+    QCOMPARE(bench.said, (QStringList{u"closed"_s, u"opened"_s, u"all"_s}));
 }
 
 void TestFileWriter::bytesWrittenBeforeAFailureAreAccounted()

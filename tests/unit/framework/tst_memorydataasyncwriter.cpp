@@ -4,6 +4,8 @@
 #include <QFileDevice>
 #include <QTest>
 
+#include <limits>
+
 using namespace Qt::StringLiterals;
 
 namespace
@@ -62,6 +64,8 @@ private Q_SLOTS:
     void aPositionBeforeTheStartFails();
     void dataBeyondAllMemoryFailsOnce();
     void noFailureAfterClose();
+    void theNextOpeningDoesNotHearOfAnEarlierFailure();
+    void aPlaceBeyondAllNumbersFails();
     void mayBeDeletedWithAnswersUnderWay();
     void aSharedCopyOfTheTargetStaysAsItWas();
 };
@@ -259,6 +263,27 @@ void TestMemoryWriter::noFailureAfterClose()
     QCoreApplication::processEvents();
     QCOMPARE(bench.said, QStringList{u"closed"_s});
     QVERIFY(bench.writer.lastError());
+}
+
+void TestMemoryWriter::theNextOpeningDoesNotHearOfAnEarlierFailure()
+{
+    Bench bench;
+    bench.openAt(Q_INT64_C(1) << 40);
+    bench.writer.processData("abc");
+    bench.writer.close();
+    bench.writer.open({}, 0, false);
+    QCoreApplication::processEvents();
+    QCOMPARE(bench.said, (QStringList{u"closed"_s, u"opened (open)"_s}));
+}
+
+void TestMemoryWriter::aPlaceBeyondAllNumbersFails()
+{
+    Bench bench;
+    bench.openAt(std::numeric_limits<qint64>::max() - 1);
+    bench.writer.processData("abc");
+    QCoreApplication::processEvents();
+    QCOMPARE(bench.said, QStringList{u"failed (open)"_s});
+    QVERIFY(bench.target.isEmpty());
 }
 
 void TestMemoryWriter::mayBeDeletedWithAnswersUnderWay()

@@ -10,7 +10,8 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
+namespace
+{
 
 // Reports are grouped by these places, so they stay what they were when the code around them moves.
 constexpr char kSourceFile[] = "inet/qt/download/downloadswww/wwwdownload.cpp";
@@ -36,6 +37,7 @@ WwwDownload::WwwDownload(qint64 id, QSharedPointer<AbstractNetworkAccessChief> c
     : AbstractDownload(id, parent)
     , m_chief(std::move(chief))
     , m_userAgentManager(std::move(userAgentManager))
+    , m_pack(this)
     , m_mirrors(QSharedPointer<DownloadMirrorsUsageManager>::create())
 {
     qRegisterMetaType<AbstractError>("AbstractError");
@@ -176,7 +178,8 @@ void WwwDownload::discardFirstFile()
         return;
     Q_EMIT performingFilesOperations(true);
     const QString path = m_info->filePath(0);
-    firstFile().fileFlags &= quint8(~(AbstractDownloadFileInfo::CreatedOnDisk | AbstractDownloadFileInfo::Preallocated));
+    firstFile().fileFlags &=
+        quint8(~(AbstractDownloadFileInfo::CreatedOnDisk | AbstractDownloadFileInfo::Preallocated));
     QFile::remove(path);
     firstFile().pathOnDisk.clear();
     Q_EMIT performingFilesOperations(false);
@@ -199,9 +202,14 @@ void WwwDownload::startQuery()
 
 void WwwDownload::startDownload()
 {
-    if (hasFile() && firstFile().isComplete())
+    if (hasFile() && firstFile().isComplete()) {
         onSectionsFinishedDownloading();
-    else if (!startExtraSection())
+        return;
+    }
+    // What a query left behind that ended before any answer would stand in the way of a first section.
+    if (creatingSection())
+        removeCreatingSection(false, u"failed to start"_s);
+    if (!startExtraSection())
         endWithoutSection();
 }
 

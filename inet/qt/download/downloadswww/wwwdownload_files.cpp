@@ -10,7 +10,8 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
+namespace
+{
 
 // Reports are grouped by this place, so it stays what it was when the code around it moves.
 constexpr char kSourceFile[] = "inet/qt/download/downloadswww/wwwdownload.cpp";
@@ -141,9 +142,9 @@ void WwwDownload::endWithFilesError(const AbstractError &error)
 
 bool WwwDownload::writePendingContent()
 {
-    QFile file(m_info->filePath(0));
-    const bool isWritten = file.open(QIODevice::WriteOnly) && file.write(m_pendingContent) == m_pendingContent.size()
-        && file.flush();
+    QFile file(hasFile() ? m_info->filePath(0) : QString());
+    const bool isWritten =
+        file.open(QIODevice::WriteOnly) && file.write(m_pendingContent) == m_pendingContent.size() && file.flush();
     if (isWritten) {
         m_pendingContent.clear();
         return true;
@@ -177,7 +178,8 @@ void WwwDownload::checkIfResourceChanged()
         return;
     log(u"checking if resource changed..."_s);
     m_resourceChecker.reset(new WwwDownloader(m_chief, this));
-    QtQObjectsTracker::instance()->registerObject(m_resourceChecker.get(), m_resourceChecker->metaObject()->className());
+    QtQObjectsTracker::instance()->registerObject(m_resourceChecker.get(),
+                                                  m_resourceChecker->metaObject()->className());
     connect(m_resourceChecker.get(), &WwwDownloader::running, this, &WwwDownload::onCircDownloaderRunning);
     connect(m_resourceChecker.get(), &WwwDownloader::gotHeaders, this, &WwwDownload::onCircDownloaderGotHeaders);
     if (m_info->hasFlag(AbstractDownloadPersistentInfo::ResourceChanged)) {

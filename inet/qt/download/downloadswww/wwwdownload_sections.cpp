@@ -9,7 +9,8 @@
 using namespace Qt::StringLiterals;
 using namespace SectionScheduling;
 
-namespace {
+namespace
+{
 
 // Reports are grouped by these places, so they stay what they were when the code around them moves.
 constexpr char kSourceFile[] = "inet/qt/download/downloadswww/wwwdownload.cpp";
@@ -57,9 +58,8 @@ int WwwDownload::runningSectionCount() const
 WwwDownload::SectionPointer WwwDownload::findLazySection() const
 {
     const QList<SectionPointer> candidates = sections(false);
-    const auto it = std::find_if(candidates.cbegin(), candidates.cend(), [](const SectionPointer &item) {
-        return !item->isRunning() && !item->isFinished();
-    });
+    const auto it = std::find_if(candidates.cbegin(), candidates.cend(),
+                                 [](const SectionPointer &item) { return !item->isRunning() && !item->isFinished(); });
     return it == candidates.cend() ? SectionPointer() : *it;
 }
 
@@ -79,8 +79,7 @@ WwwDownload::SectionPointer WwwDownload::createNewSection()
     const bool isFirst = m_pack.empty();
     if (!isFirst && !splitOffRange(&range))
         return {};
-    const SectionPointer created =
-        createSectionInstance(range, isFirst && m_mode == AbstractDownloadCommand::Restart);
+    const SectionPointer created = createSectionInstance(range, isFirst && m_mode == AbstractDownloadCommand::Restart);
     m_creatingSectionId = created->id();
     log(u"creating section: #%1(offset:%2, size:%3)"_s.arg(created->id()).arg(range.offset).arg(range.size));
     m_pack.addItem(created);
@@ -190,7 +189,8 @@ void WwwDownload::noteConnections()
         m_details = {now, ConnectionsBound::None};
 }
 
-// What kept the number from growing when it was at its highest; what happens as sections come to their end says nothing.
+// What kept the number from growing when it was at its highest; what happens as sections come to their end says
+// nothing.
 void WwwDownload::noteBound(ConnectionsBound bound)
 {
     if (bound != ConnectionsBound::None && unitedEntry(connectionsMap()).count >= m_details.mostConnections)
@@ -279,8 +279,10 @@ void WwwDownload::onSectionGotOkResponse(qint64 id)
     if (item && id == m_creatingSectionId && !confirmCreatingSection(item))
         return;
     if (isUnsupported()) {
-        stop({int(GenericErrorCode::NotSupported), ErrorCategory::kGeneric,
-              errorSource(kSourceFile, kUnsupportedAtResponseLine), {}});
+        stop({int(GenericErrorCode::NotSupported),
+              ErrorCategory::kGeneric,
+              errorSource(kSourceFile, kUnsupportedAtResponseLine),
+              {}});
         return;
     }
     noteConnections();
@@ -337,7 +339,8 @@ void WwwDownload::markSectionAsCreated(const SectionPointer &section)
 void WwwDownload::removeCreatingSection(bool takeError, const QString &reason)
 {
     const SectionPointer item = creatingSection();
-    m_ignoredSectionId = m_creatingSectionId;
+    const qint64 removedId = m_creatingSectionId;
+    m_ignoredSectionId = removedId;
     log(u"removing creating section #%1. Reason:"_s.arg(m_creatingSectionId) + reason);
     if (item && takeError) {
         m_lastError = item->lastError();
@@ -348,8 +351,11 @@ void WwwDownload::removeCreatingSection(bool takeError, const QString &reason)
         disconnect(item.get(), nullptr, this, nullptr);
         m_pack.removeItem(item->id());
     }
-    m_ignoredSectionId = 0;
-    m_creatingSectionId = 0;
+    // Who hears of the connection given up may have begun another run, with a section in creation of its own.
+    if (m_ignoredSectionId == removedId)
+        m_ignoredSectionId = 0;
+    if (m_creatingSectionId == removedId)
+        m_creatingSectionId = 0;
     if (item && item->isRunning())
         item->stop(operationAbortedError(errorSource(kSourceFile, kRemovedSectionLine).c_str()), false);
 }

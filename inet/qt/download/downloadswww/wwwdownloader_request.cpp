@@ -174,7 +174,9 @@ QNetworkRequest WwwDownloader::constructRequest(const WwwDownloadSourceInfo &sou
 void WwwDownloader::announceConnection()
 {
     m_connectionsMap[hostAndPortFromUrl(m_currentUrl)].count = 1;
-    Q_EMIT connectionsMapChangedDelta(m_connectionsMap);
+    // A receiver may stop the transfer, which empties the map; those that come after it are told the same.
+    const QtConnectionsMap announced = m_connectionsMap;
+    Q_EMIT connectionsMapChangedDelta(announced);
 }
 
 void WwwDownloader::installCookies(const WwwDownloadSourceInfo &source)

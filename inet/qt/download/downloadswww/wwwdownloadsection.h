@@ -20,8 +20,9 @@ class QThread;
 ///
 ///     idle ── start() ──> requesting ── good response ──> [waiting for the file] ──> opening ──opened──> writing
 ///       │                     │                                  │                      │                  │
-///       │ query()             │ bad response, error              │ stop()               │ failed           │ all written:
-///       v                     v                                  v                      v                  v close
+///       │ query()             │ bad response, error              │ stop()               │ failed           │ all
+///       written: v                     v                                  v                      v                  v
+///       close
 ///     requesting ──head──> idle, transfer kept 90 s            idle <──────closed──── closing <────────────┘
 ///
 /// A start that follows a query adopts the query's transfer. A stop with an open writer lasts until that has closed.
@@ -44,8 +45,9 @@ public:
     /// @param info the download's record, shared with it and with all of its sections
     /// @param resourceCheck build the record's file information anew from the first response
     WwwDownloadSection(qint64 id, const QString &logPrefix, const AbstractDownloadSection &section,
-                       QSharedPointer<AbstractDownloadPersistentInfo> info, QSharedPointer<AbstractNetworkAccessChief> chief,
-                       bool resourceCheck, QSharedPointer<DownloadMirrorsUsageManager> mirrors, QObject *parent);
+                       QSharedPointer<AbstractDownloadPersistentInfo> info,
+                       QSharedPointer<AbstractNetworkAccessChief> chief, bool resourceCheck,
+                       QSharedPointer<DownloadMirrorsUsageManager> mirrors, QObject *parent);
     ~WwwDownloadSection() override;
 
     qint64 id() const override;
@@ -188,10 +190,11 @@ private:
     bool m_waitingFileCreate = false;
     bool m_writerOpening = false;
     bool m_stoppingUntilClosed = false;
+    bool m_writerClosing = false; ///< all data is written, closed() is on its way
     bool m_lastErrorIsFileError = false;
-    bool m_transferReused = false;       ///< the transfer was adopted from a query
-    bool m_restartAfterReuse = false;    ///< an adopted transfer failed: start anew once the writer has written all
-    AbstractDownloadSourceInfo m_currentSource;   ///< as redirects have left it
+    bool m_transferReused = false; ///< the transfer was adopted from a query
+    bool m_restartAfterReuse = false; ///< an adopted transfer failed: start anew once the writer has written all
+    AbstractDownloadSourceInfo m_currentSource; ///< as redirects have left it
     AbstractDownloadSourceInfo m_handedOutSource; ///< as the mirror manager knows it; invalid URL = none is held
     QTimer m_queryKeptTimer;
 

@@ -115,6 +115,7 @@ void WwwDownloadSection::openWriter()
 void WwwDownloadSection::releaseWriter()
 {
     m_writerOpening = false;
+    m_writerClosing = false;
     if (!m_writer)
         return;
     connectWriter(m_writer.get(), false);
@@ -128,7 +129,9 @@ void WwwDownloadSection::setWriterThread(QThread *thread)
     if (!thread || thread == m_writerThread)
         return;
     m_writerThread = thread;
-    if (m_writer && isDestinationFile())
+    // What is queued for a writer at work would be overtaken if calls became direct; the next writer lives there.
+    const bool wouldTurnDirect = thread == QThread::currentThread() && isWriterOpeningOrOpen();
+    if (m_writer && isDestinationFile() && !wouldTurnDirect)
         moveToThreadFromAnywhere(m_writer.get(), thread);
 }
 
@@ -146,6 +149,7 @@ bool WwwDownloadSection::checkIfAllDataIsWritten()
 {
     if (!m_writer || !m_writer->isOpen() || !m_downloader || !m_downloader->isDataProcessed())
         return false;
+    m_writerClosing = true;
     m_writer->close();
     return true;
 }
@@ -199,7 +203,7 @@ void WwwDownloadSection::onWriterAllDataIsProcessed()
 void WwwDownloadSection::onWriterFailed()
 {
     // A failure that was on its way when the close was asked for: closed() follows, and ends the section.
-    if (!m_running || !isValidWriterSender() || m_stoppingUntilClosed)
+    if (!m_running || !isValidWriterSender() || m_stoppingUntilClosed || m_writerClosing)
         return;
     log(u"writer failed."_s);
     m_writerOpening = false;
@@ -211,6 +215,7 @@ void WwwDownloadSection::onWriterClosed()
     if (!m_running || !isValidWriterSender())
         return;
     log(u"writer closed."_s);
+    m_writerClosing = false;
     if (!m_stoppingUntilClosed) {
         checkStopped();
         return;

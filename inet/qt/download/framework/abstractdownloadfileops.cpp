@@ -4,6 +4,7 @@
 #include <inet/qt/download/framework/targetfilename.h>
 #include <inet/qt/download/framework/targetfileoperator.h>
 
+#include <QHash>
 #include <QPointer>
 #include <QQueue>
 
@@ -41,8 +42,8 @@ Operation createOperation(int index, const AbstractDownloadFileInfo &file, qint6
 
 Operation finishOperation(int index, const AbstractDownloadFileInfo &file, qint64 size, bool isChosen)
 {
-    const QString path = file.isOnDisk() ? file.relativePath()
-                                         : TargetFileName::partOf(TargetFileName::fromPath(file.name, isChosen));
+    const QString path =
+        file.isOnDisk() ? file.relativePath() : TargetFileName::partOf(TargetFileName::fromPath(file.name, isChosen));
     return {index, Operation::Finish, path, size, {}, false};
 }
 
@@ -86,8 +87,12 @@ private:
     void proceed(std::optional<AbstractDownloadFileExistsAction> answered = {});
     void finish(const AbstractError &error);
 
+    AbstractDownloadExistingFileReaction reactionTo(const Operation &operation) const;
+
     QQueue<Run> m_runs;
     bool m_asking = false;
+    /// Who said at the beginning what is to become of a file in the way is not asked again at the end.
+    QHash<int, AbstractDownloadFileExistsAction> m_answers;
 };
 
 AbstractDownloadFileOps::AbstractDownloadFileOps(QObject *parent)
@@ -185,15 +190,25 @@ void AbstractDownloadFileOps::Private::withdraw()
     finish(operationAbortedError(errorSourceHere().c_str()));
 }
 
-/// @param answered the reaction to what is in the way of the operation that comes next, and of that alone
+AbstractDownloadExistingFileReaction AbstractDownloadFileOps::Private::reactionTo(const Operation &operation) const
+{
+    const auto answer = m_answers.constFind(operation.fileIndex);
+    return answer == m_answers.constEnd() ? reaction.load() : reactionOf(*answer);
+}
+
+/// @param answered the reaction to what is in the way of the operation that comes next, and of its file from then on
 void AbstractDownloadFileOps::Private::proceed(std::optional<AbstractDownloadFileExistsAction> answered)
 {
     const QPointer guard(q);
     Run &run = m_runs.head();
     while (run.done < run.operations.size()) {
         Operation &operation = run.operations[run.done];
+        if (answered)
+            m_answers.insert(operation.fileIndex, *answered);
+        else if (operation.kind == Operation::Create)
+            m_answers.remove(operation.fileIndex);
         const TargetFileOperator::Outcome outcome =
-            run.fileOperator.perform(operation, answered ? reactionOf(*answered) : reaction.load(), truncate);
+            run.fileOperator.perform(operation, reactionTo(operation), truncate);
         if (!outcome.inTheWay.isEmpty()) {
             m_asking = true;
             Q_EMIT q->fileExistsActionRequired(operation.fileIndex, outcome.inTheWay);

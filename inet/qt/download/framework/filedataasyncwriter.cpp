@@ -33,7 +33,7 @@ public:
     {
     }
 
-    void openFile(const QString &path, qint64 start, bool exists);
+    void openFile(const QString &path, qint64 start, bool exists, int number);
     void write(const QByteArray &data);
     void closeFile();
     void seekTo(qint64 target);
@@ -48,12 +48,14 @@ public:
     std::atomic<bool> toldOpen = false;
     std::atomic<bool> closeAsked = false; ///< by the owner, and not answered yet
     std::atomic<int> closesPending = 0; ///< closed() signals still to be delivered
+    std::atomic<int> lastOpening = 0; ///< number of the newest open()
 
     mutable QMutex errorMutex;
     AbstractError lastError;
     QDateTime lastErrorTime;
 
     State state = State::Closed;
+    int opening = 0; ///< number of the open() that the state belongs to
     std::unique_ptr<QFile> file;
     qint64 position = 0;
     qint64 lastEnd = 0; ///< behind the last byte written
@@ -131,7 +133,8 @@ bool FileDataAsyncWriter::isOpen() const
 void FileDataAsyncWriter::open(const QString &path, qint64 position, bool exists)
 {
     d->closeAsked = false;
-    post([this, path, position, exists] { d->openFile(path, position, exists); });
+    const int number = ++d->lastOpening;
+    post([this, path, position, exists, number] { d->openFile(path, position, exists, number); });
 }
 
 void FileDataAsyncWriter::reposition(qint64 position)
@@ -177,9 +180,10 @@ void FileDataAsyncWriter::post(Work work)
         QMetaObject::invokeMethod(this, std::move(work), Qt::QueuedConnection);
 }
 
-void FileDataAsyncWriter::Private::openFile(const QString &path, qint64 start, bool exists)
+void FileDataAsyncWriter::Private::openFile(const QString &path, qint64 start, bool exists, int number)
 {
     closeFile();
+    opening = number;
     file = std::make_unique<QFile>(path);
     QIODevice::OpenMode mode = QIODevice::ReadWrite | QIODevice::Unbuffered;
     if (exists)
@@ -321,8 +325,9 @@ void FileDataAsyncWriter::Private::fail(int code, const std::string &text, const
     state = State::Failed;
     reserver.reset();
     setError(code, text, source);
-    const auto tell = [this] {
-        if (!closeAsked)
+    // A failure that was on its way when the writer was closed, and perhaps opened again, answers nothing any more.
+    const auto tell = [this, number = opening] {
+        if (!closeAsked && number == lastOpening)
             Q_EMIT q->failed();
     };
     QMetaObject::invokeMethod(q, tell, Qt::QueuedConnection);

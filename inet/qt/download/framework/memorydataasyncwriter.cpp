@@ -17,8 +17,6 @@ constexpr qint64 kMaxSize = std::numeric_limits<qint32>::max();
 
 bool resize(QByteArray &array, qint64 size)
 {
-    if (size > kMaxSize)
-        return false;
     try {
         array.resize(size);
     } catch (const std::bad_alloc &) {
@@ -61,6 +59,7 @@ bool MemoryDataAsyncWriter::isOpen() const
 void MemoryDataAsyncWriter::open(const QString &, qint64 position, bool)
 {
     m_closeAsked = false;
+    ++m_opening;
     if (position < 0) {
         fail(QFileDevice::PositionError, u"Data cannot begin before the start."_s);
         return;
@@ -98,7 +97,7 @@ void MemoryDataAsyncWriter::close()
 
 void MemoryDataAsyncWriter::processData(const QByteArray &data)
 {
-    if (m_state != State::Open || data.isEmpty() || !makeRoom(m_position + data.size()))
+    if (m_state != State::Open || data.isEmpty() || !makeRoom(data.size()))
         return;
     std::memcpy(m_target->data() + m_position, data.constData(), size_t(data.size()));
     m_position += data.size();
@@ -118,17 +117,17 @@ void MemoryDataAsyncWriter::restart()
     m_position = m_lastEnd;
 }
 
-/// The array reaches to @p end at least; what lies between its old end and m_position is zero.
-bool MemoryDataAsyncWriter::makeRoom(qint64 end)
+/// The array holds so many bytes behind m_position; what lies between its old end and m_position is zero.
+bool MemoryDataAsyncWriter::makeRoom(qint64 bytes)
 {
     if (m_position < 0) {
         fail(QFileDevice::PositionError, u"Data cannot begin before the start."_s);
         return false;
     }
     const qint64 oldSize = m_target->size();
-    if (end <= oldSize)
+    if (bytes <= oldSize - m_position)
         return true;
-    if (!resize(*m_target, end)) {
+    if (m_position > kMaxSize - bytes || !resize(*m_target, m_position + bytes)) {
         fail(QFileDevice::ResourceError, u"There is not enough memory for the data."_s);
         return false;
     }
@@ -142,8 +141,8 @@ void MemoryDataAsyncWriter::fail(int code, const QString &text)
     m_state = State::Failed;
     m_lastError = {code, ErrorCategory::kFile, errorSourceHere(), text.toStdString()};
     m_lastErrorTime = QDateTime::currentDateTime();
-    const auto answer = [this] {
-        if (!m_closeAsked)
+    const auto answer = [this, opening = m_opening] {
+        if (!m_closeAsked && opening == m_opening)
             Q_EMIT failed();
     };
     QMetaObject::invokeMethod(this, answer, Qt::QueuedConnection);

@@ -32,7 +32,7 @@ private:
         Failed, ///< data is ignored until the next open()
     };
 
-    bool makeRoom(qint64 end);
+    bool makeRoom(qint64 bytes);
     void fail(int code, const QString &text);
 
     QByteArray *const m_target;
@@ -41,6 +41,7 @@ private:
     qint64 m_lastEnd = 0; ///< behind the last byte written
     bool m_open = false;
     bool m_closeAsked = false;
+    int m_opening = 0; ///< number of the newest open()
     int m_closesPending = 0; ///< closed() signals still to be delivered
     AbstractError m_lastError;
     QDateTime m_lastErrorTime;

@@ -88,7 +88,10 @@ qsizetype extensionStart(const QString &name)
 /// As much of the text as fits, whole characters only.
 QString fitting(const QString &text, qsizetype bytes)
 {
-    QStringView rest(text);
+    // No character needs fewer bytes than units, so that names of any length are cut to size at once.
+    QStringView rest = QStringView(text).left(qMax<qsizetype>(bytes, 0));
+    if (rest.size() < text.size() && !rest.isEmpty() && rest.back().isHighSurrogate())
+        rest.chop(1);
     while (!rest.isEmpty() && rest.toUtf8().size() > bytes)
         rest.chop(rest.size() > 1 && rest.back().isLowSurrogate() ? 2 : 1);
     while (!rest.isEmpty() && isEdge(rest.back()))

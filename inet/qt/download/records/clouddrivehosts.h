@@ -3,7 +3,7 @@
 
 #include <QLatin1StringView>
 
-/// Hosts of the Google Drive storage service, whose links need care of their own: its content hosts hand out a new URL
+/// Hosts of a cloud drive whose links need care of their own: its content hosts hand out a new URL
 /// for the same file each time, and its pages' links carry a post body that must not be posted. All in lower case.
 namespace CloudDriveHosts
 {
