@@ -4,6 +4,7 @@
 #include <host/network/networkaccesschief.h>
 #include <host/policy/diskcheck.h>
 #include <host/policy/errormessages.h>
+#include <host/policy/finishnow.h>
 #include <host/session/moduleloader.h>
 #include <host/session/sessiondownload.h>
 #include <host/storage/processidentity.h>
@@ -98,15 +99,36 @@ qint64 DownloadSession::add(const DownloadRequest &request, QString *errorText)
 
 bool DownloadSession::start(qint64 id, QString *errorText)
 {
-    if (m_closing || m_running.contains(id) || !takeClaim(id, errorText))
+    if (m_closing || m_running.contains(id))
         return false;
-    std::optional<AbstractDownloadPersistentInfo> record = m_list.load(id);
-    if (!record) {
-        *errorText = m_list.lastErrorText();
+    const std::optional<AbstractDownloadPersistentInfo> record = claimRecord(id, errorText);
+    if (!record)
+        return false;
+    run(*record, &m_list, AbstractDownloadCommand::Start);
+    return true;
+}
+
+bool DownloadSession::finishNow(qint64 id, QString *errorText)
+{
+    const QString what = u"cannot finish download %1 now: "_s.arg(id);
+    if (SessionDownload *const running = m_running.value(id)) {
+        const QString refusal = FinishNow::refusal(running->info(), true);
+        *errorText = refusal.isEmpty() ? QString() : what + refusal;
+        if (refusal.isEmpty())
+            running->download()->doCommand(AbstractDownloadCommand::FinishNow);
+        return refusal.isEmpty();
+    }
+    std::optional<AbstractDownloadPersistentInfo> record = m_closing ? std::nullopt : claimRecord(id, errorText);
+    if (!record)
+        return false;
+    const QString refusal = FinishNow::refusal(*record, false);
+    if (!refusal.isEmpty()) {
+        *errorText = what + refusal;
         releaseClaim(id);
         return false;
     }
-    checkAgainstDisk(*record);
+    // All that is there being all that there is, a start has nothing to fetch and gives the file its name.
+    FinishNow::settle(*record);
     run(*record, &m_list, AbstractDownloadCommand::Start);
     return true;
 }
@@ -235,6 +257,20 @@ void DownloadSession::releaseClaim(qint64 id)
 {
     if (m_claimed.remove(id))
         m_list.release(id);
+}
+
+std::optional<AbstractDownloadPersistentInfo> DownloadSession::claimRecord(qint64 id, QString *errorText)
+{
+    if (!takeClaim(id, errorText))
+        return std::nullopt;
+    std::optional<AbstractDownloadPersistentInfo> record = m_list.load(id);
+    if (!record) {
+        *errorText = m_list.lastErrorText();
+        releaseClaim(id);
+        return std::nullopt;
+    }
+    checkAgainstDisk(*record);
+    return record;
 }
 
 void DownloadSession::checkAgainstDisk(AbstractDownloadPersistentInfo &record)

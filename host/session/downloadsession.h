@@ -14,6 +14,8 @@
 #include <QSharedPointer>
 #include <QThread>
 
+#include <optional>
+
 class AbstractDownload;
 class AbstractDownloadModule;
 class NetworkAccessChief;
@@ -45,6 +47,9 @@ public:
     qint64 add(const DownloadRequest &request, QString *errorText);
     /// Goes on with a download of the list. What its file on disk cannot hold is fetched again.
     bool start(qint64 id, QString *errorText);
+    /// Is content with the bytes that are there: they become the file. False, with the reason, when they are not one
+    /// piece from the start.
+    bool finishNow(qint64 id, QString *errorText);
     /// Learns what a URL holds without downloading it: answered by queried(), if it succeeds, and finished(). Not put
     /// into the list; the id is below 0.
     qint64 query(const DownloadRequest &request, QString *errorText);
@@ -86,6 +91,7 @@ private:
     bool takeClaim(qint64 id, QString *errorText);
     void releaseClaim(qint64 id);
 
+    std::optional<AbstractDownloadPersistentInfo> claimRecord(qint64 id, QString *errorText);
     void checkAgainstDisk(AbstractDownloadPersistentInfo &record);
     void run(const AbstractDownloadPersistentInfo &record, DownloadList *list, AbstractDownloadCommand command);
     void relaySignals(SessionDownload *download);

@@ -107,7 +107,9 @@ void FakeDownload::start()
     if (path == FakePaths::kNothing)
         return;
     begin();
-    if (path == FakePaths::kDone || path == FakePaths::kLies)
+    if (!m_info.files.isEmpty() && m_info.files.first().isComplete())
+        giveFinalName();
+    else if (path == FakePaths::kDone || path == FakePaths::kLies)
         finish();
     else if (path == FakePaths::kFails)
         fail();
@@ -129,6 +131,17 @@ void FakeDownload::finish()
         target.write(QByteArray(kSize, 'x'));
     target.close();
     Q_EMIT progressChanged(kSize, kSize);
+    end({});
+}
+
+/// What is complete needs nothing from the network.
+void FakeDownload::giveFinalName()
+{
+    AbstractDownloadFileInfo &file = m_info.files.first();
+    QFile::rename(m_info.filePath(0), QDir(m_info.folder).filePath(file.name));
+    file.pathOnDisk.clear();
+    file.fileFlags |= AbstractDownloadFileInfo::FinalOnDisk;
+    m_info.setFinished(true, true);
     end({});
 }
 

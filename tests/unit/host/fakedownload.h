@@ -70,6 +70,7 @@ private:
     void query();
     void start();
     void finish();
+    void giveFinalName();
     void fail();
 
     AbstractDownloadPersistentInfo m_info;

@@ -47,6 +47,8 @@ private Q_SLOTS:
     void anUnsupportedUrlIsRefused();
     void aDownloadOfAnotherProcessIsLeftAlone();
     void startingTwiceIsRefused();
+    void finishingNowIsRefusedWhereTheFileWouldHaveHoles();
+    void finishingNowMakesWhatIsThereTheFile();
     void aQueryIsAnsweredAndNotRemembered();
     void closingStopsWhatRuns();
     void closingWhenIdleEndsToo();
@@ -248,6 +250,38 @@ void TestDownloadSession::startingTwiceIsRefused()
     QVERIFY(!m_session->start(id, &m_error));
     QVERIFY(!m_session->start(id + 1, &m_error));
     QVERIFY2(m_error.contains(u"no such download"_s), qPrintable(m_error));
+}
+
+void TestDownloadSession::finishingNowIsRefusedWhereTheFileWouldHaveHoles()
+{
+    const qint64 id = add(FakePaths::kFails);
+    runToEnd(id);
+    DownloadList list;
+    QVERIFY(list.open(options().listPath));
+    Info info = list.load(id).value();
+    info.files.first().sections = {{0, 5, 4}, {5, 995, 6}};
+    QVERIFY(list.update(info));
+    QVERIFY(writeFile(m_dir->filePath(u"fake.bin.part"_s), 20));
+    QVERIFY(!m_session->finishNow(id, &m_error));
+    QVERIFY2(m_error.contains(u"holes"_s), qPrintable(m_error));
+    QVERIFY(m_session->isIdle());
+    QCOMPARE(inList(id)->files.first().sections, info.files.first().sections);
+    QVERIFY2(m_session->start(id, &m_error), qPrintable(m_error));
+}
+
+void TestDownloadSession::finishingNowMakesWhatIsThereTheFile()
+{
+    const qint64 id = add(FakePaths::kFails);
+    QCOMPARE(runToEnd(id).bytesDownloaded(false), 10);
+    QVERIFY(writeFile(m_dir->filePath(u"fake.bin.part"_s), 10));
+    QSignalSpy finished(m_session.get(), &DownloadSession::finished);
+    QVERIFY2(m_session->finishNow(id, &m_error), qPrintable(m_error));
+    QVERIFY(finished.wait());
+    const Info info = finished.first().at(1).value<Info>();
+    QVERIFY2(info.isFinished() && !info.lastError, info.lastError.description.c_str());
+    QVERIFY(QFile::exists(m_dir->filePath(u"fake.bin"_s)));
+    QCOMPARE(inList(id)->files.first().size, 10);
+    QCOMPARE(inList(id)->files.first().sections, (QList<AbstractDownloadSection>{{0, 10, 10}}));
 }
 
 void TestDownloadSession::aQueryIsAnsweredAndNotRemembered()
