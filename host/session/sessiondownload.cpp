@@ -2,6 +2,7 @@
 #include <host/session/sessiondownload.h>
 
 #include <host/storage/downloadlist.h>
+#include <inet/qt/download/framework/downloaddetails.h>
 
 SessionDownload::SessionDownload(AbstractDownload *download, DownloadList *list, QObject *parent)
     : QObject(parent)
@@ -40,6 +41,11 @@ DownloadStatus SessionDownload::status() const
     status.speed = m_download->speed(NetworkTrafficDirection::Download, true);
     status.connections = unitedEntry(m_download->connectionsMap()).count;
     status.allocated = tasks.value(AllocatingFileTask, {-1, -1}).first;
+    if (!record.files.isEmpty()) {
+        status.name = record.files.first().name;
+        status.sections = record.files.first().sections;
+    }
+    status.fetching = m_download->details().value<DownloadDetails>().fetching;
     return status;
 }
 

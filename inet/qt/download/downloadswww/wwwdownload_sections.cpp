@@ -229,7 +229,12 @@ ConnectionsBound WwwDownload::boundOfSplit() const
 
 QVariant WwwDownload::details() const
 {
-    return QVariant::fromValue(m_details);
+    DownloadDetails result = m_details;
+    for (const SectionPointer &item : sections(true)) {
+        if (item->isRunning())
+            result.fetching.append(item->section().position());
+    }
+    return QVariant::fromValue(result);
 }
 
 CreateVerdict WwwDownload::mayCreateSection() const

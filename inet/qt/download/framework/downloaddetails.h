@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <QList>
 #include <QMetaType>
 #include <QtGlobal>
 
@@ -22,6 +23,7 @@ enum class ConnectionsBound : qint32 {
 struct DownloadDetails {
     int mostConnections = 0; ///< that transferred at once
     ConnectionsBound bound = ConnectionsBound::None; ///< why there were not more than that
+    QList<qint64> fetching = {}; ///< places in the resource at which bytes arrive now
 };
 
 Q_DECLARE_METATYPE(DownloadDetails)
