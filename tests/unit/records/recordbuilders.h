@@ -26,6 +26,13 @@ inline File fileOf(qint64 size, qint64 downloaded = -1, quint8 fileFlags = 0, bo
     return file;
 }
 
+inline File fileInSections(qint64 size, const QList<AbstractDownloadSection> &sections, quint8 fileFlags = 0)
+{
+    File file = fileOf(size, -1, fileFlags);
+    file.sections = sections;
+    return file;
+}
+
 inline File namedFile(const QString &name, const QString &pathOnDisk = {}, quint8 fileFlags = 0)
 {
     File file;

@@ -47,6 +47,7 @@ private Q_SLOTS:
     void flagQueries_data();
     void flagQueries();
     void namedFlagsAreTheseBits();
+    void storedValuesAreTheseNumbers();
     void downloadTitle_data();
     void downloadTitle();
     void urls_data();
@@ -133,6 +134,18 @@ void TestAbstractDownloadPersistentInfo::namedFlagsAreTheseBits()
     QCOMPARE(quint64(Info::ModuleFlags), quint64(1 << 10 | 1 << 11 | 1 << 19 | 1 << 21));
     QCOMPARE(quint64(Info::LoggingSuppressed), quint64(1 << 18));
     QCOMPARE(quint64(Info::ResourceChanged), quint64(1 << 22));
+}
+
+void TestAbstractDownloadPersistentInfo::storedValuesAreTheseNumbers()
+{
+    QCOMPARE(int(File::CreatedOnDisk), 1);
+    QCOMPARE(int(File::Preallocated), 2);
+    QCOMPARE(int(File::FinalOnDisk), 4);
+    QCOMPARE(int(Info::ResumeUnknown), 0);
+    QCOMPARE(int(Info::ResumeSupported), 1);
+    QCOMPARE(int(Info::ResumeNotSupported), 2);
+    QCOMPARE(int(Info::ToMemory), 0);
+    QCOMPARE(int(Info::ToFolder), 1);
 }
 
 void TestAbstractDownloadPersistentInfo::downloadTitle_data()
@@ -241,6 +254,12 @@ void TestAbstractDownloadPersistentInfo::areFilesFinished_data()
     QTest::newRow("whole files are finished, on disk or not")
         << recordOf({whole, fileOf(5, 5, kOnDisk)}) << true << true;
     QTest::newRow("a partial file is not") << recordOf({whole, fileOf(10, 9)}) << false << false;
+    QTest::newRow("several whole sections are")
+        << recordOf({fileInSections(100, {{0, 50, 50}, {50, 50, 50}})}) << true << true;
+    QTest::newRow("a last section that is not whole is not")
+        << recordOf({fileInSections(100, {{0, 50, 50}, {50, 50, 49}})}) << false << false;
+    QTest::newRow("a first section that is not whole is not")
+        << recordOf({fileInSections(100, {{0, 50, 49}, {50, 50, 50}})}) << false << false;
     QTest::newRow("a partial skipped file counts only among all")
         << recordOf({whole, fileOf(10, 9, 0, kNotSelected)}) << false << true;
     QTest::newRow("skipped files alone leave nothing to be finished")

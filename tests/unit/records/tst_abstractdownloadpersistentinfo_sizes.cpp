@@ -104,6 +104,12 @@ void TestAbstractDownloadPersistentInfoSizes::isDummyFile_data()
     QTest::newRow("a partial file on disk is one") << fileOf(10, 9, kOnDisk) << true;
     QTest::newRow("more bytes than the size are not whole") << fileOf(10, 11, kOnDisk) << true;
     QTest::newRow("a file on disk without sections is one") << fileOf(10, -1, kOnDisk) << true;
+    QTest::newRow("several whole sections on disk are none")
+        << fileInSections(100, {{0, 50, 50}, {50, 50, 50}}, kOnDisk) << false;
+    QTest::newRow("a last section that is not whole makes it one")
+        << fileInSections(100, {{0, 50, 50}, {50, 50, 49}}, kOnDisk) << true;
+    QTest::newRow("a first section that is not whole makes it one")
+        << fileInSections(100, {{0, 50, 49}, {50, 50, 50}}, kOnDisk) << true;
     QTest::newRow("an empty file on disk needs no sections") << fileOf(0, -1, kOnDisk) << false;
     QTest::newRow("an empty file that is not on disk is one") << fileOf(0) << true;
     QTest::newRow("a file of unknown size is one") << fileOf(-1, 10, kOnDisk) << true;
@@ -240,6 +246,8 @@ void TestAbstractDownloadPersistentInfoSizes::uRatio_data()
         << recordOf({fileOf(4), fileOf(100, -1, 0, kNotSelected)}) << qint64(6) << 1.5;
     QTest::newRow("dummies stand in where there is nothing else")
         << recordOf({fileOf(8)}, Info::DummyFilesMode) << qint64(2) << 0.25;
+    QTest::newRow("dummies do not count where something else does")
+        << recordOf({fileOf(8), fileOf(4, 4, kOnDisk)}, Info::DummyFilesMode) << qint64(2) << 0.5;
     QTest::newRow("a size that is not known divides as it is") << recordOf({}) << qint64(3) << -3.0;
 }
 

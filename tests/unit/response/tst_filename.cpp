@@ -92,6 +92,8 @@ void TestFileName::localFile_data()
     QTest::newRow("a local file gets no extension") << QUrl(u"file:///tmp/data"_s) << u"data"_s;
     QTest::newRow("a local name is decoded") << QUrl(u"file:///tmp/na%C3%AFve%20x"_s) << u"na\u00EFve x"_s;
     QTest::newRow("a local name loses illegal characters") << QUrl(u"file:///tmp/a%3Ab%2A.c"_s) << u"ab.c"_s;
+    QTest::newRow("a local name of illegal characters alone leaves nothing")
+        << QUrl(u"file:///tmp/%3A%2A"_s) << QString();
     QTest::newRow("an encoded slash separates like any other") << QUrl(u"file:///tmp/a%2Fb.c"_s) << u"b.c"_s;
     QTest::newRow("a local folder goes on to the header") << QUrl(u"file:///tmp/dir/"_s) << u"header.zip"_s;
     QTest::newRow("the root folder goes on to the header") << QUrl(u"file:///"_s) << u"header.zip"_s;
@@ -141,6 +143,9 @@ void TestFileName::contentDisposition_data()
         << QByteArray("attachment; FileName=\"=?UTF-8?B?YS50eHQ=?=\"") << u"a.txt"_s;
     QTest::newRow("encoded words are joined without the blank between them")
         << QByteArray("filename=\"" + encodedWord("na\xC3\xAF") + ' ' + encodedWord("ve.txt") + '"') << naive;
+    QTest::newRow("a character split over two encoded words is lost")
+        << QByteArray("filename=\"" + encodedWord("a\xC3") + ' ' + encodedWord("\xAF.txt") + '"')
+        << u"a\uFFFD\uFFFD.txt"_s;
     QTest::newRow("an encoded word with a path loses its separators")
         << QByteArray("filename=\"" + encodedWord("../etc/passwd") + '"') << u"..etcpasswd"_s;
     QTest::newRow("an encoded word is not percent-decoded")
@@ -412,6 +417,8 @@ void TestFileName::firstSuffixIsThePreferredOne_data()
     QTest::newRow("tar") << u"/data"_s << QByteArray("application/x-tar") << u"data.tar"_s;
     QTest::newRow("a name that implies the type by itself stays")
         << u"/Makefile"_s << QByteArray("text/x-makefile") << u"Makefile"_s;
+    QTest::newRow("a name that implies a kind of the type stays")
+        << u"/SConstruct"_s << QByteArray("text/x-python") << u"SConstruct"_s;
     QTest::newRow("a name that implies another type gets the extension")
         << u"/Makefile"_s << QByteArray("text/html") << u"Makefile.html"_s;
 }

@@ -217,6 +217,7 @@ void TestHttpHeadersParser::mimeFromContentType_data()
     QTest::newRow("parameters without a blank are cut off") << u"text/html;charset=UTF-8"_s << u"text/html"_s;
     QTest::newRow("a bare type stays") << u"application/zip"_s << u"application/zip"_s;
     QTest::newRow("leading white space is skipped") << u" \t text/html"_s << u"text/html"_s;
+    QTest::newRow("a no-break space around the name is trimmed") << u"\u00A0text/html\u00A0; q=1"_s << u"text/html"_s;
     QTest::newRow("white space ends the name") << u"text/html charset"_s << u"text/html"_s;
     QTest::newRow("case is left alone") << u"Text/HTML"_s << u"Text/HTML"_s;
     QTest::newRow("only parameters give an empty name") << u"; charset=UTF-8"_s << QString();
@@ -434,6 +435,10 @@ void TestHttpHeadersParser::lastModifiedThatCannotBeRead_data()
     QTest::newRow("an empty first value hides a later one")
         << Headers{{"Last-Modified", ""}, {"Last-Modified", "Wed, 21 Oct 2015 07:28:00 GMT"}};
     QTest::newRow("a zone alone") << Headers{{"Last-Modified", " GMT"}};
+    QTest::newRow("a zone in lower case is not taken off")
+        << Headers{{"Last-Modified", "Wed, 21 Oct 2015 07:28:00 gmt"}};
+    QTest::newRow("a short zone in lower case is not taken off")
+        << Headers{{"Last-Modified", "Wed, 21 Oct 2015 07:28:00 ut"}};
     QTest::newRow("no date at all") << Headers{{"Last-Modified", "yesterday"}};
     QTest::newRow("a day that does not exist") << Headers{{"Last-Modified", "Wed, 42 Oct 2015 07:28:00 GMT"}};
     QTest::newRow("bytes that are not UTF-8") << Headers{{"Last-Modified", "\xFF\xFE GMT"}};
