@@ -16,6 +16,11 @@ using namespace Qt::StringLiterals;
 namespace
 {
 constexpr int kAllLevels = 4;
+
+QString withHeader(const QString &line)
+{
+    return u"[Download #%1] "_s.arg(DownloadFixture::kDownloadId) + line;
+}
 }
 
 DownloadFixture::DownloadFixture()
@@ -33,7 +38,10 @@ DownloadFixture::DownloadFixture(const QSharedPointer<TestAccessChief> &accessCh
     , userAgents(QSharedPointer<QtAppSystemDefaultUserAgentManager>::create())
 {
     QtAppDefaultLogger::instance()->setVerbosityLevel(kAllLevels);
-    QtAppDefaultLogger::instance()->setSink([this](int, const QString &line) { lines.append(line); });
+    QtAppDefaultLogger::instance()->setSink([this](int level, const QString &line) {
+        lines.append(line);
+        linesWithLevels.append({level, line});
+    });
 }
 
 DownloadFixture::~DownloadFixture()
@@ -188,7 +196,17 @@ bool DownloadFixture::logged(const QString &line) const
 
 int DownloadFixture::timesLogged(const QString &line) const
 {
-    return int(lines.count(u"[Download #%1] "_s.arg(kDownloadId) + line));
+    return int(lines.count(withHeader(line)));
+}
+
+QList<int> DownloadFixture::levelsOf(const QString &line) const
+{
+    QList<int> levels;
+    for (const auto &[level, logged] : linesWithLevels) {
+        if (logged == withHeader(line))
+            levels.append(level);
+    }
+    return levels;
 }
 
 QtConnectionsMap DownloadFixture::connections() const

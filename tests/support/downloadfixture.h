@@ -59,6 +59,8 @@ public:
     /// A log line of the download, without its header.
     bool logged(const QString &line) const;
     int timesLogged(const QString &line) const;
+    /// Levels at which it came, in order; empty when it did not.
+    QList<int> levelsOf(const QString &line) const;
     /// What the host has added up; empty when nothing is left over.
     QtConnectionsMap connections() const;
 
@@ -69,6 +71,7 @@ public:
     /// Every signal but those below: "running 1", "changed 0", "stopping", "files 1", "progress 5/10".
     QStringList events;
     QStringList lines; ///< of the log, with their headers
+    QList<QPair<int, QString>> linesWithLevels;
     QList<QtConnectionsMap> deltas;
     QList<QPair<qint64, QList<QString>>> requestHeaders;
     QList<QPair<qint64, QList<QString>>> responseHeaders;

@@ -6,8 +6,10 @@
 #include <tests/support/fakereply.h>
 #include <tests/support/testaccesschief.h>
 
+#include <QDateTime>
 #include <QPointer>
 #include <QSharedPointer>
+#include <QTest>
 #include <QTimer>
 
 #include <algorithm>
@@ -133,3 +135,11 @@ private:
 
     Q_DISABLE_COPY_MOVE(TransferBench)
 };
+
+/// Waits until the clock has left the last error's time behind, and tells the time then: an error that is not set anew
+/// is older.
+inline void waitForLaterTime(const TransferBench &bench, QDateTime &now)
+{
+    QTRY_VERIFY(QDateTime::currentDateTime() > bench.downloader->lastErrorTime());
+    now = QDateTime::currentDateTime();
+}

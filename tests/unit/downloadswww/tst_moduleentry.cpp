@@ -69,6 +69,10 @@ private Q_SLOTS:
     void entryIsOneObject();
     void entryNamesItsModule();
     void moduleIsTheCallers();
+    void moduleHasNoMetaObjectOfItsOwn();
+    void moduleLeavesWhatItDoesNotOffer();
+    void moduleIsInitialised();
+    void downloadsAreJudgedByTheirUrl();
     void supportedSources_data();
     void supportedSources();
     void downloadIsTheHosts();
@@ -157,6 +161,61 @@ void TestModuleEntry::moduleIsTheCallers()
     QVERIFY(!second->parent());
     delete first;
     QCOMPARE(entry()->uniqueIds().size(), 1);
+}
+
+// Whose signals and slots a host knows is the base, which it has been built with.
+void TestModuleEntry::moduleHasNoMetaObjectOfItsOwn()
+{
+    QCOMPARE(module()->metaObject(), &AbstractDownloadModule::staticMetaObject);
+}
+
+void TestModuleEntry::moduleLeavesWhatItDoesNotOffer()
+{
+    const auto made = module();
+    made->setDownloadsFactory({});
+    made->setFfmpegManager({});
+    made->setAvMerger({});
+    made->setShortBlobUrlsManager({});
+    made->setPythonManager({});
+    made->setCustomOption(u"name"_s, 1);
+    made->reload();
+    const QUrl url(u"http://a.test/file"_s);
+    QCOMPARE(made->supportedSourceCheckPriority(), 0);
+    QCOMPARE(made->state(), 0);
+    QCOMPARE(made->overrideUrlPolicy(url), 0);
+    QCOMPARE(made->sourceDescription(url), QString());
+    QCOMPARE(made->thirdPartyLibsInfos(), QStringList());
+    QCOMPARE(made->dependsByModules(), QStringList());
+    QCOMPARE(made->usageSettings(), QVariantMap());
+    QVERIFY(!made->getCustomInfo(u"name"_s).isValid());
+    QVERIFY(made->supportedSource(url));
+}
+
+void TestModuleEntry::moduleIsInitialised()
+{
+    const auto made = module();
+    QVERIFY(!made->isInitialized());
+    made->initialize(true);
+    QVERIFY(made->isInitialized());
+    made->initialize(false);
+    QVERIFY(!made->isInitialized());
+}
+
+void TestModuleEntry::downloadsAreJudgedByTheirUrl()
+{
+    DownloadFixture host;
+    const auto made = module();
+    made->setNetworkAccessChief(host.chief);
+    made->setUserAgentManager(host.userAgents);
+    const std::unique_ptr<AbstractDownload> download(made->createDownload(1, nullptr));
+    QVERIFY(!made->supportedSource(static_cast<const AbstractDownload *>(nullptr)));
+    QVERIFY(!made->isPossiblySupportedSource(nullptr));
+    for (const auto &[url, isSupported] :
+         {qMakePair(u"ftps://a.test/file"_s, false), qMakePair(u"http://a.test/file"_s, true)}) {
+        QVERIFY(download->setInfo(host.record(url)));
+        QCOMPARE(made->supportedSource(download.get()), isSupported);
+        QCOMPARE(made->isPossiblySupportedSource(download.get()), isSupported);
+    }
 }
 
 void TestModuleEntry::supportedSources_data()

@@ -29,6 +29,9 @@ void TestSpeedPeriod::limits_data()
     QTest::newRow("the global limit alone") << qint64(0) << qint64(700) << qint64(700);
     QTest::newRow("the own limit is the smaller") << qint64(500) << qint64(700) << qint64(500);
     QTest::newRow("the global limit is the smaller") << qint64(900) << qint64(700) << qint64(700);
+    QTest::newRow("a negative own limit comes out below 0, which limits nothing")
+        << qint64(-1) << qint64(0) << qint64(-1);
+    QTest::newRow("a negative own limit overrules the global one") << qint64(-1) << qint64(40000) << qint64(-1);
 }
 
 void TestSpeedPeriod::limits()

@@ -248,7 +248,9 @@ void TestWwwDownloadInfo::userAgentComesFromTheFirstThatHasOne()
     Bench bench;
     bench.take(bench.recordWithFile(1000));
     const auto agent = [&bench] { return bench.download.sections(true).first()->networkSettings().userAgent; };
-    QVERIFY(agent().startsWith(u"Mozilla/5.0"_s));
+    QCOMPARE(agent(),
+             u"Mozilla/5.0 (X11; Linux x86_64) AppleWebKit/537.36 (KHTML, like Gecko) "
+             "Chrome/114.0.0.0 Safari/537.36"_s);
     QVERIFY(bench.download.networkSettings().userAgent.isEmpty());
     bench.userAgents->setUserAgent(u"application's"_s);
     bench.download.setInfo(bench.recordWithFile(1000));

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <inet/qt/download/downloadswww/wwwdownload.h>
+#include <inet/qt/download/framework/qtqobjectstracker.h>
 #include <tests/support/downloadfixture.h>
 
 #include <QTest>
@@ -37,6 +38,11 @@ struct Bench : DownloadFixture {
     WwwDownload download{kDownloadId, chief, userAgents, nullptr};
 };
 
+int livingObjects(const char *className)
+{
+    return QtQObjectsTracker::instance()->livingObjects().value(className);
+}
+
 }
 
 class TestWwwDownloadLifecycle : public QObject
@@ -69,8 +75,11 @@ private Q_SLOTS:
     void cutTransferWithoutErrorGoesOn();
     void runWithoutFileIsAnError();
     void sectionsAreLogged();
+    void courseIsLoggedAtLevelOne();
+    void allocatedSizeIsLoggedAtLevelFour();
     void suppressedLogStaysEmpty();
     void connectionsAreRelayed();
+    void writersAndTransfersAreTracked();
 };
 
 void TestWwwDownloadLifecycle::newDownloadIsIdle()
@@ -452,6 +461,31 @@ void TestWwwDownloadLifecycle::sectionsAreLogged()
     QVERIFY(failing.logged(u"removing creating section #1. Reason:stopped unexpectedly"_s));
 }
 
+void TestWwwDownloadLifecycle::courseIsLoggedAtLevelOne()
+{
+    Bench bench;
+    bench.startAt(bench.record());
+    bench.answer(kBody);
+    QTRY_VERIFY(!bench.download.isRunning());
+    for (const QString &line : {u"starting..."_s, u"running: 1"_s, u"section #1 got ok response"_s,
+                                u"sections finished downloading"_s, u"finished"_s, u"stopping..."_s, u"running: 0"_s}) {
+        QVERIFY2(bench.levelsOf(line) == QList<int>{1}, qPrintable(line));
+    }
+}
+
+void TestWwwDownloadLifecycle::allocatedSizeIsLoggedAtLevelFour()
+{
+    Bench bench;
+    bench.startAt(bench.record());
+    bench.begin(200'000'000, {}, {{"Accept-Ranges"_ba, "bytes"_ba}});
+    const auto section = bench.download.sections(false).first();
+    Q_EMIT section->preallocatingFile(150'000'000);
+    QCOMPARE(bench.levelsOf(u"currently allocated file size: 150000000"_s), QList<int>{4});
+    QCOMPARE(bench.replies.size(), 2);
+    bench.download.doCommand(Command::Stop);
+    QTRY_VERIFY(!bench.download.isRunning());
+}
+
 void TestWwwDownloadLifecycle::suppressedLogStaysEmpty()
 {
     Bench bench;
@@ -474,6 +508,21 @@ void TestWwwDownloadLifecycle::connectionsAreRelayed()
     QTRY_VERIFY(!bench.download.isRunning());
     QVERIFY(bench.connections().isEmpty());
     QVERIFY(bench.download.connectionsMap().isEmpty());
+}
+
+void TestWwwDownloadLifecycle::writersAndTransfersAreTracked()
+{
+    QTRY_COMPARE(livingObjects("FileDataAsyncWriter"), 0);
+    QTRY_COMPARE(livingObjects("WwwDownloader"), 0);
+    {
+        Bench bench;
+        bench.bringToTheMiddle();
+        QCOMPARE(livingObjects("FileDataAsyncWriter"), 1);
+        QCOMPARE(livingObjects("WwwDownloader"), 1);
+        QCOMPARE(livingObjects("MemoryDataAsyncWriter"), 0);
+    }
+    QTRY_COMPARE(livingObjects("FileDataAsyncWriter"), 0);
+    QTRY_COMPARE(livingObjects("WwwDownloader"), 0);
 }
 
 QTEST_GUILESS_MAIN(TestWwwDownloadLifecycle)

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <inet/qt/download/downloadswww/wwwdownload.h>
+#include <inet/qt/download/framework/qtqobjectstracker.h>
 #include <tests/support/downloadfixture.h>
 #include <tests/support/scriptedserver.h>
 #include <tests/support/testfiles.h>
@@ -52,6 +53,11 @@ private:
     const qint32 m_destinationType;
 };
 
+int livingObjects(const char *className)
+{
+    return QtQObjectsTracker::instance()->livingObjects().value(className);
+}
+
 }
 
 class TestWwwDownloadMemory : public QObject
@@ -62,6 +68,7 @@ private Q_SLOTS:
     void contentHoldsTheExactBytes_data();
     void contentHoldsTheExactBytes();
     void noFileIsTouched();
+    void writersAndTransfersAreTracked();
     void manySectionsFillOneArray();
     void stoppedRunGoesOnWhereItWas();
     void restartForgetsTheOldBytes();
@@ -122,6 +129,23 @@ void TestWwwDownloadMemory::noFileIsTouched()
     QVERIFY(bench.events.filter(u"files"_s).isEmpty());
     QVERIFY(!bench.download.info().files.first().isOnDisk());
     QVERIFY(bench.names().isEmpty());
+}
+
+void TestWwwDownloadMemory::writersAndTransfersAreTracked()
+{
+    QTRY_COMPARE(livingObjects("MemoryDataAsyncWriter"), 0);
+    QTRY_COMPARE(livingObjects("WwwDownloader"), 0);
+    {
+        Bench bench;
+        bench.startAt();
+        bench.begin(10, "01234"_ba);
+        QTRY_COMPARE(bench.download.bytesDownloaded(), 5);
+        QCOMPARE(livingObjects("MemoryDataAsyncWriter"), 1);
+        QCOMPARE(livingObjects("WwwDownloader"), 1);
+        QCOMPARE(livingObjects("FileDataAsyncWriter"), 0);
+    }
+    QTRY_COMPARE(livingObjects("MemoryDataAsyncWriter"), 0);
+    QTRY_COMPARE(livingObjects("WwwDownloader"), 0);
 }
 
 void TestWwwDownloadMemory::manySectionsFillOneArray()

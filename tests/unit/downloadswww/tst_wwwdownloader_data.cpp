@@ -42,6 +42,7 @@ private Q_SLOTS:
     void limit();
     void limitIsSpentOverTheSecond();
     void limitDoesNotHoldBackTheEnd();
+    void withoutLimitEverythingIsRead_data();
     void withoutLimitEverythingIsRead();
     void speedIsCounted();
 
@@ -412,9 +413,23 @@ void TestWwwDownloaderData::limitDoesNotHoldBackTheEnd()
     QCOMPARE(bench.received().size(), 250);
 }
 
+void TestWwwDownloaderData::withoutLimitEverythingIsRead_data()
+{
+    QTest::addColumn<qint64>("own");
+    QTest::addColumn<qint64>("global");
+
+    QTest::newRow("none is set") << qint64(0) << qint64(0);
+    QTest::newRow("a negative own limit is none") << qint64(-1) << qint64(0);
+    QTest::newRow("a negative own limit lifts the global one") << qint64(-1) << qint64(40000);
+}
+
 void TestWwwDownloaderData::withoutLimitEverythingIsRead()
 {
+    QFETCH(qint64, own);
+    QFETCH(qint64, global);
     TransferBench bench;
+    bench.downloader->setNetworkUsageSettings({own, 0, 0, false});
+    bench.chief->setUsageSettings({global, 0, 0, false});
     bench.startReceiving();
     bench.reply()->sendData(QByteArray(5'000'000, 'x'));
     QCOMPARE(bench.reply()->bytesAvailable(), 0);

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <inet/qt/download/records/clouddrivehosts.h>
 #include <tests/unit/downloadswww/transferbench.h>
 
 #include <QCoreApplication>
@@ -45,6 +46,8 @@ class TestWwwDownloaderRedirects : public QObject
 
 private Q_SLOTS:
     void redirectIsFollowedWithTheSameRequest();
+    void madeUpRefererIsThatOfTheRedirect();
+    void bodyThatMayNotBePostedAtTheTargetIsDropped();
     void redirectMovesTheConnection();
     void redirectStaysOneRun();
     void redirectTargets_data();
@@ -53,6 +56,7 @@ private Q_SLOTS:
     void startBeginsTheCountOfRedirectsAnew();
     void answerWithoutLocationIsNoRedirect_data();
     void answerWithoutLocationIsNoRedirect();
+    void startPresentsTheGivenSourceAsRedirected();
     void redirectedSource_data();
     void redirectedSource();
     void redirectedSourceTakesCookiesThatTheAnswerSet();
@@ -79,6 +83,35 @@ void TestWwwDownloaderRedirects::redirectIsFollowedWithTheSameRequest()
     QCOMPARE(bench.requests.last().mid(0, 2), (QList<QString>{u"POST /g?x=1 HTTP/1.1"_s, u"Host: b.test"_s}));
     QCOMPARE(bench.downloader->source(), source);
     QVERIFY(bench.inactivityTimer()->isActive());
+}
+
+void TestWwwDownloaderRedirects::madeUpRefererIsThatOfTheRedirect()
+{
+    TransferBench bench;
+    bench.start(TransferBench::source(u"http://a.test/x/f"_s));
+    QCOMPARE(bench.reply()->request().rawHeader("Referer"), "http://a.test/x/");
+    bench.reply()->sendRedirect("http://b.test/y/g?x=1");
+    QCOMPARE(bench.reply()->request().rawHeader("Referer"), "http://b.test/y/");
+    QCOMPARE(bench.requests.last().filter(u"Referer: "_s), QList<QString>{u"Referer: http://b.test/y/"_s});
+}
+
+void TestWwwDownloaderRedirects::bodyThatMayNotBePostedAtTheTargetIsDropped()
+{
+    WwwDownloadSourceInfo source = TransferBench::source(u"http://a.test/f"_s);
+    source.postData = "&";
+    TransferBench bench;
+    bench.start(source);
+    QCOMPARE(bench.reply()->operation(), QNetworkAccessManager::PostOperation);
+    QCOMPARE(bench.reply()->postedBody(), "&");
+
+    const QString target = "http://doc-1"_L1 + CloudDriveHosts::kContentHostSuffix + "/g"_L1;
+    bench.reply()->sendRedirect(target.toLatin1());
+    QCOMPARE(bench.replies.size(), 2);
+    QCOMPARE(bench.reply()->operation(), QNetworkAccessManager::GetOperation);
+    QVERIFY(bench.reply()->postedBody().isEmpty());
+    QVERIFY(!bench.reply()->request().header(QNetworkRequest::ContentTypeHeader).isValid());
+    QCOMPARE(bench.requests.last().first(), u"GET /g HTTP/1.1"_s);
+    QVERIFY(bench.requests.last().filter(u"Content-Type: "_s).isEmpty());
 }
 
 void TestWwwDownloaderRedirects::redirectMovesTheConnection()
@@ -145,6 +178,8 @@ void TestWwwDownloaderRedirects::sixteenthRedirectFails()
         QCOMPARE(bench.replies.size(), i + 1);
     }
     QVERIFY(bench.downloader->isRunning());
+    QDateTime before;
+    waitForLaterTime(bench, before);
     bench.reply()->sendRedirect("/16");
     QCOMPARE(bench.replies.size(), 16);
     QVERIFY(!bench.downloader->isRunning());
@@ -153,6 +188,7 @@ void TestWwwDownloaderRedirects::sixteenthRedirectFails()
     QCOMPARE(error.category, "GenericError");
     QVERIFY2(isPlaceIn(error.source, "wwwdownloader_reply.cpp"), error.source.c_str());
     QVERIFY(error.description.empty());
+    QVERIFY(bench.downloader->lastErrorTime() >= before);
     QVERIFY(!bench.events.contains(u"timedOut"_s));
     QCOMPARE(bench.events.last(), u"running"_s);
     QCOMPARE(bench.chief->outCount(), 0);
@@ -197,6 +233,15 @@ void TestWwwDownloaderRedirects::answerWithoutLocationIsNoRedirect()
     QCOMPARE(bench.downloader->httpStatusCode(), 302);
 }
 
+void TestWwwDownloaderRedirects::startPresentsTheGivenSourceAsRedirected()
+{
+    const WwwDownloadSourceInfo source = TransferBench::source(u"http://a.test/f"_s, 10, 20, 5);
+    TransferBench bench;
+    bench.start(source);
+    bench.reply()->end(QNetworkReply::ConnectionRefusedError, u"refused"_s);
+    QCOMPARE(bench.downloader->redirectedSource(), source);
+}
+
 void TestWwwDownloaderRedirects::redirectedSource_data()
 {
     QTest::addColumn<QByteArray>("location");
@@ -208,6 +253,8 @@ void TestWwwDownloaderRedirects::redirectedSource_data()
         << QByteArray("/g") << QByteArrayList{"own"} << QByteArray();
     QTest::newRow("another port of the host is the same host")
         << QByteArray("http://a.test:81/g") << QByteArrayList{"own"} << QByteArray();
+    QTest::newRow("another scheme of the host has the cookies that belong there")
+        << QByteArray("https://a.test/g") << QByteArrayList{"own", "secured"} << QByteArray();
     QTest::newRow("another host has the cookies that belong there alone")
         << QByteArray("http://b.test/g") << QByteArrayList{"elsewhere"} << QByteArray();
     QTest::newRow("a third host has none") << QByteArray("http://c.test/g") << QByteArrayList() << QByteArray();
@@ -220,7 +267,9 @@ void TestWwwDownloaderRedirects::redirectedSource()
     source.referer = u"r"_s;
     source.flags = WwwDownloadSourceInfo::NoSynthesisedReferer;
     source.postData = "a=1";
-    source.cookies = {cookie("own"), cookie("elsewhere", u"b.test"_s)};
+    QNetworkCookie secured = cookie("secured");
+    secured.setSecure(true);
+    source.cookies = {cookie("own"), secured, cookie("elsewhere", u"b.test"_s)};
     TransferBench bench;
     bench.start(source);
     if (!location.isEmpty()) {

@@ -128,6 +128,13 @@ void at(const Moment &moment, TransferBench &bench, const std::function<void()> 
     };
 }
 
+/// Adds up the connections for a receiver that is told after the bench, and so after what is done in its signals.
+void sumUpForAnother(const TransferBench &bench, QtConnectionsMap &sum)
+{
+    QObject::connect(bench.downloader.get(), &WwwDownloader::connectionsMapChangedDelta, bench.downloader.get(),
+                     [&sum](const QtConnectionsMap &delta) { uniteConnectionsMaps(sum, delta); });
+}
+
 }
 Q_DECLARE_METATYPE(Moment)
 
@@ -149,6 +156,9 @@ private Q_SLOTS:
     void restartBeforeSending();
     void stopBeforeSending_data() { restartBeforeSending_data(); }
     void stopBeforeSending();
+    void stopAtTheEndOfAWholeAnswer_data();
+    void stopAtTheEndOfAWholeAnswer();
+    void stopAsTheAnswerFails();
     void restartAsARunFails();
     void confirmationInsideTheSignal();
     void confirmationInsideStop();
@@ -194,7 +204,9 @@ void TestWwwDownloaderReentry::addMoments()
 void TestWwwDownloaderReentry::stop()
 {
     QFETCH(Moment, moment);
+    QtConnectionsMap toldToAnother;
     TransferBench bench;
+    sumUpForAnother(bench, toldToAnother);
     bool reached = false;
     at(moment, bench, [&] {
         reached = true;
@@ -207,6 +219,7 @@ void TestWwwDownloaderReentry::stop()
     QCOMPARE(bench.runs, (QList<bool>{true, false}));
     QCOMPARE(bench.chief->outCount(), 0);
     QVERIFY(bench.connections().isEmpty());
+    QCOMPARE(toldToAnother, QtConnectionsMap());
     QVERIFY(bench.downloader->connectionsMap().isEmpty());
     QVERIFY(!bench.inactivityTimer()->isActive());
     QVERIFY(!bench.readTimer()->isActive());
@@ -215,7 +228,9 @@ void TestWwwDownloaderReentry::stop()
 void TestWwwDownloaderReentry::restart()
 {
     QFETCH(Moment, moment);
+    QtConnectionsMap toldToAnother;
     TransferBench bench;
+    sumUpForAnother(bench, toldToAnother);
     bool reached = false;
     at(moment, bench, [&] {
         reached = true;
@@ -230,6 +245,7 @@ void TestWwwDownloaderReentry::restart()
     QCOMPARE(bench.runs, (QList<bool>{true, false, true}));
     QCOMPARE(bench.chief->outCount(), 1);
     QCOMPARE(bench.connections(), bench.downloader->connectionsMap());
+    QCOMPARE(toldToAnother, bench.downloader->connectionsMap());
     QVERIFY(bench.inactivityTimer()->isActive());
     QCOMPARE(bench.reply()->url().host(), u"second.test"_s);
     QVERIFY(!bench.reply()->wasAborted());
@@ -249,6 +265,7 @@ void TestWwwDownloaderReentry::restart()
     QCOMPARE(bench.downloader->source().sectionLength, 5);
     QCOMPARE(bench.runs, (QList<bool>{true, false, true, false}));
     QVERIFY(bench.connections().isEmpty());
+    QCOMPARE(toldToAnother, QtConnectionsMap());
 }
 
 void TestWwwDownloaderReentry::restartAfterStopOfAnother()
@@ -335,6 +352,44 @@ void TestWwwDownloaderReentry::stopBeforeSending()
     at(moment, bench, [&] { bench.downloader->stop(); });
     moment.play(bench);
     QVERIFY(bench.replies.isEmpty());
+}
+
+void TestWwwDownloaderReentry::stopAtTheEndOfAWholeAnswer_data()
+{
+    QTest::addColumn<Moment>("moment");
+    const auto row = [](const char *name, const Moment &moment) { QTest::newRow(name) << moment; };
+    row("gotData at the end of the answer", {"gotData", 0, playEnd});
+    row("gotData behind the end of the answer", {"gotData", 0, playEndOfHeldBackData});
+}
+
+void TestWwwDownloaderReentry::stopAtTheEndOfAWholeAnswer()
+{
+    QFETCH(Moment, moment);
+    TransferBench bench;
+    bool isCompleteAtTheEnd = false;
+    connect(bench.downloader.get(), &WwwDownloader::running, this,
+            [&](bool isRunning) { isCompleteAtTheEnd = !isRunning && bench.downloader->isFinished(); });
+    at(moment, bench, [&] { bench.downloader->stop(); });
+    moment.play(bench);
+    // The next start would ask for what lies behind the end of the resource.
+    QVERIFY(isCompleteAtTheEnd);
+    QVERIFY(bench.downloader->isFinished());
+    QCOMPARE(bench.downloader->source().sectionLength, 3);
+    QCOMPARE(bench.downloader->source().sectionDownloaded, 3);
+    QCOMPARE(bench.received(), "abc");
+}
+
+void TestWwwDownloaderReentry::stopAsTheAnswerFails()
+{
+    TransferBench bench;
+    at({"gotData", 0, nullptr}, bench, [&] { bench.downloader->stop(); });
+    bench.startReceiving();
+    bench.reply()->addData("abc");
+    bench.reply()->end(QNetworkReply::RemoteHostClosedError, u"closed"_s);
+    QVERIFY(!bench.downloader->isRunning());
+    QCOMPARE(bench.received(), "abc");
+    QCOMPARE(bench.downloader->source().sectionLength, -1);
+    QVERIFY(!bench.downloader->isFinished());
 }
 
 void TestWwwDownloaderReentry::restartAsARunFails()

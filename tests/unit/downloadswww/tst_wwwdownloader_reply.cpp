@@ -21,6 +21,15 @@ bool isPlaceIn(const std::string &source, const char *fileName)
     return form.match(QString::fromStdString(source)).hasMatch();
 }
 
+/// Records the code of the last error as it stands in that signal.
+void recordErrorsAt(const QString &signalName, TransferBench &bench, QList<int> &codes)
+{
+    bench.onEvent = [signalName, &bench, &codes](const QString &name) {
+        if (name == signalName)
+            codes.append(bench.downloader->lastError().code);
+    };
+}
+
 }
 
 /// Heads of answers and the ends of a run.
@@ -36,6 +45,7 @@ private Q_SLOTS:
     void readBuffer_data();
     void readBuffer();
     void readBufferFollowsTheSettings();
+    void readBufferIgnoresTheGlobalLimit();
 
     void unknownLengthIsKnownAtTheEnd();
     void lengths_data();
@@ -47,6 +57,8 @@ private Q_SLOTS:
     void cutThatTheNetworkLayerMissed();
     void bytesOfAnEarlierRunDoNotHideACut();
     void failureIsReportedOnce();
+    void failureIsKnownBeforeTheLastData_data();
+    void failureIsKnownBeforeTheLastData();
     void failureBeforeAnyAnswer();
     void finishedWithoutReplyChangesNothing();
 
@@ -59,10 +71,12 @@ private Q_SLOTS:
     void stopLetsTheReplyGo();
     void stopHandsOutWhatIsBuffered();
     void stopLeavesNoError();
+    void deletedWhileRunningGivesEverythingBack();
 
     void sslErrorsAreKept_data();
     void sslErrorsAreKept();
     void clearLastErrorSetsTheTime();
+    void clearLastErrorOfANewTransferSetsTheTime();
 };
 
 void TestWwwDownloaderReply::headIsListedInWords_data()
@@ -161,6 +175,16 @@ void TestWwwDownloaderReply::readBufferFollowsTheSettings()
     QCOMPARE(bench.reply()->readBufferSize(), 131072);
 }
 
+void TestWwwDownloaderReply::readBufferIgnoresTheGlobalLimit()
+{
+    TransferBench bench;
+    bench.chief->setUsageSettings({40000, 0, 0, false});
+    bench.startReceiving();
+    QCOMPARE(bench.reply()->readBufferSizes(), (QList<qint64>{131072, 131072}));
+    bench.downloader->setNetworkUsageSettings({50000, 0, 0, false});
+    QCOMPARE(bench.reply()->readBufferSize(), 50000);
+}
+
 void TestWwwDownloaderReply::unknownLengthIsKnownAtTheEnd()
 {
     TransferBench bench;
@@ -240,7 +264,8 @@ void TestWwwDownloaderReply::endReplacesAnEarlierError()
              bench.downloader->lastError().source.c_str());
 
     bench.startReceiving();
-    const QDateTime before = QDateTime::currentDateTime();
+    QDateTime before;
+    waitForLaterTime(bench, before);
     bench.reply()->end();
     QCOMPARE(bench.downloader->lastError(), AbstractError());
     QVERIFY(bench.downloader->lastErrorTime() >= before);
@@ -309,6 +334,32 @@ void TestWwwDownloaderReply::failureIsReportedOnce()
     QCOMPARE(bench.downloader->lastError().description, "Connection closed");
 }
 
+void TestWwwDownloaderReply::failureIsKnownBeforeTheLastData_data()
+{
+    QTest::addColumn<bool>("unread");
+    QTest::newRow("that lay unread") << true;
+    QTest::newRow("that was read and kept") << false;
+}
+
+void TestWwwDownloaderReply::failureIsKnownBeforeTheLastData()
+{
+    QFETCH(bool, unread);
+    TransferBench bench;
+    QList<int> codes;
+    recordErrorsAt(u"gotData"_s, bench, codes);
+    bench.startReceiving(1000);
+    bench.downloader->second++;
+    bench.reply()->sendData("abc");
+    bench.confirm();
+    if (unread)
+        bench.reply()->addData("def");
+    else
+        bench.reply()->sendData("def");
+    bench.reply()->end(QNetworkReply::RemoteHostClosedError, u"closed"_s);
+    QCOMPARE(bench.chunks, (QByteArrayList{"abc", "def"}));
+    QCOMPARE(codes, (QList<int>{0, 2}));
+}
+
 void TestWwwDownloaderReply::failureBeforeAnyAnswer()
 {
     TransferBench bench;
@@ -340,14 +391,19 @@ void TestWwwDownloaderReply::silenceEndsTheRun()
     bench.events.clear();
     const QPointer<FakeReply> reply = bench.reply();
     QCOMPARE(bench.inactivityTimer()->interval(), 120000);
+    QList<int> codes;
+    recordErrorsAt(u"timedOut"_s, bench, codes);
+    QDateTime before;
+    waitForLaterTime(bench, before);
     TransferBench::fire(bench.inactivityTimer());
     QCOMPARE(bench.events, (QStringList{u"timedOut"_s, u"gotData"_s, u"connectionsMapChangedDelta"_s, u"running"_s}));
+    QCOMPARE(codes, QList<int>{4});
     const AbstractError error = bench.downloader->lastError();
     QCOMPARE(error.code, 4);
     QCOMPARE(error.category, "QtNetworkError");
     QVERIFY2(isPlaceIn(error.source, "wwwdownloader.cpp"), error.source.c_str());
     QVERIFY(error.description.empty());
-    QVERIFY(bench.downloader->lastErrorTime().isValid());
+    QVERIFY(bench.downloader->lastErrorTime() >= before);
     QVERIFY(!bench.downloader->isRunning());
     QVERIFY(reply->wasAborted());
     QCOMPARE(bench.received(), "abc");
@@ -432,6 +488,24 @@ void TestWwwDownloaderReply::stopLeavesNoError()
     QCOMPARE(bench.downloader->lastError(), AbstractError());
 }
 
+void TestWwwDownloaderReply::deletedWhileRunningGivesEverythingBack()
+{
+    TransferBench bench;
+    bench.startReceiving();
+    const QPointer<FakeReply> reply = bench.reply();
+    bench.downloader.reset();
+    QCOMPARE(bench.chief->outCount(), 0);
+    QVERIFY(bench.connections().isEmpty());
+    // The chief has let go of the manager, but the reply may be in one of its signals, which reaches the manager too.
+    QVERIFY(reply);
+    QVERIFY(reply->wasAborted());
+    QVERIFY(!reply->parent());
+    QVERIFY(bench.chief->lastManager());
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QVERIFY(!reply);
+    QVERIFY(!bench.chief->lastManager());
+}
+
 void TestWwwDownloaderReply::sslErrorsAreKept_data()
 {
     QTest::addColumn<bool>("ignore");
@@ -460,11 +534,20 @@ void TestWwwDownloaderReply::clearLastErrorSetsTheTime()
     bench.start();
     bench.reply()->sendSslErrors({QSslError(QSslError::CertificateExpired)});
     bench.reply()->end(QNetworkReply::SslHandshakeFailedError, u"handshake"_s);
-    const QDateTime before = QDateTime::currentDateTime();
+    QDateTime before;
+    waitForLaterTime(bench, before);
     bench.downloader->clearLastError();
     QCOMPARE(bench.downloader->lastError(), AbstractError());
     QVERIFY(bench.downloader->lastSslErrors().isEmpty());
     QVERIFY(bench.downloader->lastErrorTime() >= before);
+}
+
+void TestWwwDownloaderReply::clearLastErrorOfANewTransferSetsTheTime()
+{
+    TransferBench bench;
+    QVERIFY(!bench.downloader->lastErrorTime().isValid());
+    bench.downloader->clearLastError();
+    QVERIFY(bench.downloader->lastErrorTime().isValid());
 }
 
 QTEST_GUILESS_MAIN(TestWwwDownloaderReply)

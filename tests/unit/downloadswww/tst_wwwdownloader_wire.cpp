@@ -14,6 +14,18 @@ namespace
 
 constexpr quint64 kSeed = 7;
 
+/// A transfer that can be told that a second has passed.
+class HastyDownloader : public WwwDownloader
+{
+public:
+    using WwwDownloader::WwwDownloader;
+
+    qint64 ahead = 0;
+
+protected:
+    qint64 currentSecond() const override { return WwwDownloader::currentSecond() + ahead; }
+};
+
 /// A transfer over the real network layer, whose chunks are confirmed as a writer does: later.
 class WireTransfer
 {
@@ -22,6 +34,8 @@ public:
         : chief(new TestAccessChief)
         , downloader(chief, nullptr)
     {
+        QObject::connect(&downloader, &WwwDownloader::requestHeaders, &downloader,
+                         [this](const QList<QString> &headers) { reported.append(headers); });
         QObject::connect(&downloader, &WwwDownloader::gotHeaders, &downloader,
                          [this] { status = downloader.httpStatusCode(); });
         QObject::connect(
@@ -45,11 +59,25 @@ public:
     void start(const WwwDownloadSourceInfo &source) { downloader.start(source, u"tester/1"_s); }
 
     QSharedPointer<TestAccessChief> chief;
-    WwwDownloader downloader;
+    HastyDownloader downloader;
+    QList<QList<QString>> reported; ///< requests
     QByteArray received;
     int status = 0;
     bool confirms = true;
 };
+
+/// A request as it came, in the words and the order of a report; reports leave out the port of the host.
+QList<QString> inWords(const ScriptedRequest &request, const QByteArrayList &headerNames)
+{
+    QList<QString> lines{QString::fromUtf8(request.method + ' ' + request.target + ' ' + request.version)};
+    for (const QByteArray &name : headerNames) {
+        QByteArray value = request.header(name);
+        if (name == "Host")
+            value.truncate(value.lastIndexOf(':'));
+        lines.append(QString::fromUtf8(name + ": " + value));
+    }
+    return lines;
+}
 
 }
 
@@ -71,6 +99,7 @@ private Q_SLOTS:
     void nobodyListens();
     void unconfirmedChunkStopsTheServer();
     void smallReadBufferHoldsFromTheFirstBurst();
+    void whatComesBehindAFullBufferIsFetched();
     void stopInMidTransferClosesTheConnection();
     void restartInMidTransfer();
     void untrustedCertificate_data();
@@ -101,6 +130,8 @@ void TestWwwDownloaderWire::requestIsSentAsReported()
     QCOMPARE(request.header("Referer"), server.url(u"/dir/"_s).toEncoded());
     QCOMPARE(request.header("Cookie"), "c=1");
     QCOMPARE(request.header("X-Custom"), "value");
+    QCOMPARE(transfer.reported,
+             QList<QList<QString>>{inWords(request, {"Host", "User-Agent", "Referer", "Range", "X-Custom", "Cookie"})});
     QCOMPARE(transfer.status, 206);
     QCOMPARE(transfer.received, TestFiles::content(kSeed, 1024, 976));
 }
@@ -120,6 +151,8 @@ void TestWwwDownloaderWire::postIsSentAsReported()
     QCOMPARE(request.method, "POST");
     QCOMPARE(request.body, "a=1&b=2");
     QCOMPARE(request.header("Content-Type"), "application/x-www-form-urlencoded");
+    QCOMPARE(transfer.reported,
+             QList<QList<QString>>{inWords(request, {"Host", "User-Agent", "Referer", "Content-Type"})});
     QCOMPARE(transfer.received, "fine");
 }
 
@@ -249,6 +282,8 @@ void TestWwwDownloaderWire::unconfirmedChunkStopsTheServer()
     server.setResponse("/f", ScriptedResponse::file(kSeed, size));
     WireTransfer transfer;
     transfer.confirms = false;
+    // The first bytes are handed out as they come. In a whole second the server may have sent everything.
+    connect(&transfer.downloader, &WwwDownloader::gotHeaders, this, [&] { ++transfer.downloader.ahead; });
     transfer.start(server.url(u"/f"_s));
     QTRY_VERIFY_WITH_TIMEOUT(!transfer.received.isEmpty(), ScriptedServer::kPatienceMs);
     const qint64 received = transfer.received.size();
@@ -276,6 +311,21 @@ void TestWwwDownloaderWire::smallReadBufferHoldsFromTheFirstBurst()
     QTRY_VERIFY_WITH_TIMEOUT(inFirstBurst >= 0, ScriptedServer::kPatienceMs);
     QVERIFY2(inFirstBurst <= WwwDownloader::kReadBufferSize, QByteArray::number(inFirstBurst));
     QTRY_VERIFY_WITH_TIMEOUT(transfer.downloader.source().sectionDownloaded > 0, ScriptedServer::kPatienceMs);
+}
+
+void TestWwwDownloaderWire::whatComesBehindAFullBufferIsFetched()
+{
+    ScriptedServer server;
+    ScriptedResponse response = ScriptedResponse::ok(QByteArray(700'000, 'x'));
+    response.holdAfter = 600'000;
+    response.holdGate = u"middle"_s;
+    server.setResponse("/f", response);
+    for (int round = 0; round < 10; ++round) {
+        WireTransfer transfer;
+        transfer.start(server.url(u"/f"_s));
+        QTRY_COMPARE_WITH_TIMEOUT(transfer.downloader.source().sectionDownloaded, 600'000, ScriptedServer::kPatienceMs);
+        transfer.downloader.stop();
+    }
 }
 
 void TestWwwDownloaderWire::stopInMidTransferClosesTheConnection()

@@ -48,6 +48,7 @@ private Q_SLOTS:
     void aFileIsAppendedTo();
     void aFileThatCannotBeOpenedIsReported();
     void anEmptySinkTakesTheSinkAway();
+    void aFilterComesBeforeFileAndSink();
     void aSinkMayLogItself();
     void threadsDoNotMixTheirLines();
     void oneStreamIsOneLine();
@@ -140,6 +141,25 @@ void TestLogger::anEmptySinkTakesTheSinkAway()
     logger.setSink({});
     logger.log(1, u"b"_s);
     QCOMPARE(lines, 1);
+}
+
+void TestLogger::aFilterComesBeforeFileAndSink()
+{
+    const QTemporaryDir dir;
+    const QString path = dir.filePath(u"log"_s);
+    QtAppLogger logger;
+    logger.setVerbosityLevel(1);
+    QVERIFY(logger.openFile(path));
+    QStringList seen;
+    logger.setSink([&seen](int, const QString &line) { seen.append(line); });
+    logger.setFilter([](const QString &line) { return QString(line).replace(u"secret"_s, u"***"_s); });
+    logger.log(1, u"the secret word"_s);
+    logger.setFilter({});
+    logger.log(1, u"the secret is out"_s);
+    QCOMPARE(seen, (QStringList{u"the *** word"_s, u"the secret is out"_s}));
+    const QStringList lines = linesOf(path);
+    QCOMPARE(lines.size(), 2);
+    QVERIFY(lines.first().endsWith(u"the *** word"_s));
 }
 
 void TestLogger::aSinkMayLogItself()

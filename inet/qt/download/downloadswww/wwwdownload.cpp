@@ -324,6 +324,8 @@ void WwwDownload::onSectionFailed(const SectionPointer &section, const AbstractE
 {
     if (section->isLastErrorFileError())
         setState(NoMoreSections, true);
+    else
+        m_details.failedSource = section->lastSourceUrl();
     log(u"section #%1 error: "_s.arg(section->id()) + error.toLogText());
     if (section->id() == m_creatingSectionId)
         noteBound(m_info->resumeSupport == AbstractDownloadPersistentInfo::ResumeNotSupported

@@ -177,6 +177,8 @@ void WwwDownload::checkIfResourceChanged()
     if (m_resourceChecker || !hasFile())
         return;
     log(u"checking if resource changed..."_s);
+    m_details.checkError = {};
+    m_details.checkStatus = -1;
     m_resourceChecker.reset(new WwwDownloader(m_chief, this));
     QtQObjectsTracker::instance()->registerObject(m_resourceChecker.get(),
                                                   m_resourceChecker->metaObject()->className());
@@ -209,6 +211,7 @@ bool WwwDownload::isCheckedResourceChanged() const
 void WwwDownload::onCircDownloaderGotHeaders()
 {
     const bool isChanged = isCheckedResourceChanged();
+    m_details.checkStatus = m_resourceChecker->httpStatusCode();
     m_resourceChecker->stop();
     if (!isChanged)
         return;
@@ -222,5 +225,6 @@ void WwwDownload::onCircDownloaderRunning(bool isRunning)
     if (isRunning)
         return;
     log(u"finished checking if resource changed"_s);
+    m_details.checkError = m_resourceChecker->lastError();
     m_resourceChecker.reset();
 }

@@ -185,8 +185,10 @@ void WwwDownload::noteConnections()
 {
     // A section that only waits for its writer runs, but holds no connection any more.
     const int now = int(unitedEntry(connectionsMap()).count);
-    if (now > m_details.mostConnections)
-        m_details = {now, ConnectionsBound::None};
+    if (now > m_details.mostConnections) {
+        m_details.mostConnections = now;
+        m_details.bound = ConnectionsBound::None;
+    }
 }
 
 // What kept the number from growing when it was at its highest; what happens as sections come to their end says
@@ -230,6 +232,7 @@ ConnectionsBound WwwDownload::boundOfSplit() const
 QVariant WwwDownload::details() const
 {
     DownloadDetails result = m_details;
+    result.isChecking = bool(m_resourceChecker);
     for (const SectionPointer &item : sections(true)) {
         if (item->isRunning())
             result.fetching.append(item->section().position());

@@ -120,6 +120,10 @@ void WwwDownloader::onReadyRead()
     }
     const quint64 runsEnded = m_runsEnded;
     const QByteArray data = m_reply->read(size);
+    // The network layer hears that there is room again only from a read that asks for more than there is. Without that,
+    // what comes behind a full buffer is never fetched.
+    if (m_reply->bytesAvailable() == 0)
+        m_reply->peek(1);
     m_bodyBytes += data.size();
     const bool wantsMore = appendData(data, false);
     if (runsEnded != m_runsEnded)
@@ -230,14 +234,15 @@ void WwwDownloader::onFinished()
         error = {QNetworkReply::RemoteHostClosedError, ErrorCategory::kNetwork, errorSourceHere(),
                  tr("Connection closed").toStdString()};
     setLastError(error);
+    const QByteArray rest = m_reply->bytesAvailable() > 0 ? m_reply->readAll() : QByteArray();
+    // Before the rest is handed out: a receiver that stops there ends a run which lacks nothing.
+    if (!error && m_source.sectionLength == -1)
+        m_source.sectionLength = m_source.sectionDownloaded + rest.size();
     const quint64 runsEnded = m_runsEnded;
-    if (m_reply->bytesAvailable() > 0)
-        appendData(m_reply->readAll(), true);
+    appendData(rest, true);
     if (runsEnded != m_runsEnded)
         return;
     releaseReply();
-    if (!error && m_source.sectionLength == -1)
-        m_source.sectionLength = m_source.sectionDownloaded;
     emitDataIfPossible();
     if (runsEnded == m_runsEnded)
         endRun();

@@ -364,6 +364,7 @@ void WwwDownloadSection::attachDownloader(DeferredPointer<WwwDownloader> downloa
     const AbstractDownloadSourceInfo source = m_downloader->source();
     if (m_mirrors->forceblyPickMirror(source)) {
         m_handedOutSource = source;
+        m_lastSourceUrl = source.url;
         m_currentSource = source;
     }
 }
@@ -388,6 +389,7 @@ AbstractDownloadSourceInfo WwwDownloadSection::pickMirror()
     finishedUsingMirror();
     m_handedOutSource = m_mirrors->pickMirror();
     m_currentSource = m_handedOutSource;
+    m_lastSourceUrl = m_handedOutSource.url;
     return m_handedOutSource;
 }
 

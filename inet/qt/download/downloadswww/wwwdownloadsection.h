@@ -70,6 +70,8 @@ public:
     bool isLastErrorFileError() const;
     /// It has taken a source from the mirror manager and not given it back.
     bool isUsingMirror() const { return m_handedOutSource.url.isValid(); }
+    /// As the mirror manager named the source of the newest transfer; empty before the first.
+    QUrl lastSourceUrl() const { return m_lastSourceUrl; }
     /// The range with its progress, the one that counts.
     AbstractDownloadSection section() const;
 
@@ -195,6 +197,7 @@ private:
     bool m_transferReused = false; ///< the transfer was adopted from a query
     bool m_restartAfterReuse = false; ///< an adopted transfer failed: start anew once the writer has written all
     AbstractDownloadSourceInfo m_currentSource; ///< as redirects have left it
+    QUrl m_lastSourceUrl;
     AbstractDownloadSourceInfo m_handedOutSource; ///< as the mirror manager knows it; invalid URL = none is held
     QTimer m_queryKeptTimer;
 

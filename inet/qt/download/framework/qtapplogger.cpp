@@ -35,10 +35,11 @@ void QtAppLogger::log(int level, const QString &line)
         return;
     const QMutexLocker lock(&m_mutex);
     const QtAppLogger *const before = std::exchange(t_inside, this);
+    const QString text = m_filter ? m_filter(line) : line;
     if (m_file.isOpen())
-        m_file.write(fileLine(level, line));
+        m_file.write(fileLine(level, text));
     if (m_sink)
-        m_sink(level, line);
+        m_sink(level, text);
     t_inside = before;
 }
 
@@ -56,6 +57,12 @@ void QtAppLogger::setSink(Sink sink)
 {
     const QMutexLocker lock(&m_mutex);
     m_sink = std::move(sink);
+}
+
+void QtAppLogger::setFilter(Filter filter)
+{
+    const QMutexLocker lock(&m_mutex);
+    m_filter = std::move(filter);
 }
 
 bool QtAppLogger::openFile(const QString &path, QString *errorText)

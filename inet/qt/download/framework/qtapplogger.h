@@ -18,6 +18,8 @@ class DOWNLOADFRAMEWORK_EXPORT QtAppLogger
 public:
     /// Gets every line that the verbosity lets through, in the thread that logs, one at a time.
     using Sink = std::function<void(int level, const QString &line)>;
+    /// Gives the line that is logged in place of another one; called as a sink is.
+    using Filter = std::function<QString(const QString &line)>;
 
     QtAppLogger();
     virtual ~QtAppLogger();
@@ -29,12 +31,16 @@ public:
     void setVerbosityLevel(int level);
     /// An empty function takes the sink away.
     void setSink(Sink sink);
-    /// Appends to a file, with time and level before each line. False, with the reason in @p errorText, when it cannot be opened.
+    /// Comes before file and sink, so that neither sees what the filter takes out. An empty function takes it away.
+    void setFilter(Filter filter);
+    /// Appends to a file, with time and level before each line. False, with the reason in @p errorText, when it cannot
+    /// be opened.
     bool openFile(const QString &path, QString *errorText = nullptr);
 
 private:
     mutable QMutex m_mutex;
     std::atomic<int> m_verbosityLevel = 0;
     Sink m_sink;
+    Filter m_filter;
     QFile m_file;
 };
