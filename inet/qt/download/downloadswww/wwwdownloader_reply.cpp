@@ -120,10 +120,6 @@ void WwwDownloader::onReadyRead()
     }
     const quint64 runsEnded = m_runsEnded;
     const QByteArray data = m_reply->read(size);
-    // The network layer hears that there is room again only from a read that asks for more than there is. Without that,
-    // what comes behind a full buffer is never fetched.
-    if (m_reply->bytesAvailable() == 0)
-        m_reply->peek(1);
     m_bodyBytes += data.size();
     const bool wantsMore = appendData(data, false);
     if (runsEnded != m_runsEnded)
