@@ -1,83 +1,53 @@
 // SPDX-License-Identifier: MIT
 #include <cli/arguments.h>
 
+#include <cli/commandline.h>
+#include <host/policy/checksum.h>
+#include <host/policy/proxychoice.h>
+#include <host/policy/trouble.h>
+
 #include <QDir>
-#include <QFileInfo>
+#include <QFile>
+#include <QStandardPaths>
+#include <QTextStream>
 
-#include <CLI/CLI.hpp>
-
-#include <string>
-#include <vector>
+#include <cmath>
+#include <limits>
 
 using namespace Qt::StringLiterals;
 
 namespace
 {
 
-constexpr int kDefaultLogLevel = 4;
-constexpr int kNotGiven = -1;
-constexpr int kDefaultConnections = 8;
-/// No download runs over more.
-constexpr int kMostConnections = 20;
+using Command = Arguments::Command;
 
-/// The command line as it was typed.
-struct Typed {
-    std::vector<std::string> urls;
-    std::string folder;
-    std::string output;
-    std::vector<std::string> headers;
-    std::string referer;
-    std::string userAgent;
-    std::string postData;
-    std::string caCertificatesFile;
-    std::string logFile;
-    int logLevel = kNotGiven;
-    int connections = kDefaultConnections;
-    int connectionsPerServer = 0;
-    bool insecure = false;
-    bool query = false;
-    bool json = false;
-    bool quiet = false;
-    bool hasOutput = false;
-};
+constexpr int kDefaultLogLevel = 1;
+constexpr int kLogLevelOfANamedLog = 4;
 
 QString toText(const std::string &typed)
 {
     return QString::fromLocal8Bit(typed);
 }
 
-void describe(CLI::App &app, Typed &typed)
+Command commandOf(const Typed &typed)
 {
-    app.add_option("URL", typed.urls, "What to download")->required();
-    app.add_option("-d,--dir", typed.folder, "Folder to save in; made where it is missing (default: the current one)")
-        ->type_name("DIR");
-    app.add_option("-o,--output", typed.output, "Exact name to save under, or a path (default: the server's name)")
-        ->type_name("FILE");
-    app.add_option("-x,--max-connections", typed.connections, "Most connections of one download (default: 8)")
-        ->type_name("N")
-        ->check(CLI::Range(1, kMostConnections));
-    app.add_option("--max-connections-per-server", typed.connectionsPerServer,
-                   "Most of them to one server; 0: no limit (default)")
-        ->type_name("N")
-        ->check(CLI::Range(0, kMostConnections));
-    app.add_option("--header", typed.headers, "Send this header; may be given several times")
-        ->type_name("'N: V'")
-        ->allow_extra_args(false);
-    app.add_option("--referer", typed.referer, "Send this address as the referring page")->type_name("URL");
-    app.add_option("--user-agent", typed.userAgent, "Send this name of the program")->type_name("S");
-    app.add_option("--post-data", typed.postData, "Send a POST request with this body")->type_name("S");
-    app.add_flag("--insecure", typed.insecure, "Go on with servers whose certificate is not trusted");
-    app.add_option("--ca-certificate", typed.caCertificatesFile, "Trust these PEM certificates, too")
-        ->type_name("FILE")
-        ->check(CLI::ExistingFile);
-    app.add_flag("--query", typed.query, "Print name, size, type, resume support and final URL; download nothing");
-    app.add_flag("--json", typed.json, "Print one JSON object a line on standard output");
-    app.add_flag("-q,--quiet", typed.quiet, "Print errors only");
-    app.add_option("--log", typed.logFile, "Append a log to this file")->type_name("FILE");
-    app.add_option("--log-level", typed.logLevel,
-                   "1: the course of downloads; 4: their sections, too (default with --log)")
-        ->type_name("N")
-        ->check(CLI::Range(0, 9));
+    const qsizetype index = CommandLine::commands().indexOf(toText(typed.command));
+    constexpr Command kOrder[] = {Command::Get,     Command::List,   Command::Show,   Command::Resume,
+                                  Command::Restart, Command::Check,  Command::Finish, Command::Query,
+                                  Command::SetUrl,  Command::Remove, Command::Config};
+    const Command command = kOrder[index < 0 ? 0 : index];
+    return command == Command::Get && typed.query ? Command::Query : command;
+}
+
+QString defaultConfigFile()
+{
+    return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + "/plait/plait.conf"_L1;
+}
+
+QString defaultLogFile()
+{
+    const QString state = qEnvironmentVariable("XDG_STATE_HOME");
+    return (state.startsWith(u'/') ? state : QDir::homePath() + "/.local/state"_L1) + "/plait/plait.log"_L1;
 }
 
 /// Reads the values that are not plain text. The first complaint stays.
@@ -93,23 +63,22 @@ public:
     Arguments arguments()
     {
         Arguments result;
-        const DownloadRequest common = commonRequest();
-        for (const std::string &url : m_typed.urls) {
-            result.requests.append(common);
-            result.requests.last().url = readUrl(toText(url));
-        }
-        if (m_typed.hasOutput && m_typed.urls.size() > 1)
-            complain(u"-o names one file, but there are several URLs. Use -d, or run plait once for each."_s);
-        result.usage.maximumConnections = m_typed.connections;
-        result.usage.maximumConnectionsPerServer = m_typed.connectionsPerServer;
-        result.query = m_typed.query;
+        result.command = commandOf(m_typed);
+        readWords(result);
+        readSession(result.session);
+        readQueue(result.queue);
+        result.all = m_typed.all;
+        result.withFile = m_typed.withFile;
+        result.force = m_typed.force;
+        result.filter = filter();
+        result.limit = m_typed.limit;
+        result.sortBy = toText(m_typed.sortBy);
+        result.progress = progress();
         result.json = m_typed.json;
         result.quiet = m_typed.quiet;
-        result.insecure = m_typed.insecure;
-        result.caCertificatesFile = toText(m_typed.caCertificatesFile);
-        result.logFile = toText(m_typed.logFile);
-        const int levelNotGiven = result.logFile.isEmpty() ? 0 : kDefaultLogLevel;
-        result.logLevel = m_typed.logLevel == kNotGiven ? levelNotGiven : m_typed.logLevel;
+        result.logFile = m_typed.logFile.empty() ? defaultLogFile() : absolute(m_typed.logFile);
+        const int level = m_typed.logFile.empty() ? kDefaultLogLevel : kLogLevelOfANamedLog;
+        result.logLevel = m_typed.logLevel == Typed::kNotGiven ? level : m_typed.logLevel;
         return result;
     }
 
@@ -117,6 +86,144 @@ public:
     QString complaint() const { return m_complaint; }
 
 private:
+    void readWords(Arguments &result)
+    {
+        if (result.command == Command::Get || result.command == Command::Query)
+            readRequests(result);
+        else if (result.command == Command::SetUrl)
+            readNewUrl(result);
+        else
+            readIds(result);
+    }
+
+    void readRequests(Arguments &result)
+    {
+        QStringList urls;
+        for (const std::string &word : m_typed.words)
+            urls.append(toText(word));
+        if (!m_typed.inputFile.empty())
+            urls += urlsOf(toText(m_typed.inputFile));
+        if (urls.isEmpty())
+            complain(u"there is no URL. Give one, or a file of them with -i."_s);
+        if (m_typed.hasOutput && urls.size() > 1)
+            complain(u"-o names one file, but there are several URLs. Use -d, or run plait once for each."_s);
+        if (!m_typed.mirrors.empty() && urls.size() > 1)
+            complain(
+                u"--mirror names another address of one file, but there are several URLs. Run plait once for each."_s);
+        if (!m_typed.checksum.empty() && urls.size() > 1)
+            complain(u"--checksum is of one file, but there are several URLs. Run plait once for each."_s);
+        const DownloadRequest common = commonRequest();
+        result.requests.reserve(urls.size());
+        for (const QString &url : std::as_const(urls)) {
+            result.requests.append(common);
+            result.requests.last().url = readUrl(url);
+        }
+    }
+
+    void readNewUrl(Arguments &result)
+    {
+        if (m_typed.words.size() != 2) {
+            complain(u"set-url needs the number of a download and its new URL."_s);
+            return;
+        }
+        readId(m_typed.words.front(), result);
+        DownloadRequest request;
+        request.url = readUrl(toText(m_typed.words.back()));
+        request.options = options();
+        result.requests = {request};
+    }
+
+    void readIds(Arguments &result)
+    {
+        for (const std::string &word : m_typed.words)
+            readId(word, result);
+        if (result.command == Command::Resume && result.ids.isEmpty() && !m_typed.all)
+            complain(u"resume needs numbers of downloads, or --all. Run \"plait list\" to see them."_s);
+    }
+
+    void readId(const std::string &word, Arguments &result)
+    {
+        bool isNumber = false;
+        const qint64 id = toText(word).toLongLong(&isNumber);
+        if (!isNumber || id <= 0)
+            complain(u"\"%1\" is no number of a download. Run \"plait list\" to see them."_s.arg(toText(word)));
+        else if (!result.ids.contains(id))
+            result.ids.append(id);
+    }
+
+    /// One a line; blank lines and those that begin with "#" are left out.
+    QStringList urlsOf(const QString &fileName)
+    {
+        QFile file(fileName == "-"_L1 ? QString() : absolute(m_typed.inputFile));
+        const bool isOpen = fileName == "-"_L1 ? file.open(stdin, QIODevice::ReadOnly) : file.open(QIODevice::ReadOnly);
+        if (!isOpen) {
+            complain(u"cannot read the URLs in \"%1\": %2."_s.arg(fileName, file.errorString()));
+            return {};
+        }
+        QStringList urls;
+        QTextStream stream(&file);
+        QString line;
+        while (stream.readLineInto(&line)) {
+            line = line.trimmed();
+            if (!line.isEmpty() && !line.startsWith(u'#'))
+                urls.append(line);
+        }
+        return urls;
+    }
+
+    void readSession(SessionOptions &session)
+    {
+        session.listPath = m_typed.listFile.empty() ? QString() : absolute(m_typed.listFile);
+        session.ignoreSslErrors = m_typed.insecure;
+        session.caCertificatesFile = toText(m_typed.caCertificatesFile);
+        session.usage.maximumConnections = m_typed.connections;
+        session.usage.maximumConnectionsPerServer = m_typed.connectionsPerServer;
+        session.usage.downloadLimit = readRate(u"--limit-rate"_s, m_typed.limitRate);
+        session.allTogether.maximumConnectionsPerServer = m_typed.overallConnectionsPerServer;
+        NetworkOptions &network = session.network;
+        if (!m_typed.proxy.empty()) {
+            QString errorText;
+            network.proxy = ProxyChoice::checkedProxy(toText(m_typed.proxy), u"--proxy"_s, &errorText);
+            complain(errorText);
+        }
+        network.netrc = m_typed.netrc || !m_typed.netrcFile.empty();
+        network.netrcFile = m_typed.netrcFile.empty() ? QString() : absolute(m_typed.netrcFile);
+        network.cookiesFile = m_typed.cookiesFile.empty() ? QString() : absolute(m_typed.cookiesFile);
+        if (!m_typed.user.empty())
+            network.credentials.append(credential());
+    }
+
+    Credential credential() const
+    {
+        const QString text = toText(m_typed.user);
+        const qsizetype colon = text.indexOf(u':');
+        return {{}, text.left(colon), colon < 0 ? QString() : text.sliced(colon + 1), {}};
+    }
+
+    void readQueue(QueueOptions &queue)
+    {
+        queue.mostAtOnce = m_typed.jobs;
+        queue.mostTries = m_typed.tries;
+        queue.speedLimit = readRate(u"--max-overall-download-limit"_s, m_typed.overallLimit);
+        queue.retryWaitMs = readSeconds(u"--retry-wait"_s, m_typed.retryWait);
+    }
+
+    ListFilter filter()
+    {
+        if (m_typed.finished == m_typed.unfinished)
+            return ListFilter::All;
+        return m_typed.finished ? ListFilter::Finished : ListFilter::Unfinished;
+    }
+
+    ProgressMode progress() const
+    {
+        if (m_typed.progress == "bar")
+            return ProgressMode::Bar;
+        if (m_typed.progress == "line")
+            return ProgressMode::Line;
+        return m_typed.progress == "none" ? ProgressMode::None : ProgressMode::Auto;
+    }
+
     DownloadRequest commonRequest()
     {
         DownloadRequest request;
@@ -128,9 +235,56 @@ private:
         request.postData = QByteArray::fromStdString(m_typed.postData);
         for (const std::string &header : m_typed.headers)
             readHeader(toText(header), request.headers);
+        for (const std::string &mirror : m_typed.mirrors)
+            request.mirrors.append(readUrl(toText(mirror)));
+        request.onExists = onExists();
+        request.options = options();
         checkLine(u"--referer"_s, request.referer);
         checkLine(u"--user-agent"_s, request.userAgent);
         return request;
+    }
+
+    DownloadOptions options()
+    {
+        DownloadOptions options;
+        options.connections = m_typed.hasConnections ? m_typed.connections : 0;
+        options.connectionsPerServer = m_typed.hasConnectionsPerServer ? m_typed.connectionsPerServer : 0;
+        options.rateLimit = readRate(u"--limit-rate"_s, m_typed.limitRate);
+        options.onChanged = int(Trouble::policyFromText(toText(m_typed.onChanged)).value_or(Trouble::Policy::Fail));
+        options.onUnresumable =
+            int(Trouble::policyFromText(toText(m_typed.onUnresumable)).value_or(Trouble::Policy::Fail));
+        options.skipExisting = m_typed.onExists == "skip";
+        options.insecure = m_typed.insecure;
+        options.storeSecrets = m_typed.storeSecrets;
+        if (m_typed.storeSecrets && !m_typed.user.empty()) {
+            options.user = credential().user;
+            options.password = credential().password;
+        }
+        if (!m_typed.checksum.empty())
+            readChecksum(options);
+        return options;
+    }
+
+    void readChecksum(DownloadOptions &options)
+    {
+        QString errorText;
+        const std::optional<Checksum> checksum = Checksum::parse(toText(m_typed.checksum), &errorText);
+        if (!checksum) {
+            complain(u"--checksum "_s + errorText);
+            return;
+        }
+        options.checksumAlgorithm = checksum->algorithmName();
+        options.checksumHex = QString::fromLatin1(checksum->expected.toHex());
+    }
+
+    AbstractDownloadExistingFileReaction onExists() const
+    {
+        using Reaction = AbstractDownloadExistingFileReaction;
+        if (m_typed.onExists == "overwrite")
+            return Reaction::Overwrite;
+        if (m_typed.onExists == "ask")
+            return Reaction::Ask;
+        return m_typed.onExists == "skip" || m_typed.onExists == "fail" ? Reaction::Skip : Reaction::Rename;
     }
 
     void readOutput(const QString &output, DownloadRequest &request)
@@ -164,12 +318,51 @@ private:
             complain(u"%1 \"%2\" holds a line break. Give one line."_s.arg(option, value.simplified()));
     }
 
+    /// Bytes a second; K, M and G are of 1024. Empty is 0.
+    qint64 readRate(const QString &option, const std::string &typed)
+    {
+        QString text = toText(typed).trimmed();
+        if (text.isEmpty())
+            return 0;
+        double factor = 1;
+        const qsizetype unit = QStringView(u"KMG").indexOf(text.back().toUpper());
+        if (unit >= 0) {
+            factor = std::pow(1024.0, double(unit + 1));
+            text.chop(1);
+        }
+        bool isNumber = false;
+        const double rate = text.toDouble(&isNumber) * factor;
+        if (!isNumber || !(rate >= 0) || rate > double(std::numeric_limits<qint32>::max()) * 1024) {
+            complain(u"%1 \"%2\" is no rate. Write bytes a second, as in 500K or 2.5M; 0 is no limit."_s.arg(
+                option, toText(typed)));
+            return 0;
+        }
+        return qint64(rate);
+    }
+
+    /// ms
+    qint64 readSeconds(const QString &option, const std::string &typed)
+    {
+        bool isNumber = false;
+        const double seconds = toText(typed).toDouble(&isNumber);
+        if (!isNumber || !(seconds >= 0) || seconds > 3600) {
+            complain(u"%1 \"%2\" is no number of seconds from 0 to 3600."_s.arg(option, toText(typed)));
+            return 0;
+        }
+        return qint64(seconds * 1000);
+    }
+
     QUrl readUrl(const QString &text)
     {
         const QUrl url(text, QUrl::TolerantMode);
         if (!url.isValid() || url.scheme().isEmpty() || (url.host().isEmpty() && url.scheme() != "file"_L1))
             complain(u"\"%1\" is no URL. Write a whole one, as in \"https://example.com/file.zip\"."_s.arg(text));
         return url;
+    }
+
+    QString absolute(const std::string &typed) const
+    {
+        return QDir::cleanPath(QDir(m_currentFolder).absoluteFilePath(toText(typed)));
     }
 
     void complain(const QString &text)
@@ -183,36 +376,25 @@ private:
     QString m_complaint;
 };
 
-Arguments::Outcome badOption(const QString &complaint)
-{
-    return {{}, ExitStatus::BadOption, complaint};
-}
-
-/// CLI11's words, made a sentence.
-QString complaintOf(const CLI::ParseError &error)
-{
-    return QString::fromLocal8Bit(error.what()).simplified() + u". Run \"plait --help\" to see what there is."_s;
-}
-
 }
 
 Arguments::Outcome Arguments::parse(int argc, const char *const *argv, const QString &currentFolder)
 {
-    CLI::App app("Downloads files over HTTP and HTTPS, and goes on where it was interrupted.", "plait");
-    Typed typed;
-    describe(app, typed);
-    app.set_version_flag("--version", "plait " PLAIT_VERSION);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::CallForHelp &) {
-        return {{}, ExitStatus::Done, QString::fromStdString(app.help())};
-    } catch (const CLI::CallForVersion &version) {
-        return {{}, ExitStatus::Done, QString::fromLocal8Bit(version.what()) + u'\n'};
-    } catch (const CLI::ParseError &error) {
-        return badOption(complaintOf(error));
-    }
-    typed.hasOutput = app.count("--output") > 0;
-    Reader reader(typed, currentFolder);
-    const Arguments arguments = reader.arguments();
-    return reader.complaint().isEmpty() ? Outcome{arguments, ExitStatus::Done, {}} : badOption(reader.complaint());
+    QStringList words;
+    for (int i = 1; i < argc; ++i)
+        words.append(QString::fromLocal8Bit(argv[i]));
+    const QString named = CommandLine::configFileOf(words);
+    const QString configFile = named.isEmpty() ? defaultConfigFile() : QDir(currentFolder).absoluteFilePath(named);
+    if (!named.isEmpty() && !QFile::exists(configFile))
+        return {{}, ExitStatus::BadOption, u"there is no file \"%1\" to read settings from."_s.arg(configFile)};
+    const CommandLine::Outcome line = CommandLine::read(words, configFile);
+    if (!line.typed)
+        return {{}, line.isHelp ? ExitStatus::Done : ExitStatus::BadOption, line.text};
+    Reader reader(*line.typed, currentFolder);
+    Arguments arguments = reader.arguments();
+    if (!reader.complaint().isEmpty())
+        return {{}, ExitStatus::BadOption, reader.complaint()};
+    arguments.configFile = configFile;
+    arguments.settings = line.settings;
+    return {arguments, ExitStatus::Done, {}};
 }

@@ -1,28 +1,55 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cli/progressmode.h>
 #include <host/policy/exitstatus.h>
 #include <host/session/downloadrequest.h>
-#include <inet/qt/download/records/networkusagesettings.h>
+#include <host/session/queueoptions.h>
+#include <host/session/sessionoptions.h>
+#include <host/storage/listentry.h>
 
 #include <QList>
 #include <QString>
 
 #include <optional>
 
-/// What the command line asks for.
+/// What a command line asks for.
 struct Arguments {
     struct Outcome;
 
-    QList<DownloadRequest> requests; ///< in order; at least one
-    NetworkUsageSettings usage; ///< of every single download
-    bool query = false; ///< learn, do not download
+    enum class Command {
+        Get,
+        Query, ///< learn, do not download
+        List,
+        Show,
+        Resume,
+        Restart,
+        Check,
+        Finish,
+        SetUrl,
+        Remove,
+        Config,
+    };
+
+    Command command = Command::Get;
+    QList<DownloadRequest> requests; ///< of Get and Query, in order; of SetUrl the new address alone
+    QList<qint64> ids; ///< of the list; those that a command is about
+    bool all = false; ///< Resume: everything that is unfinished
+    bool withFile = false; ///< Remove: the file, too
+    bool force = false; ///< SetUrl: even where the file there may be another one
+    ListFilter filter = ListFilter::All;
+    int limit = 0; ///< List: lines at most; 0 = no limit
+    QString sortBy; ///< List: "id", "name", "size" or "time"
+
+    SessionOptions session;
+    QueueOptions queue;
+    ProgressMode progress = ProgressMode::Auto;
     bool json = false;
     bool quiet = false;
-    bool insecure = false; ///< go on with certificates that are not trusted
-    QString caCertificatesFile; ///< empty = none
     QString logFile; ///< empty = none
     int logLevel = 0; ///< 0 = nothing is logged
+    QString configFile; ///< that was read or would be
+    QString settings; ///< Config: all of them, as the file would have them
 
     /// @param currentFolder what relative paths are relative to; absolute
     static Outcome parse(int argc, const char *const *argv, const QString &currentFolder);

@@ -7,51 +7,71 @@
 #include <QJsonObject>
 #include <QTextStream>
 
+#include <utility>
+
 using namespace Qt::StringLiterals;
 
-JsonPrinter::JsonPrinter(QTextStream &events, QTextStream &notes)
+namespace
+{
+
+/// A name and a password in it are nobody's business.
+QString shown(const QUrl &url)
+{
+    return url.toString(QUrl::FullyEncoded | QUrl::RemoveUserInfo);
+}
+
+}
+
+JsonPrinter::JsonPrinter(QTextStream &events, QTextStream &notes, Clock clock)
     : m_events(events)
     , m_notes(notes)
+    , m_clock(std::move(clock))
 {
 }
 
-void JsonPrinter::begin(const QUrl &url)
+void JsonPrinter::begin(qint64 id, const QUrl &url)
 {
-    print(u"begin"_s, {{u"url"_s, url.toString(QUrl::FullyEncoded)}});
+    print(u"begin"_s, {{u"id"_s, id}, {u"url"_s, shown(url)}});
 }
 
-void JsonPrinter::progress(const QString &name, const DownloadStatus &status)
+void JsonPrinter::progress(const Overview &overview)
 {
-    print(u"progress"_s,
-          {{u"name"_s, name},
-           {u"done"_s, status.done},
-           {u"total"_s, status.total},
-           {u"speed"_s, status.speed},
-           {u"connections"_s, status.connections}});
+    const qint64 now = m_clock();
+    for (const DownloadView &view : overview.running) {
+        const auto last = m_lastProgress.constFind(view.id);
+        if (last != m_lastProgress.cend() && now - *last < kProgressIntervalMs)
+            continue;
+        m_lastProgress.insert(view.id, now);
+        printProgress(view);
+    }
 }
 
-void JsonPrinter::warn(const QString &text)
+void JsonPrinter::warn(qint64 id, const QString &text)
 {
-    note(text);
-    print(u"warning"_s, {{u"text"_s, text}});
+    tell(text);
+    print(u"warning"_s, {{u"id"_s, id}, {u"text"_s, text}});
 }
 
-void JsonPrinter::queried(const QueryResult &result)
+void JsonPrinter::queried(qint64 id, const QueryResult &result)
 {
     print(u"query"_s,
-          {{u"name"_s, result.name},
+          {{u"id"_s, id},
+           {u"name"_s, result.name},
            {u"size"_s, result.size},
            {u"type"_s, result.type},
            {u"resume"_s, ProgressLine::resume(result.resume)},
-           {u"url"_s, result.url.toString(QUrl::FullyEncoded)}});
+           {u"url"_s, shown(result.url)}});
 }
 
-void JsonPrinter::end(const Summary &summary)
+void JsonPrinter::end(qint64 id, const Summary &summary)
 {
+    m_lastProgress.remove(id);
     if (!summary.errorText.isEmpty())
-        note(summary.errorText);
+        tell(summary.errorText);
     print(u"summary"_s,
-          {{u"url"_s, summary.url.toString(QUrl::FullyEncoded)},
+          {{u"id"_s, id},
+           {u"url"_s, shown(summary.url)},
+           {u"name"_s, summary.name},
            {u"code"_s, summary.error.code},
            {u"category"_s, QString::fromStdString(summary.error.category)},
            {u"description"_s, QString::fromStdString(summary.error.description)},
@@ -63,13 +83,32 @@ void JsonPrinter::end(const Summary &summary)
            {u"status"_s, int(summary.status)}});
 }
 
+void JsonPrinter::note(const QString &text)
+{
+    tell(text);
+    print(u"note"_s, {{u"text"_s, text}});
+}
+
+void JsonPrinter::printProgress(const DownloadView &view)
+{
+    const DownloadStatus &status = view.status;
+    print(u"progress"_s,
+          {{u"id"_s, view.id},
+           {u"name"_s, status.name},
+           {u"done"_s, status.done},
+           {u"total"_s, status.total},
+           {u"speed"_s, status.speed},
+           {u"connections"_s, status.connections},
+           {u"retry_in_ms"_s, status.retryInMs}});
+}
+
 void JsonPrinter::print(const QString &event, QJsonObject object)
 {
     object.insert(u"event"_s, event);
     m_events << QJsonDocument(object).toJson(QJsonDocument::Compact) << '\n' << Qt::flush;
 }
 
-void JsonPrinter::note(const QString &text)
+void JsonPrinter::tell(const QString &text)
 {
     m_notes << "plait: " << ProgressLine::printable(text) << '\n' << Qt::flush;
 }

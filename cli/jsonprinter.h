@@ -1,28 +1,38 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cli/clock.h>
 #include <cli/printer.h>
+
+#include <QHash>
 
 class QJsonObject;
 class QTextStream;
 
-/// Tells programs how downloads go: one JSON object a line, each with an "event": "begin", "progress", "warning",
-/// "query" or, last for each download, "summary". Errors are told to people, too.
+/// Tells programs how downloads go: one JSON object a line, as docs/json.md says. Errors and remarks are told to
+/// people, too.
 class JsonPrinter : public Printer
 {
 public:
-    JsonPrinter(QTextStream &events, QTextStream &notes);
+    static constexpr qint64 kProgressIntervalMs = 500; ///< between the "progress" events of one download
 
-    void begin(const QUrl &url) override;
-    void progress(const QString &name, const DownloadStatus &status) override;
-    void warn(const QString &text) override;
-    void queried(const QueryResult &result) override;
-    void end(const Summary &summary) override;
+    /// Both streams outlive this object.
+    JsonPrinter(QTextStream &events, QTextStream &notes, Clock clock = steadyClock());
+
+    void begin(qint64 id, const QUrl &url) override;
+    void progress(const Overview &overview) override;
+    void warn(qint64 id, const QString &text) override;
+    void queried(qint64 id, const QueryResult &result) override;
+    void end(qint64 id, const Summary &summary) override;
+    void note(const QString &text) override;
 
 private:
+    void printProgress(const DownloadView &view);
     void print(const QString &event, QJsonObject object);
-    void note(const QString &text);
+    void tell(const QString &text);
 
     QTextStream &m_events;
     QTextStream &m_notes;
+    const Clock m_clock;
+    QHash<qint64, qint64> m_lastProgress; ///< when each download was told of
 };

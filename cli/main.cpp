@@ -1,14 +1,21 @@
 // SPDX-License-Identifier: MIT
 #include <cli/arguments.h>
-#include <cli/commandrunner.h>
+#include <cli/downloadsrunner.h>
 #include <cli/jsonprinter.h>
+#include <cli/listcommands.h>
+#include <cli/lookupsrunner.h>
+#include <cli/processtitle.h>
 #include <cli/progressline.h>
 #include <cli/progressprinter.h>
+#include <cli/questions.h>
 #include <cli/signalwatcher.h>
+#include <host/policy/redaction.h>
+#include <host/session/downloadsession.h>
 #include <inet/qt/download/framework/qtappdefaultlogger.h>
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QFileInfo>
 #include <QTextStream>
 
 #include <memory>
@@ -20,25 +27,36 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
+/// A log that nobody asked for begins anew when it has grown to this; the old one stays beside it.
+constexpr qint64 kLongestLog = qint64(4) * 1024 * 1024;
+
 void complain(QTextStream &notes, const QString &text)
 {
     notes << "plait: " << ProgressLine::printable(text) << '\n' << Qt::flush;
 }
 
-/// To a file, or, where only a level is given, to standard error.
-bool startLog(const Arguments &arguments, QString *errorText)
+void makeRoomForLog(const QString &path)
+{
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    if (QFileInfo(path).size() < kLongestLog)
+        return;
+    QFile::remove(path + ".1"_L1);
+    QFile::rename(path, path + ".1"_L1);
+}
+
+/// That the log cannot be written ends nothing; who named it is told.
+void startLog(const Arguments &arguments, QTextStream &notes)
 {
     QtAppLogger *const logger = QtAppDefaultLogger::instance();
     logger->setVerbosityLevel(arguments.logLevel);
-    if (arguments.logFile.isEmpty()) {
-        logger->setSink([](int, const QString &line) { QTextStream(stderr) << ProgressLine::printable(line) << '\n'; });
-        return true;
-    }
+    logger->setFilter(&Redaction::line);
+    if (arguments.logLevel == 0)
+        return;
+    makeRoomForLog(arguments.logFile);
     QString reason;
-    if (logger->openFile(arguments.logFile, &reason))
-        return true;
-    *errorText = u"cannot write the log \"%1\": %2. Choose another file with --log."_s.arg(arguments.logFile, reason);
-    return false;
+    if (!logger->openFile(arguments.logFile, &reason))
+        complain(notes,
+                 u"cannot write the log \"%1\": %2. Choose another file with --log."_s.arg(arguments.logFile, reason));
 }
 
 /// Qt's own remarks are for the log; on a terminal they would stand in the middle of the progress.
@@ -54,29 +72,68 @@ std::unique_ptr<Printer> makePrinter(const Arguments &arguments, QTextStream &an
     if (arguments.json)
         return std::make_unique<JsonPrinter>(answers, notes);
     const int terminal = isatty(STDERR_FILENO) ? STDERR_FILENO : -1;
-    return std::make_unique<ProgressPrinter>(answers, notes, terminal, arguments.quiet);
+    const ProgressOptions options =
+        ProgressOptions::of(arguments.progress, terminal, arguments.quiet, QProcessEnvironment::systemEnvironment());
+    return std::make_unique<ProgressPrinter>(answers, notes, options);
+}
+
+bool canAsk(const Arguments &arguments)
+{
+    return !arguments.json && !arguments.quiet && isatty(STDIN_FILENO) && isatty(STDERR_FILENO);
+}
+
+int runToEnd(Runner &runner)
+{
+    SignalWatcher watcher;
+    QObject::connect(&watcher, &SignalWatcher::stopRequested, &runner, &Runner::stop);
+    QObject::connect(&runner, &Runner::done, &runner, [](ExitStatus status) { QCoreApplication::exit(int(status)); });
+    QMetaObject::invokeMethod(&runner, &Runner::begin, Qt::QueuedConnection);
+    return QCoreApplication::exec();
+}
+
+int run(const Arguments &arguments, DownloadSession &session, Printer &printer, Questions *questions)
+{
+    if (arguments.command == Arguments::Command::Query || arguments.command == Arguments::Command::Check) {
+        LookupsRunner runner(arguments, session, printer);
+        return runToEnd(runner);
+    }
+    DownloadsRunner runner(arguments, session, printer, questions);
+    return runToEnd(runner);
+}
+
+int runInSession(const Arguments &arguments, QTextStream &answers, QTextStream &notes)
+{
+    startLog(arguments, notes);
+    DownloadSession session;
+    QString errorText;
+    if (!session.open(arguments.session, &errorText)) {
+        complain(notes, errorText);
+        return int(ExitStatus::Unknown);
+    }
+    const QStringList warnings = session.warnings();
+    for (const QString &warning : warnings)
+        complain(notes, warning);
+    const bool isQuick =
+        arguments.command == Arguments::Command::Remove || arguments.command == Arguments::Command::SetUrl;
+    if (isQuick)
+        return int(ListCommands::change(arguments, session, {answers, notes}));
+    const std::unique_ptr<Printer> printer = makePrinter(arguments, answers, notes);
+    const std::unique_ptr<Questions> questions =
+        canAsk(arguments) ? std::make_unique<Questions>(*printer, STDIN_FILENO) : nullptr;
+    return run(arguments, session, *printer, questions.get());
 }
 
 int run(const Arguments &arguments, QTextStream &answers, QTextStream &notes)
 {
-    SessionOptions options;
-    options.ignoreSslErrors = arguments.insecure;
-    options.caCertificatesFile = arguments.caCertificatesFile;
-    options.usage = arguments.usage;
-    DownloadSession session;
-    QString errorText;
-    if (!startLog(arguments, &errorText) || !session.open(options, &errorText)) {
-        complain(notes, errorText);
-        return int(ExitStatus::Unknown);
+    switch (arguments.command) {
+    case Arguments::Command::List:
+    case Arguments::Command::Show:
+        return int(ListCommands::print(arguments, {answers, notes}));
+    case Arguments::Command::Config:
+        return int(ListCommands::printSettings(arguments, {answers, notes}));
+    default:
+        return runInSession(arguments, answers, notes);
     }
-    const std::unique_ptr<Printer> printer = makePrinter(arguments, answers, notes);
-    CommandRunner runner(arguments, session, *printer);
-    SignalWatcher watcher;
-    QObject::connect(&watcher, &SignalWatcher::stopRequested, &runner, &CommandRunner::stop);
-    QObject::connect(&runner, &CommandRunner::done, &runner,
-                     [](ExitStatus status) { QCoreApplication::exit(int(status)); });
-    QMetaObject::invokeMethod(&runner, &CommandRunner::begin, Qt::QueuedConnection);
-    return QCoreApplication::exec();
 }
 
 }
@@ -89,6 +146,7 @@ int main(int argc, char *argv[])
     QTextStream answers(stdout);
     QTextStream notes(stderr);
     const Arguments::Outcome outcome = Arguments::parse(argc, argv, QDir::currentPath());
+    ProcessTitle::hide(argc, argv, {"--user", "--header", "--proxy", "--post-data"});
     if (!outcome.arguments) {
         if (outcome.status == ExitStatus::Done)
             answers << outcome.text;

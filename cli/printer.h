@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cli/overview.h>
 #include <cli/summary.h>
-#include <host/session/downloadstatus.h>
 #include <host/session/queryresult.h>
 
 #include <QString>
 #include <QUrl>
 
-/// Tells a person or a program how downloads go. One download at a time: begin(), any number of others, end().
+/// Tells a person or a program how downloads go. Any number of them at once; for each begin(), any number of others,
+/// end(). Lives in the thread of the downloads.
 class Printer
 {
     Q_DISABLE_COPY_MOVE(Printer)
@@ -17,10 +18,14 @@ public:
     Printer() = default;
     virtual ~Printer() = default;
 
-    virtual void begin(const QUrl &url) = 0;
-    /// @param name of the file; empty while unknown
-    virtual void progress(const QString &name, const DownloadStatus &status) = 0;
-    virtual void warn(const QString &text) = 0;
-    virtual void queried(const QueryResult &result) = 0;
-    virtual void end(const Summary &summary) = 0;
+    virtual void begin(qint64 id, const QUrl &url) = 0;
+    /// May be called as often as there is news; printers take what they need.
+    virtual void progress(const Overview &overview) = 0;
+    virtual void warn(qint64 id, const QString &text) = 0;
+    virtual void queried(qint64 id, const QueryResult &result) = 0;
+    virtual void end(qint64 id, const Summary &summary) = 0;
+    /// A remark that belongs to no download.
+    virtual void note(const QString &text) = 0;
+    /// While a person answers a question, nothing may move under what is typed. Messages come all the same.
+    virtual void setTyping(bool) {}
 };

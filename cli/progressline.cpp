@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <cli/progressline.h>
 
+#include <cli/textcolumns.h>
+
 #include <QStringList>
 
 #include <algorithm>
@@ -12,11 +14,20 @@ namespace
 {
 
 constexpr int kShortestName = 8;
+constexpr qint64 kMillisecondsPerSecond = 1000;
+constexpr uint kFirstBeyondAscii = 0x80;
 
 /// Characters that change the direction of what follows, and with it how a file name reads.
 bool isDirectionMark(char16_t c)
 {
-    return (c >= 0x202a && c <= 0x202e) || (c >= 0x2066 && c <= 0x2069) || c == 0x200e || c == 0x200f;
+    return (c >= 0x202a && c <= 0x202e) || (c >= 0x2066 && c <= 0x2069) || c == 0x200e || c == 0x200f || c == 0x061c;
+}
+
+bool isUnprintable(QChar c)
+{
+    const QChar::Category category = c.category();
+    return category == QChar::Other_Control || category == QChar::Separator_Line
+        || category == QChar::Separator_Paragraph || isDirectionMark(c.unicode());
 }
 
 QString amount(const DownloadStatus &status)
@@ -27,31 +38,18 @@ QString amount(const DownloadStatus &status)
                                  ProgressLine::size(status.total));
 }
 
-QString remaining(const DownloadStatus &status)
-{
-    if (status.total < 0 || status.speed <= 0 || status.done >= status.total)
-        return {};
-    return ProgressLine::duration((status.total - status.done + status.speed - 1) / status.speed) + u" left"_s;
-}
-
 QString facts(const DownloadStatus &status)
 {
     QStringList parts{amount(status)};
-    if (status.allocated >= 0)
-        parts.append(u"reserving the disk: "_s + ProgressLine::size(status.allocated));
-    if (status.speed > 0)
-        parts.append(ProgressLine::size(status.speed) + u"/s"_s);
+    const QString pace = ProgressLine::pace(status);
+    if (!pace.isEmpty())
+        parts.append(pace);
     if (status.connections > 1)
         parts.append(u"%1 connections"_s.arg(status.connections));
-    const QString left = remaining(status);
+    const QString left = ProgressLine::remaining(status.done, status.total, status.speed);
     if (!left.isEmpty())
         parts.append(left);
     return parts.join(u", "_s);
-}
-
-QString shortened(const QString &name, qsizetype width)
-{
-    return name.size() <= width ? name : name.left(width - 1) + u'…';
 }
 
 }
@@ -89,29 +87,66 @@ QString ProgressLine::resume(QueryResult::Resume resume)
     return u"unknown"_s;
 }
 
+int ProgressLine::percent(qint64 done, qint64 total)
+{
+    if (total < 0)
+        return -1;
+    if (done >= total)
+        return 100;
+    return int(double(done) / double(total) * 100);
+}
+
 int ProgressLine::percent(const DownloadStatus &status)
 {
-    if (status.total < 0)
-        return -1;
-    if (status.done >= status.total)
-        return 100;
-    return int(double(status.done) / double(status.total) * 100);
+    return percent(status.done, status.total);
+}
+
+QString ProgressLine::remaining(qint64 done, qint64 total, qint64 speed)
+{
+    if (speed <= 0 || done >= total)
+        return {};
+    return duration((total - done - 1) / speed + 1) + u" left"_s;
+}
+
+QString ProgressLine::pace(const DownloadStatus &status)
+{
+    if (status.retryInMs >= 0)
+        return u"retrying in %1 s"_s.arg((status.retryInMs + kMillisecondsPerSecond - 1) / kMillisecondsPerSecond);
+    if (status.allocated >= 0)
+        return u"reserving the disk: "_s + size(status.allocated);
+    return status.speed > 0 ? size(status.speed) + u"/s"_s : QString();
 }
 
 QString ProgressLine::printable(const QString &text)
 {
     QString result = text;
-    std::replace_if(
-        result.begin(), result.end(),
-        [](QChar c) { return c.category() == QChar::Other_Control || isDirectionMark(c.unicode()); }, QChar(u'?'));
+    std::replace_if(result.begin(), result.end(), &isUnprintable, QChar(u'?'));
     return result;
 }
 
-QString ProgressLine::line(const QString &name, const DownloadStatus &status, int width)
+QString ProgressLine::ascii(const QString &text)
 {
-    const QString text = facts(status);
+    QString result;
+    const QList<uint> characters = text.toUcs4();
+    for (const uint c : characters)
+        result += c < kFirstBeyondAscii ? QChar(char16_t(c)) : QChar(u'?');
+    return result;
+}
+
+QString ProgressLine::name(const DownloadView &view)
+{
+    if (!view.status.name.isEmpty())
+        return printable(view.status.name);
+    const QString fileName = view.url.fileName();
+    return printable(fileName.isEmpty() ? view.url.host() : fileName);
+}
+
+QString ProgressLine::line(const DownloadView &view, int width)
+{
+    const QString name = ProgressLine::name(view);
+    const QString text = facts(view.status);
     if (name.isEmpty())
-        return text.left(width);
-    const qsizetype room = std::max<qsizetype>(kShortestName, width - text.size() - 2);
-    return (shortened(printable(name), room) + u": "_s + text).left(width);
+        return TextColumns::left(text, width);
+    const int room = std::max(kShortestName, width - TextColumns::width(text) - 2);
+    return TextColumns::left(TextColumns::shortened(name, room, u"…"_s) + u": "_s + text, width);
 }

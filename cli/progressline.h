@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <host/session/downloadstatus.h>
+#include <cli/overview.h>
 #include <host/session/queryresult.h>
 
 #include <QString>
 
-/// Values and lines as people read them.
+/// Values and lines as people read them. Pure.
 namespace ProgressLine
 {
 
@@ -15,12 +15,23 @@ QString size(qint64 bytes);
 /// "0:07", "12:34", "1:02:03".
 QString duration(qint64 seconds);
 QString resume(QueryResult::Resume resume);
-/// Whole percent, rounded down, so that 100 means everything; -1 while the size is unknown.
+/// Whole percent, rounded down, so that 100 means everything; -1 while the size is unknown, which is what a total
+/// below 0 means.
+int percent(qint64 done, qint64 total);
 int percent(const DownloadStatus &status);
+/// "1:02 left"; empty when nobody can tell, or nothing is left. @param speed bytes/s
+QString remaining(qint64 done, qint64 total, qint64 speed);
+/// How fast it goes: "1.5 KiB/s", or what keeps it from going; empty when nothing moves.
+QString pace(const DownloadStatus &status);
+
 /// Text of strangers without what a terminal would take for a command.
 QString printable(const QString &text);
+/// For terminals that may know nothing else.
+QString ascii(const QString &text);
+/// The file's name or, while that is unknown, what the URL says; printable.
+QString name(const DownloadView &view);
 
-/// One line on how a download goes; no wider than @p width, the name gives way.
-QString line(const QString &name, const DownloadStatus &status, int width);
+/// One line on how a download goes, which stands for itself; no wider than @p width columns, the name gives way.
+QString line(const DownloadView &view, int width);
 
 }

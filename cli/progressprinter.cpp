@@ -1,121 +1,161 @@
 // SPDX-License-Identifier: MIT
 #include <cli/progressprinter.h>
 
+#include <cli/progressbars.h>
 #include <cli/progressline.h>
 
 #include <QDir>
 #include <QTextStream>
 
-#include <sys/ioctl.h>
+#include <algorithm>
 
 using namespace Qt::StringLiterals;
 
 namespace
 {
 
-constexpr int kWidthElsewhere = 200;
-constexpr int kNarrowest = 20;
-constexpr qint64 kFirstUnsizedStep = qint64(1024) * 1024;
+constexpr int kLineWidth = 200;
+
+QString savedLine(const Summary &summary)
+{
+    const QString saved =
+        u"Saved \"%1\": %2 in %3 s"_s.arg(QDir::toNativeSeparators(summary.path), ProgressLine::size(summary.bytes),
+                                          QString::number(summary.seconds, 'f', 1));
+    return summary.connectionsNote.isEmpty() ? saved : saved + ", "_L1 + summary.connectionsNote;
+}
 
 }
 
-ProgressPrinter::ProgressPrinter(QTextStream &answers, QTextStream &notes, int terminalFile, bool quiet)
+ProgressPrinter::ProgressPrinter(QTextStream &answers, QTextStream &notes, const ProgressOptions &options)
     : m_answers(answers)
     , m_notes(notes)
-    , m_terminalFile(terminalFile)
-    , m_quiet(quiet)
+    , m_options(options)
+    , m_screen(notes, options.terminalFile)
 {
 }
 
-void ProgressPrinter::begin(const QUrl &)
+ProgressPrinter::~ProgressPrinter()
 {
-    m_lastTenth = 0;
-    m_lastUnsized = 0;
+    m_screen.show({});
 }
 
-void ProgressPrinter::progress(const QString &name, const DownloadStatus &status)
+void ProgressPrinter::begin(qint64 id, const QUrl &)
 {
-    if (m_quiet)
+    m_lastLine.insert(id, m_options.clock());
+}
+
+void ProgressPrinter::progress(const Overview &overview)
+{
+    const qint64 now = m_options.clock();
+    take(overview, now);
+    if (m_options.quiet)
         return;
-    const QString line = ProgressLine::line(name, status, width());
-    if (m_terminalFile >= 0)
-        redraw(line);
-    else if (isStep(status))
-        note(line);
+    if (m_options.mode == ProgressMode::Line)
+        printDueLines(now);
+    else if (hasLiveLines() && (!m_drawn || now - m_lastRedraw >= kRedrawIntervalMs))
+        redraw(now);
 }
 
-void ProgressPrinter::warn(const QString &text)
+void ProgressPrinter::warn(qint64, const QString &text)
 {
-    note(u"plait: "_s + text);
+    print(u"plait: "_s + text);
 }
 
-void ProgressPrinter::queried(const QueryResult &result)
+void ProgressPrinter::queried(qint64, const QueryResult &result)
 {
-    clearLine();
     const QString size = result.size < 0
         ? u"unknown"_s
         : u"%1 bytes (%2)"_s.arg(QString::number(result.size), ProgressLine::size(result.size));
+    // Both streams may end at the same terminal.
+    m_screen.show({});
     m_answers << "Name: " << ProgressLine::printable(result.name) << '\n'
               << "Size: " << size << '\n'
               << "Type: " << (result.type.isEmpty() ? u"unknown"_s : ProgressLine::printable(result.type)) << '\n'
               << "Resume: " << ProgressLine::resume(result.resume) << '\n'
-              << "URL: " << result.url.toString(QUrl::FullyEncoded) << '\n'
+              << "URL: " << result.url.toString(QUrl::FullyEncoded | QUrl::RemoveUserInfo) << '\n'
               << Qt::flush;
+    m_screen.show(liveLines());
 }
 
-void ProgressPrinter::end(const Summary &summary)
+void ProgressPrinter::end(qint64 id, const Summary &summary)
 {
-    clearLine();
-    if (!summary.errorText.isEmpty()) {
-        note(u"plait: "_s + summary.errorText);
-    } else if (!m_quiet && !summary.path.isEmpty()) {
-        const QString saved = u"Saved \"%1\": %2 in %3 s"_s.arg(QDir::toNativeSeparators(summary.path),
-                                                                ProgressLine::size(summary.bytes),
-                                                                QString::number(summary.seconds, 'f', 1));
-        note(summary.connectionsNote.isEmpty() ? saved : saved + ", "_L1 + summary.connectionsNote);
-    }
-}
-
-int ProgressPrinter::width() const
-{
-    winsize size = {};
-    if (m_terminalFile < 0 || ioctl(m_terminalFile, TIOCGWINSZ, &size) != 0)
-        return kWidthElsewhere;
-    // The last column stays free: some terminals wrap as soon as it is written.
-    return std::max(kNarrowest, int(size.ws_col) - 1);
-}
-
-/// Every tenth of the size; twice as much as the last time, where the size is unknown.
-bool ProgressPrinter::isStep(const DownloadStatus &status)
-{
-    if (status.total < 0) {
-        if (status.done < std::max(kFirstUnsizedStep, 2 * m_lastUnsized))
-            return false;
-        m_lastUnsized = status.done;
-        return true;
-    }
-    const int tenth = ProgressLine::percent(status) / 10;
-    if (tenth <= m_lastTenth)
-        return false;
-    m_lastTenth = tenth;
-    return true;
-}
-
-void ProgressPrinter::redraw(const QString &line)
-{
-    m_notes << "\r\033[K" << line << Qt::flush;
-    m_lineStands = true;
-}
-
-void ProgressPrinter::clearLine()
-{
-    if (m_lineStands)
-        m_notes << "\r\033[K" << Qt::flush;
-    m_lineStands = false;
+    forget(id, summary.status != ExitStatus::Done);
+    if (!summary.errorText.isEmpty())
+        print(u"plait: "_s + summary.errorText);
+    else if (!m_options.quiet && !summary.path.isEmpty())
+        print(savedLine(summary));
+    else if (hasLiveLines())
+        redraw(m_options.clock());
 }
 
 void ProgressPrinter::note(const QString &text)
 {
-    clearLine();
-    m_notes << ProgressLine::printable(text) << '\n' << Qt::flush;
+    if (!m_options.quiet)
+        print(u"plait: "_s + text);
+}
+
+void ProgressPrinter::setTyping(bool typing)
+{
+    m_typing = typing;
+    redraw(m_options.clock());
+}
+
+/// Means are taken of everything that is measured, shown or not.
+void ProgressPrinter::take(const Overview &overview, qint64 now)
+{
+    m_overview = overview;
+    for (DownloadView &view : m_overview.running) {
+        SmoothedSpeed &speed = m_speeds[view.id];
+        speed.add(now, view.status.speed);
+        view.status.speed = speed.value();
+    }
+    m_overallSpeed.add(now, overview.speed);
+    m_overview.speed = m_overallSpeed.value();
+}
+
+/// Its line must not come back before the next news of the others.
+void ProgressPrinter::forget(qint64 id, bool failed)
+{
+    m_speeds.remove(id);
+    m_lastLine.remove(id);
+    const auto isIt = [id](const DownloadView &view) { return view.id == id; };
+    if (m_overview.running.removeIf(isIt) > 0)
+        ++(failed ? m_overview.failed : m_overview.done);
+}
+
+bool ProgressPrinter::hasLiveLines() const
+{
+    return m_options.mode == ProgressMode::Bar && !m_options.quiet && !m_typing;
+}
+
+QStringList ProgressPrinter::liveLines() const
+{
+    return hasLiveLines() ? ProgressBars::lines(m_overview, m_screen.size(), m_options.look) : QStringList();
+}
+
+void ProgressPrinter::redraw(qint64 now)
+{
+    m_screen.show(liveLines());
+    m_lastRedraw = now;
+    m_drawn = true;
+}
+
+void ProgressPrinter::printDueLines(qint64 now)
+{
+    for (const DownloadView &view : std::as_const(m_overview.running)) {
+        if (!m_lastLine.contains(view.id))
+            m_lastLine.insert(view.id, now);
+        if (now - m_lastLine.value(view.id) < kLineIntervalMs)
+            continue;
+        m_lastLine.insert(view.id, now);
+        print(ProgressLine::line(view, kLineWidth));
+    }
+}
+
+/// The live lines move down, with the newest state in them: a message needs them drawn anew in any case.
+void ProgressPrinter::print(const QString &text)
+{
+    m_screen.print(ProgressLine::printable(text), liveLines());
+    m_lastRedraw = m_options.clock();
+    m_drawn = true;
 }

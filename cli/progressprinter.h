@@ -2,36 +2,53 @@
 #pragma once
 
 #include <cli/printer.h>
+#include <cli/progressoptions.h>
+#include <cli/screen.h>
+#include <cli/smoothedspeed.h>
+
+#include <QHash>
 
 class QTextStream;
 
-/// Tells people how downloads go: on a terminal in one line that is drawn anew, elsewhere in a line for each step.
+/// Tells people how downloads go: on a terminal in live lines below the messages, elsewhere in a plain line for each
+/// download now and then. Messages and last lines are printed at once.
 class ProgressPrinter : public Printer
 {
 public:
-    /// @param answers what was asked for @param notes everything else @param terminalFile of the notes; -1 = no
-    /// terminal
-    /// @param quiet errors and answers only
-    ProgressPrinter(QTextStream &answers, QTextStream &notes, int terminalFile, bool quiet);
+    static constexpr qint64 kRedrawIntervalMs = 100; ///< between redraws that nothing but progress asks for
+    static constexpr qint64 kLineIntervalMs = 30000;
 
-    void begin(const QUrl &url) override;
-    void progress(const QString &name, const DownloadStatus &status) override;
-    void warn(const QString &text) override;
-    void queried(const QueryResult &result) override;
-    void end(const Summary &summary) override;
+    /// @param answers what was asked for @param notes everything else; both outlive this object
+    ProgressPrinter(QTextStream &answers, QTextStream &notes, const ProgressOptions &options);
+    /// Takes the live lines away.
+    ~ProgressPrinter() override;
+
+    void begin(qint64 id, const QUrl &url) override;
+    void progress(const Overview &overview) override;
+    void warn(qint64 id, const QString &text) override;
+    void queried(qint64 id, const QueryResult &result) override;
+    void end(qint64 id, const Summary &summary) override;
+    void note(const QString &text) override;
+    void setTyping(bool typing) override;
 
 private:
-    int width() const;
-    bool isStep(const DownloadStatus &status);
-    void redraw(const QString &line);
-    void clearLine();
-    void note(const QString &text);
+    void take(const Overview &overview, qint64 now);
+    void forget(qint64 id, bool failed);
+    bool hasLiveLines() const;
+    QStringList liveLines() const;
+    void redraw(qint64 now);
+    void printDueLines(qint64 now);
+    void print(const QString &text);
 
     QTextStream &m_answers;
     QTextStream &m_notes;
-    const int m_terminalFile;
-    const bool m_quiet;
-    bool m_lineStands = false;
-    int m_lastTenth = 0; ///< of the size, last printed
-    qint64 m_lastUnsized = 0; ///< bytes last printed, while the size is unknown
+    const ProgressOptions m_options;
+    Screen m_screen;
+    Overview m_overview; ///< the newest, with smoothed speeds
+    QHash<qint64, SmoothedSpeed> m_speeds;
+    SmoothedSpeed m_overallSpeed;
+    QHash<qint64, qint64> m_lastLine; ///< when each download was told of in a line, or began
+    qint64 m_lastRedraw = 0;
+    bool m_typing = false; ///< live lines are away
+    bool m_drawn = false; ///< m_lastRedraw means something
 };

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <cli/signalwatcher.h>
 
+#include <cli/screen.h>
 #include <host/policy/exitstatus.h>
 
 #include <QSocketNotifier>
@@ -26,8 +27,10 @@ static_assert(std::atomic<int>::is_always_lock_free);
 void onSignal(int)
 {
     const int errorBefore = errno;
-    if (s_count.fetch_add(1) > 0)
+    if (s_count.fetch_add(1) > 0) {
+        Screen::eraseAtOnce();
         std::_Exit(int(ExitStatus::EndedAtOnce));
+    }
     const char byte = 0;
     [[maybe_unused]] const ssize_t written = write(s_writeEnd, &byte, 1);
     errno = errorBefore;

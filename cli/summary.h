@@ -10,6 +10,7 @@
 /// How one download ended.
 struct Summary {
     QUrl url;
+    QString name; ///< of the file, as it is named when it is whole; empty = unknown
     AbstractError error; ///< code 0 = none
     QString path; ///< of the file on disk, as it is named now; empty = there is none
     qint64 bytes = 0; ///< of the resource that are on disk

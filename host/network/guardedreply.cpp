@@ -3,6 +3,7 @@
 
 #include <host/policy/bodylength.h>
 #include <host/policy/partialanswer.h>
+#include <host/policy/urlcredentials.h>
 
 #include <QPointer>
 #include <QSslConfiguration>
@@ -15,6 +16,7 @@ namespace
 {
 
 constexpr int kPartialContent = 206;
+const QByteArray kLocation = QByteArrayLiteral("Location");
 
 }
 
@@ -183,6 +185,17 @@ void GuardedReply::takeHead()
     setUrl(m_inner->url());
     takeRawHeaders();
     takeAttributes();
+    if (hasRawHeader(kLocation))
+        hideRedirectLogin();
+}
+
+void GuardedReply::hideRedirectLogin()
+{
+    const QUrl target = url().resolved(QUrl::fromEncoded(rawHeader(kLocation)));
+    if (target.userInfo().isEmpty())
+        return;
+    setRawHeader(kLocation, UrlCredentials::split(target).url.toEncoded());
+    Q_EMIT redirectedWithLogin(target);
 }
 
 void GuardedReply::takeAttributes()
@@ -192,6 +205,9 @@ void GuardedReply::takeAttributes()
         const auto attribute = QNetworkRequest::Attribute(code);
         setAttribute(attribute, m_inner->attribute(attribute));
     }
+    const QUrl target = m_inner->attribute(QNetworkRequest::RedirectionTargetAttribute).toUrl();
+    if (!target.userInfo().isEmpty())
+        setAttribute(QNetworkRequest::RedirectionTargetAttribute, UrlCredentials::split(target).url);
 }
 
 void GuardedReply::takeRawHeaders()

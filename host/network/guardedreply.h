@@ -14,7 +14,8 @@
 /// Everything is the inner reply's own: the body is read from it without a copy on the way, its signals come in its
 /// order. Refused is a 206 that is not the piece asked for (see PartialAnswer); then neither metaDataChanged() nor data
 /// comes, but one errorOccurred() and one finished(). A body that is not as long as its head said (see BodyLength) ends
-/// with an error, whatever the network layer thinks of it.
+/// with an error, whatever the network layer thinks of it. A login in the URL of a redirect is told by a signal and
+/// shown nowhere else.
 class GuardedReply : public QNetworkReply
 {
     Q_OBJECT
@@ -28,6 +29,10 @@ public:
     void close() override;
     qint64 bytesAvailable() const override;
     void setReadBufferSize(qint64 size) override;
+
+Q_SIGNALS:
+    /// The URL that a redirect leads to, with its login; before metaDataChanged().
+    void redirectedWithLogin(const QUrl &url);
 
 public Q_SLOTS:
     void abort() override;
@@ -50,6 +55,7 @@ private:
     void refuse(const QString &reason);
     void endWith(NetworkError code, const QString &text);
     void takeHead();
+    void hideRedirectLogin();
     void takeAttributes();
     void takeRawHeaders();
 

@@ -1,18 +1,25 @@
 // SPDX-License-Identifier: MIT
 #include <host/network/networkaccesschief.h>
 
+#include <host/network/credentialstore.h>
 #include <host/network/guardednetworkaccessmanager.h>
 #include <host/network/sharedcookiejar.h>
+#include <host/policy/netscapecookies.h>
 #include <inet/qt/download/framework/abstractnetworkconsumersstats.h>
 #include <inet/qt/download/framework/deferredpointer.h>
 #include <inet/qt/download/records/connectionsmap.h>
 
+#include <QDateTime>
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
+#include <QProcessEnvironment>
 #include <QSslConfiguration>
 #include <QTimer>
 #include <QUrl>
 
 #include <algorithm>
+#include <optional>
 
 using namespace Qt::StringLiterals;
 
@@ -35,6 +42,29 @@ void deleteWithoutReplies(GuardedNetworkAccessManager *manager)
         manager->deleteLater();
 }
 
+/// Larger files are none that people write, nor browsers.
+constexpr qint64 kMaximumFileSize = 64 * 1024 * 1024;
+
+/// Nothing, with a sentence, when it cannot be read.
+std::optional<QByteArray> contentOf(const QString &fileName, const QString &what, QString *errorText)
+{
+    QFile file(fileName);
+    if (!file.open(QIODevice::ReadOnly)) {
+        *errorText = u"cannot read the %1 in \"%2\": %3."_s.arg(what, fileName, file.errorString());
+        return std::nullopt;
+    }
+    if (file.size() > kMaximumFileSize) {
+        *errorText = u"cannot read the %1 in \"%2\": it is far too large to be such a file."_s.arg(what, fileName);
+        return std::nullopt;
+    }
+    return file.readAll();
+}
+
+QString defaultNetrcFile(const QProcessEnvironment &environment)
+{
+    return environment.value(u"NETRC"_s, QDir::home().filePath(u".netrc"_s));
+}
+
 bool isTransferring(const QNetworkAccessManager *manager)
 {
     return static_cast<const GuardedNetworkAccessManager *>(manager)->isTransferring();
@@ -52,6 +82,7 @@ struct NetworkAccessChief::IdleManager {
 NetworkAccessChief::NetworkAccessChief(QObject *parent)
     : AbstractNetworkAccessChief(parent)
     , m_jar(QSharedPointer<SharedCookieJar>::create())
+    , m_credentials(QSharedPointer<CredentialStore>::create())
     , m_stats(std::make_unique<AbstractNetworkConsumersStats>())
 {
 }
@@ -113,10 +144,87 @@ bool NetworkAccessChief::addCaCertificates(const QString &path, QString *errorTe
     return true;
 }
 
+bool NetworkAccessChief::apply(const NetworkOptions &options, QString *errorText)
+{
+    m_warnings.clear();
+    for (const Credential &credential : options.credentials)
+        m_credentials->add(credential);
+    if (!applyProxies(options, errorText))
+        return false;
+    if (!options.cookiesFile.isEmpty() && !loadCookies(options.cookiesFile, errorText))
+        return false;
+    if (!options.netrc)
+        return true;
+    if (!options.netrcFile.isEmpty())
+        return loadNetrc(options.netrcFile, true, errorText);
+    return loadNetrc(defaultNetrcFile(QProcessEnvironment::systemEnvironment()), false, errorText);
+}
+
+QUrl NetworkAccessChief::takeSecrets(const QUrl &url, QVariantMap *headers)
+{
+    return m_credentials->takeSecrets(url, headers);
+}
+
+bool NetworkAccessChief::applyProxies(const NetworkOptions &options, QString *errorText)
+{
+    ProxyChoice::Settings settings;
+    const bool isGiven = !options.proxy.isEmpty() || !options.proxy.errorString().isEmpty();
+    if (options.useEnvironmentProxies) {
+        ProxyChoice::Settings environment;
+        const bool usable =
+            ProxyChoice::fromEnvironment(QProcessEnvironment::systemEnvironment(), &environment, errorText);
+        // Variables that are not asked need not be right.
+        if (!usable && !isGiven)
+            return false;
+        settings = environment;
+    }
+    if (isGiven) {
+        settings.everywhere =
+            ProxyChoice::checkedProxy(options.proxy.toString(QUrl::FullyEncoded), u"--proxy"_s, errorText);
+        if (settings.everywhere.isEmpty())
+            return false;
+    }
+    m_proxySettings = settings;
+    return true;
+}
+
+bool NetworkAccessChief::loadNetrc(const QString &fileName, bool mustExist, QString *errorText)
+{
+    if (!mustExist && !QFileInfo::exists(fileName))
+        return true;
+    const std::optional<QByteArray> text = contentOf(fileName, u"logins"_s, errorText);
+    if (!text)
+        return false;
+    const std::optional<QList<Netrc::Entry>> entries = Netrc::parse(*text, fileName, errorText);
+    if (!entries)
+        return false;
+    m_credentials->setNetrc(*entries);
+    if (const QString warning = Netrc::permissionsWarning(QFile::permissions(fileName), *entries, fileName);
+        !warning.isEmpty())
+        m_warnings.append(warning);
+    return true;
+}
+
+bool NetworkAccessChief::loadCookies(const QString &fileName, QString *errorText)
+{
+    const std::optional<QByteArray> text = contentOf(fileName, u"cookies"_s, errorText);
+    if (!text)
+        return false;
+    const std::optional<QList<QNetworkCookie>> cookies =
+        NetscapeCookies::parse(*text, fileName, QDateTime::currentDateTimeUtc(), errorText);
+    if (!cookies)
+        return false;
+    for (const QNetworkCookie &cookie : *cookies)
+        m_jar->insertCookie(cookie);
+    return true;
+}
+
 QSharedPointer<QNetworkAccessManager> NetworkAccessChief::newManager()
 {
     auto *const manager = new GuardedNetworkAccessManager(m_jar);
     manager->setCaCertificates(m_caCertificates);
+    manager->setCredentials(m_credentials);
+    manager->setProxySettings(m_proxySettings);
     return QSharedPointer<QNetworkAccessManager>(manager, [](QNetworkAccessManager *released) {
         deleteWithoutReplies(static_cast<GuardedNetworkAccessManager *>(released));
     });

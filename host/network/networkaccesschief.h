@@ -1,15 +1,20 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/network/networkoptions.h>
+#include <host/policy/proxychoice.h>
 #include <inet/qt/download/framework/abstractnetworkaccesschief.h>
 
 #include <QList>
 #include <QSslCertificate>
 #include <QString>
+#include <QStringList>
+#include <QVariantMap>
 
 #include <memory>
 #include <vector>
 
+class CredentialStore;
 class SharedCookieJar;
 
 /// Hands out managers from a pool.
@@ -20,7 +25,11 @@ class SharedCookieJar;
 ///
 /// A manager serves one transfer at a time, because Qt allows six connections to a server per manager and lets a
 /// seventh wait without a word. An idle one keeps its connection warm for the next transfer to the same scheme, host
-/// and port. All share one cookie jar. Lives in the downloads' thread.
+/// and port. All share one cookie jar, one proxy rule and one CredentialStore.
+///
+/// Secrets (logins in URLs, Authorization, Cookie and the like among custom headers) do not go into records: whoever
+/// adds or resumes a download calls takeSecrets() for each URL first. From then on the managers add them to requests to
+/// exactly that origin, and take them from all others, wherever a redirect leads. Lives in the downloads' thread.
 class NetworkAccessChief : public AbstractNetworkAccessChief
 {
     Q_OBJECT
@@ -45,18 +54,37 @@ public:
     /// are none in it.
     bool addCaCertificates(const QString &path, QString *errorText);
 
+    /// Once, before the first manager is taken. False, with a sentence, when something in the options is unusable; that
+    /// ~/.netrc does not exist is no such thing. What a person should only know is in warnings() then.
+    bool apply(const NetworkOptions &options, QString *errorText);
+    QStringList warnings() const { return m_warnings; }
+
+    /// Keeps what of a request is secret, for the origin of @p url and for no other: the login in the URL and the
+    /// secret ones (see SecretHeaders) of the custom headers, which leave @p headers (null = there are none). For every
+    /// URL that a person gave, mirrors included, each time before its download starts: only these servers get
+    /// credentials that are not bound to an origin, and the bodies of POST requests.
+    /// @return the URL without the login, fit to be stored, logged and shown
+    QUrl takeSecrets(const QUrl &url, QVariantMap *headers);
+
     int idleManagersCount() const;
 
 private:
     struct IdleManager;
 
+    bool applyProxies(const NetworkOptions &options, QString *errorText);
+    bool loadNetrc(const QString &fileName, bool mustExist, QString *errorText);
+    bool loadCookies(const QString &fileName, QString *errorText);
+
     QSharedPointer<QNetworkAccessManager> newManager();
     void letGoOf(const QNetworkAccessManager *manager);
 
     const QSharedPointer<SharedCookieJar> m_jar;
+    const QSharedPointer<CredentialStore> m_credentials;
     const std::unique_ptr<AbstractNetworkConsumersStats> m_stats;
     std::vector<IdleManager> m_idle; ///< the one that has waited longest is first
     QList<QSslCertificate> m_caCertificates;
+    ProxyChoice::Settings m_proxySettings;
+    QStringList m_warnings;
     NetworkUsageSettings m_usageSettings;
     AbstractNetworkConsumerSettings m_consumerSettings;
 };

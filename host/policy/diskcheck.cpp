@@ -2,6 +2,68 @@
 #include <host/policy/diskcheck.h>
 
 #include <algorithm>
+#include <limits>
+
+namespace
+{
+
+using Info = AbstractDownloadPersistentInfo;
+using File = AbstractDownloadFileInfo;
+using Section = AbstractDownloadSection;
+
+constexpr qint64 kUnknown = -1;
+constexpr quint8 kKnownFlags = File::CreatedOnDisk | File::Preallocated | File::FinalOnDisk;
+
+/// In sums of two of these nothing overflows.
+constexpr qint64 kLongestFile = std::numeric_limits<qint64>::max() / 2;
+
+bool isLength(qint64 value)
+{
+    return value >= 0 && value <= kLongestFile;
+}
+
+bool isPlausible(const Section &section)
+{
+    return isLength(section.offset) && isLength(section.downloaded)
+        && (section.size == kUnknown || (isLength(section.size) && section.downloaded <= section.size));
+}
+
+/// A final name is given to whole files only, and an unfinished record that is whole has only the rest to be done.
+bool areFlagsPlausible(const File &file)
+{
+    const bool isFinal = file.isOnDisk() && (file.fileFlags & File::FinalOnDisk) != 0;
+    return (file.fileFlags & ~kKnownFlags) == 0 && (!isFinal || file.isComplete());
+}
+
+bool isPlausible(const File &file)
+{
+    return isLength(file.dataStart) && (file.size == kUnknown || isLength(file.size))
+        && DiskCheck::areSectionsPlausible(file) && areFlagsPlausible(file);
+}
+
+/// True when a byte had to be given up.
+bool cutBack(File &file, qint64 lengthOnDisk)
+{
+    bool cut = false;
+    for (Section &section : file.sections) {
+        const qint64 held = std::clamp(lengthOnDisk - file.dataStart - section.offset, qint64(0), section.downloaded);
+        cut = cut || held < section.downloaded;
+        section.downloaded = held;
+    }
+    return cut;
+}
+
+/// Whether the bytes from begin to end were all written.
+bool hasBytes(const File &file, qint64 begin, qint64 end)
+{
+    for (const Section &section : file.sections) {
+        if (section.offset <= begin)
+            begin = std::max(begin, section.position());
+    }
+    return begin >= end;
+}
+
+}
 
 qint64 DiskCheck::endOfDownloaded(const AbstractDownloadFileInfo &file)
 {
@@ -13,15 +75,57 @@ qint64 DiskCheck::endOfDownloaded(const AbstractDownloadFileInfo &file)
     return end;
 }
 
+bool DiskCheck::areSectionsPlausible(const AbstractDownloadFileInfo &file)
+{
+    if (file.sections.isEmpty())
+        return true;
+    qint64 end = 0;
+    for (const Section &section : file.sections) {
+        // Behind a section without an end there is nothing.
+        if (end == kUnknown || section.offset != end || !isPlausible(section))
+            return false;
+        end = section.end();
+    }
+    if (file.size == kUnknown)
+        return true;
+    return end == kUnknown ? file.sections.last().position() <= file.size : end == file.size;
+}
+
 bool DiskCheck::isTrustworthy(const AbstractDownloadPersistentInfo &info, qint64 lengthOnDisk)
 {
+    AbstractDownloadPersistentInfo copy = info;
+    return repair(copy, lengthOnDisk) == Repair::None;
+}
+
+DiskCheck::Repair DiskCheck::repair(AbstractDownloadPersistentInfo &info, qint64 lengthOnDisk)
+{
     if (info.files.isEmpty() || info.destinationType != AbstractDownloadPersistentInfo::ToFolder)
-        return true;
-    const AbstractDownloadFileInfo &file = info.files.first();
-    const qint64 end = endOfDownloaded(file);
+        return Repair::None;
+    AbstractDownloadFileInfo &file = info.files.first();
+    const bool isThere = file.isOnDisk() ? lengthOnDisk >= 0 : file.bytesDownloaded() == 0;
+    if (!isThere || !isPlausible(file)) {
+        forgetProgress(info);
+        return Repair::Forgotten;
+    }
     if (!file.isOnDisk())
-        return end == 0;
-    return lengthOnDisk >= end;
+        return Repair::None;
+    // More than the file's length is no harm: it is cut off at the end.
+    if (file.size != kUnknown && lengthOnDisk < file.dataStart + file.size)
+        file.fileFlags &= quint8(~AbstractDownloadFileInfo::Preallocated);
+    if (!cutBack(file, lengthOnDisk))
+        return Repair::None;
+    file.fileFlags &= quint8(~AbstractDownloadFileInfo::FinalOnDisk);
+    info.setFinished(false, true);
+    return Repair::CutBack;
+}
+
+bool DiskCheck::keepsAllBytes(const AbstractDownloadFileInfo &newer, const AbstractDownloadFileInfo &older)
+{
+    if (newer.dataStart != older.dataStart)
+        return false;
+    return std::all_of(older.sections.cbegin(), older.sections.cend(), [&](const Section &section) {
+        return section.downloaded <= 0 || hasBytes(newer, section.offset, section.position());
+    });
 }
 
 bool DiskCheck::isWhole(const AbstractDownloadPersistentInfo &info, qint64 lengthOnDisk)

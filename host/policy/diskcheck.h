@@ -10,9 +10,27 @@ namespace DiskCheck
 /// First position in the file behind everything that the record says was written.
 qint64 endOfDownloaded(const AbstractDownloadFileInfo &file);
 
+/// Whether the sections can be those of one file: in order, each where the one before it ends, from byte 0 up to the
+/// file's size and no further, none with more bytes than it is long.
+bool areSectionsPlausible(const AbstractDownloadFileInfo &file);
+
 /// Whether the record's progress may be believed. @param lengthOnDisk of the incomplete file; -1 = there is no such
 /// file
 bool isTrustworthy(const AbstractDownloadPersistentInfo &info, qint64 lengthOnDisk);
+
+/// What repair() had to do.
+enum class Repair {
+    None, ///< the record may be believed
+    CutBack, ///< bytes behind the end of the file count as missing; the others stay
+    Forgotten, ///< nothing of its progress could be believed: forgetProgress()
+};
+
+/// Leaves in the record only what the disk can hold. @param lengthOnDisk as above
+Repair repair(AbstractDownloadPersistentInfo &info, qint64 lengthOnDisk);
+
+/// Whether every byte that the older state of a file says was written is one that the newer state says, too, and in the
+/// same file.
+bool keepsAllBytes(const AbstractDownloadFileInfo &newer, const AbstractDownloadFileInfo &older);
 
 /// Whether a record that says it is finished has its file in full length under its final name.
 /// @param lengthOnDisk of the file that the record names; -1 = there is no such file

@@ -23,6 +23,7 @@ enum class ExitStatus : int {
     Authentication = 24,
     BadOption = 28, ///< of the command line, an unsupported URL included
     ServerOverloaded = 29,
+    ChecksumMismatch = 32,
     ResourceChanged = 33,
     CertificateRefused = 34,
     EndedAtOnce = 130, ///< by a second signal

@@ -3,7 +3,24 @@
 
 #include <QDateTime>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
+
+namespace
+{
+
+/// Once each: of two entries with one address the module could not tell which is in use.
+void addMirror(AbstractDownloadPersistentInfo &record, const QUrl &url)
+{
+    const bool isThere = url == record.url
+        || std::any_of(record.mirrors.cbegin(), record.mirrors.cend(),
+                       [&url](const AbstractDownloadMirrorInfo &mirror) { return mirror.url == url; });
+    if (!isThere)
+        record.mirrors.append({url, QUrl()});
+}
+
+}
 
 AbstractDownloadPersistentInfo DownloadRequest::newRecord() const
 {
@@ -39,4 +56,8 @@ void DownloadRequest::renew(AbstractDownloadPersistentInfo &record) const
         record.userAgent = userAgent;
     if (!headers.isEmpty())
         record.parameters.insert(u"headers"_s, headers);
+    for (const QUrl &mirror : mirrors)
+        addMirror(record, mirror);
+    if (onExists != AbstractDownloadExistingFileReaction::NotSet)
+        record.existingFileReaction = onExists;
 }

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/storage/downloadoptions.h>
 #include <inet/qt/download/records/abstractdownloadpersistentinfo.h>
 
 #include <QByteArray>
+#include <QList>
 #include <QString>
 #include <QUrl>
 #include <QVariantMap>
@@ -17,6 +19,9 @@ struct DownloadRequest {
     QString userAgent; ///< empty = the program's
     QByteArray postData; ///< empty = GET
     QVariantMap headers; ///< custom request headers, name to text
+    QList<QUrl> mirrors; ///< other addresses of the same file
+    AbstractDownloadExistingFileReaction onExists = AbstractDownloadExistingFileReaction::NotSet;
+    DownloadOptions options; ///< how it is to be run
 
     /// A new record of a download that has not begun.
     AbstractDownloadPersistentInfo newRecord() const;

@@ -5,14 +5,17 @@
 #include <host/policy/diskcheck.h>
 #include <host/policy/errormessages.h>
 #include <host/policy/finishnow.h>
+#include <host/policy/urlcredentials.h>
 #include <host/session/moduleloader.h>
 #include <host/session/sessiondownload.h>
 #include <host/storage/processidentity.h>
+#include <host/storage/renamedfile.h>
 #include <inet/qt/download/framework/abstractdownloadmodule.h>
 #include <inet/qt/download/framework/qtappsystemdefaultuseragentmanager.h>
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 
 using namespace Qt::StringLiterals;
@@ -69,9 +72,10 @@ bool DownloadSession::open(const SessionOptions &options, QString *errorText)
     AbstractNetworkConsumerSettings settings = m_chief->defaultConsumerSettings();
     settings.ignoreSslErrors = options.ignoreSslErrors;
     m_chief->setDefaultConsumerSettings(settings);
+    m_chief->setUsageSettings(options.allTogether);
     if (!options.caCertificatesFile.isEmpty() && !m_chief->addCaCertificates(options.caCertificatesFile, errorText))
         return false;
-    if (!loadModule(options, errorText))
+    if (!m_chief->apply(options.network, errorText) || !loadModule(options, errorText))
         return false;
     if (!m_list.open(options.listPath.isEmpty() ? DownloadList::defaultPath() : options.listPath)) {
         *errorText = m_list.lastErrorText();
@@ -82,30 +86,90 @@ bool DownloadSession::open(const SessionOptions &options, QString *errorText)
     return true;
 }
 
+QStringList DownloadSession::warnings() const
+{
+    QStringList warnings = m_chief->warnings();
+    if (!m_list.warning().isEmpty())
+        warnings.append(m_list.warning());
+    return warnings;
+}
+
 bool DownloadSession::supports(const QUrl &url) const
 {
     return m_module && m_module->supportedSource(url);
 }
 
-qint64 DownloadSession::add(const DownloadRequest &request, QString *errorText)
+qint64 DownloadSession::add(const DownloadRequest &asked, QString *errorText)
 {
-    if (!isServed(request.url, errorText))
+    if (!isServed(asked.url, errorText))
         return 0;
+    const DownloadRequest request = withoutSecrets(asked);
     const qint64 found = claimFound(request, errorText);
     if (found != 0 || !errorText->isEmpty())
         return found;
     return insertNew(request, errorText);
 }
 
-bool DownloadSession::start(qint64 id, QString *errorText)
+bool DownloadSession::start(qint64 id, const Sources &sources, QString *errorText)
+{
+    if (m_closing || m_running.contains(id))
+        return false;
+    std::optional<AbstractDownloadPersistentInfo> record = claimRecord(id, errorText);
+    if (!record)
+        return false;
+    if (sources.areSeveral()) {
+        sources.applyTo(*record);
+        m_sources.insert(id, sources);
+    }
+    run(*record, &m_list, AbstractDownloadCommand::Start);
+    return true;
+}
+
+bool DownloadSession::restart(qint64 id, QString *errorText)
 {
     if (m_closing || m_running.contains(id))
         return false;
     const std::optional<AbstractDownloadPersistentInfo> record = claimRecord(id, errorText);
     if (!record)
         return false;
-    run(*record, &m_list, AbstractDownloadCommand::Start);
+    run(*record, &m_list, AbstractDownloadCommand::Restart);
     return true;
+}
+
+bool DownloadSession::setUrl(qint64 id, const QUrl &url, QString *errorText)
+{
+    if (!isServed(url, errorText))
+        return false;
+    const QUrl plain = m_chief->takeSecrets(url, nullptr);
+    const auto merge = [this, &plain, id](AbstractDownloadPersistentInfo &record) -> QString {
+        if (record.isFinished())
+            return u"it is finished already."_s;
+        // The module knows which of a record's fields belong to the address.
+        const std::unique_ptr<AbstractDownload> download(m_module->createDownload(id, nullptr));
+        download->setInfo(record);
+        AbstractDownloadPersistentInfo fresh = record;
+        fresh.url = plain;
+        fresh.effectiveUrl.clear();
+        fresh.finalUrl.clear();
+        if (!download->mergeIntoThisDownload(fresh, {{u"Update URL"_s}}))
+            return u"its module does not take another address."_s;
+        record = download->info();
+        return {};
+    };
+    return change(id, merge, errorText);
+}
+
+bool DownloadSession::remove(qint64 id, bool withFile, QString *errorText)
+{
+    const auto deleteFiles = [withFile](AbstractDownloadPersistentInfo &record) {
+        return withFile ? DownloadSession::deleteFiles(record) : QString();
+    };
+    if (!change(id, deleteFiles, errorText))
+        return false;
+    if (m_list.remove(id))
+        return true;
+    *errorText = m_list.lastErrorText();
+    return false;
 }
 
 bool DownloadSession::finishNow(qint64 id, QString *errorText)
@@ -137,7 +201,7 @@ qint64 DownloadSession::query(const DownloadRequest &request, QString *errorText
 {
     if (m_closing || !isServed(request.url, errorText))
         return 0;
-    AbstractDownloadPersistentInfo record = request.newRecord();
+    AbstractDownloadPersistentInfo record = withoutSecrets(request).newRecord();
     record.id = --m_lastQueryId;
     record.files.clear();
     run(record, nullptr, AbstractDownloadCommand::QueryInfoMinimal);
@@ -155,6 +219,58 @@ void DownloadSession::stopAll()
     const QList<qint64> ids = m_running.keys();
     for (qint64 id : ids)
         stop(id);
+}
+
+std::optional<AbstractDownloadPersistentInfo> DownloadSession::record(qint64 id)
+{
+    return m_list.load(id);
+}
+
+DownloadOptions DownloadSession::options(qint64 id)
+{
+    return id > 0 ? m_list.options(id) : DownloadOptions();
+}
+
+bool DownloadSession::setOptions(qint64 id, const DownloadOptions &options, QString *errorText)
+{
+    if (m_list.setOptions(id, options))
+        return true;
+    *errorText = m_list.lastErrorText();
+    return false;
+}
+
+void DownloadSession::setUsage(qint64 id, const NetworkUsageSettings &usage)
+{
+    if (SessionDownload *const download = m_running.value(id))
+        download->download()->setNetworkUsageSettings(usage);
+}
+
+NetworkUsageSettings DownloadSession::usageOf(const DownloadOptions &options) const
+{
+    NetworkUsageSettings usage = m_options.usage;
+    if (options.rateLimit > 0)
+        usage.downloadLimit = options.rateLimit;
+    if (options.connections > 0)
+        usage.maximumConnections = options.connections;
+    if (options.connectionsPerServer > 0)
+        usage.maximumConnectionsPerServer = options.connectionsPerServer;
+    return usage;
+}
+
+AbstractDownload *DownloadSession::createDownload(qint64 id, QObject *parent) const
+{
+    return m_module->createDownload(id, parent);
+}
+
+void DownloadSession::prepare(AbstractDownload &download, const AbstractDownloadPersistentInfo &record)
+{
+    const DownloadOptions options = this->options(record.id);
+    if (record.id > 0)
+        trustServers(record, options);
+    AbstractNetworkConsumerSettings settings = download.networkSettings();
+    settings.ignoreSslErrors = settings.ignoreSslErrors || options.insecure;
+    download.setNetworkSettings(settings);
+    download.setNetworkUsageSettings(usageOf(options));
 }
 
 AbstractDownloadPersistentInfo DownloadSession::info(qint64 id) const
@@ -207,6 +323,34 @@ bool DownloadSession::isServed(const QUrl &url, QString *errorText) const
     return errorText->isEmpty();
 }
 
+/// The record of a download holds nothing that only its server may know; the chief keeps that.
+DownloadRequest DownloadSession::withoutSecrets(const DownloadRequest &request)
+{
+    DownloadRequest result = request;
+    if (request.options.storeSecrets && result.options.user.isEmpty()) {
+        result.options.user = request.url.userName(QUrl::FullyDecoded);
+        result.options.password = request.url.password(QUrl::FullyDecoded);
+    }
+    result.url = m_chief->takeSecrets(request.url, &result.headers);
+    result.referer = QString::fromUtf8(UrlCredentials::withoutLogin(request.referer.toUtf8()));
+    for (QUrl &mirror : result.mirrors)
+        mirror = m_chief->takeSecrets(mirror, nullptr);
+    return result;
+}
+
+/// Who put an address into the list meant its server to get what is meant for it.
+void DownloadSession::trustServers(const AbstractDownloadPersistentInfo &record, const DownloadOptions &options)
+{
+    QUrl url = record.url;
+    if (!options.user.isEmpty()) {
+        url.setUserName(options.user);
+        url.setPassword(options.password);
+    }
+    m_chief->takeSecrets(url, nullptr);
+    for (const AbstractDownloadMirrorInfo &mirror : record.mirrors)
+        m_chief->takeSecrets(mirror.url, nullptr);
+}
+
 qint64 DownloadSession::claimFound(const DownloadRequest &request, QString *errorText)
 {
     const QList<AbstractDownloadPersistentInfo> found =
@@ -217,7 +361,7 @@ qint64 DownloadSession::claimFound(const DownloadRequest &request, QString *erro
         if (!takeClaim(record.id, errorText))
             return 0;
         request.renew(record);
-        if (!m_list.update(record))
+        if (!m_list.update(record) || !m_list.setOptions(record.id, request.options))
             *errorText = m_list.lastErrorText();
         return errorText->isEmpty() ? record.id : 0;
     }
@@ -227,7 +371,7 @@ qint64 DownloadSession::claimFound(const DownloadRequest &request, QString *erro
 qint64 DownloadSession::insertNew(const DownloadRequest &request, QString *errorText)
 {
     AbstractDownloadPersistentInfo record = request.newRecord();
-    if (m_list.insert(record) == 0) {
+    if (m_list.insert(record) == 0 || !m_list.setOptions(record.id, request.options)) {
         *errorText = m_list.lastErrorText();
         return 0;
     }
@@ -275,12 +419,20 @@ std::optional<AbstractDownloadPersistentInfo> DownloadSession::claimRecord(qint6
 
 void DownloadSession::checkAgainstDisk(AbstractDownloadPersistentInfo &record)
 {
-    if (record.isFinished() || DiskCheck::isTrustworthy(record, lengthOnDisk(record)))
+    if (record.isFinished())
         return;
-    const QString path = QDir::toNativeSeparators(record.filePath(0));
-    DiskCheck::forgetProgress(record);
-    Q_EMIT warned(record.id,
-                  u"\"%1\" is missing or shorter than what was downloaded; the download begins anew"_s.arg(path));
+    if (lengthOnDisk(record) == -1)
+        RenamedFile::takeBack(record, m_list.fileIdentity(record.id));
+    const QString path = record.files.isEmpty() ? QString() : QDir::toNativeSeparators(record.filePath(0));
+    const DiskCheck::Repair repair = DiskCheck::repair(record, lengthOnDisk(record));
+    if (repair == DiskCheck::Repair::None)
+        return;
+    if (repair == DiskCheck::Repair::CutBack)
+        Q_EMIT warned(record.id,
+                      u"\"%1\" is shorter than what was downloaded; what it lacks is fetched again"_s.arg(path));
+    else
+        Q_EMIT warned(record.id,
+                      u"\"%1\" is missing or not what the list says of it; the download begins anew"_s.arg(path));
     if (!m_list.update(record))
         Q_EMIT warned(record.id, m_list.lastErrorText());
 }
@@ -294,7 +446,7 @@ void DownloadSession::run(const AbstractDownloadPersistentInfo &record, Download
     relaySignals(running);
     download->setWritersThread(&m_writersThread);
     download->setSettings({});
-    download->setNetworkUsageSettings(m_options.usage);
+    prepare(*download, record);
     download->setInfo(record);
     running->run(command);
 }
@@ -325,16 +477,69 @@ void DownloadSession::onFinished(SessionDownload *running)
     const qint64 id = running->id();
     AbstractDownloadPersistentInfo info = running->info();
     checkWhole(info);
+    if (id > 0 && info.isFinished() && !info.lastError && !running->savedInfo().isFinished())
+        info.setLastError({QFileDevice::WriteError, ErrorCategory::kFile, errorSourceHere(),
+                           "the disk did not take all of the file"});
     const auto details = running->download()->details().value<DownloadDetails>();
-    const QueryResult result = QueryResult::from(info, running->responseHeaders());
+    const QList<QString> responseHeaders = running->responseHeaders();
+    const QueryResult result = QueryResult::from(info, responseHeaders);
     m_running.remove(id);
+    restoreSources(id, running->savedInfo());
     releaseClaim(id);
     running->deleteLater();
     if (id < 0 && !info.lastError)
         Q_EMIT queried(id, result);
-    Q_EMIT finished(id, info, details);
+    Q_EMIT finished(id, info, details, responseHeaders);
     if (m_closing && isIdle())
         QMetaObject::invokeMethod(this, &DownloadSession::endWritersThread, Qt::QueuedConnection);
+}
+
+void DownloadSession::restoreSources(qint64 id, AbstractDownloadPersistentInfo info)
+{
+    const auto sources = m_sources.constFind(id);
+    if (sources == m_sources.constEnd())
+        return;
+    sources->restore(info);
+    m_sources.erase(sources);
+    if (!m_list.update(info))
+        Q_EMIT warned(id, m_list.lastErrorText());
+}
+
+/// @param how changes the record; answers why it cannot, or nothing
+bool DownloadSession::change(qint64 id, const std::function<QString(AbstractDownloadPersistentInfo &)> &how,
+                             QString *errorText)
+{
+    if (m_running.contains(id)) {
+        *errorText = u"cannot change download %1: it runs. Stop it first."_s.arg(id);
+        return false;
+    }
+    if (!takeClaim(id, errorText))
+        return false;
+    std::optional<AbstractDownloadPersistentInfo> record = m_list.load(id);
+    if (record) {
+        const QString reason = how(*record);
+        if (!reason.isEmpty())
+            *errorText = u"cannot change download %1: %2"_s.arg(QString::number(id), reason);
+        else if (!m_list.update(*record))
+            *errorText = m_list.lastErrorText();
+    } else {
+        *errorText = m_list.lastErrorText();
+    }
+    releaseClaim(id);
+    return errorText->isEmpty();
+}
+
+QString DownloadSession::deleteFiles(const AbstractDownloadPersistentInfo &record)
+{
+    for (int i = 0; i < record.files.size(); ++i) {
+        if (!record.files.at(i).isOnDisk())
+            continue;
+        QFile file(record.filePath(i));
+        if (!file.remove() && file.exists())
+            return u"\"%1\" cannot be deleted: %2."_s.arg(QDir::toNativeSeparators(file.fileName()),
+                                                          file.errorString());
+    }
+    return {};
 }
 
 void DownloadSession::endWritersThread()

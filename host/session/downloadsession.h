@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/policy/sources.h>
 #include <host/session/downloadrequest.h>
 #include <host/session/downloadstatus.h>
 #include <host/session/queryresult.h>
@@ -14,6 +15,7 @@
 #include <QSharedPointer>
 #include <QThread>
 
+#include <functional>
 #include <optional>
 
 class AbstractDownload;
@@ -40,19 +42,30 @@ public:
 
     /// Once.
     bool open(const SessionOptions &options, QString *errorText);
+    /// What a person should know of the opening though it succeeded.
+    QStringList warnings() const;
 
     /// Some module serves the URL.
     bool supports(const QUrl &url) const;
     /// The unfinished download of the same request, or a new one. It is this process's from now on. 0 = failed.
     qint64 add(const DownloadRequest &request, QString *errorText);
     /// Goes on with a download of the list. What its file on disk cannot hold is fetched again.
-    bool start(qint64 id, QString *errorText);
+    bool start(qint64 id, QString *errorText) { return start(id, Sources(), errorText); }
+    /// The same, from some of its addresses only.
+    bool start(qint64 id, const Sources &sources, QString *errorText);
+    /// Fetches all of it again; what was downloaded is discarded.
+    bool restart(qint64 id, QString *errorText);
     /// Is content with the bytes that are there: they become the file. False, with the reason, when they are not one
     /// piece from the start.
     bool finishNow(qint64 id, QString *errorText);
     /// Learns what a URL holds without downloading it: answered by queried(), if it succeeds, and finished(). Not put
     /// into the list; the id is below 0.
     qint64 query(const DownloadRequest &request, QString *errorText);
+    /// Gives a download another address for the same file. What was downloaded stays; whether it still fits is checked
+    /// against the server's answer when the download goes on.
+    bool setUrl(qint64 id, const QUrl &url, QString *errorText);
+    /// Forgets a download that does not run. Its file stays unless it is to go, too.
+    bool remove(qint64 id, bool withFile, QString *errorText);
     void stop(qint64 id);
     void stopAll();
     /// No download runs.
@@ -61,6 +74,19 @@ public:
     /// Of a running download; a default-made one when it does not run.
     AbstractDownloadPersistentInfo info(qint64 id) const;
     DownloadStatus status(qint64 id) const;
+    /// As the list has it; nothing when there is none.
+    std::optional<AbstractDownloadPersistentInfo> record(qint64 id);
+    DownloadOptions options(qint64 id);
+    bool setOptions(qint64 id, const DownloadOptions &options, QString *errorText);
+    DownloadList &list() { return m_list; }
+    /// Limits of a running download, from now on.
+    void setUsage(qint64 id, const NetworkUsageSettings &usage);
+    /// Those that the list has for it, or else the session's.
+    NetworkUsageSettings usageOf(const DownloadOptions &options) const;
+    /// A download of the module for work beside those that run; a child of @p parent.
+    AbstractDownload *createDownload(qint64 id, QObject *parent) const;
+    /// Gives such a one what it needs to reach the servers of the record.
+    void prepare(AbstractDownload &download, const AbstractDownloadPersistentInfo &record);
     /// The answer to fileExistsActionRequired().
     void fileExistsAction(qint64 id, int fileIndex, AbstractDownloadFileExistsAction action);
 
@@ -79,13 +105,16 @@ Q_SIGNALS:
     void warned(qint64 id, const QString &text);
     void queried(qint64 id, const QueryResult &result);
     /// The run is over, and the record saved. @param info its last error is the run's; finished without an error means
-    /// that every byte is on disk under the final name
-    void finished(qint64 id, const AbstractDownloadPersistentInfo &info, const DownloadDetails &details);
+    /// that every byte is on disk under the final name @param responseHeaders lines of the newest answer
+    void finished(qint64 id, const AbstractDownloadPersistentInfo &info, const DownloadDetails &details,
+                  const QList<QString> &responseHeaders);
     void closed();
 
 private:
     bool loadModule(const SessionOptions &options, QString *errorText);
     bool isServed(const QUrl &url, QString *errorText) const;
+    DownloadRequest withoutSecrets(const DownloadRequest &request);
+    void trustServers(const AbstractDownloadPersistentInfo &record, const DownloadOptions &options);
     qint64 claimFound(const DownloadRequest &request, QString *errorText);
     qint64 insertNew(const DownloadRequest &request, QString *errorText);
     bool takeClaim(qint64 id, QString *errorText);
@@ -94,6 +123,9 @@ private:
     std::optional<AbstractDownloadPersistentInfo> claimRecord(qint64 id, QString *errorText);
     void checkAgainstDisk(AbstractDownloadPersistentInfo &record);
     void run(const AbstractDownloadPersistentInfo &record, DownloadList *list, AbstractDownloadCommand command);
+    bool change(qint64 id, const std::function<QString(AbstractDownloadPersistentInfo &)> &how, QString *errorText);
+    void restoreSources(qint64 id, AbstractDownloadPersistentInfo info);
+    static QString deleteFiles(const AbstractDownloadPersistentInfo &record);
     void relaySignals(SessionDownload *download);
     void onFinished(SessionDownload *download);
     void endWritersThread();
@@ -105,6 +137,7 @@ private:
     const QSharedPointer<QtAppSystemDefaultUserAgentManager> m_userAgentManager;
     AbstractDownloadModule *m_module = nullptr; ///< a child
     QHash<qint64, SessionDownload *> m_running; ///< children
+    QHash<qint64, Sources> m_sources; ///< of those that run from some of their addresses only
     QSet<qint64> m_claimed;
     qint64 m_lastQueryId = 0;
     bool m_closing = false;

@@ -1,19 +1,63 @@
 // SPDX-License-Identifier: MIT
 #include <host/session/sessiondownload.h>
 
+#include <host/policy/diskcheck.h>
 #include <host/storage/downloadlist.h>
 #include <inet/qt/download/framework/downloaddetails.h>
 
-SessionDownload::SessionDownload(AbstractDownload *download, DownloadList *list, QObject *parent)
+#include <QDir>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <limits>
+#include <utility>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+using Info = AbstractDownloadPersistentInfo;
+using File = AbstractDownloadFileInfo;
+
+bool hasBytesOnDisk(const Info &info)
+{
+    return info.destinationType == Info::ToFolder && !info.files.isEmpty() && info.files.first().isOnDisk()
+        && info.files.first().bytesDownloaded() > 0;
+}
+
+/// The file's entry in its folder is another one, or not known to be on disk.
+bool hasOtherName(const Info &newer, const Info &older)
+{
+    return !hasBytesOnDisk(older) || newer.filePath(0) != older.filePath(0);
+}
+
+/// Something that the older state says is no longer so; before the file is changed to match, the list has to forget it
+/// for good.
+bool takesBack(const Info &newer, const Info &older)
+{
+    if (!hasBytesOnDisk(older))
+        return false;
+    return newer.files.isEmpty() || !(newer.guid == older.guid)
+        || !DiskCheck::keepsAllBytes(newer.files.first(), older.files.first());
+}
+
+}
+
+SessionDownload::SessionDownload(AbstractDownload *download, DownloadList *list, QObject *parent, FileSyncer *syncer)
     : QObject(parent)
     , m_download(download)
     , m_list(list)
+    , m_syncer(syncer ? syncer : new FileSyncer)
     , m_saveTimer(this)
 {
     m_download->setParent(this);
+    m_syncer->setParent(this);
     m_saveTimer.setSingleShot(true);
     m_saveTimer.setInterval(kSaveIntervalMs);
     connect(&m_saveTimer, &QTimer::timeout, this, &SessionDownload::save);
+    connect(m_syncer, &FileSyncer::synced, this, &SessionDownload::onSynced);
     connect(m_download, &AbstractDownload::changed, this, &SessionDownload::onChanged);
     connect(m_download, &AbstractDownload::running, this, &SessionDownload::onRunning);
     connect(m_download, &AbstractDownload::gotResponseHeaders, this, &SessionDownload::onResponseHeaders);
@@ -51,6 +95,9 @@ DownloadStatus SessionDownload::status() const
 
 void SessionDownload::run(AbstractDownloadCommand command)
 {
+    m_saved = info();
+    if (command == AbstractDownloadCommand::Restart)
+        forgetBytes();
     m_download->doCommand(command);
     // A command that has nothing to do begins no run, or one that is over by now.
     if (!m_download->isRunning())
@@ -66,8 +113,8 @@ void SessionDownload::onChanged(bool significantly)
 {
     if (significantly)
         save();
-    else if (!m_saveTimer.isActive())
-        m_saveTimer.start();
+    else
+        saveSoon();
 }
 
 void SessionDownload::onRunning(bool isRunning)
@@ -81,11 +128,108 @@ void SessionDownload::onResponseHeaders(qint64, const QList<QString> &headers)
     m_responseHeaders = headers;
 }
 
+/// The file is about to be written from its beginning: the list must not say any more what the disk holds no longer.
+void SessionDownload::forgetBytes()
+{
+    Info begun = m_saved;
+    for (File &file : begun.files) {
+        for (AbstractDownloadSection &section : file.sections)
+            section.downloaded = 0;
+    }
+    if (hasBytesOnDisk(m_saved) && !m_saved.isFinished())
+        commit(begun);
+}
+
 void SessionDownload::save()
 {
     m_saveTimer.stop();
-    if (m_list && !m_list->update(info()))
+    if (m_syncing)
+        m_saveAgain = true;
+    else
+        begin(info());
+}
+
+void SessionDownload::saveSoon()
+{
+    m_changed = true;
+    if (!m_syncing && !m_saveTimer.isActive())
+        m_saveTimer.start();
+}
+
+void SessionDownload::begin(const AbstractDownloadPersistentInfo &snapshot)
+{
+    m_changed = false;
+    m_saveAgain = false;
+    if (!m_list || m_syncFailed || !claimsNewBytes(snapshot)) {
+        commit(snapshot);
+        return;
+    }
+    m_syncing = snapshot;
+    m_syncer->sync(snapshot.filePath(0), hasOtherName(snapshot, m_saved));
+}
+
+bool SessionDownload::claimsNewBytes(const AbstractDownloadPersistentInfo &snapshot) const
+{
+    if (!hasBytesOnDisk(snapshot))
+        return false;
+    return hasOtherName(snapshot, m_saved) || snapshot.isFinished() != m_saved.isFinished()
+        || !DiskCheck::keepsAllBytes(m_saved.files.first(), snapshot.files.first());
+}
+
+void SessionDownload::onSynced(const FileSyncer::Outcome &outcome)
+{
+    const Info snapshot = *std::exchange(m_syncing, std::nullopt);
+    m_saveTimer.setInterval(int(std::clamp(kRestFactor * outcome.milliseconds, qint64(kSaveIntervalMs),
+                                           qint64(std::numeric_limits<int>::max()))));
+    const bool isGone = outcome.error == ENOENT;
+    if (outcome.file.isKnown())
+        m_file = outcome.file;
+    // A file that is being renamed just now is found by the next save, under its new name. One that is not found at the
+    // end either can mislead nobody: the first look at the disk shows that it is not there.
+    if (isGone && (m_saveAgain || !m_ended))
+        m_changed = true;
+    else if (outcome.error == 0 || isGone)
+        commit(snapshot);
+    else
+        onSyncFailed(snapshot, outcome.error);
+    afterSave();
+}
+
+void SessionDownload::onSyncFailed(AbstractDownloadPersistentInfo snapshot, int error)
+{
+    m_syncFailed = true;
+    const QString path = QDir::toNativeSeparators(snapshot.filePath(0));
+    commit(snapshot);
+    Q_EMIT saveFailed(u"cannot make sure that \"%1\" is on the disk: %2. What was written in this run will be fetched "
+                      u"again. Check the disk."_s.arg(path, QString::fromLocal8Bit(std::strerror(error))));
+}
+
+void SessionDownload::commit(const AbstractDownloadPersistentInfo &snapshot)
+{
+    if (!m_list)
+        return;
+    Info record = snapshot;
+    if (m_syncFailed) {
+        record.files = m_saved.files;
+        record.finishedTime = m_saved.finishedTime;
+        record.setFinished(m_saved.isFinished(), false);
+    }
+    const auto lasting =
+        takesBack(record, m_saved) ? DownloadList::Lasting::Always : DownloadList::Lasting::ThisRunOfTheMachine;
+    if (m_list->update(record, m_file, lasting))
+        m_saved = record;
+    else
         Q_EMIT saveFailed(m_list->lastErrorText());
+}
+
+void SessionDownload::afterSave()
+{
+    if (m_saveAgain || (m_ended && m_changed))
+        begin(info());
+    else if (m_changed)
+        saveSoon();
+    if (m_ended && !m_syncing)
+        Q_EMIT finished();
 }
 
 void SessionDownload::end()
@@ -95,5 +239,6 @@ void SessionDownload::end()
     m_ended = true;
     save();
     // The download is still inside its own signal.
-    QMetaObject::invokeMethod(this, &SessionDownload::finished, Qt::QueuedConnection);
+    if (!m_syncing)
+        QMetaObject::invokeMethod(this, &SessionDownload::finished, Qt::QueuedConnection);
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <host/session/downloadstatus.h>
+#include <host/storage/filesyncer.h>
 #include <inet/qt/download/framework/abstractdownload.h>
 
 #include <QList>
@@ -9,14 +10,22 @@
 #include <QString>
 #include <QTimer>
 
+#include <optional>
+
 class DownloadList;
 
 /// One download while a session runs it: keeps the list in step with it and tells when its run is over.
 ///
 ///     run() ──> running ── running(false) ──> saved ──> finished()
 ///
-/// Owns the download. The record is saved at once when it changed significantly, else at most every kSaveIntervalMs,
-/// and always at the end.
+///     a save:  snapshot of the record ──> the disk takes the file's bytes ──> the snapshot goes into the list
+///
+/// Owns the download. The list never says of a byte that it is there before the disk has it: what a snapshot counts was
+/// written before. The record is saved at once when it changed significantly, else at most every kSaveIntervalMs and,
+/// where syncing is slow, in a sixth of the time; and always at the end. While one save is under way all others wait
+/// and become one.
+/// After a sync that failed nothing that was written in this run is counted: the system forgets such a failure once it
+/// was told, so that no later success means anything.
 class SessionDownload : public QObject
 {
     Q_OBJECT
@@ -24,14 +33,19 @@ class SessionDownload : public QObject
 
 public:
     static constexpr int kSaveIntervalMs = 1000;
+    /// Between two saves of progress, as a multiple of what the last sync took.
+    static constexpr int kRestFactor = 5;
 
-    /// @param download ready to run; becomes a child @param list null = the record is not kept
-    SessionDownload(AbstractDownload *download, DownloadList *list, QObject *parent);
+    /// @param download ready to run; becomes a child @param list null = the record is not kept @param syncer becomes a
+    /// child; null = a FileSyncer
+    SessionDownload(AbstractDownload *download, DownloadList *list, QObject *parent, FileSyncer *syncer = nullptr);
     ~SessionDownload() override;
 
     qint64 id() const;
     AbstractDownload *download() const { return m_download; }
     AbstractDownloadPersistentInfo info() const;
+    /// What the list has of it: after a sync that failed, less than info() says.
+    AbstractDownloadPersistentInfo savedInfo() const { return m_saved; }
     DownloadStatus status() const;
     /// Lines of the newest answer.
     QList<QString> responseHeaders() const { return m_responseHeaders; }
@@ -48,11 +62,26 @@ private:
     void onChanged(bool significantly);
     void onRunning(bool isRunning);
     void onResponseHeaders(qint64 sectionId, const QList<QString> &headers);
+    void forgetBytes();
     void save();
+    void saveSoon();
+    void begin(const AbstractDownloadPersistentInfo &snapshot);
+    bool claimsNewBytes(const AbstractDownloadPersistentInfo &snapshot) const;
+    void onSynced(const FileSyncer::Outcome &outcome);
+    void onSyncFailed(AbstractDownloadPersistentInfo snapshot, int error);
+    void commit(const AbstractDownloadPersistentInfo &snapshot);
+    void afterSave();
     void end();
 
     AbstractDownload *const m_download;
     DownloadList *const m_list;
+    FileSyncer *const m_syncer;
+    AbstractDownloadPersistentInfo m_saved; ///< what the list says
+    FileIdentity m_file; ///< of the incomplete file
+    std::optional<AbstractDownloadPersistentInfo> m_syncing; ///< the snapshot of the save that is under way
+    bool m_saveAgain = false; ///< as soon as that is done
+    bool m_changed = false; ///< since that began
+    bool m_syncFailed = false;
     QTimer m_saveTimer;
     QList<QString> m_responseHeaders;
     bool m_ended = false;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/network/networkoptions.h>
 #include <inet/qt/download/records/networkusagesettings.h>
 
 #include <QString>
@@ -12,5 +13,7 @@ struct SessionOptions {
     QStringList moduleFolders; ///< empty = ModuleLoader::defaultFolders()
     bool ignoreSslErrors = false;
     QString caCertificatesFile; ///< PEM, trusted besides the system's; empty = none
-    NetworkUsageSettings usage; ///< of every single download
+    NetworkOptions network;
+    NetworkUsageSettings usage; ///< of every single download that has no settings of its own
+    NetworkUsageSettings allTogether; ///< of all downloads; its speed limit is the queue's to share out
 };

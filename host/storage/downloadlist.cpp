@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <host/storage/downloadlist.h>
 
+#include <host/storage/damagedlist.h>
+#include <host/storage/listrows.h>
 #include <host/storage/processidentity.h>
 #include <host/storage/recordrows.h>
 #include <host/storage/schema.h>
@@ -83,50 +85,113 @@ DownloadList::DownloadList() = default;
 
 DownloadList::~DownloadList() = default;
 
+/// What came of an attempt to open the file.
+enum class DownloadList::Opening {
+    Done,
+    Failed, ///< with an error text
+    Damaged, ///< with an error text; nothing keeps the file open
+};
+
 bool DownloadList::open(const QString &path)
+{
+    m_path = path;
+    m_warning.clear();
+    if (!beginFile())
+        return false;
+    const Opening opening = connectTo();
+    return opening == Opening::Done || (opening == Opening::Damaged && beginAnew());
+}
+
+bool DownloadList::beginFile()
 {
     m_rows.reset();
     m_connection.reset();
-    m_path = path;
-    const QString folder = QFileInfo(path).absolutePath();
+    const QString folder = QFileInfo(m_path).absolutePath();
     if (!makeFolder(folder))
         return fail(u"open"_s, u"the folder \"%1\" cannot be made."_s.arg(folder));
-    const QString fileError = makeFile(path);
-    if (!fileError.isEmpty())
-        return fail(u"open"_s, fileError);
-    return connectTo(path);
+    const QString fileError = makeFile(m_path);
+    m_inode = DamagedList::inodeOf(m_path);
+    return fileError.isEmpty() || fail(u"open"_s, fileError);
 }
 
-bool DownloadList::connectTo(const QString &path)
+DownloadList::Opening DownloadList::connectTo()
 {
-    auto connection = std::make_unique<Connection>(path);
+    auto connection = std::make_unique<Connection>(m_path);
     QSqlDatabase database = connection->database();
-    if (!database.open())
-        return fail(u"open"_s, database.lastError().text());
+    if (!database.open()) {
+        fail(u"open"_s, database.lastError().text());
+        return Opening::Failed;
+    }
     QString reason;
     // The first one decides for all that come later; who comes at the same moment finds it done.
     QSqlQuery(database).exec(u"PRAGMA journal_mode = WAL"_s);
     // In this mode a crash of the machine may lose the last progress but never harms the list.
     QSqlQuery(database).exec(u"PRAGMA synchronous = NORMAL"_s);
-    if (!QSqlQuery(database).exec(u"PRAGMA foreign_keys = ON"_s) || !Schema::upgrade(database, &reason))
-        return fail(u"open"_s, reason);
+    QSqlQuery(database).exec(u"PRAGMA foreign_keys = ON"_s);
+    const Schema::Outcome outcome = Schema::upgrade(database, &reason);
+    if (outcome != Schema::Outcome::Refused && DamagedList::looksDamaged(database)
+        && DamagedList::isDamaged(database)) {
+        fail(u"open"_s, u"it is damaged."_s);
+        return Opening::Damaged;
+    }
+    if (outcome != Schema::Outcome::Done) {
+        fail(u"open"_s, reason);
+        return Opening::Failed;
+    }
     m_connection = std::move(connection);
     m_rows = std::make_unique<RecordRows>(database);
-    return true;
+    m_rows->setObserver(m_observer);
+    return Opening::Done;
+}
+
+/// Somebody else may have been quicker with the same damage; then there is only his new one to open.
+bool DownloadList::beginAnew()
+{
+    m_rows.reset();
+    m_connection.reset();
+    QString newPath;
+    const QString reason = DamagedList::setAside(m_path, m_inode, &newPath);
+    if (!reason.isEmpty())
+        return fail(u"open"_s, u"it is damaged and cannot be set aside: %1."_s.arg(reason));
+    if (!newPath.isEmpty())
+        m_warning = u"the list \"%1\" was damaged. It is kept as \"%2\", and a new list was begun; incomplete files "
+                    u"stay where they are."_s.arg(QDir::toNativeSeparators(m_path), QDir::toNativeSeparators(newPath));
+    return beginFile() && connectTo() == Opening::Done;
 }
 
 qint64 DownloadList::insert(Record &record)
 {
     Record inserted = record;
-    if (!changing(u"add to"_s, [&] { return m_rows->insert(inserted); }))
+    if (!changing(u"add to"_s, Lasting::ThisRunOfTheMachine, [&] { return m_rows->insert(inserted); }))
         return 0;
     record.id = inserted.id;
     return record.id;
 }
 
-bool DownloadList::update(const Record &record)
+bool DownloadList::update(const Record &record, Lasting lasting)
 {
-    return changing(u"save in"_s, [&] { return m_rows->update(record); });
+    return changing(u"save in"_s, lasting, [&] { return m_rows->update(record); });
+}
+
+bool DownloadList::update(const Record &record, const FileIdentity &file, Lasting lasting)
+{
+    return changing(u"save in"_s, lasting, [&] {
+        const QString statement = u"UPDATE downloads SET file_identity = ? WHERE id = ?"_s;
+        return m_rows->update(record) && (!file.isKnown() || changesOne(statement, {file.text, record.id}));
+    });
+}
+
+FileIdentity DownloadList::fileIdentity(qint64 id)
+{
+    FileIdentity identity;
+    reading([&] {
+        QSqlQuery query(m_connection->database());
+        const bool done = m_rows->run(u"SELECT file_identity FROM downloads WHERE id = ?"_s, {id}, query);
+        if (done && query.next())
+            identity.text = query.value(0).toString();
+        return done;
+    });
+    return identity;
 }
 
 std::optional<DownloadList::Record> DownloadList::load(qint64 id)
@@ -143,17 +208,19 @@ QList<DownloadList::Record> DownloadList::loadUnfinished()
 QList<DownloadList::Record> DownloadList::findUnfinished(const QUrl &url, const QString &folder,
                                                          const QString &outputName)
 {
+    // Left to itself the database would look through everything that is unfinished.
+    const QString index = u"downloads_unfinished_by_url"_s;
     const QString sameRequest = u"finished = 0 AND url = ? AND folder = ? AND "_s;
     QVariantList values{SqlCells::fromUrl(url), folder, SqlCells::fromFlags(Record::RenameBlocked)};
     QList<Record> records;
     if (outputName.isEmpty()) {
-        records = select(sameRequest + u"flags & ? = 0"_s, values);
+        records = select(sameRequest + u"flags & ? = 0"_s, values, index);
     } else {
         values.append(outputName);
         records = select(sameRequest
                              + u"flags & ? <> 0 AND EXISTS (SELECT 1 FROM files WHERE download_id = downloads.id "
                                u"AND position = 0 AND name = ?)"_s,
-                         values);
+                         values, index);
     }
     std::reverse(records.begin(), records.end());
     return records;
@@ -164,16 +231,43 @@ QList<DownloadList::Record> DownloadList::list()
     return select(u"true"_s, {});
 }
 
+QList<ListEntry> DownloadList::page(ListFilter filter, int limit, qint64 before)
+{
+    std::optional<QList<ListEntry>> entries;
+    reading([&] { return (entries = ListRows::page(*m_rows, filter, limit, before)).has_value(); });
+    return entries.value_or(QList<ListEntry>());
+}
+
+qint64 DownloadList::count(ListFilter filter)
+{
+    std::optional<qint64> number;
+    reading([&] { return (number = ListRows::count(*m_rows, filter)).has_value(); });
+    return number.value_or(-1);
+}
+
+DownloadOptions DownloadList::options(qint64 id)
+{
+    std::optional<DownloadOptions> options;
+    reading([&] { return (options = ListRows::options(*m_rows, id)).has_value(); });
+    return options.value_or(DownloadOptions());
+}
+
+bool DownloadList::setOptions(qint64 id, const DownloadOptions &options)
+{
+    return changing(u"save in"_s, Lasting::ThisRunOfTheMachine,
+                    [&] { return ListRows::setOptions(*m_rows, id, options); });
+}
+
 bool DownloadList::remove(qint64 id)
 {
-    return changing(u"remove from"_s, [&] { return changesOne(u"DELETE FROM downloads WHERE id = ?"_s, {id}); });
+    return changing(u"remove from"_s, Lasting::Always, [&] { return changesOne(u"DELETE FROM downloads WHERE id = ?"_s, {id}); });
 }
 
 DownloadList::Claim DownloadList::claim(qint64 id, ProcessIdentity *owner)
 {
     const ProcessIdentity me = ProcessIdentity::current();
     bool isOthers = false;
-    const bool taken = changing(u"claim a download of"_s, [&] {
+    const bool taken = changing(u"claim a download of"_s, Lasting::ThisRunOfTheMachine, [&] {
         bool found = false;
         const ProcessIdentity before = ownerOf(id, &found);
         isOthers = found && before != me && before.isAlive();
@@ -188,40 +282,68 @@ DownloadList::Claim DownloadList::claim(qint64 id, ProcessIdentity *owner)
 
 bool DownloadList::release(qint64 id)
 {
-    return changing(u"release a download of"_s, [&] {
+    return changing(u"release a download of"_s, Lasting::ThisRunOfTheMachine, [&] {
         bool found = false;
         return ownerOf(id, &found) == ProcessIdentity::current() && setOwner(id, {});
     });
 }
 
-QList<DownloadList::Record> DownloadList::select(const QString &condition, const QVariantList &values)
+void DownloadList::setStatementObserver(const std::function<void(const QString &statement)> &observer)
 {
-    const QString what = u"read"_s;
-    if (!isOpen()) {
-        fail(what, u"it is not open."_s);
-        return {};
-    }
-    m_errorText.clear();
-    const SqlTransaction transaction(m_connection->database(), SqlTransaction::Kind::Read);
-    const RecordRows::Records records = m_rows->select(condition, values);
-    if (!records)
-        fail(what, m_rows->lastErrorText());
+    m_observer = observer;
+    if (m_rows)
+        m_rows->setObserver(observer);
+}
+
+QList<DownloadList::Record> DownloadList::select(const QString &condition, const QVariantList &values,
+                                                 const QString &index)
+{
+    RecordRows::Records records;
+    reading([&] { return (records = m_rows->select(condition, values, index)).has_value(); });
     return records.value_or(QList<Record>());
 }
 
-bool DownloadList::changing(const QString &what, const std::function<bool()> &work)
+bool DownloadList::reading(const std::function<bool()> &work)
+{
+    const QString what = u"read"_s;
+    if (!isOpen())
+        return fail(what, u"it is not open."_s);
+    m_errorText.clear();
+    QSqlError error;
+    {
+        const SqlTransaction transaction(m_connection->database(), SqlTransaction::Kind::Read);
+        if (work())
+            return true;
+        error = m_rows->lastError();
+    }
+    return failBy(what, error);
+}
+
+bool DownloadList::changing(const QString &what, Lasting lasting, const std::function<bool()> &work)
 {
     if (!isOpen())
         return fail(what, u"it is not open."_s);
     m_errorText.clear();
-    SqlTransaction transaction(m_connection->database(), SqlTransaction::Kind::Write);
-    if (!transaction.isOpen())
-        return fail(what, transaction.lastError().text());
-    if (!work())
-        return fail(what,
-                    m_rows->lastErrorText().isEmpty() ? u"there is no such download for this process."_s
-                                                      : m_rows->lastErrorText());
-    return transaction.commit() || fail(what, transaction.lastError().text());
+    QSqlError error;
+    const bool done = changed(lasting, work, &error);
+    return done || failBy(what, error);
+}
+
+bool DownloadList::changed(Lasting lasting, const std::function<bool()> &work, QSqlError *error)
+{
+    const QSqlDatabase database = m_connection->database();
+    if (lasting == Lasting::Always)
+        QSqlQuery(database).exec(u"PRAGMA synchronous = FULL"_s);
+    bool done = false;
+    {
+        SqlTransaction transaction(database, SqlTransaction::Kind::Write);
+        const bool worked = transaction.isOpen() && work();
+        done = worked && transaction.commit();
+        *error = transaction.isOpen() && !worked ? m_rows->lastError() : transaction.lastError();
+    }
+    if (lasting == Lasting::Always)
+        QSqlQuery(database).exec(u"PRAGMA synchronous = NORMAL"_s);
+    return done;
 }
 
 bool DownloadList::changesOne(const QString &statement, const QVariantList &values)
@@ -234,6 +356,17 @@ bool DownloadList::fail(const QString &what, const QString &reason)
 {
     m_errorText = u"cannot %1 the list \"%2\": %3"_s.arg(what, QDir::toNativeSeparators(m_path), reason.trimmed());
     return false;
+}
+
+/// No error is that of a statement that found nothing to change.
+bool DownloadList::failBy(const QString &what, const QSqlError &error)
+{
+    const bool damaged = DamagedList::isDamage(error) && DamagedList::isDamaged(m_connection->database());
+    if (damaged && beginAnew())
+        return fail(what, u"it was damaged. It was set aside and a new one begun."_s);
+    if (damaged)
+        return false;
+    return fail(what, error.isValid() ? error.text() : u"there is no such download for this process."_s);
 }
 
 ProcessIdentity DownloadList::ownerOf(qint64 id, bool *found)

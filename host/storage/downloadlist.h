@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/storage/downloadoptions.h>
+#include <host/storage/fileidentity.h>
+#include <host/storage/listentry.h>
 #include <inet/qt/download/records/abstractdownloadpersistentinfo.h>
 
 #include <QList>
@@ -11,6 +14,7 @@
 #include <memory>
 #include <optional>
 
+class QSqlError;
 class RecordRows;
 struct ProcessIdentity;
 
@@ -18,7 +22,9 @@ struct ProcessIdentity;
 ///
 /// Several processes may use one file at once. Every operation is one transaction. A download that runs is owned by the
 /// process that runs it; an owner that has died counts as none. Operations that fail return nothing, false or 0 and
-/// leave a sentence in lastErrorText(). Used in the thread that opened it.
+/// leave a sentence in lastErrorText(). A file that is found to be damaged is set aside under another name and a new
+/// list begun in its place, by open() or by the operation that found it; warning() tells. Used in the thread that opened
+/// it.
 class DownloadList
 {
     Q_DISABLE_COPY_MOVE(DownloadList)
@@ -33,6 +39,12 @@ public:
         Failed, ///< no such download, or the list failed
     };
 
+    /// How long a change lasts. Either way it outlives this process, and a list is never half changed.
+    enum class Lasting {
+        ThisRunOfTheMachine, ///< a loss of power may take the last of them back
+        Always, ///< written through to the disk: what must be true before something else is done to the disk
+    };
+
     /// $XDG_DATA_HOME/plait/downloads.sqlite
     static QString defaultPath();
 
@@ -44,11 +56,17 @@ public:
     bool isOpen() const { return m_rows != nullptr; }
     QString path() const { return m_path; }
     QString lastErrorText() const { return m_errorText; }
+    /// A sentence for the person when a damaged list was set aside; empty = there is nothing to tell.
+    QString warning() const { return m_warning; }
 
     /// Puts a new record in and gives it its id; 0 = failed.
     qint64 insert(Record &record);
     /// Replaces the record of the same id.
-    bool update(const Record &record);
+    bool update(const Record &record, Lasting lasting = Lasting::Always);
+    /// The same, with what the record's incomplete file is known by. @param file unknown = as before
+    bool update(const Record &record, const FileIdentity &file, Lasting lasting);
+    /// Of the incomplete file at the last update that said it; unknown = there was none.
+    FileIdentity fileIdentity(qint64 id);
     /// Nothing, without an error, when there is none of that id.
     std::optional<Record> load(qint64 id);
     /// By id.
@@ -58,6 +76,17 @@ public:
     QList<Record> findUnfinished(const QUrl &url, const QString &folder, const QString &outputName);
     /// All records, by id.
     QList<Record> list();
+    /// What a line of the list shows, newest first. @param limit most lines at once @param before only downloads that
+    /// are older than the one of that id: the last of the page before; 0 = from the newest
+    QList<ListEntry> page(ListFilter filter, int limit, qint64 before = 0);
+    /// -1 = failed.
+    qint64 count(ListFilter filter);
+
+    /// The defaults when none were set, and, with an error text, when reading fails.
+    DownloadOptions options(qint64 id);
+    /// Without storeSecrets user and password are forgotten.
+    bool setOptions(qint64 id, const DownloadOptions &options);
+
     /// Forgets a download. Its files stay.
     bool remove(qint64 id);
 
@@ -66,19 +95,31 @@ public:
     /// Gives up what claim() took; somebody else's download is left alone.
     bool release(qint64 id);
 
+    /// Called with each statement before it runs: for who looks into what is slow.
+    void setStatementObserver(const std::function<void(const QString &statement)> &observer);
+
 private:
     class Connection;
+    enum class Opening;
 
-    bool connectTo(const QString &path);
-    QList<Record> select(const QString &condition, const QVariantList &values);
-    bool changing(const QString &what, const std::function<bool()> &work);
+    bool beginFile();
+    Opening connectTo();
+    bool beginAnew();
+    QList<Record> select(const QString &condition, const QVariantList &values, const QString &index = {});
+    bool reading(const std::function<bool()> &work);
+    bool changing(const QString &what, Lasting lasting, const std::function<bool()> &work);
+    bool changed(Lasting lasting, const std::function<bool()> &work, QSqlError *error);
     bool changesOne(const QString &statement, const QVariantList &values);
     bool fail(const QString &what, const QString &reason);
+    bool failBy(const QString &what, const QSqlError &error);
     ProcessIdentity ownerOf(qint64 id, bool *found);
     bool setOwner(qint64 id, const ProcessIdentity &owner);
 
     QString m_path;
     QString m_errorText;
+    QString m_warning;
+    quint64 m_inode = 0; ///< of the file that is open
+    std::function<void(const QString &)> m_observer;
     std::unique_ptr<Connection> m_connection;
     std::unique_ptr<RecordRows> m_rows; ///< null while not open
 };

@@ -4,7 +4,6 @@
 #include <host/storage/sqlcells.h>
 #include <host/storage/variantjson.h>
 
-#include <QSqlError>
 #include <QSqlQuery>
 #include <QStringList>
 
@@ -322,10 +321,11 @@ bool RecordRows::update(const AbstractDownloadPersistentInfo &record)
     return query.numRowsAffected() == 1 && deleteParts(record.id) && insertParts(record);
 }
 
-RecordRows::Records RecordRows::select(const QString &condition, const QVariantList &values)
+RecordRows::Records RecordRows::select(const QString &condition, const QVariantList &values, const QString &index)
 {
-    const QString statement =
-        u"SELECT %1, id FROM downloads WHERE %2 ORDER BY id"_s.arg(names(downloadColumns()).join(u", "_s), condition);
+    const QString by = index.isEmpty() ? QString() : u"INDEXED BY "_s + index;
+    const QString statement = u"SELECT %1, id FROM downloads %2 WHERE %3 ORDER BY id"_s.arg(
+        names(downloadColumns()).join(u", "_s), by, condition);
     QSqlQuery query(m_database);
     if (!run(statement, values, query))
         return {};
@@ -334,6 +334,8 @@ RecordRows::Records RecordRows::select(const QString &condition, const QVariantL
         records.append(fromRow(downloadColumns(), query));
         records.last().id = query.value(int(downloadColumns().size())).toLongLong();
     }
+    if (!wasReadWhole(query))
+        return {};
     for (AbstractDownloadPersistentInfo &record : records) {
         if (!loadParts(record))
             return {};
@@ -343,15 +345,23 @@ RecordRows::Records RecordRows::select(const QString &condition, const QVariantL
 
 bool RecordRows::run(const QString &statement, const QVariantList &values, QSqlQuery &query)
 {
-    m_errorText.clear();
+    m_error = {};
+    if (m_observer)
+        m_observer(statement);
     query.setForwardOnly(true);
     bool done = query.prepare(statement);
     for (const QVariant &value : values)
         query.addBindValue(value);
     done = done && query.exec();
     if (!done)
-        m_errorText = query.lastError().text();
+        m_error = query.lastError();
     return done;
+}
+
+bool RecordRows::wasReadWhole(const QSqlQuery &query)
+{
+    m_error = query.lastError();
+    return !m_error.isValid();
 }
 
 bool RecordRows::insertParts(const AbstractDownloadPersistentInfo &record)
@@ -398,7 +408,7 @@ bool RecordRows::loadParts(AbstractDownloadPersistentInfo &record)
             return false;
         while (query.next())
             take(query);
-        return true;
+        return wasReadWhole(query);
     };
     const QVariantList owner{record.id};
     QList<Header> headers;

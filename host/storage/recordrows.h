@@ -5,8 +5,10 @@
 
 #include <QList>
 #include <QSqlDatabase>
+#include <QSqlError>
 #include <QVariant>
 
+#include <functional>
 #include <optional>
 
 class QSqlQuery;
@@ -28,13 +30,21 @@ public:
     /// False, without an error, when the list has no record of that id.
     bool update(const AbstractDownloadPersistentInfo &record);
     /// Records that a condition over the table "downloads" holds for. @param condition with a "?" for each value
-    Records select(const QString &condition, const QVariantList &values);
+    /// @param index by which they are to be found; empty = the database chooses
+    Records select(const QString &condition, const QVariantList &values, const QString &index = {});
 
     /// Any statement, with a value for each "?" in it.
     bool run(const QString &statement, const QVariantList &values, QSqlQuery &query);
 
-    /// Why the last statement failed; empty = it did not.
-    QString lastErrorText() const { return m_errorText; }
+    /// To be asked behind the last row: whether it was the last, or reading the next one failed.
+    bool wasReadWhole(const QSqlQuery &query);
+
+    /// Why the last statement failed; not valid = it did not.
+    QSqlError lastError() const { return m_error; }
+    QSqlDatabase database() const { return m_database; }
+
+    /// Called with each statement before it runs.
+    void setObserver(const std::function<void(const QString &statement)> &observer) { m_observer = observer; }
 
 private:
     bool insertParts(const AbstractDownloadPersistentInfo &record);
@@ -43,5 +53,6 @@ private:
     bool loadParts(AbstractDownloadPersistentInfo &record);
 
     QSqlDatabase m_database;
-    QString m_errorText;
+    QSqlError m_error;
+    std::function<void(const QString &)> m_observer;
 };

@@ -124,6 +124,36 @@ constexpr QStringView kFirstVersion[] = {
     kDownloadsTable, kDownloadsByUrl, kFilesTable, kSectionsTable, kMirrorsTable, kCookiesTable, kHeadersTable,
 };
 
+/// Its entries lie in the order of the ids, which is that of pages of the list.
+constexpr QStringView kDownloadsByFinished = uR"(CREATE INDEX downloads_by_finished ON downloads (finished))";
+
+/// However often a URL was downloaded before, the few that are not finished are found at once.
+constexpr QStringView kUnfinishedByUrl =
+    uR"(CREATE INDEX downloads_unfinished_by_url ON downloads (url) WHERE finished = 0)";
+
+/// Of the incomplete file, by which it is known under another name. (A comment in the statement itself would end up in
+/// the middle of the table's own.)
+constexpr QStringView kFileIdentity = uR"(ALTER TABLE downloads ADD COLUMN file_identity TEXT)";
+
+constexpr QStringView kOptionsTable = uR"(CREATE TABLE options (
+    download_id INTEGER PRIMARY KEY REFERENCES downloads (id) ON DELETE CASCADE,
+    rate_limit INTEGER NOT NULL,           -- bytes per second; 0 = none
+    connections INTEGER NOT NULL,          -- 0 = the default
+    connections_per_server INTEGER NOT NULL, -- 0 = the default
+    checksum_algorithm TEXT NOT NULL,      -- '' = none
+    checksum_hex TEXT NOT NULL,
+    on_changed INTEGER NOT NULL,
+    on_unresumable INTEGER NOT NULL,
+    tries_used INTEGER NOT NULL,
+    added_by INTEGER NOT NULL,             -- bits
+    insecure INTEGER NOT NULL,             -- 1 = certificates are not checked
+    store_secrets INTEGER NOT NULL,        -- 1 = a person asked for the next two to be kept
+    user TEXT,
+    password TEXT
+) STRICT)";
+
+constexpr QStringView kSecondVersion[] = {kDownloadsByFinished, kUnfinishedByUrl, kFileIdentity, kOptionsTable};
+
 struct Migration {
     const QStringView *statements;
     std::size_t count;
@@ -132,6 +162,7 @@ struct Migration {
 /// The migration at index n leads from version n to n + 1.
 constexpr Migration kMigrations[] = {
     {kFirstVersion, std::size(kFirstVersion)},
+    {kSecondVersion, std::size(kSecondVersion)},
 };
 
 /// A query that failed reads as -1 and leaves its reason.
@@ -162,23 +193,23 @@ bool migrate(const QSqlDatabase &database, const Migration &migration, QString *
     return true;
 }
 
-/// Whether the tables may be touched at all.
-bool isOurs(const QSqlDatabase &database, int version, QString *errorText)
+/// Whether the tables may be touched at all: Done, or why not.
+Schema::Outcome judge(const QSqlDatabase &database, int version, QString *errorText)
 {
     if (version > Schema::kVersion) {
         *errorText = u"it was written by a later version of this program (its tables have version %1, this program "
                      u"knows up to %2). Use that version."_s.arg(version)
                          .arg(Schema::kVersion);
-        return false;
+        return Schema::Outcome::Refused;
     }
     const int applicationId = readNumber(database, u"PRAGMA application_id"_s, errorText);
     const int tables = readNumber(database, u"SELECT count(*) FROM sqlite_master"_s, errorText);
     if (applicationId == -1 || tables == -1)
-        return false;
+        return Schema::Outcome::Failed;
     if (applicationId == kApplicationId || tables == 0)
-        return true;
+        return Schema::Outcome::Done;
     *errorText = u"it is the database of another program. Move it out of the way."_s;
-    return false;
+    return Schema::Outcome::Refused;
 }
 
 bool migrateFrom(const QSqlDatabase &database, int version, QString *errorText)
@@ -195,20 +226,19 @@ bool migrateFrom(const QSqlDatabase &database, int version, QString *errorText)
 
 const int Schema::kVersion = int(std::size(kMigrations));
 
-bool Schema::upgrade(const QSqlDatabase &database, QString *errorText)
+Schema::Outcome Schema::upgrade(const QSqlDatabase &database, QString *errorText)
 {
     int version = readNumber(database, u"PRAGMA user_version"_s, errorText);
-    if (version == -1 || !isOurs(database, version, errorText))
-        return false;
-    if (version == kVersion)
-        return true;
+    const Outcome judgement = version == -1 ? Outcome::Failed : judge(database, version, errorText);
+    if (judgement != Outcome::Done || version == kVersion)
+        return judgement;
     SqlTransaction transaction(database, SqlTransaction::Kind::Write);
     // Another process may have done it while this one waited for the lock.
     version = transaction.isOpen() ? readNumber(database, u"PRAGMA user_version"_s, errorText) : -1;
     if (version == -1 || !migrateFrom(database, version, errorText) || !transaction.commit()) {
         if (transaction.lastError().isValid())
             *errorText = transaction.lastError().text();
-        return false;
+        return Outcome::Failed;
     }
-    return true;
+    return Outcome::Done;
 }

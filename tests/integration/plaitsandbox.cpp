@@ -164,6 +164,11 @@ bool PlaitSandbox::partBeginsWith(const QString &name, const QByteArray &bytes) 
     return file.open(QIODevice::ReadOnly) && file.read(bytes.size()) == bytes;
 }
 
+QString PlaitSandbox::program()
+{
+    return QStringLiteral(PLAIT_PROGRAM);
+}
+
 QProcessEnvironment PlaitSandbox::environment() const
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
@@ -189,7 +194,7 @@ std::unique_ptr<QProcess> PlaitSandbox::launch(const QStringList &arguments) con
     process->setWorkingDirectory(downloads());
     process->setStandardInputFile(QProcess::nullDevice());
     process->setChildProcessModifier([] { prctl(PR_SET_PDEATHSIG, SIGKILL); });
-    process->start(QStringLiteral(PLAIT_PROGRAM), arguments);
+    process->start(program(), arguments);
     process->waitForStarted();
     return process;
 }

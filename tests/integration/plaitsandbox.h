@@ -60,8 +60,11 @@ public:
     /// The incomplete file begins with these bytes: something has been written to disk.
     bool partBeginsWith(const QString &name, const QByteArray &bytes) const;
 
-private:
+    /// What a call of the program needs that is made in another way.
+    static QString program();
     QProcessEnvironment environment() const;
+
+private:
     std::unique_ptr<QProcess> launch(const QStringList &arguments) const;
 
     QTemporaryDir m_dir;

@@ -104,7 +104,7 @@ void TestPlaitFailures::aRefusedRequestHasItsStatusAndMessage()
     QFETCH(QByteArray, words);
     PlaitSandbox plait;
     const QString url = m_servers.server(kind).url(path).toString();
-    const PlaitResult result = plait.run({url});
+    const PlaitResult result = plait.run({u"--tries"_s, u"1"_s, url});
     verifyFailure(plait, result, status, words);
     QVERIFY2(result.err.contains('"' + url.toUtf8() + '"') || result.err.contains("\"127.0.0.1\""), result.err);
     QCOMPARE(plait.files(), QStringList());
@@ -114,13 +114,14 @@ void TestPlaitFailures::aRefusedPortIsANetworkProblem()
 {
     PlaitSandbox plait;
     const QString url = u"http://127.0.0.1:%1/file.bin"_s.arg(ScriptedServer::refusedPort());
-    verifyFailure(plait, plait.run({url}), kNetworkProblem, "refused");
+    verifyFailure(plait, plait.run({u"--tries"_s, u"1"_s, url}), kNetworkProblem, "refused");
 }
 
 void TestPlaitFailures::anUnknownHostIsANameProblem()
 {
     PlaitSandbox plait;
-    verifyFailure(plait, plait.run({u"http://nobody.invalid/file.bin"_s}), kNameResolution, "\"nobody.invalid\"");
+    verifyFailure(plait, plait.run({u"--tries"_s, u"1"_s, u"http://nobody.invalid/file.bin"_s}), kNameResolution,
+                  "\"nobody.invalid\"");
 }
 
 void TestPlaitFailures::theSixteenthRedirectFails_data()
@@ -139,7 +140,8 @@ void TestPlaitFailures::theSixteenthRedirectFails()
     QFETCH(Scheme, scheme);
     PlaitSandbox plait;
     const QUrl url = m_servers.server(kind).url(u"/redirect/16/file.bin"_s, scheme);
-    const PlaitResult result = plait.run({u"--ca-certificate"_s, m_servers.ca().caFile(), url.toString()});
+    const PlaitResult result =
+        plait.run({u"--tries"_s, u"1"_s, u"--ca-certificate"_s, m_servers.ca().caFile(), url.toString()});
     verifyFailure(plait, result, kTooManyRedirects, "from one address to the next");
 }
 
@@ -148,7 +150,8 @@ void TestPlaitFailures::aRedirectToItselfFails()
     ScriptedServer server;
     server.setResponse("/loop", ScriptedResponse::redirect("/loop"));
     PlaitSandbox plait;
-    verifyFailure(plait, plait.run({server.url(u"/loop"_s).toString()}), kTooManyRedirects, "/loop");
+    verifyFailure(plait, plait.run({u"--tries"_s, u"1"_s, server.url(u"/loop"_s).toString()}), kTooManyRedirects,
+                  "/loop");
     QCOMPARE(server.requests().size(), 16);
 }
 
@@ -163,7 +166,8 @@ void TestPlaitFailures::anUntrustedCertificateIsRefused()
 {
     QFETCH(Kind, kind);
     PlaitSandbox plait;
-    const PlaitResult result = plait.run({m_servers.server(kind).url(u"/file.bin"_s, Scheme::Https).toString()});
+    const PlaitResult result =
+        plait.run({u"--tries"_s, u"1"_s, m_servers.server(kind).url(u"/file.bin"_s, Scheme::Https).toString()});
     verifyFailure(plait, result, kCertificateRefused, "--ca-certificate");
     QCOMPARE(plait.files(), QStringList());
 }
@@ -178,7 +182,7 @@ void TestPlaitFailures::anUntrustedCertificateIsAcceptedWithInsecure()
     QFETCH(Kind, kind);
     PlaitSandbox plait;
     const QString url = m_servers.server(kind).url(u"/file.bin"_s, Scheme::Https).toString();
-    const PlaitResult result = plait.run({u"--insecure"_s, url});
+    const PlaitResult result = plait.run({u"--tries"_s, u"1"_s, u"--insecure"_s, url});
     QVERIFY2(result.status == kDone, result.err);
     QCOMPARE(TestFiles::sha256OfFile(plait.path(u"file.bin"_s)), TestFiles::sha256OfContent(kSeed, kSize));
 }
@@ -191,7 +195,8 @@ void TestPlaitFailures::aCertificateOfAnotherNameIsRefused()
     ScriptedServer server(TestCa::serverConfiguration(stem + u".pem"_s, stem + u".key"_s));
     server.setResponse("/file.bin", ScriptedResponse::file(kSeed, kSize));
     PlaitSandbox plait;
-    const PlaitResult result = plait.run({u"--ca-certificate"_s, ca.caFile(), server.url(u"/file.bin"_s).toString()});
+    const PlaitResult result =
+        plait.run({u"--tries"_s, u"1"_s, u"--ca-certificate"_s, ca.caFile(), server.url(u"/file.bin"_s).toString()});
     verifyFailure(plait, result, kCertificateRefused, "certificate");
     QCOMPARE(server.requests().size(), 0);
 }
@@ -222,7 +227,8 @@ void TestPlaitFailures::aBodyCutShortIsNoWholeFile()
     response.cutAfter = cutAfter;
     server.setResponse("/file.bin", response);
     PlaitSandbox plait;
-    verifyFailure(plait, plait.run({server.url(u"/file.bin"_s).toString()}), kNetworkProblem, "file.bin");
+    verifyFailure(plait, plait.run({u"--tries"_s, u"1"_s, server.url(u"/file.bin"_s).toString()}), kNetworkProblem,
+                  "file.bin");
 }
 
 void TestPlaitFailures::anAnswerThatIsNoHttpLeavesNoFile_data()
@@ -239,7 +245,7 @@ void TestPlaitFailures::anAnswerThatIsNoHttpLeavesNoFile()
     ScriptedServer server;
     server.setResponse("/file.bin", bytes.isEmpty() ? ScriptedResponse::noAnswer() : ScriptedResponse::garbage(bytes));
     PlaitSandbox plait;
-    const PlaitResult result = plait.run({server.url(u"/file.bin"_s).toString()});
+    const PlaitResult result = plait.run({u"--tries"_s, u"1"_s, server.url(u"/file.bin"_s).toString()});
     QVERIFY2(result.status == kNetworkProblem || result.status == kBadResponse, result.err);
     QVERIFY2(result.err.contains("cannot download"), result.err);
     QCOMPARE(plait.files(), QStringList());
@@ -268,7 +274,8 @@ void TestPlaitFailures::aWrongOptionIsSaidBeforeAnythingIsAsked()
 void TestPlaitFailures::anUnsupportedSchemeIsABadOption()
 {
     PlaitSandbox plait;
-    verifyFailure(plait, plait.run({u"gopher://127.0.0.1/file.bin"_s}), kBadOption, "\"gopher://127.0.0.1/file.bin\"");
+    verifyFailure(plait, plait.run({u"--tries"_s, u"1"_s, u"gopher://127.0.0.1/file.bin"_s}), kBadOption,
+                  "\"gopher://127.0.0.1/file.bin\"");
 }
 
 void TestPlaitFailures::aFolderThatCannotBeIsAFileProblem()

@@ -3,6 +3,8 @@
 
 #include <tests/support/testca.h>
 
+#include <QFile>
+
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -41,6 +43,13 @@ http {
         location /until-close/ { alias "%WWW%/"; ssi on; ssi_types *; chunked_transfer_encoding off; }
         location /no-ranges/ { alias "%WWW%/"; max_ranges 0; }
         location ~ ^/rate/(\d+k)/(.*)$ { set $rate $1; limit_rate $rate; alias "%WWW%/$2"; }
+        location ~ ^/private/(\d+k)/(.*)$ {
+            auth_basic "private";
+            auth_basic_user_file "%HOME%/users";
+            set $rate $1;
+            limit_rate $rate;
+            alias "%WWW%/$2";
+        }
         location ~ ^/first-slow/(\d+k)/(\d+k)/(.*)$ {
             set $rate $2;
             if ($http_range = "") { set $rate $1; }
@@ -50,6 +59,15 @@ http {
 %STATUSES%%REDIRECTS%    }
 }
 )";
+
+void writeUsers(const QString &path)
+{
+    QFile file(path);
+    const QByteArray line = QByteArray(NginxServer::kLogin).replace(":", ":{PLAIN}") + '\n';
+    if (!file.open(QIODevice::WriteOnly) || file.write(line) != line.size()) {
+        qWarning("cannot write %s", qPrintable(path));
+    }
+}
 
 QByteArray statusLocations()
 {
@@ -85,6 +103,7 @@ QStringList NginxServer::arguments(const QString &configFile) const
 
 QByteArray NginxServer::configuration(const Places &places, const TestCa &ca) const
 {
+    writeUsers(places.home + u"/users"_s);
     QByteArray text(kTemplate);
     text.replace("%USER%", geteuid() == 0 ? "user root;" : "");
     text.replace("%STATUSES%", statusLocations());

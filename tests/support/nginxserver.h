@@ -10,12 +10,14 @@
 ///     /no-ranges/<file>      whole, whatever range is asked for
 ///     /rate/<n>k/<file>      at n KiB a second and connection
 ///     /first-slow/<m>k/<n>k/<file>   the same, at m KiB a second where no range is asked for
+///     /private/<n>k/<file>   the same as /rate/, for those who say (by basic authentication) that they are kLogin
 ///     /redirect/<n>/<file>   after n redirects (at most kLongestChain)
 ///     /status/<code>         that status (401, 403, 404, 410, 416, 500 or 503)
 class NginxServer : public RealServer
 {
 public:
     static constexpr int kLongestChain = 20;
+    static constexpr auto kLogin = "me:secret";
 
     NginxServer() = default;
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <cli/arguments.h>
+#include <host/policy/trouble.h>
 
 #include <QTemporaryDir>
 #include <QTest>
@@ -10,6 +11,8 @@ using namespace Qt::StringLiterals;
 
 namespace
 {
+
+using Command = Arguments::Command;
 
 const QString kCurrent = u"/home/anna"_s;
 const QString kUrl = u"http://host/x"_s;
@@ -46,6 +49,13 @@ private Q_SLOTS:
     void whatIsWrongIsSaid_data();
     void whatIsWrongIsSaid();
     void helpNamesEveryOption();
+    void helpNamesEveryCommand();
+    void commands_data();
+    void commands();
+    void urlsComeFromAFile();
+    void settingsAreDefaults();
+    void aSettingThatThereIsNoneOfIsSaid_data();
+    void aSettingThatThereIsNoneOfIsSaid();
     void theVersionIsPrinted();
 };
 
@@ -59,9 +69,12 @@ void TestArguments::aUrlAloneIsEnough()
     QCOMPARE(request.folder, kCurrent);
     QVERIFY(request.outputName.isEmpty() && request.referer.isEmpty() && request.userAgent.isEmpty());
     QVERIFY(request.postData.isEmpty() && request.headers.isEmpty());
-    QVERIFY(!outcome.arguments->query && !outcome.arguments->json && !outcome.arguments->quiet);
-    QVERIFY(!outcome.arguments->insecure);
-    QCOMPARE(outcome.arguments->logLevel, 0);
+    QCOMPARE(outcome.arguments->command, Command::Get);
+    QVERIFY(!outcome.arguments->json && !outcome.arguments->quiet);
+    QVERIFY(!outcome.arguments->session.ignoreSslErrors);
+    QCOMPARE(outcome.arguments->logLevel, 1);
+    QCOMPARE(outcome.arguments->queue.mostAtOnce, 4);
+    QCOMPARE(outcome.arguments->queue.mostTries, 5);
 }
 
 void TestArguments::everythingIsRead()
@@ -83,7 +96,34 @@ void TestArguments::everythingIsRead()
                                               u"--post-data"_s,
                                               u"a=1&b=ä"_s,
                                               u"--insecure"_s,
-                                              u"--query"_s,
+                                              u"--mirror"_s,
+                                              u"http://m/x"_s,
+                                              u"--checksum"_s,
+                                              u"md5=d41d8cd98f00b204e9800998ecf8427e"_s,
+                                              u"--limit-rate"_s,
+                                              u"1.5K"_s,
+                                              u"--max-overall-download-limit"_s,
+                                              u"2M"_s,
+                                              u"-j"_s,
+                                              u"7"_s,
+                                              u"--tries"_s,
+                                              u"0"_s,
+                                              u"--retry-wait"_s,
+                                              u"0.25"_s,
+                                              u"--on-exists"_s,
+                                              u"skip"_s,
+                                              u"--on-changed"_s,
+                                              u"restart"_s,
+                                              u"--on-unresumable"_s,
+                                              u"fail"_s,
+                                              u"--user"_s,
+                                              u"anna:a:b"_s,
+                                              u"--proxy"_s,
+                                              u"socks5://p:1"_s,
+                                              u"--list"_s,
+                                              u"l.sqlite"_s,
+                                              u"--progress"_s,
+                                              u"line"_s,
                                               u"--json"_s,
                                               u"-q"_s,
                                               u"--log"_s,
@@ -100,11 +140,33 @@ void TestArguments::everythingIsRead()
     QCOMPARE(request.referer, u"http://r/"_s);
     QCOMPARE(request.userAgent, u"Me/1 (naïve)"_s);
     QCOMPARE(request.postData, QByteArray("a=1&b=\xc3\xa4"));
-    QVERIFY(outcome.arguments->insecure && outcome.arguments->query);
+    QVERIFY(outcome.arguments->session.ignoreSslErrors && request.options.insecure);
     QVERIFY(outcome.arguments->json && outcome.arguments->quiet);
-    QCOMPARE(outcome.arguments->logFile, u"plait.log"_s);
+    QCOMPARE(outcome.arguments->logFile, u"/home/anna/plait.log"_s);
     QCOMPARE(outcome.arguments->logLevel, 2);
-    QCOMPARE(outcome.arguments->caCertificatesFile, ca.fileName());
+    QCOMPARE(outcome.arguments->progress, ProgressMode::Line);
+    const SessionOptions &session = outcome.arguments->session;
+    QCOMPARE(session.caCertificatesFile, ca.fileName());
+    QCOMPARE(session.listPath, u"/home/anna/l.sqlite"_s);
+    QCOMPARE(session.network.credentials.size(), 1);
+    QCOMPARE(session.network.credentials.first().user, u"anna"_s);
+    QCOMPARE(session.network.credentials.first().password, u"a:b"_s);
+    QCOMPARE(session.network.proxy, QUrl(u"socks5://p:1"_s));
+    const QueueOptions &queue = outcome.arguments->queue;
+    QCOMPARE(queue.mostAtOnce, 7);
+    QCOMPARE(queue.mostTries, 0);
+    QCOMPARE(queue.retryWaitMs, 250);
+    QCOMPARE(queue.speedLimit, 2 * 1024 * 1024);
+    const DownloadOptions &options = request.options;
+    QCOMPARE(options.rateLimit, 1536);
+    QCOMPARE(options.checksumAlgorithm, u"md5"_s);
+    QCOMPARE(options.checksumHex, u"d41d8cd98f00b204e9800998ecf8427e"_s);
+    QCOMPARE(options.onChanged, int(Trouble::Policy::Restart));
+    QCOMPARE(options.onUnresumable, int(Trouble::Policy::Fail));
+    QVERIFY(options.skipExisting);
+    QVERIFY(options.user.isEmpty() && options.password.isEmpty());
+    QCOMPARE(request.onExists, AbstractDownloadExistingFileReaction::Skip);
+    QCOMPARE(request.mirrors, QList<QUrl>{QUrl(u"http://m/x"_s)});
 }
 
 void TestArguments::whereTheFileGoes_data()
@@ -181,7 +243,8 @@ void TestArguments::theLogLevelFollowsTheLog_data()
     QTest::addColumn<QStringList>("options");
     QTest::addColumn<int>("level");
 
-    QTest::newRow("no log") << QStringList() << 0;
+    QTest::newRow("no log named") << QStringList() << 1;
+    QTest::newRow("no log at all") << QStringList{u"--log-level"_s, u"0"_s} << 0;
     QTest::newRow("a log") << QStringList{u"--log"_s, u"l"_s} << 4;
     QTest::newRow("a log with a level") << QStringList{u"--log"_s, u"l"_s, u"--log-level"_s, u"1"_s} << 1;
     QTest::newRow("a level alone") << QStringList{u"--log-level"_s, u"1"_s} << 1;
@@ -199,12 +262,12 @@ void TestArguments::theNumberOfConnectionsIsBounded()
 {
     const Arguments::Outcome bare = parse({kUrl});
     QVERIFY(bare.arguments);
-    QCOMPARE(bare.arguments->usage.maximumConnections, 8);
-    QCOMPARE(bare.arguments->usage.maximumConnectionsPerServer, 0);
+    QCOMPARE(bare.arguments->session.usage.maximumConnections, 8);
+    QCOMPARE(bare.arguments->session.usage.maximumConnectionsPerServer, 0);
     const Arguments::Outcome chosen = parse({u"-x"_s, u"20"_s, u"--max-connections-per-server"_s, u"3"_s, kUrl});
     QVERIFY2(chosen.arguments, qPrintable(chosen.text));
-    QCOMPARE(chosen.arguments->usage.maximumConnections, 20);
-    QCOMPARE(chosen.arguments->usage.maximumConnectionsPerServer, 3);
+    QCOMPARE(chosen.arguments->session.usage.maximumConnections, 20);
+    QCOMPARE(chosen.arguments->session.usage.maximumConnectionsPerServer, 3);
 }
 
 void TestArguments::whatIsWrongIsSaid_data()
@@ -213,7 +276,24 @@ void TestArguments::whatIsWrongIsSaid_data()
     QTest::addColumn<QString>("part");
 
     const QString url = kUrl;
-    QTest::newRow("no URL") << QStringList() << u"URL"_s;
+    QTest::newRow("nothing at all") << QStringList() << u"there is no URL"_s;
+    QTest::newRow("no URL") << QStringList{u"-q"_s} << u"there is no URL"_s;
+    QTest::newRow("a rate that is none") << QStringList{url, u"--limit-rate"_s, u"1X"_s} << u"\"1X\" is no rate"_s;
+    QTest::newRow("a negative rate") << QStringList{url, u"--limit-rate=-1"_s} << u"is no rate"_s;
+    QTest::newRow("a wait that is none") << QStringList{url, u"--retry-wait"_s, u"x"_s} << u"seconds"_s;
+    QTest::newRow("a checksum that is none") << QStringList{url, u"--checksum"_s, u"x"_s} << u"--checksum"_s;
+    QTest::newRow("one checksum for two files")
+        << QStringList{url, url, u"--checksum"_s, u"md5=d41d8cd98f00b204e9800998ecf8427e"_s} << u"several URLs"_s;
+    QTest::newRow("one mirror for two files") << QStringList{url, url, u"--mirror"_s, url} << u"several URLs"_s;
+    QTest::newRow("a proxy that is none") << QStringList{url, u"--proxy"_s, u"gopher://x"_s} << u"--proxy"_s;
+    QTest::newRow("a policy that there is none of") << QStringList{url, u"--on-exists"_s, u"burn"_s} << u"burn"_s;
+    QTest::newRow("no number to show") << QStringList{u"show"_s} << u"ID"_s;
+    QTest::newRow("a number that is none") << QStringList{u"show"_s, u"x"_s} << u"\"x\" is no number"_s;
+    QTest::newRow("nothing to resume") << QStringList{u"resume"_s} << u"--all"_s;
+    QTest::newRow("a new URL for nothing") << QStringList{u"set-url"_s, u"1"_s} << u"ID"_s;
+    QTest::newRow("a file of URLs that is not there") << QStringList{u"-i"_s, u"/nowhere/urls"_s} << u"/nowhere/urls"_s;
+    QTest::newRow("settings that are not there")
+        << QStringList{url, u"--config"_s, u"/nowhere/conf"_s} << u"/nowhere/conf"_s;
     QTest::newRow("an option that there is none of") << QStringList{url, u"--nonsense"_s} << u"--nonsense"_s;
     QTest::newRow("an option without its value") << QStringList{url, u"-d"_s} << u"--dir"_s;
     QTest::newRow("no whole URL") << QStringList{u"example.com/x"_s} << u"\"example.com/x\" is no URL"_s;
@@ -256,14 +336,141 @@ void TestArguments::whatIsWrongIsSaid()
 
 void TestArguments::helpNamesEveryOption()
 {
-    const Arguments::Outcome outcome = parse({u"--help"_s});
+    const Arguments::Outcome outcome = parse({u"get"_s, u"--help"_s});
     QVERIFY(!outcome.arguments);
     QCOMPARE(int(outcome.status), int(ExitStatus::Done));
-    for (const QString &option : {u"URL"_s, u"-d"_s, u"-o"_s, u"-x"_s, u"--max-connections-per-server"_s, u"--header"_s,
-                                  u"--referer"_s, u"--user-agent"_s,
-                                  u"--post-data"_s, u"--insecure"_s, u"--ca-certificate"_s, u"--query"_s, u"--json"_s,
-                                  u"-q"_s, u"--log"_s, u"--log-level"_s, u"--version"_s})
-        QVERIFY2(outcome.text.contains(option), qPrintable(option));
+    for (const char *option : {"URL",
+                               "-d",
+                               "-o",
+                               "-x",
+                               "-j",
+                               "-i",
+                               "-q",
+                               "--max-connections-per-server",
+                               "--header",
+                               "--referer",
+                               "--user-agent",
+                               "--post-data",
+                               "--insecure",
+                               "--ca-certificate",
+                               "--query",
+                               "--json",
+                               "--log",
+                               "--log-level",
+                               "--mirror",
+                               "--checksum",
+                               "--limit-rate",
+                               "--max-overall-download-limit",
+                               "--load-cookies",
+                               "--proxy",
+                               "--user",
+                               "--netrc",
+                               "--tries",
+                               "--retry-wait",
+                               "--on-exists",
+                               "--on-changed",
+                               "--on-unresumable",
+                               "--progress",
+                               "--list",
+                               "--config",
+                               "--store-secrets"})
+        QVERIFY2(outcome.text.contains(QLatin1String(option)), option);
+}
+
+void TestArguments::helpNamesEveryCommand()
+{
+    const Arguments::Outcome outcome = parse({u"--help"_s});
+    QCOMPARE(int(outcome.status), int(ExitStatus::Done));
+    for (const char *command :
+         {"get", "list", "show", "resume", "restart", "check", "finish", "query", "set-url", "remove", "config"})
+        QVERIFY2(outcome.text.contains(QLatin1String(command)), command);
+}
+
+void TestArguments::commands_data()
+{
+    QTest::addColumn<QStringList>("words");
+    QTest::addColumn<Command>("command");
+    QTest::addColumn<QList<qint64>>("ids");
+    const QList<qint64> none;
+    QTest::newRow("get") << QStringList{u"get"_s, kUrl} << Command::Get << none;
+    QTest::newRow("get with --query") << QStringList{kUrl, u"--query"_s} << Command::Query << none;
+    QTest::newRow("query") << QStringList{u"query"_s, kUrl} << Command::Query << none;
+    QTest::newRow("list") << QStringList{u"list"_s} << Command::List << none;
+    QTest::newRow("show") << QStringList{u"show"_s, u"3"_s} << Command::Show << QList<qint64>{3};
+    QTest::newRow("resume") << QStringList{u"resume"_s, u"2"_s, u"1"_s, u"2"_s} << Command::Resume
+                            << QList<qint64>{2, 1};
+    QTest::newRow("restart") << QStringList{u"restart"_s, u"3"_s} << Command::Restart << QList<qint64>{3};
+    QTest::newRow("check") << QStringList{u"check"_s, u"3"_s} << Command::Check << QList<qint64>{3};
+    QTest::newRow("finish") << QStringList{u"finish"_s, u"3"_s} << Command::Finish << QList<qint64>{3};
+    QTest::newRow("set-url") << QStringList{u"set-url"_s, u"3"_s, kUrl} << Command::SetUrl << QList<qint64>{3};
+    QTest::newRow("remove") << QStringList{u"remove"_s, u"3"_s} << Command::Remove << QList<qint64>{3};
+    QTest::newRow("config") << QStringList{u"config"_s} << Command::Config << none;
+}
+
+void TestArguments::commands()
+{
+    QFETCH(QStringList, words);
+    const Arguments::Outcome outcome = parse(words);
+    QVERIFY2(outcome.arguments, qPrintable(outcome.text));
+    QTEST(outcome.arguments->command, "command");
+    QTEST(outcome.arguments->ids, "ids");
+}
+
+void TestArguments::urlsComeFromAFile()
+{
+    const QTemporaryDir dir;
+    QFile file(dir.filePath(u"urls"_s));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("# mine\n\n  http://a/1  \r\nhttp://b/2\n");
+    file.close();
+    const Arguments::Outcome outcome = parse({u"-i"_s, file.fileName(), kUrl});
+    QVERIFY2(outcome.arguments, qPrintable(outcome.text));
+    QStringList urls;
+    for (const DownloadRequest &request : outcome.arguments->requests)
+        urls.append(request.url.toString());
+    QCOMPARE(urls, (QStringList{kUrl, u"http://a/1"_s, u"http://b/2"_s}));
+}
+
+void TestArguments::settingsAreDefaults()
+{
+    const QTemporaryDir dir;
+    QFile file(dir.filePath(u"plait.conf"_s));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("max-downloads = 2\nmax-connections = 3\nquiet = true\nlimit = 9\n");
+    file.close();
+    const Arguments::Outcome outcome = parse({kUrl, u"-j"_s, u"5"_s, u"--config"_s, file.fileName()});
+    QVERIFY2(outcome.arguments, qPrintable(outcome.text));
+    QCOMPARE(outcome.arguments->queue.mostAtOnce, 5);
+    QCOMPARE(outcome.arguments->session.usage.maximumConnections, 3);
+    QVERIFY(outcome.arguments->quiet);
+    const Arguments::Outcome list = parse({u"list"_s, u"--config"_s, file.fileName()});
+    QVERIFY2(list.arguments, qPrintable(list.text));
+    QCOMPARE(list.arguments->limit, 9);
+    const Arguments::Outcome config = parse({u"config"_s, u"--config"_s, file.fileName()});
+    QVERIFY2(config.arguments, qPrintable(config.text));
+    QVERIFY2(config.arguments->settings.contains(u"max-connections = 3"_s), qPrintable(config.arguments->settings));
+}
+
+void TestArguments::aSettingThatThereIsNoneOfIsSaid_data()
+{
+    QTest::addColumn<QByteArray>("line");
+    QTest::newRow("an unknown one") << QByteArray("colour = blue\n");
+    QTest::newRow("one that only a command line can mean") << QByteArray("output = x\n");
+    QTest::newRow("a secret") << QByteArray("user = anna:b\n");
+}
+
+void TestArguments::aSettingThatThereIsNoneOfIsSaid()
+{
+    QFETCH(QByteArray, line);
+    const QTemporaryDir dir;
+    QFile file(dir.filePath(u"plait.conf"_s));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(line);
+    file.close();
+    const Arguments::Outcome outcome = parse({kUrl, u"--config"_s, file.fileName()});
+    QVERIFY(!outcome.arguments);
+    QCOMPARE(int(outcome.status), int(ExitStatus::BadOption));
+    QVERIFY2(outcome.text.contains(u"is no setting"_s), qPrintable(outcome.text));
 }
 
 void TestArguments::theVersionIsPrinted()

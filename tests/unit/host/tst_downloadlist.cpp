@@ -3,9 +3,12 @@
 #include <host/storage/processidentity.h>
 #include <tests/unit/host/randomrecord.h>
 
+#include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QSqlDatabase>
 #include <QSqlError>
 #include <QSqlQuery>
@@ -13,6 +16,8 @@
 #include <QTest>
 
 #include <QThread>
+
+#include <algorithm>
 #include <memory>
 
 using namespace Qt::StringLiterals;
@@ -40,12 +45,19 @@ Info recordOf(const QString &url, const QString &folder, const QString &outputNa
     return info;
 }
 
-QList<qint64> idsOf(const QList<Info> &records)
+template<typename Record>
+QList<qint64> idsOf(const QList<Record> &records)
 {
     QList<qint64> ids;
-    for (const Info &record : records)
+    for (const Record &record : records)
         ids.append(record.id);
     return ids;
+}
+
+bool write(const QString &path, const QByteArray &bytes)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
 }
 
 /// The file, seen as the sqlite3 shell sees it.
@@ -70,7 +82,51 @@ public:
         return query.next() ? query.value(0) : QVariant();
     }
 
+    /// As SQLite would run it.
+    QStringList planOf(const QString &statement) const
+    {
+        QSqlQuery query(QSqlDatabase::database(kName));
+        QStringList plan;
+        query.prepare(u"EXPLAIN QUERY PLAN "_s + statement);
+        for (qsizetype i = statement.count(u'?'); i > 0; --i)
+            query.addBindValue(QVariant());
+        if (!query.exec())
+            plan.append(u"SCAN? "_s + query.lastError().text());
+        while (query.next())
+            plan.append(query.value(3).toString());
+        return plan;
+    }
+
+    /// So many more of a download with one file, in one transaction.
+    bool multiply(qint64 id, int count) const
+    {
+        QSqlDatabase database = QSqlDatabase::database(kName);
+        bool done = database.transaction();
+        for (const QString &table : {u"downloads"_s, u"files"_s, u"sections"_s}) {
+            QStringList columns = columnsOf(table);
+            const QString key = table == "downloads"_L1 ? u"id"_s : u"download_id"_s;
+            columns.removeOne(key);
+            const QString names = columns.join(u", "_s);
+            const QString statement =
+                u"WITH RECURSIVE n (i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < %1) "
+                u"INSERT INTO %2 (%3, %4) SELECT %5 + n.i, %4 FROM n CROSS JOIN (SELECT * FROM %2 WHERE %3 = %5)"_s
+                    .arg(QString::number(count), table, key, names, QString::number(id));
+            done = done && QSqlQuery(database).exec(statement);
+        }
+        return done && database.commit();
+    }
+
 private:
+    QStringList columnsOf(const QString &table) const
+    {
+        QSqlQuery query(QSqlDatabase::database(kName));
+        query.exec(u"PRAGMA table_info(%1)"_s.arg(table));
+        QStringList names;
+        while (query.next())
+            names.append(query.value(1).toString());
+        return names;
+    }
+
     static inline const QString kName = u"shell"_s;
 };
 
@@ -106,12 +162,42 @@ private Q_SLOTS:
     void releasingSomebodyElsesDownloadDoesNothing();
     void claimingNothingFails();
 
+    void optionsComeBack();
+    void secretsAreKeptOnlyWhereAskedFor();
+    void theFilesIdentityStaysUntilAnotherIsKnown();
+
+    void aPageShowsTheNewestFirst();
+    void pagesGoOnWhereTheLastOneEnded();
+    void aPageShowsWhatALineNeeds();
+    void nothingLooksThroughAHundredThousandDownloads();
+
+    void aFileThatIsNoDatabaseIsSetAside();
+    void aDamagedListIsSetAside();
+    void damageThatIsFoundLaterIsSetAside();
+    void whatWasSetAsideIsNotReplaced();
+    void anotherProgramsDatabaseIsLeftAlone();
+    void aListOfALaterVersionIsLeftAlone();
+
     void aFolderThatCannotBeMadeIsReported();
-    void aFileThatIsNoListIsReported();
     void aClosedListSaysSo();
 
 private:
-    QString path() const { return m_dir->filePath(u"data/plait/downloads.sqlite"_s); }
+    QString folder() const { return m_dir->filePath(u"data/plait"_s); }
+    QString path() const { return folder() + "/downloads.sqlite"_L1; }
+    /// Names of the lists that were set aside.
+    QStringList setAside() const
+    {
+        const QStringList names = QDir(folder()).entryList({u"*.damaged-*"_s}, QDir::Files);
+        return names.filter(QRegularExpression(u"\\d$"_s));
+    }
+    /// @param name a path, or a name in the list's folder
+    QByteArray read(const QString &name) const
+    {
+        QFile file(QDir(folder()).filePath(name));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+    /// A list whose table begins with nonsense; @param table empty = the last quarter of the file is nonsense
+    void fillAndDamage(const QString &table) const;
     void openList(DownloadList &list) const { QVERIFY2(list.open(path()), qPrintable(list.lastErrorText())); }
 
     std::unique_ptr<QTemporaryDir> m_dir;
@@ -121,6 +207,27 @@ void TestDownloadList::init()
 {
     m_dir = std::make_unique<QTemporaryDir>();
     QVERIFY(m_dir->isValid());
+}
+
+void TestDownloadList::fillAndDamage(const QString &table) const
+{
+    qint64 page = 0;
+    {
+        DownloadList list;
+        openList(list);
+        Info record;
+        record.title = QString(1000, u't');
+        QVERIFY(list.insert(record) > 0);
+        const Shell shell(path());
+        QVERIFY(shell.multiply(record.id, 500));
+        page = shell.value(u"SELECT rootpage FROM sqlite_master WHERE name = '%1'"_s.arg(table)).toLongLong();
+    }
+    constexpr qint64 kPage = 4096;
+    QFile file(path());
+    QVERIFY(file.open(QIODevice::ReadWrite));
+    const qint64 begin = table.isEmpty() ? file.size() / kPage * 3 / 4 * kPage : (page - 1) * kPage;
+    const qint64 size = table.isEmpty() ? file.size() - begin : kPage;
+    QVERIFY(begin >= kPage && file.seek(begin) && file.write(QByteArray(size, '\xff')) == size);
 }
 
 void TestDownloadList::everyFieldComesBack()
@@ -424,6 +531,279 @@ void TestDownloadList::claimingNothingFails()
     QVERIFY(list.lastErrorText().contains(u"no such download"_s));
 }
 
+void TestDownloadList::optionsComeBack()
+{
+    DownloadList list;
+    openList(list);
+    Info record;
+    QVERIFY(list.insert(record) > 0);
+    QCOMPARE(list.options(record.id), DownloadOptions());
+    DownloadOptions options;
+    options.rateLimit = Q_INT64_C(5000000000);
+    options.connections = 7;
+    options.connectionsPerServer = 3;
+    options.checksumAlgorithm = u"sha-256"_s;
+    options.checksumHex = u"00ff"_s;
+    options.onChanged = 2;
+    options.onUnresumable = 1;
+    options.triesUsed = 4;
+    options.addedBy = 5;
+    options.user = u"ä"_s;
+    options.password = u"p'"_s;
+    options.storeSecrets = true;
+    options.insecure = true;
+    QVERIFY2(list.setOptions(record.id, options), qPrintable(list.lastErrorText()));
+    QCOMPARE(list.options(record.id), options);
+    QVERIFY2(list.update(record), "saving the record leaves the options alone");
+    QCOMPARE(list.options(record.id), options);
+    QVERIFY(list.setOptions(record.id, {}));
+    QCOMPARE(list.options(record.id), DownloadOptions());
+    QVERIFY(!list.setOptions(record.id + 1, options));
+    QVERIFY(list.remove(record.id));
+    QCOMPARE(Shell(path()).value(u"SELECT count(*) FROM options"_s).toInt(), 0);
+}
+
+void TestDownloadList::secretsAreKeptOnlyWhereAskedFor()
+{
+    DownloadList list;
+    openList(list);
+    Info record;
+    QVERIFY(list.insert(record) > 0);
+    DownloadOptions options;
+    options.user = u"somebody"_s;
+    options.password = u"secret-word"_s;
+    QVERIFY(list.setOptions(record.id, options));
+    QVERIFY(list.options(record.id).user.isEmpty());
+    QVERIFY(list.options(record.id).password.isEmpty());
+    for (const QString &file : {path(), path() + "-wal"_L1}) {
+        QFile bytes(file);
+        QVERIFY(bytes.open(QIODevice::ReadOnly));
+        QVERIFY2(!bytes.readAll().contains("secret-word"), qPrintable(file));
+    }
+}
+
+void TestDownloadList::theFilesIdentityStaysUntilAnotherIsKnown()
+{
+    DownloadList list;
+    openList(list);
+    Info record;
+    QVERIFY(list.insert(record) > 0);
+    QVERIFY(!list.fileIdentity(record.id).isKnown());
+    const auto lasting = DownloadList::Lasting::ThisRunOfTheMachine;
+    QVERIFY(list.update(record, {u"1:2"_s}, lasting));
+    QVERIFY(list.update(record, FileIdentity(), lasting));
+    QCOMPARE(list.fileIdentity(record.id).text, u"1:2"_s);
+    QVERIFY(list.update(record, {u"3:4"_s}, lasting));
+    QCOMPARE(list.fileIdentity(record.id).text, u"3:4"_s);
+}
+
+void TestDownloadList::aPageShowsTheNewestFirst()
+{
+    DownloadList list;
+    openList(list);
+    QVERIFY(list.page(ListFilter::All, 10).isEmpty());
+    for (int i = 0; i < 6; ++i) {
+        Info record;
+        record.setFinished(i % 3 == 0, true);
+        QVERIFY(list.insert(record) > 0);
+    }
+    QCOMPARE(idsOf(list.page(ListFilter::All, 10)), (QList<qint64>{6, 5, 4, 3, 2, 1}));
+    QCOMPARE(idsOf(list.page(ListFilter::Finished, 10)), (QList<qint64>{4, 1}));
+    QCOMPARE(idsOf(list.page(ListFilter::Unfinished, 3)), (QList<qint64>{6, 5, 3}));
+    QCOMPARE(list.count(ListFilter::All), 6);
+    QCOMPARE(list.count(ListFilter::Finished), 2);
+    QCOMPARE(list.count(ListFilter::Unfinished), 4);
+}
+
+void TestDownloadList::pagesGoOnWhereTheLastOneEnded()
+{
+    DownloadList list;
+    openList(list);
+    for (int i = 0; i < 5; ++i) {
+        Info record;
+        QVERIFY(list.insert(record) > 0);
+    }
+    const QList<ListEntry> first = list.page(ListFilter::All, 2);
+    const QList<ListEntry> second = list.page(ListFilter::All, 2, first.last().id);
+    const QList<ListEntry> third = list.page(ListFilter::All, 2, second.last().id);
+    QCOMPARE(idsOf(first + second + third), (QList<qint64>{5, 4, 3, 2, 1}));
+    QVERIFY(list.page(ListFilter::All, 2, third.last().id).isEmpty());
+}
+
+void TestDownloadList::aPageShowsWhatALineNeeds()
+{
+    DownloadList list;
+    openList(list);
+    Info record = recordOf(u"http://a/b c"_s, u"/home"_s, u"x.iso"_s);
+    record.creationTime = QDateTime({2024, 3, 1}, {1, 30, 0, 250}, Qt::UTC);
+    record.setLastError({404, "HttpError", "here,1", "no such thing"});
+    record.files.first().size = 500;
+    record.files.first().sections = {{0, 100, 40}, {100, 400, 30}};
+    QVERIFY(list.insert(record) > 0);
+    Info finished = recordOf(u"http://a/2"_s, u"/home"_s);
+    finished.setFinished(true, true);
+    QVERIFY(list.insert(finished) > 0);
+    QCOMPARE(list.claim(record.id), DownloadList::Claim::Taken);
+
+    const QList<ListEntry> entries = list.page(ListFilter::All, 10);
+    QCOMPARE(entries.size(), 2);
+    const ListEntry &line = entries.last();
+    QCOMPARE(line.id, record.id);
+    QCOMPARE(line.name, u"x.iso"_s);
+    QCOMPARE(line.url, record.url);
+    QCOMPARE(line.folder, u"/home"_s);
+    QCOMPARE(line.size, 500);
+    QCOMPARE(line.done, 70);
+    QVERIFY(!line.finished);
+    QCOMPARE(line.ownerPid, qint64(QCoreApplication::applicationPid()));
+    QCOMPARE(line.error, record.lastError);
+    QCOMPARE(line.creationTime, record.creationTime);
+    QVERIFY(line.errorTime.isValid() && !line.finishedTime.isValid());
+    QVERIFY(entries.first().finished && entries.first().finishedTime.isValid());
+    QCOMPARE(entries.first().size, -1);
+    QCOMPARE(entries.first().done, 0);
+    QVERIFY(!entries.first().error && entries.first().name.isEmpty() && entries.first().ownerPid == 0);
+}
+
+void TestDownloadList::nothingLooksThroughAHundredThousandDownloads()
+{
+    constexpr int kDownloads = 100000;
+    DownloadList list;
+    openList(list);
+    Info record = recordOf(u"http://a/same"_s, u"/home"_s, u"x.iso"_s);
+    record.files.first().size = 100;
+    record.files.first().sections = {{0, 100, 100}};
+    record.setFinished(true, true);
+    QVERIFY(list.insert(record) > 0);
+    const Shell shell(path());
+    QVERIFY(shell.multiply(record.id, kDownloads - 1));
+    QCOMPARE(list.count(ListFilter::Finished), kDownloads);
+
+    QStringList statements;
+    list.setStatementObserver([&](const QString &statement) { statements.append(statement); });
+    const auto timed = [&](const char *what, const auto &work) {
+        QElapsedTimer timer;
+        timer.start();
+        work();
+        qInfo("%s: %lld ms", what, static_cast<long long>(timer.elapsed()));
+    };
+    QList<ListEntry> first;
+    timed("first page", [&] { first = list.page(ListFilter::All, 50); });
+    timed("first page of the finished ones", [&] { list.page(ListFilter::Finished, 50); });
+    timed("a page in the middle", [&] { list.page(ListFilter::Finished, 50, kDownloads / 2); });
+    timed("first page of the unfinished ones", [&] { list.page(ListFilter::Unfinished, 50); });
+    timed("find one of the same URL", [&] { list.findUnfinished(record.url, u"/home"_s, u"x.iso"_s); });
+    timed("find one without a name", [&] { list.findUnfinished(record.url, u"/home"_s, {}); });
+    timed("all unfinished ones", [&] { list.loadUnfinished(); });
+    Info added = recordOf(u"http://a/same"_s, u"/home"_s, u"x.iso"_s);
+    timed("a new one", [&] { list.insert(added); });
+    timed("its claim", [&] { list.claim(added.id); });
+    timed("its options", [&] { list.setOptions(added.id, list.options(added.id)); });
+    timed("its progress", [&] { list.update(added); });
+    timed("its reading", [&] { list.load(added.id); });
+    timed("its removal", [&] { list.remove(added.id); });
+    QCOMPARE(first.size(), 50);
+    QCOMPARE(first.first().done, 100);
+
+    for (const QString &statement : std::as_const(statements)) {
+        const QStringList plan = shell.planOf(statement);
+        QVERIFY2(plan.filter(u"SCAN"_s).isEmpty(), qPrintable(statement + u"\n  "_s + plan.join(u"\n  "_s)));
+        const bool byUrl = statement.contains(u"url = ?"_s) && statement.startsWith(u"SELECT"_s);
+        QVERIFY2(!byUrl || plan.filter(u"downloads_unfinished_by_url"_s).size() == 1, qPrintable(plan.join(u'\n')));
+    }
+}
+
+void TestDownloadList::aFileThatIsNoDatabaseIsSetAside()
+{
+    const QByteArray text(8192, 'x');
+    QVERIFY(QDir().mkpath(folder()) && write(path(), text));
+    DownloadList list;
+    QVERIFY2(list.open(path()), qPrintable(list.lastErrorText()));
+    QVERIFY2(list.warning().contains(u"damaged"_s), qPrintable(list.warning()));
+    const QStringList aside = setAside();
+    QCOMPARE(aside.size(), 1);
+    QVERIFY(QRegularExpression(u"^downloads\\.sqlite\\.damaged-\\d{8}-\\d{6}$"_s).match(aside.first()).hasMatch());
+    QVERIFY(list.warning().contains(aside.first()));
+    QCOMPARE(read(aside.first()), text);
+    Info record;
+    QVERIFY(list.insert(record) > 0);
+    DownloadList again;
+    openList(again);
+    QVERIFY(again.warning().isEmpty());
+    QCOMPARE(again.list().size(), 1);
+}
+
+void TestDownloadList::aDamagedListIsSetAside()
+{
+    fillAndDamage(u"downloads"_s);
+    DownloadList list;
+    QVERIFY2(list.open(path()), qPrintable(list.lastErrorText()));
+    QVERIFY(!list.warning().isEmpty());
+    QCOMPARE(setAside().size(), 1);
+    QVERIFY(list.list().isEmpty());
+    QVERIFY(list.lastErrorText().isEmpty());
+}
+
+void TestDownloadList::damageThatIsFoundLaterIsSetAside()
+{
+    // The first rows are whole, so that opening finds nothing.
+    fillAndDamage({});
+    DownloadList list;
+    openList(list);
+    QVERIFY(list.warning().isEmpty());
+    QVERIFY(list.list().isEmpty());
+    QVERIFY2(list.lastErrorText().contains(u"damaged"_s), qPrintable(list.lastErrorText()));
+    QVERIFY(!list.warning().isEmpty());
+    QCOMPARE(setAside().size(), 1);
+    Info record;
+    QVERIFY2(list.insert(record) > 0, "the new list is at work");
+}
+
+void TestDownloadList::whatWasSetAsideIsNotReplaced()
+{
+    QVERIFY(QDir().mkpath(folder()));
+    for (int i = 1; i <= 3; ++i) {
+        QVERIFY(write(path(), QByteArray(1000, char('a' + i))));
+        DownloadList list;
+        QVERIFY(list.open(path()));
+        QCOMPARE(setAside().size(), i);
+    }
+    QByteArrayList contents;
+    const QStringList names = setAside();
+    for (const QString &name : names)
+        contents.append(read(name).left(1));
+    std::sort(contents.begin(), contents.end());
+    QCOMPARE(contents, (QByteArrayList{"b", "c", "d"}));
+}
+
+void TestDownloadList::anotherProgramsDatabaseIsLeftAlone()
+{
+    QVERIFY(QDir().mkpath(folder()));
+    QVERIFY(Shell(path()).value(u"CREATE TABLE songs (title TEXT)"_s).isNull());
+    const QByteArray before = read(path());
+    DownloadList list;
+    QVERIFY(!list.open(path()));
+    QVERIFY2(list.lastErrorText().contains(u"another program"_s), qPrintable(list.lastErrorText()));
+    QVERIFY(setAside().isEmpty());
+    QCOMPARE(Shell(path()).value(u"SELECT count(*) FROM songs"_s).toInt(), 0);
+}
+
+void TestDownloadList::aListOfALaterVersionIsLeftAlone()
+{
+    {
+        DownloadList list;
+        openList(list);
+        Info record;
+        QVERIFY(list.insert(record) > 0);
+    }
+    QVERIFY(Shell(path()).value(u"PRAGMA user_version = 99"_s).isNull());
+    DownloadList list;
+    QVERIFY(!list.open(path()));
+    QVERIFY2(list.lastErrorText().contains(u"later version"_s), qPrintable(list.lastErrorText()));
+    QVERIFY(setAside().isEmpty());
+    QCOMPARE(Shell(path()).value(u"SELECT count(*) FROM downloads"_s).toInt(), 1);
+}
+
 void TestDownloadList::aFolderThatCannotBeMadeIsReported()
 {
     QFile inTheWay(m_dir->filePath(u"data"_s));
@@ -433,18 +813,6 @@ void TestDownloadList::aFolderThatCannotBeMadeIsReported()
     QVERIFY2(list.lastErrorText().startsWith(u"cannot open the list \"%1\": the folder"_s.arg(path())),
              qPrintable(list.lastErrorText()));
     QVERIFY(!list.isOpen());
-}
-
-void TestDownloadList::aFileThatIsNoListIsReported()
-{
-    const QString text = m_dir->filePath(u"text"_s);
-    QFile file(text);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(QByteArray(8192, 'x'));
-    file.close();
-    DownloadList list;
-    QVERIFY(!list.open(text));
-    QVERIFY2(list.lastErrorText().contains(u"not a database"_s), qPrintable(list.lastErrorText()));
 }
 
 void TestDownloadList::aClosedListSaysSo()

@@ -113,6 +113,8 @@ void TestExitStatus::statusOfError_data()
     network("500 as Qt says it", QNetworkReply::InternalServerError, ExitStatus::BadResponse);
     network("503 as Qt says it", QNetworkReply::ServiceUnavailableError, ExitStatus::ServerOverloaded);
     network("a piece that was not asked for", QNetworkReply::ProtocolFailure, ExitStatus::BadResponse);
+    network("a folder of an FTP server", QNetworkReply::ContentOperationNotPermittedError, ExitStatus::BadResponse);
+    network("an FTP range behind the end", QNetworkReply::UnknownContentError, ExitStatus::BadResponse);
     network("a scheme that Qt does not speak", QNetworkReply::ProtocolUnknownError, ExitStatus::BadOption);
 
     const auto file = [](const char *name, QFileDevice::FileError code, int systemError, ExitStatus status) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <host/storage/schema.h>
 
+#include <QFile>
 #include <QSqlDatabase>
 #include <QSqlError>
 #include <QSqlQuery>
@@ -26,6 +27,7 @@ private Q_SLOTS:
 
     void anEmptyDatabaseGetsTheTables();
     void aSecondUpgradeChangesNothing();
+    void aListOfTheFirstVersionKeepsItsRecords();
     void aLaterVersionIsRefused();
     void anotherProgramsDatabaseIsRefused();
     void aFailedMigrationLeavesNothingBehind();
@@ -33,6 +35,7 @@ private Q_SLOTS:
 private:
     QSqlDatabase database() const { return QSqlDatabase::database(kConnection); }
     void exec(const QString &statement) const;
+    bool upgrade(QString *error) const { return Schema::upgrade(database(), error) == Schema::Outcome::Done; }
     QStringList tables() const;
     int number(const QString &pragma) const;
 
@@ -75,29 +78,49 @@ int TestSchema::number(const QString &pragma) const
 void TestSchema::anEmptyDatabaseGetsTheTables()
 {
     QString error;
-    QVERIFY2(Schema::upgrade(database(), &error), qPrintable(error));
+    QVERIFY2(upgrade(&error), qPrintable(error));
     QCOMPARE(number(u"user_version"_s), Schema::kVersion);
-    const QStringList expected{u"cookies"_s, u"downloads"_s, u"files"_s, u"headers"_s, u"mirrors"_s, u"sections"_s};
+    const QStringList expected{u"cookies"_s, u"downloads"_s, u"files"_s,   u"headers"_s,
+                               u"mirrors"_s, u"options"_s,   u"sections"_s};
     QCOMPARE(tables(), expected);
 }
 
 void TestSchema::aSecondUpgradeChangesNothing()
 {
     QString error;
-    QVERIFY(Schema::upgrade(database(), &error));
+    QVERIFY2(upgrade(&error), qPrintable(error));
     exec(u"INSERT INTO headers VALUES (1, 0, 'N', 'V')"_s);
-    QVERIFY2(Schema::upgrade(database(), &error), qPrintable(error));
+    QVERIFY2(upgrade(&error), qPrintable(error));
     QSqlQuery query(database());
     QVERIFY(query.exec(u"SELECT count(*) FROM headers"_s) && query.next());
     QCOMPARE(query.value(0).toInt(), 1);
 }
 
+void TestSchema::aListOfTheFirstVersionKeepsItsRecords()
+{
+    QFile script(QFINDTESTDATA("schema_version1.sql"));
+    QVERIFY(script.open(QIODevice::ReadOnly));
+    const QList<QByteArray> statements = script.readAll().split(';');
+    for (const QByteArray &statement : statements) {
+        if (!statement.trimmed().isEmpty())
+            exec(QString::fromUtf8(statement));
+    }
+    QString error;
+    QVERIFY2(upgrade(&error), qPrintable(error));
+    QCOMPARE(number(u"user_version"_s), Schema::kVersion);
+    QSqlQuery query(database());
+    QVERIFY(query.exec(u"SELECT url, finished, file_identity FROM downloads"_s) && query.next());
+    QCOMPARE(query.value(0).toString(), u"http://a/old.iso"_s);
+    QCOMPARE(query.value(1).toInt(), 0);
+    QVERIFY(query.value(2).isNull());
+}
+
 void TestSchema::aLaterVersionIsRefused()
 {
     QString error;
-    QVERIFY(Schema::upgrade(database(), &error));
+    QVERIFY2(upgrade(&error), qPrintable(error));
     exec(u"PRAGMA user_version = %1"_s.arg(Schema::kVersion + 1));
-    QVERIFY(!Schema::upgrade(database(), &error));
+    QCOMPARE(Schema::upgrade(database(), &error), Schema::Outcome::Refused);
     QVERIFY2(error.contains(u"version %1"_s.arg(Schema::kVersion + 1)), qPrintable(error));
 }
 
@@ -105,7 +128,7 @@ void TestSchema::anotherProgramsDatabaseIsRefused()
 {
     exec(u"CREATE TABLE songs (title TEXT)"_s);
     QString error;
-    QVERIFY(!Schema::upgrade(database(), &error));
+    QCOMPARE(Schema::upgrade(database(), &error), Schema::Outcome::Refused);
     QVERIFY2(error.contains(u"another program"_s), qPrintable(error));
     QCOMPARE(tables(), QStringList{u"songs"_s});
 }
@@ -113,11 +136,12 @@ void TestSchema::anotherProgramsDatabaseIsRefused()
 void TestSchema::aFailedMigrationLeavesNothingBehind()
 {
     QString error;
-    QVERIFY(Schema::upgrade(database(), &error));
-    for (const QString &table : {u"sections"_s, u"files"_s, u"mirrors"_s, u"cookies"_s, u"downloads"_s})
+    QVERIFY2(upgrade(&error), qPrintable(error));
+    for (const QString &table :
+         {u"options"_s, u"sections"_s, u"files"_s, u"mirrors"_s, u"cookies"_s, u"downloads"_s})
         exec(u"DROP TABLE "_s + table);
     exec(u"PRAGMA user_version = 0"_s);
-    QVERIFY(!Schema::upgrade(database(), &error));
+    QCOMPARE(Schema::upgrade(database(), &error), Schema::Outcome::Failed);
     QVERIFY2(error.contains(u"headers"_s), qPrintable(error));
     QCOMPARE(tables(), QStringList{u"headers"_s});
     QCOMPARE(number(u"user_version"_s), 0);

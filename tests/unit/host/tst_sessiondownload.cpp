@@ -4,18 +4,56 @@
 #include <tests/unit/host/fakedownload.h>
 #include <tests/unit/host/fakemodule.h>
 
+#include <QFile>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
 
+#include <cerrno>
 #include <memory>
 
 using namespace Qt::StringLiterals;
 
 namespace
 {
+
 using Info = AbstractDownloadPersistentInfo;
+using File = AbstractDownloadFileInfo;
+
+/// A disk that takes as long as the test likes.
+class FakeSyncer : public FileSyncer
+{
+public:
+    struct Call {
+        QString path;
+        bool withName = false;
+    };
+
+    void sync(const QString &path, bool withName) override { calls.append({path, withName}); }
+
+    void answer(int error = 0, qint64 milliseconds = 0)
+    {
+        Q_EMIT synced({error, milliseconds, error == ENOENT ? FileIdentity() : FileIdentity{u"7:1"_s}});
+    }
+
+    QList<Call> calls;
+};
+
+/// Makes the download one that has so many bytes in an incomplete file.
+auto downloaded(qint64 bytes)
+{
+    return [bytes](Info &info) {
+        File file;
+        file.name = u"x.bin"_s;
+        file.pathOnDisk = u"x.bin.part"_s;
+        file.fileFlags = File::CreatedOnDisk;
+        file.size = 1000;
+        file.sections = {{0, 1000, bytes}};
+        info.files = {file};
+    };
+}
+
 }
 
 class TestSessionDownload : public QObject
@@ -30,21 +68,44 @@ private Q_SLOTS:
     void theEndIsSaved();
     void theEndIsToldOnceAndNeverFromInsideTheRun();
     void aCommandWithNothingToDoEndsToo();
+    void progressWaitsForTheDisk();
+    void whatWasWrittenMeanwhileWaitsForTheNextSync();
+    void savesThatComeMeanwhileBecomeOne();
+    void theNameIsSyncedWithTheFirstBytes();
+    void whatClaimsNoNewBytesNeedsNoSync();
+    void theEndWaitsForItsSync();
+    void afterASlowSyncTheNextOneRests();
+    void aDownloadThatIsDroppedSavesNothing();
+    void whatTheDiskRefusedIsNotCounted();
+    void afterAFailedSyncNoOtherIsBelieved();
+    void aFileThatIsBeingRenamedIsSavedUnderItsNewName();
+    void aFileThatIsGoneAtTheEndIsSavedAsItIs();
+    void beforeARestartTheListForgetsTheBytes();
+    void theFileIsKnownAgain();
+    void aRealFileIsSynced();
     void aListThatFailsIsReported();
     void withoutAListNothingIsSaved();
     void theStatusGathersWhatTheDownloadKnows();
 
 private:
     FakeDownload *makeDownload(const QString &path);
+    /// Running, with a disk of its own and the bytes as its first progress.
+    void begin(qint64 bytes);
+    qint64 bytesInList() { return inList().bytesDownloaded(false); }
     Info inList() { return m_list->load(m_id).value_or(Info()); }
 
     std::unique_ptr<QTemporaryDir> m_dir;
     std::unique_ptr<DownloadList> m_list;
+    std::unique_ptr<SessionDownload> m_download;
+    FakeDownload *m_fake = nullptr;
+    FakeSyncer *m_disk = nullptr;
     qint64 m_id = 0;
 };
 
 void TestSessionDownload::init()
 {
+    m_download.reset();
+    m_list.reset();
     m_dir = std::make_unique<QTemporaryDir>();
     m_list = std::make_unique<DownloadList>();
     QVERIFY2(m_list->open(m_dir->filePath(u"list.sqlite"_s)), qPrintable(m_list->lastErrorText()));
@@ -59,6 +120,16 @@ FakeDownload *TestSessionDownload::makeDownload(const QString &path)
     auto *const download = new FakeDownload(m_id, nullptr);
     download->setInfo(info);
     return download;
+}
+
+void TestSessionDownload::begin(qint64 bytes)
+{
+    m_fake = makeDownload(u"/x"_s);
+    m_disk = new FakeSyncer;
+    m_download = std::make_unique<SessionDownload>(m_fake, m_list.get(), nullptr, m_disk);
+    m_download->run(AbstractDownloadCommand::Start);
+    if (bytes > 0)
+        m_fake->change(true, downloaded(bytes));
 }
 
 void TestSessionDownload::aSignificantChangeIsSavedAtOnce()
@@ -118,6 +189,199 @@ void TestSessionDownload::aCommandWithNothingToDoEndsToo()
     QSignalSpy finished(&download, &SessionDownload::finished);
     download.run(AbstractDownloadCommand::Start);
     QTRY_COMPARE(finished.size(), 1);
+}
+
+void TestSessionDownload::progressWaitsForTheDisk()
+{
+    begin(100);
+    QCOMPARE(m_disk->calls.size(), 1);
+    QCOMPARE(m_disk->calls.first().path, m_dir->filePath(u"x.bin.part"_s));
+    QCOMPARE(bytesInList(), 0);
+    m_disk->answer();
+    QCOMPARE(bytesInList(), 100);
+}
+
+void TestSessionDownload::whatWasWrittenMeanwhileWaitsForTheNextSync()
+{
+    begin(100);
+    m_fake->change(false, downloaded(150));
+    m_disk->answer();
+    QCOMPARE(bytesInList(), 100);
+    QTimer *const timer = m_download->findChild<QTimer *>();
+    QVERIFY(timer->isActive());
+    QMetaObject::invokeMethod(timer, "timeout");
+    QCOMPARE(m_disk->calls.size(), 2);
+    QCOMPARE(bytesInList(), 100);
+    m_disk->answer();
+    QCOMPARE(bytesInList(), 150);
+}
+
+void TestSessionDownload::savesThatComeMeanwhileBecomeOne()
+{
+    begin(100);
+    for (qint64 bytes : {110, 120, 130})
+        m_fake->change(true, downloaded(bytes));
+    QCOMPARE(m_disk->calls.size(), 1);
+    m_disk->answer();
+    QCOMPARE(bytesInList(), 100);
+    QCOMPARE(m_disk->calls.size(), 2);
+    m_disk->answer();
+    QCOMPARE(bytesInList(), 130);
+    QCOMPARE(m_disk->calls.size(), 2);
+}
+
+void TestSessionDownload::theNameIsSyncedWithTheFirstBytes()
+{
+    begin(100);
+    QVERIFY(m_disk->calls.last().withName);
+    m_disk->answer();
+    m_fake->change(true, downloaded(200));
+    QVERIFY(!m_disk->calls.last().withName);
+    m_disk->answer();
+    m_fake->change(true, [](Info &info) { info.files.first().pathOnDisk.clear(); });
+    QVERIFY2(m_disk->calls.last().withName, "another name is another entry of the folder");
+}
+
+void TestSessionDownload::whatClaimsNoNewBytesNeedsNoSync()
+{
+    begin(0);
+    m_fake->change(true, downloaded(0));
+    QVERIFY(inList().files.first().isOnDisk());
+    m_fake->change(true, downloaded(100));
+    m_disk->answer();
+    m_fake->change(true, [](Info &info) { info.title = u"new"_s; });
+    QCOMPARE(inList().title, u"new"_s);
+    QCOMPARE(m_disk->calls.size(), 1);
+}
+
+void TestSessionDownload::theEndWaitsForItsSync()
+{
+    begin(100);
+    QSignalSpy finished(m_download.get(), &SessionDownload::finished);
+    m_fake->change(false, downloaded(170));
+    m_download->stop();
+    QCoreApplication::processEvents();
+    QVERIFY(finished.isEmpty());
+    m_disk->answer();
+    QVERIFY2(finished.isEmpty(), "that was a save of before");
+    m_disk->answer();
+    QCOMPARE(finished.size(), 1);
+    QCOMPARE(bytesInList(), 170);
+    QCoreApplication::processEvents();
+    QCOMPARE(finished.size(), 1);
+}
+
+void TestSessionDownload::afterASlowSyncTheNextOneRests()
+{
+    begin(100);
+    m_fake->change(false, downloaded(150));
+    QTimer *const timer = m_download->findChild<QTimer *>();
+    QVERIFY2(!timer->isActive(), "the rest begins behind the sync");
+    m_disk->answer(0, 3000);
+    QVERIFY(timer->isActive());
+    QCOMPARE(timer->interval(), 3000 * SessionDownload::kRestFactor);
+    QMetaObject::invokeMethod(timer, "timeout");
+    m_disk->answer(0, 5);
+    QCOMPARE(timer->interval(), SessionDownload::kSaveIntervalMs);
+}
+
+void TestSessionDownload::aDownloadThatIsDroppedSavesNothing()
+{
+    begin(100);
+    const Info before = inList();
+    m_download.reset();
+    QCoreApplication::processEvents();
+    QCOMPARE(inList(), before);
+}
+
+void TestSessionDownload::whatTheDiskRefusedIsNotCounted()
+{
+    begin(100);
+    m_disk->answer();
+    QSignalSpy failed(m_download.get(), &SessionDownload::saveFailed);
+    QSignalSpy finished(m_download.get(), &SessionDownload::finished);
+    m_fake->change(true, downloaded(200));
+    m_disk->answer(EIO);
+    QCOMPARE(bytesInList(), 100);
+    QCOMPARE(failed.size(), 1);
+    QVERIFY2(failed.first().first().toString().contains(u"x.bin.part"_s),
+             qPrintable(failed.first().first().toString()));
+    m_fake->change(false, [](Info &info) { info.setFinished(true, true); });
+    m_download->stop();
+    QTRY_COMPARE(finished.size(), 1);
+    QVERIFY(!inList().isFinished());
+    QCOMPARE(inList().lastError.code, int(GenericErrorCode::OperationAborted));
+    QCOMPARE(m_download->savedInfo().bytesDownloaded(false), 100);
+    QCOMPARE(failed.size(), 1);
+}
+
+void TestSessionDownload::afterAFailedSyncNoOtherIsBelieved()
+{
+    begin(100);
+    m_disk->answer(EIO);
+    m_fake->change(true, downloaded(200));
+    QCOMPARE(m_disk->calls.size(), 1);
+    QCOMPARE(bytesInList(), 0);
+}
+
+void TestSessionDownload::aFileThatIsBeingRenamedIsSavedUnderItsNewName()
+{
+    begin(1000);
+    QSignalSpy failed(m_download.get(), &SessionDownload::saveFailed);
+    m_disk->answer(ENOENT);
+    QCOMPARE(bytesInList(), 0);
+    m_fake->change(true, [](Info &info) {
+        info.files.first().pathOnDisk.clear();
+        info.files.first().fileFlags |= File::FinalOnDisk;
+    });
+    QCOMPARE(m_disk->calls.last().path, m_dir->filePath(u"x.bin"_s));
+    m_disk->answer();
+    QCOMPARE(bytesInList(), 1000);
+    QVERIFY(failed.isEmpty());
+}
+
+void TestSessionDownload::aFileThatIsGoneAtTheEndIsSavedAsItIs()
+{
+    begin(100);
+    QSignalSpy finished(m_download.get(), &SessionDownload::finished);
+    m_download->stop();
+    m_disk->answer(ENOENT);
+    m_disk->answer(ENOENT);
+    QCOMPARE(finished.size(), 1);
+    QCOMPARE(bytesInList(), 100);
+}
+
+void TestSessionDownload::beforeARestartTheListForgetsTheBytes()
+{
+    m_fake = makeDownload(u"/x"_s);
+    m_fake->change(true, downloaded(300));
+    QVERIFY(m_list->update(m_fake->info()));
+    QCOMPARE(bytesInList(), 300);
+    SessionDownload download(m_fake, m_list.get(), nullptr, new FakeSyncer);
+    download.run(AbstractDownloadCommand::Restart);
+    QCOMPARE(bytesInList(), 0);
+    QVERIFY2(inList().files.first().isOnDisk(), "the file is still the download's");
+}
+
+void TestSessionDownload::theFileIsKnownAgain()
+{
+    begin(100);
+    QVERIFY(!m_list->fileIdentity(m_id).isKnown());
+    m_disk->answer();
+    QCOMPARE(m_list->fileIdentity(m_id).text, u"7:1"_s);
+}
+
+void TestSessionDownload::aRealFileIsSynced()
+{
+    m_fake = makeDownload(u"/x"_s);
+    QFile file(m_dir->filePath(u"x.bin.part"_s));
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(QByteArray(100, 'x')) == 100);
+    file.close();
+    SessionDownload download(m_fake, m_list.get(), nullptr);
+    download.run(AbstractDownloadCommand::Start);
+    m_fake->change(true, downloaded(100));
+    QTRY_COMPARE(bytesInList(), 100);
+    QCOMPARE(m_list->fileIdentity(m_id), FileIdentity::of(file.fileName()));
 }
 
 void TestSessionDownload::aListThatFailsIsReported()

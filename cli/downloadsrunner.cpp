@@ -1,0 +1,239 @@
+// SPDX-License-Identifier: MIT
+#include <cli/downloadsrunner.h>
+
+#include <cli/printer.h>
+#include <cli/progressline.h>
+#include <cli/questions.h>
+#include <host/policy/connectionsnote.h>
+#include <host/session/downloadsession.h>
+
+#include <algorithm>
+#include <limits>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+constexpr int kProgressIntervalMs = 200;
+/// So many are put into the list between two looks at what else there is to do.
+constexpr int kAtATime = 20;
+
+DownloadQueue::Job jobOf(Arguments::Command command)
+{
+    switch (command) {
+    case Arguments::Command::Restart:
+        return DownloadQueue::Job::Restart;
+    case Arguments::Command::Finish:
+        return DownloadQueue::Job::FinishNow;
+    default:
+        return DownloadQueue::Job::Download;
+    }
+}
+
+QueueOptions queueOptions(const Arguments &arguments, bool canAsk)
+{
+    QueueOptions options = arguments.queue;
+    options.canAsk = canAsk;
+    return options;
+}
+
+}
+
+DownloadsRunner::DownloadsRunner(const Arguments &arguments, DownloadSession &session, Printer &printer,
+                                 Questions *questions, QObject *parent)
+    : Runner(parent)
+    , m_arguments(arguments)
+    , m_session(session)
+    , m_printer(printer)
+    , m_questions(questions)
+    , m_queue(session, queueOptions(arguments, questions != nullptr))
+    , m_job(jobOf(arguments.command))
+    , m_ids(arguments.ids)
+{
+    m_progressTimer.setInterval(kProgressIntervalMs);
+    connect(&m_progressTimer, &QTimer::timeout, this, &DownloadsRunner::onProgress);
+    connect(&m_session, &DownloadSession::warned, this,
+            [this](qint64 id, const QString &text) { m_printer.warn(id, text); });
+    connect(&m_session, &DownloadSession::fileExistsActionRequired, this, &DownloadsRunner::onFileExists);
+    connect(&m_session, &DownloadSession::closed, this, [this] { Q_EMIT done(m_status); });
+    connect(&m_queue, &DownloadQueue::began, this, [this](qint64 id) { m_printer.begin(id, urlOf(id)); });
+    connect(&m_queue, &DownloadQueue::retrying, this, &DownloadsRunner::onRetrying);
+    connect(&m_queue, &DownloadQueue::decisionRequired, this,
+            [this](qint64 id, Trouble::Kind, const QString &question) { onDecision(id, question); });
+    connect(&m_queue, &DownloadQueue::ended, this, &DownloadsRunner::onEnded);
+    connect(&m_queue, &DownloadQueue::drained, this, &DownloadsRunner::onDrained);
+}
+
+void DownloadsRunner::begin()
+{
+    if (m_arguments.all) {
+        const QList<ListEntry> entries = m_session.list().page(ListFilter::Unfinished, std::numeric_limits<int>::max());
+        for (const ListEntry &entry : entries)
+            m_ids.append(entry.id);
+        if (m_ids.isEmpty())
+            m_printer.note(u"there is nothing unfinished"_s);
+    }
+    m_progressTimer.start();
+    feed();
+}
+
+void DownloadsRunner::stop()
+{
+    m_stopping = true;
+    m_queue.pause();
+}
+
+/// A few at a time, so that the first downloads run while thousands are still to be put into the list.
+void DownloadsRunner::feed()
+{
+    for (int i = 0; i < kAtATime && !m_stopping && m_nextRequest < m_arguments.requests.size(); ++i)
+        addNext();
+    for (; !m_stopping && m_nextId < m_ids.size(); ++m_nextId)
+        append(m_ids.at(m_nextId));
+    if (!m_stopping && m_nextRequest < m_arguments.requests.size())
+        QMetaObject::invokeMethod(this, &DownloadsRunner::feed, Qt::QueuedConnection);
+    else if (m_queue.isIdle())
+        QMetaObject::invokeMethod(this, &DownloadsRunner::onDrained, Qt::QueuedConnection);
+}
+
+void DownloadsRunner::addNext()
+{
+    const DownloadRequest &request = m_arguments.requests.at(m_nextRequest++);
+    QString errorText;
+    const qint64 id = m_session.add(request, &errorText);
+    if (id != 0)
+        append(id);
+    else
+        refuse(request.url, errorText, m_session.supports(request.url) ? ExitStatus::Unknown : ExitStatus::BadOption);
+}
+
+void DownloadsRunner::append(qint64 id)
+{
+    if (m_appended.contains(id)) {
+        m_printer.note(u"the same download was asked for twice; it is download %1"_s.arg(id));
+        return;
+    }
+    m_appended.insert(id);
+    m_queue.append(id, m_job);
+}
+
+void DownloadsRunner::onProgress()
+{
+    Overview overview;
+    overview.waiting = int(m_queue.waitingCount());
+    overview.done = m_done;
+    overview.failed = m_failed;
+    overview.bytesTotal = 0;
+    const QList<qint64> ids = m_queue.activeIds();
+    for (const qint64 id : ids) {
+        const DownloadStatus status = m_queue.status(id);
+        overview.running.append({id, urlOf(id), status});
+        overview.bytesDone += status.done;
+        overview.speed += status.speed;
+        const bool isKnown = overview.bytesTotal >= 0 && status.total >= 0;
+        overview.bytesTotal = isKnown ? overview.bytesTotal + status.total : -1;
+    }
+    m_printer.progress(overview);
+}
+
+void DownloadsRunner::onFileExists(qint64 id, int fileIndex, const QList<QString> &paths)
+{
+    using Action = AbstractDownloadFileExistsAction;
+    if (!m_questions) {
+        m_session.fileExistsAction(id, fileIndex, Action::Skip);
+        return;
+    }
+    const QString question =
+        u"\"%1\" exists already. Save under another name, overwrite it, or skip the download?"_s.arg(paths.value(0));
+    m_questions->ask(question, {u"rename"_s, u"overwrite"_s, u"skip"_s}, [this, id, fileIndex](int answer) {
+        constexpr Action kActions[] = {Action::Rename, Action::Overwrite, Action::Skip};
+        m_session.fileExistsAction(id, fileIndex, kActions[std::clamp(answer, 0, 2)]);
+    });
+}
+
+void DownloadsRunner::onDecision(qint64 id, const QString &question)
+{
+    m_questions->ask(question, {u"no"_s, u"yes"_s}, [this, id](int answer) { m_queue.decide(id, answer == 1); });
+}
+
+void DownloadsRunner::onRetrying(qint64 id, qint64 inMs, const QString &reason)
+{
+    const QString when = inMs < 1000 ? u"trying again"_s : u"trying again in %1 s"_s.arg((inMs + 500) / 1000);
+    m_printer.warn(id, u"%1: %2; %3"_s.arg(urlOf(id).toDisplayString(), reason, when));
+}
+
+void DownloadsRunner::onEnded(const DownloadOutcome &outcome)
+{
+    const Summary summary = summaryOf(outcome);
+    m_printer.end(outcome.id, summary);
+    count(outcome.status);
+    m_urls.remove(outcome.id);
+    if (m_questions)
+        m_questions->withdraw();
+}
+
+void DownloadsRunner::onDrained()
+{
+    const bool isAllFed = m_stopping || (m_nextRequest == m_arguments.requests.size() && m_nextId == m_ids.size());
+    if (!isAllFed || !m_queue.isIdle())
+        return;
+    m_progressTimer.stop();
+    // What was stopped before it began is as unfinished as what was stopped in the middle.
+    if (m_stopping && m_done + m_failed < m_arguments.requests.size() + m_ids.size())
+        count(ExitStatus::Unfinished);
+    m_session.close();
+}
+
+void DownloadsRunner::refuse(const QUrl &url, const QString &errorText, ExitStatus status)
+{
+    Summary summary;
+    summary.url = url;
+    summary.status = status;
+    summary.errorText = errorText;
+    const qint64 id = --m_refused;
+    m_printer.begin(id, url);
+    m_printer.end(id, summary);
+    count(status);
+}
+
+void DownloadsRunner::count(ExitStatus status)
+{
+    if (status == ExitStatus::Done)
+        ++m_done;
+    else
+        ++m_failed;
+    if (m_status == ExitStatus::Done)
+        m_status = status;
+}
+
+QUrl DownloadsRunner::urlOf(qint64 id)
+{
+    const auto known = m_urls.constFind(id);
+    if (known != m_urls.constEnd())
+        return *known;
+    const std::optional<AbstractDownloadPersistentInfo> record = m_session.record(id);
+    return *m_urls.insert(id, record ? record->url : QUrl());
+}
+
+Summary DownloadsRunner::summaryOf(const DownloadOutcome &outcome)
+{
+    const AbstractDownloadPersistentInfo &info = outcome.info;
+    Summary summary;
+    summary.url = urlOf(outcome.id);
+    summary.error = info.lastError;
+    summary.status = outcome.status;
+    summary.errorText = outcome.errorText;
+    if (!info.files.isEmpty()) {
+        summary.name = info.files.first().name;
+        if (info.files.first().isOnDisk())
+            summary.path = info.filePath(0);
+    }
+    summary.bytes = info.bytesDownloaded(false);
+    summary.seconds = outcome.seconds;
+    summary.connections = outcome.details.mostConnections;
+    const NetworkUsageSettings usage = m_session.usageOf(m_session.options(outcome.id));
+    summary.connectionsNote = ConnectionsNote::forDownload(outcome.details, usage);
+    summary.connectionsBound = ConnectionsNote::keyOf(outcome.details.bound);
+    return summary;
+}

@@ -1,0 +1,275 @@
+// SPDX-License-Identifier: MIT
+#include <cli/listcommands.h>
+
+#include <cli/progressline.h>
+#include <host/policy/errormessages.h>
+#include <host/session/downloadsession.h>
+#include <host/storage/downloadlist.h>
+#include <inet/qt/download/response/fileinfoutils.h>
+
+#include <QDir>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTextStream>
+
+#include <algorithm>
+#include <limits>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+using Output = ListCommands::Output;
+using Record = AbstractDownloadPersistentInfo;
+
+constexpr int kIdWidth = 6;
+constexpr int kStateWidth = 10;
+constexpr int kSizeWidth = 10;
+constexpr int kLabelWidth = 14;
+
+void complain(const Output &output, const QString &text)
+{
+    output.notes << "plait: " << ProgressLine::printable(text) << '\n' << Qt::flush;
+}
+
+QString nameOf(const ListEntry &entry)
+{
+    return entry.name.isEmpty() ? entry.url.toDisplayString() : entry.name;
+}
+
+/// One word, or how much of it is there.
+QString stateOf(const ListEntry &entry)
+{
+    if (entry.finished)
+        return u"done"_s;
+    if (entry.ownerPid != 0)
+        return u"running"_s;
+    if (entry.size > 0)
+        return u"%1%"_s.arg(ProgressLine::percent({entry.done, entry.size}));
+    return entry.done > 0 ? u"begun"_s : u"new"_s;
+}
+
+void printLine(const ListEntry &entry, QTextStream &answers)
+{
+    const QString size = entry.size >= 0 ? ProgressLine::size(entry.size) : u"?"_s;
+    answers << QString::number(entry.id).rightJustified(kIdWidth) << "  " << stateOf(entry).leftJustified(kStateWidth)
+            << size.rightJustified(kSizeWidth) << "  " << ProgressLine::printable(nameOf(entry)) << '\n';
+}
+
+void printJson(const QJsonObject &object, QTextStream &answers)
+{
+    answers << QJsonDocument(object).toJson(QJsonDocument::Compact) << '\n';
+}
+
+QString timeText(const QDateTime &time)
+{
+    return time.isValid() ? time.toUTC().toString(Qt::ISODate) : QString();
+}
+
+QJsonObject objectOf(const ListEntry &entry)
+{
+    return {{u"event"_s, u"download"_s},
+            {u"id"_s, entry.id},
+            {u"name"_s, entry.name},
+            {u"url"_s, entry.url.toString(QUrl::FullyEncoded)},
+            {u"folder"_s, entry.folder},
+            {u"size"_s, entry.size},
+            {u"done"_s, entry.done},
+            {u"finished"_s, entry.finished},
+            {u"error_code"_s, entry.error.code},
+            {u"created"_s, timeText(entry.creationTime)}};
+}
+
+bool openList(DownloadList &list, const Arguments &arguments, const Output &output)
+{
+    const QString path =
+        arguments.session.listPath.isEmpty() ? DownloadList::defaultPath() : arguments.session.listPath;
+    const bool isOpen = list.open(path);
+    if (!isOpen)
+        complain(output, list.lastErrorText());
+    else if (!list.warning().isEmpty())
+        complain(output, list.warning());
+    return isOpen;
+}
+
+/// Keys of abstractDownloadsPeristentInfoCompFunction(); 0 = the list's own order.
+qint32 sortKeyOf(const QString &name)
+{
+    if (name == "time"_L1)
+        return 1;
+    if (name == "name"_L1)
+        return 2;
+    return name == "size"_L1 ? 3 : 0;
+}
+
+/// A record of what a line shows, for the comparisons that know records.
+Record sortable(const ListEntry &entry)
+{
+    Record record;
+    record.creationTime = entry.creationTime;
+    record.customTitle = nameOf(entry);
+    AbstractDownloadFileInfo file;
+    file.size = entry.size;
+    record.files = {file};
+    return record;
+}
+
+void sortEntries(QList<ListEntry> &entries, qint32 key)
+{
+    const auto precedes = abstractDownloadsPeristentInfoCompFunction({key, 0});
+    QList<QPair<Record, qsizetype>> order;
+    for (qsizetype i = 0; i < entries.size(); ++i)
+        order.append({sortable(entries.at(i)), i});
+    std::stable_sort(order.begin(), order.end(),
+                     [&precedes](const auto &a, const auto &b) { return precedes(a.first, b.first); });
+    QList<ListEntry> sorted;
+    for (const auto &[record, index] : std::as_const(order))
+        sorted.append(entries.at(index));
+    entries = sorted;
+}
+
+ExitStatus printList(const Arguments &arguments, DownloadList &list, const Output &output)
+{
+    const qint32 key = sortKeyOf(arguments.sortBy);
+    const int limit = arguments.limit > 0 ? arguments.limit : std::numeric_limits<int>::max();
+    QList<ListEntry> entries = list.page(arguments.filter, key == 0 ? limit : std::numeric_limits<int>::max());
+    if (key != 0) {
+        sortEntries(entries, key);
+        entries = entries.first(std::min<qsizetype>(limit, entries.size()));
+    }
+    for (const ListEntry &entry : std::as_const(entries)) {
+        if (arguments.json)
+            printJson(objectOf(entry), output.answers);
+        else
+            printLine(entry, output.answers);
+    }
+    const qint64 all = list.count(arguments.filter);
+    if (!arguments.json && !arguments.quiet && all > entries.size())
+        output.notes << "… and " << all - entries.size() << " more; -n 0 shows them all\n";
+    output.answers.flush();
+    return list.lastErrorText().isEmpty() ? ExitStatus::Done : ExitStatus::Unknown;
+}
+
+/// What is known of a download, as label and text.
+QList<QPair<QString, QString>> factsOf(const Record &record)
+{
+    QList<QPair<QString, QString>> facts{{u"id"_s, QString::number(record.id)},
+                                         {u"url"_s, record.url.toDisplayString()}};
+    const auto add = [&facts](const QString &label, const QString &text) {
+        if (!text.isEmpty())
+            facts.append({label, text});
+    };
+    add(u"final url"_s, record.finalUrl.toDisplayString());
+    for (const AbstractDownloadMirrorInfo &mirror : record.mirrors)
+        add(u"mirror"_s, mirror.url.toDisplayString());
+    add(u"folder"_s, QDir::toNativeSeparators(record.folder));
+    if (!record.files.isEmpty()) {
+        const AbstractDownloadFileInfo &file = record.files.first();
+        add(u"name"_s, file.name);
+        add(u"file"_s, file.isOnDisk() ? QDir::toNativeSeparators(record.filePath(0)) : QString());
+        add(u"size"_s, file.size < 0 ? u"unknown"_s : u"%1 bytes"_s.arg(file.size));
+        add(u"downloaded"_s, u"%1 bytes"_s.arg(file.bytesDownloaded()));
+        add(u"type"_s, file.contentType);
+        add(u"last modified"_s, timeText(file.lastModified));
+        for (const AbstractDownloadSection &section : file.sections)
+            add(u"section"_s,
+                u"%1 of %2 bytes from %3"_s.arg(section.downloaded).arg(section.size).arg(section.offset));
+    }
+    add(u"state"_s, record.isFinished() ? u"done"_s : u"unfinished"_s);
+    add(u"created"_s, timeText(record.creationTime));
+    add(u"finished"_s, timeText(record.finishedTime));
+    add(u"last error"_s, ErrorMessages::forDownload(record.lastError, record));
+    return facts;
+}
+
+ExitStatus show(const Arguments &arguments, DownloadList &list, const Output &output)
+{
+    ExitStatus status = ExitStatus::Done;
+    for (const qint64 id : arguments.ids) {
+        const std::optional<Record> record = list.load(id);
+        if (!record) {
+            complain(output, u"there is no download %1. Run \"plait list\" to see them."_s.arg(id));
+            status = ExitStatus::Unknown;
+            continue;
+        }
+        QJsonObject object{{u"event"_s, u"download"_s}};
+        for (const auto &[label, text] : factsOf(*record)) {
+            if (!arguments.json)
+                output.answers << label.leftJustified(kLabelWidth) << ProgressLine::printable(text) << '\n';
+            QJsonArray values = object.value(label).toArray();
+            values.append(text);
+            object.insert(label, values);
+        }
+        if (arguments.json)
+            printJson(object, output.answers);
+    }
+    output.answers.flush();
+    return status;
+}
+
+/// A fresh address may be given to a download only where its file can be the same one.
+QString reasonAgainst(const Arguments &arguments, DownloadSession &session)
+{
+    if (arguments.force)
+        return {};
+    const std::optional<Record> record = session.record(arguments.ids.first());
+    return record && record->isFinished() ? u"it is finished already."_s : QString();
+}
+
+ExitStatus setUrl(const Arguments &arguments, DownloadSession &session, const Output &output)
+{
+    QString errorText = reasonAgainst(arguments, session);
+    const qint64 id = arguments.ids.first();
+    const QUrl url = arguments.requests.first().url;
+    if (!errorText.isEmpty() || !session.setUrl(id, url, &errorText)) {
+        complain(output, errorText);
+        return ExitStatus::Unknown;
+    }
+    if (!arguments.quiet)
+        output.notes << "download " << id << " goes on from its new address with \"plait resume " << id << "\"\n";
+    return ExitStatus::Done;
+}
+
+ExitStatus remove(const Arguments &arguments, DownloadSession &session, const Output &output)
+{
+    ExitStatus status = ExitStatus::Done;
+    for (const qint64 id : arguments.ids) {
+        QString errorText;
+        if (session.remove(id, arguments.withFile, &errorText))
+            continue;
+        complain(output, errorText);
+        status = ExitStatus::Unknown;
+    }
+    return status;
+}
+
+}
+
+ExitStatus ListCommands::print(const Arguments &arguments, const Output &output)
+{
+    DownloadList list;
+    if (!openList(list, arguments, output))
+        return ExitStatus::Unknown;
+    return arguments.command == Arguments::Command::Show ? show(arguments, list, output)
+                                                         : printList(arguments, list, output);
+}
+
+ExitStatus ListCommands::change(const Arguments &arguments, DownloadSession &session, const Output &output)
+{
+    return arguments.command == Arguments::Command::SetUrl ? setUrl(arguments, session, output)
+                                                           : remove(arguments, session, output);
+}
+
+ExitStatus ListCommands::printSettings(const Arguments &arguments, const Output &output)
+{
+    const QString list =
+        arguments.session.listPath.isEmpty() ? DownloadList::defaultPath() : arguments.session.listPath;
+    output.answers << "# settings file: " << arguments.configFile << '\n'
+                   << "# list: " << list << '\n'
+                   << "# log: " << arguments.logFile << '\n'
+                   << arguments.settings << '\n'
+                   << Qt::flush;
+    return ExitStatus::Done;
+}

@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: MIT
+#include <cli/lookupsrunner.h>
+
+#include <cli/printer.h>
+#include <host/policy/errormessages.h>
+
+using namespace Qt::StringLiterals;
+
+LookupsRunner::LookupsRunner(const Arguments &arguments, DownloadSession &session, Printer &printer, QObject *parent)
+    : Runner(parent)
+    , m_arguments(arguments)
+    , m_session(session)
+    , m_printer(printer)
+    , m_check(session)
+{
+    connect(&m_session, &DownloadSession::queried, this,
+            [this](qint64 id, const QueryResult &result) { m_printer.queried(id, result); });
+    connect(&m_session, &DownloadSession::finished, this,
+            [this](qint64 id, const AbstractDownloadPersistentInfo &info) { onFinished(id, info); });
+    connect(&m_session, &DownloadSession::closed, this, [this] { Q_EMIT done(m_status); });
+    connect(&m_check, &ResourceCheck::checked, this, &LookupsRunner::onChecked);
+}
+
+qsizetype LookupsRunner::count() const
+{
+    return m_arguments.command == Arguments::Command::Check ? m_arguments.ids.size() : m_arguments.requests.size();
+}
+
+void LookupsRunner::begin()
+{
+    next();
+}
+
+void LookupsRunner::stop()
+{
+    m_stopping = true;
+    if (m_status == ExitStatus::Done)
+        m_status = ExitStatus::Unfinished;
+    m_check.stop();
+    m_session.close();
+}
+
+void LookupsRunner::next()
+{
+    ++m_index;
+    if (m_stopping)
+        return;
+    if (m_index == count()) {
+        m_session.close();
+        return;
+    }
+    m_clock.start();
+    if (m_arguments.command == Arguments::Command::Check)
+        check();
+    else
+        query();
+}
+
+void LookupsRunner::query()
+{
+    const DownloadRequest &request = m_arguments.requests.at(m_index);
+    QString errorText;
+    m_url = request.url.adjusted(QUrl::RemoveUserInfo);
+    m_id = m_session.query(request, &errorText);
+    m_printer.begin(m_id, m_url);
+    if (m_id == 0)
+        end(m_session.supports(request.url) ? ExitStatus::Unknown : ExitStatus::BadOption, errorText, {});
+}
+
+void LookupsRunner::check()
+{
+    m_id = m_arguments.ids.at(m_index);
+    const std::optional<AbstractDownloadPersistentInfo> record = m_session.record(m_id);
+    m_url = record ? record->url : QUrl();
+    m_printer.begin(m_id, m_url);
+    if (record)
+        m_check.begin(*record);
+    else
+        end(ExitStatus::Unknown, u"there is no download %1. Run \"plait list\" to see them."_s.arg(m_id), {});
+}
+
+void LookupsRunner::onFinished(qint64 id, const AbstractDownloadPersistentInfo &info)
+{
+    if (id != m_id)
+        return;
+    const ExitStatus status = info.lastError ? exitStatusOf(info.lastError, info) : ExitStatus::Done;
+    end(status, ErrorMessages::forDownload(info.lastError, info), info.lastError);
+}
+
+void LookupsRunner::onChecked(const ResourceCheck::Result &result)
+{
+    switch (result.finding) {
+    case ResourceCheck::Finding::Same:
+        m_printer.note(u"download %1: the server has the same file"_s.arg(m_id));
+        end(ExitStatus::Done, {}, {});
+        break;
+    case ResourceCheck::Finding::Changed:
+        end(ExitStatus::ResourceChanged,
+            u"download %1: the server has another file by now. \"plait restart %1\" fetches it."_s.arg(m_id), {});
+        break;
+    case ResourceCheck::Finding::Unknown:
+        end(result.status, result.errorText, result.error);
+        break;
+    }
+}
+
+void LookupsRunner::end(ExitStatus status, const QString &errorText, const AbstractError &error)
+{
+    Summary summary;
+    summary.url = m_url;
+    summary.status = status;
+    summary.errorText = errorText;
+    summary.error = error;
+    summary.seconds = double(m_clock.elapsed()) / 1000;
+    if (m_status == ExitStatus::Done)
+        m_status = status;
+    m_printer.end(m_id, summary);
+    m_id = 0;
+    QMetaObject::invokeMethod(this, &LookupsRunner::next, Qt::QueuedConnection);
+}

@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QObject>
+#include <QQueue>
+#include <QSocketNotifier>
+#include <QStringList>
+
+#include <functional>
+
+class Printer;
+
+/// Asks the person at the terminal, one question at a time, without holding up the downloads.
+class Questions : public QObject
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(Questions)
+
+public:
+    /// @param inputFile descriptor of the terminal that answers are typed at
+    Questions(Printer &printer, int inputFile, QObject *parent = nullptr);
+
+    /// @param choices a word each; the beginning of one is enough for an answer, an empty line is the first
+    /// @param answered gets the number of the choice
+    void ask(const QString &question, const QStringList &choices, const std::function<void(int)> &answered);
+    /// Forgets what nobody has answered yet.
+    void withdraw();
+
+private:
+    struct Question {
+        QString text;
+        QStringList choices;
+        std::function<void(int)> answered;
+    };
+
+    void put();
+    void rest();
+    void onReadable();
+
+    Printer &m_printer;
+    const int m_inputFile;
+    QSocketNotifier m_notifier;
+    QQueue<Question> m_questions;
+    QByteArray m_typed;
+};

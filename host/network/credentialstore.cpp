@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: MIT
+#include <host/network/credentialstore.h>
+
+#include <host/policy/secretheaders.h>
+
+#include <algorithm>
+#include <utility>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+const QByteArray kAuthorization = QByteArrayLiteral("Authorization");
+
+bool isNamed(const CredentialStore::Header &header, const QByteArray &name)
+{
+    return header.first.compare(name, Qt::CaseInsensitive) == 0;
+}
+
+void setHeader(QList<CredentialStore::Header> &headers, const QByteArray &name, const QByteArray &value)
+{
+    headers.removeIf([&name](const CredentialStore::Header &header) { return isNamed(header, name); });
+    headers.append({name, value});
+}
+
+}
+
+QUrl CredentialStore::takeSecrets(const QUrl &url, QVariantMap *headers)
+{
+    const Origin origin = Origin::of(url);
+    const UrlCredentials::Split split = UrlCredentials::split(url);
+    if (origin.isValid())
+        m_own.insert(origin);
+    if (!split.login.isEmpty())
+        m_logins.insert(origin, split.login);
+    const QVariantMap secret = headers ? SecretHeaders::takeFrom(headers) : QVariantMap();
+    for (auto it = secret.cbegin(); it != secret.cend(); ++it)
+        setHeader(m_headers[origin], it.key().trimmed().toUtf8(), it->toString().toUtf8());
+    return split.url;
+}
+
+void CredentialStore::addRedirectLogin(const QUrl &url)
+{
+    const Login login = UrlCredentials::split(url).login;
+    if (!login.isEmpty())
+        m_redirectLogins.insert(Origin::of(url), login);
+}
+
+QList<CredentialStore::Header> CredentialStore::headersFor(const QUrl &url) const
+{
+    const Origin origin = Origin::of(url);
+    QList<Header> headers = m_headers.value(origin);
+    const bool isAuthorized = std::any_of(headers.cbegin(), headers.cend(),
+                                          [](const Header &header) { return isNamed(header, kAuthorization); });
+    if (const QByteArray bearer = bearerFor(origin); !isAuthorized && !bearer.isEmpty())
+        headers.append({kAuthorization, "Bearer " + bearer});
+    return headers;
+}
+
+Login CredentialStore::loginFor(const QUrl &url) const
+{
+    const Origin origin = Origin::of(url);
+    if (const Login login = m_logins.value(origin); !login.isEmpty())
+        return completed(login, origin);
+    if (const Credential *const option = optionFor(origin); option && !option->user.isEmpty())
+        return completed({option->user, option->password}, origin);
+    if (const Login login = netrcLogin(origin, {}); !login.isEmpty())
+        return login;
+    return m_redirectLogins.value(origin);
+}
+
+Login CredentialStore::netrcLogin(const Origin &origin, const QString &user) const
+{
+    if (!isOwn(origin) && origin.scheme != "https"_L1)
+        return {};
+    const std::optional<Netrc::Entry> entry = Netrc::entryFor(m_netrc, origin.host, isOwn(origin), user);
+    return entry ? entry->login : Login();
+}
+
+Login CredentialStore::completed(const Login &login, const Origin &origin) const
+{
+    if (login.user.isEmpty() || !login.password.isEmpty())
+        return login;
+    const Login known = netrcLogin(origin, login.user);
+    return known.isEmpty() ? login : known;
+}
+
+QByteArray CredentialStore::bearerFor(const Origin &origin) const
+{
+    if (m_logins.contains(origin))
+        return {};
+    const Credential *const option = optionFor(origin);
+    return option ? option->bearer : QByteArray();
+}
+
+const Credential *CredentialStore::optionFor(const Origin &origin) const
+{
+    if (!origin.isValid())
+        return nullptr;
+    const auto found =
+        std::find_if(m_credentials.cbegin(), m_credentials.cend(), [this, &origin](const Credential &credential) {
+            return credential.origin.isEmpty() ? isOwn(origin) : Origin::of(credential.origin) == origin;
+        });
+    return found == m_credentials.cend() ? nullptr : &*found;
+}

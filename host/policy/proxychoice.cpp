@@ -1,0 +1,168 @@
+// SPDX-License-Identifier: MIT
+#include <host/policy/proxychoice.h>
+
+#include <host/policy/origin.h>
+
+#include <QHostAddress>
+#include <QRegularExpression>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+QString kindOf(const QString &scheme)
+{
+    if (scheme == "http"_L1)
+        return u"http"_s;
+    // "socks" is what desktops write into all_proxy.
+    if (scheme == "socks5"_L1 || scheme == "socks5h"_L1 || scheme == "socks"_L1)
+        return u"socks5"_s;
+    return {};
+}
+
+/// The text without a login in it, for sentences.
+QString shown(const QString &text)
+{
+    const qsizetype at = text.lastIndexOf(u'@');
+    if (at < 0)
+        return text;
+    const qsizetype slashes = text.indexOf("://"_L1);
+    return (slashes >= 0 && slashes < at ? text.left(slashes + 3) : QString()) + text.mid(at + 1);
+}
+
+QUrl refused(const QString &text, const QString &source, const QString &reason, QString *errorText)
+{
+    *errorText = u"cannot use the proxy \"%1\" of %2: %3. Give it as http://HOST:PORT or socks5://HOST:PORT."_s.arg(
+        shown(text), source, reason);
+    return {};
+}
+
+/// Whether the address lies in the network "address/bits".
+bool isInNetwork(const QHostAddress &address, const QString &network)
+{
+    const QPair<QHostAddress, int> subnet = QHostAddress::parseSubnet(network);
+    return subnet.second >= 0 && !subnet.first.isNull() && address.isInSubnet(subnet);
+}
+
+QString bare(QString host)
+{
+    if (host.startsWith(u'[') && host.endsWith(u']'))
+        host = host.mid(1, host.size() - 2);
+    return host;
+}
+
+struct Exception {
+    QString host;
+    int port = -1; ///< -1 = all
+};
+
+Exception parsedException(const QString &text)
+{
+    static const QRegularExpression withPort(u"^(\\[[^\\]]*\\]|[^:]*):(\\d+)$"_s);
+    const QRegularExpressionMatch match = withPort.match(text);
+    if (!match.hasMatch())
+        return {bare(text), -1};
+    return {bare(match.captured(1)), match.captured(2).toInt()};
+}
+
+bool isHostIn(const QString &host, QString domain)
+{
+    if (domain.startsWith("*."_L1))
+        domain.remove(0, 1);
+    while (domain.startsWith(u'.'))
+        domain.remove(0, 1);
+    if (domain.endsWith(u'.'))
+        domain.chop(1);
+    return !domain.isEmpty()
+        && (host.compare(domain, Qt::CaseInsensitive) == 0 || host.endsWith(u'.' + domain, Qt::CaseInsensitive));
+}
+
+bool isExcepted(const Origin &origin, const QString &text)
+{
+    const QString entry = text.trimmed();
+    if (entry == "*"_L1)
+        return true;
+    QString host = bare(origin.host);
+    if (host.endsWith(u'.'))
+        host.chop(1);
+    const QHostAddress address(host);
+    if (!address.isNull() && entry.contains(u'/'))
+        return isInNetwork(address, bare(entry));
+    const Exception exception = parsedException(entry);
+    if (exception.port >= 0 && exception.port != origin.port)
+        return false;
+    // An address has no domain above it: 10.0.0.1 is not below "0.0.1".
+    if (!address.isNull())
+        return address == QHostAddress(exception.host);
+    return isHostIn(host, exception.host);
+}
+
+bool isExcepted(const QUrl &url, const QStringList &exceptions)
+{
+    const Origin origin = Origin::of(url);
+    return std::any_of(exceptions.cbegin(), exceptions.cend(),
+                       [&origin](const QString &entry) { return isExcepted(origin, entry); });
+}
+
+/// Reads the first of the variables that is there; an empty one is there, too, and says that there is no proxy.
+bool readVariable(const QProcessEnvironment &environment, const QStringList &names, QUrl *proxy, QString *errorText)
+{
+    const auto name = std::find_if(names.cbegin(), names.cend(),
+                                   [&environment](const QString &each) { return environment.contains(each); });
+    if (name == names.cend())
+        return true;
+    const QString text = environment.value(*name).trimmed();
+    if (text.isEmpty())
+        return true;
+    *proxy = ProxyChoice::checkedProxy(text, u"the environment variable "_s + *name, errorText);
+    return !proxy->isEmpty();
+}
+
+}
+
+QUrl ProxyChoice::checkedProxy(const QString &text, const QString &source, QString *errorText)
+{
+    errorText->clear();
+    const bool hasScheme = text.contains("://"_L1);
+    QUrl proxy(hasScheme ? text : "http://"_L1 + text, QUrl::TolerantMode);
+    if (!proxy.isValid() || proxy.host().isEmpty())
+        return refused(text, source, u"it names no host"_s, errorText);
+    const QString kind = kindOf(proxy.scheme());
+    if (kind.isEmpty())
+        return refused(text, source, u"\"%1\" is no kind of proxy that plait can use"_s.arg(proxy.scheme()), errorText);
+    proxy.setScheme(kind);
+    proxy.setPort(proxy.port(kDefaultPort));
+    proxy.setPath(QString());
+    proxy.setQuery(QString());
+    proxy.setFragment(QString());
+    return proxy;
+}
+
+bool ProxyChoice::fromEnvironment(const QProcessEnvironment &environment, Settings *settings, QString *errorText)
+{
+    const bool usable = readVariable(environment, {u"http_proxy"_s}, &settings->http, errorText)
+        && readVariable(environment, {u"https_proxy"_s, u"HTTPS_PROXY"_s}, &settings->https, errorText)
+        && readVariable(environment, {u"ftp_proxy"_s, u"FTP_PROXY"_s}, &settings->ftp, errorText)
+        && readVariable(environment, {u"all_proxy"_s, u"ALL_PROXY"_s}, &settings->otherwise, errorText);
+    static const QRegularExpression separators(u"[,\\s]+"_s);
+    const QString lower = u"no_proxy"_s;
+    const QString exceptions = environment.value(environment.contains(lower) ? lower : u"NO_PROXY"_s);
+    settings->exceptions = exceptions.split(separators, Qt::SkipEmptyParts);
+    return usable;
+}
+
+QUrl ProxyChoice::forUrl(const QUrl &url, const Settings &settings)
+{
+    if (isExcepted(url, settings.exceptions))
+        return {};
+    if (!settings.everywhere.isEmpty())
+        return settings.everywhere;
+    const QUrl own = url.scheme() == "http"_L1 ? settings.http
+        : url.scheme() == "https"_L1           ? settings.https
+        : url.scheme() == "ftp"_L1             ? settings.ftp
+                                               : QUrl();
+    return own.isEmpty() ? settings.otherwise : own;
+}

@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QProcessEnvironment>
+#include <QString>
+#include <QStringList>
+#include <QUrl>
+
+/// Which proxy, if any, stands between here and a URL. Pure.
+namespace ProxyChoice
+{
+
+constexpr int kDefaultPort = 1080;
+
+/// Proxies as checkedProxy() gives them; empty = none.
+struct Settings {
+    QUrl everywhere; ///< for every URL; comes before the others
+    QUrl http;
+    QUrl https;
+    QUrl ftp;
+    QUrl otherwise; ///< for the schemes that have none of their own
+    /// Hosts that are reached directly: "host", "host:port", "domain" or ".domain" (with all below it), an IP address,
+    /// a network as "10.0.0.0/8", or "*" for all.
+    QStringList exceptions;
+};
+
+/// A proxy's URL in full: scheme http or socks5, host, port, and the login if it has one. A text without a scheme is an
+/// http proxy. Empty, with a sentence, when the text names no proxy that can be used.
+/// @param source of the text, for the sentence: "--proxy", "http_proxy"
+QUrl checkedProxy(const QString &text, const QString &source, QString *errorText);
+
+/// False, with a sentence, when a variable names a proxy that cannot be used: it is there because direct connections
+/// are not wanted. HTTP_PROXY in upper case is not looked at, as a web server makes it of a client's Proxy header.
+bool fromEnvironment(const QProcessEnvironment &environment, Settings *settings, QString *errorText);
+
+/// The proxy for the URL; empty = none. Loopback is a host like another.
+QUrl forUrl(const QUrl &url, const Settings &settings);
+
+}

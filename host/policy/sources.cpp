@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: MIT
+#include <host/policy/sources.h>
+
+#include <QStringList>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+Sources::Sources(const AbstractDownloadPersistentInfo &record)
+    : m_urls{record.downloadUrl()}
+    , m_effectiveUrl(record.effectiveUrl)
+{
+    for (const AbstractDownloadMirrorInfo &mirror : record.mirrors) {
+        if (!mirror.url.isValid() || m_urls.contains(mirror.url))
+            continue;
+        m_urls.append(mirror.url);
+        m_mirrors.append(mirror);
+    }
+}
+
+void Sources::putAside(const QUrl &url, const QString &reason)
+{
+    if (m_urls.contains(url) && !isAside(url))
+        m_aside.append({url, reason});
+}
+
+bool Sources::isAside(const QUrl &url) const
+{
+    return std::any_of(m_aside.cbegin(), m_aside.cend(), [&url](const Aside &aside) { return aside.url == url; });
+}
+
+void Sources::applyTo(AbstractDownloadPersistentInfo &record) const
+{
+    restore(record);
+    record.mirrors.removeIf([this](const AbstractDownloadMirrorInfo &mirror) { return isAside(mirror.url); });
+    if (m_urls.isEmpty() || !isAside(m_urls.first()) || record.mirrors.isEmpty())
+        return;
+    record.effectiveUrl = record.mirrors.takeFirst().url;
+}
+
+void Sources::restore(AbstractDownloadPersistentInfo &record) const
+{
+    record.mirrors = m_mirrors;
+    record.effectiveUrl = m_effectiveUrl;
+}
+
+QString Sources::report() const
+{
+    QStringList lines;
+    for (const Aside &aside : m_aside)
+        lines.append(u"%1: %2"_s.arg(aside.url.toDisplayString(), aside.reason));
+    return lines.join(u'\n');
+}
+
+bool Sources::isSourcesFault(const AbstractError &error)
+{
+    return error.category == ErrorCategory::kHttp || error.category == ErrorCategory::kDownload;
+}

@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <inet/qt/download/records/abstractdownloadpersistentinfo.h>
+
+#include <QList>
+#include <QString>
+#include <QUrl>
+
+/// Which of a download's addresses are tried. One that proved wrong is put aside for this run of the program; the
+/// record keeps them all. Pure.
+class Sources
+{
+public:
+    Sources() = default;
+    /// The record's URL and its mirrors, each once.
+    explicit Sources(const AbstractDownloadPersistentInfo &record);
+
+    /// There is more than one.
+    bool areSeveral() const { return m_urls.size() > 1; }
+    /// Some are left.
+    bool hasNext() const { return m_aside.size() < m_urls.size(); }
+    /// @param reason a clause, as in "HTTP status 404"
+    void putAside(const QUrl &url, const QString &reason);
+    bool isAside(const QUrl &url) const;
+
+    /// Makes the record download from what is left: a wrong URL is passed over without being forgotten.
+    void applyTo(AbstractDownloadPersistentInfo &record) const;
+    /// Makes it again a record of all addresses.
+    void restore(AbstractDownloadPersistentInfo &record) const;
+
+    /// Each address that was put aside with its reason; one line for each.
+    QString report() const;
+
+    /// What a mirror must not do: answer with an HTTP error, or with something else than the file.
+    static bool isSourcesFault(const AbstractError &error);
+
+private:
+    struct Aside {
+        QUrl url;
+        QString reason;
+    };
+
+    QList<QUrl> m_urls;
+    QList<AbstractDownloadMirrorInfo> m_mirrors;
+    QUrl m_effectiveUrl;
+    QList<Aside> m_aside;
+};

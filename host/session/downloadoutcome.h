@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <host/policy/exitstatus.h>
+#include <inet/qt/download/framework/downloaddetails.h>
+#include <inet/qt/download/records/abstractdownloadpersistentinfo.h>
+
+#include <QString>
+
+/// How a queued download ended.
+struct DownloadOutcome {
+    qint64 id = 0;
+    AbstractDownloadPersistentInfo info; ///< the record, its last error included
+    DownloadDetails details;
+    ExitStatus status = ExitStatus::Done;
+    QString errorText; ///< for people; empty = none
+    double seconds = 0; ///< from its beginning, waits between attempts included
+    int attempts = 1; ///< runs that it took
+};

@@ -1,0 +1,459 @@
+// SPDX-License-Identifier: MIT
+#include <host/session/downloadqueue.h>
+
+#include <host/policy/checksum.h>
+#include <host/policy/errormessages.h>
+#include <host/policy/retry.h>
+#include <host/policy/speedshares.h>
+#include <host/session/downloadsession.h>
+
+#include <QDateTime>
+#include <QDir>
+#include <QRandomGenerator>
+#include <QStorageInfo>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+constexpr int kTickMs = 1000;
+constexpr double kMillisecondsPerSecond = 1000;
+
+bool isStop(const AbstractError &error)
+{
+    return error.category == ErrorCategory::kGeneric && error.code == int(GenericErrorCode::OperationAborted);
+}
+
+/// One clause, for a line about an attempt.
+QString clauseOf(const AbstractError &error)
+{
+    if (error.category == ErrorCategory::kHttp)
+        return u"HTTP status %1"_s.arg(error.code);
+    if (error.category == ErrorCategory::kDownload)
+        return DownloadErrorCode(error.code) == DownloadErrorCode::ResourceChanged
+            ? u"another file"_s
+            : u"does not send the rest of a file alone"_s;
+    const QString text = QString::fromStdString(error.description).simplified();
+    return text.isEmpty() ? u"it failed without a reason"_s : text;
+}
+
+/// Why the rest of the download does not fit; empty = it does, or nobody knows.
+QString spaceComplaint(const AbstractDownloadPersistentInfo &record)
+{
+    const qint64 needed = record.diskSpaceNotUsedYet();
+    const QStorageInfo disk(record.folder);
+    if (needed <= 0 || !disk.isValid() || !disk.isReady() || disk.bytesAvailable() >= needed)
+        return {};
+    return u"cannot download %1: it needs %2 more bytes, and the disk of \"%3\" has %4. Make room, or choose another "
+           u"folder with -d."_s.arg(u'"' + record.downloadTitle() + u'"', QString::number(needed),
+                                    QDir::toNativeSeparators(record.folder), QString::number(disk.bytesAvailable()));
+}
+
+QString questionAbout(Trouble::Kind kind, const AbstractDownloadPersistentInfo &info)
+{
+    const QString title = info.downloadTitle();
+    return kind == Trouble::Kind::Changed
+        ? u"The server has another file than the one of which \"%1\" is a part. Fetch it from the beginning?"_s.arg(
+            title)
+        : u"The server does not send the rest of \"%1\" alone. Fetch it from the beginning?"_s.arg(title);
+}
+
+}
+
+/// A download that has begun.
+struct DownloadQueue::Active {
+    qint64 id = 0;
+    DownloadOptions options;
+    Sources sources;
+    AbstractDownloadPersistentInfo info; ///< as the newest run left it
+    DownloadDetails details;
+    Watchdog watchdog;
+    Watchdog::Finding finding = Watchdog::Finding::Fine; ///< why the run was stopped
+    QElapsedTimer clock;
+    QTimer retryTimer;
+    bool isRunning = false;
+    bool isAsking = false;
+    bool areFilesWorkedOn = false;
+    int requests = 0;
+    int attempts = 0; ///< of all
+    int failures = 0; ///< since the last progress
+    qint64 mostBytes = 0; ///< that were on disk at the end of an attempt
+    qint64 share = 0; ///< bytes/s that it may take now
+};
+
+DownloadQueue::DownloadQueue(DownloadSession &session, const QueueOptions &options, QObject *parent)
+    : QObject(parent)
+    , m_session(session)
+    , m_options(options)
+{
+    m_clock.start();
+    m_tick.setInterval(kTickMs);
+    connect(&m_tick, &QTimer::timeout, this, &DownloadQueue::tick);
+    connect(&m_session, &DownloadSession::finished, this, &DownloadQueue::onFinished);
+    connect(&m_session, &DownloadSession::sendingRequestHeaders, this, &DownloadQueue::onRequest);
+    connect(&m_session, &DownloadSession::performingFilesOperations, this, [this](qint64 id, bool performing) {
+        if (Active *const active = find(id))
+            active->areFilesWorkedOn = performing;
+    });
+}
+
+DownloadQueue::~DownloadQueue() = default;
+
+void DownloadQueue::append(qint64 id, Job job)
+{
+    m_waiting.enqueue({id, job});
+    QMetaObject::invokeMethod(this, &DownloadQueue::fill, Qt::QueuedConnection);
+}
+
+void DownloadQueue::pause()
+{
+    m_pausing = true;
+    m_waiting.clear();
+    const QList<qint64> ids = activeIds();
+    for (const qint64 id : ids) {
+        Active *const active = find(id);
+        if (active && active->isRunning)
+            m_session.stop(id);
+        else if (active)
+            end(*active, ExitStatus::Unfinished, ErrorMessages::forStop());
+    }
+    QMetaObject::invokeMethod(this, &DownloadQueue::fill, Qt::QueuedConnection);
+}
+
+void DownloadQueue::decide(qint64 id, bool restart)
+{
+    Active *const active = find(id);
+    if (!active || !active->isAsking)
+        return;
+    active->isAsking = false;
+    if (restart)
+        tryAgain(id, Job::Restart);
+    else
+        endByItsError(*active);
+}
+
+void DownloadQueue::setSpeedLimit(qint64 limit)
+{
+    m_options.speedLimit = limit;
+    shareSpeed();
+}
+
+QList<qint64> DownloadQueue::activeIds() const
+{
+    return m_order;
+}
+
+DownloadStatus DownloadQueue::status(qint64 id) const
+{
+    const auto it = m_active.find(id);
+    if (it == m_active.end())
+        return {};
+    const Active &active = *it->second;
+    if (active.isRunning)
+        return m_session.status(id);
+    DownloadStatus status;
+    status.done = active.info.bytesDownloaded(false);
+    if (!active.info.files.isEmpty()) {
+        status.total = active.info.files.first().size;
+        status.name = active.info.files.first().name;
+        status.sections = active.info.files.first().sections;
+    }
+    status.retryInMs = active.retryTimer.isActive() ? active.retryTimer.remainingTime() : -1;
+    return status;
+}
+
+DownloadQueue::Active *DownloadQueue::find(qint64 id)
+{
+    const auto it = m_active.find(id);
+    return it == m_active.end() ? nullptr : it->second.get();
+}
+
+void DownloadQueue::fill()
+{
+    while (!m_pausing && !m_waiting.isEmpty() && m_order.size() < std::max(1, m_options.mostAtOnce))
+        begin(m_waiting.dequeue());
+    if (isIdle()) {
+        m_tick.stop();
+        Q_EMIT drained();
+    }
+}
+
+void DownloadQueue::begin(const Waiting &waiting)
+{
+    if (m_active.contains(waiting.id))
+        return;
+    auto made = std::make_unique<Active>();
+    Active &active = *made;
+    active.id = waiting.id;
+    active.clock.start();
+    active.options = m_session.options(waiting.id);
+    const std::optional<AbstractDownloadPersistentInfo> record = m_session.record(waiting.id);
+    active.info = record.value_or(AbstractDownloadPersistentInfo());
+    active.sources = Sources(active.info);
+    active.mostBytes = active.info.bytesDownloaded(false);
+    active.retryTimer.setSingleShot(true);
+    connect(&active.retryTimer, &QTimer::timeout, this, [this, id = waiting.id] { tryAgain(id, Job::Download); });
+    m_active.emplace(waiting.id, std::move(made));
+    m_order.append(waiting.id);
+    if (!m_tick.isActive())
+        m_tick.start();
+    Q_EMIT began(waiting.id);
+    if (!record)
+        end(active, ExitStatus::Unknown, u"there is no download %1. Run \"plait list\" to see them."_s.arg(waiting.id));
+    else
+        tryAgain(waiting.id, waiting.job);
+}
+
+void DownloadQueue::tryAgain(qint64 id, Job job)
+{
+    Active *const active = find(id);
+    if (!active || active->isRunning)
+        return;
+    QString errorText = job == Job::Download ? spaceComplaint(active->info) : QString();
+    if (!errorText.isEmpty())
+        end(*active, ExitStatus::DiskFull, errorText);
+    else if (!run(*active, job, &errorText))
+        end(*active, ExitStatus::Unknown, errorText);
+}
+
+bool DownloadQueue::run(Active &active, Job job, QString *errorText)
+{
+    active.watchdog = {};
+    active.finding = Watchdog::Finding::Fine;
+    active.requests = 0;
+    active.areFilesWorkedOn = false;
+    ++active.attempts;
+    // Whoever hears of the run's first signals finds it running.
+    active.isRunning = true;
+    switch (job) {
+    case Job::Download:
+        active.isRunning = m_session.start(active.id, active.sources, errorText);
+        break;
+    case Job::Restart:
+        active.isRunning = m_session.restart(active.id, errorText);
+        break;
+    case Job::FinishNow:
+        active.isRunning = m_session.finishNow(active.id, errorText);
+        break;
+    }
+    shareSpeed();
+    return active.isRunning;
+}
+
+void DownloadQueue::tick()
+{
+    const QList<qint64> ids = activeIds();
+    for (const qint64 id : ids) {
+        Active *const active = find(id);
+        if (active && active->isRunning)
+            watch(*active);
+    }
+    shareSpeed();
+}
+
+void DownloadQueue::watch(Active &active)
+{
+    if (active.finding != Watchdog::Finding::Fine)
+        return;
+    const DownloadStatus status = m_session.status(active.id);
+    active.finding = active.watchdog.look({m_clock.elapsed(), status.done, status.allocated, status.connections,
+                                           active.areFilesWorkedOn, active.requests});
+    if (active.finding != Watchdog::Finding::Fine)
+        m_session.stop(active.id);
+}
+
+void DownloadQueue::shareSpeed()
+{
+    QList<SpeedShares::Item> items;
+    for (const qint64 id : std::as_const(m_order)) {
+        const Active &active = *m_active.at(id);
+        if (!active.isRunning)
+            continue;
+        const DownloadStatus status = m_session.status(id);
+        const NetworkUsageSettings usage = m_session.usageOf(active.options);
+        items.append({id, usage.downloadLimit, status.connections, status.speed, active.share});
+    }
+    const QHash<qint64, qint64> shares = SpeedShares::distribute(m_options.speedLimit, items);
+    for (const SpeedShares::Item &item : std::as_const(items)) {
+        Active &active = *m_active.at(item.id);
+        active.share = shares.value(item.id);
+        NetworkUsageSettings usage = m_session.usageOf(active.options);
+        usage.downloadLimit = SpeedShares::perTransfer(active.share, item.transfers);
+        m_session.setUsage(item.id, usage);
+    }
+}
+
+void DownloadQueue::onRequest(qint64 id)
+{
+    if (Active *const active = find(id))
+        ++active->requests;
+}
+
+void DownloadQueue::onFinished(qint64 id, const AbstractDownloadPersistentInfo &info, const DownloadDetails &details,
+                               const QList<QString> &responseHeaders)
+{
+    Active *const active = find(id);
+    if (!active || !active->isRunning)
+        return;
+    active->isRunning = false;
+    active->info = info;
+    const int mostConnections = std::max(active->details.mostConnections, details.mostConnections);
+    active->details = details;
+    active->details.mostConnections = mostConnections;
+    judge(*active, responseHeaders);
+}
+
+void DownloadQueue::judge(Active &active, const QList<QString> &responseHeaders)
+{
+    const AbstractError &error = active.info.lastError;
+    if (!error && active.info.isFinished()) {
+        compareChecksum(active);
+        return;
+    }
+    if (m_pausing) {
+        end(active, ExitStatus::Unfinished, ErrorMessages::forStop());
+        return;
+    }
+    const qint64 bytes = active.info.bytesDownloaded(false);
+    if (bytes > active.mostBytes)
+        active.failures = 0;
+    active.mostBytes = std::max(active.mostBytes, bytes);
+    if (!tryNextSource(active) && !handleTrouble(active) && !tryAgainLater(active, responseHeaders))
+        endByItsError(active);
+}
+
+bool DownloadQueue::tryNextSource(Active &active)
+{
+    const AbstractError &error = active.info.lastError;
+    if (!active.sources.areSeveral() || !Sources::isSourcesFault(error))
+        return false;
+    const QUrl failed = active.details.failedSource.isValid() ? active.details.failedSource : active.info.downloadUrl();
+    if (active.sources.isAside(failed))
+        return false;
+    active.sources.putAside(failed, clauseOf(error));
+    if (!active.sources.hasNext())
+        return false;
+    waitFor(active, 0, u"%1: %2; trying another address"_s.arg(failed.toDisplayString(), clauseOf(error)));
+    return true;
+}
+
+bool DownloadQueue::handleTrouble(Active &active)
+{
+    const Trouble::Kind kind = Trouble::kindOf(active.info.lastError, active.info);
+    if (kind == Trouble::Kind::None || (active.sources.areSeveral() && active.sources.hasNext()))
+        return false;
+    const auto policy =
+        Trouble::Policy(kind == Trouble::Kind::Changed ? active.options.onChanged : active.options.onUnresumable);
+    if (policy == Trouble::Policy::Restart) {
+        QMetaObject::invokeMethod(
+            this, [this, id = active.id] { tryAgain(id, Job::Restart); }, Qt::QueuedConnection);
+        return true;
+    }
+    if (policy != Trouble::Policy::Ask || !m_options.canAsk)
+        return false;
+    active.isAsking = true;
+    Q_EMIT decisionRequired(active.id, kind, questionAbout(kind, active.info));
+    return true;
+}
+
+bool DownloadQueue::tryAgainLater(Active &active, const QList<QString> &responseHeaders)
+{
+    const AbstractError &error = active.info.lastError;
+    const bool isWatchdogs = active.finding != Watchdog::Finding::Fine && isStop(error);
+    if (!isWatchdogs && !Retry::isWorthwhile(error))
+        return false;
+    ++active.failures;
+    if (m_options.mostTries > 0 && active.failures >= m_options.mostTries)
+        return false;
+    Retry::Wait wait{active.failures, m_options.retryWaitMs, QRandomGenerator::global()->generateDouble()};
+    if (error.category == ErrorCategory::kHttp)
+        wait.askedMs = Retry::retryAfter(responseHeaders, QDateTime::currentDateTimeUtc());
+    if (wait.askedMs.value_or(0) > Retry::kLongestAskedMs)
+        return false;
+    const QString reason = !isWatchdogs               ? clauseOf(error)
+        : active.finding == Watchdog::Finding::Silent ? u"nothing happened for too long"_s
+                                                      : u"the server ends each transfer after a few bytes"_s;
+    waitFor(active, Retry::delayMs(wait), reason);
+    return true;
+}
+
+void DownloadQueue::waitFor(Active &active, qint64 ms, const QString &reason)
+{
+    active.retryTimer.start(int(ms));
+    Q_EMIT retrying(active.id, ms, reason);
+}
+
+void DownloadQueue::compareChecksum(Active &active)
+{
+    QString unused;
+    const std::optional<Checksum> checksum = active.options.checksumAlgorithm.isEmpty()
+        ? std::nullopt
+        : Checksum::parse(active.options.checksumAlgorithm + u'=' + active.options.checksumHex, &unused);
+    if (!checksum) {
+        end(active, ExitStatus::Done, {});
+        return;
+    }
+    if (!m_hasher) {
+        m_hasher = std::make_unique<FileHasher>();
+        connect(m_hasher.get(), &FileHasher::hashed, this, &DownloadQueue::onHashed);
+    }
+    m_hasher->hash(active.id, active.info.filePath(0), checksum->algorithm);
+}
+
+void DownloadQueue::onHashed(qint64 id, const QByteArray &digest, const QString &errorText)
+{
+    Active *const active = find(id);
+    if (!active)
+        return;
+    const QString path = QDir::toNativeSeparators(active->info.filePath(0));
+    if (digest.isEmpty()) {
+        end(*active, ExitStatus::FileError, u"cannot read \"%1\" for its checksum: %2."_s.arg(path, errorText));
+    } else if (digest.toHex() == active->options.checksumHex.toLatin1().toLower()) {
+        end(*active, ExitStatus::Done, {});
+    } else {
+        end(*active, ExitStatus::ChecksumMismatch,
+            u"\"%1\" is not the file that was meant: its %2 checksum is %3, and %4 was asked for. The file stays as it "
+            u"is; \"plait restart %5\" fetches it again."_s.arg(path, active->options.checksumAlgorithm,
+                                                                QString::fromLatin1(digest.toHex()),
+                                                                active->options.checksumHex, QString::number(id)));
+    }
+}
+
+void DownloadQueue::endByItsError(Active &active)
+{
+    const AbstractError &error = active.info.lastError;
+    QString text = ErrorMessages::forDownload(error, active.info);
+    if (active.sources.areSeveral() && !active.sources.hasNext())
+        text = u"cannot download \"%1\" from any of its addresses:\n%2"_s.arg(active.info.downloadTitle(),
+                                                                              active.sources.report());
+    const bool isWatchdogs = active.finding != Watchdog::Finding::Fine && isStop(error);
+    if (isWatchdogs)
+        text = u"cannot download \"%1\": nothing more came from the server. \"plait resume %2\" tries again."_s.arg(
+            active.info.downloadTitle(), QString::number(active.id));
+    end(active, isWatchdogs ? ExitStatus::TimeOut : exitStatusOf(error, active.info), text);
+}
+
+void DownloadQueue::end(Active &active, ExitStatus status, const QString &errorText)
+{
+    DownloadOutcome outcome;
+    outcome.id = active.id;
+    outcome.info = active.info;
+    outcome.details = active.details;
+    outcome.status = status;
+    outcome.errorText = errorText;
+    outcome.seconds = double(active.clock.elapsed()) / kMillisecondsPerSecond;
+    outcome.attempts = active.attempts;
+    m_order.removeOne(outcome.id);
+    // The caller still stands in it.
+    const auto it = m_active.find(outcome.id);
+    std::unique_ptr<Active> gone = std::move(it->second);
+    m_active.erase(it);
+    gone->retryTimer.disconnect(this);
+    QMetaObject::invokeMethod(
+        this, [keep = std::shared_ptr<Active>(std::move(gone))] {}, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(this, &DownloadQueue::fill, Qt::QueuedConnection);
+    Q_EMIT ended(outcome);
+}

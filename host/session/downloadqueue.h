@@ -1,0 +1,110 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <host/policy/sources.h>
+#include <host/policy/trouble.h>
+#include <host/policy/watchdog.h>
+#include <host/session/downloadoutcome.h>
+#include <host/session/downloadstatus.h>
+#include <host/session/filehasher.h>
+#include <host/session/queueoptions.h>
+
+#include <QElapsedTimer>
+#include <QHash>
+#include <QObject>
+#include <QQueue>
+#include <QTimer>
+
+#include <memory>
+#include <unordered_map>
+
+class DownloadSession;
+
+/// Runs downloads of a session, so many at once: tries again what may pass, goes from one mirror to the next, applies
+/// the policies or asks, shares the speed out, and watches over what a module cannot see.
+///
+///     waiting ──> running ──> failed, may pass ──> waiting for the next attempt ──> running ...
+///        │           ├──────> needs a decision ──> decide() ──> running, or ended
+///        │           └──────> the file is there ──> its checksum is compared ──> ended
+///        └─ pause() ─┴── pause() ──────────────────────────────────────────────> ended (unfinished)
+///
+/// Lives in the session's thread. Each download that was appended ends with exactly one ended().
+class DownloadQueue : public QObject
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(DownloadQueue)
+
+public:
+    /// What is to be done with a download.
+    enum class Job {
+        Download,
+        Restart, ///< fetch all of it again
+        FinishNow, ///< be content with what is there
+    };
+
+    /// @param session open; outlives the queue
+    explicit DownloadQueue(DownloadSession &session, const QueueOptions &options, QObject *parent = nullptr);
+    ~DownloadQueue() override;
+
+    void append(qint64 id, Job job = Job::Download);
+    /// Ends everything in order; what waits does not begin any more.
+    void pause();
+    /// The answer to decisionRequired().
+    void decide(qint64 id, bool restart);
+    /// bytes/s of all together, from now on; 0 = none.
+    void setSpeedLimit(qint64 limit);
+
+    /// Nothing runs and nothing waits.
+    bool isIdle() const { return m_waiting.isEmpty() && m_active.empty(); }
+    qsizetype waitingCount() const { return m_waiting.size(); }
+    /// Those that have begun and not ended, in the order in which they began.
+    QList<qint64> activeIds() const;
+    DownloadStatus status(qint64 id) const;
+
+Q_SIGNALS:
+    void began(qint64 id);
+    /// An attempt failed; the next one begins by itself.
+    void retrying(qint64 id, qint64 inMs, const QString &reason);
+    void decisionRequired(qint64 id, Trouble::Kind kind, const QString &question);
+    void ended(const DownloadOutcome &outcome);
+    /// Nothing is left to do.
+    void drained();
+
+private:
+    struct Active;
+    struct Waiting {
+        qint64 id = 0;
+        Job job = Job::Download;
+    };
+
+    void fill();
+    void begin(const Waiting &waiting);
+    bool run(Active &active, Job job, QString *errorText);
+    void tick();
+    void watch(Active &active);
+    void shareSpeed();
+    void onRequest(qint64 id);
+    void onFinished(qint64 id, const AbstractDownloadPersistentInfo &info, const DownloadDetails &details,
+                    const QList<QString> &responseHeaders);
+    void judge(Active &active, const QList<QString> &responseHeaders);
+    bool tryNextSource(Active &active);
+    bool handleTrouble(Active &active);
+    bool tryAgainLater(Active &active, const QList<QString> &responseHeaders);
+    void tryAgain(qint64 id, Job job);
+    void waitFor(Active &active, qint64 ms, const QString &reason);
+    void compareChecksum(Active &active);
+    void onHashed(qint64 id, const QByteArray &digest, const QString &errorText);
+    void end(Active &active, ExitStatus status, const QString &errorText);
+    void endByItsError(Active &active);
+    Active *find(qint64 id);
+
+    DownloadSession &m_session;
+    QueueOptions m_options;
+    QQueue<Waiting> m_waiting;
+    std::unordered_map<qint64, std::unique_ptr<Active>> m_active;
+    QList<qint64> m_order; ///< of m_active
+    QTimer m_tick;
+    QElapsedTimer m_clock;
+    std::unique_ptr<FileHasher> m_hasher; ///< made when first needed
+    bool m_pausing = false;
+};

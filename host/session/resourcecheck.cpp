@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: MIT
+#include <host/session/resourcecheck.h>
+
+#include <host/policy/errormessages.h>
+#include <host/session/downloadsession.h>
+#include <inet/qt/download/framework/abstractdownload.h>
+#include <inet/qt/download/framework/downloaddetails.h>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+/// A download tells of a change at once, but not of the end of a check that found none.
+constexpr int kLookIntervalMs = 50;
+constexpr int kFirstRefusal = 400;
+
+}
+
+ResourceCheck::ResourceCheck(DownloadSession &session, QObject *parent)
+    : QObject(parent)
+    , m_session(session)
+{
+    m_timer.setInterval(kLookIntervalMs);
+    connect(&m_timer, &QTimer::timeout, this, &ResourceCheck::look);
+}
+
+ResourceCheck::~ResourceCheck() = default;
+
+void ResourceCheck::begin(const AbstractDownloadPersistentInfo &record)
+{
+    m_download.reset(m_session.createDownload(record.id, nullptr));
+    m_session.prepare(*m_download, record);
+    m_download->setInfo(record);
+    m_download->doCommand(AbstractDownloadCommand::CheckResource);
+    m_timer.start();
+}
+
+void ResourceCheck::stop()
+{
+    m_timer.stop();
+    m_download.reset();
+}
+
+void ResourceCheck::look()
+{
+    if (m_download->details().value<DownloadDetails>().isChecking)
+        return;
+    m_timer.stop();
+    const Result found = result();
+    m_download.release()->deleteLater();
+    Q_EMIT checked(found);
+}
+
+ResourceCheck::Result ResourceCheck::result() const
+{
+    const AbstractDownloadPersistentInfo info = m_download->info();
+    const auto details = m_download->details().value<DownloadDetails>();
+    Result result;
+    if (info.hasFlag(AbstractDownloadPersistentInfo::ResourceChanged)) {
+        result.finding = Finding::Changed;
+        return result;
+    }
+    result.error = details.checkError;
+    if (details.checkStatus >= kFirstRefusal)
+        result.error = {details.checkStatus, ErrorCategory::kHttp, errorSourceHere(), {}};
+    if (result.error || details.checkStatus < 0) {
+        result.status = result.error ? exitStatusOf(result.error, info) : ExitStatus::Unknown;
+        result.errorText = result.error
+            ? ErrorMessages::forDownload(result.error, info)
+            : u"cannot check download %1: nothing of it was downloaded that could be compared."_s.arg(info.id);
+        return result;
+    }
+    result.finding = Finding::Same;
+    return result;
+}

@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <host/policy/exitstatus.h>
+#include <inet/qt/download/records/abstractdownloadpersistentinfo.h>
+
+#include <QObject>
+#include <QString>
+#include <QTimer>
+
+#include <memory>
+
+class AbstractDownload;
+class DownloadSession;
+
+/// Asks a server whether it still has the file that a record is of. Downloads nothing and changes nothing. One check at
+/// a time; lives in the session's thread.
+class ResourceCheck : public QObject
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(ResourceCheck)
+
+public:
+    enum class Finding {
+        Same,
+        Changed,
+        Unknown, ///< the server could not be asked, or there is nothing to compare with
+    };
+
+    struct Result {
+        Finding finding = Finding::Unknown;
+        AbstractError error; ///< why it is unknown; may be empty
+        ExitStatus status = ExitStatus::Done; ///< of an unknown one
+        QString errorText; ///< the same for people
+    };
+
+    /// @param session open; outlives this object
+    explicit ResourceCheck(DownloadSession &session, QObject *parent = nullptr);
+    ~ResourceCheck() override;
+
+    /// Always answered by checked(), never from inside the call.
+    void begin(const AbstractDownloadPersistentInfo &record);
+    /// Without an answer.
+    void stop();
+
+Q_SIGNALS:
+    void checked(const ResourceCheck::Result &result);
+
+private:
+    void look();
+    Result result() const;
+
+    DownloadSession &m_session;
+    std::unique_ptr<AbstractDownload> m_download;
+    QTimer m_timer;
+};

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <inet/qt/download/records/abstracterror.h>
+
+#include <QDateTime>
+#include <QString>
+#include <QUrl>
+#include <QtGlobal>
+
+/// Which downloads of the list are meant.
+enum class ListFilter {
+    All,
+    Unfinished,
+    Finished,
+};
+
+/// A download as one line shows it. A value, read without the rest of the record.
+struct ListEntry {
+    qint64 id = 0;
+    QString name; ///< of the first file; empty = not known yet
+    QUrl url;
+    QString folder; ///< empty = none
+    qint64 size = -1; ///< bytes; -1 = unknown
+    qint64 done = 0; ///< bytes
+    bool finished = false;
+    qint64 ownerPid = 0; ///< of the process that runs it, which may have died since; 0 = none
+    AbstractError error; ///< of the last run; false = none
+    QDateTime creationTime; ///< invalid = not known
+    QDateTime finishedTime; ///< invalid = not finished
+    QDateTime errorTime; ///< invalid = no error
+};

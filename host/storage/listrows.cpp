@@ -1,0 +1,147 @@
+// SPDX-License-Identifier: MIT
+#include <host/storage/listrows.h>
+
+#include <host/storage/recordrows.h>
+#include <host/storage/sqlcells.h>
+
+#include <QSqlQuery>
+
+#include <limits>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+/// The parts are found by their keys, for the lines of the page alone.
+const QString kEntryColumns = uR"(
+    id, url, folder, finished, owner_pid,
+    error_code, error_category, error_source, error_description, error_time, creation_time, finished_time,
+    (SELECT name FROM files WHERE download_id = downloads.id AND position = 0),
+    (SELECT CASE WHEN min(size) < 0 THEN -1 ELSE sum(size) END FROM files WHERE download_id = downloads.id),
+    (SELECT sum(downloaded) FROM sections WHERE download_id = downloads.id))"_s;
+
+QString conditionOf(ListFilter filter)
+{
+    switch (filter) {
+    case ListFilter::All:
+        break;
+    case ListFilter::Unfinished:
+        return u"finished = 0"_s;
+    case ListFilter::Finished:
+        return u"finished = 1"_s;
+    }
+    return u"true"_s;
+}
+
+ListEntry entryFrom(const QSqlQuery &query)
+{
+    int column = 0;
+    const auto next = [&] { return query.value(column++); };
+    ListEntry entry;
+    entry.id = next().toLongLong();
+    entry.url = SqlCells::toUrl(next());
+    entry.folder = SqlCells::toText(next());
+    entry.finished = next().toBool();
+    entry.ownerPid = next().toLongLong();
+    entry.error.code = next().toInt();
+    entry.error.category = SqlCells::toBytes(next()).toStdString();
+    entry.error.source = SqlCells::toBytes(next()).toStdString();
+    entry.error.description = SqlCells::toBytes(next()).toStdString();
+    entry.errorTime = SqlCells::toTime(next());
+    entry.creationTime = SqlCells::toTime(next());
+    entry.finishedTime = SqlCells::toTime(next());
+    entry.name = SqlCells::toText(next());
+    const QVariant size = next();
+    entry.size = size.isNull() ? -1 : size.toLongLong();
+    entry.done = next().toLongLong();
+    return entry;
+}
+
+const QString kOptionColumns =
+    u"rate_limit, connections, connections_per_server, checksum_algorithm, checksum_hex, on_changed, on_unresumable, "
+    u"tries_used, added_by, insecure, store_secrets, user, password"_s;
+
+DownloadOptions optionsFrom(const QSqlQuery &query)
+{
+    int column = 0;
+    const auto next = [&] { return query.value(column++); };
+    DownloadOptions options;
+    options.rateLimit = next().toLongLong();
+    options.connections = next().toInt();
+    options.connectionsPerServer = next().toInt();
+    options.checksumAlgorithm = SqlCells::toText(next());
+    options.checksumHex = SqlCells::toText(next());
+    options.onChanged = next().toInt();
+    options.onUnresumable = next().toInt();
+    options.triesUsed = next().toInt();
+    options.addedBy = next().toInt();
+    options.insecure = next().toBool();
+    options.storeSecrets = next().toBool();
+    options.user = SqlCells::toText(next());
+    options.password = SqlCells::toText(next());
+    return options;
+}
+
+/// NULL unless a person asked for it to be kept.
+QVariant secret(const QString &text, const DownloadOptions &options)
+{
+    return options.storeSecrets ? SqlCells::fromText(text) : QVariant();
+}
+
+}
+
+std::optional<QList<ListEntry>> ListRows::page(RecordRows &rows, ListFilter filter, int limit, qint64 before)
+{
+    const QString statement = u"SELECT %1 FROM downloads WHERE %2 AND id < ? ORDER BY id DESC LIMIT ?"_s.arg(
+        kEntryColumns, conditionOf(filter));
+    QSqlQuery query(rows.database());
+    if (!rows.run(statement, {before > 0 ? before : std::numeric_limits<qint64>::max(), limit}, query))
+        return std::nullopt;
+    QList<ListEntry> entries;
+    while (query.next())
+        entries.append(entryFrom(query));
+    if (!rows.wasReadWhole(query))
+        return std::nullopt;
+    return entries;
+}
+
+std::optional<qint64> ListRows::count(RecordRows &rows, ListFilter filter)
+{
+    QSqlQuery query(rows.database());
+    if (!rows.run(u"SELECT count(*) FROM downloads WHERE "_s + conditionOf(filter), {}, query) || !query.next())
+        return std::nullopt;
+    return query.value(0).toLongLong();
+}
+
+std::optional<DownloadOptions> ListRows::options(RecordRows &rows, qint64 id)
+{
+    QSqlQuery query(rows.database());
+    if (!rows.run(u"SELECT %1 FROM options WHERE download_id = ?"_s.arg(kOptionColumns), {id}, query))
+        return std::nullopt;
+    return query.next() ? optionsFrom(query) : DownloadOptions();
+}
+
+bool ListRows::setOptions(RecordRows &rows, qint64 id, const DownloadOptions &options)
+{
+    const QVariantList values{
+        id,
+        options.rateLimit,
+        options.connections,
+        options.connectionsPerServer,
+        SqlCells::fromText(options.checksumAlgorithm),
+        SqlCells::fromText(options.checksumHex),
+        options.onChanged,
+        options.onUnresumable,
+        options.triesUsed,
+        options.addedBy,
+        int(options.insecure),
+        int(options.storeSecrets),
+        secret(options.user, options),
+        secret(options.password, options),
+    };
+    const QString marks = QStringList(values.size(), u"?"_s).join(u", "_s);
+    QSqlQuery query(rows.database());
+    return rows.run(u"INSERT OR REPLACE INTO options (download_id, %1) VALUES (%2)"_s.arg(kOptionColumns, marks), values,
+                    query);
+}

@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <host/storage/downloadoptions.h>
+#include <host/storage/listentry.h>
+
+#include <QList>
+
+#include <optional>
+
+class RecordRows;
+
+/// What the list has beside whole records: the lines that people see of them, and the host's own options. Each is one
+/// statement; nothing, or false, when it failed, with the reason in the rows.
+namespace ListRows
+{
+
+/// See DownloadList::page().
+std::optional<QList<ListEntry>> page(RecordRows &rows, ListFilter filter, int limit, qint64 before);
+std::optional<qint64> count(RecordRows &rows, ListFilter filter);
+
+std::optional<DownloadOptions> options(RecordRows &rows, qint64 id);
+bool setOptions(RecordRows &rows, qint64 id, const DownloadOptions &options);
+
+}

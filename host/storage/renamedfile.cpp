@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+#include <host/storage/renamedfile.h>
+
+#include <QDir>
+#include <QFile>
+#include <QStringList>
+
+#include <cstdio>
+#include <fcntl.h>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+/// The name as it was meant to be, and the incomplete one without its ending: they differ when the first was taken.
+QStringList finalPaths(const AbstractDownloadPersistentInfo &record)
+{
+    const AbstractDownloadFileInfo &file = record.files.first();
+    const QDir folder(record.folder);
+    QStringList paths{folder.filePath(file.name)};
+    const QString ending = u".part"_s;
+    if (file.relativePath().endsWith(ending))
+        paths.append(folder.filePath(file.relativePath().chopped(ending.size())));
+    return paths;
+}
+
+bool renameToFree(const QString &from, const QString &to)
+{
+    return ::renameat2(AT_FDCWD, QFile::encodeName(from).constData(), AT_FDCWD, QFile::encodeName(to).constData(),
+                       RENAME_NOREPLACE)
+        == 0;
+}
+
+}
+
+bool RenamedFile::takeBack(const AbstractDownloadPersistentInfo &record, const FileIdentity &file)
+{
+    if (!file.isKnown() || record.isFinished() || record.files.isEmpty() || !record.files.first().isOnDisk())
+        return false;
+    const QString path = record.filePath(0);
+    const QStringList candidates = finalPaths(record);
+    for (const QString &candidate : candidates) {
+        if (candidate != path && FileIdentity::of(candidate) == file)
+            return renameToFree(candidate, path);
+    }
+    return false;
+}

@@ -1,0 +1,230 @@
+// SPDX-License-Identifier: MIT
+#include <tests/integration/plaitsandbox.h>
+#include <tests/integration/plaitterminal.h>
+#include <tests/support/nginxserver.h>
+#include <tests/support/testca.h>
+#include <tests/support/testfiles.h>
+
+#include <QTest>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+constexpr quint64 kSeed = 31;
+constexpr qint64 kSize = qint64(2) * 1024 * 1024;
+constexpr int kRows = 24;
+// Four connections of this rate take a few seconds.
+const QString kSlowFile = u"/rate/100k/file.bin"_s;
+const QString kOtherSlowFile = u"/rate/100k/other.bin"_s;
+
+QString allFrames(const TerminalModel &screen)
+{
+    QStringList texts;
+    for (const QStringList &frame : screen.frames())
+        texts.append(frame.join(u'\n'));
+    return texts.join(u"\n--\n"_s) + u"\n== "_s + screen.unknownCodes().join(u' ');
+}
+
+QStringList linesAbout(const QString &name, const TerminalModel &screen)
+{
+    QStringList lines;
+    for (const QStringList &frame : screen.frames())
+        lines += frame.filter(name);
+    return lines;
+}
+
+/// Part of the file is there, and bytes arrive.
+bool hasStripInProgress(const QString &line)
+{
+    return line.contains(u'[') && line.contains(u'█') && line.contains(u'►') && line.contains(u'░');
+}
+
+bool showsStripInProgress(const TerminalModel &screen)
+{
+    return !screen.frames().isEmpty()
+        && std::any_of(screen.frames().last().begin(), screen.frames().last().end(), &hasStripInProgress);
+}
+
+QStringList fourConnections(const QStringList &more)
+{
+    return QStringList{u"-x"_s, u"4"_s} + more;
+}
+}
+
+Q_DECLARE_METATYPE(TerminalModel::OnResize)
+
+/// The program on a terminal, seen through the terminal's eyes.
+class TestPlaitTerminal : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+
+    void theStripShowsWhatIsThereAndWhereBytesArrive_data();
+    void theStripShowsWhatIsThereAndWhereBytesArrive();
+    void anotherSizeLeavesNoRemains_data();
+    void anotherSizeLeavesNoRemains();
+    void severalDownloadsLeaveTheirLastLinesAlone();
+    void stoppingTakesTheLiveLinesAway();
+    void noColourIsUsedWhereNoneIsWanted();
+    void withoutUtf8TheStripIsAscii();
+    void aDumbTerminalGetsNoCodes();
+
+private:
+    QString url(const QString &path) const { return m_server.url(path).toString(); }
+
+    TestCa m_ca;
+    NginxServer m_server;
+};
+
+void TestPlaitTerminal::initTestCase()
+{
+    QVERIFY2(m_ca.isValid(), qPrintable(m_ca.errorText()));
+    QVERIFY2(m_server.start(m_ca), qPrintable(m_server.errorText()));
+    QVERIFY(m_server.addFile(u"file.bin"_s, kSeed, kSize));
+    QVERIFY(m_server.addFile(u"other.bin"_s, kSeed + 1, kSize));
+    QVERIFY(m_server.addFile(u"small.bin"_s, kSeed + 2, 1000));
+}
+
+void TestPlaitTerminal::theStripShowsWhatIsThereAndWhereBytesArrive_data()
+{
+    QTest::addColumn<int>("columns");
+    QTest::addColumn<bool>("hasStrip");
+    QTest::addColumn<bool>("hasSize");
+
+    QTest::newRow("40 columns have no room for a strip") << 40 << false << false;
+    QTest::newRow("80 columns") << 80 << true << false;
+    QTest::newRow("200 columns") << 200 << true << true;
+}
+
+void TestPlaitTerminal::theStripShowsWhatIsThereAndWhereBytesArrive()
+{
+    QFETCH(int, columns);
+    QFETCH(bool, hasStrip);
+    PlaitSandbox plait;
+    PlaitTerminal terminal(columns, kRows);
+    const TerminalModel &screen = terminal.screen();
+    QVERIFY(terminal.start(plait, fourConnections({url(kSlowFile)})));
+    QCOMPARE(terminal.finish(), 0);
+
+    const QStringList lines = linesAbout(u"file.bin"_s, screen);
+    QVERIFY2(!lines.isEmpty(), terminal.bytes());
+    QCOMPARE(std::any_of(lines.begin(), lines.end(), &hasStripInProgress), hasStrip);
+    QTEST(!lines.filter(u"of 2.0 MiB"_s).isEmpty(), "hasSize");
+    QVERIFY2(!lines.filter(u"KiB/s"_s).isEmpty(), qPrintable(allFrames(screen)));
+    QVERIFY2(!lines.filter(u"0:0"_s).filter(u"left"_s).isEmpty(), qPrintable(allFrames(screen)));
+    QCOMPARE(lines.filter(u"4 conn"_s).isEmpty(), !hasStrip);
+    QCOMPARE(screen.lostCharacters(), 0);
+    for (const QString &line : lines)
+        QVERIFY2(line.size() < columns, qPrintable(line));
+    QVERIFY2(screen.unknownCodes().isEmpty(), qPrintable(screen.unknownCodes().join(u' ')));
+    QCOMPARE(screen.wholeLines().size(), 1);
+    QVERIFY(screen.wholeLines().first().startsWith("Saved \""_L1));
+    QCOMPARE(TestFiles::sha256OfFile(plait.path(u"file.bin"_s)), TestFiles::sha256OfContent(kSeed, kSize));
+}
+
+void TestPlaitTerminal::anotherSizeLeavesNoRemains_data()
+{
+    QTest::addColumn<TerminalModel::OnResize>("onResize");
+    QTest::newRow("the terminal wraps anew what stands") << TerminalModel::OnResize::WrapAnew;
+    QTest::newRow("the terminal cuts off what stands") << TerminalModel::OnResize::CutOff;
+}
+
+void TestPlaitTerminal::anotherSizeLeavesNoRemains()
+{
+    QFETCH(TerminalModel::OnResize, onResize);
+    PlaitSandbox plait;
+    PlaitTerminal terminal(200, kRows, onResize);
+    const TerminalModel &screen = terminal.screen();
+    QVERIFY(terminal.start(plait, fourConnections({url(kSlowFile)})));
+    QVERIFY2(terminal.waitFor([&] { return showsStripInProgress(screen); }), terminal.bytes());
+    for (const int columns : {60, 30, 80, 120}) {
+        terminal.resize(columns, kRows);
+        const qsizetype seen = screen.frames().size();
+        // One of them may have been on its way when the size changed.
+        QVERIFY2(terminal.waitFor([&] { return screen.frames().size() >= seen + 2; }), terminal.bytes());
+        const QStringList frame = screen.frames().last();
+        QVERIFY2(frame.size() == 1 && frame.first().size() < columns, qPrintable(allFrames(screen)));
+    }
+    QVERIFY2(showsStripInProgress(screen), qPrintable(allFrames(screen)));
+    QCOMPARE(terminal.finish(), 0);
+    QVERIFY2(screen.wholeLines().size() == 1, qPrintable(screen.wholeLines().join(u'\n')));
+    QVERIFY(screen.wholeLines().first().startsWith("Saved \""_L1));
+    QCOMPARE(screen.lostCharacters(), 0);
+}
+
+void TestPlaitTerminal::severalDownloadsLeaveTheirLastLinesAlone()
+{
+    PlaitSandbox plait;
+    PlaitTerminal terminal(80, kRows);
+    const TerminalModel &screen = terminal.screen();
+    QVERIFY(terminal.start(plait, fourConnections({url(kSlowFile), url(u"/status/404"_s), url(kOtherSlowFile)})));
+    QCOMPARE(terminal.finish(), 3);
+    QVERIFY2(!linesAbout(u"running"_s, screen).isEmpty(), qPrintable(allFrames(screen)));
+    const QStringList left = screen.wholeLines();
+    QVERIFY2(left.size() == 3, qPrintable(left.join(u'\n')));
+    QCOMPARE(left.filter(u"Saved \""_s).size(), 2);
+    QCOMPARE(left.filter(u"plait: "_s).size(), 1);
+    QCOMPARE(screen.lostCharacters(), 0);
+}
+
+void TestPlaitTerminal::stoppingTakesTheLiveLinesAway()
+{
+    PlaitSandbox plait;
+    PlaitTerminal terminal(80, kRows);
+    const TerminalModel &screen = terminal.screen();
+    QVERIFY(terminal.start(plait, fourConnections({url(kSlowFile), url(kOtherSlowFile)})));
+    QVERIFY2(terminal.waitFor([&] { return showsStripInProgress(screen); }), terminal.bytes());
+    terminal.interrupt();
+    QCOMPARE(terminal.finish(), 7);
+    const QStringList left = screen.wholeLines();
+    QVERIFY2(!left.isEmpty() && left.filter(u"running,"_s).isEmpty() && left.filter(u"►"_s).isEmpty(),
+             qPrintable(left.join(u'\n')));
+}
+
+void TestPlaitTerminal::noColourIsUsedWhereNoneIsWanted()
+{
+    PlaitSandbox plait;
+    PlaitTerminal coloured(80, kRows);
+    QVERIFY(coloured.start(plait, fourConnections({url(kSlowFile)})));
+    QVERIFY2(coloured.waitFor([&] { return showsStripInProgress(coloured.screen()); }), coloured.bytes());
+    QVERIFY(coloured.screen().colourCodes() > 0);
+    coloured.interrupt();
+    QCOMPARE(coloured.finish(), 7);
+
+    PlaitTerminal plain(80, kRows);
+    QVERIFY(plain.start(plait, fourConnections({url(kOtherSlowFile)}), {u"NO_COLOR=1"_s}));
+    QVERIFY2(plain.waitFor([&] { return showsStripInProgress(plain.screen()); }), plain.bytes());
+    plain.interrupt();
+    QCOMPARE(plain.finish(), 7);
+    QCOMPARE(plain.screen().colourCodes(), 0);
+}
+
+void TestPlaitTerminal::withoutUtf8TheStripIsAscii()
+{
+    PlaitSandbox plait;
+    PlaitTerminal terminal(80, kRows);
+    QVERIFY(terminal.start(plait, fourConnections({url(kSlowFile)}), {u"LC_ALL=C"_s}));
+    QCOMPARE(terminal.finish(), 0);
+    const QStringList lines = linesAbout(u"file.bin  ["_s, terminal.screen());
+    QVERIFY2(!lines.filter(u"#>"_s).isEmpty(), qPrintable(allFrames(terminal.screen())));
+    const QByteArray bytes = terminal.bytes();
+    QVERIFY(std::none_of(bytes.begin(), bytes.end(), [](char c) { return (uchar(c) & 0x80) != 0; }));
+}
+
+void TestPlaitTerminal::aDumbTerminalGetsNoCodes()
+{
+    PlaitSandbox plait;
+    PlaitTerminal terminal(80, kRows);
+    QVERIFY(terminal.start(plait, {url(u"/small.bin"_s)}, {u"TERM=dumb"_s}));
+    QCOMPARE(terminal.finish(), 0);
+    QVERIFY2(!terminal.bytes().contains('\033'), terminal.bytes());
+    QVERIFY(terminal.bytes().startsWith("Saved \""));
+}
+
+QTEST_GUILESS_MAIN(TestPlaitTerminal)
+#include "tst_plait_terminal.moc"
