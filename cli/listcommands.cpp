@@ -209,21 +209,11 @@ ExitStatus show(const Arguments &arguments, DownloadList &list, const Output &ou
     return status;
 }
 
-/// A fresh address may be given to a download only where its file can be the same one.
-QString reasonAgainst(const Arguments &arguments, DownloadSession &session)
-{
-    if (arguments.force)
-        return {};
-    const std::optional<Record> record = session.record(arguments.ids.first());
-    return record && record->isFinished() ? u"it is finished already."_s : QString();
-}
-
 ExitStatus setUrl(const Arguments &arguments, DownloadSession &session, const Output &output)
 {
-    QString errorText = reasonAgainst(arguments, session);
+    QString errorText;
     const qint64 id = arguments.ids.first();
-    const QUrl url = arguments.requests.first().url;
-    if (!errorText.isEmpty() || !session.setUrl(id, url, &errorText)) {
+    if (!session.setUrl(id, arguments.requests.first().url, &errorText)) {
         complain(output, errorText);
         return ExitStatus::Unknown;
     }

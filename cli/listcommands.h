@@ -19,7 +19,7 @@ struct Output {
 
 /// list and show: they need no session, and so no module and no network.
 ExitStatus print(const Arguments &arguments, const Output &output);
-/// remove and set-url. @param session open
+/// remove, and set-url with --force. @param session open
 ExitStatus change(const Arguments &arguments, DownloadSession &session, const Output &output);
 /// config
 ExitStatus printSettings(const Arguments &arguments, const Output &output);

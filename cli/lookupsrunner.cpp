@@ -13,8 +13,7 @@ LookupsRunner::LookupsRunner(const Arguments &arguments, DownloadSession &sessio
     , m_printer(printer)
     , m_check(session)
 {
-    connect(&m_session, &DownloadSession::queried, this,
-            [this](qint64 id, const QueryResult &result) { m_printer.queried(id, result); });
+    connect(&m_session, &DownloadSession::queried, this, &LookupsRunner::onQueried);
     connect(&m_session, &DownloadSession::finished, this,
             [this](qint64 id, const AbstractDownloadPersistentInfo &info) { onFinished(id, info); });
     connect(&m_session, &DownloadSession::closed, this, [this] { Q_EMIT done(m_status); });
@@ -79,12 +78,47 @@ void LookupsRunner::check()
         end(ExitStatus::Unknown, u"there is no download %1. Run \"plait list\" to see them."_s.arg(m_id), {});
 }
 
+void LookupsRunner::onQueried(qint64 id, const QueryResult &result)
+{
+    m_found = result;
+    if (m_arguments.command == Arguments::Command::Query)
+        m_printer.queried(id, result);
+}
+
 void LookupsRunner::onFinished(qint64 id, const AbstractDownloadPersistentInfo &info)
 {
     if (id != m_id)
         return;
+    if (!info.lastError && m_arguments.command == Arguments::Command::SetUrl) {
+        mergeUrl();
+        return;
+    }
     const ExitStatus status = info.lastError ? exitStatusOf(info.lastError, info) : ExitStatus::Done;
     end(status, ErrorMessages::forDownload(info.lastError, info), info.lastError);
+}
+
+/// An address of another file would only be found out later, and leave the download without one that works.
+void LookupsRunner::mergeUrl()
+{
+    const qint64 id = m_arguments.ids.first();
+    const std::optional<AbstractDownloadPersistentInfo> record = m_session.record(id);
+    const qint64 size = record && !record->files.isEmpty() ? record->files.first().size : -1;
+    if (size >= 0 && m_found.size >= 0 && size != m_found.size) {
+        end(ExitStatus::ResourceChanged,
+            u"cannot change download %1: the file there has %2 bytes, and the download is of one with %3. --force "
+            u"gives "
+            u"it the address all the same."_s.arg(QString::number(id), QString::number(m_found.size),
+                                                  QString::number(size)),
+            {});
+        return;
+    }
+    QString errorText;
+    if (!m_session.setUrl(id, m_arguments.requests.first().url, &errorText)) {
+        end(ExitStatus::Unknown, errorText, {});
+        return;
+    }
+    m_printer.note(u"download %1 goes on from its new address with \"plait resume %1\""_s.arg(id));
+    end(ExitStatus::Done, {}, {});
 }
 
 void LookupsRunner::onChecked(const ResourceCheck::Result &result)

@@ -10,8 +10,8 @@
 
 class Printer;
 
-/// Asks servers without downloading, one after the other: what a URL holds, or whether a download's resource has
-/// changed.
+/// Asks servers without downloading, one after the other: what a URL holds, whether a download's resource has changed,
+/// or whether a fresh address may be given to a download.
 class LookupsRunner : public Runner
 {
     Q_OBJECT
@@ -27,8 +27,10 @@ private:
     void next();
     void query();
     void check();
+    void onQueried(qint64 id, const QueryResult &result);
     void onFinished(qint64 id, const AbstractDownloadPersistentInfo &info);
     void onChecked(const ResourceCheck::Result &result);
+    void mergeUrl();
     void end(ExitStatus status, const QString &errorText, const AbstractError &error);
     qsizetype count() const;
 
@@ -40,6 +42,7 @@ private:
     qsizetype m_index = -1;
     qint64 m_id = 0; ///< of what is being looked up
     QUrl m_url; ///< the same
+    QueryResult m_found; ///< at the newest URL that was asked
     bool m_stopping = false;
     ExitStatus m_status = ExitStatus::Done;
 };

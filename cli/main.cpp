@@ -93,7 +93,9 @@ int runToEnd(Runner &runner)
 
 int run(const Arguments &arguments, DownloadSession &session, Printer &printer, Questions *questions)
 {
-    if (arguments.command == Arguments::Command::Query || arguments.command == Arguments::Command::Check) {
+    const bool looksUp = arguments.command == Arguments::Command::Query
+        || arguments.command == Arguments::Command::Check || arguments.command == Arguments::Command::SetUrl;
+    if (looksUp) {
         LookupsRunner runner(arguments, session, printer);
         return runToEnd(runner);
     }
@@ -113,8 +115,8 @@ int runInSession(const Arguments &arguments, QTextStream &answers, QTextStream &
     const QStringList warnings = session.warnings();
     for (const QString &warning : warnings)
         complain(notes, warning);
-    const bool isQuick =
-        arguments.command == Arguments::Command::Remove || arguments.command == Arguments::Command::SetUrl;
+    const bool isQuick = arguments.command == Arguments::Command::Remove
+        || (arguments.command == Arguments::Command::SetUrl && arguments.force);
     if (isQuick)
         return int(ListCommands::change(arguments, session, {answers, notes}));
     const std::unique_ptr<Printer> printer = makePrinter(arguments, answers, notes);

@@ -25,6 +25,9 @@ namespace
 
 const QString kModuleId = u"downloadswww"_s;
 
+/// Of downloads with one address, so many are compared.
+constexpr int kCandidates = 4;
+
 /// Length of the file that the record names; -1 when it is not there. A link is none of ours.
 qint64 lengthOnDisk(const AbstractDownloadPersistentInfo &record)
 {
@@ -375,7 +378,29 @@ qint64 DownloadSession::insertNew(const DownloadRequest &request, QString *error
         *errorText = m_list.lastErrorText();
         return 0;
     }
+    warnOfTheSame(record);
     return takeClaim(record.id, errorText) ? record.id : 0;
+}
+
+/// The module knows which requests are for one resource. To fetch it twice may be meant, so it is only said.
+void DownloadSession::warnOfTheSame(const AbstractDownloadPersistentInfo &record)
+{
+    const QList<AbstractDownloadPersistentInfo> candidates = m_list.findByUrl(record.url, kCandidates);
+    const std::unique_ptr<AbstractDownload> download(
+        candidates.size() > 1 ? m_module->createDownload(record.id, nullptr) : nullptr);
+    if (!download)
+        return;
+    download->setInfo(record);
+    for (const AbstractDownloadPersistentInfo &other : candidates) {
+        const CompareDownloadsResult result =
+            other.id == record.id ? CompareDownloadsResult::Different : download->compareDownloads(other);
+        if (result != CompareDownloadsResult::SameContent && result != CompareDownloadsResult::SameSource)
+            continue;
+        Q_EMIT warned(record.id,
+                      u"download %1 is of the same resource, in the folder \"%2\""_s.arg(
+                          QString::number(other.id), QDir::toNativeSeparators(other.folder)));
+        return;
+    }
 }
 
 bool DownloadSession::takeClaim(qint64 id, QString *errorText)

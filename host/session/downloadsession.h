@@ -116,6 +116,7 @@ private:
     DownloadRequest withoutSecrets(const DownloadRequest &request);
     void trustServers(const AbstractDownloadPersistentInfo &record, const DownloadOptions &options);
     qint64 claimFound(const DownloadRequest &request, QString *errorText);
+    void warnOfTheSame(const AbstractDownloadPersistentInfo &record);
     qint64 insertNew(const DownloadRequest &request, QString *errorText);
     bool takeClaim(qint64 id, QString *errorText);
     void releaseClaim(qint64 id);

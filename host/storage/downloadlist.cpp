@@ -226,6 +226,14 @@ QList<DownloadList::Record> DownloadList::findUnfinished(const QUrl &url, const 
     return records;
 }
 
+QList<DownloadList::Record> DownloadList::findByUrl(const QUrl &url, int limit)
+{
+    QList<Record> records = select(u"id IN (SELECT id FROM downloads WHERE url = ? ORDER BY id DESC LIMIT ?)"_s,
+                                   {SqlCells::fromUrl(url), limit});
+    std::reverse(records.begin(), records.end());
+    return records;
+}
+
 QList<DownloadList::Record> DownloadList::list()
 {
     return select(u"true"_s, {});

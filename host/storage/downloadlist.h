@@ -74,6 +74,8 @@ public:
     /// Those that the same request would go on with, newest first.
     /// @param outputName as it was asked for by name; empty = the name was left to the server
     QList<Record> findUnfinished(const QUrl &url, const QString &folder, const QString &outputName);
+    /// Those with this address, newest first. @param limit most
+    QList<Record> findByUrl(const QUrl &url, int limit);
     /// All records, by id.
     QList<Record> list();
     /// What a line of the list shows, newest first. @param limit most lines at once @param before only downloads that
