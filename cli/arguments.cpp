@@ -67,6 +67,7 @@ public:
         readWords(result);
         readSession(result.session);
         readQueue(result.queue);
+        readChanges(result.changes);
         result.all = m_typed.all;
         result.withFile = m_typed.withFile;
         result.force = m_typed.force;
@@ -265,6 +266,22 @@ private:
         return options;
     }
 
+    void readChanges(Arguments::OptionChanges &changes)
+    {
+        const DownloadOptions typed = options();
+        if (m_typed.hasLimitRate)
+            changes.rateLimit = typed.rateLimit;
+        if (m_typed.hasConnections)
+            changes.connections = typed.connections;
+        if (m_typed.hasConnectionsPerServer)
+            changes.connectionsPerServer = typed.connectionsPerServer;
+        if (m_typed.hasOnChanged)
+            changes.onChanged = typed.onChanged;
+        if (m_typed.hasOnUnresumable)
+            changes.onUnresumable = typed.onUnresumable;
+        changes.insecure = m_typed.insecure;
+    }
+
     void readChecksum(DownloadOptions &options)
     {
         QString errorText;
@@ -376,6 +393,16 @@ private:
     QString m_complaint;
 };
 
+}
+
+void Arguments::OptionChanges::applyTo(DownloadOptions &options) const
+{
+    options.rateLimit = rateLimit.value_or(options.rateLimit);
+    options.connections = connections.value_or(options.connections);
+    options.connectionsPerServer = connectionsPerServer.value_or(options.connectionsPerServer);
+    options.onChanged = onChanged.value_or(options.onChanged);
+    options.onUnresumable = onUnresumable.value_or(options.onUnresumable);
+    options.insecure = options.insecure || insecure;
 }
 
 Arguments::Outcome Arguments::parse(int argc, const char *const *argv, const QString &currentFolder)

@@ -77,6 +77,9 @@ public:
         m_typed.hasOutput = wasGiven("--output");
         m_typed.hasConnections = wasGiven("--max-connections");
         m_typed.hasConnectionsPerServer = wasGiven("--max-connections-per-server");
+        m_typed.hasLimitRate = wasGiven("--limit-rate");
+        m_typed.hasOnChanged = wasGiven("--on-changed");
+        m_typed.hasOnUnresumable = wasGiven("--on-unresumable");
     }
 
     bool wasGiven(const std::string &option) const

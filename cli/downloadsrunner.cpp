@@ -89,8 +89,10 @@ void DownloadsRunner::feed()
 {
     for (int i = 0; i < kAtATime && !m_stopping && m_nextRequest < m_arguments.requests.size(); ++i)
         addNext();
-    for (; !m_stopping && m_nextId < m_ids.size(); ++m_nextId)
+    for (; !m_stopping && m_nextId < m_ids.size(); ++m_nextId) {
+        renewOptions(m_ids.at(m_nextId));
         append(m_ids.at(m_nextId));
+    }
     if (!m_stopping && m_nextRequest < m_arguments.requests.size())
         QMetaObject::invokeMethod(this, &DownloadsRunner::feed, Qt::QueuedConnection);
     else if (m_queue.isIdle())
@@ -106,6 +108,16 @@ void DownloadsRunner::addNext()
         append(id);
     else
         refuse(request.url, errorText, m_session.supports(request.url) ? ExitStatus::Unknown : ExitStatus::BadOption);
+}
+
+void DownloadsRunner::renewOptions(qint64 id)
+{
+    const DownloadOptions before = m_session.options(id);
+    DownloadOptions options = before;
+    m_arguments.changes.applyTo(options);
+    QString errorText;
+    if (options != before && !m_session.setOptions(id, options, &errorText))
+        m_printer.warn(id, errorText);
 }
 
 void DownloadsRunner::append(qint64 id)

@@ -34,6 +34,7 @@ public:
 private:
     void feed();
     void addNext();
+    void renewOptions(qint64 id);
     void append(qint64 id);
     void onProgress();
     void onFileExists(qint64 id, int fileIndex, const QList<QString> &paths);

@@ -54,5 +54,8 @@ struct Typed {
     bool hasOutput = false;
     bool hasConnections = false;
     bool hasConnectionsPerServer = false;
+    bool hasLimitRate = false;
+    bool hasOnChanged = false;
+    bool hasOnUnresumable = false;
     bool query = false;
 };

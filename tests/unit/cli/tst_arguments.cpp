@@ -52,6 +52,7 @@ private Q_SLOTS:
     void helpNamesEveryCommand();
     void commands_data();
     void commands();
+    void whatIsGivenForOldDownloadsReplacesWhatTheListHas();
     void urlsComeFromAFile();
     void settingsAreDefaults();
     void aSettingThatThereIsNoneOfIsSaid_data();
@@ -414,6 +415,22 @@ void TestArguments::commands()
     QVERIFY2(outcome.arguments, qPrintable(outcome.text));
     QTEST(outcome.arguments->command, "command");
     QTEST(outcome.arguments->ids, "ids");
+}
+
+void TestArguments::whatIsGivenForOldDownloadsReplacesWhatTheListHas()
+{
+    DownloadOptions options;
+    options.rateLimit = 5;
+    options.connections = 6;
+    options.onChanged = int(Trouble::Policy::Ask);
+    const DownloadOptions before = options;
+    parse({u"resume"_s, u"1"_s}).arguments->changes.applyTo(options);
+    QCOMPARE(options, before);
+    parse({u"resume"_s, u"1"_s, u"--limit-rate"_s, u"0"_s, u"-x"_s, u"2"_s, u"--on-changed"_s, u"restart"_s})
+        .arguments->changes.applyTo(options);
+    QCOMPARE(options.rateLimit, 0);
+    QCOMPARE(options.connections, 2);
+    QCOMPARE(options.onChanged, int(Trouble::Policy::Restart));
 }
 
 void TestArguments::urlsComeFromAFile()
