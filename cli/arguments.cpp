@@ -67,7 +67,7 @@ public:
         readWords(result);
         readSession(result.session);
         readQueue(result.queue);
-        readChanges(result.changes);
+        result.changes = changes();
         result.all = m_typed.all;
         result.withFile = m_typed.withFile;
         result.force = m_typed.force;
@@ -238,8 +238,9 @@ private:
             readHeader(toText(header), request.headers);
         for (const std::string &mirror : m_typed.mirrors)
             request.mirrors.append(readUrl(toText(mirror)));
-        request.onExists = onExists();
+        request.onExists = m_typed.hasOnExists ? onExists() : AbstractDownloadExistingFileReaction::NotSet;
         request.options = options();
+        request.changes = changes();
         checkLine(u"--referer"_s, request.referer);
         checkLine(u"--user-agent"_s, request.userAgent);
         return request;
@@ -266,9 +267,10 @@ private:
         return options;
     }
 
-    void readChanges(Arguments::OptionChanges &changes)
+    OptionChanges changes()
     {
         const DownloadOptions typed = options();
+        OptionChanges changes;
         if (m_typed.hasLimitRate)
             changes.rateLimit = typed.rateLimit;
         if (m_typed.hasConnections)
@@ -279,7 +281,15 @@ private:
             changes.onChanged = typed.onChanged;
         if (m_typed.hasOnUnresumable)
             changes.onUnresumable = typed.onUnresumable;
-        changes.insecure = m_typed.insecure;
+        if (m_typed.hasOnExists)
+            changes.skipExisting = typed.skipExisting;
+        changes.checksumAlgorithm = typed.checksumAlgorithm;
+        changes.checksumHex = typed.checksumHex;
+        changes.insecure = typed.insecure;
+        changes.storeSecrets = typed.storeSecrets;
+        changes.user = typed.user;
+        changes.password = typed.password;
+        return changes;
     }
 
     void readChecksum(DownloadOptions &options)
@@ -393,16 +403,6 @@ private:
     QString m_complaint;
 };
 
-}
-
-void Arguments::OptionChanges::applyTo(DownloadOptions &options) const
-{
-    options.rateLimit = rateLimit.value_or(options.rateLimit);
-    options.connections = connections.value_or(options.connections);
-    options.connectionsPerServer = connectionsPerServer.value_or(options.connectionsPerServer);
-    options.onChanged = onChanged.value_or(options.onChanged);
-    options.onUnresumable = onUnresumable.value_or(options.onUnresumable);
-    options.insecure = options.insecure || insecure;
 }
 
 Arguments::Outcome Arguments::parse(int argc, const char *const *argv, const QString &currentFolder)

@@ -4,6 +4,7 @@
 #include <cli/progressmode.h>
 #include <host/policy/exitstatus.h>
 #include <host/session/downloadrequest.h>
+#include <host/session/optionchanges.h>
 #include <host/session/queueoptions.h>
 #include <host/session/sessionoptions.h>
 #include <host/storage/listentry.h>
@@ -34,18 +35,7 @@ struct Arguments {
     Command command = Command::Get;
     QList<DownloadRequest> requests; ///< of Get and Query, in order; of SetUrl the new address alone
     QList<qint64> ids; ///< of the list; those that a command is about
-    /// Of Resume, Restart and Finish: what was given for the downloads; all else stays as the list has it.
-    struct OptionChanges {
-        std::optional<qint64> rateLimit;
-        std::optional<int> connections;
-        std::optional<int> connectionsPerServer;
-        std::optional<int> onChanged;
-        std::optional<int> onUnresumable;
-        bool insecure = false; ///< from now on
-
-        void applyTo(DownloadOptions &options) const;
-    };
-    OptionChanges changes;
+    OptionChanges changes; ///< of downloads that are in the list already
     bool all = false; ///< Resume: everything that is unfinished
     bool withFile = false; ///< Remove: the file, too
     bool force = false; ///< SetUrl: even where the file there may be another one

@@ -78,6 +78,7 @@ public:
         m_typed.hasConnections = wasGiven("--max-connections");
         m_typed.hasConnectionsPerServer = wasGiven("--max-connections-per-server");
         m_typed.hasLimitRate = wasGiven("--limit-rate");
+        m_typed.hasOnExists = wasGiven("--on-exists");
         m_typed.hasOnChanged = wasGiven("--on-changed");
         m_typed.hasOnUnresumable = wasGiven("--on-unresumable");
     }

@@ -69,8 +69,13 @@ void DownloadsRunner::begin()
 {
     if (m_arguments.all) {
         const QList<ListEntry> entries = m_session.list().page(ListFilter::Unfinished, std::numeric_limits<int>::max());
-        for (const ListEntry &entry : entries)
-            m_ids.append(entry.id);
+        for (const ListEntry &entry : entries) {
+            if (entry.ownerPid == 0)
+                m_ids.append(entry.id);
+            else
+                m_printer.note(
+                    u"download %1 is left out: process %2 is at work on it"_s.arg(entry.id).arg(entry.ownerPid));
+        }
         if (m_ids.isEmpty())
             m_printer.note(u"there is nothing unfinished"_s);
     }
@@ -158,7 +163,7 @@ void DownloadsRunner::onFileExists(qint64 id, int fileIndex, const QList<QString
     }
     const QString question =
         u"\"%1\" exists already. Save under another name, overwrite it, or skip the download?"_s.arg(paths.value(0));
-    m_questions->ask(question, {u"rename"_s, u"overwrite"_s, u"skip"_s}, [this, id, fileIndex](int answer) {
+    m_questions->ask(id, question, {u"rename"_s, u"overwrite"_s, u"skip"_s}, [this, id, fileIndex](int answer) {
         constexpr Action kActions[] = {Action::Rename, Action::Overwrite, Action::Skip};
         m_session.fileExistsAction(id, fileIndex, kActions[std::clamp(answer, 0, 2)]);
     });
@@ -166,7 +171,7 @@ void DownloadsRunner::onFileExists(qint64 id, int fileIndex, const QList<QString
 
 void DownloadsRunner::onDecision(qint64 id, const QString &question)
 {
-    m_questions->ask(question, {u"no"_s, u"yes"_s}, [this, id](int answer) { m_queue.decide(id, answer == 1); });
+    m_questions->ask(id, question, {u"no"_s, u"yes"_s}, [this, id](int answer) { m_queue.decide(id, answer == 1); });
 }
 
 void DownloadsRunner::onRetrying(qint64 id, qint64 inMs, const QString &reason)
@@ -182,7 +187,7 @@ void DownloadsRunner::onEnded(const DownloadOutcome &outcome)
     count(outcome.status);
     m_urls.remove(outcome.id);
     if (m_questions)
-        m_questions->withdraw();
+        m_questions->withdraw(outcome.id);
 }
 
 void DownloadsRunner::onDrained()
@@ -192,8 +197,8 @@ void DownloadsRunner::onDrained()
         return;
     m_progressTimer.stop();
     // What was stopped before it began is as unfinished as what was stopped in the middle.
-    if (m_stopping && m_done + m_failed < m_arguments.requests.size() + m_ids.size())
-        count(ExitStatus::Unfinished);
+    if (m_stopping && m_done < m_arguments.requests.size() + m_ids.size())
+        m_status = ExitStatus::Unfinished;
     m_session.close();
 }
 

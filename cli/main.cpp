@@ -19,6 +19,8 @@
 #include <QTextStream>
 
 #include <memory>
+#include <string>
+#include <vector>
 
 #include <unistd.h>
 
@@ -147,8 +149,13 @@ int main(int argc, char *argv[])
     QCoreApplication::setApplicationName(u"plait"_s);
     QTextStream answers(stdout);
     QTextStream notes(stderr);
-    const Arguments::Outcome outcome = Arguments::parse(argc, argv, QDir::currentPath());
+    // Parsing may wait for URLs on standard input: meanwhile nobody is to read secrets off the process.
+    const std::vector<std::string> typed(argv, argv + argc);
     ProcessTitle::hide(argc, argv, {"--user", "--header", "--proxy", "--post-data"});
+    std::vector<const char *> words;
+    for (const std::string &word : typed)
+        words.push_back(word.c_str());
+    const Arguments::Outcome outcome = Arguments::parse(argc, words.data(), QDir::currentPath());
     if (!outcome.arguments) {
         if (outcome.status == ExitStatus::Done)
             answers << outcome.text;

@@ -40,17 +40,23 @@ Questions::Questions(Printer &printer, int inputFile, QObject *parent)
     connect(&m_notifier, &QSocketNotifier::activated, this, &Questions::onReadable);
 }
 
-void Questions::ask(const QString &question, const QStringList &choices, const std::function<void(int)> &answered)
+void Questions::ask(qint64 id, const QString &question, const QStringList &choices,
+                    const std::function<void(int)> &answered)
 {
-    m_questions.enqueue({question, choices, answered});
+    m_questions.enqueue({id, question, choices, answered});
     if (m_questions.size() == 1)
         put();
 }
 
-void Questions::withdraw()
+void Questions::withdraw(qint64 id)
 {
-    m_questions.clear();
+    const bool wasPut = !m_questions.isEmpty() && m_questions.head().id == id;
+    m_questions.removeIf([id](const Question &question) { return question.id == id; });
+    if (!wasPut)
+        return;
     rest();
+    if (!m_questions.isEmpty())
+        put();
 }
 
 void Questions::rest()

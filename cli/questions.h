@@ -20,14 +20,16 @@ public:
     /// @param inputFile descriptor of the terminal that answers are typed at
     Questions(Printer &printer, int inputFile, QObject *parent = nullptr);
 
-    /// @param choices a word each; the beginning of one is enough for an answer, an empty line is the first
+    /// @param id of the download that it is about @param choices a word each; the beginning of one is enough for an
+    /// answer, an empty line is the first
     /// @param answered gets the number of the choice
-    void ask(const QString &question, const QStringList &choices, const std::function<void(int)> &answered);
-    /// Forgets what nobody has answered yet.
-    void withdraw();
+    void ask(qint64 id, const QString &question, const QStringList &choices, const std::function<void(int)> &answered);
+    /// Forgets what was asked about the download and nobody has answered yet.
+    void withdraw(qint64 id);
 
 private:
     struct Question {
+        qint64 id = 0;
         QString text;
         QStringList choices;
         std::function<void(int)> answered;

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <ctime>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -21,18 +22,31 @@ constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
 
 // The handler may touch nothing else.
 std::atomic<int> s_count = 0;
+std::atomic<qint64> s_firstMs = 0;
 std::atomic<int> s_writeEnd = -1;
 static_assert(std::atomic<int>::is_always_lock_free);
+
+qint64 nowMs()
+{
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return qint64(now.tv_sec) * 1000 + now.tv_nsec / 1'000'000;
+}
 
 void onSignal(int)
 {
     const int errorBefore = errno;
-    if (s_count.fetch_add(1) > 0) {
+    const bool isFirst = s_count.fetch_add(1) == 0;
+    if (isFirst)
+        s_firstMs = nowMs();
+    if (!isFirst && nowMs() - s_firstMs >= SignalWatcher::kOneWishMs) {
         Screen::eraseAtOnce();
         std::_Exit(int(ExitStatus::EndedAtOnce));
     }
     const char byte = 0;
-    [[maybe_unused]] const ssize_t written = write(s_writeEnd, &byte, 1);
+    if (isFirst) {
+        [[maybe_unused]] const ssize_t written = write(s_writeEnd, &byte, 1);
+    }
     errno = errorBefore;
 }
 
@@ -42,8 +56,13 @@ void setHandler(void (*handler)(int))
     action.sa_handler = handler;
     action.sa_flags = SA_RESTART;
     sigemptyset(&action.sa_mask);
-    for (int number : kSignals)
-        sigaction(number, &action, nullptr);
+    for (int number : kSignals) {
+        struct sigaction before = {};
+        sigaction(number, nullptr, &before);
+        // Who started the process may have meant it to outlive the terminal.
+        if (before.sa_handler != SIG_IGN)
+            sigaction(number, &action, nullptr);
+    }
 }
 
 }

@@ -56,6 +56,7 @@ struct Typed {
     bool hasConnectionsPerServer = false;
     bool hasLimitRate = false;
     bool hasOnChanged = false;
+    bool hasOnExists = false;
     bool hasOnUnresumable = false;
     bool query = false;
 };

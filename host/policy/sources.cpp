@@ -19,15 +19,31 @@ Sources::Sources(const AbstractDownloadPersistentInfo &record)
     }
 }
 
-void Sources::putAside(const QUrl &url, const QString &reason)
+QUrl Sources::current() const
+{
+    const auto left = std::find_if(m_urls.cbegin(), m_urls.cend(), [this](const QUrl &url) { return !isAside(url); });
+    return left == m_urls.cend() ? QUrl() : *left;
+}
+
+void Sources::putAside(const QUrl &url, const QString &reason, bool mayPass)
 {
     if (m_urls.contains(url) && !isAside(url))
-        m_aside.append({url, reason});
+        m_aside.append({url, reason, mayPass});
 }
 
 bool Sources::isAside(const QUrl &url) const
 {
     return std::any_of(m_aside.cbegin(), m_aside.cend(), [&url](const Aside &aside) { return aside.url == url; });
+}
+
+bool Sources::mayAnyPass() const
+{
+    return std::any_of(m_aside.cbegin(), m_aside.cend(), [](const Aside &aside) { return aside.mayPass; });
+}
+
+void Sources::bringBack()
+{
+    m_aside.removeIf([](const Aside &aside) { return aside.mayPass; });
 }
 
 void Sources::applyTo(AbstractDownloadPersistentInfo &record) const

@@ -20,9 +20,16 @@ public:
     bool areSeveral() const { return m_urls.size() > 1; }
     /// Some are left.
     bool hasNext() const { return m_aside.size() < m_urls.size(); }
-    /// @param reason a clause, as in "HTTP status 404"
-    void putAside(const QUrl &url, const QString &reason);
+    bool contains(const QUrl &url) const { return m_urls.contains(url); }
+    /// The one that a run begins with; empty when none is left.
+    QUrl current() const;
+    /// @param reason a clause, as in "HTTP status 404" @param mayPass the same address may do at another time
+    void putAside(const QUrl &url, const QString &reason, bool mayPass = false);
     bool isAside(const QUrl &url) const;
+    /// Some were put aside for what may pass.
+    bool mayAnyPass() const;
+    /// Those are tried again.
+    void bringBack();
 
     /// Makes the record download from what is left: a wrong URL is passed over without being forgotten.
     void applyTo(AbstractDownloadPersistentInfo &record) const;
@@ -39,6 +46,7 @@ private:
     struct Aside {
         QUrl url;
         QString reason;
+        bool mayPass = false;
     };
 
     QList<QUrl> m_urls;

@@ -9,10 +9,13 @@
 
 #include <QDateTime>
 #include <QDir>
+#include <QFileInfo>
 #include <QRandomGenerator>
 #include <QStorageInfo>
 
 #include <algorithm>
+#include <limits>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -44,12 +47,41 @@ QString clauseOf(const AbstractError &error)
 QString spaceComplaint(const AbstractDownloadPersistentInfo &record)
 {
     const qint64 needed = record.diskSpaceNotUsedYet();
+    // To look for the disk is expensive, and for a new download nothing is known that would have to fit.
+    if (needed <= 0)
+        return {};
     const QStorageInfo disk(record.folder);
-    if (needed <= 0 || !disk.isValid() || !disk.isReady() || disk.bytesAvailable() >= needed)
+    if (!disk.isValid() || !disk.isReady() || disk.bytesAvailable() >= needed)
         return {};
     return u"cannot download %1: it needs %2 more bytes, and the disk of \"%3\" has %4. Make room, or choose another "
            u"folder with -d."_s.arg(u'"' + record.downloadTitle() + u'"', QString::number(needed),
                                     QDir::toNativeSeparators(record.folder), QString::number(disk.bytesAvailable()));
+}
+
+/// The error as people can act on it: also where the module's own says less than the record shows.
+AbstractError explained(const AbstractDownloadPersistentInfo &info)
+{
+    AbstractError error = info.lastError;
+    if (!error)
+        return {int(GenericErrorCode::Unexpected), ErrorCategory::kGeneric, errorSourceHere(), {}};
+    if (Trouble::kindOf(error, info) == Trouble::Kind::Unresumable)
+        return {int(DownloadErrorCode::ResumeNotSupported), ErrorCategory::kDownload, error.source, error.description};
+    return error;
+}
+
+/// An incomplete file that is in the way is none.
+bool isTargetThere(const AbstractDownloadPersistentInfo &info)
+{
+    return !info.files.isEmpty() && QFileInfo::exists(QDir(info.folder).filePath(info.files.first().name));
+}
+
+/// What is complete is found again by its number alone.
+QString stopText(const AbstractDownloadPersistentInfo &info)
+{
+    if (!info.isFinished())
+        return ErrorMessages::forStop();
+    return u"stopped before \"%1\" was compared with its checksum; \"plait resume %2\" does it"_s.arg(
+        info.downloadTitle(), QString::number(info.id));
 }
 
 QString questionAbout(Trouble::Kind kind, const AbstractDownloadPersistentInfo &info)
@@ -80,6 +112,8 @@ struct DownloadQueue::Active {
     int requests = 0;
     int attempts = 0; ///< of all
     int failures = 0; ///< since the last progress
+    int restarts = 0; ///< that nobody was asked about
+    Job job = Job::Download; ///< of the newest run, or of the one that the timer begins
     qint64 mostBytes = 0; ///< that were on disk at the end of an attempt
     qint64 share = 0; ///< bytes/s that it may take now
 };
@@ -90,6 +124,7 @@ DownloadQueue::DownloadQueue(DownloadSession &session, const QueueOptions &optio
     , m_options(options)
 {
     m_clock.start();
+    m_tick.setParent(this);
     m_tick.setInterval(kTickMs);
     connect(&m_tick, &QTimer::timeout, this, &DownloadQueue::tick);
     connect(&m_session, &DownloadSession::finished, this, &DownloadQueue::onFinished);
@@ -104,23 +139,25 @@ DownloadQueue::~DownloadQueue() = default;
 
 void DownloadQueue::append(qint64 id, Job job)
 {
+    const auto isIt = [id](const Waiting &waiting) { return waiting.id == id; };
+    if (m_active.contains(id) || std::any_of(m_waiting.cbegin(), m_waiting.cend(), isIt))
+        return;
     m_waiting.enqueue({id, job});
-    QMetaObject::invokeMethod(this, &DownloadQueue::fill, Qt::QueuedConnection);
+    fillSoon();
 }
 
 void DownloadQueue::pause()
 {
     m_pausing = true;
-    m_waiting.clear();
     const QList<qint64> ids = activeIds();
     for (const qint64 id : ids) {
         Active *const active = find(id);
         if (active && active->isRunning)
             m_session.stop(id);
         else if (active)
-            end(*active, ExitStatus::Unfinished, ErrorMessages::forStop());
+            end(*active, ExitStatus::Unfinished, stopText(active->info));
     }
-    QMetaObject::invokeMethod(this, &DownloadQueue::fill, Qt::QueuedConnection);
+    fillSoon();
 }
 
 void DownloadQueue::decide(qint64 id, bool restart)
@@ -139,6 +176,16 @@ void DownloadQueue::setSpeedLimit(qint64 limit)
 {
     m_options.speedLimit = limit;
     shareSpeed();
+}
+
+bool DownloadQueue::setSpeedLimitOf(qint64 id, qint64 limit, QString *errorText)
+{
+    if (Active *const active = find(id))
+        active->options.rateLimit = limit;
+    shareSpeed();
+    DownloadOptions options = m_session.options(id);
+    options.rateLimit = limit;
+    return m_session.setOptions(id, options, errorText);
 }
 
 QList<qint64> DownloadQueue::activeIds() const
@@ -173,18 +220,39 @@ DownloadQueue::Active *DownloadQueue::find(qint64 id)
 
 void DownloadQueue::fill()
 {
+    if (m_pausing)
+        endWaiting();
     while (!m_pausing && !m_waiting.isEmpty() && m_order.size() < std::max(1, m_options.mostAtOnce))
         begin(m_waiting.dequeue());
-    if (isIdle()) {
-        m_tick.stop();
+    if (!isIdle())
+        return;
+    m_tick.stop();
+    if (std::exchange(m_hasNews, false))
         Q_EMIT drained();
+}
+
+/// Never from inside the call that is the reason.
+void DownloadQueue::fillSoon()
+{
+    m_hasNews = true;
+    QMetaObject::invokeMethod(this, &DownloadQueue::fill, Qt::QueuedConnection);
+}
+
+/// Without a text: what never began needs no last words of its own.
+void DownloadQueue::endWaiting()
+{
+    while (!m_waiting.isEmpty()) {
+        DownloadOutcome outcome;
+        outcome.id = m_waiting.dequeue().id;
+        outcome.info = m_session.record(outcome.id).value_or(AbstractDownloadPersistentInfo());
+        outcome.status = ExitStatus::Unfinished;
+        outcome.attempts = 0;
+        Q_EMIT ended(outcome);
     }
 }
 
 void DownloadQueue::begin(const Waiting &waiting)
 {
-    if (m_active.contains(waiting.id))
-        return;
     auto made = std::make_unique<Active>();
     Active &active = *made;
     active.id = waiting.id;
@@ -195,12 +263,16 @@ void DownloadQueue::begin(const Waiting &waiting)
     active.sources = Sources(active.info);
     active.mostBytes = active.info.bytesDownloaded(false);
     active.retryTimer.setSingleShot(true);
-    connect(&active.retryTimer, &QTimer::timeout, this, [this, id = waiting.id] { tryAgain(id, Job::Download); });
+    active.retryTimer.setTimerType(Qt::PreciseTimer); // people are told what is left of it
+    connect(&active.retryTimer, &QTimer::timeout, this, [this, &active] { tryAgain(active.id, active.job); });
     m_active.emplace(waiting.id, std::move(made));
     m_order.append(waiting.id);
     if (!m_tick.isActive())
         m_tick.start();
     Q_EMIT began(waiting.id);
+    // Whoever heard of it may have paused.
+    if (!find(waiting.id))
+        return;
     if (!record)
         end(active, ExitStatus::Unknown, u"there is no download %1. Run \"plait list\" to see them."_s.arg(waiting.id));
     else
@@ -213,10 +285,15 @@ void DownloadQueue::tryAgain(qint64 id, Job job)
     if (!active || active->isRunning)
         return;
     QString errorText = job == Job::Download ? spaceComplaint(active->info) : QString();
-    if (!errorText.isEmpty())
+    if (!errorText.isEmpty()) {
         end(*active, ExitStatus::DiskFull, errorText);
-    else if (!run(*active, job, &errorText))
-        end(*active, ExitStatus::Unknown, errorText);
+        return;
+    }
+    if (!run(*active, job, &errorText))
+        end(*active, ExitStatus::Unknown,
+            errorText.isEmpty() ? u"cannot begin download %1: it runs already, or the program is about to end. Wait "
+                                  u"until that is done, and run \"plait resume %1\"."_s.arg(id)
+                                : errorText);
 }
 
 bool DownloadQueue::run(Active &active, Job job, QString *errorText)
@@ -225,22 +302,32 @@ bool DownloadQueue::run(Active &active, Job job, QString *errorText)
     active.finding = Watchdog::Finding::Fine;
     active.requests = 0;
     active.areFilesWorkedOn = false;
+    active.job = job;
     ++active.attempts;
-    // Whoever hears of the run's first signals finds it running.
+    // Whoever hears of the run's first signals finds it running; it may be over before the call is.
     active.isRunning = true;
-    switch (job) {
-    case Job::Download:
-        active.isRunning = m_session.start(active.id, active.sources, errorText);
-        break;
-    case Job::Restart:
-        active.isRunning = m_session.restart(active.id, errorText);
-        break;
-    case Job::FinishNow:
-        active.isRunning = m_session.finishNow(active.id, errorText);
-        break;
+    if (!beginRun(active, errorText)) {
+        active.isRunning = false;
+        return false;
     }
+    // A pause from inside the beginning found nothing to stop yet.
+    if (active.isRunning && m_pausing)
+        m_session.stop(active.id);
     shareSpeed();
-    return active.isRunning;
+    return true;
+}
+
+bool DownloadQueue::beginRun(const Active &active, QString *errorText)
+{
+    switch (active.job) {
+    case Job::Download:
+        return m_session.start(active.id, active.sources, errorText);
+    case Job::Restart:
+        return m_session.restart(active.id, errorText);
+    case Job::FinishNow:
+        return m_session.finishNow(active.id, errorText);
+    }
+    Q_UNREACHABLE();
 }
 
 void DownloadQueue::tick()
@@ -259,8 +346,8 @@ void DownloadQueue::watch(Active &active)
     if (active.finding != Watchdog::Finding::Fine)
         return;
     const DownloadStatus status = m_session.status(active.id);
-    active.finding = active.watchdog.look({m_clock.elapsed(), status.done, status.allocated, status.connections,
-                                           active.areFilesWorkedOn, active.requests});
+    active.finding = active.watchdog.look(
+        {elapsedMs(), status.done, status.allocated, status.connections, active.areFilesWorkedOn, active.requests});
     if (active.finding != Watchdog::Finding::Fine)
         m_session.stop(active.id);
 }
@@ -288,8 +375,13 @@ void DownloadQueue::shareSpeed()
 
 void DownloadQueue::onRequest(qint64 id)
 {
-    if (Active *const active = find(id))
-        ++active->requests;
+    Active *const active = find(id);
+    if (!active)
+        return;
+    ++active->requests;
+    // One transfer more, as soon as it is there.
+    if (active->share > 0)
+        QMetaObject::invokeMethod(this, &DownloadQueue::shareSpeed, Qt::QueuedConnection);
 }
 
 void DownloadQueue::onFinished(qint64 id, const AbstractDownloadPersistentInfo &info, const DownloadDetails &details,
@@ -314,7 +406,7 @@ void DownloadQueue::judge(Active &active, const QList<QString> &responseHeaders)
         return;
     }
     if (m_pausing) {
-        end(active, ExitStatus::Unfinished, ErrorMessages::forStop());
+        end(active, ExitStatus::Unfinished, stopText(active.info));
         return;
     }
     const qint64 bytes = active.info.bytesDownloaded(false);
@@ -330,28 +422,28 @@ bool DownloadQueue::tryNextSource(Active &active)
     const AbstractError &error = active.info.lastError;
     if (!active.sources.areSeveral() || !Sources::isSourcesFault(error))
         return false;
-    const QUrl failed = active.details.failedSource.isValid() ? active.details.failedSource : active.info.downloadUrl();
-    if (active.sources.isAside(failed))
+    const QUrl failed =
+        active.sources.contains(active.details.failedSource) ? active.details.failedSource : active.sources.current();
+    // A restart begins with all of them again; else an address that was left out is none that could fail.
+    if (active.sources.isAside(failed) && active.job != Job::Restart)
         return false;
-    active.sources.putAside(failed, clauseOf(error));
+    active.sources.putAside(failed, clauseOf(error), Retry::isWorthwhile(error));
     if (!active.sources.hasNext())
         return false;
-    waitFor(active, 0, u"%1: %2; trying another address"_s.arg(failed.toDisplayString(), clauseOf(error)));
+    waitFor(active, 0, Job::Download,
+            u"%1: %2; trying another address"_s.arg(failed.toDisplayString(), clauseOf(error)));
     return true;
 }
 
 bool DownloadQueue::handleTrouble(Active &active)
 {
     const Trouble::Kind kind = Trouble::kindOf(active.info.lastError, active.info);
-    if (kind == Trouble::Kind::None || (active.sources.areSeveral() && active.sources.hasNext()))
+    if (kind == Trouble::Kind::None)
         return false;
     const auto policy =
         Trouble::Policy(kind == Trouble::Kind::Changed ? active.options.onChanged : active.options.onUnresumable);
-    if (policy == Trouble::Policy::Restart) {
-        QMetaObject::invokeMethod(
-            this, [this, id = active.id] { tryAgain(id, Job::Restart); }, Qt::QueuedConnection);
-        return true;
-    }
+    if (policy == Trouble::Policy::Restart)
+        return restartUnasked(active);
     if (policy != Trouble::Policy::Ask || !m_options.canAsk)
         return false;
     active.isAsking = true;
@@ -359,11 +451,25 @@ bool DownloadQueue::handleTrouble(Active &active)
     return true;
 }
 
+/// A server that has another file each time it is asked would be restarted without end. Progress is no sign that it has
+/// come to its senses.
+bool DownloadQueue::restartUnasked(Active &active)
+{
+    ++active.restarts;
+    if (m_options.mostTries > 0 && active.restarts > m_options.mostTries)
+        return false;
+    const Retry::Wait wait{active.restarts - 1, m_options.retryWaitMs, QRandomGenerator::global()->generateDouble()};
+    waitFor(active, active.restarts == 1 ? 0 : Retry::delayMs(wait), Job::Restart,
+            u"%1; fetching it from the beginning"_s.arg(clauseOf(active.info.lastError)));
+    return true;
+}
+
 bool DownloadQueue::tryAgainLater(Active &active, const QList<QString> &responseHeaders)
 {
     const AbstractError &error = active.info.lastError;
     const bool isWatchdogs = active.finding != Watchdog::Finding::Fine && isStop(error);
-    if (!isWatchdogs && !Retry::isWorthwhile(error))
+    const bool mayAddressPass = !active.sources.hasNext() && active.sources.mayAnyPass();
+    if (!isWatchdogs && !Retry::isWorthwhile(error) && !mayAddressPass)
         return false;
     ++active.failures;
     if (m_options.mostTries > 0 && active.failures >= m_options.mostTries)
@@ -376,24 +482,36 @@ bool DownloadQueue::tryAgainLater(Active &active, const QList<QString> &response
     const QString reason = !isWatchdogs               ? clauseOf(error)
         : active.finding == Watchdog::Finding::Silent ? u"nothing happened for too long"_s
                                                       : u"the server ends each transfer after a few bytes"_s;
-    waitFor(active, Retry::delayMs(wait), reason);
+    active.sources.bringBack();
+    const bool hasBegun = active.job != Job::Restart || active.info.bytesDownloaded(false) > 0;
+    waitFor(active, Retry::delayMs(wait), hasBegun ? Job::Download : Job::Restart, reason);
     return true;
 }
 
-void DownloadQueue::waitFor(Active &active, qint64 ms, const QString &reason)
+void DownloadQueue::waitFor(Active &active, qint64 ms, Job job, const QString &reason)
 {
-    active.retryTimer.start(int(ms));
+    active.job = job;
+    active.retryTimer.start(int(std::min<qint64>(ms, std::numeric_limits<int>::max())));
     Q_EMIT retrying(active.id, ms, reason);
 }
 
 void DownloadQueue::compareChecksum(Active &active)
 {
-    QString unused;
-    const std::optional<Checksum> checksum = active.options.checksumAlgorithm.isEmpty()
-        ? std::nullopt
-        : Checksum::parse(active.options.checksumAlgorithm + u'=' + active.options.checksumHex, &unused);
-    if (!checksum) {
+    if (active.options.checksumAlgorithm.isEmpty()) {
         end(active, ExitStatus::Done, {});
+        return;
+    }
+    if (m_pausing) {
+        end(active, ExitStatus::Unfinished, stopText(active.info));
+        return;
+    }
+    QString errorText;
+    const std::optional<Checksum> checksum =
+        Checksum::parse(active.options.checksumAlgorithm + u'=' + active.options.checksumHex, &errorText);
+    if (!checksum) {
+        end(active, ExitStatus::ChecksumMismatch,
+            u"\"%1\" is there, but was not compared with its checksum: %2"_s.arg(
+                QDir::toNativeSeparators(active.info.filePath(0)), errorText));
         return;
     }
     if (!m_hasher) {
@@ -411,7 +529,7 @@ void DownloadQueue::onHashed(qint64 id, const QByteArray &digest, const QString 
     const QString path = QDir::toNativeSeparators(active->info.filePath(0));
     if (digest.isEmpty()) {
         end(*active, ExitStatus::FileError, u"cannot read \"%1\" for its checksum: %2."_s.arg(path, errorText));
-    } else if (digest.toHex() == active->options.checksumHex.toLatin1().toLower()) {
+    } else if (digest == QByteArray::fromHex(active->options.checksumHex.toLatin1())) {
         end(*active, ExitStatus::Done, {});
     } else {
         end(*active, ExitStatus::ChecksumMismatch,
@@ -424,16 +542,27 @@ void DownloadQueue::onHashed(qint64 id, const QByteArray &digest, const QString 
 
 void DownloadQueue::endByItsError(Active &active)
 {
-    const AbstractError &error = active.info.lastError;
-    QString text = ErrorMessages::forDownload(error, active.info);
-    if (active.sources.areSeveral() && !active.sources.hasNext())
-        text = u"cannot download \"%1\" from any of its addresses:\n%2"_s.arg(active.info.downloadTitle(),
-                                                                              active.sources.report());
-    const bool isWatchdogs = active.finding != Watchdog::Finding::Fine && isStop(error);
-    if (isWatchdogs)
-        text = u"cannot download \"%1\": nothing more came from the server. \"plait resume %2\" tries again."_s.arg(
-            active.info.downloadTitle(), QString::number(active.id));
-    end(active, isWatchdogs ? ExitStatus::TimeOut : exitStatusOf(error, active.info), text);
+    const AbstractError error = explained(active.info);
+    const ExitStatus status = exitStatusOf(error, active.info);
+    const QString title = active.info.downloadTitle();
+    if (active.finding != Watchdog::Finding::Fine && isStop(error))
+        end(active, ExitStatus::TimeOut,
+            u"cannot download \"%1\": nothing more came from the server. \"plait resume %2\" tries again."_s.arg(
+                title, QString::number(active.id)));
+    else if (active.sources.areSeveral() && !active.sources.hasNext())
+        end(active, status,
+            u"cannot download \"%1\" from any of its addresses:\n%2"_s.arg(title, active.sources.report()));
+    else if (status == ExitStatus::FileExists && active.options.skipExisting && isTargetThere(active.info))
+        endAsSkipped(active);
+    else
+        end(active, status, ErrorMessages::forDownload(error, active.info));
+}
+
+/// The file that is there is as good as a download.
+void DownloadQueue::endAsSkipped(Active &active)
+{
+    active.info.lastError = {};
+    end(active, ExitStatus::Done, u"\"%1\" is there already; skipped"_s.arg(active.info.downloadTitle()));
 }
 
 void DownloadQueue::end(Active &active, ExitStatus status, const QString &errorText)
@@ -454,6 +583,6 @@ void DownloadQueue::end(Active &active, ExitStatus status, const QString &errorT
     gone->retryTimer.disconnect(this);
     QMetaObject::invokeMethod(
         this, [keep = std::shared_ptr<Active>(std::move(gone))] {}, Qt::QueuedConnection);
-    QMetaObject::invokeMethod(this, &DownloadQueue::fill, Qt::QueuedConnection);
+    fillSoon();
     Q_EMIT ended(outcome);
 }

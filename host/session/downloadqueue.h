@@ -28,7 +28,8 @@ class DownloadSession;
 ///        │           └──────> the file is there ──> its checksum is compared ──> ended
 ///        └─ pause() ─┴── pause() ──────────────────────────────────────────────> ended (unfinished)
 ///
-/// Lives in the session's thread. Each download that was appended ends with exactly one ended().
+/// Lives in the session's thread. Each download that was appended ends with exactly one ended(), with a began() before
+/// it unless it was paused while it waited. Where the queue goes first, what runs goes on in the session, unwatched.
 class DownloadQueue : public QObject
 {
     Q_OBJECT
@@ -46,13 +47,17 @@ public:
     explicit DownloadQueue(DownloadSession &session, const QueueOptions &options, QObject *parent = nullptr);
     ~DownloadQueue() override;
 
+    /// What waits or has begun already is not appended again. After pause() it ends at once, unfinished.
     void append(qint64 id, Job job = Job::Download);
-    /// Ends everything in order; what waits does not begin any more.
+    /// For good: ends everything in order; what waits does not begin any more.
     void pause();
     /// The answer to decisionRequired().
     void decide(qint64 id, bool restart);
     /// bytes/s of all together, from now on; 0 = none.
     void setSpeedLimit(qint64 limit);
+    /// bytes/s of one download, from now on and in the list; 0 = the session's. False, with a sentence, when the list
+    /// cannot be written; the limit holds all the same.
+    bool setSpeedLimitOf(qint64 id, qint64 limit, QString *errorText);
 
     /// Nothing runs and nothing waits.
     bool isIdle() const { return m_waiting.isEmpty() && m_active.empty(); }
@@ -70,6 +75,10 @@ Q_SIGNALS:
     /// Nothing is left to do.
     void drained();
 
+protected:
+    /// ms of the clock that the watchdog goes by; it only goes forward.
+    virtual qint64 elapsedMs() const { return m_clock.elapsed(); }
+
 private:
     struct Active;
     struct Waiting {
@@ -78,8 +87,11 @@ private:
     };
 
     void fill();
+    void fillSoon();
+    void endWaiting();
     void begin(const Waiting &waiting);
     bool run(Active &active, Job job, QString *errorText);
+    bool beginRun(const Active &active, QString *errorText);
     void tick();
     void watch(Active &active);
     void shareSpeed();
@@ -89,13 +101,15 @@ private:
     void judge(Active &active, const QList<QString> &responseHeaders);
     bool tryNextSource(Active &active);
     bool handleTrouble(Active &active);
+    bool restartUnasked(Active &active);
     bool tryAgainLater(Active &active, const QList<QString> &responseHeaders);
     void tryAgain(qint64 id, Job job);
-    void waitFor(Active &active, qint64 ms, const QString &reason);
+    void waitFor(Active &active, qint64 ms, Job job, const QString &reason);
     void compareChecksum(Active &active);
     void onHashed(qint64 id, const QByteArray &digest, const QString &errorText);
     void end(Active &active, ExitStatus status, const QString &errorText);
     void endByItsError(Active &active);
+    void endAsSkipped(Active &active);
     Active *find(qint64 id);
 
     DownloadSession &m_session;
@@ -107,4 +121,5 @@ private:
     QElapsedTimer m_clock;
     std::unique_ptr<FileHasher> m_hasher; ///< made when first needed
     bool m_pausing = false;
+    bool m_hasNews = false; ///< since drained()
 };

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/session/optionchanges.h>
 #include <host/storage/downloadoptions.h>
 #include <inet/qt/download/records/abstractdownloadpersistentinfo.h>
 
@@ -21,7 +22,8 @@ struct DownloadRequest {
     QVariantMap headers; ///< custom request headers, name to text
     QList<QUrl> mirrors; ///< other addresses of the same file
     AbstractDownloadExistingFileReaction onExists = AbstractDownloadExistingFileReaction::NotSet;
-    DownloadOptions options; ///< how it is to be run
+    DownloadOptions options; ///< how it is to be run, where it is new
+    OptionChanges changes; ///< the same, where the list has it already
 
     /// A new record of a download that has not begun.
     AbstractDownloadPersistentInfo newRecord() const;

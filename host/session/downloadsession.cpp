@@ -8,6 +8,7 @@
 #include <host/policy/urlcredentials.h>
 #include <host/session/moduleloader.h>
 #include <host/session/sessiondownload.h>
+#include <host/storage/abandonedfile.h>
 #include <host/storage/processidentity.h>
 #include <host/storage/renamedfile.h>
 #include <inet/qt/download/framework/abstractdownloadmodule.h>
@@ -71,6 +72,7 @@ DownloadSession::~DownloadSession()
 bool DownloadSession::open(const SessionOptions &options, QString *errorText)
 {
     m_options = options;
+    m_openedAt = FileIdentity::now();
     m_chief = QSharedPointer<NetworkAccessChief>::create();
     AbstractNetworkConsumerSettings settings = m_chief->defaultConsumerSettings();
     settings.ignoreSslErrors = options.ignoreSslErrors;
@@ -164,15 +166,13 @@ bool DownloadSession::setUrl(qint64 id, const QUrl &url, QString *errorText)
 
 bool DownloadSession::remove(qint64 id, bool withFile, QString *errorText)
 {
-    const auto deleteFiles = [withFile](AbstractDownloadPersistentInfo &record) {
-        return withFile ? DownloadSession::deleteFiles(record) : QString();
+    const auto removed = [this, id, withFile](AbstractDownloadPersistentInfo &record) -> QString {
+        const QString reason = withFile ? deleteFiles(record) : QString();
+        if (!reason.isEmpty() || m_list.remove(id))
+            return reason;
+        return m_list.lastErrorText();
     };
-    if (!change(id, deleteFiles, errorText))
-        return false;
-    if (m_list.remove(id))
-        return true;
-    *errorText = m_list.lastErrorText();
-    return false;
+    return change(id, removed, errorText);
 }
 
 bool DownloadSession::finishNow(qint64 id, QString *errorText)
@@ -209,6 +209,21 @@ qint64 DownloadSession::query(const DownloadRequest &request, QString *errorText
     record.files.clear();
     run(record, nullptr, AbstractDownloadCommand::QueryInfoMinimal);
     return record.id;
+}
+
+bool DownloadSession::hold(qint64 id, QString *errorText)
+{
+    if (!takeClaim(id, errorText))
+        return false;
+    m_held.insert(id);
+    return true;
+}
+
+void DownloadSession::letGo(qint64 id)
+{
+    m_held.remove(id);
+    if (!m_running.contains(id))
+        releaseClaim(id);
 }
 
 void DownloadSession::stop(qint64 id)
@@ -331,8 +346,8 @@ DownloadRequest DownloadSession::withoutSecrets(const DownloadRequest &request)
 {
     DownloadRequest result = request;
     if (request.options.storeSecrets && result.options.user.isEmpty()) {
-        result.options.user = request.url.userName(QUrl::FullyDecoded);
-        result.options.password = request.url.password(QUrl::FullyDecoded);
+        result.options.user = result.changes.user = request.url.userName(QUrl::FullyDecoded);
+        result.options.password = result.changes.password = request.url.password(QUrl::FullyDecoded);
     }
     result.url = m_chief->takeSecrets(request.url, &result.headers);
     result.referer = QString::fromUtf8(UrlCredentials::withoutLogin(request.referer.toUtf8()));
@@ -364,7 +379,9 @@ qint64 DownloadSession::claimFound(const DownloadRequest &request, QString *erro
         if (!takeClaim(record.id, errorText))
             return 0;
         request.renew(record);
-        if (!m_list.update(record) || !m_list.setOptions(record.id, request.options))
+        DownloadOptions options = m_list.options(record.id);
+        request.changes.applyTo(options);
+        if (!m_list.update(record) || !m_list.setOptions(record.id, options))
             *errorText = m_list.lastErrorText();
         return errorText->isEmpty() ? record.id : 0;
     }
@@ -446,8 +463,11 @@ void DownloadSession::checkAgainstDisk(AbstractDownloadPersistentInfo &record)
 {
     if (record.isFinished())
         return;
-    if (lengthOnDisk(record) == -1)
-        RenamedFile::takeBack(record, m_list.fileIdentity(record.id));
+    if (lengthOnDisk(record) == -1) {
+        const FileIdentity file = m_list.fileIdentity(record.id);
+        RenamedFile::takeBack(record, file);
+        AbandonedFile::remove(record, file, m_openedAt);
+    }
     const QString path = record.files.isEmpty() ? QString() : QDir::toNativeSeparators(record.filePath(0));
     const DiskCheck::Repair repair = DiskCheck::repair(record, lengthOnDisk(record));
     if (repair == DiskCheck::Repair::None)
@@ -510,7 +530,8 @@ void DownloadSession::onFinished(SessionDownload *running)
     const QueryResult result = QueryResult::from(info, responseHeaders);
     m_running.remove(id);
     restoreSources(id, running->savedInfo());
-    releaseClaim(id);
+    if (!m_held.contains(id))
+        releaseClaim(id);
     running->deleteLater();
     if (id < 0 && !info.lastError)
         Q_EMIT queried(id, result);
@@ -545,7 +566,7 @@ bool DownloadSession::change(qint64 id, const std::function<QString(AbstractDown
         const QString reason = how(*record);
         if (!reason.isEmpty())
             *errorText = u"cannot change download %1: %2"_s.arg(QString::number(id), reason);
-        else if (!m_list.update(*record))
+        else if (m_list.load(id) && !m_list.update(*record))
             *errorText = m_list.lastErrorText();
     } else {
         *errorText = m_list.lastErrorText();

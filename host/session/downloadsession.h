@@ -66,6 +66,9 @@ public:
     bool setUrl(qint64 id, const QUrl &url, QString *errorText);
     /// Forgets a download that does not run. Its file stays unless it is to go, too.
     bool remove(qint64 id, bool withFile, QString *errorText);
+    /// The download stays this process's between its runs, until letGo().
+    bool hold(qint64 id, QString *errorText);
+    void letGo(qint64 id);
     void stop(qint64 id);
     void stopAll();
     /// No download runs.
@@ -140,6 +143,8 @@ private:
     QHash<qint64, SessionDownload *> m_running; ///< children
     QHash<qint64, Sources> m_sources; ///< of those that run from some of their addresses only
     QSet<qint64> m_claimed;
+    QSet<qint64> m_held; ///< of m_claimed; those that stay so between runs
     qint64 m_lastQueryId = 0;
+    qint64 m_openedAt = 0; ///< nanoseconds since 1970
     bool m_closing = false;
 };

@@ -60,6 +60,7 @@ SessionDownload::SessionDownload(AbstractDownload *download, DownloadList *list,
     connect(m_syncer, &FileSyncer::synced, this, &SessionDownload::onSynced);
     connect(m_download, &AbstractDownload::changed, this, &SessionDownload::onChanged);
     connect(m_download, &AbstractDownload::running, this, &SessionDownload::onRunning);
+    connect(m_download, &AbstractDownload::performingFilesOperations, this, &SessionDownload::onFilesOperations);
     connect(m_download, &AbstractDownload::gotResponseHeaders, this, &SessionDownload::onResponseHeaders);
 }
 
@@ -126,6 +127,18 @@ void SessionDownload::onRunning(bool isRunning)
 void SessionDownload::onResponseHeaders(qint64, const QList<QString> &headers)
 {
     m_responseHeaders = headers;
+}
+
+/// A process that dies between making a file and telling the list leaves one that nobody knows: the list hears of it
+/// before.
+void SessionDownload::onFilesOperations(bool performing)
+{
+    const Info record = info();
+    if (!performing || m_syncing || record.destinationType != Info::ToFolder || record.files.isEmpty()
+        || record.files.first().isOnDisk())
+        return;
+    m_file = FileIdentity::planned();
+    commit(record);
 }
 
 /// The file is about to be written from its beginning: the list must not say any more what the disk holds no longer.
@@ -209,6 +222,11 @@ void SessionDownload::commit(const AbstractDownloadPersistentInfo &snapshot)
     if (!m_list)
         return;
     Info record = snapshot;
+    // By its first sync a small file may have got its final name.
+    if (m_file.plannedAt() > 0 && !record.files.isEmpty() && record.files.first().isOnDisk()) {
+        const FileIdentity file = FileIdentity::of(record.filePath(0));
+        m_file = file.isKnown() ? file : m_file;
+    }
     if (m_syncFailed) {
         record.files = m_saved.files;
         record.finishedTime = m_saved.finishedTime;

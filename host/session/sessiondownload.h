@@ -61,6 +61,7 @@ Q_SIGNALS:
 private:
     void onChanged(bool significantly);
     void onRunning(bool isRunning);
+    void onFilesOperations(bool performing);
     void onResponseHeaders(qint64 sectionId, const QList<QString> &headers);
     void forgetBytes();
     void save();
@@ -77,7 +78,7 @@ private:
     DownloadList *const m_list;
     FileSyncer *const m_syncer;
     AbstractDownloadPersistentInfo m_saved; ///< what the list says
-    FileIdentity m_file; ///< of the incomplete file
+    FileIdentity m_file; ///< of the incomplete file, once it is about to be made
     std::optional<AbstractDownloadPersistentInfo> m_syncing; ///< the snapshot of the save that is under way
     bool m_saveAgain = false; ///< as soon as that is done
     bool m_changed = false; ///< since that began

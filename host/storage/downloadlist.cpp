@@ -26,6 +26,7 @@ namespace
 {
 
 constexpr auto kOnlyMyFile = QFileDevice::ReadOwner | QFileDevice::WriteOwner;
+const QByteArray kMagic = QByteArrayLiteral("SQLite format 3");
 constexpr auto kOnlyMyFolder = kOnlyMyFile | QFileDevice::ExeOwner;
 
 /// Missing parents get what the system gives, the last folder is its owner's alone.
@@ -41,9 +42,17 @@ QString makeFile(const QString &path)
     QFile file(path);
     if (!file.open(QIODevice::ReadWrite | QIODevice::NewOnly, kOnlyMyFile) && !file.exists())
         return file.errorString();
-    if (!file.isOpen())
-        file.setPermissions(kOnlyMyFile);
     return {};
+}
+
+/// Whoever names a file as the list by mistake is to find it as it was: what is no database at all counts as a damaged
+/// one only under a database's name.
+bool mayBeList(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly) || file.size() == 0 || path.endsWith(".sqlite"_L1))
+        return true;
+    return file.read(kMagic.size()) == kMagic;
 }
 
 }
@@ -109,6 +118,8 @@ bool DownloadList::beginFile()
     const QString folder = QFileInfo(m_path).absolutePath();
     if (!makeFolder(folder))
         return fail(u"open"_s, u"the folder \"%1\" cannot be made."_s.arg(folder));
+    if (!mayBeList(m_path))
+        return fail(u"open"_s, u"it is no list of downloads. Name another file with --list."_s);
     const QString fileError = makeFile(m_path);
     m_inode = DamagedList::inodeOf(m_path);
     return fileError.isEmpty() || fail(u"open"_s, fileError);
@@ -123,8 +134,6 @@ DownloadList::Opening DownloadList::connectTo()
         return Opening::Failed;
     }
     QString reason;
-    // The first one decides for all that come later; who comes at the same moment finds it done.
-    QSqlQuery(database).exec(u"PRAGMA journal_mode = WAL"_s);
     // In this mode a crash of the machine may lose the last progress but never harms the list.
     QSqlQuery(database).exec(u"PRAGMA synchronous = NORMAL"_s);
     QSqlQuery(database).exec(u"PRAGMA foreign_keys = ON"_s);
@@ -138,6 +147,10 @@ DownloadList::Opening DownloadList::connectTo()
         fail(u"open"_s, reason);
         return Opening::Failed;
     }
+    // Not before it is known to be ours. The first one decides for all that come later; who comes at the same moment
+    // finds it done.
+    QSqlQuery(database).exec(u"PRAGMA journal_mode = WAL"_s);
+    QFile(m_path).setPermissions(kOnlyMyFile);
     m_connection = std::move(connection);
     m_rows = std::make_unique<RecordRows>(database);
     m_rows->setObserver(m_observer);
@@ -268,7 +281,8 @@ bool DownloadList::setOptions(qint64 id, const DownloadOptions &options)
 
 bool DownloadList::remove(qint64 id)
 {
-    return changing(u"remove from"_s, Lasting::Always, [&] { return changesOne(u"DELETE FROM downloads WHERE id = ?"_s, {id}); });
+    return changing(u"remove from"_s, Lasting::Always,
+                    [&] { return changesOne(u"DELETE FROM downloads WHERE id = ?"_s, {id}); });
 }
 
 DownloadList::Claim DownloadList::claim(qint64 id, ProcessIdentity *owner)

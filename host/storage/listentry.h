@@ -24,7 +24,7 @@ struct ListEntry {
     qint64 size = -1; ///< bytes; -1 = unknown
     qint64 done = 0; ///< bytes
     bool finished = false;
-    qint64 ownerPid = 0; ///< of the process that runs it, which may have died since; 0 = none
+    qint64 ownerPid = 0; ///< of the process that runs it; 0 = none does
     AbstractError error; ///< of the last run; false = none
     QDateTime creationTime; ///< invalid = not known
     QDateTime finishedTime; ///< invalid = not finished

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <host/storage/listrows.h>
 
+#include <host/storage/processidentity.h>
 #include <host/storage/recordrows.h>
 #include <host/storage/sqlcells.h>
 
@@ -15,7 +16,7 @@ namespace
 
 /// The parts are found by their keys, for the lines of the page alone.
 const QString kEntryColumns = uR"(
-    id, url, folder, finished, owner_pid,
+    id, url, folder, finished, owner_pid, owner_start_time, owner_boot_id,
     error_code, error_category, error_source, error_description, error_time, creation_time, finished_time,
     (SELECT name FROM files WHERE download_id = downloads.id AND position = 0),
     (SELECT CASE WHEN min(size) < 0 THEN -1 ELSE sum(size) END FROM files WHERE download_id = downloads.id),
@@ -43,7 +44,10 @@ ListEntry entryFrom(const QSqlQuery &query)
     entry.url = SqlCells::toUrl(next());
     entry.folder = SqlCells::toText(next());
     entry.finished = next().toBool();
-    entry.ownerPid = next().toLongLong();
+    ProcessIdentity owner{next().toLongLong(), 0, {}};
+    owner.startTime = next().toLongLong();
+    owner.bootId = SqlCells::toText(next());
+    entry.ownerPid = !owner.isNobody() && owner.isAlive() ? owner.pid : 0;
     entry.error.code = next().toInt();
     entry.error.category = SqlCells::toBytes(next()).toStdString();
     entry.error.source = SqlCells::toBytes(next()).toStdString();
@@ -60,7 +64,7 @@ ListEntry entryFrom(const QSqlQuery &query)
 
 const QString kOptionColumns =
     u"rate_limit, connections, connections_per_server, checksum_algorithm, checksum_hex, on_changed, on_unresumable, "
-    u"tries_used, added_by, insecure, store_secrets, user, password"_s;
+    u"skip_existing, tries_used, added_by, insecure, store_secrets, user, password"_s;
 
 DownloadOptions optionsFrom(const QSqlQuery &query)
 {
@@ -74,6 +78,7 @@ DownloadOptions optionsFrom(const QSqlQuery &query)
     options.checksumHex = SqlCells::toText(next());
     options.onChanged = next().toInt();
     options.onUnresumable = next().toInt();
+    options.skipExisting = next().toBool();
     options.triesUsed = next().toInt();
     options.addedBy = next().toInt();
     options.insecure = next().toBool();
@@ -133,6 +138,7 @@ bool ListRows::setOptions(RecordRows &rows, qint64 id, const DownloadOptions &op
         SqlCells::fromText(options.checksumHex),
         options.onChanged,
         options.onUnresumable,
+        int(options.skipExisting),
         options.triesUsed,
         options.addedBy,
         int(options.insecure),
@@ -142,6 +148,6 @@ bool ListRows::setOptions(RecordRows &rows, qint64 id, const DownloadOptions &op
     };
     const QString marks = QStringList(values.size(), u"?"_s).join(u", "_s);
     QSqlQuery query(rows.database());
-    return rows.run(u"INSERT OR REPLACE INTO options (download_id, %1) VALUES (%2)"_s.arg(kOptionColumns, marks), values,
-                    query);
+    return rows.run(u"INSERT OR REPLACE INTO options (download_id, %1) VALUES (%2)"_s.arg(kOptionColumns, marks),
+                    values, query);
 }

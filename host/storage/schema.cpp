@@ -144,6 +144,7 @@ constexpr QStringView kOptionsTable = uR"(CREATE TABLE options (
     checksum_hex TEXT NOT NULL,
     on_changed INTEGER NOT NULL,
     on_unresumable INTEGER NOT NULL,
+    skip_existing INTEGER NOT NULL,        -- 1 = a file of that name in the way is as good as a download
     tries_used INTEGER NOT NULL,
     added_by INTEGER NOT NULL,             -- bits
     insecure INTEGER NOT NULL,             -- 1 = certificates are not checked

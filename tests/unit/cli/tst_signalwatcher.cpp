@@ -2,6 +2,7 @@
 #include <cli/signalwatcher.h>
 #include <host/policy/exitstatus.h>
 
+#include <QElapsedTimer>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -18,6 +19,8 @@ private Q_SLOTS:
     void theFirstSignalAsksForAStop_data();
     void theFirstSignalAsksForAStop();
     void theSecondSignalEndsTheProcess();
+    void signalsThatComeTogetherAreOne();
+    void aSignalThatWasIgnoredBeforeStaysSo();
     void withoutAWatcherSignalsWorkAsEver();
     void anotherWatcherCountsAnew();
 };
@@ -48,6 +51,9 @@ void TestSignalWatcher::theSecondSignalEndsTheProcess()
     if (child == 0) {
         const SignalWatcher watcher;
         raise(SIGINT);
+        QElapsedTimer clock;
+        clock.start();
+        while (!clock.hasExpired(SignalWatcher::kOneWishMs + 1)) {}
         raise(SIGTERM);
         _exit(0);
     }
@@ -56,6 +62,31 @@ void TestSignalWatcher::theSecondSignalEndsTheProcess()
     QCOMPARE(waitpid(child, &status, 0), child);
     QVERIFY(WIFEXITED(status));
     QCOMPARE(WEXITSTATUS(status), int(ExitStatus::EndedAtOnce));
+}
+
+void TestSignalWatcher::signalsThatComeTogetherAreOne()
+{
+    const SignalWatcher watcher;
+    QSignalSpy stop(&watcher, &SignalWatcher::stopRequested);
+    QCOMPARE(raise(SIGINT), 0);
+    QCOMPARE(raise(SIGTERM), 0);
+    QVERIFY(stop.wait());
+    QCoreApplication::processEvents();
+    QCOMPARE(stop.size(), 1);
+}
+
+void TestSignalWatcher::aSignalThatWasIgnoredBeforeStaysSo()
+{
+    signal(SIGHUP, SIG_IGN);
+    {
+        const SignalWatcher watcher;
+        QSignalSpy stop(&watcher, &SignalWatcher::stopRequested);
+        QCOMPARE(raise(SIGHUP), 0);
+        QCOMPARE(raise(SIGINT), 0);
+        QVERIFY(stop.wait());
+        QCOMPARE(stop.size(), 1);
+    }
+    signal(SIGHUP, SIG_DFL);
 }
 
 void TestSignalWatcher::withoutAWatcherSignalsWorkAsEver()

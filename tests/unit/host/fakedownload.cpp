@@ -1,12 +1,29 @@
 // SPDX-License-Identifier: MIT
 #include <tests/unit/host/fakedownload.h>
 
+#include <inet/qt/download/framework/downloaddetails.h>
 #include <tests/unit/host/fakemodule.h>
 
 #include <QDir>
 #include <QFile>
+#include <QHash>
+
+#include <algorithm>
 
 using namespace Qt::StringLiterals;
+
+namespace
+{
+
+/// Each run has a download of its own, so that nobody else remembers.
+QString nextStepOf(const QUrl &url)
+{
+    static QHash<QUrl, int> taken;
+    const QStringList steps = url.query(QUrl::FullyDecoded).split(u';');
+    return steps.value(std::min<qsizetype>(taken[url]++, steps.size() - 1));
+}
+
+}
 
 FakeDownload::FakeDownload(qint64 id, QObject *parent)
     : AbstractDownload(id, parent)
@@ -43,6 +60,9 @@ void FakeDownload::doCommand(AbstractDownloadCommand command)
         break;
     case AbstractDownloadCommand::Start:
         start();
+        break;
+    case AbstractDownloadCommand::Restart:
+        restart();
         break;
     case AbstractDownloadCommand::Stop:
         if (m_running) {
@@ -82,7 +102,7 @@ QMap<int, AbstractDownload::Progress> FakeDownload::tasksProgress() const
 
 QtConnectionsMap FakeDownload::connectionsMap() const
 {
-    return m_running ? QtConnectionsMap{{{u"a"_s, 80}, {2}}, {{u"b"_s, 80}, {1}}} : QtConnectionsMap();
+    return m_running && !m_silent ? QtConnectionsMap{{{u"a"_s, 80}, {2}}, {{u"b"_s, 80}, {1}}} : QtConnectionsMap();
 }
 
 qint64 FakeDownload::speed(NetworkTrafficDirection direction, bool) const
@@ -113,6 +133,71 @@ void FakeDownload::start()
         finish();
     else if (path == FakePaths::kFails)
         fail();
+    else if (path == FakePaths::kSteps)
+        takeStep();
+}
+
+void FakeDownload::restart()
+{
+    if (m_info.url.path() == FakePaths::kNothing)
+        return;
+    m_info.setFinished(false, true);
+    for (AbstractDownloadFileInfo &file : m_info.files) {
+        QFile::remove(QDir(m_info.folder).filePath(file.pathOnDisk.isEmpty() ? file.name : file.pathOnDisk));
+        file.sections = {{0, kSize, 0}};
+        file.fileFlags = 0;
+    }
+    m_info.effectiveUrl.clear();
+    start();
+}
+
+void FakeDownload::takeStep()
+{
+    const QStringList fields = nextStepOf(m_info.downloadUrl()).split(u'/');
+    m_silent = fields.first() == "silent"_L1;
+    if (fields.first() == "done"_L1) {
+        finish();
+    } else if (fields.first() == "fail"_L1) {
+        failAs(fields);
+    } else if (fields.first() == "taken"_L1) {
+        AbstractDownloadFileInfo file;
+        file.name = u"taken.bin"_s;
+        m_info.files = {file};
+        m_info.existingFileReaction = AbstractDownloadExistingFileReaction::Skip;
+        end({QFileDevice::OpenError, ErrorCategory::kFile, "fake,3", "it is to be left alone"});
+    }
+}
+
+void FakeDownload::failAs(const QStringList &fields)
+{
+    if (fields.size() > 3)
+        keep(fields.at(3).toLongLong());
+    if (fields.size() > 4)
+        Q_EMIT gotResponseHeaders(1, {u"HTTP/1.1 503 Busy"_s, fields.at(4)});
+    m_failedSource = m_info.downloadUrl();
+    end({fields.value(2).toInt(), fields.value(1).toStdString(), "fake,4", "it broke"});
+}
+
+/// What the record says is on the disk, too; else nobody believes it at the next start.
+void FakeDownload::keep(qint64 bytes)
+{
+    AbstractDownloadFileInfo file;
+    file.name = u"%1.bin"_s.arg(id());
+    file.size = kSize;
+    file.sections = {{0, kSize, bytes}};
+    file.pathOnDisk = file.name + u".part"_s;
+    file.fileFlags = AbstractDownloadFileInfo::CreatedOnDisk;
+    m_info.files = {file};
+    QFile part(m_info.filePath(0));
+    if (part.open(QIODevice::WriteOnly))
+        part.write(QByteArray(bytes, 'x'));
+}
+
+QVariant FakeDownload::details() const
+{
+    DownloadDetails details;
+    details.failedSource = m_failedSource;
+    return QVariant::fromValue(details);
 }
 
 void FakeDownload::finish()
@@ -120,14 +205,15 @@ void FakeDownload::finish()
     using File = AbstractDownloadFileInfo;
     File file = m_info.files.value(0);
     if (file.name.isEmpty())
-        file.name = u"fake.bin"_s;
+        file.name = m_info.url.path() == FakePaths::kSteps ? u"%1.bin"_s.arg(id()) : u"fake.bin"_s;
+    file.pathOnDisk.clear();
     file.size = kSize;
     file.sections = {{0, kSize, kSize}};
     file.fileFlags = File::CreatedOnDisk | File::FinalOnDisk;
     m_info.files = {file};
     m_info.setFinished(true, true);
     QFile target(m_info.filePath(0));
-    if (m_info.url.path() == FakePaths::kDone && target.open(QIODevice::WriteOnly))
+    if (m_info.url.path() != FakePaths::kLies && target.open(QIODevice::WriteOnly))
         target.write(QByteArray(kSize, 'x'));
     target.close();
     Q_EMIT progressChanged(kSize, kSize);

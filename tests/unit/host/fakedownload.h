@@ -56,8 +56,8 @@ public:
 
     void setNetworkSettings(const AbstractNetworkConsumerSettings &) override {}
     AbstractNetworkConsumerSettings networkSettings() const override { return {}; }
-    void setNetworkUsageSettings(const NetworkUsageSettings &) override {}
-    NetworkUsageSettings networkUsageSettings() const override { return {}; }
+    void setNetworkUsageSettings(const NetworkUsageSettings &settings) override { m_usage = settings; }
+    NetworkUsageSettings networkUsageSettings() const override { return m_usage; }
     QtConnectionsMap connectionsMap() const override;
     qint64 speed(NetworkTrafficDirection direction, bool payloadOnly) const override;
     AbstractError lastError() const override { return m_info.lastError; }
@@ -65,6 +65,7 @@ public:
     QDateTime lastErrorTime() const override { return {}; }
     void clearLastError() override {}
     bool isRunning() const override { return m_running; }
+    QVariant details() const override;
 
 private:
     void query();
@@ -72,8 +73,15 @@ private:
     void finish();
     void giveFinalName();
     void fail();
+    void restart();
+    void takeStep();
+    void failAs(const QStringList &fields);
+    void keep(qint64 bytes);
 
     AbstractDownloadPersistentInfo m_info;
     QThread *m_writersThread = nullptr;
+    NetworkUsageSettings m_usage;
+    QUrl m_failedSource;
     bool m_running = false;
+    bool m_silent = false;
 };

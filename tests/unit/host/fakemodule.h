@@ -10,4 +10,8 @@ inline const QString kDone = QStringLiteral("/done"); ///< writes the file and f
 inline const QString kLies = QStringLiteral("/lies"); ///< says it has finished and writes nothing
 inline const QString kFails = QStringLiteral("/fails"); ///< ends with status 404 and keeps a section
 inline const QString kNothing = QStringLiteral("/nothing"); ///< begins no run at all
+/// One step of the query for each run of this address, the last one for all that follow: "done", "run" (until it is
+/// stopped), "silent" (the same without a connection), "taken" (the file is there and is to be left alone), or
+/// "fail/CATEGORY/CODE[/BYTES[/HEADER LINE]]", which has so many bytes then; parted by ";".
+inline const QString kSteps = QStringLiteral("/steps");
 }

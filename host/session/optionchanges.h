@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <host/storage/downloadoptions.h>
+
+#include <QString>
+
+#include <optional>
+
+/// What of a download's options was given anew; all else stays as the list has it.
+struct OptionChanges {
+    std::optional<qint64> rateLimit;
+    std::optional<int> connections;
+    std::optional<int> connectionsPerServer;
+    std::optional<int> onChanged;
+    std::optional<int> onUnresumable;
+    std::optional<bool> skipExisting;
+    QString checksumAlgorithm; ///< empty = not given
+    QString checksumHex;
+    bool insecure = false; ///< from now on
+    bool storeSecrets = false; ///< from now on, these:
+    QString user;
+    QString password;
+
+    void applyTo(DownloadOptions &options) const;
+};

@@ -1,0 +1,759 @@
+// SPDX-License-Identifier: MIT
+#include <host/policy/retry.h>
+#include <host/storage/processidentity.h>
+#include <inet/qt/download/framework/abstractdownload.h>
+#include <tests/unit/host/queuebench.h>
+
+#include <QCryptographicHash>
+#include <QDateTime>
+#include <QFile>
+#include <QLocale>
+#include <QNetworkReply>
+#include <QProcess>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+using Info = AbstractDownloadPersistentInfo;
+using Kind = Trouble::Kind;
+using Policy = Trouble::Policy;
+
+const QString kBusy = u"fail/HttpError/503"_s;
+const QString kNotFound = u"fail/HttpError/404"_s;
+const QString kChanged = u"fail/AbstractDownloadError/%1/300"_s.arg(int(DownloadErrorCode::ResourceChanged));
+const QString kUnresumable = u"fail/AbstractDownloadError/%1/300"_s.arg(int(DownloadErrorCode::ResumeNotSupported));
+const QString kNoMore = u"fail/HttpError/416/300"_s;
+constexpr int kFileSize = 1000;
+
+QueueOptions tries(int count)
+{
+    QueueOptions options = QueueBench::quickly();
+    options.mostTries = count;
+    return options;
+}
+
+DownloadOptions onTrouble(Policy policy)
+{
+    DownloadOptions options;
+    options.onChanged = int(policy);
+    options.onUnresumable = int(policy);
+    return options;
+}
+
+DownloadOptions withChecksum(const QByteArray &content)
+{
+    DownloadOptions options;
+    options.checksumAlgorithm = u"sha-256"_s;
+    options.checksumHex =
+        QString::fromLatin1(QCryptographicHash::hash(content, QCryptographicHash::Sha256).toHex()).toUpper();
+    return options;
+}
+
+}
+
+/// What becomes of downloads that run in a queue: how many, in which order, how often, and how they end.
+class TestDownloadQueue : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void soManyRunAtOnceAndNoMore();
+    void theyBeginInTheOrderInWhichTheyWereAppended();
+    void lessThanOneAtOnceIsOne();
+    void theEndOfAllIsToldOnce();
+    void aSecondAppendWhileItWaitsOrRunsIsTheSameDownload();
+    void anIdThatIsNotInTheListEnds();
+    void aDownloadOfAnotherProcessEndsWithWhoHasIt();
+    void aDownloadThatTheSessionRunsAlreadyEnds();
+    void aRunThatBeginsNothingEndsWithASentence();
+    void whatDoesNotFitOnTheDiskDoesNotBegin();
+
+    void whatMayPassIsTriedAgain_data();
+    void whatMayPassIsTriedAgain();
+    void theWaitsGrow();
+    void aWaitThatNoTimerTakesIsCut();
+    void retryAfterIsHonoured_data();
+    void retryAfterIsHonoured();
+    void aServerThatAsksForTooMuchIsToldNo();
+    void whatIsNotWorthItEndsAtOnce_data();
+    void whatIsNotWorthItEndsAtOnce();
+    void afterSoManyTriesItEnds();
+    void withoutALimitItGoesOn();
+    void progressResetsTheCounter();
+
+    void aMirrorThatFailsIsPutAside_data();
+    void aMirrorThatFailsIsPutAside();
+    void whenAllArePutAsideEachIsListed();
+    void theListHasAllMirrorsAgainAfterwards();
+    void addressesThatMayDoLaterAreTriedAgain();
+    void aRefusedConnectionIsNoReasonToPutAnAddressAside();
+
+    void bytesThatCannotGrowAreKept_data();
+    void bytesThatCannotGrowAreKept();
+    void restartFetchesAllAgain_data();
+    void restartFetchesAllAgain();
+    void anAnswerOfYesFetchesAllAgain();
+    void anAnswerOfNoKeepsTheBytes();
+    void anAnswerThatNobodyWaitsForChangesNothing();
+    void aServerThatChangesEachTimeIsNotRestartedWithoutEnd();
+    void aRestartThatFailsBeforeItHasBytesIsARestartAgain();
+
+    void theRightChecksumIsDone();
+    void aWrongChecksumIsAnErrorThatKeepsTheFile();
+    void anUnreadableFileIsAnError();
+    void aChecksumThatIsNoneIsNotPassedOver();
+    void whatIsFinishedAlreadyIsComparedAgain();
+    void aFileThatIsThereIsAsGoodAsADownloadWithSkip();
+    void withoutSkipItIsAnError();
+    void anIncompleteFileInTheWayIsNoDownload();
+};
+
+void TestDownloadQueue::soManyRunAtOnceAndNoMore()
+{
+    QueueOptions options = QueueBench::quickly();
+    options.mostAtOnce = 2;
+    QueueBench bench(options);
+    QList<qint64> ids;
+    for (int i = 0; i < 5; ++i)
+        ids.append(bench.append(u"run"_s));
+    QTRY_COMPARE(bench.began.size(), 2);
+    QueueBench::settle();
+    QCOMPARE(bench.queue->activeIds(), ids.mid(0, 2));
+    QCOMPARE(bench.queue->waitingCount(), 3);
+    bench.session->stop(ids.at(0));
+    QTRY_COMPARE(bench.queue->activeIds(), ids.mid(1, 2));
+    for (int i = 1; i < 5; ++i) {
+        QTRY_VERIFY(bench.running(ids.at(i)));
+        bench.session->stop(ids.at(i));
+    }
+    QTRY_VERIFY(bench.queue->isIdle());
+    QCOMPARE(bench.mostActive, 2);
+    QCOMPARE(bench.outcomes.size(), 5);
+}
+
+void TestDownloadQueue::theyBeginInTheOrderInWhichTheyWereAppended()
+{
+    QueueOptions options = QueueBench::quickly();
+    options.mostAtOnce = 3;
+    QueueBench bench(options);
+    QList<qint64> ids;
+    for (int i = 0; i < 10; ++i)
+        ids.append(bench.append(u"done"_s));
+    QVERIFY(bench.run());
+    QCOMPARE(bench.began, ids);
+    QCOMPARE(bench.outcomes.size(), 10);
+    for (const qint64 id : ids) {
+        QCOMPARE(bench.outcomeOf(id).status, ExitStatus::Done);
+        QCOMPARE(bench.outcomeOf(id).attempts, 1);
+        QVERIFY(bench.session->record(id)->isFinished());
+    }
+}
+
+void TestDownloadQueue::lessThanOneAtOnceIsOne()
+{
+    QueueOptions options = QueueBench::quickly();
+    options.mostAtOnce = 0;
+    QueueBench bench(options);
+    bench.append(u"done"_s);
+    bench.append(u"done"_s);
+    QVERIFY(bench.run());
+    QCOMPARE(bench.outcomes.size(), 2);
+    QCOMPARE(bench.mostActive, 1);
+}
+
+void TestDownloadQueue::theEndOfAllIsToldOnce()
+{
+    QueueBench bench;
+    bench.append(u"done"_s);
+    bench.append(u"done"_s);
+    QVERIFY(bench.run());
+    QueueBench::settle();
+    QCOMPARE(bench.drained, 1);
+    bench.append(u"done"_s);
+    QVERIFY(bench.run());
+    QCOMPARE(bench.drained, 2);
+}
+
+void TestDownloadQueue::aSecondAppendWhileItWaitsOrRunsIsTheSameDownload()
+{
+    QueueOptions options = QueueBench::quickly();
+    options.mostAtOnce = 1;
+    QueueBench bench(options);
+    const qint64 first = bench.append(u"run"_s);
+    const qint64 second = bench.append(u"done"_s);
+    bench.queue->append(second);
+    QTRY_VERIFY(bench.running(first));
+    bench.queue->append(first, DownloadQueue::Job::Restart);
+    QCOMPARE(bench.queue->waitingCount(), 1);
+    bench.session->stop(first);
+    QVERIFY(bench.run());
+    QueueBench::settle();
+    QCOMPARE(bench.endsOf(first), 1);
+    QCOMPARE(bench.endsOf(second), 1);
+    QCOMPARE(bench.began, (QList<qint64>{first, second}));
+}
+
+void TestDownloadQueue::anIdThatIsNotInTheListEnds()
+{
+    QueueBench bench;
+    bench.queue->append(77);
+    QVERIFY(bench.run());
+    QCOMPARE(bench.endsOf(77), 1);
+    QVERIFY2(bench.outcomeOf(77).errorText.contains(u"no download 77"_s), qPrintable(bench.outcomeOf(77).errorText));
+    QVERIFY(bench.outcomeOf(77).status != ExitStatus::Done);
+}
+
+/// Process 1 is always there.
+void TestDownloadQueue::aDownloadOfAnotherProcessEndsWithWhoHasIt()
+{
+    QueueBench bench;
+    const qint64 id = bench.add(u"done"_s);
+    QProcess shell;
+    shell.start(u"sqlite3"_s,
+                {bench.listPath(),
+                 u"UPDATE downloads SET owner_pid = 1, owner_start_time = %1, owner_boot_id = '%2'"_s
+                     .arg(ProcessIdentity::ofProcess(1).startTime)
+                     .arg(ProcessIdentity::ofProcess(1).bootId)});
+    QVERIFY(shell.waitForFinished());
+    QCOMPARE(shell.exitCode(), 0);
+    bench.queue->append(id);
+    QVERIFY(bench.run());
+    QCOMPARE(bench.endsOf(id), 1);
+    QVERIFY2(bench.outcomeOf(id).errorText.contains(u"process 1 "_s), qPrintable(bench.outcomeOf(id).errorText));
+    QCOMPARE(bench.outcomeOf(id).status, ExitStatus::Unknown);
+    QVERIFY(!bench.session->record(id)->isFinished());
+}
+
+void TestDownloadQueue::aDownloadThatTheSessionRunsAlreadyEnds()
+{
+    QueueBench bench;
+    const qint64 id = bench.add(u"run"_s);
+    QVERIFY(bench.session->start(id, &bench.error));
+    bench.queue->append(id);
+    QVERIFY(bench.run());
+    QCOMPARE(bench.endsOf(id), 1);
+    QVERIFY2(bench.outcomeOf(id).errorText.contains(u"runs already"_s), qPrintable(bench.outcomeOf(id).errorText));
+    QVERIFY2(bench.running(id), "it is none of the queue's");
+}
+
+void TestDownloadQueue::aRunThatBeginsNothingEndsWithASentence()
+{
+    QueueBench bench;
+    const qint64 id = bench.append(u"fail/GenericError/0"_s);
+    QVERIFY(bench.run());
+    QCOMPARE(bench.outcomeOf(id).status, ExitStatus::Unknown);
+    QVERIFY2(bench.outcomeOf(id).errorText.startsWith(u"cannot download"_s), qPrintable(bench.outcomeOf(id).errorText));
+}
+
+void TestDownloadQueue::whatDoesNotFitOnTheDiskDoesNotBegin()
+{
+    QueueBench bench;
+    const qint64 id = bench.add(u"done"_s);
+    Info record = bench.session->record(id).value();
+    AbstractDownloadFileInfo file;
+    file.name = u"huge.bin"_s;
+    file.size = qint64(1) << 60;
+    record.files = {file};
+    QVERIFY(bench.session->list().update(record));
+    bench.queue->append(id);
+    QVERIFY(bench.run());
+    QCOMPARE(bench.outcomeOf(id).status, ExitStatus::DiskFull);
+    QVERIFY2(bench.outcomeOf(id).errorText.contains(u"\"huge.bin\""_s), qPrintable(bench.outcomeOf(id).errorText));
+    QCOMPARE(bench.outcomeOf(id).attempts, 0);
+}
+
+void TestDownloadQueue::whatMayPassIsTriedAgain_data()
+{
+    QTest::addColumn<QString>("category");
+    QTest::addColumn<int>("code");
+    QTest::newRow("a connection that was cut") << u"QtNetworkError"_s << int(QNetworkReply::RemoteHostClosedError);
+    QTest::newRow("a connection that was refused") << u"QtNetworkError"_s << int(QNetworkReply::ConnectionRefusedError);
+    QTest::newRow("a time-out") << u"QtNetworkError"_s << int(QNetworkReply::TimeoutError);
+    for (const int status : {408, 425, 429, 500, 502, 503, 504})
+        QTest::addRow("status %d", status) << u"HttpError"_s << status;
+}
+
+void TestDownloadQueue::whatMayPassIsTriedAgain()
+{
+    QFETCH(QString, category);
+    QFETCH(int, code);
+    QueueBench bench;
+    const qint64 id = bench.append(u"fail/%1/%2;fail/%1/%2;done"_s.arg(category).arg(code));
+    QVERIFY(bench.run());
+    QCOMPARE(bench.outcomeOf(id).status, ExitStatus::Done);
+    QCOMPARE(bench.outcomeOf(id).attempts, 3);
+    QCOMPARE(bench.retries.size(), 2);
+    QVERIFY(!bench.retries.first().reason.isEmpty());
+    QCOMPARE(bench.endsOf(id), 1);
+    QVERIFY(bench.outcomeOf(id).errorText.isEmpty());
+}
+
+void TestDownloadQueue::theWaitsGrow()
+{
+    constexpr qint64 kBase = 8;
+    QueueOptions options;
+    options.retryWaitMs = kBase;
+    QueueBench bench(options);
+    const qint64 id = bench.append(u"%1;%1;%1;done"_s.arg(kBusy));
+    QVERIFY(bench.run());
+    QCOMPARE(bench.outcomeOf(id).status, ExitStatus::Done);
+    QCOMPARE(bench.retries.size(), 3);
+    for (int i = 0; i < 3; ++i) {
+        const qint64 full = kBase << i;
+        QVERIFY(bench.retries.at(i).inMs >= full / 2);
+        QVERIFY(bench.retries.at(i).inMs <= full);
+    }
+}
+
+void TestDownloadQueue::aWaitThatNoTimerTakesIsCut()
+{
+    QueueOptions options;
+    options.retryWaitMs = qint64(1) << 40;
+    QueueBench bench(options);
+    const qint64 id = bench.append(u"%1;done"_s.arg(kBusy));
+    QTRY_COMPARE(bench.retries.size(), 1);
+    QueueBench::settle();
+    QCOMPARE(bench.queue->activeIds(), QList<qint64>{id});
+    QVERIFY(bench.queue->status(id).retryInMs > 1000 * 1000 * 1000);
+    QCOMPARE(bench.endsOf(id), 0);
+}
+
+void TestDownloadQueue::retryAfterIsHonoured_data()
+{
+    QTest::addColumn<QString>("value");
+    QTest::addColumn<qint64>("least");
+    QTest::newRow("in seconds") << u"120"_s << qint64(120000);
+    const QDateTime later = QDateTime::currentDateTimeUtc().addSecs(1000);
+    QTest::newRow("as a date") << QLocale::c().toString(later, u"ddd, dd MMM yyyy hh:mm:ss 'GMT'"_s) << qint64(900000);
+    QTest::newRow("in the past: no longer than without") << u"Sun, 06 Nov 1994 08:49:37 GMT"_s << qint64(0);
+    QTest::newRow("as nonsense: no longer than without") << u"soon"_s << qint64(0);
+}
+
+void TestDownloadQueue::retryAfterIsHonoured()
+{
+    QFETCH(QString, value);
+    QFETCH(qint64, least);
+    QueueBench bench;
+    const qint64 id = bench.append(u"fail/HttpError/503/0/Retry-After: %1;run"_s.arg(value));
+    QTRY_COMPARE(bench.retries.size(), 1);
+    const qint64 inMs = bench.retries.first().inMs;
+    QVERIFY2(inMs >= least && inMs <= least + 100001, qPrintable(QString::number(inMs)));
+    if (least == 0) {
+        QVERIFY(inMs <= 1);
+        return;
+    }
+    const qint64 left = bench.queue->status(id).retryInMs;
+    QVERIFY(left > 0 && left <= inMs);
+    QCOMPARE(bench.queue->status(id).name, u"%1.bin"_s.arg(id));
+    QCOMPARE(bench.queue->status(id).total, kFileSize);
+}
+
+void TestDownloadQueue::aServerThatAsksForTooMuchIsToldNo()
+{
+    QueueBench bench;
+    const qint64 id = bench.append(u"fail/HttpError/503/0/Retry-After: %1"_s.arg(Retry::kLongestAskedMs / 1000 + 1));
+    QVERIFY(bench.run());
+    QVERIFY(bench.retries.isEmpty());
+    QCOMPARE(bench.outcomeOf(id).status, ExitStatus::ServerOverloaded);
+}
+
+void TestDownloadQueue::whatIsNotWorthItEndsAtOnce_data()
+{
+    QTest::addColumn<QString>("step");
+    QTest::addColumn<ExitStatus>("status");
+    QTest::newRow("status 401") << u"fail/HttpError/401"_s << ExitStatus::Authentication;
+    QTest::newRow("status 403") << u"fail/HttpError/403"_s << ExitStatus::BadResponse;
+    QTest::newRow("status 404") << u"fail/HttpError/404"_s << ExitStatus::NotFound;
+    QTest::newRow("status 410") << u"fail/HttpError/410"_s << ExitStatus::NotFound;
+    QTest::newRow("status 416 without a byte") << u"fail/HttpError/416"_s << ExitStatus::BadResponse;
+    QTest::newRow("a certificate") << u"fail/QtNetworkError/%1"_s.arg(int(QNetworkReply::SslHandshakeFailedError))
+                                   << ExitStatus::CertificateRefused;
+    QTest::newRow("a full disk") << u"fail/QtFileError/%1"_s.arg(int(QFileDevice::ResourceError))
+                                 << ExitStatus::DiskFull;
+    QTest::newRow("a disk that fails") << u"fail/QtFileError/%1"_s.arg(int(QFileDevice::WriteError))
+                                       << ExitStatus::FileError;
+    QTest::newRow("stopped by somebody else")
+        << u"fail/GenericError/%1"_s.arg(int(GenericErrorCode::OperationAborted)) << ExitStatus::Unfinished;
+}
+
+void TestDownloadQueue::whatIsNotWorthItEndsAtOnce()
+{
+    QFETCH(QString, step);
+    QFETCH(ExitStatus, status);
+    QueueBench bench;
+    const qint64 id = bench.append(step + u";done"_s);
+    QVERIFY(bench.run());
+    QVERIFY(bench.retries.isEmpty());
+    QCOMPARE(bench.endsOf(id), 1);
+    QCOMPARE(bench.outcomeOf(id).status, status);
+    QCOMPARE(bench.outcomeOf(id).attempts, 1);
+    QVERIFY(!bench.outcomeOf(id).errorText.isEmpty());
+}
+
+void TestDownloadQueue::afterSoManyTriesItEnds()
+{
+    QueueBench bench(tries(3));
+    const qint64 id = bench.append(u"%1;%1;%1;done"_s.arg(kBusy));
+    QVERIFY(bench.run());
+    QCOMPARE(bench.retries.size(), 2);
+    QCOMPARE(bench.outcomeOf(id).attempts, 3);
+    QCOMPARE(bench.outcomeOf(id).status, ExitStatus::ServerOverloaded);
+
+    QueueBench once(tries(1));
+    const qint64 only = once.append(kBusy + u";done"_s);
+    QVERIFY(once.run());
+    QVERIFY(once.retries.isEmpty());
+    QCOMPARE(once.outcomeOf(only).status, ExitStatus::ServerOverloaded);
+}
+
+void TestDownloadQueue::withoutALimitItGoesOn()
+{
+    QueueBench bench(tries(0));
+    const qint64 id = bench.append(u"%1;%1;%1;%1;%1;%1;%1;done"_s.arg(kBusy));
+    QVERIFY(bench.run());
+    QCOMPARE(bench.outcomeOf(id).status, ExitStatus::Done);
+    QCOMPARE(bench.outcomeOf(id).attempts, 8);
+}
+
+void TestDownloadQueue::progressResetsTheCounter()
+{
+    QueueBench bench(tries(2));
+    const qint64 id = bench.append(u"%1/10;%1/20;%1/30;%1/40;done"_s.arg(kBusy));
+    QVERIFY(bench.run());
+    QCOMPARE(bench.outcomeOf(id).status, ExitStatus::Done);
+    QCOMPARE(bench.outcomeOf(id).attempts, 5);
+
+    QueueBench other(tries(2));
+    const qint64 stuck = other.append(u"%1/10;%1/20;%1/20;done"_s.arg(kBusy));
+    QVERIFY(other.run());
+    QCOMPARE(other.outcomeOf(stuck).status, ExitStatus::ServerOverloaded);
+    QCOMPARE(other.outcomeOf(stuck).attempts, 3);
+    QCOMPARE(other.session->record(stuck)->bytesDownloaded(false), 20);
+}
+
+void TestDownloadQueue::aMirrorThatFailsIsPutAside_data()
+{
+    QTest::addColumn<QString>("step");
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("not found") << kNotFound << u"HTTP status 404"_s;
+    QTest::newRow("overloaded") << kBusy << u"HTTP status 503"_s;
+    QTest::newRow("another file, or one of another size") << kChanged << u"another file"_s;
+    QTest::newRow("no rest of a file") << kUnresumable << u"does not send the rest of a file alone"_s;
+}
+
+void TestDownloadQueue::aMirrorThatFailsIsPutAside()
+{
+    QFETCH(QString, step);
+    QFETCH(QString, reason);
+    QueueBench bench(tries(1));
+    const QUrl second = QueueBench::urlOf(step);
+    const qint64 id = bench.append(step, {}, {second, QueueBench::urlOf(u"done"_s), QueueBench::urlOf(kNotFound)});
+    QVERIFY(bench.run());
+    QCOMPARE(bench.outcomeOf(id).status, ExitStatus::Done);
+    QCOMPARE(bench.outcomeOf(id).attempts, 3);
+    QCOMPARE(bench.retries.size(), 2);
+    QVERIFY2(bench.retries.at(1).reason.contains(second.host()), qPrintable(bench.retries.at(1).reason));
+    QVERIFY2(bench.retries.at(1).reason.contains(reason), qPrintable(bench.retries.at(1).reason));
+    QVERIFY(bench.questions.isEmpty());
+}
+
+void TestDownloadQueue::whenAllArePutAsideEachIsListed()
+{
+    QueueBench bench;
+    const QUrl second = QueueBench::urlOf(u"fail/HttpError/403"_s);
+    const QUrl third = QueueBench::urlOf(kChanged);
+    const qint64 id = bench.append(kNotFound, {}, {second, third});
+    QVERIFY(bench.run());
+    QCOMPARE(bench.endsOf(id), 1);
+    const QStringList lines = bench.outcomeOf(id).errorText.split(u'\n');
+    QCOMPARE(lines.size(), 4);
+    QVERIFY2(lines.at(0).contains(u"from any of its addresses"_s), qPrintable(lines.at(0)));
+    QVERIFY2(lines.at(1).endsWith(u": HTTP status 404"_s), qPrintable(lines.at(1)));
+    QVERIFY2(lines.at(2).contains(second.host()) && lines.at(2).endsWith(u": HTTP status 403"_s),
+             qPrintable(lines.at(2)));
+    QVERIFY2(lines.at(3).contains(third.host()) && lines.at(3).endsWith(u": another file"_s), qPrintable(lines.at(3)));
+}
+
+void TestDownloadQueue::theListHasAllMirrorsAgainAfterwards()
+{
+    QueueBench bench;
+    const QList<QUrl> mirrors{QueueBench::urlOf(kNotFound), QueueBench::urlOf(u"run"_s)};
+    const qint64 id = bench.append(kNotFound, {}, mirrors);
+    const Info before = bench.session->record(id).value();
+    QTRY_VERIFY(bench.running(id) && bench.running(id)->info().mirrors.isEmpty());
+    bench.queue->pause();
+    QVERIFY(bench.run());
+    const Info after = bench.session->record(id).value();
+    QCOMPARE(after.mirrors.size(), 2);
+    QCOMPARE(after.mirrors, before.mirrors);
+    QCOMPARE(after.url, before.url);
+    QCOMPARE(after.effectiveUrl, before.effectiveUrl);
+}
+
+void TestDownloadQueue::addressesThatMayDoLaterAreTriedAgain()
+{
+    QueueBench bench;
+    const qint64 id = bench.append(u"%1;done"_s.arg(kBusy), {}, {QueueBench::urlOf(kNotFound)});
+    QVERIFY(bench.run());
+    QCOMPARE(bench.outcomeOf(id).status, ExitStatus::Done);
+    QCOMPARE(bench.outcomeOf(id).attempts, 3);
+
+    QueueBench other(tries(2));
+    const QUrl gone = QueueBench::urlOf(kNotFound);
+    const qint64 never = other.append(kBusy, {}, {gone});
+    QVERIFY(other.run());
+    QCOMPARE(other.outcomeOf(never).attempts, 3);
+    QVERIFY2(other.outcomeOf(never).errorText.contains(gone.host()), qPrintable(other.outcomeOf(never).errorText));
+    QVERIFY2(other.outcomeOf(never).errorText.contains(u"503"_s), qPrintable(other.outcomeOf(never).errorText));
+}
+
+void TestDownloadQueue::aRefusedConnectionIsNoReasonToPutAnAddressAside()
+{
+    QueueBench bench;
+    const QString refused = u"fail/QtNetworkError/%1"_s.arg(int(QNetworkReply::ConnectionRefusedError));
+    const qint64 id = bench.append(refused + u";done"_s, {}, {QueueBench::urlOf(kNotFound)});
+    QVERIFY(bench.run());
+    QCOMPARE(bench.outcomeOf(id).status, ExitStatus::Done);
+    QCOMPARE(bench.outcomeOf(id).attempts, 2);
+}
+
+void TestDownloadQueue::bytesThatCannotGrowAreKept_data()
+{
+    QTest::addColumn<QString>("step");
+    QTest::addColumn<Policy>("policy");
+    QTest::addColumn<ExitStatus>("status");
+    QTest::newRow("changed, fail") << kChanged << Policy::Fail << ExitStatus::ResourceChanged;
+    QTest::newRow("changed, nobody to ask") << kChanged << Policy::Ask << ExitStatus::ResourceChanged;
+    QTest::newRow("unresumable, fail") << kUnresumable << Policy::Fail << ExitStatus::CannotResume;
+    QTest::newRow("unresumable, nobody to ask") << kUnresumable << Policy::Ask << ExitStatus::CannotResume;
+    QTest::newRow("no more of it, fail") << kNoMore << Policy::Fail << ExitStatus::CannotResume;
+    QTest::newRow("no more of it, nobody to ask") << kNoMore << Policy::Ask << ExitStatus::CannotResume;
+}
+
+void TestDownloadQueue::bytesThatCannotGrowAreKept()
+{
+    QFETCH(QString, step);
+    QFETCH(Policy, policy);
+    QFETCH(ExitStatus, status);
+    QueueBench bench;
+    const qint64 id = bench.append(step + u";done"_s, onTrouble(policy));
+    QVERIFY(bench.run());
+    QCOMPARE(bench.endsOf(id), 1);
+    QCOMPARE(bench.outcomeOf(id).status, status);
+    QCOMPARE(bench.outcomeOf(id).attempts, 1);
+    QVERIFY2(bench.outcomeOf(id).errorText.contains(u"\"plait restart %1\""_s.arg(id)),
+             qPrintable(bench.outcomeOf(id).errorText));
+    QVERIFY(bench.questions.isEmpty());
+    QCOMPARE(bench.session->record(id)->bytesDownloaded(false), 300);
+    QCOMPARE(QFile(bench.path(u"%1.bin.part"_s.arg(id))).size(), 300);
+}
+
+void TestDownloadQueue::restartFetchesAllAgain_data()
+{
+    QTest::addColumn<QString>("step");
+    QTest::newRow("changed") << kChanged;
+    QTest::newRow("unresumable") << kUnresumable;
+    QTest::newRow("no more of it") << kNoMore;
+}
+
+void TestDownloadQueue::restartFetchesAllAgain()
+{
+    QFETCH(QString, step);
+    QueueBench bench(tries(1));
+    const qint64 id = bench.append(step + u";done"_s, onTrouble(Policy::Restart));
+    QVERIFY(bench.run());
+    QCOMPARE(bench.outcomeOf(id).status, ExitStatus::Done);
+    QCOMPARE(bench.outcomeOf(id).attempts, 2);
+    QVERIFY2(!QFile::exists(bench.path(u"%1.bin.part"_s.arg(id))), "what was there is discarded");
+    QCOMPARE(QFile(bench.path(u"%1.bin"_s.arg(id))).size(), kFileSize);
+    QCOMPARE(bench.retries.size(), 1);
+    QVERIFY2(bench.retries.first().reason.contains(u"from the beginning"_s), qPrintable(bench.retries.first().reason));
+}
+
+void TestDownloadQueue::anAnswerOfYesFetchesAllAgain()
+{
+    QueueOptions options = QueueBench::quickly();
+    options.canAsk = true;
+    QueueBench bench(options);
+    const qint64 id = bench.append(kUnresumable + u";done"_s, onTrouble(Policy::Ask));
+    QTRY_COMPARE(bench.questions.size(), 1);
+    QCOMPARE(bench.questions.first().id, id);
+    QCOMPARE(bench.questions.first().kind, Kind::Unresumable);
+    QVERIFY(bench.questions.first().text.contains(u"\"%1.bin\""_s.arg(id)));
+    QueueBench::settle();
+    QCOMPARE(bench.outcomes.size(), 0);
+    QCOMPARE(bench.queue->activeIds(), QList<qint64>{id});
+    QCOMPARE(bench.queue->status(id).done, 300);
+    bench.queue->decide(id, true);
+    QVERIFY(bench.run());
+    QCOMPARE(bench.outcomeOf(id).status, ExitStatus::Done);
+    QCOMPARE(bench.outcomeOf(id).attempts, 2);
+}
+
+void TestDownloadQueue::anAnswerOfNoKeepsTheBytes()
+{
+    QueueOptions options = QueueBench::quickly();
+    options.canAsk = true;
+    QueueBench bench(options);
+    const qint64 id = bench.append(kChanged + u";done"_s, onTrouble(Policy::Ask));
+    QTRY_COMPARE(bench.questions.size(), 1);
+    QCOMPARE(bench.questions.first().kind, Kind::Changed);
+    bench.queue->decide(id, false);
+    QVERIFY(bench.run());
+    QCOMPARE(bench.endsOf(id), 1);
+    QCOMPARE(bench.outcomeOf(id).status, ExitStatus::ResourceChanged);
+    QCOMPARE(bench.session->record(id)->bytesDownloaded(false), 300);
+    bench.queue->decide(id, true);
+    QueueBench::settle();
+    QVERIFY(bench.session->isIdle());
+}
+
+void TestDownloadQueue::anAnswerThatNobodyWaitsForChangesNothing()
+{
+    QueueBench bench;
+    const qint64 id = bench.append(u"run"_s);
+    QTRY_VERIFY(bench.running(id));
+    bench.queue->decide(id, true);
+    bench.queue->decide(id, false);
+    bench.queue->decide(id + 1, true);
+    QueueBench::settle();
+    QVERIFY(bench.running(id));
+    QVERIFY(bench.outcomes.isEmpty());
+}
+
+void TestDownloadQueue::aServerThatChangesEachTimeIsNotRestartedWithoutEnd()
+{
+    QueueBench bench(tries(3));
+    const qint64 id = bench.append(kChanged, onTrouble(Policy::Restart));
+    QVERIFY(bench.run());
+    QCOMPARE(bench.outcomeOf(id).attempts, 4);
+    QCOMPARE(bench.outcomeOf(id).status, ExitStatus::ResourceChanged);
+}
+
+void TestDownloadQueue::aRestartThatFailsBeforeItHasBytesIsARestartAgain()
+{
+    QueueBench bench;
+    const qint64 id = bench.add(u"done;%1;done"_s.arg(kBusy));
+    bench.queue->append(id);
+    QVERIFY(bench.run());
+    bench.outcomes.clear();
+    bench.queue->append(id, DownloadQueue::Job::Restart);
+    QVERIFY(bench.run());
+    QCOMPARE(bench.outcomeOf(id).status, ExitStatus::Done);
+    QCOMPARE(bench.outcomeOf(id).attempts, 2);
+    QVERIFY(bench.session->record(id)->isFinished());
+}
+
+void TestDownloadQueue::theRightChecksumIsDone()
+{
+    QueueBench bench;
+    const qint64 id = bench.append(u"done"_s, withChecksum(QByteArray(kFileSize, 'x')));
+    QVERIFY(bench.run());
+    QCOMPARE(bench.outcomeOf(id).status, ExitStatus::Done);
+    QVERIFY(bench.outcomeOf(id).errorText.isEmpty());
+    QCOMPARE(bench.endsOf(id), 1);
+}
+
+void TestDownloadQueue::aWrongChecksumIsAnErrorThatKeepsTheFile()
+{
+    QueueBench bench;
+    const qint64 id = bench.append(u"done"_s, withChecksum("another file"));
+    QVERIFY(bench.run());
+    QCOMPARE(bench.outcomeOf(id).status, ExitStatus::ChecksumMismatch);
+    QVERIFY2(bench.outcomeOf(id).errorText.contains(u"\"plait restart %1\""_s.arg(id)),
+             qPrintable(bench.outcomeOf(id).errorText));
+    QVERIFY(QFile::exists(bench.path(u"%1.bin"_s.arg(id))));
+    QVERIFY2(bench.retries.isEmpty(), "another attempt would bring the same");
+}
+
+void TestDownloadQueue::anUnreadableFileIsAnError()
+{
+    QueueBench bench;
+    const qint64 id = bench.append(u"run"_s, withChecksum("x"));
+    QTRY_VERIFY(bench.running(id));
+    // A folder in place of the file; nobody reads that.
+    QVERIFY(QDir().mkdir(bench.path(u"folder"_s)));
+    Info record = bench.running(id)->info();
+    AbstractDownloadFileInfo file;
+    file.name = u"folder"_s;
+    file.size = 1;
+    file.sections = {{0, 1, 1}};
+    file.fileFlags = AbstractDownloadFileInfo::CreatedOnDisk | AbstractDownloadFileInfo::FinalOnDisk;
+    record.files = {file};
+    record.setFinished(true, true);
+    record.lastError = {};
+    Q_EMIT bench.session->finished(id, record, {}, {});
+    QTRY_COMPARE(bench.outcomes.size(), 1);
+    QCOMPARE(bench.outcomeOf(id).status, ExitStatus::FileError);
+    QVERIFY2(bench.outcomeOf(id).errorText.contains(u"cannot read"_s), qPrintable(bench.outcomeOf(id).errorText));
+}
+
+void TestDownloadQueue::aChecksumThatIsNoneIsNotPassedOver()
+{
+    QueueBench bench;
+    DownloadOptions options;
+    options.checksumAlgorithm = u"sha-256"_s;
+    options.checksumHex = u"abc"_s;
+    const qint64 id = bench.append(u"done"_s, options);
+    QVERIFY(bench.run());
+    QCOMPARE(bench.outcomeOf(id).status, ExitStatus::ChecksumMismatch);
+    QVERIFY2(bench.outcomeOf(id).errorText.contains(u"no sha-256 checksum"_s),
+             qPrintable(bench.outcomeOf(id).errorText));
+}
+
+void TestDownloadQueue::whatIsFinishedAlreadyIsComparedAgain()
+{
+    QueueBench bench;
+    const qint64 id = bench.append(u"done"_s, withChecksum(QByteArray(kFileSize, 'x')));
+    QVERIFY(bench.run());
+    QFile file(bench.path(u"%1.bin"_s.arg(id)));
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(QByteArray(kFileSize, 'y')) == kFileSize);
+    file.close();
+    bench.outcomes.clear();
+    bench.queue->append(id);
+    QVERIFY(bench.run());
+    QCOMPARE(bench.outcomeOf(id).status, ExitStatus::ChecksumMismatch);
+}
+
+void TestDownloadQueue::aFileThatIsThereIsAsGoodAsADownloadWithSkip()
+{
+    QueueBench bench;
+    QFile target(bench.path(u"taken.bin"_s));
+    QVERIFY(target.open(QIODevice::WriteOnly));
+    DownloadOptions options;
+    options.skipExisting = true;
+    const qint64 id = bench.append(u"taken"_s, options);
+    QVERIFY(bench.run());
+    QCOMPARE(bench.outcomeOf(id).status, ExitStatus::Done);
+    QVERIFY(!bench.outcomeOf(id).info.lastError);
+    QVERIFY2(bench.outcomeOf(id).errorText.contains(u"skipped"_s), qPrintable(bench.outcomeOf(id).errorText));
+    QVERIFY(bench.retries.isEmpty());
+}
+
+void TestDownloadQueue::withoutSkipItIsAnError()
+{
+    QueueBench bench;
+    QFile target(bench.path(u"taken.bin"_s));
+    QVERIFY(target.open(QIODevice::WriteOnly));
+    const qint64 id = bench.append(u"taken"_s);
+    QVERIFY(bench.run());
+    QCOMPARE(bench.outcomeOf(id).status, ExitStatus::FileExists);
+}
+
+void TestDownloadQueue::anIncompleteFileInTheWayIsNoDownload()
+{
+    QueueBench bench;
+    QFile part(bench.path(u"taken.bin.part"_s));
+    QVERIFY(part.open(QIODevice::WriteOnly));
+    DownloadOptions options;
+    options.skipExisting = true;
+    const qint64 id = bench.append(u"taken"_s, options);
+    QVERIFY(bench.run());
+    QCOMPARE(bench.outcomeOf(id).status, ExitStatus::FileExists);
+}
+
+QTEST_GUILESS_MAIN(TestDownloadQueue)
+#include "tst_downloadqueue.moc"
