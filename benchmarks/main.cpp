@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <benchmarks/many.h>
 #include <benchmarks/throttled.h>
 
 #include <QCoreApplication>
@@ -17,7 +18,7 @@ struct Benchmark {
     bool (*run)(QTextStream &out);
 };
 
-constexpr Benchmark kBenchmarks[] = {{"throttled", runThrottled}};
+constexpr Benchmark kBenchmarks[] = {{"throttled", runThrottled}, {"many", runMany}};
 
 bool isWanted(const Benchmark &benchmark, const QStringList &names)
 {
