@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <tests/faults/listclaims.h>
 #include <tests/integration/plaitsandbox.h>
 #include <tests/integration/realservers.h>
 #include <tests/support/testfiles.h>
@@ -7,8 +8,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QRandomGenerator>
-#include <QSqlDatabase>
-#include <QSqlQuery>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -41,59 +40,9 @@ Seeds seedsAskedFor()
     return {parts.first().toUInt(), parts.last().toUInt()};
 }
 
-/// What the list says is on disk.
-struct Claim {
-    QString folder;
-    QString path; ///< in the folder
-    QString name;
-    qint64 offset = 0;
-    qint64 size = 0;
-};
-
-QList<Claim> claimsIn(const QString &database)
+bool holds(const ListClaim &claim)
 {
-    QList<Claim> claims;
-    QSqlDatabase connection = QSqlDatabase::addDatabase(u"QSQLITE"_s, database);
-    connection.setDatabaseName(database);
-    if (connection.open()) {
-        QSqlQuery query(u"SELECT d.folder, f.path_on_disk, f.name, f.data_start + s.offset, s.downloaded "
-                        u"FROM sections s JOIN files f ON f.download_id = s.download_id "
-                        u"JOIN downloads d ON d.id = s.download_id WHERE s.downloaded > 0"_s,
-                        connection);
-        while (query.next())
-            claims.append({query.value(0).toString(), query.value(1).toString(), query.value(2).toString(),
-                           query.value(3).toLongLong(), query.value(4).toLongLong()});
-    }
-    return claims;
-}
-
-/// Read from a copy: whoever opens the list itself mends it, which is the program's to do.
-QList<Claim> claimsOf(const PlaitSandbox &sandbox)
-{
-    const QTemporaryDir copies;
-    const QString list = sandbox.dataHome() + "/plait/downloads.sqlite"_L1;
-    const QString copy = copies.filePath(u"list"_s);
-    if (!QFile::copy(list, copy))
-        return {};
-    QFile::copy(list + "-wal"_L1, copy + "-wal"_L1);
-    const QList<Claim> claims = claimsIn(copy);
-    QSqlDatabase::removeDatabase(copy);
-    return claims;
-}
-
-/// Where the bytes lie: a file may have got its final name without the list knowing.
-QString fileOf(const Claim &claim)
-{
-    const QDir folder(claim.folder);
-    const QString path = folder.filePath(claim.path.isEmpty() ? claim.name : claim.path);
-    return QFileInfo::exists(path) || !path.endsWith(u".part"_s) ? path : path.chopped(5);
-}
-
-bool holds(const Claim &claim)
-{
-    QFile file(fileOf(claim));
-    return file.open(QIODevice::ReadOnly) && file.seek(claim.offset)
-        && file.read(claim.size) == TestFiles::content(kContentSeed, claim.offset, claim.size);
+    return claim.bytes() == TestFiles::content(kContentSeed, claim.offset, claim.size);
 }
 
 }
@@ -157,22 +106,22 @@ private:
 
     void checkDisk(bool died)
     {
-        const QList<Claim> claims = claimsOf(m_sandbox);
+        const QList<ListClaim> claims = ListOnDisk(m_sandbox).claims();
         m_hadClaims = m_hadClaims || (died && !claims.isEmpty());
-        for (const Claim &claim : claims) {
+        for (const ListClaim &claim : claims) {
             if (!holds(claim))
                 fail(u"the list says that %1 bytes from %2 on are in \"%3\", which they are not"_s.arg(claim.size)
                          .arg(claim.offset)
-                         .arg(fileOf(claim)));
+                         .arg(claim.file()));
         }
     }
 
     void checkResult()
     {
         QStringList whole = m_sandbox.files();
-        whole.erase(std::remove_if(whole.begin(), whole.end(),
-                                   [](const QString &name) { return name.endsWith(u".part"_s); }),
-                    whole.end());
+        whole.erase(
+            std::remove_if(whole.begin(), whole.end(), [](const QString &name) { return name.endsWith(u".part"_s); }),
+            whole.end());
         if (whole.isEmpty())
             fail(u"there is no file"_s);
         for (const QString &name : std::as_const(whole)) {
