@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include <cli/commandline.h>
 
+#include <host/policy/secretheaders.h>
+#include <host/policy/urlcredentials.h>
+
 #include <QFile>
 #include <QSet>
+#include <QUrl>
 
 #include <CLI/CLI.hpp>
 
@@ -102,8 +106,11 @@ private:
             describeQueue(command);
         if (fetches || runs || name == "check" || name == "set-url" || name == "config")
             describeNetwork(command);
-        if (name == "config")
+        if (name == "config") {
             describeQueue(command);
+            describeHeaders(command);
+            describePlace(command);
+        }
         describeIds(command, name);
     }
 
@@ -124,16 +131,11 @@ private:
         app.add_option("URL", m_typed.words, "What to download");
         app.add_option("-i,--input-file", m_typed.inputFile, "Take URLs from this file, one a line; -: standard input")
             ->type_name("FILE");
-        app.add_option("--header", m_typed.headers, "Send this header; may be given several times")
-            ->type_name("'N: V'")
-            ->allow_extra_args(false);
-        app.add_option("--referer", m_typed.referer, "Send this address as the referring page")->type_name("URL");
-        app.add_option("--user-agent", m_typed.userAgent, "Send this name of the program")->type_name("S");
+        describeHeaders(app);
         app.add_option("--post-data", m_typed.postData, "Send a POST request with this body")->type_name("S");
         if (!downloads)
             return;
-        app.add_option("-d,--dir", m_typed.folder, "Folder to save in; made where it is missing (default: this one)")
-            ->type_name("DIR");
+        describePlace(app);
         app.add_option("-o,--output", m_typed.output,
                        "Exact name to save under, or a path (default: the server's name)")
             ->type_name("FILE");
@@ -142,9 +144,24 @@ private:
             ->allow_extra_args(false);
         app.add_option("--checksum", m_typed.checksum, "Compare the finished file with this hash")
             ->type_name("ALGO=HEX");
+        app.add_flag("--query", m_typed.query, "The same as \"plait query\"");
+    }
+
+    void describeHeaders(CLI::App &app)
+    {
+        app.add_option("--header", m_typed.headers, "Send this header; may be given several times")
+            ->type_name("'N: V'")
+            ->allow_extra_args(false);
+        app.add_option("--referer", m_typed.referer, "Send this address as the referring page")->type_name("URL");
+        app.add_option("--user-agent", m_typed.userAgent, "Send this name of the program")->type_name("S");
+    }
+
+    void describePlace(CLI::App &app)
+    {
+        app.add_option("-d,--dir", m_typed.folder, "Folder to save in; made where it is missing (default: this one)")
+            ->type_name("DIR");
         app.add_option("--on-exists", m_typed.onExists, "When a file of that name is there (default: rename)")
             ->check(CLI::IsMember({"rename", "overwrite", "skip", "ask", "fail"}));
-        app.add_flag("--query", m_typed.query, "The same as \"plait query\"");
     }
 
     void describeQueue(CLI::App &app)
@@ -241,6 +258,15 @@ struct Setting {
     QStringList values;
 };
 
+/// The rest of a line is one value, with all its spaces, commas and brackets.
+CLI::ConfigBase wholeLines()
+{
+    constexpr char kNever = '\x1f';
+    CLI::ConfigBase format;
+    format.arrayBounds(kNever, kNever)->arrayDelimiter(kNever)->comment(kNever);
+    return format;
+}
+
 /// Lines "name = value" of the file. Nothing where there is no file.
 std::optional<QList<Setting>> settingsOf(const QString &fileName, QString *errorText)
 {
@@ -254,7 +280,7 @@ std::optional<QList<Setting>> settingsOf(const QString &fileName, QString *error
     std::istringstream stream(file.readAll().toStdString());
     QList<Setting> settings;
     try {
-        for (const CLI::ConfigItem &item : CLI::ConfigINI().from_config(stream)) {
+        for (const CLI::ConfigItem &item : wholeLines().from_config(stream)) {
             Setting setting{QString::fromStdString(item.name), {}};
             for (const std::string &value : item.inputs)
                 setting.values.append(QString::fromLocal8Bit(value));
@@ -301,6 +327,31 @@ QStringList wordsFor(const QList<Setting> &settings, const Reading &typed)
     return words;
 }
 
+/// Of a setting that is for the eyes of servers and proxies alone; empty = there is nothing to hide.
+QString hidden(const QString &name, const QString &value)
+{
+    if (name == "proxy"_L1) {
+        const UrlCredentials::Split split = UrlCredentials::split(QUrl(value));
+        return split.login.isEmpty() ? QString() : split.url.toDisplayString() + u", with a login"_s;
+    }
+    const QString header = value.section(u':', 0, 0).trimmed();
+    return name == "header"_L1 && SecretHeaders::isSecret(header) ? header : QString();
+}
+
+/// A line of a settings file for each value; quotes keep what a file would lose.
+QStringList linesOf(const QString &name, const CLI::Option &option)
+{
+    QStringList lines;
+    for (const std::string &result : option.results()) {
+        const QString value = QString::fromLocal8Bit(result);
+        const QString shown = hidden(name, value);
+        const bool needsQuotes = value != value.trimmed() || value.startsWith(u'"') || value.startsWith(u'\'');
+        const QString text = needsQuotes ? u'"' + value + u'"' : value;
+        lines.append(shown.isEmpty() ? u"%1 = %2"_s.arg(name, text) : u"# %1 = (%2; not shown)"_s.arg(name, shown));
+    }
+    return lines.isEmpty() ? QStringList{u"# %1 ="_s.arg(name)} : lines;
+}
+
 /// As a file would have them: with their values, those that have none as remarks.
 QString settingsText(const Reading &reading)
 {
@@ -311,12 +362,20 @@ QString settingsText(const Reading &reading)
         const QString name = QString::fromStdString(option->get_single_name());
         if (option->get_lnames().empty() || !isSetting(name))
             continue;
-        QStringList values;
-        for (const std::string &value : option->results())
-            values.append(QString::fromLocal8Bit(value));
-        lines.append(values.isEmpty() ? u"# %1 ="_s.arg(name) : u"%1 = %2"_s.arg(name, values.join(u' ')));
+        lines += linesOf(name, *option);
     }
     return lines.join(u'\n');
+}
+
+/// A command among the addresses, which is none of them.
+QString lateCommand(const Typed &typed)
+{
+    for (const std::string &word : typed.words) {
+        const QString text = QString::fromLocal8Bit(word);
+        if (CommandLine::commands().contains(text))
+            return text;
+    }
+    return {};
 }
 
 }
@@ -363,6 +422,14 @@ CommandLine::Outcome CommandLine::read(const QStringList &typedWords, const QStr
                             setting.name, configFile),
                         {}};
         }
+        const QString late = hasCommand ? QString() : lateCommand(reading.typed());
+        if (!late.isEmpty())
+            return {
+                {},
+                false,
+                u"\"%1\" is a command, and a command comes first: \"plait %1 …\". Its options stand behind it."_s.arg(
+                    late),
+                {}};
         words = words.first(1) + wordsFor(*settings, reading) + words.sliced(1);
         Reading complete;
         complete.parse(words);

@@ -58,7 +58,8 @@ DownloadsRunner::DownloadsRunner(const Arguments &arguments, DownloadSession &se
     connect(&m_session, &DownloadSession::fileExistsActionRequired, this, &DownloadsRunner::onFileExists);
     connect(&m_session, &DownloadSession::closed, this, [this] { Q_EMIT done(m_status); });
     connect(&m_queue, &DownloadQueue::began, this, [this](qint64 id) { m_printer.begin(id, urlOf(id)); });
-    connect(&m_queue, &DownloadQueue::retrying, this, &DownloadsRunner::onRetrying);
+    connect(&m_queue, &DownloadQueue::retrying, this,
+            [this](qint64 id, qint64, const QString &notice) { m_printer.warn(id, notice); });
     connect(&m_queue, &DownloadQueue::decisionRequired, this,
             [this](qint64 id, Trouble::Kind, const QString &question) { onDecision(id, question); });
     connect(&m_queue, &DownloadQueue::ended, this, &DownloadsRunner::onEnded);
@@ -158,26 +159,20 @@ void DownloadsRunner::onFileExists(qint64 id, int fileIndex, const QList<QString
 {
     using Action = AbstractDownloadFileExistsAction;
     if (!m_questions) {
-        m_session.fileExistsAction(id, fileIndex, Action::Skip);
+        m_queue.answerFileExists(id, fileIndex, Action::Skip);
         return;
     }
     const QString question =
         u"\"%1\" exists already. Save under another name, overwrite it, or skip the download?"_s.arg(paths.value(0));
     m_questions->ask(id, question, {u"rename"_s, u"overwrite"_s, u"skip"_s}, [this, id, fileIndex](int answer) {
         constexpr Action kActions[] = {Action::Rename, Action::Overwrite, Action::Skip};
-        m_session.fileExistsAction(id, fileIndex, kActions[std::clamp(answer, 0, 2)]);
+        m_queue.answerFileExists(id, fileIndex, kActions[std::clamp(answer, 0, 2)]);
     });
 }
 
 void DownloadsRunner::onDecision(qint64 id, const QString &question)
 {
     m_questions->ask(id, question, {u"no"_s, u"yes"_s}, [this, id](int answer) { m_queue.decide(id, answer == 1); });
-}
-
-void DownloadsRunner::onRetrying(qint64 id, qint64 inMs, const QString &reason)
-{
-    const QString when = inMs < 1000 ? u"trying again"_s : u"trying again in %1 s"_s.arg((inMs + 500) / 1000);
-    m_printer.warn(id, u"%1: %2; %3"_s.arg(urlOf(id).toDisplayString(), reason, when));
 }
 
 void DownloadsRunner::onEnded(const DownloadOutcome &outcome)

@@ -39,7 +39,6 @@ private:
     void onProgress();
     void onFileExists(qint64 id, int fileIndex, const QList<QString> &paths);
     void onDecision(qint64 id, const QString &question);
-    void onRetrying(qint64 id, qint64 inMs, const QString &reason);
     void onEnded(const DownloadOutcome &outcome);
     void onDrained();
     void refuse(const QUrl &url, const QString &errorText, ExitStatus status);

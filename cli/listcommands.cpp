@@ -39,13 +39,28 @@ QString nameOf(const ListEntry &entry)
     return entry.name.isEmpty() ? entry.url.toDisplayString() : entry.name;
 }
 
+QString checksumWord(ChecksumResult result)
+{
+    switch (result) {
+    case ChecksumResult::NotCompared:
+        break;
+    case ChecksumResult::Equal:
+        return u"equal"_s;
+    case ChecksumResult::Different:
+        return u"different"_s;
+    }
+    return u"not-compared"_s;
+}
+
 /// One word, or how much of it is there.
 QString stateOf(const ListEntry &entry)
 {
-    if (entry.finished)
-        return u"done"_s;
     if (entry.ownerPid != 0)
         return u"running"_s;
+    if (entry.finished && entry.hasChecksum && entry.checksumResult != ChecksumResult::Equal)
+        return entry.checksumResult == ChecksumResult::Different ? u"wrong"_s : u"unchecked"_s;
+    if (entry.finished)
+        return u"done"_s;
     if (entry.size > 0)
         return u"%1%"_s.arg(ProgressLine::percent({entry.done, entry.size}));
     return entry.done > 0 ? u"begun"_s : u"new"_s;
@@ -78,6 +93,7 @@ QJsonObject objectOf(const ListEntry &entry)
             {u"size"_s, entry.size},
             {u"done"_s, entry.done},
             {u"finished"_s, entry.finished},
+            {u"checksum"_s, entry.hasChecksum ? checksumWord(entry.checksumResult) : QString()},
             {u"error_code"_s, entry.error.code},
             {u"created"_s, timeText(entry.creationTime)}};
 }
@@ -153,7 +169,7 @@ ExitStatus printList(const Arguments &arguments, DownloadList &list, const Outpu
 }
 
 /// What is known of a download, as label and text.
-QList<QPair<QString, QString>> factsOf(const Record &record)
+QList<QPair<QString, QString>> factsOf(const Record &record, const DownloadOptions &options)
 {
     QList<QPair<QString, QString>> facts{{u"id"_s, QString::number(record.id)},
                                          {u"url"_s, record.url.toDisplayString()}};
@@ -177,6 +193,9 @@ QList<QPair<QString, QString>> factsOf(const Record &record)
             add(u"section"_s,
                 u"%1 of %2 bytes from %3"_s.arg(section.downloaded).arg(section.size).arg(section.offset));
     }
+    if (!options.checksumAlgorithm.isEmpty())
+        add(u"checksum"_s,
+            u"%1=%2, %3"_s.arg(options.checksumAlgorithm, options.checksumHex, checksumWord(options.checksumResult)));
     add(u"state"_s, record.isFinished() ? u"done"_s : u"unfinished"_s);
     add(u"created"_s, timeText(record.creationTime));
     add(u"finished"_s, timeText(record.finishedTime));
@@ -195,7 +214,7 @@ ExitStatus show(const Arguments &arguments, DownloadList &list, const Output &ou
             continue;
         }
         QJsonObject object{{u"event"_s, u"download"_s}};
-        for (const auto &[label, text] : factsOf(*record)) {
+        for (const auto &[label, text] : factsOf(*record, list.options(id))) {
             if (!arguments.json)
                 output.answers << label.leftJustified(kLabelWidth) << ProgressLine::printable(text) << '\n';
             QJsonArray values = object.value(label).toArray();

@@ -42,14 +42,15 @@ bool mayNetworkErrorPass(int code)
 
 bool mayStatusPass(int status)
 {
-    return status == 408 || status == 425 || status == 429 || (status >= 500 && status <= 599 && status != 501);
+    return status == 408 || status == 425 || status == 429 || (status >= 500 && status <= 599);
 }
 
 /// The day of the week says nothing that the date does not.
 std::optional<QDateTime> parseHttpDate(const QString &text)
 {
     const QString date = text.section(u' ', 1);
-    for (const auto format : {"dd MMM yyyy hh:mm:ss 'GMT'"_L1, "dd-MMM-yy hh:mm:ss 'GMT'"_L1, "MMM d hh:mm:ss yyyy"_L1}) {
+    for (const auto format :
+         {"dd MMM yyyy hh:mm:ss 'GMT'"_L1, "dd-MMM-yy hh:mm:ss 'GMT'"_L1, "MMM d hh:mm:ss yyyy"_L1}) {
         QDateTime time = QLocale::c().toDateTime(date, QString(format));
         if (!time.isValid())
             continue;

@@ -23,6 +23,8 @@ namespace
 {
 
 constexpr int kTickMs = 1000;
+/// So many of those that wait are looked at for one whose server has room.
+constexpr qsizetype kLooksAhead = 1000;
 constexpr double kMillisecondsPerSecond = 1000;
 
 bool isStop(const AbstractError &error)
@@ -41,6 +43,12 @@ QString clauseOf(const AbstractError &error)
             : u"does not send the rest of a file alone"_s;
     const QString text = QString::fromStdString(error.description).simplified();
     return text.isEmpty() ? u"it failed without a reason"_s : text;
+}
+
+/// As the end of a sentence; empty = at once.
+QString inTime(qint64 ms)
+{
+    return ms < kTickMs ? QString() : u" in %1 s"_s.arg((ms + kTickMs / 2) / kTickMs);
 }
 
 /// Why the rest of the download does not fit; empty = it does, or nobody knows.
@@ -84,6 +92,18 @@ QString stopText(const AbstractDownloadPersistentInfo &info)
         info.downloadTitle(), QString::number(info.id));
 }
 
+/// There before anything was asked or downloaded; where the server gives the name, that is known only later.
+bool isNamedTargetThere(const AbstractDownloadPersistentInfo &info)
+{
+    return info.bytesDownloaded(false) == 0 && !info.isFinished() && !info.presetFileName.isEmpty()
+        && QFileInfo::exists(QDir(info.folder).filePath(info.presetFileName));
+}
+
+QtHostAndPort serverOf(const AbstractDownloadPersistentInfo &info)
+{
+    return hostAndPortFromUrl(info.downloadUrl());
+}
+
 QString questionAbout(Trouble::Kind kind, const AbstractDownloadPersistentInfo &info)
 {
     const QString title = info.downloadTitle();
@@ -109,11 +129,13 @@ struct DownloadQueue::Active {
     bool isRunning = false;
     bool isAsking = false;
     bool areFilesWorkedOn = false;
+    bool isFileLeft = false; ///< somebody said that a file in the way is to stay
     int requests = 0;
     int attempts = 0; ///< of all
     int failures = 0; ///< since the last progress
     int restarts = 0; ///< that nobody was asked about
     Job job = Job::Download; ///< of the newest run, or of the one that the timer begins
+    QtHostAndPort server; ///< that the newest run began with
     qint64 mostBytes = 0; ///< that were on disk at the end of an attempt
     qint64 share = 0; ///< bytes/s that it may take now
 };
@@ -142,7 +164,7 @@ void DownloadQueue::append(qint64 id, Job job)
     const auto isIt = [id](const Waiting &waiting) { return waiting.id == id; };
     if (m_active.contains(id) || std::any_of(m_waiting.cbegin(), m_waiting.cend(), isIt))
         return;
-    m_waiting.enqueue({id, job});
+    m_waiting.enqueue({id, job, {}});
     fillSoon();
 }
 
@@ -170,6 +192,13 @@ void DownloadQueue::decide(qint64 id, bool restart)
         tryAgain(id, Job::Restart);
     else
         endByItsError(*active);
+}
+
+void DownloadQueue::answerFileExists(qint64 id, int fileIndex, AbstractDownloadFileExistsAction action)
+{
+    if (Active *const active = find(id))
+        active->isFileLeft = action == AbstractDownloadFileExistsAction::Skip;
+    m_session.fileExistsAction(id, fileIndex, action);
 }
 
 void DownloadQueue::setSpeedLimit(qint64 limit)
@@ -222,13 +251,45 @@ void DownloadQueue::fill()
 {
     if (m_pausing)
         endWaiting();
-    while (!m_pausing && !m_waiting.isEmpty() && m_order.size() < std::max(1, m_options.mostAtOnce))
-        begin(m_waiting.dequeue());
+    while (!m_pausing && m_order.size() < std::max(1, m_options.mostAtOnce)) {
+        const qsizetype next = nextToBegin();
+        if (next == -1)
+            break;
+        begin(m_waiting.takeAt(next));
+    }
     if (!isIdle())
         return;
     m_tick.stop();
     if (std::exchange(m_hasNews, false))
         Q_EMIT drained();
+}
+
+/// Place in the queue; -1 = there is none, or their servers have as many connections as they may.
+qsizetype DownloadQueue::nextToBegin()
+{
+    for (qsizetype i = 0; i < std::min(m_waiting.size(), kLooksAhead); ++i) {
+        Waiting &waiting = m_waiting[i];
+        if (m_session.usageOfAll().maximumConnectionsPerServer <= 0)
+            return i;
+        if (waiting.server.host.isEmpty())
+            waiting.server = serverOf(m_session.record(waiting.id).value_or(AbstractDownloadPersistentInfo()));
+        if (waiting.job == Job::FinishNow || !isFull(waiting.server))
+            return i;
+    }
+    return -1;
+}
+
+/// A run that has begun and has no connection yet is about to have one.
+bool DownloadQueue::isFull(const QtHostAndPort &server) const
+{
+    const int most = m_session.usageOfAll().maximumConnectionsPerServer;
+    if (most <= 0)
+        return false;
+    const auto beginning = std::count_if(m_order.cbegin(), m_order.cend(), [&](qint64 id) {
+        const Active &active = *m_active.at(id);
+        return active.isRunning && active.server == server && m_session.status(id).connections == 0;
+    });
+    return m_session.connectionsTo(server) + beginning >= most;
 }
 
 /// Never from inside the call that is the reason.
@@ -273,8 +334,11 @@ void DownloadQueue::begin(const Waiting &waiting)
     // Whoever heard of it may have paused.
     if (!find(waiting.id))
         return;
+    QString errorText;
     if (!record)
         end(active, ExitStatus::Unknown, u"there is no download %1. Run \"plait list\" to see them."_s.arg(waiting.id));
+    else if (!m_session.hold(waiting.id, &errorText))
+        end(active, ExitStatus::Unknown, errorText);
     else
         tryAgain(waiting.id, waiting.job);
 }
@@ -284,9 +348,20 @@ void DownloadQueue::tryAgain(qint64 id, Job job)
     Active *const active = find(id);
     if (!active || active->isRunning)
         return;
+    if (job == Job::Download && active->options.skipExisting && isNamedTargetThere(active->info)) {
+        endAsSkipped(*active);
+        return;
+    }
     QString errorText = job == Job::Download ? spaceComplaint(active->info) : QString();
     if (!errorText.isEmpty()) {
         end(*active, ExitStatus::DiskFull, errorText);
+        return;
+    }
+    active->server =
+        active->sources.areSeveral() ? hostAndPortFromUrl(active->sources.current()) : serverOf(active->info);
+    if (job != Job::FinishNow && isFull(active->server)) {
+        active->job = job;
+        active->retryTimer.start(kTickMs);
         return;
     }
     if (!run(*active, job, &errorText))
@@ -303,6 +378,10 @@ bool DownloadQueue::run(Active &active, Job job, QString *errorText)
     active.requests = 0;
     active.areFilesWorkedOn = false;
     active.job = job;
+    if (job == Job::Restart) {
+        active.mostBytes = 0;
+        setChecksumResult(active, ChecksumResult::NotCompared);
+    }
     ++active.attempts;
     // Whoever hears of the run's first signals finds it running; it may be over before the call is.
     active.isRunning = true;
@@ -339,6 +418,9 @@ void DownloadQueue::tick()
             watch(*active);
     }
     shareSpeed();
+    // Those that run may need fewer connections now.
+    if (m_session.usageOfAll().maximumConnectionsPerServer > 0)
+        fill();
 }
 
 void DownloadQueue::watch(Active &active)
@@ -392,6 +474,8 @@ void DownloadQueue::onFinished(qint64 id, const AbstractDownloadPersistentInfo &
         return;
     active->isRunning = false;
     active->info = info;
+    if (active->isFileLeft)
+        active->info.existingFileReaction = AbstractDownloadExistingFileReaction::Skip;
     const int mostConnections = std::max(active->details.mostConnections, details.mostConnections);
     active->details = details;
     active->details.mostConnections = mostConnections;
@@ -417,13 +501,21 @@ void DownloadQueue::judge(Active &active, const QList<QString> &responseHeaders)
         endByItsError(active);
 }
 
+/// One of the addresses that people know.
+QUrl DownloadQueue::failedUrl(const Active &active)
+{
+    const Sources &sources = active.sources;
+    if (sources.contains(active.details.failedSource))
+        return active.details.failedSource;
+    return sources.areSeveral() ? sources.current() : active.info.url;
+}
+
 bool DownloadQueue::tryNextSource(Active &active)
 {
     const AbstractError &error = active.info.lastError;
     if (!active.sources.areSeveral() || !Sources::isSourcesFault(error))
         return false;
-    const QUrl failed =
-        active.sources.contains(active.details.failedSource) ? active.details.failedSource : active.sources.current();
+    const QUrl failed = failedUrl(active);
     // A restart begins with all of them again; else an address that was left out is none that could fail.
     if (active.sources.isAside(failed) && active.job != Job::Restart)
         return false;
@@ -459,8 +551,10 @@ bool DownloadQueue::restartUnasked(Active &active)
     if (m_options.mostTries > 0 && active.restarts > m_options.mostTries)
         return false;
     const Retry::Wait wait{active.restarts - 1, m_options.retryWaitMs, QRandomGenerator::global()->generateDouble()};
-    waitFor(active, active.restarts == 1 ? 0 : Retry::delayMs(wait), Job::Restart,
-            u"%1; fetching it from the beginning"_s.arg(clauseOf(active.info.lastError)));
+    const qint64 ms = active.restarts == 1 ? 0 : Retry::delayMs(wait);
+    waitFor(active, ms, Job::Restart,
+            u"%1: %2; fetching it from the beginning%3"_s.arg(failedUrl(active).toDisplayString(),
+                                                              clauseOf(active.info.lastError), inTime(ms)));
     return true;
 }
 
@@ -484,15 +578,17 @@ bool DownloadQueue::tryAgainLater(Active &active, const QList<QString> &response
                                                       : u"the server ends each transfer after a few bytes"_s;
     active.sources.bringBack();
     const bool hasBegun = active.job != Job::Restart || active.info.bytesDownloaded(false) > 0;
-    waitFor(active, Retry::delayMs(wait), hasBegun ? Job::Download : Job::Restart, reason);
+    const qint64 ms = Retry::delayMs(wait);
+    waitFor(active, ms, hasBegun ? Job::Download : Job::Restart,
+            u"%1: %2; trying again%3"_s.arg(failedUrl(active).toDisplayString(), reason, inTime(ms)));
     return true;
 }
 
-void DownloadQueue::waitFor(Active &active, qint64 ms, Job job, const QString &reason)
+void DownloadQueue::waitFor(Active &active, qint64 ms, Job job, const QString &notice)
 {
     active.job = job;
     active.retryTimer.start(int(std::min<qint64>(ms, std::numeric_limits<int>::max())));
-    Q_EMIT retrying(active.id, ms, reason);
+    Q_EMIT retrying(active.id, ms, notice);
 }
 
 void DownloadQueue::compareChecksum(Active &active)
@@ -530,14 +626,27 @@ void DownloadQueue::onHashed(qint64 id, const QByteArray &digest, const QString 
     if (digest.isEmpty()) {
         end(*active, ExitStatus::FileError, u"cannot read \"%1\" for its checksum: %2."_s.arg(path, errorText));
     } else if (digest == QByteArray::fromHex(active->options.checksumHex.toLatin1())) {
+        setChecksumResult(*active, ChecksumResult::Equal);
         end(*active, ExitStatus::Done, {});
     } else {
+        setChecksumResult(*active, ChecksumResult::Different);
         end(*active, ExitStatus::ChecksumMismatch,
             u"\"%1\" is not the file that was meant: its %2 checksum is %3, and %4 was asked for. The file stays as it "
             u"is; \"plait restart %5\" fetches it again."_s.arg(path, active->options.checksumAlgorithm,
                                                                 QString::fromLatin1(digest.toHex()),
                                                                 active->options.checksumHex, QString::number(id)));
     }
+}
+
+/// A process that dies before it knows leaves the comparison to the next one.
+void DownloadQueue::setChecksumResult(Active &active, ChecksumResult result)
+{
+    if (active.options.checksumAlgorithm.isEmpty() || active.options.checksumResult == result)
+        return;
+    active.options.checksumResult = result;
+    QString errorText;
+    if (!m_session.setOptions(active.id, active.options, &errorText))
+        Q_EMIT m_session.warned(active.id, errorText);
 }
 
 void DownloadQueue::endByItsError(Active &active)
@@ -552,16 +661,24 @@ void DownloadQueue::endByItsError(Active &active)
     else if (active.sources.areSeveral() && !active.sources.hasNext())
         end(active, status,
             u"cannot download \"%1\" from any of its addresses:\n%2"_s.arg(title, active.sources.report()));
-    else if (status == ExitStatus::FileExists && active.options.skipExisting && isTargetThere(active.info))
+    else if (status == ExitStatus::FileExists && mayBeSkipped(active) && isTargetThere(active.info))
         endAsSkipped(active);
     else
         end(active, status, ErrorMessages::forDownload(error, active.info));
 }
 
-/// The file that is there is as good as a download.
+bool DownloadQueue::mayBeSkipped(const Active &active) const
+{
+    return active.options.skipExisting || (active.isFileLeft && m_options.canAsk);
+}
+
+/// The file that is there is as good as a download, of which nothing is left to do or to list.
 void DownloadQueue::endAsSkipped(Active &active)
 {
     active.info.lastError = {};
+    QString errorText;
+    if (active.info.bytesDownloaded(false) == 0 && !m_session.remove(active.id, false, &errorText))
+        Q_EMIT m_session.warned(active.id, errorText);
     end(active, ExitStatus::Done, u"\"%1\" is there already; skipped"_s.arg(active.info.downloadTitle()));
 }
 
@@ -583,6 +700,7 @@ void DownloadQueue::end(Active &active, ExitStatus status, const QString &errorT
     gone->retryTimer.disconnect(this);
     QMetaObject::invokeMethod(
         this, [keep = std::shared_ptr<Active>(std::move(gone))] {}, Qt::QueuedConnection);
+    m_session.letGo(outcome.id);
     fillSoon();
     Q_EMIT ended(outcome);
 }

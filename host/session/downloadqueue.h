@@ -8,6 +8,8 @@
 #include <host/session/downloadstatus.h>
 #include <host/session/filehasher.h>
 #include <host/session/queueoptions.h>
+#include <host/storage/downloadoptions.h>
+#include <inet/qt/download/records/connectionsmap.h>
 
 #include <QElapsedTimer>
 #include <QHash>
@@ -53,6 +55,9 @@ public:
     void pause();
     /// The answer to decisionRequired().
     void decide(qint64 id, bool restart);
+    /// The answer to the session's fileExistsActionRequired(). What people skip is as good as a download; where there
+    /// is nobody to ask, it is an error.
+    void answerFileExists(qint64 id, int fileIndex, AbstractDownloadFileExistsAction action);
     /// bytes/s of all together, from now on; 0 = none.
     void setSpeedLimit(qint64 limit);
     /// bytes/s of one download, from now on and in the list; 0 = the session's. False, with a sentence, when the list
@@ -68,8 +73,8 @@ public:
 
 Q_SIGNALS:
     void began(qint64 id);
-    /// An attempt failed; the next one begins by itself.
-    void retrying(qint64 id, qint64 inMs, const QString &reason);
+    /// An attempt failed; the next one begins by itself. @param notice the address, what happened and what comes next
+    void retrying(qint64 id, qint64 inMs, const QString &notice);
     void decisionRequired(qint64 id, Trouble::Kind kind, const QString &question);
     void ended(const DownloadOutcome &outcome);
     /// Nothing is left to do.
@@ -84,10 +89,13 @@ private:
     struct Waiting {
         qint64 id = 0;
         Job job = Job::Download;
+        QtHostAndPort server; ///< known once it was looked at
     };
 
     void fill();
     void fillSoon();
+    qsizetype nextToBegin();
+    bool isFull(const QtHostAndPort &server) const;
     void endWaiting();
     void begin(const Waiting &waiting);
     bool run(Active &active, Job job, QString *errorText);
@@ -99,16 +107,19 @@ private:
     void onFinished(qint64 id, const AbstractDownloadPersistentInfo &info, const DownloadDetails &details,
                     const QList<QString> &responseHeaders);
     void judge(Active &active, const QList<QString> &responseHeaders);
+    static QUrl failedUrl(const Active &active);
     bool tryNextSource(Active &active);
     bool handleTrouble(Active &active);
     bool restartUnasked(Active &active);
     bool tryAgainLater(Active &active, const QList<QString> &responseHeaders);
     void tryAgain(qint64 id, Job job);
-    void waitFor(Active &active, qint64 ms, Job job, const QString &reason);
+    void waitFor(Active &active, qint64 ms, Job job, const QString &notice);
     void compareChecksum(Active &active);
     void onHashed(qint64 id, const QByteArray &digest, const QString &errorText);
+    void setChecksumResult(Active &active, ChecksumResult result);
     void end(Active &active, ExitStatus status, const QString &errorText);
     void endByItsError(Active &active);
+    bool mayBeSkipped(const Active &active) const;
     void endAsSkipped(Active &active);
     Active *find(qint64 id);
 

@@ -12,6 +12,7 @@
 #include <host/storage/processidentity.h>
 #include <host/storage/renamedfile.h>
 #include <inet/qt/download/framework/abstractdownloadmodule.h>
+#include <inet/qt/download/framework/abstractnetworkconsumersstats.h>
 #include <inet/qt/download/framework/qtappsystemdefaultuseragentmanager.h>
 
 #include <QCoreApplication>
@@ -224,6 +225,11 @@ void DownloadSession::letGo(qint64 id)
     m_held.remove(id);
     if (!m_running.contains(id))
         releaseClaim(id);
+}
+
+int DownloadSession::connectionsTo(const QtHostAndPort &server) const
+{
+    return m_chief->consumersStats()->connectionsMap().value(server).count;
 }
 
 void DownloadSession::stop(qint64 id)
@@ -441,7 +447,7 @@ bool DownloadSession::takeClaim(qint64 id, QString *errorText)
 
 void DownloadSession::releaseClaim(qint64 id)
 {
-    if (m_claimed.remove(id))
+    if (!m_held.contains(id) && m_claimed.remove(id))
         m_list.release(id);
 }
 
@@ -530,8 +536,7 @@ void DownloadSession::onFinished(SessionDownload *running)
     const QueryResult result = QueryResult::from(info, responseHeaders);
     m_running.remove(id);
     restoreSources(id, running->savedInfo());
-    if (!m_held.contains(id))
-        releaseClaim(id);
+    releaseClaim(id);
     running->deleteLater();
     if (id < 0 && !info.lastError)
         Q_EMIT queried(id, result);

@@ -8,6 +8,7 @@
 #include <host/session/sessionoptions.h>
 #include <host/storage/downloadlist.h>
 #include <inet/qt/download/framework/downloaddetails.h>
+#include <inet/qt/download/records/connectionsmap.h>
 
 #include <QHash>
 #include <QObject>
@@ -66,7 +67,7 @@ public:
     bool setUrl(qint64 id, const QUrl &url, QString *errorText);
     /// Forgets a download that does not run. Its file stays unless it is to go, too.
     bool remove(qint64 id, bool withFile, QString *errorText);
-    /// The download stays this process's between its runs, until letGo().
+    /// The download stays this process's between its runs, until letGo(). False, with a sentence, when it is another's.
     bool hold(qint64 id, QString *errorText);
     void letGo(qint64 id);
     void stop(qint64 id);
@@ -84,6 +85,10 @@ public:
     DownloadList &list() { return m_list; }
     /// Limits of a running download, from now on.
     void setUsage(qint64 id, const NetworkUsageSettings &usage);
+    /// That all downloads of this process have to a server now.
+    int connectionsTo(const QtHostAndPort &server) const;
+    /// Of all downloads together.
+    const NetworkUsageSettings &usageOfAll() const { return m_options.allTogether; }
     /// Those that the list has for it, or else the session's.
     NetworkUsageSettings usageOf(const DownloadOptions &options) const;
     /// A download of the module for work beside those that run; a child of @p parent.

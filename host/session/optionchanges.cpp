@@ -10,7 +10,9 @@ void OptionChanges::applyTo(DownloadOptions &options) const
     options.onUnresumable = onUnresumable.value_or(options.onUnresumable);
     options.skipExisting = skipExisting.value_or(options.skipExisting);
     options.insecure = options.insecure || insecure;
-    if (!checksumAlgorithm.isEmpty()) {
+    if (!checksumAlgorithm.isEmpty()
+        && (checksumAlgorithm != options.checksumAlgorithm || checksumHex != options.checksumHex)) {
+        options.checksumResult = ChecksumResult::NotCompared;
         options.checksumAlgorithm = checksumAlgorithm;
         options.checksumHex = checksumHex;
     }

@@ -4,6 +4,13 @@
 #include <QString>
 #include <QtGlobal>
 
+/// How the comparison of a finished file with its checksum came out. The list stores the numbers.
+enum class ChecksumResult : int {
+    NotCompared = 0,
+    Equal = 1,
+    Different = 2,
+};
+
 /// What the host keeps of a download beside its record: how it is to be run, not what it is.
 ///
 /// A value. Numbers of policies are the host's own; the list keeps them without looking at them.
@@ -13,11 +20,10 @@ struct DownloadOptions {
     int connectionsPerServer = 0; ///< at once; 0 = the default
     QString checksumAlgorithm; ///< empty = there is no checksum to compare with
     QString checksumHex; ///< what the finished file has to have
+    ChecksumResult checksumResult = ChecksumResult::NotCompared;
     int onChanged = 0; ///< what to do when the resource is another one by now
     int onUnresumable = 0; ///< what to do when the server cannot go on in the middle
     bool skipExisting = false; ///< a file of that name in the way is as good as a download; else it is an error
-    int triesUsed = 0; ///< since the last progress
-    int addedBy = 0; ///< bits: where the download came from
     QString user; ///< kept only with storeSecrets
     QString password; ///< kept only with storeSecrets
     bool storeSecrets = false; ///< the person asked for user and password to be kept in the list

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/storage/downloadoptions.h>
 #include <inet/qt/download/records/abstracterror.h>
 
 #include <QDateTime>
@@ -11,7 +12,7 @@
 /// Which downloads of the list are meant.
 enum class ListFilter {
     All,
-    Unfinished,
+    Unfinished, ///< or finished, but not yet compared with their checksum
     Finished,
 };
 
@@ -24,6 +25,8 @@ struct ListEntry {
     qint64 size = -1; ///< bytes; -1 = unknown
     qint64 done = 0; ///< bytes
     bool finished = false;
+    bool hasChecksum = false;
+    ChecksumResult checksumResult = ChecksumResult::NotCompared;
     qint64 ownerPid = 0; ///< of the process that runs it; 0 = none does
     AbstractError error; ///< of the last run; false = none
     QDateTime creationTime; ///< invalid = not known

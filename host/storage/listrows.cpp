@@ -20,7 +20,8 @@ const QString kEntryColumns = uR"(
     error_code, error_category, error_source, error_description, error_time, creation_time, finished_time,
     (SELECT name FROM files WHERE download_id = downloads.id AND position = 0),
     (SELECT CASE WHEN min(size) < 0 THEN -1 ELSE sum(size) END FROM files WHERE download_id = downloads.id),
-    (SELECT sum(downloaded) FROM sections WHERE download_id = downloads.id))"_s;
+    (SELECT sum(downloaded) FROM sections WHERE download_id = downloads.id),
+    (SELECT checksum_result FROM options WHERE download_id = downloads.id AND checksum_algorithm <> ''))"_s;
 
 QString conditionOf(ListFilter filter)
 {
@@ -28,7 +29,8 @@ QString conditionOf(ListFilter filter)
     case ListFilter::All:
         break;
     case ListFilter::Unfinished:
-        return u"finished = 0"_s;
+        return u"(finished = 0 OR id IN (SELECT download_id FROM options WHERE checksum_algorithm <> '' AND "
+               u"checksum_result = 0))"_s;
     case ListFilter::Finished:
         return u"finished = 1"_s;
     }
@@ -59,12 +61,15 @@ ListEntry entryFrom(const QSqlQuery &query)
     const QVariant size = next();
     entry.size = size.isNull() ? -1 : size.toLongLong();
     entry.done = next().toLongLong();
+    const QVariant checksumResult = next();
+    entry.hasChecksum = !checksumResult.isNull();
+    entry.checksumResult = ChecksumResult(checksumResult.toInt());
     return entry;
 }
 
-const QString kOptionColumns =
-    u"rate_limit, connections, connections_per_server, checksum_algorithm, checksum_hex, on_changed, on_unresumable, "
-    u"skip_existing, tries_used, added_by, insecure, store_secrets, user, password"_s;
+const QString kOptionColumns = u"rate_limit, connections, connections_per_server, checksum_algorithm, checksum_hex, "
+                               u"checksum_result, on_changed, on_unresumable, "
+                               u"skip_existing, insecure, store_secrets, user, password"_s;
 
 DownloadOptions optionsFrom(const QSqlQuery &query)
 {
@@ -76,11 +81,10 @@ DownloadOptions optionsFrom(const QSqlQuery &query)
     options.connectionsPerServer = next().toInt();
     options.checksumAlgorithm = SqlCells::toText(next());
     options.checksumHex = SqlCells::toText(next());
+    options.checksumResult = ChecksumResult(next().toInt());
     options.onChanged = next().toInt();
     options.onUnresumable = next().toInt();
     options.skipExisting = next().toBool();
-    options.triesUsed = next().toInt();
-    options.addedBy = next().toInt();
     options.insecure = next().toBool();
     options.storeSecrets = next().toBool();
     options.user = SqlCells::toText(next());
@@ -136,11 +140,10 @@ bool ListRows::setOptions(RecordRows &rows, qint64 id, const DownloadOptions &op
         options.connectionsPerServer,
         SqlCells::fromText(options.checksumAlgorithm),
         SqlCells::fromText(options.checksumHex),
+        int(options.checksumResult),
         options.onChanged,
         options.onUnresumable,
         int(options.skipExisting),
-        options.triesUsed,
-        options.addedBy,
         int(options.insecure),
         int(options.storeSecrets),
         secret(options.user, options),

@@ -142,18 +142,22 @@ constexpr QStringView kOptionsTable = uR"(CREATE TABLE options (
     connections_per_server INTEGER NOT NULL, -- 0 = the default
     checksum_algorithm TEXT NOT NULL,      -- '' = none
     checksum_hex TEXT NOT NULL,
+    checksum_result INTEGER NOT NULL,      -- 0 = not compared, 1 = equal, 2 = different
     on_changed INTEGER NOT NULL,
     on_unresumable INTEGER NOT NULL,
     skip_existing INTEGER NOT NULL,        -- 1 = a file of that name in the way is as good as a download
-    tries_used INTEGER NOT NULL,
-    added_by INTEGER NOT NULL,             -- bits
     insecure INTEGER NOT NULL,             -- 1 = certificates are not checked
     store_secrets INTEGER NOT NULL,        -- 1 = a person asked for the next two to be kept
     user TEXT,
     password TEXT
 ) STRICT)";
 
-constexpr QStringView kSecondVersion[] = {kDownloadsByFinished, kUnfinishedByUrl, kFileIdentity, kOptionsTable};
+/// The few whose file nobody has compared yet are found among all that are finished.
+constexpr QStringView kOptionsNotCompared =
+    uR"(CREATE INDEX options_not_compared ON options (download_id) WHERE checksum_algorithm <> '' AND checksum_result = 0)";
+
+constexpr QStringView kSecondVersion[] = {kDownloadsByFinished, kUnfinishedByUrl, kFileIdentity, kOptionsTable,
+                                          kOptionsNotCompared};
 
 struct Migration {
     const QStringView *statements;

@@ -67,6 +67,11 @@ PlaitSandbox::~PlaitSandbox()
     }
 }
 
+void PlaitSandbox::setVariable(const QString &name, const QString &value)
+{
+    m_variables.insert(name, value);
+}
+
 PlaitResult PlaitSandbox::run(const QStringList &arguments)
 {
     return runBare(arguments + QStringList{u"-d"_s, downloads()});
@@ -81,8 +86,13 @@ PlaitResult PlaitSandbox::runBare(const QStringList &arguments)
 
 void PlaitSandbox::start(const QStringList &arguments)
 {
+    startBare(arguments + QStringList{u"-d"_s, downloads()});
+}
+
+void PlaitSandbox::startBare(const QStringList &arguments)
+{
     m_err.clear();
-    m_process = launch(arguments + QStringList{u"-d"_s, downloads()});
+    m_process = launch(arguments);
 }
 
 bool PlaitSandbox::isRunning() const
@@ -90,10 +100,15 @@ bool PlaitSandbox::isRunning() const
     return m_process && m_process->state() != QProcess::NotRunning;
 }
 
+qint64 PlaitSandbox::processId() const
+{
+    return isRunning() ? m_process->processId() : 0;
+}
+
 void PlaitSandbox::sendSignal(int number)
 {
     if (isRunning()) {
-        ::kill(static_cast<pid_t>(m_process->processId()), number);
+        ::kill(static_cast<pid_t>(processId()), number);
     }
 }
 
@@ -184,6 +199,7 @@ QProcessEnvironment PlaitSandbox::environment() const
     environment.insert(u"XDG_CACHE_HOME"_s, dataHome());
     environment.insert(u"XDG_RUNTIME_DIR"_s, m_dir.filePath(u"run"_s));
     environment.insert(u"LC_ALL"_s, u"C.UTF-8"_s);
+    environment.insert(m_variables);
     return environment;
 }
 

@@ -28,6 +28,9 @@ public:
     PlaitSandbox();
     ~PlaitSandbox();
 
+    /// Every call of the program from now on finds it in its environment.
+    void setVariable(const QString &name, const QString &value);
+
     /// Runs it to its end, in the download folder and with "-d <download folder>" behind the arguments.
     PlaitResult run(const QStringList &arguments);
     /// Runs it to its end with these arguments and no others.
@@ -35,7 +38,11 @@ public:
 
     /// The same in the background; one at a time. It is killed with this object.
     void start(const QStringList &arguments);
+    /// The same with these arguments and no others.
+    void startBare(const QStringList &arguments);
     bool isRunning() const;
+    /// Of the one in the background; 0 when there is none.
+    qint64 processId() const;
     void sendSignal(int number);
     /// What it has written to standard error up to now.
     QByteArray errorText();
@@ -68,6 +75,7 @@ private:
     std::unique_ptr<QProcess> launch(const QStringList &arguments) const;
 
     QTemporaryDir m_dir;
+    QProcessEnvironment m_variables;
     std::unique_ptr<QProcess> m_process;
     QByteArray m_err;
 

@@ -82,10 +82,14 @@ void PlaitTerminal::resize(int columns, int rows)
     m_model.resize(columns, rows);
 }
 
+void PlaitTerminal::type(const QByteArray &keys)
+{
+    [[maybe_unused]] const ssize_t written = write(m_file, keys.constData(), size_t(keys.size()));
+}
+
 void PlaitTerminal::interrupt()
 {
-    constexpr char kCtrlC = 3;
-    [[maybe_unused]] const ssize_t written = write(m_file, &kCtrlC, 1);
+    type("\x03");
 }
 
 bool PlaitTerminal::open(int columns, int rows)

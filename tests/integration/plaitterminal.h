@@ -28,6 +28,7 @@ public:
     /// Everything that was written before is on the screen before its size changes.
     void resize(int columns, int rows);
 
+    void type(const QByteArray &keys);
     /// Types Ctrl-C.
     void interrupt();
 

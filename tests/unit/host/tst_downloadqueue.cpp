@@ -655,6 +655,8 @@ void TestDownloadQueue::theRightChecksumIsDone()
     QCOMPARE(bench.outcomeOf(id).status, ExitStatus::Done);
     QVERIFY(bench.outcomeOf(id).errorText.isEmpty());
     QCOMPARE(bench.endsOf(id), 1);
+    QCOMPARE(bench.session->options(id).checksumResult, ChecksumResult::Equal);
+    QVERIFY(bench.session->list().page(ListFilter::Unfinished, 1).isEmpty());
 }
 
 void TestDownloadQueue::aWrongChecksumIsAnErrorThatKeepsTheFile()
@@ -667,6 +669,10 @@ void TestDownloadQueue::aWrongChecksumIsAnErrorThatKeepsTheFile()
              qPrintable(bench.outcomeOf(id).errorText));
     QVERIFY(QFile::exists(bench.path(u"%1.bin"_s.arg(id))));
     QVERIFY2(bench.retries.isEmpty(), "another attempt would bring the same");
+    QCOMPARE(bench.session->options(id).checksumResult, ChecksumResult::Different);
+    bench.queue->append(id, DownloadQueue::Job::Restart);
+    QTRY_COMPARE(bench.session->options(id).checksumResult, ChecksumResult::NotCompared);
+    QVERIFY(bench.run());
 }
 
 void TestDownloadQueue::anUnreadableFileIsAnError()

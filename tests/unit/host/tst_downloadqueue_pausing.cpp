@@ -225,6 +225,9 @@ void TestDownloadQueuePausing::aPausedChecksumIsNotPassedOver()
     QVERIFY(bench.run());
     QVERIFY2(bench.outcomeOf(id).errorText.contains(u"\"plait resume %1\""_s.arg(id)),
              qPrintable(bench.outcomeOf(id).errorText));
+    const QList<ListEntry> unfinished = bench.session->list().page(ListFilter::Unfinished, 2);
+    QCOMPARE(unfinished.size(), 1);
+    QCOMPARE(unfinished.first().id, id);
 }
 
 void TestDownloadQueuePausing::whatEndsByItselfAfterThePauseIsWhatItIs()

@@ -50,7 +50,7 @@ void TestRetry::whatMayPassIsTriedAgain_data()
     row("an unknown scheme", network, QNetworkReply::ProtocolUnknownError, false);
     for (const int status : {408, 425, 429, 500, 502, 503, 504, 507, 599})
         QTest::addRow("HTTP status %d", status) << AbstractError(status, ErrorCategory::kHttp, "s", "") << true;
-    for (const int status : {400, 401, 403, 404, 406, 410, 416, 451, 501, 600})
+    for (const int status : {400, 401, 403, 404, 406, 410, 416, 451, 600})
         QTest::addRow("not HTTP status %d", status) << AbstractError(status, ErrorCategory::kHttp, "s", "") << false;
     row("a full disk", ErrorCategory::kFile, QFileDevice::ResourceError, false);
     row("a changed resource", ErrorCategory::kDownload, int(DownloadErrorCode::ResourceChanged), false);
