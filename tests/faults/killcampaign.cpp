@@ -10,6 +10,7 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
+#include <QMutex>
 #include <QProcess>
 #include <QRandomGenerator>
 #include <QSet>
@@ -19,6 +20,9 @@
 #include <cmath>
 #include <csignal>
 #include <cstdlib>
+#include <thread>
+#include <vector>
+
 #include <sys/prctl.h>
 
 using namespace Qt::StringLiterals;
@@ -38,6 +42,7 @@ constexpr double kConnections = 4;
 /// A moment in this part of the time that a whole run takes: some runs are over before they are killed.
 constexpr double kLatest = 1.25;
 constexpr int kReportEvery = 50;
+constexpr int kSideBySide = 4;
 /// The next run after so many in one set is left alone: it has to come to its end.
 constexpr int kMostKillsOfSet = 100;
 constexpr int kPatienceMs = 120000;
@@ -53,7 +58,7 @@ struct Target {
     QByteArray sha256;
 };
 
-/// What all sets came to.
+/// What sets came to.
 struct Score {
     int kills = 0;
     int sets = 0;
@@ -61,6 +66,16 @@ struct Score {
     int killsWithSomeDone = 0; ///< a file had its final name, and others were missing
     int killsWhileAdding = 0; ///< the list did not have all of them yet
     qint64 claimedBytes = 0; ///< of the list at kills, all of which were compared
+
+    void add(const Score &other)
+    {
+        kills += other.kills;
+        sets += other.sets;
+        killsWithProgress += other.killsWithProgress;
+        killsWithSomeDone += other.killsWithSomeDone;
+        killsWhileAdding += other.killsWhileAdding;
+        claimedBytes += other.claimedBytes;
+    }
 };
 
 QList<Target> targetsOf(quint32 setSeed, QRandomGenerator &chance)
@@ -133,10 +148,14 @@ public:
     {
         while (!m_over && m_failure.isEmpty()) {
             const bool canKill = m_wholeRunMs != kNever && m_kills < std::min(mostKills, kMostKillsOfSet);
-            runOnce(canKill ? int(m_chance.bounded(kLatest * m_wholeRunMs)) : kNever, score);
+            runOnce(canKill ? nextKillMs() : kNever, score);
         }
+        score.sets += int(m_failure.isEmpty());
         return m_failure;
     }
+
+    /// How long the last run took.
+    int lastRunMs() const { return m_lastRunMs; }
 
     /// What happened, and where everything lies for whoever wants to look.
     QString report() const
@@ -152,6 +171,13 @@ public:
     }
 
 private:
+    /// Early moments come more often: there everything begins at once.
+    int nextKillMs()
+    {
+        const double part = m_chance.generateDouble();
+        return int(part * part * kLatest * m_wholeRunMs);
+    }
+
     void runOnce(int killMs, Score &score)
     {
         const ListOnDisk before(m_sandbox);
@@ -159,12 +185,15 @@ private:
         QStringList arguments{u"-j"_s, u"5"_s, u"-x"_s, u"4"_s, u"-q"_s};
         arguments = isAllListed ? QStringList{u"resume"_s, u"--all"_s} + arguments
                                 : arguments + QStringList{u"-d"_s, m_sandbox.downloads(), u"-i"_s, writeInput()};
+        QElapsedTimer clock;
+        clock.start();
         QProcess process;
         launch(process, m_sandbox, arguments);
         const bool ended = process.waitForFinished(killMs == kNever ? kPatienceMs : killMs);
         if (!ended)
             process.kill();
         process.waitForFinished();
+        m_lastRunMs = int(clock.elapsed());
         m_history.append(u"  %1: %2"_s.arg(isAllListed ? u"plait resume --all"_s : u"plait -i"_s,
                                            ended ? u"ended with %1"_s.arg(process.exitCode())
                                                  : u"killed after %1 ms"_s.arg(killMs)));
@@ -278,6 +307,7 @@ private:
     PlaitSandbox m_sandbox;
     QStringList m_history;
     int m_kills = 0;
+    int m_lastRunMs = 0;
     bool m_over = false;
     QString m_failure;
 };
@@ -285,66 +315,116 @@ private:
 namespace
 {
 
-struct Campaign {
-    quint32 seed = 1;
-    int mostKills = kDefaultKills;
-    NginxServer server;
-    Score score;
-    QElapsedTimer clock;
-    int reported = 0;
-};
-
-/// @param wholeRunMs kNever = not to be killed
-bool runSet(Campaign &campaign, quint32 seed, int wholeRunMs, QTextStream &out)
+/// Sets that run side by side, each in a thread of its own: they mostly wait for their servers.
+class Campaign
 {
-    KillSet set(seed, wholeRunMs);
-    const QString failure = set.putOn(campaign.server)
-        ? set.run(campaign.mostKills - campaign.score.kills, campaign.score)
-        : u"cannot put the files onto the server"_s;
-    if (failure.isEmpty())
-        return true;
-    out << "WRONG after " << campaign.score.kills << " kills: " << failure << '\n'
-        << set.report() << "  once more: PLAIT_SEED=" << seed << " ./dev faults kill\n"
-        << Qt::flush;
-    return false;
-}
+    Q_DISABLE_COPY_MOVE(Campaign)
 
-void reportProgress(Campaign &campaign, QTextStream &out)
-{
-    const Score &score = campaign.score;
-    if (score.kills / kReportEvery == campaign.reported)
-        return;
-    campaign.reported = score.kills / kReportEvery;
-    out << score.kills << " kills, " << score.sets << " sets done, " << campaign.clock.elapsed() / 1000 << " s\n"
-        << Qt::flush;
-}
-
-bool run(Campaign &campaign, QTextStream &out)
-{
-    campaign.clock.start();
-    if (!runSet(campaign, campaign.seed, kNever, out))
-        return false;
-    const int wholeRunMs = int(campaign.clock.elapsed());
-    out << "seed " << campaign.seed << ": " << campaign.mostKills << " kills; a run that is left alone takes "
-        << wholeRunMs << " ms\n"
-        << Qt::flush;
-    Score &score = campaign.score;
-    while (score.kills < campaign.mostKills) {
-        // Each has a seed of its own, so that one can be repeated without those before it.
-        if (!runSet(campaign, campaign.seed + quint32(score.sets), wholeRunMs, out))
-            return false;
-        ++score.sets;
-        reportProgress(campaign, out);
+public:
+    Campaign(quint32 seed, int mostKills, QTextStream &out)
+        : m_seed(seed)
+        , m_mostKills(mostKills)
+        , m_out(out)
+    {
     }
-    out << "all right: " << score.kills << " kills in " << score.sets << " sets of " << kDownloads << " downloads, "
-        << campaign.clock.elapsed() / 1000 << " s\n"
-        << "  killed while the list was being filled: " << score.killsWhileAdding << '\n'
-        << "  killed with progress in the list: " << score.killsWithProgress << " (" << score.claimedBytes
-        << " bytes of it compared with the disk)\n"
-        << "  killed with some files done and some not: " << score.killsWithSomeDone << '\n'
-        << Qt::flush;
-    return true;
-}
+
+    /// Empty = the server is there.
+    QString prepare() { return m_server.start(m_ca) ? QString() : m_server.errorText(); }
+
+    bool run()
+    {
+        m_clock.start();
+        m_wholeRunMs = runSet(m_seed, kNever, m_mostKills);
+        m_score = {};
+        tell(u"seed %1: %2 kills; a run that is left alone takes %3 ms\n"_s.arg(m_seed)
+                 .arg(m_mostKills)
+                 .arg(m_wholeRunMs));
+        std::vector<std::thread> workers;
+        for (int i = 0; i < kSideBySide; ++i)
+            workers.emplace_back([this] { work(); });
+        for (std::thread &worker : workers)
+            worker.join();
+        if (!m_failed)
+            report();
+        return !m_failed;
+    }
+
+private:
+    /// Each set has a seed of its own, so that one can be repeated without those before it.
+    void work()
+    {
+        quint32 seed = 0;
+        int mostKills = 0;
+        while (takeNext(&seed, &mostKills)) {
+            runSet(seed, m_wholeRunMs, mostKills);
+            reportProgress();
+        }
+    }
+
+    bool takeNext(quint32 *seed, int *mostKills)
+    {
+        const QMutexLocker lock(&m_mutex);
+        *seed = m_seed + m_begun;
+        *mostKills = m_mostKills - m_score.kills;
+        const bool isOver = m_failed || *mostKills <= 0;
+        m_begun += quint32(!isOver);
+        return !isOver;
+    }
+
+    /// @param wholeRunMs kNever = not to be killed @return how long the last run took
+    int runSet(quint32 seed, int wholeRunMs, int mostKills)
+    {
+        KillSet set(seed, wholeRunMs);
+        Score score;
+        const QString failure =
+            set.putOn(m_server) ? set.run(mostKills, score) : u"cannot put the files onto the server"_s;
+        const QMutexLocker lock(&m_mutex);
+        m_score.add(score);
+        if (failure.isEmpty() || m_failed)
+            return set.lastRunMs();
+        m_failed = true;
+        tell(u"WRONG after %1 kills: %2\n%3  once more: PLAIT_SEED=%4 ./dev faults kill\n"_s.arg(
+            QString::number(m_score.kills), failure, set.report(), QString::number(seed)));
+        return set.lastRunMs();
+    }
+
+    void reportProgress()
+    {
+        const QMutexLocker lock(&m_mutex);
+        if (m_score.kills / kReportEvery == m_reported)
+            return;
+        m_reported = m_score.kills / kReportEvery;
+        tell(u"%1 kills, %2 sets done, %3 s\n"_s.arg(m_score.kills).arg(m_score.sets).arg(m_clock.elapsed() / 1000));
+    }
+
+    void report()
+    {
+        tell(u"all right: %1 kills in %2 sets of %3 downloads, %4 s\n"_s.arg(m_score.kills)
+                 .arg(m_score.sets)
+                 .arg(kDownloads)
+                 .arg(m_clock.elapsed() / 1000)
+             + u"  killed while the list was being filled: %1\n"_s.arg(m_score.killsWhileAdding)
+             + u"  killed with progress in the list: %1 (%2 bytes of it compared with the disk)\n"_s
+                   .arg(m_score.killsWithProgress)
+                   .arg(m_score.claimedBytes)
+             + u"  killed with some files done and some not: %1\n"_s.arg(m_score.killsWithSomeDone));
+    }
+
+    void tell(const QString &text) { m_out << text << Qt::flush; }
+
+    const quint32 m_seed;
+    const int m_mostKills;
+    QTextStream &m_out;
+    TestCa m_ca;
+    NginxServer m_server;
+    QElapsedTimer m_clock;
+    int m_wholeRunMs = 0;
+    QMutex m_mutex; ///< for all that follows
+    Score m_score;
+    quint32 m_begun = 0; ///< sets
+    int m_reported = 0;
+    bool m_failed = false;
+};
 
 }
 
@@ -354,21 +434,23 @@ int main(int argc, char *argv[])
 {
     const QCoreApplication application(argc, argv);
     QTextStream out(stdout);
-    Campaign campaign;
+    quint32 seed = 1;
+    int mostKills = kDefaultKills;
     bool isSeed = true;
     bool isCount = true;
     if (qEnvironmentVariableIsSet("PLAIT_SEED"))
-        campaign.seed = qEnvironmentVariable("PLAIT_SEED").toUInt(&isSeed);
+        seed = qEnvironmentVariable("PLAIT_SEED").toUInt(&isSeed);
     if (argc > 1)
-        campaign.mostKills = QString::fromLocal8Bit(argv[1]).toInt(&isCount);
-    if (argc > 2 || !isSeed || !isCount || campaign.mostKills < 1) {
+        mostKills = QString::fromLocal8Bit(argv[1]).toInt(&isCount);
+    if (argc > 2 || !isSeed || !isCount || mostKills < 1) {
         out << "usage: [PLAIT_SEED=N] killcampaign [KILLS]\n";
         return EXIT_FAILURE;
     }
-    TestCa ca;
-    if (!campaign.server.start(ca)) {
-        out << "nginx: " << campaign.server.errorText() << '\n';
+    Campaign campaign(seed, mostKills, out);
+    const QString errorText = campaign.prepare();
+    if (!errorText.isEmpty()) {
+        out << "nginx: " << errorText << '\n';
         return EXIT_FAILURE;
     }
-    return run(campaign, out) ? EXIT_SUCCESS : EXIT_FAILURE;
+    return campaign.run() ? EXIT_SUCCESS : EXIT_FAILURE;
 }
