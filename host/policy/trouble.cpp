@@ -14,11 +14,12 @@ Trouble::Kind Trouble::kindOf(const AbstractError &error, const AbstractDownload
 {
     if (error.category == ErrorCategory::kDownload)
         return DownloadErrorCode(error.code) == DownloadErrorCode::ResourceChanged ? Kind::Changed : Kind::Unresumable;
+    const bool isOutOfRange = error.category == ErrorCategory::kHttp && error.code == kRangeNotSatisfiable;
+    if (!isOutOfRange || info.bytesDownloaded(false) <= 0)
+        return Kind::None;
     // Of a file whose size the server never told nobody knows that it is complete; asked for more, the server has none.
-    const bool hasBytes = info.bytesDownloaded(false) > 0;
-    if (error.category == ErrorCategory::kHttp && error.code == kRangeNotSatisfiable && hasBytes)
-        return Kind::Unresumable;
-    return Kind::None;
+    // Where the size is known, the file there has become shorter.
+    return info.files.first().size < 0 ? Kind::Unresumable : Kind::Changed;
 }
 
 std::optional<Trouble::Policy> Trouble::policyFromText(const QString &text)

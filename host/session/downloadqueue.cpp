@@ -72,9 +72,12 @@ AbstractError explained(const AbstractDownloadPersistentInfo &info)
     AbstractError error = info.lastError;
     if (!error)
         return {int(GenericErrorCode::Unexpected), ErrorCategory::kGeneric, errorSourceHere(), {}};
-    if (Trouble::kindOf(error, info) == Trouble::Kind::Unresumable)
-        return {int(DownloadErrorCode::ResumeNotSupported), ErrorCategory::kDownload, error.source, error.description};
-    return error;
+    const Trouble::Kind kind = Trouble::kindOf(error, info);
+    if (kind == Trouble::Kind::None)
+        return error;
+    const auto code =
+        kind == Trouble::Kind::Changed ? DownloadErrorCode::ResourceChanged : DownloadErrorCode::ResumeNotSupported;
+    return {int(code), ErrorCategory::kDownload, error.source, error.description};
 }
 
 /// An incomplete file that is in the way is none.
@@ -95,8 +98,8 @@ QString stopText(const AbstractDownloadPersistentInfo &info)
 /// There before anything was asked or downloaded; where the server gives the name, that is known only later.
 bool isNamedTargetThere(const AbstractDownloadPersistentInfo &info)
 {
-    return info.bytesDownloaded(false) == 0 && !info.isFinished() && !info.presetFileName.isEmpty()
-        && QFileInfo::exists(QDir(info.folder).filePath(info.presetFileName));
+    return info.hasFlag(AbstractDownloadPersistentInfo::RenameBlocked) && !info.isFinished()
+        && info.bytesDownloaded(false) == 0 && isTargetThere(info);
 }
 
 QtHostAndPort serverOf(const AbstractDownloadPersistentInfo &info)
@@ -130,6 +133,7 @@ struct DownloadQueue::Active {
     bool isAsking = false;
     bool areFilesWorkedOn = false;
     bool isFileLeft = false; ///< somebody said that a file in the way is to stay
+    bool isYoung = true; ///< no tick has come since the run began
     int requests = 0;
     int attempts = 0; ///< of all
     int failures = 0; ///< since the last progress
@@ -376,6 +380,7 @@ bool DownloadQueue::run(Active &active, Job job, QString *errorText)
     active.watchdog = {};
     active.finding = Watchdog::Finding::Fine;
     active.requests = 0;
+    active.isYoung = true;
     active.areFilesWorkedOn = false;
     active.job = job;
     if (job == Job::Restart) {
@@ -414,8 +419,10 @@ void DownloadQueue::tick()
     const QList<qint64> ids = activeIds();
     for (const qint64 id : ids) {
         Active *const active = find(id);
-        if (active && active->isRunning)
+        if (active && active->isRunning) {
+            active->isYoung = false;
             watch(*active);
+        }
     }
     shareSpeed();
     // Those that run may need fewer connections now.
@@ -443,7 +450,10 @@ void DownloadQueue::shareSpeed()
             continue;
         const DownloadStatus status = m_session.status(id);
         const NetworkUsageSettings usage = m_session.usageOf(active.options);
-        items.append({id, usage.downloadLimit, status.connections, status.speed, active.share});
+        // A run adds one connection after the other within a moment; if each took what those before it left, all of
+        // them together would take a multiple of the limit in their first second.
+        const int transfers = std::max(status.connections, active.isYoung ? int(usage.maximumConnections) : 0);
+        items.append({id, usage.downloadLimit, transfers, status.speed, active.share});
     }
     const QHash<qint64, qint64> shares = SpeedShares::distribute(m_options.speedLimit, items);
     for (const SpeedShares::Item &item : std::as_const(items)) {

@@ -72,6 +72,18 @@ void ScriptBook::recordDisconnection()
     --m_openConnections;
 }
 
+void ScriptBook::recordEnd(int connection)
+{
+    const QMutexLocker locker(&m_mutex);
+    m_ended.insert(connection);
+}
+
+bool ScriptBook::hasEnded(int connection) const
+{
+    const QMutexLocker locker(&m_mutex);
+    return m_ended.contains(connection);
+}
+
 int ScriptBook::connectionCount() const
 {
     const QMutexLocker locker(&m_mutex);

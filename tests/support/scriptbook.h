@@ -35,6 +35,9 @@ public:
 
     int recordConnection();
     void recordDisconnection();
+    /// The connection of that number goes no further.
+    void recordEnd(int connection);
+    bool hasEnded(int connection) const;
     int connectionCount() const;
     int openConnections() const;
     int peakConnections() const;
@@ -56,6 +59,7 @@ private:
     int m_connections = 0;
     int m_openConnections = 0;
     int m_peakConnections = 0;
+    QSet<int> m_ended;
 
     Q_DISABLE_COPY_MOVE(ScriptBook)
 };

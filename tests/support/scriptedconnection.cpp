@@ -134,6 +134,7 @@ void ScriptedConnection::onReadyRead()
 
 void ScriptedConnection::onDisconnected()
 {
+    m_book->recordEnd(m_number);
     deleteLater();
 }
 

@@ -162,6 +162,11 @@ int ScriptedServer::peakConnections() const
     return m_book->peakConnections();
 }
 
+bool ScriptedServer::hasEnded(int connection) const
+{
+    return m_book->hasEnded(connection);
+}
+
 bool ScriptedServer::waitForNoConnections(int timeoutMs) const
 {
     return QTest::qWaitFor([&] { return m_book->openConnections() == 0; }, timeoutMs);

@@ -65,6 +65,8 @@ public:
     int connectionCount() const;
     int openConnections() const;
     int peakConnections() const;
+    /// Whether the connection of that number (ScriptedRequest::connection) is closed.
+    bool hasEnded(int connection) const;
     bool waitForNoConnections(int timeoutMs = kPatienceMs) const;
 
     /// Ends all connections at once, as a server that dies does; it goes on listening.

@@ -78,6 +78,7 @@ public:
         return sum;
     }
 
+    QTimer *handOutTimer() const { return timer(WwwDownloader::kHandOutIntervalMs); }
     QTimer *readTimer() const { return timer(WwwDownloader::kReadIntervalMs); }
     QTimer *inactivityTimer() const { return timer(WwwDownloader::kInactivityLimitMs); }
     static void fire(QTimer *timer) { QMetaObject::invokeMethod(timer, "timeout"); }

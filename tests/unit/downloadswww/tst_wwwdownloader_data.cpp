@@ -22,6 +22,7 @@ private Q_SLOTS:
     void emptySectionTakesNothing();
 
     void unconfirmedChunkHoldsTheRestBack();
+    void whatCameLateInASecondIsHandedOutWithoutMore();
     void unconfirmedDataPutsOffTheTimeout();
     void confirmationReadsOn();
     void partialConfirmationsAddUp();
@@ -164,6 +165,18 @@ void TestWwwDownloaderData::unconfirmedChunkHoldsTheRestBack()
     QCOMPARE(bench.readTimer()->interval(), 50);
     TransferBench::fire(bench.readTimer());
     QCOMPARE(bench.reply()->bytesAvailable(), 1);
+}
+
+void TestWwwDownloaderData::whatCameLateInASecondIsHandedOutWithoutMore()
+{
+    TransferBench bench;
+    bench.startReceiving();
+    bench.reply()->sendData("late");
+    QVERIFY(bench.chunks.isEmpty());
+    QVERIFY(bench.handOutTimer()->isActive());
+    TransferBench::fire(bench.handOutTimer());
+    QCOMPARE(bench.chunks, QList<QByteArray>{"late"});
+    QVERIFY2(!bench.handOutTimer()->isActive(), "there is nothing left");
 }
 
 void TestWwwDownloaderData::unconfirmedDataPutsOffTheTimeout()

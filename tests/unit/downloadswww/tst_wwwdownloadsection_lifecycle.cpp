@@ -39,6 +39,7 @@ private Q_SLOTS:
 
     void stop_data();
     void stop();
+    void aStopKeepsWhatHasCome();
     void stopOfAnIdleSectionKeepsWhatIsKnown();
     void aStopForgetsTheFileThatWasAskedFor();
     void aSecondStopDoesNotWaitForTheWriter();
@@ -257,6 +258,19 @@ void tst_WwwDownloadSectionLifecycle::stop()
     bench.events.clear();
     section->onFileCreated();
     QVERIFY(bench.events.isEmpty());
+}
+
+void tst_WwwDownloadSectionLifecycle::aStopKeepsWhatHasCome()
+{
+    SectionBench bench;
+    WwwDownloadSection *section = bench.make({0, 10, 0});
+    section->start();
+    bench.answerWhole(10);
+    QTRY_VERIFY(bench.memoryWriter()->isOpen());
+    bench.reply()->sendData("0123"_ba);
+    section->stop(SectionBench::anError(), false);
+    QVERIFY(bench.waitUntilIdle());
+    QCOMPARE(section->section().downloaded, 4);
 }
 
 void tst_WwwDownloadSectionLifecycle::stopOfAnIdleSectionKeepsWhatIsKnown()

@@ -171,7 +171,7 @@ void FakeDownload::takeStep()
 void FakeDownload::failAs(const QStringList &fields)
 {
     if (fields.size() > 3)
-        keep(fields.at(3).toLongLong());
+        keep(fields.at(3).section(u'?', 0, 0).toLongLong(), !fields.at(3).endsWith(u'?'));
     if (fields.size() > 4)
         Q_EMIT gotResponseHeaders(1, {u"HTTP/1.1 503 Busy"_s, fields.at(4)});
     m_failedSource = m_info.downloadUrl();
@@ -179,12 +179,12 @@ void FakeDownload::failAs(const QStringList &fields)
 }
 
 /// What the record says is on the disk, too; else nobody believes it at the next start.
-void FakeDownload::keep(qint64 bytes)
+void FakeDownload::keep(qint64 bytes, bool isSizeKnown)
 {
     AbstractDownloadFileInfo file;
     file.name = u"%1.bin"_s.arg(id());
-    file.size = kSize;
-    file.sections = {{0, kSize, bytes}};
+    file.size = isSizeKnown ? kSize : -1;
+    file.sections = {{0, file.size, bytes}};
     file.pathOnDisk = file.name + u".part"_s;
     file.fileFlags = AbstractDownloadFileInfo::CreatedOnDisk;
     m_info.files = {file};

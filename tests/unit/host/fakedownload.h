@@ -76,7 +76,7 @@ private:
     void restart();
     void takeStep();
     void failAs(const QStringList &fields);
-    void keep(qint64 bytes);
+    void keep(qint64 bytes, bool isSizeKnown);
 
     AbstractDownloadPersistentInfo m_info;
     QThread *m_writersThread = nullptr;

@@ -25,7 +25,8 @@ const QString kBusy = u"fail/HttpError/503"_s;
 const QString kNotFound = u"fail/HttpError/404"_s;
 const QString kChanged = u"fail/AbstractDownloadError/%1/300"_s.arg(int(DownloadErrorCode::ResourceChanged));
 const QString kUnresumable = u"fail/AbstractDownloadError/%1/300"_s.arg(int(DownloadErrorCode::ResumeNotSupported));
-const QString kNoMore = u"fail/HttpError/416/300"_s;
+const QString kNoMore = u"fail/HttpError/416/300?"_s;
+const QString kShorter = u"fail/HttpError/416/300"_s;
 constexpr int kFileSize = 1000;
 
 QueueOptions tries(int count)
@@ -529,6 +530,7 @@ void TestDownloadQueue::bytesThatCannotGrowAreKept_data()
     QTest::newRow("changed, nobody to ask") << kChanged << Policy::Ask << ExitStatus::ResourceChanged;
     QTest::newRow("unresumable, fail") << kUnresumable << Policy::Fail << ExitStatus::CannotResume;
     QTest::newRow("unresumable, nobody to ask") << kUnresumable << Policy::Ask << ExitStatus::CannotResume;
+    QTest::newRow("shorter by now, fail") << kShorter << Policy::Fail << ExitStatus::ResourceChanged;
     QTest::newRow("no more of it, fail") << kNoMore << Policy::Fail << ExitStatus::CannotResume;
     QTest::newRow("no more of it, nobody to ask") << kNoMore << Policy::Ask << ExitStatus::CannotResume;
 }
@@ -557,6 +559,7 @@ void TestDownloadQueue::restartFetchesAllAgain_data()
     QTest::newRow("changed") << kChanged;
     QTest::newRow("unresumable") << kUnresumable;
     QTest::newRow("no more of it") << kNoMore;
+    QTest::newRow("shorter by now") << kShorter;
 }
 
 void TestDownloadQueue::restartFetchesAllAgain()

@@ -96,6 +96,7 @@ private Q_SLOTS:
     void aDownloadsOwnLimitIsDividedByItsTransfers();
     void aDownloadsOwnLimitMayBeChangedWhileItRuns();
     void moreTransfersGetNoMoreTogether();
+    void aRunThatBeginsLeavesRoomForAllThatItMayBecome();
 
     void appendFromInsideTheSignals();
     void theSameMayBeAppendedAgainFromInsideItsEnd();
@@ -456,6 +457,20 @@ void TestDownloadQueuePausing::moreTransfersGetNoMoreTogether()
     Q_EMIT bench.running(id)->sendingRequestHeaders(1, {});
     QueueBench::settle();
     QCOMPARE(limitOf(bench, id), 3000 / kTransfers);
+}
+
+void TestDownloadQueuePausing::aRunThatBeginsLeavesRoomForAllThatItMayBecome()
+{
+    QueueOptions queueOptions = QueueBench::quickly();
+    queueOptions.speedLimit = 16000;
+    QueueBench bench(queueOptions);
+    DownloadOptions options;
+    options.connections = 8;
+    const qint64 id = bench.append(u"run"_s, options);
+    QTRY_VERIFY(bench.running(id));
+    QTRY_COMPARE(limitOf(bench, id), 16000 / 8);
+    bench.tick();
+    QCOMPARE(limitOf(bench, id), 16000 / kTransfers);
 }
 
 void TestDownloadQueuePausing::appendFromInsideTheSignals()

@@ -14,6 +14,7 @@ WwwDownloader::WwwDownloader(QSharedPointer<AbstractNetworkAccessChief> chief, Q
     : AbstractNetworkConsumerWithExtraTasks(parent)
     , m_chief(std::move(chief))
     , m_readTimer(new QTimer(this))
+    , m_handOutTimer(new QTimer(this))
     , m_inactivityTimer(new QTimer(this))
 {
     qRegisterMetaType<QNetworkReply::NetworkError>();
@@ -23,6 +24,9 @@ WwwDownloader::WwwDownloader(QSharedPointer<AbstractNetworkAccessChief> chief, Q
     m_readTimer->setInterval(kReadIntervalMs);
     m_readTimer->setSingleShot(true);
     connect(m_readTimer, &QTimer::timeout, this, &WwwDownloader::onReadyRead);
+    m_handOutTimer->setInterval(kHandOutIntervalMs);
+    m_handOutTimer->setSingleShot(true);
+    connect(m_handOutTimer, &QTimer::timeout, this, &WwwDownloader::handOut);
     m_inactivityTimer->setInterval(kInactivityLimitMs);
     connect(m_inactivityTimer, &QTimer::timeout, this, &WwwDownloader::onTimeout);
 }

@@ -43,6 +43,7 @@ public:
     static constexpr int kInactivityLimitMs = 120000;
     /// How long data that may not be read yet is left alone, in ms.
     static constexpr int kReadIntervalMs = 50;
+    static constexpr int kHandOutIntervalMs = 1000;
     /// Bytes that the network layer may hold for us; a speed limit below it takes its place.
     static constexpr qint64 kReadBufferSize = 131072;
     /// Bytes that are kept here while setDontEmitData() holds them back; what exceeds them waits in the network.
@@ -84,6 +85,8 @@ public:
 
     /// While set, received data is kept, not handed out.
     void setDontEmitData(bool dontEmit);
+    /// Hands out what has been received, if that may be, without waiting for the second to be over.
+    void handOut();
 
     /// The lone "&" that links of the cloud drive carry as their body: it must not be posted.
     static bool isPostDataInvalid(const WwwDownloadSourceInfo &source);
@@ -180,6 +183,7 @@ private:
     qint64 m_lastEmitSecond = 0;
 
     QTimer *const m_readTimer;
+    QTimer *const m_handOutTimer;
     QTimer *const m_inactivityTimer;
 
     Q_DISABLE_COPY_MOVE(WwwDownloader)

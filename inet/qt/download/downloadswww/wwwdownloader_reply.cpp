@@ -155,8 +155,12 @@ bool WwwDownloader::appendData(const QByteArray &data, bool force)
     m_speedPeriod.add(data.size(), now);
     const bool wantsMore = checkDataExcess();
     // Once a second is enough for writers and keeps them from many small chunks on a fast link.
-    if (wantsMore && !force && now == m_lastEmitSecond)
+    if (wantsMore && !force && now == m_lastEmitSecond) {
+        // A server that sends nothing more must not keep this from the disk.
+        if (!m_handOutTimer->isActive())
+            m_handOutTimer->start();
         return true;
+    }
     emitDataIfPossible();
     return wantsMore;
 }
@@ -177,9 +181,15 @@ void WwwDownloader::emitDataIfPossible()
 {
     if (m_dontEmitData || m_inFlight != 0 || m_buffer.isEmpty())
         return;
+    m_handOutTimer->stop();
     m_inFlight = m_buffer.size();
     m_lastEmitSecond = currentSecond();
     Q_EMIT gotData(std::exchange(m_buffer, {}));
+}
+
+void WwwDownloader::handOut()
+{
+    emitDataIfPossible();
 }
 
 void WwwDownloader::onDataProcessed(qint64 size)
