@@ -57,7 +57,7 @@ DownloadsRunner::DownloadsRunner(const Arguments &arguments, DownloadSession &se
             [this](qint64 id, const QString &text) { m_printer.warn(id, text); });
     connect(&m_session, &DownloadSession::fileExistsActionRequired, this, &DownloadsRunner::onFileExists);
     connect(&m_session, &DownloadSession::closed, this, [this] { Q_EMIT done(m_status); });
-    connect(&m_queue, &DownloadQueue::began, this, [this](qint64 id) { m_printer.begin(id, urlOf(id)); });
+    connect(&m_queue, &DownloadQueue::began, this, &DownloadsRunner::onBegan);
     connect(&m_queue, &DownloadQueue::retrying, this,
             [this](qint64 id, qint64, const QString &notice) { m_printer.warn(id, notice); });
     connect(&m_queue, &DownloadQueue::decisionRequired, this,
@@ -136,6 +136,12 @@ void DownloadsRunner::append(qint64 id)
     m_queue.append(id, m_job);
 }
 
+void DownloadsRunner::onBegan(qint64 id, const QUrl &url)
+{
+    m_urls.insert(id, url);
+    m_printer.begin(id, url);
+}
+
 void DownloadsRunner::onProgress()
 {
     Overview overview;
@@ -177,6 +183,9 @@ void DownloadsRunner::onDecision(qint64 id, const QString &question)
 
 void DownloadsRunner::onEnded(const DownloadOutcome &outcome)
 {
+    // Each is told of from beginning to end, also what was stopped while it waited.
+    if (!m_urls.contains(outcome.id))
+        onBegan(outcome.id, outcome.info.url);
     const Summary summary = summaryOf(outcome);
     m_printer.end(outcome.id, summary);
     count(outcome.status);
@@ -244,7 +253,7 @@ Summary DownloadsRunner::summaryOf(const DownloadOutcome &outcome)
     summary.bytes = info.bytesDownloaded(false);
     summary.seconds = outcome.seconds;
     summary.connections = outcome.details.mostConnections;
-    const NetworkUsageSettings usage = m_session.usageOf(m_session.options(outcome.id));
+    const NetworkUsageSettings usage = m_session.usageOf(outcome.options);
     summary.connectionsNote = ConnectionsNote::forDownload(outcome.details, usage);
     summary.connectionsBound = ConnectionsNote::keyOf(outcome.details.bound);
     return summary;

@@ -36,6 +36,7 @@ private:
     void addNext();
     void renewOptions(qint64 id);
     void append(qint64 id);
+    void onBegan(qint64 id, const QUrl &url);
     void onProgress();
     void onFileExists(qint64 id, int fileIndex, const QList<QString> &paths);
     void onDecision(qint64 id, const QString &question);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <host/policy/exitstatus.h>
+#include <host/storage/downloadoptions.h>
 #include <inet/qt/download/framework/downloaddetails.h>
 #include <inet/qt/download/records/abstractdownloadpersistentinfo.h>
 
@@ -11,6 +12,7 @@
 struct DownloadOutcome {
     qint64 id = 0;
     AbstractDownloadPersistentInfo info; ///< the record, its last error included
+    DownloadOptions options; ///< that it ran with; the defaults when it never began
     DownloadDetails details;
     ExitStatus status = ExitStatus::Done;
     QString errorText; ///< for people; empty = none

@@ -334,7 +334,7 @@ void DownloadQueue::begin(const Waiting &waiting)
     m_order.append(waiting.id);
     if (!m_tick.isActive())
         m_tick.start();
-    Q_EMIT began(waiting.id);
+    Q_EMIT began(waiting.id, active.info.url);
     // Whoever heard of it may have paused.
     if (!find(waiting.id))
         return;
@@ -697,6 +697,7 @@ void DownloadQueue::end(Active &active, ExitStatus status, const QString &errorT
     DownloadOutcome outcome;
     outcome.id = active.id;
     outcome.info = active.info;
+    outcome.options = active.options;
     outcome.details = active.details;
     outcome.status = status;
     outcome.errorText = errorText;

@@ -72,7 +72,8 @@ public:
     DownloadStatus status(qint64 id) const;
 
 Q_SIGNALS:
-    void began(qint64 id);
+    /// @param url as the list has it; empty = the list has no such download
+    void began(qint64 id, const QUrl &url);
     /// An attempt failed; the next one begins by itself. @param notice the address, what happened and what comes next
     void retrying(qint64 id, qint64 inMs, const QString &notice);
     void decisionRequired(qint64 id, Trouble::Kind kind, const QString &question);

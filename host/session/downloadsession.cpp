@@ -27,8 +27,8 @@ namespace
 
 const QString kModuleId = u"downloadswww"_s;
 
-/// Of downloads with one address, so many are compared.
-constexpr int kCandidates = 4;
+/// Of downloads with the same address, so many are compared with a new one.
+constexpr int kCandidates = 3;
 
 /// Length of the file that the record names; -1 when it is not there. A link is none of ours.
 qint64 lengthOnDisk(const AbstractDownloadPersistentInfo &record)
@@ -120,14 +120,14 @@ bool DownloadSession::start(qint64 id, const Sources &sources, QString *errorTex
 {
     if (m_closing || m_running.contains(id))
         return false;
-    std::optional<AbstractDownloadPersistentInfo> record = claimRecord(id, errorText);
-    if (!record)
+    std::optional<DownloadList::Taken> taken = claimToRun(id, errorText);
+    if (!taken)
         return false;
     if (sources.areSeveral()) {
-        sources.applyTo(*record);
+        sources.applyTo(taken->record);
         m_sources.insert(id, sources);
     }
-    run(*record, &m_list, AbstractDownloadCommand::Start);
+    run(*taken, &m_list, AbstractDownloadCommand::Start);
     return true;
 }
 
@@ -135,10 +135,10 @@ bool DownloadSession::restart(qint64 id, QString *errorText)
 {
     if (m_closing || m_running.contains(id))
         return false;
-    const std::optional<AbstractDownloadPersistentInfo> record = claimRecord(id, errorText);
-    if (!record)
+    const std::optional<DownloadList::Taken> taken = claimToRun(id, errorText);
+    if (!taken)
         return false;
-    run(*record, &m_list, AbstractDownloadCommand::Restart);
+    run(*taken, &m_list, AbstractDownloadCommand::Restart);
     return true;
 }
 
@@ -186,18 +186,18 @@ bool DownloadSession::finishNow(qint64 id, QString *errorText)
             running->download()->doCommand(AbstractDownloadCommand::FinishNow);
         return refusal.isEmpty();
     }
-    std::optional<AbstractDownloadPersistentInfo> record = m_closing ? std::nullopt : claimRecord(id, errorText);
-    if (!record)
+    std::optional<DownloadList::Taken> taken = m_closing ? std::nullopt : claimToRun(id, errorText);
+    if (!taken)
         return false;
-    const QString refusal = FinishNow::refusal(*record, false);
+    const QString refusal = FinishNow::refusal(taken->record, false);
     if (!refusal.isEmpty()) {
         *errorText = what + refusal;
         releaseClaim(id);
         return false;
     }
     // All that is there being all that there is, a start has nothing to fetch and gives the file its name.
-    FinishNow::settle(*record);
-    run(*record, &m_list, AbstractDownloadCommand::Start);
+    FinishNow::settle(taken->record);
+    run(*taken, &m_list, AbstractDownloadCommand::Start);
     return true;
 }
 
@@ -208,7 +208,7 @@ qint64 DownloadSession::query(const DownloadRequest &request, QString *errorText
     AbstractDownloadPersistentInfo record = withoutSecrets(request).newRecord();
     record.id = --m_lastQueryId;
     record.files.clear();
-    run(record, nullptr, AbstractDownloadCommand::QueryInfoMinimal);
+    run({record, {}, {}}, nullptr, AbstractDownloadCommand::QueryInfoMinimal);
     return record.id;
 }
 
@@ -286,9 +286,9 @@ AbstractDownload *DownloadSession::createDownload(qint64 id, QObject *parent) co
     return m_module->createDownload(id, parent);
 }
 
-void DownloadSession::prepare(AbstractDownload &download, const AbstractDownloadPersistentInfo &record)
+void DownloadSession::prepare(AbstractDownload &download, const AbstractDownloadPersistentInfo &record,
+                              const DownloadOptions &options)
 {
-    const DownloadOptions options = this->options(record.id);
     if (record.id > 0)
         trustServers(record, options);
     AbstractNetworkConsumerSettings settings = download.networkSettings();
@@ -397,26 +397,27 @@ qint64 DownloadSession::claimFound(const DownloadRequest &request, QString *erro
 qint64 DownloadSession::insertNew(const DownloadRequest &request, QString *errorText)
 {
     AbstractDownloadPersistentInfo record = request.newRecord();
-    if (m_list.insert(record) == 0 || !m_list.setOptions(record.id, request.options)) {
+    const QList<AbstractDownloadPersistentInfo> candidates = m_list.findByUrl(record.url, kCandidates);
+    if (m_list.insertOwned(record, request.options) == 0) {
         *errorText = m_list.lastErrorText();
         return 0;
     }
-    warnOfTheSame(record);
-    return takeClaim(record.id, errorText) ? record.id : 0;
+    m_claimed.insert(record.id);
+    warnOfTheSame(record, candidates);
+    return record.id;
 }
 
 /// The module knows which requests are for one resource. To fetch it twice may be meant, so it is only said.
-void DownloadSession::warnOfTheSame(const AbstractDownloadPersistentInfo &record)
+void DownloadSession::warnOfTheSame(const AbstractDownloadPersistentInfo &record,
+                                    const QList<AbstractDownloadPersistentInfo> &candidates)
 {
-    const QList<AbstractDownloadPersistentInfo> candidates = m_list.findByUrl(record.url, kCandidates);
     const std::unique_ptr<AbstractDownload> download(
-        candidates.size() > 1 ? m_module->createDownload(record.id, nullptr) : nullptr);
+        candidates.isEmpty() ? nullptr : m_module->createDownload(record.id, nullptr));
     if (!download)
         return;
     download->setInfo(record);
     for (const AbstractDownloadPersistentInfo &other : candidates) {
-        const CompareDownloadsResult result =
-            other.id == record.id ? CompareDownloadsResult::Different : download->compareDownloads(other);
+        const CompareDownloadsResult result = download->compareDownloads(other);
         if (result != CompareDownloadsResult::SameContent && result != CompareDownloadsResult::SameSource)
             continue;
         Q_EMIT warned(record.id,
@@ -429,7 +430,13 @@ void DownloadSession::warnOfTheSame(const AbstractDownloadPersistentInfo &record
 bool DownloadSession::takeClaim(qint64 id, QString *errorText)
 {
     ProcessIdentity owner;
-    switch (m_list.claim(id, &owner)) {
+    const DownloadList::Claim claim = m_list.claim(id, &owner);
+    return isTaken(id, claim, owner, errorText);
+}
+
+bool DownloadSession::isTaken(qint64 id, DownloadList::Claim claim, const ProcessIdentity &owner, QString *errorText)
+{
+    switch (claim) {
     case DownloadList::Claim::Taken:
         m_claimed.insert(id);
         return true;
@@ -451,26 +458,22 @@ void DownloadSession::releaseClaim(qint64 id)
         m_list.release(id);
 }
 
-std::optional<AbstractDownloadPersistentInfo> DownloadSession::claimRecord(qint64 id, QString *errorText)
+std::optional<DownloadList::Taken> DownloadSession::claimToRun(qint64 id, QString *errorText)
 {
-    if (!takeClaim(id, errorText))
+    DownloadList::Taken taken;
+    ProcessIdentity owner;
+    const DownloadList::Claim claim = m_list.claim(id, taken, &owner);
+    if (!isTaken(id, claim, owner, errorText))
         return std::nullopt;
-    std::optional<AbstractDownloadPersistentInfo> record = m_list.load(id);
-    if (!record) {
-        *errorText = m_list.lastErrorText();
-        releaseClaim(id);
-        return std::nullopt;
-    }
-    checkAgainstDisk(*record);
-    return record;
+    checkAgainstDisk(taken.record, taken.file);
+    return taken;
 }
 
-void DownloadSession::checkAgainstDisk(AbstractDownloadPersistentInfo &record)
+void DownloadSession::checkAgainstDisk(AbstractDownloadPersistentInfo &record, const FileIdentity &file)
 {
     if (record.isFinished())
         return;
     if (lengthOnDisk(record) == -1) {
-        const FileIdentity file = m_list.fileIdentity(record.id);
         RenamedFile::takeBack(record, file);
         AbandonedFile::remove(record, file, m_openedAt);
     }
@@ -488,16 +491,16 @@ void DownloadSession::checkAgainstDisk(AbstractDownloadPersistentInfo &record)
         Q_EMIT warned(record.id, m_list.lastErrorText());
 }
 
-void DownloadSession::run(const AbstractDownloadPersistentInfo &record, DownloadList *list,
-                          AbstractDownloadCommand command)
+void DownloadSession::run(const DownloadList::Taken &taken, DownloadList *list, AbstractDownloadCommand command)
 {
+    const AbstractDownloadPersistentInfo &record = taken.record;
     AbstractDownload *const download = m_module->createDownload(record.id, this);
     auto *const running = new SessionDownload(download, list, this);
     m_running.insert(record.id, running);
     relaySignals(running);
     download->setWritersThread(&m_writersThread);
     download->setSettings({});
-    prepare(*download, record);
+    prepare(*download, record, taken.options);
     download->setInfo(record);
     running->run(command);
 }

@@ -24,6 +24,7 @@ class AbstractDownloadModule;
 class NetworkAccessChief;
 class QtAppSystemDefaultUserAgentManager;
 class SessionDownload;
+struct ProcessIdentity;
 
 /// The host as front ends see it: opens the list, loads the module, runs downloads and tells everything by signals.
 ///
@@ -94,7 +95,8 @@ public:
     /// A download of the module for work beside those that run; a child of @p parent.
     AbstractDownload *createDownload(qint64 id, QObject *parent) const;
     /// Gives such a one what it needs to reach the servers of the record.
-    void prepare(AbstractDownload &download, const AbstractDownloadPersistentInfo &record);
+    void prepare(AbstractDownload &download, const AbstractDownloadPersistentInfo &record,
+                 const DownloadOptions &options);
     /// The answer to fileExistsActionRequired().
     void fileExistsAction(qint64 id, int fileIndex, AbstractDownloadFileExistsAction action);
 
@@ -124,14 +126,16 @@ private:
     DownloadRequest withoutSecrets(const DownloadRequest &request);
     void trustServers(const AbstractDownloadPersistentInfo &record, const DownloadOptions &options);
     qint64 claimFound(const DownloadRequest &request, QString *errorText);
-    void warnOfTheSame(const AbstractDownloadPersistentInfo &record);
+    void warnOfTheSame(const AbstractDownloadPersistentInfo &record,
+                       const QList<AbstractDownloadPersistentInfo> &candidates);
     qint64 insertNew(const DownloadRequest &request, QString *errorText);
     bool takeClaim(qint64 id, QString *errorText);
+    bool isTaken(qint64 id, DownloadList::Claim claim, const ProcessIdentity &owner, QString *errorText);
     void releaseClaim(qint64 id);
 
-    std::optional<AbstractDownloadPersistentInfo> claimRecord(qint64 id, QString *errorText);
-    void checkAgainstDisk(AbstractDownloadPersistentInfo &record);
-    void run(const AbstractDownloadPersistentInfo &record, DownloadList *list, AbstractDownloadCommand command);
+    std::optional<DownloadList::Taken> claimToRun(qint64 id, QString *errorText);
+    void checkAgainstDisk(AbstractDownloadPersistentInfo &record, const FileIdentity &file);
+    void run(const DownloadList::Taken &taken, DownloadList *list, AbstractDownloadCommand command);
     bool change(qint64 id, const std::function<QString(AbstractDownloadPersistentInfo &)> &how, QString *errorText);
     void restoreSources(qint64 id, AbstractDownloadPersistentInfo info);
     static QString deleteFiles(const AbstractDownloadPersistentInfo &record);

@@ -30,7 +30,7 @@ ResourceCheck::~ResourceCheck() = default;
 void ResourceCheck::begin(const AbstractDownloadPersistentInfo &record)
 {
     m_download.reset(m_session.createDownload(record.id, nullptr));
-    m_session.prepare(*m_download, record);
+    m_session.prepare(*m_download, record, m_session.options(record.id));
     m_download->setInfo(record);
     m_download->doCommand(AbstractDownloadCommand::CheckResource);
     m_timer.start();

@@ -191,12 +191,14 @@ bool SessionDownload::claimsNewBytes(const AbstractDownloadPersistentInfo &snaps
 
 void SessionDownload::onSynced(const FileSyncer::Outcome &outcome)
 {
-    const Info snapshot = *std::exchange(m_syncing, std::nullopt);
+    Info snapshot = *std::exchange(m_syncing, std::nullopt);
     m_saveTimer.setInterval(int(std::clamp(kRestFactor * outcome.milliseconds, qint64(kSaveIntervalMs),
                                            qint64(std::numeric_limits<int>::max()))));
     const bool isGone = outcome.error == ENOENT;
     if (outcome.file.isKnown())
         m_file = outcome.file;
+    if (outcome.error == 0 && m_saveAgain)
+        bringUpToDate(snapshot);
     // A file that is being renamed just now is found by the next save, under its new name. One that is not found at the
     // end either can mislead nobody: the first look at the disk shows that it is not there.
     if (isGone && (m_saveAgain || !m_ended))
@@ -206,6 +208,17 @@ void SessionDownload::onSynced(const FileSyncer::Outcome &outcome)
     else
         onSyncFailed(snapshot, outcome.error);
     afterSave();
+}
+
+/// What came meanwhile and says nothing else of the file needs no sync of its own.
+void SessionDownload::bringUpToDate(AbstractDownloadPersistentInfo &snapshot)
+{
+    const Info newer = info();
+    if (newer.folder != snapshot.folder || newer.files != snapshot.files)
+        return;
+    snapshot = newer;
+    m_saveAgain = false;
+    m_changed = false;
 }
 
 void SessionDownload::onSyncFailed(AbstractDownloadPersistentInfo snapshot, int error)

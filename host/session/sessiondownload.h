@@ -23,7 +23,7 @@ class DownloadList;
 /// Owns the download. The list never says of a byte that it is there before the disk has it: what a snapshot counts was
 /// written before. The record is saved at once when it changed significantly, else at most every kSaveIntervalMs and,
 /// where syncing is slow, in a sixth of the time; and always at the end. While one save is under way all others wait
-/// and become one.
+/// and become one, or part of that save where they say nothing else of the file.
 /// After a sync that failed nothing that was written in this run is counted: the system forgets such a failure once it
 /// was told, so that no later success means anything.
 class SessionDownload : public QObject
@@ -69,6 +69,7 @@ private:
     void begin(const AbstractDownloadPersistentInfo &snapshot);
     bool claimsNewBytes(const AbstractDownloadPersistentInfo &snapshot) const;
     void onSynced(const FileSyncer::Outcome &outcome);
+    void bringUpToDate(AbstractDownloadPersistentInfo &snapshot);
     void onSyncFailed(AbstractDownloadPersistentInfo snapshot, int error);
     void commit(const AbstractDownloadPersistentInfo &snapshot);
     void afterSave();

@@ -181,6 +181,19 @@ qint64 DownloadList::insert(Record &record)
     return record.id;
 }
 
+qint64 DownloadList::insertOwned(Record &record, const DownloadOptions &options)
+{
+    Record inserted = record;
+    const bool done = changing(u"add to"_s, Lasting::ThisRunOfTheMachine, [&] {
+        return m_rows->insert(inserted) && ListRows::setOptions(*m_rows, inserted.id, options)
+            && setOwner(inserted.id, ProcessIdentity::current());
+    });
+    if (!done)
+        return 0;
+    record.id = inserted.id;
+    return record.id;
+}
+
 bool DownloadList::update(const Record &record, Lasting lasting)
 {
     return changing(u"save in"_s, lasting, [&] { return m_rows->update(record); });
@@ -188,23 +201,15 @@ bool DownloadList::update(const Record &record, Lasting lasting)
 
 bool DownloadList::update(const Record &record, const FileIdentity &file, Lasting lasting)
 {
-    return changing(u"save in"_s, lasting, [&] {
-        const QString statement = u"UPDATE downloads SET file_identity = ? WHERE id = ?"_s;
-        return m_rows->update(record) && (!file.isKnown() || changesOne(statement, {file.text, record.id}));
-    });
+    const QVariant identity = file.isKnown() ? QVariant(file.text) : QVariant();
+    return changing(u"save in"_s, lasting, [&] { return m_rows->update(record, identity); });
 }
 
 FileIdentity DownloadList::fileIdentity(qint64 id)
 {
-    FileIdentity identity;
-    reading([&] {
-        QSqlQuery query(m_connection->database());
-        const bool done = m_rows->run(u"SELECT file_identity FROM downloads WHERE id = ?"_s, {id}, query);
-        if (done && query.next())
-            identity.text = query.value(0).toString();
-        return done;
-    });
-    return identity;
+    std::optional<FileIdentity> identity;
+    reading([&] { return (identity = ListRows::fileIdentity(*m_rows, id)).has_value(); });
+    return identity.value_or(FileIdentity());
 }
 
 std::optional<DownloadList::Record> DownloadList::load(qint64 id)
@@ -287,6 +292,29 @@ bool DownloadList::remove(qint64 id)
 
 DownloadList::Claim DownloadList::claim(qint64 id, ProcessIdentity *owner)
 {
+    return claim(id, owner, [] { return true; });
+}
+
+DownloadList::Claim DownloadList::claim(qint64 id, Taken &taken, ProcessIdentity *owner)
+{
+    return claim(id, owner, [&] { return read(id, taken); });
+}
+
+/// Inside of a transaction.
+bool DownloadList::read(qint64 id, Taken &taken)
+{
+    const RecordRows::Records records = m_rows->select(u"id = ?"_s, {id});
+    const auto options = records ? ListRows::options(*m_rows, id) : std::nullopt;
+    const auto file = options ? ListRows::fileIdentity(*m_rows, id) : std::nullopt;
+    if (!file || records->isEmpty())
+        return false;
+    taken = {records->first(), *options, *file};
+    return true;
+}
+
+/// What is this process's already is not written again.
+DownloadList::Claim DownloadList::claim(qint64 id, ProcessIdentity *owner, const std::function<bool()> &andThen)
+{
     const ProcessIdentity me = ProcessIdentity::current();
     bool isOthers = false;
     const bool taken = changing(u"claim a download of"_s, Lasting::ThisRunOfTheMachine, [&] {
@@ -295,7 +323,7 @@ DownloadList::Claim DownloadList::claim(qint64 id, ProcessIdentity *owner)
         isOthers = found && before != me && before.isAlive();
         if (isOthers && owner)
             *owner = before;
-        return found && !isOthers && setOwner(id, me);
+        return found && !isOthers && (before == me || setOwner(id, me)) && andThen();
     });
     if (taken)
         return Claim::Taken;
@@ -305,8 +333,10 @@ DownloadList::Claim DownloadList::claim(qint64 id, ProcessIdentity *owner)
 bool DownloadList::release(qint64 id)
 {
     return changing(u"release a download of"_s, Lasting::ThisRunOfTheMachine, [&] {
-        bool found = false;
-        return ownerOf(id, &found) == ProcessIdentity::current() && setOwner(id, {});
+        const ProcessIdentity me = ProcessIdentity::current();
+        return changesOne(u"UPDATE downloads SET owner_pid = NULL, owner_start_time = NULL, owner_boot_id = NULL "
+                          u"WHERE id = ? AND owner_pid = ? AND owner_start_time = ? AND owner_boot_id IS ?"_s,
+                          {id, me.pid, me.startTime, me.bootId});
     });
 }
 
@@ -333,7 +363,7 @@ bool DownloadList::reading(const std::function<bool()> &work)
     m_errorText.clear();
     QSqlError error;
     {
-        const SqlTransaction transaction(m_connection->database(), SqlTransaction::Kind::Read);
+        const SqlTransaction transaction(m_rows->statements(), SqlTransaction::Kind::Read);
         if (work())
             return true;
         error = m_rows->lastError();
@@ -358,7 +388,7 @@ bool DownloadList::changed(Lasting lasting, const std::function<bool()> &work, Q
         QSqlQuery(database).exec(u"PRAGMA synchronous = FULL"_s);
     bool done = false;
     {
-        SqlTransaction transaction(database, SqlTransaction::Kind::Write);
+        SqlTransaction transaction(m_rows->statements(), SqlTransaction::Kind::Write);
         const bool worked = transaction.isOpen() && work();
         done = worked && transaction.commit();
         *error = transaction.isOpen() && !worked ? m_rows->lastError() : transaction.lastError();
@@ -370,8 +400,8 @@ bool DownloadList::changed(Lasting lasting, const std::function<bool()> &work, Q
 
 bool DownloadList::changesOne(const QString &statement, const QVariantList &values)
 {
-    QSqlQuery query(m_connection->database());
-    return m_rows->run(statement, values, query) && query.numRowsAffected() == 1;
+    auto change = m_rows->run(statement, values);
+    return change && change->numRowsAffected() == 1;
 }
 
 bool DownloadList::fail(const QString &what, const QString &reason)
@@ -393,13 +423,11 @@ bool DownloadList::failBy(const QString &what, const QSqlError &error)
 
 ProcessIdentity DownloadList::ownerOf(qint64 id, bool *found)
 {
-    QSqlQuery query(m_connection->database());
-    *found =
-        m_rows->run(u"SELECT owner_pid, owner_start_time, owner_boot_id FROM downloads WHERE id = ?"_s, {id}, query)
-        && query.next();
+    auto row = m_rows->run(u"SELECT owner_pid, owner_start_time, owner_boot_id FROM downloads WHERE id = ?"_s, {id});
+    *found = row && row->next();
     if (!*found)
         return {};
-    return {query.value(0).toLongLong(), query.value(1).toLongLong(), query.value(2).toString()};
+    return {row->value(0).toLongLong(), row->value(1).toLongLong(), row->value(2).toString()};
 }
 
 bool DownloadList::setOwner(qint64 id, const ProcessIdentity &owner)

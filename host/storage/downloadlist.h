@@ -23,8 +23,8 @@ struct ProcessIdentity;
 /// Several processes may use one file at once. Every operation is one transaction. A download that runs is owned by the
 /// process that runs it; an owner that has died counts as none. Operations that fail return nothing, false or 0 and
 /// leave a sentence in lastErrorText(). A file that is found to be damaged is set aside under another name and a new
-/// list begun in its place, by open() or by the operation that found it; warning() tells. Used in the thread that opened
-/// it.
+/// list begun in its place, by open() or by the operation that found it; warning() tells. Used in the thread that
+/// opened it.
 class DownloadList
 {
     Q_DISABLE_COPY_MOVE(DownloadList)
@@ -37,6 +37,13 @@ public:
         Taken, ///< this process owns the download now
         OwnedByOther, ///< another living process does
         Failed, ///< no such download, or the list failed
+    };
+
+    /// What is known of a download before it runs.
+    struct Taken {
+        Record record;
+        DownloadOptions options;
+        FileIdentity file; ///< of its incomplete file; unknown = there was none
     };
 
     /// How long a change lasts. Either way it outlives this process, and a list is never half changed.
@@ -61,6 +68,8 @@ public:
 
     /// Puts a new record in and gives it its id; 0 = failed.
     qint64 insert(Record &record);
+    /// The same for a download that is to run: with its options, and owned by this process.
+    qint64 insertOwned(Record &record, const DownloadOptions &options);
     /// Replaces the record of the same id.
     bool update(const Record &record, Lasting lasting = Lasting::Always);
     /// The same, with what the record's incomplete file is known by. @param file unknown = as before
@@ -94,6 +103,8 @@ public:
 
     /// Makes this process the owner of a download. @param owner gets who owns it, on OwnedByOther
     Claim claim(qint64 id, ProcessIdentity *owner = nullptr);
+    /// The same, and reads it at that moment. @param taken gets it, on Taken
+    Claim claim(qint64 id, Taken &taken, ProcessIdentity *owner = nullptr);
     /// Gives up what claim() took; somebody else's download is left alone.
     bool release(qint64 id);
 
@@ -114,6 +125,8 @@ private:
     bool changesOne(const QString &statement, const QVariantList &values);
     bool fail(const QString &what, const QString &reason);
     bool failBy(const QString &what, const QSqlError &error);
+    bool read(qint64 id, Taken &taken);
+    Claim claim(qint64 id, ProcessIdentity *owner, const std::function<bool()> &andThen);
     ProcessIdentity ownerOf(qint64 id, bool *found);
     bool setOwner(qint64 id, const ProcessIdentity &owner);
 

@@ -104,31 +104,32 @@ std::optional<QList<ListEntry>> ListRows::page(RecordRows &rows, ListFilter filt
 {
     const QString statement = u"SELECT %1 FROM downloads WHERE %2 AND id < ? ORDER BY id DESC LIMIT ?"_s.arg(
         kEntryColumns, conditionOf(filter));
-    QSqlQuery query(rows.database());
-    if (!rows.run(statement, {before > 0 ? before : std::numeric_limits<qint64>::max(), limit}, query))
+    auto lines = rows.run(statement, {before > 0 ? before : std::numeric_limits<qint64>::max(), limit});
+    if (!lines)
         return std::nullopt;
     QList<ListEntry> entries;
-    while (query.next())
-        entries.append(entryFrom(query));
-    if (!rows.wasReadWhole(query))
+    while (lines->next())
+        entries.append(entryFrom(lines.query()));
+    if (!rows.wasReadWhole(lines))
         return std::nullopt;
     return entries;
 }
 
 std::optional<qint64> ListRows::count(RecordRows &rows, ListFilter filter)
 {
-    QSqlQuery query(rows.database());
-    if (!rows.run(u"SELECT count(*) FROM downloads WHERE "_s + conditionOf(filter), {}, query) || !query.next())
+    auto number = rows.run(u"SELECT count(*) FROM downloads WHERE "_s + conditionOf(filter), {});
+    if (!number || !number->next())
         return std::nullopt;
-    return query.value(0).toLongLong();
+    return number->value(0).toLongLong();
 }
 
 std::optional<DownloadOptions> ListRows::options(RecordRows &rows, qint64 id)
 {
-    QSqlQuery query(rows.database());
-    if (!rows.run(u"SELECT %1 FROM options WHERE download_id = ?"_s.arg(kOptionColumns), {id}, query))
+    static const QString statement = u"SELECT %1 FROM options WHERE download_id = ?"_s.arg(kOptionColumns);
+    auto row = rows.run(statement, {id});
+    if (!row)
         return std::nullopt;
-    return query.next() ? optionsFrom(query) : DownloadOptions();
+    return row->next() ? optionsFrom(row.query()) : DownloadOptions();
 }
 
 bool ListRows::setOptions(RecordRows &rows, qint64 id, const DownloadOptions &options)
@@ -149,8 +150,15 @@ bool ListRows::setOptions(RecordRows &rows, qint64 id, const DownloadOptions &op
         secret(options.user, options),
         secret(options.password, options),
     };
-    const QString marks = QStringList(values.size(), u"?"_s).join(u", "_s);
-    QSqlQuery query(rows.database());
-    return rows.run(u"INSERT OR REPLACE INTO options (download_id, %1) VALUES (%2)"_s.arg(kOptionColumns, marks),
-                    values, query);
+    static const QString statement = u"INSERT OR REPLACE INTO options (download_id, %1) VALUES (%2)"_s.arg(
+        kOptionColumns, QStringList(values.size(), u"?"_s).join(u", "_s));
+    return bool(rows.run(statement, values));
+}
+
+std::optional<FileIdentity> ListRows::fileIdentity(RecordRows &rows, qint64 id)
+{
+    auto row = rows.run(u"SELECT file_identity FROM downloads WHERE id = ?"_s, {id});
+    if (!row)
+        return std::nullopt;
+    return row->next() ? FileIdentity{row->value(0).toString()} : FileIdentity();
 }

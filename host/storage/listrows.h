@@ -2,6 +2,7 @@
 #pragma once
 
 #include <host/storage/downloadoptions.h>
+#include <host/storage/fileidentity.h>
 #include <host/storage/listentry.h>
 
 #include <QList>
@@ -21,5 +22,7 @@ std::optional<qint64> count(RecordRows &rows, ListFilter filter);
 
 std::optional<DownloadOptions> options(RecordRows &rows, qint64 id);
 bool setOptions(RecordRows &rows, qint64 id, const DownloadOptions &options);
+
+std::optional<FileIdentity> fileIdentity(RecordRows &rows, qint64 id);
 
 }

@@ -35,7 +35,8 @@ bool hasEnded(const QByteArray &state)
 
 ProcessIdentity ProcessIdentity::current()
 {
-    return ofProcess(QCoreApplication::applicationPid());
+    static const ProcessIdentity me = ofProcess(QCoreApplication::applicationPid());
+    return me;
 }
 
 ProcessIdentity ProcessIdentity::ofProcess(qint64 pid)

@@ -4,7 +4,6 @@
 #include <host/storage/sqlcells.h>
 #include <host/storage/variantjson.h>
 
-#include <QSqlQuery>
 #include <QStringList>
 
 #include <algorithm>
@@ -264,77 +263,86 @@ QString insertStatement(const QString &table, const QStringList &columns)
     return u"INSERT INTO %1 (%2) VALUES (%3)"_s.arg(table, columns.join(u", "_s), marks.join(u", "_s));
 }
 
-/// A part's rows are found by the columns in @p key, the last of which is its position.
+/// The statements of a table that holds parts of records. Its rows are found by the columns in the key, of which the
+/// last is their position and the others say whose they are.
+template<typename Part>
 struct PartTable {
-    QString name;
-    QStringList key;
+    PartTable(const QString &name, const QStringList &key, const Columns<Part> &itsColumns)
+        : columns(itsColumns)
+        , insert(insertStatement(name, key + names(itsColumns)))
+        , select(u"SELECT %1 FROM %2 WHERE %3 = ? ORDER BY position"_s.arg(
+              names(itsColumns).join(u", "_s), name, key.first(key.size() - 1).join(u" = ? AND "_s)))
+        , erase(u"DELETE FROM %1 WHERE download_id = ?"_s.arg(name))
+    {
+    }
+
+    const Columns<Part> columns;
+    const QString insert;
+    const QString select;
+    const QString erase; ///< all of a download
 };
 
-const PartTable kFiles{u"files"_s, {u"download_id"_s, u"position"_s}};
-const PartTable kSections{u"sections"_s, {u"download_id"_s, u"file_position"_s, u"position"_s}};
-const PartTable kMirrors{u"mirrors"_s, {u"download_id"_s, u"position"_s}};
-const PartTable kCookies{u"cookies"_s, {u"download_id"_s, u"position"_s}};
-const PartTable kHeaders{u"headers"_s, {u"download_id"_s, u"position"_s}};
+const PartTable<File> kFiles(u"files"_s, {u"download_id"_s, u"position"_s}, fileColumns());
+const PartTable<Section> kSections(u"sections"_s, {u"download_id"_s, u"file_position"_s, u"position"_s},
+                                   sectionColumns());
+const PartTable<Mirror> kMirrors(u"mirrors"_s, {u"download_id"_s, u"position"_s}, mirrorColumns());
+const PartTable<QNetworkCookie> kCookies(u"cookies"_s, {u"download_id"_s, u"position"_s}, cookieColumns());
+const PartTable<Header> kHeaders(u"headers"_s, {u"download_id"_s, u"position"_s}, headerColumns());
 
-/// Calls @p run with the statement and values of each part's row.
-template<typename Part, typename Run>
-bool insertAll(const PartTable &table, const QVariantList &owner, const Columns<Part> &columns,
-               const QList<Part> &parts, Run run)
+template<typename Part>
+bool insertAll(RecordRows &rows, const PartTable<Part> &table, const QVariantList &owner, const QList<Part> &parts)
 {
-    const QString statement = insertStatement(table.name, table.key + names(columns));
     int position = 0;
     return std::all_of(parts.cbegin(), parts.cend(), [&](const Part &part) {
-        return run(statement, owner + QVariantList{position++} + cells(columns, part));
+        return bool(rows.run(table.insert, owner + QVariantList{position++} + cells(table.columns, part)));
     });
 }
 
-template<typename Part, typename Run>
-bool selectAll(const PartTable &table, const QVariantList &owner, const Columns<Part> &columns, QList<Part> &parts,
-               Run run)
+template<typename Part>
+bool selectAll(RecordRows &rows, const PartTable<Part> &table, const QVariantList &owner, QList<Part> &parts)
 {
-    QStringList conditions;
-    for (qsizetype i = 0; i < owner.size(); ++i)
-        conditions.append(table.key.at(i) + u" = ?"_s);
-    const QString statement = u"SELECT %1 FROM %2 WHERE %3 ORDER BY position"_s.arg(
-        names(columns).join(u", "_s), table.name, conditions.join(u" AND "_s));
-    return run(statement, owner, [&](const QSqlQuery &query) { parts.append(fromRow(columns, query)); });
+    auto found = rows.run(table.select, owner);
+    if (!found)
+        return false;
+    while (found->next())
+        parts.append(fromRow(table.columns, found.query()));
+    return rows.wasReadWhole(found);
 }
 
 }
 
 bool RecordRows::insert(AbstractDownloadPersistentInfo &record)
 {
-    QSqlQuery query(m_database);
-    if (!run(insertStatement(u"downloads"_s, names(downloadColumns())), cells(downloadColumns(), record), query))
+    static const QString statement = insertStatement(u"downloads"_s, names(downloadColumns()));
+    auto insertion = run(statement, cells(downloadColumns(), record));
+    if (!insertion)
         return false;
-    record.id = query.lastInsertId().toLongLong();
+    record.id = insertion->lastInsertId().toLongLong();
     return insertParts(record);
 }
 
-bool RecordRows::update(const AbstractDownloadPersistentInfo &record)
+bool RecordRows::update(const AbstractDownloadPersistentInfo &record, const QVariant &fileIdentity)
 {
-    const QString statement =
-        u"UPDATE downloads SET %1 = ? WHERE id = ?"_s.arg(names(downloadColumns()).join(u" = ?, "_s));
-    QSqlQuery query(m_database);
-    if (!run(statement, cells(downloadColumns(), record) + QVariantList{record.id}, query))
-        return false;
-    return query.numRowsAffected() == 1 && deleteParts(record.id) && insertParts(record);
+    static const QString statement =
+        u"UPDATE downloads SET %1 = ?, file_identity = coalesce(?, file_identity) WHERE id = ?"_s.arg(
+            names(downloadColumns()).join(u" = ?, "_s));
+    auto change = run(statement, cells(downloadColumns(), record) + QVariantList{fileIdentity, record.id});
+    return change && change->numRowsAffected() == 1 && deleteParts(record.id) && insertParts(record);
 }
 
 RecordRows::Records RecordRows::select(const QString &condition, const QVariantList &values, const QString &index)
 {
+    static const QString columns = names(downloadColumns()).join(u", "_s);
     const QString by = index.isEmpty() ? QString() : u"INDEXED BY "_s + index;
-    const QString statement = u"SELECT %1, id FROM downloads %2 WHERE %3 ORDER BY id"_s.arg(
-        names(downloadColumns()).join(u", "_s), by, condition);
-    QSqlQuery query(m_database);
-    if (!run(statement, values, query))
+    auto rows = run(u"SELECT %1, id FROM downloads %2 WHERE %3 ORDER BY id"_s.arg(columns, by, condition), values);
+    if (!rows)
         return {};
     QList<AbstractDownloadPersistentInfo> records;
-    while (query.next()) {
-        records.append(fromRow(downloadColumns(), query));
-        records.last().id = query.value(int(downloadColumns().size())).toLongLong();
+    while (rows->next()) {
+        records.append(fromRow(downloadColumns(), rows.query()));
+        records.last().id = rows->value(int(downloadColumns().size())).toLongLong();
     }
-    if (!wasReadWhole(query))
+    if (!wasReadWhole(rows))
         return {};
     for (AbstractDownloadPersistentInfo &record : records) {
         if (!loadParts(record))
@@ -343,83 +351,54 @@ RecordRows::Records RecordRows::select(const QString &condition, const QVariantL
     return records;
 }
 
-bool RecordRows::run(const QString &statement, const QVariantList &values, QSqlQuery &query)
+PreparedStatements::Run RecordRows::run(const QString &statement, const QVariantList &values)
 {
     m_error = {};
     if (m_observer)
         m_observer(statement);
-    query.setForwardOnly(true);
-    bool done = query.prepare(statement);
-    for (const QVariant &value : values)
-        query.addBindValue(value);
-    done = done && query.exec();
-    if (!done)
-        m_error = query.lastError();
-    return done;
+    PreparedStatements::Run run = m_statements.run(statement, values);
+    if (!run)
+        m_error = run->lastError();
+    return run;
 }
 
-bool RecordRows::wasReadWhole(const QSqlQuery &query)
+bool RecordRows::wasReadWhole(PreparedStatements::Run &run)
 {
-    m_error = query.lastError();
+    m_error = run->lastError();
     return !m_error.isValid();
 }
 
 bool RecordRows::insertParts(const AbstractDownloadPersistentInfo &record)
 {
-    const auto insertRow = [this](const QString &statement, const QVariantList &values) {
-        QSqlQuery query(m_database);
-        return run(statement, values, query);
-    };
     const QVariantList owner{record.id};
+    if (!insertAll(*this, kFiles, owner, record.files) || !insertAll(*this, kMirrors, owner, record.mirrors)
+        || !insertAll(*this, kCookies, owner, record.cookies)
+        || !insertAll(*this, kHeaders, owner, headersAsList(record.parameters)))
+        return false;
     int position = 0;
-    return std::all_of(record.files.cbegin(), record.files.cend(),
-                       [&](const File &file) { return insertFile(record.id, position++, file); })
-        && insertAll(kMirrors, owner, mirrorColumns(), record.mirrors, insertRow)
-        && insertAll(kCookies, owner, cookieColumns(), record.cookies, insertRow)
-        && insertAll(kHeaders, owner, headerColumns(), headersAsList(record.parameters), insertRow);
+    return std::all_of(record.files.cbegin(), record.files.cend(), [&](const File &file) {
+        return insertAll(*this, kSections, {record.id, position++}, file.sections);
+    });
 }
 
-bool RecordRows::insertFile(qint64 id, int position, const AbstractDownloadFileInfo &file)
-{
-    const auto insertRow = [this](const QString &statement, const QVariantList &values) {
-        QSqlQuery query(m_database);
-        return run(statement, values, query);
-    };
-    const QString statement = insertStatement(kFiles.name, kFiles.key + names(fileColumns()));
-    const QVariantList key{id, position};
-    return insertRow(statement, key + cells(fileColumns(), file))
-        && insertAll(kSections, key, sectionColumns(), file.sections, insertRow);
-}
-
+/// The sections go with their files.
 bool RecordRows::deleteParts(qint64 id)
 {
-    const QString tables[] = {kFiles.name, kMirrors.name, kCookies.name, kHeaders.name};
-    return std::all_of(std::begin(tables), std::end(tables), [&](const QString &table) {
-        QSqlQuery query(m_database);
-        return run(u"DELETE FROM %1 WHERE download_id = ?"_s.arg(table), {id}, query);
-    });
+    const QString statements[] = {kFiles.erase, kMirrors.erase, kCookies.erase, kHeaders.erase};
+    return std::all_of(std::begin(statements), std::end(statements),
+                       [&](const QString &statement) { return bool(run(statement, {id})); });
 }
 
 bool RecordRows::loadParts(AbstractDownloadPersistentInfo &record)
 {
-    const auto forEachRow = [this](const QString &statement, const QVariantList &values, const auto &take) {
-        QSqlQuery query(m_database);
-        if (!run(statement, values, query))
-            return false;
-        while (query.next())
-            take(query);
-        return wasReadWhole(query);
-    };
     const QVariantList owner{record.id};
     QList<Header> headers;
-    if (!selectAll(kFiles, owner, fileColumns(), record.files, forEachRow)
-        || !selectAll(kMirrors, owner, mirrorColumns(), record.mirrors, forEachRow)
-        || !selectAll(kCookies, owner, cookieColumns(), record.cookies, forEachRow)
-        || !selectAll(kHeaders, owner, headerColumns(), headers, forEachRow))
+    if (!selectAll(*this, kFiles, owner, record.files) || !selectAll(*this, kMirrors, owner, record.mirrors)
+        || !selectAll(*this, kCookies, owner, record.cookies) || !selectAll(*this, kHeaders, owner, headers))
         return false;
     putHeaders(headers, record.parameters);
     int position = 0;
     return std::all_of(record.files.begin(), record.files.end(), [&](File &file) {
-        return selectAll(kSections, QVariantList{record.id, position++}, sectionColumns(), file.sections, forEachRow);
+        return selectAll(*this, kSections, {record.id, position++}, file.sections);
     });
 }

@@ -1,17 +1,15 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/storage/preparedstatements.h>
 #include <inet/qt/download/records/abstractdownloadpersistentinfo.h>
 
 #include <QList>
-#include <QSqlDatabase>
 #include <QSqlError>
 #include <QVariant>
 
 #include <functional>
 #include <optional>
-
-class QSqlQuery;
 
 /// Records to rows of the list's tables and back. Opens no transaction of its own.
 class RecordRows
@@ -21,38 +19,38 @@ public:
     using Records = std::optional<QList<AbstractDownloadPersistentInfo>>;
 
     explicit RecordRows(const QSqlDatabase &database)
-        : m_database(database)
+        : m_statements(database)
     {
     }
 
     /// Takes no notice of the record's id; gives it the new one.
     bool insert(AbstractDownloadPersistentInfo &record);
     /// False, without an error, when the list has no record of that id.
-    bool update(const AbstractDownloadPersistentInfo &record);
+    /// @param fileIdentity null = the one that is there stays
+    bool update(const AbstractDownloadPersistentInfo &record, const QVariant &fileIdentity = {});
     /// Records that a condition over the table "downloads" holds for. @param condition with a "?" for each value
     /// @param index by which they are to be found; empty = the database chooses
     Records select(const QString &condition, const QVariantList &values, const QString &index = {});
 
     /// Any statement, with a value for each "?" in it.
-    bool run(const QString &statement, const QVariantList &values, QSqlQuery &query);
+    PreparedStatements::Run run(const QString &statement, const QVariantList &values);
 
     /// To be asked behind the last row: whether it was the last, or reading the next one failed.
-    bool wasReadWhole(const QSqlQuery &query);
+    bool wasReadWhole(PreparedStatements::Run &run);
 
     /// Why the last statement failed; not valid = it did not.
     QSqlError lastError() const { return m_error; }
-    QSqlDatabase database() const { return m_database; }
+    PreparedStatements &statements() { return m_statements; }
 
     /// Called with each statement before it runs.
     void setObserver(const std::function<void(const QString &statement)> &observer) { m_observer = observer; }
 
 private:
     bool insertParts(const AbstractDownloadPersistentInfo &record);
-    bool insertFile(qint64 id, int position, const AbstractDownloadFileInfo &file);
     bool deleteParts(qint64 id);
     bool loadParts(AbstractDownloadPersistentInfo &record);
 
-    QSqlDatabase m_database;
+    PreparedStatements m_statements;
     QSqlError m_error;
     std::function<void(const QString &)> m_observer;
 };

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <host/storage/schema.h>
 
+#include <host/storage/preparedstatements.h>
 #include <host/storage/sqltransaction.h>
 
 #include <QSqlDatabase>
@@ -237,7 +238,8 @@ Schema::Outcome Schema::upgrade(const QSqlDatabase &database, QString *errorText
     const Outcome judgement = version == -1 ? Outcome::Failed : judge(database, version, errorText);
     if (judgement != Outcome::Done || version == kVersion)
         return judgement;
-    SqlTransaction transaction(database, SqlTransaction::Kind::Write);
+    PreparedStatements statements(database);
+    SqlTransaction transaction(statements, SqlTransaction::Kind::Write);
     // Another process may have done it while this one waited for the lock.
     version = transaction.isOpen() ? readNumber(database, u"PRAGMA user_version"_s, errorText) : -1;
     if (version == -1 || !migrateFrom(database, version, errorText) || !transaction.commit()) {

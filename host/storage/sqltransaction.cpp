@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include <host/storage/sqltransaction.h>
 
-#include <QSqlQuery>
+#include <host/storage/preparedstatements.h>
 
 using namespace Qt::StringLiterals;
 
-SqlTransaction::SqlTransaction(const QSqlDatabase &database, Kind kind)
-    : m_database(database)
+SqlTransaction::SqlTransaction(PreparedStatements &statements, Kind kind)
+    : m_statements(statements)
     , m_open(run(kind == Kind::Write ? u"BEGIN IMMEDIATE"_s : u"BEGIN"_s))
 {
 }
@@ -27,9 +27,8 @@ bool SqlTransaction::commit()
 
 bool SqlTransaction::run(const QString &statement)
 {
-    QSqlQuery query(m_database);
-    const bool done = query.exec(statement);
-    if (!done)
-        m_error = query.lastError();
-    return done;
+    PreparedStatements::Run run = m_statements.run(statement);
+    if (!run)
+        m_error = run->lastError();
+    return bool(run);
 }

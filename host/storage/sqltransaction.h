@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <QSqlDatabase>
 #include <QSqlError>
+
+class PreparedStatements;
 
 /// A transaction that is taken back unless commit() succeeds.
 class SqlTransaction
@@ -15,7 +16,7 @@ public:
         Write, ///< takes the lock at once: a reader that turns writer half-way would fail instead of waiting for it
     };
 
-    SqlTransaction(const QSqlDatabase &database, Kind kind);
+    SqlTransaction(PreparedStatements &statements, Kind kind);
     ~SqlTransaction();
 
     bool isOpen() const { return m_open; }
@@ -26,7 +27,7 @@ public:
 private:
     bool run(const QString &statement);
 
-    QSqlDatabase m_database;
+    PreparedStatements &m_statements;
     QSqlError m_error;
     bool m_open = false;
 };

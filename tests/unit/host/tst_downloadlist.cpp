@@ -161,10 +161,15 @@ private Q_SLOTS:
     void aReleasedDownloadIsFree();
     void releasingSomebodyElsesDownloadDoesNothing();
     void claimingNothingFails();
+    void aNewDownloadOfThisProcessIsThereAtOnce();
+    void aClaimReadsWhatIsThere();
+    void whatIsAnothersIsNotRead();
 
     void optionsComeBack();
     void secretsAreKeptOnlyWhereAskedFor();
     void theFilesIdentityStaysUntilAnotherIsKnown();
+
+    void noReadingHoldsALock();
 
     void aPageShowsTheNewestFirst();
     void pagesGoOnWhereTheLastOneEnded();
@@ -174,6 +179,7 @@ private Q_SLOTS:
     void aFileThatIsNoDatabaseIsSetAside();
     void aDamagedListIsSetAside();
     void damageThatIsFoundLaterIsSetAside();
+    void whatWasSetAsideIsNotKeptOpen();
     void whatWasSetAsideIsNotReplaced();
     void anotherProgramsDatabaseIsLeftAlone();
     void aListOfALaterVersionIsLeftAlone();
@@ -531,6 +537,72 @@ void TestDownloadList::claimingNothingFails()
     QVERIFY(list.lastErrorText().contains(u"no such download"_s));
 }
 
+void TestDownloadList::aNewDownloadOfThisProcessIsThereAtOnce()
+{
+    DownloadList list;
+    openList(list);
+    Info record = randomRecord(1);
+    DownloadOptions options;
+    options.rateLimit = 1000;
+    QVERIFY2(list.insertOwned(record, options) > 0, qPrintable(list.lastErrorText()));
+    QCOMPARE(list.load(record.id), record);
+    QCOMPARE(list.options(record.id), options);
+    const Shell shell(path());
+    QCOMPARE(shell.value(u"SELECT owner_pid FROM downloads"_s).toLongLong(), ProcessIdentity::current().pid);
+
+    QVERIFY(
+        shell.value(u"CREATE TRIGGER t BEFORE INSERT ON options BEGIN SELECT RAISE(ABORT, 'full'); END"_s).isNull());
+    Info other;
+    QCOMPARE(list.insertOwned(other, options), 0);
+    QCOMPARE(other.id, 0);
+    QVERIFY2(list.lastErrorText().contains(u"full"_s), qPrintable(list.lastErrorText()));
+    QVERIFY2(list.count(ListFilter::All) == 1, "all of it or nothing");
+}
+
+void TestDownloadList::aClaimReadsWhatIsThere()
+{
+    DownloadList list;
+    openList(list);
+    Info record = randomRecord(1);
+    QVERIFY(list.insert(record) > 0);
+    DownloadOptions options;
+    options.connections = 5;
+    QVERIFY(list.setOptions(record.id, options));
+    QVERIFY(list.update(record, {u"1:2"_s}, DownloadList::Lasting::ThisRunOfTheMachine));
+    for (const QString &title : {u"one"_s, u"two"_s}) {
+        // Somebody else's change, even of what is this process's already.
+        QVERIFY(Shell(path()).value(u"UPDATE downloads SET title = '%1'"_s.arg(title)).isNull());
+        record.title = title;
+        DownloadList::Taken taken;
+        QCOMPARE(list.claim(record.id, taken), DownloadList::Claim::Taken);
+        QCOMPARE(taken.record, record);
+        QCOMPARE(taken.options, options);
+        QCOMPARE(taken.file.text, u"1:2"_s);
+    }
+    QVERIFY(list.release(record.id));
+    DownloadList::Taken taken;
+    QCOMPARE(list.claim(record.id + 1, taken), DownloadList::Claim::Failed);
+}
+
+void TestDownloadList::whatIsAnothersIsNotRead()
+{
+    DownloadList list;
+    openList(list);
+    Info record = randomRecord(1);
+    QVERIFY(list.insert(record) > 0);
+    const ProcessIdentity first = ProcessIdentity::ofProcess(1);
+    QVERIFY(Shell(path())
+                .value(u"UPDATE downloads SET owner_pid = 1, owner_start_time = %1, owner_boot_id = '%2'"_s
+                           .arg(first.startTime)
+                           .arg(first.bootId))
+                .isNull());
+    DownloadList::Taken taken;
+    ProcessIdentity owner;
+    QCOMPARE(list.claim(record.id, taken, &owner), DownloadList::Claim::OwnedByOther);
+    QCOMPARE(owner, first);
+    QCOMPARE(taken.record, Info());
+}
+
 void TestDownloadList::optionsComeBack()
 {
     DownloadList list;
@@ -595,6 +667,27 @@ void TestDownloadList::theFilesIdentityStaysUntilAnotherIsKnown()
     QCOMPARE(list.fileIdentity(record.id).text, u"1:2"_s);
     QVERIFY(list.update(record, {u"3:4"_s}, lasting));
     QCOMPARE(list.fileIdentity(record.id).text, u"3:4"_s);
+}
+
+void TestDownloadList::noReadingHoldsALock()
+{
+    DownloadList list;
+    openList(list);
+    Info record = randomRecord(1);
+    QVERIFY(list.insert(record) > 0);
+    const std::function<void()> readings[] = {
+        [&] { list.load(record.id); },          [&] { list.list(); },
+        [&] { list.page(ListFilter::All, 1); }, [&] { list.count(ListFilter::Finished); },
+        [&] { list.options(record.id); },       [&] { list.fileIdentity(record.id); },
+        [&] { list.claim(record.id); },         [&] { list.findByUrl(record.url, 1); },
+    };
+    const Shell shell(path());
+    for (const auto &read : readings) {
+        read();
+        QVERIFY(shell.value(u"UPDATE downloads SET title = title || 'x'"_s).isNull());
+        // Whoever reads keeps the log from being emptied.
+        QCOMPARE(shell.value(u"PRAGMA wal_checkpoint(TRUNCATE)"_s), QVariant(0));
+    }
 }
 
 void TestDownloadList::aPageShowsTheNewestFirst()
@@ -759,6 +852,25 @@ void TestDownloadList::damageThatIsFoundLaterIsSetAside()
     QCOMPARE(setAside().size(), 1);
     Info record;
     QVERIFY2(list.insert(record) > 0, "the new list is at work");
+}
+
+void TestDownloadList::whatWasSetAsideIsNotKeptOpen()
+{
+    fillAndDamage({});
+    DownloadList list;
+    openList(list);
+    QCOMPARE(list.load(1)->id, 1);
+    Info record;
+    QVERIFY2(list.list().isEmpty(), "the damage is found while a statement is read");
+    QCOMPARE(setAside().size(), 1);
+    const QDir descriptors(u"/proc/self/fd"_s);
+    const QStringList names = descriptors.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot);
+    for (const QString &name : names)
+        QVERIFY(!QFile::symLinkTarget(descriptors.filePath(name)).contains(u".damaged-"_s));
+    QVERIFY2(!list.load(1), "the same statement reads the new list");
+    QVERIFY(list.lastErrorText().isEmpty());
+    QCOMPARE(list.insert(record), 1);
+    QCOMPARE(list.load(1), record);
 }
 
 void TestDownloadList::whatWasSetAsideIsNotReplaced()

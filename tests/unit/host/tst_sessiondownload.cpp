@@ -71,6 +71,8 @@ private Q_SLOTS:
     void progressWaitsForTheDisk();
     void whatWasWrittenMeanwhileWaitsForTheNextSync();
     void savesThatComeMeanwhileBecomeOne();
+    void aFinishThatComesMeanwhileIsSavedWithItsBytes();
+    void aFinishUnderAnotherNameWaitsForTheNextSync();
     void theNameIsSyncedWithTheFirstBytes();
     void whatClaimsNoNewBytesNeedsNoSync();
     void theEndWaitsForItsSync();
@@ -228,6 +230,34 @@ void TestSessionDownload::savesThatComeMeanwhileBecomeOne()
     m_disk->answer();
     QCOMPARE(bytesInList(), 130);
     QCOMPARE(m_disk->calls.size(), 2);
+}
+
+void TestSessionDownload::aFinishThatComesMeanwhileIsSavedWithItsBytes()
+{
+    begin(1000);
+    m_fake->change(true, [](Info &info) { info.setFinished(true, true); });
+    QVERIFY2(!inList().isFinished(), "not before the disk has the bytes");
+    m_disk->answer();
+    QVERIFY(inList().isFinished());
+    QCOMPARE(bytesInList(), 1000);
+    m_fake->end({});
+    QVERIFY(!inList().finishedTime.isNull());
+    QCOMPARE(m_disk->calls.size(), 1);
+}
+
+void TestSessionDownload::aFinishUnderAnotherNameWaitsForTheNextSync()
+{
+    begin(1000);
+    m_fake->change(true, [](Info &info) {
+        info.files.first().pathOnDisk = u"x.bin"_s;
+        info.setFinished(true, true);
+    });
+    m_disk->answer();
+    QVERIFY(!inList().isFinished());
+    QCOMPARE(m_disk->calls.size(), 2);
+    QVERIFY(m_disk->calls.last().withName);
+    m_disk->answer();
+    QVERIFY(inList().isFinished());
 }
 
 void TestSessionDownload::theNameIsSyncedWithTheFirstBytes()
