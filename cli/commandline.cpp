@@ -10,6 +10,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
+#include <iterator>
 #include <memory>
 #include <sstream>
 
@@ -73,8 +75,8 @@ public:
     void parse(const QStringList &words)
     {
         std::vector<std::string> reversed;
-        for (auto it = words.crbegin(); it != words.crend(); ++it)
-            reversed.push_back(it->toLocal8Bit().toStdString());
+        std::transform(words.crbegin(), words.crend(), std::back_inserter(reversed),
+                       [](const QString &word) { return word.toLocal8Bit().toStdString(); });
         m_app.parse(reversed);
         if (const CLI::App *const command = chosen())
             m_typed.command = command->get_name();

@@ -153,6 +153,7 @@ int main(int argc, char *argv[])
     const std::vector<std::string> typed(argv, argv + argc);
     ProcessTitle::hide(argc, argv, {"--user", "--header", "--proxy", "--post-data"});
     std::vector<const char *> words;
+    words.reserve(typed.size());
     for (const std::string &word : typed)
         words.push_back(word.c_str());
     const Arguments::Outcome outcome = Arguments::parse(argc, words.data(), QDir::currentPath());

@@ -21,6 +21,7 @@
 #include <unordered_map>
 
 class DownloadSession;
+struct QueuedDownload;
 
 /// Runs downloads of a session, so many at once: tries again what may pass, goes from one mirror to the next, applies
 /// the policies or asks, shares the speed out, and watches over what a module cannot see.
@@ -86,7 +87,6 @@ protected:
     virtual qint64 elapsedMs() const { return m_clock.elapsed(); }
 
 private:
-    struct Active;
     struct Waiting {
         qint64 id = 0;
         Job job = Job::Download;
@@ -99,35 +99,35 @@ private:
     bool isFull(const QtHostAndPort &server) const;
     void endWaiting();
     void begin(const Waiting &waiting);
-    bool run(Active &active, Job job, QString *errorText);
-    bool beginRun(const Active &active, QString *errorText);
+    bool run(QueuedDownload &active, Job job, QString *errorText);
+    bool beginRun(const QueuedDownload &active, QString *errorText);
     void tick();
-    void watch(Active &active);
+    void watch(QueuedDownload &active);
     void shareSpeed();
     void onRequest(qint64 id);
     void onFinished(qint64 id, const AbstractDownloadPersistentInfo &info, const DownloadDetails &details,
                     const QList<QString> &responseHeaders);
-    void judge(Active &active, const QList<QString> &responseHeaders);
-    static QUrl failedUrl(const Active &active);
-    bool tryNextSource(Active &active);
-    bool handleTrouble(Active &active);
-    bool restartUnasked(Active &active);
-    bool tryAgainLater(Active &active, const QList<QString> &responseHeaders);
+    void judge(QueuedDownload &active, const QList<QString> &responseHeaders);
+    static QUrl failedUrl(const QueuedDownload &active);
+    bool tryNextSource(QueuedDownload &active);
+    bool handleTrouble(QueuedDownload &active);
+    bool restartUnasked(QueuedDownload &active);
+    bool tryAgainLater(QueuedDownload &active, const QList<QString> &responseHeaders);
     void tryAgain(qint64 id, Job job);
-    void waitFor(Active &active, qint64 ms, Job job, const QString &notice);
-    void compareChecksum(Active &active);
+    void waitFor(QueuedDownload &active, qint64 ms, Job job, const QString &notice);
+    void compareChecksum(QueuedDownload &active);
     void onHashed(qint64 id, const QByteArray &digest, const QString &errorText);
-    void setChecksumResult(Active &active, ChecksumResult result);
-    void end(Active &active, ExitStatus status, const QString &errorText);
-    void endByItsError(Active &active);
-    bool mayBeSkipped(const Active &active) const;
-    void endAsSkipped(Active &active);
-    Active *find(qint64 id);
+    void setChecksumResult(QueuedDownload &active, ChecksumResult result);
+    void end(QueuedDownload &active, ExitStatus status, const QString &errorText);
+    void endByItsError(QueuedDownload &active);
+    bool mayBeSkipped(const QueuedDownload &active) const;
+    void endAsSkipped(QueuedDownload &active);
+    QueuedDownload *find(qint64 id);
 
     DownloadSession &m_session;
     QueueOptions m_options;
     QQueue<Waiting> m_waiting;
-    std::unordered_map<qint64, std::unique_ptr<Active>> m_active;
+    std::unordered_map<qint64, std::unique_ptr<QueuedDownload>> m_active;
     QList<qint64> m_order; ///< of m_active
     QTimer m_tick;
     QElapsedTimer m_clock;

@@ -221,7 +221,7 @@ void SessionDownload::bringUpToDate(AbstractDownloadPersistentInfo &snapshot)
     m_changed = false;
 }
 
-void SessionDownload::onSyncFailed(AbstractDownloadPersistentInfo snapshot, int error)
+void SessionDownload::onSyncFailed(const AbstractDownloadPersistentInfo &snapshot, int error)
 {
     m_syncFailed = true;
     const QString path = QDir::toNativeSeparators(snapshot.filePath(0));

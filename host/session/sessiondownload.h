@@ -70,7 +70,7 @@ private:
     bool claimsNewBytes(const AbstractDownloadPersistentInfo &snapshot) const;
     void onSynced(const FileSyncer::Outcome &outcome);
     void bringUpToDate(AbstractDownloadPersistentInfo &snapshot);
-    void onSyncFailed(AbstractDownloadPersistentInfo snapshot, int error);
+    void onSyncFailed(const AbstractDownloadPersistentInfo &snapshot, int error);
     void commit(const AbstractDownloadPersistentInfo &snapshot);
     void afterSave();
     void end();

@@ -91,8 +91,7 @@ void TestPlaitConnections::theLastLineSaysWhyThereWereNotMore_data()
     ScriptedResponse chunked = ScriptedResponse::ok(TestFiles::content(kSeed, 0, kSize));
     chunked.framing = ScriptedResponse::Framing::Chunked;
     chunked.withHeader("Accept-Ranges", "bytes");
-    QTest::newRow("no size") << chunked
-                             << QByteArray("1 connection at most: the server does not tell the file's size");
+    QTest::newRow("no size") << chunked << QByteArray("1 connection at most: the server does not tell the file's size");
     QTest::newRow("a small file") << ScriptedResponse::file(kSeed, 307199)
                                   << QByteArray("1 connection at most: the file is too small to split further");
 }
@@ -117,9 +116,10 @@ void TestPlaitConnections::aServerThatRefusesAnotherConnectionIsNamed()
         return ++*served <= 2 ? heldFile() : ScriptedResponse::error(503);
     });
     PlaitSandbox plait;
-    plait.start({server.url(u"/file.bin"_s).toString()});
+    const QString log = plait.path(u"log"_s);
+    plait.start({u"--log"_s, log, server.url(u"/file.bin"_s).toString()});
     QVERIFY2(server.waitForHeld(QString(), 2), plait.errorText());
-    QVERIFY2(server.waitForRequests(3), plait.errorText());
+    QTRY_VERIFY_WITH_TIMEOUT(TestFiles::readFile(log).contains("|CODE|: 503"), PlaitSandbox::kPatienceMs);
     server.setResponse("/file.bin", ScriptedResponse::file(kSeed, kSize));
     server.release();
     const PlaitResult result = plait.finish();
