@@ -13,7 +13,6 @@
 #include <QScopeGuard>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QThread>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -22,7 +21,6 @@ using namespace Qt::StringLiterals;
 using Ops = AbstractDownloadFileOps;
 using Operation = Ops::FileInitializeOperation;
 using Reaction = AbstractDownloadExistingFileReaction;
-using Action = AbstractDownloadFileExistsAction;
 using Bench = FileOpsBench;
 using File = AbstractDownloadFileInfo;
 using Record = AbstractDownloadPersistentInfo;
@@ -65,10 +63,6 @@ private Q_SLOTS:
     void aNameThatAPersonChoseStaysAsTyped();
     void longNamesKeepTheirExtension();
     void safeNamesStayAsTheyAre();
-
-    void anEmptyListIsAnsweredLater();
-    void everyRequestIsAnsweredInOrder();
-    void worksInAThreadOfItsOwn();
 
     void createsAnIncompleteFile();
     void createsTheFolderToo();
@@ -309,45 +303,6 @@ void TestFileOps::safeNamesStayAsTheyAre()
         const QString once = Ops::safeFileName(name);
         QCOMPARE(Ops::safeFileName(once), once);
     }
-}
-
-void TestFileOps::anEmptyListIsAnsweredLater()
-{
-    Bench bench;
-    bench.ops->performInitializeOps(folder(), {});
-    QCOMPARE(bench.answers, 0);
-    QTRY_COMPARE(bench.answers, 1);
-    QCOMPARE(bench.done, 0);
-    QVERIFY(!bench.error);
-}
-
-void TestFileOps::everyRequestIsAnsweredInOrder()
-{
-    Bench bench;
-    QStringList folders;
-    connect(bench.ops, &Ops::performInitializeOpsFinished, &bench.owner,
-            [&](const QString &where) { folders.append(QFileInfo(where).fileName()); });
-    for (const QString &name : {u"a"_s, u"b"_s, u"c"_s})
-        bench.ops->performInitializeOps(at(name), {toCreate(u"x"_s)});
-    QTRY_COMPARE(folders, (QStringList{u"a"_s, u"b"_s, u"c"_s}));
-    QCOMPARE(bench.answers, 3);
-}
-
-void TestFileOps::worksInAThreadOfItsOwn()
-{
-    Bench bench;
-    bench.thread.start();
-    bench.ops->moveToThread(&bench.thread);
-    makeFile(at(u"a.bin"_s), "old");
-    bench.ask(folder(), {toCreate(u"a.bin"_s, 0), toFinish({}, 0)});
-    bench.ops->fileExistsAction(0, Action::Rename);
-    QTRY_COMPARE(bench.answers, 1);
-    QCOMPARE(bench.done, 2);
-    QCOMPARE(bench.result(1), u"a (1).bin"_s);
-    bench.ask(folder(), {toCreate(u"a.bin"_s)});
-    bench.ops->withdrawQuestion();
-    QTRY_COMPARE(bench.answers, 2);
-    QCOMPARE(bench.error.code, int(GenericErrorCode::OperationAborted));
 }
 
 void TestFileOps::createsAnIncompleteFile()

@@ -59,6 +59,10 @@ private Q_SLOTS:
     void aRequestBehindAQuestionWaits();
     void theFirstErrorEndsTheList();
 
+    void anEmptyListIsAnsweredLater();
+    void everyRequestIsAnsweredInOrder();
+    void worksInAThreadOfItsOwn();
+
 private:
     QString at(const QString &name) const { return m_dir->filePath(name); }
     QString folder() const { return m_dir->path(); }
@@ -442,6 +446,45 @@ void TestFileOpsFinishing::theFirstErrorEndsTheList()
     QVERIFY(bench.error.code != 0);
     QCOMPARE(bench.operations.size(), 3);
     QCOMPARE(names(), QStringList{u"a.part"_s});
+}
+
+void TestFileOpsFinishing::anEmptyListIsAnsweredLater()
+{
+    Bench bench;
+    bench.ops->performInitializeOps(folder(), {});
+    QCOMPARE(bench.answers, 0);
+    QTRY_COMPARE(bench.answers, 1);
+    QCOMPARE(bench.done, 0);
+    QVERIFY(!bench.error);
+}
+
+void TestFileOpsFinishing::everyRequestIsAnsweredInOrder()
+{
+    Bench bench;
+    QStringList folders;
+    connect(bench.ops, &Ops::performInitializeOpsFinished, &bench.owner,
+            [&](const QString &where) { folders.append(QFileInfo(where).fileName()); });
+    for (const QString &name : {u"a"_s, u"b"_s, u"c"_s})
+        bench.ops->performInitializeOps(at(name), {toCreate(u"x"_s)});
+    QTRY_COMPARE(folders, (QStringList{u"a"_s, u"b"_s, u"c"_s}));
+    QCOMPARE(bench.answers, 3);
+}
+
+void TestFileOpsFinishing::worksInAThreadOfItsOwn()
+{
+    Bench bench;
+    bench.thread.start();
+    bench.ops->moveToThread(&bench.thread);
+    makeFile(at(u"a.bin"_s), "old");
+    bench.ask(folder(), {toCreate(u"a.bin"_s, 0), toFinish({}, 0)});
+    bench.ops->fileExistsAction(0, Action::Rename);
+    QTRY_COMPARE(bench.answers, 1);
+    QCOMPARE(bench.done, 2);
+    QCOMPARE(bench.result(1), u"a (1).bin"_s);
+    bench.ask(folder(), {toCreate(u"a.bin"_s)});
+    bench.ops->withdrawQuestion();
+    QTRY_COMPARE(bench.answers, 2);
+    QCOMPARE(bench.error.code, int(GenericErrorCode::OperationAborted));
 }
 
 QTEST_GUILESS_MAIN(TestFileOpsFinishing)

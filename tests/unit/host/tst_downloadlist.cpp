@@ -1,23 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include <host/storage/downloadlist.h>
-#include <host/storage/processidentity.h>
 #include <tests/unit/host/randomrecord.h>
+#include <tests/unit/host/shell.h>
 
-#include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
-#include <QProcess>
-#include <QRegularExpression>
-#include <QSqlDatabase>
-#include <QSqlError>
-#include <QSqlQuery>
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <QThread>
-
-#include <algorithm>
+#include <functional>
 #include <memory>
 
 using namespace Qt::StringLiterals;
@@ -54,82 +46,6 @@ QList<qint64> idsOf(const QList<Record> &records)
     return ids;
 }
 
-bool write(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-}
-
-/// The file, seen as the sqlite3 shell sees it.
-class Shell
-{
-    Q_DISABLE_COPY_MOVE(Shell)
-
-public:
-    explicit Shell(const QString &path)
-    {
-        QSqlDatabase database = QSqlDatabase::addDatabase(u"QSQLITE"_s, kName);
-        database.setDatabaseName(path);
-        database.open();
-    }
-    ~Shell() { QSqlDatabase::removeDatabase(kName); }
-
-    QVariant value(const QString &statement) const
-    {
-        QSqlQuery query(QSqlDatabase::database(kName));
-        if (!query.exec(statement))
-            return query.lastError().text();
-        return query.next() ? query.value(0) : QVariant();
-    }
-
-    /// As SQLite would run it.
-    QStringList planOf(const QString &statement) const
-    {
-        QSqlQuery query(QSqlDatabase::database(kName));
-        QStringList plan;
-        query.prepare(u"EXPLAIN QUERY PLAN "_s + statement);
-        for (qsizetype i = statement.count(u'?'); i > 0; --i)
-            query.addBindValue(QVariant());
-        if (!query.exec())
-            plan.append(u"SCAN? "_s + query.lastError().text());
-        while (query.next())
-            plan.append(query.value(3).toString());
-        return plan;
-    }
-
-    /// So many more of a download with one file, in one transaction.
-    bool multiply(qint64 id, int count) const
-    {
-        QSqlDatabase database = QSqlDatabase::database(kName);
-        bool done = database.transaction();
-        for (const QString &table : {u"downloads"_s, u"files"_s, u"sections"_s}) {
-            QStringList columns = columnsOf(table);
-            const QString key = table == "downloads"_L1 ? u"id"_s : u"download_id"_s;
-            columns.removeOne(key);
-            const QString names = columns.join(u", "_s);
-            const QString statement =
-                u"WITH RECURSIVE n (i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < %1) "
-                u"INSERT INTO %2 (%3, %4) SELECT %5 + n.i, %4 FROM n CROSS JOIN (SELECT * FROM %2 WHERE %3 = %5)"_s.arg(
-                    QString::number(count), table, key, names, QString::number(id));
-            done = done && QSqlQuery(database).exec(statement);
-        }
-        return done && database.commit();
-    }
-
-private:
-    QStringList columnsOf(const QString &table) const
-    {
-        QSqlQuery query(QSqlDatabase::database(kName));
-        query.exec(u"PRAGMA table_info(%1)"_s.arg(table));
-        QStringList names;
-        while (query.next())
-            names.append(query.value(1).toString());
-        return names;
-    }
-
-    static inline const QString kName = u"shell"_s;
-};
-
 }
 
 class TestDownloadList : public QObject
@@ -154,16 +70,6 @@ private Q_SLOTS:
     void theFileIsItsOwnersAlone();
     void theDefaultPlaceFollowsTheEnvironment();
     void valuesCanBeReadInTheShell();
-    void twoListsUseOneFile();
-
-    void aDownloadHasOneOwner();
-    void anOwnerThatDiedIsNone();
-    void aReleasedDownloadIsFree();
-    void releasingSomebodyElsesDownloadDoesNothing();
-    void claimingNothingFails();
-    void aNewDownloadOfThisProcessIsThereAtOnce();
-    void aClaimReadsWhatIsThere();
-    void whatIsAnothersIsNotRead();
 
     void optionsComeBack();
     void secretsAreKeptOnlyWhereAskedFor();
@@ -176,34 +82,11 @@ private Q_SLOTS:
     void aPageShowsWhatALineNeeds();
     void nothingLooksThroughAHundredThousandDownloads();
 
-    void aFileThatIsNoDatabaseIsSetAside();
-    void aDamagedListIsSetAside();
-    void damageThatIsFoundLaterIsSetAside();
-    void whatWasSetAsideIsNotKeptOpen();
-    void whatWasSetAsideIsNotReplaced();
-    void anotherProgramsDatabaseIsLeftAlone();
-    void aListOfALaterVersionIsLeftAlone();
-
     void aFolderThatCannotBeMadeIsReported();
     void aClosedListSaysSo();
 
 private:
-    QString folder() const { return m_dir->filePath(u"data/plait"_s); }
-    QString path() const { return folder() + "/downloads.sqlite"_L1; }
-    /// Names of the lists that were set aside.
-    QStringList setAside() const
-    {
-        const QStringList names = QDir(folder()).entryList({u"*.damaged-*"_s}, QDir::Files);
-        return names.filter(QRegularExpression(u"\\d$"_s));
-    }
-    /// @param name a path, or a name in the list's folder
-    QByteArray read(const QString &name) const
-    {
-        QFile file(QDir(folder()).filePath(name));
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
-    /// A list whose table begins with nonsense; @param table empty = the last quarter of the file is nonsense
-    void fillAndDamage(const QString &table) const;
+    QString path() const { return m_dir->filePath(u"data/plait/downloads.sqlite"_s); }
     void openList(DownloadList &list) const { QVERIFY2(list.open(path()), qPrintable(list.lastErrorText())); }
 
     std::unique_ptr<QTemporaryDir> m_dir;
@@ -213,27 +96,6 @@ void TestDownloadList::init()
 {
     m_dir = std::make_unique<QTemporaryDir>();
     QVERIFY(m_dir->isValid());
-}
-
-void TestDownloadList::fillAndDamage(const QString &table) const
-{
-    qint64 page = 0;
-    {
-        DownloadList list;
-        openList(list);
-        Info record;
-        record.title = QString(1000, u't');
-        QVERIFY(list.insert(record) > 0);
-        const Shell shell(path());
-        QVERIFY(shell.multiply(record.id, 500));
-        page = shell.value(u"SELECT rootpage FROM sqlite_master WHERE name = '%1'"_s.arg(table)).toLongLong();
-    }
-    constexpr qint64 kPage = 4096;
-    QFile file(path());
-    QVERIFY(file.open(QIODevice::ReadWrite));
-    const qint64 begin = table.isEmpty() ? file.size() / kPage * 3 / 4 * kPage : (page - 1) * kPage;
-    const qint64 size = table.isEmpty() ? file.size() - begin : kPage;
-    QVERIFY(begin >= kPage && file.seek(begin) && file.write(QByteArray(size, '\xff')) == size);
 }
 
 void TestDownloadList::everyFieldComesBack()
@@ -429,178 +291,6 @@ void TestDownloadList::valuesCanBeReadInTheShell()
     QCOMPARE(shell.value(u"SELECT name FROM files"_s).toString(), u"naïve.iso"_s);
     QCOMPARE(shell.value(u"SELECT sum(downloaded) FROM sections"_s).toInt(), 90);
     QCOMPARE(shell.value(u"PRAGMA journal_mode"_s).toString(), u"wal"_s);
-}
-
-void TestDownloadList::twoListsUseOneFile()
-{
-    constexpr int kEach = 40;
-    const auto fill = [this](bool *done) {
-        DownloadList list;
-        *done = list.open(path());
-        for (int i = 0; i < kEach && *done; ++i) {
-            Info record = randomRecord(quint32(i));
-            *done = list.insert(record) > 0 && list.update(record);
-        }
-    };
-    bool otherDone = false;
-    bool done = false;
-    std::unique_ptr<QThread> other(QThread::create(fill, &otherDone));
-    other->start();
-    fill(&done);
-    QVERIFY(other->wait());
-    QVERIFY(done);
-    QVERIFY(otherDone);
-    DownloadList list;
-    openList(list);
-    QCOMPARE(list.list().size(), 2 * kEach);
-}
-
-void TestDownloadList::aDownloadHasOneOwner()
-{
-    DownloadList list;
-    openList(list);
-    Info record;
-    QVERIFY(list.insert(record) > 0);
-    QProcess other;
-    other.start(u"cat"_s, {});
-    QVERIFY(other.waitForStarted());
-    const ProcessIdentity identity = ProcessIdentity::ofProcess(other.processId());
-    {
-        const Shell shell(path());
-        QVERIFY(shell
-                    .value(u"UPDATE downloads SET owner_pid = %1, owner_start_time = %2, owner_boot_id = '%3'"_s
-                               .arg(identity.pid)
-                               .arg(identity.startTime)
-                               .arg(identity.bootId))
-                    .isNull());
-    }
-    ProcessIdentity owner;
-    QCOMPARE(list.claim(record.id, &owner), DownloadList::Claim::OwnedByOther);
-    QCOMPARE(owner, identity);
-    other.closeWriteChannel();
-    QVERIFY(other.waitForFinished());
-    QCOMPARE(list.claim(record.id), DownloadList::Claim::Taken);
-    QCOMPARE(list.claim(record.id), DownloadList::Claim::Taken);
-}
-
-void TestDownloadList::anOwnerThatDiedIsNone()
-{
-    DownloadList list;
-    openList(list);
-    Info record;
-    QVERIFY(list.insert(record) > 0);
-    QCOMPARE(list.claim(record.id), DownloadList::Claim::Taken);
-    {
-        const Shell shell(path());
-        QVERIFY(shell.value(u"UPDATE downloads SET owner_start_time = owner_start_time - 1"_s).isNull());
-    }
-    QCOMPARE(list.claim(record.id), DownloadList::Claim::Taken);
-    const Shell shell(path());
-    QCOMPARE(shell.value(u"SELECT owner_start_time FROM downloads"_s).toLongLong(),
-             ProcessIdentity::current().startTime);
-}
-
-void TestDownloadList::aReleasedDownloadIsFree()
-{
-    DownloadList list;
-    openList(list);
-    Info record;
-    QVERIFY(list.insert(record) > 0);
-    QCOMPARE(list.claim(record.id), DownloadList::Claim::Taken);
-    QVERIFY2(list.update(record), "saving leaves the owner alone");
-    QVERIFY2(list.release(record.id), qPrintable(list.lastErrorText()));
-    const Shell shell(path());
-    QVERIFY(shell.value(u"SELECT owner_pid FROM downloads"_s).isNull());
-}
-
-void TestDownloadList::releasingSomebodyElsesDownloadDoesNothing()
-{
-    DownloadList list;
-    openList(list);
-    Info record;
-    QVERIFY(list.insert(record) > 0);
-    {
-        const Shell shell(path());
-        QVERIFY(
-            shell.value(u"UPDATE downloads SET owner_pid = 1, owner_start_time = 2, owner_boot_id = 'x'"_s).isNull());
-    }
-    QVERIFY(!list.release(record.id));
-    const Shell shell(path());
-    QCOMPARE(shell.value(u"SELECT owner_pid FROM downloads"_s).toInt(), 1);
-}
-
-void TestDownloadList::claimingNothingFails()
-{
-    DownloadList list;
-    openList(list);
-    QCOMPARE(list.claim(5), DownloadList::Claim::Failed);
-    QVERIFY(list.lastErrorText().contains(u"no such download"_s));
-}
-
-void TestDownloadList::aNewDownloadOfThisProcessIsThereAtOnce()
-{
-    DownloadList list;
-    openList(list);
-    Info record = randomRecord(1);
-    DownloadOptions options;
-    options.rateLimit = 1000;
-    QVERIFY2(list.insertOwned(record, options) > 0, qPrintable(list.lastErrorText()));
-    QCOMPARE(list.load(record.id), record);
-    QCOMPARE(list.options(record.id), options);
-    const Shell shell(path());
-    QCOMPARE(shell.value(u"SELECT owner_pid FROM downloads"_s).toLongLong(), ProcessIdentity::current().pid);
-
-    QVERIFY(
-        shell.value(u"CREATE TRIGGER t BEFORE INSERT ON options BEGIN SELECT RAISE(ABORT, 'full'); END"_s).isNull());
-    Info other;
-    QCOMPARE(list.insertOwned(other, options), 0);
-    QCOMPARE(other.id, 0);
-    QVERIFY2(list.lastErrorText().contains(u"full"_s), qPrintable(list.lastErrorText()));
-    QVERIFY2(list.count(ListFilter::All) == 1, "all of it or nothing");
-}
-
-void TestDownloadList::aClaimReadsWhatIsThere()
-{
-    DownloadList list;
-    openList(list);
-    Info record = randomRecord(1);
-    QVERIFY(list.insert(record) > 0);
-    DownloadOptions options;
-    options.connections = 5;
-    QVERIFY(list.setOptions(record.id, options));
-    QVERIFY(list.update(record, {u"1:2"_s}, DownloadList::Lasting::ThisRunOfTheMachine));
-    for (const QString &title : {u"one"_s, u"two"_s}) {
-        // Somebody else's change, even of what is this process's already.
-        QVERIFY(Shell(path()).value(u"UPDATE downloads SET title = '%1'"_s.arg(title)).isNull());
-        record.title = title;
-        DownloadList::Taken taken;
-        QCOMPARE(list.claim(record.id, taken), DownloadList::Claim::Taken);
-        QCOMPARE(taken.record, record);
-        QCOMPARE(taken.options, options);
-        QCOMPARE(taken.file.text, u"1:2"_s);
-    }
-    QVERIFY(list.release(record.id));
-    DownloadList::Taken taken;
-    QCOMPARE(list.claim(record.id + 1, taken), DownloadList::Claim::Failed);
-}
-
-void TestDownloadList::whatIsAnothersIsNotRead()
-{
-    DownloadList list;
-    openList(list);
-    Info record = randomRecord(1);
-    QVERIFY(list.insert(record) > 0);
-    const ProcessIdentity first = ProcessIdentity::ofProcess(1);
-    QVERIFY(Shell(path())
-                .value(u"UPDATE downloads SET owner_pid = 1, owner_start_time = %1, owner_boot_id = '%2'"_s
-                           .arg(first.startTime)
-                           .arg(first.bootId))
-                .isNull());
-    DownloadList::Taken taken;
-    ProcessIdentity owner;
-    QCOMPARE(list.claim(record.id, taken, &owner), DownloadList::Claim::OwnedByOther);
-    QCOMPARE(owner, first);
-    QCOMPARE(taken.record, Info());
 }
 
 void TestDownloadList::optionsComeBack()
@@ -806,116 +496,6 @@ void TestDownloadList::nothingLooksThroughAHundredThousandDownloads()
         const bool byUrl = statement.contains(u"url = ?"_s) && statement.startsWith(u"SELECT"_s);
         QVERIFY2(!byUrl || plan.filter(u"downloads_unfinished_by_url"_s).size() == 1, qPrintable(plan.join(u'\n')));
     }
-}
-
-void TestDownloadList::aFileThatIsNoDatabaseIsSetAside()
-{
-    const QByteArray text(8192, 'x');
-    QVERIFY(QDir().mkpath(folder()) && write(path(), text));
-    DownloadList list;
-    QVERIFY2(list.open(path()), qPrintable(list.lastErrorText()));
-    QVERIFY2(list.warning().contains(u"damaged"_s), qPrintable(list.warning()));
-    const QStringList aside = setAside();
-    QCOMPARE(aside.size(), 1);
-    QVERIFY(QRegularExpression(u"^downloads\\.sqlite\\.damaged-\\d{8}-\\d{6}$"_s).match(aside.first()).hasMatch());
-    QVERIFY(list.warning().contains(aside.first()));
-    QCOMPARE(read(aside.first()), text);
-    Info record;
-    QVERIFY(list.insert(record) > 0);
-    DownloadList again;
-    openList(again);
-    QVERIFY(again.warning().isEmpty());
-    QCOMPARE(again.list().size(), 1);
-}
-
-void TestDownloadList::aDamagedListIsSetAside()
-{
-    fillAndDamage(u"downloads"_s);
-    DownloadList list;
-    QVERIFY2(list.open(path()), qPrintable(list.lastErrorText()));
-    QVERIFY(!list.warning().isEmpty());
-    QCOMPARE(setAside().size(), 1);
-    QVERIFY(list.list().isEmpty());
-    QVERIFY(list.lastErrorText().isEmpty());
-}
-
-void TestDownloadList::damageThatIsFoundLaterIsSetAside()
-{
-    // The first rows are whole, so that opening finds nothing.
-    fillAndDamage({});
-    DownloadList list;
-    openList(list);
-    QVERIFY(list.warning().isEmpty());
-    QVERIFY(list.list().isEmpty());
-    QVERIFY2(list.lastErrorText().contains(u"damaged"_s), qPrintable(list.lastErrorText()));
-    QVERIFY(!list.warning().isEmpty());
-    QCOMPARE(setAside().size(), 1);
-    Info record;
-    QVERIFY2(list.insert(record) > 0, "the new list is at work");
-}
-
-void TestDownloadList::whatWasSetAsideIsNotKeptOpen()
-{
-    fillAndDamage({});
-    DownloadList list;
-    openList(list);
-    QCOMPARE(list.load(1)->id, 1);
-    Info record;
-    QVERIFY2(list.list().isEmpty(), "the damage is found while a statement is read");
-    QCOMPARE(setAside().size(), 1);
-    const QDir descriptors(u"/proc/self/fd"_s);
-    const QStringList names = descriptors.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot);
-    for (const QString &name : names)
-        QVERIFY(!QFile::symLinkTarget(descriptors.filePath(name)).contains(u".damaged-"_s));
-    QVERIFY2(!list.load(1), "the same statement reads the new list");
-    QVERIFY(list.lastErrorText().isEmpty());
-    QCOMPARE(list.insert(record), 1);
-    QCOMPARE(list.load(1), record);
-}
-
-void TestDownloadList::whatWasSetAsideIsNotReplaced()
-{
-    QVERIFY(QDir().mkpath(folder()));
-    for (int i = 1; i <= 3; ++i) {
-        QVERIFY(write(path(), QByteArray(1000, char('a' + i))));
-        DownloadList list;
-        QVERIFY(list.open(path()));
-        QCOMPARE(setAside().size(), i);
-    }
-    QByteArrayList contents;
-    const QStringList names = setAside();
-    for (const QString &name : names)
-        contents.append(read(name).left(1));
-    std::sort(contents.begin(), contents.end());
-    QCOMPARE(contents, (QByteArrayList{"b", "c", "d"}));
-}
-
-void TestDownloadList::anotherProgramsDatabaseIsLeftAlone()
-{
-    QVERIFY(QDir().mkpath(folder()));
-    QVERIFY(Shell(path()).value(u"CREATE TABLE songs (title TEXT)"_s).isNull());
-    const QByteArray before = read(path());
-    DownloadList list;
-    QVERIFY(!list.open(path()));
-    QVERIFY2(list.lastErrorText().contains(u"another program"_s), qPrintable(list.lastErrorText()));
-    QVERIFY(setAside().isEmpty());
-    QCOMPARE(Shell(path()).value(u"SELECT count(*) FROM songs"_s).toInt(), 0);
-}
-
-void TestDownloadList::aListOfALaterVersionIsLeftAlone()
-{
-    {
-        DownloadList list;
-        openList(list);
-        Info record;
-        QVERIFY(list.insert(record) > 0);
-    }
-    QVERIFY(Shell(path()).value(u"PRAGMA user_version = 99"_s).isNull());
-    DownloadList list;
-    QVERIFY(!list.open(path()));
-    QVERIFY2(list.lastErrorText().contains(u"later version"_s), qPrintable(list.lastErrorText()));
-    QVERIFY(setAside().isEmpty());
-    QCOMPARE(Shell(path()).value(u"SELECT count(*) FROM downloads"_s).toInt(), 1);
 }
 
 void TestDownloadList::aFolderThatCannotBeMadeIsReported()

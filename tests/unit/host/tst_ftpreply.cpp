@@ -1,66 +1,18 @@
 // SPDX-License-Identifier: MIT
 #include <host/network/ftpreply.h>
-#include <host/network/guardednetworkaccessmanager.h>
-#include <host/network/sharedcookiejar.h>
-#include <tests/support/ftpserver.h>
-#include <tests/support/testfiles.h>
+#include <tests/unit/host/ftpreplybench.h>
 
 #include <QDateTime>
 #include <QFile>
 #include <QNetworkReply>
-#include <QPointer>
-#include <QSignalSpy>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTest>
-
-#include <memory>
 
 using namespace Qt::StringLiterals;
 
 namespace
 {
-
-constexpr quint64 kSeed = 21;
-constexpr qint64 kSize = 307201;
-constexpr qint64 kLargeSize = 20 * 1024 * 1024;
-constexpr qint64 kReadBufferSize = 131072;
-
-using Error = QNetworkReply::NetworkError;
-
-/// Everything that a reply tells, in order; reads what comes unless told otherwise.
-class Recorder : public QObject
-{
-public:
-    explicit Recorder(QNetworkReply *reply, bool reads = true)
-    {
-        connect(reply, &QNetworkReply::metaDataChanged, this, [this] { events.append(u"head"_s); });
-        connect(reply, &QNetworkReply::readyRead, this, [this, reply, reads] {
-            if (events.isEmpty() || events.last() != "data"_L1)
-                events.append(u"data"_s);
-            if (reads)
-                body += reply->readAll();
-        });
-        connect(reply, &QNetworkReply::errorOccurred, this,
-                [this](Error code) { events.append(u"error %1"_s.arg(code)); });
-        connect(reply, &QNetworkReply::finished, this, [this] { events.append(u"finished"_s); });
-    }
-
-    bool wait() const
-    {
-        return QTest::qWaitFor([this] { return events.contains(u"finished"_s); }, FtpServer::kPatienceMs);
-    }
-
-    QStringList events;
-    QByteArray body;
-};
-
-const QStringList kWholeAnswer{u"head"_s, u"data"_s, u"finished"_s};
-
-QStringList failureWith(Error code)
-{
-    return {u"error %1"_s.arg(code), u"finished"_s};
-}
 
 int statusOf(const QNetworkReply *reply)
 {
@@ -69,15 +21,12 @@ int statusOf(const QNetworkReply *reply)
 
 }
 
-class TestFtpReply : public QObject
+/// What FTP replies give of files: bytes, ranges, headers, and what the server is told for it.
+class TestFtpReply : public FtpReplyBench
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
-    void init();
-    void cleanup();
-
     void aFileOfAnySizeComesWhole_data();
     void aFileOfAnySizeComesWhole();
     void aRangeIsObeyed_data();
@@ -99,64 +48,11 @@ private Q_SLOTS:
     void theLoginOfTheUrlIsUsed();
     void aWrongPasswordIsAskedForAndNotShown();
     void aControlCharacterReachesNobody();
-    void aMissingFileIsNotFound_data();
-    void aMissingFileIsNotFound();
-    void aFolderIsNotDownloaded();
-    void aRefusedConnectionIsSaid();
-    void anUnknownHostIsSaid();
-    void aTransferCutShortIsAnError();
-    void aServerThatDiesIsAnError();
-    void theLastWordOfTheServerIsNotWaitedFor();
-    void anUnreadReplyStopsTheServer();
-    void aSmallReadBufferLosesNothing();
-    void abortEndsItOnceAndAtOnce_data();
-    void abortEndsItOnceAndAtOnce();
-    void abortWhileANameIsLookedUp();
-    void closeEndsIt();
-    void nothingIsEmittedBeforeTheEventLoop();
-    void itMayBeDeletedInEverySignal_data();
-    void itMayBeDeletedInEverySignal();
-    void itDiesWithItsManager();
     void severalAtOnceDoNotMix();
     void aConnectionThatCameToItsEndServesAgain();
     void aProxyIsAskedForTheServer();
     void otherOperationsAreRefused();
-
-private:
-    QNetworkReply *get(const QUrl &url, const QByteArray &range = {});
-    QNetworkReply *get(const QString &name, const QByteArray &range = {}) { return get(m_server->url(name), range); }
-    static QByteArray content(qint64 from, qint64 length) { return TestFiles::content(kSeed, from, length); }
-
-    std::unique_ptr<FtpServer> m_server;
-    std::unique_ptr<GuardedNetworkAccessManager> m_manager;
 };
-
-void TestFtpReply::initTestCase()
-{
-    qRegisterMetaType<Error>();
-}
-
-void TestFtpReply::init()
-{
-    m_server = std::make_unique<FtpServer>();
-    QVERIFY2(m_server->isListening(), qPrintable(m_server->errorText()));
-    QVERIFY(m_server->addFile(u"file"_s, kSeed, kSize));
-    m_manager = std::make_unique<GuardedNetworkAccessManager>(QSharedPointer<SharedCookieJar>::create());
-}
-
-void TestFtpReply::cleanup()
-{
-    m_manager.reset();
-    m_server.reset();
-}
-
-QNetworkReply *TestFtpReply::get(const QUrl &url, const QByteArray &range)
-{
-    QNetworkRequest request(url);
-    if (!range.isEmpty())
-        request.setRawHeader("Range", range);
-    return m_manager->get(request);
-}
 
 void TestFtpReply::aFileOfAnySizeComesWhole_data()
 {
@@ -415,235 +311,6 @@ void TestFtpReply::aControlCharacterReachesNobody()
         QCOMPARE(recorder.events, failureWith(QNetworkReply::ContentOperationNotPermittedError));
     }
     QCOMPARE(m_server->connectionsCount(), 0);
-}
-
-void TestFtpReply::aMissingFileIsNotFound_data()
-{
-    QTest::addColumn<QString>("path");
-    QTest::addColumn<QByteArray>("without");
-    QTest::newRow("the file") << u"/none"_s << QByteArray();
-    QTest::newRow("its folder") << u"/none/file"_s << QByteArray();
-    QTest::newRow("the file, of a server without sizes") << u"/none"_s << "SIZE,MDTM"_ba;
-}
-
-void TestFtpReply::aMissingFileIsNotFound()
-{
-    QFETCH(QString, path);
-    QFETCH(QByteArray, without);
-    m_server->setWithout(without + ",NONE");
-    QNetworkReply *const reply = get(path);
-    const Recorder recorder(reply);
-    QVERIFY(recorder.wait());
-    QCOMPARE(recorder.events, failureWith(QNetworkReply::ContentNotFoundError));
-    QVERIFY(!reply->errorString().isEmpty());
-    QVERIFY(!reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid());
-}
-
-void TestFtpReply::aFolderIsNotDownloaded()
-{
-    QNetworkReply *const reply = get(u"/folder/"_s);
-    const Recorder recorder(reply);
-    QVERIFY(recorder.wait());
-    QCOMPARE(recorder.events, failureWith(QNetworkReply::ContentOperationNotPermittedError));
-    QVERIFY2(reply->errorString().contains(u"folder"_s), qPrintable(reply->errorString()));
-}
-
-void TestFtpReply::aRefusedConnectionIsSaid()
-{
-    const QUrl url = m_server->url(u"/file"_s);
-    m_server->kill();
-    QNetworkReply *const reply = get(url);
-    const Recorder recorder(reply);
-    QVERIFY(recorder.wait());
-    QCOMPARE(recorder.events, failureWith(QNetworkReply::ConnectionRefusedError));
-    QVERIFY(!reply->errorString().isEmpty());
-}
-
-void TestFtpReply::anUnknownHostIsSaid()
-{
-    QNetworkReply *const reply = get(QUrl(u"ftp://no-such-host.invalid/file"_s));
-    const Recorder recorder(reply);
-    QVERIFY(recorder.wait());
-    QCOMPARE(recorder.events, failureWith(QNetworkReply::HostNotFoundError));
-    QVERIFY2(reply->errorString().contains(u"no-such-host.invalid"_s), qPrintable(reply->errorString()));
-}
-
-void TestFtpReply::aTransferCutShortIsAnError()
-{
-    m_server->setShort(100000);
-    QNetworkReply *const reply = get(u"/file"_s);
-    const Recorder recorder(reply);
-    QVERIFY(recorder.wait());
-    QCOMPARE(recorder.events, QStringList({u"head"_s, u"data"_s}) + failureWith(QNetworkReply::RemoteHostClosedError));
-    QVERIFY(recorder.body == content(0, 100000));
-}
-
-void TestFtpReply::aServerThatDiesIsAnError()
-{
-    m_server->setRate(50000);
-    const Recorder recorder(get(u"/file"_s));
-    QTRY_VERIFY(!recorder.body.isEmpty());
-    m_server->kill();
-    QVERIFY(recorder.wait());
-    QCOMPARE(recorder.events, QStringList({u"head"_s, u"data"_s}) + failureWith(QNetworkReply::RemoteHostClosedError));
-    QVERIFY(content(0, kSize).startsWith(recorder.body));
-}
-
-void TestFtpReply::theLastWordOfTheServerIsNotWaitedFor()
-{
-    m_server->setMute();
-    QNetworkReply *const reply = get(u"/file"_s);
-    const Recorder recorder(reply);
-    QVERIFY(recorder.wait());
-    QCOMPARE(recorder.events, kWholeAnswer);
-    QVERIFY(recorder.body == content(0, kSize));
-}
-
-void TestFtpReply::anUnreadReplyStopsTheServer()
-{
-    QVERIFY(m_server->addFile(u"large"_s, kSeed, kLargeSize));
-    QNetworkReply *const reply = get(u"/large"_s);
-    reply->setReadBufferSize(kReadBufferSize);
-    const Recorder recorder(reply, false);
-    QTRY_VERIFY(reply->bytesAvailable() > kReadBufferSize / 2);
-    const Recorder other(get(u"/file"_s));
-    QVERIFY(other.wait());
-    QVERIFY(reply->bytesAvailable() <= kReadBufferSize);
-    QVERIFY(reply->isRunning());
-
-    QByteArray body;
-    QVERIFY(QTest::qWaitFor(
-        [&] {
-            body += reply->readAll();
-            return reply->isFinished();
-        },
-        FtpServer::kPatienceMs));
-    body += reply->readAll();
-    QVERIFY(body == content(0, kLargeSize));
-}
-
-void TestFtpReply::aSmallReadBufferLosesNothing()
-{
-    QNetworkReply *const reply = get(u"/file"_s);
-    reply->setReadBufferSize(1000);
-    qint64 most = 0;
-    connect(reply, &QNetworkReply::readyRead, this, [&] { most = std::max(most, reply->bytesAvailable()); });
-    QByteArray body;
-    QVERIFY(QTest::qWaitFor(
-        [&] {
-            body += reply->read(700);
-            return reply->isFinished() && reply->bytesAvailable() == 0;
-        },
-        FtpServer::kPatienceMs));
-    QCOMPARE(reply->error(), QNetworkReply::NoError);
-    QVERIFY(body == content(0, kSize));
-    QVERIFY2(most <= 16384, QByteArray::number(most));
-}
-
-void TestFtpReply::abortEndsItOnceAndAtOnce_data()
-{
-    QTest::addColumn<QString>("when");
-    QTest::newRow("before it begins") << QString();
-    QTest::newRow("while it asks") << u"asking"_s;
-    QTest::newRow("in its middle") << u"data"_s;
-}
-
-void TestFtpReply::abortEndsItOnceAndAtOnce()
-{
-    QFETCH(QString, when);
-    m_server->setRate(50000);
-    QNetworkReply *const reply = get(u"/file"_s);
-    const Recorder recorder(reply);
-    if (when == "asking"_L1)
-        QTRY_VERIFY(!m_server->commands("USER").isEmpty());
-    else if (!when.isEmpty())
-        QTRY_VERIFY(recorder.events.contains(when));
-    const QStringList before = recorder.events;
-    reply->abort();
-    QCOMPARE(recorder.events, before + failureWith(QNetworkReply::OperationCanceledError));
-    reply->abort();
-    QTRY_COMPARE(m_server->openConnectionsCount(), 0);
-    QCOMPARE(recorder.events, before + failureWith(QNetworkReply::OperationCanceledError));
-    QVERIFY(reply->isFinished());
-}
-
-void TestFtpReply::abortWhileANameIsLookedUp()
-{
-    QNetworkReply *const reply = get(QUrl(u"ftp://no-such-host.invalid/file"_s));
-    const Recorder recorder(reply);
-    QCoreApplication::processEvents();
-    if (recorder.events.isEmpty())
-        reply->abort();
-    QCOMPARE(recorder.events.size(), 2);
-    QCOMPARE(recorder.events.last(), u"finished"_s);
-}
-
-void TestFtpReply::closeEndsIt()
-{
-    m_server->setRate(50000);
-    QNetworkReply *const reply = get(u"/file"_s);
-    const Recorder recorder(reply);
-    QTRY_VERIFY(!recorder.body.isEmpty());
-    reply->close();
-    QCOMPARE(recorder.events.last(), u"finished"_s);
-    QTRY_COMPARE(m_server->openConnectionsCount(), 0);
-}
-
-void TestFtpReply::nothingIsEmittedBeforeTheEventLoop()
-{
-    const Recorder folder(get(u"/folder/"_s));
-    const Recorder file(get(u"/file"_s));
-    QVERIFY(folder.events.isEmpty() && file.events.isEmpty());
-    QVERIFY(folder.wait() && file.wait());
-}
-
-void TestFtpReply::itMayBeDeletedInEverySignal_data()
-{
-    QTest::addColumn<QString>("path");
-    QTest::addColumn<QByteArray>("range");
-    QTest::addColumn<QString>("signal");
-    QTest::newRow("the head") << u"/file"_s << QByteArray() << u"head"_s;
-    QTest::newRow("data") << u"/file"_s << QByteArray() << u"data"_s;
-    QTest::newRow("progress") << u"/file"_s << QByteArray() << u"progress"_s;
-    QTest::newRow("the channel's end") << u"/file"_s << QByteArray() << u"channel"_s;
-    QTest::newRow("the end") << u"/file"_s << QByteArray() << u"finished"_s;
-    QTest::newRow("an error") << u"/none"_s << QByteArray() << u"error"_s;
-    QTest::newRow("the end behind an error") << u"/none"_s << QByteArray() << u"finished"_s;
-    QTest::newRow("the head of a range behind the end") << u"/file"_s << "bytes=400000-"_ba << u"head"_s;
-    QTest::newRow("the error of a range behind the end") << u"/file"_s << "bytes=400000-"_ba << u"error"_s;
-}
-
-void TestFtpReply::itMayBeDeletedInEverySignal()
-{
-    QFETCH(QString, path);
-    QFETCH(QByteArray, range);
-    QFETCH(QString, signal);
-    const QPointer<QNetworkReply> reply = get(path, range);
-    const auto deleteIn = [&](const QString &name) {
-        if (name == signal)
-            delete reply.data();
-    };
-    connect(reply, &QNetworkReply::metaDataChanged, this, [=] { deleteIn(u"head"_s); });
-    connect(reply, &QNetworkReply::readyRead, this, [=] { deleteIn(u"data"_s); });
-    connect(reply, &QNetworkReply::downloadProgress, this, [=] { deleteIn(u"progress"_s); });
-    connect(reply, &QNetworkReply::readChannelFinished, this, [=] { deleteIn(u"channel"_s); });
-    connect(reply, &QNetworkReply::errorOccurred, this, [=] { deleteIn(u"error"_s); });
-    connect(reply, &QNetworkReply::finished, this, [=] { deleteIn(u"finished"_s); });
-    QTRY_VERIFY_WITH_TIMEOUT(reply.isNull(), FtpServer::kPatienceMs);
-    QVERIFY(!m_manager->hasLivingReplies());
-    const Recorder next(get(u"/file"_s));
-    QVERIFY(next.wait());
-    QVERIFY(next.body == content(0, kSize));
-}
-
-void TestFtpReply::itDiesWithItsManager()
-{
-    m_server->setRate(50000);
-    const QPointer<QNetworkReply> reply = get(u"/file"_s);
-    QTRY_VERIFY(reply->bytesAvailable() > 0);
-    m_manager.reset();
-    QVERIFY(reply.isNull());
-    QTRY_COMPARE(m_server->openConnectionsCount(), 0);
 }
 
 void TestFtpReply::severalAtOnceDoNotMix()

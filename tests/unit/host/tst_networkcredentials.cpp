@@ -1,60 +1,22 @@
 // SPDX-License-Identifier: MIT
-// Longer than most: servers, proxies and files of credentials are tested by the same few helpers.
-#include <host/network/networkaccesschief.h>
 #include <tests/support/authentication.h>
-#include <tests/support/scriptedproxy.h>
-#include <tests/support/scriptedserver.h>
 #include <tests/support/testca.h>
-#include <tests/support/testfiles.h>
+#include <tests/unit/host/credentialsbench.h>
 
 #include <QFile>
 #include <QNetworkReply>
-#include <QTemporaryDir>
 #include <QTest>
 
-#include <memory>
+#include <vector>
 
 using namespace Qt::StringLiterals;
 
-namespace
-{
-
-using Reply = std::unique_ptr<QNetworkReply>;
-using Kind = ScriptedProxy::Kind;
-
-const ScriptedResponse kContent = ScriptedResponse::ok("content");
-
-/// Variables of the environment for as long as a test runs.
-class Variables
-{
-public:
-    ~Variables()
-    {
-        for (const QByteArray &name : std::as_const(m_names))
-            qunsetenv(name);
-    }
-    void set(const char *name, const QUrl &value)
-    {
-        qputenv(name, value.toEncoded());
-        m_names.append(name);
-    }
-
-private:
-    QList<QByteArray> m_names;
-};
-
-}
-
-/// What managers of a chief tell servers and proxies about who asks.
-class TestNetworkCredentials : public QObject
+/// What managers of a chief tell servers about who asks.
+class TestNetworkCredentials : public CredentialsBench
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
-    void init();
-    void cleanup();
-
     void aServerThatAsksIsAnswered_data();
     void aServerThatAsksIsAnswered();
     void lettersBeyondAsciiAreSentAsUtf8_data();
@@ -83,116 +45,7 @@ private Q_SLOTS:
     void filesThatCannotBeUsedAreRefused_data();
     void filesThatCannotBeUsedAreRefused();
     void loadedCookiesAreSentWhereTheyBelong();
-
-    void aProxyIsUsed_data();
-    void aProxyIsUsed();
-    void aProxyIsUsedForHttps_data();
-    void aProxyIsUsedForHttps();
-    void aProxyThatAsksIsAnswered_data();
-    void aProxyThatAsksIsAnswered();
-    void theProxysLoginStaysWithTheProxy();
-    void wrongCredentialsForAProxyEnd();
-    void aHeaderForTheProxyIsNotForTheServer();
-    void theEnvironmentsProxyIsUsed();
-    void theEnvironmentMayBeLeftOut();
-    void aProxyThatIsNoneIsRefused();
-
-private:
-    Reply get(const QUrl &url, const QList<QPair<QByteArray, QByteArray>> &headers = {});
-    Reply post(const QUrl &url, const QByteArray &body);
-    static bool waitForEnd(const Reply &reply);
-    bool apply(const NetworkOptions &options);
-    static NetworkOptions loginOption(const QString &user, const QString &password);
-    QString write(const QString &name, const QByteArray &text);
-
-    QTemporaryDir m_dir;
-    std::unique_ptr<ScriptedServer> m_server;
-    std::unique_ptr<ScriptedServer> m_other;
-    std::unique_ptr<ScriptedProxy> m_proxy;
-    std::unique_ptr<NetworkAccessChief> m_chief;
-    QList<QSharedPointer<QNetworkAccessManager>> m_managers;
-    QUrl m_url;
-    QUrl m_otherUrl;
 };
-
-void TestNetworkCredentials::initTestCase()
-{
-    for (const char *name : {"http_proxy", "https_proxy", "HTTPS_PROXY", "ftp_proxy", "FTP_PROXY", "all_proxy",
-                             "ALL_PROXY", "no_proxy", "NO_PROXY", "NETRC"})
-        qunsetenv(name);
-    qputenv("HOME", QFile::encodeName(m_dir.path()));
-}
-
-void TestNetworkCredentials::init()
-{
-    m_server = std::make_unique<ScriptedServer>();
-    m_other = std::make_unique<ScriptedServer>();
-    m_proxy = std::make_unique<ScriptedProxy>();
-    m_server->setResponse("/file", kContent);
-    m_other->setResponse("/file", kContent);
-    m_url = m_server->url(u"/file"_s);
-    m_otherUrl = m_other->url(u"/file"_s);
-    m_chief = std::make_unique<NetworkAccessChief>();
-}
-
-void TestNetworkCredentials::cleanup()
-{
-    m_managers.clear();
-    m_chief.reset();
-    m_proxy.reset();
-    m_server.reset();
-    m_other.reset();
-}
-
-/// The managers live on, as a transfer keeps its own.
-Reply TestNetworkCredentials::get(const QUrl &url, const QList<QPair<QByteArray, QByteArray>> &headers)
-{
-    QNetworkRequest request(url);
-    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
-    for (const auto &[name, value] : headers)
-        request.setRawHeader(name, value);
-    m_managers.append(m_chief->takeManager(url));
-    return Reply(m_managers.last()->get(request));
-}
-
-Reply TestNetworkCredentials::post(const QUrl &url, const QByteArray &body)
-{
-    QNetworkRequest request(url);
-    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
-    request.setHeader(QNetworkRequest::ContentTypeHeader, u"text/plain"_s);
-    m_managers.append(m_chief->takeManager(url));
-    return Reply(m_managers.last()->post(request, body));
-}
-
-bool TestNetworkCredentials::waitForEnd(const Reply &reply)
-{
-    return QTest::qWaitFor([&reply] { return reply->isFinished(); }, ScriptedServer::kPatienceMs);
-}
-
-bool TestNetworkCredentials::apply(const NetworkOptions &options)
-{
-    QString error;
-    const bool applied = m_chief->apply(options, &error);
-    if (!applied)
-        qWarning("%s", qPrintable(error));
-    return applied;
-}
-
-NetworkOptions TestNetworkCredentials::loginOption(const QString &user, const QString &password)
-{
-    NetworkOptions options;
-    options.credentials.append({{}, user, password, {}});
-    return options;
-}
-
-QString TestNetworkCredentials::write(const QString &name, const QByteArray &text)
-{
-    QFile file(m_dir.filePath(name));
-    if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size())
-        qFatal("cannot write a file");
-    file.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
-    return file.fileName();
-}
 
 void TestNetworkCredentials::aServerThatAsksIsAnswered_data()
 {
@@ -529,170 +382,6 @@ void TestNetworkCredentials::loadedCookiesAreSentWhereTheyBelong()
     QCOMPARE(m_server->requests().first().header("Cookie"), QByteArray("plain=1"));
     const QByteArray sent = secure.requests().first().header("Cookie");
     QVERIFY2(sent.contains("plain=1") && sent.contains("safe=2") && !sent.contains("elsewhere"), sent.constData());
-}
-
-void TestNetworkCredentials::aProxyIsUsed_data()
-{
-    QTest::addColumn<QString>("scheme");
-    QTest::addColumn<Kind>("kind");
-    QTest::newRow("http") << u"http"_s << Kind::Http;
-    QTest::newRow("socks5") << u"socks5"_s << Kind::Socks;
-    QTest::newRow("socks5h") << u"socks5h"_s << Kind::Socks;
-}
-
-void TestNetworkCredentials::aProxyIsUsed()
-{
-    QFETCH(QString, scheme);
-    QFETCH(Kind, kind);
-    NetworkOptions options;
-    options.proxy = m_proxy->url(scheme);
-    QVERIFY(apply(options));
-    QUrl url = m_url;
-    url.setHost(u"files.example"_s);
-    const Reply reply = get(url);
-    QVERIFY(waitForEnd(reply));
-    QVERIFY2(reply->error() == QNetworkReply::NoError, qPrintable(reply->errorString()));
-    QCOMPARE(reply->readAll(), QByteArray("content"));
-    QCOMPARE(m_proxy->calls().size(), 1);
-    QCOMPARE(m_proxy->calls().first().kind, kind);
-    QCOMPARE(m_proxy->calls().first().target, "files.example:" + QByteArray::number(m_server->port()));
-}
-
-void TestNetworkCredentials::aProxyIsUsedForHttps_data()
-{
-    QTest::addColumn<QString>("scheme");
-    QTest::addColumn<Kind>("kind");
-    QTest::newRow("http") << u"http"_s << Kind::Connect;
-    QTest::newRow("socks5") << u"socks5"_s << Kind::Socks;
-}
-
-void TestNetworkCredentials::aProxyIsUsedForHttps()
-{
-    QFETCH(QString, scheme);
-    QFETCH(Kind, kind);
-    const TestCa ca;
-    QVERIFY2(ca.isValid(), qPrintable(ca.errorText()));
-    ScriptedServer secure(ca.serverConfiguration());
-    secure.setResponse("/file", kContent);
-    NetworkOptions options;
-    options.proxy = m_proxy->url(scheme);
-    QVERIFY(apply(options));
-    QString error;
-    QVERIFY2(m_chief->addCaCertificates(ca.caFile(), &error), qPrintable(error));
-    const Reply reply = get(secure.url(u"/file"_s));
-    QVERIFY(waitForEnd(reply));
-    QVERIFY2(reply->error() == QNetworkReply::NoError, qPrintable(reply->errorString()));
-    QCOMPARE(reply->readAll(), QByteArray("content"));
-    QCOMPARE(m_proxy->calls().size(), 1);
-    QCOMPARE(m_proxy->calls().first().kind, kind);
-}
-
-void TestNetworkCredentials::aProxyThatAsksIsAnswered_data()
-{
-    QTest::addColumn<QString>("scheme");
-    QTest::newRow("http") << u"http"_s;
-    QTest::newRow("socks5") << u"socks5"_s;
-}
-
-void TestNetworkCredentials::aProxyThatAsksIsAnswered()
-{
-    QFETCH(QString, scheme);
-    m_proxy->setLogin("jürg:p@ss");
-    NetworkOptions options;
-    options.proxy = m_proxy->url(scheme, u"j%C3%BCrg:p%40ss"_s);
-    QVERIFY(apply(options));
-    const Reply reply = get(m_url);
-    QVERIFY(waitForEnd(reply));
-    QVERIFY2(reply->error() == QNetworkReply::NoError, qPrintable(reply->errorString()));
-    QCOMPARE(reply->readAll(), QByteArray("content"));
-    QCOMPARE(m_proxy->calls().last().login, QByteArray("jürg:p@ss"));
-}
-
-void TestNetworkCredentials::theProxysLoginStaysWithTheProxy()
-{
-    const TestCa ca;
-    QVERIFY2(ca.isValid(), qPrintable(ca.errorText()));
-    ScriptedServer secure(ca.serverConfiguration());
-    secure.setHandler("/file", Authentication::basic("server:pw", kContent));
-    m_proxy->setLogin("proxy:pw");
-    NetworkOptions options = loginOption(u"server"_s, u"pw"_s);
-    options.proxy = m_proxy->url(u"http"_s, u"proxy:pw"_s);
-    QVERIFY(apply(options));
-    QString error;
-    QVERIFY2(m_chief->addCaCertificates(ca.caFile(), &error), qPrintable(error));
-    m_chief->takeSecrets(secure.url(u"/file"_s), nullptr);
-    const Reply reply = get(secure.url(u"/file"_s));
-    QVERIFY(waitForEnd(reply));
-    QVERIFY2(reply->error() == QNetworkReply::NoError, qPrintable(reply->errorString()));
-    for (const ScriptedRequest &request : secure.requests())
-        QVERIFY(!request.hasHeader("Proxy-Authorization"));
-    for (const ScriptedProxy::Call &call : m_proxy->calls())
-        QVERIFY2(!call.head.contains("\r\nAuthorization"), call.head.constData());
-}
-
-void TestNetworkCredentials::wrongCredentialsForAProxyEnd()
-{
-    m_proxy->setLogin("me:right");
-    NetworkOptions options = loginOption(u"me"_s, u"right"_s);
-    options.proxy = m_proxy->url(u"http"_s, u"me:wrong"_s);
-    QVERIFY(apply(options));
-    m_chief->takeSecrets(m_url, nullptr);
-    const Reply reply = get(m_url);
-    QVERIFY(waitForEnd(reply));
-    QCOMPARE(reply->error(), QNetworkReply::ProxyAuthenticationRequiredError);
-    QVERIFY(m_server->requests().isEmpty());
-    for (const ScriptedProxy::Call &call : m_proxy->calls())
-        QVERIFY(call.login != "me:right");
-}
-
-void TestNetworkCredentials::aHeaderForTheProxyIsNotForTheServer()
-{
-    QVariantMap headers{{u"Proxy-Authorization"_s, u"Basic x"_s}};
-    m_chief->takeSecrets(m_url, &headers);
-    const Reply reply = get(m_url);
-    QVERIFY(waitForEnd(reply));
-    QVERIFY(!m_server->requests().first().hasHeader("Proxy-Authorization"));
-    NetworkOptions options;
-    options.proxy = m_proxy->url(u"http"_s);
-    QVERIFY(apply(options));
-    const Reply proxied = get(m_url);
-    QVERIFY(waitForEnd(proxied));
-    QVERIFY(m_proxy->calls().first().head.contains("Proxy-Authorization: Basic x\r\n"));
-}
-
-void TestNetworkCredentials::theEnvironmentsProxyIsUsed()
-{
-    Variables variables;
-    variables.set("http_proxy", m_proxy->url(u"http"_s));
-    variables.set("no_proxy", QUrl(u"direct.example"_s));
-    QVERIFY(apply({}));
-    const Reply reply = get(m_url);
-    QVERIFY(waitForEnd(reply));
-    QCOMPARE(reply->readAll(), QByteArray("content"));
-    QCOMPARE(m_proxy->calls().size(), 1);
-}
-
-void TestNetworkCredentials::theEnvironmentMayBeLeftOut()
-{
-    Variables variables;
-    variables.set("http_proxy", m_proxy->url(u"http"_s));
-    NetworkOptions options;
-    options.useEnvironmentProxies = false;
-    QVERIFY(apply(options));
-    const Reply reply = get(m_url);
-    QVERIFY(waitForEnd(reply));
-    QVERIFY(m_proxy->calls().isEmpty());
-}
-
-void TestNetworkCredentials::aProxyThatIsNoneIsRefused()
-{
-    NetworkOptions options;
-    QString error;
-    for (const QString &text : {u"127.0.0.1:8080"_s, u"gopher://p"_s}) {
-        options.proxy = QUrl(text);
-        const bool applied = m_chief->apply(options, &error);
-        QVERIFY2(!applied && error.contains(u"--proxy"_s), qPrintable(error));
-    }
 }
 
 QTEST_GUILESS_MAIN(TestNetworkCredentials)

@@ -1,93 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include <tests/support/scriptedserver.h>
 
-#include <tests/support/testca.h>
-#include <tests/support/testfiles.h>
+#include <tests/unit/support/rawclient.h>
 
-#include <QElapsedTimer>
-#include <QHostAddress>
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
-#include <QSignalSpy>
-#include <QTcpSocket>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
 
-namespace
-{
-using Framing = ScriptedResponse::Framing;
-
-constexpr int kPatienceMs = ScriptedServer::kPatienceMs;
-
-// A client that hides nothing: it sends bytes and keeps what comes back.
-class Client
-{
-public:
-    explicit Client(const ScriptedServer &server)
-    {
-        m_socket.connectToHost(QHostAddress(QHostAddress::LocalHost), server.port());
-        m_socket.waitForConnected(kPatienceMs);
-    }
-
-    void send(const QByteArray &bytes) { m_socket.write(bytes); }
-
-    void get(const QByteArray &target, const QByteArray &headers = QByteArray())
-    {
-        send("GET " + target + " HTTP/1.1\r\nHost: test\r\n" + headers + "\r\n");
-    }
-
-    bool waitFor(const QByteArray &bytes)
-    {
-        return QTest::qWaitFor([&] { return received().contains(bytes); }, kPatienceMs);
-    }
-
-    bool waitForSize(qsizetype size)
-    {
-        return QTest::qWaitFor([&] { return received().size() >= size; }, kPatienceMs);
-    }
-
-    bool waitForClose()
-    {
-        const bool closed =
-            QTest::qWaitFor([&] { return m_socket.state() == QAbstractSocket::UnconnectedState; }, kPatienceMs);
-        received();
-        return closed;
-    }
-
-    const QByteArray &received()
-    {
-        m_received += m_socket.readAll();
-        return m_received;
-    }
-
-    QByteArray head() { return received().left(received().indexOf("\r\n\r\n")); }
-
-    QByteArray body() { return received().mid(received().indexOf("\r\n\r\n") + 4); }
-
-    QTcpSocket &socket() { return m_socket; }
-
-private:
-    QTcpSocket m_socket;
-    QByteArray m_received;
-};
-
-// The whole answer to one request, on a connection of its own.
-QByteArray answerTo(const ScriptedServer &server, const QByteArray &target, const QByteArray &headers = QByteArray())
-{
-    Client client(server);
-    client.get(target, headers + "Connection: close\r\n");
-    client.waitForClose();
-    return client.received();
-}
-
-ScriptedResponse closing(ScriptedResponse response)
-{
-    response.closesConnection = true;
-    return response;
-}
-}
-
+/// What the server records of requests, and what it answers.
 class TestScriptedServer : public QObject
 {
     Q_OBJECT
@@ -107,33 +27,17 @@ private Q_SLOTS:
     void aWrongContentRangeCanBeTold();
     void chunksAreSentWithoutALength();
     void aBodyCanEndWithTheConnection();
-    void aBodyIsCutAtTheExactByte_data();
-    void aBodyIsCutAtTheExactByte();
-    void aCutCanBeAReset();
-    void aBodyIsHeldAtTheExactByteUntilReleased();
-    void aHeadIsHeldUntilReleased();
-    void oneGateHoldsSeveralAnswers();
-    void aGateCanBeShutAgain();
-    void aLimitedRateStillDeliversEverything();
-    void aConnectionCanBeClosedWithoutAnswer();
     void garbageIsSentAsItStands();
     void answersCanChangeFromRequestToRequest();
     void aHandlerSeesTheRequest();
     void aRedirectChainEndsAtItsTarget();
-    void httpsWorksWithTheTestCertificate();
-    void httpsIsRefusedWithoutTheAuthority();
-    void droppedConnectionsEndAtOnce();
-    void afterStopListeningConnectionsAreRefused();
-    void nobodyListensAtARefusedPort();
-    void aClientThatLeavesIsForgotten();
-    void aLargeBodyArrivesWhole();
 };
 
 void TestScriptedServer::anUnknownPathIs404()
 {
     const ScriptedServer server;
     QVERIFY(server.isListening());
-    Client client(server);
+    RawClient client(server);
     client.get("/nothing");
     QVERIFY(client.waitFor("HTTP/1.1 404 Not Found\r\n"));
 }
@@ -165,10 +69,10 @@ void TestScriptedServer::requestsAreRecordedInOrderWithTheirConnections()
 {
     ScriptedServer server;
     server.setFallback([](const ScriptedRequest &) { return ScriptedResponse::ok("x"); });
-    Client first(server);
+    RawClient first(server);
     first.get("/one?a=b", "X-Name: value \r\n");
     QVERIFY(first.waitFor("\r\n\r\nx"));
-    Client second(server);
+    RawClient second(server);
     second.get("/two");
     QVERIFY(second.waitFor("\r\n\r\nx"));
     first.get("/three");
@@ -194,7 +98,7 @@ void TestScriptedServer::requestsAreRecordedInOrderWithTheirConnections()
 void TestScriptedServer::aRequestBodyIsRecorded()
 {
     ScriptedServer server;
-    Client client(server);
+    RawClient client(server);
     client.send("POST /form HTTP/1.1\r\nContent-Length: 7\r\n\r\nab");
     client.socket().flush();
     client.send("cdefgGET /next HTTP/1.1\r\n\r\n");
@@ -208,7 +112,7 @@ void TestScriptedServer::aHeadRequestGetsNoBody()
 {
     ScriptedServer server;
     server.setResponse("/a", closing(ScriptedResponse::ok("hello")));
-    Client client(server);
+    RawClient client(server);
     client.send("HEAD /a HTTP/1.1\r\n\r\n");
     QVERIFY(client.waitForClose());
     QVERIFY(client.head().contains("Content-Length: 5"));
@@ -244,7 +148,7 @@ void TestScriptedServer::rangesAreCut()
     ScriptedResponse response = closing(ScriptedResponse::ok("0123456789"));
     response.honoursRanges = true;
     server.setResponse("/a", response);
-    Client client(server);
+    RawClient client(server);
     client.get("/a", "Range: " + range + "\r\n");
     QVERIFY(client.waitForClose());
     QVERIFY(client.head().startsWith("HTTP/1.1 " + QByteArray::number(status)));
@@ -305,7 +209,7 @@ void TestScriptedServer::chunksAreSentWithoutALength()
 {
     ScriptedServer server;
     ScriptedResponse response = closing(ScriptedResponse::ok("0123456789"));
-    response.framing = Framing::Chunked;
+    response.framing = ScriptedResponse::Framing::Chunked;
     response.chunkSize = 4;
     server.setResponse("/a", response);
     const QByteArray answer = answerTo(server, "/a");
@@ -318,145 +222,9 @@ void TestScriptedServer::aBodyCanEndWithTheConnection()
 {
     ScriptedServer server;
     ScriptedResponse response = ScriptedResponse::ok("0123456789");
-    response.framing = Framing::CloseDelimited;
+    response.framing = ScriptedResponse::Framing::CloseDelimited;
     server.setResponse("/a", response);
     QCOMPARE(answerTo(server, "/a"), QByteArray("HTTP/1.1 200 OK\r\nConnection: close\r\n\r\n0123456789"));
-}
-
-void TestScriptedServer::aBodyIsCutAtTheExactByte_data()
-{
-    QTest::addColumn<ScriptedResponse::Framing>("framing");
-    QTest::addColumn<qint64>("cutAfter");
-    QTest::addColumn<QByteArray>("end");
-    QTest::newRow("after the head") << Framing::ContentLength << qint64(0) << QByteArray("\r\n\r\n");
-    QTest::newRow("in the middle") << Framing::ContentLength << qint64(3) << QByteArray("\r\n\r\n012");
-    QTest::newRow("without a length") << Framing::CloseDelimited << qint64(3) << QByteArray("\r\n\r\n012");
-    QTest::newRow("chunked, without the last chunk")
-        << Framing::Chunked << qint64(10) << QByteArray("\r\na\r\n0123456789\r\n");
-}
-
-void TestScriptedServer::aBodyIsCutAtTheExactByte()
-{
-    QFETCH(ScriptedResponse::Framing, framing);
-    QFETCH(qint64, cutAfter);
-    QFETCH(QByteArray, end);
-    ScriptedServer server;
-    ScriptedResponse response = ScriptedResponse::ok("0123456789");
-    response.framing = framing;
-    response.cutAfter = cutAfter;
-    server.setResponse("/a", response);
-    const QByteArray answer = answerTo(server, "/a");
-    QVERIFY2(answer.endsWith(end), answer.constData());
-    QCOMPARE(answer.contains("Content-Length: 10\r\n"), framing == Framing::ContentLength);
-    QCOMPARE(server.bodyBytesSent(0), cutAfter);
-}
-
-void TestScriptedServer::aCutCanBeAReset()
-{
-    ScriptedServer server;
-    ScriptedResponse response = ScriptedResponse::ok("0123456789");
-    response.cutAfter = 3;
-    response.cut = ScriptedResponse::Cut::Reset;
-    response.holdAfter = 3;
-    server.setResponse("/a", response);
-    Client client(server);
-    client.get("/a");
-    QVERIFY(client.waitFor("\r\n\r\n012"));
-    server.release();
-    QVERIFY(client.waitForClose());
-    QCOMPARE(client.body(), QByteArray("012"));
-    // A reset and an orderly end have one error number in Qt; the operating system's words differ.
-    QCOMPARE(client.socket().error(), QAbstractSocket::RemoteHostClosedError);
-    QVERIFY(!server.waitForHeld(QString(), 1, 0));
-}
-
-void TestScriptedServer::aBodyIsHeldAtTheExactByteUntilReleased()
-{
-    ScriptedServer server;
-    ScriptedResponse response = ScriptedResponse::ok("0123456789");
-    response.holdAfter = 4;
-    response.holdGate = u"middle"_s;
-    server.setResponse("/a", response);
-    Client client(server);
-    client.get("/a");
-    QVERIFY(server.waitForHeld(u"middle"_s));
-    QVERIFY(client.waitFor("\r\n\r\n0123"));
-    QCOMPARE(server.bodyBytesSent(0), 4);
-    QCOMPARE(client.body(), QByteArray("0123"));
-    server.release(u"other"_s);
-    QCOMPARE(server.heldCount(u"middle"_s), 1);
-    server.release(u"middle"_s);
-    QVERIFY(client.waitFor("\r\n\r\n0123456789"));
-    QCOMPARE(server.heldCount(u"middle"_s), 0);
-}
-
-void TestScriptedServer::aHeadIsHeldUntilReleased()
-{
-    ScriptedServer server;
-    ScriptedResponse response = ScriptedResponse::ok("x");
-    response.headGate = u"head"_s;
-    server.setResponse("/a", response);
-    Client client(server);
-    client.get("/a");
-    QVERIFY(server.waitForHeld(u"head"_s));
-    QCOMPARE(client.received(), QByteArray());
-    server.release(u"head"_s);
-    QVERIFY(client.waitFor("\r\n\r\nx"));
-}
-
-void TestScriptedServer::oneGateHoldsSeveralAnswers()
-{
-    ScriptedServer server;
-    ScriptedResponse response = ScriptedResponse::ok("x");
-    response.holdAfter = 0;
-    server.setResponse("/a", response);
-    Client first(server);
-    Client second(server);
-    first.get("/a");
-    second.get("/a");
-    QVERIFY(server.waitForHeld(QString(), 2));
-    server.release();
-    QVERIFY(first.waitFor("\r\n\r\nx"));
-    QVERIFY(second.waitFor("\r\n\r\nx"));
-}
-
-void TestScriptedServer::aGateCanBeShutAgain()
-{
-    ScriptedServer server;
-    ScriptedResponse response = ScriptedResponse::ok("x");
-    response.holdAfter = 0;
-    server.setResponse("/a", response);
-    server.release();
-    Client client(server);
-    client.get("/a");
-    QVERIFY(client.waitFor("\r\n\r\nx"));
-    server.shut();
-    client.get("/a");
-    QVERIFY(server.waitForHeld(QString()));
-}
-
-void TestScriptedServer::aLimitedRateStillDeliversEverything()
-{
-    ScriptedServer server;
-    ScriptedResponse response = closing(ScriptedResponse::file(1, 30000));
-    response.bytesPerSecond = 100000;
-    server.setResponse("/a", response);
-    QElapsedTimer timer;
-    timer.start();
-    Client client(server);
-    client.get("/a");
-    QVERIFY(client.waitForClose());
-    QCOMPARE(client.body(), TestFiles::content(1, 0, 30000));
-    // A lower bound does not depend on the machine's load: six ticks of 50 ms carry these bytes, the first after one.
-    QVERIFY(timer.elapsed() >= 200);
-}
-
-void TestScriptedServer::aConnectionCanBeClosedWithoutAnswer()
-{
-    ScriptedServer server;
-    server.setResponse("/a", ScriptedResponse::noAnswer());
-    QCOMPARE(answerTo(server, "/a"), QByteArray());
-    QCOMPARE(server.requests().size(), 1);
 }
 
 void TestScriptedServer::garbageIsSentAsItStands()
@@ -475,7 +243,7 @@ void TestScriptedServer::answersCanChangeFromRequestToRequest()
     ScriptedResponse second = ScriptedResponse::ok("x");
     second.withHeader("ETag", "\"2\"");
     server.setResponses("/a", {first, second});
-    Client client(server);
+    RawClient client(server);
     client.get("/a");
     QVERIFY(client.waitFor("ETag: \"1\""));
     client.get("/a");
@@ -498,106 +266,12 @@ void TestScriptedServer::aRedirectChainEndsAtItsTarget()
 {
     ScriptedServer server;
     server.addRedirectChain("/chain", 3, "/end");
-    Client client(server);
+    RawClient client(server);
     client.get("/chain/3");
     QVERIFY(client.waitFor("Location: /chain/2\r\n"));
     client.get("/chain/1");
     QVERIFY(client.waitFor("Location: /end\r\n"));
     QCOMPARE(client.received().count("HTTP/1.1 302 Found\r\n"), 2);
-}
-
-void TestScriptedServer::httpsWorksWithTheTestCertificate()
-{
-    const TestCa ca;
-    QVERIFY2(ca.isValid(), qPrintable(ca.errorText()));
-    ScriptedServer server(ca.serverConfiguration());
-    server.setResponse("/a", ScriptedResponse::file(2, 500000));
-    QNetworkAccessManager manager;
-    QNetworkRequest request(server.url(u"/a"_s));
-    QSslConfiguration tls = QSslConfiguration::defaultConfiguration();
-    tls.setCaCertificates(QSslCertificate::fromPath(ca.caFile()));
-    request.setSslConfiguration(tls);
-    const std::unique_ptr<QNetworkReply> reply(manager.get(request));
-    QTRY_VERIFY_WITH_TIMEOUT(reply->isFinished(), kPatienceMs);
-    QCOMPARE(reply->error(), QNetworkReply::NoError);
-    QCOMPARE(reply->readAll(), TestFiles::content(2, 0, 500000));
-}
-
-void TestScriptedServer::httpsIsRefusedWithoutTheAuthority()
-{
-    const TestCa ca;
-    ScriptedServer server(ca.serverConfiguration());
-    QNetworkAccessManager manager;
-    const std::unique_ptr<QNetworkReply> reply(manager.get(QNetworkRequest(server.url(u"/a"_s))));
-    QTRY_VERIFY_WITH_TIMEOUT(reply->isFinished(), kPatienceMs);
-    QCOMPARE(reply->error(), QNetworkReply::SslHandshakeFailedError);
-    QCOMPARE(server.requests().size(), 0);
-}
-
-void TestScriptedServer::droppedConnectionsEndAtOnce()
-{
-    ScriptedServer server;
-    ScriptedResponse response = ScriptedResponse::ok("0123456789");
-    response.holdAfter = 4;
-    server.setResponse("/a", response);
-    Client client(server);
-    client.get("/a");
-    QVERIFY(server.waitForHeld(QString()));
-    server.dropConnections();
-    QVERIFY(client.waitForClose());
-    QCOMPARE(server.openConnections(), 0);
-    QCOMPARE(server.heldCount(), 0);
-    Client next(server);
-    QCOMPARE(next.socket().state(), QAbstractSocket::ConnectedState);
-}
-
-void TestScriptedServer::afterStopListeningConnectionsAreRefused()
-{
-    ScriptedServer server;
-    server.setResponse("/a", ScriptedResponse::ok("x"));
-    Client open(server);
-    open.get("/a");
-    QVERIFY(open.waitFor("\r\n\r\nx"));
-    server.stopListening();
-    const Client refused(server);
-    open.get("/b");
-    QVERIFY(open.waitFor(" 404 "));
-    QCOMPARE(server.connectionCount(), 1);
-}
-
-void TestScriptedServer::nobodyListensAtARefusedPort()
-{
-    QTcpSocket socket;
-    socket.connectToHost(QHostAddress(QHostAddress::LocalHost), ScriptedServer::refusedPort());
-    QVERIFY(!socket.waitForConnected(kPatienceMs));
-    QCOMPARE(socket.error(), QAbstractSocket::ConnectionRefusedError);
-}
-
-void TestScriptedServer::aClientThatLeavesIsForgotten()
-{
-    ScriptedServer server;
-    ScriptedResponse response = ScriptedResponse::ok("0123456789");
-    response.holdAfter = 4;
-    server.setResponse("/a", response);
-    {
-        Client client(server);
-        client.get("/a");
-        QVERIFY(server.waitForHeld(QString()));
-    }
-    QVERIFY(server.waitForNoConnections());
-    QCOMPARE(server.heldCount(), 0);
-    QCOMPARE(server.bodyBytesSent(0), 4);
-}
-
-void TestScriptedServer::aLargeBodyArrivesWhole()
-{
-    constexpr qint64 kSize = 50000000;
-    ScriptedServer server;
-    server.setResponse("/a", closing(ScriptedResponse::file(9, kSize)));
-    Client client(server);
-    client.get("/a");
-    QVERIFY(client.waitForClose());
-    QCOMPARE(TestFiles::sha256(client.body()), TestFiles::sha256OfContent(9, kSize));
 }
 
 QTEST_GUILESS_MAIN(TestScriptedServer)

@@ -1,0 +1,222 @@
+// SPDX-License-Identifier: MIT
+#include <tests/support/authentication.h>
+#include <tests/support/testca.h>
+#include <tests/unit/host/credentialsbench.h>
+
+#include <QNetworkReply>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+using Kind = ScriptedProxy::Kind;
+
+/// Variables of the environment for as long as a test runs.
+class Variables
+{
+public:
+    ~Variables()
+    {
+        for (const QByteArray &name : std::as_const(m_names))
+            qunsetenv(name);
+    }
+    void set(const char *name, const QUrl &value)
+    {
+        qputenv(name, value.toEncoded());
+        m_names.append(name);
+    }
+
+private:
+    QList<QByteArray> m_names;
+};
+
+}
+
+/// Which proxy a chief's managers use, and what they tell it about who asks.
+class TestNetworkCredentialsProxies : public CredentialsBench
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void aProxyIsUsed_data();
+    void aProxyIsUsed();
+    void aProxyIsUsedForHttps_data();
+    void aProxyIsUsedForHttps();
+    void aProxyThatAsksIsAnswered_data();
+    void aProxyThatAsksIsAnswered();
+    void theProxysLoginStaysWithTheProxy();
+    void wrongCredentialsForAProxyEnd();
+    void aHeaderForTheProxyIsNotForTheServer();
+    void theEnvironmentsProxyIsUsed();
+    void theEnvironmentMayBeLeftOut();
+    void aProxyThatIsNoneIsRefused();
+};
+
+void TestNetworkCredentialsProxies::aProxyIsUsed_data()
+{
+    QTest::addColumn<QString>("scheme");
+    QTest::addColumn<Kind>("kind");
+    QTest::newRow("http") << u"http"_s << Kind::Http;
+    QTest::newRow("socks5") << u"socks5"_s << Kind::Socks;
+    QTest::newRow("socks5h") << u"socks5h"_s << Kind::Socks;
+}
+
+void TestNetworkCredentialsProxies::aProxyIsUsed()
+{
+    QFETCH(QString, scheme);
+    QFETCH(Kind, kind);
+    NetworkOptions options;
+    options.proxy = m_proxy->url(scheme);
+    QVERIFY(apply(options));
+    QUrl url = m_url;
+    url.setHost(u"files.example"_s);
+    const Reply reply = get(url);
+    QVERIFY(waitForEnd(reply));
+    QVERIFY2(reply->error() == QNetworkReply::NoError, qPrintable(reply->errorString()));
+    QCOMPARE(reply->readAll(), QByteArray("content"));
+    QCOMPARE(m_proxy->calls().size(), 1);
+    QCOMPARE(m_proxy->calls().first().kind, kind);
+    QCOMPARE(m_proxy->calls().first().target, "files.example:" + QByteArray::number(m_server->port()));
+}
+
+void TestNetworkCredentialsProxies::aProxyIsUsedForHttps_data()
+{
+    QTest::addColumn<QString>("scheme");
+    QTest::addColumn<Kind>("kind");
+    QTest::newRow("http") << u"http"_s << Kind::Connect;
+    QTest::newRow("socks5") << u"socks5"_s << Kind::Socks;
+}
+
+void TestNetworkCredentialsProxies::aProxyIsUsedForHttps()
+{
+    QFETCH(QString, scheme);
+    QFETCH(Kind, kind);
+    const TestCa ca;
+    QVERIFY2(ca.isValid(), qPrintable(ca.errorText()));
+    ScriptedServer secure(ca.serverConfiguration());
+    secure.setResponse("/file", kContent);
+    NetworkOptions options;
+    options.proxy = m_proxy->url(scheme);
+    QVERIFY(apply(options));
+    QString error;
+    QVERIFY2(m_chief->addCaCertificates(ca.caFile(), &error), qPrintable(error));
+    const Reply reply = get(secure.url(u"/file"_s));
+    QVERIFY(waitForEnd(reply));
+    QVERIFY2(reply->error() == QNetworkReply::NoError, qPrintable(reply->errorString()));
+    QCOMPARE(reply->readAll(), QByteArray("content"));
+    QCOMPARE(m_proxy->calls().size(), 1);
+    QCOMPARE(m_proxy->calls().first().kind, kind);
+}
+
+void TestNetworkCredentialsProxies::aProxyThatAsksIsAnswered_data()
+{
+    QTest::addColumn<QString>("scheme");
+    QTest::newRow("http") << u"http"_s;
+    QTest::newRow("socks5") << u"socks5"_s;
+}
+
+void TestNetworkCredentialsProxies::aProxyThatAsksIsAnswered()
+{
+    QFETCH(QString, scheme);
+    m_proxy->setLogin("jürg:p@ss");
+    NetworkOptions options;
+    options.proxy = m_proxy->url(scheme, u"j%C3%BCrg:p%40ss"_s);
+    QVERIFY(apply(options));
+    const Reply reply = get(m_url);
+    QVERIFY(waitForEnd(reply));
+    QVERIFY2(reply->error() == QNetworkReply::NoError, qPrintable(reply->errorString()));
+    QCOMPARE(reply->readAll(), QByteArray("content"));
+    QCOMPARE(m_proxy->calls().last().login, QByteArray("jürg:p@ss"));
+}
+
+void TestNetworkCredentialsProxies::theProxysLoginStaysWithTheProxy()
+{
+    const TestCa ca;
+    QVERIFY2(ca.isValid(), qPrintable(ca.errorText()));
+    ScriptedServer secure(ca.serverConfiguration());
+    secure.setHandler("/file", Authentication::basic("server:pw", kContent));
+    m_proxy->setLogin("proxy:pw");
+    NetworkOptions options = loginOption(u"server"_s, u"pw"_s);
+    options.proxy = m_proxy->url(u"http"_s, u"proxy:pw"_s);
+    QVERIFY(apply(options));
+    QString error;
+    QVERIFY2(m_chief->addCaCertificates(ca.caFile(), &error), qPrintable(error));
+    m_chief->takeSecrets(secure.url(u"/file"_s), nullptr);
+    const Reply reply = get(secure.url(u"/file"_s));
+    QVERIFY(waitForEnd(reply));
+    QVERIFY2(reply->error() == QNetworkReply::NoError, qPrintable(reply->errorString()));
+    for (const ScriptedRequest &request : secure.requests())
+        QVERIFY(!request.hasHeader("Proxy-Authorization"));
+    for (const ScriptedProxy::Call &call : m_proxy->calls())
+        QVERIFY2(!call.head.contains("\r\nAuthorization"), call.head.constData());
+}
+
+void TestNetworkCredentialsProxies::wrongCredentialsForAProxyEnd()
+{
+    m_proxy->setLogin("me:right");
+    NetworkOptions options = loginOption(u"me"_s, u"right"_s);
+    options.proxy = m_proxy->url(u"http"_s, u"me:wrong"_s);
+    QVERIFY(apply(options));
+    m_chief->takeSecrets(m_url, nullptr);
+    const Reply reply = get(m_url);
+    QVERIFY(waitForEnd(reply));
+    QCOMPARE(reply->error(), QNetworkReply::ProxyAuthenticationRequiredError);
+    QVERIFY(m_server->requests().isEmpty());
+    for (const ScriptedProxy::Call &call : m_proxy->calls())
+        QVERIFY(call.login != "me:right");
+}
+
+void TestNetworkCredentialsProxies::aHeaderForTheProxyIsNotForTheServer()
+{
+    QVariantMap headers{{u"Proxy-Authorization"_s, u"Basic x"_s}};
+    m_chief->takeSecrets(m_url, &headers);
+    const Reply reply = get(m_url);
+    QVERIFY(waitForEnd(reply));
+    QVERIFY(!m_server->requests().first().hasHeader("Proxy-Authorization"));
+    NetworkOptions options;
+    options.proxy = m_proxy->url(u"http"_s);
+    QVERIFY(apply(options));
+    const Reply proxied = get(m_url);
+    QVERIFY(waitForEnd(proxied));
+    QVERIFY(m_proxy->calls().first().head.contains("Proxy-Authorization: Basic x\r\n"));
+}
+
+void TestNetworkCredentialsProxies::theEnvironmentsProxyIsUsed()
+{
+    Variables variables;
+    variables.set("http_proxy", m_proxy->url(u"http"_s));
+    variables.set("no_proxy", QUrl(u"direct.example"_s));
+    QVERIFY(apply({}));
+    const Reply reply = get(m_url);
+    QVERIFY(waitForEnd(reply));
+    QCOMPARE(reply->readAll(), QByteArray("content"));
+    QCOMPARE(m_proxy->calls().size(), 1);
+}
+
+void TestNetworkCredentialsProxies::theEnvironmentMayBeLeftOut()
+{
+    Variables variables;
+    variables.set("http_proxy", m_proxy->url(u"http"_s));
+    NetworkOptions options;
+    options.useEnvironmentProxies = false;
+    QVERIFY(apply(options));
+    const Reply reply = get(m_url);
+    QVERIFY(waitForEnd(reply));
+    QVERIFY(m_proxy->calls().isEmpty());
+}
+
+void TestNetworkCredentialsProxies::aProxyThatIsNoneIsRefused()
+{
+    NetworkOptions options;
+    QString error;
+    for (const QString &text : {u"127.0.0.1:8080"_s, u"gopher://p"_s}) {
+        options.proxy = QUrl(text);
+        const bool applied = m_chief->apply(options, &error);
+        QVERIFY2(!applied && error.contains(u"--proxy"_s), qPrintable(error));
+    }
+}
+
+QTEST_GUILESS_MAIN(TestNetworkCredentialsProxies)
+#include "tst_networkcredentials_proxies.moc"
