@@ -6,10 +6,12 @@
 #include <host/session/queueddownload.h>
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
-#include <QStorageInfo>
 
 #include <algorithm>
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -25,15 +27,17 @@ constexpr qsizetype kLooksAhead = 1000;
 QString spaceComplaint(const AbstractDownloadPersistentInfo &record)
 {
     const qint64 needed = record.diskSpaceNotUsedYet();
-    // To look for the disk is expensive, and for a new download nothing is known that would have to fit.
+    // Of a new download nothing is known that would have to fit.
     if (needed <= 0)
         return {};
-    const QStorageInfo disk(record.folder);
-    if (!disk.isValid() || !disk.isReady() || disk.bytesAvailable() >= needed)
+    // Asked of the folder itself: in a container its mount may be listed nowhere.
+    std::error_code error;
+    const auto space = std::filesystem::space(QFile::encodeName(record.folder).toStdString(), error);
+    if (error || space.available >= quint64(needed))
         return {};
     return u"cannot download %1: it needs %2 more bytes, and the disk of \"%3\" has %4. Make room, or choose another "
            u"folder with -d."_s.arg(u'"' + record.downloadTitle() + u'"', QString::number(needed),
-                                    QDir::toNativeSeparators(record.folder), QString::number(disk.bytesAvailable()));
+                                    QDir::toNativeSeparators(record.folder), QString::number(space.available));
 }
 
 /// There before anything was asked or downloaded; where the server gives the name, that is known only later.
