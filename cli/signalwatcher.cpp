@@ -21,10 +21,9 @@ namespace
 constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
 
 // The handler may touch nothing else.
-std::atomic<int> s_count = 0;
-std::atomic<qint64> s_firstMs = 0;
+std::atomic<qint64> s_firstMs = 0; ///< when the first signal came; 0 = none has
 std::atomic<int> s_writeEnd = -1;
-static_assert(std::atomic<int>::is_always_lock_free);
+static_assert(std::atomic<int>::is_always_lock_free && std::atomic<qint64>::is_always_lock_free);
 
 qint64 nowMs()
 {
@@ -36,10 +35,11 @@ qint64 nowMs()
 void onSignal(int)
 {
     const int errorBefore = errno;
-    const bool isFirst = s_count.fetch_add(1) == 0;
-    if (isFirst)
-        s_firstMs = nowMs();
-    if (!isFirst && nowMs() - s_firstMs >= SignalWatcher::kOneWishMs) {
+    const qint64 now = nowMs();
+    // Two may come at once, in two threads: being the first and saying when is one step.
+    qint64 firstMs = 0;
+    const bool isFirst = s_firstMs.compare_exchange_strong(firstMs, now);
+    if (!isFirst && now - firstMs >= SignalWatcher::kOneWishMs) {
         Screen::eraseAtOnce();
         std::_Exit(int(ExitStatus::EndedAtOnce));
     }
@@ -74,7 +74,7 @@ SignalWatcher::SignalWatcher(QObject *parent)
         return;
     m_notifier = new QSocketNotifier(m_pipe[0], QSocketNotifier::Read, this);
     connect(m_notifier, &QSocketNotifier::activated, this, &SignalWatcher::onReadable);
-    s_count = 0;
+    s_firstMs = 0;
     s_writeEnd = m_pipe[1];
     setHandler(&onSignal);
 }
