@@ -20,7 +20,6 @@ namespace
 {
 
 constexpr qint64 kSecondMs = 1000;
-constexpr double kMillisecondsPerSecond = 1000;
 
 bool isStop(const AbstractError &error)
 {
@@ -296,7 +295,7 @@ void DownloadQueue::end(QueuedDownload &active, ExitStatus status, const QString
     outcome.details = active.details;
     outcome.status = status;
     outcome.errorText = errorText;
-    outcome.seconds = double(active.clock.elapsed()) / kMillisecondsPerSecond;
+    outcome.seconds = double(active.clock.elapsed()) / kSecondMs;
     outcome.attempts = active.attempts;
     m_order.removeOne(outcome.id);
     // The caller still stands in it.

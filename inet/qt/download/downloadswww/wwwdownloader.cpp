@@ -26,7 +26,7 @@ WwwDownloader::WwwDownloader(QSharedPointer<AbstractNetworkAccessChief> chief, Q
     connect(m_readTimer, &QTimer::timeout, this, &WwwDownloader::onReadyRead);
     m_handOutTimer->setInterval(kHandOutIntervalMs);
     m_handOutTimer->setSingleShot(true);
-    connect(m_handOutTimer, &QTimer::timeout, this, &WwwDownloader::handOut);
+    connect(m_handOutTimer, &QTimer::timeout, this, &WwwDownloader::emitDataIfPossible);
     m_inactivityTimer->setInterval(kInactivityLimitMs);
     connect(m_inactivityTimer, &QTimer::timeout, this, &WwwDownloader::onTimeout);
 }

@@ -86,7 +86,7 @@ public:
     /// While set, received data is kept, not handed out.
     void setDontEmitData(bool dontEmit);
     /// Hands out what has been received, if that may be, without waiting for the second to be over.
-    void handOut();
+    void emitDataIfPossible();
 
     /// The lone "&" that links of the cloud drive carry as their body: it must not be posted.
     static bool isPostDataInvalid(const WwwDownloadSourceInfo &source);
@@ -151,7 +151,6 @@ private:
     qint64 readableSize(qint64 available);
     bool appendData(const QByteArray &data, bool force);
     bool checkDataExcess();
-    void emitDataIfPossible();
 
     const QSharedPointer<AbstractNetworkAccessChief> m_chief;
     QSharedPointer<QNetworkAccessManager> m_manager; // held while a request runs

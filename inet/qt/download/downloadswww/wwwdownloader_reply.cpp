@@ -187,11 +187,6 @@ void WwwDownloader::emitDataIfPossible()
     Q_EMIT gotData(std::exchange(m_buffer, {}));
 }
 
-void WwwDownloader::handOut()
-{
-    emitDataIfPossible();
-}
-
 void WwwDownloader::onDataProcessed(qint64 size)
 {
     m_inFlight -= qBound<qint64>(0, size, m_inFlight);

@@ -217,7 +217,7 @@ void WwwDownloadSection::stop(const AbstractError &error, bool isFileError)
     m_queryDownloader.reset();
     // Once detached, the transfer reaches the writer no more: what it has received already is not to be fetched again.
     if (m_running && !m_stoppingUntilClosed && m_downloader && !isFileError)
-        m_downloader->handOut();
+        m_downloader->emitDataIfPossible();
     if (!m_running || m_stoppingUntilClosed) {
         m_waitingFileCreate = false;
         setRunning(false);
