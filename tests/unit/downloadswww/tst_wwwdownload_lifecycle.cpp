@@ -74,6 +74,8 @@ private Q_SLOTS:
     void timerExistsOnlyWhileSectionsRun();
     void cutTransferWithoutErrorGoesOn();
     void runWithoutFileIsAnError();
+    void errorIsAsOldAsItsSectionsOwn_data();
+    void errorIsAsOldAsItsSectionsOwn();
     void sectionsAreLogged();
     void courseIsLoggedAtLevelOne();
     void allocatedSizeIsLoggedAtLevelFour();
@@ -441,6 +443,35 @@ void TestWwwDownloadLifecycle::runWithoutFileIsAnError()
     QVERIFY(bench.download.sections(true).isEmpty());
     bench.download.doCommand(Command::Start);
     QCOMPARE(bench.replies.size(), 2);
+}
+
+void TestWwwDownloadLifecycle::errorIsAsOldAsItsSectionsOwn_data()
+{
+    QTest::addColumn<Record>("info");
+    const Bench bench;
+    QTest::newRow("of the first section, in creation") << bench.record();
+    QTest::newRow("of a section that the record knows") << bench.recordWithFile(10, {{0, 10, 0}});
+}
+
+void TestWwwDownloadLifecycle::errorIsAsOldAsItsSectionsOwn()
+{
+    QFETCH(Record, info);
+    Bench bench;
+    info.folder = bench.record().folder;
+    bench.startAt(info);
+    // The transfer has failed by then, and says last of all that it has ended.
+    QDateTime asItCame;
+    connect(&bench.download, &AbstractDownload::connectionsMapChangedDelta, &bench.download, [&asItCame] {
+        asItCame = QDateTime::currentDateTime();
+        while (QDateTime::currentDateTime() == asItCame) {}
+    });
+    const QDateTime before = QDateTime::currentDateTime();
+    bench.reply()->end(QNetworkReply::ConnectionRefusedError);
+    QTRY_VERIFY(!bench.download.isRunning());
+    QVERIFY(asItCame.isValid());
+    QVERIFY(bench.download.lastErrorTime() >= before);
+    QVERIFY(bench.download.lastErrorTime() <= asItCame);
+    QCOMPARE(bench.download.info().lastErrorTime, bench.download.lastErrorTime());
 }
 
 void TestWwwDownloadLifecycle::sectionsAreLogged()

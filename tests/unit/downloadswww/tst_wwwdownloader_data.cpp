@@ -42,6 +42,7 @@ private Q_SLOTS:
     void limit_data();
     void limit();
     void limitIsSpentOverTheSecond();
+    void globalLimitCountsAsItStandsAtEachRead();
     void limitDoesNotHoldBackTheEnd();
     void withoutLimitEverythingIsRead_data();
     void withoutLimitEverythingIsRead();
@@ -414,6 +415,26 @@ void TestWwwDownloaderData::limitIsSpentOverTheSecond()
     bench.downloader->setNetworkUsageSettings({110, 0, 0, false});
     TransferBench::fire(bench.readTimer());
     QCOMPARE(bench.downloader->source().sectionDownloaded, 110);
+}
+
+void TestWwwDownloaderData::globalLimitCountsAsItStandsAtEachRead()
+{
+    TransferBench bench;
+    const auto readUnder = [&bench](qint64 globalLimit) {
+        bench.chief->setUsageSettings({globalLimit, 0, 0, false});
+        TransferBench::fire(bench.readTimer());
+        return bench.downloader->source().sectionDownloaded;
+    };
+    bench.chief->setUsageSettings({100, 0, 0, false});
+    bench.startReceiving();
+    bench.reply()->sendData(QByteArray(1000, 'x'));
+    QCOMPARE(bench.downloader->source().sectionDownloaded, 100);
+    QCOMPARE(readUnder(130), 130);
+    QCOMPARE(readUnder(50), 130);
+    bench.downloader->second++;
+    QCOMPARE(readUnder(50), 180);
+    bench.confirm();
+    QCOMPARE(readUnder(0), 1000);
 }
 
 void TestWwwDownloaderData::limitDoesNotHoldBackTheEnd()

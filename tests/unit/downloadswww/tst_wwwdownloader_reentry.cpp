@@ -258,7 +258,10 @@ void TestWwwDownloaderReentry::restart()
     // And the second is a run like any other.
     bench.downloader->onDataProcessed(1000);
     bench.chunks.clear();
-    bench.reply()->sendHead(200);
+    bench.events.clear();
+    bench.reply()->sendHead(200, "OK"_ba, {{"X-Run"_ba, "second"_ba}});
+    QCOMPARE(bench.events, (QStringList{u"responseHeaders"_s, u"gotHeaders"_s}));
+    QCOMPARE(bench.downloader->headers().size(), 1);
     bench.reply()->sendData("fresh");
     bench.reply()->end();
     QCOMPARE(bench.received(), "fresh");

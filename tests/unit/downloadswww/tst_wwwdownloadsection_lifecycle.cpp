@@ -51,6 +51,7 @@ private Q_SLOTS:
     void nothingIsLearntFromAnEndWithError();
     void aSectionIsFinishedOnlyWhenIdle();
     void errorsAreAskedForInOrder();
+    void anErrorIsAsOldAsTheTransfersOwn();
     void clearLastErrorClearsAllThree();
 
     void everyStepIsLogged();
@@ -463,6 +464,30 @@ void tst_WwwDownloadSectionLifecycle::errorsAreAskedForInOrder()
     section->start();
     section->stop(SectionBench::anError(), false);
     QCOMPARE(section->lastError(), SectionBench::anError());
+}
+
+void tst_WwwDownloadSectionLifecycle::anErrorIsAsOldAsTheTransfersOwn()
+{
+    SectionBench bench;
+    WwwDownloadSection *section = bench.make();
+    section->start();
+    const auto letTimePass = [] {
+        const QDateTime before = QDateTime::currentDateTime();
+        while (QDateTime::currentDateTime() == before) {}
+    };
+    QDateTime timeOfTransfer;
+    // The transfer has failed by then, and says last of all that it has ended.
+    bench.atEvent = [&](const QString &event) {
+        if (event != "connections"_L1)
+            return;
+        timeOfTransfer = bench.transfer()->lastErrorTime();
+        letTimePass();
+    };
+    letTimePass();
+    bench.reply()->end(QNetworkReply::ConnectionRefusedError);
+    QVERIFY(!section->isRunning());
+    QVERIFY(timeOfTransfer.isValid());
+    QCOMPARE(section->lastErrorTime(), timeOfTransfer);
 }
 
 void tst_WwwDownloadSectionLifecycle::clearLastErrorClearsAllThree()

@@ -5,6 +5,8 @@
 #include <inet/qt/download/response/abstractfiletypedetector.h>
 #include <inet/qt/download/response/httpheadersparser.h>
 
+#include <QNetworkCookie>
+#include <QNetworkCookieJar>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -54,6 +56,9 @@ private Q_SLOTS:
     void theSizeOfAKnownFileIsLearnt();
     void theSizeIsNotLearntFromAnAnswerFromTheStart();
     void aKnownFileThatIsTheSameSaysNothingNew();
+    void rangesKnownToBeRefusedAreNothingNew();
+    void cookiesOfTheAnswerAreNews_data();
+    void cookiesOfTheAnswerAreNews();
     void aChangedResourceStopsTheSection_data();
     void aChangedResourceStopsTheSection();
 
@@ -380,6 +385,53 @@ void tst_WwwDownloadSectionResponse::aKnownFileThatIsTheSameSaysNothingNew()
     bench.answerPart(40, 100);
     QVERIFY(*bench.info == before);
     QCOMPARE(bench.count(u"persistentInfoChanged"_s), 0);
+    QCOMPARE(bench.count(u"gotOkResponse"_s), 1);
+}
+
+void tst_WwwDownloadSectionResponse::rangesKnownToBeRefusedAreNothingNew()
+{
+    SectionBench bench;
+    bench.addFile(-1, {{0, -1, 0}});
+    bench.info->resumeSupport = Info::ResumeNotSupported;
+    const Info before = *bench.info;
+    bench.make({0, -1, 0})->start();
+    bench.reply()->sendHead(200);
+    QVERIFY(*bench.info == before);
+    QCOMPARE(bench.count(u"persistentInfoChanged"_s), 0);
+    QCOMPARE(bench.count(u"gotOkResponse"_s), 1);
+}
+
+void tst_WwwDownloadSectionResponse::cookiesOfTheAnswerAreNews_data()
+{
+    QTest::addColumn<QList<QNetworkCookie>>("asked");
+    QTest::addColumn<int>("changes");
+    QNetworkCookie cookie("session"_ba, "of today"_ba);
+    cookie.setDomain(u"a.test"_s);
+    cookie.setPath(u"/"_s);
+    QNetworkCookie former = cookie;
+    former.setValue("of yesterday"_ba);
+    QTest::newRow("one that the source had") << QList<QNetworkCookie>{cookie} << 0;
+    QTest::newRow("one that the source had not") << QList<QNetworkCookie>{} << 1;
+    QTest::newRow("another value than the source had") << QList<QNetworkCookie>{former} << 1;
+}
+
+void tst_WwwDownloadSectionResponse::cookiesOfTheAnswerAreNews()
+{
+    QFETCH(QList<QNetworkCookie>, asked);
+    QFETCH(int, changes);
+    SectionBench bench;
+    bench.addFile(100, {{0, 100, 40}});
+    bench.info->resumeSupport = Info::ResumeSupported;
+    bench.info->cookies = asked;
+    bench.mirrors.reset(new DownloadMirrorsUsageManager);
+    bench.mirrors->setMirrors(bench.info->sourceInfo(), {});
+    bench.make({0, 100, 40})->start();
+    QNetworkCookie cookie("session"_ba, "of today"_ba);
+    cookie.setDomain(u"a.test"_s);
+    cookie.setPath(u"/"_s);
+    QVERIFY(bench.chief->cookieJar()->insertCookie(cookie));
+    bench.answerPart(40, 100);
+    QCOMPARE(bench.count(u"persistentInfoChanged"_s), changes);
     QCOMPARE(bench.count(u"gotOkResponse"_s), 1);
 }
 

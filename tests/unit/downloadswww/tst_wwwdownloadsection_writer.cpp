@@ -9,8 +9,12 @@
 #include <QDir>
 #include <QFile>
 #include <QSemaphore>
+#include <QSignalSpy>
 #include <QTest>
 
+#include <memory>
+
+#include <dlfcn.h>
 #include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
@@ -54,6 +58,43 @@ private:
     Q_DISABLE_COPY_MOVE(ThreadStopper)
 };
 
+/// How a file writer was made.
+struct Making {
+    int syncEveryBytes;
+    char placing;
+    qint64 progressStep;
+    QObject *parent;
+};
+QList<Making> g_makings;
+
+using WriterMaker = void (*)(void *, int, char, qint64, QObject *);
+
+/// A section between replies and a memory writer, of whose transfer four bytes are held back: it hands out once a
+/// second, so one in which a second has just begun is of no use.
+std::unique_ptr<SectionBench> benchWithHeldBytes()
+{
+    for (;;) {
+        auto bench = std::make_unique<SectionBench>();
+        bench->make({0, 10, 0})->start();
+        bench->answerWhole(10);
+        if (!QTest::qWaitFor([&bench] { return bench->memoryWriter()->isOpen(); }))
+            return nullptr;
+        const QSignalSpy handedOut(bench->transfer(), &WwwDownloader::gotData);
+        bench->reply()->sendData("0123"_ba);
+        if (handedOut.isEmpty())
+            return bench;
+    }
+}
+
+}
+
+/// The program's own definition is found before the library's: writes down how a writer is made, and makes it.
+extern "C" __attribute__((visibility("default"))) void _ZN19FileDataAsyncWriterC1EicxP7QObject(
+    void *writer, int syncEveryBytes, char placing, qint64 progressStep, QObject *parent)
+{
+    g_makings.append({syncEveryBytes, placing, progressStep, parent});
+    const auto make = reinterpret_cast<WriterMaker>(::dlsym(RTLD_NEXT, "_ZN19FileDataAsyncWriterC1EicxP7QObject"));
+    make(writer, syncEveryBytes, placing, progressStep, parent);
 }
 
 class tst_WwwDownloadSectionWriter : public QObject
@@ -80,6 +121,9 @@ private Q_SLOTS:
     void anEmptyResourceIsFinished_data();
     void anEmptyResourceIsFinished();
     void aFailedWriterStopsTheSection();
+    void nothingIsHandedOutBehindAFileError_data();
+    void nothingIsHandedOutBehindAFileError();
+    void fileWritersAreMadeInOneWay();
 
     void aSectionThatIsGoneWritesNothing();
 
@@ -419,6 +463,44 @@ void tst_WwwDownloadSectionWriter::aFailedWriterStopsTheSection()
     QCOMPARE(bench.chief->outCount(), 0);
     // The disk is to blame, not the source.
     QVERIFY(bench.mirrors->containsMirrorWithoutErrors());
+}
+
+void tst_WwwDownloadSectionWriter::nothingIsHandedOutBehindAFileError_data()
+{
+    QTest::addColumn<bool>("isFileError");
+    QTest::addColumn<QByteArray>("written");
+    QTest::newRow("what came before an error of the network is kept") << false << "0123"_ba;
+    QTest::newRow("a file that fails is given nothing more") << true << QByteArray();
+}
+
+void tst_WwwDownloadSectionWriter::nothingIsHandedOutBehindAFileError()
+{
+    QFETCH(bool, isFileError);
+    QFETCH(QByteArray, written);
+    const std::unique_ptr<SectionBench> bench = benchWithHeldBytes();
+    QVERIFY(bench);
+    bench->section->stop(SectionBench::anError(), isFileError);
+    QVERIFY(bench->waitUntilIdle());
+    QCOMPARE(bench->section->isLastErrorFileError(), isFileError);
+    QCOMPARE(bench->section->section().downloaded, written.size());
+    QCOMPARE(bench->info->content, written);
+}
+
+// Hosts know these three and count on them: synced when the system likes, at its place, told of every 32 KiB reserved.
+void tst_WwwDownloadSectionWriter::fileWritersAreMadeInOneWay()
+{
+    SectionBench bench;
+    bench.useFolder();
+    bench.addFile(10, {{0, 10, 0}}, FileInfo::CreatedOnDisk);
+    bench.make({0, 10, 0})->start();
+    g_makings.clear();
+    bench.answerWhole(10);
+    QCOMPARE(g_makings.size(), 1);
+    const Making making = g_makings.constFirst();
+    QCOMPARE(making.syncEveryBytes, 0);
+    QCOMPARE(making.placing, char(0x50));
+    QCOMPARE(making.progressStep, 32768);
+    QCOMPARE(making.parent, nullptr);
 }
 
 void tst_WwwDownloadSectionWriter::aSectionThatIsGoneWritesNothing()

@@ -2,6 +2,7 @@
 #include <inet/qt/download/framework/abstractdataasyncprocessor.h>
 #include <inet/qt/download/framework/abstractdownload.h>
 #include <inet/qt/download/framework/abstractdownloadmodule.h>
+#include <inet/qt/download/framework/abstractdownloadmoduleentry.h>
 
 #include <QTest>
 
@@ -57,6 +58,12 @@ public:
     virtual void behindTheLast() = 0;
 };
 
+class Entry : public AbstractDownloadModuleEntry
+{
+public:
+    virtual void behindTheLast() = 0;
+};
+
 struct Plain {
     void notVirtual() {}
 };
@@ -83,6 +90,7 @@ private Q_SLOTS:
 private:
     static void addConsumer();
     static void addDownload();
+    static void addEntry();
     static void addInheritedOfModule();
     static void addModule();
     static void addWriter();
@@ -101,6 +109,7 @@ void TestVirtualOrder::placeInTheTable_data()
     QTest::addColumn<int>("expected");
     addConsumer();
     addDownload();
+    addEntry();
     addInheritedOfModule();
     addModule();
     addWriter();
@@ -161,6 +170,13 @@ void TestVirtualOrder::addDownload()
     row("download: details", 57, &AbstractDownload::details);
     row("download: rwInfo", 58, &AbstractDownload::rwInfo);
     row("download: nothing follows rwInfo", 59, &Download::behindTheLast);
+}
+
+void TestVirtualOrder::addEntry()
+{
+    row("entry: uniqueIds", 3, &AbstractDownloadModuleEntry::uniqueIds);
+    row("entry: createModule", 4, &AbstractDownloadModuleEntry::createModule);
+    row("entry: nothing follows createModule", 5, &Entry::behindTheLast);
 }
 
 void TestVirtualOrder::addInheritedOfModule()

@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <inet/qt/download/response/httpheadersparser.h>
 
+#include <QDir>
+#include <QFile>
+#include <QScopeGuard>
+#include <QTemporaryDir>
 #include <QTest>
 
 #include <algorithm>
@@ -9,7 +13,8 @@ using namespace Qt::StringLiterals;
 
 using Headers = QList<std::pair<QByteArray, QByteArray>>;
 
-namespace {
+namespace
+{
 
 const QUrl &fallbackUrl()
 {
@@ -70,6 +75,8 @@ private Q_SLOTS:
     void whiteSpaceAfterTheLastDot();
     void extensionOfTheContentType_data();
     void extensionOfTheContentType();
+    void whatLiesInTheWorkingFolderTellsNothing_data();
+    void whatLiesInTheWorkingFolderTellsNothing();
     void firstSuffixIsThePreferredOne_data();
     void firstSuffixIsThePreferredOne();
     void additionalExtensions_data();
@@ -116,12 +123,10 @@ void TestFileName::contentDisposition_data()
 
     QTest::newRow("an extended name is percent-decoded")
         << QByteArray("attachment; filename*=UTF-8''na%C3%AFve.txt") << naive;
-    QTest::newRow("an extended name in any case")
-        << QByteArray("ATTACHMENT; FILENAME*=utf-8''na%c3%afve.txt") << naive;
+    QTest::newRow("an extended name in any case") << QByteArray("ATTACHMENT; FILENAME*=utf-8''na%c3%afve.txt") << naive;
     QTest::newRow("blanks before an extended name") << QByteArray("attachment; filename*=  UTF-8''a.txt") << u"a.txt"_s;
     QTest::newRow("a blank ends an extended name") << QByteArray("filename*=UTF-8''a.txt b") << u"a.txt"_s;
-    QTest::newRow("a semicolon ends an extended name")
-        << QByteArray("filename*=UTF-8''a.txt;size=1") << u"a.txt"_s;
+    QTest::newRow("a semicolon ends an extended name") << QByteArray("filename*=UTF-8''a.txt;size=1") << u"a.txt"_s;
     QTest::newRow("an extended name wins over a plain one before it")
         << QByteArray("attachment; filename=\"plain.txt\"; filename*=UTF-8''na%C3%AFve.txt") << naive;
     QTest::newRow("an extended name wins over a plain one behind it")
@@ -166,8 +171,7 @@ void TestFileName::contentDisposition_data()
         << QByteArray("filename=\"my report; final.pdf\"; size=10") << u"my report; final.pdf"_s;
     QTest::newRow("a quoted name ends at the next quote")
         << QByteArray("filename=\"a.txt\"; other=\"b.txt\"") << u"a.txt"_s;
-    QTest::newRow("the first quoted name counts")
-        << QByteArray("filename=\"a.txt\"; filename=\"b.txt\"") << u"a.txt"_s;
+    QTest::newRow("the first quoted name counts") << QByteArray("filename=\"a.txt\"; filename=\"b.txt\"") << u"a.txt"_s;
     QTest::newRow("a quoted name is percent-decoded") << QByteArray("filename=\"na%C3%AFve.txt\"") << naive;
     QTest::newRow("a quoted name in UTF-8") << QByteArray("filename=\"na\xC3\xAFve.txt\"") << naive;
     QTest::newRow("a quoted name in Latin-1") << QByteArray("filename=\"na\xEFve.txt\"") << naive;
@@ -295,8 +299,7 @@ void TestFileName::urlName_data()
     QTest::newRow("no path without a type is index.html") << QString() << none << u"index.html"_s;
     QTest::newRow("no path served as a page is index.html") << QString() << html << u"index.html"_s;
     QTest::newRow("the root served as text is index") << u"/"_s << QByteArray("text/plain") << u"index"_s;
-    QTest::newRow("a name of illegal characters alone becomes the default")
-        << u"/%3A%2A"_s << none << u"index.html"_s;
+    QTest::newRow("a name of illegal characters alone becomes the default") << u"/%3A%2A"_s << none << u"index.html"_s;
 
     QTest::newRow("a name without an extension or type becomes a page") << u"/data"_s << none << u"data.html"_s;
     QTest::newRow("an empty type counts as none") << u"/data"_s << QByteArray("") << u"data.html"_s;
@@ -390,8 +393,8 @@ void TestFileName::extensionOfTheContentType()
     const QMimeType type = QMimeDatabase().mimeTypeForName(QString::fromLatin1(mime));
     QVERIFY(type.isValid());
 
-    const QStringList extensions
-        = QStringList{type.preferredSuffix()} + type.suffixes() + HttpHeadersParser({}).additionalExtensions(type);
+    const QStringList extensions =
+        QStringList{type.preferredSuffix()} + type.suffixes() + HttpHeadersParser({}).additionalExtensions(type);
     QString expected = u"data"_s;
     for (const QString &extension : extensions) {
         if (extension.isEmpty())
@@ -403,6 +406,36 @@ void TestFileName::extensionOfTheContentType()
     QCOMPARE(nameForPath(u"/data"_s, mime + "; q=1"), expected);
     QCOMPARE(nameForPath(u"/dir/"_s, mime), u"index"_s + expected.mid(4));
     QCOMPARE(nameForPath(u"/data.own"_s, mime), u"data.own"_s);
+}
+
+void TestFileName::whatLiesInTheWorkingFolderTellsNothing_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<QByteArray>("contentType");
+    QTest::addColumn<QString>("name");
+    const QByteArray picture("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16);
+    QTest::newRow("no file") << QByteArray() << "image/png"_ba << u"data.png"_s;
+    QTest::newRow("a picture of the same name") << picture << "image/png"_ba << u"data.png"_s;
+    QTest::newRow("a text of the same name") << "plain words\n"_ba
+                                             << "application/zip"_ba << u"data.zip"_s;
+    QTest::newRow("a page of the same name") << "<!DOCTYPE html><html></html>"_ba
+                                             << "text/html"_ba << u"data.html"_s;
+}
+
+void TestFileName::whatLiesInTheWorkingFolderTellsNothing()
+{
+    QFETCH(QByteArray, content);
+    QFETCH(QByteArray, contentType);
+    const QTemporaryDir folder;
+    if (!content.isEmpty()) {
+        QFile file(folder.filePath(u"data"_s));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QCOMPARE(file.write(content), content.size());
+    }
+    const QString before = QDir::currentPath();
+    const auto goBack = qScopeGuard([&before] { QDir::setCurrent(before); });
+    QVERIFY(QDir::setCurrent(folder.path()));
+    QTEST(nameForPath(u"/data"_s, contentType), "name");
 }
 
 void TestFileName::firstSuffixIsThePreferredOne_data()
@@ -501,10 +534,10 @@ void TestFileName::hostileNames()
 void TestFileName::everySplitOfAHeader_data()
 {
     QTest::addColumn<QByteArray>("value");
-    QTest::newRow("an extended name")
-        << QByteArray("attachment; filename=\"na_ve.txt\"; filename*=UTF-8''na%C3%AFve%2F..%00.txt; size=10");
-    QTest::newRow("encoded words")
-        << QByteArray("attachment; filename=\"" + encodedWord("na\xC3\xAF/") + ' ' + encodedWord("\xFF.txt") + "\"; x");
+    QTest::newRow("an extended name") << QByteArray(
+        "attachment; filename=\"na_ve.txt\"; filename*=UTF-8''na%C3%AFve%2F..%00.txt; size=10");
+    QTest::newRow("encoded words") << QByteArray("attachment; filename=\"" + encodedWord("na\xC3\xAF/") + ' '
+                                                 + encodedWord("\xFF.txt") + "\"; x");
     QTest::newRow("a quoted name with a broken encoding")
         << QByteArray("inline; filename=\"a\\\"b%zz%2\xC3\xAF/..;=*''?.txt\"; filename = \"\"; filename=");
     QTest::newRow("an unquoted name in two encodings") << QByteArray("filename=\xC3\xAF\xEF/a:b\\c;filename=\xE2\x80;");
