@@ -79,6 +79,7 @@ private Q_SLOTS:
     void downloadOutlivesItsModule();
     void onlyTheEntryAndTheHostsHelpersAreExported();
     void hostsHelpersAreCalledThroughTheModule();
+    void typesOutliveTheLibrary();
 
 private:
     Entry *entry(int version = 43) const { return m_entry(version); }
@@ -323,6 +324,25 @@ void TestModuleEntry::hostsHelpersAreCalledThroughTheModule()
     info.name = u"file.zip"_s;
     addDate(info, QDate(2024, 3, 9));
     QCOMPARE(info.name, u"[2024-03-09] file.zip"_s);
+}
+
+// Comes last: nothing before needs a library that was let go.
+void TestModuleEntry::typesOutliveTheLibrary()
+{
+    module().reset();
+    QVERIFY(m_library.unload());
+    QVERIFY(!m_library.isLoaded());
+    for (const char *name : kRegisteredNames) {
+        const QMetaType type = QMetaType::fromName(name);
+        QVERIFY2(type.isValid(), name);
+        const QVariant value(type);
+        QVERIFY2(value.metaType() == type, name);
+        QVERIFY2(QVariant(value).typeId() == type.id(), name);
+    }
+
+    QVERIFY2(m_library.load(), qPrintable(m_library.errorString()));
+    m_entry = reinterpret_cast<Entry::Function>(m_library.resolve(Entry::kEntrySymbol));
+    QVERIFY(module()->supportedSource(QUrl(u"http://a.test/file.bin"_s)));
 }
 
 QTEST_GUILESS_MAIN(TestModuleEntry)
