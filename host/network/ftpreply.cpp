@@ -284,6 +284,8 @@ void FtpReply::tellHead()
     const qint64 length = announcedLength();
     setAttribute(QNetworkRequest::HttpStatusCodeAttribute, m_range ? kPartialContent : kOk);
     setAttribute(QNetworkRequest::HttpReasonPhraseAttribute, m_range ? "Partial Content"_ba : "OK"_ba);
+    // FTP names no types; who reads an answer without one may take it for a page.
+    setRawHeader("Content-Type", "application/octet-stream");
     if (length >= 0)
         setRawHeader("Content-Length", QByteArray::number(length));
     if (m_range)

@@ -24,8 +24,9 @@
 ///     from all on the way: abort() ──> finished (OperationCanceledError)
 ///
 /// The head has status 200, or 206 where the request's Range was obeyed, and what the server told: Content-Length
-/// (SIZE), Content-Range, Accept-Ranges (it understands REST), Last-Modified (MDTM). Without a size there are no
-/// ranges: then a request with one gets the whole file and 200. A range that begins behind the end gets 416.
+/// (SIZE), Content-Range, Accept-Ranges (it understands REST), Last-Modified (MDTM). Its type is
+/// application/octet-stream. Without a size there are no ranges: then a request with one gets the whole file and 200. A
+/// range that begins behind the end gets 416.
 ///
 /// Data that nobody reads stops the server once the read buffer is full. Nothing is emitted in the constructor, and
 /// every signal's receiver may delete this object. The login is never shown.

@@ -43,6 +43,8 @@ private Q_SLOTS:
 
     void aFileOfAnySizeArrivesWhole_data();
     void aFileOfAnySizeArrivesWhole();
+    void aNameIsKeptAsItStands_data();
+    void aNameIsKeptAsItStands();
     void aFileComesOverSeveralConnections();
     void aStoppedDownloadGoesOnInTheMiddle();
     void aServerThatCannotBeginInTheMiddleGivesTheWholeFile_data();
@@ -84,6 +86,26 @@ void TestPlaitFtp::aFileOfAnySizeArrivesWhole()
     const PlaitResult result = plait.run({m_server->url(u"/file.bin"_s).toString()});
     QVERIFY2(result.status == 0, result.err);
     verifyWhole(plait, size);
+}
+
+void TestPlaitFtp::aNameIsKeptAsItStands_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::newRow("without an extension") << u"f"_s;
+    QTest::newRow("of a known kind without an extension") << u"README"_s;
+    QTest::newRow("with an extension that nobody knows") << u"f.xyzzy"_s;
+    QTest::newRow("with white space behind its last dot") << u"release 1.2 beta"_s;
+    QTest::newRow("with a page's extension") << u"index.html"_s;
+}
+
+void TestPlaitFtp::aNameIsKeptAsItStands()
+{
+    QFETCH(QString, name);
+    QVERIFY(m_server->addFile(name, kSeed, kWord));
+    PlaitSandbox plait;
+    const PlaitResult result = plait.run({m_server->url(u'/' + name).toString(QUrl::FullyEncoded)});
+    QVERIFY2(result.status == 0, result.err);
+    QCOMPARE(plait.files(), QStringList(name));
 }
 
 void TestPlaitFtp::aFileComesOverSeveralConnections()

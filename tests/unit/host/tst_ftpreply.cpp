@@ -35,6 +35,8 @@ private Q_SLOTS:
     void aRangeThatIsNoneIsIgnored();
     void aRangeBehindTheEndCannotBeSatisfied_data();
     void aRangeBehindTheEndCannotBeSatisfied();
+    void anAnswerIsOfNoTypeInParticular_data();
+    void anAnswerIsOfNoTypeInParticular();
     void theTimeOfTheFileIsItsLastModified();
     void aServerWithoutTimesTellsNone();
     void aServerWithoutSizesTellsNoLengthAndNoRanges();
@@ -158,6 +160,22 @@ void TestFtpReply::aRangeBehindTheEndCannotBeSatisfied()
     QCOMPARE(recorder.events, QStringList(u"head"_s) + failureWith(QNetworkReply::UnknownContentError));
     QCOMPARE(statusOf(reply), 416);
     QTEST(reply->rawHeader("Content-Range"), "contentRange");
+}
+
+void TestFtpReply::anAnswerIsOfNoTypeInParticular_data()
+{
+    QTest::addColumn<QByteArray>("range");
+    QTest::newRow("the whole file") << QByteArray();
+    QTest::newRow("a range") << "bytes=1000-"_ba;
+}
+
+void TestFtpReply::anAnswerIsOfNoTypeInParticular()
+{
+    QFETCH(QByteArray, range);
+    QNetworkReply *const reply = get(u"/file"_s, range);
+    const Recorder recorder(reply);
+    QVERIFY(recorder.wait());
+    QCOMPARE(reply->rawHeader("Content-Type"), QByteArray("application/octet-stream"));
 }
 
 void TestFtpReply::theTimeOfTheFileIsItsLastModified()
