@@ -48,6 +48,8 @@ private Q_SLOTS:
     void restartWhileStopping();
     void restartWhileAQueryIsParked();
     void restartWhileARefusalIsTold();
+    void restartWhileARedirectBeforeAnErrorIsTold_data();
+    void restartWhileARedirectBeforeAnErrorIsTold();
     void restartWhileTheSizeIsLearnt();
     void restartAtTheEnd();
 };
@@ -222,6 +224,35 @@ void tst_WwwDownloadSectionReentry::restartWhileARefusalIsTold()
     QVERIFY(section->isRunning());
     QVERIFY(!section->lastError());
     QCOMPARE(bench.transfers().size(), 1);
+}
+
+void tst_WwwDownloadSectionReentry::restartWhileARedirectBeforeAnErrorIsTold_data()
+{
+    QTest::addColumn<bool>("isAnswered");
+    QTest::newRow("no answer from there") << false;
+    QTest::newRow("an answer that is an error") << true;
+}
+
+void tst_WwwDownloadSectionReentry::restartWhileARedirectBeforeAnErrorIsTold()
+{
+    QFETCH(bool, isAnswered);
+    SectionBench bench;
+    WwwDownloadSection *section = bench.make();
+    section->start();
+    once(bench, u"persistentInfoChanged"_s, [&] {
+        section->stop(SectionBench::anError(), false);
+        section->start();
+    });
+    bench.reply()->sendRedirect("http://b.test/other.bin"_ba);
+    if (isAnswered)
+        bench.reply()->sendHead(404);
+    else
+        bench.reply()->end(QNetworkReply::ConnectionRefusedError);
+    QVERIFY(!bench.atEvent);
+    QVERIFY(section->isRunning());
+    QVERIFY(!section->lastError());
+    QCOMPARE(bench.transfers().size(), 1);
+    QCOMPARE(bench.mirrors->nextMirrorConnectionCount(), 1);
 }
 
 void tst_WwwDownloadSectionReentry::restartWhileTheSizeIsLearnt()

@@ -9,11 +9,14 @@
 #include <QNetworkCookieJar>
 #include <QTest>
 
+#include <functional>
+
 using namespace Qt::StringLiterals;
 
 namespace
 {
 
+using Play = std::function<void(SectionBench &)>;
 using Info = AbstractDownloadPersistentInfo;
 using Headers = SectionBench::Headers;
 
@@ -65,7 +68,8 @@ private Q_SLOTS:
     void redirectsAreRemembered_data();
     void redirectsAreRemembered();
     void theNameComesFromWhereItWasRedirectedTo();
-    void aRedirectBeforeAnErrorIsRemembered();
+    void aRedirectBeforeAnErrorIsRememberedAndTold_data();
+    void aRedirectBeforeAnErrorIsRememberedAndTold();
     void anErrorBeforeAnyAnswerForgetsNothing();
 };
 
@@ -536,14 +540,33 @@ void tst_WwwDownloadSectionResponse::theNameComesFromWhereItWasRedirectedTo()
              WwwDownloadSection::getDownloadGuid(there, HttpHeadersParser({{"ETag"_ba, "\"v1\""_ba}})));
 }
 
-void tst_WwwDownloadSectionResponse::aRedirectBeforeAnErrorIsRemembered()
+void tst_WwwDownloadSectionResponse::aRedirectBeforeAnErrorIsRememberedAndTold_data()
 {
+    const auto cut = [](SectionBench &bench) { bench.reply()->end(QNetworkReply::RemoteHostClosedError); };
+    QTest::addColumn<Play>("play");
+    QTest::newRow("no answer from there") << Play(cut);
+    QTest::newRow("an answer that is an error") << Play([](SectionBench &bench) { bench.reply()->sendHead(404); });
+    QTest::newRow("another file there") << Play([](SectionBench &bench) { bench.answerPart(40, 200); });
+    QTest::newRow("an answer that is cut off, once") << Play([cut](SectionBench &bench) {
+        bench.answerPart(40, 100);
+        cut(bench);
+    });
+}
+
+void tst_WwwDownloadSectionResponse::aRedirectBeforeAnErrorIsRememberedAndTold()
+{
+    QFETCH(Play, play);
     SectionBench bench;
-    bench.make()->start();
+    bench.addFile(100, {{0, 100, 40}});
+    bench.info->resumeSupport = Info::ResumeSupported;
+    bench.make({0, 100, 40})->start();
     bench.reply()->sendRedirect("http://b.test/other.bin"_ba);
-    bench.reply()->end(QNetworkReply::ConnectionRefusedError);
-    QVERIFY(!bench.section->isRunning());
+    play(bench);
+    QVERIFY(bench.waitUntilIdle());
+    QVERIFY(bench.section->lastError());
     QCOMPARE(bench.info->finalUrl, QUrl(u"http://b.test/other.bin"_s));
+    QCOMPARE(bench.count(u"persistentInfoChanged"_s), 1);
+    QCOMPARE(bench.events.last(), u"idle"_s);
 }
 
 void tst_WwwDownloadSectionResponse::anErrorBeforeAnyAnswerForgetsNothing()
@@ -555,6 +578,7 @@ void tst_WwwDownloadSectionResponse::anErrorBeforeAnyAnswerForgetsNothing()
     bench.reply()->end(QNetworkReply::ConnectionRefusedError);
     QVERIFY(!bench.section->isRunning());
     QCOMPARE(bench.info->finalUrl, there);
+    QCOMPARE(bench.count(u"persistentInfoChanged"_s), 0);
 }
 
 QTEST_GUILESS_MAIN(tst_WwwDownloadSectionResponse)

@@ -263,8 +263,14 @@ void WwwDownloadSection::onDownloaderRunning(bool isRunning)
     m_lastError = m_downloader->lastError();
     m_lastSslErrors = m_downloader->lastSslErrors();
     m_lastErrorTime = m_downloader->lastErrorTime();
+    const QUrl finalUrl = m_info->finalUrl;
     if (m_lastError)
         updateRedirectedSource();
+    const quint64 runsEnded = m_runsEnded;
+    if (m_info->finalUrl != finalUrl)
+        Q_EMIT persistentInfoChanged();
+    if (runsEnded != m_runsEnded)
+        return;
     if (!m_query && checkIfAllDataIsWritten())
         return;
     checkStopped();

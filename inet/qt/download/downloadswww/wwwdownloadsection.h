@@ -144,7 +144,8 @@ private:
     void finishedUsingMirror();
 
     static StatusVerdict judgeStatus(int status, qint64 position);
-    void refuseStatus(StatusVerdict verdict, int status);
+    void refuseStatus(StatusVerdict verdict, int status, bool isRecordChanged);
+    void refuse(const AbstractError &error, bool isRecordChanged);
     bool isStillAt(const WwwDownloader *downloader) const;
     bool updateRedirectedSource();
     bool updateFinalUrl(const QUrl &answered);

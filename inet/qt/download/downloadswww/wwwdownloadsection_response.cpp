@@ -55,12 +55,14 @@ void WwwDownloadSection::onDownloaderGotHeaders()
     const QPointer<WwwDownloader> downloader = m_downloader.get();
     if (!downloader)
         return;
+    const QUrl finalUrl = m_info->finalUrl;
     bool changed = updateRedirectedSource();
+    const bool isFinalUrlNew = m_info->finalUrl != finalUrl;
 
     const int status = downloader->httpStatusCode();
     const StatusVerdict verdict = judgeStatus(status, m_section.position());
     if (verdict != StatusVerdict::Accepted) {
-        refuseStatus(verdict, status);
+        refuseStatus(verdict, status, isFinalUrlNew);
         return;
     }
     if (status != kNoStatus && m_section.position() > 0
@@ -83,8 +85,8 @@ void WwwDownloadSection::onDownloaderGotHeaders()
     } else {
         changed |= learnSizeOfKnownFile(status, parser.resourceSize());
         if (isKnownResourceChanged(guid, parser)) {
-            stop(errorAt(int(DownloadErrorCode::ResourceChanged), ErrorCategory::kDownload, kResourceChangedLine),
-                 false);
+            refuse(errorAt(int(DownloadErrorCode::ResourceChanged), ErrorCategory::kDownload, kResourceChangedLine),
+                   isFinalUrlNew);
             return;
         }
     }
@@ -121,19 +123,24 @@ WwwDownloadSection::StatusVerdict WwwDownloadSection::judgeStatus(int status, qi
     return wholeInsteadOfRange ? StatusVerdict::WholeInsteadOfRange : StatusVerdict::Unexpected;
 }
 
-void WwwDownloadSection::refuseStatus(StatusVerdict verdict, int status)
+void WwwDownloadSection::refuseStatus(StatusVerdict verdict, int status, bool isRecordChanged)
 {
     if (verdict == StatusVerdict::Unexpected) {
-        stop(errorAt(status, ErrorCategory::kHttp, kUnexpectedStatusLine), false);
+        refuse(errorAt(status, ErrorCategory::kHttp, kUnexpectedStatusLine), isRecordChanged);
         return;
     }
     m_info->resumeSupport = AbstractDownloadPersistentInfo::ResumeNotSupported;
+    refuse(errorAt(int(DownloadErrorCode::ResumeNotSupported), ErrorCategory::kDownload, kWholeInsteadOfRangeLine),
+           true);
+}
+
+void WwwDownloadSection::refuse(const AbstractError &error, bool isRecordChanged)
+{
     const quint64 runsEnded = m_runsEnded;
-    Q_EMIT persistentInfoChanged();
-    if (runsEnded != m_runsEnded)
-        return;
-    stop(errorAt(int(DownloadErrorCode::ResumeNotSupported), ErrorCategory::kDownload, kWholeInsteadOfRangeLine),
-         false);
+    if (isRecordChanged)
+        Q_EMIT persistentInfoChanged();
+    if (runsEnded == m_runsEnded)
+        stop(error, false);
 }
 
 bool WwwDownloadSection::isFileInfoToBeBuilt() const
