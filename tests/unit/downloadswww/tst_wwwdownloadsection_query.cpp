@@ -42,6 +42,7 @@ private Q_SLOTS:
 
     void aFailedAdoptedTransferIsStartedAnew_data();
     void aFailedAdoptedTransferIsStartedAnew();
+    void anAdoptedTransferThatTimesOutIsStartedAnew();
     void aRestartedTransferKeepsTheWriter();
     void aRestartThatFailsTooEndsTheSection();
     void aRunAfterAnAdoptingOneFailsLikeAnyOther();
@@ -328,6 +329,36 @@ void tst_WwwDownloadSectionQuery::aFailedAdoptedTransferIsStartedAnew()
     QVERIFY(section->isFinished());
     if (!isFile)
         QCOMPARE(bench.info->content, "0123456789"_ba);
+}
+
+void tst_WwwDownloadSectionQuery::anAdoptedTransferThatTimesOutIsStartedAnew()
+{
+    SectionBench bench;
+    WwwDownloadSection *section = bench.make();
+    bench.runQuery(10);
+    bench.info->files.first().sections = {section->section()};
+    section->start();
+    bench.reply()->sendData("0123"_ba);
+    QTRY_COMPARE(section->section().downloaded, 4);
+    bench.info->files.first().sections = {section->section()};
+    const auto timeOut = [&bench] {
+        for (QTimer *timer : bench.transfer()->findChildren<QTimer *>()) {
+            if (timer->interval() == WwwDownloader::kInactivityLimitMs)
+                SectionBench::fire(timer);
+        }
+    };
+    timeOut();
+    QCOMPARE(bench.count(u"timedOut"_s), 1);
+    QVERIFY(section->isRunning());
+    QVERIFY(!section->lastError());
+    QTRY_COMPARE(bench.replies.size(), 2);
+    QCOMPARE(bench.range(1), "bytes=4-"_ba);
+
+    timeOut();
+    QVERIFY(bench.waitUntilIdle());
+    QCOMPARE(bench.count(u"timedOut"_s), 2);
+    QCOMPARE(section->lastError().code, int(QNetworkReply::TimeoutError));
+    QCOMPARE(bench.replies.size(), 2);
 }
 
 void tst_WwwDownloadSectionQuery::aRestartedTransferKeepsTheWriter()

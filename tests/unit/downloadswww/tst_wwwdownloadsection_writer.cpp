@@ -115,6 +115,7 @@ private Q_SLOTS:
 
     void writersLiveInTheirThread();
     void nothingFlowsBeforeTheWriterIsOpen();
+    void aStopWhileTheWriterOpensDropsWhatHasCome();
     void aWriterMovesToALaterThread();
     void aWriterAtWorkDoesNotComeBackToTheSectionsThread();
 
@@ -379,6 +380,28 @@ void tst_WwwDownloadSectionWriter::aWriterAtWorkDoesNotComeBackToTheSectionsThre
     QVERIFY(bench.waitUntilIdle());
     QVERIFY(section->isFinished());
     QCOMPARE(TestFiles::readFile(bench.path(u"file.bin"_s)), "0123456789"_ba);
+}
+
+void tst_WwwDownloadSectionWriter::aStopWhileTheWriterOpensDropsWhatHasCome()
+{
+    SectionBench bench;
+    WwwDownloadSection *section = bench.make({0, 10, 0});
+    section->start();
+    bench.answerWhole(10);
+    bench.reply()->sendData("0123"_ba);
+    QVERIFY(!bench.memoryWriter()->isOpen());
+    section->stop(SectionBench::anError(), false);
+    QVERIFY(bench.waitUntilIdle());
+    QCOMPARE(section->section().downloaded, 0);
+    QVERIFY(bench.info->content.isEmpty());
+
+    bench.info->files.first().sections = {section->section()};
+    section->start();
+    QCOMPARE(bench.range(1), QByteArray());
+    bench.answerWhole(10);
+    bench.finishWith("0123456789"_ba);
+    QVERIFY(bench.waitUntilIdle());
+    QCOMPARE(bench.info->content, "0123456789"_ba);
 }
 
 void tst_WwwDownloadSectionWriter::aWriterMovesToALaterThread()

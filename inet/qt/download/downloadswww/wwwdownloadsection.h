@@ -18,15 +18,25 @@ class QThread;
 
 /// One byte range of a download's file: runs one transfer at a time into one writer.
 ///
-///     idle ── start() ──> requesting ── good response ──> [waiting for the file] ──> opening ──opened──> writing
-///       │                     │                                  │                      │                  │
-///       │ query()             │ bad response, error              │ stop()               │ failed           │ all
-///       written: v                     v                                  v                      v                  v
-///       close
-///     requesting ──head──> idle, transfer kept 90 s            idle <──────closed──── closing <────────────┘
+///     idle ── start() ──> requesting ── good head ──> waiting for the file ──> opening ──> writing
+///       │                                                 ^         (where there is none)     │
+///       └── start() that adopts a query's transfer ───────┘                                   │ all written, stop()
+///                                                                                             v
+///     idle <─────────────────────────────── closed ──────────────────────────────────────── closing
 ///
-/// A start that follows a query adopts the query's transfer. A stop with an open writer lasts until that has closed.
-/// Nothing is tried again in here: a time-out, a cut connection or a refused answer ends the section with an error.
+///     idle ── query() ──> requesting ── good head ──> idle, the transfer is kept for 90 s
+///
+///     requesting            ── error, bad head, stop() ──> idle
+///     waiting for the file  ── stop() ──> idle
+///     opening               ── failed ──> idle, stop() ──> closing
+///     writing               ── failed ──> closing, or idle where the writer is no longer open
+///
+/// An adopted transfer that fails, by a time-out too, is asked for anew at once, from the first byte that is not
+/// written and into the same writer. Nothing else is tried again in here: a time-out, a cut connection or a refused
+/// answer ends the section with an error.
+///
+/// A stop with an open writer hands over what has come and lasts until the writer has closed. While the writer opens
+/// there is nobody to hand it to: what has come until then is dropped, and fetched again by the next start.
 ///
 /// Owned by the download, in whose thread it lives; the writer may live in another, which only queued signals cross.
 class WwwDownloadSection : public AbstractNetworkConsumerWithExtraTasks
