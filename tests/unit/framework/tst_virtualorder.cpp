@@ -1,8 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include <inet/qt/download/framework/abstractdataasyncprocessor.h>
 #include <inet/qt/download/framework/abstractdownload.h>
+#include <inet/qt/download/framework/abstractdownloadfileops.h>
 #include <inet/qt/download/framework/abstractdownloadmodule.h>
 #include <inet/qt/download/framework/abstractdownloadmoduleentry.h>
+#include <inet/qt/download/framework/abstractnetworkaccesschief.h>
+#include <inet/qt/download/framework/abstractnetworkconsumersstats.h>
+#include <inet/qt/download/framework/abstractnetworkconsumerswithextrataskspack.h>
+#include <inet/qt/download/framework/filedataasyncwriter.h>
+#include <inet/qt/download/framework/memorydataasyncwriter.h>
+#include <inet/qt/download/framework/qtapplogger.h>
 
 #include <QTest>
 
@@ -39,8 +46,16 @@ void row(const char *name, int expected, Member member)
 using SupportsUrl = bool (AbstractDownloadModule::*)(const QUrl &) const;
 using SupportsDownload = bool (AbstractDownloadModule::*)(const AbstractDownload *) const;
 
-/// Opens what is protected, and takes the first place behind the table.
-class Module : public AbstractDownloadModule
+/// Takes the first place behind the table.
+template<typename Class>
+class Extended : public Class
+{
+public:
+    virtual void behindTheLast() = 0;
+};
+
+/// Opens what is protected.
+class Module : public Extended<AbstractDownloadModule>
 {
 public:
     using QObject::childEvent;
@@ -48,20 +63,6 @@ public:
     using QObject::customEvent;
     using QObject::disconnectNotify;
     using QObject::timerEvent;
-
-    virtual void behindTheLast() = 0;
-};
-
-class Download : public AbstractDownload
-{
-public:
-    virtual void behindTheLast() = 0;
-};
-
-class Entry : public AbstractDownloadModuleEntry
-{
-public:
-    virtual void behindTheLast() = 0;
 };
 
 struct Plain {
@@ -94,6 +95,7 @@ private:
     static void addInheritedOfModule();
     static void addModule();
     static void addWriter();
+    static void addServices();
 };
 
 void TestVirtualOrder::placesAreTold()
@@ -113,6 +115,7 @@ void TestVirtualOrder::placeInTheTable_data()
     addInheritedOfModule();
     addModule();
     addWriter();
+    addServices();
 }
 
 void TestVirtualOrder::addConsumer()
@@ -169,14 +172,7 @@ void TestVirtualOrder::addDownload()
     row("download: setInitData", 56, &AbstractDownload::setInitData);
     row("download: details", 57, &AbstractDownload::details);
     row("download: rwInfo", 58, &AbstractDownload::rwInfo);
-    row("download: nothing follows rwInfo", 59, &Download::behindTheLast);
-}
-
-void TestVirtualOrder::addEntry()
-{
-    row("entry: uniqueIds", 3, &AbstractDownloadModuleEntry::uniqueIds);
-    row("entry: createModule", 4, &AbstractDownloadModuleEntry::createModule);
-    row("entry: nothing follows createModule", 5, &Entry::behindTheLast);
+    row("download: nothing follows rwInfo", 59, &Extended<AbstractDownload>::behindTheLast);
 }
 
 void TestVirtualOrder::addInheritedOfModule()
@@ -236,6 +232,36 @@ void TestVirtualOrder::addWriter()
     row("writer: processData", 20, &Writer::processData);
     row("writer: finishPendingData", 21, &Writer::finishPendingData);
     row("writer: restart", 22, &Writer::restart);
+    row("writer: nothing follows restart", 23, &Extended<Writer>::behindTheLast);
+    row("file writer: nothing follows the writer's", 23, &Extended<FileDataAsyncWriter>::behindTheLast);
+    row("memory writer: nothing follows the writer's", 23, &Extended<MemoryDataAsyncWriter>::behindTheLast);
+}
+
+void TestVirtualOrder::addServices()
+{
+    using Chief = AbstractNetworkAccessChief;
+    using Pack = AbstractNetworkConsumersWithExtraTasksPack;
+    row("access chief: takeManager", 13, &Chief::takeManager);
+    row("access chief: returnManager", 14, &Chief::returnManager);
+    row("access chief: consumersStats", 15, &Chief::consumersStats);
+    row("access chief: usageSettings", 16, &Chief::usageSettings);
+    row("access chief: defaultConsumerSettings", 17, &Chief::defaultConsumerSettings);
+    row("access chief: nothing follows defaultConsumerSettings", 18, &Extended<Chief>::behindTheLast);
+    row("file operations: nothing follows the object's", 13, &Extended<AbstractDownloadFileOps>::behindTheLast);
+    row("statistics: nothing follows the object's", 13, &Extended<AbstractNetworkConsumersStats>::behindTheLast);
+    row("pack: nothing follows the object's", 13, &Extended<Pack>::behindTheLast);
+    row("logger: log", 3, &QtAppLogger::log);
+    row("logger: verbosityLevel", 4, &QtAppLogger::verbosityLevel);
+    row("logger: nothing follows verbosityLevel", 5, &Extended<QtAppLogger>::behindTheLast);
+}
+
+void TestVirtualOrder::addEntry()
+{
+    using Entry = AbstractDownloadModuleEntry;
+    row("modules' provider: nothing follows the end", 3, &Extended<AbstractDownloadsModulesProvider>::behindTheLast);
+    row("entry: uniqueIds", 3, &Entry::uniqueIds);
+    row("entry: createModule", 4, &Entry::createModule);
+    row("entry: nothing follows createModule", 5, &Extended<Entry>::behindTheLast);
 }
 
 void TestVirtualOrder::placeInTheTable()
