@@ -23,6 +23,7 @@ private Q_SLOTS:
 
     void unconfirmedChunkHoldsTheRestBack();
     void whatCameLateInASecondIsHandedOutWithoutMore();
+    void aClockSetBackHoldsNothingBack();
     void unconfirmedDataPutsOffTheTimeout();
     void confirmationReadsOn();
     void partialConfirmationsAddUp();
@@ -178,6 +179,15 @@ void TestWwwDownloaderData::whatCameLateInASecondIsHandedOutWithoutMore()
     TransferBench::fire(bench.handOutTimer());
     QCOMPARE(bench.chunks, QList<QByteArray>{"late"});
     QVERIFY2(!bench.handOutTimer()->isActive(), "there is nothing left");
+}
+
+void TestWwwDownloaderData::aClockSetBackHoldsNothingBack()
+{
+    TransferBench bench;
+    bench.startReceiving();
+    bench.downloader->second -= 3600;
+    bench.reply()->sendData("a");
+    QCOMPARE(bench.chunks, QByteArrayList{"a"});
 }
 
 void TestWwwDownloaderData::unconfirmedDataPutsOffTheTimeout()
@@ -351,6 +361,7 @@ void TestWwwDownloaderData::settingHeldBackTwiceIsNothing()
 
 void TestWwwDownloaderData::heldBackDataHasABound()
 {
+    QCOMPARE(WwwDownloader::kHeldBackSize, 16 * 1024 * 1024);
     TransferBench bench;
     bench.downloader->setDontEmitData(true);
     bench.startReceiving();

@@ -4,6 +4,7 @@
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
+#include <QRegularExpression>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -15,6 +16,7 @@ class TestHouse : public QObject
 private Q_SLOTS:
     void everySourceIncludesOnlyWhatItsRoomMayUse();
     void everySourceBeginsWithItsLicence();
+    void everyDecisionIsHeldByTests();
     void rulesForIncludes_data();
     void rulesForIncludes();
     void rulesForHeads_data();
@@ -73,6 +75,25 @@ void TestHouse::everySourceBeginsWithItsLicence()
         problems += HouseRules::headProblems(source.path, source.text);
     }
     QVERIFY2(problems.isEmpty(), qPrintable(u'\n' + problems.join(u'\n')));
+}
+
+void TestHouse::everyDecisionIsHeldByTests()
+{
+    static const QRegularExpression name(u"`(tst_\\w+)::(\\w+)`"_s);
+    QHash<QString, QString> programs;
+    for (const Source &source : sources({u"tests"_s}, {u"tst_*.cpp"_s}))
+        programs.insert(source.path.section(u'/', -1).chopped(4), source.text);
+    QString decisions;
+    for (const Source &source : sources({u"docs"_s}, {u"decisions.md"_s}))
+        decisions = source.text;
+    const QStringList paragraphs = decisions.split(u"\n**"_s).mid(1);
+    QVERIFY(paragraphs.size() > 10);
+    for (const QString &paragraph : paragraphs) {
+        QVERIFY2(paragraph.contains(name), qPrintable(paragraph));
+        for (const QRegularExpressionMatch &test : name.globalMatch(paragraph))
+            QVERIFY2(programs.value(test.captured(1)).contains("::"_L1 + test.captured(2) + "()\n{"_L1),
+                     qPrintable(test.captured()));
+    }
 }
 
 void TestHouse::rulesForIncludes_data()
