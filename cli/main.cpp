@@ -9,6 +9,7 @@
 #include <cli/progressprinter.h>
 #include <cli/questions.h>
 #include <cli/signalwatcher.h>
+#include <cli/standardoutput.h>
 #include <host/policy/redaction.h>
 #include <host/session/downloadsession.h>
 #include <inet/qt/download/framework/qtappdefaultlogger.h>
@@ -69,14 +70,32 @@ void logQtMessage(QtMsgType type, const QMessageLogContext &context, const QStri
     QtAppDefaultLogger::instance()->log(1, qFormatLogMessage(type, context, message));
 }
 
-std::unique_ptr<Printer> makePrinter(const Arguments &arguments, QTextStream &answers, QTextStream &notes)
+/// What the program says: answers, and everything else.
+struct Streams {
+    StandardOutput output;
+    QTextStream answers{&output};
+    QTextStream notes{stderr};
+};
+
+/// How the process ends, now that there is nothing more to say.
+int endWith(ExitStatus status, Streams &streams)
+{
+    streams.answers.flush();
+    QString complaint;
+    const ExitStatus last = streams.output.finalStatus(status, &complaint);
+    if (!complaint.isEmpty())
+        complain(streams.notes, complaint);
+    return int(last);
+}
+
+std::unique_ptr<Printer> makePrinter(const Arguments &arguments, Streams &streams)
 {
     if (arguments.json)
-        return std::make_unique<JsonPrinter>(answers, notes);
+        return std::make_unique<JsonPrinter>(streams.answers, streams.notes);
     const int terminal = isatty(STDERR_FILENO) ? STDERR_FILENO : -1;
     const ProgressOptions options =
         ProgressOptions::of(arguments.progress, terminal, arguments.quiet, QProcessEnvironment::systemEnvironment());
-    return std::make_unique<ProgressPrinter>(answers, notes, options);
+    return std::make_unique<ProgressPrinter>(streams.answers, streams.notes, options);
 }
 
 bool canAsk(const Arguments &arguments)
@@ -84,59 +103,61 @@ bool canAsk(const Arguments &arguments)
     return !arguments.json && !arguments.quiet && isatty(STDIN_FILENO) && isatty(STDERR_FILENO);
 }
 
-int runToEnd(Runner &runner)
+ExitStatus runToEnd(Runner &runner, const StandardOutput &output)
 {
     SignalWatcher watcher;
     QObject::connect(&watcher, &SignalWatcher::stopRequested, &runner, &Runner::stop);
+    QObject::connect(&output, &StandardOutput::readerGone, &runner, &Runner::stop, Qt::QueuedConnection);
     QObject::connect(&runner, &Runner::done, &runner, [](ExitStatus status) { QCoreApplication::exit(int(status)); });
     QMetaObject::invokeMethod(&runner, &Runner::begin, Qt::QueuedConnection);
-    return QCoreApplication::exec();
+    return ExitStatus(QCoreApplication::exec());
 }
 
-int run(const Arguments &arguments, DownloadSession &session, Printer &printer, Questions *questions)
+ExitStatus run(const Arguments &arguments, DownloadSession &session, Printer &printer, Questions *questions,
+               const StandardOutput &output)
 {
     const bool looksUp = arguments.command == Arguments::Command::Query
         || arguments.command == Arguments::Command::Check || arguments.command == Arguments::Command::SetUrl;
     if (looksUp) {
         LookupsRunner runner(arguments, session, printer);
-        return runToEnd(runner);
+        return runToEnd(runner, output);
     }
     DownloadsRunner runner(arguments, session, printer, questions);
-    return runToEnd(runner);
+    return runToEnd(runner, output);
 }
 
-int runInSession(const Arguments &arguments, QTextStream &answers, QTextStream &notes)
+ExitStatus runInSession(const Arguments &arguments, Streams &streams)
 {
-    startLog(arguments, notes);
+    startLog(arguments, streams.notes);
     DownloadSession session;
     QString errorText;
     if (!session.open(arguments.session, &errorText)) {
-        complain(notes, errorText);
-        return int(ExitStatus::Unknown);
+        complain(streams.notes, errorText);
+        return ExitStatus::Unknown;
     }
     const QStringList warnings = session.warnings();
     for (const QString &warning : warnings)
-        complain(notes, warning);
+        complain(streams.notes, warning);
     const bool isQuick = arguments.command == Arguments::Command::Remove
         || (arguments.command == Arguments::Command::SetUrl && arguments.force);
     if (isQuick)
-        return int(ListCommands::change(arguments, session, {answers, notes}));
-    const std::unique_ptr<Printer> printer = makePrinter(arguments, answers, notes);
+        return ListCommands::change(arguments, session, {streams.answers, streams.notes});
+    const std::unique_ptr<Printer> printer = makePrinter(arguments, streams);
     const std::unique_ptr<Questions> questions =
         canAsk(arguments) ? std::make_unique<Questions>(*printer, STDIN_FILENO) : nullptr;
-    return run(arguments, session, *printer, questions.get());
+    return run(arguments, session, *printer, questions.get(), streams.output);
 }
 
-int run(const Arguments &arguments, QTextStream &answers, QTextStream &notes)
+ExitStatus run(const Arguments &arguments, Streams &streams)
 {
     switch (arguments.command) {
     case Arguments::Command::List:
     case Arguments::Command::Show:
-        return int(ListCommands::print(arguments, {answers, notes}));
+        return ListCommands::print(arguments, {streams.answers, streams.notes});
     case Arguments::Command::Config:
-        return int(ListCommands::printSettings(arguments, {answers, notes}));
+        return ListCommands::printSettings(arguments, {streams.answers, streams.notes});
     default:
-        return runInSession(arguments, answers, notes);
+        return runInSession(arguments, streams);
     }
 }
 
@@ -144,11 +165,11 @@ int run(const Arguments &arguments, QTextStream &answers, QTextStream &notes)
 
 int main(int argc, char *argv[])
 {
+    StandardOutput::prepareProcess();
     qInstallMessageHandler(&logQtMessage);
     QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(u"plait"_s);
-    QTextStream answers(stdout);
-    QTextStream notes(stderr);
+    Streams streams;
     // Parsing may wait for URLs on standard input: meanwhile nobody is to read secrets off the process.
     const std::vector<std::string> typed(argv, argv + argc);
     ProcessTitle::hide(argc, argv, {"--user", "--header", "--proxy", "--post-data"});
@@ -159,13 +180,13 @@ int main(int argc, char *argv[])
     const Arguments::Outcome outcome = Arguments::parse(argc, words.data(), QDir::currentPath());
     if (!outcome.arguments) {
         if (outcome.status == ExitStatus::Done)
-            answers << outcome.text;
+            streams.answers << outcome.text;
         else
-            complain(notes, outcome.text);
-        return int(outcome.status);
+            complain(streams.notes, outcome.text);
+        return endWith(outcome.status, streams);
     }
-    const int status = run(*outcome.arguments, answers, notes);
+    const ExitStatus status = run(*outcome.arguments, streams);
     // The network managers end their own threads when they go; none may be left when the process does.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    return status;
+    return endWith(status, streams);
 }

@@ -199,6 +199,7 @@ QString ErrorMessages::forDownload(const AbstractError &error, const AbstractDow
     case ExitStatus::Unknown:
     case ExitStatus::ChecksumMismatch:
     case ExitStatus::EndedAtOnce:
+    case ExitStatus::ReaderGone:
         break;
     }
     return unknown(failure);

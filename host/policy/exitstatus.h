@@ -27,6 +27,7 @@ enum class ExitStatus : int {
     ResourceChanged = 33,
     CertificateRefused = 34,
     EndedAtOnce = 130, ///< by a second signal
+    ReaderGone = 141, ///< nobody reads the answers; what a shell makes of the signal for it
 };
 
 /// The status of a run that ended with this error and left this record.

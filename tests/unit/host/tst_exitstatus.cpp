@@ -57,6 +57,7 @@ void TestExitStatus::numbers()
     QCOMPARE(int(ExitStatus::ResourceChanged), 33);
     QCOMPARE(int(ExitStatus::CertificateRefused), 34);
     QCOMPARE(int(ExitStatus::EndedAtOnce), 130);
+    QCOMPARE(int(ExitStatus::ReaderGone), 141);
 }
 
 void TestExitStatus::statusOfError_data()
