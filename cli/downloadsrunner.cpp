@@ -77,7 +77,10 @@ void DownloadsRunner::begin()
                 m_printer.note(
                     u"download %1 is left out: process %2 is at work on it"_s.arg(entry.id).arg(entry.ownerPid));
         }
-        if (m_ids.isEmpty())
+        const QString errorText = m_session.list().lastErrorText();
+        if (!errorText.isEmpty())
+            refuse({}, errorText, ExitStatus::Unknown);
+        else if (m_ids.isEmpty())
             m_printer.note(u"there is nothing unfinished"_s);
     }
     m_progressTimer.start();

@@ -110,6 +110,15 @@ bool openList(DownloadList &list, const Arguments &arguments, const Output &outp
     return isOpen;
 }
 
+/// The last operation did not do what it should; that is said.
+bool hasFailed(const DownloadList &list, const Output &output)
+{
+    const QString errorText = list.lastErrorText();
+    if (!errorText.isEmpty())
+        complain(output, errorText);
+    return !errorText.isEmpty();
+}
+
 /// Keys of abstractDownloadsPeristentInfoCompFunction(); 0 = the list's own order.
 qint32 sortKeyOf(const QString &name)
 {
@@ -151,6 +160,8 @@ ExitStatus printList(const Arguments &arguments, DownloadList &list, const Outpu
     const qint32 key = sortKeyOf(arguments.sortBy);
     const int limit = arguments.limit > 0 ? arguments.limit : std::numeric_limits<int>::max();
     QList<ListEntry> entries = list.page(arguments.filter, key == 0 ? limit : std::numeric_limits<int>::max());
+    if (hasFailed(list, output))
+        return ExitStatus::Unknown;
     if (key != 0) {
         sortEntries(entries, key);
         entries = entries.first(std::min<qsizetype>(limit, entries.size()));
@@ -165,7 +176,7 @@ ExitStatus printList(const Arguments &arguments, DownloadList &list, const Outpu
     if (!arguments.json && !arguments.quiet && all > entries.size())
         output.notes << "… and " << all - entries.size() << " more; -n 0 shows them all\n";
     output.answers.flush();
-    return list.lastErrorText().isEmpty() ? ExitStatus::Done : ExitStatus::Unknown;
+    return hasFailed(list, output) ? ExitStatus::Unknown : ExitStatus::Done;
 }
 
 /// What is known of a download, as label and text.
@@ -208,6 +219,8 @@ ExitStatus show(const Arguments &arguments, DownloadList &list, const Output &ou
     ExitStatus status = ExitStatus::Done;
     for (const qint64 id : arguments.ids) {
         const std::optional<Record> record = list.load(id);
+        if (hasFailed(list, output))
+            return ExitStatus::Unknown;
         if (!record) {
             complain(output, u"there is no download %1. Run \"plait list\" to see them."_s.arg(id));
             status = ExitStatus::Unknown;

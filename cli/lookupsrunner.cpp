@@ -75,7 +75,7 @@ void LookupsRunner::check()
     if (record)
         m_check.begin(*record);
     else
-        end(ExitStatus::Unknown, u"there is no download %1. Run \"plait list\" to see them."_s.arg(m_id), {});
+        end(ExitStatus::Unknown, m_session.whyNoRecord(m_id), {});
 }
 
 void LookupsRunner::onQueried(qint64 id, const QueryResult &result)

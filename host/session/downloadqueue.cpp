@@ -233,8 +233,9 @@ void DownloadQueue::begin(const Waiting &waiting)
     QueuedDownload &active = *made;
     active.id = waiting.id;
     active.clock.start();
-    active.options = m_session.options(waiting.id);
     const std::optional<AbstractDownloadPersistentInfo> record = m_session.record(waiting.id);
+    const QString whyNoRecord = record ? QString() : m_session.whyNoRecord(waiting.id);
+    active.options = record ? m_session.options(waiting.id) : DownloadOptions();
     active.info = record.value_or(AbstractDownloadPersistentInfo());
     active.sources = Sources(active.info);
     active.mostBytes = active.info.bytesDownloaded(false);
@@ -251,7 +252,7 @@ void DownloadQueue::begin(const Waiting &waiting)
         return;
     QString errorText;
     if (!record)
-        end(active, ExitStatus::Unknown, u"there is no download %1. Run \"plait list\" to see them."_s.arg(waiting.id));
+        end(active, ExitStatus::Unknown, whyNoRecord);
     else if (!m_session.hold(waiting.id, &errorText))
         end(active, ExitStatus::Unknown, errorText);
     else

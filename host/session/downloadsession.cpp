@@ -224,6 +224,12 @@ std::optional<AbstractDownloadPersistentInfo> DownloadSession::record(qint64 id)
     return m_list.load(id);
 }
 
+QString DownloadSession::whyNoRecord(qint64 id) const
+{
+    const QString errorText = m_list.lastErrorText();
+    return errorText.isEmpty() ? u"there is no download %1. Run \"plait list\" to see them."_s.arg(id) : errorText;
+}
+
 DownloadOptions DownloadSession::options(qint64 id)
 {
     return id > 0 ? m_list.options(id) : DownloadOptions();

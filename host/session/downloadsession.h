@@ -81,6 +81,8 @@ public:
     DownloadStatus status(qint64 id) const;
     /// As the list has it; nothing when there is none.
     std::optional<AbstractDownloadPersistentInfo> record(qint64 id);
+    /// A sentence, behind a record() that gave nothing.
+    QString whyNoRecord(qint64 id) const;
     DownloadOptions options(qint64 id);
     bool setOptions(qint64 id, const DownloadOptions &options, QString *errorText);
     DownloadList &list() { return m_list; }

@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include <host/storage/damagedlist.h>
 
+#include <host/storage/plainfile.h>
+#include <host/storage/schema.h>
+
 #include <QDateTime>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QSqlDatabase>
@@ -21,9 +25,27 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
+const QByteArray kMagic = QByteArrayLiteral("SQLite format 3");
+
 // SQLite's result codes; more exact ones have them in their lowest byte.
+constexpr int kError = 1;
 constexpr int kCorrupt = 11;
+constexpr int kSchemaChanged = 17;
+constexpr int kConstraint = 19;
+constexpr int kMismatch = 20;
 constexpr int kNotADatabase = 26;
+
+int codeOf(const QSqlError &error)
+{
+    return error.nativeErrorCode().toInt() & 0xff;
+}
+
+/// Rows that belong to no download: SQLite checks that only while they change.
+bool hasStrays(const QSqlDatabase &database)
+{
+    QSqlQuery query(database);
+    return query.exec(u"PRAGMA foreign_key_check"_s) && query.next();
+}
 
 /// One process at a time, as long as this object lives. A folder can be locked without leaving a file behind.
 class FolderLock
@@ -67,8 +89,62 @@ bool moveIfThere(const QString &from, const QString &to)
 
 bool DamagedList::isDamage(const QSqlError &error)
 {
-    const int code = error.nativeErrorCode().toInt() & 0xff;
-    return code == kCorrupt || code == kNotADatabase;
+    return suspicionOf(error) == Suspicion::Content;
+}
+
+DamagedList::Suspicion DamagedList::suspicionOf(const QSqlError &error)
+{
+    if (!error.isValid())
+        return Suspicion::Tables;
+    switch (codeOf(error)) {
+    case kCorrupt:
+    case kNotADatabase:
+        return Suspicion::Content;
+    case kError:
+    case kSchemaChanged:
+    case kConstraint:
+    case kMismatch:
+        return Suspicion::Tables;
+    default:
+        return Suspicion::None;
+    }
+}
+
+bool DamagedList::isConfirmed(const QSqlDatabase &database, const QSqlError &error)
+{
+    switch (suspicionOf(error)) {
+    case Suspicion::None:
+        return false;
+    case Suspicion::Content:
+        return isDamaged(database);
+    case Suspicion::Tables:
+        break;
+    }
+    if (!Schema::isWhole(database))
+        return true;
+    return error.isValid() && codeOf(error) == kConstraint && (isDamaged(database) || hasStrays(database));
+}
+
+bool DamagedList::mayBeList(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly) || file.size() == 0 || path.endsWith(".sqlite"_L1))
+        return true;
+    return file.read(kMagic.size()) == kMagic;
+}
+
+QString DamagedList::obstacleAt(const QString &path)
+{
+    for (const QLatin1String suffix : {""_L1, "-journal"_L1, "-wal"_L1, "-shm"_L1}) {
+        const QString obstacle = PlainFile::obstacleAt(path + suffix);
+        if (obstacle.isEmpty())
+            continue;
+        const QString what =
+            suffix.isEmpty() ? u"it"_s : u"\"%1\" beside it"_s.arg(QDir::toNativeSeparators(path + suffix));
+        return u"%1 is %2, not a file. Move that out of the way, or name another file with --list."_s.arg(what,
+                                                                                                          obstacle);
+    }
+    return {};
 }
 
 bool DamagedList::looksDamaged(const QSqlDatabase &database)

@@ -2,6 +2,7 @@
 #include <host/storage/downloadlist.h>
 
 #include <host/storage/damagedlist.h>
+#include <host/storage/listconnection.h>
 #include <host/storage/listrows.h>
 #include <host/storage/processidentity.h>
 #include <host/storage/recordrows.h>
@@ -18,7 +19,6 @@
 #include <QStandardPaths>
 
 #include <algorithm>
-#include <atomic>
 
 using namespace Qt::StringLiterals;
 
@@ -26,7 +26,6 @@ namespace
 {
 
 constexpr auto kOnlyMyFile = QFileDevice::ReadOwner | QFileDevice::WriteOwner;
-const QByteArray kMagic = QByteArrayLiteral("SQLite format 3");
 constexpr auto kOnlyMyFolder = kOnlyMyFile | QFileDevice::ExeOwner;
 
 /// Missing parents get what the system gives, the last folder is its owner's alone.
@@ -45,45 +44,7 @@ QString makeFile(const QString &path)
     return {};
 }
 
-/// Whoever names a file as the list by mistake is to find it as it was: what is no database at all counts as a damaged
-/// one only under a database's name.
-bool mayBeList(const QString &path)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly) || file.size() == 0 || path.endsWith(".sqlite"_L1))
-        return true;
-    return file.read(kMagic.size()) == kMagic;
 }
-
-}
-
-/// The named connection of Qt Sql, which lives as long as this object.
-class DownloadList::Connection
-{
-    Q_DISABLE_COPY_MOVE(Connection)
-
-public:
-    explicit Connection(const QString &path)
-        : m_name(uniqueName())
-    {
-        QSqlDatabase database = QSqlDatabase::addDatabase(u"QSQLITE"_s, m_name);
-        database.setDatabaseName(path);
-        database.setConnectOptions(u"QSQLITE_BUSY_TIMEOUT=10000"_s);
-    }
-
-    ~Connection() { QSqlDatabase::removeDatabase(m_name); }
-
-    QSqlDatabase database() const { return QSqlDatabase::database(m_name, false); }
-
-private:
-    static QString uniqueName()
-    {
-        static std::atomic<int> count = 0;
-        return u"plait-list-%1"_s.arg(++count);
-    }
-
-    const QString m_name;
-};
 
 QString DownloadList::defaultPath()
 {
@@ -118,7 +79,10 @@ bool DownloadList::beginFile()
     const QString folder = QFileInfo(m_path).absolutePath();
     if (!makeFolder(folder))
         return fail(u"open"_s, u"the folder \"%1\" cannot be made."_s.arg(folder));
-    if (!mayBeList(m_path))
+    const QString obstacle = DamagedList::obstacleAt(m_path);
+    if (!obstacle.isEmpty())
+        return fail(u"open"_s, obstacle);
+    if (!DamagedList::mayBeList(m_path))
         return fail(u"open"_s, u"it is no list of downloads. Name another file with --list."_s);
     const QString fileError = makeFile(m_path);
     m_inode = DamagedList::inodeOf(m_path);
@@ -127,25 +91,24 @@ bool DownloadList::beginFile()
 
 DownloadList::Opening DownloadList::connectTo()
 {
-    auto connection = std::make_unique<Connection>(m_path);
+    auto connection = std::make_unique<ListConnection>(m_path);
     QSqlDatabase database = connection->database();
     if (!database.open()) {
         fail(u"open"_s, database.lastError().text());
         return Opening::Failed;
     }
-    QString reason;
     // In this mode a crash of the machine may lose the last progress but never harms the list.
     QSqlQuery(database).exec(u"PRAGMA synchronous = NORMAL"_s);
     QSqlQuery(database).exec(u"PRAGMA foreign_keys = ON"_s);
-    const Schema::Outcome outcome = Schema::upgrade(database, &reason);
-    if (outcome != Schema::Outcome::Refused && DamagedList::looksDamaged(database)
-        && DamagedList::isDamaged(database)) {
-        fail(u"open"_s, u"it is damaged."_s);
-        return Opening::Damaged;
-    }
+    QString reason;
+    Schema::Outcome outcome = Schema::upgrade(database, &reason);
+    if (outcome == Schema::Outcome::Done && DamagedList::looksDamaged(database) && DamagedList::isDamaged(database))
+        outcome = Schema::Outcome::Damaged;
     if (outcome != Schema::Outcome::Done) {
-        fail(u"open"_s, reason);
-        return Opening::Failed;
+        const bool isDamaged = outcome == Schema::Outcome::Damaged;
+        m_damage = isDamaged && !reason.isEmpty() ? u": "_s + reason : QString();
+        fail(u"open"_s, isDamaged ? u"it is damaged%1."_s.arg(m_damage) : reason);
+        return isDamaged ? Opening::Damaged : Opening::Failed;
     }
     // Not before it is known to be ours. The first one decides for all that come later; who comes at the same moment
     // finds it done.
@@ -167,8 +130,11 @@ bool DownloadList::beginAnew()
     if (!reason.isEmpty())
         return fail(u"open"_s, u"it is damaged and cannot be set aside: %1."_s.arg(reason));
     if (!newPath.isEmpty())
-        m_warning = u"the list \"%1\" was damaged. It is kept as \"%2\", and a new list was begun; incomplete files "
-                    u"stay where they are."_s.arg(QDir::toNativeSeparators(m_path), QDir::toNativeSeparators(newPath));
+        m_warning =
+            u"the list \"%1\" was damaged%3. It is kept as \"%2\", and a new list was begun; incomplete files "
+            u"stay where they are. Run \"plait list --repair\" with that name to bring over what can be read of it."_s
+                .arg(QDir::toNativeSeparators(m_path), QDir::toNativeSeparators(newPath), m_damage);
+    m_damage.clear();
     return beginFile() && connectTo() == Opening::Done;
 }
 
@@ -413,9 +379,10 @@ bool DownloadList::fail(const QString &what, const QString &reason)
 /// No error is that of a statement that found nothing to change.
 bool DownloadList::failBy(const QString &what, const QSqlError &error)
 {
-    const bool damaged = DamagedList::isDamage(error) && DamagedList::isDamaged(m_connection->database());
+    const bool damaged = DamagedList::isConfirmed(m_connection->database(), error);
     if (damaged && beginAnew())
-        return fail(what, u"it was damaged. It was set aside and a new one begun."_s);
+        return fail(what,
+                    m_warning.isEmpty() ? u"it was damaged. It was set aside, and a new one begun."_s : m_warning);
     if (damaged)
         return false;
     return fail(what, error.isValid() ? error.text() : u"there is no such download for this process."_s);

@@ -14,6 +14,7 @@
 #include <memory>
 #include <optional>
 
+class ListConnection;
 class QSqlError;
 class RecordRows;
 struct ProcessIdentity;
@@ -112,7 +113,6 @@ public:
     void setStatementObserver(const std::function<void(const QString &statement)> &observer);
 
 private:
-    class Connection;
     enum class Opening;
 
     bool beginFile();
@@ -133,8 +133,9 @@ private:
     QString m_path;
     QString m_errorText;
     QString m_warning;
+    QString m_damage; ///< what was found when it was opened, behind a colon; empty = nothing that has words
     quint64 m_inode = 0; ///< of the file that is open
     std::function<void(const QString &)> m_observer;
-    std::unique_ptr<Connection> m_connection;
+    std::unique_ptr<ListConnection> m_connection;
     std::unique_ptr<RecordRows> m_rows; ///< null while not open
 };

@@ -18,12 +18,36 @@ using File = AbstractDownloadFileInfo;
 using Section = AbstractDownloadSection;
 using Mirror = AbstractDownloadMirrorInfo;
 
+/// What may stand in a cell.
+enum class Cell {
+    Anything,
+    Number,
+    Text,
+    TextOrNothing,
+};
+
+bool isOfKind(const QVariant &cell, Cell kind)
+{
+    switch (kind) {
+    case Cell::Anything:
+        break;
+    case Cell::Number:
+        return !cell.isNull() && (cell.typeId() == QMetaType::LongLong || cell.typeId() == QMetaType::Int);
+    case Cell::Text:
+        return !cell.isNull() && cell.typeId() == QMetaType::QString;
+    case Cell::TextOrNothing:
+        return cell.isNull() || cell.typeId() == QMetaType::QString;
+    }
+    return true;
+}
+
 /// One column of a table and where its value stands in the record.
 template<typename Record>
 struct Column {
     QLatin1String name;
     QVariant (*get)(const Record &record);
     void (*set)(Record &record, const QVariant &cell);
+    Cell kind = Cell::Anything;
 };
 
 template<typename Record>
@@ -33,21 +57,21 @@ template<auto Member, typename Record>
 Column<Record> text(const char *name)
 {
     return {QLatin1String(name), [](const Record &record) { return SqlCells::fromText(record.*Member); },
-            [](Record &record, const QVariant &cell) { record.*Member = SqlCells::toText(cell); }};
+            [](Record &record, const QVariant &cell) { record.*Member = SqlCells::toText(cell); }, Cell::Text};
 }
 
 template<auto Member, typename Record>
 Column<Record> url(const char *name)
 {
     return {QLatin1String(name), [](const Record &record) { return SqlCells::fromUrl(record.*Member); },
-            [](Record &record, const QVariant &cell) { record.*Member = SqlCells::toUrl(cell); }};
+            [](Record &record, const QVariant &cell) { record.*Member = SqlCells::toUrl(cell); }, Cell::TextOrNothing};
 }
 
 template<auto Member, typename Record>
 Column<Record> time(const char *name)
 {
     return {QLatin1String(name), [](const Record &record) { return SqlCells::fromTime(record.*Member); },
-            [](Record &record, const QVariant &cell) { record.*Member = SqlCells::toTime(cell); }};
+            [](Record &record, const QVariant &cell) { record.*Member = SqlCells::toTime(cell); }, Cell::TextOrNothing};
 }
 
 /// Integers, booleans and enumerations.
@@ -56,7 +80,7 @@ Column<Record> number(const char *name)
 {
     using Number = std::remove_reference_t<decltype(std::declval<Record &>().*Member)>;
     return {QLatin1String(name), [](const Record &record) { return QVariant::fromValue(qint64(record.*Member)); },
-            [](Record &record, const QVariant &cell) { record.*Member = Number(cell.toLongLong()); }};
+            [](Record &record, const QVariant &cell) { record.*Member = Number(cell.toLongLong()); }, Cell::Number};
 }
 
 template<auto Member>
@@ -199,6 +223,9 @@ const Columns<QNetworkCookie> &cookieColumns()
     return columns;
 }
 
+/// SQLite's number for content that is not what it should be: that is what a cell of another kind is.
+constexpr int kCorrupt = 11;
+
 using Header = std::pair<QString, QString>;
 
 const Columns<Header> &headerColumns()
@@ -247,14 +274,18 @@ QVariantList cells(const Columns<Record> &columns, const Record &record)
     return list;
 }
 
+/// The first column that does not hold what it should; empty = there is none.
 template<typename Record>
-Record fromRow(const Columns<Record> &columns, const QSqlQuery &query)
+QString fromRow(const Columns<Record> &columns, const QSqlQuery &query, Record &record)
 {
-    Record record;
     int index = 0;
-    for (const Column<Record> &column : columns)
-        column.set(record, query.value(index++));
-    return record;
+    for (const Column<Record> &column : columns) {
+        const QVariant cell = query.value(index++);
+        if (!isOfKind(cell, column.kind))
+            return column.name;
+        column.set(record, cell);
+    }
+    return {};
 }
 
 QString insertStatement(const QString &table, const QStringList &columns)
@@ -304,8 +335,11 @@ bool selectAll(RecordRows &rows, const PartTable<Part> &table, const QVariantLis
     auto found = rows.run(table.select, owner);
     if (!found)
         return false;
-    while (found->next())
-        parts.append(fromRow(table.columns, found.query()));
+    while (found->next()) {
+        parts.append(Part());
+        if (rows.isRefused(fromRow(table.columns, found.query(), parts.last())))
+            return false;
+    }
     return rows.wasReadWhole(found);
 }
 
@@ -339,7 +373,9 @@ RecordRows::Records RecordRows::select(const QString &condition, const QVariantL
         return {};
     QList<AbstractDownloadPersistentInfo> records;
     while (rows->next()) {
-        records.append(fromRow(downloadColumns(), rows.query()));
+        records.emplace_back();
+        if (isRefused(fromRow(downloadColumns(), rows.query(), records.last())))
+            return {};
         records.last().id = rows->value(int(downloadColumns().size())).toLongLong();
     }
     if (!wasReadWhole(rows))
@@ -366,6 +402,14 @@ bool RecordRows::wasReadWhole(PreparedStatements::Run &run)
 {
     m_error = run->lastError();
     return !m_error.isValid();
+}
+
+bool RecordRows::isRefused(const QString &column)
+{
+    if (!column.isEmpty())
+        m_error = QSqlError(u"the column \"%1\" holds what it cannot hold"_s.arg(column), {}, QSqlError::StatementError,
+                            QString::number(kCorrupt));
+    return !column.isEmpty();
 }
 
 bool RecordRows::insertParts(const AbstractDownloadPersistentInfo &record)

@@ -45,6 +45,9 @@ public:
     /// Called with each statement before it runs.
     void setObserver(const std::function<void(const QString &statement)> &observer) { m_observer = observer; }
 
+    /// What a row was refused for becomes the last error. @param column empty = it was not refused
+    bool isRefused(const QString &column);
+
 private:
     bool insertParts(const AbstractDownloadPersistentInfo &record);
     bool deleteParts(qint64 id);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <host/storage/schema.h>
 
+#include <host/storage/damagedlist.h>
 #include <host/storage/preparedstatements.h>
 #include <host/storage/sqltransaction.h>
 
@@ -9,7 +10,9 @@
 #include <QSqlQuery>
 #include <QVariant>
 
+#include <array>
 #include <iterator>
+#include <optional>
 
 using namespace Qt::StringLiterals;
 
@@ -171,81 +174,153 @@ constexpr Migration kMigrations[] = {
     {kSecondVersion, std::size(kSecondVersion)},
 };
 
-/// A query that failed reads as -1 and leaves its reason.
-int readNumber(const QSqlDatabase &database, const QString &statement, QString *errorText)
+/// Nothing, and a reason, when the query failed.
+std::optional<int> readNumber(const QSqlDatabase &database, const QString &statement, QSqlError *error)
 {
     QSqlQuery query(database);
     if (query.exec(statement) && query.next())
         return query.value(0).toInt();
-    *errorText = query.lastError().text();
-    return -1;
+    *error = query.lastError();
+    return std::nullopt;
 }
 
-bool run(const QSqlDatabase &database, const QString &statement, QString *errorText)
+bool run(const QSqlDatabase &database, const QString &statement, QSqlError *error)
 {
     QSqlQuery query(database);
     if (query.exec(statement))
         return true;
-    *errorText = query.lastError().text();
+    *error = query.lastError();
     return false;
 }
 
-bool migrate(const QSqlDatabase &database, const Migration &migration, QString *errorText)
+bool migrate(const QSqlDatabase &database, const Migration &migration, QSqlError *error)
 {
     for (std::size_t i = 0; i < migration.count; ++i) {
-        if (!run(database, migration.statements[i].toString(), errorText))
+        if (!run(database, migration.statements[i].toString(), error))
             return false;
     }
     return true;
 }
 
-/// Whether the tables may be touched at all: Done, or why not.
-Schema::Outcome judge(const QSqlDatabase &database, int version, QString *errorText)
+/// Made in a database of their own, so that SQLite's own words for them can be compared.
+QList<SchemaCheck::Object> makeObjects(int version)
 {
-    if (version > Schema::kVersion) {
-        *errorText = u"it was written by a later version of this program (its tables have version %1, this program "
-                     u"knows up to %2). Use that version."_s.arg(version)
-                         .arg(Schema::kVersion);
-        return Schema::Outcome::Refused;
+    const QString name = u"plait-schema-%1"_s.arg(version);
+    QList<SchemaCheck::Object> objects;
+    {
+        QSqlDatabase database = QSqlDatabase::addDatabase(u"QSQLITE"_s, name);
+        database.setDatabaseName(u":memory:"_s);
+        database.open();
+        QSqlError error;
+        for (int i = 0; i < version; ++i)
+            migrate(database, kMigrations[i], &error);
+        objects = SchemaCheck::objectsOf(database, &error);
     }
-    const int applicationId = readNumber(database, u"PRAGMA application_id"_s, errorText);
-    const int tables = readNumber(database, u"SELECT count(*) FROM sqlite_master"_s, errorText);
-    if (applicationId == -1 || tables == -1)
-        return Schema::Outcome::Failed;
-    if (applicationId == kApplicationId || tables == 0)
-        return Schema::Outcome::Done;
-    *errorText = u"it is the database of another program. Move it out of the way."_s;
-    return Schema::Outcome::Refused;
+    QSqlDatabase::removeDatabase(name);
+    return objects;
 }
 
-bool migrateFrom(const QSqlDatabase &database, int version, QString *errorText)
+/// The statements that lead here are right for every database: SQLite complains of them when the file is not.
+Schema::Finding trouble(const QSqlError &error)
+{
+    const QString text = error.text().simplified();
+    if (DamagedList::suspicionOf(error) == DamagedList::Suspicion::None)
+        return {Schema::Outcome::Failed, 0, {}, text};
+    return {Schema::Outcome::Damaged, 0, {text}, text};
+}
+
+QStringList flawsOf(const QList<SchemaCheck::Object> &found, int version)
+{
+    if (version < 0)
+        return {u"its tables have version %1"_s.arg(version)};
+    return SchemaCheck::flaws(found, Schema::objects(version))
+        + SchemaCheck::early(found, Schema::objects(version), Schema::objects(Schema::kVersion));
+}
+
+/// Version and tables as they are at one moment: another process may be about to change both.
+Schema::Finding lookAtOneMoment(const QSqlDatabase &database, PreparedStatements &statements)
+{
+    const SqlTransaction transaction(statements, SqlTransaction::Kind::Read);
+    return transaction.isOpen() ? Schema::look(database) : trouble(transaction.lastError());
+}
+
+bool migrateFrom(const QSqlDatabase &database, int version, QSqlError *error)
 {
     for (int i = version; i < Schema::kVersion; ++i) {
-        if (!migrate(database, kMigrations[i], errorText))
+        if (!migrate(database, kMigrations[i], error))
             return false;
     }
-    return run(database, u"PRAGMA user_version = %1"_s.arg(Schema::kVersion), errorText)
-        && run(database, u"PRAGMA application_id = %1"_s.arg(kApplicationId), errorText);
+    return run(database, u"PRAGMA user_version = %1"_s.arg(Schema::kVersion), error)
+        && run(database, u"PRAGMA application_id = %1"_s.arg(kApplicationId), error);
+}
+
+/// Inside of a transaction that is open.
+Schema::Finding migrated(const QSqlDatabase &database, SqlTransaction &transaction)
+{
+    // Another process may have done it while this one waited for the lock.
+    const Schema::Finding before = Schema::look(database);
+    QSqlError error;
+    if (before.outcome != Schema::Outcome::Done || before.version == Schema::kVersion)
+        return before;
+    if (!migrateFrom(database, before.version, &error))
+        return trouble(error);
+    return transaction.commit() ? Schema::Finding() : trouble(transaction.lastError());
 }
 
 }
 
 const int Schema::kVersion = int(std::size(kMigrations));
 
+const QList<SchemaCheck::Object> &Schema::objects(int version)
+{
+    static std::array<QList<SchemaCheck::Object>, std::size(kMigrations) + 1> known;
+    QList<SchemaCheck::Object> &objects = known.at(std::size_t(version));
+    if (objects.isEmpty() && version > 0)
+        objects = makeObjects(version);
+    return objects;
+}
+
+Schema::Finding Schema::look(const QSqlDatabase &database)
+{
+    QSqlError error;
+    const std::optional<int> version = readNumber(database, u"PRAGMA user_version"_s, &error);
+    const std::optional<int> applicationId = readNumber(database, u"PRAGMA application_id"_s, &error);
+    if (!version || !applicationId)
+        return trouble(error);
+    if (*version > kVersion)
+        return {Outcome::Refused,
+                *version,
+                {},
+                u"it was written by a later version of this program (its tables have version %1, this program knows up "
+                u"to %2). Use that version."_s.arg(*version)
+                    .arg(kVersion)};
+    const QList<SchemaCheck::Object> found = SchemaCheck::objectsOf(database, &error);
+    if (error.isValid())
+        return trouble(error);
+    if (*applicationId != kApplicationId && !found.isEmpty())
+        return {Outcome::Refused, *version, {}, u"it is the database of another program. Move it out of the way."_s};
+    const QStringList flaws = flawsOf(found, *version);
+    return {flaws.isEmpty() ? Outcome::Done : Outcome::Damaged, *version, flaws, flaws.value(0)};
+}
+
 Schema::Outcome Schema::upgrade(const QSqlDatabase &database, QString *errorText)
 {
-    int version = readNumber(database, u"PRAGMA user_version"_s, errorText);
-    const Outcome judgement = version == -1 ? Outcome::Failed : judge(database, version, errorText);
-    if (judgement != Outcome::Done || version == kVersion)
-        return judgement;
     PreparedStatements statements(database);
-    SqlTransaction transaction(statements, SqlTransaction::Kind::Write);
-    // Another process may have done it while this one waited for the lock.
-    version = transaction.isOpen() ? readNumber(database, u"PRAGMA user_version"_s, errorText) : -1;
-    if (version == -1 || !migrateFrom(database, version, errorText) || !transaction.commit()) {
-        if (transaction.lastError().isValid())
-            *errorText = transaction.lastError().text();
-        return Outcome::Failed;
+    Finding finding = lookAtOneMoment(database, statements);
+    if (finding.outcome == Outcome::Done && finding.version != kVersion) {
+        SqlTransaction transaction(statements, SqlTransaction::Kind::Write);
+        finding = transaction.isOpen() ? migrated(database, transaction) : trouble(transaction.lastError());
     }
-    return Outcome::Done;
+    *errorText = finding.errorText;
+    return finding.outcome;
+}
+
+bool Schema::isWhole(const QSqlDatabase &database)
+{
+    QSqlError error;
+    const QList<SchemaCheck::Object> found = SchemaCheck::objectsOf(database, &error);
+    // What cannot be read at this moment says nothing of what is there.
+    if (error.isValid())
+        return DamagedList::suspicionOf(error) == DamagedList::Suspicion::None;
+    return SchemaCheck::flaws(found, objects(kVersion)).isEmpty();
 }

@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/storage/schemacheck.h>
+
+#include <QList>
 #include <QString>
+#include <QStringList>
 
 class QSqlDatabase;
 
@@ -20,11 +24,30 @@ extern const int kVersion;
 enum class Outcome {
     Done, ///< the tables have kVersion
     Refused, ///< the file is none of this program's, or of a later version: it is to be left alone
-    Failed, ///< the database did not do what it was told
+    Damaged, ///< it is a list, or was, and not one that can be worked with
+    Failed, ///< the database did not do what it was told; that says nothing of what is in it
 };
 
+/// What there is, before anything is done to it.
+struct Finding {
+    Outcome outcome = Outcome::Done; ///< Done: the tables are those of the version
+    int version = 0; ///< that the file claims to have; 0 = no tables yet
+    QStringList flaws; ///< all that is wrong, each as the beginning of a sentence, when it is damaged
+    QString errorText; ///< as that of upgrade()
+};
+
+/// Changes nothing. Inside of a transaction version and tables are of one moment.
+Finding look(const QSqlDatabase &database);
+
 /// Brings the tables from whatever version they have to kVersion, in one transaction.
-/// @param errorText gets a sentence unless it is Done
+/// Tables that are not those of the version that they claim to have are damage, and are left as they are.
+/// @param errorText gets a sentence unless it is Done; for Damaged its beginning, what is wrong
 Outcome upgrade(const QSqlDatabase &database, QString *errorText);
+
+/// What the tables of a version are made of. @param version 0 to kVersion
+const QList<SchemaCheck::Object> &objects(int version);
+
+/// Whether a list that was whole when it was opened still has its tables. True, too, when nobody can say.
+bool isWhole(const QSqlDatabase &database);
 
 }

@@ -141,7 +141,7 @@ void TestSchema::aFailedMigrationLeavesNothingBehind()
          {u"options"_s, u"sections"_s, u"files"_s, u"mirrors"_s, u"cookies"_s, u"downloads"_s})
         exec(u"DROP TABLE "_s + table);
     exec(u"PRAGMA user_version = 0"_s);
-    QCOMPARE(Schema::upgrade(database(), &error), Schema::Outcome::Failed);
+    QCOMPARE(Schema::upgrade(database(), &error), Schema::Outcome::Damaged);
     QVERIFY2(error.contains(u"headers"_s), qPrintable(error));
     QCOMPARE(tables(), QStringList{u"headers"_s});
     QCOMPARE(number(u"user_version"_s), 0);

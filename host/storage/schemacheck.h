@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+class QSqlDatabase;
+class QSqlError;
+
+/// Holds the tables, indexes and triggers of a list against those that this program makes.
+///
+/// What a person may add without harm is none of its business: views, tables, indexes that demand nothing, columns that
+/// may stay empty. Triggers on the list's own tables are: they can refuse a change, or undo it in silence.
+namespace SchemaCheck
+{
+
+/// A table, index or trigger.
+struct Object {
+    QString type;
+    QString name;
+    QString table; ///< that it belongs to
+    QString sql; ///< that makes it, without remarks; empty = SQLite made it by itself
+};
+
+/// In no particular order; nothing and an error when they cannot be read.
+QList<Object> objectsOf(const QSqlDatabase &database, QSqlError *error);
+
+/// What is wrong with those that were found, each as the beginning of a sentence; empty = nothing.
+QStringList flaws(const QList<Object> &found, const QList<Object> &expected);
+
+/// What is there although it only comes with the last version, in the same words.
+QStringList early(const QList<Object> &found, const QList<Object> &expected, const QList<Object> &last);
+
+}
