@@ -1,0 +1,140 @@
+// SPDX-License-Identifier: MIT
+#include <host/storage/listcheck.h>
+
+#include <host/storage/damagedlist.h>
+#include <host/storage/listconnection.h>
+#include <host/storage/listrows.h>
+#include <host/storage/processidentity.h>
+#include <host/storage/recordrows.h>
+#include <host/storage/schema.h>
+#include <host/storage/sqltransaction.h>
+
+#include <QDir>
+#include <QFile>
+#include <QSqlError>
+#include <QSqlQuery>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+using ListCheck::Findings;
+
+constexpr int kMostComplaints = 20; ///< of SQLite's own check
+
+void notice(Findings &findings, const QSqlError &error, const QString &what)
+{
+    if (DamagedList::suspicionOf(error) == DamagedList::Suspicion::None)
+        findings.errorText = error.text();
+    else
+        findings.problems.append(u"%1: %2"_s.arg(what, error.text().simplified()));
+}
+
+void checkContent(const QSqlDatabase &database, Findings &findings)
+{
+    QSqlQuery query(database);
+    query.exec(u"PRAGMA integrity_check(%1)"_s.arg(kMostComplaints));
+    while (query.next()) {
+        const QString complaint = query.value(0).toString();
+        if (complaint != "ok"_L1)
+            findings.problems.append(u"SQLite's check says: "_s + complaint.simplified());
+    }
+    if (query.lastError().isValid())
+        notice(findings, query.lastError(), u"the file cannot be checked"_s);
+}
+
+void checkStrays(const QSqlDatabase &database, Findings &findings)
+{
+    QSqlQuery query(database);
+    query.exec(u"SELECT \"table\", count(*) FROM pragma_foreign_key_check GROUP BY \"table\""_s);
+    while (query.next())
+        findings.problems.append(u"the table \"%1\" has rows that belong to nothing: %2"_s.arg(
+            query.value(0).toString(), query.value(1).toString()));
+}
+
+void checkRecord(RecordRows &rows, qint64 id, Findings &findings)
+{
+    const RecordRows::Records records = rows.select(u"id = ?"_s, {id});
+    if (records && ListRows::options(rows, id))
+        ++findings.downloads;
+    else
+        notice(findings, rows.lastError(), u"download %1 cannot be read"_s.arg(id));
+}
+
+void checkRecords(RecordRows &rows, Findings &findings)
+{
+    auto ids = rows.run(u"SELECT id FROM downloads NOT INDEXED ORDER BY id"_s, {});
+    while (ids && findings.errorText.isEmpty() && ids->next())
+        checkRecord(rows, ids->value(0).toLongLong(), findings);
+    if (!ids || !rows.wasReadWhole(ids))
+        notice(findings, rows.lastError(), u"the downloads cannot be read"_s);
+}
+
+void findRunning(RecordRows &rows, Findings &findings)
+{
+    auto owners = rows.run(
+        u"SELECT id, owner_pid, owner_start_time, owner_boot_id FROM downloads WHERE owner_pid IS NOT NULL"_s, {});
+    while (owners && owners->next()) {
+        const ProcessIdentity owner{owners->value(1).toLongLong(), owners->value(2).toLongLong(),
+                                    owners->value(3).toString()};
+        if (!owner.isNobody() && owner.isAlive()) {
+            findings.runningId = owners->value(0).toLongLong();
+            findings.runningPid = owner.pid;
+        }
+    }
+}
+
+/// Why the file is none to open; empty = it is.
+QString refusalOf(const QString &path)
+{
+    const QString obstacle = DamagedList::obstacleAt(path);
+    if (!obstacle.isEmpty())
+        return obstacle;
+    if (!QFile::exists(path))
+        return u"there is no such file."_s;
+    // A list that was set aside has another ending, and may have lost its beginning.
+    const bool isSetAside = path.contains(".sqlite.damaged-"_L1);
+    return isSetAside || DamagedList::mayBeList(path) ? QString() : u"it is no list of downloads."_s;
+}
+
+/// As it is at one moment, while others work on it.
+void lookInto(const QSqlDatabase &database, Findings &findings)
+{
+    RecordRows rows(database);
+    const SqlTransaction transaction(rows.statements(), SqlTransaction::Kind::Read);
+    const Schema::Finding schema = Schema::look(database);
+    if (schema.outcome == Schema::Outcome::Refused || schema.outcome == Schema::Outcome::Failed) {
+        findings.errorText = schema.errorText;
+        return;
+    }
+    findings.downloads = 0;
+    findings.problems = schema.flaws;
+    checkContent(database, findings);
+    checkStrays(database, findings);
+    findRunning(rows, findings);
+    if (schema.version == Schema::kVersion && schema.outcome == Schema::Outcome::Done)
+        checkRecords(rows, findings);
+}
+
+}
+
+ListCheck::Findings ListCheck::look(const QString &path)
+{
+    Findings findings;
+    const QString shown = QDir::toNativeSeparators(path);
+    const QString refusal = refusalOf(path);
+    if (!refusal.isEmpty()) {
+        findings.errorText = u"cannot look into \"%1\": %2"_s.arg(shown, refusal);
+        return findings;
+    }
+    const ListConnection connection(path, ListConnection::Access::Look);
+    QSqlDatabase database = connection.database();
+    if (database.open())
+        lookInto(database, findings);
+    else
+        findings.errorText = database.lastError().text();
+    if (!findings.errorText.isEmpty())
+        findings.errorText = u"cannot look into \"%1\": %2"_s.arg(shown, findings.errorText.simplified());
+    return findings;
+}
