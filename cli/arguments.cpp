@@ -36,6 +36,8 @@ Command commandOf(const Typed &typed)
                                   Command::Restart, Command::Check,  Command::Finish, Command::Query,
                                   Command::SetUrl,  Command::Remove, Command::Config};
     const Command command = kOrder[index < 0 ? 0 : index];
+    if (typed.check || typed.repair)
+        return typed.check ? Command::CheckList : Command::RepairList;
     return command == Command::Get && typed.query ? Command::Query : command;
 }
 
@@ -93,6 +95,11 @@ private:
             readRequests(result);
         else if (result.command == Command::SetUrl)
             readNewUrl(result);
+        else if (result.command == Command::CheckList || result.command == Command::RepairList)
+            result.setAsideList = m_typed.words.empty() ? QString() : absolute(m_typed.words.front());
+        else if (result.command == Command::List && !m_typed.words.empty())
+            complain(u"\"%1\" means nothing to list. It takes a file with --check or --repair, and --list FILE for "
+                     u"another list."_s.arg(toText(m_typed.words.front())));
         else
             readIds(result);
     }

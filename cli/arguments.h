@@ -22,6 +22,8 @@ struct Arguments {
         Get,
         Query, ///< learn, do not download
         List,
+        CheckList,
+        RepairList,
         Show,
         Resume,
         Restart,
@@ -42,6 +44,7 @@ struct Arguments {
     ListFilter filter = ListFilter::All;
     int limit = 0; ///< List: lines at most; 0 = no limit
     QString sortBy; ///< List: "id", "name", "size" or "time"
+    QString setAsideList; ///< CheckList, RepairList: another file than the list; absolute; empty = the list itself
 
     SessionOptions session;
     QueueOptions queue;

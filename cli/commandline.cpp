@@ -228,6 +228,11 @@ private:
                 ->check(CLI::NonNegativeNumber);
             app.add_option("--sort", m_typed.sortBy, "By what (default: id, the newest first)")
                 ->check(CLI::IsMember({"id", "name", "size", "time"}));
+            auto *const check =
+                app.add_flag("--check", m_typed.check, "Look whether the list is whole; change nothing");
+            app.add_flag("--repair", m_typed.repair, "Bring over what can be read of a damaged list, and keep that")
+                ->excludes(check);
+            app.add_option("FILE", m_typed.words, "With --check, --repair: a list that was set aside")->expected(0, 1);
         } else if (name == "resume") {
             app.add_option("ID", m_typed.words, "Numbers of the list");
             app.add_flag("--all", m_typed.all, "Everything that is unfinished");
@@ -299,9 +304,10 @@ std::optional<QList<Setting>> settingsOf(const QString &fileName, QString *error
 /// What only one command line can mean is no setting.
 bool isSetting(const QString &name)
 {
-    static const QSet<QString> kNotSettings{u"config"_s,     u"help"_s,  u"output"_s,   u"mirror"_s,      u"checksum"_s,
-                                            u"post-data"_s,  u"query"_s, u"all"_s,      u"delete-file"_s, u"force"_s,
-                                            u"input-file"_s, u"user"_s,  u"finished"_s, u"unfinished"_s};
+    static const QSet<QString> kNotSettings{u"config"_s,      u"help"_s,       u"output"_s,     u"mirror"_s,
+                                            u"checksum"_s,    u"post-data"_s,  u"query"_s,      u"all"_s,
+                                            u"delete-file"_s, u"force"_s,      u"input-file"_s, u"user"_s,
+                                            u"finished"_s,    u"unfinished"_s, u"check"_s,      u"repair"_s};
     return !kNotSettings.contains(name);
 }
 

@@ -2,6 +2,7 @@
 #include <cli/arguments.h>
 #include <cli/downloadsrunner.h>
 #include <cli/jsonprinter.h>
+#include <cli/listcare.h>
 #include <cli/listcommands.h>
 #include <cli/lookupsrunner.h>
 #include <cli/processtitle.h>
@@ -154,6 +155,10 @@ ExitStatus run(const Arguments &arguments, Streams &streams)
     case Arguments::Command::List:
     case Arguments::Command::Show:
         return ListCommands::print(arguments, {streams.answers, streams.notes});
+    case Arguments::Command::CheckList:
+        return ListCare::check(arguments, streams.answers, streams.notes);
+    case Arguments::Command::RepairList:
+        return ListCare::repair(arguments, streams.answers, streams.notes);
     case Arguments::Command::Config:
         return ListCommands::printSettings(arguments, {streams.answers, streams.notes});
     default:

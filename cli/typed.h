@@ -59,4 +59,6 @@ struct Typed {
     bool hasOnExists = false;
     bool hasOnUnresumable = false;
     bool query = false;
+    bool check = false; ///< of list
+    bool repair = false; ///< of list
 };

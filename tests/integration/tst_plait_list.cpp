@@ -5,6 +5,8 @@
 
 #include <QDir>
 #include <QFile>
+#include <QProcess>
+#include <QRegularExpression>
 #include <QSqlDatabase>
 #include <QSqlQuery>
 #include <QTest>
@@ -39,7 +41,7 @@ QVariant valueIn(const QString &list, const QString &statement)
 
 }
 
-/// Several processes at work on one list.
+/// Several processes at work on one list, and lists that are damaged.
 class TestPlaitList : public QObject
 {
     Q_OBJECT
@@ -47,8 +49,19 @@ class TestPlaitList : public QObject
 private Q_SLOTS:
     void initTestCase();
     void twoProcessesUseOneListAtOnce();
+    void whatIsNoFileInTheListsPlaceIsSaidAtOnce_data();
+    void whatIsNoFileInTheListsPlaceIsSaidAtOnce();
+    void aDamagedListIsSaidByEveryCommand_data();
+    void aDamagedListIsSaidByEveryCommand();
+    void aDamagedListIsCheckedAndRepaired();
+    void whatWasSetAsideIsBroughtOverOnce();
 
 private:
+    static QString listOf(const PlaitSandbox &sandbox) { return sandbox.dataHome() + "/plait/downloads.sqlite"_L1; }
+    static QStringList setAside(const PlaitSandbox &sandbox);
+    /// A list with one download that lacks a table.
+    void makeDamagedList(PlaitSandbox &sandbox);
+
     RealServers m_servers;
 };
 
@@ -84,6 +97,117 @@ void TestPlaitList::twoProcessesUseOneListAtOnce()
     const QString list = first.dataHome() + "/plait/downloads.sqlite"_L1;
     QCOMPARE(valueIn(list, u"SELECT count(*) FROM downloads WHERE finished = 1 AND owner_pid IS NULL"_s).toInt(), kFiles);
     QCOMPARE(valueIn(list, u"PRAGMA integrity_check"_s).toString(), u"ok"_s);
+}
+
+QStringList TestPlaitList::setAside(const PlaitSandbox &sandbox)
+{
+    const QStringList names = QDir(sandbox.dataHome() + "/plait"_L1).entryList({u"*.damaged-*"_s}, QDir::Files);
+    return names.filter(QRegularExpression(u"\\d$"_s));
+}
+
+void TestPlaitList::makeDamagedList(PlaitSandbox &sandbox)
+{
+    const PlaitResult result = sandbox.run({m_servers.nginx().url(u"/"_s + nameOf(0)).toString()});
+    QVERIFY2(result.status == 0, result.err.constData());
+    QCOMPARE(valueIn(listOf(sandbox), u"DROP TABLE mirrors"_s), QVariant());
+    QVERIFY(valueIn(listOf(sandbox), u"SELECT count(*) FROM mirrors"_s).isNull());
+}
+
+void TestPlaitList::whatIsNoFileInTheListsPlaceIsSaidAtOnce_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("command");
+    QTest::addColumn<QString>("word");
+    const QString list = u"downloads.sqlite"_s;
+    QTest::newRow("a folder") << list << u"mkdir \"$0\""_s << u"a folder"_s;
+    QTest::newRow("a pipe") << list << u"mkfifo \"$0\""_s << u"a named pipe"_s;
+    QTest::newRow("a device") << list << u"ln -s /dev/zero \"$0\""_s << u"a device"_s;
+    QTest::newRow("a link to nowhere") << list << u"ln -s nowhere \"$0\""_s << u"a link that leads nowhere"_s;
+    QTest::newRow("a link to itself") << list << u"ln -s \"$0\" \"$0\""_s << u"a link that leads nowhere"_s;
+    QTest::newRow("a socket") << list
+                              << u"python3 -c 'import socket, sys; socket.socket(socket.AF_UNIX).bind(sys.argv[1])' \"$0\""_s
+                              << u"a socket"_s;
+    QTest::newRow("a pipe for its journal") << list + "-journal"_L1 << u"mkfifo \"$0\""_s << u"a named pipe"_s;
+    QTest::newRow("a pipe for its log") << list + "-wal"_L1 << u"mkfifo \"$0\""_s << u"a named pipe"_s;
+}
+
+void TestPlaitList::whatIsNoFileInTheListsPlaceIsSaidAtOnce()
+{
+    QFETCH(QString, name);
+    QFETCH(QString, command);
+    QFETCH(QString, word);
+    PlaitSandbox sandbox;
+    const QDir folder(sandbox.dataHome() + "/plait"_L1);
+    QVERIFY(folder.mkpath(u"."_s));
+    QCOMPARE(QProcess::execute(u"/bin/sh"_s, {u"-c"_s, command, folder.filePath(name)}), 0);
+    const QString url = m_servers.nginx().url(u"/"_s + nameOf(0)).toString();
+    for (const QStringList &arguments :
+         {QStringList{u"list"_s}, {url}, {u"list"_s, u"--check"_s}, {u"list"_s, u"--repair"_s}, {u"show"_s, u"1"_s}}) {
+        const PlaitResult result = sandbox.runBare(arguments);
+        QCOMPARE(result.status, 1);
+        QVERIFY2(result.err.contains(word.toUtf8()) && result.err.contains("out of the way"), result.err.constData());
+    }
+    QCOMPARE(folder.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot), QStringList{name});
+    QVERIFY(sandbox.files().isEmpty());
+}
+
+void TestPlaitList::aDamagedListIsSaidByEveryCommand_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<int>("status");
+    QTest::newRow("list") << QStringList{u"list"_s} << 0;
+    QTest::newRow("show") << QStringList{u"show"_s, u"1"_s} << 1;
+    QTest::newRow("resume") << QStringList{u"resume"_s, u"1"_s} << 1;
+    QTest::newRow("get") << QStringList{u"URL"_s} << 0;
+}
+
+void TestPlaitList::aDamagedListIsSaidByEveryCommand()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(int, status);
+    PlaitSandbox sandbox;
+    makeDamagedList(sandbox);
+    arguments.replaceInStrings(u"URL"_s, m_servers.nginx().url(u"/"_s + nameOf(1)).toString());
+    const PlaitResult result = sandbox.runBare(arguments);
+    QCOMPARE(result.status, status);
+    QCOMPARE(setAside(sandbox).size(), 1);
+    QVERIFY2(result.err.contains("the table \"mirrors\" is missing"), result.err.constData());
+    QVERIFY2(result.err.contains(setAside(sandbox).first().toUtf8()), result.err.constData());
+}
+
+void TestPlaitList::aDamagedListIsCheckedAndRepaired()
+{
+    PlaitSandbox sandbox;
+    makeDamagedList(sandbox);
+    const PlaitResult found = sandbox.runBare({u"list"_s, u"--check"_s});
+    QCOMPARE(found.status, 1);
+    QVERIFY2(found.out.contains("the table \"mirrors\" is missing"), found.out.constData());
+    QVERIFY(setAside(sandbox).isEmpty());
+    const PlaitResult repaired = sandbox.runBare({u"list"_s, u"--repair"_s});
+    QVERIFY2(repaired.status == 0, (repaired.out + repaired.err).constData());
+    QCOMPARE(setAside(sandbox).size(), 1);
+    QVERIFY2(repaired.out.contains("brought over") && repaired.out.contains(setAside(sandbox).first().toUtf8()),
+             repaired.out.constData());
+    const PlaitResult whole = sandbox.runBare({u"list"_s, u"--check"_s});
+    QVERIFY2(whole.status == 0 && whole.out.contains("downloads: 1"), whole.out.constData());
+    const PlaitResult again = sandbox.runBare({u"list"_s, u"--repair"_s});
+    QVERIFY2(again.status == 0 && again.out.contains("nothing to repair"), again.out.constData());
+    QVERIFY(sandbox.runBare({u"list"_s}).out.contains("done"));
+}
+
+void TestPlaitList::whatWasSetAsideIsBroughtOverOnce()
+{
+    PlaitSandbox sandbox;
+    makeDamagedList(sandbox);
+    QVERIFY(sandbox.runBare({u"list"_s}).out.isEmpty());
+    const QString aside = QDir(sandbox.dataHome() + "/plait"_L1).filePath(setAside(sandbox).first());
+    QCOMPARE(sandbox.runBare({u"list"_s, u"--check"_s, aside}).status, 1);
+    for (const QByteArray brought : {"\"brought\":1", "\"brought\":0"}) {
+        const PlaitResult result = sandbox.runBare({u"list"_s, u"--repair"_s, aside, u"--json"_s});
+        QVERIFY2(result.status == 0 && result.out.contains(brought), (result.out + result.err).constData());
+    }
+    QCOMPARE(valueIn(listOf(sandbox), u"SELECT count(*) FROM downloads WHERE finished = 1"_s).toInt(), 1);
+    QCOMPARE(setAside(sandbox).size(), 1);
 }
 
 QTEST_GUILESS_MAIN(TestPlaitList)

@@ -1,0 +1,121 @@
+// SPDX-License-Identifier: MIT
+#include <cli/listcare.h>
+
+#include <cli/progressline.h>
+#include <host/storage/downloadlist.h>
+#include <host/storage/idranges.h>
+#include <host/storage/listcheck.h>
+#include <host/storage/listrepair.h>
+
+#include <QDir>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTextStream>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+QString listPathOf(const Arguments &arguments)
+{
+    return arguments.session.listPath.isEmpty() ? DownloadList::defaultPath() : arguments.session.listPath;
+}
+
+ExitStatus complain(QTextStream &notes, const QString &text)
+{
+    notes << "plait: " << ProgressLine::printable(text) << '\n' << Qt::flush;
+    return ExitStatus::Unknown;
+}
+
+void printJson(const QJsonObject &object, QTextStream &answers)
+{
+    answers << QJsonDocument(object).toJson(QJsonDocument::Compact) << '\n';
+}
+
+void say(const QString &text, QTextStream &answers)
+{
+    answers << ProgressLine::printable(text) << '\n';
+}
+
+void sayFindings(const ListCheck::Findings &findings, const QString &path, bool isTheList, QTextStream &answers)
+{
+    for (const QString &problem : findings.problems)
+        say(problem, answers);
+    const QString shown = QDir::toNativeSeparators(path);
+    if (findings.problems.isEmpty())
+        say(u"the list \"%1\" is whole; downloads: %2"_s.arg(shown).arg(findings.downloads), answers);
+    else
+        say(u"the list \"%1\" is damaged. Run \"plait list --repair%2\" to bring over what can be read of it."_s.arg(
+                shown, isTheList ? QString() : u" FILE"_s),
+            answers);
+}
+
+void sayReport(const ListRepair::Report &report, const QString &path, QTextStream &answers)
+{
+    const QString list = QDir::toNativeSeparators(path);
+    if (report.wasWhole) {
+        say(u"the list \"%1\" is whole; there is nothing to repair"_s.arg(list), answers);
+        return;
+    }
+    say(u"brought over from \"%1\", which is kept, into \"%2\": %3; there already: %4"_s.arg(
+            QDir::toNativeSeparators(report.from), list, QString::number(report.brought),
+            QString::number(report.present)),
+        answers);
+    for (const QString &remark : report.remarks)
+        say(remark, answers);
+    for (auto it = report.lost.cbegin(); it != report.lost.cend(); ++it)
+        say(u"not brought over: %1 (%2)"_s.arg(IdRanges::text(it.value()), it.key()), answers);
+}
+
+QJsonObject objectOf(const ListRepair::Report &report, const QString &path)
+{
+    QJsonArray lost;
+    for (const QList<qint64> &ids : report.lost) {
+        for (const qint64 id : ids)
+            lost.append(id);
+    }
+    return {{u"event"_s, u"repair"_s},
+            {u"list"_s, path},
+            {u"from"_s, report.from},
+            {u"brought"_s, report.brought},
+            {u"present"_s, report.present},
+            {u"lost"_s, lost},
+            {u"remarks"_s, QJsonArray::fromStringList(report.remarks)}};
+}
+
+}
+
+ExitStatus ListCare::check(const Arguments &arguments, QTextStream &answers, QTextStream &notes)
+{
+    const bool isTheList = arguments.setAsideList.isEmpty();
+    const QString path = isTheList ? listPathOf(arguments) : arguments.setAsideList;
+    const ListCheck::Findings findings = ListCheck::look(path);
+    if (!findings.errorText.isEmpty())
+        return complain(notes, findings.errorText);
+    if (arguments.json)
+        printJson({{u"event"_s, u"check"_s},
+                   {u"list"_s, path},
+                   {u"downloads"_s, findings.downloads},
+                   {u"problems"_s, QJsonArray::fromStringList(findings.problems)}},
+                  answers);
+    else
+        sayFindings(findings, path, isTheList, answers);
+    return findings.problems.isEmpty() ? ExitStatus::Done : ExitStatus::Unknown;
+}
+
+ExitStatus ListCare::repair(const Arguments &arguments, QTextStream &answers, QTextStream &notes)
+{
+    const QString path = listPathOf(arguments);
+    const ListRepair::Report report = arguments.setAsideList.isEmpty()
+        ? ListRepair::repair(path)
+        : ListRepair::bringOver(arguments.setAsideList, path);
+    if (!report.errorText.isEmpty())
+        return complain(notes, report.errorText);
+    if (arguments.json)
+        printJson(objectOf(report, path), answers);
+    else
+        sayReport(report, path, answers);
+    return report.lost.isEmpty() ? ExitStatus::Done : ExitStatus::Unknown;
+}
