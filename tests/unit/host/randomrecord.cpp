@@ -147,7 +147,7 @@ File randomFile(Dice &dice)
     file.type = dice.below(64);
     file.name = dice.text();
     file.size = dice.number();
-    file.selected = dice.coin();
+    file.selected = dice.coin() ? qint32(dice.number()) : 0;
     for (int i = dice.below(5); i > 0; --i)
         file.sections.append({dice.number(), dice.number(), dice.number()});
     file.pathOnDisk = dice.text();

@@ -56,6 +56,7 @@ private Q_SLOTS:
     void init();
 
     void everyFieldComesBack();
+    void aSelectionComesBackToTheBit();
     void anUpdateReplacesEverything();
     void anUpdateOfNobodyFails();
     void idsAreNotGivenOutTwice();
@@ -110,6 +111,23 @@ void TestDownloadList::everyFieldComesBack()
         QVERIFY2(*back == record, qPrintable(u"seed %1"_s.arg(seed)));
     }
     QCOMPARE(list.list().size(), qsizetype(kRandomRecords));
+}
+
+void TestDownloadList::aSelectionComesBackToTheBit()
+{
+    DownloadList list;
+    openList(list);
+    Info record;
+    record.files.resize(3);
+    record.files[0].selected = 0;
+    record.files[1].selected = 0x40000000;
+    record.files[2].selected = -1;
+    QVERIFY(list.insert(record) > 0);
+    const std::optional<Info> back = list.load(record.id);
+    QVERIFY(back.has_value());
+    QCOMPARE(back->files.at(0).selected, 0);
+    QCOMPARE(back->files.at(1).selected, 0x40000000);
+    QCOMPARE(back->files.at(2).selected, -1);
 }
 
 void TestDownloadList::anUpdateReplacesEverything()

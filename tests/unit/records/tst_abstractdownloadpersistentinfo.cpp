@@ -379,6 +379,9 @@ void TestAbstractDownloadPersistentInfo::selectedFiles_data()
     QTest::newRow("a selected file that is not on disk") << recordOf({skipped, fileOf(1)}) << false << 1 << 1;
     QTest::newRow("one of the selected files is on disk")
         << recordOf({fileOf(1), skipped, fileOf(1, -1, kOnDisk)}) << true << 2 << 0;
+    File chosen = fileOf(1, -1, kOnDisk);
+    chosen.selected = 0x40000000;
+    QTest::newRow("any of 32 bits means selected") << recordOf({skipped, chosen}) << true << 1 << 1;
     QTest::newRow("preallocated is not on disk") << recordOf({fileOf(1, -1, kPreallocated)}) << false << 1 << 0;
 }
 

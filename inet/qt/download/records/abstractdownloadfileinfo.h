@@ -18,7 +18,7 @@ struct DOWNLOADFRAMEWORK_EXPORT AbstractDownloadFileInfo : AbstractFileInfo {
     };
 
     qint64 size = -1;                        ///< bytes; -1 = unknown
-    bool selected = true;                    ///< to be downloaded; a file that is not selected is skipped
+    qint32 selected = 1;                     ///< not 0: to be downloaded; a file that is not selected is skipped
     QList<AbstractDownloadSection> sections; ///< its ranges in file order
     QString pathOnDisk;                      ///< path relative to the download's folder; empty = name
     quint8 fileFlags = 0;                    ///< FileFlag bits
