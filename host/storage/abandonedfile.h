@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <host/storage/fileidentity.h>
+#include <inet/qt/download/framework/fileidentity.h>
 #include <inet/qt/download/records/abstractdownloadpersistentinfo.h>
 
 /// An incomplete file that a process made in its last moment: the list was never told of it, and the next run would

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <host/storage/fileidentity.h>
+#include <inet/qt/download/framework/fileidentity.h>
 
 #include <QFutureWatcher>
 #include <QObject>

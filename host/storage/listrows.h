@@ -2,8 +2,8 @@
 #pragma once
 
 #include <host/storage/downloadoptions.h>
-#include <host/storage/fileidentity.h>
 #include <host/storage/listentry.h>
+#include <inet/qt/download/framework/fileidentity.h>
 
 #include <QList>
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <host/storage/fileidentity.h>
+#include <inet/qt/download/framework/fileidentity.h>
 #include <inet/qt/download/records/abstractdownloadpersistentinfo.h>
 
 /// A file that got its final name in the last moment of a process: the list still has it as incomplete.

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-#include <host/storage/fileidentity.h>
 #include <host/storage/renamedfile.h>
+#include <inet/qt/download/framework/fileidentity.h>
 
 #include <QDir>
 #include <QFile>
