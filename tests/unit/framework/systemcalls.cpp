@@ -2,10 +2,13 @@
 #include <tests/unit/framework/systemcalls.h>
 
 #include <cerrno>
+#include <cstdarg>
+#include <utility>
 
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <stdio.h>
+#include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
@@ -26,6 +29,35 @@ int refuse(int error)
     return -1;
 }
 
+/// The test's own output may go to a file, too.
+bool isPlainFile(int file)
+{
+    struct stat status = {};
+    return file > STDERR_FILENO && ::fstat(file, &status) == 0 && S_ISREG(status.st_mode);
+}
+
+}
+
+namespace
+{
+
+void call(std::function<void()> &hook)
+{
+    if (const std::function<void()> once = std::exchange(hook, nullptr))
+        once();
+}
+
+}
+
+FOR_THE_LIBRARY int openat(int folder, const char *name, int flags, ...)
+{
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    if ((flags & O_CREAT) != 0)
+        call(SystemCalls::atCreating);
+    return next<int(int, const char *, int, ...)>("openat")(folder, name, flags, mode);
 }
 
 FOR_THE_LIBRARY int fallocate(int file, int mode, off_t offset, off_t size)
@@ -33,6 +65,13 @@ FOR_THE_LIBRARY int fallocate(int file, int mode, off_t offset, off_t size)
     if (SystemCalls::fallocateError != 0)
         return refuse(SystemCalls::fallocateError);
     return next<int(int, int, off_t, off_t)>("fallocate")(file, mode, offset, size);
+}
+
+FOR_THE_LIBRARY ssize_t write(int file, const void *bytes, size_t count)
+{
+    if (SystemCalls::writeError != 0 && isPlainFile(file))
+        return refuse(SystemCalls::writeError);
+    return next<ssize_t(int, const void *, size_t)>("write")(file, bytes, count);
 }
 
 FOR_THE_LIBRARY int fdatasync(int file)
@@ -62,6 +101,7 @@ FOR_THE_LIBRARY int fstatvfs(int file, struct statvfs *disk) noexcept
 FOR_THE_LIBRARY int renameat2(int oldFolder, const char *oldName, int newFolder, const char *newName,
                               unsigned int flags) noexcept
 {
+    call(SystemCalls::atRenaming);
     if (SystemCalls::renameat2Error != 0)
         return refuse(SystemCalls::renameat2Error);
     using Function = int(int, const char *, int, const char *, unsigned int);

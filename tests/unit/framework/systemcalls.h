@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 
 /// Calls of the system that a test program answers in the system's place: 0 = the system does it itself.
 /// The program's own definitions are found before the C library's.
@@ -15,15 +16,22 @@ inline std::atomic<int> renameat2Error = 0;
 inline std::atomic<int> linkatError = 0;
 inline std::atomic<int> fsyncError = 0;
 inline std::atomic<int> fsyncCount = 0;
+/// Of plain files.
+inline std::atomic<int> writeError = 0;
+/// Called once, between the decision to make or to rename a file and the system's doing so. In one thread.
+inline std::function<void()> atCreating;
+inline std::function<void()> atRenaming;
 /// Negative = as it is.
 inline std::atomic<long long> freeBlocks = -1;
 
 inline void reset()
 {
-    for (std::atomic<int> *value :
-         {&fallocateError, &fdatasyncError, &fdatasyncCount, &renameat2Error, &linkatError, &fsyncError, &fsyncCount})
+    for (std::atomic<int> *value : {&fallocateError, &fdatasyncError, &fdatasyncCount, &renameat2Error, &linkatError,
+                                    &fsyncError, &fsyncCount, &writeError})
         *value = 0;
     freeBlocks = -1;
+    atCreating = nullptr;
+    atRenaming = nullptr;
 }
 
 }

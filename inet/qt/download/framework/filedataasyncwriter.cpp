@@ -6,6 +6,7 @@
 #include <QFile>
 #include <QMutex>
 #include <QMutexLocker>
+#include <QRecursiveMutex>
 #include <QThread>
 
 #include <atomic>
@@ -50,6 +51,10 @@ public:
     std::atomic<int> closesPending = 0; ///< closed() signals still to be delivered
     std::atomic<int> lastOpening = 0; ///< number of the newest open()
 
+    /// Held while the owner's thread speaks for the writer, which may end in its own thread at any time.
+    QRecursiveMutex speaking;
+    bool isGone = false;
+
     mutable QMutex errorMutex;
     AbstractError lastError;
     QDateTime lastErrorTime;
@@ -74,6 +79,7 @@ private:
     void failByFile(int fallbackCode, const std::string &source);
     void failByErrno(int number, const std::string &source);
     void fail(int code, const std::string &text, const std::string &source);
+    void tellOwner(int number);
     void answer(void (AbstractDataAsyncProcessor::*signal)());
 };
 
@@ -95,6 +101,10 @@ FileDataAsyncWriter::FileDataAsyncWriter(int syncEveryBytes, char placing, qint6
 
 FileDataAsyncWriter::~FileDataAsyncWriter()
 {
+    {
+        const QMutexLocker lock(&d->speaking);
+        d->isGone = true;
+    }
     disconnect(d->ownerContext);
     if (d->ownerContext->thread() == QThread::currentThread())
         delete d->ownerContext;
@@ -325,12 +335,20 @@ void FileDataAsyncWriter::Private::fail(int code, const std::string &text, const
     state = State::Failed;
     reserver.reset();
     setError(code, text, source);
-    // A failure that was on its way when the writer was closed, and perhaps opened again, answers nothing any more.
-    const auto tell = [this, number = opening] {
-        if (!closeAsked && number == lastOpening)
-            Q_EMIT q->failed();
-    };
+    const auto tell = [this, number = opening] { tellOwner(number); };
     QMetaObject::invokeMethod(q, tell, Qt::QueuedConnection);
+}
+
+/// Only the owner's thread knows whether the writer was closed by now, and perhaps opened again: a failure that was on
+/// its way then answers nothing any more.
+void FileDataAsyncWriter::Private::tellOwner(int number)
+{
+    const auto tell = [shared = q->d, number] {
+        const QMutexLocker lock(&shared->speaking);
+        if (!shared->isGone && !shared->closeAsked && number == shared->lastOpening)
+            Q_EMIT shared->q->failed();
+    };
+    QMetaObject::invokeMethod(ownerContext, tell, Qt::AutoConnection);
 }
 
 void FileDataAsyncWriter::Private::setError(int code, const std::string &text, const std::string &source)
