@@ -80,6 +80,7 @@ private Q_SLOTS:
     void overwritingDoesNotReplaceAFolder();
     void skippingIsAnError();
     void twoFilesOfOneNameDoNotShareAFile();
+    void whatAppearsInTheLastMomentIsLeftAlone();
     void plantedLinksAreNotFollowed_data();
     void plantedLinksAreNotFollowed();
 
@@ -519,6 +520,16 @@ void TestFileOps::twoFilesOfOneNameDoNotShareAFile()
     bench.perform(folder(), {toCreate(u"x/a"_s, 0, 0), toCreate(u"y/a"_s, 0, 1)});
     QCOMPARE(bench.result(0), u"a.part"_s);
     QCOMPARE(bench.result(1), u"a (1).part"_s);
+}
+
+void TestFileOps::whatAppearsInTheLastMomentIsLeftAlone()
+{
+    Bench bench;
+    SystemCalls::atCreating = [this] { makeFile(at(u"a.bin.part"_s), "foreign"); };
+    bench.perform(folder(), {toCreate(u"a.bin"_s)});
+    QVERIFY2(!bench.error, qPrintable(bench.errorText()));
+    QCOMPARE(bench.result(), u"a (1).bin.part"_s);
+    QCOMPARE(contentOf(at(u"a.bin.part"_s)), "foreign");
 }
 
 void TestFileOps::plantedLinksAreNotFollowed_data()

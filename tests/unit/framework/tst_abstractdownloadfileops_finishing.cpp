@@ -36,6 +36,10 @@ private Q_SLOTS:
     void aFileMadeInTheSameListIsExtended();
     void finishingTwiceIsHarmless();
     void aGoneFileIsAnError();
+    void aFileOfEqualLengthIsNotTakenForTheFinishedOne();
+    void aFinishedFileIsKnownByItselfAlone();
+    void anotherFileInItsPlaceIsNotFinished();
+    void aFileExchangedInTheLastMomentDoesNotGetTheName();
     void finishingDoesNotTakeTheOldFileForTheNew();
     void finishingReactsToAnExistingFile_data();
     void finishingReactsToAnExistingFile();
@@ -158,6 +162,56 @@ void TestFileOpsFinishing::aGoneFileIsAnError()
     QVERIFY(bench.error.code != 0);
     QVERIFY2(bench.errorText().contains(at(u"a.bin.part"_s)), qPrintable(bench.errorText()));
     QVERIFY2(bench.errorText().contains(u"Restart"_s), qPrintable(bench.errorText()));
+}
+
+void TestFileOpsFinishing::aFileOfEqualLengthIsNotTakenForTheFinishedOne()
+{
+    Bench bench;
+    bench.perform(folder(), {toCreate(u"a.bin"_s, 3)});
+    makeFile(at(u"a.bin.part"_s), "abc");
+    makeFile(at(u"a.bin"_s), "old");
+    QVERIFY(QFile::remove(at(u"a.bin.part"_s)));
+    bench.perform(folder(), {toFinish(u"a.bin.part"_s, 3)});
+    QVERIFY(bench.error.code != 0);
+    QVERIFY2(bench.errorText().contains(u"Restart"_s), qPrintable(bench.errorText()));
+    QCOMPARE(contentOf(at(u"a.bin"_s)), "old");
+}
+
+void TestFileOpsFinishing::aFinishedFileIsKnownByItselfAlone()
+{
+    Bench bench;
+    bench.perform(folder(), {toCreate(u"a.bin"_s, 3)});
+    makeFile(at(u"a.bin.part"_s), "abc");
+    QVERIFY(QFile::rename(at(u"a.bin.part"_s), at(u"a.bin"_s)));
+    bench.perform(folder(), {toFinish(u"a.bin.part"_s, 3)});
+    QVERIFY2(!bench.error, qPrintable(bench.errorText()));
+    QCOMPARE(bench.result(), u"a.bin"_s);
+    QCOMPARE(names(), QStringList{u"a.bin"_s});
+}
+
+void TestFileOpsFinishing::anotherFileInItsPlaceIsNotFinished()
+{
+    Bench bench;
+    bench.perform(folder(), {toCreate(u"a.bin"_s, 3)});
+    makeFile(at(u"a.bin.part"_s), "abc");
+    exchange(at(u"a.bin.part"_s), "foreign");
+    bench.perform(folder(), {toFinish(u"a.bin.part"_s, 3)});
+    QVERIFY(bench.error.code != 0);
+    QVERIFY2(bench.errorText().contains(u"another file"_s), qPrintable(bench.errorText()));
+    QCOMPARE(names(), QStringList{u"a.bin.part"_s});
+    QCOMPARE(contentOf(at(u"a.bin.part"_s)), "foreign");
+}
+
+void TestFileOpsFinishing::aFileExchangedInTheLastMomentDoesNotGetTheName()
+{
+    Bench bench;
+    bench.perform(folder(), {toCreate(u"a.bin"_s, 3)});
+    makeFile(at(u"a.bin.part"_s), "abc");
+    SystemCalls::atRenaming = [this] { exchange(at(u"a.bin.part"_s), "foreign"); };
+    bench.perform(folder(), {toFinish(u"a.bin.part"_s, 3)});
+    QVERIFY2(bench.errorText().contains(u"another file"_s), qPrintable(bench.errorText()));
+    QCOMPARE(names(), QStringList{u"a.bin.part"_s});
+    QCOMPARE(contentOf(at(u"a.bin.part"_s)), "foreign");
 }
 
 void TestFileOpsFinishing::finishingDoesNotTakeTheOldFileForTheNew()
@@ -283,11 +337,12 @@ void TestFileOpsFinishing::finishingDoesNotFollowLinks()
     QVERIFY(QFile::link(at(u"victim"_s), at(u"a.bin.part"_s)));
     Bench bench;
     bench.perform(folder(), {toFinish(u"a.bin.part"_s, 3)});
-    QVERIFY(bench.error.code != 0);
+    QVERIFY2(bench.errorText().contains(u": it is a link, not a plain file. Move away"_s),
+             qPrintable(bench.errorText()));
     QCOMPARE(contentOf(at(u"victim"_s)), "precious");
     QCOMPARE(::mkfifo(QFile::encodeName(at(u"pipe.part"_s)).constData(), 0600), 0);
     bench.perform(folder(), {toFinish(u"pipe.part"_s, 3)});
-    QVERIFY(bench.error.code != 0);
+    QVERIFY2(bench.errorText().contains(u": it is a pipe, not a plain file"_s), qPrintable(bench.errorText()));
 }
 
 void TestFileOpsFinishing::aQuestionIsAnswered_data()

@@ -55,6 +55,8 @@ private Q_SLOTS:
     void stepsDoNotHoldUpDataNorHarmIt();
     void aStepThatFindsTheDiskFullFails_data() { threads(); }
     void aStepThatFindsTheDiskFullFails();
+    void aStepThatFindsAnotherFileFails_data();
+    void aStepThatFindsAnotherFileFails();
     void closeEndsTheSteps_data() { threads(); }
     void closeEndsTheSteps();
 
@@ -136,13 +138,20 @@ void TestFileWriterReserving::aFileTooLargeForTheDiskFailsAtOnce_data()
     QTest::addColumn<bool>("ownThread");
     QTest::addColumn<int>("fallocateError");
     QTest::addColumn<qint64>("freeBlocks");
+    QTest::addColumn<int>("code");
     QTest::addColumn<QString>("text");
     for (const bool own : {false, true}) {
         const QByteArray where = own ? ", in a thread of its own" : ", in the caller's thread";
         const QString full = u"No space left on device"_s;
-        QTest::newRow("the file system says that it is full" + where) << own << ENOSPC << qint64(-1) << full;
-        QTest::newRow("the file may not become so large" + where) << own << 0 << qint64(-1) << u"File too large"_s;
-        QTest::newRow("too little is free for steps" + where) << own << EOPNOTSUPP << qint64(1) << full;
+        const int scarce = QFileDevice::ResourceError;
+        QTest::newRow("the file system says that it is full" + where) << own << ENOSPC << qint64(-1) << scarce << full;
+        QTest::newRow("the person's share is used up" + where)
+            << own << EDQUOT << qint64(-1) << scarce << u"Disk quota exceeded"_s;
+        QTest::newRow("the disk is broken" + where)
+            << own << EIO << qint64(-1) << int(QFileDevice::WriteError) << u"Input/output error"_s;
+        QTest::newRow("the file may not become so large" + where)
+            << own << 0 << qint64(-1) << scarce << u"File too large"_s;
+        QTest::newRow("too little is free for steps" + where) << own << EOPNOTSUPP << qint64(1) << scarce << full;
     }
 }
 
@@ -151,6 +160,7 @@ void TestFileWriterReserving::aFileTooLargeForTheDiskFailsAtOnce()
     QFETCH(bool, ownThread);
     QFETCH(int, fallocateError);
     QFETCH(qint64, freeBlocks);
+    QFETCH(int, code);
     QFETCH(QString, text);
     SystemCalls::fallocateError = fallocateError;
     SystemCalls::freeBlocks = freeBlocks;
@@ -160,7 +170,7 @@ void TestFileWriterReserving::aFileTooLargeForTheDiskFailsAtOnce()
     bench.writer->open(path(), 0, false);
     bench.settle();
     QCOMPARE(bench.said, (QStringList{u"failed"_s, u"all"_s}));
-    QCOMPARE(bench.writer->lastError().code, int(QFileDevice::ResourceError));
+    QCOMPARE(bench.writer->lastError().code, code);
     QCOMPARE(QString::fromStdString(bench.writer->lastError().description), text);
     QVERIFY(!bench.writer->isOpen());
     QCOMPARE(contentOf(path()), QByteArray());
@@ -238,6 +248,41 @@ void TestFileWriterReserving::aStepThatFindsTheDiskFullFails()
     QCOMPARE(bench.withoutProgress(), (QStringList{u"opened"_s, u"failed"_s, u"all"_s}));
     QCOMPARE(bench.writer->lastError().code, int(QFileDevice::ResourceError));
     bench.closeAndWait();
+}
+
+void TestFileWriterReserving::aStepThatFindsAnotherFileFails_data()
+{
+    QTest::addColumn<QString>("inItsPlace");
+    QTest::addColumn<QString>("words");
+    QTest::newRow("another file") << u"file"_s << u"another file"_s;
+    QTest::newRow("another name of another file") << u"link"_s << u"a link"_s;
+    QTest::newRow("nothing") << QString() << u"No such file"_s;
+}
+
+void TestFileWriterReserving::aStepThatFindsAnotherFileFails()
+{
+    QFETCH(QString, inItsPlace);
+    QFETCH(QString, words);
+    SystemCalls::fallocateError = EOPNOTSUPP;
+    makeFile(path(), "abc");
+    makeFile(path(u"foreign"_s), "foreign");
+    Bench bench(false);
+    bench.writer->schedulePreallocateOnOpen(64 * kMiB);
+    // In the caller's thread the file is open by now; the first step is still to come.
+    bench.writer->open(path(), 3, true);
+    QVERIFY(QFile::rename(path(), path(u"moved"_s)));
+    if (inItsPlace == u"file"_s)
+        QVERIFY(QFile::rename(path(u"foreign"_s), path()));
+    else if (!inItsPlace.isEmpty())
+        QVERIFY(QFile::link(path(u"foreign"_s), path()));
+    bench.settle();
+    QTRY_VERIFY(bench.said.contains(u"failed"_s));
+    QVERIFY(bench.said.filter(u"reserved"_s).isEmpty());
+    const QString text = QString::fromStdString(bench.writer->lastError().description);
+    QVERIFY2(text.contains(words), qPrintable(text));
+    if (!inItsPlace.isEmpty())
+        QCOMPARE(contentOf(path()), "foreign");
+    QCOMPARE(contentOf(path(u"moved"_s)), "abc");
 }
 
 void TestFileWriterReserving::closeEndsTheSteps()

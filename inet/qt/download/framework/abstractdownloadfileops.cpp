@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include <inet/qt/download/framework/abstractdownloadfileops.h>
 
+#include <inet/qt/download/framework/ownfiles.h>
 #include <inet/qt/download/framework/targetfilename.h>
 #include <inet/qt/download/framework/targetfileoperator.h>
 
 #include <QHash>
 #include <QPointer>
 #include <QQueue>
+#include <QSet>
 
 #include <atomic>
 #include <optional>
@@ -74,6 +76,11 @@ public:
         : q(ops)
     {
     }
+    ~Private()
+    {
+        for (const QString &path : std::as_const(m_finished))
+            OwnFiles::forget(path);
+    }
 
     void begin(const QString &folder, const QList<Operation> &operations);
     void answer(int fileIndex, AbstractDownloadFileExistsAction action);
@@ -93,6 +100,7 @@ private:
     bool m_asking = false;
     /// Who said at the beginning what is to become of a file in the way is not asked again at the end.
     QHash<int, AbstractDownloadFileExistsAction> m_answers;
+    QSet<QString> m_finished; ///< paths that files had until then
 };
 
 AbstractDownloadFileOps::AbstractDownloadFileOps(QObject *parent)
@@ -231,6 +239,10 @@ void AbstractDownloadFileOps::Private::proceed(std::optional<AbstractDownloadFil
 void AbstractDownloadFileOps::Private::finish(const AbstractError &error)
 {
     const Run run = m_runs.dequeue();
+    for (int i = 0; i < run.done; ++i) {
+        if (run.operations.at(i).kind == Operation::Finish)
+            m_finished.insert(run.folder + u'/' + run.operations.at(i).name);
+    }
     const auto next = [this] {
         if (!m_runs.isEmpty() && !m_asking)
             proceed();

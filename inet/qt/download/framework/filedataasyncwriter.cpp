@@ -2,6 +2,8 @@
 #include <inet/qt/download/framework/filedataasyncwriter.h>
 
 #include <inet/qt/download/framework/filespacereserver.h>
+#include <inet/qt/download/framework/ownfiles.h>
+#include <inet/qt/download/framework/plainfile.h>
 
 #include <QFile>
 #include <QMutex>
@@ -11,10 +13,31 @@
 
 #include <atomic>
 #include <cerrno>
-#include <cstring>
 #include <utility>
 
+#include <fcntl.h>
 #include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+int codeOf(int number, int otherwise)
+{
+    switch (number) {
+    case ENOSPC:
+    case EFBIG:
+    case EDQUOT:
+    case EMFILE:
+    case ENFILE:
+        return QFileDevice::ResourceError;
+    default:
+        return otherwise;
+    }
+}
+
+}
 
 /// Three kinds of state: what the owner's thread has been told, what both threads see, and what the writer's thread
 /// does.
@@ -61,6 +84,7 @@ public:
 
     State state = State::Closed;
     int opening = 0; ///< number of the open() that the state belongs to
+    QString filePath;
     std::unique_ptr<QFile> file;
     qint64 position = 0;
     qint64 lastEnd = 0; ///< behind the last byte written
@@ -70,14 +94,15 @@ public:
     qint64 reportedReserved = 0;
 
 private:
+    bool openPlainFile(const QString &path, bool exists);
     void reserve();
     void reserveStep();
     void onReserved(FileSpaceReserver::Result result);
     void reportReserved();
     qint64 writeAll(const QByteArray &data);
-    bool syncIfDue(qint64 written);
+    int syncIfDue(qint64 written);
     void failByFile(int fallbackCode, const std::string &source);
-    void failByErrno(int number, const std::string &source);
+    void failByErrno(int number, int fallbackCode, const std::string &source);
     void fail(int code, const std::string &text, const std::string &source);
     void tellOwner(int number);
     void answer(void (AbstractDataAsyncProcessor::*signal)());
@@ -194,14 +219,8 @@ void FileDataAsyncWriter::Private::openFile(const QString &path, qint64 start, b
 {
     closeFile();
     opening = number;
-    file = std::make_unique<QFile>(path);
-    QIODevice::OpenMode mode = QIODevice::ReadWrite | QIODevice::Unbuffered;
-    if (exists)
-        mode |= QIODevice::ExistingOnly;
-    if (!file->open(mode)) {
-        failByFile(QFileDevice::OpenError, errorSourceHere());
+    if (!openPlainFile(path, exists))
         return;
-    }
     state = State::Open;
     lastEnd = start;
     seekTo(start);
@@ -211,6 +230,22 @@ void FileDataAsyncWriter::Private::openFile(const QString &path, qint64 start, b
         answer(&AbstractDataAsyncProcessor::opened);
 }
 
+bool FileDataAsyncWriter::Private::openPlainFile(const QString &path, bool exists)
+{
+    filePath = path;
+    int error = 0;
+    const int descriptor = PlainFile::open(path, exists ? 0 : O_CREAT, error);
+    file = std::make_unique<QFile>();
+    if (descriptor >= 0
+        && !file->open(descriptor, QIODevice::ReadWrite | QIODevice::Unbuffered, QFile::AutoCloseHandle))
+        error = EIO;
+    if (error == 0 && !OwnFiles::isOwn(path, descriptor))
+        error = PlainFile::kAnotherFile;
+    if (error != 0)
+        failByErrno(error, QFileDevice::OpenError, errorSourceHere());
+    return error == 0;
+}
+
 void FileDataAsyncWriter::Private::write(const QByteArray &data)
 {
     if (state != State::Open || data.isEmpty())
@@ -218,14 +253,14 @@ void FileDataAsyncWriter::Private::write(const QByteArray &data)
     const qint64 written = writeAll(data);
     position += written;
     lastEnd = position;
-    const bool synced = written == 0 || syncIfDue(written);
+    const int syncError = written == 0 ? 0 : syncIfDue(written);
     if (written > 0)
         QMetaObject::invokeMethod(
             q, [this, written] { Q_EMIT q->dataProcessed(written); }, Qt::QueuedConnection);
     if (written < data.size())
         failByFile(QFileDevice::WriteError, errorSourceHere());
-    else if (!synced)
-        failByErrno(errno, errorSourceHere());
+    else if (syncError != 0)
+        failByErrno(syncError, QFileDevice::WriteError, errorSourceHere());
 }
 
 /// How much got written; less than all only after a failure.
@@ -241,14 +276,14 @@ qint64 FileDataAsyncWriter::Private::writeAll(const QByteArray &data)
     return written;
 }
 
-/// False, with errno set, when the disk did not take the data.
-bool FileDataAsyncWriter::Private::syncIfDue(qint64 written)
+/// The system's error number when the disk did not take the data, else 0.
+int FileDataAsyncWriter::Private::syncIfDue(qint64 written)
 {
     unsynced += written;
     if (syncEveryBytes <= 0 || unsynced < syncEveryBytes)
-        return true;
+        return 0;
     unsynced = 0;
-    return ::fdatasync(file->handle()) == 0 || errno == EINVAL;
+    return ::fdatasync(file->handle()) == 0 || errno == EINVAL ? 0 : errno;
 }
 
 void FileDataAsyncWriter::Private::closeFile()
@@ -264,7 +299,7 @@ void FileDataAsyncWriter::Private::closeFile()
 void FileDataAsyncWriter::Private::seekTo(qint64 target)
 {
     position = target;
-    if (state != State::Open || file->isSequential())
+    if (state != State::Open)
         return;
     if (target < 0 || !file->seek(target))
         failByFile(QFileDevice::PositionError, errorSourceHere());
@@ -275,7 +310,7 @@ void FileDataAsyncWriter::Private::reserve()
     const qint64 size = std::exchange(sizeToReserve, -1);
     if (size < 0)
         return;
-    reserver = std::make_unique<FileSpaceReserver>(file->fileName(), size);
+    reserver = std::make_unique<FileSpaceReserver>(filePath, size);
     reportedReserved = 0;
     onReserved(reserver->reserveAtOnce(file->handle()));
 }
@@ -302,7 +337,7 @@ void FileDataAsyncWriter::Private::onReserved(FileSpaceReserver::Result result)
     const int number = reserver->errorNumber();
     reserver.reset();
     if (result == FileSpaceReserver::Result::Failed)
-        failByErrno(number, errorSourceHere());
+        failByErrno(number, QFileDevice::WriteError, errorSourceHere());
     else
         QMetaObject::invokeMethod(
             q, [this, size] { Q_EMIT q->preallocateFinished(size); }, Qt::QueuedConnection);
@@ -324,10 +359,13 @@ void FileDataAsyncWriter::Private::failByFile(int fallbackCode, const std::strin
     fail(known ? int(file->error()) : fallbackCode, file->errorString().toStdString(), source);
 }
 
-void FileDataAsyncWriter::Private::failByErrno(int number, const std::string &source)
+void FileDataAsyncWriter::Private::failByErrno(int number, int fallbackCode, const std::string &source)
 {
-    const bool full = number == ENOSPC || number == EFBIG || number == EDQUOT;
-    fail(full ? QFileDevice::ResourceError : QFileDevice::WriteError, std::strerror(number), source);
+    QString text = PlainFile::reason(filePath, number);
+    if (PlainFile::isInTheWay(number))
+        text = "cannot write to \""_L1 + filePath + "\": "_L1 + text
+            + ". Move away what is in its place, or choose another name."_L1;
+    fail(codeOf(number, fallbackCode), text.toStdString(), source);
 }
 
 void FileDataAsyncWriter::Private::fail(int code, const std::string &text, const std::string &source)

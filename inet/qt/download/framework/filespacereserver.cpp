@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <inet/qt/download/framework/filespacereserver.h>
 
-#include <QFile>
+#include <inet/qt/download/framework/plainfile.h>
+
+#include <QScopeGuard>
 
 #include <cerrno>
 
@@ -92,13 +94,15 @@ FileSpaceReserver::Result FileSpaceReserver::reserveStep(int file)
 FileSpaceReserver::Result FileSpaceReserver::appendZeros(int file, qint64 count)
 {
     static const QByteArray zeros(kPiece, '\0');
-    QFile appender(m_path);
-    if (!appender.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::ExistingOnly | QIODevice::Unbuffered)
-        || !isSameFile(file, appender.handle())) {
-        return Result::Done;
-    }
+    int error = 0;
+    const int appender = PlainFile::open(m_path, O_WRONLY | O_APPEND, error);
+    if (appender < 0)
+        return fail(error);
+    const auto closing = qScopeGuard([appender] { ::close(appender); });
+    if (!isSameFile(file, appender))
+        return fail(PlainFile::kAnotherFile);
     while (count > 0) {
-        const ssize_t written = ::write(appender.handle(), zeros.constData(), size_t(qMin(count, kPiece)));
+        const ssize_t written = ::write(appender, zeros.constData(), size_t(qMin(count, kPiece)));
         if (written < 0 && errno == EINTR)
             continue;
         if (written <= 0)

@@ -28,6 +28,7 @@ public:
     qint64 size() const { return m_size; }
     /// So many bytes of the file are there, as last seen.
     qint64 reserved() const { return m_reserved; }
+    /// The system's, or PlainFile::kAnotherFile: the path is no longer that of the file.
     int errorNumber() const { return m_errorNumber; }
 
 private:

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include <inet/qt/download/framework/targetfileoperator.h>
 
+#include <inet/qt/download/framework/plainfile.h>
 #include <inet/qt/download/framework/targetfilename.h>
 #include <inet/qt/download/framework/targetfolder.h>
 
 #include <QFileDevice>
 
 #include <cerrno>
-#include <cstring>
 
 using namespace Qt::StringLiterals;
 
@@ -41,6 +41,8 @@ int codeOf(int number, QFileDevice::FileError otherwise)
 
 QString adviceFor(int number)
 {
+    if (PlainFile::isInTheWay(number))
+        return u" Move away what is in its place, or choose another name."_s;
     switch (number) {
     case EACCES:
     case EPERM:
@@ -51,11 +53,6 @@ QString adviceFor(int number)
         return u" Free some space and start the download again."_s;
     case ENAMETOOLONG:
         return u" Choose a shorter name."_s;
-    case EEXIST:
-    case EISDIR:
-    case ELOOP:
-    case ENOTSUP:
-        return u" Move away what is in its place, or choose another name."_s;
     case ENOENT:
     case ENODATA:
         return u" Restart the download to fetch it again."_s;
@@ -74,8 +71,8 @@ Outcome failed(const QString &what, const QString &path, int number, QFileDevice
                const std::string &source)
 {
     return failed(codeOf(number, otherwise),
-                  "cannot "_L1 + what + " \""_L1 + path + "\": "_L1 + QString::fromLocal8Bit(std::strerror(number))
-                      + u'.' + adviceFor(number),
+                  "cannot "_L1 + what + " \""_L1 + path + "\": "_L1 + PlainFile::reason(path, number) + u'.'
+                      + adviceFor(number),
                   source);
 }
 
@@ -187,7 +184,7 @@ Outcome TargetFileOperator::createOver(TargetFolder &folder, Operation &operatio
         return failed(u"replace"_s, folder.pathOf(name), EISDIR, QFileDevice::OpenError, errorSourceHere());
     int error = 0;
     if (folder.exists(part) && !truncate) {
-        error = folder.checkWritable(part);
+        error = folder.takeOver(part);
     } else {
         error = folder.exists(part) ? folder.remove(part) : 0;
         error = error == 0 ? folder.createExclusively(part) : error;
@@ -218,10 +215,9 @@ Outcome TargetFileOperator::finish(TargetFolder &folder, Operation &operation, R
     qint64 found = 0;
     error = folder.bringToSize(name, operation.size, m_created.contains(operation.fileIndex), found);
     const QString finalName = TargetFileName::finalOf(name);
-    // A run that ended between the rename and the record finds its work done. Not so where files get replaced: there
-    // the file of the final name may be the old one.
-    if (error == ENOENT && finalName != name && reaction != Reaction::Overwrite && operation.size >= 0
-        && folder.fileSize(finalName) == operation.size) {
+    // Who was stopped between the rename and the record finds the work done: by the file itself, never by its length.
+    if (error == ENOENT && finalName != name && folder.isOwnUnder(finalName, name)
+        && (operation.size < 0 || folder.fileSize(finalName) == operation.size)) {
         operation.resultPath = TargetFileName::finalOf(path);
         return {};
     }
@@ -246,6 +242,11 @@ Outcome TargetFileOperator::bringToName(TargetFolder &folder, Operation &operati
         error = folder.renameOver(partName, wished);
     else if (error == EEXIST)
         error = renameToFree(folder, partName, name);
+    // What was looked at before may have been exchanged since; the name is not for that.
+    if (error == 0 && folder.isOtherUnder(name, partName)) {
+        folder.renameWithoutReplacing(name, partName);
+        error = PlainFile::kAnotherFile;
+    }
     if (error == 0)
         error = folder.sync();
     if (error != 0)

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <inet/qt/download/framework/targetfolder.h>
 
+#include <inet/qt/download/framework/ownfiles.h>
+#include <inet/qt/download/framework/plainfile.h>
+
 #include <QDir>
 #include <QFile>
 
@@ -64,13 +67,13 @@ int syncDescriptor(int number)
     return errno;
 }
 
-int checkPlainFile(int number, qint64 &size)
+int sizeOf(int number, qint64 &size)
 {
     struct stat status = {};
     if (::fstat(number, &status) != 0)
         return errno;
     size = status.st_size;
-    return S_ISREG(status.st_mode) ? 0 : ENOTSUP;
+    return 0;
 }
 
 }
@@ -145,16 +148,29 @@ int TargetFolder::createExclusively(const QString &name)
 {
     const Descriptor file(::openat(m_folder, QFile::encodeName(name).constData(),
                                    O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
-    return file.isValid() ? 0 : errno;
+    if (!file.isValid())
+        return errno;
+    OwnFiles::set(pathOf(name), FileIdentity::of(file.number()));
+    return 0;
 }
 
-int TargetFolder::checkWritable(const QString &name) const
+int TargetFolder::takeOver(const QString &name)
 {
-    // Without O_NONBLOCK a planted pipe would be waited for.
-    const Descriptor file(
-        ::openat(m_folder, QFile::encodeName(name).constData(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    qint64 size = 0;
-    return file.isValid() ? checkPlainFile(file.number(), size) : errno;
+    int error = 0;
+    const Descriptor file(PlainFile::open(m_folder, name, O_RDWR, error));
+    if (file.isValid())
+        OwnFiles::set(pathOf(name), FileIdentity::of(file.number()));
+    return error;
+}
+
+bool TargetFolder::isOwnUnder(const QString &newName, const QString &name) const
+{
+    return OwnFiles::isKnown(pathOf(name), FileIdentity::in(m_folder, newName));
+}
+
+bool TargetFolder::isOtherUnder(const QString &newName, const QString &name) const
+{
+    return OwnFiles::isOther(pathOf(name), FileIdentity::in(m_folder, newName));
 }
 
 int TargetFolder::remove(const QString &name)
@@ -164,11 +180,11 @@ int TargetFolder::remove(const QString &name)
 
 int TargetFolder::bringToSize(const QString &name, qint64 size, bool mayGrow, qint64 &found)
 {
-    const Descriptor file(
-        ::openat(m_folder, QFile::encodeName(name).constData(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    int error = 0;
+    const Descriptor file(PlainFile::open(m_folder, name, O_RDWR, error));
     if (!file.isValid())
-        return errno;
-    int error = checkPlainFile(file.number(), found);
+        return error;
+    error = OwnFiles::isOwn(pathOf(name), file.number()) ? sizeOf(file.number(), found) : PlainFile::kAnotherFile;
     if (error == 0 && size >= 0 && found < size && !mayGrow)
         error = ENODATA;
     if (error == 0 && size >= 0 && found != size)

@@ -6,7 +6,7 @@
 
 /// An open folder, in which names are looked up and changed without ever following a link or leaving it.
 ///
-/// Every operation returns 0 or the system's error number. Used in one thread.
+/// Every operation returns 0, the system's error number or PlainFile::kAnotherFile. Used in one thread.
 class TargetFolder
 {
     Q_DISABLE_COPY_MOVE(TargetFolder)
@@ -29,11 +29,16 @@ public:
     /// -1 when it is no plain file.
     qint64 fileSize(const QString &name) const;
 
+    /// What is made is the download's own.
     int createExclusively(const QString &name);
-    /// Whether the name is a plain file that can be written to.
-    int checkWritable(const QString &name) const;
+    /// A plain file that can be written to is the download's own from now on.
+    int takeOver(const QString &name);
+    /// Whether what stands under the new name is the file that the download had under the other; whether it is known to
+    /// be another. Both are false where nothing can be said.
+    bool isOwnUnder(const QString &newName, const QString &name) const;
+    bool isOtherUnder(const QString &newName, const QString &name) const;
     int remove(const QString &name);
-    /// Cuts a plain file to the size, and pushes it to the disk. @param mayGrow extends a shorter one too
+    /// Cuts the download's own file to the size, and pushes it to the disk. @param mayGrow extends a shorter one too
     /// @param found length as it was; ENODATA when that is not enough
     int bringToSize(const QString &name, qint64 size, bool mayGrow, qint64 &found);
     /// EEXIST when something of the new name is there.
