@@ -366,7 +366,7 @@ void DownloadSession::run(const DownloadList::Taken &taken, DownloadList *list, 
     download->setSettings({});
     prepare(*download, record, taken.options);
     download->setInfo(record);
-    running->run(command);
+    running->run(command, taken.file);
 }
 
 void DownloadSession::relaySignals(SessionDownload *running)
@@ -394,7 +394,7 @@ void DownloadSession::onFinished(SessionDownload *running)
 {
     const qint64 id = running->id();
     AbstractDownloadPersistentInfo info = running->info();
-    checkWhole(info);
+    checkWhole(info, running->file());
     if (id > 0 && info.isFinished() && !info.lastError && !running->savedInfo().isFinished())
         info.setLastError({QFileDevice::WriteError, ErrorCategory::kFile, errorSourceHere(),
                            "the disk did not take all of the file"});

@@ -140,10 +140,11 @@ private:
     void run(const DownloadList::Taken &taken, DownloadList *list, AbstractDownloadCommand command);
     bool change(qint64 id, const std::function<QString(AbstractDownloadPersistentInfo &)> &how, QString *errorText);
     void restoreSources(qint64 id, AbstractDownloadPersistentInfo info);
-    /// Length of the file that the record names; -1 when it is not there. A link is none of ours.
-    static qint64 lengthOnDisk(const AbstractDownloadPersistentInfo &record);
+    /// Length of the file that the record names; -1 when it is not there. A link is none of ours, nor is a file that is
+    /// known to be another than the one that was made.
+    static qint64 lengthOnDisk(const AbstractDownloadPersistentInfo &record, const FileIdentity &known);
     /// "Finished" is said to nobody while the disk says otherwise.
-    static void checkWhole(AbstractDownloadPersistentInfo &info);
+    static void checkWhole(AbstractDownloadPersistentInfo &info, const FileIdentity &file);
     static QString deleteFiles(const AbstractDownloadPersistentInfo &record);
     void relaySignals(SessionDownload *download);
     void onFinished(SessionDownload *download);

@@ -123,12 +123,12 @@ void DownloadSession::checkAgainstDisk(AbstractDownloadPersistentInfo &record, c
 {
     if (record.isFinished())
         return;
-    if (lengthOnDisk(record) == -1) {
+    if (lengthOnDisk(record, file) == -1) {
         RenamedFile::takeBack(record, file);
         AbandonedFile::remove(record, file, m_openedAt);
     }
     const QString path = record.files.isEmpty() ? QString() : QDir::toNativeSeparators(record.filePath(0));
-    const DiskCheck::Repair repair = DiskCheck::repair(record, lengthOnDisk(record));
+    const DiskCheck::Repair repair = DiskCheck::repair(record, lengthOnDisk(record, file));
     if (repair == DiskCheck::Repair::None)
         return;
     if (repair == DiskCheck::Repair::CutBack)
@@ -141,17 +141,18 @@ void DownloadSession::checkAgainstDisk(AbstractDownloadPersistentInfo &record, c
         Q_EMIT warned(record.id, m_list.lastErrorText());
 }
 
-qint64 DownloadSession::lengthOnDisk(const AbstractDownloadPersistentInfo &record)
+qint64 DownloadSession::lengthOnDisk(const AbstractDownloadPersistentInfo &record, const FileIdentity &known)
 {
     if (record.files.isEmpty())
         return -1;
     const QFileInfo file(record.filePath(0));
-    return file.isFile() && !file.isSymLink() ? file.size() : -1;
+    const bool isOurs = file.isFile() && !file.isSymLink() && !known.isOther(FileIdentity::of(file.filePath()));
+    return isOurs ? file.size() : -1;
 }
 
-void DownloadSession::checkWhole(AbstractDownloadPersistentInfo &info)
+void DownloadSession::checkWhole(AbstractDownloadPersistentInfo &info, const FileIdentity &file)
 {
-    if (info.isFinished() && !info.lastError && !DiskCheck::isWhole(info, lengthOnDisk(info)))
+    if (info.isFinished() && !info.lastError && !DiskCheck::isWhole(info, lengthOnDisk(info, file)))
         info.setLastError({QFileDevice::FatalError, ErrorCategory::kFile, errorSourceHere(),
                            "the finished file is not on the disk in its full length"});
 }

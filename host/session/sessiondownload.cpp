@@ -4,6 +4,7 @@
 #include <host/policy/diskcheck.h>
 #include <host/storage/downloadlist.h>
 #include <inet/qt/download/framework/downloaddetails.h>
+#include <inet/qt/download/framework/ownfiles.h>
 
 #include <QDir>
 
@@ -21,10 +22,14 @@ namespace
 using Info = AbstractDownloadPersistentInfo;
 using File = AbstractDownloadFileInfo;
 
+bool hasFileOnDisk(const Info &info)
+{
+    return info.destinationType == Info::ToFolder && !info.files.isEmpty() && info.files.first().isOnDisk();
+}
+
 bool hasBytesOnDisk(const Info &info)
 {
-    return info.destinationType == Info::ToFolder && !info.files.isEmpty() && info.files.first().isOnDisk()
-        && info.files.first().bytesDownloaded() > 0;
+    return hasFileOnDisk(info) && info.files.first().bytesDownloaded() > 0;
 }
 
 /// The file's entry in its folder is another one, or not known to be on disk.
@@ -94,9 +99,12 @@ DownloadStatus SessionDownload::status() const
     return status;
 }
 
-void SessionDownload::run(AbstractDownloadCommand command)
+void SessionDownload::run(AbstractDownloadCommand command, const FileIdentity &file)
 {
     m_saved = info();
+    m_file = file;
+    if (hasFileOnDisk(m_saved) && !m_saved.isFinished())
+        OwnFiles::set(m_saved.filePath(0), m_file);
     if (command == AbstractDownloadCommand::Restart)
         forgetBytes();
     m_download->doCommand(command);
@@ -134,11 +142,12 @@ void SessionDownload::onResponseHeaders(qint64, const QList<QString> &headers)
 void SessionDownload::onFilesOperations(bool performing)
 {
     const Info record = info();
-    if (!performing || m_syncing || record.destinationType != Info::ToFolder || record.files.isEmpty()
+    if (!performing || record.destinationType != Info::ToFolder || record.files.isEmpty()
         || record.files.first().isOnDisk())
         return;
     m_file = FileIdentity::planned();
-    commit(record);
+    if (!m_syncing)
+        commit(record);
 }
 
 /// The file is about to be written from its beginning: the list must not say any more what the disk holds no longer.
@@ -194,10 +203,11 @@ void SessionDownload::onSynced(const FileSyncer::Outcome &outcome)
     Info snapshot = *std::exchange(m_syncing, std::nullopt);
     m_saveTimer.setInterval(int(std::clamp(kRestFactor * outcome.milliseconds, qint64(kSaveIntervalMs),
                                            qint64(std::numeric_limits<int>::max()))));
-    const bool isGone = outcome.error == ENOENT;
-    if (outcome.file.isKnown())
+    // Whatever stands in its place, the disk has not been asked for this file.
+    const bool isGone = outcome.error == ENOENT || m_file.isOther(outcome.file);
+    if (!isGone && outcome.file.isKnown())
         m_file = outcome.file;
-    if (outcome.error == 0 && m_saveAgain)
+    if (outcome.error == 0 && !isGone && m_saveAgain)
         bringUpToDate(snapshot);
     // A file that is being renamed just now is found by the next save, under its new name. One that is not found at the
     // end either can mislead nobody: the first look at the disk shows that it is not there.
@@ -268,6 +278,8 @@ void SessionDownload::end()
     if (m_ended)
         return;
     m_ended = true;
+    if (const Info record = info(); hasFileOnDisk(record))
+        OwnFiles::forget(record.filePath(0));
     save();
     // The download is still inside its own signal.
     if (!m_syncing)

@@ -47,11 +47,14 @@ public:
     /// What the list has of it: after a sync that failed, less than info() says.
     AbstractDownloadPersistentInfo savedInfo() const { return m_saved; }
     DownloadStatus status() const;
+    /// What the file is known by; unknown while there is none.
+    FileIdentity file() const { return m_file; }
     /// Lines of the newest answer.
     QList<QString> responseHeaders() const { return m_responseHeaders; }
 
-    /// Once. Always answered by finished(), never from inside the call.
-    void run(AbstractDownloadCommand command);
+    /// Once. Always answered by finished(), never from inside the call. @param file what the list says of the
+    /// incomplete file: no other is taken for it
+    void run(AbstractDownloadCommand command, const FileIdentity &file = {});
     void stop();
 
 Q_SIGNALS:

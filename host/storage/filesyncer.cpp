@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <memory>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace
@@ -51,9 +52,18 @@ int errorOf(int result)
     return result == 0 || errno == EINVAL || errno == ENOTSUP ? 0 : errno;
 }
 
+/// To open anything else may have consequences.
+bool isPlainFile(const QString &path)
+{
+    struct stat status = {};
+    return ::lstat(QFile::encodeName(path).constData(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
 int syncFile(const QString &path, FileIdentity &identity)
 {
-    const Descriptor file(path, O_NONBLOCK | O_NOCTTY);
+    if (!isPlainFile(path))
+        return ENOENT;
+    const Descriptor file(path, O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
     if (file.number < 0)
         return errno;
     identity = FileIdentity::of(file.number);

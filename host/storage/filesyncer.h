@@ -21,7 +21,7 @@ class FileSyncer : public QObject
 public:
     /// How a sync went.
     struct Outcome {
-        int error = 0; ///< errno; 0 = the disk has it
+        int error = 0; ///< errno; 0 = the disk has it, ENOENT = there is no plain file of that path
         qint64 milliseconds = 0; ///< what it took
         FileIdentity file; ///< what was synced; unknown when the file could not be opened
     };

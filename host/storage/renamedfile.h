@@ -9,7 +9,8 @@ namespace RenamedFile
 {
 
 /// Gives it the name back that the record knows, so that the record's progress counts and the rest is done again.
-/// Replaces nothing. @param file what the list says of the incomplete file @return whether there was such a file
+/// Replaces nothing. @param file what the list says of the incomplete file, which is known by that and by nothing else
+/// @return whether there was such a file
 bool takeBack(const AbstractDownloadPersistentInfo &record, const FileIdentity &file);
 
 }

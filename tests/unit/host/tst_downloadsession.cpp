@@ -43,6 +43,7 @@ private Q_SLOTS:
     void aFailedDownloadKeepsItsSections();
     void whatTheDiskDoesNotHoldIsForgotten();
     void aLinkInPlaceOfTheFileIsNotBelieved();
+    void anotherFileOfItsLengthIsNotBelieved();
     void aFinishThatTheDiskDeniesIsAnError();
     void anUnsupportedUrlIsRefused();
     void aDownloadOfAnotherProcessIsLeftAlone();
@@ -203,6 +204,22 @@ void TestDownloadSession::aLinkInPlaceOfTheFileIsNotBelieved()
     QSignalSpy warned(m_session.get(), &DownloadSession::warned);
     QVERIFY(m_session->start(id, &m_error));
     QCOMPARE(warned.size(), 1);
+}
+
+void TestDownloadSession::anotherFileOfItsLengthIsNotBelieved()
+{
+    const QString path = m_dir->filePath(u"fake.bin.part"_s);
+    const qint64 id = add(FakePaths::kFails);
+    QVERIFY(writeFile(path, 10));
+    runToEnd(id);
+    QSignalSpy warned(m_session.get(), &DownloadSession::warned);
+    runToEnd(id);
+    QCOMPARE(warned.size(), 0);
+    QVERIFY(QFile::rename(path, path + u".ours"_s));
+    QVERIFY(writeFile(path, 10));
+    QVERIFY(m_session->start(id, &m_error));
+    QCOMPARE(warned.size(), 1);
+    QVERIFY(warned.first().at(1).toString().contains(u"fake.bin.part"_s));
 }
 
 void TestDownloadSession::aFinishThatTheDiskDeniesIsAnError()

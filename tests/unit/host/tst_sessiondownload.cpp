@@ -36,6 +36,8 @@ public:
     {
         Q_EMIT synced({error, milliseconds, error == ENOENT ? FileIdentity() : FileIdentity{u"7:1"_s}});
     }
+    /// The disk has taken another file, which stands in its place.
+    void answerOfAnother() { Q_EMIT synced({0, 0, FileIdentity{u"8:2"_s}}); }
 
     QList<Call> calls;
 };
@@ -84,6 +86,9 @@ private Q_SLOTS:
     void aFileThatIsGoneAtTheEndIsSavedAsItIs();
     void beforeARestartTheListForgetsTheBytes();
     void theFileIsKnownAgain();
+    void anotherFileInItsPlaceIsNotCounted();
+    void aFileKnownFromTheListIsNotTakenForAnother();
+    void aLinkInItsPlaceIsNotSynced();
     void aRealFileIsSynced();
     void aListThatFailsIsReported();
     void withoutAListNothingIsSaved();
@@ -399,6 +404,44 @@ void TestSessionDownload::theFileIsKnownAgain()
     QVERIFY(!m_list->fileIdentity(m_id).isKnown());
     m_disk->answer();
     QCOMPARE(m_list->fileIdentity(m_id).text, u"7:1"_s);
+}
+
+void TestSessionDownload::anotherFileInItsPlaceIsNotCounted()
+{
+    begin(100);
+    m_disk->answer();
+    QCOMPARE(bytesInList(), 100);
+    m_fake->change(true, downloaded(200));
+    m_disk->answerOfAnother();
+    QCOMPARE(bytesInList(), 100);
+    QCOMPARE(m_list->fileIdentity(m_id).text, u"7:1"_s);
+}
+
+void TestSessionDownload::aFileKnownFromTheListIsNotTakenForAnother()
+{
+    m_fake = makeDownload(u"/x"_s);
+    m_disk = new FakeSyncer;
+    SessionDownload download(m_fake, m_list.get(), nullptr, m_disk);
+    download.run(AbstractDownloadCommand::Start, FileIdentity{u"7:1"_s});
+    m_fake->change(true, downloaded(100));
+    m_disk->answerOfAnother();
+    QCOMPARE(bytesInList(), 0);
+    QCOMPARE(download.file().text, u"7:1"_s);
+}
+
+void TestSessionDownload::aLinkInItsPlaceIsNotSynced()
+{
+    QFile file(m_dir->filePath(u"elsewhere"_s));
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(QByteArray(100, 'x')) == 100);
+    file.close();
+    QVERIFY(file.link(m_dir->filePath(u"x.bin.part"_s)));
+    FileSyncer syncer;
+    QSignalSpy synced(&syncer, &FileSyncer::synced);
+    syncer.sync(m_dir->filePath(u"x.bin.part"_s), false);
+    QVERIFY(synced.wait());
+    const auto outcome = synced.first().first().value<FileSyncer::Outcome>();
+    QCOMPARE(outcome.error, ENOENT);
+    QVERIFY(!outcome.file.isKnown());
 }
 
 void TestSessionDownload::aRealFileIsSynced()
