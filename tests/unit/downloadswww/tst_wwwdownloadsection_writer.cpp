@@ -125,6 +125,7 @@ private Q_SLOTS:
     void nothingIsHandedOutBehindAFileError_data();
     void nothingIsHandedOutBehindAFileError();
     void fileWritersAreMadeInOneWay();
+    void aLateFailureDoesNotUndoWhatIsWritten();
 
     void aSectionThatIsGoneWritesNothing();
 
@@ -524,6 +525,25 @@ void tst_WwwDownloadSectionWriter::fileWritersAreMadeInOneWay()
     QCOMPARE(making.placing, char(0x50));
     QCOMPARE(making.progressStep, 32768);
     QCOMPARE(making.parent, nullptr);
+}
+
+void tst_WwwDownloadSectionWriter::aLateFailureDoesNotUndoWhatIsWritten()
+{
+    SectionBench bench;
+    bench.useFolder();
+    bench.addFile(10, {{0, 10, 0}}, FileInfo::CreatedOnDisk);
+    WwwDownloadSection *section = bench.make({0, 10, 0});
+    section->start();
+    bench.answerWhole(10);
+    QTRY_VERIFY(bench.fileWriter() && bench.fileWriter()->isOpen());
+    // By the same signal the section has learnt that all is written, and asked the writer to close.
+    connect(bench.fileWriter(), &FileDataAsyncWriter::dataProcessed, this,
+            [&bench] { Q_EMIT bench.fileWriter()->failed(); });
+    bench.finishWith("0123456789"_ba);
+    QVERIFY(bench.waitUntilIdle());
+    QVERIFY(section->isFinished());
+    QVERIFY(!section->isLastErrorFileError());
+    QCOMPARE(section->section(), (AbstractDownloadSection{0, 10, 10}));
 }
 
 void tst_WwwDownloadSectionWriter::aSectionThatIsGoneWritesNothing()
