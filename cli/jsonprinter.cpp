@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <cli/jsonprinter.h>
 
+#include <cli/jsonline.h>
 #include <cli/progressline.h>
+#include <host/policy/shown.h>
 
-#include <QJsonDocument>
 #include <QJsonObject>
 #include <QTextStream>
 
@@ -106,10 +107,10 @@ void JsonPrinter::printProgress(const DownloadView &view)
 void JsonPrinter::print(const QString &event, QJsonObject object)
 {
     object.insert(u"event"_s, event);
-    m_events << QJsonDocument(object).toJson(QJsonDocument::Compact) << '\n' << Qt::flush;
+    m_events << JsonLine::of(object) << Qt::flush;
 }
 
 void JsonPrinter::tell(const QString &text)
 {
-    m_notes << "plait: " << ProgressLine::printable(text) << '\n' << Qt::flush;
+    m_notes << "plait: " << Shown::text(text) << '\n' << Qt::flush;
 }

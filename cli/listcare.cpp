@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <cli/listcare.h>
 
-#include <cli/progressline.h>
+#include <cli/jsonline.h>
+#include <host/policy/shown.h>
 #include <host/storage/downloadlist.h>
 #include <host/storage/idranges.h>
 #include <host/storage/listcheck.h>
@@ -9,7 +10,6 @@
 
 #include <QDir>
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QJsonObject>
 #include <QTextStream>
 
@@ -25,18 +25,13 @@ QString listPathOf(const Arguments &arguments)
 
 ExitStatus complain(QTextStream &notes, const QString &text)
 {
-    notes << "plait: " << ProgressLine::printable(text) << '\n' << Qt::flush;
+    notes << "plait: " << Shown::text(text) << '\n' << Qt::flush;
     return ExitStatus::Unknown;
-}
-
-void printJson(const QJsonObject &object, QTextStream &answers)
-{
-    answers << QJsonDocument(object).toJson(QJsonDocument::Compact) << '\n';
 }
 
 void say(const QString &text, QTextStream &answers)
 {
-    answers << ProgressLine::printable(text) << '\n';
+    answers << Shown::text(text) << '\n';
 }
 
 void sayFindings(const ListCheck::Findings &findings, const QString &path, bool isTheList, QTextStream &answers)
@@ -95,11 +90,10 @@ ExitStatus ListCare::check(const Arguments &arguments, QTextStream &answers, QTe
     if (!findings.errorText.isEmpty())
         return complain(notes, findings.errorText);
     if (arguments.json)
-        printJson({{u"event"_s, u"check"_s},
-                   {u"list"_s, path},
-                   {u"downloads"_s, findings.downloads},
-                   {u"problems"_s, QJsonArray::fromStringList(findings.problems)}},
-                  answers);
+        answers << JsonLine::of({{u"event"_s, u"check"_s},
+                                 {u"list"_s, path},
+                                 {u"downloads"_s, findings.downloads},
+                                 {u"problems"_s, QJsonArray::fromStringList(findings.problems)}});
     else
         sayFindings(findings, path, isTheList, answers);
     return findings.problems.isEmpty() ? ExitStatus::Done : ExitStatus::Unknown;
@@ -114,7 +108,7 @@ ExitStatus ListCare::repair(const Arguments &arguments, QTextStream &answers, QT
     if (!report.errorText.isEmpty())
         return complain(notes, report.errorText);
     if (arguments.json)
-        printJson(objectOf(report, path), answers);
+        answers << JsonLine::of(objectOf(report, path));
     else
         sayReport(report, path, answers);
     return report.lost.isEmpty() ? ExitStatus::Done : ExitStatus::Unknown;

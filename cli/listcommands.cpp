@@ -1,15 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include <cli/listcommands.h>
 
+#include <cli/jsonline.h>
 #include <cli/progressline.h>
 #include <host/policy/errormessages.h>
+#include <host/policy/shown.h>
 #include <host/session/downloadsession.h>
 #include <host/storage/downloadlist.h>
 #include <inet/qt/download/response/fileinfoutils.h>
 
 #include <QDir>
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QJsonObject>
 #include <QTextStream>
 
@@ -31,7 +32,7 @@ constexpr int kLabelWidth = 14;
 
 void complain(const Output &output, const QString &text)
 {
-    output.notes << "plait: " << ProgressLine::printable(text) << '\n' << Qt::flush;
+    output.notes << "plait: " << Shown::text(text) << '\n' << Qt::flush;
 }
 
 QString nameOf(const ListEntry &entry)
@@ -70,12 +71,7 @@ void printLine(const ListEntry &entry, QTextStream &answers)
 {
     const QString size = entry.size >= 0 ? ProgressLine::size(entry.size) : u"?"_s;
     answers << QString::number(entry.id).rightJustified(kIdWidth) << "  " << stateOf(entry).leftJustified(kStateWidth)
-            << size.rightJustified(kSizeWidth) << "  " << ProgressLine::printable(nameOf(entry)) << '\n';
-}
-
-void printJson(const QJsonObject &object, QTextStream &answers)
-{
-    answers << QJsonDocument(object).toJson(QJsonDocument::Compact) << '\n';
+            << size.rightJustified(kSizeWidth) << "  " << Shown::text(nameOf(entry)) << '\n';
 }
 
 QString timeText(const QDateTime &time)
@@ -168,7 +164,7 @@ ExitStatus printList(const Arguments &arguments, DownloadList &list, const Outpu
     }
     for (const ListEntry &entry : std::as_const(entries)) {
         if (arguments.json)
-            printJson(objectOf(entry), output.answers);
+            output.answers << JsonLine::of(objectOf(entry));
         else
             printLine(entry, output.answers);
     }
@@ -229,13 +225,13 @@ ExitStatus show(const Arguments &arguments, DownloadList &list, const Output &ou
         QJsonObject object{{u"event"_s, u"download"_s}};
         for (const auto &[label, text] : factsOf(*record, list.options(id))) {
             if (!arguments.json)
-                output.answers << label.leftJustified(kLabelWidth) << ProgressLine::printable(text) << '\n';
+                output.answers << label.leftJustified(kLabelWidth) << Shown::text(text) << '\n';
             QJsonArray values = object.value(label).toArray();
             values.append(text);
             object.insert(label, values);
         }
         if (arguments.json)
-            printJson(object, output.answers);
+            output.answers << JsonLine::of(object);
     }
     output.answers.flush();
     return status;
@@ -288,9 +284,9 @@ ExitStatus ListCommands::printSettings(const Arguments &arguments, const Output 
 {
     const QString list =
         arguments.session.listPath.isEmpty() ? DownloadList::defaultPath() : arguments.session.listPath;
-    output.answers << "# settings file: " << arguments.configFile << '\n'
-                   << "# list: " << list << '\n'
-                   << "# log: " << arguments.logFile << '\n'
+    output.answers << "# settings file: " << Shown::text(arguments.configFile) << '\n'
+                   << "# list: " << Shown::text(list) << '\n'
+                   << "# log: " << Shown::text(arguments.logFile) << '\n'
                    << arguments.settings << '\n'
                    << Qt::flush;
     return ExitStatus::Done;

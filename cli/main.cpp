@@ -6,12 +6,12 @@
 #include <cli/listcommands.h>
 #include <cli/lookupsrunner.h>
 #include <cli/processtitle.h>
-#include <cli/progressline.h>
 #include <cli/progressprinter.h>
 #include <cli/questions.h>
 #include <cli/signalwatcher.h>
 #include <cli/standardoutput.h>
 #include <host/policy/redaction.h>
+#include <host/policy/shown.h>
 #include <host/session/downloadsession.h>
 #include <inet/qt/download/framework/qtappdefaultlogger.h>
 
@@ -36,7 +36,7 @@ constexpr qint64 kLongestLog = qint64(4) * 1024 * 1024;
 
 void complain(QTextStream &notes, const QString &text)
 {
-    notes << "plait: " << ProgressLine::printable(text) << '\n' << Qt::flush;
+    notes << "plait: " << Shown::text(text) << '\n' << Qt::flush;
 }
 
 void makeRoomForLog(const QString &path)
@@ -67,7 +67,7 @@ void startLog(const Arguments &arguments, QTextStream &notes)
 void logQtMessage(QtMsgType type, const QMessageLogContext &context, const QString &message)
 {
     if (type == QtCriticalMsg || type == QtFatalMsg)
-        QTextStream(stderr) << qFormatLogMessage(type, context, message) << '\n';
+        QTextStream(stderr) << Shown::text(qFormatLogMessage(type, context, message)) << '\n';
     QtAppDefaultLogger::instance()->log(1, qFormatLogMessage(type, context, message));
 }
 

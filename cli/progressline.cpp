@@ -2,6 +2,7 @@
 #include <cli/progressline.h>
 
 #include <cli/textcolumns.h>
+#include <host/policy/shown.h>
 
 #include <QStringList>
 
@@ -16,19 +17,6 @@ namespace
 constexpr int kShortestName = 8;
 constexpr qint64 kMillisecondsPerSecond = 1000;
 constexpr uint kFirstBeyondAscii = 0x80;
-
-/// Characters that change the direction of what follows, and with it how a file name reads.
-bool isDirectionMark(char16_t c)
-{
-    return (c >= 0x202a && c <= 0x202e) || (c >= 0x2066 && c <= 0x2069) || c == 0x200e || c == 0x200f || c == 0x061c;
-}
-
-bool isUnprintable(QChar c)
-{
-    const QChar::Category category = c.category();
-    return category == QChar::Other_Control || category == QChar::Separator_Line
-        || category == QChar::Separator_Paragraph || isDirectionMark(c.unicode());
-}
 
 QString amount(const DownloadStatus &status)
 {
@@ -117,13 +105,6 @@ QString ProgressLine::pace(const DownloadStatus &status)
     return status.speed > 0 ? size(status.speed) + u"/s"_s : QString();
 }
 
-QString ProgressLine::printable(const QString &text)
-{
-    QString result = text;
-    std::replace_if(result.begin(), result.end(), &isUnprintable, QChar(u'?'));
-    return result;
-}
-
 QString ProgressLine::ascii(const QString &text)
 {
     QString result;
@@ -136,9 +117,9 @@ QString ProgressLine::ascii(const QString &text)
 QString ProgressLine::name(const DownloadView &view)
 {
     if (!view.status.name.isEmpty())
-        return printable(view.status.name);
+        return Shown::text(view.status.name);
     const QString fileName = view.url.fileName();
-    return printable(fileName.isEmpty() ? view.url.host() : fileName);
+    return Shown::text(fileName.isEmpty() ? view.url.host() : fileName);
 }
 
 QString ProgressLine::line(const DownloadView &view, int width)

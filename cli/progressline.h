@@ -24,11 +24,9 @@ QString remaining(qint64 done, qint64 total, qint64 speed);
 /// How fast it goes: "1.5 KiB/s", or what keeps it from going; empty when nothing moves.
 QString pace(const DownloadStatus &status);
 
-/// Text of strangers without what a terminal would take for a command.
-QString printable(const QString &text);
 /// For terminals that may know nothing else.
 QString ascii(const QString &text);
-/// The file's name or, while that is unknown, what the URL says; printable.
+/// The file's name or, while that is unknown, what the URL says; visible.
 QString name(const DownloadView &view);
 
 /// One line on how a download goes, which stands for itself; no wider than @p width columns, the name gives way.

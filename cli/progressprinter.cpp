@@ -3,6 +3,7 @@
 
 #include <cli/progressbars.h>
 #include <cli/progressline.h>
+#include <host/policy/shown.h>
 
 #include <QDir>
 #include <QTextStream>
@@ -68,11 +69,11 @@ void ProgressPrinter::queried(qint64, const QueryResult &result)
         : u"%1 bytes (%2)"_s.arg(QString::number(result.size), ProgressLine::size(result.size));
     // Both streams may end at the same terminal.
     m_screen.show({});
-    m_answers << "Name: " << ProgressLine::printable(result.name) << '\n'
+    m_answers << "Name: " << Shown::text(result.name) << '\n'
               << "Size: " << size << '\n'
-              << "Type: " << (result.type.isEmpty() ? u"unknown"_s : ProgressLine::printable(result.type)) << '\n'
+              << "Type: " << (result.type.isEmpty() ? u"unknown"_s : Shown::text(result.type)) << '\n'
               << "Resume: " << ProgressLine::resume(result.resume) << '\n'
-              << "URL: " << result.url.toString(QUrl::FullyEncoded | QUrl::RemoveUserInfo) << '\n'
+              << "URL: " << Shown::text(result.url.toString(QUrl::FullyEncoded | QUrl::RemoveUserInfo)) << '\n'
               << Qt::flush;
     m_screen.show(liveLines());
 }
@@ -155,7 +156,7 @@ void ProgressPrinter::printDueLines(qint64 now)
 /// The live lines move down, with the newest state in them: a message needs them drawn anew in any case.
 void ProgressPrinter::print(const QString &text)
 {
-    m_screen.print(ProgressLine::printable(text), liveLines());
+    m_screen.print(Shown::text(text), liveLines());
     m_lastRedraw = m_options.clock();
     m_drawn = true;
 }

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <host/policy/redaction.h>
 
-#include <host/policy/secretheaders.h>
-
 #include <QRegularExpression>
 
 using namespace Qt::StringLiterals;
@@ -10,24 +8,82 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-/// Up to the line's end, as the value of a header may hold anything. A name may stand in quotes, as in JSON.
-QRegularExpression headerPattern()
+const QString kHidden = u"…"_s;
+
+QRegularExpression expression(const QString &pattern)
 {
-    QStringList names = SecretHeaders::names();
-    names << u"set-cookie"_s << u"set-cookie2"_s;
-    return QRegularExpression(u"(?<![\\w-])(%1)([\"']?\\s*:)[^\\r\\n]+"_s.arg(names.join(u'|')),
-                              QRegularExpression::CaseInsensitiveOption);
+    return QRegularExpression(pattern, QRegularExpression::CaseInsensitiveOption);
 }
 
+/// "://", LOGIN and "@"; within another URL all of it may be percent-encoded, more than once. The login ends at the
+/// last "@" before the host's end.
+QString loginPattern(const QString &character)
+{
+    return u"(?::|%(?:25)*3a)(?:/|%(?:25)*2f){2}\\K(?:(?!%(?:25)*(?:2f|3f|23))%1)*(?=@|%(?:25)*40)"_s.replace(
+        u"%1"_s, character);
+}
+
+/// Up to the line's end, as the value of a header may hold anything. A name may stand in quotes, as in JSON.
+QString withoutSecretHeaders(QString text)
+{
+    static const QRegularExpression header =
+        expression(u"(?<![\\w-])([\\w-]*(?:authorization|cookie|token|secret|passw|passphrase|credential|signature|"
+                   u"session|api-?key|auth-key|"
+                   "auth-user)[\\w-]*[\"']?\\s*:)[^\\n]+?(?=\\r?\\n|$)"_s);
+    return text.replace(header, u"\\1 "_s + kHidden);
+}
+
+/// Queries may have been decoded, and hold blanks then: they reach to the last "&" or "=" before the next URL.
+QString withoutQueries(QString text)
+{
+    static const QRegularExpression address =
+        expression(u"((?:^|[^\\w-])(?:referer|location|content-location|link|refresh)\\s*:[^?#\\n]*[?#])[^\\r\\n]+"_s);
+    static const QRegularExpression query =
+        expression(u"\\?(?=[^\\s\"…])(?:[^\\s\"]|[ ](?=(?:(?!://)[^\"\\n])*[&=]))*"_s);
+    static const QRegularExpression fragment = expression(u"(://[^\\s\"#]*#)[^\\s\"]+"_s);
+    text.replace(address, u"\\1"_s + kHidden);
+    text.replace(query, u"?"_s + kHidden);
+    return text.replace(fragment, u"\\1"_s + kHidden);
+}
+
+}
+
+QString Redaction::logins(const QString &text)
+{
+    static const QRegularExpression ofUrl = expression(loginPattern(u"[^\\s/?#\"]"_s));
+    static const QRegularExpression withoutScheme = expression(u"(?<![:/\\w])//\\K[^\\s/?#\"@:]*:[^\\s/?#\"]*(?=@)"_s);
+    QString shown = text;
+    shown.replace(ofUrl, kHidden);
+    return shown.replace(withoutScheme, kHidden);
 }
 
 QString Redaction::line(const QString &text)
 {
-    static const QRegularExpression header = headerPattern();
-    static const QRegularExpression login(u"([a-z][a-z0-9+.-]*://)[^\\s/?#]*@"_s,
-                                          QRegularExpression::CaseInsensitiveOption);
-    QString shown = text;
-    shown.replace(header, u"\\1\\2 ***"_s);
-    shown.replace(login, u"\\1***@"_s);
-    return shown;
+    return withoutQueries(logins(withoutSecretHeaders(text)));
+}
+
+QString Redaction::typed(const QString &word)
+{
+    const qsizetype slashes = word.indexOf("://"_L1);
+    const qsizetype start = slashes < 0 ? 0 : slashes + 3;
+    const qsizetype at = word.lastIndexOf(u'@');
+    QString rest = word.mid(at < start ? start : at);
+    // "NAME:PASSWORD", "name=value"; a port may stay.
+    static const QRegularExpression named = expression(u"^([^:=?/]*[:=])(?!\\d{0,5}(?:[/?#]|$)).+"_s);
+    static const QRegularExpression query = expression(u"\\?.+"_s);
+    rest.replace(named, u"\\1"_s + kHidden);
+    rest.replace(query, u"?"_s + kHidden);
+    return word.left(start) + (at < start ? QString() : kHidden) + rest;
+}
+
+QList<Redaction::Span> Redaction::loginsInArgument(const QString &argument)
+{
+    static const QRegularExpression login = expression(loginPattern(u"[^/?#]"_s) + u"|[^/?#=&@:]+:[^/?#]*(?=@)"_s);
+    QList<Span> spans;
+    for (auto matches = login.globalMatch(argument); matches.hasNext();) {
+        const QRegularExpressionMatch match = matches.next();
+        if (match.capturedLength() > 0)
+            spans.append({match.capturedStart(), match.capturedLength()});
+    }
+    return spans;
 }

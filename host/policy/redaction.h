@@ -1,14 +1,27 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <QList>
 #include <QString>
 
-/// Text that may be shown and kept, made of text that holds secrets. Pure.
+/// Text that may be shown and kept, made of text that holds secrets: "…" stands in their place. Pure.
 namespace Redaction
 {
 
-/// The same line with "***" in place of the values of secret headers (see SecretHeaders; Set-Cookie, too), up to the
-/// line's end, and of logins in URLs.
+struct Span {
+    qsizetype begin = 0;
+    qsizetype size = 0;
+
+    friend bool operator==(const Span &, const Span &) = default;
+};
+
+/// Without the logins of URLs, of those within other URLs, too, percent-encoded or not.
+QString logins(const QString &text);
+/// Without logins, values of headers that may be secret, up to the line's end, and queries of URLs: for a log.
 QString line(const QString &text);
+/// A word of the command line that makes no sense there: whatever of it might be a password goes.
+QString typed(const QString &word);
+/// Where an argument holds logins, of what may be no URL as well.
+QList<Span> loginsInArgument(const QString &argument);
 
 }

@@ -66,7 +66,7 @@ QString Sources::report() const
     QStringList lines;
     for (const Aside &aside : m_aside)
         lines.append(u"%1: %2"_s.arg(aside.url.toDisplayString(), aside.reason));
-    return lines.join(u'\n');
+    return lines.join(u"; "_s);
 }
 
 bool Sources::isSourcesFault(const AbstractError &error)

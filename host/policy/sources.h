@@ -36,7 +36,7 @@ public:
     /// Makes it again a record of all addresses.
     void restore(AbstractDownloadPersistentInfo &record) const;
 
-    /// Each address that was put aside with its reason; one line for each.
+    /// Each address that was put aside with its reason, on one line.
     QString report() const;
 
     /// What a mirror must not do: answer with an HTTP error, or with something else than the file.

@@ -264,7 +264,7 @@ void DownloadQueue::endByItsError(QueuedDownload &active)
                 title, QString::number(active.id)));
     else if (active.sources.areSeveral() && !active.sources.hasNext())
         end(active, status,
-            u"cannot download \"%1\" from any of its addresses:\n%2"_s.arg(title, active.sources.report()));
+            u"cannot download \"%1\" from any of its addresses: %2"_s.arg(title, active.sources.report()));
     else if (status == ExitStatus::FileExists && mayBeSkipped(active) && active.isTargetThere())
         endAsSkipped(active);
     else

@@ -171,8 +171,8 @@ void TestProgressBars::namesOfAnyKindAreMadeFit_data()
     QTest::newRow("a long one in ASCII") << QString(100, u'n') << false << QString(16, u'n') + u"...  ["_s;
     QTest::newRow("a long one of wide characters") << QString(100, u'文') << true << QString(9, u'文') + u"…  ["_s;
     QTest::newRow("letters that ASCII has not") << u"naïve🎈"_s << false << u"na?ve?  ["_s;
-    QTest::newRow("a command to the terminal") << u"a\u001b[2J"_s << true << u"a?[2J  ["_s;
-    QTest::newRow("a line break") << u"a\nb"_s << true << u"a?b  ["_s;
+    QTest::newRow("a command to the terminal") << u"a\u001b[2J"_s << true << uR"(a\u001b[2J  [)"_s;
+    QTest::newRow("a line break") << u"a\nb"_s << true << uR"(a\u000ab  [)"_s;
 }
 
 void TestProgressBars::namesOfAnyKindAreMadeFit()
