@@ -4,6 +4,7 @@
 #include <cli/commandline.h>
 #include <host/policy/checksum.h>
 #include <host/policy/proxychoice.h>
+#include <host/policy/redaction.h>
 #include <host/policy/trouble.h>
 
 #include <QDir>
@@ -99,7 +100,7 @@ private:
             result.setAsideList = m_typed.words.empty() ? QString() : absolute(m_typed.words.front());
         else if (result.command == Command::List && !m_typed.words.empty())
             complain(u"\"%1\" means nothing to list. It takes a file with --check or --repair, and --list FILE for "
-                     u"another list."_s.arg(toText(m_typed.words.front())));
+                     u"another list."_s.arg(Redaction::typed(toText(m_typed.words.front()))));
         else
             readIds(result);
     }
@@ -154,7 +155,8 @@ private:
         bool isNumber = false;
         const qint64 id = toText(word).toLongLong(&isNumber);
         if (!isNumber || id <= 0)
-            complain(u"\"%1\" is no number of a download. Run \"plait list\" to see them."_s.arg(toText(word)));
+            complain(u"\"%1\" is no number of a download. Run \"plait list\" to see them."_s.arg(
+                Redaction::typed(toText(word))));
         else if (!result.ids.contains(id))
             result.ids.append(id);
     }
@@ -248,8 +250,8 @@ private:
         request.onExists = m_typed.hasOnExists ? onExists() : AbstractDownloadExistingFileReaction::NotSet;
         request.options = options();
         request.changes = changes();
-        checkLine(u"--referer"_s, request.referer);
-        checkLine(u"--user-agent"_s, request.userAgent);
+        checkLine(u"--referer"_s, request.referer, Redaction::typed(request.referer));
+        checkLine(u"--user-agent"_s, request.userAgent, request.userAgent);
         return request;
     }
 
@@ -340,16 +342,16 @@ private:
         const QString name = header.left(colon);
         const bool isName = colon > 0 && name.trimmed() == name && !name.contains(u' ');
         if (!isName)
-            complain(u"--header \"%1\" is no header. Write it as \"Name: value\"."_s.arg(header));
-        checkLine(u"--header"_s, header);
+            complain(u"--header \"…\" is no header. Write it as \"Name: value\"."_s);
+        checkLine(u"--header"_s, header, u"…"_s);
         headers.insert(name, header.mid(colon + 1).trimmed());
     }
 
     /// A line break would begin a header that nobody sees on the command line.
-    void checkLine(const QString &option, const QString &value)
+    void checkLine(const QString &option, const QString &value, const QString &shown)
     {
         if (value.contains(u'\n') || value.contains(u'\r'))
-            complain(u"%1 \"%2\" holds a line break. Give one line."_s.arg(option, value.simplified()));
+            complain(u"%1 \"%2\" holds a line break. Give one line."_s.arg(option, shown.simplified()));
     }
 
     /// Bytes a second; K, M and G are of 1024. Empty is 0.
@@ -368,7 +370,7 @@ private:
         const double rate = text.toDouble(&isNumber) * factor;
         if (!isNumber || !(rate >= 0) || rate > double(std::numeric_limits<qint32>::max()) * 1024) {
             complain(u"%1 \"%2\" is no rate. Write bytes a second, as in 500K or 2.5M; 0 is no limit."_s.arg(
-                option, toText(typed)));
+                option, Redaction::typed(toText(typed))));
             return 0;
         }
         return qint64(rate);
@@ -380,7 +382,8 @@ private:
         bool isNumber = false;
         const double seconds = toText(typed).toDouble(&isNumber);
         if (!isNumber || !(seconds >= 0) || seconds > 3600) {
-            complain(u"%1 \"%2\" is no number of seconds from 0 to 3600."_s.arg(option, toText(typed)));
+            complain(
+                u"%1 \"%2\" is no number of seconds from 0 to 3600."_s.arg(option, Redaction::typed(toText(typed))));
             return 0;
         }
         return qint64(seconds * 1000);
@@ -390,7 +393,8 @@ private:
     {
         const QUrl url(text, QUrl::TolerantMode);
         if (!url.isValid() || url.scheme().isEmpty() || (url.host().isEmpty() && url.scheme() != "file"_L1))
-            complain(u"\"%1\" is no URL. Write a whole one, as in \"https://example.com/file.zip\"."_s.arg(text));
+            complain(u"\"%1\" is no URL. Write a whole one, as in \"https://example.com/file.zip\"."_s.arg(
+                Redaction::typed(text)));
         return url;
     }
 

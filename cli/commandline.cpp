@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include <cli/commandline.h>
 
+#include <host/policy/redaction.h>
 #include <host/policy/secretheaders.h>
-#include <host/policy/urlcredentials.h>
+#include <host/policy/shown.h>
 
 #include <QFile>
 #include <QSet>
-#include <QUrl>
 
 #include <CLI/CLI.hpp>
 
@@ -254,10 +254,31 @@ private:
     std::string m_ignored; ///< read before all others
 };
 
-/// CLI11's words, made a sentence.
+const QString kSeeHelp = u" Run \"plait --help\" to see what there is."_s;
+
+/// CLI11's words, made a sentence. A value that it could not read may be anything.
 QString complaintOf(const CLI::ParseError &error)
 {
-    return QString::fromLocal8Bit(error.what()).simplified() + u". Run \"plait --help\" to see what there is."_s;
+    QStringList parts = QString::fromLocal8Bit(error.what()).simplified().split(u' ');
+    if (error.get_name() == "ConversionError" || error.get_name() == "ValidationError")
+        std::transform(parts.begin(), parts.end(), parts.begin(), &Redaction::typed);
+    return parts.join(u' ') + u'.' + kSeeHelp;
+}
+
+/// The value of an option that is none may be meant for one that is secret, and the word behind it may be its value.
+QString complaintOfExtras(const std::vector<std::string> &extras)
+{
+    for (const std::string &word : extras) {
+        const QString text = QString::fromLocal8Bit(word);
+        if (!text.startsWith(u'-') || text.size() < 2)
+            continue;
+        const bool isLong = text.startsWith(u"--"_s);
+        const QString name = isLong ? text.section(u'=', 0, 0) : text.left(2);
+        const QString value = name == text ? QString() : isLong ? u"=…"_s : u"…"_s;
+        return u"there is no option \"%1\" here."_s.arg(name + value) + kSeeHelp;
+    }
+    const QString first = extras.empty() ? QString() : QString::fromLocal8Bit(extras.front());
+    return u"\"%1\" is a word too many."_s.arg(Redaction::typed(first)) + kSeeHelp;
 }
 
 struct Setting {
@@ -311,6 +332,12 @@ bool isSetting(const QString &name)
     return !kNotSettings.contains(name);
 }
 
+/// A line without a sign is a name as a whole, with the value in it.
+QString shownName(const QString &name)
+{
+    return Redaction::typed(name.section(u' ', 0, 0).section(u'\t', 0, 0));
+}
+
 bool isKnown(Reading &reading, const QString &name)
 {
     const std::string option = "--" + name.toStdString();
@@ -338,25 +365,29 @@ QStringList wordsFor(const QList<Setting> &settings, const Reading &typed)
 /// Of a setting that is for the eyes of servers and proxies alone; empty = there is nothing to hide.
 QString hidden(const QString &name, const QString &value)
 {
-    if (name == "proxy"_L1) {
-        const UrlCredentials::Split split = UrlCredentials::split(QUrl(value));
-        return split.login.isEmpty() ? QString() : split.url.toDisplayString() + u", with a login"_s;
-    }
+    if (name == "proxy"_L1 && value.contains(u'@'))
+        return Redaction::typed(value);
     const QString header = value.section(u':', 0, 0).trimmed();
     return name == "header"_L1 && SecretHeaders::isSecret(header) ? header : QString();
 }
 
-/// A line of a settings file for each value; quotes keep what a file would lose.
+/// A line of a settings file; quotes keep what a file would lose. What cannot be shown as it is, is a remark.
+QString lineOf(const QString &name, const QString &value)
+{
+    const QString secret = hidden(name, value);
+    const QString shown = Shown::text(secret.isEmpty() ? value : secret);
+    if (!secret.isEmpty() || shown != value)
+        return u"# %1 = (%2; not shown as it is)"_s.arg(name, shown);
+    const bool needsQuotes = value != value.trimmed() || value.startsWith(u'"') || value.startsWith(u'\'');
+    return u"%1 = %2"_s.arg(name, needsQuotes ? u'"' + value + u'"' : value);
+}
+
+/// One for each value.
 QStringList linesOf(const QString &name, const CLI::Option &option)
 {
     QStringList lines;
-    for (const std::string &result : option.results()) {
-        const QString value = QString::fromLocal8Bit(result);
-        const QString shown = hidden(name, value);
-        const bool needsQuotes = value != value.trimmed() || value.startsWith(u'"') || value.startsWith(u'\'');
-        const QString text = needsQuotes ? u'"' + value + u'"' : value;
-        lines.append(shown.isEmpty() ? u"%1 = %2"_s.arg(name, text) : u"# %1 = (%2; not shown)"_s.arg(name, shown));
-    }
+    for (const std::string &result : option.results())
+        lines.append(lineOf(name, QString::fromLocal8Bit(result)));
     return lines.isEmpty() ? QStringList{u"# %1 ="_s.arg(name)} : lines;
 }
 
@@ -427,7 +458,7 @@ CommandLine::Outcome CommandLine::read(const QStringList &typedWords, const QStr
                 return {{},
                         false,
                         u"\"%1\" in \"%2\" is no setting. Run \"plait config\" to see what there is."_s.arg(
-                            setting.name, configFile),
+                            shownName(setting.name), configFile),
                         {}};
         }
         const QString late = hasCommand ? QString() : lateCommand(reading.typed());
@@ -447,6 +478,8 @@ CommandLine::Outcome CommandLine::read(const QStringList &typedWords, const QStr
         return {{}, true, QString::fromStdString(command ? command->help() : reading.app().help()), {}};
     } catch (const CLI::CallForVersion &version) {
         return {{}, true, QString::fromLocal8Bit(version.what()) + u'\n', {}};
+    } catch (const CLI::ExtrasError &) {
+        return {{}, false, complaintOfExtras(reading.app().remaining(true)), {}};
     } catch (const CLI::ParseError &error) {
         return {{}, false, complaintOf(error), {}};
     }

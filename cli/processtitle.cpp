@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <cli/processtitle.h>
 
+#include <host/policy/redaction.h>
+
 #include <algorithm>
 #include <cstring>
-#include <iterator>
 #include <string_view>
 
 namespace
@@ -21,17 +22,13 @@ void maskAll(char *text)
     mask(text, text + std::strlen(text));
 }
 
-/// What stands between "://" and the last "@" of the host's part. An option's value may be a URL, too.
-void maskLogin(char *text)
+/// An option's value may be a URL, too, and a URL may hold another one. A byte is a character here, so that places in
+/// the text are places in the argument.
+void maskLogins(char *text)
 {
-    char *const slashes = std::strstr(text, "://");
-    if (!slashes)
-        return;
-    char *const start = slashes + 3;
-    char *const end = start + std::strcspn(start, "/?#");
-    char *const at = std::find(std::reverse_iterator(end), std::reverse_iterator(start), '@').base();
-    if (at != start)
-        mask(start, at - 1);
+    const QList<Redaction::Span> logins = Redaction::loginsInArgument(QString::fromLatin1(text));
+    for (const Redaction::Span &login : logins)
+        mask(text + login.begin, text + login.begin + login.size);
 }
 
 enum class Match { None, ValueFollows, ValueInside };
@@ -77,6 +74,6 @@ void ProcessTitle::hide(int argc, char *const *argv, const QList<QByteArray> &op
         else if (std::strcmp(argv[i], "--") == 0)
             optionsEnded = true;
         else
-            maskLogin(argv[i]);
+            maskLogins(argv[i]);
     }
 }

@@ -9,8 +9,9 @@ namespace ProcessTitle
 {
 
 /// Overwrites secrets in place, with asterisks: the values of these options ("--user NAME", "--user=NAME", "-u NAME",
-/// "-uNAME") and the logins in URLs, wherever they stand. Behind "--" there are no options. To be called as early as
-/// may be, once the arguments were read: nobody can read the secrets from them any more.
+/// "-uNAME") and every USER:PASSWORD@ and login of a URL, wherever they stand, in another URL's query, too. Behind "--"
+/// there are no options. To be called as early as may be, once the arguments were read: nobody can read the secrets
+/// from them any more.
 /// @param options names with their dashes, abbreviations not known
 void hide(int argc, char *const *argv, const QList<QByteArray> &options);
 

@@ -2,6 +2,7 @@
 #include <host/policy/proxychoice.h>
 
 #include <host/policy/origin.h>
+#include <host/policy/redaction.h>
 
 #include <QHostAddress>
 #include <QRegularExpression>
@@ -23,20 +24,10 @@ QString kindOf(const QString &scheme)
     return {};
 }
 
-/// The text without a login in it, for sentences.
-QString shown(const QString &text)
-{
-    const qsizetype at = text.lastIndexOf(u'@');
-    if (at < 0)
-        return text;
-    const qsizetype slashes = text.indexOf("://"_L1);
-    return (slashes >= 0 && slashes < at ? text.left(slashes + 3) : QString()) + text.mid(at + 1);
-}
-
 QUrl refused(const QString &text, const QString &source, const QString &reason, QString *errorText)
 {
     *errorText = u"cannot use the proxy \"%1\" of %2: %3. Give it as http://HOST:PORT or socks5://HOST:PORT."_s.arg(
-        shown(text), source, reason);
+        Redaction::typed(text), source, reason);
     return {};
 }
 

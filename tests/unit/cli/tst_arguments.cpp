@@ -305,7 +305,8 @@ void TestArguments::whatIsWrongIsSaid_data()
     QTest::newRow("a name that is this folder") << QStringList{url, u"-o"_s, u"a/."_s} << u"names no file"_s;
     QTest::newRow("a name that is the folder above") << QStringList{url, u"-o"_s, u".."_s} << u"names no file"_s;
     QTest::newRow("no name") << QStringList{url, u"-o"_s, u""_s} << u"names no file"_s;
-    QTest::newRow("a header without a colon") << QStringList{url, u"--header"_s, u"X"_s} << u"\"X\" is no header"_s;
+    QTest::newRow("a header without a colon")
+        << QStringList{url, u"--header"_s, u"X"_s} << u"--header \"…\" is no header"_s;
     QTest::newRow("a header without a name") << QStringList{url, u"--header"_s, u": x"_s} << u"is no header"_s;
     QTest::newRow("a header with a blank in its name")
         << QStringList{url, u"--header"_s, u"X A: x"_s} << u"is no header"_s;

@@ -161,6 +161,8 @@ void TestAbstractDownloadPersistentInfo::downloadTitle_data()
         << titled({}, {namedFile({}), namedFile(u"second.bin"_s)}, u"Given"_s, url) << QString();
     QTest::newRow("then the source's title") << titled({}, {}, u"Given"_s, url) << u"Given"_s;
     QTest::newRow("then the URL as people read it") << titled({}, {}, {}, url) << u"http://h/a b?x=1"_s;
+    QTest::newRow("a login in the URL stays: who shows a title takes it out")
+        << titled({}, {}, {}, u"http://me:pw@h/f"_s) << u"http://me:pw@h/f"_s;
     QTest::newRow("nothing at all is empty") << Info() << QString();
 }
 
