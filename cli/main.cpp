@@ -10,14 +10,13 @@
 #include <cli/questions.h>
 #include <cli/signalwatcher.h>
 #include <cli/standardoutput.h>
-#include <host/policy/redaction.h>
 #include <host/policy/shown.h>
 #include <host/session/downloadsession.h>
+#include <host/storage/logfile.h>
 #include <inet/qt/download/framework/qtappdefaultlogger.h>
 
 #include <QCoreApplication>
 #include <QDir>
-#include <QFileInfo>
 #include <QTextStream>
 
 #include <memory>
@@ -31,36 +30,26 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-/// A log that nobody asked for begins anew when it has grown to this; the old one stays beside it.
-constexpr qint64 kLongestLog = qint64(4) * 1024 * 1024;
-
 void complain(QTextStream &notes, const QString &text)
 {
     notes << "plait: " << Shown::text(text) << '\n' << Qt::flush;
 }
 
-void makeRoomForLog(const QString &path)
-{
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    if (QFileInfo(path).size() < kLongestLog)
-        return;
-    QFile::remove(path + ".1"_L1);
-    QFile::rename(path, path + ".1"_L1);
-}
-
 /// That the log cannot be written ends nothing; who named it is told.
 void startLog(const Arguments &arguments, QTextStream &notes)
 {
-    QtAppLogger *const logger = QtAppDefaultLogger::instance();
-    logger->setVerbosityLevel(arguments.logLevel);
-    logger->setFilter(&Redaction::line);
     if (arguments.logLevel == 0)
         return;
-    makeRoomForLog(arguments.logFile);
+    const auto file = std::make_shared<LogFile>();
     QString reason;
-    if (!logger->openFile(arguments.logFile, &reason))
+    if (!file->open(arguments.logFile, &reason)) {
         complain(notes,
                  u"cannot write the log \"%1\": %2. Choose another file with --log."_s.arg(arguments.logFile, reason));
+        return;
+    }
+    QtAppLogger *const logger = QtAppDefaultLogger::instance();
+    logger->setVerbosityLevel(arguments.logLevel);
+    logger->setSink([file](int level, const QString &line) { file->write(level, line); });
 }
 
 /// Qt's own remarks are for the log; on a terminal they would stand in the middle of the progress.

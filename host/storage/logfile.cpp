@@ -1,0 +1,179 @@
+// SPDX-License-Identifier: MIT
+#include <host/storage/logfile.h>
+
+#include <host/policy/redaction.h>
+#include <host/policy/shown.h>
+
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+constexpr mode_t kOwnerOnly = 0600;
+constexpr mode_t kAllRights = 07777;
+
+/// In a folder that others may write to, they could put links where the log goes.
+void makeFolder(const QString &path)
+{
+    const QFileInfo folder(path);
+    if (folder.exists())
+        return;
+    QDir().mkpath(folder.absolutePath());
+    QDir().mkdir(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+}
+
+QString reasonOf(int number)
+{
+    if (number == ELOOP)
+        return u"it is a symbolic link"_s;
+    return QString::fromLocal8Bit(std::strerror(number));
+}
+
+/// Empty = it will do.
+QString objectionTo(int file)
+{
+    struct stat found = {};
+    if (fstat(file, &found) != 0)
+        return reasonOf(errno);
+    if (!S_ISREG(found.st_mode))
+        return u"it is no plain file"_s;
+    if (found.st_nlink > 1)
+        return u"the file has another name, too"_s;
+    if (found.st_uid != geteuid())
+        return u"it belongs to somebody else"_s;
+    const bool isPrivate = (found.st_mode & kAllRights) == kOwnerOnly;
+    return isPrivate || fchmod(file, kOwnerOnly) == 0 ? QString() : reasonOf(errno);
+}
+
+/// -1, with the reason in @p errorText, where it cannot be used. Whatever else lies there neither blocks nor is
+/// changed.
+int opened(const QByteArray &path, int flags, QString *errorText)
+{
+    const int file =
+        ::open(path.constData(), flags | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, kOwnerOnly);
+    *errorText = file < 0 ? reasonOf(errno) : objectionTo(file);
+    if (errorText->isEmpty())
+        return file;
+    if (file >= 0)
+        ::close(file);
+    return -1;
+}
+
+QByteArray nameOfOld(const QByteArray &path, int number)
+{
+    return path + '.' + QByteArray::number(number);
+}
+
+/// An earlier version may have left them open to all.
+void closeOldFiles(const QByteArray &path)
+{
+    QString ignored;
+    for (int i = 1; i <= LogFile::kOldFiles; ++i) {
+        const int file = opened(nameOfOld(path, i), O_WRONLY, &ignored);
+        if (file >= 0)
+            ::close(file);
+    }
+}
+
+/// Strangers' words may be endless. Of what is cut off no half remains: the end is what tells a login from a host.
+QString shortened(const QString &text)
+{
+    if (text.size() <= LogFile::kLongestText)
+        return text;
+    return text.left(text.lastIndexOf(u' ', LogFile::kLongestText) + 1) + u'…';
+}
+
+QByteArray lineOf(int level, const QString &text)
+{
+    const QString head = QDateTime::currentDateTime().toString(Qt::ISODateWithMs) + u' ' + QString::number(level);
+    return (head + u' ' + Shown::visible(Redaction::line(shortened(text))) + u'\n').toUtf8();
+}
+
+}
+
+LogFile::~LogFile()
+{
+    close();
+}
+
+bool LogFile::open(const QString &path, QString *errorText)
+{
+    close();
+    makeFolder(QFileInfo(path).absolutePath());
+    m_path = QFile::encodeName(path);
+    closeOldFiles(m_path);
+    return reopen(errorText);
+}
+
+void LogFile::write(int level, const QString &text)
+{
+    const QByteArray line = lineOf(level, text);
+    if (m_file < 0 || !makeRoom(line.size()))
+        return;
+    ssize_t written = 0;
+    do {
+        written = ::write(m_file, line.constData(), size_t(line.size()));
+    } while (written < 0 && errno == EINTR);
+}
+
+bool LogFile::reopen(QString *errorText)
+{
+    close();
+    m_file = opened(m_path, O_WRONLY | O_CREAT, errorText);
+    return m_file >= 0;
+}
+
+/// Another program may have moved it aside.
+bool LogFile::isAtItsPlace() const
+{
+    struct stat there = {};
+    struct stat here = {};
+    return lstat(m_path.constData(), &there) == 0 && fstat(m_file, &here) == 0 && there.st_ino == here.st_ino
+        && there.st_dev == here.st_dev;
+}
+
+/// Whoever moves the file aside holds its lock; who waited for that finds another file in its place. Without room
+/// nothing is logged any more: the bound holds whatever lies in the way.
+bool LogFile::makeRoom(qint64 bytes)
+{
+    QString ignored;
+    if (!isAtItsPlace() && !reopen(&ignored))
+        return false;
+    struct stat found = {};
+    if (fstat(m_file, &found) != 0 || found.st_size + bytes <= kMostBytes)
+        return true;
+    while (flock(m_file, LOCK_EX) != 0 && errno == EINTR) {}
+    if (isAtItsPlace() && !moveAside()) {
+        close();
+        return false;
+    }
+    return reopen(&ignored);
+}
+
+bool LogFile::moveAside() const
+{
+    for (int i = kOldFiles; i > 1; --i)
+        std::rename(nameOfOld(m_path, i - 1).constData(), nameOfOld(m_path, i).constData());
+    return std::rename(m_path.constData(), nameOfOld(m_path, 1).constData()) == 0;
+}
+
+void LogFile::close()
+{
+    if (m_file >= 0)
+        ::close(m_file);
+    m_file = -1;
+}
