@@ -209,8 +209,11 @@ void FakeDownload::finish()
     file.pathOnDisk.clear();
     file.size = kSize;
     file.sections = {{0, kSize, kSize}};
-    file.fileFlags = File::CreatedOnDisk | File::FinalOnDisk;
+    // It writes a file of its own, whatever lay there: who keeps the record has to hear of that first.
+    file.fileFlags = 0;
     m_info.files = {file};
+    Q_EMIT performingFilesOperations(true);
+    m_info.files.first().fileFlags = File::CreatedOnDisk | File::FinalOnDisk;
     m_info.setFinished(true, true);
     QFile target(m_info.filePath(0));
     if (m_info.url.path() != FakePaths::kLies && target.open(QIODevice::WriteOnly))
