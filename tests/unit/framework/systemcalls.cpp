@@ -7,9 +7,11 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <stdio.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #define FOR_THE_LIBRARY extern "C" __attribute__((visibility("default")))
@@ -95,6 +97,23 @@ FOR_THE_LIBRARY int fstatvfs(int file, struct statvfs *disk) noexcept
     const int result = next<int(int, struct statvfs *)>("fstatvfs")(file, disk);
     if (SystemCalls::freeBlocks >= 0)
         disk->f_bavail = fsblkcnt_t(SystemCalls::freeBlocks);
+    return result;
+}
+
+FOR_THE_LIBRARY int fstatfs(int file, struct statfs *disk) noexcept
+{
+    const int result = next<int(int, struct statfs *)>("fstatfs")(file, disk);
+    if (SystemCalls::filesAreAlike)
+        disk->f_type = MSDOS_SUPER_MAGIC;
+    return result;
+}
+
+FOR_THE_LIBRARY int statx(int folder, const char *name, int flags, unsigned int mask, struct statx *status) noexcept
+{
+    using Function = int(int, const char *, int, unsigned int, struct statx *);
+    const int result = next<Function>("statx")(folder, name, flags, mask, status);
+    if (SystemCalls::filesAreAlike)
+        status->stx_mask &= ~STATX_BTIME;
     return result;
 }
 

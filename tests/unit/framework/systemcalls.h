@@ -18,6 +18,8 @@ inline std::atomic<int> fsyncError = 0;
 inline std::atomic<int> fsyncCount = 0;
 /// Of plain files.
 inline std::atomic<int> writeError = 0;
+/// As on a disk whose file system neither says when a file was made nor keeps its number.
+inline std::atomic<bool> filesAreAlike = false;
 /// Called once, between the decision to make or to rename a file and the system's doing so. In one thread.
 inline std::function<void()> atCreating;
 inline std::function<void()> atRenaming;
@@ -30,6 +32,7 @@ inline void reset()
                                     &fsyncError, &fsyncCount, &writeError})
         *value = 0;
     freeBlocks = -1;
+    filesAreAlike = false;
     atCreating = nullptr;
     atRenaming = nullptr;
 }

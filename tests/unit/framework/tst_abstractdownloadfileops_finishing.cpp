@@ -36,6 +36,7 @@ private Q_SLOTS:
     void aFileMadeInTheSameListIsExtended();
     void finishingTwiceIsHarmless();
     void aGoneFileIsAnError();
+    void aFileOfEqualLengthIsNotTakenForTheFinishedOne_data();
     void aFileOfEqualLengthIsNotTakenForTheFinishedOne();
     void aFinishedFileIsKnownByItselfAlone();
     void anotherFileInItsPlaceIsNotFinished();
@@ -164,8 +165,17 @@ void TestFileOpsFinishing::aGoneFileIsAnError()
     QVERIFY2(bench.errorText().contains(u"Restart"_s), qPrintable(bench.errorText()));
 }
 
+void TestFileOpsFinishing::aFileOfEqualLengthIsNotTakenForTheFinishedOne_data()
+{
+    QTest::addColumn<bool>("filesAreAlike");
+    QTest::newRow("where files are known") << false;
+    QTest::newRow("where the disk knows nothing of its files") << true;
+}
+
 void TestFileOpsFinishing::aFileOfEqualLengthIsNotTakenForTheFinishedOne()
 {
+    QFETCH(bool, filesAreAlike);
+    SystemCalls::filesAreAlike = filesAreAlike;
     Bench bench;
     bench.perform(folder(), {toCreate(u"a.bin"_s, 3)});
     makeFile(at(u"a.bin.part"_s), "abc");

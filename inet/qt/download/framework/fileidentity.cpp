@@ -88,5 +88,7 @@ FileIdentity FileIdentity::of(int descriptor)
     // What is not known is 0 each time.
     const qint64 birth =
         status.stx_mask & STATX_BTIME ? status.stx_btime.tv_sec * Q_INT64_C(1000000000) + status.stx_btime.tv_nsec : 0;
-    return {u"%1:%2"_s.arg(numbersLast(descriptor) ? quint64(status.stx_ino) : 0).arg(birth)};
+    const quint64 number = numbersLast(descriptor) ? status.stx_ino : 0;
+    // Otherwise all files there would be one.
+    return number == 0 && birth == 0 ? FileIdentity() : FileIdentity{u"%1:%2"_s.arg(number).arg(birth)};
 }

@@ -10,7 +10,8 @@
 struct DOWNLOADFRAMEWORK_EXPORT FileIdentity {
     QString text; ///< empty = unknown
 
-    /// Of the file of that path; a link is not followed. Unknown when there is none.
+    /// Of the file of that path; a link is not followed. Unknown when there is none, and on a file system that tells
+    /// neither.
     static FileIdentity of(const QString &path);
     /// Of an open file.
     static FileIdentity of(int descriptor);
