@@ -257,8 +257,10 @@ qint64 Salvage::idWithSameFile(qint64 id)
         u"SELECT mine.download_id FROM old.downloads AS lost "
         u"CROSS JOIN old.files AS its ON its.download_id = lost.id "
         u"CROSS JOIN main.downloads AS present ON present.finished = 0 AND present.folder = lost.folder "
-        u"CROSS JOIN main.files AS mine ON mine.download_id = present.id AND mine.name = its.name "
-        u"WHERE lost.id = ? AND lost.flags & 2 = 0 AND mine.name <> '' AND mine.file_flags & 1 <> 0 AND present.id NOT IN (SELECT id FROM brought) LIMIT 1"_s,
+        u"CROSS JOIN main.files AS mine ON mine.download_id = present.id AND mine.file_flags & 1 <> 0 "
+        u"WHERE lost.id = ? AND lost.flags & 2 = 0 AND present.id NOT IN (SELECT id FROM brought) "
+        u"AND coalesce(nullif(mine.path_on_disk, ''), mine.name) = coalesce(nullif(its.path_on_disk, ''), its.name) "
+        u"LIMIT 1"_s,
         {id});
 }
 

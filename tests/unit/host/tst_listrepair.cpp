@@ -76,6 +76,7 @@ private Q_SLOTS:
     void equalDownloadsOfTheDamagedListAreAllBroughtOver();
     void aNumberThatIsTakenIsReplaced();
     void anUnfinishedDownloadWhoseFileIsAnothersIsLeftOut();
+    void aDownloadThatWasBegunAnewBesideItsOldFileLeavesThatToIt();
     void aListOfTheFirstVersionIsBroughtOver();
     void whatCannotBeReadAtAllIsKept();
     void numbersAreToldAsRanges();
@@ -376,6 +377,31 @@ void TestListRepair::anUnfinishedDownloadWhoseFileIsAnothersIsLeftOut()
     QCOMPARE(report.brought, 0);
     QCOMPARE(report.lost.value(u"other downloads of the list are at their files by now"_s), QList<qint64>{1});
     QCOMPARE(listed(), QList<Info>{again});
+}
+
+// Who goes on with the new list before the old one is brought over gets a file beside the one that is there.
+void TestListRepair::aDownloadThatWasBegunAnewBesideItsOldFileLeavesThatToIt()
+{
+    Info old = recordFor(1);
+    old.files[0].fileFlags |= AbstractDownloadFileInfo::CreatedOnDisk;
+    old.files[0].pathOnDisk = u"file1.iso.part"_s;
+    {
+        DownloadList list;
+        QVERIFY(list.open(path()) && list.insert(old) > 0);
+    }
+    moveAside();
+    Info again = old;
+    again.creationTime = again.creationTime.addDays(1);
+    again.files[0].pathOnDisk = u"file1 (1).iso.part"_s;
+    {
+        DownloadList list;
+        QVERIFY(list.open(path()) && list.insert(again) > 0);
+    }
+    const ListRepair::Report report = ListRepair::bringOver(asidePath(), path());
+    QVERIFY2(report.lost.isEmpty(), qPrintable(report.lost.keys().join(u'\n')));
+    QCOMPARE(report.brought, 1);
+    old.id = 2;
+    QCOMPARE(listed(), (QList<Info>{again, old}));
 }
 
 void TestListRepair::aListOfTheFirstVersionIsBroughtOver()
