@@ -317,10 +317,9 @@ Schema::Outcome Schema::upgrade(const QSqlDatabase &database, QString *errorText
 
 bool Schema::isWhole(const QSqlDatabase &database)
 {
-    QSqlError error;
-    const QList<SchemaCheck::Object> found = SchemaCheck::objectsOf(database, &error);
-    // What cannot be read at this moment says nothing of what is there.
-    if (error.isValid())
-        return DamagedList::suspicionOf(error) == DamagedList::Suspicion::None;
-    return SchemaCheck::flaws(found, objects(kVersion)).isEmpty();
+    PreparedStatements statements(database);
+    const Finding finding = lookAtOneMoment(database, statements);
+    // What cannot be read at this moment, and what a later version made of it, is no damage.
+    const bool isOfThisVersion = finding.outcome == Outcome::Done && finding.version == kVersion;
+    return isOfThisVersion || finding.outcome == Outcome::Failed || finding.outcome == Outcome::Refused;
 }

@@ -75,6 +75,7 @@ private Q_SLOTS:
     void rowsOfNoDownloadThatAreInTheWayAreDamage();
     void aListThatCannotGrowIsNotDamaged();
     void anUnknownDownloadIsNoDamage();
+    void aListThatALaterVersionTookOverMeanwhileIsNotDamaged();
     void errorsAreKnownByTheirNumber_data();
     void errorsAreKnownByTheirNumber();
 
@@ -265,6 +266,17 @@ void TestDownloadListTables::anUnknownDownloadIsNoDamage()
     QVERIFY(!list.update(record));
     QVERIFY(!list.remove(7));
     QCOMPARE(list.claim(7), DownloadList::Claim::Failed);
+    QVERIFY(setAside().isEmpty());
+    QCOMPARE(list.list().size(), 1);
+}
+
+void TestDownloadListTables::aListThatALaterVersionTookOverMeanwhileIsNotDamaged()
+{
+    makeList({});
+    DownloadList list;
+    QVERIFY2(list.open(path()), qPrintable(list.lastErrorText()));
+    run({u"ALTER TABLE downloads ADD COLUMN later TEXT NOT NULL DEFAULT ''"_s, u"PRAGMA user_version = 1000"_s});
+    QVERIFY(!list.remove(7));
     QVERIFY(setAside().isEmpty());
     QCOMPARE(list.list().size(), 1);
 }
