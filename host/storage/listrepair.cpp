@@ -56,6 +56,7 @@ Report salvage(const QString &damagedPath, const QString &listPath)
 
 ListRepair::Report ListRepair::repair(const QString &listPath)
 {
+    const quint64 inode = DamagedList::inodeOf(listPath);
     const ListCheck::Findings findings = ListCheck::look(listPath);
     if (!findings.errorText.isEmpty())
         return refusal(findings.errorText);
@@ -69,7 +70,7 @@ ListRepair::Report ListRepair::repair(const QString &listPath)
             u"it."_s.arg(findings.runningPid)
                 .arg(findings.runningId));
     QString newPath;
-    const QString reason = DamagedList::setAside(listPath, DamagedList::inodeOf(listPath), &newPath);
+    const QString reason = DamagedList::setAside(listPath, inode, &newPath);
     if (!reason.isEmpty() || newPath.isEmpty())
         return refusal(u"the list \"%1\" cannot be set aside: %2."_s.arg(
             QDir::toNativeSeparators(listPath), reason.isEmpty() ? u"another process has just done so"_s : reason));
