@@ -16,11 +16,12 @@ QRegularExpression expression(const QString &pattern)
 }
 
 /// "://", LOGIN and "@"; within another URL all of it may be percent-encoded, more than once. The login ends at the
-/// last "@" before the host's end.
-QString loginPattern(const QString &character)
+/// last "@" before the host's end. Step by step only from one sign to the next: the room for steps is limited, and a
+/// text that takes more would stay as it is.
+QString loginPattern(const QString &ends)
 {
-    return u"(?::|%(?:25)*3a)(?:/|%(?:25)*2f){2}\\K(?:(?!%(?:25)*(?:2f|3f|23))%1)*(?=@|%(?:25)*40)"_s.replace(
-        u"%1"_s, character);
+    return u"(?::|%(?:25)*3a)(?:/|%(?:25)*2f){2}\\K<other>*+(?:(?:@|%(?!(?:25)*(?:2f|3f|23)))<other>*+)*"
+           "(?=@|%(?:25)*40)"_s.replace(u"<other>"_s, u"[^@%"_s + ends + u']');
 }
 
 /// Up to the line's end, as the value of a header may hold anything. A name may stand in quotes, as in JSON.
@@ -50,7 +51,7 @@ QString withoutQueries(QString text)
 
 QString Redaction::logins(const QString &text)
 {
-    static const QRegularExpression ofUrl = expression(loginPattern(u"[^\\s/?#\"]"_s));
+    static const QRegularExpression ofUrl = expression(loginPattern(u"\\s/?#\""_s));
     static const QRegularExpression withoutScheme = expression(u"(?<![:/\\w])//\\K[^\\s/?#\"@:]*:[^\\s/?#\"]*(?=@)"_s);
     QString shown = text;
     shown.replace(ofUrl, kHidden);
@@ -78,7 +79,7 @@ QString Redaction::typed(const QString &word)
 
 QList<Redaction::Span> Redaction::loginsInArgument(const QString &argument)
 {
-    static const QRegularExpression login = expression(loginPattern(u"[^/?#]"_s) + u"|[^/?#=&@:]+:[^/?#]*(?=@)"_s);
+    static const QRegularExpression login = expression(loginPattern(u"/?#"_s) + u"|[^/?#=&@:]+:[^/?#]*(?=@)"_s);
     QList<Span> spans;
     for (auto matches = login.globalMatch(argument); matches.hasNext();) {
         const QRegularExpressionMatch match = matches.next();

@@ -82,6 +82,9 @@ void TestRedaction::loginsAreBlanked_data()
     row("percent-encoded", u"http://h/?x=http%3A%2F%2Fu%3Ap%40i%2F"_s, u"http://h/?x=http%3A%2F%2F…%40i%2F"_s);
     row("encoded twice", u"http://h/?x=http%253A%252F%252Fu:p%2540i"_s, u"http://h/?x=http%253A%252F%252F…%2540i"_s);
     row("without a scheme", u"to //u:p@h/x"_s, u"to //…@h/x"_s);
+    row("behind a word without an end", u"http://"_s + QString(200000, u'a') + u" http://u:p@h/"_s,
+        u"http://"_s + QString(200000, u'a') + u" http://…@h/"_s);
+    row("of many characters", u"http://u:"_s + QString(200000, u'p') + u"@h/"_s, u"http://…@h/"_s);
     row("an at sign behind two slashes stays", u"http://h//p@1.0/x"_s, u"http://h//p@1.0/x"_s);
     row("it ends with the quotes", u"{\"url\":\"http://h\",\"name\":\"a@b\"}"_s,
         u"{\"url\":\"http://h\",\"name\":\"a@b\"}"_s);
