@@ -11,6 +11,7 @@
 #include <QVariant>
 
 #include <array>
+#include <mutex>
 #include <iterator>
 #include <optional>
 
@@ -274,6 +275,9 @@ const int Schema::kVersion = int(std::size(kMigrations));
 const QList<SchemaCheck::Object> &Schema::objects(int version)
 {
     static std::array<QList<SchemaCheck::Object>, std::size(kMigrations) + 1> known;
+    // Lists are opened in several threads.
+    static std::mutex mutex;
+    const std::lock_guard lock(mutex);
     QList<SchemaCheck::Object> &objects = known.at(std::size_t(version));
     if (objects.isEmpty() && version > 0)
         objects = makeObjects(version);
