@@ -4,6 +4,7 @@
 #include <QByteArrayView>
 
 #include <algorithm>
+#include <limits>
 
 using namespace Qt::StringLiterals;
 
@@ -75,6 +76,18 @@ std::optional<PartialAnswer::ContentRange> PartialAnswer::parseContentRange(cons
     return ContentRange{*first, *last, *total};
 }
 
+std::optional<qint64> PartialAnswer::parseUnsatisfiedTotal(const QByteArray &contentRange)
+{
+    const std::optional<QByteArrayView> text = behindUnit(contentRange, ' ');
+    return text && text->startsWith("*/") ? number(text->sliced(2)) : std::nullopt;
+}
+
+bool PartialAnswer::contradictsItself(const ContentRange &range)
+{
+    const bool endsBehindTotal = range.total != -1 && range.last >= range.total;
+    return range.last < range.first || endsBehindTotal || range.last == std::numeric_limits<qint64>::max();
+}
+
 QString PartialAnswer::refusal(const QByteArray &range, const QByteArray &contentRange)
 {
     const std::optional<qint64> start = askedStart(range);
@@ -88,6 +101,5 @@ QString PartialAnswer::refusal(const QByteArray &range, const QByteArray &conten
         return refusalText(range, got + u", which is no byte range"_s);
     if (piece->first != *start)
         return refusalText(range, got);
-    const bool contradictsItself = piece->last < piece->first || (piece->total != -1 && piece->last >= piece->total);
-    return contradictsItself ? refusalText(range, got + u", which contradicts itself"_s) : QString();
+    return contradictsItself(*piece) ? refusalText(range, got + u", which contradicts itself"_s) : QString();
 }

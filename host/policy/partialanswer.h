@@ -26,6 +26,12 @@ std::optional<qint64> askedStart(const QByteArray &range);
 /// Nothing when the header is malformed.
 std::optional<ContentRange> parseContentRange(const QByteArray &contentRange);
 
+/// N of a "bytes */N", with which a 416 says how long the file is; nothing when the header is none of those.
+std::optional<qint64> parseUnsatisfiedTotal(const QByteArray &contentRange);
+
+/// It ends before it begins, or beyond the total or any file.
+bool contradictsItself(const ContentRange &range);
+
 /// Why a 206 with this Content-Range (empty = none) may not be used for a request with this Range; empty = it may.
 /// A request without a Range that askedStart() understands is not judged.
 QString refusal(const QByteArray &range, const QByteArray &contentRange);
