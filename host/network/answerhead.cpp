@@ -149,6 +149,7 @@ QList<AnswerHead::Field> AnswerHead::joinedFields() const
         places.insert(name, result.size());
         result += field;
     }
+    result.removeIf([](const Field &field) { return field.second.isEmpty(); });
     return result;
 }
 

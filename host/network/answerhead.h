@@ -40,7 +40,7 @@ public:
     /// Of the lines of that name, without regard to case, in their order.
     QList<QByteArray> values(QByteArrayView name) const;
     /// As QNetworkReply joins them: one entry a name (first spelling, first place), values joined by ", ", of
-    /// Set-Cookie by "\n". Of Location the last one counts, as there.
+    /// Set-Cookie by "\n"; of Location the last one counts, and what is empty then is left out.
     QList<Field> joinedFields() const;
 
 private:
