@@ -19,6 +19,8 @@ private Q_SLOTS:
     void askedStart();
     void parseContentRange_data();
     void parseContentRange();
+    void parseUnsatisfiedTotal_data();
+    void parseUnsatisfiedTotal();
     void refusal_data();
     void refusal();
     void aRefusalNamesBothRanges();
@@ -98,6 +100,28 @@ void TestPartialAnswer::parseContentRange()
         QCOMPARE(*range, (PartialAnswer::ContentRange{first, last, total}));
 }
 
+void TestPartialAnswer::parseUnsatisfiedTotal_data()
+{
+    QTest::addColumn<QByteArray>("header");
+    QTest::addColumn<qint64>("total");
+
+    QTest::newRow("a total") << QByteArray("bytes */5000") << qint64(5000);
+    QTest::newRow("an empty file") << QByteArray("Bytes */0") << qint64(0);
+    QTest::newRow("an unknown total") << QByteArray("bytes */*") << kNothing;
+    QTest::newRow("no total") << QByteArray("bytes */") << kNothing;
+    QTest::newRow("a piece") << QByteArray("bytes 0-4999/5000") << kNothing;
+    QTest::newRow("another unit") << QByteArray("lines */5000") << kNothing;
+    QTest::newRow("two headers joined into one") << QByteArray("bytes */5, bytes */5") << kNothing;
+    QTest::newRow("too large") << QByteArray("bytes */99999999999999999999") << kNothing;
+    QTest::newRow("empty") << QByteArray() << kNothing;
+}
+
+void TestPartialAnswer::parseUnsatisfiedTotal()
+{
+    QFETCH(QByteArray, header);
+    QTEST(PartialAnswer::parseUnsatisfiedTotal(header).value_or(kNothing), "total");
+}
+
 void TestPartialAnswer::refusal_data()
 {
     QTest::addColumn<QByteArray>("range");
@@ -118,6 +142,7 @@ void TestPartialAnswer::refusal_data()
     QTest::newRow("it ends before it begins") << from1000 << QByteArray("bytes 1000-999/5000") << true;
     QTest::newRow("it ends at the total") << from1000 << QByteArray("bytes 1000-5000/5000") << true;
     QTest::newRow("it ends behind the total") << from1000 << QByteArray("bytes 1000-9999/5000") << true;
+    QTest::newRow("it ends where no file can") << from1000 << QByteArray("bytes 1000-9223372036854775807/*") << true;
     QTest::newRow("nothing was asked for") << QByteArray() << QByteArray("bytes 7-8/9") << false;
     QTest::newRow("what was asked for is not understood")
         << QByteArray("bytes=-5") << QByteArray("bytes 7-8/9") << false;
