@@ -105,7 +105,7 @@ bool ChunkedDecoder::takeOfSize(char c)
         return refuse(u"%1 stands where the size of a chunk should"_s.arg(shown(c)));
     if (digit < 0)
         return takeItemEnd(c, State::BeforeExtension);
-    if (m_remaining > (kLargestChunk - digit) / kBase)
+    if (m_remaining > kLargestChunk / kBase)
         return refuse(u"the size of a chunk is beyond 2^63-1"_s);
     m_remaining = m_remaining * kBase + digit;
     return goTo(State::InSize);
