@@ -236,6 +236,7 @@ void TestBodyFraming::whatIsRefused_data()
     piece("several pieces that are said to be one", "bytes=10-", {sound, "Content-Type: multipart/byteranges"},
           u"several pieces"_s);
     piece("a piece that nobody asked for", "", {sound}, u"where the whole was asked for"_s);
+    piece("an end that nobody asked for", "", {"Content-Range: bytes 10-99/100"}, u"where the whole was"_s);
     piece("a beginning that nobody asked for", "", {"Content-Range: bytes 0-98/100"}, u"where the whole was"_s);
     piece("perhaps the whole", "", {"Content-Range: bytes 0-99/*"}, u"where the whole was asked for"_s);
     piece("no word on which piece, and none was asked for", "", {}, u"without a sound word"_s);
