@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <host/network/certificateproblem.h>
+
+#include <QByteArray>
+#include <QList>
+
+#include <curl/curl.h>
+
+struct x509_store_ctx_st;
+
+/// Whether the other side of a TLS connection is whom it should be, and if not, why.
+///
+/// libcurl tells neither the certificates that it refused nor all that is wrong with them; so the chain is judged here,
+/// by OpenSSL, while the connection is made. The name of the host is libcurl's to compare. A connection that ends
+/// without saying so in TLS is an error from here on: anybody on the way can cut it.
+///
+/// Used by one transfer, in the network thread, and outlives its handle.
+class CertificateCheck
+{
+    Q_DISABLE_COPY_MOVE(CertificateCheck)
+
+public:
+    /// @param authorities DER of certificates to rest on, besides the system's
+    /// @param pinned DER of the only certificate that will do, whatever is wrong with it; empty = any without a problem
+    CertificateCheck(const QList<QByteArray> &authorities, const QByteArray &pinned);
+
+    /// For the connections that the handle makes.
+    void install(CURL *handle);
+
+    /// All that is wrong; empty, too, where only the host's name does not fit.
+    const QList<CertificateProblem> &problems() const { return m_problems; }
+    /// The server's own, DER; empty = it has shown none.
+    const QByteArray &certificate() const { return m_certificate; }
+
+private:
+    static CURLcode onContext(CURL *handle, void *context, void *self);
+    static int onChain(x509_store_ctx_st *chain, void *self);
+    static int onStep(int isFine, x509_store_ctx_st *chain);
+
+    void addAuthorities(void *context) const;
+    bool accepts(x509_store_ctx_st *chain);
+
+    const QList<QByteArray> m_authorities;
+    const QByteArray m_pinned;
+    QList<CertificateProblem> m_problems;
+    QByteArray m_certificate;
+};
