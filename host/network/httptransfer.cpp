@@ -1,0 +1,263 @@
+// SPDX-License-Identifier: MIT
+#include <host/network/httptransfer.h>
+
+#include <host/network/transfererrors.h>
+
+#include <algorithm>
+#include <utility>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+constexpr int kUnauthorized = 401;
+constexpr int kProxyUnauthorized = 407;
+constexpr int kFirstError = 400;
+
+bool isHeaderNamed(const QNetworkReply::RawHeaderPair &header, const char *name)
+{
+    return header.first.compare(name, Qt::CaseInsensitive) == 0;
+}
+
+/// As libcurl wants a line: an empty value is told by another mark.
+QByteArray lineFor(const QNetworkReply::RawHeaderPair &header)
+{
+    return header.second.isEmpty() ? header.first + ';' : header.first + ": " + header.second;
+}
+
+}
+
+HttpTransfer::HttpTransfer(const TransferRequest &request, std::shared_ptr<TransferMeans> means)
+    : Transfer(request, std::move(means))
+    , m_check(request.authorities, request.pinnedCertificate)
+{
+}
+
+HttpTransfer::~HttpTransfer() = default;
+
+void HttpTransfer::prepare()
+{
+    Transfer::prepare();
+    set(CURLOPT_URL, m_request.url.toEncoded(QUrl::FullyEncoded | QUrl::RemoveFragment).constData());
+    set(CURLOPT_PROTOCOLS_STR, "http,https");
+    // The server knows what it means by dots in a path.
+    set(CURLOPT_PATH_AS_IS, 1L);
+    set(CURLOPT_HTTP_VERSION, long(CURL_HTTP_VERSION_1_1));
+    // Raw, so that the framing can be held to the rules.
+    set(CURLOPT_HTTP_TRANSFER_DECODING, 0L);
+    set(CURLOPT_HTTP_CONTENT_DECODING, 0L);
+    set(CURLOPT_HEADEROPT, long(CURLHEADER_SEPARATE));
+    prepareHeaders();
+    prepareBody();
+    prepareLogin();
+    prepareTls();
+}
+
+Transfer::Next HttpTransfer::onEnded(CURLcode code)
+{
+    if (!m_complaint.isEmpty())
+        end(QNetworkReply::ProtocolFailure, m_complaint);
+    else if (!m_head.isComplete())
+        endWithoutAnswer(code);
+    else if (!isEnded(code))
+        endCutShort(code);
+    else
+        endWithStatus();
+    return Next::Leave;
+}
+
+void HttpTransfer::release()
+{
+    Transfer::release();
+    m_headerList.reset();
+}
+
+void HttpTransfer::prepareHeaders()
+{
+    curl_slist *list = nullptr;
+    for (const QNetworkReply::RawHeaderPair &header : m_request.headers)
+        list = curl_slist_append(list, lineFor(header).constData());
+    // Nobody has asked for a round trip before the body.
+    list = curl_slist_append(list, "Expect:");
+    m_headerList.reset(list);
+    set(CURLOPT_HTTPHEADER, m_headerList.get());
+}
+
+void HttpTransfer::prepareBody()
+{
+    if (!m_request.isPost)
+        return;
+    set(CURLOPT_POST, 1L);
+    set(CURLOPT_POSTFIELDS, m_request.body.constData());
+    set(CURLOPT_POSTFIELDSIZE_LARGE, curl_off_t(m_request.body.size()));
+    // On a connection that has been used and is gone by now it would be sent once more, and count twice.
+    set(CURLOPT_FRESH_CONNECT, 1L);
+}
+
+void HttpTransfer::prepareLogin()
+{
+    const bool isTold =
+        std::any_of(m_request.headers.cbegin(), m_request.headers.cend(),
+                    [](const QNetworkReply::RawHeaderPair &header) { return isHeaderNamed(header, "Authorization"); });
+    if (m_request.login.isEmpty() || isTold)
+        return;
+    set(CURLOPT_USERNAME, m_request.login.user.toUtf8().constData());
+    set(CURLOPT_PASSWORD, m_request.login.password.toUtf8().constData());
+    set(CURLOPT_HTTPAUTH, long(CURLAUTH_BASIC | CURLAUTH_DIGEST));
+}
+
+void HttpTransfer::prepareTls()
+{
+    m_check.install(handle());
+    if (m_request.pinnedCertificate.isEmpty())
+        return;
+    // Trusted for once: neither the connection nor its keys are for others.
+    set(CURLOPT_FRESH_CONNECT, 1L);
+    set(CURLOPT_FORBID_REUSE, 1L);
+    set(CURLOPT_SSL_SESSIONID_CACHE, 0L);
+    set(CURLOPT_SSL_VERIFYHOST, 0L);
+}
+
+bool HttpTransfer::takeHeadLine(QByteArrayView line)
+{
+    // A challenge was answered, and here is what came of it. Trailers look otherwise.
+    if (m_head.isComplete() && !m_isHeadTold && line.startsWith("HTTP/"))
+        m_head.beginAnew();
+    else if (m_head.isComplete())
+        return true;
+    if (const QString complaint = m_head.addLine(line); !complaint.isEmpty())
+        return complain(complaint);
+    return !m_head.isComplete() || onHead();
+}
+
+bool HttpTransfer::onHead()
+{
+    m_plan = BodyFraming::planFor(m_head, m_request.range);
+    if (!m_plan.complaint.isEmpty())
+        return complain(m_plan.complaint);
+    if (!m_plan.mayReuse)
+        set(CURLOPT_FORBID_REUSE, 1L);
+    if (!mayBeAskedAgain())
+        tellHead();
+    return true;
+}
+
+/// libcurl answers a challenge by itself and passes over the answer that made it; only what follows tells whether it
+/// has.
+bool HttpTransfer::mayBeAskedAgain() const
+{
+    const int status = m_head.status();
+    return (status == kUnauthorized && !m_request.login.isEmpty())
+        || (status == kProxyUnauthorized && !m_request.proxy.userName().isEmpty());
+}
+
+void HttpTransfer::tellHead()
+{
+    if (std::exchange(m_isHeadTold, true))
+        return;
+    TransferPipe::Head head{
+        m_head.status(), m_head.reason(), {}, m_head.values("Set-Cookie"), m_request.url.scheme() == "https"_L1};
+    for (const AnswerHead::Field &field : m_head.joinedFields()) {
+        if (!m_plan.withheld.contains(field.first.toLower()))
+            head.fields.append(field);
+    }
+    pipe().putHead(head);
+}
+
+Transfer::Taken HttpTransfer::takeBody(QByteArrayView data)
+{
+    tellHead();
+    const bool isFine = m_plan.end == BodyFraming::End::Chunked ? takeChunks(data) : takePlain(data);
+    return isFine ? Taken::All : Taken::Refused;
+}
+
+bool HttpTransfer::takeChunks(QByteArrayView raw)
+{
+    while (!raw.isEmpty() && !m_decoder.isAtEnd() && m_decoder.complaint().isEmpty()) {
+        if (!takePlain(m_decoder.next(&raw)))
+            return false;
+    }
+    if (!m_decoder.complaint().isEmpty())
+        return complain(m_decoder.complaint());
+    // What lies behind the end is nobody's answer.
+    if (!raw.isEmpty())
+        set(CURLOPT_FORBID_REUSE, 1L);
+    return true;
+}
+
+bool HttpTransfer::takePlain(QByteArrayView data)
+{
+    const bool isTooMuch = m_plan.length >= 0 && m_received + data.size() > m_plan.length;
+    if (isTooMuch)
+        data = data.first(m_plan.length - m_received);
+    m_received += data.size();
+    if (!data.isEmpty())
+        hand(data);
+    return !isTooMuch
+        || complain(
+            u"The server sent more than the %1 bytes that it had announced."_s.arg(QString::number(m_plan.length)));
+}
+
+bool HttpTransfer::complain(const QString &text)
+{
+    m_complaint = text;
+    return false;
+}
+
+/// Whether the body is whole, by what its head says of its end.
+bool HttpTransfer::isEnded(CURLcode code) const
+{
+    switch (m_plan.end) {
+    case BodyFraming::End::NoBody:
+        return true;
+    case BodyFraming::End::Length:
+        return m_received == m_plan.length;
+    case BodyFraming::End::Chunked:
+        return m_decoder.isAtEnd();
+    case BodyFraming::End::Close:
+        break;
+    }
+    return code == CURLE_OK && (m_plan.length < 0 || m_received == m_plan.length);
+}
+
+void HttpTransfer::endWithStatus()
+{
+    tellHead();
+    const int status = m_head.status();
+    if (status < kFirstError) {
+        end(QNetworkReply::NoError, {});
+        return;
+    }
+    end(TransferErrors::fromStatus(status),
+        u"Error transferring %1 - server replied: %2"_s.arg(m_request.url.toDisplayString(),
+                                                            QString::fromUtf8(m_head.reason())));
+}
+
+void HttpTransfer::endWithoutAnswer(CURLcode code)
+{
+    const bool isRefused = code == CURLE_PEER_FAILED_VERIFICATION && !m_check.certificate().isEmpty();
+    if (isRefused) {
+        pipe().putEnd(
+            {QNetworkReply::SslHandshakeFailedError, wordsFor(code), m_check.problems(), m_check.certificate()});
+        return;
+    }
+    const TransferErrors::Circumstances circumstances{int(get<long>(CURLINFO_HTTP_CONNECTCODE, 0)), 0,
+                                                      int(get<long>(CURLINFO_OS_ERRNO, 0)), !m_request.proxy.isEmpty()};
+    const QNetworkReply::NetworkError error = TransferErrors::fromHttp(code, circumstances);
+    end(error, TransferErrors::textFor(error, m_request.url, wordsFor(code)));
+}
+
+void HttpTransfer::endCutShort(CURLcode code)
+{
+    tellHead();
+    const QString received = QString::number(m_received);
+    if (m_plan.length >= 0)
+        end(QNetworkReply::RemoteHostClosedError,
+            u"The connection was closed after %1 of %2 bytes."_s.arg(received, QString::number(m_plan.length)));
+    else if (m_plan.end == BodyFraming::End::Chunked)
+        end(QNetworkReply::RemoteHostClosedError,
+            u"The connection was closed after %1 bytes, before the end of the answer."_s.arg(received));
+    else
+        end(QNetworkReply::RemoteHostClosedError, u"The connection broke off: %1."_s.arg(wordsFor(code)));
+}

@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: MIT
+#include <host/network/transfer.h>
+
+#include <host/network/ftptransfer.h>
+#include <host/network/httptransfer.h>
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include <sys/socket.h>
+
+using namespace Qt::StringLiterals;
+
+std::shared_ptr<Transfer> Transfer::make(const TransferRequest &request, std::shared_ptr<TransferMeans> means)
+{
+    if (request.url.scheme() == "ftp"_L1)
+        return std::make_shared<FtpTransfer>(request, std::move(means));
+    return std::make_shared<HttpTransfer>(request, std::move(means));
+}
+
+Transfer::Transfer(const TransferRequest &request, std::shared_ptr<TransferMeans> means)
+    : m_request(request)
+    , m_means(std::move(means))
+    , m_errorText(CURL_ERROR_SIZE, '\0')
+    , m_pipe(m_means)
+{
+}
+
+Transfer::~Transfer() = default;
+
+void Transfer::prepare()
+{
+    m_handle.reset(curl_easy_init());
+    set(CURLOPT_NOSIGNAL, 1L);
+    // A name that is still being looked up would hold up whoever cancels.
+    set(CURLOPT_QUICK_EXIT, 1L);
+    set(CURLOPT_TCP_KEEPALIVE, 1L);
+    set(CURLOPT_BUFFERSIZE, m_means->budget.wireBufferSize());
+    set(CURLOPT_ERRORBUFFER, m_errorText.data());
+    set(CURLOPT_HEADERFUNCTION, &Transfer::onHeadLine);
+    set(CURLOPT_HEADERDATA, this);
+    set(CURLOPT_WRITEFUNCTION, &Transfer::onBody);
+    set(CURLOPT_WRITEDATA, this);
+    prepareProxy();
+}
+
+void Transfer::resume()
+{
+    // Calls back at once with what libcurl has kept.
+    curl_easy_pause(m_handle.get(), CURLPAUSE_CONT);
+}
+
+/// What the kernel takes in for a reader that is held back would be sent all the same, and be lost with the connection.
+void Transfer::holdBack(qint64 bytes)
+{
+    const auto socket = get<curl_socket_t>(CURLINFO_ACTIVESOCKET, CURL_SOCKET_BAD);
+    if (socket == CURL_SOCKET_BAD)
+        return;
+    const int size = int(std::clamp<qint64>(bytes, 0, std::numeric_limits<int>::max()));
+    ::setsockopt(socket, SOL_SOCKET, SO_RCVBUF, &size, sizeof size);
+    // It stays as small for the next one.
+    set(CURLOPT_FORBID_REUSE, 1L);
+}
+
+void Transfer::hand(QByteArrayView data)
+{
+    if (!m_pipe.putBody(data))
+        curl_easy_pause(m_handle.get(), CURLPAUSE_RECV);
+}
+
+QString Transfer::wordsFor(CURLcode code) const
+{
+    const QString text = QString::fromUtf8(m_errorText.constData());
+    return text.isEmpty() ? QString::fromUtf8(curl_easy_strerror(code)) : text;
+}
+
+void Transfer::end(QNetworkReply::NetworkError error, const QString &text)
+{
+    m_pipe.putEnd({error, text, {}, {}});
+}
+
+size_t Transfer::onHeadLine(char *line, size_t size, size_t count, void *self)
+{
+    const bool goesOn = static_cast<Transfer *>(self)->takeHeadLine(QByteArrayView(line, qsizetype(size * count)));
+    return goesOn ? size * count : 0;
+}
+
+size_t Transfer::onBody(char *data, size_t size, size_t count, void *self)
+{
+    switch (static_cast<Transfer *>(self)->takeBody(QByteArrayView(data, qsizetype(size * count)))) {
+    case Taken::All:
+        return size * count;
+    case Taken::NothingYet:
+        return CURL_WRITEFUNC_PAUSE;
+    case Taken::Refused:
+        break;
+    }
+    return CURL_WRITEFUNC_ERROR;
+}
+
+void Transfer::prepareProxy()
+{
+    const QUrl &proxy = m_request.proxy;
+    // An empty name is needed: without one, libcurl looks into the environment.
+    set(CURLOPT_PROXY, proxy.host(QUrl::FullyEncoded).toUtf8().constData());
+    if (proxy.isEmpty())
+        return;
+    const QString scheme = proxy.scheme();
+    const bool isSocks = scheme.startsWith("socks"_L1);
+    const long plainOrTls = scheme == "https"_L1 ? CURLPROXY_HTTPS : CURLPROXY_HTTP;
+    set(CURLOPT_PROXYPORT, long(proxy.port()));
+    set(CURLOPT_PROXYTYPE, isSocks ? long(CURLPROXY_SOCKS5_HOSTNAME) : plainOrTls);
+    set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+    if (proxy.userName().isEmpty())
+        return;
+    set(CURLOPT_PROXYUSERNAME, proxy.userName(QUrl::FullyDecoded).toUtf8().constData());
+    set(CURLOPT_PROXYPASSWORD, proxy.password(QUrl::FullyDecoded).toUtf8().constData());
+    set(CURLOPT_PROXYAUTH, long(CURLAUTH_BASIC | CURLAUTH_DIGEST));
+}
