@@ -23,6 +23,9 @@ constexpr int kNotSatisfiable = 416;
 /// libcurl waits, without going on with anything else, for the server's word that an ended transfer was complete.
 constexpr long kPatienceAtEndSeconds = 3;
 
+/// Servers of this kind say nothing of it, and who reads heads takes an answer without a type for a page.
+const QByteArray kFileType = QByteArrayLiteral("application/octet-stream");
+
 bool hasControlCharacter(const QString &text)
 {
     return std::any_of(text.cbegin(), text.cend(), [](QChar c) { return c < u' ' || c == u'\x7f'; });
@@ -194,6 +197,7 @@ void FtpTransfer::tellHead()
     TransferPipe::Head head;
     head.status = m_range ? kPartialContent : kOk;
     head.reason = m_range ? "Partial Content" : "OK";
+    addField(head, "Content-Type", kFileType);
     if (length >= 0)
         addField(head, "Content-Length", QByteArray::number(length));
     if (m_range)

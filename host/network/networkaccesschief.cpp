@@ -2,45 +2,24 @@
 #include <host/network/networkaccesschief.h>
 
 #include <host/network/credentialstore.h>
-#include <host/network/guardednetworkaccessmanager.h>
 #include <host/network/sharedcookiejar.h>
+#include <host/network/transfermanager.h>
 #include <host/policy/netscapecookies.h>
 #include <inet/qt/download/framework/abstractnetworkconsumersstats.h>
-#include <inet/qt/download/framework/deferredpointer.h>
-#include <inet/qt/download/records/connectionsmap.h>
 
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcessEnvironment>
-#include <QSslConfiguration>
-#include <QTimer>
-#include <QUrl>
+#include <QSslCertificate>
 
-#include <algorithm>
 #include <optional>
 
 using namespace Qt::StringLiterals;
 
 namespace
 {
-
-/// A connection serves again only where all three are the same.
-QString serverKey(const QUrl &url)
-{
-    const QtHostAndPort server = hostAndPortFromUrl(url);
-    return url.scheme() + "://"_L1 + server.host + u':' + QString::number(server.port);
-}
-
-/// What is left to do for a manager that nobody holds any more.
-void deleteWithoutReplies(GuardedNetworkAccessManager *manager)
-{
-    if (manager->hasLivingReplies())
-        QObject::connect(manager, &GuardedNetworkAccessManager::lastReplyGone, manager, &QObject::deleteLater);
-    else
-        manager->deleteLater();
-}
 
 /// Larger files are none that people write, nor browsers.
 constexpr qint64 kMaximumFileSize = 64 * 1024 * 1024;
@@ -65,65 +44,32 @@ QString defaultNetrcFile(const QProcessEnvironment &environment)
     return environment.value(u"NETRC"_s, QDir::home().filePath(u".netrc"_s));
 }
 
-bool isTransferring(const QNetworkAccessManager *manager)
-{
-    return static_cast<const GuardedNetworkAccessManager *>(manager)->isTransferring();
 }
-
-}
-
-/// A manager that waits for its next transfer.
-struct NetworkAccessChief::IdleManager {
-    QString server;
-    QSharedPointer<QNetworkAccessManager> manager;
-    DeferredPointer<QTimer> life;
-};
 
 NetworkAccessChief::NetworkAccessChief(QObject *parent)
     : AbstractNetworkAccessChief(parent)
     , m_jar(QSharedPointer<SharedCookieJar>::create())
     , m_credentials(QSharedPointer<CredentialStore>::create())
     , m_stats(std::make_unique<AbstractNetworkConsumersStats>())
+    , m_manager(new TransferManager(m_jar), &QObject::deleteLater)
 {
+    m_manager->setCredentials(m_credentials);
+    // What lies in memory is neither on disk nor free for what comes next.
+    setProperty(kEarlyHandOutSize, qint64(1));
 }
 
 NetworkAccessChief::~NetworkAccessChief() = default;
 
-QSharedPointer<QNetworkAccessManager> NetworkAccessChief::takeManager(const QUrl &url)
+QSharedPointer<QNetworkAccessManager> NetworkAccessChief::takeManager(const QUrl &)
 {
-    const QString server = serverKey(url);
-    const auto found = std::find_if(m_idle.rbegin(), m_idle.rend(), [&server](const IdleManager &idle) {
-        return idle.server == server && !isTransferring(idle.manager.get());
-    });
-    if (found == m_idle.rend())
-        return newManager();
-    const QSharedPointer<QNetworkAccessManager> manager = found->manager;
-    m_idle.erase(std::next(found).base());
-    return manager;
+    return m_manager;
 }
 
-void NetworkAccessChief::returnManager(const QSharedPointer<QNetworkAccessManager> &manager, const QUrl &url)
-{
-    if (!manager)
-        return;
-    DeferredPointer<QTimer> life(new QTimer(this));
-    life->setSingleShot(true);
-    life->setInterval(kIdleLifeMs);
-    connect(life.get(), &QTimer::timeout, this, [this, gone = manager.get()] { letGoOf(gone); });
-    life->start();
-    m_idle.push_back({serverKey(url), manager, std::move(life)});
-    if (m_idle.size() > kMaximumIdle)
-        m_idle.erase(m_idle.begin());
-}
+void NetworkAccessChief::returnManager(const QSharedPointer<QNetworkAccessManager> &, const QUrl &) {}
 
 AbstractNetworkConsumersStats *NetworkAccessChief::consumersStats() const
 {
     return m_stats.get();
-}
-
-int NetworkAccessChief::idleManagersCount() const
-{
-    return int(m_idle.size());
 }
 
 bool NetworkAccessChief::addCaCertificates(const QString &path, QString *errorText)
@@ -138,9 +84,9 @@ bool NetworkAccessChief::addCaCertificates(const QString &path, QString *errorTe
         *errorText = u"cannot read the certificates in \"%1\": there are none in PEM form in it."_s.arg(path);
         return false;
     }
-    if (m_caCertificates.isEmpty())
-        m_caCertificates = QSslConfiguration::systemCaCertificates();
-    m_caCertificates += certificates;
+    for (const QSslCertificate &certificate : certificates)
+        m_authorities.append(certificate.toDer());
+    m_manager->setAuthorities(m_authorities);
     return true;
 }
 
@@ -184,7 +130,7 @@ bool NetworkAccessChief::applyProxies(const NetworkOptions &options, QString *er
         if (settings.everywhere.isEmpty())
             return false;
     }
-    m_proxySettings = settings;
+    m_manager->setProxySettings(settings);
     return true;
 }
 
@@ -217,20 +163,4 @@ bool NetworkAccessChief::loadCookies(const QString &fileName, QString *errorText
     for (const QNetworkCookie &cookie : *cookies)
         m_jar->insertCookie(cookie);
     return true;
-}
-
-QSharedPointer<QNetworkAccessManager> NetworkAccessChief::newManager()
-{
-    auto *const manager = new GuardedNetworkAccessManager(m_jar);
-    manager->setCaCertificates(m_caCertificates);
-    manager->setCredentials(m_credentials);
-    manager->setProxySettings(m_proxySettings);
-    return QSharedPointer<QNetworkAccessManager>(manager, [](QNetworkAccessManager *released) {
-        deleteWithoutReplies(static_cast<GuardedNetworkAccessManager *>(released));
-    });
-}
-
-void NetworkAccessChief::letGoOf(const QNetworkAccessManager *manager)
-{
-    std::erase_if(m_idle, [manager](const IdleManager &idle) { return idle.manager.get() == manager; });
 }

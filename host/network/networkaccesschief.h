@@ -2,30 +2,22 @@
 #pragma once
 
 #include <host/network/networkoptions.h>
-#include <host/policy/proxychoice.h>
 #include <inet/qt/download/framework/abstractnetworkaccesschief.h>
 
+#include <QByteArray>
 #include <QList>
-#include <QSslCertificate>
 #include <QString>
 #include <QStringList>
 #include <QVariantMap>
 
 #include <memory>
-#include <vector>
 
 class CredentialStore;
 class SharedCookieJar;
+class TransferManager;
 
-/// Hands out managers from a pool.
-///
-///     taken ── returnManager() ──> idle (kIdleLifeMs, at most kMaximumIdle) ── takeManager() of the same server ──>
-///     taken
-///                                    └──── too old or too many ──> let go ── last reply deleted ──> deleted
-///
-/// A manager serves one transfer at a time, because Qt allows six connections to a server per manager and lets a
-/// seventh wait without a word. An idle one keeps its connection warm for the next transfer to the same scheme, host
-/// and port. All share one cookie jar, one proxy rule and one CredentialStore.
+/// Hands out one manager to all transfers: connections, names and TLS sessions are shared beneath it, in threads of
+/// their own. The manager lives as long as somebody holds it.
 ///
 /// Secrets (logins in URLs, Authorization, Cookie and the like among custom headers) do not go into records: whoever
 /// adds or resumes a download calls takeSecrets() for each URL first. From then on the managers add them to requests to
@@ -35,9 +27,6 @@ class NetworkAccessChief : public AbstractNetworkAccessChief
     Q_OBJECT
 
 public:
-    static constexpr int kIdleLifeMs = 60 * 1000;
-    static constexpr int kMaximumIdle = 8;
-
     explicit NetworkAccessChief(QObject *parent = nullptr);
     ~NetworkAccessChief() override;
 
@@ -66,24 +55,16 @@ public:
     /// @return the URL without the login, fit to be stored, logged and shown
     QUrl takeSecrets(const QUrl &url, QVariantMap *headers);
 
-    int idleManagersCount() const;
-
 private:
-    struct IdleManager;
-
     bool applyProxies(const NetworkOptions &options, QString *errorText);
     bool loadNetrc(const QString &fileName, bool mustExist, QString *errorText);
     bool loadCookies(const QString &fileName, QString *errorText);
 
-    QSharedPointer<QNetworkAccessManager> newManager();
-    void letGoOf(const QNetworkAccessManager *manager);
-
     const QSharedPointer<SharedCookieJar> m_jar;
     const QSharedPointer<CredentialStore> m_credentials;
     const std::unique_ptr<AbstractNetworkConsumersStats> m_stats;
-    std::vector<IdleManager> m_idle; ///< the one that has waited longest is first
-    QList<QSslCertificate> m_caCertificates;
-    ProxyChoice::Settings m_proxySettings;
+    const QSharedPointer<TransferManager> m_manager;
+    QList<QByteArray> m_authorities; ///< DER
     QStringList m_warnings;
     NetworkUsageSettings m_usageSettings;
     AbstractNetworkConsumerSettings m_consumerSettings;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include <host/network/guardednetworkaccessmanager.h>
 #include <host/network/networkaccesschief.h>
+#include <host/network/sharedcookiejar.h>
+#include <host/network/transfermanager.h>
 #include <tests/support/scriptedserver.h>
 #include <tests/support/testca.h>
 #include <tests/support/testfiles.h>
@@ -11,7 +12,6 @@
 #include <QPointer>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QTimer>
 
 #include <memory>
 
@@ -37,28 +37,17 @@ private Q_SLOTS:
     void init();
     void cleanup();
 
-    void aManagerServesOneTransferAtATime();
-    void aManagerThatCameBackServesTheSameServer();
-    void anotherServerGetsAnotherManager_data();
-    void anotherServerGetsAnotherManager();
-    void theDefaultPortIsAPortLikeAnother();
+    void allTransfersShareOneManager();
     void aConnectionServesAgain();
-    void aManagerThatStillTransfersIsNotHandedOut();
-    void anAbortedReplyDoesNotKeepItsManager();
-    void anIdleManagerIsLetGoAfterAWhile();
-    void tooManyIdleManagersAreLetGo();
-    void aManagerIsNotDeletedUnderALivingReply();
-    void aReplyThatLeftItsManagerKeepsItAlive();
     void theChiefMayGoBeforeItsManagers();
-    void allShareOneCookieJar();
-    void theJarOutlivesTheManagers();
+    void theJarOutlivesTheManager();
+    void aCookieOfOneAnswerGoesWithTheNextRequest();
     void requestsAskForIdentity();
     void aRequestMayAskForAnotherEncoding();
     void aFurtherAuthorityIsTrusted();
     void aFileWithoutCertificatesIsRefused();
     void aRedirectCannotReachLocalFiles();
     void settingsAreHandedOn();
-    void noManagerIsNoManager();
 
 private:
     Manager take(const QString &path = u"/file"_s) { return m_chief->takeManager(m_server->url(path)); }
@@ -66,7 +55,6 @@ private:
     {
         return manager->get(QNetworkRequest(m_server->url(u"/file"_s)));
     }
-    void giveBack(const Manager &manager) { m_chief->returnManager(manager, m_server->url(u"/file"_s)); }
 
     std::unique_ptr<ScriptedServer> m_server;
     std::unique_ptr<NetworkAccessChief> m_chief;
@@ -85,191 +73,57 @@ void TestNetworkAccessChief::cleanup()
     m_server.reset();
 }
 
-void TestNetworkAccessChief::aManagerServesOneTransferAtATime()
+void TestNetworkAccessChief::allTransfersShareOneManager()
 {
     const Manager first = take();
-    const Manager second = take();
-    QVERIFY(first && second);
-    QVERIFY(first != second);
-}
-
-void TestNetworkAccessChief::aManagerThatCameBackServesTheSameServer()
-{
-    Manager manager = take();
-    const QNetworkAccessManager *const before = manager.get();
-    giveBack(manager);
-    manager.clear();
-    QCOMPARE(m_chief->idleManagersCount(), 1);
-    QCOMPARE(take(u"/another/path?q"_s).get(), before);
-    QCOMPARE(m_chief->idleManagersCount(), 0);
-}
-
-void TestNetworkAccessChief::anotherServerGetsAnotherManager_data()
-{
-    QTest::addColumn<QUrl>("url");
-    QTest::newRow("another scheme") << QUrl(u"https://host:80/x"_s);
-    QTest::newRow("another host") << QUrl(u"http://host2/x"_s);
-    QTest::newRow("another port") << QUrl(u"http://host:81/x"_s);
-}
-
-void TestNetworkAccessChief::anotherServerGetsAnotherManager()
-{
-    QFETCH(QUrl, url);
-    const QUrl before(u"http://host/x"_s);
-    const Manager manager = m_chief->takeManager(before);
-    m_chief->returnManager(manager, before);
-    QVERIFY(m_chief->takeManager(url) != manager);
-    QVERIFY(m_chief->takeManager(before) == manager);
-}
-
-void TestNetworkAccessChief::theDefaultPortIsAPortLikeAnother()
-{
-    const Manager manager = m_chief->takeManager(QUrl(u"http://host/x"_s));
-    m_chief->returnManager(manager, QUrl(u"http://host/x"_s));
-    QVERIFY(m_chief->takeManager(QUrl(u"http://host:80/y"_s)) == manager);
+    QVERIFY(first);
+    QCOMPARE(m_chief->takeManager(QUrl(u"ftp://host/x"_s)), first);
+    m_chief->returnManager(first, m_server->url(u"/file"_s));
+    m_chief->returnManager({}, QUrl(u"http://host/"_s));
+    QCOMPARE(take(u"/another"_s), first);
 }
 
 void TestNetworkAccessChief::aConnectionServesAgain()
 {
     for (int i = 0; i < 3; ++i) {
-        const Manager manager = take();
-        const std::unique_ptr<QNetworkReply> reply(get(manager));
+        const std::unique_ptr<QNetworkReply> reply(get(take()));
         QVERIFY(waitForEnd(reply.get()));
         QCOMPARE(reply->readAll(), QByteArray("content"));
-        giveBack(manager);
     }
     QCOMPARE(m_server->requests().size(), 3);
     QCOMPARE(m_server->connectionCount(), 1);
 }
 
-void TestNetworkAccessChief::aManagerThatStillTransfersIsNotHandedOut()
-{
-    ScriptedResponse held = ScriptedResponse::ok("content");
-    held.holdAfter = 1;
-    m_server->setResponse("/file", held);
-    const Manager manager = take();
-    const std::unique_ptr<QNetworkReply> reply(get(manager));
-    giveBack(manager);
-    QVERIFY(take() != manager);
-    m_server->release();
-    QVERIFY(waitForEnd(reply.get()));
-    QVERIFY(take() == manager);
-}
-
-void TestNetworkAccessChief::anAbortedReplyDoesNotKeepItsManager()
-{
-    ScriptedResponse held = ScriptedResponse::ok("content");
-    held.holdAfter = 1;
-    m_server->setResponse("/file", held);
-    const Manager manager = take();
-    QNetworkReply *const reply = get(manager);
-    QTRY_VERIFY(reply->bytesAvailable() > 0);
-    reply->abort();
-    giveBack(manager);
-    QVERIFY(take() == manager);
-    reply->deleteLater();
-}
-
-void TestNetworkAccessChief::anIdleManagerIsLetGoAfterAWhile()
-{
-    Manager manager = take();
-    const QPointer<QNetworkAccessManager> watched(manager.get());
-    QVERIFY(m_chief->findChildren<QTimer *>().isEmpty());
-    giveBack(manager);
-    manager.clear();
-    QTimer *const timer = m_chief->findChild<QTimer *>();
-    QVERIFY(timer && timer->isActive() && timer->isSingleShot());
-    QCOMPARE(timer->interval(), NetworkAccessChief::kIdleLifeMs);
-    QMetaObject::invokeMethod(timer, "timeout");
-    QCOMPARE(m_chief->idleManagersCount(), 0);
-    QTRY_VERIFY(watched.isNull());
-}
-
-void TestNetworkAccessChief::tooManyIdleManagersAreLetGo()
-{
-    QList<Manager> managers;
-    for (int i = 0; i <= NetworkAccessChief::kMaximumIdle; ++i)
-        managers.append(take());
-    const QPointer<QNetworkAccessManager> oldest(managers.first().get());
-    const QPointer<QNetworkAccessManager> newest(managers.last().get());
-    for (const Manager &manager : std::as_const(managers))
-        giveBack(manager);
-    managers.clear();
-    QCOMPARE(m_chief->idleManagersCount(), NetworkAccessChief::kMaximumIdle);
-    QTRY_VERIFY(oldest.isNull());
-    QVERIFY(!newest.isNull());
-    QCOMPARE(take().get(), newest.get());
-}
-
-void TestNetworkAccessChief::aManagerIsNotDeletedUnderALivingReply()
-{
-    ScriptedResponse held = ScriptedResponse::ok("content");
-    held.holdAfter = 1;
-    m_server->setResponse("/file", held);
-    Manager manager = take();
-    const QPointer<QNetworkAccessManager> watched(manager.get());
-    const QPointer<QNetworkReply> reply(get(manager));
-    QTRY_VERIFY(reply->bytesAvailable() > 0);
-    manager.clear();
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    QVERIFY(watched && reply);
-    m_server->release();
-    QVERIFY(waitForEnd(reply));
-    QCOMPARE(reply->readAll(), QByteArray("content"));
-    reply->deleteLater();
-    QTRY_VERIFY(reply.isNull());
-    QTRY_VERIFY(watched.isNull());
-}
-
-void TestNetworkAccessChief::aReplyThatLeftItsManagerKeepsItAlive()
-{
-    Manager manager = take();
-    const QPointer<QNetworkAccessManager> watched(manager.get());
-    std::unique_ptr<QNetworkReply> reply(get(manager));
-    reply->setParent(nullptr);
-    manager.clear();
-    QVERIFY(waitForEnd(reply.get()));
-    QVERIFY(watched);
-    reply.reset();
-    QTRY_VERIFY(watched.isNull());
-}
-
 void TestNetworkAccessChief::theChiefMayGoBeforeItsManagers()
 {
-    Manager manager = take();
-    const QPointer<QNetworkAccessManager> watched(manager.get());
+    const Manager manager = take();
     m_chief.reset();
     const std::unique_ptr<QNetworkReply> reply(get(manager));
     QVERIFY(waitForEnd(reply.get()));
     QCOMPARE(reply->readAll(), QByteArray("content"));
 }
 
-void TestNetworkAccessChief::allShareOneCookieJar()
+void TestNetworkAccessChief::theJarOutlivesTheManager()
+{
+    const auto jar = QSharedPointer<SharedCookieJar>::create();
+    auto manager = std::make_unique<TransferManager>(jar);
+    QCOMPARE(manager->cookieJar(), jar.get());
+    const QPointer<QNetworkCookieJar> watched(jar.get());
+    manager.reset();
+    QVERIFY(watched);
+}
+
+void TestNetworkAccessChief::aCookieOfOneAnswerGoesWithTheNextRequest()
 {
     m_server->setResponse("/file", ScriptedResponse::ok("x").withHeader("Set-Cookie", "session=7; Path=/"));
     const Manager first = take();
     const Manager second = take();
-    QCOMPARE(first->cookieJar(), second->cookieJar());
     const std::unique_ptr<QNetworkReply> setting(get(first));
     QVERIFY(waitForEnd(setting.get()));
     const std::unique_ptr<QNetworkReply> sending(get(second));
     QVERIFY(waitForEnd(sending.get()));
     QVERIFY(!m_server->requests().first().hasHeader("Cookie"));
     QCOMPARE(m_server->requests().last().header("Cookie"), QByteArray("session=7"));
-}
-
-void TestNetworkAccessChief::theJarOutlivesTheManagers()
-{
-    Manager manager = take();
-    const QPointer<QNetworkAccessManager> watched(manager.get());
-    const QPointer<QNetworkCookieJar> jar(manager->cookieJar());
-    QVERIFY(!jar->parent());
-    manager.clear();
-    QTRY_VERIFY(watched.isNull());
-    QVERIFY(jar);
-    QCOMPARE(take()->cookieJar(), jar.get());
-    m_chief.reset();
-    QTRY_VERIFY(jar.isNull());
 }
 
 void TestNetworkAccessChief::requestsAskForIdentity()
@@ -343,12 +197,6 @@ void TestNetworkAccessChief::settingsAreHandedOn()
     settings.ignoreSslErrors = true;
     m_chief->setDefaultConsumerSettings(settings);
     QCOMPARE(m_chief->defaultConsumerSettings(), settings);
-}
-
-void TestNetworkAccessChief::noManagerIsNoManager()
-{
-    m_chief->returnManager({}, QUrl(u"http://host/"_s));
-    QCOMPARE(m_chief->idleManagersCount(), 0);
 }
 
 QTEST_GUILESS_MAIN(TestNetworkAccessChief)

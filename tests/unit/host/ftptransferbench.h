@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <host/network/guardednetworkaccessmanager.h>
+#include <host/network/transfermanager.h>
 #include <tests/support/ftpserver.h>
 #include <tests/support/testfiles.h>
+#include <tests/unit/host/replyrecorder.h>
 
 #include <QByteArray>
 #include <QNetworkReply>
@@ -13,8 +14,8 @@
 
 #include <memory>
 
-/// What tests of FTP replies begin with: a server with a file, and a manager.
-class FtpReplyBench : public QObject
+/// What tests of FTP transfers begin with: a server with a file, and a manager.
+class FtpTransferBench : public QObject
 {
     Q_OBJECT
 
@@ -31,29 +32,15 @@ protected:
     static constexpr qint64 kLargeSize = 20 * 1024 * 1024;
     static constexpr qint64 kReadBufferSize = 131072;
 
-    /// Everything that a reply tells, in order; reads what comes unless told otherwise.
-    class Recorder : public QObject
-    {
-    public:
-        explicit Recorder(QNetworkReply *reply, bool reads = true);
+    using Recorder = ReplyRecorder;
 
-        /// Until the end.
-        bool wait() const;
-
-        QStringList events;
-        QByteArray body;
-    };
-
-    /// What a recorder notes of a file that comes whole.
-    static inline const QStringList kWholeAnswer{QStringLiteral("head"), QStringLiteral("data"),
-                                                 QStringLiteral("finished")};
-    /// What it notes of an error's end.
-    static QStringList failureWith(Error code);
+    static inline const QStringList kWholeAnswer = Recorder::wholeAnswer();
+    static QStringList failureWith(Error code) { return Recorder::failureWith(code); }
 
     QNetworkReply *get(const QUrl &url, const QByteArray &range = {});
     QNetworkReply *get(const QString &name, const QByteArray &range = {}) { return get(m_server->url(name), range); }
     static QByteArray content(qint64 from, qint64 length) { return TestFiles::content(kSeed, from, length); }
 
     std::unique_ptr<FtpServer> m_server;
-    std::unique_ptr<GuardedNetworkAccessManager> m_manager;
+    std::unique_ptr<TransferManager> m_manager;
 };

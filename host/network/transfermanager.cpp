@@ -1,0 +1,189 @@
+// SPDX-License-Identifier: MIT
+#include <host/network/transfermanager.h>
+
+#include <host/network/credentialstore.h>
+#include <host/network/ftptransfer.h>
+#include <host/network/sharedcookiejar.h>
+#include <host/network/transferloop.h>
+#include <host/network/transferreply.h>
+#include <host/policy/secretheaders.h>
+#include <host/policy/urlcredentials.h>
+
+#include <QIODevice>
+#include <QNetworkCookie>
+#include <QNetworkRequest>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+const QByteArray kAcceptEncoding = QByteArrayLiteral("Accept-Encoding");
+const QByteArray kProxyAuthorization = QByteArrayLiteral("Proxy-Authorization");
+const QByteArray kCookie = QByteArrayLiteral("Cookie");
+const QByteArray kReferer = QByteArrayLiteral("Referer");
+const QByteArray kRange = QByteArrayLiteral("Range");
+
+bool isHttp(const QUrl &url)
+{
+    return url.scheme() == "http"_L1 || url.scheme() == "https"_L1;
+}
+
+bool isFtp(const QUrl &url)
+{
+    return url.scheme() == "ftp"_L1;
+}
+
+bool isManual(const QNetworkRequest &request, QNetworkRequest::Attribute attribute)
+{
+    return request.attribute(attribute).toInt() == QNetworkRequest::Manual;
+}
+
+}
+
+TransferManager::TransferManager(QSharedPointer<SharedCookieJar> jar, QObject *parent)
+    : QNetworkAccessManager(parent)
+    , m_jar(jar)
+    , m_credentials(QSharedPointer<CredentialStore>::create())
+    , m_means(std::make_shared<TransferMeans>())
+{
+    m_jar->serve(*this);
+}
+
+TransferManager::~TransferManager() = default;
+
+QNetworkReply *TransferManager::createRequest(Operation operation, const QNetworkRequest &request,
+                                              QIODevice *outgoingData)
+{
+    const QUrl url = request.url();
+    // A redirect may name any scheme; one that reads local files would hand them out as if they came from the network.
+    if (!isHttp(url) && !isFtp(url))
+        return refuse(operation, request, QNetworkReply::ProtocolUnknownError,
+                      u"Protocol \"%1\" is unknown"_s.arg(url.scheme()));
+    const bool isServed = operation == GetOperation || (operation == PostOperation && isHttp(url));
+    if (!isServed)
+        return refuse(operation, request, QNetworkReply::ProtocolInvalidOperationError,
+                      u"Nothing but GET and POST is served"_s);
+    if (isHttp(url))
+        return send(operation, request, overHttp(operation, request, outgoingData));
+    const TransferRequest asked = overFtp(request);
+    if (const QString reason = FtpTransfer::refusal(asked); !reason.isEmpty())
+        return refuse(operation, request, QNetworkReply::ContentOperationNotPermittedError, reason);
+    return send(operation, request, asked);
+}
+
+QNetworkReply *TransferManager::refuse(Operation operation, const QNetworkRequest &request,
+                                       QNetworkReply::NetworkError error, const QString &text)
+{
+    return new TransferReply(operation, request, error, text, this);
+}
+
+/// The reply shows the request as its maker wrote it, less what is not to be seen.
+QNetworkReply *TransferManager::send(Operation operation, const QNetworkRequest &original,
+                                     const TransferRequest &request)
+{
+    QNetworkRequest shown = original;
+    shown.setUrl(request.url);
+    auto *const reply = new TransferReply(request.isPost ? operation : GetOperation, shown, request, m_means,
+                                          loopFor(request.url), this);
+    connect(reply, &TransferReply::redirectedWithLogin, this,
+            [this](const QUrl &url) { m_credentials->addRedirectLogin(url); });
+    return reply;
+}
+
+TransferRequest TransferManager::overHttp(Operation operation, const QNetworkRequest &request,
+                                          QIODevice *outgoingData) const
+{
+    QNetworkRequest ready = completed(request);
+    const bool isPost = operation == PostOperation && m_credentials->mayGetBody(ready.url());
+    if (!isPost)
+        ready.setHeader(QNetworkRequest::ContentTypeHeader, QVariant());
+    TransferRequest result;
+    result.url = ready.url();
+    result.isPost = isPost;
+    const QList<QByteArray> names = ready.rawHeaderList();
+    for (const QByteArray &name : names)
+        result.headers.append({name, ready.rawHeader(name)});
+    result.range = ready.rawHeader(kRange);
+    if (isPost && outgoingData)
+        result.body = outgoingData->readAll();
+    result.login = m_credentials->loginFor(result.url);
+    result.proxy = ProxyChoice::forUrl(result.url, m_proxySettings);
+    result.authorities = m_authorities;
+    return result;
+}
+
+TransferRequest TransferManager::overFtp(const QNetworkRequest &request) const
+{
+    const auto [url, ownLogin] = UrlCredentials::split(request.url());
+    TransferRequest result;
+    result.url = url;
+    result.range = request.rawHeader(kRange);
+    result.login = ownLogin.isEmpty() ? m_credentials->loginFor(url) : ownLogin;
+    result.proxy = ProxyChoice::forUrl(url, m_proxySettings);
+    return result;
+}
+
+QNetworkRequest TransferManager::completed(const QNetworkRequest &request) const
+{
+    QNetworkRequest result = withoutSecrets(request);
+    addSecrets(result);
+    addCookies(result);
+    if (!result.hasRawHeader(kAcceptEncoding))
+        result.setRawHeader(kAcceptEncoding, QByteArrayLiteral("identity"));
+    return result;
+}
+
+QNetworkRequest TransferManager::withoutSecrets(QNetworkRequest request) const
+{
+    const QUrl url = request.url();
+    if (!url.userInfo().isEmpty()) {
+        m_credentials->addRedirectLogin(url);
+        request.setUrl(UrlCredentials::split(url).url);
+    }
+    const QList<QByteArray> names = request.rawHeaderList();
+    for (const QByteArray &name : names) {
+        if (SecretHeaders::isSecret(QString::fromLatin1(name)))
+            request.setRawHeader(name, QByteArray());
+    }
+    if (request.hasRawHeader(kReferer))
+        request.setRawHeader(kReferer, UrlCredentials::withoutLogin(request.rawHeader(kReferer)));
+    return request;
+}
+
+void TransferManager::addSecrets(QNetworkRequest &request) const
+{
+    for (const auto &[name, value] : m_credentials->headersFor(request.url())) {
+        if (name.compare(kProxyAuthorization, Qt::CaseInsensitive) != 0 || isReadByProxy(request.url()))
+            request.setRawHeader(name, value);
+    }
+}
+
+/// Those of the jar, behind those that were given.
+void TransferManager::addCookies(QNetworkRequest &request) const
+{
+    if (isManual(request, QNetworkRequest::CookieLoadControlAttribute))
+        return;
+    QByteArrayList texts;
+    if (const QByteArray given = request.rawHeader(kCookie); !given.isEmpty())
+        texts.append(given);
+    const QList<QNetworkCookie> cookies = m_jar->cookiesForUrl(request.url());
+    for (const QNetworkCookie &cookie : cookies)
+        texts.append(cookie.toRawForm(QNetworkCookie::NameAndValueOnly));
+    if (!texts.isEmpty())
+        request.setRawHeader(kCookie, texts.join("; "));
+}
+
+/// Whether the head of a request goes to a proxy, and not through it to the server.
+bool TransferManager::isReadByProxy(const QUrl &url) const
+{
+    return url.scheme() == "http"_L1 && ProxyChoice::forUrl(url, m_proxySettings).scheme().startsWith("http"_L1);
+}
+
+const std::shared_ptr<TransferLoop> &TransferManager::loopFor(const QUrl &url)
+{
+    std::shared_ptr<TransferLoop> &loop = isFtp(url) ? m_ftpLoop : m_loop;
+    if (!loop)
+        loop = std::make_shared<TransferLoop>(m_means);
+    return loop;
+}

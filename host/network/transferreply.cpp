@@ -1,0 +1,301 @@
+// SPDX-License-Identifier: MIT
+#include <host/network/transferreply.h>
+
+#include <host/network/sslproblems.h>
+#include <host/network/transferloop.h>
+#include <host/network/transfermanager.h>
+
+#include <QNetworkCookie>
+#include <QNetworkCookieJar>
+#include <QSslError>
+
+#include <algorithm>
+#include <utility>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+/// A smaller window is a wish to be held back, kernel and all.
+constexpr qint64 kSmallestFreeWindow = 128 * 1024;
+
+bool isRedirect(int status)
+{
+    return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
+}
+
+}
+
+TransferReply::TransferReply(QNetworkAccessManager::Operation operation, const QNetworkRequest &original,
+                             const TransferRequest &request, std::shared_ptr<TransferMeans> means,
+                             std::shared_ptr<TransferLoop> loop, TransferManager *manager)
+    : QNetworkReply(manager)
+    , m_manager(manager)
+    , m_means(std::move(means))
+    , m_loop(std::move(loop))
+    , m_request(request)
+{
+    present(operation, original);
+    begin(m_request);
+}
+
+TransferReply::TransferReply(QNetworkAccessManager::Operation operation, const QNetworkRequest &original,
+                             NetworkError error, const QString &text, TransferManager *manager)
+    : QNetworkReply(manager)
+    , m_manager(manager)
+{
+    present(operation, original);
+    const auto tell = [this, error, text] {
+        if (!isFinished())
+            endWith(error, text);
+    };
+    QMetaObject::invokeMethod(this, tell, Qt::QueuedConnection);
+}
+
+TransferReply::~TransferReply()
+{
+    leave();
+}
+
+void TransferReply::close()
+{
+    QNetworkReply::close();
+    abort();
+}
+
+qint64 TransferReply::bytesAvailable() const
+{
+    return QNetworkReply::bytesAvailable() + shown();
+}
+
+void TransferReply::setReadBufferSize(qint64 size)
+{
+    QNetworkReply::setReadBufferSize(size);
+    if (!m_transfer)
+        return;
+    m_transfer->pipe().setWindow(size);
+    if (size > 0 && size < kSmallestFreeWindow)
+        m_loop->holdBack(m_transfer, size);
+    lookAgain();
+}
+
+QByteArray TransferReply::takeBlock(qint64 maxSize)
+{
+    if (!m_transfer)
+        return {};
+    const QByteArray block = m_transfer->pipe().takeBlock(maxSize);
+    afterRead(block.size());
+    return block;
+}
+
+void TransferReply::abort()
+{
+    if (isFinished())
+        return;
+    leave();
+    endWith(OperationCanceledError, tr("Operation canceled"));
+}
+
+void TransferReply::ignoreSslErrors()
+{
+    m_trustsAll = true;
+}
+
+qint64 TransferReply::readData(char *data, qint64 maxSize)
+{
+    const qint64 count = m_transfer ? m_transfer->pipe().read(data, std::min(maxSize, shown())) : 0;
+    afterRead(count);
+    return count == 0 && isFinished() ? -1 : count;
+}
+
+void TransferReply::ignoreSslErrorsImplementation(const QList<QSslError> &errors)
+{
+    m_expectedErrors = errors;
+}
+
+void TransferReply::present(QNetworkAccessManager::Operation operation, const QNetworkRequest &original)
+{
+    setOperation(operation);
+    setRequest(original);
+    setUrl(original.url());
+    open(QIODevice::ReadOnly | QIODevice::Unbuffered);
+}
+
+void TransferReply::begin(const TransferRequest &request)
+{
+    leave();
+    m_transfer = Transfer::make(request, m_means);
+    // The pipe is locked in the call, and leave() needs the lock: this object lives.
+    m_transfer->pipe().setNews(
+        [this] { QMetaObject::invokeMethod(this, &TransferReply::onNews, Qt::QueuedConnection); });
+    m_transfer->pipe().setWindow(readBufferSize());
+    m_loop->start(m_transfer);
+}
+
+void TransferReply::leave()
+{
+    if (!m_transfer)
+        return;
+    m_transfer->pipe().setNews(nullptr);
+    m_loop->cancel(m_transfer);
+    m_transfer.reset();
+}
+
+/// Not at once: somebody is just reading.
+void TransferReply::lookAgain()
+{
+    if (!std::exchange(m_isLookDue, true))
+        QMetaObject::invokeMethod(this, &TransferReply::onNews, Qt::QueuedConnection);
+}
+
+void TransferReply::onNews()
+{
+    m_isLookDue = false;
+    if (!m_transfer || isFinished())
+        return;
+    const QPointer<TransferReply> self(this);
+    TransferPipe &pipe = m_transfer->pipe();
+    pipe.acknowledge();
+    // Before anything is told, so that data which comes while something is told waits for its own news.
+    const std::optional<TransferPipe::End> end = pipe.end();
+    if (const std::optional<TransferPipe::Head> head = pipe.takeHead())
+        tellHead(*head);
+    if (self && m_transfer && !isFinished())
+        tellData();
+    if (self && m_transfer && !isFinished() && end)
+        tellEnd(*end);
+}
+
+void TransferReply::tellHead(const TransferPipe::Head &head)
+{
+    const QPointer<TransferReply> self(this);
+    setAttribute(QNetworkRequest::ConnectionEncryptedAttribute, head.isEncrypted);
+    if (head.isEncrypted)
+        Q_EMIT encrypted();
+    if (!self || isFinished())
+        return;
+    setAttribute(QNetworkRequest::HttpStatusCodeAttribute, head.status);
+    setAttribute(QNetworkRequest::HttpReasonPhraseAttribute, head.reason);
+    takeFields(head);
+    keepCookies(head.cookies);
+    takeRedirect(head.status);
+    Q_EMIT metaDataChanged();
+    if (!self || !m_transfer)
+        return;
+    m_transfer->pipe().headIsTold();
+    afterRead(0);
+}
+
+void TransferReply::takeFields(const TransferPipe::Head &head)
+{
+    for (const RawHeaderPair &field : head.fields)
+        setRawHeader(field.first, field.second);
+}
+
+void TransferReply::takeRedirect(int status)
+{
+    const QByteArray location = rawHeader("Location");
+    if (!isRedirect(status) || location.isEmpty())
+        return;
+    const QUrl target = QUrl::fromEncoded(location);
+    const QUrl shownTarget = UrlCredentials::split(target).url;
+    if (!target.userInfo().isEmpty()) {
+        setRawHeader("Location", shownTarget.toEncoded());
+        Q_EMIT redirectedWithLogin(target);
+    }
+    setAttribute(QNetworkRequest::RedirectionTargetAttribute, shownTarget);
+}
+
+void TransferReply::keepCookies(const QList<QByteArray> &lines)
+{
+    const bool isManual =
+        request().attribute(QNetworkRequest::CookieSaveControlAttribute).toInt() == QNetworkRequest::Manual;
+    if (isManual || !m_manager)
+        return;
+    for (const QByteArray &line : lines)
+        m_manager->cookieJar()->setCookiesFromUrl(QNetworkCookie::parseCookies(line), url());
+}
+
+void TransferReply::tellData()
+{
+    const qint64 size = shown();
+    if (size <= m_told)
+        return;
+    m_told = size;
+    Q_EMIT readyRead();
+}
+
+/// What is left has to fit into the window, so that who reads when it is all over need not read more than that.
+void TransferReply::tellEnd(const TransferPipe::End &end)
+{
+    if (!end.certificate.isEmpty()) {
+        askForTrust(end);
+        return;
+    }
+    const qint64 left = m_transfer->pipe().size();
+    if (readBufferSize() > 0 && left > readBufferSize())
+        return;
+    const QPointer<TransferReply> self(this);
+    // All is shown from now on.
+    tellData();
+    if (self && m_transfer && !isFinished())
+        endWith(end.error, end.text);
+}
+
+void TransferReply::askForTrust(const TransferPipe::End &end)
+{
+    const QList<QSslError> errors = SslProblems::errorsFrom(end.problems, end.certificate);
+    const QPointer<TransferReply> self(this);
+    Q_EMIT sslErrors(errors);
+    if (!self || isFinished() || !m_transfer)
+        return;
+    if (!m_trustsAll && !isExpected(errors)) {
+        endWith(SslHandshakeFailedError, SslProblems::textFor(errors));
+        return;
+    }
+    TransferRequest again = m_request;
+    again.pinnedCertificate = end.certificate;
+    begin(again);
+}
+
+void TransferReply::endWith(NetworkError error, const QString &text)
+{
+    const QPointer<TransferReply> self(this);
+    if (error != NoError)
+        setError(error, text);
+    setFinished(true);
+    if (error != NoError)
+        Q_EMIT errorOccurred(error);
+    if (self)
+        Q_EMIT readChannelFinished();
+    if (self)
+        Q_EMIT finished();
+}
+
+/// What lies behind the window moves up, and the far side may send more.
+void TransferReply::afterRead(qint64 size)
+{
+    m_told = std::max<qint64>(0, m_told - size);
+    if (!m_transfer)
+        return;
+    if (m_transfer->pipe().wantsMore())
+        m_loop->resume(m_transfer);
+    if (!isFinished() && (shown() > m_told || m_transfer->pipe().end()))
+        lookAgain();
+}
+
+qint64 TransferReply::shown() const
+{
+    if (!m_transfer)
+        return 0;
+    const qint64 size = m_transfer->pipe().size();
+    return readBufferSize() > 0 && !isFinished() ? std::min(size, readBufferSize()) : size;
+}
+
+bool TransferReply::isExpected(const QList<QSslError> &errors) const
+{
+    return !m_expectedErrors.isEmpty() && std::all_of(errors.cbegin(), errors.cend(), [this](const QSslError &error) {
+        return m_expectedErrors.contains(error);
+    });
+}

@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <host/network/transfer.h>
+#include <host/network/transferrequest.h>
+
+#include <QNetworkReply>
+#include <QPointer>
+
+#include <memory>
+
+class TransferManager;
+class TransferLoop;
+
+/// The reply of a transfer that runs in the network thread.
+///
+///     waiting ── head ──> receiving ── all is there, and the rest fits into the window ──> finished
+///       │ ^                   └─ an error, likewise ──────────────────────────────────────> finished
+///       │ └─ sslErrors(), and somebody says ignoreSslErrors(): once more, to that certificate alone
+///       └──── an error ─────────────────────────────────────────────────────────────────> finished
+///
+///     from all on the way: abort() ──> finished (OperationCanceledError)
+///
+/// To its receivers it is as any other: metaDataChanged() before readyRead(), and then errorOccurred() if there is an
+/// error, readChannelFinished() and finished(), once. Redirects are told, not followed. Nothing is emitted in the
+/// constructor, and every signal's receiver may delete this object.
+///
+/// The read buffer's size is a window: no more than that is shown to be available, so that who reads all of it reads so
+/// much. How much more lies behind it is the transport's own affair, unless the window is small, which is a wish to be
+/// held back. After a read that leaves something, readyRead() comes again by itself; after one that was answered by
+/// no read, it does not.
+class TransferReply : public QNetworkReply
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(TransferReply)
+
+public:
+    TransferReply(QNetworkAccessManager::Operation operation, const QNetworkRequest &original,
+                  const TransferRequest &request, std::shared_ptr<TransferMeans> means,
+                  std::shared_ptr<TransferLoop> loop, TransferManager *manager);
+    /// A reply that ends with an error as soon as the event loop runs.
+    TransferReply(QNetworkAccessManager::Operation operation, const QNetworkRequest &original, NetworkError error,
+                  const QString &text, TransferManager *manager);
+    ~TransferReply() override;
+
+    void close() override;
+    qint64 bytesAvailable() const override;
+    void setReadBufferSize(qint64 size) override;
+
+    /// What has been received, at most @p maxSize bytes of it; -1 = as much as comes without copying, which may be more
+    /// than bytesAvailable() says. Empty = nothing is there.
+    Q_INVOKABLE QByteArray takeBlock(qint64 maxSize);
+
+Q_SIGNALS:
+    /// The URL that a redirect leads to, with the login that is shown nowhere else; before metaDataChanged().
+    void redirectedWithLogin(const QUrl &url);
+
+public Q_SLOTS:
+    void abort() override;
+    void ignoreSslErrors() override;
+
+protected:
+    qint64 readData(char *data, qint64 maxSize) override;
+    void ignoreSslErrorsImplementation(const QList<QSslError> &errors) override;
+
+private:
+    void present(QNetworkAccessManager::Operation operation, const QNetworkRequest &original);
+    void begin(const TransferRequest &request);
+    void leave();
+
+    void lookAgain();
+    void onNews();
+    void tellHead(const TransferPipe::Head &head);
+    void takeFields(const TransferPipe::Head &head);
+    void takeRedirect(int status);
+    void keepCookies(const QList<QByteArray> &lines);
+    void tellData();
+    void tellEnd(const TransferPipe::End &end);
+    void askForTrust(const TransferPipe::End &end);
+    void endWith(NetworkError error, const QString &text);
+    void afterRead(qint64 size);
+
+    qint64 shown() const;
+    bool isExpected(const QList<QSslError> &errors) const;
+
+    const QPointer<TransferManager> m_manager;
+    const std::shared_ptr<TransferMeans> m_means;
+    const std::shared_ptr<TransferLoop> m_loop;
+    TransferRequest m_request;
+    std::shared_ptr<Transfer> m_transfer; ///< null once it has ended and all is read, and where there was none
+    qint64 m_told = 0; ///< bytes that were shown by the last readyRead() and are unread
+    bool m_isLookDue = false;
+    bool m_trustsAll = false;
+    QList<QSslError> m_expectedErrors;
+};
