@@ -14,16 +14,17 @@ namespace
 
 constexpr quint64 kSeed = 7;
 
-/// A transfer that can be told that a second has passed.
+/// A transfer that can be told that a second has passed, or that none passes.
 class HastyDownloader : public WwwDownloader
 {
 public:
     using WwwDownloader::WwwDownloader;
 
     qint64 ahead = 0;
+    bool clockStands = false;
 
 protected:
-    qint64 currentSecond() const override { return WwwDownloader::currentSecond() + ahead; }
+    qint64 currentSecond() const override { return clockStands ? 1 : WwwDownloader::currentSecond() + ahead; }
 };
 
 /// A transfer over the real network layer, whose chunks are confirmed as a writer does: later.
@@ -42,6 +43,7 @@ public:
             &downloader, &WwwDownloader::gotData, &downloader,
             [this](const QByteArray &data) {
                 received.append(data);
+                largestChunk = qMax(largestChunk, data.size());
                 if (confirms)
                     downloader.onDataProcessed(data.size());
             },
@@ -62,6 +64,7 @@ public:
     HastyDownloader downloader;
     QList<QList<QString>> reported; ///< requests
     QByteArray received;
+    qsizetype largestChunk = 0;
     int status = 0;
     bool confirms = true;
 };
@@ -90,6 +93,7 @@ private Q_SLOTS:
     void requestIsSentAsReported();
     void postIsSentAsReported();
     void wholeResource();
+    void earlyHandOutKeepsNoMoreThanTheNetworkDoes();
     void rangeEndsWithItsSection();
     void redirectChains_data();
     void redirectChains();
@@ -170,6 +174,20 @@ void TestWwwDownloaderWire::wholeResource()
     QCOMPARE(transfer.downloader.lastError(), AbstractError());
     QCOMPARE(transfer.downloader.source().sectionLength, size);
     QVERIFY(!server.requests().first().hasHeader("Range"));
+}
+
+void TestWwwDownloaderWire::earlyHandOutKeepsNoMoreThanTheNetworkDoes()
+{
+    ScriptedServer server;
+    const qint64 size = 20'000'000;
+    server.setResponse("/f", ScriptedResponse::file(kSeed, size));
+    WireTransfer transfer;
+    transfer.chief->setProperty("earlyHandOutSize", qint64(1));
+    transfer.downloader.clockStands = true;
+    transfer.start(server.url(u"/f"_s));
+    QTRY_VERIFY_WITH_TIMEOUT(transfer.downloader.isDataProcessed(), ScriptedServer::kPatienceMs);
+    QVERIFY(transfer.received == TestFiles::content(kSeed, 0, size));
+    QVERIFY2(transfer.largestChunk <= 4 * WwwDownloader::kReadBufferSize, QByteArray::number(transfer.largestChunk));
 }
 
 void TestWwwDownloaderWire::rangeEndsWithItsSection()

@@ -150,6 +150,7 @@ private:
     bool mayRead() const;
     qint64 readableSize(qint64 available);
     bool appendData(const QByteArray &data, bool force);
+    bool isHandOutDue() const;
     bool checkDataExcess();
 
     const QSharedPointer<AbstractNetworkAccessChief> m_chief;

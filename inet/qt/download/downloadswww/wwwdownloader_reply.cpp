@@ -154,8 +154,7 @@ bool WwwDownloader::appendData(const QByteArray &data, bool force)
     m_source.sectionDownloaded += data.size();
     m_speedPeriod.add(data.size(), now);
     const bool wantsMore = checkDataExcess();
-    // Once a second is enough for writers and keeps them from many small chunks on a fast link.
-    if (wantsMore && !force && now == m_lastEmitSecond) {
+    if (wantsMore && !force && !isHandOutDue()) {
         // A server that sends nothing more must not keep this from the disk.
         if (!m_handOutTimer->isActive())
             m_handOutTimer->start();
@@ -163,6 +162,14 @@ bool WwwDownloader::appendData(const QByteArray &data, bool force)
     }
     emitDataIfPossible();
     return wantsMore;
+}
+
+/// Once a second is enough for writers and keeps them from many small chunks on a fast link. A host that would rather
+/// not have a second's bytes in memory says how many may gather.
+bool WwwDownloader::isHandOutDue() const
+{
+    const qint64 early = m_chief->property(AbstractNetworkAccessChief::kEarlyHandOutSize).toLongLong();
+    return currentSecond() != m_lastEmitSecond || (early > 0 && m_buffer.size() >= early);
 }
 
 /// Cuts off what lies beyond the section's end. True when the section can take more.

@@ -19,6 +19,11 @@ class DOWNLOADFRAMEWORK_EXPORT AbstractNetworkAccessChief : public QObject
     Q_DISABLE_COPY_MOVE(AbstractNetworkAccessChief)
 
 public:
+    /// Name of a dynamic property: how many bytes (qint64) a transfer holds at most before it hands them out although
+    /// the second is not over. 1 = whenever the writer is idle; unset, 0, negative or no number = once a second. It is
+    /// read at every chunk, in the chief's thread, so that it may change while transfers run.
+    static constexpr char kEarlyHandOutSize[] = "earlyHandOutSize";
+
     explicit AbstractNetworkAccessChief(QObject *parent = nullptr);
     ~AbstractNetworkAccessChief() override;
 
