@@ -2,6 +2,7 @@
 #pragma once
 
 #include <inet/qt/download/downloadswww/wwwdownloader.h>
+#include <tests/support/blockreply.h>
 #include <tests/support/fakenetworkaccessmanager.h>
 #include <tests/support/fakereply.h>
 #include <tests/support/testaccesschief.h>
@@ -34,8 +35,19 @@ protected:
 class TransferBench
 {
 public:
+    /// With replies that give their bytes away in blocks.
+    struct InBlocks {
+    };
+
     TransferBench()
         : chief(new TestAccessChief([this] { return makeManager(); }))
+        , downloader(new ClockedDownloader(chief, nullptr))
+    {
+        record();
+    }
+
+    explicit TransferBench(InBlocks)
+        : chief(new TestAccessChief([this] { return makeManager(makeBlockReply); }))
         , downloader(new ClockedDownloader(chief, nullptr))
     {
         record();
@@ -68,6 +80,7 @@ public:
 
     /// The reply made last.
     FakeReply *reply() const { return replies.isEmpty() ? nullptr : replies.last().data(); }
+    BlockReply *blockReply() const { return static_cast<BlockReply *>(reply()); }
     QByteArray received() const { return chunks.join(); }
     /// What the host has added up; empty when nothing is left over.
     QtConnectionsMap connections() const
@@ -101,6 +114,16 @@ private:
     QNetworkAccessManager *makeManager()
     {
         return new FakeNetworkAccessManager([this](FakeReply *made) { replies.append(made); });
+    }
+
+    static FakeReply *makeBlockReply(QNetworkAccessManager::Operation operation, const QNetworkRequest &request,
+                                     const QByteArray &body, QObject *parent)
+    {
+        return new BlockReply(operation, request, body, parent);
+    }
+    QNetworkAccessManager *makeManager(const FakeNetworkAccessManager::Maker &maker)
+    {
+        return new FakeNetworkAccessManager([this](FakeReply *made) { replies.append(made); }, maker);
     }
 
     QTimer *timer(int interval) const

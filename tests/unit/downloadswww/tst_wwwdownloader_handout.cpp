@@ -16,6 +16,17 @@ void handOutEarly(const TransferBench &bench, const QVariant &size)
 
 }
 
+/// A reply whose method only sounds like the one that gives blocks away.
+class StrangeReply : public FakeReply
+{
+    Q_OBJECT
+
+public:
+    using FakeReply::FakeReply;
+
+    Q_INVOKABLE int takeBlock(qint64) { return 0; }
+};
+
 /// What a host may ask for beyond one chunk a second.
 class TestWwwDownloaderHandOut : public QObject
 {
@@ -31,6 +42,15 @@ private Q_SLOTS:
     void keepsToTheLimit();
     void keepsBackWhatIsHeldBack();
     void lateBytesBelowTheSizeGoOutWithTheSecond();
+
+    void blockReachesTheReceiverUncopied();
+    void blockIsTakenWholeHoweverLittleShows();
+    void blocksOfASecondAreJoined();
+    void blocksKeepToTheLimit();
+    void blockBeyondTheEndIsCut();
+    void blocksLeftAtTheEndAreTaken();
+    void emptyBlockIsNothing();
+    void likeNamedMethodOfAnotherKindIsLeftAlone();
 };
 
 void TestWwwDownloaderHandOut::isEarlyOnceSoManyBytesAreHeld()
@@ -148,6 +168,118 @@ void TestWwwDownloaderHandOut::lateBytesBelowTheSizeGoOutWithTheSecond()
     QVERIFY(bench.chunks.isEmpty());
     TransferBench::fire(bench.handOutTimer());
     QCOMPARE(bench.chunks, QByteArrayList{"late"});
+}
+
+void TestWwwDownloaderHandOut::blockReachesTheReceiverUncopied()
+{
+    TransferBench bench(TransferBench::InBlocks{});
+    handOutEarly(bench, qint64(1));
+    bench.startReceiving();
+    const QByteArray first(500'000, 'a');
+    const QByteArray last(700, 'b');
+    bench.blockReply()->sendBlock(first);
+    bench.confirm();
+    bench.blockReply()->addBlock(last);
+    bench.blockReply()->end();
+    QCOMPARE(bench.chunks, (QByteArrayList{first, last}));
+    QVERIFY2(bench.chunks.first().constData() == first.constData(), "the very same memory");
+    QVERIFY2(bench.chunks.last().constData() == last.constData(), "at the end, too");
+}
+
+void TestWwwDownloaderHandOut::blockIsTakenWholeHoweverLittleShows()
+{
+    TransferBench bench(TransferBench::InBlocks{});
+    handOutEarly(bench, qint64(1));
+    bench.startReceiving();
+    bench.blockReply()->addBlock(QByteArray(500'000, 'a'));
+    QCOMPARE(bench.reply()->bytesAvailable(), WwwDownloader::kReadBufferSize);
+    bench.blockReply()->sendBlock(QByteArray(10, 'b'));
+    QCOMPARE(bench.received().size(), 500'000);
+    QCOMPARE(bench.blockReply()->asked(), QList<qint64>{-1});
+    bench.confirm();
+    QCOMPARE(bench.received().size(), 500'010);
+}
+
+void TestWwwDownloaderHandOut::blocksOfASecondAreJoined()
+{
+    TransferBench bench(TransferBench::InBlocks{});
+    bench.startReceiving();
+    bench.blockReply()->sendBlock("ab");
+    bench.blockReply()->sendBlock("cd");
+    QVERIFY(bench.chunks.isEmpty());
+    bench.downloader->second++;
+    bench.blockReply()->sendBlock("e");
+    QCOMPARE(bench.chunks, QByteArrayList{"abcde"});
+}
+
+void TestWwwDownloaderHandOut::blocksKeepToTheLimit()
+{
+    TransferBench bench(TransferBench::InBlocks{});
+    handOutEarly(bench, qint64(1));
+    bench.downloader->setNetworkUsageSettings({100, 0, 0, false});
+    bench.startReceiving();
+    bench.blockReply()->sendBlock(QByteArray(60, 'a'));
+    bench.confirm();
+    bench.blockReply()->sendBlock(QByteArray(60, 'b'));
+    QCOMPARE(bench.blockReply()->asked(), (QList<qint64>{100, 40}));
+    QCOMPARE(bench.received().size(), 100);
+    QCOMPARE(bench.blockReply()->bytesHeld(), 20);
+}
+
+void TestWwwDownloaderHandOut::blockBeyondTheEndIsCut()
+{
+    TransferBench bench(TransferBench::InBlocks{});
+    bench.startReceiving(5);
+    const QByteArray block("abcdefgh");
+    bench.blockReply()->sendBlock(block);
+    QCOMPARE(bench.received(), "abcde");
+    QVERIFY2(block == "abcdefgh", "who else holds the block finds it as it was");
+    QVERIFY(bench.downloader->isFinished());
+}
+
+void TestWwwDownloaderHandOut::blocksLeftAtTheEndAreTaken()
+{
+    TransferBench bench(TransferBench::InBlocks{});
+    bench.startReceiving();
+    bench.blockReply()->addBlock("ab");
+    bench.blockReply()->addBlock("c");
+    bench.blockReply()->addBlock("de");
+    bench.blockReply()->end();
+    QCOMPARE(bench.chunks, QByteArrayList{"abcde"});
+    QCOMPARE(bench.downloader->source().sectionLength, 5);
+    QCOMPARE(bench.downloader->lastError(), AbstractError());
+}
+
+void TestWwwDownloaderHandOut::emptyBlockIsNothing()
+{
+    TransferBench bench(TransferBench::InBlocks{});
+    handOutEarly(bench, qint64(1));
+    bench.startReceiving();
+    bench.blockReply()->addBlock({});
+    bench.blockReply()->sendBlock("a");
+    QVERIFY(bench.chunks.isEmpty());
+    QVERIFY(bench.downloader->isRunning());
+    TransferBench::fire(bench.readTimer());
+    QCOMPARE(bench.chunks, QByteArrayList{"a"});
+}
+
+void TestWwwDownloaderHandOut::likeNamedMethodOfAnotherKindIsLeftAlone()
+{
+    StrangeReply *reply = nullptr;
+    const QSharedPointer<TestAccessChief> chief(new TestAccessChief([&reply] {
+        return new FakeNetworkAccessManager(
+            [](FakeReply *) {},
+            [&reply](QNetworkAccessManager::Operation operation, const QNetworkRequest &request, const QByteArray &body,
+                     QObject *parent) { return reply = new StrangeReply(operation, request, body, parent); });
+    }));
+    WwwDownloader downloader(chief, nullptr);
+    QByteArray received;
+    connect(&downloader, &WwwDownloader::gotData, this, [&received](const QByteArray &data) { received += data; });
+    downloader.start(TransferBench::source(u"http://a.test/f"_s), QString());
+    reply->sendHead(200);
+    reply->addData("abc");
+    reply->end();
+    QCOMPARE(received, "abc");
 }
 
 QTEST_GUILESS_MAIN(TestWwwDownloaderHandOut)

@@ -7,6 +7,7 @@
 #include <inet/qt/download/records/wwwdownloadsourceinfo.h>
 
 #include <QByteArray>
+#include <QMetaMethod>
 #include <QNetworkReply>
 #include <QSharedPointer>
 #include <QString>
@@ -148,7 +149,10 @@ private:
     bool isCutShort() const;
 
     bool mayRead() const;
-    qint64 readableSize(qint64 available);
+    qint64 readableSize();
+    QByteArray take(qint64 maxSize);
+    QByteArray takeBlock(qint64 maxSize);
+    QByteArray takeRest();
     bool appendData(const QByteArray &data, bool force);
     bool isHandOutDue() const;
     bool checkDataExcess();
@@ -171,6 +175,7 @@ private:
     QDateTime m_lastErrorTime;
 
     DeferredPointer<QNetworkReply> m_reply;
+    QMetaMethod m_takeBlock; // of that reply; invalid when it has none
     qint64 m_bodyBytes = 0; // read from that reply
     QList<QNetworkReply::RawHeaderPair> m_responseHeaders;
     bool m_headersReceived = false;

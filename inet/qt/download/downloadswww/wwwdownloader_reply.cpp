@@ -113,15 +113,13 @@ void WwwDownloader::onReadyRead()
     if (!m_reply || m_reply->bytesAvailable() <= 0)
         return;
     m_inactivityTimer->start();
-    const qint64 size = mayRead() ? readableSize(m_reply->bytesAvailable()) : 0;
-    if (size <= 0) {
+    const qint64 size = mayRead() ? readableSize() : 0;
+    if (size == 0) {
         m_readTimer->start();
         return;
     }
     const quint64 runsEnded = m_runsEnded;
-    const QByteArray data = m_reply->read(size);
-    m_bodyBytes += data.size();
-    const bool wantsMore = appendData(data, false);
+    const bool wantsMore = appendData(take(size), false);
     if (runsEnded != m_runsEnded)
         return;
     if (!wantsMore)
@@ -136,10 +134,39 @@ bool WwwDownloader::mayRead() const
     return m_inFlight == 0 && !(m_dontEmitData && m_buffer.size() >= kHeldBackSize);
 }
 
-qint64 WwwDownloader::readableSize(qint64 available)
+/// What a limit leaves of this second; -1 = no limit is in force.
+qint64 WwwDownloader::readableSize()
 {
     const qint64 limit = effectiveDownloadLimit(m_usageSettings.downloadLimit, m_chief->usageSettings().downloadLimit);
-    return limit > 0 ? qMin(available, m_speedPeriod.allowance(limit, currentSecond())) : available;
+    return limit > 0 ? m_speedPeriod.allowance(limit, currentSecond()) : -1;
+}
+
+/// The reply's next bytes; -1 = as many as there are, or as come in one piece.
+QByteArray WwwDownloader::take(qint64 maxSize)
+{
+    const qint64 available = m_reply->bytesAvailable();
+    QByteArray data =
+        m_takeBlock.isValid() ? takeBlock(maxSize) : m_reply->read(maxSize < 0 ? available : qMin(maxSize, available));
+    m_bodyBytes += data.size();
+    return data;
+}
+
+QByteArray WwwDownloader::takeBlock(qint64 maxSize)
+{
+    QByteArray block;
+    m_takeBlock.invoke(m_reply.get(), Qt::DirectConnection, Q_RETURN_ARG(QByteArray, block), Q_ARG(qint64, maxSize));
+    return block;
+}
+
+/// All that an ended reply has left.
+QByteArray WwwDownloader::takeRest()
+{
+    if (!m_takeBlock.isValid())
+        return m_reply->bytesAvailable() > 0 ? m_reply->readAll() : QByteArray();
+    QByteArray rest = takeBlock(-1);
+    for (QByteArray block = takeBlock(-1); !block.isEmpty(); block = takeBlock(-1))
+        rest.append(block);
+    return rest;
 }
 
 /// True when more data is wanted.
@@ -150,7 +177,11 @@ bool WwwDownloader::appendData(const QByteArray &data, bool force)
     if (data.isEmpty())
         return true;
     const qint64 now = currentSecond();
-    m_buffer.append(data);
+    // Shared, not copied: where it is handed out at once, it reaches the disk from where the network put it.
+    if (m_buffer.isEmpty())
+        m_buffer = data;
+    else
+        m_buffer.append(data);
     m_source.sectionDownloaded += data.size();
     m_speedPeriod.add(data.size(), now);
     const bool wantsMore = checkDataExcess();
@@ -242,7 +273,7 @@ void WwwDownloader::onFinished()
         error = {QNetworkReply::RemoteHostClosedError, ErrorCategory::kNetwork, errorSourceHere(),
                  tr("Connection closed").toStdString()};
     setLastError(error);
-    const QByteArray rest = m_reply->bytesAvailable() > 0 ? m_reply->readAll() : QByteArray();
+    const QByteArray rest = takeRest();
     // Before the rest is handed out: a receiver that stops there ends a run which lacks nothing.
     if (!error && m_source.sectionLength == -1)
         m_source.sectionLength = m_source.sectionDownloaded + rest.size();

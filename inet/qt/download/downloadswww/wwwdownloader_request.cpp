@@ -115,6 +115,14 @@ void addRange(QNetworkRequest &request, QList<QString> &headers, qint64 start)
     addHeader(request, headers, u"Range"_s, range.toLatin1(), range);
 }
 
+/// The host's way to give bytes away without copying them; invalid where its replies have none.
+QMetaMethod takeBlockOf(const QNetworkReply &reply)
+{
+    const QMetaObject *const type = reply.metaObject();
+    const QMetaMethod method = type->method(type->indexOfMethod("takeBlock(qint64)"));
+    return method.returnMetaType() == QMetaType::fromType<QByteArray>() ? method : QMetaMethod();
+}
+
 void addContentType(QNetworkRequest &request, QList<QString> &headers)
 {
     request.setHeader(QNetworkRequest::ContentTypeHeader, kFormContentType);
@@ -195,6 +203,7 @@ void WwwDownloader::installCookies(const WwwDownloadSourceInfo &source)
 void WwwDownloader::send(const QNetworkRequest &request, const WwwDownloadSourceInfo &source)
 {
     m_reply.reset(isPost(source) ? m_manager->post(request, source.postData) : m_manager->get(request));
+    m_takeBlock = takeBlockOf(*m_reply);
     m_bodyBytes = 0;
     // The first burst is larger than this if it is only told once the head has come.
     applyReadBufferSize();

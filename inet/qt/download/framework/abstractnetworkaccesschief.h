@@ -13,6 +13,13 @@ class QNetworkAccessManager;
 class QUrl;
 
 /// The host's one point of access to the network, shared by all downloads. Lives in their thread.
+///
+/// Two things a host may offer beyond the operations below; where it does not, transfers do without them:
+///
+/// - the dynamic property kEarlyHandOutSize;
+/// - replies with an invokable "QByteArray takeBlock(qint64 maxSize)", which gives away received bytes without copying
+///   them: at most so many, or with -1 all that come in one piece, even if that is more than bytesAvailable() showed.
+///   Empty = nothing is there. Called in the reply's thread, in place of read() and readAll() and with their effects.
 class DOWNLOADFRAMEWORK_EXPORT AbstractNetworkAccessChief : public QObject
 {
     Q_OBJECT
