@@ -39,6 +39,7 @@ private Q_SLOTS:
     void heldBackDataOfAFinishedRunIsHandedOutLater();
     void settingHeldBackTwiceIsNothing();
     void heldBackDataHasABound();
+    void heldBackDataIsNoMoreThanAWindow();
 
     void limit_data();
     void limit();
@@ -361,7 +362,7 @@ void TestWwwDownloaderData::settingHeldBackTwiceIsNothing()
 
 void TestWwwDownloaderData::heldBackDataHasABound()
 {
-    QCOMPARE(WwwDownloader::kHeldBackSize, 16 * 1024 * 1024);
+    QCOMPARE(WwwDownloader::kHeldBackSize, WwwDownloader::kReadBufferSize);
     TransferBench bench;
     bench.downloader->setDontEmitData(true);
     bench.startReceiving();
@@ -377,6 +378,18 @@ void TestWwwDownloaderData::heldBackDataHasABound()
     bench.reply()->end();
     bench.confirm();
     QCOMPARE(bench.received().size(), WwwDownloader::kHeldBackSize + 4);
+}
+
+void TestWwwDownloaderData::heldBackDataIsNoMoreThanAWindow()
+{
+    TransferBench bench;
+    bench.downloader->setDontEmitData(true);
+    bench.startReceiving();
+    constexpr qint64 piece = WwwDownloader::kReadBufferSize / 4;
+    for (int i = 0; i < 8; ++i)
+        bench.reply()->sendData(QByteArray(piece, 'x'));
+    QCOMPARE(bench.downloader->source().sectionDownloaded, WwwDownloader::kReadBufferSize);
+    QCOMPARE(bench.reply()->bytesAvailable(), 4 * piece);
 }
 
 void TestWwwDownloaderData::limit_data()

@@ -47,8 +47,9 @@ public:
     static constexpr int kHandOutIntervalMs = 1000;
     /// Bytes that the network layer may hold for us; a speed limit below it takes its place.
     static constexpr qint64 kReadBufferSize = 131072;
-    /// Bytes that are kept here while setDontEmitData() holds them back; what exceeds them waits in the network.
-    static constexpr qint64 kHeldBackSize = 16 * 1024 * 1024;
+    /// With that many bytes kept here nothing more is read while setDontEmitData() holds them back: it may last, and
+    /// what is left in the network holds the far side back.
+    static constexpr qint64 kHeldBackSize = kReadBufferSize;
 
     WwwDownloader(QSharedPointer<AbstractNetworkAccessChief> chief, QObject *parent);
     ~WwwDownloader() override;
