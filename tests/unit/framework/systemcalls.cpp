@@ -71,8 +71,11 @@ FOR_THE_LIBRARY int fallocate(int file, int mode, off_t offset, off_t size)
 
 FOR_THE_LIBRARY ssize_t write(int file, const void *bytes, size_t count)
 {
+    constexpr size_t large = 65536;
     if (SystemCalls::writeError != 0 && isPlainFile(file))
         return refuse(SystemCalls::writeError);
+    if (count >= large)
+        SystemCalls::largeWriteFrom = bytes;
     return next<ssize_t(int, const void *, size_t)>("write")(file, bytes, count);
 }
 
@@ -90,6 +93,17 @@ FOR_THE_LIBRARY int fsync(int file)
     if (SystemCalls::fsyncError != 0)
         return refuse(SystemCalls::fsyncError);
     return next<int(int)>("fsync")(file);
+}
+
+FOR_THE_LIBRARY int sync_file_range(int file, off64_t offset, off64_t size, unsigned int flags)
+{
+    {
+        const std::lock_guard lock(SystemCalls::writebacksMutex);
+        SystemCalls::writebacks.emplace_back(offset, size);
+    }
+    if (SystemCalls::syncFileRangeError != 0)
+        return refuse(SystemCalls::syncFileRangeError);
+    return next<int(int, off64_t, off64_t, unsigned int)>("sync_file_range")(file, offset, size, flags);
 }
 
 FOR_THE_LIBRARY int fstatvfs(int file, struct statvfs *disk) noexcept

@@ -3,6 +3,9 @@
 
 #include <atomic>
 #include <functional>
+#include <mutex>
+#include <utility>
+#include <vector>
 
 /// Calls of the system that a test program answers in the system's place: 0 = the system does it itself.
 /// The program's own definitions are found before the C library's.
@@ -26,6 +29,13 @@ inline std::function<void()> atRenaming;
 /// Negative = as it is.
 inline std::atomic<long long> freeBlocks = -1;
 
+inline std::atomic<int> syncFileRangeError = 0;
+/// Offset and length of every range whose writing was begun. Of all threads: for the test to read when they are done.
+inline std::vector<std::pair<long long, long long>> writebacks;
+inline std::mutex writebacksMutex;
+/// Where the newest write of 64 KiB and more took its bytes from.
+inline std::atomic<const void *> largeWriteFrom = nullptr;
+
 inline void reset()
 {
     for (std::atomic<int> *value : {&fallocateError, &fdatasyncError, &fdatasyncCount, &renameat2Error, &linkatError,
@@ -35,6 +45,9 @@ inline void reset()
     filesAreAlike = false;
     atCreating = nullptr;
     atRenaming = nullptr;
+    syncFileRangeError = 0;
+    writebacks.clear();
+    largeWriteFrom = nullptr;
 }
 
 }
