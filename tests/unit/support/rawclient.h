@@ -13,8 +13,13 @@ class RawClient
 {
 public:
     explicit RawClient(const ScriptedServer &server)
+        : RawClient(server.port())
     {
-        m_socket.connectToHost(QHostAddress(QHostAddress::LocalHost), server.port());
+    }
+
+    explicit RawClient(quint16 port)
+    {
+        m_socket.connectToHost(QHostAddress(QHostAddress::LocalHost), port);
         m_socket.waitForConnected(ScriptedServer::kPatienceMs);
     }
 
