@@ -111,7 +111,7 @@ void TestPlaitFtp::aNameIsKeptAsItStands()
 void TestPlaitFtp::aFileComesOverSeveralConnections()
 {
     QVERIFY(m_server->addFile(kName, kSeed, kSize));
-    m_server->setRate(4 * kSlow);
+    m_server->setRate(2 * kSlow);
     PlaitSandbox plait;
     const PlaitResult result = plait.run({u"-x"_s, u"4"_s, m_server->url(u"/file.bin"_s).toString()});
     QVERIFY2(result.status == 0, result.err);
