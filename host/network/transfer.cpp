@@ -65,8 +65,15 @@ void Transfer::holdBack(qint64 bytes)
 
 void Transfer::hand(QByteArrayView data)
 {
+    m_hasNewBody = true;
     if (!m_pipe.putBody(data))
         curl_easy_pause(m_handle.get(), CURLPAUSE_RECV);
+}
+
+void Transfer::tellBody()
+{
+    if (std::exchange(m_hasNewBody, false))
+        m_pipe.tellBody();
 }
 
 QString Transfer::wordsFor(CURLcode code) const

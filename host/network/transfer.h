@@ -35,6 +35,8 @@ public:
     virtual void prepare();
     /// libcurl has been at work, for this transfer or for another one. libcurl may be called.
     virtual Next onTurn() { return Next::GoOn; }
+    /// libcurl has brought what there was: the reader learns of it.
+    void tellBody();
     /// The handle has left libcurl by itself.
     virtual Next onEnded(CURLcode code) = 0;
     /// The reader has room again.
@@ -92,4 +94,5 @@ private:
     std::unique_ptr<CURL, HandleDelete> m_handle;
     QByteArray m_errorText; ///< libcurl writes here
     TransferPipe m_pipe;
+    bool m_hasNewBody = false;
 };

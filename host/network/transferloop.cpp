@@ -196,6 +196,7 @@ void TransferLoop::takeTurns()
 {
     std::vector<std::pair<CURL *, Transfer::Next>> due;
     for (const auto &[handle, transfer] : m_running) {
+        transfer->tellBody();
         if (const Transfer::Next next = transfer->onTurn(); next != Transfer::Next::GoOn)
             due.emplace_back(handle, next);
     }

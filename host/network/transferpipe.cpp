@@ -15,6 +15,9 @@ constexpr qint64 kSmallestFreeWindow = 128 * 1024;
 
 constexpr qint64 kSmallestBlock = 4096;
 
+/// So much is worth waking the reader while more is coming in.
+constexpr qint64 kTellAt = 256 * 1024;
+
 }
 
 TransferPipe::TransferPipe(std::shared_ptr<TransferMeans> means)
@@ -38,8 +41,17 @@ bool TransferPipe::putBody(QByteArrayView data)
     // Once paused, the writing side brings what it has in hand, and waits for the word to go on whatever is read
     // meanwhile.
     m_isPaused = m_isPaused || m_buffer.size() >= capacity();
-    tell();
+    m_untold += data.size();
+    if (m_isPaused || m_untold >= kTellAt)
+        tell();
     return !m_isPaused;
+}
+
+void TransferPipe::tellBody()
+{
+    const std::lock_guard lock(m_mutex);
+    if (m_untold > 0)
+        tell();
 }
 
 void TransferPipe::putEnd(const End &end)
@@ -129,6 +141,7 @@ qint64 TransferPipe::capacity() const
 
 void TransferPipe::tell()
 {
+    m_untold = 0;
     if (!m_news || std::exchange(m_newsAreOnTheirWay, true))
         return;
     m_news();

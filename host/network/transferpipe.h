@@ -55,6 +55,8 @@ public:
     void putHead(const Head &head);
     /// False when there is no room for more; all of @p data was taken all the same.
     bool putBody(QByteArrayView data);
+    /// There is no more at the moment: what came is news now, however little it is.
+    void tellBody();
     void putEnd(const End &end);
 
     // The reply's thread
@@ -93,5 +95,6 @@ private:
     bool m_isHeadTold = false;
     std::optional<End> m_end;
     qint64 m_window = 0;
+    qint64 m_untold = 0; ///< bytes since the last news
     bool m_isPaused = false;
 };
