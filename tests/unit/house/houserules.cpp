@@ -34,7 +34,7 @@ constexpr Room kRooms[] = {
     {"inet/qt/download/downloadswww/moduleentry", "entry", "records framework response sources core entry",
      "QtCore QtNetwork", ""},
     {"host/", "host", "records framework helpers host", "QtCore QtNetwork QtSql", ""},
-    {"host/network/ftp", "host", "records framework helpers host", "QtCore QtNetwork", "curl/"},
+    {"host/network/", "host", "records framework helpers host", "QtCore QtNetwork", "curl/ openssl/"},
     {"cli/", "cli", "records framework helpers host cli", "QtCore", "CLI/"},
     {"tests/support/", "support", "support records framework", "QtCore QtNetwork QtTest", ""},
     {"tests/", "tests", "*", "QtCore QtNetwork QtSql QtTest QtCore5Compat", "CLI/ curl/"},
