@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <benchmarks/large.h>
 #include <benchmarks/many.h>
 #include <benchmarks/throttled.h>
 
@@ -18,7 +19,7 @@ struct Benchmark {
     bool (*run)(QTextStream &out);
 };
 
-constexpr Benchmark kBenchmarks[] = {{"throttled", runThrottled}, {"many", runMany}};
+constexpr Benchmark kBenchmarks[] = {{"large", runLarge}, {"throttled", runThrottled}, {"many", runMany}};
 
 bool isWanted(const Benchmark &benchmark, const QStringList &names)
 {
