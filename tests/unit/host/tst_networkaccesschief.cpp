@@ -41,6 +41,7 @@ private Q_SLOTS:
     void aConnectionServesAgain();
     void theChiefMayGoBeforeItsManagers();
     void theJarOutlivesTheManager();
+    void handOutsAreAskedForEarly();
     void aCookieOfOneAnswerGoesWithTheNextRequest();
     void requestsAskForIdentity();
     void aRequestMayAskForAnotherEncoding();
@@ -111,6 +112,12 @@ void TestNetworkAccessChief::theJarOutlivesTheManager()
     const QPointer<QNetworkCookieJar> watched(jar.get());
     manager.reset();
     QVERIFY(watched);
+}
+
+/// What lies in memory is neither on disk nor room for what comes next.
+void TestNetworkAccessChief::handOutsAreAskedForEarly()
+{
+    QCOMPARE(m_chief->property(NetworkAccessChief::kEarlyHandOutSize).toLongLong(), qint64(1));
 }
 
 void TestNetworkAccessChief::aCookieOfOneAnswerGoesWithTheNextRequest()
