@@ -2,6 +2,7 @@
 #include <host/network/transferpipe.h>
 
 #include <algorithm>
+#include <bit>
 #include <utility>
 
 namespace
@@ -13,7 +14,13 @@ constexpr qint64 kBeforeHeadIsTold = 16 * 1024;
 /// A smaller window is a wish to be held back; a larger one is about what is shown only.
 constexpr qint64 kSmallestFreeWindow = 128 * 1024;
 
-constexpr qint64 kSmallestBlock = 4096;
+constexpr quint64 kSmallestBlock = 4096;
+
+/// Windows of nearly the same size have to use each other's blocks.
+qsizetype blockSizeFor(qint64 capacity)
+{
+    return qsizetype(std::max(std::bit_floor(quint64(capacity)), kSmallestBlock));
+}
 
 /// So much is worth waking the reader while more is coming in.
 constexpr qint64 kTellAt = 256 * 1024;
@@ -36,8 +43,7 @@ void TransferPipe::putHead(const Head &head)
 bool TransferPipe::putBody(QByteArrayView data)
 {
     const std::lock_guard lock(m_mutex);
-    const qint64 room = std::max(capacity(), kSmallestBlock);
-    m_buffer.append(data, std::min<qsizetype>(m_means->budget.blockSize(), room));
+    m_buffer.append(data, std::min(m_means->budget.blockSize(), blockSizeFor(capacity())));
     // Once paused, the writing side brings what it has in hand, and waits for the word to go on whatever is read
     // meanwhile.
     m_isPaused = m_isPaused || m_buffer.size() >= capacity();
