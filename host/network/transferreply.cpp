@@ -120,6 +120,8 @@ void TransferReply::present(QNetworkAccessManager::Operation operation, const QN
     setRequest(original);
     setUrl(original.url());
     open(QIODevice::ReadOnly | QIODevice::Unbuffered);
+    // A manager listens to its replies in their own name, unguarded against its death.
+    connect(m_manager, &QObject::destroyed, this, [this] { disconnect(this, nullptr, this, nullptr); });
 }
 
 void TransferReply::begin(const TransferRequest &request)

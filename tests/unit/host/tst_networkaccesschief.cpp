@@ -40,6 +40,7 @@ private Q_SLOTS:
     void allTransfersShareOneManager();
     void aConnectionServesAgain();
     void theChiefMayGoBeforeItsManagers();
+    void theManagerMayGoBeforeItsReplies();
     void theJarOutlivesTheManager();
     void handOutsAreAskedForEarly();
     void aCookieOfOneAnswerGoesWithTheNextRequest();
@@ -101,6 +102,25 @@ void TestNetworkAccessChief::theChiefMayGoBeforeItsManagers()
     m_chief.reset();
     const std::unique_ptr<QNetworkReply> reply(get(manager));
     QVERIFY(waitForEnd(reply.get()));
+    QCOMPARE(reply->readAll(), QByteArray("content"));
+}
+
+/// Who took a reply out of its manager's hands keeps it.
+void TestNetworkAccessChief::theManagerMayGoBeforeItsReplies()
+{
+    ScriptedResponse held = ScriptedResponse::ok("content").withHeader("Set-Cookie", "a=1");
+    held.headGate = u"head"_s;
+    m_server->setResponse("/file", held);
+    Manager manager = take();
+    const QPointer<QNetworkAccessManager> watched(manager.get());
+    const std::unique_ptr<QNetworkReply> reply(get(manager));
+    reply->setParent(nullptr);
+    m_chief.reset();
+    manager.clear();
+    QTRY_VERIFY(watched.isNull());
+    m_server->release(u"head"_s);
+    QVERIFY(waitForEnd(reply.get()));
+    QCOMPARE(reply->error(), QNetworkReply::NoError);
     QCOMPARE(reply->readAll(), QByteArray("content"));
 }
 

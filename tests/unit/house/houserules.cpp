@@ -43,8 +43,8 @@ constexpr Room kRooms[] = {
 
 // The operating system's own; the C++ library's names have neither a dot nor a slash.
 constexpr const char *kSystemHeaders[] = {
-    "arpa/",   "cxxabi.h", "dlfcn.h", "errno.h", "fcntl.h",  "linux/", "netinet/",  "poll.h", "pthread.h", "pwd.h",
-    "sched.h", "signal.h", "spawn.h", "stdio.h", "stdlib.h", "sys/",   "termios.h", "time.h", "unistd.h",
+    "arpa/", "cxxabi.h", "dlfcn.h",  "errno.h", "fcntl.h", "linux/",   "netdb.h", "netinet/",  "poll.h", "pthread.h",
+    "pwd.h", "sched.h",  "signal.h", "spawn.h", "stdio.h", "stdlib.h", "sys/",    "termios.h", "time.h", "unistd.h",
 };
 
 constexpr const char *kQtModules[] = {"QtCore",       "QtNetwork", "QtSql", "QtTest", "QtCore5Compat",
