@@ -77,6 +77,8 @@ void TransferReply::setReadBufferSize(qint64 size)
     m_transfer->pipe().setWindow(size);
     if (size > 0 && size < kSmallestFreeWindow)
         m_loop->holdBack(m_transfer, size);
+    if (m_transfer->pipe().wantsMore())
+        m_loop->resume(m_transfer);
     lookAgain();
 }
 
@@ -278,7 +280,9 @@ void TransferReply::endWith(NetworkError error, const QString &text)
 /// What lies behind the window moves up, and the far side may send more.
 void TransferReply::afterRead(qint64 size)
 {
-    m_told = std::max<qint64>(0, m_told - size);
+    // What is left is told of again.
+    if (size > 0)
+        m_told = 0;
     if (!m_transfer)
         return;
     if (m_transfer->pipe().wantsMore())
