@@ -109,8 +109,9 @@ size_t Transfer::onBody(char *data, size_t size, size_t count, void *self)
 void Transfer::prepareProxy()
 {
     const QUrl &proxy = m_request.proxy;
-    // An empty name is needed: without one, libcurl looks into the environment.
+    // Empty texts are needed: without them, libcurl looks into the environment for proxies and exceptions.
     set(CURLOPT_PROXY, proxy.host(QUrl::FullyEncoded).toUtf8().constData());
+    set(CURLOPT_NOPROXY, "");
     if (proxy.isEmpty())
         return;
     const QString scheme = proxy.scheme();

@@ -51,6 +51,7 @@ private Q_SLOTS:
     void aHeaderForTheProxyIsNotForTheServer();
     void theEnvironmentsProxyIsUsed();
     void theEnvironmentMayBeLeftOut();
+    void anEnvironmentThatIsLeftOutExceptsNobody();
     void aProxyThatIsNoneIsRefused();
 };
 
@@ -205,6 +206,20 @@ void TestNetworkCredentialsProxies::theEnvironmentMayBeLeftOut()
     const Reply reply = get(m_url);
     QVERIFY(waitForEnd(reply));
     QVERIFY(m_proxy->calls().isEmpty());
+}
+
+void TestNetworkCredentialsProxies::anEnvironmentThatIsLeftOutExceptsNobody()
+{
+    Variables variables;
+    variables.set("no_proxy", QUrl(u"127.0.0.1"_s));
+    NetworkOptions options;
+    options.useEnvironmentProxies = false;
+    options.proxy = m_proxy->url(u"http"_s);
+    QVERIFY(apply(options));
+    const Reply reply = get(m_url);
+    QVERIFY(waitForEnd(reply));
+    QCOMPARE(reply->readAll(), QByteArray("content"));
+    QCOMPARE(m_proxy->calls().size(), 1);
 }
 
 void TestNetworkCredentialsProxies::aProxyThatIsNoneIsRefused()
