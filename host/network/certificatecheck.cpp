@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include <host/network/certificatecheck.h>
 
+#include <host/network/tlsgoodbye.h>
+
 #include <openssl/ssl.h>
 #include <openssl/x509_vfy.h>
+#include <openssl/x509v3.h>
 
 #include <memory>
 
@@ -39,8 +42,10 @@ int selfIndex()
 
 }
 
-CertificateCheck::CertificateCheck(const QList<QByteArray> &authorities, const QByteArray &pinned)
-    : m_authorities(authorities)
+CertificateCheck::CertificateCheck(const QByteArray &host, const QList<QByteArray> &authorities,
+                                   const QByteArray &pinned)
+    : m_host(host)
+    , m_authorities(authorities)
     , m_pinned(pinned)
 {
 }
@@ -55,7 +60,7 @@ CURLcode CertificateCheck::onContext(CURL *, void *context, void *self)
 {
     auto *const ssl = static_cast<SSL_CTX *>(context);
     SSL_CTX_set_cert_verify_callback(ssl, &CertificateCheck::onChain, self);
-    SSL_CTX_clear_options(ssl, SSL_OP_IGNORE_UNEXPECTED_EOF);
+    TlsGoodbye::watch(ssl);
     // The connection may outlive this object: nobody asks it again.
     SSL_CTX_set_options(ssl, SSL_OP_NO_RENEGOTIATION);
     static_cast<CertificateCheck *>(self)->addAuthorities(context);
@@ -94,12 +99,25 @@ bool CertificateCheck::accepts(X509_STORE_CTX *chain)
     if (!m_pinned.isEmpty()) {
         const bool isTheOne = m_certificate == m_pinned;
         X509_STORE_CTX_set_error(chain, isTheOne ? X509_V_OK : X509_V_ERR_CERT_REJECTED);
+        if (!isTheOne)
+            m_problems.append({X509_V_ERR_CERT_REJECTED, m_certificate});
         return isTheOne;
     }
     X509_STORE_CTX_set_ex_data(chain, selfIndex(), this);
     X509_STORE_CTX_set_verify_cb(chain, &CertificateCheck::onStep);
     const bool isVerified = X509_verify_cert(chain) == 1 && m_problems.isEmpty();
-    if (!m_problems.isEmpty())
+    if (!m_problems.isEmpty()) {
         X509_STORE_CTX_set_error(chain, m_problems.constFirst().code);
+        checkHost(chain);
+    }
     return isVerified;
+}
+
+void CertificateCheck::checkHost(X509_STORE_CTX *chain)
+{
+    X509 *const certificate = X509_STORE_CTX_get0_cert(chain);
+    const bool isItsName = X509_check_host(certificate, m_host.constData(), size_t(m_host.size()), 0, nullptr) == 1
+        || X509_check_ip_asc(certificate, m_host.constData(), 0) == 1;
+    if (!isItsName)
+        m_problems.append({X509_V_ERR_HOSTNAME_MISMATCH, m_certificate});
 }

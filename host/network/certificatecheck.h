@@ -13,8 +13,9 @@ struct x509_store_ctx_st;
 /// Whether the other side of a TLS connection is whom it should be, and if not, why.
 ///
 /// libcurl tells neither the certificates that it refused nor all that is wrong with them; so the chain is judged here,
-/// by OpenSSL, while the connection is made. The name of the host is libcurl's to compare. A connection that ends
-/// without saying so in TLS is an error from here on: anybody on the way can cut it.
+/// by OpenSSL, while the connection is made. The name of the host is libcurl's to compare; here it only adds to what is
+/// wrong otherwise, so that nobody accepts more than he was told. How the connection ends is watched from here on
+/// (TlsGoodbye).
 ///
 /// Used by one transfer, in the network thread, and outlives its handle.
 class CertificateCheck
@@ -24,7 +25,8 @@ class CertificateCheck
 public:
     /// @param authorities DER of certificates to rest on, besides the system's
     /// @param pinned DER of the only certificate that will do, whatever is wrong with it; empty = any without a problem
-    CertificateCheck(const QList<QByteArray> &authorities, const QByteArray &pinned);
+    /// @param host whose certificate it should be, as it stands in the URL
+    CertificateCheck(const QByteArray &host, const QList<QByteArray> &authorities, const QByteArray &pinned);
 
     /// For the connections that the handle makes.
     void install(CURL *handle);
@@ -42,6 +44,9 @@ private:
     void addAuthorities(void *context) const;
     bool accepts(x509_store_ctx_st *chain);
 
+    void checkHost(x509_store_ctx_st *chain);
+
+    const QByteArray m_host;
     const QList<QByteArray> m_authorities;
     const QByteArray m_pinned;
     QList<CertificateProblem> m_problems;

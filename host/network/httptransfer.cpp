@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <host/network/httptransfer.h>
 
+#include <host/network/tlsgoodbye.h>
 #include <host/network/transfererrors.h>
 
 #include <algorithm>
@@ -30,7 +31,7 @@ QByteArray lineFor(const QNetworkReply::RawHeaderPair &header)
 
 HttpTransfer::HttpTransfer(const TransferRequest &request, std::shared_ptr<TransferMeans> means)
     : Transfer(request, std::move(means))
-    , m_check(request.authorities, request.pinnedCertificate)
+    , m_check(request.url.host(QUrl::FullyEncoded).toLatin1(), request.authorities, request.pinnedCertificate)
 {
 }
 
@@ -133,6 +134,7 @@ bool HttpTransfer::takeHeadLine(QByteArrayView line)
 
 bool HttpTransfer::onHead()
 {
+    m_goodbye = TlsGoodbye::of(handle());
     m_plan = BodyFraming::planFor(m_head, m_request.range);
     if (!m_plan.complaint.isEmpty())
         return complain(m_plan.complaint);
@@ -218,7 +220,8 @@ bool HttpTransfer::isEnded(CURLcode code) const
     case BodyFraming::End::Close:
         break;
     }
-    return code == CURLE_OK && (m_plan.length < 0 || m_received == m_plan.length);
+    const bool isCut = m_goodbye && !*m_goodbye;
+    return code == CURLE_OK && !isCut && (m_plan.length < 0 || m_received == m_plan.length);
 }
 
 void HttpTransfer::endWithStatus()

@@ -54,6 +54,7 @@ private:
 
     std::unique_ptr<curl_slist, ListDelete> m_headerList;
     CertificateCheck m_check;
+    std::shared_ptr<const bool> m_goodbye; ///< null = the connection is not encrypted, or there is no head yet
     AnswerHead m_head;
     BodyFraming::Plan m_plan;
     ChunkedDecoder m_decoder;
