@@ -59,7 +59,7 @@ Transfer::Next HttpTransfer::onEnded(CURLcode code)
 {
     if (!m_complaint.isEmpty())
         end(QNetworkReply::ProtocolFailure, m_complaint);
-    else if (!m_head.isComplete())
+    else if (!m_head.isComplete() || (code != CURLE_OK && isHeadWithheld()))
         endWithoutAnswer(code);
     else if (!isEnded(code))
         endCutShort(code);
@@ -143,6 +143,12 @@ bool HttpTransfer::onHead()
     if (!mayBeAskedAgain())
         tellHead();
     return true;
+}
+
+/// A challenge that may have been answered, with nothing known of what came of it.
+bool HttpTransfer::isHeadWithheld() const
+{
+    return !m_isHeadTold && mayBeAskedAgain();
 }
 
 /// libcurl answers a challenge by itself and passes over the answer that made it; only what follows tells whether it

@@ -42,6 +42,7 @@ private:
 
     bool onHead();
     bool mayBeAskedAgain() const;
+    bool isHeadWithheld() const;
     void tellHead();
     bool takeChunks(QByteArrayView raw);
     bool takePlain(QByteArrayView data);

@@ -25,6 +25,8 @@ private Q_SLOTS:
     void severalTransfersAreLetIn();
     void wrongCredentialsEndWithTheRefusal_data();
     void wrongCredentialsEndWithTheRefusal();
+    void aChallengeThatIsCutShortIsNoRefusal_data();
+    void aChallengeThatIsCutShortIsNoRefusal();
     void anotherOriginIsNotAnswered();
     void anotherOriginOfTheSameManagerIsToldNothing();
     void secretHeadersGoToTheirOriginAlone_data();
@@ -147,6 +149,36 @@ void TestNetworkCredentials::wrongCredentialsEndWithTheRefusal()
         QCOMPARE(reply->error(), QNetworkReply::AuthenticationRequiredError);
     }
     QVERIFY(m_server->requests().size() <= 5);
+}
+
+void TestNetworkCredentials::aChallengeThatIsCutShortIsNoRefusal_data()
+{
+    QTest::addColumn<QList<ScriptedResponse>>("responses");
+    ScriptedResponse challenge = ScriptedResponse::error(401).withHeader("WWW-Authenticate", "Basic realm=\"realm\"");
+    challenge.body = "Who are you?";
+    ScriptedResponse cut = challenge;
+    cut.cutAfter = 3;
+    cut.cut = ScriptedResponse::Cut::Reset;
+    QTest::newRow("in its body") << QList<ScriptedResponse>{cut};
+    QTest::newRow("in what follows the login")
+        << QList<ScriptedResponse>{challenge, ScriptedResponse::garbage("HTTP/1.1 200 OK\r\nContent-Le")};
+    QTest::newRow("by no answer to the login") << QList<ScriptedResponse>{challenge, ScriptedResponse::noAnswer()};
+    challenge.body.clear();
+    QTest::newRow("by no answer to the login, and has no body")
+        << QList<ScriptedResponse>{challenge, ScriptedResponse::noAnswer()};
+}
+
+void TestNetworkCredentials::aChallengeThatIsCutShortIsNoRefusal()
+{
+    QFETCH(QList<ScriptedResponse>, responses);
+    m_server->setResponses("/file", responses);
+    QVERIFY(apply(loginOption(u"me"_s, u"pw"_s)));
+    m_chief->takeSecrets(m_url, nullptr);
+    const Reply reply = get(m_url);
+    QVERIFY(waitForEnd(reply));
+    QVERIFY(reply->error() != QNetworkReply::NoError);
+    QVERIFY2(reply->error() != QNetworkReply::AuthenticationRequiredError, qPrintable(reply->errorString()));
+    QVERIFY(!reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid());
 }
 
 void TestNetworkCredentials::anotherOriginIsNotAnswered()
