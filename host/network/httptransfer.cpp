@@ -57,6 +57,8 @@ void HttpTransfer::prepare()
 
 Transfer::Next HttpTransfer::onEnded(CURLcode code)
 {
+    if (isLeftoverOfAnother(code))
+        return askOnNewConnection();
     if (!m_complaint.isEmpty())
         end(QNetworkReply::ProtocolFailure, m_complaint);
     else if (!m_head.isComplete() || (code != CURLE_OK && isHeadWithheld()))
@@ -143,6 +145,23 @@ bool HttpTransfer::onHead()
     if (!mayBeAskedAgain())
         tellHead();
     return true;
+}
+
+/// What stands in place of a head on a connection that has had an answer before is mostly what its server sent behind
+/// that one.
+bool HttpTransfer::isLeftoverOfAnother(CURLcode code) const
+{
+    const bool isWithoutHead = !m_head.isComplete() || isHeadWithheld();
+    const bool wasUsed = get<long>(CURLINFO_NUM_CONNECTS, 0) == 0 || isHeadWithheld();
+    return code == CURLE_UNSUPPORTED_PROTOCOL && isWithoutHead && wasUsed && !m_request.isPost && !m_isAskedAgain;
+}
+
+Transfer::Next HttpTransfer::askOnNewConnection()
+{
+    m_isAskedAgain = true;
+    m_head.beginAnew();
+    set(CURLOPT_FRESH_CONNECT, 1L);
+    return Next::AskAgain;
 }
 
 /// A challenge that may have been answered, with nothing known of what came of it.

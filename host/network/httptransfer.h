@@ -11,7 +11,8 @@
 ///
 ///     asking ── head ──> receiving ── its framing says so ──────────────> told: whole
 ///       │ ^               └─ the connection ends before that ───────────> told: RemoteHostClosedError
-///       │ └─ challenge that can be answered (once)
+///       │ ├─ challenge that can be answered (once)
+///       │ └─ something else than a head on a connection that was used before (once)
 ///       └── head or framing that cannot be believed ────────────────────> told: ProtocolFailure
 ///
 /// libcurl moves the bytes and follows the framing to find the answer's end; whether what it let pass is sound is
@@ -43,6 +44,8 @@ private:
     bool onHead();
     bool mayBeAskedAgain() const;
     bool isHeadWithheld() const;
+    bool isLeftoverOfAnother(CURLcode code) const;
+    Next askOnNewConnection();
     void tellHead();
     bool takeChunks(QByteArrayView raw);
     bool takePlain(QByteArrayView data);
@@ -61,5 +64,6 @@ private:
     ChunkedDecoder m_decoder;
     qint64 m_received = 0; ///< of the body, without its framing
     bool m_isHeadTold = false;
+    bool m_isAskedAgain = false; ///< on a connection of its own
     QString m_complaint; ///< why the answer is not believed; empty = it is
 };
