@@ -274,8 +274,21 @@ private:
             find(i, u"status %1 without a sentence"_s.arg(status));
         else if (status < 0 && !mayBeStopped)
             find(i, u"nothing was said of it"_s);
+        else if (!isExplained(status, m_server.log(fileSeed(i))))
+            find(i, u"nothing that the server did explains status %1: %2"_s.arg(status).arg(sentence));
         else if (status > 0 && hasToSucceed)
             find(i, u"served soundly, it ended with %1: %2"_s.arg(status).arg(sentence));
+    }
+
+    /// The login is right and the file always the same one; what is refused for its content was a fault.
+    static bool isExplained(int status, const MoodyFileServer::Log &log)
+    {
+        constexpr int kNoSuchFile = 3;
+        constexpr int kMakesNoSense = 22;
+        constexpr int kAsksForLogin = 24;
+        constexpr int kOtherFile = 33;
+        const bool isNever = status == kNoSuchFile || status == kAsksForLogin || status == kOtherFile;
+        return !isNever && (status != kMakesNoSense || log.faults > 0);
     }
 
     void checkAll()
