@@ -4,43 +4,14 @@
 #include <tests/support/testfiles.h>
 
 #include <QDir>
-#include <QFile>
 #include <QHostAddress>
-#include <QStandardPaths>
-#include <QTcpServer>
 #include <QTcpSocket>
-#include <QTest>
 #include <QUuid>
-
-#include <csignal>
-#include <sys/prctl.h>
-#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
 namespace
 {
-constexpr int kAttempts = 5;
-
-bool writeText(const QString &path, const QByteArray &text)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(text) == text.size();
-}
-
-// Both are open at once, so that they differ.
-bool findFreePorts(quint16 *first, quint16 *second)
-{
-    QTcpServer one;
-    QTcpServer two;
-    if (!one.listen(QHostAddress::LocalHost) || !two.listen(QHostAddress::LocalHost)) {
-        return false;
-    }
-    *first = one.serverPort();
-    *second = two.serverPort();
-    return true;
-}
-
 RealServer::LogEntry parseLine(const QByteArray &line)
 {
     const QList<QByteArray> fields = line.split('\t');
@@ -55,27 +26,11 @@ RealServer::LogEntry parseLine(const QByteArray &line)
 RealServer::RealServer()
     : m_token(QUuid::createUuid().toByteArray(QUuid::Id128))
 {
-    const pid_t parent = getpid();
-    m_process.setChildProcessModifier([parent] {
-        // Runs between fork and exec: system calls only.
-        prctl(PR_SET_PDEATHSIG, SIGTERM);
-        if (getppid() != parent) {
-            _exit(1);
-        }
-    });
-    m_process.setStandardInputFile(QProcess::nullDevice());
-    m_process.setProcessChannelMode(QProcess::MergedChannels);
-    const QDir dir(m_dir.path());
-    m_places.home = dir.filePath(u"home"_s);
-    m_places.folder = dir.filePath(u"www"_s);
-    m_places.readyFolder = dir.filePath(u"home/ready"_s);
-    m_places.accessLog = dir.filePath(u"home/access.log"_s);
+    m_places.home = home();
+    m_places.folder = QDir(ServerProcess::folder()).filePath(u"www"_s);
+    m_places.readyFolder = home() + u"/ready"_s;
+    m_places.accessLog = home() + u"/access.log"_s;
     prepareFolders();
-}
-
-RealServer::~RealServer()
-{
-    stop();
 }
 
 bool RealServer::prepareFolders()
@@ -86,49 +41,18 @@ bool RealServer::prepareFolders()
 
 bool RealServer::start(const TestCa &ca)
 {
-    // A free port may be taken by another test before the server opens it.
-    for (int attempt = 0; attempt < kAttempts; ++attempt) {
-        if (startOnce(ca)) {
-            return true;
-        }
-        stop();
-    }
-    return false;
+    m_ca = &ca;
+    return launch();
 }
 
-bool RealServer::startOnce(const TestCa &ca)
+QByteArray RealServer::configurationText()
 {
-    const QString configFile = m_places.home + u"/server.conf"_s;
-    // Daemons live where an ordinary user's path does not lead.
-    const QString found = QStandardPaths::findExecutable(program());
-    const QString path = found.isEmpty()
-        ? QStandardPaths::findExecutable(program(), {u"/usr/sbin"_s, u"/usr/local/sbin"_s, u"/sbin"_s})
-        : found;
-    if (path.isEmpty()) {
-        m_errorText = u"\"%1\" is not installed"_s.arg(program());
-        return false;
-    }
-    if (!findFreePorts(&m_places.httpPort, &m_places.httpsPort)
-        || !writeText(configFile, configuration(m_places, ca))) {
-        m_errorText = u"cannot prepare a configuration in \"%1\""_s.arg(m_places.home);
-        return false;
-    }
-    m_process.start(path, arguments(configFile));
-    return m_process.waitForStarted() && waitUntilReady();
+    m_places.httpPort = firstPort();
+    m_places.httpsPort = secondPort();
+    return configuration(m_places, *m_ca);
 }
 
-bool RealServer::waitUntilReady()
-{
-    const bool ready =
-        QTest::qWaitFor([this] { return m_process.state() == QProcess::NotRunning || answersItself(); }, kPatienceMs);
-    if (ready && m_process.state() == QProcess::Running) {
-        return true;
-    }
-    m_errorText = QString::fromLocal8Bit(m_process.readAll());
-    return false;
-}
-
-bool RealServer::answersItself() const
+bool RealServer::isReady() const
 {
     QTcpSocket socket;
     socket.connectToHost(QHostAddress(QHostAddress::LocalHost), m_places.httpPort);
@@ -138,23 +62,6 @@ bool RealServer::answersItself() const
     socket.write("GET /.ready/token.txt HTTP/1.0\r\nHost: 127.0.0.1\r\n\r\n");
     while (socket.waitForReadyRead(kPatienceMs)) {}
     return socket.readAll().contains(m_token);
-}
-
-void RealServer::stop()
-{
-    if (m_process.state() == QProcess::NotRunning) {
-        return;
-    }
-    m_process.terminate();
-    if (!m_process.waitForFinished(kPatienceMs)) {
-        m_process.kill();
-        m_process.waitForFinished(kPatienceMs);
-    }
-}
-
-QString RealServer::errorText() const
-{
-    return m_errorText;
 }
 
 QString RealServer::folder() const
@@ -202,8 +109,3 @@ QList<RealServer::LogEntry> RealServer::logEntriesOf(const QByteArray &agent) co
 }
 
 void RealServer::flushLog() const {}
-
-qint64 RealServer::processId() const
-{
-    return m_process.processId();
-}

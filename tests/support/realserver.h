@@ -1,19 +1,17 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <tests/support/serverprocess.h>
+
 #include <QByteArray>
 #include <QList>
-#include <QProcess>
 #include <QString>
-#include <QTemporaryDir>
 #include <QUrl>
 
 class TestCa;
 
-/// A server program of the machine, run in the foreground on free ports of 127.0.0.1 (http, and https with a TestCa's
-/// certificate) with all its files in a temporary folder. It ends with this object, and with the test program however
-/// that ends. Works as root and as an ordinary user.
-class RealServer
+/// A server program of the machine that serves a folder, over http and, with a TestCa's certificate, over https.
+class RealServer : public ServerProcess
 {
 public:
     enum class Scheme { Http, Https };
@@ -30,14 +28,8 @@ public:
         QByteArray agent;
     };
 
-    static constexpr int kPatienceMs = 30000;
-
-    virtual ~RealServer();
-
     /// True when the server answers. Otherwise errorText() says why not. The authority must outlive this object.
     bool start(const TestCa &ca);
-    void stop();
-    QString errorText() const;
 
     /// The folder that is served as "/".
     QString folder() const;
@@ -61,25 +53,18 @@ protected:
         quint16 httpPort = 0;
         quint16 httpsPort = 0;
     };
-    virtual QString program() const = 0;
-    virtual QStringList arguments(const QString &configFile) const = 0;
     virtual QByteArray configuration(const Places &places, const TestCa &ca) const = 0;
     /// Makes a server that keeps its log in memory write it.
     virtual void flushLog() const;
 
-    qint64 processId() const;
-
 private:
-    bool startOnce(const TestCa &ca);
+    QByteArray configurationText() override;
+    bool isReady() const override;
     bool prepareFolders();
-    bool waitUntilReady();
-    bool answersItself() const;
 
-    QTemporaryDir m_dir;
-    QProcess m_process;
+    const TestCa *m_ca = nullptr;
     Places m_places;
     QByteArray m_token;
-    QString m_errorText;
 
     Q_DISABLE_COPY_MOVE(RealServer)
 };
