@@ -231,7 +231,8 @@ Transfer::Next FtpTransfer::endWith(CURLcode code)
         end(QNetworkReply::NoError, {});
         return Next::Leave;
     }
-    const TransferErrors::Circumstances circumstances{0, int(get<long>(CURLINFO_RESPONSE_CODE, 0)),
+    const TransferErrors::Circumstances circumstances{0, int(get<long>(CURLINFO_PROXY_ERROR, 0)),
+                                                      int(get<long>(CURLINFO_RESPONSE_CODE, 0)),
                                                       int(get<long>(CURLINFO_OS_ERRNO, 0)), !m_request.proxy.isEmpty()};
     end(TransferErrors::fromFtp(code, circumstances), wordsFor(code));
     return Next::Leave;

@@ -270,7 +270,8 @@ void HttpTransfer::endWithoutAnswer(CURLcode code)
             {QNetworkReply::SslHandshakeFailedError, wordsFor(code), m_check.problems(), m_check.certificate()});
         return;
     }
-    const TransferErrors::Circumstances circumstances{int(get<long>(CURLINFO_HTTP_CONNECTCODE, 0)), 0,
+    const TransferErrors::Circumstances circumstances{int(get<long>(CURLINFO_HTTP_CONNECTCODE, 0)),
+                                                      int(get<long>(CURLINFO_PROXY_ERROR, 0)), 0,
                                                       int(get<long>(CURLINFO_OS_ERRNO, 0)), !m_request.proxy.isEmpty()};
     const QNetworkReply::NetworkError error = TransferErrors::fromHttp(code, circumstances);
     end(error, TransferErrors::textFor(error, m_request.url, wordsFor(code)));

@@ -48,6 +48,18 @@ Error refusedByProxy(int status)
                                         : QNetworkReply::UnknownProxyError;
 }
 
+/// A SOCKS proxy has no status. One that asks who is there is not asked again without an answer.
+Error refusedBySocks(int proxyError)
+{
+    switch (proxyError) {
+    case CURLPX_NO_AUTH:
+    case CURLPX_USER_REJECTED:
+        return QNetworkReply::ProxyAuthenticationRequiredError;
+    default:
+        return QNetworkReply::UnknownProxyError;
+    }
+}
+
 /// What does not depend on the protocol; NoError = that does.
 Error common(int code, const Circumstances &circumstances)
 {
@@ -57,7 +69,7 @@ Error common(int code, const Circumstances &circumstances)
     case CURLE_COULDNT_RESOLVE_PROXY:
         return QNetworkReply::ProxyNotFoundError;
     case CURLE_PROXY:
-        return QNetworkReply::UnknownProxyError;
+        return refusedBySocks(circumstances.proxyError);
     case CURLE_COULDNT_CONNECT:
         return unconnected(circumstances);
     case CURLE_OPERATION_TIMEDOUT:

@@ -12,6 +12,7 @@ namespace TransferErrors
 /// What libcurl knows besides its code. 0 = nothing.
 struct Circumstances {
     int proxyStatus = 0; ///< of a proxy's answer to CONNECT
+    int proxyError = 0; ///< a CURLproxycode: what a SOCKS proxy had to say
     int ftpAnswer = 0; ///< the last one of the server
     int systemError = 0; ///< errno of the connection
     bool isByProxy = false;

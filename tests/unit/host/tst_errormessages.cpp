@@ -61,8 +61,7 @@ void TestErrorMessages::textOfError_data()
                u"cannot resume \"x.iso\": the server no longer has the same file (its ETag, size or date changed)."_s,
                u"\"plait restart 0\""_s};
     QTest::newRow("a server that cannot resume says how to begin anew")
-        << errorOf(ErrorCategory::kDownload, 1)
-        << QStringList{u"cannot resume \"x.iso\""_s, u"\"plait restart 0\""_s};
+        << errorOf(ErrorCategory::kDownload, 1) << QStringList{u"cannot resume \"x.iso\""_s, u"\"plait restart 0\""_s};
     QTest::newRow("a missing file names status and address")
         << errorOf(ErrorCategory::kHttp, 404)
         << QStringList{u"\"https://user@files.example/dir/x.iso?a=1\""_s, u"(HTTP status 404)"_s,
@@ -71,6 +70,12 @@ void TestErrorMessages::textOfError_data()
         << errorOf(ErrorCategory::kHttp, 500) << QStringList{u"HTTP status 500"_s, u"try again later"_s};
     QTest::newRow("a password says how to give it")
         << errorOf(ErrorCategory::kHttp, 401) << QStringList{u"\"files.example\""_s, u"--user"_s};
+    QTest::newRow("a proxy's password is the proxy's")
+        << errorOf(ErrorCategory::kHttp, 407)
+        << QStringList{u"the proxy asks for a name and a password (HTTP status 407)"_s, u"--proxy http://NAME:"_s};
+    QTest::newRow("a password of a proxy without a status is the proxy's, too")
+        << errorOf(ErrorCategory::kNetwork, QNetworkReply::ProxyAuthenticationRequiredError)
+        << QStringList{u"the proxy asks for a name and a password. "_s, u"--proxy http://NAME:"_s};
     QTest::newRow("an overloaded server says to wait")
         << errorOf(ErrorCategory::kHttp, 503) << QStringList{u"(HTTP status 503)"_s, u"Wait a while"_s};
     QTest::newRow("a refused connection says who refused")

@@ -22,17 +22,25 @@ Circumstances nothing()
 
 Circumstances system(int error, bool isByProxy = false)
 {
-    return {0, 0, error, isByProxy};
+    Circumstances circumstances;
+    circumstances.systemError = error;
+    circumstances.isByProxy = isByProxy;
+    return circumstances;
 }
 
 Circumstances proxySaid(int status)
 {
-    return {status, 0, 0, true};
+    Circumstances circumstances;
+    circumstances.proxyStatus = status;
+    circumstances.isByProxy = true;
+    return circumstances;
 }
 
 Circumstances ftpSaid(int answer)
 {
-    return {0, answer, 0, false};
+    Circumstances circumstances;
+    circumstances.ftpAnswer = answer;
+    return circumstances;
 }
 
 }
