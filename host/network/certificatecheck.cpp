@@ -54,6 +54,7 @@ void CertificateCheck::install(CURL *handle)
 {
     curl_easy_setopt(handle, CURLOPT_SSL_CTX_FUNCTION, &CertificateCheck::onContext);
     curl_easy_setopt(handle, CURLOPT_SSL_CTX_DATA, this);
+    curl_easy_setopt(handle, CURLOPT_SSLVERSION, long(CURL_SSLVERSION_TLSv1_2)); // or a later one
 }
 
 CURLcode CertificateCheck::onContext(CURL *, void *context, void *self)

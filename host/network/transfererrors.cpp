@@ -60,6 +60,13 @@ Error refusedBySocks(int proxyError)
     }
 }
 
+/// Certificates have words of their own: what fails before them cannot be helped by naming an authority.
+QString unencrypted(const QUrl &url, const QString &words)
+{
+    return u"cannot agree with \"%1\" on an encrypted connection: %2. It may know only versions of TLS before 1.2, "
+           u"which are not safe."_s.arg(url.host(), words.section("::"_L1, -1));
+}
+
 /// What does not depend on the protocol; NoError = that does.
 Error common(int code, const Circumstances &circumstances)
 {
@@ -176,6 +183,8 @@ QString TransferErrors::textFor(QNetworkReply::NetworkError error, const QUrl &u
         return u"Connection timed out"_s;
     case QNetworkReply::RemoteHostClosedError:
         return u"Connection closed"_s;
+    case QNetworkReply::SslHandshakeFailedError:
+        return unencrypted(url, words);
     default:
         return words;
     }

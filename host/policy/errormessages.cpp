@@ -36,7 +36,11 @@ struct Failure {
     bool isHttpStatus() const { return error.category == ErrorCategory::kHttp; }
 
     /// Some errors are made where the way out is known, and say everything themselves.
-    bool isSentence() const { return error.category == ErrorCategory::kFile && sentence().startsWith("cannot "_L1); }
+    bool isSentence() const
+    {
+        const bool mayBe = error.category == ErrorCategory::kFile || error.category == ErrorCategory::kNetwork;
+        return mayBe && sentence().startsWith("cannot "_L1);
+    }
     QString sentence() const { return QString::fromStdString(error.description).simplified(); }
 
     /// The device's or the network's own words, or ours where there are none; without a full stop.

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <tests/support/nginxserver.h>
 
-#include <tests/support/testca.h>
-
 #include <QFile>
 
 #include <unistd.h>
@@ -34,7 +32,7 @@ http {
     gzip off;
     ssl_certificate "%CERTIFICATE%";
     ssl_certificate_key "%KEY%";
-    server {
+%TLS%    server {
         listen 127.0.0.1:%HTTP%;
         listen 127.0.0.1:%HTTPS% ssl;
         root "%WWW%";
@@ -101,18 +99,20 @@ QStringList NginxServer::arguments(const QString &configFile) const
     return {u"-c"_s, configFile, u"-e"_s, u"stderr"_s};
 }
 
-QByteArray NginxServer::configuration(const Places &places, const TestCa &ca) const
+QByteArray NginxServer::configuration(const Places &places, const TestCa &) const
 {
     writeUsers(places.home + u"/users"_s);
     QByteArray text(kTemplate);
     text.replace("%USER%", geteuid() == 0 ? "user root;" : "");
+    // What is safe would not let a version before 1.2 be spoken.
+    text.replace("%TLS%", m_speaksOldTls ? "    ssl_protocols TLSv1.1; ssl_ciphers DEFAULT@SECLEVEL=0;\n" : "");
     text.replace("%STATUSES%", statusLocations());
     text.replace("%REDIRECTS%", redirectLocations());
     text.replace("%READY%", places.readyFolder.toUtf8());
     text.replace("%HOME%", places.home.toUtf8());
     text.replace("%WWW%", places.folder.toUtf8());
-    text.replace("%CERTIFICATE%", ca.certificateFile().toUtf8());
-    text.replace("%KEY%", ca.keyFile().toUtf8());
+    text.replace("%CERTIFICATE%", places.certificate.toUtf8());
+    text.replace("%KEY%", places.key.toUtf8());
     text.replace("%HTTP%", QByteArray::number(places.httpPort));
     text.replace("%HTTPS%", QByteArray::number(places.httpsPort));
     return text;

@@ -21,11 +21,16 @@ public:
 
     NginxServer() = default;
 
+    /// From the next start on it speaks TLS 1.1, which nobody should, and nothing else.
+    void setOldTls() { m_speaksOldTls = true; }
+
 protected:
     QString program() const override;
     QStringList arguments(const QString &configFile) const override;
     QByteArray configuration(const Places &places, const TestCa &ca) const override;
 
 private:
+    bool m_speaksOldTls = false;
+
     Q_DISABLE_COPY_MOVE(NginxServer)
 };

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <tests/support/realserver.h>
 
+#include <tests/support/testca.h>
 #include <tests/support/testfiles.h>
 
 #include <QDir>
@@ -49,6 +50,9 @@ QByteArray RealServer::configurationText()
 {
     m_places.httpPort = firstPort();
     m_places.httpsPort = secondPort();
+    const bool isOwn = !m_certificateStem.isEmpty();
+    m_places.certificate = isOwn ? m_certificateStem + u".pem"_s : m_ca->certificateFile();
+    m_places.key = isOwn ? m_certificateStem + u".key"_s : m_ca->keyFile();
     return configuration(m_places, *m_ca);
 }
 

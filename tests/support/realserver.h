@@ -30,6 +30,8 @@ public:
 
     /// True when the server answers. Otherwise errorText() says why not. The authority must outlive this object.
     bool start(const TestCa &ca);
+    /// From the next start on it shows `<stem>.pem`, whose key is `<stem>.key`, in place of the authority's usual one.
+    void setCertificate(const QString &stem) { m_certificateStem = stem; }
 
     /// The folder that is served as "/".
     QString folder() const;
@@ -49,6 +51,8 @@ protected:
         QString home; ///< everything that is not served
         QString folder;
         QString accessLog;
+        QString certificate; ///< PEM files
+        QString key;
         QString readyFolder; ///< to be served as "/.ready/"
         quint16 httpPort = 0;
         quint16 httpsPort = 0;
@@ -64,6 +68,7 @@ private:
 
     const TestCa *m_ca = nullptr;
     Places m_places;
+    QString m_certificateStem;
     QByteArray m_token;
 
     Q_DISABLE_COPY_MOVE(RealServer)

@@ -28,12 +28,24 @@ public:
     /// Gives the path without its ending: `.pem` is the certificate, `.key` the key. Empty when that failed.
     QString issue(const QString &fileName, const QString &subjectAltName, int days);
 
+    /// Others for this machine, each with one flaw; the path as above.
+    QString issueNotYetValid(const QString &fileName);
+    QString issueForClients(const QString &fileName);
+    QString issueSelfSigned(const QString &fileName);
+    /// It rests on an authority between this one and itself, which no server shows; intermediateFile() is that.
+    QString issueByIntermediate(const QString &fileName);
+    QString intermediateFile() const;
+
     /// What a QSslSocket on the server's side needs.
     QSslConfiguration serverConfiguration() const;
     static QSslConfiguration serverConfiguration(const QString &certificateFile, const QString &keyFile);
 
 private:
     bool makeAuthority();
+    bool makeIntermediate();
+    bool makeRequest(const QString &stem, const QByteArray &extensions,
+                     const QString &subject = QStringLiteral("/CN=plait test server"));
+    bool sign(const QString &stem, const QString &signer, int days);
     bool openssl(const QStringList &arguments);
     QString path(const QString &fileName) const;
 

@@ -89,6 +89,9 @@ void TestErrorMessages::textOfError_data()
     QTest::newRow("a refused certificate names both ways out")
         << errorOf(ErrorCategory::kNetwork, QNetworkReply::SslHandshakeFailedError, "The certificate has expired.")
         << QStringList{u"The certificate has expired. "_s, u"--ca-certificate"_s, u"--insecure"_s};
+    QTest::newRow("a connection that cannot be encrypted has its own sentence")
+        << errorOf(ErrorCategory::kNetwork, QNetworkReply::SslHandshakeFailedError, "cannot agree with \"x\" on it.")
+        << QStringList{u"cannot agree with \"x\" on it."_s};
     QTest::newRow("a piece that was not asked for keeps its reason")
         << errorOf(ErrorCategory::kNetwork, QNetworkReply::ProtocolFailure, "It sent \"bytes 0-9/10\".")
         << QStringList{u"It sent \"bytes 0-9/10\". "_s};
