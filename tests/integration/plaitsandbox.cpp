@@ -10,6 +10,7 @@
 
 #include <csignal>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 
 using namespace Qt::StringLiterals;
 
@@ -209,7 +210,13 @@ std::unique_ptr<QProcess> PlaitSandbox::launch(const QStringList &arguments) con
     process->setProcessEnvironment(environment());
     process->setWorkingDirectory(downloads());
     process->setStandardInputFile(QProcess::nullDevice());
-    process->setChildProcessModifier([] { prctl(PR_SET_PDEATHSIG, SIGKILL); });
+    process->setChildProcessModifier([limit = rlim_t(m_descriptorLimit)] {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        const rlimit both{limit, limit};
+        if (limit > 0) {
+            setrlimit(RLIMIT_NOFILE, &both);
+        }
+    });
     process->start(program(), arguments);
     process->waitForStarted();
     return process;

@@ -31,6 +31,9 @@ public:
     /// Every call of the program from now on finds it in its environment.
     void setVariable(const QString &name, const QString &value);
 
+    /// Every call of the program from now on may have so many files and sockets open, and cannot ask for more.
+    void setDescriptorLimit(int limit) { m_descriptorLimit = limit; }
+
     /// Runs it to its end, in the download folder and with "-d <download folder>" behind the arguments.
     PlaitResult run(const QStringList &arguments);
     /// Runs it to its end with these arguments and no others.
@@ -78,6 +81,7 @@ private:
     QProcessEnvironment m_variables;
     std::unique_ptr<QProcess> m_process;
     QByteArray m_err;
+    int m_descriptorLimit = 0; ///< 0 = the test's own
 
     Q_DISABLE_COPY_MOVE(PlaitSandbox)
 };
