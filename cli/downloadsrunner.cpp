@@ -5,6 +5,7 @@
 #include <cli/progressline.h>
 #include <cli/questions.h>
 #include <host/policy/connectionsnote.h>
+#include <host/policy/contentencoding.h>
 #include <host/session/downloadsession.h>
 
 #include <algorithm>
@@ -259,5 +260,8 @@ Summary DownloadsRunner::summaryOf(const DownloadOutcome &outcome)
     const NetworkUsageSettings usage = m_session.usageOf(outcome.options);
     summary.connectionsNote = ConnectionsNote::forDownload(outcome.details, usage);
     summary.connectionsBound = ConnectionsNote::keyOf(outcome.details.bound);
+    summary.contentEncoding = outcome.contentEncoding;
+    if (!ContentEncoding::isAskedFor(info.parameters.value(u"headers"_s).toMap().keys()))
+        summary.encodingNote = ContentEncoding::note(outcome.contentEncoding);
     return summary;
 }

@@ -81,6 +81,7 @@ void JsonPrinter::end(qint64 id, const Summary &summary)
            {u"seconds"_s, summary.seconds},
            {u"connections"_s, summary.connections},
            {u"connections_bound"_s, summary.connectionsBound},
+           {u"content_encoding"_s, summary.contentEncoding},
            {u"error"_s, summary.errorText},
            {u"status"_s, int(summary.status)}});
 }

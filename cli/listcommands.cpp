@@ -176,7 +176,8 @@ ExitStatus printList(const Arguments &arguments, DownloadList &list, const Outpu
 }
 
 /// What is known of a download, as label and text.
-QList<QPair<QString, QString>> factsOf(const Record &record, const DownloadOptions &options)
+QList<QPair<QString, QString>> factsOf(const Record &record, const DownloadOptions &options,
+                                       const QString &contentEncoding)
 {
     QList<QPair<QString, QString>> facts{{u"id"_s, QString::number(record.id)},
                                          {u"url"_s, record.url.toDisplayString()}};
@@ -195,6 +196,7 @@ QList<QPair<QString, QString>> factsOf(const Record &record, const DownloadOptio
         add(u"size"_s, file.size < 0 ? u"unknown"_s : u"%1 bytes"_s.arg(file.size));
         add(u"downloaded"_s, u"%1 bytes"_s.arg(file.bytesDownloaded()));
         add(u"type"_s, file.contentType);
+        add(u"encoding"_s, contentEncoding);
         add(u"last modified"_s, timeText(file.lastModified));
         for (const AbstractDownloadSection &section : file.sections)
             add(u"section"_s,
@@ -223,7 +225,7 @@ ExitStatus show(const Arguments &arguments, DownloadList &list, const Output &ou
             continue;
         }
         QJsonObject object{{u"event"_s, u"download"_s}};
-        for (const auto &[label, text] : factsOf(*record, list.options(id))) {
+        for (const auto &[label, text] : factsOf(*record, list.options(id), list.contentEncoding(id))) {
             if (!arguments.json)
                 output.answers << label.leftJustified(kLabelWidth) << Shown::text(text) << '\n';
             QJsonArray values = object.value(label).toArray();

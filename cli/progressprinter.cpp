@@ -19,10 +19,14 @@ constexpr int kLineWidth = 200;
 
 QString savedLine(const Summary &summary)
 {
-    const QString saved =
+    QString line =
         u"Saved \"%1\": %2 in %3 s"_s.arg(QDir::toNativeSeparators(summary.path), ProgressLine::size(summary.bytes),
                                           QString::number(summary.seconds, 'f', 1));
-    return summary.connectionsNote.isEmpty() ? saved : saved + ", "_L1 + summary.connectionsNote;
+    if (!summary.connectionsNote.isEmpty())
+        line += ", "_L1 + summary.connectionsNote;
+    if (!summary.encodingNote.isEmpty())
+        line += "; "_L1 + summary.encodingNote;
+    return line;
 }
 
 }

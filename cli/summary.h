@@ -18,6 +18,8 @@ struct Summary {
     int connections = 0; ///< most that transferred at once
     QString connectionsNote; ///< the same for people, with the reason why there were not more; may be empty
     QString connectionsBound; ///< the reason alone, as one word for programs; may be empty
+    QString contentEncoding; ///< as which the file came; empty = as it is
+    QString encodingNote; ///< the same for people; empty where they asked for it, or there is nothing to say
     ExitStatus status = ExitStatus::Done;
     QString errorText; ///< for people; empty = none
 };

@@ -89,9 +89,10 @@ QString cannotResume(const Failure &failure)
 
 QString resourceChanged(const Failure &failure)
 {
-    return u"cannot resume %1: the server no longer has the same file (its ETag, size or date changed). What was "
-           u"downloaded stays in %2; \"plait restart %3\" fetches the new one."_s.arg(
-               failure.quotedTitle(), failure.quotedFile(), QString::number(failure.info.id));
+    return u"cannot resume %1: the server no longer has the same file (%4). What was downloaded stays in %2; \"plait "
+           u"restart %3\" fetches the new one."_s.arg(failure.quotedTitle(), failure.quotedFile(),
+                                                      QString::number(failure.info.id),
+                                                      failure.reason(u"its ETag, size or date changed"_s));
 }
 
 QString diskFull(const Failure &failure)

@@ -14,6 +14,7 @@ struct DownloadOutcome {
     AbstractDownloadPersistentInfo info; ///< the record, its last error included
     DownloadOptions options; ///< that it ran with; the defaults when it never began
     DownloadDetails details;
+    QString contentEncoding; ///< as which the file came, see ContentEncoding; empty = as it is
     ExitStatus status = ExitStatus::Done;
     QString errorText; ///< for people; empty = none
     double seconds = 0; ///< from its beginning, waits between attempts included

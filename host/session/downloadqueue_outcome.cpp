@@ -52,11 +52,11 @@ AbstractError explained(const AbstractDownloadPersistentInfo &info)
     if (!error)
         return {int(GenericErrorCode::Unexpected), ErrorCategory::kGeneric, errorSourceHere(), {}};
     const Trouble::Kind kind = Trouble::kindOf(error, info);
-    if (kind == Trouble::Kind::None)
+    if (kind == Trouble::Kind::None || error.category == ErrorCategory::kDownload)
         return error;
     const auto code =
         kind == Trouble::Kind::Changed ? DownloadErrorCode::ResourceChanged : DownloadErrorCode::ResumeNotSupported;
-    return {int(code), ErrorCategory::kDownload, error.source, error.description};
+    return {int(code), ErrorCategory::kDownload, error.source, {}};
 }
 
 QString questionAbout(Trouble::Kind kind, const AbstractDownloadPersistentInfo &info)
@@ -293,6 +293,7 @@ void DownloadQueue::end(QueuedDownload &active, ExitStatus status, const QString
     outcome.info = active.info;
     outcome.options = active.options;
     outcome.details = active.details;
+    outcome.contentEncoding = m_session.list().contentEncoding(active.id);
     outcome.status = status;
     outcome.errorText = errorText;
     outcome.seconds = double(active.clock.elapsed()) / kSecondMs;

@@ -182,7 +182,7 @@ qint64 DownloadSession::query(const DownloadRequest &request, QString *errorText
     AbstractDownloadPersistentInfo record = withoutSecrets(request).newRecord();
     record.id = --m_lastQueryId;
     record.files.clear();
-    run({record, {}, {}}, nullptr, AbstractDownloadCommand::QueryInfoMinimal);
+    run({record, {}, {}, {}}, nullptr, AbstractDownloadCommand::QueryInfoMinimal);
     return record.id;
 }
 
@@ -360,6 +360,7 @@ void DownloadSession::run(const DownloadList::Taken &taken, DownloadList *list, 
     const AbstractDownloadPersistentInfo &record = taken.record;
     AbstractDownload *const download = m_module->createDownload(record.id, this);
     auto *const running = new SessionDownload(download, list, this);
+    running->setContentEncoding(taken.contentEncoding);
     m_running.insert(record.id, running);
     relaySignals(running);
     download->setWritersThread(&m_writersThread);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <host/session/sessiondownload.h>
 
+#include <host/policy/contentencoding.h>
 #include <host/policy/diskcheck.h>
 #include <host/storage/downloadlist.h>
 #include <inet/qt/download/framework/downloaddetails.h>
@@ -36,6 +37,11 @@ bool hasBytesOnDisk(const Info &info)
 bool hasOtherName(const Info &newer, const Info &older)
 {
     return !hasBytesOnDisk(older) || newer.filePath(0) != older.filePath(0);
+}
+
+bool isStop(const AbstractError &error)
+{
+    return error.category == ErrorCategory::kGeneric && error.code == int(GenericErrorCode::OperationAborted);
 }
 
 /// Something that the older state says is no longer so; before the file is changed to match, the list has to forget it
@@ -78,7 +84,12 @@ qint64 SessionDownload::id() const
 
 AbstractDownloadPersistentInfo SessionDownload::info() const
 {
-    return m_download->info();
+    Info record = m_download->info();
+    // It was stopped in our name only.
+    if (m_ended && !m_change.isEmpty() && isStop(record.lastError))
+        record.setLastError({int(DownloadErrorCode::ResourceChanged), ErrorCategory::kDownload, errorSourceHere(),
+                             m_change.toStdString()});
+    return record;
 }
 
 DownloadStatus SessionDownload::status() const
@@ -135,6 +146,23 @@ void SessionDownload::onRunning(bool isRunning)
 void SessionDownload::onResponseHeaders(qint64, const QList<QString> &headers)
 {
     m_responseHeaders = headers;
+    const std::optional<ContentEncoding::Answer> answer = ContentEncoding::of(headers);
+    if (!answer)
+        return;
+    if (!answer->isPart && isWithoutBytes()) {
+        m_contentEncoding = answer->encoding.isNull() ? u""_s : answer->encoding;
+    } else if (answer->encoding != m_contentEncoding) {
+        m_change = ContentEncoding::change(m_contentEncoding, answer->encoding);
+        // Before anything of this answer goes to the file.
+        stop();
+    }
+}
+
+/// Nor are any under way.
+bool SessionDownload::isWithoutBytes() const
+{
+    const Info record = m_download->info();
+    return record.bytesDownloaded(false) == 0 && (record.files.isEmpty() || record.files.first().sections.size() <= 1);
 }
 
 /// A process that dies between making a file and telling the list leaves one that nobody knows: the list hears of it
@@ -257,7 +285,7 @@ void SessionDownload::commit(const AbstractDownloadPersistentInfo &snapshot)
     }
     const auto lasting =
         takesBack(record, m_saved) ? DownloadList::Lasting::Always : DownloadList::Lasting::ThisRunOfTheMachine;
-    if (m_list->update(record, m_file, lasting))
+    if (m_list->update(record, m_file, lasting, m_contentEncoding))
         m_saved = record;
     else
         Q_EMIT saveFailed(m_list->lastErrorText());

@@ -24,8 +24,9 @@ class DownloadList;
 /// written before. The record is saved at once when it changed significantly, else at most every kSaveIntervalMs and,
 /// where syncing is slow, in a sixth of the time; and always at the end. While one save is under way all others wait
 /// and become one, or part of that save where they say nothing else of the file.
-/// After a sync that failed nothing that was written in this run is counted: the system forgets such a failure once it
-/// was told, so that no later success means anything.
+/// What is there of the file came in one Content-Encoding, and what comes in another is no rest of it: such an answer
+/// ends the run as one from a server that has another file by now. After a sync that failed nothing that was written in
+/// this run is counted: the system forgets such a failure once it was told, so that no later success means anything.
 class SessionDownload : public QObject
 {
     Q_OBJECT
@@ -40,6 +41,9 @@ public:
     /// child; null = a FileSyncer
     SessionDownload(AbstractDownload *download, DownloadList *list, QObject *parent, FileSyncer *syncer = nullptr);
     ~SessionDownload() override;
+
+    /// As which the bytes that the record has came; before run().
+    void setContentEncoding(const QString &encoding) { m_contentEncoding = encoding; }
 
     qint64 id() const;
     AbstractDownload *download() const { return m_download; }
@@ -66,6 +70,7 @@ private:
     void onRunning(bool isRunning);
     void onFilesOperations(bool performing);
     void onResponseHeaders(qint64 sectionId, const QList<QString> &headers);
+    bool isWithoutBytes() const;
     void forgetBytes();
     void save();
     void saveSoon();
@@ -89,5 +94,7 @@ private:
     bool m_syncFailed = false;
     QTimer m_saveTimer;
     QList<QString> m_responseHeaders;
+    QString m_contentEncoding; ///< of what is there or comes; null = nobody has said yet
+    QString m_change; ///< why an answer brought another file; empty = none did
     bool m_ended = false;
 };

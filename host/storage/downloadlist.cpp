@@ -165,10 +165,12 @@ bool DownloadList::update(const Record &record, Lasting lasting)
     return changing(u"save in"_s, lasting, [&] { return m_rows->update(record); });
 }
 
-bool DownloadList::update(const Record &record, const FileIdentity &file, Lasting lasting)
+bool DownloadList::update(const Record &record, const FileIdentity &file, Lasting lasting,
+                          const QString &contentEncoding)
 {
     const QVariant identity = file.isKnown() ? QVariant(file.text) : QVariant();
-    return changing(u"save in"_s, lasting, [&] { return m_rows->update(record, identity); });
+    const QVariant encoding = contentEncoding.isNull() ? QVariant() : QVariant(contentEncoding);
+    return changing(u"save in"_s, lasting, [&] { return m_rows->update(record, identity, encoding); });
 }
 
 FileIdentity DownloadList::fileIdentity(qint64 id)
@@ -176,6 +178,13 @@ FileIdentity DownloadList::fileIdentity(qint64 id)
     std::optional<FileIdentity> identity;
     reading([&] { return (identity = ListRows::fileIdentity(*m_rows, id)).has_value(); });
     return identity.value_or(FileIdentity());
+}
+
+QString DownloadList::contentEncoding(qint64 id)
+{
+    std::optional<QString> encoding;
+    reading([&] { return (encoding = ListRows::contentEncoding(*m_rows, id)).has_value(); });
+    return encoding.value_or(QString());
 }
 
 std::optional<DownloadList::Record> DownloadList::load(qint64 id)
@@ -272,9 +281,10 @@ bool DownloadList::read(qint64 id, Taken &taken)
     const RecordRows::Records records = m_rows->select(u"id = ?"_s, {id});
     const auto options = records ? ListRows::options(*m_rows, id) : std::nullopt;
     const auto file = options ? ListRows::fileIdentity(*m_rows, id) : std::nullopt;
-    if (!file || records->isEmpty())
+    const auto encoding = file ? ListRows::contentEncoding(*m_rows, id) : std::nullopt;
+    if (!encoding || records->isEmpty())
         return false;
-    taken = {records->first(), *options, *file};
+    taken = {records->first(), *options, *file, *encoding};
     return true;
 }
 

@@ -45,6 +45,7 @@ public:
         Record record;
         DownloadOptions options;
         FileIdentity file; ///< of its incomplete file; unknown = there was none
+        QString contentEncoding; ///< as which its bytes came; empty = none
     };
 
     /// How long a change lasts. Either way it outlives this process, and a list is never half changed.
@@ -74,9 +75,12 @@ public:
     /// Replaces the record of the same id.
     bool update(const Record &record, Lasting lasting = Lasting::Always);
     /// The same, with what the record's incomplete file is known by. @param file unknown = as before
-    bool update(const Record &record, const FileIdentity &file, Lasting lasting);
+    /// @param contentEncoding as which its bytes came; null = as before
+    bool update(const Record &record, const FileIdentity &file, Lasting lasting, const QString &contentEncoding = {});
     /// Of the incomplete file at the last update that said it; unknown = there was none.
     FileIdentity fileIdentity(qint64 id);
+    /// As which the file came, see ContentEncoding; empty = as it is.
+    QString contentEncoding(qint64 id);
     /// Nothing, without an error, when there is none of that id.
     std::optional<Record> load(qint64 id);
     /// By id.

@@ -162,3 +162,11 @@ std::optional<FileIdentity> ListRows::fileIdentity(RecordRows &rows, qint64 id)
         return std::nullopt;
     return row->next() ? FileIdentity{row->value(0).toString()} : FileIdentity();
 }
+
+std::optional<QString> ListRows::contentEncoding(RecordRows &rows, qint64 id)
+{
+    auto row = rows.run(u"SELECT content_encoding FROM downloads WHERE id = ?"_s, {id});
+    if (!row)
+        return std::nullopt;
+    return row->next() ? row->value(0).toString() : QString();
+}

@@ -24,5 +24,6 @@ std::optional<DownloadOptions> options(RecordRows &rows, qint64 id);
 bool setOptions(RecordRows &rows, qint64 id, const DownloadOptions &options);
 
 std::optional<FileIdentity> fileIdentity(RecordRows &rows, qint64 id);
+std::optional<QString> contentEncoding(RecordRows &rows, qint64 id);
 
 }

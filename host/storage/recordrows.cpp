@@ -355,12 +355,14 @@ bool RecordRows::insert(AbstractDownloadPersistentInfo &record)
     return insertParts(record);
 }
 
-bool RecordRows::update(const AbstractDownloadPersistentInfo &record, const QVariant &fileIdentity)
+bool RecordRows::update(const AbstractDownloadPersistentInfo &record, const QVariant &fileIdentity,
+                        const QVariant &contentEncoding)
 {
-    static const QString statement =
-        u"UPDATE downloads SET %1 = ?, file_identity = coalesce(?, file_identity) WHERE id = ?"_s.arg(
-            names(downloadColumns()).join(u" = ?, "_s));
-    auto change = run(statement, cells(downloadColumns(), record) + QVariantList{fileIdentity, record.id});
+    static const QString statement = u"UPDATE downloads SET %1 = ?, file_identity = coalesce(?, file_identity), "
+                                     u"content_encoding = coalesce(?, content_encoding) WHERE id = ?"_s.arg(
+                                         names(downloadColumns()).join(u" = ?, "_s));
+    auto change =
+        run(statement, cells(downloadColumns(), record) + QVariantList{fileIdentity, contentEncoding, record.id});
     return change && change->numRowsAffected() == 1 && deleteParts(record.id) && insertParts(record);
 }
 

@@ -26,8 +26,9 @@ public:
     /// Takes no notice of the record's id; gives it the new one.
     bool insert(AbstractDownloadPersistentInfo &record);
     /// False, without an error, when the list has no record of that id.
-    /// @param fileIdentity null = the one that is there stays
-    bool update(const AbstractDownloadPersistentInfo &record, const QVariant &fileIdentity = {});
+    /// @param fileIdentity null = the one that is there stays @param contentEncoding likewise
+    bool update(const AbstractDownloadPersistentInfo &record, const QVariant &fileIdentity = {},
+                const QVariant &contentEncoding = {});
     /// Records that a condition over the table "downloads" holds for. @param condition with a "?" for each value
     /// @param index by which they are to be found; empty = the database chooses
     Records select(const QString &condition, const QVariantList &values, const QString &index = {});

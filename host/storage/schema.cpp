@@ -164,6 +164,11 @@ constexpr QStringView kOptionsNotCompared =
 constexpr QStringView kSecondVersion[] = {kDownloadsByFinished, kUnfinishedByUrl, kFileIdentity, kOptionsTable,
                                           kOptionsNotCompared};
 
+/// As which the file came (see ContentEncoding); NULL and '' = as it is.
+constexpr QStringView kContentEncoding = uR"(ALTER TABLE downloads ADD COLUMN content_encoding TEXT)";
+
+constexpr QStringView kThirdVersion[] = {kContentEncoding};
+
 struct Migration {
     const QStringView *statements;
     std::size_t count;
@@ -173,6 +178,7 @@ struct Migration {
 constexpr Migration kMigrations[] = {
     {kFirstVersion, std::size(kFirstVersion)},
     {kSecondVersion, std::size(kSecondVersion)},
+    {kThirdVersion, std::size(kThirdVersion)},
 };
 
 /// Nothing, and a reason, when the query failed.

@@ -148,6 +148,7 @@ void TestJsonPrinter::theSummaryHoldsEverything()
     summary.seconds = 1.5;
     summary.connections = 3;
     summary.connectionsBound = u"limit"_s;
+    summary.contentEncoding = u"gzip"_s;
     summary.errorText = u"cannot download it"_s;
     summary.status = ExitStatus::NotFound;
     printer.end(7, summary);
@@ -164,6 +165,7 @@ void TestJsonPrinter::theSummaryHoldsEverything()
                                   {u"seconds"_s, 1.5},
                                   {u"connections"_s, 3},
                                   {u"connections_bound"_s, u"limit"_s},
+                                  {u"content_encoding"_s, u"gzip"_s},
                                   {u"error"_s, u"cannot download it"_s},
                                   {u"status"_s, 3}}}));
     QCOMPARE(m_notesText, u"plait: cannot download it\n"_s);

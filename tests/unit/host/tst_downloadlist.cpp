@@ -76,6 +76,7 @@ private Q_SLOTS:
     void secretsAreKeptOnlyWhereAskedFor();
     void theFilesIdentityStaysUntilAnotherIsKnown();
 
+    void theEncodingStaysUntilAnotherIsSaid();
     void noReadingHoldsALock();
 
     void aPageShowsTheNewestFirst();
@@ -377,6 +378,25 @@ void TestDownloadList::theFilesIdentityStaysUntilAnotherIsKnown()
     QCOMPARE(list.fileIdentity(record.id).text, u"3:4"_s);
 }
 
+void TestDownloadList::theEncodingStaysUntilAnotherIsSaid()
+{
+    DownloadList list;
+    openList(list);
+    Info record;
+    QVERIFY(list.insert(record) > 0);
+    QCOMPARE(list.contentEncoding(record.id), QString());
+    const auto lasting = DownloadList::Lasting::ThisRunOfTheMachine;
+    QVERIFY(list.update(record, FileIdentity(), lasting, u"gzip"_s));
+    QVERIFY(list.update(record, FileIdentity(), lasting));
+    QVERIFY(list.update(record));
+    QCOMPARE(list.contentEncoding(record.id), u"gzip"_s);
+    DownloadList::Taken taken;
+    QCOMPARE(list.claim(record.id, taken), DownloadList::Claim::Taken);
+    QCOMPARE(taken.contentEncoding, u"gzip"_s);
+    QVERIFY(list.update(record, FileIdentity(), lasting, u""_s));
+    QCOMPARE(list.contentEncoding(record.id), QString());
+}
+
 void TestDownloadList::noReadingHoldsALock()
 {
     DownloadList list;
@@ -384,10 +404,15 @@ void TestDownloadList::noReadingHoldsALock()
     Info record = randomRecord(1);
     QVERIFY(list.insert(record) > 0);
     const std::function<void()> readings[] = {
-        [&] { list.load(record.id); },          [&] { list.list(); },
-        [&] { list.page(ListFilter::All, 1); }, [&] { list.count(ListFilter::Finished); },
-        [&] { list.options(record.id); },       [&] { list.fileIdentity(record.id); },
-        [&] { list.claim(record.id); },         [&] { list.findByUrl(record.url, 1); },
+        [&] { list.load(record.id); },
+        [&] { list.list(); },
+        [&] { list.page(ListFilter::All, 1); },
+        [&] { list.count(ListFilter::Finished); },
+        [&] { list.options(record.id); },
+        [&] { list.fileIdentity(record.id); },
+        [&] { list.contentEncoding(record.id); },
+        [&] { list.claim(record.id); },
+        [&] { list.findByUrl(record.url, 1); },
     };
     const Shell shell(path());
     for (const auto &read : readings) {

@@ -109,10 +109,11 @@ void TestSchema::aListOfTheFirstVersionKeepsItsRecords()
     QVERIFY2(upgrade(&error), qPrintable(error));
     QCOMPARE(number(u"user_version"_s), Schema::kVersion);
     QSqlQuery query(database());
-    QVERIFY(query.exec(u"SELECT url, finished, file_identity FROM downloads"_s) && query.next());
+    QVERIFY(query.exec(u"SELECT url, finished, file_identity, content_encoding FROM downloads"_s) && query.next());
     QCOMPARE(query.value(0).toString(), u"http://a/old.iso"_s);
     QCOMPARE(query.value(1).toInt(), 0);
     QVERIFY(query.value(2).isNull());
+    QVERIFY(query.value(3).isNull());
 }
 
 void TestSchema::aLaterVersionIsRefused()
@@ -137,8 +138,7 @@ void TestSchema::aFailedMigrationLeavesNothingBehind()
 {
     QString error;
     QVERIFY2(upgrade(&error), qPrintable(error));
-    for (const QString &table :
-         {u"options"_s, u"sections"_s, u"files"_s, u"mirrors"_s, u"cookies"_s, u"downloads"_s})
+    for (const QString &table : {u"options"_s, u"sections"_s, u"files"_s, u"mirrors"_s, u"cookies"_s, u"downloads"_s})
         exec(u"DROP TABLE "_s + table);
     exec(u"PRAGMA user_version = 0"_s);
     QCOMPARE(Schema::upgrade(database(), &error), Schema::Outcome::Damaged);
