@@ -12,6 +12,18 @@
 
 using namespace Qt::StringLiterals;
 
+namespace
+{
+
+/// As libcurl wants it: without brackets, an IPv6 address looks like a host and a port.
+QByteArray hostOf(const QUrl &proxy)
+{
+    const QByteArray host = proxy.host(QUrl::FullyEncoded).toUtf8();
+    return host.contains(':') ? '[' + host + ']' : host;
+}
+
+}
+
 std::shared_ptr<Transfer> Transfer::make(const TransferRequest &request, std::shared_ptr<TransferMeans> means)
 {
     if (request.url.scheme() == "ftp"_L1)
@@ -110,7 +122,7 @@ void Transfer::prepareProxy()
 {
     const QUrl &proxy = m_request.proxy;
     // Empty texts are needed: without them, libcurl looks into the environment for proxies and exceptions.
-    set(CURLOPT_PROXY, proxy.host(QUrl::FullyEncoded).toUtf8().constData());
+    set(CURLOPT_PROXY, hostOf(proxy).constData());
     set(CURLOPT_NOPROXY, "");
     if (proxy.isEmpty())
         return;
