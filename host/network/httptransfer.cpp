@@ -96,6 +96,8 @@ void HttpTransfer::prepareBody()
     set(CURLOPT_POSTFIELDSIZE_LARGE, curl_off_t(m_request.body.size()));
     // On a connection that has been used and is gone by now it would be sent once more, and count twice.
     set(CURLOPT_FRESH_CONNECT, 1L);
+    // After a challenge, too: who reads the answer to it and closes has taken the body.
+    set(CURLOPT_FORBID_REUSE, 1L);
 }
 
 void HttpTransfer::prepareLogin()
