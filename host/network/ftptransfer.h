@@ -14,9 +14,10 @@
 ///      │ └─ cannot begin in the middle: once more, for all of it
 ///      └──── refused, no such file, nothing behind the range's start ───────> told: its error, or 416
 ///
-/// The head has status 200, or 206 where the request's Range was obeyed, a Content-Type that says nothing in particular,
-/// and what the server told: Content-Length (SIZE), Content-Range, Accept-Ranges (it understands REST), Last-Modified (MDTM). Without a size there are no
-/// ranges: then a request with one gets the whole file and 200. A range that begins behind the end gets 416.
+/// The head has status 200, or 206 where the request's Range was obeyed, a Content-Type that says nothing in
+/// particular, and what the server told: Content-Length (SIZE), Content-Range, Accept-Ranges (it understands REST),
+/// Last-Modified (MDTM). Without a size there are no ranges: then a request with one gets the whole file and 200. A
+/// range that begins behind the end gets 416.
 class FtpTransfer : public Transfer
 {
 public:

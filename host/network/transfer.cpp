@@ -5,7 +5,6 @@
 #include <host/network/httptransfer.h>
 
 #include <algorithm>
-#include <limits>
 #include <utility>
 
 #include <sys/socket.h>
@@ -15,11 +14,29 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
+constexpr int kFreeReceiveBuffer = 4 * 1024 * 1024;
+/// With less, a sender that has seen more waits for its timer at each piece.
+constexpr int kLeastReceiveBuffer = 32 * 1024;
+
 /// As libcurl wants it: without brackets, an IPv6 address looks like a host and a port.
 QByteArray hostOf(const QUrl &proxy)
 {
     const QByteArray host = proxy.host(QUrl::FullyEncoded).toUtf8();
     return host.contains(':') ? '[' + host + ']' : host;
+}
+
+/// @param bytes 0 = the kernel finds out by itself, as it does where nobody says anything
+void setReceiveBuffer(curl_socket_t socket, qint64 bytes)
+{
+    const int size =
+        bytes > 0 ? int(std::clamp<qint64>(bytes, kLeastReceiveBuffer, kFreeReceiveBuffer)) : kFreeReceiveBuffer;
+    ::setsockopt(socket, SOL_SOCKET, SO_RCVBUF, &size, sizeof size);
+#ifdef SO_BUF_LOCK
+    // Older kernels do not know it, and stay at the size.
+    const int unlocked = 0;
+    if (bytes <= 0)
+        ::setsockopt(socket, SOL_SOCKET, SO_BUF_LOCK, &unlocked, sizeof unlocked);
+#endif
 }
 
 }
@@ -54,6 +71,8 @@ void Transfer::prepare()
     set(CURLOPT_HEADERDATA, this);
     set(CURLOPT_WRITEFUNCTION, &Transfer::onBody);
     set(CURLOPT_WRITEDATA, this);
+    set(CURLOPT_SOCKOPTFUNCTION, &Transfer::onSocket);
+    set(CURLOPT_SOCKOPTDATA, this);
     prepareProxy();
 }
 
@@ -64,14 +83,15 @@ void Transfer::resume()
 }
 
 /// What the kernel takes in for a reader that is held back would be sent all the same, and be lost with the connection.
-void Transfer::holdBack(qint64 bytes)
+void Transfer::holdBack(qint64 bytes, curl_socket_t socket)
 {
-    const auto socket = get<curl_socket_t>(CURLINFO_ACTIVESOCKET, CURL_SOCKET_BAD);
-    if (socket == CURL_SOCKET_BAD)
+    const bool wasHeld = std::exchange(m_heldTo, bytes) > 0;
+    if (bytes <= 0 && !wasHeld && !m_isHoldDue)
         return;
-    const int size = int(std::clamp<qint64>(bytes, 0, std::numeric_limits<int>::max()));
-    ::setsockopt(socket, SOL_SOCKET, SO_RCVBUF, &size, sizeof size);
-    // It stays as small for the next one.
+    m_isHoldDue = socket == CURL_SOCKET_BAD;
+    if (socket != CURL_SOCKET_BAD)
+        setReceiveBuffer(socket, bytes);
+    // It may stay as small for the next one.
     set(CURLOPT_FORBID_REUSE, 1L);
 }
 
@@ -116,6 +136,14 @@ size_t Transfer::onBody(char *data, size_t size, size_t count, void *self)
         break;
     }
     return CURL_WRITEFUNC_ERROR;
+}
+
+/// Of a connection that is about to be made: what the server is told of the buffer at the start holds for long.
+int Transfer::onSocket(void *self, curl_socket_t socket, curlsocktype)
+{
+    if (const qint64 bytes = static_cast<Transfer *>(self)->m_heldTo; bytes > 0)
+        setReceiveBuffer(socket, bytes);
+    return CURL_SOCKOPT_OK;
 }
 
 void Transfer::prepareProxy()

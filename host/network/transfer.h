@@ -41,8 +41,12 @@ public:
     virtual Next onEnded(CURLcode code) = 0;
     /// The reader has room again.
     void resume();
-    /// The reader wants no more than @p bytes to lie anywhere between the server and itself.
-    void holdBack(qint64 bytes);
+    /// The reader wants no more than @p bytes to lie anywhere between the server and itself; 0 = as much as is good.
+    /// @param socket of its connection; CURL_SOCKET_BAD = there is none yet
+    void holdBack(qint64 bytes, curl_socket_t socket);
+    qint64 heldTo() const { return m_heldTo; }
+    /// The wish came while the connection was being made, and has to be repeated once it is there.
+    bool isHoldDue() const { return m_isHoldDue; }
     /// Gives back what it needed to run; it does not run again.
     virtual void release() { m_handle.reset(); }
 
@@ -88,6 +92,7 @@ private:
 
     static size_t onHeadLine(char *line, size_t size, size_t count, void *self);
     static size_t onBody(char *data, size_t size, size_t count, void *self);
+    static int onSocket(void *self, curl_socket_t socket, curlsocktype purpose);
 
     void prepareProxy();
 
@@ -95,4 +100,6 @@ private:
     QByteArray m_errorText; ///< libcurl writes here
     TransferPipe m_pipe;
     bool m_hasNewBody = false;
+    qint64 m_heldTo = 0; ///< bytes that the kernel may take in; 0 = as many as it likes
+    bool m_isHoldDue = false;
 };

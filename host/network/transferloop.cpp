@@ -3,9 +3,11 @@
 
 #include <host/network/descriptorlimit.h>
 
+#include <algorithm>
 #include <csignal>
 #include <utility>
 
+#include <netinet/in.h>
 #include <pthread.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -18,6 +20,18 @@ constexpr int kLongestNapMs = 60 * 1000;
 /// Connections that wait for another request: so many, for so long.
 constexpr long kIdleConnections = 32;
 constexpr long kIdleSeconds = 60;
+
+/// 0 = it has none.
+int portOf(curl_socket_t socket, int (*nameOf)(int, sockaddr *, socklen_t *))
+{
+    sockaddr_storage address{};
+    socklen_t size = sizeof address;
+    if (nameOf(socket, reinterpret_cast<sockaddr *>(&address), &size) != 0)
+        return 0;
+    if (address.ss_family == AF_INET6)
+        return ntohs(reinterpret_cast<const sockaddr_in6 *>(&address)->sin6_port);
+    return address.ss_family == AF_INET ? ntohs(reinterpret_cast<const sockaddr_in *>(&address)->sin_port) : 0;
+}
 
 /// Once in a process, before anything else of the library.
 CURLM *makeMulti()
@@ -154,11 +168,24 @@ void TransferLoop::heed(const Word &word)
         word.transfer->resume();
         break;
     case Word::Kind::HoldBack:
-        word.transfer->holdBack(word.bytes);
+        word.transfer->holdBack(word.bytes, socketOf(found->first));
         break;
     case Word::Kind::Start:
         break;
     }
+}
+
+/// The library tells a running transfer's ports, but its socket only when it is over.
+curl_socket_t TransferLoop::socketOf(CURL *handle) const
+{
+    long local = 0;
+    long remote = 0;
+    curl_easy_getinfo(handle, CURLINFO_LOCAL_PORT, &local);
+    curl_easy_getinfo(handle, CURLINFO_PRIMARY_PORT, &remote);
+    const auto found = std::find_if(m_sockets.cbegin(), m_sockets.cend(), [&](curl_socket_t socket) {
+        return local != 0 && portOf(socket, &::getsockname) == local && portOf(socket, &::getpeername) == remote;
+    });
+    return found == m_sockets.cend() ? CURL_SOCKET_BAD : *found;
 }
 
 void TransferLoop::begin(const std::shared_ptr<Transfer> &transfer)
@@ -197,6 +224,8 @@ void TransferLoop::takeTurns()
     std::vector<std::pair<CURL *, Transfer::Next>> due;
     for (const auto &[handle, transfer] : m_running) {
         transfer->tellBody();
+        if (transfer->isHoldDue())
+            transfer->holdBack(transfer->heldTo(), socketOf(handle));
         if (const Transfer::Next next = transfer->onTurn(); next != Transfer::Next::GoOn)
             due.emplace_back(handle, next);
     }

@@ -58,6 +58,7 @@ private:
     void leaveWord(Word::Kind kind, const std::shared_ptr<Transfer> &transfer, qint64 bytes = 0);
     void run();
     void heed(const Word &word);
+    curl_socket_t socketOf(CURL *handle) const;
     void begin(const std::shared_ptr<Transfer> &transfer);
     void add(const std::shared_ptr<Transfer> &transfer);
     void remove(Running::iterator found);

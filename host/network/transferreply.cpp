@@ -75,8 +75,7 @@ void TransferReply::setReadBufferSize(qint64 size)
     if (!m_transfer)
         return;
     m_transfer->pipe().setWindow(size);
-    if (size > 0 && size < kSmallestFreeWindow)
-        m_loop->holdBack(m_transfer, size);
+    m_loop->holdBack(m_transfer, size < kSmallestFreeWindow ? size : 0);
     if (m_transfer->pipe().wantsMore())
         m_loop->resume(m_transfer);
     lookAgain();
