@@ -121,6 +121,12 @@ void TransferPipe::setWindow(qint64 size)
     m_window = size;
 }
 
+void TransferPipe::setLimit(qint64 bytes)
+{
+    const std::lock_guard lock(m_mutex);
+    m_limit = bytes;
+}
+
 void TransferPipe::clear()
 {
     const std::lock_guard lock(m_mutex);
@@ -142,7 +148,8 @@ qint64 TransferPipe::capacity() const
     if (!m_isHeadTold)
         return kBeforeHeadIsTold;
     const bool isHeldBack = m_window > 0 && m_window < kSmallestFreeWindow;
-    return isHeldBack ? m_window : m_means->budget.capacity();
+    const qint64 room = isHeldBack ? m_window : m_means->budget.capacity();
+    return m_limit > 0 ? std::min(m_limit, room) : room;
 }
 
 void TransferPipe::tell()

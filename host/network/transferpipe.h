@@ -78,6 +78,8 @@ public:
     QByteArray takeBlock(qint64 maxSize);
     /// Bytes that may lie here unread; 0 = as many as there is memory for.
     void setWindow(qint64 size);
+    /// Bytes that are read in a second; no more than that is received ahead. 0 = no limit.
+    void setLimit(qint64 bytes);
     void clear();
     /// True, once, when the writing side has paused and may go on.
     bool wantsMore();
@@ -95,6 +97,7 @@ private:
     bool m_isHeadTold = false;
     std::optional<End> m_end;
     qint64 m_window = 0;
+    qint64 m_limit = 0;
     qint64 m_untold = 0; ///< bytes since the last news
     bool m_isPaused = false;
 };

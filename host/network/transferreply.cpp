@@ -4,7 +4,9 @@
 #include <host/network/sslproblems.h>
 #include <host/network/transferloop.h>
 #include <host/network/transfermanager.h>
+#include <inet/qt/download/framework/abstractnetworkaccesschief.h>
 
+#include <QEvent>
 #include <QNetworkCookie>
 #include <QNetworkCookieJar>
 #include <QSslError>
@@ -74,10 +76,7 @@ void TransferReply::setReadBufferSize(qint64 size)
     QNetworkReply::setReadBufferSize(size);
     if (!m_transfer)
         return;
-    m_transfer->pipe().setWindow(size);
-    m_loop->holdBack(m_transfer, size < kSmallestFreeWindow ? size : 0);
-    if (m_transfer->pipe().wantsMore())
-        m_loop->resume(m_transfer);
+    boundWhatComesIn();
     lookAgain();
 }
 
@@ -101,6 +100,16 @@ void TransferReply::abort()
 void TransferReply::ignoreSslErrors()
 {
     m_trustsAll = true;
+}
+
+bool TransferReply::event(QEvent *event)
+{
+    const bool isLimit = event->type() == QEvent::DynamicPropertyChange
+        && static_cast<QDynamicPropertyChangeEvent *>(event)->propertyName()
+            == AbstractNetworkAccessChief::kDownloadLimit;
+    if (isLimit && m_transfer)
+        boundWhatComesIn();
+    return QNetworkReply::event(event);
 }
 
 qint64 TransferReply::readData(char *data, qint64 maxSize)
@@ -132,8 +141,9 @@ void TransferReply::begin(const TransferRequest &request)
     // The pipe is locked in the call, and leave() needs the lock: this object lives.
     m_transfer->pipe().setNews(
         [this] { QMetaObject::invokeMethod(this, &TransferReply::onNews, Qt::QueuedConnection); });
-    m_transfer->pipe().setWindow(readBufferSize());
     m_loop->start(m_transfer);
+    if (readBufferSize() > 0 || limit() > 0)
+        boundWhatComesIn();
 }
 
 void TransferReply::leave()
@@ -143,6 +153,17 @@ void TransferReply::leave()
     m_transfer->pipe().setNews(nullptr);
     m_loop->cancel(m_transfer);
     m_transfer.reset();
+}
+
+/// By the smaller of two wishes: a small window, and what is read in a second.
+void TransferReply::boundWhatComesIn()
+{
+    const qint64 window = readBufferSize() < kSmallestFreeWindow ? readBufferSize() : 0;
+    m_transfer->pipe().setWindow(readBufferSize());
+    m_transfer->pipe().setLimit(limit());
+    m_loop->holdBack(m_transfer, window > 0 && limit() > 0 ? std::min(window, limit()) : std::max(window, limit()));
+    if (m_transfer->pipe().wantsMore())
+        m_loop->resume(m_transfer);
 }
 
 /// Not at once: somebody is just reading.
@@ -296,6 +317,11 @@ qint64 TransferReply::shown() const
         return 0;
     const qint64 size = m_transfer->pipe().size();
     return readBufferSize() > 0 && !isFinished() ? std::min(size, readBufferSize()) : size;
+}
+
+qint64 TransferReply::limit() const
+{
+    return property(AbstractNetworkAccessChief::kDownloadLimit).toLongLong();
 }
 
 bool TransferReply::isExpected(const QList<QSslError> &errors) const

@@ -60,6 +60,7 @@ public Q_SLOTS:
     void ignoreSslErrors() override;
 
 protected:
+    bool event(QEvent *event) override;
     qint64 readData(char *data, qint64 maxSize) override;
     void ignoreSslErrorsImplementation(const QList<QSslError> &errors) override;
 
@@ -68,6 +69,7 @@ private:
     void begin(const TransferRequest &request);
     void leave();
 
+    void boundWhatComesIn();
     void lookAgain();
     void onNews();
     void tellHead(const TransferPipe::Head &head);
@@ -81,6 +83,7 @@ private:
     void afterRead(qint64 size);
 
     qint64 shown() const;
+    qint64 limit() const;
     bool isExpected(const QList<QSslError> &errors) const;
 
     const QPointer<TransferManager> m_manager;

@@ -45,6 +45,7 @@ private Q_SLOTS:
     void limit();
     void limitIsSpentOverTheSecond();
     void globalLimitCountsAsItStandsAtEachRead();
+    void theReplyLearnsOfTheLimitInForce();
     void limitDoesNotHoldBackTheEnd();
     void withoutLimitEverythingIsRead_data();
     void withoutLimitEverythingIsRead();
@@ -459,6 +460,23 @@ void TestWwwDownloaderData::globalLimitCountsAsItStandsAtEachRead()
     QCOMPARE(readUnder(50), 180);
     bench.confirm();
     QCOMPARE(readUnder(0), 1000);
+}
+
+void TestWwwDownloaderData::theReplyLearnsOfTheLimitInForce()
+{
+    TransferBench bench;
+    const auto told = [&bench] {
+        return bench.reply()->property(AbstractNetworkAccessChief::kDownloadLimit).toLongLong();
+    };
+    bench.chief->setUsageSettings({300000, 0, 0, false});
+    bench.startReceiving();
+    QCOMPARE(told(), 300000);
+    bench.downloader->setNetworkUsageSettings({200000, 0, 0, false});
+    QCOMPARE(told(), 200000);
+    bench.downloader->setNetworkUsageSettings({});
+    bench.chief->setUsageSettings({});
+    bench.reply()->sendData("x");
+    QCOMPARE(told(), 0);
 }
 
 void TestWwwDownloaderData::limitDoesNotHoldBackTheEnd()

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <inet/qt/download/framework/abstractnetworkaccesschief.h>
 #include <tests/unit/host/transferbench.h>
 
 #include <QTest>
@@ -43,6 +44,7 @@ class TestHeldBack : public TransferBench
 private Q_SLOTS:
     void theKernelTakesInLittleForAReaderThatIsHeldBack_data();
     void theKernelTakesInLittleForAReaderThatIsHeldBack();
+    void theKernelTakesInNoMoreThanIsReadInASecond();
     void theKernelIsFreeAgainWhenTheReaderIs();
     void aConnectionThatWasHeldBackIsNotUsedAgain();
 };
@@ -68,13 +70,26 @@ void TestHeldBack::theKernelTakesInLittleForAReaderThatIsHeldBack()
     QVERIFY(receiveBufferAt(m_server->port()) > 0);
 }
 
+void TestHeldBack::theKernelTakesInNoMoreThanIsReadInASecond()
+{
+    constexpr int kLimit = 200000;
+    holdFileAfter(100);
+    const Reply reply = get();
+    reply->setReadBufferSize(kFree);
+    reply->setProperty(AbstractNetworkAccessChief::kDownloadLimit, qint64(kLimit));
+    QTRY_VERIFY(reply->bytesAvailable() > 0);
+    QTRY_VERIFY(receiveBufferAt(m_server->port()) <= 2 * kLimit);
+    reply->setProperty(AbstractNetworkAccessChief::kDownloadLimit, qint64(0));
+    QTRY_VERIFY(receiveBufferAt(m_server->port()) != 2 * kLimit);
+}
+
 void TestHeldBack::theKernelIsFreeAgainWhenTheReaderIs()
 {
     holdFileAfter(100);
     const Reply reply = get();
     reply->setReadBufferSize(kWindow);
     QTRY_VERIFY(reply->bytesAvailable() > 0);
-    QVERIFY(receiveBufferAt(m_server->port()) <= 2 * kWindow);
+    QTRY_VERIFY(receiveBufferAt(m_server->port()) <= 2 * kWindow);
     reply->setReadBufferSize(kFree);
     QTRY_VERIFY(receiveBufferAt(m_server->port()) > int(kFree));
 }

@@ -22,6 +22,7 @@ private Q_SLOTS:
     void aSmallWindowHoldsBack_data();
     void aSmallWindowHoldsBack();
     void aLargeWindowIsAboutWhatIsShownOnly();
+    void noMoreThanASecondOfALimitIsReceivedAhead();
     void aFullPipeAsksForMoreOnceHalfOfItIsRead();
     void whatIsInHandWhenItIsFullIsTakenAllTheSame();
     void aPipeThatWasNeverFullAsksForNothing();
@@ -145,6 +146,15 @@ void TestTransferPipe::aLargeWindowIsAboutWhatIsShownOnly()
     QVERIFY(capacity > 131072);
     QVERIFY(m_pipe->putBody(content(0, capacity - 1)));
     QVERIFY(!m_pipe->putBody(content(0, 1)));
+}
+
+void TestTransferPipe::noMoreThanASecondOfALimitIsReceivedAhead()
+{
+    m_pipe->headIsTold();
+    m_pipe->setWindow(131072);
+    m_pipe->setLimit(200000);
+    QVERIFY(m_pipe->putBody(content(0, 199999)));
+    QVERIFY(!m_pipe->putBody(content(199999, 1)));
 }
 
 void TestTransferPipe::aFullPipeAsksForMoreOnceHalfOfItIsRead()

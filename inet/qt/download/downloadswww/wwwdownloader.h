@@ -151,6 +151,7 @@ private:
 
     bool mayRead() const;
     qint64 readableSize();
+    qint64 tellLimit();
     QByteArray take(qint64 maxSize);
     QByteArray takeBlock(qint64 maxSize);
     QByteArray takeRest();

@@ -64,6 +64,7 @@ void WwwDownloader::applyReadBufferSize()
 {
     if (!m_reply)
         return;
+    tellLimit();
     const qint64 limit = m_usageSettings.downloadLimit;
     m_reply->setReadBufferSize(limit > 0 && limit < kReadBufferSize ? limit : kReadBufferSize);
 }
@@ -137,8 +138,17 @@ bool WwwDownloader::mayRead() const
 /// What a limit leaves of this second; -1 = no limit is in force.
 qint64 WwwDownloader::readableSize()
 {
-    const qint64 limit = effectiveDownloadLimit(m_usageSettings.downloadLimit, m_chief->usageSettings().downloadLimit);
+    const qint64 limit = tellLimit();
     return limit > 0 ? m_speedPeriod.allowance(limit, currentSecond()) : -1;
+}
+
+/// The limit in force, which the reply learns of: what comes in beyond it only waits, and is lost with the connection.
+qint64 WwwDownloader::tellLimit()
+{
+    const qint64 limit = effectiveDownloadLimit(m_usageSettings.downloadLimit, m_chief->usageSettings().downloadLimit);
+    if (m_reply->property(AbstractNetworkAccessChief::kDownloadLimit).toLongLong() != limit)
+        m_reply->setProperty(AbstractNetworkAccessChief::kDownloadLimit, limit);
+    return limit;
 }
 
 /// The reply's next bytes; -1 = as many as there are, or as come in one piece.
