@@ -24,17 +24,22 @@ class CertificateCheck
 
 public:
     /// @param authorities DER of certificates to rest on, besides the system's
-    /// @param pinned DER of the only certificate that will do, whatever is wrong with it; empty = any without a problem
+    /// @param pinned DER of the only certificate of the server that will do, whatever is wrong with it; empty = any
+    /// without a problem
     /// @param host whose certificate it should be, as it stands in the URL
-    CertificateCheck(const QByteArray &host, const QList<QByteArray> &authorities, const QByteArray &pinned);
+    /// @param hasProxy there is TLS between here and a proxy, which nobody is asked to trust
+    CertificateCheck(const QByteArray &host, const QList<QByteArray> &authorities, const QByteArray &pinned,
+                     bool hasProxy);
 
     /// For the connections that the handle makes.
     void install(CURL *handle);
 
     /// All that is wrong; empty, too, where only the host's name does not fit.
     const QList<CertificateProblem> &problems() const { return m_problems; }
-    /// The server's own, DER; empty = it has shown none.
+    /// The server's or the proxy's own, DER; empty = it has shown none.
     const QByteArray &certificate() const { return m_certificate; }
+    /// It was the proxy with which hands were shaken last.
+    bool isProxys() const { return m_isProxys; }
 
 private:
     static CURLcode onContext(CURL *handle, void *context, void *self);
@@ -42,13 +47,16 @@ private:
     static int onStep(int isFine, x509_store_ctx_st *chain);
 
     void addAuthorities(void *context) const;
-    bool accepts(x509_store_ctx_st *chain);
-
+    void begin(CURL *handle);
+    bool isPinned(x509_store_ctx_st *chain);
+    bool verifies(x509_store_ctx_st *chain);
     void checkHost(x509_store_ctx_st *chain);
 
     const QByteArray m_host;
     const QList<QByteArray> m_authorities;
     const QByteArray m_pinned;
+    const bool m_hasProxy; ///< that speaks TLS itself
+    bool m_isProxys = false;
     QList<CertificateProblem> m_problems;
     QByteArray m_certificate;
 };

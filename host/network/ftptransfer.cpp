@@ -2,6 +2,8 @@
 #include <host/network/ftptransfer.h>
 
 #include <host/network/transfererrors.h>
+#include <host/policy/authchallenges.h>
+#include <host/policy/proxychoice.h>
 
 #include <QDateTime>
 #include <QLocale>
@@ -234,7 +236,9 @@ Transfer::Next FtpTransfer::endWith(CURLcode code)
     const TransferErrors::Circumstances circumstances{0, int(get<long>(CURLINFO_PROXY_ERROR, 0)),
                                                       int(get<long>(CURLINFO_RESPONSE_CODE, 0)),
                                                       int(get<long>(CURLINFO_OS_ERRNO, 0)), !m_request.proxy.isEmpty()};
-    end(TransferErrors::fromFtp(code, circumstances), wordsFor(code));
+    const QNetworkReply::NetworkError error = TransferErrors::fromFtp(code, circumstances);
+    const bool isProxysLogin = error == QNetworkReply::ProxyAuthenticationRequiredError;
+    end(error, isProxysLogin ? AuthChallenges::refusal(ProxyChoice::nameOf(m_request.proxy), {}) : wordsFor(code));
     return Next::Leave;
 }
 

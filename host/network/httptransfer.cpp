@@ -3,6 +3,9 @@
 
 #include <host/network/tlsgoodbye.h>
 #include <host/network/transfererrors.h>
+#include <host/policy/authchallenges.h>
+#include <host/policy/errormessages.h>
+#include <host/policy/proxychoice.h>
 
 #include <algorithm>
 #include <utility>
@@ -31,7 +34,8 @@ QByteArray lineFor(const QNetworkReply::RawHeaderPair &header)
 
 HttpTransfer::HttpTransfer(const TransferRequest &request, std::shared_ptr<TransferMeans> means)
     : Transfer(request, std::move(means))
-    , m_check(request.url.host(QUrl::FullyEncoded).toLatin1(), request.authorities, request.pinnedCertificate)
+    , m_check(request.url.host(QUrl::FullyEncoded).toLatin1(), request.authorities, request.pinnedCertificate,
+              request.proxy.scheme() == "https"_L1)
 {
 }
 
@@ -53,6 +57,7 @@ void HttpTransfer::prepare()
     prepareBody();
     prepareLogin();
     prepareTls();
+    prepareTunnel();
 }
 
 Transfer::Next HttpTransfer::onEnded(CURLcode code)
@@ -61,6 +66,8 @@ Transfer::Next HttpTransfer::onEnded(CURLcode code)
         return askOnNewConnection();
     if (!m_complaint.isEmpty())
         end(QNetworkReply::ProtocolFailure, m_complaint);
+    else if ((code == CURLE_OK || code == CURLE_WRITE_ERROR) && wantsBasic())
+        return askWithBasic();
     else if (!m_head.isComplete() || (code != CURLE_OK && isHeadWithheld()))
         endWithoutAnswer(code);
     else if (!isEnded(code))
@@ -105,7 +112,8 @@ void HttpTransfer::prepareLogin()
     const bool isTold =
         std::any_of(m_request.headers.cbegin(), m_request.headers.cend(),
                     [](const QNetworkReply::RawHeaderPair &header) { return isHeaderNamed(header, "Authorization"); });
-    if (m_request.login.isEmpty() || isTold)
+    m_hasLogin = !m_request.login.isEmpty() && !isTold;
+    if (!m_hasLogin)
         return;
     set(CURLOPT_USERNAME, m_request.login.user.toUtf8().constData());
     set(CURLOPT_PASSWORD, m_request.login.password.toUtf8().constData());
@@ -124,12 +132,38 @@ void HttpTransfer::prepareTls()
     set(CURLOPT_SSL_VERIFYHOST, 0L);
 }
 
+/// What a proxy says that does not let anybody through is heard; what it says later, nobody needs to know.
+void HttpTransfer::prepareTunnel()
+{
+    m_isTunnelOpen = m_request.url.scheme() != "https"_L1 || !m_request.proxy.scheme().startsWith("http"_L1);
+    if (m_isTunnelOpen)
+        return;
+    set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 0L);
+    set(CURLOPT_PREREQFUNCTION, &HttpTransfer::onTunnelIsOpen);
+    set(CURLOPT_PREREQDATA, this);
+}
+
+int HttpTransfer::onTunnelIsOpen(void *self, char *, char *, int, int)
+{
+    auto *const transfer = static_cast<HttpTransfer *>(self);
+    transfer->m_isTunnelOpen = true;
+    transfer->set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+    return CURL_PREREQFUNC_OK;
+}
+
 bool HttpTransfer::takeHeadLine(QByteArrayView line)
 {
+    if (!m_isTunnelOpen) {
+        if (m_proxyHead.isComplete())
+            m_proxyHead.beginAnew();
+        m_proxyHead.addLine(line);
+        return true;
+    }
     // A challenge was answered, and here is what came of it. Trailers look otherwise.
-    if (m_head.isComplete() && !m_isHeadTold && line.startsWith("HTTP/"))
+    if (m_head.isComplete() && !m_isHeadTold && line.startsWith("HTTP/")) {
         m_head.beginAnew();
-    else if (m_head.isComplete())
+        m_wasAnswered = true;
+    } else if (m_head.isComplete())
         return true;
     if (const QString complaint = m_head.addLine(line); !complaint.isEmpty())
         return complain(complaint);
@@ -177,8 +211,25 @@ bool HttpTransfer::isHeadWithheld() const
 bool HttpTransfer::mayBeAskedAgain() const
 {
     const int status = m_head.status();
-    return (status == kUnauthorized && !m_request.login.isEmpty())
+    return (status == kUnauthorized && m_hasLogin)
         || (status == kProxyUnauthorized && !m_request.proxy.userName().isEmpty());
+}
+
+/// Of several challenges libcurl gives up at a Digest that it cannot compute, though Basic stands beside it.
+bool HttpTransfer::wantsBasic() const
+{
+    if (m_head.status() != kUnauthorized || !mayBeAskedAgain() || m_wasAnswered || m_isBasic || m_isHeadTold)
+        return false;
+    const QByteArray value = m_head.values("WWW-Authenticate").join(", ");
+    return AuthChallenges::isBasicAlone(AuthChallenges::parse(QString::fromUtf8(value)));
+}
+
+Transfer::Next HttpTransfer::askWithBasic()
+{
+    m_isBasic = true;
+    m_head.beginAnew();
+    set(CURLOPT_HTTPAUTH, long(CURLAUTH_BASIC));
+    return Next::AskAgain;
 }
 
 void HttpTransfer::tellHead()
@@ -196,6 +247,8 @@ void HttpTransfer::tellHead()
 
 Transfer::Taken HttpTransfer::takeBody(QByteArrayView data)
 {
+    if (wantsBasic())
+        return Taken::Refused;
     tellHead();
     const bool isFine = m_plan.end == BodyFraming::End::Chunked ? takeChunks(data) : takePlain(data);
     return isFine ? Taken::All : Taken::Refused;
@@ -267,7 +320,7 @@ void HttpTransfer::endWithStatus()
 void HttpTransfer::endWithoutAnswer(CURLcode code)
 {
     const bool isRefused = code == CURLE_PEER_FAILED_VERIFICATION && !m_check.certificate().isEmpty();
-    if (isRefused) {
+    if (isRefused && !m_check.isProxys()) {
         pipe().putEnd(
             {QNetworkReply::SslHandshakeFailedError, wordsFor(code), m_check.problems(), m_check.certificate()});
         return;
@@ -276,7 +329,11 @@ void HttpTransfer::endWithoutAnswer(CURLcode code)
                                                       int(get<long>(CURLINFO_PROXY_ERROR, 0)), 0,
                                                       int(get<long>(CURLINFO_OS_ERRNO, 0)), !m_request.proxy.isEmpty()};
     const QNetworkReply::NetworkError error = TransferErrors::fromHttp(code, circumstances);
-    end(error, TransferErrors::textFor(error, m_request.url, wordsFor(code)));
+    if (TransferErrors::isProxys(error) || isRefused)
+        endWithoutProxy(error, wordsFor(code));
+    else
+        end(error,
+            TransferErrors::textFor(error, m_check.isProxys() ? m_request.proxy : m_request.url, wordsFor(code)));
 }
 
 void HttpTransfer::endCutShort(CURLcode code)
@@ -291,4 +348,16 @@ void HttpTransfer::endCutShort(CURLcode code)
             u"The connection was closed after %1 bytes, before the end of the answer."_s.arg(received));
     else
         end(QNetworkReply::RemoteHostClosedError, u"The connection broke off: %1."_s.arg(wordsFor(code)));
+}
+
+void HttpTransfer::endWithoutProxy(QNetworkReply::NetworkError error, const QString &words)
+{
+    const QString name = ProxyChoice::nameOf(m_request.proxy);
+    const QByteArray challenges = m_proxyHead.values("Proxy-Authenticate").join(", ");
+    if (error == QNetworkReply::SslHandshakeFailedError)
+        end(error, ErrorMessages::kProxysCertificate + name.mid(name.indexOf(u'"')) + u" is not trusted: "_s + words);
+    else if (error == QNetworkReply::ProxyAuthenticationRequiredError)
+        end(error, AuthChallenges::refusal(name, QString::fromUtf8(challenges)));
+    else
+        end(error, TransferErrors::textFor(error, m_request.url, words) + u" ("_s + name + u')');
 }

@@ -11,7 +11,8 @@
 ///
 ///     asking ── head ──> receiving ── its framing says so ──────────────> told: whole
 ///       │ ^               └─ the connection ends before that ───────────> told: RemoteHostClosedError
-///       │ ├─ challenge that can be answered (once)
+///       │ ├─ challenge that can be answered (once; libcurl looks no further than the first Digest, and where that is
+///       │ │  one that nobody speaks, Basic is asked for here)
 ///       │ └─ something else than a head on a connection that was used before (once)
 ///       └── head or framing that cannot be believed ────────────────────> told: ProtocolFailure
 ///
@@ -40,12 +41,16 @@ private:
     void prepareBody();
     void prepareLogin();
     void prepareTls();
+    void prepareTunnel();
+    static int onTunnelIsOpen(void *self, char *, char *, int, int);
 
     bool onHead();
     bool mayBeAskedAgain() const;
     bool isHeadWithheld() const;
     bool isLeftoverOfAnother(CURLcode code) const;
     Next askOnNewConnection();
+    bool wantsBasic() const;
+    Next askWithBasic();
     void tellHead();
     bool takeChunks(QByteArrayView raw);
     bool takePlain(QByteArrayView data);
@@ -55,10 +60,16 @@ private:
     void endWithStatus();
     void endWithoutAnswer(CURLcode code);
     void endCutShort(CURLcode code);
+    void endWithoutProxy(QNetworkReply::NetworkError error, const QString &words);
 
     std::unique_ptr<curl_slist, ListDelete> m_headerList;
     CertificateCheck m_check;
     std::shared_ptr<const bool> m_goodbye; ///< null = the connection is not encrypted, or there is no head yet
+    AnswerHead m_proxyHead; ///< of the answer to CONNECT
+    bool m_isTunnelOpen = true; ///< lines that come are the server's
+    bool m_hasLogin = false; ///< for the server, and no header in its place
+    bool m_wasAnswered = false; ///< a challenge; false also where the login went out unasked
+    bool m_isBasic = false; ///< the login goes out unasked
     AnswerHead m_head;
     BodyFraming::Plan m_plan;
     ChunkedDecoder m_decoder;

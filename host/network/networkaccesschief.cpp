@@ -111,6 +111,11 @@ QUrl NetworkAccessChief::takeSecrets(const QUrl &url, QVariantMap *headers)
     return m_credentials->takeSecrets(url, headers);
 }
 
+QUrl NetworkAccessChief::proxyFor(const QUrl &url) const
+{
+    return m_manager->proxyFor(url);
+}
+
 bool NetworkAccessChief::applyProxies(const NetworkOptions &options, QString *errorText)
 {
     ProxyChoice::Settings settings;

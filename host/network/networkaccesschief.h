@@ -55,6 +55,9 @@ public:
     /// @return the URL without the login, fit to be stored, logged and shown
     QUrl takeSecrets(const QUrl &url, QVariantMap *headers);
 
+    /// Between here and the URL; empty = none.
+    QUrl proxyFor(const QUrl &url) const;
+
 private:
     bool applyProxies(const NetworkOptions &options, QString *errorText);
     bool loadNetrc(const QString &fileName, bool mustExist, QString *errorText);

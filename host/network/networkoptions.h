@@ -19,8 +19,9 @@ struct Credential {
 
 /// How the network is reached, and with which credentials. Applied once, before the first request.
 struct NetworkOptions {
-    /// "http://[user:password@]host[:port]" or socks5://, socks5h:// (both let the proxy look names up); port 1080
-    /// where none is given. What a person typed becomes one by ProxyChoice::checkedProxy(). Empty = the environment's.
+    /// "http://[user:password@]host[:port]" or https://, socks5://, socks5h:// (both let the proxy look names up); port
+    /// 1080 where none is given. What a person typed becomes one by ProxyChoice::checkedProxy(). Empty = the
+    /// environment's.
     QUrl proxy;
     /// http_proxy, https_proxy, HTTPS_PROXY, ftp_proxy, FTP_PROXY, all_proxy, ALL_PROXY; no_proxy and NO_PROXY hold for
     /// `proxy`, too. False = the environment is not looked at.

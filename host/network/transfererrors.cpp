@@ -168,6 +168,11 @@ QNetworkReply::NetworkError TransferErrors::fromStatus(int status)
     return status >= kFirstError ? QNetworkReply::UnknownContentError : QNetworkReply::NoError;
 }
 
+bool TransferErrors::isProxys(QNetworkReply::NetworkError error)
+{
+    return error >= QNetworkReply::ProxyConnectionRefusedError && error <= QNetworkReply::UnknownProxyError;
+}
+
 QString TransferErrors::textFor(QNetworkReply::NetworkError error, const QUrl &url, const QString &words)
 {
     switch (error) {

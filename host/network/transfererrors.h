@@ -25,6 +25,9 @@ QNetworkReply::NetworkError fromFtp(int code, const Circumstances &circumstances
 /// @param status of an answer over http; NoError below 400
 QNetworkReply::NetworkError fromStatus(int status);
 
+/// Nobody got as far as the server.
+bool isProxys(QNetworkReply::NetworkError error);
+
 /// @param words libcurl's own, for errors that have none of their own here
 QString textFor(QNetworkReply::NetworkError error, const QUrl &url, const QString &words);
 

@@ -38,6 +38,8 @@ public:
     void setAuthorities(const QList<QByteArray> &authorities) { m_authorities = authorities; }
     /// Of later requests; without one, nobody is told anything.
     void setCredentials(const QSharedPointer<CredentialStore> &credentials) { m_credentials = credentials; }
+    /// Between here and the URL; empty = none.
+    QUrl proxyFor(const QUrl &url) const { return ProxyChoice::forUrl(url, m_proxySettings); }
     void setProxySettings(const ProxyChoice::Settings &settings) { m_proxySettings = settings; }
 
 protected:

@@ -16,8 +16,8 @@ namespace
 
 QString kindOf(const QString &scheme)
 {
-    if (scheme == "http"_L1)
-        return u"http"_s;
+    if (scheme == "http"_L1 || scheme == "https"_L1)
+        return scheme;
     // "socks" is what desktops write into all_proxy.
     if (scheme == "socks5"_L1 || scheme == "socks5h"_L1 || scheme == "socks"_L1)
         return u"socks5"_s;
@@ -26,8 +26,8 @@ QString kindOf(const QString &scheme)
 
 QUrl refused(const QString &text, const QString &source, const QString &reason, QString *errorText)
 {
-    *errorText = u"cannot use the proxy \"%1\" of %2: %3. Give it as http://HOST:PORT or socks5://HOST:PORT."_s.arg(
-        Redaction::typed(text), source, reason);
+    *errorText = u"cannot use the proxy \"%1\" of %2: %3. Give it as http://HOST:PORT, https://HOST:PORT or "
+                 u"socks5://HOST:PORT."_s.arg(Redaction::typed(text), source, reason);
     return {};
 }
 
@@ -143,6 +143,11 @@ bool ProxyChoice::fromEnvironment(const QProcessEnvironment &environment, Settin
     const QString exceptions = environment.value(environment.contains(lower) ? lower : u"NO_PROXY"_s);
     settings->exceptions = exceptions.split(separators, Qt::SkipEmptyParts);
     return usable;
+}
+
+QString ProxyChoice::nameOf(const QUrl &proxy)
+{
+    return u"the proxy \"%1\""_s.arg(proxy.authority(QUrl::FullyEncoded | QUrl::RemoveUserInfo));
 }
 
 QUrl ProxyChoice::forUrl(const QUrl &url, const Settings &settings)

@@ -24,14 +24,17 @@ struct Settings {
     QStringList exceptions;
 };
 
-/// A proxy's URL in full: scheme http or socks5, host, port, and the login if it has one. A text without a scheme is an
-/// http proxy. Empty, with a sentence, when the text names no proxy that can be used.
+/// A proxy's URL in full: scheme http, https or socks5, host, port, and the login if it has one. A text without a
+/// scheme is an http proxy. Empty, with a sentence, when the text names no proxy that can be used.
 /// @param source of the text, for the sentence: "--proxy", "http_proxy"
 QUrl checkedProxy(const QString &text, const QString &source, QString *errorText);
 
 /// False, with a sentence, when a variable names a proxy that cannot be used: it is there because direct connections
 /// are not wanted. HTTP_PROXY in upper case is not looked at, as a web server makes it of a client's Proxy header.
 bool fromEnvironment(const QProcessEnvironment &environment, Settings *settings, QString *errorText);
+
+/// As people know it: the proxy "host:port".
+QString nameOf(const QUrl &proxy);
 
 /// The proxy for the URL; empty = none. Loopback is a host like another.
 QUrl forUrl(const QUrl &url, const Settings &settings);

@@ -360,6 +360,7 @@ void DownloadSession::run(const DownloadList::Taken &taken, DownloadList *list, 
     const AbstractDownloadPersistentInfo &record = taken.record;
     AbstractDownload *const download = m_module->createDownload(record.id, this);
     auto *const running = new SessionDownload(download, list, this);
+    running->setProxies([chief = m_chief](const QUrl &url) { return chief->proxyFor(url); });
     running->setContentEncoding(taken.contentEncoding);
     m_running.insert(record.id, running);
     relaySignals(running);

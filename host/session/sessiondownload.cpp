@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <host/session/sessiondownload.h>
 
+#include <host/policy/authchallenges.h>
 #include <host/policy/contentencoding.h>
 #include <host/policy/diskcheck.h>
+#include <host/policy/proxychoice.h>
 #include <host/storage/downloadlist.h>
 #include <inet/qt/download/framework/downloaddetails.h>
 #include <inet/qt/download/framework/ownfiles.h>
@@ -19,6 +21,9 @@ using namespace Qt::StringLiterals;
 
 namespace
 {
+
+constexpr int kUnauthorized = 401;
+constexpr int kProxyUnauthorized = 407;
 
 using Info = AbstractDownloadPersistentInfo;
 using File = AbstractDownloadFileInfo;
@@ -42,6 +47,13 @@ bool hasOtherName(const Info &newer, const Info &older)
 bool isStop(const AbstractError &error)
 {
     return error.category == ErrorCategory::kGeneric && error.code == int(GenericErrorCode::OperationAborted);
+}
+
+/// By an answer, which has no words of its own.
+bool isAskingForLogin(const AbstractError &error)
+{
+    return error.category == ErrorCategory::kHttp && (error.code == kUnauthorized || error.code == kProxyUnauthorized)
+        && error.description.empty();
 }
 
 /// Something that the older state says is no longer so; before the file is changed to match, the list has to forget it
@@ -89,6 +101,8 @@ AbstractDownloadPersistentInfo SessionDownload::info() const
     if (m_ended && !m_change.isEmpty() && isStop(record.lastError))
         record.setLastError({int(DownloadErrorCode::ResourceChanged), ErrorCategory::kDownload, errorSourceHere(),
                              m_change.toStdString()});
+    if (m_ended && isAskingForLogin(record.lastError))
+        record.lastError.description = whoRefused(record);
     return record;
 }
 
@@ -156,6 +170,17 @@ void SessionDownload::onResponseHeaders(qint64, const QList<QString> &headers)
         // Before anything of this answer goes to the file.
         stop();
     }
+}
+
+/// Nothing where the newest answer is another section's.
+std::string SessionDownload::whoRefused(const AbstractDownloadPersistentInfo &record) const
+{
+    if (m_responseHeaders.value(0).section(u' ', 1, 1).toInt() != record.lastError.code)
+        return {};
+    const bool isProxys = record.lastError.code == kProxyUnauthorized;
+    const QUrl proxy = isProxys && m_proxyFor ? m_proxyFor(record.finalSource()) : QUrl();
+    const QString who = proxy.isEmpty() ? u'"' + record.finalSource().host() + u'"' : ProxyChoice::nameOf(proxy);
+    return AuthChallenges::refusal(who, AuthChallenges::valueIn(m_responseHeaders, isProxys)).toStdString();
 }
 
 /// Nor are any under way.

@@ -10,6 +10,7 @@
 #include <QString>
 #include <QTimer>
 
+#include <functional>
 #include <optional>
 
 class DownloadList;
@@ -45,6 +46,9 @@ public:
     /// As which the bytes that the record has came; before run().
     void setContentEncoding(const QString &encoding) { m_contentEncoding = encoding; }
 
+    /// Tells which proxy stands between here and a URL; before run().
+    void setProxies(const std::function<QUrl(const QUrl &)> &proxyFor) { m_proxyFor = proxyFor; }
+
     qint64 id() const;
     AbstractDownload *download() const { return m_download; }
     AbstractDownloadPersistentInfo info() const;
@@ -70,6 +74,7 @@ private:
     void onRunning(bool isRunning);
     void onFilesOperations(bool performing);
     void onResponseHeaders(qint64 sectionId, const QList<QString> &headers);
+    std::string whoRefused(const AbstractDownloadPersistentInfo &record) const;
     bool isWithoutBytes() const;
     void forgetBytes();
     void save();
@@ -94,6 +99,7 @@ private:
     bool m_syncFailed = false;
     QTimer m_saveTimer;
     QList<QString> m_responseHeaders;
+    std::function<QUrl(const QUrl &)> m_proxyFor;
     QString m_contentEncoding; ///< of what is there or comes; null = nobody has said yet
     QString m_change; ///< why an answer brought another file; empty = none did
     bool m_ended = false;

@@ -82,6 +82,7 @@ private Q_SLOTS:
     void aBearerIsAHeader();
     void wrongCredentialsAreAnAuthenticationProblem();
     void noCredentialsAreAnAuthenticationProblem();
+    void aProxyThatAsksIsNamed();
     void nothingFollowsARedirectToAnotherOrigin_data();
     void nothingFollowsARedirectToAnotherOrigin();
     void aRedirectWithinTheOriginKeepsTheCredentials();
@@ -216,6 +217,7 @@ void TestPlaitCredentials::wrongCredentialsAreAnAuthenticationProblem()
     server.setHandler("/file.bin", Authentication::basic("me:right", ScriptedResponse::file(kSeed, kSmallSize)));
     const PlaitResult result = m_plait->run({u"--user"_s, u"me:wrong"_s, server.url(u"/file.bin"_s).toString()});
     QVERIFY2(result.status == kAuthentication, result.err.constData());
+    QVERIFY2(result.err.contains("\"127.0.0.1\" asks for a name and a password (Basic realm \"realm\")"), result.err);
     QVERIFY(m_plait->files().isEmpty());
     QCOMPARE(server.requests().size(), 2);
 }
@@ -224,6 +226,21 @@ void TestPlaitCredentials::noCredentialsAreAnAuthenticationProblem()
 {
     const PlaitResult result = m_plait->run({m_servers.nginx().url(u"/private/800k/"_s + kName).toString()});
     QVERIFY2(result.status == kAuthentication, result.err.constData());
+}
+
+void TestPlaitCredentials::aProxyThatAsksIsNamed()
+{
+    ScriptedServer proxy;
+    proxy.setFallback([](const ScriptedRequest &) {
+        return ScriptedResponse::error(407).withHeader("Proxy-Authenticate", "NTLM, Basic realm=\"a\tb\"");
+    });
+    const QString name = u"127.0.0.1:"_s + QString::number(proxy.port());
+    const PlaitResult result = m_plait->run({u"--proxy"_s, u"http://"_s + name, u"http://files.example/file.bin"_s});
+    QVERIFY2(result.status == kAuthentication, result.err.constData());
+    const QByteArray said = "the proxy \"" + name.toUtf8() + "\" asks for a name and a password (Basic realm \"a?b\")";
+    QVERIFY2(result.err.contains(said) || result.err.contains(QByteArray(said).replace('?', ' ')),
+             result.err.constData());
+    QVERIFY2(result.err.contains("(--proxy), as NAME:PASSWORD@ before the host."), result.err.constData());
 }
 
 void TestPlaitCredentials::nothingFollowsARedirectToAnotherOrigin_data()

@@ -16,11 +16,6 @@ ScriptedResponse challenge(const QByteArray &words)
     return ScriptedResponse::error(401).withHeader("WWW-Authenticate", words);
 }
 
-QByteArray md5(const QByteArray &text)
-{
-    return QCryptographicHash::hash(text, QCryptographicHash::Md5).toHex();
-}
-
 /// name="value" or name=value, with commas between them.
 QHash<QByteArray, QByteArray> fieldsOf(const QByteArray &header)
 {
@@ -36,17 +31,27 @@ QHash<QByteArray, QByteArray> fieldsOf(const QByteArray &header)
 
 bool knowsDigest(const ScriptedRequest &request, const QByteArray &login)
 {
-    const QByteArray header = request.header("Authorization");
+    return Authentication::answersDigest(request.header("Authorization"), request.method, request.target, login);
+}
+}
+
+bool Authentication::answersDigest(const QByteArray &header, const QByteArray &method, const QByteArray &target,
+                                   const QByteArray &login)
+{
     const QHash<QByteArray, QByteArray> fields = fieldsOf(header);
+    const auto algorithm =
+        fields.value("algorithm") == "SHA-256" ? QCryptographicHash::Sha256 : QCryptographicHash::Md5;
+    const auto hashed = [algorithm](const QByteArray &text) {
+        return QCryptographicHash::hash(text, algorithm).toHex();
+    };
     const QByteArray user = login.left(login.indexOf(':'));
     const QByteArray password = login.mid(login.indexOf(':') + 1);
-    const QByteArray who = md5(user + ":realm:" + password);
-    const QByteArray what = md5(request.method + ':' + request.target);
+    const QByteArray who = hashed(user + ":realm:" + password);
+    const QByteArray what = hashed(method + ':' + target);
     const QByteArray answer =
-        md5(who + ':' + kNonce + ':' + fields.value("nc") + ':' + fields.value("cnonce") + ":auth:" + what);
+        hashed(who + ':' + kNonce + ':' + fields.value("nc") + ':' + fields.value("cnonce") + ":auth:" + what);
     return header.startsWith("Digest ") && fields.value("username") == user && fields.value("nonce") == kNonce
-        && fields.value("uri") == request.target && fields.value("response") == answer;
-}
+        && fields.value("uri") == target && fields.value("response") == answer;
 }
 
 QByteArray Authentication::basicHeader(const QByteArray &login)
@@ -67,6 +72,21 @@ ScriptBook::Handler Authentication::digest(const QByteArray &login, const Script
         return knowsDigest(request, login)
             ? response
             : challenge("Digest realm=\"realm\", qop=\"auth\", algorithm=MD5, nonce=\"" + kNonce + '"');
+    };
+}
+
+ScriptBook::Handler Authentication::challenged(const QByteArray &login, const QList<QByteArray> &fields,
+                                               const ScriptedResponse &response)
+{
+    return [login, fields, response](const ScriptedRequest &request) {
+        if (request.header("Authorization") == basicHeader(login) || knowsDigest(request, login)) {
+            return response;
+        }
+        ScriptedResponse refusal = ScriptedResponse::error(401);
+        for (const QByteArray &field : fields) {
+            refusal.withHeader("WWW-Authenticate", field);
+        }
+        return refusal;
     };
 }
 

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <tests/support/scriptedproxy.h>
 
+#include <tests/support/authentication.h>
+
 #include <QHostAddress>
+#include <QSslSocket>
 #include <QTcpSocket>
 
 #include <algorithm>
@@ -62,12 +65,16 @@ QUrl ScriptedProxy::url(const QString &scheme, const QString &userInfo) const
 
 void ScriptedProxy::incomingConnection(qintptr handle)
 {
-    auto *socket = new QTcpSocket(this);
+    auto *socket = new QSslSocket(this);
     if (!socket->setSocketDescriptor(handle)) {
         delete socket;
         return;
     }
     m_clients.insert(socket, {});
+    if (!m_tls.isNull()) {
+        socket->setSslConfiguration(m_tls);
+        socket->startServerEncryption();
+    }
     connect(socket, &QTcpSocket::readyRead, this, [this, socket] { onReadyRead(socket); });
     connect(socket, &QTcpSocket::disconnected, this, [this, socket] {
         const Client client = m_clients.take(socket);
@@ -119,9 +126,10 @@ bool ScriptedProxy::stepHttp(QTcpSocket *socket, Client &client)
     const QUrl url = QUrl::fromEncoded(isConnect ? "any://" + asked : asked);
     m_calls.append({isConnect ? Kind::Connect : Kind::Http,
                     url.host().toUtf8() + ':' + QByteArray::number(url.port(80)), head, basicLogin(head)});
-    if (!m_login.isEmpty() && basicLogin(head) != m_login) {
-        socket->write(
-            "HTTP/1.1 407 Who are you\r\nProxy-Authenticate: Basic realm=\"proxy\"\r\nContent-Length: 0\r\n\r\n");
+    if (!isWelcome(head)) {
+        const QByteArray challenge =
+            m_isDigest ? "Digest realm=\"realm\", qop=\"auth\", nonce=\"f00dcafe\"" : "Basic realm=\"proxy\"";
+        socket->write("HTTP/1.1 407 Who are you\r\nProxy-Authenticate: " + challenge + "\r\nContent-Length: 0\r\n\r\n");
         return true;
     }
     if (isConnect) {
@@ -135,6 +143,15 @@ bool ScriptedProxy::stepHttp(QTcpSocket *socket, Client &client)
     }
     relay(socket, client, quint16(url.port(80)));
     return true;
+}
+
+bool ScriptedProxy::isWelcome(const QByteArray &head) const
+{
+    if (m_login.isEmpty() || !m_isDigest) {
+        return m_login.isEmpty() || basicLogin(head) == m_login;
+    }
+    const QList<QByteArray> words = head.split(' ');
+    return Authentication::answersDigest(valueOf(head, "Proxy-Authorization"), words.value(0), words.value(1), m_login);
 }
 
 bool ScriptedProxy::stepSocksGreeting(QTcpSocket *socket, Client &client)

@@ -4,6 +4,7 @@
 #include <QByteArray>
 #include <QHash>
 #include <QList>
+#include <QSslConfiguration>
 #include <QString>
 #include <QTcpServer>
 #include <QUrl>
@@ -36,6 +37,10 @@ public:
     QUrl url(const QString &scheme, const QString &userInfo = QString()) const;
     /// "user:password" that is asked for; empty = nobody is asked.
     void setLogin(const QByteArray &login) { m_login = login; }
+    /// HTTP clients are asked by Digest instead.
+    void setDigest() { m_isDigest = true; }
+    /// Clients have to speak TLS from now on.
+    void setTls(const QSslConfiguration &configuration) { m_tls = configuration; }
     /// In order, those that were refused included.
     QList<Call> calls() const { return m_calls; }
 
@@ -59,7 +64,11 @@ private:
     bool stepSocksRequest(QTcpSocket *socket, Client &client);
     void relay(QTcpSocket *socket, Client &client, quint16 port);
 
+    bool isWelcome(const QByteArray &head) const;
+
     QByteArray m_login;
+    bool m_isDigest = false;
+    QSslConfiguration m_tls; ///< null = none
     QList<Call> m_calls;
     QHash<QTcpSocket *, Client> m_clients;
 

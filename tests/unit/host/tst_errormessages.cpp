@@ -72,10 +72,28 @@ void TestErrorMessages::textOfError_data()
         << errorOf(ErrorCategory::kHttp, 401) << QStringList{u"\"files.example\""_s, u"--user"_s};
     QTest::newRow("a proxy's password is the proxy's")
         << errorOf(ErrorCategory::kHttp, 407)
-        << QStringList{u"the proxy asks for a name and a password (HTTP status 407)"_s, u"--proxy http://NAME:"_s};
+        << QStringList{u"the proxy asks for a name and a password (HTTP status 407)"_s,
+                       u"(--proxy), as NAME:PASSWORD@ before"_s};
     QTest::newRow("a password of a proxy without a status is the proxy's, too")
         << errorOf(ErrorCategory::kNetwork, QNetworkReply::ProxyAuthenticationRequiredError)
-        << QStringList{u"the proxy asks for a name and a password. "_s, u"--proxy http://NAME:"_s};
+        << QStringList{u"the proxy asks for a name and a password. "_s, u"(--proxy), as NAME:PASSWORD@ before"_s};
+    QTest::newRow("a password that is asked for says by whom and for what")
+        << errorOf(ErrorCategory::kHttp, 401, "\"files.example\" asks for a name and a password (Basic realm \"x\")")
+        << QStringList{
+               u"\": \"files.example\" asks for a name and a password (Basic realm \"x\") (HTTP status 401). "_s,
+               u"--user"_s};
+    QTest::newRow("a login that cannot be given says what can")
+        << errorOf(ErrorCategory::kHttp, 401, "\"h\" asks for a login by Negotiate, which plait does not speak")
+        << QStringList{u"which plait does not speak (HTTP status 401). What it wants"_s, u"--header"_s};
+    QTest::newRow("a proxy's password goes into its address")
+        << errorOf(ErrorCategory::kNetwork, QNetworkReply::ProxyAuthenticationRequiredError,
+                   "the proxy \"p:1\" asks for a name and a password (Digest realm \"x\")")
+        << QStringList{u": the proxy \"p:1\" asks for a name and a password (Digest realm \"x\"). "_s,
+                       u"(--proxy), as NAME:PASSWORD@ before"_s};
+    QTest::newRow("a proxy's certificate is not the server's")
+        << errorOf(ErrorCategory::kNetwork, QNetworkReply::SslHandshakeFailedError,
+                   "the certificate of the proxy \"p:1\" is not trusted: it is old")
+        << QStringList{u": the certificate of the proxy \"p:1\" is not trusted: it is old. "_s, u"--ca-certificate"_s};
     QTest::newRow("an overloaded server says to wait")
         << errorOf(ErrorCategory::kHttp, 503) << QStringList{u"(HTTP status 503)"_s, u"Wait a while"_s};
     QTest::newRow("a refused connection says who refused")

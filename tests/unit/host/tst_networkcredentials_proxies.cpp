@@ -48,6 +48,12 @@ private Q_SLOTS:
     void aProxyThatAsksIsAnswered();
     void theProxysLoginStaysWithTheProxy();
     void wrongCredentialsForAProxyEnd();
+    void aProxyThatRefusesIsNamed_data();
+    void aProxyThatRefusesIsNamed();
+    void aSecureProxyIsUsed_data();
+    void aSecureProxyIsUsed();
+    void aSecureProxysCertificateIsSaidToBeItsOwn();
+    void aServerThatIsTrustedForOnceMayLieBehindASecureProxy();
     void aHeaderForTheProxyIsNotForTheServer();
     void theEnvironmentsProxyIsUsed();
     void theEnvironmentMayBeLeftOut();
@@ -88,6 +94,7 @@ void TestNetworkCredentialsProxies::aProxyIsUsedForHttps_data()
     QTest::addColumn<Kind>("kind");
     QTest::newRow("http") << u"http"_s << Kind::Connect;
     QTest::newRow("socks5") << u"socks5"_s << Kind::Socks;
+    QTest::newRow("socks5h") << u"socks5h"_s << Kind::Socks;
 }
 
 void TestNetworkCredentialsProxies::aProxyIsUsedForHttps()
@@ -114,14 +121,20 @@ void TestNetworkCredentialsProxies::aProxyIsUsedForHttps()
 void TestNetworkCredentialsProxies::aProxyThatAsksIsAnswered_data()
 {
     QTest::addColumn<QString>("scheme");
-    QTest::newRow("http") << u"http"_s;
-    QTest::newRow("socks5") << u"socks5"_s;
+    QTest::addColumn<bool>("isDigest");
+    QTest::newRow("http") << u"http"_s << false;
+    QTest::newRow("http by Digest") << u"http"_s << true;
+    QTest::newRow("socks5") << u"socks5"_s << false;
+    QTest::newRow("socks5h") << u"socks5h"_s << false;
 }
 
 void TestNetworkCredentialsProxies::aProxyThatAsksIsAnswered()
 {
     QFETCH(QString, scheme);
+    QFETCH(bool, isDigest);
     m_proxy->setLogin("jürg:p@ss");
+    if (isDigest)
+        m_proxy->setDigest();
     NetworkOptions options;
     options.proxy = m_proxy->url(scheme, u"j%C3%BCrg:p%40ss"_s);
     QVERIFY(apply(options));
@@ -129,7 +142,8 @@ void TestNetworkCredentialsProxies::aProxyThatAsksIsAnswered()
     QVERIFY(waitForEnd(reply));
     QVERIFY2(reply->error() == QNetworkReply::NoError, qPrintable(reply->errorString()));
     QCOMPARE(reply->readAll(), QByteArray("content"));
-    QCOMPARE(m_proxy->calls().last().login, QByteArray("jürg:p@ss"));
+    if (!isDigest)
+        QCOMPARE(m_proxy->calls().last().login, QByteArray("jürg:p@ss"));
 }
 
 void TestNetworkCredentialsProxies::theProxysLoginStaysWithTheProxy()
@@ -167,6 +181,107 @@ void TestNetworkCredentialsProxies::wrongCredentialsForAProxyEnd()
     QVERIFY(m_server->requests().isEmpty());
     for (const ScriptedProxy::Call &call : m_proxy->calls())
         QVERIFY(call.login != "me:right");
+}
+
+void TestNetworkCredentialsProxies::aProxyThatRefusesIsNamed_data()
+{
+    QTest::addColumn<QString>("scheme");
+    QTest::addColumn<QString>("userInfo");
+    QTest::addColumn<QString>("asked");
+    QTest::newRow("by its tunnel, with the wrong login") << u"http"_s << u"me:wrong"_s << u" (Basic realm \"proxy\")"_s;
+    QTest::newRow("by its tunnel, with none") << u"http"_s << QString() << u" (Basic realm \"proxy\")"_s;
+    QTest::newRow("socks, with the wrong login") << u"socks5"_s << u"me:wrong"_s << QString();
+    QTest::newRow("socks, with none") << u"socks5"_s << QString() << QString();
+}
+
+void TestNetworkCredentialsProxies::aProxyThatRefusesIsNamed()
+{
+    QFETCH(QString, scheme);
+    QFETCH(QString, userInfo);
+    QFETCH(QString, asked);
+    m_proxy->setLogin("me:right");
+    NetworkOptions options;
+    options.proxy = m_proxy->url(scheme, userInfo);
+    QVERIFY(apply(options));
+    const Reply reply = get(QUrl(u"https://files.example/file"_s));
+    QVERIFY(waitForEnd(reply));
+    QCOMPARE(reply->error(), QNetworkReply::ProxyAuthenticationRequiredError);
+    QCOMPARE(reply->errorString(),
+             u"the proxy \"127.0.0.1:%1\" asks for a name and a password%2"_s.arg(
+                 QString::number(m_proxy->serverPort()), asked));
+}
+
+void TestNetworkCredentialsProxies::aSecureProxyIsUsed_data()
+{
+    QTest::addColumn<bool>("isServerSecure");
+    QTest::addColumn<bool>("isDigest");
+    QTest::newRow("for http") << false << false;
+    QTest::newRow("for https") << true << false;
+    QTest::newRow("for http, by Digest") << false << true;
+    QTest::newRow("for https, by Digest") << true << true;
+}
+
+void TestNetworkCredentialsProxies::aSecureProxyIsUsed()
+{
+    QFETCH(bool, isServerSecure);
+    QFETCH(bool, isDigest);
+    const TestCa ca;
+    QVERIFY2(ca.isValid(), qPrintable(ca.errorText()));
+    ScriptedServer secure(ca.serverConfiguration());
+    secure.setResponse("/file", kContent);
+    m_proxy->setTls(ca.serverConfiguration());
+    m_proxy->setLogin("me:pw");
+    if (isDigest)
+        m_proxy->setDigest();
+    NetworkOptions options;
+    options.proxy = m_proxy->url(u"https"_s, u"me:pw"_s);
+    QVERIFY(apply(options));
+    QString error;
+    QVERIFY2(m_chief->addCaCertificates(ca.caFile(), &error), qPrintable(error));
+    const Reply reply = get(isServerSecure ? secure.url(u"/file"_s) : m_url);
+    QVERIFY(waitForEnd(reply));
+    QVERIFY2(reply->error() == QNetworkReply::NoError, qPrintable(reply->errorString()));
+    QCOMPARE(reply->readAll(), QByteArray("content"));
+    QCOMPARE(m_proxy->calls().last().kind, isServerSecure ? Kind::Connect : Kind::Http);
+}
+
+/// Somebody who goes on at his own risk with a server has said nothing of the proxy.
+void TestNetworkCredentialsProxies::aSecureProxysCertificateIsSaidToBeItsOwn()
+{
+    const TestCa ca;
+    QVERIFY2(ca.isValid(), qPrintable(ca.errorText()));
+    m_proxy->setTls(ca.serverConfiguration());
+    NetworkOptions options;
+    options.proxy = m_proxy->url(u"https"_s);
+    QVERIFY(apply(options));
+    const Reply reply = get(m_url);
+    reply->ignoreSslErrors();
+    QVERIFY(waitForEnd(reply));
+    QCOMPARE(reply->error(), QNetworkReply::SslHandshakeFailedError);
+    const QString beginning =
+        u"the certificate of the proxy \"127.0.0.1:%1\" is not trusted: "_s.arg(m_proxy->serverPort());
+    QVERIFY2(reply->errorString().startsWith(beginning), qPrintable(reply->errorString()));
+    QVERIFY(m_proxy->calls().isEmpty());
+}
+
+void TestNetworkCredentialsProxies::aServerThatIsTrustedForOnceMayLieBehindASecureProxy()
+{
+    const TestCa ca;
+    const TestCa stranger;
+    QVERIFY2(ca.isValid() && stranger.isValid(), qPrintable(ca.errorText()));
+    ScriptedServer secure(stranger.serverConfiguration());
+    secure.setResponse("/file", kContent);
+    m_proxy->setTls(ca.serverConfiguration());
+    NetworkOptions options;
+    options.proxy = m_proxy->url(u"https"_s);
+    QVERIFY(apply(options));
+    QString error;
+    QVERIFY2(m_chief->addCaCertificates(ca.caFile(), &error), qPrintable(error));
+    const Reply reply = get(secure.url(u"/file"_s));
+    reply->ignoreSslErrors();
+    QVERIFY(waitForEnd(reply));
+    QVERIFY2(reply->error() == QNetworkReply::NoError, qPrintable(reply->errorString()));
+    QCOMPARE(reply->readAll(), QByteArray("content"));
 }
 
 void TestNetworkCredentialsProxies::aHeaderForTheProxyIsNotForTheServer()

@@ -33,6 +33,7 @@ void TestProxyChoice::proxiesThatCanBeUsed_data()
     QTest::newRow("an address and a port") << u"127.0.0.1:3128"_s << u"http://127.0.0.1:3128"_s;
     QTest::newRow("a slash at the end") << u"http://p:3128/"_s << u"http://p:3128"_s;
     QTest::newRow("a login") << u"http://me:p%40ss@p:3128"_s << u"http://me:p%40ss@p:3128"_s;
+    QTest::newRow("https") << u"https://p:3129"_s << u"https://p:3129"_s;
     QTest::newRow("socks5") << u"socks5://p"_s << u"socks5://p:1080"_s;
     QTest::newRow("socks5h") << u"socks5h://p:9050"_s << u"socks5://p:9050"_s;
     QTest::newRow("socks as desktops write it") << u"socks://p:9050/"_s << u"socks5://p:9050"_s;
@@ -52,7 +53,6 @@ void TestProxyChoice::proxiesThatCanBeUsed()
 void TestProxyChoice::proxiesThatCannotBeUsed_data()
 {
     QTest::addColumn<QString>("text");
-    QTest::newRow("https") << u"https://me:secret@p"_s;
     QTest::newRow("socks4") << u"socks4://me:secret@p"_s;
     QTest::newRow("no host") << u"http://:3128"_s;
     QTest::newRow("nothing behind the scheme") << u"http://"_s;
