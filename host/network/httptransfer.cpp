@@ -319,7 +319,9 @@ void HttpTransfer::endWithStatus()
 
 void HttpTransfer::endWithoutAnswer(CURLcode code)
 {
-    const bool isRefused = code == CURLE_PEER_FAILED_VERIFICATION && !m_check.certificate().isEmpty();
+    // Through a proxy's TLS libcurl does not see why it was that the handshake broke off.
+    const bool isRefused = (code == CURLE_PEER_FAILED_VERIFICATION && !m_check.certificate().isEmpty())
+        || (code == CURLE_SSL_CONNECT_ERROR && !m_check.problems().isEmpty());
     if (isRefused && !m_check.isProxys()) {
         pipe().putEnd(
             {QNetworkReply::SslHandshakeFailedError, wordsFor(code), m_check.problems(), m_check.certificate()});

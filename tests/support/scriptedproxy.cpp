@@ -151,7 +151,10 @@ bool ScriptedProxy::isWelcome(const QByteArray &head) const
         return m_login.isEmpty() || basicLogin(head) == m_login;
     }
     const QList<QByteArray> words = head.split(' ');
-    return Authentication::answersDigest(valueOf(head, "Proxy-Authorization"), words.value(0), words.value(1), m_login);
+    // Of a whole URL most clients name the path alone, and proxies take what they name.
+    const QByteArray target =
+        words.value(0) == "CONNECT" ? words.value(1) : QUrl::fromEncoded(words.value(1)).path().toUtf8();
+    return Authentication::answersDigest(valueOf(head, "Proxy-Authorization"), words.value(0), target, m_login);
 }
 
 bool ScriptedProxy::stepSocksGreeting(QTcpSocket *socket, Client &client)

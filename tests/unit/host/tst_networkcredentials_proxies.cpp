@@ -53,7 +53,8 @@ private Q_SLOTS:
     void aSecureProxyIsUsed_data();
     void aSecureProxyIsUsed();
     void aSecureProxysCertificateIsSaidToBeItsOwn();
-    void aServerThatIsTrustedForOnceMayLieBehindASecureProxy();
+    void aServerThatIsTrustedForOnceMayLieBehindAProxy_data();
+    void aServerThatIsTrustedForOnceMayLieBehindAProxy();
     void aHeaderForTheProxyIsNotForTheServer();
     void theEnvironmentsProxyIsUsed();
     void theEnvironmentMayBeLeftOut();
@@ -264,16 +265,26 @@ void TestNetworkCredentialsProxies::aSecureProxysCertificateIsSaidToBeItsOwn()
     QVERIFY(m_proxy->calls().isEmpty());
 }
 
-void TestNetworkCredentialsProxies::aServerThatIsTrustedForOnceMayLieBehindASecureProxy()
+void TestNetworkCredentialsProxies::aServerThatIsTrustedForOnceMayLieBehindAProxy_data()
 {
+    QTest::addColumn<QString>("scheme");
+    QTest::newRow("http") << u"http"_s;
+    QTest::newRow("https") << u"https"_s;
+    QTest::newRow("socks5") << u"socks5"_s;
+}
+
+void TestNetworkCredentialsProxies::aServerThatIsTrustedForOnceMayLieBehindAProxy()
+{
+    QFETCH(QString, scheme);
     const TestCa ca;
     const TestCa stranger;
     QVERIFY2(ca.isValid() && stranger.isValid(), qPrintable(ca.errorText()));
     ScriptedServer secure(stranger.serverConfiguration());
     secure.setResponse("/file", kContent);
-    m_proxy->setTls(ca.serverConfiguration());
+    if (scheme == "https"_L1)
+        m_proxy->setTls(ca.serverConfiguration());
     NetworkOptions options;
-    options.proxy = m_proxy->url(u"https"_s);
+    options.proxy = m_proxy->url(scheme);
     QVERIFY(apply(options));
     QString error;
     QVERIFY2(m_chief->addCaCertificates(ca.caFile(), &error), qPrintable(error));
