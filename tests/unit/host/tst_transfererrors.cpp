@@ -36,6 +36,14 @@ Circumstances proxySaid(int status)
     return circumstances;
 }
 
+Circumstances socksSaid(CURLproxycode error)
+{
+    Circumstances circumstances;
+    circumstances.proxyError = int(error);
+    circumstances.isByProxy = true;
+    return circumstances;
+}
+
 Circumstances ftpSaid(int answer)
 {
     Circumstances circumstances;
@@ -73,6 +81,10 @@ void TestTransferErrors::whatQtCallsAnEndOverHttp_data()
     row("no such host", CURLE_COULDNT_RESOLVE_HOST, nothing(), QNetworkReply::HostNotFoundError);
     row("no such proxy", CURLE_COULDNT_RESOLVE_PROXY, system(0, true), QNetworkReply::ProxyNotFoundError);
     row("a proxy that speaks nonsense", CURLE_PROXY, system(0, true), QNetworkReply::UnknownProxyError);
+    row("a proxy that wants to know who is there", CURLE_PROXY, socksSaid(CURLPX_NO_AUTH),
+        QNetworkReply::ProxyAuthenticationRequiredError);
+    row("a proxy that takes no such login", CURLE_PROXY, socksSaid(CURLPX_USER_REJECTED),
+        QNetworkReply::ProxyAuthenticationRequiredError);
     row("nobody listens", CURLE_COULDNT_CONNECT, system(ECONNREFUSED), QNetworkReply::ConnectionRefusedError);
     row("no proxy listens", CURLE_COULDNT_CONNECT, system(ECONNREFUSED, true),
         QNetworkReply::ProxyConnectionRefusedError);
