@@ -8,6 +8,7 @@
 #include <openssl/x509v3.h>
 
 #include <memory>
+#include <utility>
 
 namespace
 {
@@ -83,12 +84,16 @@ int CertificateCheck::onChain(X509_STORE_CTX *chain, void *self)
     return (isAnyGood ? check->verifies(chain) : check->isPinned(chain)) ? 1 : 0;
 }
 
-/// On one connection hands may be shaken twice, and the proxy's turn is over once it has let us through.
+/// On one connection hands may be shaken twice, and the proxy's turn is over once it has let us through. What it has
+/// said on the connection before is still known on the next one.
 void CertificateCheck::begin(CURL *handle)
 {
     long answer = 0;
     curl_easy_getinfo(handle, CURLINFO_HTTP_CONNECTCODE, &answer);
-    m_isProxys = m_hasProxy && answer / kHundred != kSuccess;
+    long connections = 0;
+    curl_easy_getinfo(handle, CURLINFO_NUM_CONNECTS, &connections);
+    const bool isFirst = std::exchange(m_connections, connections) != connections;
+    m_isProxys = m_hasProxy && (isFirst || answer / kHundred != kSuccess);
     m_problems.clear();
     m_certificate.clear();
 }

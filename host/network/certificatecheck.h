@@ -57,6 +57,7 @@ private:
     const QByteArray m_pinned;
     const bool m_hasProxy; ///< that speaks TLS itself
     bool m_isProxys = false;
+    long m_connections = 0; ///< that the handle had made by then
     QList<CertificateProblem> m_problems;
     QByteArray m_certificate;
 };

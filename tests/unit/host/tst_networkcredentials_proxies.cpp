@@ -55,6 +55,8 @@ private Q_SLOTS:
     void aSecureProxysCertificateIsSaidToBeItsOwn();
     void aServerThatIsTrustedForOnceMayLieBehindAProxy_data();
     void aServerThatIsTrustedForOnceMayLieBehindAProxy();
+    void aSecureProxyIsKnownAgainOnTheNextConnection();
+    void aSecureProxyThatCannotBeSpokenToIsNamed();
     void aHeaderForTheProxyIsNotForTheServer();
     void theEnvironmentsProxyIsUsed();
     void theEnvironmentMayBeLeftOut();
@@ -293,6 +295,50 @@ void TestNetworkCredentialsProxies::aServerThatIsTrustedForOnceMayLieBehindAProx
     QVERIFY(waitForEnd(reply));
     QVERIFY2(reply->error() == QNetworkReply::NoError, qPrintable(reply->errorString()));
     QCOMPARE(reply->readAll(), QByteArray("content"));
+}
+
+/// A server that asks and goes away has both hands shaken twice in one transfer.
+void TestNetworkCredentialsProxies::aSecureProxyIsKnownAgainOnTheNextConnection()
+{
+    const TestCa ca;
+    const TestCa stranger;
+    QVERIFY2(ca.isValid() && stranger.isValid(), qPrintable(ca.errorText()));
+    ScriptedServer secure(stranger.serverConfiguration());
+    secure.setHandler("/file", [](const ScriptedRequest &request) {
+        if (request.header("Authorization") == Authentication::basicHeader("me:pw"))
+            return ScriptedResponse(kContent);
+        ScriptedResponse refusal = ScriptedResponse::error(401);
+        refusal.withHeader("WWW-Authenticate", "Basic realm=\"x\"").withHeader("Connection", "close");
+        return refusal;
+    });
+    m_proxy->setTls(ca.serverConfiguration());
+    NetworkOptions options = loginOption(u"me"_s, u"pw"_s);
+    options.proxy = m_proxy->url(u"https"_s);
+    QVERIFY(apply(options));
+    QString error;
+    QVERIFY2(m_chief->addCaCertificates(ca.caFile(), &error), qPrintable(error));
+    m_chief->takeSecrets(secure.url(u"/file"_s), nullptr);
+    const Reply reply = get(secure.url(u"/file"_s));
+    reply->ignoreSslErrors();
+    QVERIFY(waitForEnd(reply));
+    QVERIFY2(reply->error() == QNetworkReply::NoError, qPrintable(reply->errorString()));
+    QCOMPARE(reply->readAll(), QByteArray("content"));
+}
+
+void TestNetworkCredentialsProxies::aSecureProxyThatCannotBeSpokenToIsNamed()
+{
+    const TestCa ca;
+    QVERIFY2(ca.isValid(), qPrintable(ca.errorText()));
+    QSslConfiguration bare = ca.serverConfiguration();
+    bare.setLocalCertificateChain({});
+    m_proxy->setTls(bare);
+    NetworkOptions options;
+    options.proxy = m_proxy->url(u"https"_s);
+    QVERIFY(apply(options));
+    const Reply reply = get(QUrl(u"https://files.example/file"_s));
+    QVERIFY(waitForEnd(reply));
+    QCOMPARE(reply->error(), QNetworkReply::SslHandshakeFailedError);
+    QVERIFY2(reply->errorString().startsWith("cannot agree with \"127.0.0.1\""_L1), qPrintable(reply->errorString()));
 }
 
 void TestNetworkCredentialsProxies::aHeaderForTheProxyIsNotForTheServer()
