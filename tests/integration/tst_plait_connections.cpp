@@ -105,7 +105,8 @@ void TestPlaitConnections::theLastLineSaysWhyThereWereNotMore()
     ScriptedServer server;
     server.setResponse("/file.bin", response);
     PlaitSandbox plait;
-    const PlaitResult result = plait.run({server.url(u"/file.bin"_s).toString()});
+    // Without a limit all would be there before another connection could be thought of.
+    const PlaitResult result = plait.run({u"--limit-rate"_s, u"6M"_s, server.url(u"/file.bin"_s).toString()});
     QVERIFY2(result.status == 0, result.err);
     QVERIFY2(lastLine(result.err).endsWith(note), result.err);
 }
