@@ -406,7 +406,7 @@ void TestListRepair::aDownloadThatWasBegunAnewBesideItsOldFileLeavesThatToIt()
 
 void TestListRepair::aListOfTheFirstVersionIsBroughtOver()
 {
-    QFile script(QFINDTESTDATA("schema_version1.sql"));
+    QFile script(QStringLiteral(FIRST_SCHEMA));
     QVERIFY(script.open(QIODevice::ReadOnly));
     const QList<QByteArray> statements = script.readAll().split(';');
     {

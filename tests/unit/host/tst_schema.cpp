@@ -98,7 +98,7 @@ void TestSchema::aSecondUpgradeChangesNothing()
 
 void TestSchema::aListOfTheFirstVersionKeepsItsRecords()
 {
-    QFile script(QFINDTESTDATA("schema_version1.sql"));
+    QFile script(QStringLiteral(FIRST_SCHEMA));
     QVERIFY(script.open(QIODevice::ReadOnly));
     const QList<QByteArray> statements = script.readAll().split(';');
     for (const QByteArray &statement : statements) {
