@@ -3,6 +3,7 @@
 
 #include <host/network/credentialstore.h>
 #include <host/network/sharedcookiejar.h>
+#include <host/network/transferhub.h>
 #include <host/network/transfermanager.h>
 #include <host/policy/netscapecookies.h>
 #include <inet/qt/download/framework/abstractnetworkconsumersstats.h>
@@ -48,12 +49,10 @@ QString defaultNetrcFile(const QProcessEnvironment &environment)
 
 NetworkAccessChief::NetworkAccessChief(QObject *parent)
     : AbstractNetworkAccessChief(parent)
-    , m_jar(QSharedPointer<SharedCookieJar>::create())
-    , m_credentials(QSharedPointer<CredentialStore>::create())
+    , m_hub(std::make_shared<TransferHub>(QSharedPointer<SharedCookieJar>::create()))
     , m_stats(std::make_unique<AbstractNetworkConsumersStats>())
-    , m_manager(new TransferManager(m_jar), &QObject::deleteLater)
+    , m_manager(new TransferManager(m_hub), &QObject::deleteLater)
 {
-    m_manager->setCredentials(m_credentials);
     // What lies in memory is neither on disk nor free for what comes next.
     setProperty(kEarlyHandOutSize, qint64(1));
 }
@@ -86,7 +85,7 @@ bool NetworkAccessChief::addCaCertificates(const QString &path, QString *errorTe
     }
     for (const QSslCertificate &certificate : certificates)
         m_authorities.append(certificate.toDer());
-    m_manager->setAuthorities(m_authorities);
+    m_hub->setAuthorities(m_authorities);
     return true;
 }
 
@@ -94,7 +93,7 @@ bool NetworkAccessChief::apply(const NetworkOptions &options, QString *errorText
 {
     m_warnings.clear();
     for (const Credential &credential : options.credentials)
-        m_credentials->add(credential);
+        m_hub->credentials().add(credential);
     if (!applyProxies(options, errorText))
         return false;
     if (!options.cookiesFile.isEmpty() && !loadCookies(options.cookiesFile, errorText))
@@ -108,12 +107,12 @@ bool NetworkAccessChief::apply(const NetworkOptions &options, QString *errorText
 
 QUrl NetworkAccessChief::takeSecrets(const QUrl &url, QVariantMap *headers)
 {
-    return m_credentials->takeSecrets(url, headers);
+    return m_hub->credentials().takeSecrets(url, headers);
 }
 
 QUrl NetworkAccessChief::proxyFor(const QUrl &url) const
 {
-    return m_manager->proxyFor(url);
+    return m_hub->proxyFor(url);
 }
 
 bool NetworkAccessChief::applyProxies(const NetworkOptions &options, QString *errorText)
@@ -135,7 +134,7 @@ bool NetworkAccessChief::applyProxies(const NetworkOptions &options, QString *er
         if (settings.everywhere.isEmpty())
             return false;
     }
-    m_manager->setProxySettings(settings);
+    m_hub->setProxySettings(settings);
     return true;
 }
 
@@ -149,7 +148,7 @@ bool NetworkAccessChief::loadNetrc(const QString &fileName, bool mustExist, QStr
     const std::optional<QList<Netrc::Entry>> entries = Netrc::parse(*text, fileName, errorText);
     if (!entries)
         return false;
-    m_credentials->setNetrc(*entries);
+    m_hub->credentials().setNetrc(*entries);
     if (const QString warning = Netrc::permissionsWarning(QFile::permissions(fileName), *entries, fileName);
         !warning.isEmpty())
         m_warnings.append(warning);
@@ -166,6 +165,6 @@ bool NetworkAccessChief::loadCookies(const QString &fileName, QString *errorText
     if (!cookies)
         return false;
     for (const QNetworkCookie &cookie : *cookies)
-        m_jar->insertCookie(cookie);
+        m_hub->jar().insertCookie(cookie);
     return true;
 }

@@ -12,8 +12,7 @@
 
 #include <memory>
 
-class CredentialStore;
-class SharedCookieJar;
+class TransferHub;
 class TransferManager;
 
 /// Hands out one manager to all transfers: connections, names and TLS sessions are shared beneath it, in threads of
@@ -63,8 +62,7 @@ private:
     bool loadNetrc(const QString &fileName, bool mustExist, QString *errorText);
     bool loadCookies(const QString &fileName, QString *errorText);
 
-    const QSharedPointer<SharedCookieJar> m_jar;
-    const QSharedPointer<CredentialStore> m_credentials;
+    const std::shared_ptr<TransferHub> m_hub;
     const std::unique_ptr<AbstractNetworkConsumersStats> m_stats;
     const QSharedPointer<TransferManager> m_manager;
     QList<QByteArray> m_authorities; ///< DER

@@ -4,7 +4,7 @@
 #include <host/network/credentialstore.h>
 #include <host/network/ftptransfer.h>
 #include <host/network/sharedcookiejar.h>
-#include <host/network/transferloop.h>
+#include <host/network/transferhub.h>
 #include <host/network/transferreply.h>
 #include <host/policy/secretheaders.h>
 #include <host/policy/urlcredentials.h>
@@ -12,6 +12,8 @@
 #include <QIODevice>
 #include <QNetworkCookie>
 #include <QNetworkRequest>
+
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -41,13 +43,11 @@ bool isManual(const QNetworkRequest &request, QNetworkRequest::Attribute attribu
 
 }
 
-TransferManager::TransferManager(QSharedPointer<SharedCookieJar> jar, QObject *parent)
+TransferManager::TransferManager(std::shared_ptr<TransferHub> hub, QObject *parent)
     : QNetworkAccessManager(parent)
-    , m_jar(jar)
-    , m_credentials(QSharedPointer<CredentialStore>::create())
-    , m_means(std::make_shared<TransferMeans>())
+    , m_hub(std::move(hub))
 {
-    m_jar->serve(*this);
+    m_hub->jar().serve(*this);
 }
 
 TransferManager::~TransferManager() = default;
@@ -84,10 +84,10 @@ QNetworkReply *TransferManager::send(Operation operation, const QNetworkRequest 
 {
     QNetworkRequest shown = original;
     shown.setUrl(request.url);
-    auto *const reply = new TransferReply(request.isPost ? operation : GetOperation, shown, request, m_means,
-                                          loopFor(request.url), this);
+    auto *const reply = new TransferReply(request.isPost ? operation : GetOperation, shown, request, m_hub->means(),
+                                          m_hub->loopFor(request.url), this);
     connect(reply, &TransferReply::redirectedWithLogin, this,
-            [this](const QUrl &url) { m_credentials->addRedirectLogin(url); });
+            [this](const QUrl &url) { m_hub->credentials().addRedirectLogin(url); });
     return reply;
 }
 
@@ -95,7 +95,7 @@ TransferRequest TransferManager::overHttp(Operation operation, const QNetworkReq
                                           QIODevice *outgoingData) const
 {
     QNetworkRequest ready = completed(request);
-    const bool isPost = operation == PostOperation && m_credentials->mayGetBody(ready.url());
+    const bool isPost = operation == PostOperation && m_hub->credentials().mayGetBody(ready.url());
     if (!isPost)
         ready.setHeader(QNetworkRequest::ContentTypeHeader, QVariant());
     TransferRequest result;
@@ -107,9 +107,9 @@ TransferRequest TransferManager::overHttp(Operation operation, const QNetworkReq
     result.range = ready.rawHeader(kRange);
     if (isPost && outgoingData)
         result.body = outgoingData->readAll();
-    result.login = m_credentials->loginFor(result.url);
-    result.proxy = ProxyChoice::forUrl(result.url, m_proxySettings);
-    result.authorities = m_authorities;
+    result.login = m_hub->credentials().loginFor(result.url);
+    result.proxy = m_hub->proxyFor(result.url);
+    result.authorities = m_hub->authorities();
     return result;
 }
 
@@ -119,8 +119,8 @@ TransferRequest TransferManager::overFtp(const QNetworkRequest &request) const
     TransferRequest result;
     result.url = url;
     result.range = request.rawHeader(kRange);
-    result.login = ownLogin.isEmpty() ? m_credentials->loginFor(url) : ownLogin;
-    result.proxy = ProxyChoice::forUrl(url, m_proxySettings);
+    result.login = ownLogin.isEmpty() ? m_hub->credentials().loginFor(url) : ownLogin;
+    result.proxy = m_hub->proxyFor(url);
     return result;
 }
 
@@ -138,7 +138,7 @@ QNetworkRequest TransferManager::withoutSecrets(QNetworkRequest request) const
 {
     const QUrl url = request.url();
     if (!url.userInfo().isEmpty()) {
-        m_credentials->addRedirectLogin(url);
+        m_hub->credentials().addRedirectLogin(url);
         request.setUrl(UrlCredentials::split(url).url);
     }
     const QList<QByteArray> names = request.rawHeaderList();
@@ -153,7 +153,7 @@ QNetworkRequest TransferManager::withoutSecrets(QNetworkRequest request) const
 
 void TransferManager::addSecrets(QNetworkRequest &request) const
 {
-    for (const auto &[name, value] : m_credentials->headersFor(request.url())) {
+    for (const auto &[name, value] : m_hub->credentials().headersFor(request.url())) {
         if (name.compare(kProxyAuthorization, Qt::CaseInsensitive) != 0 || isReadByProxy(request.url()))
             request.setRawHeader(name, value);
     }
@@ -167,7 +167,7 @@ void TransferManager::addCookies(QNetworkRequest &request) const
     QByteArrayList texts;
     if (const QByteArray given = request.rawHeader(kCookie); !given.isEmpty())
         texts.append(given);
-    const QList<QNetworkCookie> cookies = m_jar->cookiesForUrl(request.url());
+    const QList<QNetworkCookie> cookies = m_hub->jar().cookiesForUrl(request.url());
     for (const QNetworkCookie &cookie : cookies)
         texts.append(cookie.toRawForm(QNetworkCookie::NameAndValueOnly));
     if (!texts.isEmpty())
@@ -177,13 +177,5 @@ void TransferManager::addCookies(QNetworkRequest &request) const
 /// Whether the head of a request goes to a proxy, and not through it to the server.
 bool TransferManager::isReadByProxy(const QUrl &url) const
 {
-    return url.scheme() == "http"_L1 && ProxyChoice::forUrl(url, m_proxySettings).scheme().startsWith("http"_L1);
-}
-
-const std::shared_ptr<TransferLoop> &TransferManager::loopFor(const QUrl &url)
-{
-    std::shared_ptr<TransferLoop> &loop = isFtp(url) ? m_ftpLoop : m_loop;
-    if (!loop)
-        loop = std::make_shared<TransferLoop>(m_means);
-    return loop;
+    return url.scheme() == "http"_L1 && m_hub->proxyFor(url).scheme().startsWith("http"_L1);
 }

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <host/policy/retry.h>
 
+#include <host/policy/httpdate.h>
+
 #include <QFileDevice>
-#include <QLocale>
 #include <QNetworkReply>
-#include <QTimeZone>
 
 #include <algorithm>
 
@@ -45,24 +45,6 @@ bool mayStatusPass(int status)
     return status == 408 || status == 425 || status == 429 || (status >= 500 && status <= 599);
 }
 
-/// The day of the week says nothing that the date does not.
-std::optional<QDateTime> parseHttpDate(const QString &text)
-{
-    const QString date = text.section(u' ', 1);
-    for (const auto format :
-         {"dd MMM yyyy hh:mm:ss 'GMT'"_L1, "dd-MMM-yy hh:mm:ss 'GMT'"_L1, "MMM d hh:mm:ss yyyy"_L1}) {
-        QDateTime time = QLocale::c().toDateTime(date, QString(format));
-        if (!time.isValid())
-            continue;
-        // Two digits of a year are of this century.
-        if (time.date().year() < 1970)
-            time = time.addYears(100);
-        time.setTimeZone(QTimeZone::utc());
-        return time;
-    }
-    return std::nullopt;
-}
-
 }
 
 bool Retry::isWorthwhile(const AbstractError &error)
@@ -82,7 +64,7 @@ std::optional<qint64> Retry::parseRetryAfter(const QString &value, const QDateTi
         const qint64 seconds = text.size() > 9 ? 1'000'000'000 : text.toLongLong();
         return seconds * 1000;
     }
-    const std::optional<QDateTime> date = parseHttpDate(text);
+    const std::optional<QDateTime> date = HttpDate::parse(text);
     if (!date)
         return std::nullopt;
     return std::max<qint64>(0, now.msecsTo(*date));

@@ -17,7 +17,8 @@ void FtpTransferBench::init()
     m_server = std::make_unique<FtpServer>();
     QVERIFY2(m_server->isListening(), qPrintable(m_server->errorText()));
     QVERIFY(m_server->addFile(u"file"_s, kSeed, kSize));
-    m_manager = std::make_unique<TransferManager>(QSharedPointer<SharedCookieJar>::create());
+    m_hub = std::make_shared<TransferHub>(QSharedPointer<SharedCookieJar>::create());
+    m_manager = std::make_unique<TransferManager>(m_hub);
 }
 
 void FtpTransferBench::cleanup()

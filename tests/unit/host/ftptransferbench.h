@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/network/transferhub.h>
 #include <host/network/transfermanager.h>
 #include <tests/support/ftpserver.h>
 #include <tests/support/testfiles.h>
@@ -42,5 +43,6 @@ protected:
     static QByteArray content(qint64 from, qint64 length) { return TestFiles::content(kSeed, from, length); }
 
     std::unique_ptr<FtpServer> m_server;
+    std::shared_ptr<TransferHub> m_hub;
     std::unique_ptr<TransferManager> m_manager;
 };

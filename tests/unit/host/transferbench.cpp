@@ -9,7 +9,8 @@ void TransferBench::setUp()
     QVERIFY(m_server->isListening());
     m_server->setResponse("/file", ScriptedResponse::file(kSeed, kSize));
     m_jar = QSharedPointer<SharedCookieJar>::create();
-    m_manager = std::make_unique<TransferManager>(m_jar);
+    m_hub = std::make_shared<TransferHub>(m_jar);
+    m_manager = std::make_unique<TransferManager>(m_hub);
     m_means = std::make_shared<TransferMeans>();
     m_loop = std::make_shared<TransferLoop>(m_means);
 }

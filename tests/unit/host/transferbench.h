@@ -2,6 +2,7 @@
 #pragma once
 
 #include <host/network/sharedcookiejar.h>
+#include <host/network/transferhub.h>
 #include <host/network/transferloop.h>
 #include <host/network/transfermanager.h>
 #include <host/network/transferreply.h>
@@ -48,6 +49,7 @@ protected:
 
     std::unique_ptr<ScriptedServer> m_server;
     QSharedPointer<SharedCookieJar> m_jar;
+    std::shared_ptr<TransferHub> m_hub;
     std::unique_ptr<TransferManager> m_manager;
     std::shared_ptr<TransferMeans> m_means;
     std::shared_ptr<TransferLoop> m_loop;

@@ -357,7 +357,7 @@ void TestFtpTransfer::aProxyIsAskedForTheServer()
     QVERIFY(proxy.listen(QHostAddress::LocalHost));
     ProxyChoice::Settings settings;
     settings.everywhere = QUrl(u"http://127.0.0.1:%1"_s.arg(proxy.serverPort()));
-    m_manager->setProxySettings(settings);
+    m_hub->setProxySettings(settings);
     const Recorder recorder(get(QUrl(u"ftp://files.example:2121/file"_s)));
     QTRY_VERIFY(proxy.hasPendingConnections());
     QTcpSocket *const socket = proxy.nextPendingConnection();

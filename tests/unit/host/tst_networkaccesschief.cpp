@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <host/network/networkaccesschief.h>
 #include <host/network/sharedcookiejar.h>
+#include <host/network/transferhub.h>
 #include <host/network/transfermanager.h>
 #include <tests/support/scriptedserver.h>
 #include <tests/support/testca.h>
@@ -127,7 +128,7 @@ void TestNetworkAccessChief::theManagerMayGoBeforeItsReplies()
 void TestNetworkAccessChief::theJarOutlivesTheManager()
 {
     const auto jar = QSharedPointer<SharedCookieJar>::create();
-    auto manager = std::make_unique<TransferManager>(jar);
+    auto manager = std::make_unique<TransferManager>(std::make_shared<TransferHub>(jar));
     QCOMPARE(manager->cookieJar(), jar.get());
     const QPointer<QNetworkCookieJar> watched(jar.get());
     manager.reset();

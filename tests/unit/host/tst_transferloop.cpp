@@ -122,7 +122,7 @@ void TestTransferLoop::aNameThatIsLookedUpHoldsUpNobody()
     } else if (how == "delete"_L1) {
         delete slow;
     } else {
-        m_manager = std::make_unique<TransferManager>(m_jar);
+        m_manager = std::make_unique<TransferManager>(m_hub);
     }
     const Reply reply = get();
     const Recorder other(reply.get());

@@ -160,7 +160,7 @@ QString TestTransferReplyTls::selfSigned()
 
 void TestTransferReplyTls::aTrustedCertificateIsNotTalkedAbout()
 {
-    m_manager->setAuthorities({QSslCertificate::fromPath(m_ca->caFile()).constFirst().toDer()});
+    m_hub->setAuthorities({QSslCertificate::fromPath(m_ca->caFile()).constFirst().toDer()});
     const Reply reply = get();
     const Recorder recorder(reply.get());
     QVERIFY(recorder.wait());
@@ -318,7 +318,7 @@ void TestTransferReplyTls::whatIsWrongIsWhatQtFinds()
     const QList<QSslCertificate> authorities =
         isAuthorityKnown ? QSslCertificate::fromPath(m_ca->caFile()) : QList<QSslCertificate>();
     if (isAuthorityKnown)
-        m_manager->setAuthorities({authorities.constFirst().toDer()});
+        m_hub->setAuthorities({authorities.constFirst().toDer()});
 
     const Reply reply = get();
     QList<QSslError> errors;
@@ -342,7 +342,7 @@ void TestTransferReplyTls::whatIsWrongIsWhatQtFinds()
 
 void TestTransferReplyTls::aConnectionServesAgainOverTls()
 {
-    m_manager->setAuthorities({QSslCertificate::fromPath(m_ca->caFile()).constFirst().toDer()});
+    m_hub->setAuthorities({QSslCertificate::fromPath(m_ca->caFile()).constFirst().toDer()});
     for (int i = 0; i < 3; ++i) {
         const Reply reply = get();
         const Recorder recorder(reply.get());
@@ -372,7 +372,7 @@ void TestTransferReplyTls::anEndWithoutGoodbyeIsNoEnd()
     EndingServer server(m_ca->serverConfiguration(),
                         "HTTP/1.1 200 OK\r\n" + fields + "Connection: close\r\n\r\ncontent", saysGoodbye);
     QVERIFY(server.listen(QHostAddress::LocalHost));
-    m_manager->setAuthorities({QSslCertificate::fromPath(m_ca->caFile()).constFirst().toDer()});
+    m_hub->setAuthorities({QSslCertificate::fromPath(m_ca->caFile()).constFirst().toDer()});
     const Reply reply(m_manager->get(QNetworkRequest(QUrl(u"https://127.0.0.1:%1/x"_s.arg(server.serverPort())))));
     const Recorder recorder(reply.get());
     QVERIFY(recorder.wait());

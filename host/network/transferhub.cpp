@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: MIT
+#include <host/network/transferhub.h>
+
+#include <host/network/credentialstore.h>
+#include <host/network/sharedcookiejar.h>
+#include <host/network/transferloop.h>
+
+using namespace Qt::StringLiterals;
+
+TransferHub::TransferHub(const QSharedPointer<SharedCookieJar> &jar)
+    : m_jar(jar)
+    , m_credentials(std::make_unique<CredentialStore>())
+    , m_means(std::make_shared<TransferMeans>())
+{
+}
+
+TransferHub::~TransferHub() = default;
+
+const std::shared_ptr<TransferLoop> &TransferHub::loopFor(const QUrl &url)
+{
+    std::shared_ptr<TransferLoop> &loop = url.scheme() == "ftp"_L1 ? m_ftpLoop : m_loop;
+    if (!loop)
+        loop = std::make_shared<TransferLoop>(m_means);
+    return loop;
+}
