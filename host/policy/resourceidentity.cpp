@@ -1,0 +1,132 @@
+// SPDX-License-Identifier: MIT
+#include <host/policy/resourceidentity.h>
+
+#include <host/policy/httpdate.h>
+#include <host/policy/partialanswer.h>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+constexpr int kPartialContent = 206;
+constexpr int kWeakMarkSize = 2;
+
+using Field = ResourceIdentity::Field;
+
+QByteArray valueOf(const QList<Field> &fields, const char *name)
+{
+    const auto found = std::find_if(fields.cbegin(), fields.cend(), [name](const Field &field) {
+        return field.first.compare(name, Qt::CaseInsensitive) == 0;
+    });
+    return found == fields.cend() ? QByteArray() : found->second.trimmed();
+}
+
+qint64 totalOf(int status, const QList<Field> &fields)
+{
+    if (status == kPartialContent) {
+        const auto range = PartialAnswer::parseContentRange(valueOf(fields, "Content-Range"));
+        return range ? range->total : -1;
+    }
+    bool isNumber = false;
+    const qint64 length = valueOf(fields, "Content-Length").toLongLong(&isNumber);
+    return isNumber && length >= 0 ? length : -1;
+}
+
+/// Content-Digest would be about the part alone.
+QByteArray digestOf(const QList<Field> &fields)
+{
+    const QByteArray digest = valueOf(fields, "Repr-Digest");
+    return digest.isEmpty() ? valueOf(fields, "Digest") : digest;
+}
+
+/// "sha-256=…" of each algorithm.
+QList<QByteArray> partsOf(const QByteArray &digest)
+{
+    QList<QByteArray> parts = digest.split(',');
+    for (QByteArray &part : parts)
+        part = part.trimmed();
+    return parts;
+}
+
+QByteArray algorithmOf(const QByteArray &part)
+{
+    return part.first(std::max<qsizetype>(part.indexOf('='), 0)).toLower();
+}
+
+/// Two that name no algorithm in common say nothing of each other.
+bool isOtherDigest(const QByteArray &one, const QByteArray &other)
+{
+    for (const QByteArray &part : partsOf(one)) {
+        for (const QByteArray &otherPart : partsOf(other)) {
+            const QByteArray algorithm = algorithmOf(part);
+            if (!algorithm.isEmpty() && algorithm == algorithmOf(otherPart)
+                && part.sliced(algorithm.size()) != otherPart.sliced(algorithm.size()))
+                return true;
+        }
+    }
+    return false;
+}
+
+QString differs(const QString &what, const QString &now, const QString &before)
+{
+    return u"%1 is %2, and was %3"_s.arg(what, now, before);
+}
+
+const QByteArray &tagOf(const ResourceIdentity &identity)
+{
+    return identity.etag.isEmpty() ? identity.weakEtag : identity.etag;
+}
+
+}
+
+ResourceIdentity ResourceIdentity::of(int status, const QList<Field> &fields)
+{
+    ResourceIdentity identity;
+    const QByteArray etag = valueOf(fields, "ETag");
+    if (etag.startsWith("W/") || etag.startsWith("w/"))
+        identity.weakEtag = etag.sliced(kWeakMarkSize);
+    else
+        identity.etag = etag;
+    const auto date = HttpDate::parse(QString::fromLatin1(valueOf(fields, "Last-Modified")));
+    identity.lastModified = date.value_or(QDateTime());
+    identity.total = totalOf(status, fields);
+    identity.digest = digestOf(fields);
+    return identity;
+}
+
+QString ResourceIdentity::contradiction(const ResourceIdentity &newer) const
+{
+    if (total >= 0 && newer.total >= 0 && total != newer.total)
+        return differs(u"its size"_s, u"%1 bytes"_s.arg(newer.total), QString::number(total));
+    const QByteArray &tag = tagOf(*this);
+    const QByteArray &newerTag = tagOf(newer);
+    if (!tag.isEmpty() && !newerTag.isEmpty() && tag != newerTag)
+        return differs(u"its ETag"_s, QString::fromLatin1(newerTag), QString::fromLatin1(tag));
+    if (isOtherDigest(digest, newer.digest))
+        return differs(u"its digest"_s, QString::fromLatin1(newer.digest), QString::fromLatin1(digest));
+    const bool isProvedTheSame = !etag.isEmpty() && etag == newer.etag;
+    const bool isOtherDate =
+        lastModified.isValid() && newer.lastModified.isValid() && lastModified != newer.lastModified;
+    return isOtherDate && !isProvedTheSame
+        ? differs(u"its date"_s, newer.lastModified.toString(Qt::ISODate), lastModified.toString(Qt::ISODate))
+        : QString();
+}
+
+ResourceIdentity ResourceIdentity::completed(const ResourceIdentity &newer) const
+{
+    ResourceIdentity result = *this;
+    if (result.etag.isEmpty())
+        result.etag = newer.etag;
+    if (result.weakEtag.isEmpty())
+        result.weakEtag = newer.weakEtag;
+    if (!result.lastModified.isValid())
+        result.lastModified = newer.lastModified;
+    if (result.total < 0)
+        result.total = newer.total;
+    if (result.digest.isEmpty())
+        result.digest = newer.digest;
+    return result;
+}
