@@ -236,8 +236,12 @@ void HttpTransfer::tellHead()
 {
     if (std::exchange(m_isHeadTold, true))
         return;
-    TransferPipe::Head head{
-        m_head.status(), m_head.reason(), {}, m_head.values("Set-Cookie"), m_request.url.scheme() == "https"_L1};
+    TransferPipe::Head head{m_head.status(),
+                            m_head.reason(),
+                            {},
+                            m_head.values("Set-Cookie"),
+                            m_request.url.scheme() == "https"_L1,
+                            m_plan.end != BodyFraming::End::Close || m_plan.length >= 0};
     for (const AnswerHead::Field &field : m_head.joinedFields()) {
         if (!m_plan.withheld.contains(field.first.toLower()))
             head.fields.append(field);

@@ -66,6 +66,11 @@ QSharedPointer<QNetworkAccessManager> NetworkAccessChief::takeManager(const QUrl
 
 void NetworkAccessChief::returnManager(const QSharedPointer<QNetworkAccessManager> &, const QUrl &) {}
 
+QSharedPointer<TransferManager> NetworkAccessChief::makeManager(const std::shared_ptr<ResourceGuard> &guard) const
+{
+    return {new TransferManager(m_hub, guard), &QObject::deleteLater};
+}
+
 AbstractNetworkConsumersStats *NetworkAccessChief::consumersStats() const
 {
     return m_stats.get();

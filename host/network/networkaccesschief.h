@@ -12,6 +12,7 @@
 
 #include <memory>
 
+class ResourceGuard;
 class TransferHub;
 class TransferManager;
 
@@ -31,6 +32,9 @@ public:
 
     QSharedPointer<QNetworkAccessManager> takeManager(const QUrl &url) override;
     void returnManager(const QSharedPointer<QNetworkAccessManager> &manager, const QUrl &url) override;
+
+    /// A manager for the requests of one download, over what all share.
+    QSharedPointer<TransferManager> makeManager(const std::shared_ptr<ResourceGuard> &guard) const;
 
     AbstractNetworkConsumersStats *consumersStats() const override;
     NetworkUsageSettings usageSettings() const override { return m_usageSettings; }

@@ -3,9 +3,11 @@
 
 #include <host/network/credentialstore.h>
 #include <host/network/ftptransfer.h>
+#include <host/network/resourceguard.h>
 #include <host/network/sharedcookiejar.h>
 #include <host/network/transferhub.h>
 #include <host/network/transferreply.h>
+#include <host/policy/partialanswer.h>
 #include <host/policy/secretheaders.h>
 #include <host/policy/urlcredentials.h>
 
@@ -43,9 +45,11 @@ bool isManual(const QNetworkRequest &request, QNetworkRequest::Attribute attribu
 
 }
 
-TransferManager::TransferManager(std::shared_ptr<TransferHub> hub, QObject *parent)
+TransferManager::TransferManager(std::shared_ptr<TransferHub> hub, std::shared_ptr<ResourceGuard> guard,
+                                 QObject *parent)
     : QNetworkAccessManager(parent)
     , m_hub(std::move(hub))
+    , m_guard(std::move(guard))
 {
     m_hub->jar().serve(*this);
 }
@@ -84,8 +88,13 @@ QNetworkReply *TransferManager::send(Operation operation, const QNetworkRequest 
 {
     QNetworkRequest shown = original;
     shown.setUrl(request.url);
-    auto *const reply = new TransferReply(request.isPost ? operation : GetOperation, shown, request, m_hub->means(),
-                                          m_hub->loopFor(request.url), this);
+    TransferReply::Way way{m_guard, {}};
+    if (m_guard)
+        way.path = m_guard->pathTo(request.url, PartialAnswer::askedStart(request.range).value_or(0) > 0);
+    if (const QUrl target = m_guard && !request.isPost ? m_guard->ledTo(way.path) : QUrl(); !target.isEmpty())
+        return new TransferReply(shown, way, target, this);
+    auto *const reply = new TransferReply(request.isPost ? operation : GetOperation, shown, request, way,
+                                          m_hub->means(), m_hub->loopFor(request.url), this);
     connect(reply, &TransferReply::redirectedWithLogin, this,
             [this](const QUrl &url) { m_hub->credentials().addRedirectLogin(url); });
     return reply;

@@ -7,6 +7,7 @@
 
 #include <memory>
 
+class ResourceGuard;
 class TransferHub;
 
 /// A manager whose answers can be trusted to be what was asked for.
@@ -16,16 +17,18 @@ class TransferHub;
 /// names one itself: a decoded body has no trustworthy length.
 ///
 /// Nor do requests tell anybody what is not for him. A request's own secret headers, and a login in its URL or its
-/// Referer, are taken from it; what the hub's credential store has for exactly its origin is added. A server that asks who is
-/// there is answered once in a reply; wrong credentials end with its refusal. The body of a POST request goes to no
-/// server that only a redirect named: the request becomes a GET. Redirects are never followed in here.
+/// Referer, are taken from it; what the hub's credential store has for exactly its origin is added. A server that asks
+/// who is there is answered once in a reply; wrong credentials end with its refusal. The body of a POST request goes to
+/// no server that only a redirect named: the request becomes a GET. Redirects are never followed in here.
 class TransferManager : public QNetworkAccessManager
 {
     Q_OBJECT
     Q_DISABLE_COPY_MOVE(TransferManager)
 
 public:
-    explicit TransferManager(std::shared_ptr<TransferHub> hub, QObject *parent = nullptr);
+    /// @param guard of the download whose requests these are; null = they are nobody's in particular
+    explicit TransferManager(std::shared_ptr<TransferHub> hub, std::shared_ptr<ResourceGuard> guard = nullptr,
+                             QObject *parent = nullptr);
     ~TransferManager() override;
 
 protected:
@@ -45,4 +48,5 @@ private:
     bool isReadByProxy(const QUrl &url) const;
 
     const std::shared_ptr<TransferHub> m_hub;
+    const std::shared_ptr<ResourceGuard> m_guard;
 };

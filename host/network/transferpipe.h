@@ -40,6 +40,7 @@ public:
         QList<QNetworkReply::RawHeaderPair> fields; ///< no name twice
         QList<QByteArray> cookies; ///< values of Set-Cookie, one a line
         bool isEncrypted = false;
+        bool isEndKnown = true; ///< it says itself where its body ends, not only the connection
     };
     struct End {
         QNetworkReply::NetworkError error = QNetworkReply::NoError;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <host/network/transferreply.h>
 
+#include <host/network/fieldnames.h>
+#include <host/network/resourceguard.h>
 #include <host/network/sslproblems.h>
 #include <host/network/transferloop.h>
 #include <host/network/transfermanager.h>
@@ -21,21 +23,23 @@ namespace
 
 /// A smaller window is a wish to be held back, kernel and all.
 constexpr qint64 kSmallestFreeWindow = 128 * 1024;
+constexpr int kTemporaryRedirect = 307;
 
 bool isRedirect(int status)
 {
-    return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
+    return status == 301 || status == 302 || status == 303 || status == kTemporaryRedirect || status == 308;
 }
 
 }
 
 TransferReply::TransferReply(QNetworkAccessManager::Operation operation, const QNetworkRequest &original,
-                             const TransferRequest &request, std::shared_ptr<TransferMeans> means,
+                             const TransferRequest &request, const Way &way, std::shared_ptr<TransferMeans> means,
                              std::shared_ptr<TransferLoop> loop, TransferManager *manager)
     : QNetworkReply(manager)
     , m_manager(manager)
     , m_means(std::move(means))
     , m_loop(std::move(loop))
+    , m_way(way)
     , m_request(request)
 {
     present(operation, original);
@@ -55,9 +59,24 @@ TransferReply::TransferReply(QNetworkAccessManager::Operation operation, const Q
     QMetaObject::invokeMethod(this, tell, Qt::QueuedConnection);
 }
 
+TransferReply::TransferReply(const QNetworkRequest &original, const Way &way, const QUrl &target,
+                             TransferManager *manager)
+    : QNetworkReply(manager)
+    , m_manager(manager)
+    , m_way(way)
+{
+    present(QNetworkAccessManager::GetOperation, original);
+    const auto tell = [this, target] {
+        if (!isFinished())
+            leadTo(target);
+    };
+    QMetaObject::invokeMethod(this, tell, Qt::QueuedConnection);
+}
+
 TransferReply::~TransferReply()
 {
     leave();
+    endAnswer();
 }
 
 void TransferReply::close()
@@ -184,11 +203,47 @@ void TransferReply::onNews()
     // Before anything is told, so that data which comes while something is told waits for its own news.
     const std::optional<TransferPipe::End> end = pipe.end();
     if (const std::optional<TransferPipe::Head> head = pipe.takeHead())
-        tellHead(*head);
+        onHead(*head);
     if (self && m_transfer && !isFinished())
         tellData();
     if (self && m_transfer && !isFinished() && end)
         tellEnd(*end);
+}
+
+void TransferReply::onHead(const TransferPipe::Head &head)
+{
+    const QPointer<TransferReply> self(this);
+    if (m_way.guard && !isWelcome(head))
+        return;
+    if (self && !isFinished())
+        tellHead(head);
+}
+
+/// False also where somebody has ended this reply at the news that it is not.
+bool TransferReply::isWelcome(const TransferPipe::Head &head)
+{
+    using Kind = ResourceGuard::Judgement::Kind;
+    const QPointer<TransferReply> self(this);
+    const ResourceGuard::Judgement judgement = m_way.guard->judge(m_way.path, head);
+    if (!self || isFinished())
+        return false;
+    switch (judgement.kind) {
+    case Kind::Welcome:
+        break;
+    case Kind::LedBack:
+        leadTo(m_way.path.address);
+        return false;
+    case Kind::Refused:
+        leave();
+        endWith(ContentConflictError, judgement.reason);
+        return false;
+    }
+    if (ResourceGuard::isGood(head.status)) {
+        m_answer = head;
+        m_isAnswering = true;
+        m_way.guard->beginAnswer();
+    }
+    return true;
 }
 
 void TransferReply::tellHead(const TransferPipe::Head &head)
@@ -204,17 +259,49 @@ void TransferReply::tellHead(const TransferPipe::Head &head)
     takeFields(head);
     keepCookies(head.cookies);
     takeRedirect(head.status);
-    Q_EMIT metaDataChanged();
+    if (const QUrl target = attribute(QNetworkRequest::RedirectionTargetAttribute).toUrl(); !target.isEmpty())
+        tellRedirect(target);
+    else
+        Q_EMIT metaDataChanged();
     if (!self || !m_transfer)
         return;
     m_transfer->pipe().headIsTold();
     afterRead(0);
 }
 
+/// Who follows it does so at once.
+void TransferReply::tellRedirect(const QUrl &target)
+{
+    const std::shared_ptr<ResourceGuard> guard = m_way.guard;
+    if (guard)
+        guard->beginRedirect(m_way.path, url().resolved(target),
+                             attribute(QNetworkRequest::HttpReasonPhraseAttribute).toByteArray()
+                                 == ResourceGuard::kMadeUpReason);
+    Q_EMIT metaDataChanged();
+    if (guard)
+        guard->endRedirect();
+}
+
+/// By a redirect that no server sent.
+void TransferReply::leadTo(const QUrl &target)
+{
+    leave();
+    const QPointer<TransferReply> self(this);
+    tellHead({kTemporaryRedirect, ResourceGuard::kMadeUpReason, {{"Location", target.toEncoded()}}, {}});
+    if (self && !isFinished())
+        endWith(NoError, {});
+}
+
+void TransferReply::endAnswer()
+{
+    if (std::exchange(m_isAnswering, false))
+        m_way.guard->endAnswer();
+}
+
 void TransferReply::takeFields(const TransferPipe::Head &head)
 {
     for (const RawHeaderPair &field : head.fields)
-        setRawHeader(field.first, field.second);
+        setRawHeader(FieldNames::usual(field.first), field.second);
 }
 
 void TransferReply::takeRedirect(int status)
@@ -257,6 +344,11 @@ void TransferReply::tellEnd(const TransferPipe::End &end)
         askForTrust(end);
         return;
     }
+    if (m_way.guard && !attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid()
+        && m_way.guard->isLedBack(m_way.path, end.error)) {
+        leadTo(m_way.path.address);
+        return;
+    }
     const qint64 left = m_transfer->pipe().size();
     if (readBufferSize() > 0 && left > readBufferSize())
         return;
@@ -289,6 +381,7 @@ void TransferReply::endWith(NetworkError error, const QString &text)
     if (error != NoError)
         setError(error, text);
     setFinished(true);
+    endAnswer();
     if (error != NoError)
         Q_EMIT errorOccurred(error);
     if (self)
@@ -303,6 +396,8 @@ void TransferReply::afterRead(qint64 size)
     // What is left is told of again.
     if (size > 0)
         m_told = 0;
+    if (size > 0 && m_answer && !std::exchange(m_isTaken, true))
+        m_way.guard->takeBytes(m_way.path, *m_answer);
     if (!m_transfer)
         return;
     if (m_transfer->pipe().wantsMore())

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/network/requestpath.h>
 #include <host/network/transfer.h>
 #include <host/network/transferrequest.h>
 
@@ -8,7 +9,9 @@
 #include <QPointer>
 
 #include <memory>
+#include <optional>
 
+class ResourceGuard;
 class TransferManager;
 class TransferLoop;
 
@@ -20,6 +23,9 @@ class TransferLoop;
 ///       └──── an error ─────────────────────────────────────────────────────────────────> finished
 ///
 ///     from all on the way: abort() ──> finished (OperationCanceledError)
+///
+/// Of a request that belongs to a download, the answer is held against what the download's guard knows before anybody
+/// hears of it; what is not welcome ends with an error, or leads back to where its request came from.
 ///
 /// To its receivers it is as any other: metaDataChanged() before readyRead(), and then errorOccurred() if there is an
 /// error, readChannelFinished() and finished(), once. Redirects are told, not followed. Nothing is emitted in the
@@ -35,9 +41,17 @@ class TransferReply : public QNetworkReply
     Q_DISABLE_COPY_MOVE(TransferReply)
 
 public:
+    /// Of a request that belongs to a download.
+    struct Way {
+        std::shared_ptr<ResourceGuard> guard; ///< null = it belongs to none
+        RequestPath path; ///< how it came about
+    };
+
     TransferReply(QNetworkAccessManager::Operation operation, const QNetworkRequest &original,
-                  const TransferRequest &request, std::shared_ptr<TransferMeans> means,
+                  const TransferRequest &request, const Way &way, std::shared_ptr<TransferMeans> means,
                   std::shared_ptr<TransferLoop> loop, TransferManager *manager);
+    /// A reply that leads to @p target as soon as the event loop runs, without asking anybody.
+    TransferReply(const QNetworkRequest &original, const Way &way, const QUrl &target, TransferManager *manager);
     /// A reply that ends with an error as soon as the event loop runs.
     TransferReply(QNetworkAccessManager::Operation operation, const QNetworkRequest &original, NetworkError error,
                   const QString &text, TransferManager *manager);
@@ -72,7 +86,12 @@ private:
     void boundWhatComesIn();
     void lookAgain();
     void onNews();
+    void onHead(const TransferPipe::Head &head);
+    bool isWelcome(const TransferPipe::Head &head);
     void tellHead(const TransferPipe::Head &head);
+    void tellRedirect(const QUrl &target);
+    void leadTo(const QUrl &target);
+    void endAnswer();
     void takeFields(const TransferPipe::Head &head);
     void takeRedirect(int status);
     void keepCookies(const QList<QByteArray> &lines);
@@ -89,6 +108,10 @@ private:
     const QPointer<TransferManager> m_manager;
     const std::shared_ptr<TransferMeans> m_means;
     const std::shared_ptr<TransferLoop> m_loop;
+    const Way m_way;
+    std::optional<TransferPipe::Head> m_answer; ///< a good one, since it came
+    bool m_isAnswering = false; ///< it is good, and not over
+    bool m_isTaken = false; ///< bytes of it were
     TransferRequest m_request;
     std::shared_ptr<Transfer> m_transfer; ///< null once it has ended and all is read, and where there was none
     qint64 m_told = 0; ///< bytes that were shown by the last readyRead() and are unread

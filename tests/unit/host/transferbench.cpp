@@ -41,8 +41,8 @@ std::unique_ptr<TransferReply> TransferBench::getDirectly(const QByteArray &path
 {
     TransferRequest asked;
     asked.url = m_server->url(QString::fromLatin1(path));
-    return std::make_unique<TransferReply>(QNetworkAccessManager::GetOperation, request(path), asked, m_means, m_loop,
-                                           m_manager.get());
+    return std::make_unique<TransferReply>(QNetworkAccessManager::GetOperation, request(path), asked,
+                                           TransferReply::Way(), m_means, m_loop, m_manager.get());
 }
 
 void TransferBench::holdFileAfter(qint64 size)

@@ -245,7 +245,7 @@ void TestTransferReplyTls::anotherCertificateThanTheAcceptedOneIsRefused()
     asked.url = m_server->url(u"/file"_s);
     asked.pinnedCertificate = QSslCertificate::fromPath(m_ca->caFile()).constFirst().toDer();
     asked.authorities = {asked.pinnedCertificate};
-    TransferReply reply(QNetworkAccessManager::GetOperation, request(), asked, m_means, m_loop, m_manager.get());
+    TransferReply reply(QNetworkAccessManager::GetOperation, request(), asked, {}, m_means, m_loop, m_manager.get());
     const Recorder recorder(&reply);
     QVERIFY(recorder.wait());
     QCOMPARE(reply.error(), QNetworkReply::SslHandshakeFailedError);

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+#include <host/network/fieldnames.h>
+
+#include <algorithm>
+#include <iterator>
+
+namespace
+{
+
+constexpr const char *kUsual[] = {
+    "Accept-Ranges",
+    "Content-Disposition",
+    "Content-Encoding",
+    "Content-Length",
+    "Content-Range",
+    "Content-Type",
+    "Date",
+    "Digest",
+    "ETag",
+    "Last-Modified",
+    "Location",
+    "Repr-Digest",
+    "Retry-After",
+    "Server",
+    "Set-Cookie",
+    "WWW-Authenticate",
+    "Proxy-Authenticate",
+};
+
+}
+
+QByteArray FieldNames::usual(const QByteArray &name)
+{
+    const auto *const found = std::find_if(std::begin(kUsual), std::end(kUsual), [&name](const char *usual) {
+        return name.compare(usual, Qt::CaseInsensitive) == 0;
+    });
+    return found == std::end(kUsual) ? name : QByteArray(*found);
+}

@@ -1,0 +1,193 @@
+// SPDX-License-Identifier: MIT
+#include <host/network/resourceguard.h>
+
+#include <algorithm>
+#include <utility>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+constexpr int kOk = 200;
+constexpr int kPartialContent = 206;
+
+bool isRedirect(int status)
+{
+    return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
+}
+
+/// Who answers so is not the right one to ask any more; an overloaded server (429, 503) still is.
+bool isGone(int status)
+{
+    return status == 401 || status == 403 || status == 404 || status == 410 || isRedirect(status);
+}
+
+/// An answer that makes no sense, and one that nobody waited for, are no lack of one.
+bool isUnreachable(QNetworkReply::NetworkError error)
+{
+    return error > QNetworkReply::NoError && error < QNetworkReply::ProxyConnectionRefusedError
+        && error != QNetworkReply::OperationCanceledError;
+}
+
+}
+
+ResourceGuard::ResourceGuard(Task task, QObject *parent)
+    : QObject(parent)
+    , m_task(task)
+{
+}
+
+ResourceGuard::~ResourceGuard() = default;
+
+void ResourceGuard::setMemory(const ResourceMemory &memory, bool holdsBytes)
+{
+    m_memory = memory;
+    m_holdsBytes = holdsBytes;
+}
+
+bool ResourceGuard::isGood(int status)
+{
+    return status == kOk || status == kPartialContent;
+}
+
+void ResourceGuard::expect(const QUrl &url)
+{
+    m_isMadeUp = !ledTo(pathTo(url, false)).isEmpty();
+}
+
+RequestPath ResourceGuard::pathTo(const QUrl &url, bool isRest)
+{
+    m_isMadeUp = false;
+    RequestPath path{url, url};
+    if (m_following && m_following->target == url) {
+        path = m_following->path;
+        path.url = url;
+    }
+    path.isRest = isRest;
+    return path;
+}
+
+QUrl ResourceGuard::ledTo(const RequestPath &path) const
+{
+    const bool isFirst = path.url == path.address && !path.isLed && !path.wasLedBack && path.redirects == 0;
+    if (m_task != Task::Download || !m_mayLead || !isFirst || m_forsaken.contains(path.address))
+        return {};
+    const KnownAddress *const known = find(path.address);
+    return known && known->redirects <= kMostRedirects && !isTargetOfAnother(path.address) ? known->target : QUrl();
+}
+
+void ResourceGuard::beginRedirect(const RequestPath &path, const QUrl &target, bool isMadeUp)
+{
+    m_following = {path, target};
+    m_isMadeUp = isMadeUp;
+    RequestPath &next = m_following->path;
+    if (!isMadeUp)
+        ++next.redirects;
+    else if (target == path.address)
+        next.wasLedBack = true;
+    else
+        next.isLed = true;
+}
+
+void ResourceGuard::endRedirect()
+{
+    m_following.reset();
+    m_isMadeUp = false;
+}
+
+ResourceGuard::Judgement ResourceGuard::judge(const RequestPath &path, const TransferPipe::Head &head)
+{
+    const bool isWhole = path.isRest && head.status == kOk;
+    if (mayBeLedBack(path) && (isGone(head.status) || isWhole)) {
+        leadBack(path);
+        return {Judgement::Kind::LedBack, {}};
+    }
+    if (!isGood(head.status))
+        return {};
+    const ResourceIdentity identity = ResourceIdentity::of(head.status, head.fields);
+    const QString contradicted = contradiction(path, identity);
+    if (contradicted.isEmpty()) {
+        // The whole in place of the rest is of no use to anybody, and none to remember.
+        if (!isWhole)
+            learn(path, identity);
+        return {};
+    }
+    m_changedAddress = path.address;
+    if (m_task == Task::Look)
+        return {};
+    const QString reason = u"The server has another file by now: %1."_s.arg(contradicted);
+    Q_EMIT refused(reason);
+    return {Judgement::Kind::Refused, reason};
+}
+
+bool ResourceGuard::isLedBack(const RequestPath &path, QNetworkReply::NetworkError error)
+{
+    if (!mayBeLedBack(path) || !isUnreachable(error))
+        return false;
+    leadBack(path);
+    return true;
+}
+
+void ResourceGuard::takeBytes(const RequestPath &path, const TransferPipe::Head &head)
+{
+    m_holdsBytes = true;
+    m_memory.evidence.add({path.address, ResourceIdentity::of(head.status, head.fields), head.isEndKnown});
+}
+
+KnownAddress *ResourceGuard::find(const QUrl &address)
+{
+    return const_cast<KnownAddress *>(std::as_const(*this).find(address));
+}
+
+const KnownAddress *ResourceGuard::find(const QUrl &address) const
+{
+    const auto found = std::find_if(m_memory.addresses.cbegin(), m_memory.addresses.cend(),
+                                    [&address](const KnownAddress &known) { return known.url == address; });
+    return found == m_memory.addresses.cend() ? nullptr : &*found;
+}
+
+/// Asked in that one's place, it is asked itself.
+bool ResourceGuard::isTargetOfAnother(const QUrl &address) const
+{
+    return std::any_of(m_memory.addresses.cbegin(), m_memory.addresses.cend(),
+                       [&address](const KnownAddress &known) { return known.target == address; });
+}
+
+bool ResourceGuard::mayBeLedBack(const RequestPath &path) const
+{
+    return path.isLed && !path.wasLedBack && path.redirects == 0;
+}
+
+void ResourceGuard::leadBack(const RequestPath &path)
+{
+    m_forsaken.insert(path.address);
+}
+
+/// Sizes count for all addresses: a file has one. Validators are each server's own.
+QString ResourceGuard::contradiction(const RequestPath &path, const ResourceIdentity &identity) const
+{
+    if (!holdsBytes())
+        return {};
+    if (const KnownAddress *const known = find(path.address))
+        return known->identity.contradiction(identity);
+    ResourceIdentity sizes;
+    for (const KnownAddress &known : m_memory.addresses)
+        sizes.total = std::max(sizes.total, known.identity.total);
+    return sizes.contradiction(identity);
+}
+
+void ResourceGuard::learn(const RequestPath &path, const ResourceIdentity &identity)
+{
+    if (m_task == Task::Look)
+        return;
+    if (!find(path.address))
+        m_memory.addresses.append({path.address, {}, 0, {}});
+    KnownAddress &known = *find(path.address);
+    known.identity = holdsBytes() ? known.identity.completed(identity) : identity;
+    if (path.isLed && !path.wasLedBack)
+        return;
+    known.target = path.redirects > 0 ? path.url : QUrl();
+    known.redirects = path.redirects;
+    m_forsaken.remove(path.address);
+}

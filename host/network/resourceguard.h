@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <host/network/requestpath.h>
+#include <host/network/transferpipe.h>
+#include <host/policy/resourcememory.h>
+
+#include <QObject>
+#include <QSet>
+#include <QString>
+#include <QUrl>
+
+#include <optional>
+
+/// Sees to it that all bytes of one download are of one resource.
+///
+/// It remembers of each address where its redirects led and what identified the resource there. Later requests for the
+/// rest of the file go straight to that target: one server, and one round trip less for each. A target that is gone, or
+/// asks for something, leads back to the address, once. While bytes are held, every answer is held against what is
+/// remembered, and one that contradicts it is refused.
+///
+/// To whom a request is led, and back, is told by redirects that no server sent. They are marked as such, and while one
+/// is told isMadeUp() says so, so that nobody is shown what never was on the wire.
+///
+/// One for each download that runs; shared by its manager and its owner, in their thread.
+class ResourceGuard : public QObject
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(ResourceGuard)
+
+public:
+    enum class Task {
+        Download,
+        Look, ///< to learn what a server has: every answer is welcome, and the address itself is asked
+    };
+
+    struct Judgement {
+        enum class Kind {
+            Welcome,
+            LedBack, ///< the address itself is to be asked
+            Refused,
+        };
+        Kind kind = Kind::Welcome;
+        QString reason; ///< of a refusal, as a sentence
+    };
+
+    /// Of redirects that no server sent.
+    static constexpr char kMadeUpReason[] = "Remembered, Nothing Was Sent";
+    /// Modules follow 15. Going to a target and back takes two.
+    static constexpr int kMostRedirects = 12;
+
+    explicit ResourceGuard(Task task, QObject *parent = nullptr);
+    ~ResourceGuard() override;
+
+    /// Before the run. @param holdsBytes some of the file are there
+    void setMemory(const ResourceMemory &memory, bool holdsBytes);
+    const ResourceMemory &memory() const { return m_memory; }
+    /// A POST is no question that somebody else may be asked.
+    void setMayLead(bool mayLead) { m_mayLead = mayLead; }
+
+    /// The last answer contradicted what is remembered. Of a task Look, too.
+    bool hasFoundChange() const { return !m_changedAddress.isEmpty(); }
+    /// The address whose answer that was.
+    QUrl changedAddress() const { return m_changedAddress; }
+
+    // For the chief and the manager
+
+    /// The next request is for @p url: whether it will go elsewhere, so that what its sender tells of it is made up.
+    void expect(const QUrl &url);
+    bool isMadeUp() const { return m_isMadeUp; }
+    /// How a request to this URL comes about. Between beginRedirect() and endRedirect(), one to that target goes on
+    /// with the way that led there.
+    RequestPath pathTo(const QUrl &url, bool isRest);
+    /// Where a request is to be led; empty = it is sent.
+    QUrl ledTo(const RequestPath &path) const;
+    void beginRedirect(const RequestPath &path, const QUrl &target, bool isMadeUp);
+    void endRedirect();
+
+    /// Whether there is something of a resource behind such a status.
+    static bool isGood(int status);
+    /// @param head of an answer, be it a redirect
+    Judgement judge(const RequestPath &path, const TransferPipe::Head &head);
+    /// The same where no answer came.
+    bool isLedBack(const RequestPath &path, QNetworkReply::NetworkError error);
+    /// An answer is welcome and goes on; each is ended once.
+    void beginAnswer() { ++m_answers; }
+    void endAnswer() { --m_answers; }
+    /// The first bytes of an answer are taken.
+    void takeBytes(const RequestPath &path, const TransferPipe::Head &head);
+
+Q_SIGNALS:
+    /// An answer is of another resource, and nothing of it will be handed out. @param reason a sentence
+    void refused(const QString &reason);
+
+private:
+    KnownAddress *find(const QUrl &address);
+    const KnownAddress *find(const QUrl &address) const;
+    bool isTargetOfAnother(const QUrl &address) const;
+    bool holdsBytes() const { return m_holdsBytes || m_answers > 0; }
+    bool mayBeLedBack(const RequestPath &path) const;
+    void leadBack(const RequestPath &path);
+    QString contradiction(const RequestPath &path, const ResourceIdentity &identity) const;
+    void learn(const RequestPath &path, const ResourceIdentity &identity);
+
+    struct Following {
+        RequestPath path;
+        QUrl target;
+    };
+
+    const Task m_task;
+    ResourceMemory m_memory;
+    bool m_holdsBytes = false;
+    bool m_mayLead = true;
+    int m_answers = 0; ///< that go on
+    QSet<QUrl> m_forsaken; ///< addresses whose target failed in this run
+    std::optional<Following> m_following;
+    bool m_isMadeUp = false;
+    QUrl m_changedAddress;
+};
