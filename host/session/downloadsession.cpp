@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <host/session/downloadsession.h>
 
+#include <host/network/downloadaccesschief.h>
 #include <host/network/networkaccesschief.h>
+#include <host/network/resourceguard.h>
 #include <host/policy/errormessages.h>
 #include <host/policy/finishnow.h>
 #include <host/policy/urlcredentials.h>
@@ -20,6 +22,13 @@ namespace
 {
 
 const QString kModuleId = u"downloadswww"_s;
+
+/// Empty = there is none.
+QByteArray strongEtagIn(const AbstractDownloadGuid &guid)
+{
+    const bool hasOne = !guid.isEmpty() && guid.kind == AbstractDownloadGuid::UrlHashAndEtag;
+    return hasOne ? guid.value.section(u':', 1).toUtf8() : QByteArray();
+}
 
 }
 
@@ -182,7 +191,7 @@ qint64 DownloadSession::query(const DownloadRequest &request, QString *errorText
     AbstractDownloadPersistentInfo record = withoutSecrets(request).newRecord();
     record.id = --m_lastQueryId;
     record.files.clear();
-    run({record, {}, {}, {}}, nullptr, AbstractDownloadCommand::QueryInfoMinimal);
+    run({record, {}, {}, {}, {}}, nullptr, AbstractDownloadCommand::QueryInfoMinimal);
     return record.id;
 }
 
@@ -261,9 +270,14 @@ NetworkUsageSettings DownloadSession::usageOf(const DownloadOptions &options) co
     return usage;
 }
 
-AbstractDownload *DownloadSession::createDownload(qint64 id, QObject *parent) const
+/// A download keeps the chief that its module has when it is made.
+AbstractDownload *DownloadSession::createDownload(qint64 id, const std::shared_ptr<ResourceGuard> &guard,
+                                                  QObject *parent) const
 {
-    return m_module->createDownload(id, parent);
+    m_module->setNetworkAccessChief(QSharedPointer<DownloadAccessChief>::create(m_chief, guard));
+    AbstractDownload *const download = m_module->createDownload(id, parent);
+    m_module->setNetworkAccessChief(m_chief);
+    return download;
 }
 
 void DownloadSession::prepare(AbstractDownload &download, const AbstractDownloadPersistentInfo &record,
@@ -358,8 +372,14 @@ void DownloadSession::trustServers(const AbstractDownloadPersistentInfo &record,
 void DownloadSession::run(const DownloadList::Taken &taken, DownloadList *list, AbstractDownloadCommand command)
 {
     const AbstractDownloadPersistentInfo &record = taken.record;
-    AbstractDownload *const download = m_module->createDownload(record.id, this);
+    const auto guard =
+        std::make_shared<ResourceGuard>(list ? ResourceGuard::Task::Download : ResourceGuard::Task::Look);
+    guard->setMayLead(record.postData.isEmpty());
+    if (command != AbstractDownloadCommand::Restart)
+        guard->setMemory(memoryOf(taken), record.bytesDownloaded(false) > 0);
+    AbstractDownload *const download = createDownload(record.id, guard, this);
     auto *const running = new SessionDownload(download, list, this);
+    running->setGuard(guard);
     running->setProxies([chief = m_chief](const QUrl &url) { return chief->proxyFor(url); });
     running->setContentEncoding(taken.contentEncoding);
     m_running.insert(record.id, running);
@@ -371,6 +391,15 @@ void DownloadSession::run(const DownloadList::Taken &taken, DownloadList *list, 
     running->run(command, taken.file);
 }
 
+/// Bytes of a list that kept nothing of their answers have at least their record's validator.
+ResourceMemory DownloadSession::memoryOf(const DownloadList::Taken &taken)
+{
+    ResourceMemory memory = taken.memory;
+    if (memory.evidence.answers == 0 && taken.record.bytesDownloaded(false) > 0)
+        memory.evidence = Evidence::ofOldBytes(taken.record.url, strongEtagIn(taken.record.guid));
+    return memory;
+}
+
 void DownloadSession::relaySignals(SessionDownload *running)
 {
     const qint64 id = running->id();
@@ -379,10 +408,15 @@ void DownloadSession::relaySignals(SessionDownload *running)
             [this, id](qint64 done, qint64 total) { Q_EMIT progressChanged(id, done, total); });
     connect(download, &AbstractDownload::changed, this, [this, id] { Q_EMIT changed(id); });
     connect(download, &AbstractDownload::gotResponseHeaders, this,
-            [this, id](qint64 section, const QList<QString> &lines) { Q_EMIT gotResponseHeaders(id, section, lines); });
-    connect(
-        download, &AbstractDownload::sendingRequestHeaders, this,
-        [this, id](qint64 section, const QList<QString> &lines) { Q_EMIT sendingRequestHeaders(id, section, lines); });
+            [this, running](qint64 section, const QList<QString> &lines) {
+                if (!running->isTellingMadeUp())
+                    Q_EMIT gotResponseHeaders(running->id(), section, lines);
+            });
+    connect(download, &AbstractDownload::sendingRequestHeaders, this,
+            [this, running](qint64 section, const QList<QString> &lines) {
+                if (!running->isTellingMadeUp())
+                    Q_EMIT sendingRequestHeaders(running->id(), section, lines);
+            });
     connect(download, &AbstractDownload::fileExistsActionRequired, this,
             [this, id](int file, const QList<QString> &paths) { Q_EMIT fileExistsActionRequired(id, file, paths); });
     connect(download, &AbstractDownload::performingFilesOperations, this,
@@ -400,7 +434,7 @@ void DownloadSession::onFinished(SessionDownload *running)
     if (id > 0 && info.isFinished() && !info.lastError && !running->savedInfo().isFinished())
         info.setLastError({QFileDevice::WriteError, ErrorCategory::kFile, errorSourceHere(),
                            "the disk did not take all of the file"});
-    const auto details = running->download()->details().value<DownloadDetails>();
+    const auto details = running->details();
     const QList<QString> responseHeaders = running->responseHeaders();
     const QueryResult result = QueryResult::from(info, responseHeaders);
     m_running.remove(id);

@@ -17,12 +17,14 @@
 #include <QThread>
 
 #include <functional>
+#include <memory>
 #include <optional>
 
 class AbstractDownload;
 class AbstractDownloadModule;
 class NetworkAccessChief;
 class QtAppSystemDefaultUserAgentManager;
+class ResourceGuard;
 class SessionDownload;
 struct ProcessIdentity;
 
@@ -95,7 +97,8 @@ public:
     /// Those that the list has for it, or else the session's.
     NetworkUsageSettings usageOf(const DownloadOptions &options) const;
     /// A download of the module for work beside those that run; a child of @p parent.
-    AbstractDownload *createDownload(qint64 id, QObject *parent) const;
+    /// @param guard of its requests
+    AbstractDownload *createDownload(qint64 id, const std::shared_ptr<ResourceGuard> &guard, QObject *parent) const;
     /// Gives such a one what it needs to reach the servers of the record.
     void prepare(AbstractDownload &download, const AbstractDownloadPersistentInfo &record,
                  const DownloadOptions &options);
@@ -146,6 +149,7 @@ private:
     /// "Finished" is said to nobody while the disk says otherwise.
     static void checkWhole(AbstractDownloadPersistentInfo &info, const FileIdentity &file);
     static QString deleteFiles(const AbstractDownloadPersistentInfo &record);
+    static ResourceMemory memoryOf(const DownloadList::Taken &taken);
     void relaySignals(SessionDownload *download);
     void onFinished(SessionDownload *download);
     void endWritersThread();

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <host/session/resourcecheck.h>
 
+#include <host/network/resourceguard.h>
 #include <host/policy/errormessages.h>
 #include <host/session/downloadsession.h>
 #include <inet/qt/download/framework/abstractdownload.h>
@@ -29,7 +30,9 @@ ResourceCheck::~ResourceCheck() = default;
 
 void ResourceCheck::begin(const AbstractDownloadPersistentInfo &record)
 {
-    m_download.reset(m_session.createDownload(record.id, nullptr));
+    m_guard = std::make_shared<ResourceGuard>(ResourceGuard::Task::Look);
+    m_guard->setMemory(m_session.list().memory(record.id), true);
+    m_download.reset(m_session.createDownload(record.id, m_guard, nullptr));
     m_session.prepare(*m_download, record, m_session.options(record.id));
     m_download->setInfo(record);
     m_download->doCommand(AbstractDownloadCommand::CheckResource);
@@ -57,7 +60,7 @@ ResourceCheck::Result ResourceCheck::result() const
     const AbstractDownloadPersistentInfo info = m_download->info();
     const auto details = m_download->details().value<DownloadDetails>();
     Result result;
-    if (info.hasFlag(AbstractDownloadPersistentInfo::ResourceChanged)) {
+    if (info.hasFlag(AbstractDownloadPersistentInfo::ResourceChanged) || m_guard->hasFoundChange()) {
         result.finding = Finding::Changed;
         return result;
     }

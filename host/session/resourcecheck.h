@@ -12,6 +12,7 @@
 
 class AbstractDownload;
 class DownloadSession;
+class ResourceGuard;
 
 /// Asks a server whether it still has the file that a record is of. Downloads nothing and changes nothing. One check at
 /// a time; lives in the session's thread.
@@ -51,6 +52,7 @@ private:
     Result result() const;
 
     DownloadSession &m_session;
+    std::shared_ptr<ResourceGuard> m_guard;
     std::unique_ptr<AbstractDownload> m_download;
     QTimer m_timer;
 };

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include <host/session/sessiondownload.h>
 
+#include <host/network/resourceguard.h>
 #include <host/policy/authchallenges.h>
 #include <host/policy/contentencoding.h>
 #include <host/policy/diskcheck.h>
 #include <host/policy/proxychoice.h>
-#include <host/storage/downloadlist.h>
-#include <inet/qt/download/framework/downloaddetails.h>
 #include <inet/qt/download/framework/ownfiles.h>
 
 #include <QDir>
@@ -42,11 +41,6 @@ bool hasBytesOnDisk(const Info &info)
 bool hasOtherName(const Info &newer, const Info &older)
 {
     return !hasBytesOnDisk(older) || newer.filePath(0) != older.filePath(0);
-}
-
-bool isStop(const AbstractError &error)
-{
-    return error.category == ErrorCategory::kGeneric && error.code == int(GenericErrorCode::OperationAborted);
 }
 
 /// By an answer, which has no words of its own.
@@ -89,6 +83,13 @@ SessionDownload::SessionDownload(AbstractDownload *download, DownloadList *list,
 
 SessionDownload::~SessionDownload() = default;
 
+void SessionDownload::setGuard(const std::shared_ptr<ResourceGuard> &guard)
+{
+    m_guard = guard;
+    m_savedMemory = guard->memory();
+    connect(guard.get(), &ResourceGuard::refused, this, &SessionDownload::onChange);
+}
+
 qint64 SessionDownload::id() const
 {
     return m_download->id();
@@ -97,8 +98,8 @@ qint64 SessionDownload::id() const
 AbstractDownloadPersistentInfo SessionDownload::info() const
 {
     Info record = m_download->info();
-    // It was stopped in our name only.
-    if (m_ended && !m_change.isEmpty() && isStop(record.lastError))
+    // It was stopped in our name only, or by what stands in place of the refused answer.
+    if (m_ended && !m_change.isEmpty() && record.lastError)
         record.setLastError({int(DownloadErrorCode::ResourceChanged), ErrorCategory::kDownload, errorSourceHere(),
                              m_change.toStdString()});
     if (m_ended && isAskingForLogin(record.lastError))
@@ -120,8 +121,21 @@ DownloadStatus SessionDownload::status() const
         status.name = record.files.first().name;
         status.sections = record.files.first().sections;
     }
-    status.fetching = m_download->details().value<DownloadDetails>().fetching;
+    status.fetching = details().fetching;
     return status;
+}
+
+DownloadDetails SessionDownload::details() const
+{
+    auto details = m_download->details().value<DownloadDetails>();
+    if (m_guard && m_guard->hasFoundChange())
+        details.failedSource = m_guard->changedAddress();
+    return details;
+}
+
+bool SessionDownload::isTellingMadeUp() const
+{
+    return m_guard && m_guard->isMadeUp();
 }
 
 void SessionDownload::run(AbstractDownloadCommand command, const FileIdentity &file)
@@ -157,8 +171,17 @@ void SessionDownload::onRunning(bool isRunning)
         end();
 }
 
+/// Before anything of the answer that brought it goes to the file.
+void SessionDownload::onChange(const QString &reason)
+{
+    m_change = reason;
+    stop();
+}
+
 void SessionDownload::onResponseHeaders(qint64, const QList<QString> &headers)
 {
+    if (isTellingMadeUp())
+        return;
     m_responseHeaders = headers;
     const std::optional<ContentEncoding::Answer> answer = ContentEncoding::of(headers);
     if (!answer)
@@ -166,9 +189,7 @@ void SessionDownload::onResponseHeaders(qint64, const QList<QString> &headers)
     if (!answer->isPart && isWithoutBytes()) {
         m_contentEncoding = answer->encoding.isNull() ? u""_s : answer->encoding;
     } else if (answer->encoding != m_contentEncoding) {
-        m_change = ContentEncoding::change(m_contentEncoding, answer->encoding);
-        // Before anything of this answer goes to the file.
-        stop();
+        onChange(ContentEncoding::change(m_contentEncoding, answer->encoding));
     }
 }
 
@@ -310,10 +331,22 @@ void SessionDownload::commit(const AbstractDownloadPersistentInfo &snapshot)
     }
     const auto lasting =
         takesBack(record, m_saved) ? DownloadList::Lasting::Always : DownloadList::Lasting::ThisRunOfTheMachine;
-    if (m_list->update(record, m_file, lasting, m_contentEncoding))
+    const DownloadList::Holdings known = holdings();
+    if (m_list->update(record, known, lasting)) {
         m_saved = record;
-    else
+        m_savedMemory = known.memory.value_or(m_savedMemory);
+    } else {
         Q_EMIT saveFailed(m_list->lastErrorText());
+    }
+}
+
+/// What is remembered may be newer than the bytes beside it: it grows more doubtful, and never less.
+DownloadList::Holdings SessionDownload::holdings() const
+{
+    DownloadList::Holdings holdings{m_file, m_contentEncoding, std::nullopt};
+    if (m_guard && m_guard->memory() != m_savedMemory)
+        holdings.memory = m_guard->memory();
+    return holdings;
 }
 
 void SessionDownload::afterSave()

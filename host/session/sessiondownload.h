@@ -2,8 +2,10 @@
 #pragma once
 
 #include <host/session/downloadstatus.h>
+#include <host/storage/downloadlist.h>
 #include <host/storage/filesyncer.h>
 #include <inet/qt/download/framework/abstractdownload.h>
+#include <inet/qt/download/framework/downloaddetails.h>
 
 #include <QList>
 #include <QObject>
@@ -11,9 +13,10 @@
 #include <QTimer>
 
 #include <functional>
+#include <memory>
 #include <optional>
 
-class DownloadList;
+class ResourceGuard;
 
 /// One download while a session runs it: keeps the list in step with it and tells when its run is over.
 ///
@@ -46,6 +49,9 @@ public:
     /// As which the bytes that the record has came; before run().
     void setContentEncoding(const QString &encoding) { m_contentEncoding = encoding; }
 
+    /// The one of the download's access chief; before run(). What it refuses ends the run as a changed resource.
+    void setGuard(const std::shared_ptr<ResourceGuard> &guard);
+
     /// Tells which proxy stands between here and a URL; before run().
     void setProxies(const std::function<QUrl(const QUrl &)> &proxyFor) { m_proxyFor = proxyFor; }
 
@@ -55,6 +61,9 @@ public:
     /// What the list has of it: after a sync that failed, less than info() says.
     AbstractDownloadPersistentInfo savedInfo() const { return m_saved; }
     DownloadStatus status() const;
+    DownloadDetails details() const;
+    /// The requests and answers that the download tells of just now were never sent.
+    bool isTellingMadeUp() const;
     /// What the file is known by; unknown while there is none.
     FileIdentity file() const { return m_file; }
     /// Lines of the newest answer.
@@ -73,6 +82,8 @@ private:
     void onChanged(bool significantly);
     void onRunning(bool isRunning);
     void onFilesOperations(bool performing);
+    void onChange(const QString &reason);
+    DownloadList::Holdings holdings() const;
     void onResponseHeaders(qint64 sectionId, const QList<QString> &headers);
     std::string whoRefused(const AbstractDownloadPersistentInfo &record) const;
     bool isWithoutBytes() const;
@@ -100,6 +111,8 @@ private:
     QTimer m_saveTimer;
     QList<QString> m_responseHeaders;
     std::function<QUrl(const QUrl &)> m_proxyFor;
+    std::shared_ptr<ResourceGuard> m_guard; ///< null = everything is welcome
+    ResourceMemory m_savedMemory; ///< what the list has of the guard's
     QString m_contentEncoding; ///< of what is there or comes; null = nobody has said yet
     QString m_change; ///< why an answer brought another file; empty = none did
     bool m_ended = false;

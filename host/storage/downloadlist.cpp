@@ -4,6 +4,7 @@
 #include <host/storage/damagedlist.h>
 #include <host/storage/listconnection.h>
 #include <host/storage/listrows.h>
+#include <host/storage/memoryrows.h>
 #include <host/storage/processidentity.h>
 #include <host/storage/recordrows.h>
 #include <host/storage/schema.h>
@@ -165,12 +166,14 @@ bool DownloadList::update(const Record &record, Lasting lasting)
     return changing(u"save in"_s, lasting, [&] { return m_rows->update(record); });
 }
 
-bool DownloadList::update(const Record &record, const FileIdentity &file, Lasting lasting,
-                          const QString &contentEncoding)
+bool DownloadList::update(const Record &record, const Holdings &holdings, Lasting lasting)
 {
-    const QVariant identity = file.isKnown() ? QVariant(file.text) : QVariant();
-    const QVariant encoding = contentEncoding.isNull() ? QVariant() : QVariant(contentEncoding);
-    return changing(u"save in"_s, lasting, [&] { return m_rows->update(record, identity, encoding); });
+    const QVariant identity = holdings.file.isKnown() ? QVariant(holdings.file.text) : QVariant();
+    const QVariant encoding = holdings.contentEncoding.isNull() ? QVariant() : QVariant(holdings.contentEncoding);
+    return changing(u"save in"_s, lasting, [&] {
+        return m_rows->update(record, identity, encoding)
+            && (!holdings.memory || MemoryRows::save(*m_rows, record.id, *holdings.memory));
+    });
 }
 
 FileIdentity DownloadList::fileIdentity(qint64 id)
@@ -185,6 +188,13 @@ QString DownloadList::contentEncoding(qint64 id)
     std::optional<QString> encoding;
     reading([&] { return (encoding = ListRows::contentEncoding(*m_rows, id)).has_value(); });
     return encoding.value_or(QString());
+}
+
+ResourceMemory DownloadList::memory(qint64 id)
+{
+    std::optional<ResourceMemory> memory;
+    reading([&] { return (memory = MemoryRows::load(*m_rows, id)).has_value(); });
+    return memory.value_or(ResourceMemory());
 }
 
 std::optional<DownloadList::Record> DownloadList::load(qint64 id)
@@ -282,9 +292,10 @@ bool DownloadList::read(qint64 id, Taken &taken)
     const auto options = records ? ListRows::options(*m_rows, id) : std::nullopt;
     const auto file = options ? ListRows::fileIdentity(*m_rows, id) : std::nullopt;
     const auto encoding = file ? ListRows::contentEncoding(*m_rows, id) : std::nullopt;
-    if (!encoding || records->isEmpty())
+    const auto memory = encoding ? MemoryRows::load(*m_rows, id) : std::nullopt;
+    if (!memory || records->isEmpty())
         return false;
-    taken = {records->first(), *options, *file, *encoding};
+    taken = {records->first(), *options, *file, *encoding, *memory};
     return true;
 }
 

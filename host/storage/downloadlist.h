@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/policy/resourcememory.h>
 #include <host/storage/downloadoptions.h>
 #include <host/storage/listentry.h>
 #include <inet/qt/download/framework/fileidentity.h>
@@ -46,6 +47,14 @@ public:
         DownloadOptions options;
         FileIdentity file; ///< of its incomplete file; unknown = there was none
         QString contentEncoding; ///< as which its bytes came; empty = none
+        ResourceMemory memory;
+    };
+
+    /// What is known of a download's bytes beside its record.
+    struct Holdings {
+        FileIdentity file; ///< of the incomplete file; unknown = as before
+        QString contentEncoding; ///< as which they came; null = as before
+        std::optional<ResourceMemory> memory; ///< of where they came from; nothing = as before
     };
 
     /// How long a change lasts. Either way it outlives this process, and a list is never half changed.
@@ -74,13 +83,13 @@ public:
     qint64 insertOwned(Record &record, const DownloadOptions &options);
     /// Replaces the record of the same id.
     bool update(const Record &record, Lasting lasting = Lasting::Always);
-    /// The same, with what the record's incomplete file is known by. @param file unknown = as before
-    /// @param contentEncoding as which its bytes came; null = as before
-    bool update(const Record &record, const FileIdentity &file, Lasting lasting, const QString &contentEncoding = {});
+    bool update(const Record &record, const Holdings &holdings, Lasting lasting);
     /// Of the incomplete file at the last update that said it; unknown = there was none.
     FileIdentity fileIdentity(qint64 id);
     /// As which the file came, see ContentEncoding; empty = as it is.
     QString contentEncoding(qint64 id);
+    /// Empty where nothing was kept, and, with an error text, when reading fails.
+    ResourceMemory memory(qint64 id);
     /// Nothing, without an error, when there is none of that id.
     std::optional<Record> load(qint64 id);
     /// By id.

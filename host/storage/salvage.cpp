@@ -24,7 +24,13 @@ const QString kDownloads = u"downloads"_s;
 const QString kFiles = u"files"_s;
 const QString kSections = u"sections"_s;
 const QString kOptions = u"options"_s;
-const QStringList kTables{kDownloads, kFiles, kSections, u"mirrors"_s, u"cookies"_s, u"headers"_s, kOptions};
+const QString kAddresses = u"addresses"_s;
+const QString kEvidence = u"evidence"_s;
+const QStringList kTables{kDownloads,   kFiles,   kSections,  u"mirrors"_s, u"cookies"_s,
+                          u"headers"_s, kOptions, kAddresses, kEvidence};
+
+/// With which they came; the others were there from the first.
+const QHash<QString, int> kFirstVersions{{kOptions, 2}, {kAddresses, 4}, {kEvidence, 4}};
 
 /// Of a process that is not at work on the whole list.
 const QStringList kOwner{u"owner_pid"_s, u"owner_start_time"_s, u"owner_boot_id"_s};
@@ -296,7 +302,7 @@ bool Salvage::copyParts(const QString &table, qint64 id, qint64 newId)
 {
     const Table &part = m_tables[table];
     if (!part.isThere)
-        return table == kOptions && m_version < 2;
+        return m_version < kFirstVersions.value(table, 0);
     if (!part.missing.isEmpty())
         return false;
     QStringList names = part.common;

@@ -11,8 +11,8 @@
 #include <QVariant>
 
 #include <array>
-#include <mutex>
 #include <iterator>
+#include <mutex>
 #include <optional>
 
 using namespace Qt::StringLiterals;
@@ -169,6 +169,32 @@ constexpr QStringView kContentEncoding = uR"(ALTER TABLE downloads ADD COLUMN co
 
 constexpr QStringView kThirdVersion[] = {kContentEncoding};
 
+constexpr QStringView kAddressesTable = uR"(CREATE TABLE addresses (
+    download_id INTEGER NOT NULL REFERENCES downloads (id) ON DELETE CASCADE,
+    position INTEGER NOT NULL,
+    url TEXT,                              -- that a person gave
+    target TEXT,                           -- where its redirects led; NULL = it answers itself
+    redirects INTEGER NOT NULL,
+    etag ANY,                              -- a strong one
+    weak_etag ANY,                         -- without its "W/"
+    last_modified TEXT,
+    total INTEGER NOT NULL,                -- bytes; -1 = unknown
+    digest ANY,
+    PRIMARY KEY (download_id, position)
+) STRICT, WITHOUT ROWID)";
+
+/// See Evidence.
+constexpr QStringView kEvidenceTable = uR"(CREATE TABLE evidence (
+    download_id INTEGER PRIMARY KEY REFERENCES downloads (id) ON DELETE CASCADE,
+    answers INTEGER NOT NULL,              -- that brought bytes; 2 = several
+    doubt INTEGER NOT NULL,                -- 0 = none
+    end_known INTEGER NOT NULL,
+    address TEXT,                          -- of the first answer
+    etag ANY                               -- its strong one
+) STRICT)";
+
+constexpr QStringView kFourthVersion[] = {kAddressesTable, kEvidenceTable};
+
 struct Migration {
     const QStringView *statements;
     std::size_t count;
@@ -179,6 +205,7 @@ constexpr Migration kMigrations[] = {
     {kFirstVersion, std::size(kFirstVersion)},
     {kSecondVersion, std::size(kSecondVersion)},
     {kThirdVersion, std::size(kThirdVersion)},
+    {kFourthVersion, std::size(kFourthVersion)},
 };
 
 /// Nothing, and a reason, when the query failed.

@@ -371,10 +371,10 @@ void TestDownloadList::theFilesIdentityStaysUntilAnotherIsKnown()
     QVERIFY(list.insert(record) > 0);
     QVERIFY(!list.fileIdentity(record.id).isKnown());
     const auto lasting = DownloadList::Lasting::ThisRunOfTheMachine;
-    QVERIFY(list.update(record, {u"1:2"_s}, lasting));
-    QVERIFY(list.update(record, FileIdentity(), lasting));
+    QVERIFY(list.update(record, {{u"1:2"_s}, {}, {}}, lasting));
+    QVERIFY(list.update(record, {}, lasting));
     QCOMPARE(list.fileIdentity(record.id).text, u"1:2"_s);
-    QVERIFY(list.update(record, {u"3:4"_s}, lasting));
+    QVERIFY(list.update(record, {{u"3:4"_s}, {}, {}}, lasting));
     QCOMPARE(list.fileIdentity(record.id).text, u"3:4"_s);
 }
 
@@ -386,14 +386,14 @@ void TestDownloadList::theEncodingStaysUntilAnotherIsSaid()
     QVERIFY(list.insert(record) > 0);
     QCOMPARE(list.contentEncoding(record.id), QString());
     const auto lasting = DownloadList::Lasting::ThisRunOfTheMachine;
-    QVERIFY(list.update(record, FileIdentity(), lasting, u"gzip"_s));
-    QVERIFY(list.update(record, FileIdentity(), lasting));
+    QVERIFY(list.update(record, {{}, u"gzip"_s, {}}, lasting));
+    QVERIFY(list.update(record, {}, lasting));
     QVERIFY(list.update(record));
     QCOMPARE(list.contentEncoding(record.id), u"gzip"_s);
     DownloadList::Taken taken;
     QCOMPARE(list.claim(record.id, taken), DownloadList::Claim::Taken);
     QCOMPARE(taken.contentEncoding, u"gzip"_s);
-    QVERIFY(list.update(record, FileIdentity(), lasting, u""_s));
+    QVERIFY(list.update(record, {{}, u""_s, {}}, lasting));
     QCOMPARE(list.contentEncoding(record.id), QString());
 }
 

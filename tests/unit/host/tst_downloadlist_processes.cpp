@@ -185,7 +185,7 @@ void TestDownloadListProcesses::aClaimReadsWhatIsThere()
     DownloadOptions options;
     options.connections = 5;
     QVERIFY(list.setOptions(record.id, options));
-    QVERIFY(list.update(record, {u"1:2"_s}, DownloadList::Lasting::ThisRunOfTheMachine));
+    QVERIFY(list.update(record, {{u"1:2"_s}, {}, {}}, DownloadList::Lasting::ThisRunOfTheMachine));
     for (const QString &title : {u"one"_s, u"two"_s}) {
         // Somebody else's change, even of what is this process's already.
         QVERIFY(Shell(path()).value(u"UPDATE downloads SET title = '%1'"_s.arg(title)).isNull());

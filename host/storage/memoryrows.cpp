@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: MIT
+#include <host/storage/memoryrows.h>
+
+#include <host/storage/recordrows.h>
+#include <host/storage/sqlcells.h>
+
+#include <QSqlQuery>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+/// The order of the columns in the statements.
+enum Column : int { Url, Target, Redirects, Etag, WeakEtag, LastModified, Total, Digest };
+enum EvidenceColumn : int { Answers, Doubt, IsEndKnown, Address, FirstEtag };
+
+QVariantList cellsOf(const KnownAddress &address)
+{
+    const ResourceIdentity &identity = address.identity;
+    return {SqlCells::fromUrl(address.url),
+            SqlCells::fromUrl(address.target),
+            address.redirects,
+            SqlCells::fromBytes(identity.etag),
+            SqlCells::fromBytes(identity.weakEtag),
+            SqlCells::fromTime(identity.lastModified),
+            identity.total,
+            SqlCells::fromBytes(identity.digest)};
+}
+
+KnownAddress addressFrom(QSqlQuery &row)
+{
+    KnownAddress address;
+    address.url = SqlCells::toUrl(row.value(Url));
+    address.target = SqlCells::toUrl(row.value(Target));
+    address.redirects = row.value(Redirects).toInt();
+    address.identity.etag = SqlCells::toBytes(row.value(Etag));
+    address.identity.weakEtag = SqlCells::toBytes(row.value(WeakEtag));
+    address.identity.lastModified = SqlCells::toTime(row.value(LastModified));
+    address.identity.total = row.value(Total).toLongLong();
+    address.identity.digest = SqlCells::toBytes(row.value(Digest));
+    return address;
+}
+
+/// A number that this program does not know is a doubt that it cannot name.
+Evidence::Doubt doubtFrom(int number)
+{
+    const bool isKnown = number >= 0 && number <= int(Evidence::Doubt::FinishedEarly);
+    return isKnown ? Evidence::Doubt(number) : Evidence::Doubt::Unknown;
+}
+
+Evidence evidenceFrom(QSqlQuery &row)
+{
+    Evidence evidence;
+    evidence.answers = row.value(Answers).toInt();
+    evidence.doubt = doubtFrom(row.value(Doubt).toInt());
+    evidence.isEndKnown = row.value(IsEndKnown).toBool();
+    evidence.address = SqlCells::toUrl(row.value(Address));
+    evidence.etag = SqlCells::toBytes(row.value(FirstEtag));
+    return evidence;
+}
+
+}
+
+std::optional<ResourceMemory> MemoryRows::load(RecordRows &rows, qint64 id)
+{
+    ResourceMemory memory;
+    auto addresses = rows.run(u"SELECT url, target, redirects, etag, weak_etag, last_modified, total, digest "
+                              u"FROM addresses WHERE download_id = ? ORDER BY position"_s,
+                              {id});
+    if (!addresses)
+        return std::nullopt;
+    while (addresses->next())
+        memory.addresses.append(addressFrom(addresses.query()));
+    if (!rows.wasReadWhole(addresses))
+        return std::nullopt;
+    auto evidence =
+        rows.run(u"SELECT answers, doubt, end_known, address, etag FROM evidence WHERE download_id = ?"_s, {id});
+    if (!evidence)
+        return std::nullopt;
+    if (evidence->next())
+        memory.evidence = evidenceFrom(evidence.query());
+    return memory;
+}
+
+bool MemoryRows::save(RecordRows &rows, qint64 id, const ResourceMemory &memory)
+{
+    if (!rows.run(u"DELETE FROM addresses WHERE download_id = ?"_s, {id}))
+        return false;
+    int position = 0;
+    for (const KnownAddress &address : memory.addresses) {
+        const QVariantList values = QVariantList{id, position++} + cellsOf(address);
+        if (!rows.run(u"INSERT INTO addresses VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"_s, values))
+            return false;
+    }
+    const Evidence &evidence = memory.evidence;
+    return bool(rows.run(u"INSERT OR REPLACE INTO evidence VALUES (?, ?, ?, ?, ?, ?)"_s,
+                         {id, evidence.answers, int(evidence.doubt), int(evidence.isEndKnown),
+                          SqlCells::fromUrl(evidence.address), SqlCells::fromBytes(evidence.etag)}));
+}
