@@ -370,9 +370,8 @@ bool DownloadList::changing(const QString &what, Lasting lasting, const std::fun
 
 bool DownloadList::changed(Lasting lasting, const std::function<bool()> &work, QSqlError *error)
 {
-    const QSqlDatabase database = m_connection->database();
     if (lasting == Lasting::Always)
-        QSqlQuery(database).exec(u"PRAGMA synchronous = FULL"_s);
+        setSynchronous(u"FULL"_s);
     bool done = false;
     {
         SqlTransaction transaction(m_rows->statements(), SqlTransaction::Kind::Write);
@@ -381,8 +380,17 @@ bool DownloadList::changed(Lasting lasting, const std::function<bool()> &work, Q
         *error = transaction.isOpen() && !worked ? m_rows->lastError() : transaction.lastError();
     }
     if (lasting == Lasting::Always)
-        QSqlQuery(database).exec(u"PRAGMA synchronous = NORMAL"_s);
+        setSynchronous(u"NORMAL"_s);
     return done;
+}
+
+/// Never prepared beforehand: it takes effect where it is prepared.
+void DownloadList::setSynchronous(const QString &how)
+{
+    const QString statement = u"PRAGMA synchronous = "_s + how;
+    if (m_observer)
+        m_observer(statement);
+    QSqlQuery(m_connection->database()).exec(statement);
 }
 
 bool DownloadList::changesOne(const QString &statement, const QVariantList &values)

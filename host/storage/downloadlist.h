@@ -135,6 +135,7 @@ private:
     bool reading(const std::function<bool()> &work);
     bool changing(const QString &what, Lasting lasting, const std::function<bool()> &work);
     bool changed(Lasting lasting, const std::function<bool()> &work, QSqlError *error);
+    void setSynchronous(const QString &how);
     bool changesOne(const QString &statement, const QVariantList &values);
     bool fail(const QString &what, const QString &reason);
     bool failBy(const QString &what, const QSqlError &error);

@@ -85,6 +85,7 @@ private Q_SLOTS:
     void aFileThatIsBeingRenamedIsSavedUnderItsNewName();
     void aFileThatIsGoneAtTheEndIsSavedAsItIs();
     void beforeARestartTheListForgetsTheBytes();
+    void whatTheListTakesBackIsWrittenThroughAndProgressIsNot();
     void theFileIsKnownAgain();
     void anotherFileInItsPlaceIsNotCounted();
     void aFileKnownFromTheListIsNotTakenForAnother();
@@ -396,6 +397,21 @@ void TestSessionDownload::beforeARestartTheListForgetsTheBytes()
     download.run(AbstractDownloadCommand::Restart);
     QCOMPARE(bytesInList(), 0);
     QVERIFY2(inList().files.first().isOnDisk(), "the file is still the download's");
+}
+
+/// Otherwise a loss of power brings back a list that counts bytes of a file that has been emptied.
+void TestSessionDownload::whatTheListTakesBackIsWrittenThroughAndProgressIsNot()
+{
+    QStringList statements;
+    m_list->setStatementObserver([&statements](const QString &statement) { statements.append(statement.left(30)); });
+    const QString throughToTheDisk = u"PRAGMA synchronous = FULL"_s;
+    begin(300);
+    m_disk->answer();
+    QCOMPARE(bytesInList(), 300);
+    QVERIFY(!statements.contains(throughToTheDisk));
+    m_fake->change(true, downloaded(200));
+    QCOMPARE(bytesInList(), 200);
+    QVERIFY(statements.contains(throughToTheDisk));
 }
 
 void TestSessionDownload::theFileIsKnownAgain()
