@@ -2,7 +2,6 @@
 #include <tests/support/moodyfileserver.h>
 
 #include <QHash>
-#include <QHostAddress>
 #include <QMutex>
 #include <QTcpServer>
 #include <QTcpSocket>
@@ -271,28 +270,11 @@ MoodyFileServer::MoodyFileServer()
     : m_book(std::make_shared<MoodyBook>())
     , m_listener(new MoodyListener(m_book))
 {
-    m_listener->moveToThread(&m_thread);
-    QObject::connect(&m_thread, &QThread::finished, m_listener, &QObject::deleteLater);
-    m_thread.start();
-    QMetaObject::invokeMethod(
-        m_listener,
-        [this] {
-            if (m_listener->listen(QHostAddress::LocalHost)) {
-                m_port = m_listener->serverPort();
-            }
-        },
-        Qt::BlockingQueuedConnection);
-}
-
-MoodyFileServer::~MoodyFileServer()
-{
-    m_thread.quit();
-    m_thread.wait();
 }
 
 QUrl MoodyFileServer::url(const MoodyFile &file) const
 {
-    return QUrl(QString::fromLatin1("http://127.0.0.1:" + QByteArray::number(m_port) + file.path()));
+    return QUrl(QString::fromLatin1("http://127.0.0.1:" + QByteArray::number(m_listener.port()) + file.path()));
 }
 
 void MoodyFileServer::soothe(quint64 seed)

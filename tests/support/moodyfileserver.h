@@ -1,17 +1,16 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <tests/support/listenerthread.h>
 #include <tests/support/moodyfile.h>
 
 #include <QList>
 #include <QString>
-#include <QThread>
 #include <QUrl>
 
 #include <memory>
 
 class MoodyBook;
-class MoodyListener;
 
 /// A server on 127.0.0.1, in a thread of its own, that has every file that there is a seed for, serves it in moods and
 /// writes down what it was asked. What an answer is like follows from the seed and from how many this file has had.
@@ -28,10 +27,9 @@ public:
     };
 
     MoodyFileServer();
-    ~MoodyFileServer();
 
     /// False when no port could be opened.
-    bool isListening() const { return m_port != 0; }
+    bool isListening() const { return m_listener.port() != 0; }
     QUrl url(const MoodyFile &file) const;
 
     /// No faults any more for the file of this seed.
@@ -42,9 +40,7 @@ public:
 
 private:
     std::shared_ptr<MoodyBook> m_book;
-    QThread m_thread;
-    MoodyListener *m_listener = nullptr; // lives in m_thread and is deleted as it ends
-    quint16 m_port = 0;
+    ListenerThread m_listener;
 
     Q_DISABLE_COPY_MOVE(MoodyFileServer)
 };

@@ -226,28 +226,12 @@ RawServer::RawServer()
     : m_book(std::make_shared<RawBook>())
     , m_listener(new RawListener(m_book))
 {
-    m_listener->moveToThread(&m_thread);
-    QObject::connect(&m_thread, &QThread::finished, m_listener, &QObject::deleteLater);
-    m_thread.start();
-    QMetaObject::invokeMethod(
-        m_listener,
-        [this] {
-            if (m_listener->listen(QHostAddress::LocalHost)) {
-                m_port = m_listener->serverPort();
-            }
-        },
-        Qt::BlockingQueuedConnection);
-}
-
-RawServer::~RawServer()
-{
-    m_thread.quit();
-    m_thread.wait();
 }
 
 QUrl RawServer::url(const QByteArray &key, const QByteArray &name) const
 {
-    return QUrl(QString::fromLatin1("http://127.0.0.1:" + QByteArray::number(m_port) + '/' + key + '/' + name));
+    return QUrl(
+        QString::fromLatin1("http://127.0.0.1:" + QByteArray::number(m_listener.port()) + '/' + key + '/' + name));
 }
 
 void RawServer::setAnswers(const QByteArray &key, const QList<RawAnswer> &answers)

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <tests/support/listenerthread.h>
+
 #include <QByteArray>
 #include <QList>
-#include <QThread>
 #include <QUrl>
 
 #include <memory>
 
 class RawBook;
-class RawListener;
 
 /// Bytes as they go out, and what becomes of the connection behind them. A filling of one byte repeated, which is never
 /// in memory as a whole, may stand within them.
@@ -41,10 +41,9 @@ class RawServer
 {
 public:
     RawServer();
-    ~RawServer();
 
     /// False when no port could be opened.
-    bool isListening() const { return m_port != 0; }
+    bool isListening() const { return m_listener.port() != 0; }
     /// `key` and `name` are plain letters, digits, dots.
     QUrl url(const QByteArray &key, const QByteArray &name) const;
 
@@ -55,9 +54,7 @@ public:
 
 private:
     std::shared_ptr<RawBook> m_book;
-    QThread m_thread;
-    RawListener *m_listener = nullptr; // lives in m_thread and is deleted as it ends
-    quint16 m_port = 0;
+    ListenerThread m_listener;
 
     Q_DISABLE_COPY_MOVE(RawServer)
 };

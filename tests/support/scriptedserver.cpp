@@ -11,57 +11,44 @@
 
 using namespace Qt::StringLiterals;
 
+namespace
+{
+ScriptedListener *listenerWith(const std::shared_ptr<ScriptBook> &book, const QSslConfiguration &tls)
+{
+    auto *listener = new ScriptedListener(book);
+    listener->setTls(tls);
+    return listener;
+}
+}
+
 ScriptedServer::ScriptedServer()
     : m_book(std::make_shared<ScriptBook>())
+    , m_listener(new ScriptedListener(m_book))
+    , m_thread(m_listener)
 {
-    start(nullptr);
 }
 
 ScriptedServer::ScriptedServer(const QSslConfiguration &tls)
     : m_book(std::make_shared<ScriptBook>())
+    , m_listener(listenerWith(m_book, tls))
+    , m_thread(m_listener)
     , m_secure(true)
 {
-    start(&tls);
-}
-
-ScriptedServer::~ScriptedServer()
-{
-    m_thread.quit();
-    m_thread.wait();
-}
-
-void ScriptedServer::start(const QSslConfiguration *tls)
-{
-    m_listener = new ScriptedListener(m_book);
-    if (tls != nullptr) {
-        m_listener->setTls(*tls);
-    }
-    m_listener->moveToThread(&m_thread);
-    QObject::connect(&m_thread, &QThread::finished, m_listener, &QObject::deleteLater);
-    m_thread.start();
-    QMetaObject::invokeMethod(
-        m_listener,
-        [this] {
-            if (m_listener->listen(QHostAddress::LocalHost)) {
-                m_port = m_listener->serverPort();
-            }
-        },
-        Qt::BlockingQueuedConnection);
 }
 
 bool ScriptedServer::isListening() const
 {
-    return m_port != 0;
+    return m_thread.port() != 0;
 }
 
 quint16 ScriptedServer::port() const
 {
-    return m_port;
+    return m_thread.port();
 }
 
 QUrl ScriptedServer::url(const QString &path) const
 {
-    return QUrl((m_secure ? u"https"_s : u"http"_s) + u"://127.0.0.1:"_s + QString::number(m_port) + path);
+    return QUrl((m_secure ? u"https"_s : u"http"_s) + u"://127.0.0.1:"_s + QString::number(port()) + path);
 }
 
 quint16 ScriptedServer::refusedPort()

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <tests/support/listenerthread.h>
 #include <tests/support/scriptbook.h>
 #include <tests/support/scriptedrequest.h>
 #include <tests/support/scriptedresponse.h>
 
 #include <QSslConfiguration>
 #include <QString>
-#include <QThread>
 #include <QUrl>
 
 #include <memory>
@@ -29,7 +29,6 @@ public:
     ScriptedServer();
     /// Serves https with this certificate and key.
     explicit ScriptedServer(const QSslConfiguration &tls);
-    ~ScriptedServer();
 
     /// False when no port could be opened.
     bool isListening() const;
@@ -75,12 +74,9 @@ public:
     void stopListening();
 
 private:
-    void start(const QSslConfiguration *tls);
-
     std::shared_ptr<ScriptBook> m_book;
-    QThread m_thread;
-    ScriptedListener *m_listener = nullptr; // lives in m_thread and is deleted as it ends
-    quint16 m_port = 0;
+    ScriptedListener *m_listener; // lives in m_thread and is deleted as it ends
+    ListenerThread m_thread;
     bool m_secure = false;
 
     Q_DISABLE_COPY_MOVE(ScriptedServer)
