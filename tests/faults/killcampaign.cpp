@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: MIT
+#include <tests/faults/campaignarguments.h>
 #include <tests/faults/listclaims.h>
+#include <tests/faults/plaitrun.h>
+#include <tests/faults/sidebyside.h>
 #include <tests/integration/plaitsandbox.h>
 #include <tests/support/nginxserver.h>
 #include <tests/support/testca.h>
@@ -20,10 +23,6 @@
 #include <cmath>
 #include <csignal>
 #include <cstdlib>
-#include <thread>
-#include <vector>
-
-#include <sys/prctl.h>
 
 using namespace Qt::StringLiterals;
 
@@ -46,7 +45,7 @@ constexpr int kSideBySide = 4;
 /// The next run after so many in one set is left alone: it has to come to its end.
 constexpr int kMostKillsOfSet = 100;
 constexpr int kPatienceMs = 120000;
-constexpr int kNever = -1;
+constexpr int kNever = PlaitRun::kNever;
 
 /// What the server has and a download has to become.
 struct Target {
@@ -93,18 +92,6 @@ QList<Target> targetsOf(quint32 setSeed, QRandomGenerator &chance)
     }
     return targets;
 }
-
-/// Starts the program; it dies with this one.
-void launch(QProcess &process, const PlaitSandbox &sandbox, const QStringList &arguments)
-{
-    process.setProcessEnvironment(sandbox.environment());
-    process.setWorkingDirectory(sandbox.downloads());
-    process.setStandardInputFile(QProcess::nullDevice());
-    process.setChildProcessModifier([] { prctl(PR_SET_PDEATHSIG, SIGKILL); });
-    process.start(PlaitSandbox::program(), arguments);
-    process.waitForStarted();
-}
-
 }
 
 /// Five downloads and one list, killed and taken up again until all are done. What it does follows from its seed, but
@@ -185,28 +172,19 @@ private:
         QStringList arguments{u"-j"_s, u"5"_s, u"-x"_s, u"4"_s, u"-q"_s};
         arguments = isAllListed ? QStringList{u"resume"_s, u"--all"_s} + arguments
                                 : arguments + QStringList{u"-d"_s, m_sandbox.downloads(), u"-i"_s, writeInput()};
-        QElapsedTimer clock;
-        clock.start();
-        QProcess process;
-        launch(process, m_sandbox, arguments);
-        const bool ended = process.waitForFinished(killMs == kNever ? kPatienceMs : killMs);
-        if (!ended)
-            process.kill();
-        process.waitForFinished();
-        m_lastRunMs = int(clock.elapsed());
-        m_history.append(u"  %1: %2"_s.arg(isAllListed ? u"plait resume --all"_s : u"plait -i"_s,
-                                           ended ? u"ended with %1"_s.arg(process.exitCode())
-                                                 : u"killed after %1 ms"_s.arg(killMs)));
-        const bool killed = process.exitStatus() == QProcess::CrashExit && !ended;
-        if (killed && killMs == kNever)
+        const PlaitRun run = PlaitRun::of(m_sandbox, arguments, {killMs, SIGKILL}, kPatienceMs);
+        m_lastRunMs = run.tookMs;
+        m_history.append(
+            u"  %1: %2"_s.arg(isAllListed ? u"plait resume --all"_s : u"plait -i"_s,
+                              run.isKilled ? u"killed after %1 ms"_s.arg(killMs) : u"ended with %1"_s.arg(run.status)));
+        if (!run.hasEnded)
             fail(u"it did not come to its end in %1 s"_s.arg(kPatienceMs / 1000));
-        else if (!killed && (process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0))
-            fail(u"it ended with %1: %2"_s.arg(process.exitCode())
-                     .arg(QString::fromUtf8(process.readAllStandardError())));
+        else if (!run.isKilled && run.status != 0)
+            fail(u"it ended with %1: %2"_s.arg(run.status).arg(QString::fromUtf8(run.err)));
         const ListOnDisk after(m_sandbox);
         checkFiles();
         checkClaims(after);
-        if (killed)
+        if (run.isKilled)
             count(after, score);
         else
             checkEnd(after, isAllListed);
@@ -339,11 +317,7 @@ public:
         tell(u"seed %1: %2 kills; a run that is left alone takes %3 ms\n"_s.arg(m_seed)
                  .arg(m_mostKills)
                  .arg(m_wholeRunMs));
-        std::vector<std::thread> workers;
-        for (int i = 0; i < kSideBySide; ++i)
-            workers.emplace_back([this] { work(); });
-        for (std::thread &worker : workers)
-            worker.join();
+        runSideBySide(kSideBySide, [this] { return workOne(); });
         if (!m_failed)
             report();
         return !m_failed;
@@ -351,14 +325,15 @@ public:
 
 private:
     /// Each set has a seed of its own, so that one can be repeated without those before it.
-    void work()
+    bool workOne()
     {
         quint32 seed = 0;
         int mostKills = 0;
-        while (takeNext(&seed, &mostKills)) {
-            runSet(seed, m_wholeRunMs, mostKills);
-            reportProgress();
-        }
+        if (!takeNext(&seed, &mostKills))
+            return false;
+        runSet(seed, m_wholeRunMs, mostKills);
+        reportProgress();
+        return true;
     }
 
     bool takeNext(quint32 *seed, int *mostKills)
@@ -434,19 +409,10 @@ int main(int argc, char *argv[])
 {
     const QCoreApplication application(argc, argv);
     QTextStream out(stdout);
-    quint32 seed = 1;
-    int mostKills = kDefaultKills;
-    bool isSeed = true;
-    bool isCount = true;
-    if (qEnvironmentVariableIsSet("PLAIT_SEED"))
-        seed = qEnvironmentVariable("PLAIT_SEED").toUInt(&isSeed);
-    if (argc > 1)
-        mostKills = QString::fromLocal8Bit(argv[1]).toInt(&isCount);
-    if (argc > 2 || !isSeed || !isCount || mostKills < 1) {
-        out << "usage: [PLAIT_SEED=N] killcampaign [KILLS]\n";
+    const auto arguments = CampaignArguments::read(argc, argv, u"KILLS"_s, kDefaultKills);
+    if (!arguments)
         return EXIT_FAILURE;
-    }
-    Campaign campaign(seed, mostKills, out);
+    Campaign campaign(arguments->seed, arguments->count, out);
     const QString errorText = campaign.prepare();
     if (!errorText.isEmpty()) {
         out << "nginx: " << errorText << '\n';

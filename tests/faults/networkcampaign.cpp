@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+#include <tests/faults/campaignarguments.h>
+#include <tests/faults/plaitrun.h>
+#include <tests/faults/sidebyside.h>
 #include <tests/integration/plaitsandbox.h>
 #include <tests/support/moodyfileserver.h>
 #include <tests/support/testfiles.h>
@@ -9,7 +12,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QHash>
-#include <QJsonDocument>
 #include <QJsonObject>
 #include <QMutex>
 #include <QProcess>
@@ -19,10 +21,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdlib>
-#include <thread>
 #include <vector>
-
-#include <sys/prctl.h>
 
 using namespace Qt::StringLiterals;
 
@@ -32,22 +31,14 @@ constexpr int kDefaultFiles = 1000;
 constexpr int kFilesOfBatch = 25;
 constexpr int kSideBySide = 4;
 constexpr int kPatienceMs = 120000;
-constexpr int kNever = -1;
 constexpr int kReportEvery = 1000;
 constexpr int kMostConnections = 8;
 constexpr int kMostSideBySide = 24;
 constexpr int kPercentStopped = 30;
 constexpr int kEarliestStopMs = 30;
 constexpr int kLatestStopMs = 1500;
-constexpr int kStopped = 7;
-
-/// What one run came to.
-struct Run {
-    int status = kNever;
-    bool ended = false;
-    QHash<QString, QJsonObject> summaries; ///< by address
-    QByteArray err;
-};
+constexpr int kStopped = PlaitRun::kStopped;
+constexpr int kNever = PlaitRun::kNever;
 
 struct Score {
     int files = 0;
@@ -70,46 +61,6 @@ struct Score {
             statuses[it.key()] += it.value();
     }
 };
-
-QHash<QString, QJsonObject> summariesIn(const QByteArray &out)
-{
-    QHash<QString, QJsonObject> summaries;
-    const QList<QByteArray> lines = out.split('\n');
-    for (const QByteArray &line : lines) {
-        const QJsonObject event = QJsonDocument::fromJson(line).object();
-        if (event.value(u"event"_s).toString() == u"summary"_s)
-            summaries.insert(event.value(u"url"_s).toString(), event);
-    }
-    return summaries;
-}
-
-/// @param stopMs when it is asked to stop; kNever: it is left alone
-Run runPlait(const PlaitSandbox &sandbox, const QStringList &arguments, int stopMs)
-{
-    QProcess process;
-    process.setProcessEnvironment(sandbox.environment());
-    process.setWorkingDirectory(sandbox.downloads());
-    process.setStandardInputFile(QProcess::nullDevice());
-    process.setChildProcessModifier([] { prctl(PR_SET_PDEATHSIG, SIGKILL); });
-    process.start(PlaitSandbox::program(), arguments);
-    process.waitForStarted();
-    Run run;
-    if (stopMs != kNever && !process.waitForFinished(stopMs))
-        process.terminate();
-    run.ended = process.state() == QProcess::NotRunning || process.waitForFinished(kPatienceMs);
-    if (!run.ended)
-        process.kill();
-    process.waitForFinished();
-    // It may be asked before it can do so in order.
-    const bool isStoppedEarly = stopMs != kNever && process.exitCode() == SIGTERM;
-    if (process.exitStatus() == QProcess::NormalExit)
-        run.status = process.exitCode();
-    else if (isStoppedEarly)
-        run.status = kStopped;
-    run.summaries = summariesIn(process.readAllStandardOutput());
-    run.err = process.readAllStandardError();
-    return run;
-}
 }
 
 /// Files of a moody server that one program fetches, at last soundly. All it does follows from its seed, but for the
@@ -140,10 +91,12 @@ public:
     {
         const bool isStopped = m_chance.bounded(100) < kPercentStopped;
         if (isStopped) {
-            score.stopped += runOnce(m_chance.bounded(kEarliestStopMs, kLatestStopMs), false).status == kStopped;
+            const PlaitRun run = runOnce(m_chance.bounded(kEarliestStopMs, kLatestStopMs), false);
+            score.stopped += wasStopped(run);
         }
-        const Run moody = runOnce(kNever, false);
-        for (const QJsonObject &summary : moody.summaries)
+        const PlaitRun moody = runOnce(kNever, false);
+        const QHash<QString, QJsonObject> summaries = moody.summaries();
+        for (const QJsonObject &summary : summaries)
             ++score.statuses[summary.value(u"status"_s).toInt(-1)];
         score.wholeAtOnce += kFilesOfBatch - int(missing().size());
         for (int i = 0; i < kFilesOfBatch; ++i)
@@ -206,7 +159,7 @@ private:
     }
 
     /// What has its name already is not asked for again.
-    Run runOnce(int stopMs, bool hasToSucceed)
+    PlaitRun runOnce(int stopMs, bool hasToSucceed)
     {
         const QList<int> asked = missing();
         if (asked.isEmpty())
@@ -220,40 +173,45 @@ private:
         file.close();
         // What is there of a file of unknown size may be all of it.
         const QString onUnresumable = m_restarts || hasToSucceed ? u"restart"_s : u"fail"_s;
-        const Run run =
-            runPlait(m_sandbox,
-                     m_options
-                         + QStringList{u"--on-unresumable"_s, onUnresumable, u"--json"_s, u"-q"_s, u"--retry-wait"_s,
-                                       u"0.01"_s, u"--user"_s, QString::fromLatin1(MoodyFile::kLogin), u"-d"_s,
-                                       m_sandbox.downloads(), u"-i"_s, input},
-                     stopMs);
+        const PlaitRun run = PlaitRun::of(m_sandbox,
+                                          m_options
+                                              + QStringList{u"--on-unresumable"_s, onUnresumable, u"--json"_s, u"-q"_s,
+                                                            u"--retry-wait"_s, u"0.01"_s, u"--user"_s,
+                                                            QString::fromLatin1(MoodyFile::kLogin), u"-d"_s,
+                                                            m_sandbox.downloads(), u"-i"_s, input},
+                                          {stopMs, SIGTERM}, kPatienceMs);
         ++m_runs;
-        checkRun(run, asked, stopMs != kNever);
+        const QHash<QString, QJsonObject> summaries = run.summaries();
+        checkRun(run, summaries, asked, stopMs != kNever);
         for (const int i : asked)
-            checkFile(i, run.summaries.value(urlOf(i)), stopMs != kNever, hasToSucceed);
+            checkFile(i, summaries.value(urlOf(i)), stopMs != kNever, hasToSucceed);
         return run;
     }
 
-    void checkRun(const Run &run, const QList<int> &asked, bool mayBeStopped)
+    /// It may be asked before it can do so in order.
+    static bool wasStopped(const PlaitRun &run) { return run.isKilled || run.status == kStopped; }
+
+    void checkRun(const PlaitRun &run, const QHash<QString, QJsonObject> &summaries, const QList<int> &asked,
+                  bool mayBeStopped)
     {
-        if (!run.ended)
-            m_findings.append(u"run %1 hangs; not done: %2"_s.arg(QString::number(m_runs), notTold(run, asked)));
-        else if (run.status < 0)
+        if (!run.hasEnded)
+            m_findings.append(u"run %1 hangs; not done: %2"_s.arg(QString::number(m_runs), notTold(summaries, asked)));
+        else if (run.status < 0 && !run.isKilled)
             m_findings.append(u"run %1 died: %2"_s.arg(QString::number(m_runs), QString::fromUtf8(run.err)));
         else if (run.err.contains("Sanitizer") || run.err.contains("runtime error:"))
             m_findings.append(u"run %1: %2"_s.arg(QString::number(m_runs), QString::fromUtf8(run.err)));
         const bool isAllDone = std::all_of(asked.cbegin(), asked.cend(), [&](int i) {
-            return run.summaries.value(urlOf(i)).value(u"status"_s).toInt(-1) == 0;
+            return summaries.value(urlOf(i)).value(u"status"_s).toInt(-1) == 0;
         });
-        if (run.ended && run.status >= 0 && (run.status == 0) != isAllDone && !(mayBeStopped && run.status == kStopped))
+        if (run.status >= 0 && (run.status == 0) != isAllDone && !(mayBeStopped && run.status == kStopped))
             m_findings.append(u"run %1 ended with %2 where the files say otherwise"_s.arg(m_runs).arg(run.status));
     }
 
-    QString notTold(const Run &run, const QList<int> &asked) const
+    QString notTold(const QHash<QString, QJsonObject> &summaries, const QList<int> &asked) const
     {
         QStringList names;
         for (const int i : asked) {
-            if (!run.summaries.contains(urlOf(i)))
+            if (!summaries.contains(urlOf(i)))
                 names.append(nameOf(i));
         }
         return names.join(u", "_s);
@@ -364,21 +322,19 @@ public:
     bool run()
     {
         m_clock.start();
-        std::vector<std::thread> workers;
-        for (int i = 0; i < kSideBySide; ++i)
-            workers.emplace_back([this] { work(); });
-        for (std::thread &worker : workers)
-            worker.join();
+        runSideBySide(kSideBySide, [this] { return workOne(); });
         report();
         return m_wrong == 0;
     }
 
 private:
-    void work()
+    bool workOne()
     {
         quint32 seed = 0;
-        while (takeNext(&seed))
-            runBatch(seed);
+        if (!takeNext(&seed))
+            return false;
+        runBatch(seed);
+        return true;
     }
 
     bool takeNext(quint32 *seed)
@@ -444,17 +400,8 @@ int main(int argc, char *argv[])
 {
     const QCoreApplication application(argc, argv);
     QTextStream out(stdout);
-    quint32 seed = 1;
-    int files = kDefaultFiles;
-    bool isSeed = true;
-    bool isCount = true;
-    if (qEnvironmentVariableIsSet("PLAIT_SEED"))
-        seed = qEnvironmentVariable("PLAIT_SEED").toUInt(&isSeed);
-    if (argc > 1)
-        files = QString::fromLocal8Bit(argv[1]).toInt(&isCount);
-    if (argc > 2 || !isSeed || !isCount || files < 1) {
-        out << "usage: [PLAIT_SEED=N] networkcampaign [FILES]\n";
+    const auto arguments = CampaignArguments::read(argc, argv, u"FILES"_s, kDefaultFiles);
+    if (!arguments)
         return EXIT_FAILURE;
-    }
-    return Campaign(seed, files, out).run() ? EXIT_SUCCESS : EXIT_FAILURE;
+    return Campaign(arguments->seed, arguments->count, out).run() ? EXIT_SUCCESS : EXIT_FAILURE;
 }
