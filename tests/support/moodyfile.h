@@ -1,27 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <tests/support/pacedserver.h>
 #include <tests/support/scriptedrequest.h>
 
 #include <QByteArray>
 #include <QRandomGenerator>
 
-/// Bytes of one answer, how they go out and what becomes of the connection.
-struct MoodyAnswer {
-    enum class End {
-        KeepOpen, ///< and the next request on it is answered
-        Close,
-        Reset,
-    };
-
-    QByteArray bytes;
-    End end = End::KeepOpen;
-    /// How many go out at once; 0: all.
-    qsizetype piece = 0;
-    /// Between two pieces it waits for 0 to so many milliseconds.
-    int longestPauseMs = 0;
-    /// Goes on from there when somebody else connects; -1: goes on at once.
-    qsizetype stallsAt = -1;
+struct MoodyAnswer : PacedAnswer {
     /// It is not what a sound server would have sent.
     bool isFaulty = false;
 };

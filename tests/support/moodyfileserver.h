@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <tests/support/listenerthread.h>
 #include <tests/support/moodyfile.h>
+#include <tests/support/pacedserver.h>
 
 #include <QList>
 #include <QString>
@@ -29,7 +29,7 @@ public:
     MoodyFileServer();
 
     /// False when no port could be opened.
-    bool isListening() const { return m_listener.port() != 0; }
+    bool isListening() const { return m_server.port() != 0; }
     QUrl url(const MoodyFile &file) const;
 
     /// No faults any more for the file of this seed.
@@ -40,7 +40,7 @@ public:
 
 private:
     std::shared_ptr<MoodyBook> m_book;
-    ListenerThread m_listener;
+    PacedServer m_server;
 
     Q_DISABLE_COPY_MOVE(MoodyFileServer)
 };
