@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <tests/faults/campaignarguments.h>
 #include <tests/faults/hostileseed.h>
-#include <tests/faults/sidebyside.h>
+#include <tests/integration/sidebyside.h>
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

@@ -2,8 +2,8 @@
 #include <tests/faults/campaignarguments.h>
 #include <tests/faults/listclaims.h>
 #include <tests/faults/plaitrun.h>
-#include <tests/faults/sidebyside.h>
 #include <tests/integration/plaitsandbox.h>
+#include <tests/integration/sidebyside.h>
 #include <tests/support/nginxserver.h>
 #include <tests/support/testca.h>
 #include <tests/support/testfiles.h>

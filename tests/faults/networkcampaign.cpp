@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <tests/faults/campaignarguments.h>
 #include <tests/faults/plaitrun.h>
-#include <tests/faults/sidebyside.h>
 #include <tests/integration/plaitsandbox.h>
+#include <tests/integration/sidebyside.h>
 #include <tests/support/moodyfileserver.h>
 #include <tests/support/testfiles.h>
 

@@ -2,22 +2,18 @@
 #include <tests/integration/framingruns.h>
 
 #include <tests/integration/plaitsandbox.h>
+#include <tests/integration/programrun.h>
+#include <tests/integration/sidebyside.h>
 #include <tests/support/testfiles.h>
 
 #include <QFile>
 #include <QHash>
-#include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
 #include <QTemporaryDir>
 
 #include <atomic>
-#include <csignal>
 #include <memory>
-#include <thread>
-#include <vector>
-
-#include <sys/prctl.h>
 
 using namespace Qt::StringLiterals;
 
@@ -31,7 +27,6 @@ constexpr int kSideBySide = 6;
 /// An answer that has ended is judged in a moment; this long is never.
 constexpr int kNeverMs = 15000;
 constexpr int kNeverOfManyMs = 120000;
-constexpr int kHung = -2;
 constexpr int kCurlSeconds = 5;
 constexpr int kCurlTimedOut = 28;
 constexpr qsizetype kMostOfWrongFile = 60;
@@ -47,40 +42,10 @@ void write(const QString &path, const QByteArray &bytes)
     }
 }
 
-/// The summaries of a run, by address.
-QHash<QString, QJsonObject> summariesIn(const QByteArray &out)
+ProgramRun runPlaitIn(const PlaitSandbox &sandbox, const QStringList &arguments, int patienceMs)
 {
-    QHash<QString, QJsonObject> summaries;
-    const QList<QByteArray> lines = out.split('\n');
-    for (const QByteArray &line : lines) {
-        const QJsonObject event = QJsonDocument::fromJson(line).object();
-        if (event.value(u"event"_s).toString() == u"summary"_s) {
-            summaries.insert(event.value(u"url"_s).toString(), event);
-        }
-    }
-    return summaries;
-}
-
-/// Without events, which a plain thread does not have. The program dies with this one.
-PlaitResult runToTheEnd(const PlaitSandbox &sandbox, const QStringList &arguments, int timeoutMs)
-{
-    QProcess process;
-    process.setProcessEnvironment(sandbox.environment());
-    process.setWorkingDirectory(sandbox.downloads());
-    process.setStandardInputFile(QProcess::nullDevice());
-    process.setChildProcessModifier([] { prctl(PR_SET_PDEATHSIG, SIGKILL); });
-    process.start(PlaitSandbox::program(), arguments + QStringList{u"-d"_s, sandbox.downloads()});
-    PlaitResult result;
-    if (!process.waitForFinished(timeoutMs)) {
-        process.kill();
-        process.waitForFinished();
-        result.status = kHung;
-    } else if (process.exitStatus() == QProcess::NormalExit) {
-        result.status = process.exitCode();
-    }
-    result.out = process.readAllStandardOutput();
-    result.err = process.readAllStandardError();
-    return result;
+    return ProgramRun::of(sandbox, PlaitSandbox::program(), arguments + QStringList{u"-d"_s, sandbox.downloads()},
+                          patienceMs, {});
 }
 
 QStringList loginOptions(const QByteArray &login)
@@ -209,17 +174,17 @@ FramingOutcome FramingRuns::runPlait(const FramingCase &row, RawServer &shared, 
     const QStringList arguments = kOnce + loginOptions(row.login) + QStringList{url};
     if (row.begin != Begin::AtZero) {
         far.server().setAnswers(key, {firstPartOf(row.begin)});
-        const PlaitResult first = runToTheEnd(sandbox, arguments, kNeverMs);
+        const ProgramRun first = runPlaitIn(sandbox, arguments, kNeverMs);
         if (!hasFirstPart(sandbox, name, row.begin)) {
             return {Kind::NotBegun, 0, {}, {}, first.err.trimmed()};
         }
     }
     far.play(row, key);
-    const PlaitResult result = runToTheEnd(sandbox, arguments, kNeverMs);
+    const ProgramRun result = runPlaitIn(sandbox, arguments, kNeverMs);
     if (result.status < 0) {
-        return {result.status == kHung ? Kind::Hangs : Kind::Died, 0, {}, {}, result.err};
+        return {result.hasEnded ? Kind::Died : Kind::Hangs, 0, {}, {}, result.err};
     }
-    FramingOutcome outcome = outcomeOf(summariesIn(result.out).value(url), sandbox.path(name));
+    FramingOutcome outcome = outcomeOf(result.summaries().value(url), sandbox.path(name));
     if (outcome.status != result.status) {
         outcome.kind = Kind::Died;
     }
@@ -265,17 +230,13 @@ QList<FramingOutcome> FramingRuns::runAll(const QList<FramingCase> &rows, const 
     QList<FramingOutcome> outcomes(rows.size());
     FramingOutcome *const places = outcomes.data();
     std::atomic<qsizetype> next = 0;
-    std::vector<std::thread> workers;
-    for (int i = 0; i < kSideBySide; ++i) {
-        workers.emplace_back([&] {
-            for (qsizetype row = next++; row < rows.size(); row = next++) {
-                places[row] = program(rows.at(row), server, "r" + QByteArray::number(row));
-            }
-        });
-    }
-    for (std::thread &worker : workers) {
-        worker.join();
-    }
+    runSideBySide(kSideBySide, [&] {
+        const qsizetype row = next++;
+        if (row < rows.size()) {
+            places[row] = program(rows.at(row), server, "r" + QByteArray::number(row));
+        }
+        return row < rows.size();
+    });
     return outcomes;
 }
 
@@ -302,7 +263,7 @@ public:
         for (qsizetype cut = 0; cut <= last(); ++cut) {
             m_server.setAnswers(keyOf(cut), answersCutBehind(cut));
         }
-        const QHash<QString, QJsonObject> summaries = summariesIn(runProgram().out);
+        const QHash<QString, QJsonObject> summaries = runProgram().summaries();
         QStringList wrong;
         for (qsizetype cut = 0; cut <= last(); ++cut) {
             const QString what = wrongOf(cut, summaries.value(urlOf(cut)));
@@ -340,7 +301,7 @@ private:
         return answers;
     }
 
-    PlaitResult runProgram()
+    ProgramRun runProgram()
     {
         QByteArray list;
         for (qsizetype cut = 0; cut <= last(); ++cut) {
@@ -349,7 +310,7 @@ private:
         const QString path = m_folder.filePath(u"list"_s);
         write(path, list);
         const QStringList arguments{u"-j"_s, u"8"_s, u"-i"_s, path};
-        return runToTheEnd(m_sandbox, kOnce + loginOptions(m_sound.login) + arguments, kNeverOfManyMs);
+        return runPlaitIn(m_sandbox, kOnce + loginOptions(m_sound.login) + arguments, kNeverOfManyMs);
     }
 
     QString wrongOf(qsizetype cut, const QJsonObject &summary) const

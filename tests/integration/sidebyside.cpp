@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include <tests/faults/sidebyside.h>
+#include <tests/integration/sidebyside.h>
 
 #include <thread>
 #include <vector>
