@@ -21,6 +21,8 @@ constexpr int kPercentInterrupted = 55;
 constexpr int kEarliestMs = 20;
 constexpr int kLatestMs = 400;
 constexpr int kPatienceMs = 60000;
+constexpr int kUnresumable = 8;
+constexpr int kChanged = 33;
 /// Requests within so long that bring nothing new, to a server of one address that a person gave.
 constexpr qint64 kVainPeriodMs = 10000;
 constexpr int kMostInVain = 20;
@@ -217,6 +219,12 @@ void HostileSeed::checkSummary(int resource, const QJsonObject &summary, Hostile
         checkFinished(resource, summary, score);
     else if (status != PlaitRun::kStopped && sentence.isEmpty())
         find(u"no sentence"_s, u"status %1 without a sentence"_s.arg(status));
+    const HostileResource &served = m_world.resources.at(resource);
+    const bool isRestNotToBeHad = (status == kUnresumable || status == kChanged) && !served.isResumable();
+    const bool isExcused = status == PlaitRun::kStopped || isRestNotToBeHad;
+    if (served.isSound() && status != 0 && !isExcused)
+        find(u"sound"_s,
+             u"served soundly, %1 ended with %2: %3"_s.arg(nameOf(resource), QString::number(status), sentence));
 }
 
 void HostileSeed::checkFinished(int resource, const QJsonObject &summary, HostileScore &score)

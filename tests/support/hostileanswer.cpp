@@ -148,7 +148,7 @@ struct HostileAnswerMaker::Draft {
             reading.total = total;
         else
             reading.total = byLength ? announcedSize() : -1;
-        reading.isOfKnownLength = !isPiece && byLength && reading.isWhole;
+        reading.isProof = !isPiece && reading.isWhole && framing != Framing::Close;
         reading.etag = said.etag;
         reading.modified = said.modified;
         return reading;

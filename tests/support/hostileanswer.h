@@ -21,7 +21,7 @@ struct HostileReading {
     qint64 from = 0; ///< place in the file, as the reader was told
     QList<Piece> pieces; ///< that can be read, the first at `from`
     bool isWhole = false; ///< its framing was met
-    bool isOfKnownLength = false; ///< and it is the whole file of that length
+    bool isProof = false; ///< and it is the whole file, whose end was told by a length or a last chunk
     qint64 total = -1; ///< bytes of the whole file, as the reader was told; -1: not at all
     QByteArray etag; ///< as in HostileVersion
     qint64 modified = 0;

@@ -13,7 +13,7 @@ using namespace Qt::StringLiterals;
 namespace
 {
 /// No content of a hostile world is longer.
-constexpr qint64 kLongest = 1024 * 1024;
+constexpr qint64 kLongest = 6 * 1024 * 1024;
 constexpr qsizetype kBlock = 256;
 /// Kinds of what was said of one file; there are fewer.
 constexpr qsizetype kMostKinds = 14;
@@ -58,11 +58,13 @@ bool HostileJudge::isProven(const QByteArray &file)
 {
     const QList<Match> matches = matchesOf(file);
     return std::any_of(matches.cbegin(), matches.cend(), [&](const Match &match) {
-        if (match.reading.isOfKnownLength && isMadeOf({match}, file.size()))
+        if (match.reading.isProof && isMadeOf({match}, file.size()))
             return true;
         QList<Match> same = matches;
-        same.removeIf([&match](const Match &other) { return !saysTheSame(match.reading, other.reading); });
-        return isStrong(match.reading.etag) && match.reading.total >= 0 && isMadeOf(same, file.size());
+        same.removeIf([&match](const Match &other) {
+            return other.reading.address != match.reading.address || other.reading.etag != match.reading.etag;
+        });
+        return isStrong(match.reading.etag) && isMadeOf(same, file.size());
     });
 }
 

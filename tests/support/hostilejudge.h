@@ -22,7 +22,7 @@ public:
     HostileJudge(const HostileResource &resource, const QList<HostileReading> &readings);
 
     Verdict judge(const QByteArray &file);
-    /// Whether it is made of one answer of known length, or of ranges under one strong validator and one size.
+    /// Whether it is made of one answer whose end was told, or of ranges under one strong validator.
     bool isProven(const QByteArray &file);
     /// Whether each of these bytes was sent for its place, by whatever answer.
     bool wereSent(const QByteArray &bytes, qint64 offset);

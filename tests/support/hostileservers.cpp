@@ -134,7 +134,8 @@ public:
         QRandomGenerator chance(mixed + quint32(state.log.size()) * 40503U);
         HostileAnswer answer = answerTo(request, place, server, resource, state, chance);
         answer.reading.address = place.address;
-        HostileServers::Entry entry{m_run, m_clock.elapsed(), isOnTheWay(place, resource), false, answer.reading, {}};
+        HostileServers::Entry entry{m_run, m_clock.elapsed(), answer.paced.bytes.contains("\r\nLocation: "),
+                                    false, answer.reading,    {}};
         entry.bringsNew = answer.reading.isUsable && state.sent.add(answer.reading);
         entry.line = lineFor(request, answer, m_ports.at(server), m_run, entry.atMs);
         state.log.append(entry);

@@ -28,6 +28,9 @@ constexpr int kMostKindsOfFaults = 4;
 /// From about 300 KiB on it is worth another connection.
 constexpr int kSmallestSplit = 320 * 1024;
 constexpr int kLargest = 900 * 1024;
+/// Large enough for eight connections.
+constexpr int kSmallestOfMany = 3 * 1024 * 1024;
+constexpr int kLargestOfMany = 5 * 1024 * 1024;
 constexpr int kSmall = 40 * 1024;
 constexpr qint64 kFirstDate = 1600000000;
 constexpr qint64 kDay = 86400;
@@ -142,13 +145,21 @@ struct Signs {
     }
 };
 
+int pickSize(QRandomGenerator &chance, bool isSmall)
+{
+    const int kind = chance.bounded(100);
+    if (isSmall)
+        return chance.bounded(1, kSmall);
+    if (kind < 10)
+        return chance.bounded(1, kLargest);
+    return kind < 90 ? chance.bounded(kSmallestSplit, kLargest) : chance.bounded(kSmallestOfMany, kLargestOfMany);
+}
+
 QList<HostileVersion> pickVersions(QRandomGenerator &chance, quint64 content, bool isSmall)
 {
     const Signs signs(chance);
     const int count = happens(chance, 30) ? 1 : 2 + chance.bounded(kMostVersions - 1);
-    const int least = isSmall || happens(chance, 10) ? 1 : kSmallestSplit;
-    const int most = isSmall ? kSmall : kLargest;
-    int size = least + chance.bounded(most - least);
+    int size = pickSize(chance, isSmall);
     QList<HostileVersion> versions;
     for (int i = 0; i < count; ++i) {
         versions.append(signs.version(i, content, size));
@@ -304,6 +315,16 @@ QString HostileVersion::inWords() const
 QString inWords(HostileFault fault)
 {
     return QString::fromLatin1(kFaultNames.at(size_t(fault)));
+}
+
+bool HostileResource::isSound() const
+{
+    return change == Change::Never && faults.isEmpty() && redirect != Redirect::AtTimesToLogin;
+}
+
+bool HostileResource::isResumable() const
+{
+    return honoursRanges && acceptRanges != "none" && framing == Framing::Length;
 }
 
 QString HostileResource::inWords() const

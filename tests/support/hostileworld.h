@@ -104,6 +104,10 @@ struct HostileResource {
     int soundAtFirst = 0; ///< answers before the first fault
     int mostFaults = 0; ///< -1: there is no end
 
+    /// It never changes and nothing about it is wrong: whoever asks for it has to get it.
+    bool isSound() const;
+    /// And whoever was interrupted has to get the rest: who tells a size at times has another file at times.
+    bool isResumable() const;
     QString inWords() const;
 };
 

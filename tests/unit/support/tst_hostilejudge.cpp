@@ -70,9 +70,9 @@ HostileReading refused(HostileReading reading)
     return reading;
 }
 
-HostileReading ofKnownLength(HostileReading reading)
+HostileReading proof(HostileReading reading)
 {
-    reading.isOfKnownLength = true;
+    reading.isProof = true;
     return reading;
 }
 
@@ -96,7 +96,7 @@ private Q_SLOTS:
     void aShortFileIsWrongWhereItsSizeWasTold();
     void anAlienFileIsExcusableWhereItWasServed();
     void anotherAnswerWithASignExcusesNothing();
-    void oneAnswerOfKnownLengthProvesItsFile();
+    void oneAnswerWhoseEndWasToldProvesItsFile();
     void rangesUnderOneStrongTagProveTheirFile();
     void rangesUnderAWeakTagProveNothing();
     void bytesWereSentForTheirPlaceOnly();
@@ -175,10 +175,10 @@ void TestHostileJudge::anotherAnswerWithASignExcusesNothing()
     QCOMPARE(judge.judge(mixed()), Verdict::Wrong);
 }
 
-void TestHostileJudge::oneAnswerOfKnownLengthProvesItsFile()
+void TestHostileJudge::oneAnswerWhoseEndWasToldProvesItsFile()
 {
     const QByteArray file = TestFiles::content(kOld, 0, kSize);
-    QVERIFY(HostileJudge(resource(), {ofKnownLength(reading(kOld, 0, kSize))}).isProven(file));
+    QVERIFY(HostileJudge(resource(), {proof(reading(kOld, 0, kSize))}).isProven(file));
     QVERIFY(!HostileJudge(resource(), {ofSize(-1, reading(kOld, 0, kSize))}).isProven(file));
 }
 
