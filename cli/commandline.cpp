@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <cli/commandline.h>
 
+#include <host/policy/harmlessheaders.h>
 #include <host/policy/redaction.h>
-#include <host/policy/secretheaders.h>
 #include <host/policy/shown.h>
 
 #include <QFile>
@@ -368,7 +368,7 @@ QString hidden(const QString &name, const QString &value)
     if (name == "proxy"_L1 && value.contains(u'@'))
         return Redaction::typed(value);
     const QString header = value.section(u':', 0, 0).trimmed();
-    return name == "header"_L1 && SecretHeaders::isSecret(header) ? header : QString();
+    return name == "header"_L1 && !HarmlessHeaders::isHarmless(header) ? header : QString();
 }
 
 /// A line of a settings file; quotes keep what a file would lose. What cannot be shown as it is, is a remark.

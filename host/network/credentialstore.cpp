@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <host/network/credentialstore.h>
 
-#include <host/policy/secretheaders.h>
+#include <host/policy/harmlessheaders.h>
 
 #include <algorithm>
 #include <utility>
@@ -24,6 +24,19 @@ void setHeader(QList<CredentialStore::Header> &headers, const QByteArray &name, 
     headers.append({name, value});
 }
 
+/// What is for all comes before what is for this server alone.
+QList<CredentialStore::Header> keptFor(const Origin &origin, const QList<SecretHeader> &kept)
+{
+    QList<CredentialStore::Header> headers;
+    for (const QString &whose : {QString(SecretHeader::kEverywhere), origin.toString()}) {
+        for (const SecretHeader &header : kept) {
+            if (header.origin == whose && !header.value.isNull())
+                setHeader(headers, header.name.toUtf8(), header.value.toUtf8());
+        }
+    }
+    return headers;
+}
+
 }
 
 QUrl CredentialStore::takeSecrets(const QUrl &url, QVariantMap *headers)
@@ -34,10 +47,16 @@ QUrl CredentialStore::takeSecrets(const QUrl &url, QVariantMap *headers)
         m_own.insert(origin);
     if (!split.login.isEmpty())
         m_logins.insert(origin, split.login);
-    const QVariantMap secret = headers ? SecretHeaders::takeFrom(headers) : QVariantMap();
+    const QVariantMap secret = headers ? HarmlessHeaders::takeOthersFrom(headers) : QVariantMap();
     for (auto it = secret.cbegin(); it != secret.cend(); ++it)
         setHeader(m_headers[origin], it.key().trimmed().toUtf8(), it->toString().toUtf8());
     return split.url;
+}
+
+void CredentialStore::add(const SecretHeader &header)
+{
+    QList<Header> &headers = header.isEverywhere() ? m_headersForAll : m_headers[Origin::of(QUrl(header.origin))];
+    setHeader(headers, header.name.toUtf8(), header.value.toUtf8());
 }
 
 void CredentialStore::addRedirectLogin(const QUrl &url)
@@ -47,15 +66,25 @@ void CredentialStore::addRedirectLogin(const QUrl &url)
         m_redirectLogins.insert(Origin::of(url), login);
 }
 
-QList<CredentialStore::Header> CredentialStore::headersFor(const QUrl &url) const
+QList<CredentialStore::Header> CredentialStore::headersFor(const QUrl &url, const QList<SecretHeader> &kept) const
 {
     const Origin origin = Origin::of(url);
-    QList<Header> headers = m_headers.value(origin);
+    QList<Header> headers = origin.isValid() ? keptFor(origin, kept) : QList<Header>();
+    const QList<Header> given = origin.isValid() ? m_headersForAll + m_headers.value(origin) : QList<Header>();
+    for (const auto &[name, value] : given)
+        setHeader(headers, name, value);
     const bool isAuthorized = std::any_of(headers.cbegin(), headers.cend(),
                                           [](const Header &header) { return isNamed(header, kAuthorization); });
     if (const QByteArray bearer = bearerFor(origin); !isAuthorized && !bearer.isEmpty())
         headers.append({kAuthorization, "Bearer " + bearer});
     return headers;
+}
+
+bool CredentialStore::hasHeaderFor(const QUrl &url, const QString &name) const
+{
+    const QList<Header> headers = headersFor(url);
+    return std::any_of(headers.cbegin(), headers.cend(),
+                       [name = name.toUtf8()](const Header &header) { return isNamed(header, name); });
 }
 
 Login CredentialStore::loginFor(const QUrl &url) const

@@ -115,6 +115,11 @@ QUrl NetworkAccessChief::takeSecrets(const QUrl &url, QVariantMap *headers)
     return m_hub->credentials().takeSecrets(url, headers);
 }
 
+CredentialStore &NetworkAccessChief::credentials() const
+{
+    return m_hub->credentials();
+}
+
 QUrl NetworkAccessChief::proxyFor(const QUrl &url) const
 {
     return m_hub->proxyFor(url);

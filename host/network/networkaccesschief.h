@@ -12,6 +12,7 @@
 
 #include <memory>
 
+class CredentialStore;
 class ResourceGuard;
 class TransferHub;
 class TransferManager;
@@ -19,8 +20,8 @@ class TransferManager;
 /// Hands out one manager to all transfers: connections, names and TLS sessions are shared beneath it, in threads of
 /// their own. The manager lives as long as somebody holds it.
 ///
-/// Secrets (logins in URLs, Authorization, Cookie and the like among custom headers) do not go into records: whoever
-/// adds or resumes a download calls takeSecrets() for each URL first. From then on the managers add them to requests to
+/// Secrets (logins in URLs, custom headers that are not known to be harmless) do not go into records: whoever adds or
+/// resumes a download calls takeSecrets() for each URL first. From then on the managers add them to requests to
 /// exactly that origin, and take them from all others, wherever a redirect leads. Lives in the downloads' thread.
 class NetworkAccessChief : public AbstractNetworkAccessChief
 {
@@ -52,11 +53,13 @@ public:
     QStringList warnings() const { return m_warnings; }
 
     /// Keeps what of a request is secret, for the origin of @p url and for no other: the login in the URL and the
-    /// secret ones (see SecretHeaders) of the custom headers, which leave @p headers (null = there are none). For every
-    /// URL that a person gave, mirrors included, each time before its download starts: only these servers get
+    /// custom headers that are not harmless (see HarmlessHeaders), which leave @p headers (null = there are none). For
+    /// every URL that a person gave, mirrors included, each time before its download starts: only these servers get
     /// credentials that are not bound to an origin, and the bodies of POST requests.
     /// @return the URL without the login, fit to be stored, logged and shown
     QUrl takeSecrets(const QUrl &url, QVariantMap *headers);
+    /// What takeSecrets() keeps; lives as long as the chief.
+    CredentialStore &credentials() const;
 
     /// Between here and the URL; empty = none.
     QUrl proxyFor(const QUrl &url) const;

@@ -4,6 +4,7 @@
 #include <host/network/requestpath.h>
 #include <host/network/transferpipe.h>
 #include <host/policy/resourcememory.h>
+#include <host/policy/secretheader.h>
 
 #include <QObject>
 #include <QSet>
@@ -55,6 +56,9 @@ public:
     /// Before the run. @param holdsBytes some of the file are there
     void setMemory(const ResourceMemory &memory, bool holdsBytes);
     const ResourceMemory &memory() const { return m_memory; }
+    /// Those of this download whose values the list has, for its requests alone.
+    void setKeptHeaders(const QList<SecretHeader> &headers) { m_keptHeaders = headers; }
+    const QList<SecretHeader> &keptHeaders() const { return m_keptHeaders; }
     /// A POST is no question that somebody else may be asked.
     void setMayLead(bool mayLead) { m_mayLead = mayLead; }
 
@@ -109,6 +113,7 @@ private:
 
     const Task m_task;
     ResourceMemory m_memory;
+    QList<SecretHeader> m_keptHeaders;
     bool m_holdsBytes = false;
     bool m_mayLead = true;
     int m_answers = 0; ///< that go on

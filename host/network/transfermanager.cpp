@@ -7,8 +7,8 @@
 #include <host/network/sharedcookiejar.h>
 #include <host/network/transferhub.h>
 #include <host/network/transferreply.h>
+#include <host/policy/harmlessheaders.h>
 #include <host/policy/partialanswer.h>
-#include <host/policy/secretheaders.h>
 #include <host/policy/urlcredentials.h>
 
 #include <QIODevice>
@@ -36,6 +36,12 @@ bool isHttp(const QUrl &url)
 bool isFtp(const QUrl &url)
 {
     return url.scheme() == "ftp"_L1;
+}
+
+/// Of its own accord the module sends harmless ones and this one.
+bool mayStay(const QByteArray &name)
+{
+    return HarmlessHeaders::isHarmless(QString::fromLatin1(name)) || name.compare(kRange, Qt::CaseInsensitive) == 0;
 }
 
 bool isManual(const QNetworkRequest &request, QNetworkRequest::Attribute attribute)
@@ -152,7 +158,7 @@ QNetworkRequest TransferManager::withoutSecrets(QNetworkRequest request) const
     }
     const QList<QByteArray> names = request.rawHeaderList();
     for (const QByteArray &name : names) {
-        if (SecretHeaders::isSecret(QString::fromLatin1(name)))
+        if (!mayStay(name))
             request.setRawHeader(name, QByteArray());
     }
     if (request.hasRawHeader(kReferer))
@@ -162,7 +168,8 @@ QNetworkRequest TransferManager::withoutSecrets(QNetworkRequest request) const
 
 void TransferManager::addSecrets(QNetworkRequest &request) const
 {
-    for (const auto &[name, value] : m_hub->credentials().headersFor(request.url())) {
+    const QList<SecretHeader> kept = m_guard ? m_guard->keptHeaders() : QList<SecretHeader>();
+    for (const auto &[name, value] : m_hub->credentials().headersFor(request.url(), kept)) {
         if (name.compare(kProxyAuthorization, Qt::CaseInsensitive) != 0 || isReadByProxy(request.url()))
             request.setRawHeader(name, value);
     }

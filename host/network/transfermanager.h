@@ -16,10 +16,11 @@ class TransferHub;
 /// TransferHub. Only GET and POST are served. Every request asks for "identity" encoding unless it
 /// names one itself: a decoded body has no trustworthy length.
 ///
-/// Nor do requests tell anybody what is not for him. A request's own secret headers, and a login in its URL or its
-/// Referer, are taken from it; what the hub's credential store has for exactly its origin is added. A server that asks
-/// who is there is answered once in a reply; wrong credentials end with its refusal. The body of a POST request goes to
-/// no server that only a redirect named: the request becomes a GET. Redirects are never followed in here.
+/// Nor do requests tell anybody what is not for him. Of a request's own headers only harmless ones stay, and a login in
+/// its URL or its Referer is taken from it; what the hub's credential store has for exactly its origin is added. A
+/// server that asks who is there is answered once in a reply; wrong credentials end with its refusal. The body of a
+/// POST request goes to no server that only a redirect named: the request becomes a GET. Redirects are never followed
+/// in here.
 class TransferManager : public QNetworkAccessManager
 {
     Q_OBJECT

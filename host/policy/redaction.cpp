@@ -1,7 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include <host/policy/redaction.h>
 
+#include <host/policy/harmlessheaders.h>
+
 #include <QRegularExpression>
+
+#include <algorithm>
+#include <iterator>
 
 using namespace Qt::StringLiterals;
 
@@ -22,6 +27,64 @@ QString loginPattern(const QString &ends)
 {
     return u"(?::|%(?:25)*3a)(?:/|%(?:25)*2f){2}\\K<other>*+(?:(?:@|%(?!(?:25)*(?:2f|3f|23)))<other>*+)*"
            "(?=@|%(?:25)*40)"_s.replace(u"<other>"_s, u"[^@%"_s + ends + u']');
+}
+
+/// Fields of requests and answers that no person gave and no server gives back, and remarks of the log.
+constexpr QLatin1StringView kTold[] = {"accept-ranges"_L1,
+                                       "age"_L1,
+                                       "allow"_L1,
+                                       "alt-svc"_L1,
+                                       "content-disposition"_L1,
+                                       "content-encoding"_L1,
+                                       "content-language"_L1,
+                                       "content-length"_L1,
+                                       "content-location"_L1,
+                                       "content-range"_L1,
+                                       "date"_L1,
+                                       "digest"_L1,
+                                       "etag"_L1,
+                                       "expires"_L1,
+                                       "host"_L1,
+                                       "keep-alive"_L1,
+                                       "last-modified"_L1,
+                                       "link"_L1,
+                                       "location"_L1,
+                                       "proxy-authenticate"_L1,
+                                       "range"_L1,
+                                       "refresh"_L1,
+                                       "retry-after"_L1,
+                                       "running"_L1,
+                                       "server"_L1,
+                                       "stopping"_L1,
+                                       "strict-transport-security"_L1,
+                                       "trailer"_L1,
+                                       "transfer-encoding"_L1,
+                                       "vary"_L1,
+                                       "via"_L1,
+                                       "www-authenticate"_L1};
+
+bool mayBeTold(const QString &field)
+{
+    return HarmlessHeaders::isHarmless(field) || field.startsWith("qt."_L1)
+        || std::any_of(std::begin(kTold), std::end(kTold),
+                       [&field](QLatin1StringView told) { return field.compare(told, Qt::CaseInsensitive) == 0; });
+}
+
+/// Lines that are a field and nothing else, as the log has those of requests and answers.
+QString withoutUnknownFields(const QString &text)
+{
+    static const QRegularExpression field(uR"(^((?:\[[^\]\n]*\]:?[ ])*)([\w!#$%&'*+.^`|~-]+):[ ]([^\n]+?)(?=\r?$))"_s,
+                                          QRegularExpression::MultilineOption);
+    QString shown;
+    qsizetype end = 0;
+    for (auto matches = field.globalMatch(text); matches.hasNext();) {
+        const QRegularExpressionMatch match = matches.next();
+        if (mayBeTold(match.captured(2)))
+            continue;
+        shown += text.mid(end, match.capturedStart(3) - end) + kHidden;
+        end = match.capturedEnd(3);
+    }
+    return shown + text.mid(end);
 }
 
 /// Up to the line's end, as the value of a header may hold anything. A name may stand in quotes, as in JSON.
@@ -60,7 +123,7 @@ QString Redaction::logins(const QString &text)
 
 QString Redaction::line(const QString &text)
 {
-    return withoutQueries(logins(withoutSecretHeaders(text)));
+    return withoutQueries(logins(withoutUnknownFields(withoutSecretHeaders(text))));
 }
 
 QString Redaction::typed(const QString &word)

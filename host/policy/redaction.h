@@ -17,7 +17,9 @@ struct Span {
 
 /// Without the logins of URLs, of those within other URLs, too, percent-encoded or not.
 QString logins(const QString &text);
-/// Without logins, values of headers that may be secret, up to the line's end, and queries of URLs: for a log.
+/// Without logins, values of headers that may be secret, up to the line's end, and queries of URLs: for a log. Where a
+/// line is a header alone, only those stay that are known to be harmless; within other text names decide that sound
+/// like secrets.
 QString line(const QString &text);
 /// A word of the command line that makes no sense there: whatever of it might be a password goes.
 QString typed(const QString &word);

@@ -299,7 +299,7 @@ void TestPlaitSettings::configPrintsWhatHolds_data()
          {"max-connections = 3", "max-downloads = 2", "limit-rate = 2M", "netrc = true", "netrc-file = /tmp/logins",
           "proxy = http://127.0.0.1:3128", "on-changed = restart", "progress = none", "tries = 3", "log-level = 2",
           "insecure = true", "dir = /srv/archive", "on-exists = skip", "user-agent = settled/1",
-          "referer = http://files.example/", "header = X-Settled: yes", "dir = /srv/two words",
+          "referer = http://files.example/", "header = Accept-Language: de", "dir = /srv/two words",
           "dir = \"/srv/two words\"", "user-agent = Settled 1"}) {
         QTest::newRow(line.constData()) << line;
     }

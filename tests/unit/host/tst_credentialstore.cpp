@@ -25,6 +25,9 @@ private Q_SLOTS:
     void secretHeadersAreKeptForTheirOrigin();
     void aHeaderGivenAgainReplacesTheFirst();
     void aUrlWithoutHeadersForgetsNone();
+    void aHeaderForAllGoesToEveryServer();
+    void aHeaderOfAServerComesBeforeOneForAll();
+    void aKeptHeaderIsForItsServerAndGivesWayToOneThatIsGiven();
     void aCredentialGoesToItsOrigin();
     void aCredentialWithoutAnOriginGoesToOwnServers();
     void aBearerIsAHeader();
@@ -77,6 +80,40 @@ void TestCredentialStore::aUrlWithoutHeadersForgetsNone()
     store.takeSecrets(kOwn, nullptr);
     QCOMPARE(store.headersFor(kOwn).size(), 1);
     QCOMPARE(store.loginFor(kOwn).user, u"me"_s);
+}
+
+void TestCredentialStore::aHeaderForAllGoesToEveryServer()
+{
+    CredentialStore store;
+    store.add({u"X-Key"_s, u"a"_s, u"*"_s});
+    for (const QUrl &url : {kOwn, kOther, kOtherSecure}) {
+        QCOMPARE(store.headersFor(url), (Headers{{"X-Key", "a"}}));
+        QVERIFY(store.hasHeaderFor(url, u"x-key"_s));
+    }
+    QVERIFY(store.headersFor(QUrl(u"file:///a"_s)).isEmpty());
+}
+
+void TestCredentialStore::aHeaderOfAServerComesBeforeOneForAll()
+{
+    CredentialStore store;
+    store.add({u"X-Key"_s, u"a"_s, u"*"_s});
+    store.add({u"x-key"_s, u"b"_s, u"http://own.example:80"_s});
+    QCOMPARE(store.headersFor(kOwn), (Headers{{"x-key", "b"}}));
+    QCOMPARE(store.headersFor(kOther), (Headers{{"X-Key", "a"}}));
+    QVERIFY(!store.hasHeaderFor(kOther, u"Cookie"_s));
+}
+
+void TestCredentialStore::aKeptHeaderIsForItsServerAndGivesWayToOneThatIsGiven()
+{
+    CredentialStore store;
+    const QList<SecretHeader> kept{{u"X-Own"_s, u"a"_s, u"http://own.example:80"_s},
+                                   {u"X-All"_s, u"b"_s, u"*"_s},
+                                   {u"X-Unknown"_s, {}, u"*"_s},
+                                   {u"X-Earlier"_s, u"c"_s, {}}};
+    QCOMPARE(store.headersFor(kOwn, kept), (Headers{{"X-All", "b"}, {"X-Own", "a"}}));
+    QCOMPARE(store.headersFor(kOther, kept), (Headers{{"X-All", "b"}}));
+    store.add({u"x-own"_s, u"new"_s, u"http://own.example:80"_s});
+    QCOMPARE(store.headersFor(kOwn, kept), (Headers{{"X-All", "b"}, {"x-own", "new"}}));
 }
 
 void TestCredentialStore::aCredentialGoesToItsOrigin()

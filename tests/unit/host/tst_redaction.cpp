@@ -36,6 +36,14 @@ void TestRedaction::secretsAreBlanked_data()
     row("one line of several", u"Host: a\nCookie: a=b\r\nAccept: */*"_s, u"Host: a\nCookie: …\r\nAccept: */*"_s);
     row("a header in quotes", u"{\"Authorization\": \"Basic x\"}"_s, u"{\"Authorization\": …"_s);
     row("a header that holds such a word", u"X-Vault-Token: a"_s, u"X-Vault-Token: …"_s);
+    row("a header that no rule knows", u"[Download #7] X-Echo: s3cr3t"_s, u"[Download #7] X-Echo: …"_s);
+    row("one with odd signs in its name", u"a.b!: s3cr3t"_s, u"a.b!: …"_s);
+    row("what an answer is known by stays", u"[Download #7] ETag: \"a\"\r\nContent-Range: bytes 0-1/2"_s,
+        u"[Download #7] ETag: \"a\"\r\nContent-Range: bytes 0-1/2"_s);
+    row("a remark stays", u"[Download #7] running: 1"_s, u"[Download #7] running: 1"_s);
+    row("a remark of the toolkit stays", u"qt.network.ssl: no library"_s, u"qt.network.ssl: no library"_s);
+    row("a sentence with a colon stays", u"[Download #7] [Section #1]: writer opened: no"_s,
+        u"[Download #7] [Section #1]: writer opened: no"_s);
     row("a session", u"X-Session-Id: a"_s, u"X-Session-Id: …"_s);
     row("a value with a lone carriage return", u"Cookie: a\rb"_s, u"Cookie: …"_s);
     row("how a server asks stays", u"WWW-Authenticate: Basic realm=a"_s, u"WWW-Authenticate: Basic realm=a"_s);

@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: MIT
+#include <host/policy/harmlessheaders.h>
+
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+class TestHarmlessHeaders : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void namesThatAreHarmless_data();
+    void namesThatAreHarmless();
+    void everythingElseIsTakenOut();
+    void namesThatPeopleDoNotSet_data();
+    void namesThatPeopleDoNotSet();
+};
+
+void TestHarmlessHeaders::namesThatAreHarmless_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<bool>("harmless");
+    for (const QString &name : HarmlessHeaders::names())
+        QTest::newRow(qPrintable(name)) << name << true;
+    for (const char *name : {"Accept", "ACCEPT-LANGUAGE", " user-agent "})
+        QTest::addRow("\"%s\"", name) << QString::fromLatin1(name) << true;
+    for (const char *name :
+         {"Authorization", "Cookie", "X-Vault-Token", "X-GitHub-Token", "DD-API-KEY", "Ocp-Apim-Subscription-Key",
+          "X-Session-Id", "X-Accept", "Accept-", "Host", "From", "Range", "X-Forwarded-For", ""})
+        QTest::addRow("\"%s\"", name) << QString::fromLatin1(name) << false;
+}
+
+void TestHarmlessHeaders::namesThatAreHarmless()
+{
+    QFETCH(QString, name);
+    QTEST(HarmlessHeaders::isHarmless(name), "harmless");
+}
+
+void TestHarmlessHeaders::everythingElseIsTakenOut()
+{
+    QVariantMap headers{{u"authorization"_s, u"Basic x"_s}, {u"Accept"_s, u"*/*"_s}, {u"DD-API-KEY"_s, u"a"_s}};
+    const QVariantMap others = HarmlessHeaders::takeOthersFrom(&headers);
+    QCOMPARE(headers, (QVariantMap{{u"Accept"_s, u"*/*"_s}}));
+    QCOMPARE(others, (QVariantMap{{u"authorization"_s, u"Basic x"_s}, {u"DD-API-KEY"_s, u"a"_s}}));
+}
+
+void TestHarmlessHeaders::namesThatPeopleDoNotSet_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<bool>("everywhere");
+    QTest::addColumn<QString>("said");
+    QTest::newRow("a range") << u"Range"_s << false << u"plait resume"_s;
+    QTest::newRow("a range in small letters") << u"range"_s << true << u"plait resume"_s;
+    QTest::newRow("a condition on a range") << u"If-Range"_s << false << u"plait resume"_s;
+    QTest::newRow("a length") << u"Content-Length"_s << false << u"--post-data"_s;
+    QTest::newRow("a coding") << u"Transfer-Encoding"_s << false << u"--post-data"_s;
+    QTest::newRow("a host for all") << u"host"_s << true << u"--header"_s;
+    QTest::newRow("a host") << u"Host"_s << false << QString();
+    QTest::newRow("a key") << u"X-Api-Key"_s << true << QString();
+}
+
+void TestHarmlessHeaders::namesThatPeopleDoNotSet()
+{
+    QFETCH(QString, name);
+    QFETCH(bool, everywhere);
+    QFETCH(QString, said);
+    const QString refusal = HarmlessHeaders::refusal(name, everywhere);
+    QCOMPARE(refusal.isEmpty(), said.isEmpty());
+    QVERIFY2(refusal.contains(said), qPrintable(refusal));
+    QVERIFY(refusal.isEmpty() || refusal.endsWith(u'.'));
+}
+
+QTEST_GUILESS_MAIN(TestHarmlessHeaders)
+#include "tst_harmlessheaders.moc"
