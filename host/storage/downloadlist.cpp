@@ -101,6 +101,8 @@ DownloadList::Opening DownloadList::connectTo()
     // In this mode a crash of the machine may lose the last progress but never harms the list.
     QSqlQuery(database).exec(u"PRAGMA synchronous = NORMAL"_s);
     QSqlQuery(database).exec(u"PRAGMA foreign_keys = ON"_s);
+    // What is taken out of the list is not left in free places of its file.
+    QSqlQuery(database).exec(u"PRAGMA secure_delete = ON"_s);
     QString reason;
     Schema::Outcome outcome = Schema::upgrade(database, &reason);
     if (outcome == Schema::Outcome::Done && DamagedList::looksDamaged(database) && DamagedList::isDamaged(database))

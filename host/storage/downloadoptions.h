@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/policy/secretheader.h>
+
+#include <QList>
 #include <QString>
 #include <QtGlobal>
 
@@ -26,7 +29,8 @@ struct DownloadOptions {
     bool skipExisting = false; ///< a file of that name in the way is as good as a download; else it is an error
     QString user; ///< kept only with storeSecrets
     QString password; ///< kept only with storeSecrets
-    bool storeSecrets = false; ///< the person asked for user and password to be kept in the list
+    QList<SecretHeader> headers; ///< that it was begun with; values are kept only with storeSecrets
+    bool storeSecrets = false; ///< the person asked for user, password and values of headers to be kept in the list
     bool insecure = false; ///< certificates are not checked
 
     friend bool operator==(const DownloadOptions &, const DownloadOptions &) = default;

@@ -7,6 +7,7 @@
 
 #include <QSqlQuery>
 
+#include <algorithm>
 #include <limits>
 
 using namespace Qt::StringLiterals;
@@ -98,6 +99,38 @@ QVariant secret(const QString &text, const DownloadOptions &options)
     return options.storeSecrets ? SqlCells::fromText(text) : QVariant();
 }
 
+std::optional<QList<SecretHeader>> headersOf(RecordRows &rows, qint64 id)
+{
+    auto found =
+        rows.run(u"SELECT name, value, origin FROM secret_headers WHERE download_id = ? ORDER BY position"_s, {id});
+    if (!found)
+        return std::nullopt;
+    QList<SecretHeader> headers;
+    while (found->next()) {
+        const QVariant value = found->value(1);
+        headers.append({SqlCells::toText(found->value(0)),
+                        value.isNull() ? QString() : SqlCells::fromText(SqlCells::toText(value)).toString(),
+                        SqlCells::toText(found->value(2))});
+    }
+    if (!rows.wasReadWhole(found))
+        return std::nullopt;
+    return headers;
+}
+
+bool setHeaders(RecordRows &rows, qint64 id, const DownloadOptions &options)
+{
+    if (!rows.run(u"DELETE FROM secret_headers WHERE download_id = ?"_s, {id}))
+        return false;
+    int position = 0;
+    return std::all_of(options.headers.cbegin(), options.headers.cend(), [&](const SecretHeader &header) {
+        const QVariant value = header.value.isNull() ? QVariant() : secret(header.value, options);
+        return bool(
+            rows.run(u"INSERT INTO secret_headers (download_id, position, name, value, origin) "
+                     u"VALUES (?, ?, ?, ?, ?)"_s,
+                     {id, position++, SqlCells::fromText(header.name), value, SqlCells::fromText(header.origin)}));
+    });
+}
+
 }
 
 std::optional<QList<ListEntry>> ListRows::page(RecordRows &rows, ListFilter filter, int limit, qint64 before)
@@ -129,7 +162,12 @@ std::optional<DownloadOptions> ListRows::options(RecordRows &rows, qint64 id)
     auto row = rows.run(statement, {id});
     if (!row)
         return std::nullopt;
-    return row->next() ? optionsFrom(row.query()) : DownloadOptions();
+    DownloadOptions options = row->next() ? optionsFrom(row.query()) : DownloadOptions();
+    const std::optional<QList<SecretHeader>> headers = headersOf(rows, id);
+    if (!headers)
+        return std::nullopt;
+    options.headers = *headers;
+    return options;
 }
 
 bool ListRows::setOptions(RecordRows &rows, qint64 id, const DownloadOptions &options)
@@ -152,7 +190,7 @@ bool ListRows::setOptions(RecordRows &rows, qint64 id, const DownloadOptions &op
     };
     static const QString statement = u"INSERT OR REPLACE INTO options (download_id, %1) VALUES (%2)"_s.arg(
         kOptionColumns, QStringList(values.size(), u"?"_s).join(u", "_s));
-    return bool(rows.run(statement, values));
+    return rows.run(statement, values) && setHeaders(rows, id, options);
 }
 
 std::optional<FileIdentity> ListRows::fileIdentity(RecordRows &rows, qint64 id)

@@ -24,19 +24,25 @@ const QString kDownloads = u"downloads"_s;
 const QString kFiles = u"files"_s;
 const QString kSections = u"sections"_s;
 const QString kOptions = u"options"_s;
+const QString kHeaders = u"headers"_s;
+const QString kSecretHeaders = u"secret_headers"_s;
 const QString kAddresses = u"addresses"_s;
 const QString kEvidence = u"evidence"_s;
-const QStringList kTables{kDownloads,   kFiles,   kSections,  u"mirrors"_s, u"cookies"_s,
-                          u"headers"_s, kOptions, kAddresses, kEvidence};
+const QStringList kTables{kDownloads,     kFiles,   kSections, u"mirrors"_s, u"cookies"_s,
+                          kSecretHeaders, kHeaders, kOptions,  kAddresses,   kEvidence};
 
 /// With which they came; the others were there from the first.
-const QHash<QString, int> kFirstVersions{{kOptions, 2}, {kAddresses, 4}, {kEvidence, 4}};
+const QHash<QString, int> kFirstVersions{{kOptions, 2}, {kAddresses, 4}, {kEvidence, 4}, {kSecretHeaders, 5}};
 
 /// Of a process that is not at work on the whole list.
 const QStringList kOwner{u"owner_pid"_s, u"owner_start_time"_s, u"owner_boot_id"_s};
 
 /// Without these it would be another download.
 const QStringList kOfADownload{u"id"_s, u"flags"_s, u"url"_s, u"folder"_s};
+
+/// A list that was damaged by hand may have them there.
+const QString kParametersWithoutHeaders =
+    u"iif(json_valid(parameters), json_remove(parameters, '$.headers'), parameters)"_s;
 
 struct ColumnOf {
     QString name;
@@ -285,7 +291,7 @@ qint64 Salvage::insertDownload(qint64 id)
         if (kOwner.contains(column) || (isOthers && column == "id"_L1))
             continue;
         names.append(column);
-        values.append(column);
+        values.append(column == "parameters"_L1 ? kParametersWithoutHeaders : column);
     }
     for (const QString &missing : m_tables.value(kDownloads).missing) {
         names.append(missing.section(u'=', 0, 0));
@@ -307,8 +313,20 @@ bool Salvage::copyParts(const QString &table, qint64 id, qint64 newId)
         return false;
     QStringList names = part.common;
     names.removeOne(u"download_id"_s);
-    return run(u"INSERT INTO main.%1 (download_id, %2) SELECT ?, %2 FROM old.%1 WHERE download_id = ?"_s.arg(
-                   table, names.join(u", "_s)),
+    const QString harmless =
+        table == kHeaders ? u" AND lower(trim(name)) IN (%1)"_s.arg(Schema::harmlessNames()) : QString();
+    return run(u"INSERT INTO main.%1 (download_id, %2) SELECT ?, %2 FROM old.%1 WHERE download_id = ?%3"_s.arg(
+                   table, names.join(u", "_s), harmless),
+               {newId, id})
+        && (table != kHeaders || copyNamesOfHeaders(id, newId));
+}
+
+/// An earlier version had the values, too; these are left behind.
+bool Salvage::copyNamesOfHeaders(qint64 id, qint64 newId)
+{
+    return run(u"INSERT OR IGNORE INTO main.secret_headers (download_id, position, name, origin) "
+               u"SELECT ?, position, name, '' FROM old.headers WHERE download_id = ? AND lower(trim(name)) NOT IN "
+               u"(%1, %2)"_s.arg(Schema::harmlessNames(), Schema::refusedNames()),
                {newId, id});
 }
 

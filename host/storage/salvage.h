@@ -60,6 +60,7 @@ private:
     bool isTaken(qint64 id);
     qint64 insertDownload(qint64 id);
     bool copyParts(const QString &table, qint64 id, qint64 newId);
+    bool copyNamesOfHeaders(qint64 id, qint64 newId);
     bool copyProgress(qint64 id, qint64 newId);
     bool isReadable(qint64 id, QString *reason);
     bool run(const QString &statement, const QVariantList &values);

@@ -195,18 +195,58 @@ constexpr QStringView kEvidenceTable = uR"(CREATE TABLE evidence (
 
 constexpr QStringView kFourthVersion[] = {kAddressesTable, kEvidenceTable};
 
+/// Headers that are not harmless, of which the list has the names. Those of earlier versions had their values with the
+/// others, where more were taken for harmless. (Whatever stands in "parameters" is not text alone.)
+constexpr QStringView kSecretHeadersTable = uR"(CREATE TABLE secret_headers (
+    download_id INTEGER NOT NULL REFERENCES downloads (id) ON DELETE CASCADE,
+    position INTEGER NOT NULL,
+    name TEXT NOT NULL,
+    value TEXT,                            -- NULL unless a person asked for it to be kept
+    origin TEXT NOT NULL,                  -- whose it is; '' = of the url's server, '*' = of all that it leads to
+    PRIMARY KEY (download_id, position)
+) STRICT, WITHOUT ROWID)";
+
+constexpr QStringView kNamesOfHeaders = uR"(INSERT INTO secret_headers (download_id, position, name, origin)
+    SELECT download_id, position, name, '' FROM headers
+    WHERE lower(trim(name)) NOT IN (<harmless>) AND lower(trim(name)) NOT IN (<refused>))";
+
+constexpr QStringView kHarmlessHeadersOnly = uR"(DELETE FROM headers WHERE lower(trim(name)) NOT IN (<harmless>))";
+
+constexpr QStringView kNamesInParameters = uR"(INSERT INTO secret_headers (download_id, position, name, origin)
+    SELECT downloads.id, 1000000 + header.id, header.key, ''
+    FROM downloads, json_each(iif(json_valid(parameters), parameters, '{}'), '$.headers') AS header
+    WHERE typeof(header.key) = 'text' AND header.key NOT LIKE '$%'
+        AND lower(trim(header.key)) NOT IN (<harmless>) AND lower(trim(header.key)) NOT IN (<refused>))";
+
+constexpr QStringView kNoHeadersInParameters =
+    uR"(UPDATE downloads SET parameters = json_remove(parameters, '$.headers')
+    WHERE iif(json_valid(parameters), json_type(parameters, '$.headers') IS NOT NULL, 0))";
+
+constexpr QStringView kFifthVersion[] = {kSecretHeadersTable, kNamesOfHeaders, kHarmlessHeadersOnly, kNamesInParameters,
+                                         kNoHeadersInParameters};
+
+constexpr QStringView kHarmlessNames =
+    u"'accept', 'accept-charset', 'accept-encoding', 'accept-language', 'cache-control', 'pragma', 'user-agent', "
+    u"'referer', 'origin', 'dnt', 'sec-gpc', 'save-data', 'priority', 'upgrade-insecure-requests', "
+    u"'x-requested-with', 'sec-ch-ua', 'sec-ch-ua-mobile', 'sec-ch-ua-platform', 'sec-fetch-dest', 'sec-fetch-mode', "
+    u"'sec-fetch-site', 'sec-fetch-user', 'connection', 'te', 'content-type'";
+constexpr QStringView kRefusedNames = u"'range', 'if-range', 'content-length', 'transfer-encoding'";
+
 struct Migration {
     const QStringView *statements;
     std::size_t count;
+    bool takesSecretsOut = false; ///< they have to leave the file, too
 };
 
 /// The migration at index n leads from version n to n + 1.
 constexpr Migration kMigrations[] = {
-    {kFirstVersion, std::size(kFirstVersion)},
-    {kSecondVersion, std::size(kSecondVersion)},
-    {kThirdVersion, std::size(kThirdVersion)},
-    {kFourthVersion, std::size(kFourthVersion)},
+    {kFirstVersion, std::size(kFirstVersion)},       {kSecondVersion, std::size(kSecondVersion)},
+    {kThirdVersion, std::size(kThirdVersion)},       {kFourthVersion, std::size(kFourthVersion)},
+    {kFifthVersion, std::size(kFifthVersion), true},
 };
+
+/// Of another version it would be no flaw. It is there from the step that took something out to the wipe.
+constexpr QStringView kWipeIsDue = u"CREATE TABLE IF NOT EXISTS wipe_due (version INTEGER)";
 
 /// Nothing, and a reason, when the query failed.
 std::optional<int> readNumber(const QSqlDatabase &database, const QString &statement, QSqlError *error)
@@ -230,7 +270,9 @@ bool run(const QSqlDatabase &database, const QString &statement, QSqlError *erro
 bool migrate(const QSqlDatabase &database, const Migration &migration, QSqlError *error)
 {
     for (std::size_t i = 0; i < migration.count; ++i) {
-        if (!run(database, migration.statements[i].toString(), error))
+        QString statement = migration.statements[i].toString();
+        statement.replace("<harmless>"_L1, Schema::harmlessNames()).replace("<refused>"_L1, Schema::refusedNames());
+        if (!run(database, statement, error))
             return false;
     }
     return true;
@@ -281,7 +323,9 @@ Schema::Finding lookAtOneMoment(const QSqlDatabase &database, PreparedStatements
 bool migrateFrom(const QSqlDatabase &database, int version, QSqlError *error)
 {
     for (int i = version; i < Schema::kVersion; ++i) {
-        if (!migrate(database, kMigrations[i], error))
+        // A list that is only made now has nothing to hide.
+        const bool leavesTraces = version > 0 && kMigrations[i].takesSecretsOut;
+        if (!migrate(database, kMigrations[i], error) || (leavesTraces && !run(database, kWipeIsDue.toString(), error)))
             return false;
     }
     return run(database, u"PRAGMA user_version = %1"_s.arg(Schema::kVersion), error)
@@ -349,7 +393,32 @@ Schema::Outcome Schema::upgrade(const QSqlDatabase &database, QString *errorText
         finding = transaction.isOpen() ? migrated(database, transaction) : trouble(transaction.lastError());
     }
     *errorText = finding.errorText;
+    if (finding.outcome == Outcome::Done)
+        wipe(database);
     return finding.outcome;
+}
+
+QString Schema::harmlessNames()
+{
+    return kHarmlessNames.toString();
+}
+
+QString Schema::refusedNames()
+{
+    return kRefusedNames.toString();
+}
+
+/// Rows that were deleted before are still in free places of pages, and earlier states of pages in the log beside the
+/// file. One makes a file without free places, the other puts it in the place of the old one and empties the log.
+void Schema::wipe(const QSqlDatabase &database)
+{
+    QSqlError error;
+    const auto isDue = readNumber(database, u"SELECT count(*) FROM sqlite_master WHERE name = 'wipe_due'"_s, &error);
+    if (isDue.value_or(0) == 0 || !run(database, u"VACUUM"_s, &error))
+        return;
+    // Busy, or done.
+    if (readNumber(database, u"PRAGMA wal_checkpoint(TRUNCATE)"_s, &error).value_or(1) == 0)
+        run(database, u"DROP TABLE wipe_due"_s, &error);
 }
 
 bool Schema::isWhole(const QSqlDatabase &database)

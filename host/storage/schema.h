@@ -12,7 +12,7 @@ class QSqlDatabase;
 /// The tables of the list and their versions, which SQLite keeps in "user_version".
 ///
 ///     downloads 1 ─── n files 1 ─── n sections
-///               1 ─── n mirrors, cookies, headers
+///               1 ─── n mirrors, cookies, headers, secret_headers
 ///               1 ─ 0..1 options
 namespace Schema
 {
@@ -38,6 +38,15 @@ struct Finding {
 
 /// Changes nothing. Inside of a transaction version and tables are of one moment.
 Finding look(const QSqlDatabase &database);
+
+/// Of the tables "headers" and "secret_headers": which names may stand in the first one with their values, as a list
+/// for SQL's IN, and which in neither. As they were when the second one came.
+QString harmlessNames();
+QString refusedNames();
+
+/// What a step took out of the tables leaves the file, too, and what lies beside it: done by upgrade(), and tried again
+/// with each one while it fails, because somebody else is at work.
+void wipe(const QSqlDatabase &database);
 
 /// Brings the tables from whatever version they have to kVersion, in one transaction.
 /// Tables that are not those of the version that they claim to have are damage, and are left as they are.

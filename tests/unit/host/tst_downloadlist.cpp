@@ -333,6 +333,7 @@ void TestDownloadList::optionsComeBack()
     options.password = u"p'"_s;
     options.storeSecrets = true;
     options.insecure = true;
+    options.headers = {{u"X-A"_s, u"1"_s, u"http://a:80"_s}, {u"X-B"_s, u""_s, u"*"_s}, {u"X-C"_s, {}, {}}};
     QVERIFY2(list.setOptions(record.id, options), qPrintable(list.lastErrorText()));
     QCOMPARE(list.options(record.id), options);
     QVERIFY2(list.update(record), "saving the record leaves the options alone");

@@ -31,7 +31,7 @@ Info recordFor(int number)
     record.folder = u"/folder"_s;
     record.title = u"Title %1 "_s.arg(number) + QString(500, u't');
     record.creationTime = QDateTime::fromMSecsSinceEpoch(1700000000000 + number, Qt::UTC);
-    record.parameters = {{u"headers"_s, QVariantMap{{u"A"_s, u"b"_s}}}};
+    record.parameters = {{u"headers"_s, QVariantMap{{u"Accept"_s, u"b"_s}}}};
     record.setFinished(number % 3 == 0, false);
     AbstractDownloadFileInfo file;
     file.name = u"file%1.iso"_s.arg(number);
