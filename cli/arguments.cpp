@@ -3,6 +3,7 @@
 
 #include <cli/commandline.h>
 #include <host/policy/checksum.h>
+#include <host/policy/harmlessheaders.h>
 #include <host/policy/proxychoice.h>
 #include <host/policy/redaction.h>
 #include <host/policy/trouble.h>
@@ -71,6 +72,7 @@ public:
         readSession(result.session);
         readQueue(result.queue);
         result.changes = changes();
+        readHeaders(result.changes.headers, result.changes.headersForAll);
         result.all = m_typed.all;
         result.withFile = m_typed.withFile;
         result.force = m_typed.force;
@@ -138,7 +140,9 @@ private:
         readId(m_typed.words.front(), result);
         DownloadRequest request;
         request.url = readUrl(toText(m_typed.words.back()));
+        readHeaders(request.headers, request.headersForAll);
         request.options = options();
+        request.changes = changes();
         result.requests = {request};
     }
 
@@ -243,8 +247,7 @@ private:
         request.referer = toText(m_typed.referer);
         request.userAgent = toText(m_typed.userAgent);
         request.postData = QByteArray::fromStdString(m_typed.postData);
-        for (const std::string &header : m_typed.headers)
-            readHeader(toText(header), request.headers);
+        readHeaders(request.headers, request.headersForAll);
         for (const std::string &mirror : m_typed.mirrors)
             request.mirrors.append(readUrl(toText(mirror)));
         request.onExists = m_typed.hasOnExists ? onExists() : AbstractDownloadExistingFileReaction::NotSet;
@@ -336,14 +339,25 @@ private:
             request.folder = QDir::cleanPath(QDir(request.folder).absoluteFilePath(folder));
     }
 
-    void readHeader(const QString &header, QVariantMap &headers)
+    void readHeaders(QVariantMap &headers, QVariantMap &headersForAll)
+    {
+        for (const std::string &header : m_typed.headers)
+            readHeader(u"--header"_s, toText(header), headers);
+        for (const std::string &header : m_typed.headersForAll)
+            readHeader(u"--header-for-all"_s, toText(header), headersForAll);
+    }
+
+    void readHeader(const QString &option, const QString &header, QVariantMap &headers)
     {
         const qsizetype colon = header.indexOf(u':');
         const QString name = header.left(colon);
         const bool isName = colon > 0 && name.trimmed() == name && !name.contains(u' ');
         if (!isName)
-            complain(u"--header \"…\" is no header. Write it as \"Name: value\"."_s);
-        checkLine(u"--header"_s, header, u"…"_s);
+            complain(u"%1 \"…\" is no header. Write it as \"Name: value\"."_s.arg(option));
+        checkLine(option, header, u"…"_s);
+        const QString refusal = HarmlessHeaders::refusal(name, option == "--header-for-all"_L1);
+        if (!refusal.isEmpty())
+            complain(u"%1 \"%2: …\" %3"_s.arg(option, name, refusal));
         headers.insert(name, header.mid(colon + 1).trimmed());
     }
 

@@ -106,6 +106,8 @@ private:
             describeRequest(command, name == "get");
         if (runs)
             describeQueue(command);
+        if (name == "resume" || name == "restart" || name == "check" || name == "set-url")
+            describeCustomHeaders(command);
         if (fetches || runs || name == "check" || name == "set-url" || name == "config")
             describeNetwork(command);
         if (name == "config") {
@@ -151,11 +153,21 @@ private:
 
     void describeHeaders(CLI::App &app)
     {
-        app.add_option("--header", m_typed.headers, "Send this header; may be given several times")
-            ->type_name("'N: V'")
-            ->allow_extra_args(false);
+        describeCustomHeaders(app);
         app.add_option("--referer", m_typed.referer, "Send this address as the referring page")->type_name("URL");
         app.add_option("--user-agent", m_typed.userAgent, "Send this name of the program")->type_name("S");
+    }
+
+    void describeCustomHeaders(CLI::App &app)
+    {
+        app.add_option("--header", m_typed.headers,
+                       "Send this header to the address's server; several times if need be")
+            ->type_name("'N: V'")
+            ->allow_extra_args(false);
+        app.add_option("--header-for-all", m_typed.headersForAll,
+                       "The same to every server that the download leads to, by redirects, too")
+            ->type_name("'N: V'")
+            ->allow_extra_args(false);
     }
 
     void describePlace(CLI::App &app)
@@ -211,7 +223,8 @@ private:
             ->type_name("NAME[:PASSWORD]");
         app.add_flag("--netrc", m_typed.netrc, "Take names and passwords from ~/.netrc");
         app.add_option("--netrc-file", m_typed.netrcFile, "The same, from this file")->type_name("FILE");
-        app.add_flag("--store-secrets", m_typed.storeSecrets, "Keep name and password in the list, for later resumes");
+        app.add_flag("--keep-secrets,--store-secrets", m_typed.storeSecrets,
+                     "Keep name, password and values of headers in the list, for later resumes");
         app.add_flag("--insecure", m_typed.insecure, "Go on with servers whose certificate is not trusted");
         app.add_option("--ca-certificate", m_typed.caCertificatesFile, "Trust these PEM certificates, too")
             ->type_name("FILE")
@@ -368,7 +381,8 @@ QString hidden(const QString &name, const QString &value)
     if (name == "proxy"_L1 && value.contains(u'@'))
         return Redaction::typed(value);
     const QString header = value.section(u':', 0, 0).trimmed();
-    return name == "header"_L1 && !HarmlessHeaders::isHarmless(header) ? header : QString();
+    const bool isHeader = name == "header"_L1 || name == "header-for-all"_L1;
+    return isHeader && !HarmlessHeaders::isHarmless(header) ? header : QString();
 }
 
 /// A line of a settings file; quotes keep what a file would lose. What cannot be shown as it is, is a remark.

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <optional>
 
 using namespace Qt::StringLiterals;
 
@@ -59,6 +60,8 @@ DownloadsRunner::DownloadsRunner(const Arguments &arguments, DownloadSession &se
     connect(&m_session, &DownloadSession::fileExistsActionRequired, this, &DownloadsRunner::onFileExists);
     connect(&m_session, &DownloadSession::closed, this, [this] { Q_EMIT done(m_status); });
     connect(&m_queue, &DownloadQueue::began, this, &DownloadsRunner::onBegan);
+    if (m_job != DownloadQueue::Job::FinishNow)
+        connect(&m_queue, &DownloadQueue::began, this, &DownloadsRunner::warnOfMissingHeaders);
     connect(&m_queue, &DownloadQueue::retrying, this,
             [this](qint64 id, qint64, const QString &notice) { m_printer.warn(id, notice); });
     connect(&m_queue, &DownloadQueue::decisionRequired, this,
@@ -100,7 +103,9 @@ void DownloadsRunner::feed()
     for (int i = 0; i < kAtATime && !m_stopping && m_nextRequest < m_arguments.requests.size(); ++i)
         addNext();
     for (; !m_stopping && m_nextId < m_ids.size(); ++m_nextId) {
-        renewOptions(m_ids.at(m_nextId));
+        QString errorText;
+        if (!m_session.renew(m_ids.at(m_nextId), m_arguments.changes, &errorText))
+            m_printer.warn(m_ids.at(m_nextId), errorText);
         append(m_ids.at(m_nextId));
     }
     if (!m_stopping && m_nextRequest < m_arguments.requests.size())
@@ -120,16 +125,6 @@ void DownloadsRunner::addNext()
         refuse(request.url, errorText, m_session.supports(request.url) ? ExitStatus::Unknown : ExitStatus::BadOption);
 }
 
-void DownloadsRunner::renewOptions(qint64 id)
-{
-    const DownloadOptions before = m_session.options(id);
-    DownloadOptions options = before;
-    m_arguments.changes.applyTo(options);
-    QString errorText;
-    if (options != before && !m_session.setOptions(id, options, &errorText))
-        m_printer.warn(id, errorText);
-}
-
 void DownloadsRunner::append(qint64 id)
 {
     if (m_appended.contains(id)) {
@@ -144,6 +139,16 @@ void DownloadsRunner::onBegan(qint64 id, const QUrl &url)
 {
     m_urls.insert(id, url);
     m_printer.begin(id, url);
+}
+
+/// It goes on without them all the same: not every server asks twice.
+void DownloadsRunner::warnOfMissingHeaders(qint64 id)
+{
+    const QString text = m_session.missingHeaders(id);
+    const auto record = text.isEmpty() ? std::nullopt : m_session.record(id);
+    // What is complete is only compared with its checksum.
+    if (record && (m_job == DownloadQueue::Job::Restart || !record->isFinished()))
+        m_printer.warn(id, text);
 }
 
 void DownloadsRunner::onProgress()

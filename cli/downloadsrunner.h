@@ -34,7 +34,7 @@ public:
 private:
     void feed();
     void addNext();
-    void renewOptions(qint64 id);
+    void warnOfMissingHeaders(qint64 id);
     void append(qint64 id);
     void onBegan(qint64 id, const QUrl &url);
     void onProgress();

@@ -205,6 +205,8 @@ QList<QPair<QString, QString>> factsOf(const Record &record, const DownloadOptio
     if (!options.checksumAlgorithm.isEmpty())
         add(u"checksum"_s,
             u"%1=%2, %3"_s.arg(options.checksumAlgorithm, options.checksumHex, checksumWord(options.checksumResult)));
+    for (const SecretHeader &header : options.headers)
+        add(u"header"_s, header.name + (header.value.isNull() ? u", value not kept"_s : u", kept"_s));
     add(u"state"_s, record.isFinished() ? u"done"_s : u"unfinished"_s);
     add(u"created"_s, timeText(record.creationTime));
     add(u"finished"_s, timeText(record.finishedTime));
@@ -243,7 +245,7 @@ ExitStatus setUrl(const Arguments &arguments, DownloadSession &session, const Ou
 {
     QString errorText;
     const qint64 id = arguments.ids.first();
-    if (!session.setUrl(id, arguments.requests.first().url, &errorText)) {
+    if (!session.setUrl(id, arguments.requests.first(), &errorText)) {
         complain(output, errorText);
         return ExitStatus::Unknown;
     }

@@ -69,13 +69,19 @@ void LookupsRunner::query()
 void LookupsRunner::check()
 {
     m_id = m_arguments.ids.at(m_index);
-    const std::optional<AbstractDownloadPersistentInfo> record = m_session.record(m_id);
+    std::optional<AbstractDownloadPersistentInfo> record = m_session.record(m_id);
     m_url = record ? record->url : QUrl();
     m_printer.begin(m_id, m_url);
-    if (record)
-        m_check.begin(*record);
-    else
+    if (!record) {
         end(ExitStatus::Unknown, m_session.whyNoRecord(m_id), {});
+        return;
+    }
+    OptionChanges given = m_arguments.changes;
+    m_session.takeHeaders(*record, given);
+    const QString missing = m_session.missingHeaders(m_id);
+    if (!missing.isEmpty())
+        m_printer.warn(m_id, missing);
+    m_check.begin(*record);
 }
 
 void LookupsRunner::onQueried(qint64 id, const QueryResult &result)
@@ -113,7 +119,7 @@ void LookupsRunner::mergeUrl()
         return;
     }
     QString errorText;
-    if (!m_session.setUrl(id, m_arguments.requests.first().url, &errorText)) {
+    if (!m_session.setUrl(id, m_arguments.requests.first(), &errorText)) {
         end(ExitStatus::Unknown, errorText, {});
         return;
     }

@@ -15,6 +15,7 @@ struct Typed {
     std::string output;
     std::vector<std::string> mirrors;
     std::vector<std::string> headers;
+    std::vector<std::string> headersForAll;
     std::string referer;
     std::string userAgent;
     std::string postData;

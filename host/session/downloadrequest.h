@@ -19,7 +19,8 @@ struct DownloadRequest {
     QString referer;
     QString userAgent; ///< empty = the program's
     QByteArray postData; ///< empty = GET
-    QVariantMap headers; ///< custom request headers, name to text
+    QVariantMap headers; ///< custom request headers, name to text; those not harmless are for the URL's server alone
+    QVariantMap headersForAll; ///< the same, for every server that the download leads to
     QList<QUrl> mirrors; ///< other addresses of the same file
     AbstractDownloadExistingFileReaction onExists = AbstractDownloadExistingFileReaction::NotSet;
     DownloadOptions options; ///< how it is to be run, where it is new

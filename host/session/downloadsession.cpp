@@ -125,25 +125,29 @@ bool DownloadSession::restart(qint64 id, QString *errorText)
     return true;
 }
 
-bool DownloadSession::setUrl(qint64 id, const QUrl &url, QString *errorText)
+bool DownloadSession::setUrl(qint64 id, const DownloadRequest &asked, QString *errorText)
 {
-    if (!isServed(url, errorText))
+    if (!isServed(asked.url, errorText))
         return false;
-    const QUrl plain = m_chief->takeSecrets(url, nullptr);
-    const auto merge = [this, &plain, id](AbstractDownloadPersistentInfo &record) -> QString {
+    const DownloadRequest request = withoutSecrets(asked);
+    const auto merge = [this, &request, id](AbstractDownloadPersistentInfo &record) -> QString {
         if (record.isFinished())
             return u"it is finished already."_s;
         // The module knows which of a record's fields belong to the address.
         const std::unique_ptr<AbstractDownload> download(m_module->createDownload(id, nullptr));
         download->setInfo(record);
         AbstractDownloadPersistentInfo fresh = record;
-        fresh.url = plain;
+        fresh.url = request.url;
         fresh.effectiveUrl.clear();
         fresh.finalUrl.clear();
         if (!download->mergeIntoThisDownload(fresh, {{u"Update URL"_s}}))
             return u"its module does not take another address."_s;
+        DownloadOptions options = m_list.options(id);
+        forgetSecretsOf(record.url, request.url, options);
+        request.changes.applyTo(options);
         record = download->info();
-        return {};
+        addHarmless(request.headers, record);
+        return m_list.setOptions(id, options) ? QString() : m_list.lastErrorText();
     };
     return change(id, merge, errorText);
 }
@@ -349,7 +353,10 @@ DownloadRequest DownloadSession::withoutSecrets(const DownloadRequest &request)
         result.options.user = result.changes.user = request.url.userName(QUrl::FullyDecoded);
         result.options.password = result.changes.password = request.url.password(QUrl::FullyDecoded);
     }
-    result.url = m_chief->takeSecrets(request.url, &result.headers);
+    result.url = m_chief->takeSecrets(request.url, nullptr);
+    result.headers.clear();
+    result.options.headers = takeHeaders(result.url, request.headers, request.headersForAll, &result.headers);
+    result.changes.secretHeaders = result.options.headers;
     result.referer = QString::fromUtf8(UrlCredentials::withoutLogin(request.referer.toUtf8()));
     for (QUrl &mirror : result.mirrors)
         mirror = m_chief->takeSecrets(mirror, nullptr);
@@ -375,6 +382,7 @@ void DownloadSession::run(const DownloadList::Taken &taken, DownloadList *list, 
     const auto guard =
         std::make_shared<ResourceGuard>(list ? ResourceGuard::Task::Download : ResourceGuard::Task::Look);
     guard->setMayLead(record.postData.isEmpty());
+    guard->setKeptHeaders(taken.options.headers);
     if (command != AbstractDownloadCommand::Restart)
         guard->setMemory(memoryOf(taken), record.bytesDownloaded(false) > 0);
     AbstractDownload *const download = createDownload(record.id, guard, this);

@@ -66,8 +66,16 @@ public:
     /// into the list; the id is below 0.
     qint64 query(const DownloadRequest &request, QString *errorText);
     /// Gives a download another address for the same file. What was downloaded stays; whether it still fits is checked
-    /// against the server's answer when the download goes on.
-    bool setUrl(qint64 id, const QUrl &url, QString *errorText);
+    /// against the server's answer when the download goes on. The address's login and headers are the request's; what
+    /// was kept for another server is forgotten.
+    bool setUrl(qint64 id, const DownloadRequest &request, QString *errorText);
+    /// Changes the options of a download of the list, and takes the headers that are given for it. True without a
+    /// change where there is no such download.
+    bool renew(qint64 id, const OptionChanges &changes, QString *errorText);
+    /// The same headers for a record that is only to be looked up; nothing is kept.
+    void takeHeaders(AbstractDownloadPersistentInfo &record, OptionChanges &changes);
+    /// A sentence on the headers that a download of the list was begun with and that nobody knows now; empty = none.
+    QString missingHeaders(qint64 id);
     /// Forgets a download that does not run. Its file stays unless it is to go, too.
     bool remove(qint64 id, bool withFile, QString *errorText);
     /// The download stays this process's between its runs, until letGo(). False, with a sentence, when it is another's.
@@ -129,6 +137,10 @@ private:
     bool loadModule(const SessionOptions &options, QString *errorText);
     bool isServed(const QUrl &url, QString *errorText) const;
     DownloadRequest withoutSecrets(const DownloadRequest &request);
+    QList<SecretHeader> takeHeaders(const QUrl &url, const QVariantMap &own, const QVariantMap &forAll,
+                                    QVariantMap *harmless);
+    static void addHarmless(const QVariantMap &headers, AbstractDownloadPersistentInfo &record);
+    static void forgetSecretsOf(const QUrl &before, const QUrl &after, DownloadOptions &options);
     void trustServers(const AbstractDownloadPersistentInfo &record, const DownloadOptions &options);
     qint64 claimFound(const DownloadRequest &request, QString *errorText);
     void warnOfTheSame(const AbstractDownloadPersistentInfo &record,

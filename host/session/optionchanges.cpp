@@ -1,6 +1,23 @@
 // SPDX-License-Identifier: MIT
 #include <host/session/optionchanges.h>
 
+#include <algorithm>
+
+namespace
+{
+
+void putHeader(QList<SecretHeader> &headers, const SecretHeader &header)
+{
+    const auto found = std::find_if(headers.begin(), headers.end(),
+                                    [&header](const SecretHeader &other) { return other.isSameAs(header); });
+    if (found == headers.end())
+        headers.append(header);
+    else
+        *found = header;
+}
+
+}
+
 void OptionChanges::applyTo(DownloadOptions &options) const
 {
     options.rateLimit = rateLimit.value_or(options.rateLimit);
@@ -16,8 +33,11 @@ void OptionChanges::applyTo(DownloadOptions &options) const
         options.checksumAlgorithm = checksumAlgorithm;
         options.checksumHex = checksumHex;
     }
-    if (storeSecrets && !user.isEmpty()) {
+    for (const SecretHeader &header : secretHeaders)
+        putHeader(options.headers, header);
+    if (storeSecrets && (!user.isEmpty() || !secretHeaders.isEmpty()))
         options.storeSecrets = true;
+    if (storeSecrets && !user.isEmpty()) {
         options.user = user;
         options.password = password;
     }

@@ -3,7 +3,9 @@
 
 #include <host/storage/downloadoptions.h>
 
+#include <QList>
 #include <QString>
+#include <QVariantMap>
 
 #include <optional>
 
@@ -17,8 +19,11 @@ struct OptionChanges {
     std::optional<bool> skipExisting;
     QString checksumAlgorithm; ///< empty = not given
     QString checksumHex;
+    QVariantMap headers; ///< as those of DownloadRequest, for downloads of the list
+    QVariantMap headersForAll; ///< likewise
+    QList<SecretHeader> secretHeaders; ///< those of them that are not harmless; besides the earlier ones
     bool insecure = false; ///< from now on
-    bool storeSecrets = false; ///< from now on, these:
+    bool storeSecrets = false; ///< from now on, these and the values of headers:
     QString user;
     QString password;
 

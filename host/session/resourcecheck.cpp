@@ -32,8 +32,10 @@ void ResourceCheck::begin(const AbstractDownloadPersistentInfo &record)
 {
     m_guard = std::make_shared<ResourceGuard>(ResourceGuard::Task::Look);
     m_guard->setMemory(m_session.list().memory(record.id), true);
+    const DownloadOptions options = m_session.options(record.id);
+    m_guard->setKeptHeaders(options.headers);
     m_download.reset(m_session.createDownload(record.id, m_guard, nullptr));
-    m_session.prepare(*m_download, record, m_session.options(record.id));
+    m_session.prepare(*m_download, record, options);
     m_download->setInfo(record);
     m_download->doCommand(AbstractDownloadCommand::CheckResource);
     m_timer.start();

@@ -43,6 +43,12 @@ private Q_SLOTS:
     void aHeaderDoesNotSwallowTheUrl();
     void headers_data();
     void headers();
+    void headersForAllAreKeptApart();
+    void headersAreGivenAgain_data();
+    void headersAreGivenAgain();
+    void aNewAddressComesWithItsHeaders();
+    void secretsAreKeptUnderEitherName_data();
+    void secretsAreKeptUnderEitherName();
     void theLogLevelFollowsTheLog_data();
     void theLogLevelFollowsTheLog();
     void theNumberOfConnectionsIsBounded();
@@ -239,6 +245,54 @@ void TestArguments::headers()
     QCOMPARE(outcome.arguments->requests.first().headers, (QVariantMap{{name, value}}));
 }
 
+void TestArguments::headersForAllAreKeptApart()
+{
+    const Arguments::Outcome outcome = parse({kUrl, u"--header-for-all"_s, u"X-A: b"_s, u"--header"_s, u"X-C: d"_s});
+    QVERIFY2(outcome.arguments, qPrintable(outcome.text));
+    QCOMPARE(outcome.arguments->requests.first().headers, (QVariantMap{{u"X-C"_s, u"d"_s}}));
+    QCOMPARE(outcome.arguments->requests.first().headersForAll, (QVariantMap{{u"X-A"_s, u"b"_s}}));
+}
+
+void TestArguments::headersAreGivenAgain_data()
+{
+    QTest::addColumn<QStringList>("command");
+    for (const char *command : {"resume", "restart", "check"})
+        QTest::newRow(command) << QStringList{QString::fromLatin1(command), u"1"_s};
+}
+
+void TestArguments::headersAreGivenAgain()
+{
+    QFETCH(QStringList, command);
+    const Arguments::Outcome outcome =
+        parse(command + QStringList{u"--header"_s, u"X-A: b"_s, u"--header-for-all"_s, u"X-C: d"_s});
+    QVERIFY2(outcome.arguments, qPrintable(outcome.text));
+    QCOMPARE(outcome.arguments->ids, QList<qint64>{1});
+    QCOMPARE(outcome.arguments->changes.headers, (QVariantMap{{u"X-A"_s, u"b"_s}}));
+    QCOMPARE(outcome.arguments->changes.headersForAll, (QVariantMap{{u"X-C"_s, u"d"_s}}));
+}
+
+void TestArguments::aNewAddressComesWithItsHeaders()
+{
+    const Arguments::Outcome outcome = parse({u"set-url"_s, u"1"_s, u"--header"_s, u"X-A: b"_s, kUrl});
+    QVERIFY2(outcome.arguments, qPrintable(outcome.text));
+    QCOMPARE(outcome.arguments->requests.first().headers, (QVariantMap{{u"X-A"_s, u"b"_s}}));
+}
+
+void TestArguments::secretsAreKeptUnderEitherName_data()
+{
+    QTest::addColumn<QString>("option");
+    QTest::newRow("--keep-secrets") << u"--keep-secrets"_s;
+    QTest::newRow("--store-secrets") << u"--store-secrets"_s;
+}
+
+void TestArguments::secretsAreKeptUnderEitherName()
+{
+    QFETCH(QString, option);
+    const Arguments::Outcome outcome = parse({kUrl, option});
+    QVERIFY2(outcome.arguments, qPrintable(outcome.text));
+    QVERIFY(outcome.arguments->requests.first().options.storeSecrets);
+}
+
 void TestArguments::theLogLevelFollowsTheLog_data()
 {
     QTest::addColumn<QStringList>("options");
@@ -312,6 +366,14 @@ void TestArguments::whatIsWrongIsSaid_data()
         << QStringList{url, u"--header"_s, u"X A: x"_s} << u"is no header"_s;
     QTest::newRow("a header with a line break")
         << QStringList{url, u"--header"_s, u"X: a\r\nY: b"_s} << u"line break"_s;
+    QTest::newRow("a range") << QStringList{url, u"--header"_s, u"Range: bytes=1-"_s}
+                             << u"--header \"Range: …\" is not to be set"_s;
+    QTest::newRow("a range of a download of the list")
+        << QStringList{u"resume"_s, u"1"_s, u"--header-for-all"_s, u"range: x"_s} << u"--header-for-all \"range: …\""_s;
+    QTest::newRow("a length") << QStringList{url, u"--header"_s, u"Content-Length: 3"_s}
+                              << u"it follows from what is sent"_s;
+    QTest::newRow("a host for all") << QStringList{url, u"--header-for-all"_s, u"Host: a"_s}
+                                    << u"Give it with --header."_s;
     QTest::newRow("a user agent with a line break")
         << QStringList{url, u"--user-agent"_s, u"a\nb"_s} << u"line break"_s;
     QTest::newRow("a level that is no number") << QStringList{url, u"--log-level"_s, u"x"_s} << u"--log-level"_s;
@@ -350,6 +412,8 @@ void TestArguments::helpNamesEveryOption()
                                "-q",
                                "--max-connections-per-server",
                                "--header",
+                               "--header-for-all",
+                               "--keep-secrets",
                                "--referer",
                                "--user-agent",
                                "--post-data",
