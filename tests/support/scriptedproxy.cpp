@@ -139,6 +139,10 @@ bool ScriptedProxy::stepHttp(QTcpSocket *socket, Client &client)
         const QByteArray path = url.toEncoded(QUrl::RemoveScheme | QUrl::RemoveAuthority);
         QByteArray passed = head;
         passed.replace(' ' + asked + ' ', ' ' + path + ' ');
+        // What is for the proxy stays there.
+        if (const qsizetype field = passed.indexOf("\r\nProxy-Authorization:"); field >= 0) {
+            passed.remove(field, passed.indexOf("\r\n", field + 2) - field);
+        }
         client.input.prepend(passed + "\r\n");
     }
     relay(socket, client, quint16(url.port(80)));
