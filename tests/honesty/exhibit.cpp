@@ -3,11 +3,10 @@
 
 #include <algorithm>
 
-Asked Asked::of(const ScriptedRequest &request, int number)
+Asked Asked::of(const ScriptedRequest &request)
 {
     Asked asked;
     asked.path = request.path();
-    asked.number = number;
     const QByteArray range = request.header("Range");
     if (range.startsWith("bytes=")) {
         const QList<QByteArray> ends = range.mid(6).split('-');

@@ -19,8 +19,11 @@ struct Asked {
     /// How many requests for Exhibit::kPath came before, since the server began to be as the exhibit says; 0 is the
     /// request that a visit begins with.
     int number = 0;
+    /// It is of the run before the server began to be so; its number is 0.
+    bool isPrelude = false;
 
-    static Asked of(const ScriptedRequest &request, int number);
+    /// What the request says.
+    static Asked of(const ScriptedRequest &request);
 };
 
 /// A server that does what servers were seen to do, and what counts as honest of a program that meets it.

@@ -30,6 +30,11 @@ ScriptedResponse fromHalfACopy(const Asked &asked)
     return asked.first < kHalf ? half.sound() : FileVersion::nothingBeyond(kHalf);
 }
 
+FileVersion inSmallLetters(const FileVersion &version)
+{
+    return version.withETag({}).inSpelling(FileVersion::Spelling::SmallLetters);
+}
+
 QList<Exhibit> newVersions()
 {
     return {
@@ -47,7 +52,7 @@ QList<Exhibit> newVersions()
          .versions = kBoth},
         {.name = "a new version, with another date alone, in small letters",
          .about = "The same size, and no ETags. The field is called last-modified, as many servers call it.",
-         .script = Scripts::changed(kFile.withETag({}).withSmallLetters(), kNext.withETag({}).withSmallLetters()),
+         .script = Scripts::changed(inSmallLetters(kFile), inSmallLetters(kNext)),
          .versions = kBoth},
         {.name = "a new version, with another weak ETag alone",
          .about = "The same size, and no dates.",

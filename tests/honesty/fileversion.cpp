@@ -3,6 +3,7 @@
 
 #include <tests/support/testfiles.h>
 
+#include <QCryptographicHash>
 #include <QtEndian>
 
 namespace
@@ -30,6 +31,19 @@ void appendNumber(QByteArray &to, quint32 number)
 {
     const quint32 little = qToLittleEndian(number);
     to.append(reinterpret_cast<const char *>(&little), sizeof little);
+}
+
+QByteArray spelled(const QByteArray &name, FileVersion::Spelling spelling)
+{
+    switch (spelling) {
+    case FileVersion::Spelling::SmallLetters:
+        return name.toLower();
+    case FileVersion::Spelling::Capitals:
+        return name.toUpper();
+    case FileVersion::Spelling::Usual:
+        break;
+    }
+    return name;
 }
 
 QByteArray gzipOf(const QByteArray &bytes)
@@ -75,10 +89,17 @@ FileVersion FileVersion::withSize(qint64 value) const
     return version;
 }
 
-FileVersion FileVersion::withSmallLetters() const
+FileVersion FileVersion::withField(const QByteArray &name, const QByteArray &value) const
 {
     FileVersion version = *this;
-    version.hasSmallLetters = true;
+    version.otherFields.append({name, value});
+    return version;
+}
+
+FileVersion FileVersion::inSpelling(Spelling value) const
+{
+    FileVersion version = *this;
+    version.spelling = value;
     return version;
 }
 
@@ -105,8 +126,9 @@ QList<ScriptedResponse::Header> FileVersion::validators() const
     if (!date.isEmpty()) {
         headers.append({"Last-Modified", date});
     }
+    headers += otherFields;
     for (ScriptedResponse::Header &header : headers) {
-        header.first = hasSmallLetters ? header.first.toLower() : header.first;
+        header.first = spelled(header.first, spelling);
     }
     return headers;
 }
@@ -157,6 +179,11 @@ ScriptedResponse FileVersion::nothingBeyond(qint64 size)
 QByteArray FileVersion::contentRange(qint64 first, qint64 last, qint64 size)
 {
     return "bytes " + QByteArray::number(first) + '-' + QByteArray::number(last) + '/' + QByteArray::number(size);
+}
+
+QByteArray FileVersion::sha256() const
+{
+    return QCryptographicHash::hash(bytes(0, size), QCryptographicHash::Sha256).toBase64();
 }
 
 bool FileVersion::isWholly(const QByteArray &content) const

@@ -7,6 +7,9 @@
 
 /// One version of the file that the museum's servers have, and what is said about it.
 struct FileVersion {
+    /// How the names of fields are written.
+    enum class Spelling { Usual, SmallLetters, Capitals };
+
     /// Large enough for every program here to fetch it over several connections.
     static constexpr qint64 kSize = 4 * 1024 * 1024 + 321;
 
@@ -14,14 +17,16 @@ struct FileVersion {
     qint64 size = kSize;
     QByteArray etag; ///< with its quotes; empty: none
     QByteArray date; ///< Last-Modified; empty: none
-    bool hasSmallLetters = false; ///< names of fields are sent in them
+    QList<ScriptedResponse::Header> otherFields; ///< that each answer about it has
+    Spelling spelling = Spelling::Usual;
 
     /// Number 0 is what every visit begins with. Each number has other bytes, another strong ETag and another date.
     static FileVersion number(int number);
     FileVersion withETag(const QByteArray &value) const;
     FileVersion withDate(const QByteArray &value) const;
     FileVersion withSize(qint64 value) const;
-    FileVersion withSmallLetters() const;
+    FileVersion withField(const QByteArray &name, const QByteArray &value) const;
+    FileVersion inSpelling(Spelling value) const;
     /// Nothing tells it from others of its size.
     FileVersion unmarked() const;
     /// The same, packed by gzip; whoever unpacks it gets the bytes of this one.
@@ -41,6 +46,8 @@ struct FileVersion {
     /// "bytes 5-9/20"
     static QByteArray contentRange(qint64 first, qint64 last, qint64 size);
 
+    /// Of all of it, in base 64.
+    QByteArray sha256() const;
     /// Whether that is all of this one.
     bool isWholly(const QByteArray &content) const;
 

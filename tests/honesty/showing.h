@@ -1,20 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <tests/honesty/exhibit.h>
+#include <tests/honesty/meeting.h>
 #include <tests/honesty/visitor.h>
 
 #include <QList>
 #include <QString>
-
-/// An exhibit at one time of meeting it.
-struct Meeting {
-    Exhibit exhibit;
-    Exhibit::Visit visit = Exhibit::Visit::AtOnce;
-
-    static QList<Meeting> allOf(const QList<Exhibit> &exhibits);
-    QString inWords() const;
-};
 
 /// What a program made of it.
 struct Impression {

@@ -23,7 +23,10 @@ QList<Visitor> others()
          .arguments = {u"-q"_s, u"-fsSL"_s, u"-C"_s, u"-"_s, u"--retry"_s, u"2"_s, u"--retry-delay"_s, u"1"_s, u"-o"_s,
                        u"file.bin"_s}},
         {.name = u"wget"_s, .arguments = {u"--no-config"_s, u"-nv"_s, u"-c"_s, u"--tries=3"_s, u"--waitretry=1"_s}},
-        {.name = u"wget2"_s, .arguments = {u"--no-config"_s, u"-nv"_s, u"-c"_s, u"--tries=3"_s, u"--waitretry=1"_s}},
+        // While a server is silent it does not end at Ctrl-C.
+        {.name = u"wget2"_s,
+         .arguments = {u"--no-config"_s, u"-nv"_s, u"-c"_s, u"--tries=3"_s, u"--waitretry=1"_s},
+         .stopPatienceMs = 10000},
         {.name = u"aria2c"_s,
          .arguments = {u"--no-conf"_s, u"-q"_s, u"-c"_s, u"-x8"_s, u"-s8"_s, u"--min-split-size=1M"_s,
                        u"--max-tries=3"_s, u"--retry-wait=1"_s},

@@ -18,6 +18,8 @@ struct Visitor {
     bool hasSeveralConnections = false;
     /// It writes what it has when it is stopped, at the latest, and nothing before.
     bool holdsBytesBack = false;
+    /// Until it is to have begun, and again until it is to have ended after Ctrl-C.
+    int stopPatienceMs = 60000;
 
     static Visitor plait();
     /// plait first, then all others that are installed.
