@@ -16,6 +16,7 @@
 #include <QSslCertificate>
 
 #include <optional>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -74,6 +75,30 @@ QSharedPointer<TransferManager> NetworkAccessChief::makeManager(const std::share
 AbstractNetworkConsumersStats *NetworkAccessChief::consumersStats() const
 {
     return m_stats.get();
+}
+
+void NetworkAccessChief::setUsageSettings(const NetworkUsageSettings &settings)
+{
+    if (settings == m_usageSettings)
+        return;
+    m_usageSettings = settings;
+    announceLimits();
+}
+
+/// By the news that every connection's end makes, of servers whose numbers are what they were.
+void NetworkAccessChief::announceLimits()
+{
+    if (std::exchange(m_areLimitsToBeAnnounced, true))
+        return;
+    const auto announce = [this] {
+        m_areLimitsToBeAnnounced = false;
+        QtConnectionsMap delta = m_stats->connectionsMap();
+        for (QtConnectionsMapEntry &entry : delta)
+            entry.count = 0;
+        if (!delta.isEmpty())
+            Q_EMIT m_stats->connectionsMapChangedDelta(delta);
+    };
+    QMetaObject::invokeMethod(this, announce, Qt::QueuedConnection);
 }
 
 bool NetworkAccessChief::addCaCertificates(const QString &path, QString *errorText)

@@ -41,7 +41,10 @@ public:
     NetworkUsageSettings usageSettings() const override { return m_usageSettings; }
     AbstractNetworkConsumerSettings defaultConsumerSettings() const override { return m_consumerSettings; }
 
-    void setUsageSettings(const NetworkUsageSettings &settings) { m_usageSettings = settings; }
+    /// Of all downloads together, from now on.
+    void setUsageSettings(const NetworkUsageSettings &settings);
+    /// Downloads that would have more connections look again whether they may, as soon as the event loop runs.
+    void announceLimits();
     void setDefaultConsumerSettings(const AbstractNetworkConsumerSettings &settings) { m_consumerSettings = settings; }
     /// Certificates of a PEM file that servers may rest on, besides the system's. False, with the reason, when there
     /// are none in it.
@@ -76,4 +79,5 @@ private:
     QStringList m_warnings;
     NetworkUsageSettings m_usageSettings;
     AbstractNetworkConsumerSettings m_consumerSettings;
+    bool m_areLimitsToBeAnnounced = false;
 };

@@ -30,6 +30,14 @@ QByteArray strongEtagIn(const AbstractDownloadGuid &guid)
     return hasOne ? guid.value.section(u':', 1).toUtf8() : QByteArray();
 }
 
+QList<QtHostAndPort> serversOf(const AbstractDownloadPersistentInfo &record)
+{
+    QList<QtHostAndPort> servers{hostAndPortFromUrl(record.downloadUrl())};
+    for (const AbstractDownloadMirrorInfo &mirror : record.mirrors)
+        servers.append(hostAndPortFromUrl(mirror.url));
+    return servers;
+}
+
 }
 
 DownloadSession::DownloadSession(QObject *parent)
@@ -214,6 +222,17 @@ void DownloadSession::letGo(qint64 id)
         releaseClaim(id);
 }
 
+int DownloadSession::connections() const
+{
+    return unitedEntry(m_chief->consumersStats()->connectionsMap()).count;
+}
+
+int DownloadSession::connectionsOf(qint64 id) const
+{
+    const SessionDownload *const download = m_running.value(id);
+    return download ? unitedEntry(download->download()->connectionsMap()).count : 0;
+}
+
 int DownloadSession::connectionsTo(const QtHostAndPort &server) const
 {
     return m_chief->consumersStats()->connectionsMap().value(server).count;
@@ -259,7 +278,13 @@ bool DownloadSession::setOptions(qint64 id, const DownloadOptions &options, QStr
 void DownloadSession::setUsage(qint64 id, const NetworkUsageSettings &usage)
 {
     if (SessionDownload *const download = m_running.value(id))
-        download->download()->setNetworkUsageSettings(usage);
+        download->setUsage(usage);
+}
+
+void DownloadSession::setUsageOfAll(const NetworkUsageSettings &usage)
+{
+    m_options.allTogether = usage;
+    m_chief->setUsageSettings(usage);
 }
 
 NetworkUsageSettings DownloadSession::usageOf(const DownloadOptions &options) const
@@ -274,11 +299,17 @@ NetworkUsageSettings DownloadSession::usageOf(const DownloadOptions &options) co
     return usage;
 }
 
-/// A download keeps the chief that its module has when it is made.
 AbstractDownload *DownloadSession::createDownload(qint64 id, const std::shared_ptr<ResourceGuard> &guard,
                                                   QObject *parent) const
 {
-    m_module->setNetworkAccessChief(QSharedPointer<DownloadAccessChief>::create(m_chief, guard));
+    return createDownload(id, QSharedPointer<DownloadAccessChief>::create(m_chief, guard), parent);
+}
+
+/// A download keeps the chief that its module has when it is made.
+AbstractDownload *DownloadSession::createDownload(qint64 id, const QSharedPointer<DownloadAccessChief> &chief,
+                                                  QObject *parent) const
+{
+    m_module->setNetworkAccessChief(chief);
     AbstractDownload *const download = m_module->createDownload(id, parent);
     m_module->setNetworkAccessChief(m_chief);
     return download;
@@ -299,6 +330,12 @@ AbstractDownloadPersistentInfo DownloadSession::info(qint64 id) const
 {
     const SessionDownload *const download = m_running.value(id);
     return download ? download->info() : AbstractDownloadPersistentInfo();
+}
+
+DownloadDetails DownloadSession::details(qint64 id) const
+{
+    const SessionDownload *const download = m_running.value(id);
+    return download ? download->details() : DownloadDetails();
 }
 
 DownloadStatus DownloadSession::status(qint64 id) const
@@ -385,8 +422,11 @@ void DownloadSession::run(const DownloadList::Taken &taken, DownloadList *list, 
     guard->setKeptHeaders(taken.options.headers);
     if (command != AbstractDownloadCommand::Restart)
         guard->setMemory(memoryOf(taken), record.bytesDownloaded(false) > 0);
-    AbstractDownload *const download = createDownload(record.id, guard, this);
+    const auto chief = QSharedPointer<DownloadAccessChief>::create(m_chief, guard);
+    AbstractDownload *const download = createDownload(record.id, chief, this);
     auto *const running = new SessionDownload(download, list, this);
+    chief->serve(*download, serversOf(record));
+    running->setChief(chief);
     running->setGuard(guard);
     running->setProxies([chief = m_chief](const QUrl &url) { return chief->proxyFor(url); });
     running->setContentEncoding(taken.contentEncoding);
@@ -395,6 +435,7 @@ void DownloadSession::run(const DownloadList::Taken &taken, DownloadList *list, 
     download->setWritersThread(&m_writersThread);
     download->setSettings({});
     prepare(*download, record, taken.options);
+    running->setUsage(usageOf(taken.options));
     download->setInfo(record);
     running->run(command, taken.file);
 }

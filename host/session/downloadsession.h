@@ -22,6 +22,7 @@
 
 class AbstractDownload;
 class AbstractDownloadModule;
+class DownloadAccessChief;
 class NetworkAccessChief;
 class QtAppSystemDefaultUserAgentManager;
 class ResourceGuard;
@@ -98,10 +99,16 @@ public:
     DownloadList &list() { return m_list; }
     /// Limits of a running download, from now on.
     void setUsage(qint64 id, const NetworkUsageSettings &usage);
-    /// That all downloads of this process have to a server now.
+    /// Those that all downloads of this process have now; the same of one of them, and to a server.
+    int connections() const;
+    int connectionsOf(qint64 id) const;
     int connectionsTo(const QtHostAndPort &server) const;
+    /// How a running download has used the network up to now.
+    DownloadDetails details(qint64 id) const;
     /// Of all downloads together.
     const NetworkUsageSettings &usageOfAll() const { return m_options.allTogether; }
+    /// From now on.
+    void setUsageOfAll(const NetworkUsageSettings &usage);
     /// Those that the list has for it, or else the session's.
     NetworkUsageSettings usageOf(const DownloadOptions &options) const;
     /// A download of the module for work beside those that run; a child of @p parent.
@@ -143,6 +150,8 @@ private:
     static void forgetSecretsOf(const QUrl &before, const QUrl &after, DownloadOptions &options);
     void trustServers(const AbstractDownloadPersistentInfo &record, const DownloadOptions &options);
     qint64 claimFound(const DownloadRequest &request, QString *errorText);
+    AbstractDownload *createDownload(qint64 id, const QSharedPointer<DownloadAccessChief> &chief,
+                                     QObject *parent) const;
     void warnOfTheSame(const AbstractDownloadPersistentInfo &record,
                        const QList<AbstractDownloadPersistentInfo> &candidates);
     qint64 insertNew(const DownloadRequest &request, QString *errorText);

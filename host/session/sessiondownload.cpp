@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <host/session/sessiondownload.h>
 
+#include <host/network/downloadaccesschief.h>
 #include <host/network/resourceguard.h>
 #include <host/policy/authchallenges.h>
 #include <host/policy/contentencoding.h>
@@ -88,6 +89,18 @@ void SessionDownload::setGuard(const std::shared_ptr<ResourceGuard> &guard)
     m_guard = guard;
     m_savedMemory = guard->memory();
     connect(guard.get(), &ResourceGuard::refused, this, &SessionDownload::onChange);
+}
+
+/// The module would hold limits of connections against those of all downloads.
+void SessionDownload::setUsage(const NetworkUsageSettings &usage)
+{
+    NetworkUsageSettings ofTheModule = usage;
+    if (m_chief) {
+        m_chief->setMostConnections(usage.maximumConnections, usage.maximumConnectionsPerServer);
+        ofTheModule.maximumConnections = 0;
+        ofTheModule.maximumConnectionsPerServer = 0;
+    }
+    m_download->setNetworkUsageSettings(ofTheModule);
 }
 
 qint64 SessionDownload::id() const

@@ -9,6 +9,7 @@
 
 #include <QList>
 #include <QObject>
+#include <QSharedPointer>
 #include <QString>
 #include <QTimer>
 
@@ -16,6 +17,7 @@
 #include <memory>
 #include <optional>
 
+class DownloadAccessChief;
 class ResourceGuard;
 
 /// One download while a session runs it: keeps the list in step with it and tells when its run is over.
@@ -48,6 +50,12 @@ public:
 
     /// As which the bytes that the record has came; before run().
     void setContentEncoding(const QString &encoding) { m_contentEncoding = encoding; }
+
+    /// The download's own; before setUsage(). Null = it has none.
+    void setChief(const QSharedPointer<DownloadAccessChief> &chief) { m_chief = chief; }
+
+    /// Limits from now on.
+    void setUsage(const NetworkUsageSettings &usage);
 
     /// The one of the download's access chief; before run(). What it refuses ends the run as a changed resource.
     void setGuard(const std::shared_ptr<ResourceGuard> &guard);
@@ -111,6 +119,7 @@ private:
     QTimer m_saveTimer;
     QList<QString> m_responseHeaders;
     std::function<QUrl(const QUrl &)> m_proxyFor;
+    QSharedPointer<DownloadAccessChief> m_chief;
     std::shared_ptr<ResourceGuard> m_guard; ///< null = everything is welcome
     ResourceMemory m_savedMemory; ///< what the list has of the guard's
     QString m_contentEncoding; ///< of what is there or comes; null = nobody has said yet
