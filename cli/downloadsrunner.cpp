@@ -263,7 +263,7 @@ Summary DownloadsRunner::summaryOf(const DownloadOutcome &outcome)
     summary.seconds = outcome.seconds;
     summary.connections = outcome.details.mostConnections;
     const NetworkUsageSettings usage = m_session.usageOf(outcome.options);
-    summary.connectionsNote = ConnectionsNote::forDownload(outcome.details, usage);
+    summary.connectionsNote = ConnectionsNote::forDownload(outcome.details, usage, m_session.usageOfAll());
     summary.connectionsBound = ConnectionsNote::keyOf(outcome.details.bound);
     summary.contentEncoding = outcome.contentEncoding;
     if (!ContentEncoding::isAskedFor(info.parameters.value(u"headers"_s).toMap().keys()))

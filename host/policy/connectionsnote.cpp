@@ -6,9 +6,20 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-QString reasonOf(ConnectionsBound bound, const NetworkUsageSettings &limits)
+/// Of two limits of which the reached one is meant: the download's own, unless there were fewer connections than that.
+QString limitReached(int count, qint64 own, qint64 overall, const QString &where)
 {
-    switch (bound) {
+    if (own > 0 && (count >= own || overall <= 0))
+        return u"limit of %1%2 reached"_s.arg(QString::number(own), where);
+    if (overall > 0)
+        return u"limit of %1%2 for all downloads reached"_s.arg(QString::number(overall), where);
+    return u"limit%1 reached"_s.arg(where);
+}
+
+QString reasonOf(const DownloadDetails &details, const NetworkUsageSettings &limits,
+                 const NetworkUsageSettings &overall)
+{
+    switch (details.bound) {
     case ConnectionsBound::RangesNotHonoured:
         return u"the server does not honour ranges"_s;
     case ConnectionsBound::SizeUnknown:
@@ -20,12 +31,10 @@ QString reasonOf(ConnectionsBound bound, const NetworkUsageSettings &limits)
     case ConnectionsBound::SectionsCap:
         return u"no download has more"_s;
     case ConnectionsBound::Connections:
-        return limits.maximumConnections > 0 ? u"limit of %1 reached"_s.arg(limits.maximumConnections)
-                                             : u"limit of all downloads reached"_s;
+        return limitReached(details.mostConnections, limits.maximumConnections, overall.maximumConnections, {});
     case ConnectionsBound::ConnectionsPerServer:
-        return limits.maximumConnectionsPerServer > 0
-            ? u"limit of %1 per server reached"_s.arg(limits.maximumConnectionsPerServer)
-            : u"limit per server reached"_s;
+        return limitReached(details.mostConnections, limits.maximumConnectionsPerServer,
+                            overall.maximumConnectionsPerServer, u" per server"_s);
     case ConnectionsBound::AnotherFailed:
         return u"the server refused another"_s;
     case ConnectionsBound::None:
@@ -36,13 +45,14 @@ QString reasonOf(ConnectionsBound bound, const NetworkUsageSettings &limits)
 
 }
 
-QString ConnectionsNote::forDownload(const DownloadDetails &details, const NetworkUsageSettings &limits)
+QString ConnectionsNote::forDownload(const DownloadDetails &details, const NetworkUsageSettings &limits,
+                                     const NetworkUsageSettings &overall)
 {
     if (details.mostConnections < 1)
         return {};
     const QString count = details.mostConnections == 1 ? u"1 connection"_s
                                                        : u"%1 connections"_s.arg(details.mostConnections);
-    const QString reason = reasonOf(details.bound, limits);
+    const QString reason = reasonOf(details, limits, overall);
     return reason.isEmpty() ? count + " at most"_L1 : count + " at most: "_L1 + reason;
 }
 

@@ -11,8 +11,9 @@ namespace ConnectionsNote
 {
 
 /// "3 connections at most: the file is too small to split further". Empty when nothing was transferred.
-/// @param limits those that the download ran under
-QString forDownload(const DownloadDetails &details, const NetworkUsageSettings &limits);
+/// @param limits those of the download @param overall those of all downloads together
+QString forDownload(const DownloadDetails &details, const NetworkUsageSettings &limits,
+                    const NetworkUsageSettings &overall);
 /// The reason alone, as one word for programs; empty when nothing bounded the number.
 QString keyOf(ConnectionsBound bound);
 

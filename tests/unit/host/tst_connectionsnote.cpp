@@ -15,6 +15,7 @@ class TestConnectionsNote : public QObject
 private Q_SLOTS:
     void theReasonIsTold_data();
     void theReasonIsTold();
+    void withoutALimitOfAllDownloadsItIsTheDownloadsOwn();
     void everyReasonHasAKeyOfItsOwn();
 };
 
@@ -37,8 +38,14 @@ void TestConnectionsNote::theReasonIsTold_data()
         << 1 << B::SpaceNotTaken << u"1 connection at most: the disk space was still being reserved"_s;
     QTest::newRow("the most there are") << 20 << B::SectionsCap << u"20 connections at most: no download has more"_s;
     QTest::newRow("the limit") << 8 << B::Connections << u"8 connections at most: limit of 8 reached"_s;
+    QTest::newRow("the limit, beyond which one was to be tried")
+        << 9 << B::Connections << u"9 connections at most: limit of 8 reached"_s;
+    QTest::newRow("that of all downloads")
+        << 4 << B::Connections << u"4 connections at most: limit of 10 for all downloads reached"_s;
     QTest::newRow("the limit of a server")
         << 2 << B::ConnectionsPerServer << u"2 connections at most: limit of 2 per server reached"_s;
+    QTest::newRow("the same of all downloads")
+        << 1 << B::ConnectionsPerServer << u"1 connection at most: limit of 3 per server for all downloads reached"_s;
     QTest::newRow("the server refused another")
         << 4 << B::AnotherFailed << u"4 connections at most: the server refused another"_s;
 }
@@ -50,7 +57,19 @@ void TestConnectionsNote::theReasonIsTold()
     NetworkUsageSettings limits;
     limits.maximumConnections = 8;
     limits.maximumConnectionsPerServer = 2;
-    QTEST(ConnectionsNote::forDownload({most, bound}, limits), "note");
+    NetworkUsageSettings overall;
+    overall.maximumConnections = 10;
+    overall.maximumConnectionsPerServer = 3;
+    QTEST(ConnectionsNote::forDownload({most, bound}, limits, overall), "note");
+}
+
+void TestConnectionsNote::withoutALimitOfAllDownloadsItIsTheDownloadsOwn()
+{
+    // A section that only waits for the disk counts as well, so that fewer may have been at work.
+    NetworkUsageSettings limits;
+    limits.maximumConnections = 8;
+    QCOMPARE(ConnectionsNote::forDownload({7, ConnectionsBound::Connections}, limits, {}),
+             u"7 connections at most: limit of 8 reached"_s);
 }
 
 void TestConnectionsNote::everyReasonHasAKeyOfItsOwn()
