@@ -193,6 +193,7 @@ private:
         session.usage.maximumConnections = m_typed.connections;
         session.usage.maximumConnectionsPerServer = m_typed.connectionsPerServer;
         session.usage.downloadLimit = readRate(u"--limit-rate"_s, m_typed.limitRate);
+        session.allTogether.maximumConnections = m_typed.overallConnections;
         session.allTogether.maximumConnectionsPerServer = m_typed.overallConnectionsPerServer;
         NetworkOptions &network = session.network;
         if (!m_typed.proxy.empty()) {

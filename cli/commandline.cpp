@@ -23,6 +23,7 @@ namespace
 /// No download runs over more.
 constexpr int kMostConnections = 20;
 constexpr int kMostJobs = 1000;
+constexpr int kMostOverallConnections = kMostJobs * kMostConnections;
 constexpr int kMostTries = 1000000;
 
 struct CommandText {
@@ -190,6 +191,10 @@ private:
                        "Most of them to one server; 0: no limit (default)")
             ->type_name("N")
             ->check(CLI::Range(0, kMostConnections));
+        app.add_option("--max-overall-connections", m_typed.overallConnections,
+                       "Most of all downloads together; 0: no limit (default)")
+            ->type_name("N")
+            ->check(CLI::Range(0, kMostOverallConnections));
         app.add_option("--max-overall-connections-per-server", m_typed.overallConnectionsPerServer,
                        "Most to one server of all downloads together; 0: no limit (default)")
             ->type_name("N")

@@ -38,6 +38,7 @@ struct Typed {
     int logLevel = kNotGiven;
     int connections = 8;
     int connectionsPerServer = 0;
+    int overallConnections = 0;
     int overallConnectionsPerServer = 0;
     int jobs = 4;
     int tries = 5;

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <host/session/downloadqueue.h>
 
-#include <host/policy/speedshares.h>
 #include <host/session/downloadsession.h>
 #include <host/session/queueddownload.h>
 
@@ -116,22 +115,6 @@ void DownloadQueue::answerFileExists(qint64 id, int fileIndex, AbstractDownloadF
     m_session.fileExistsAction(id, fileIndex, action);
 }
 
-void DownloadQueue::setSpeedLimit(qint64 limit)
-{
-    m_options.speedLimit = limit;
-    shareSpeed();
-}
-
-bool DownloadQueue::setSpeedLimitOf(qint64 id, qint64 limit, QString *errorText)
-{
-    if (QueuedDownload *const active = find(id))
-        active->options.rateLimit = limit;
-    shareSpeed();
-    DownloadOptions options = m_session.options(id);
-    options.rateLimit = limit;
-    return m_session.setOptions(id, options, errorText);
-}
-
 QList<qint64> DownloadQueue::activeIds() const
 {
     return m_order;
@@ -172,6 +155,7 @@ void DownloadQueue::fill()
             break;
         begin(m_waiting.takeAt(next));
     }
+    shareConnections();
     if (!isIdle())
         return;
     m_tick.stop();
@@ -179,22 +163,43 @@ void DownloadQueue::fill()
         Q_EMIT drained();
 }
 
-/// Place in the queue; -1 = there is none, or their servers have as many connections as they may.
+/// Place in the queue; -1 = there is none, or there are as many connections as may be, to their servers or at all.
 qsizetype DownloadQueue::nextToBegin()
 {
+    const bool isNoneFree = isFull();
     for (qsizetype i = 0; i < std::min(m_waiting.size(), kLooksAhead); ++i) {
         Waiting &waiting = m_waiting[i];
-        if (m_session.usageOfAll().maximumConnectionsPerServer <= 0)
+        if (waiting.job == Job::FinishNow || !areConnectionsBounded())
             return i;
+        if (isNoneFree)
+            continue;
         if (waiting.server.host.isEmpty())
             waiting.server = serverOf(m_session.record(waiting.id).value_or(AbstractDownloadPersistentInfo()));
-        if (waiting.job == Job::FinishNow || !isFull(waiting.server))
+        if (!isFull(waiting.server))
             return i;
     }
     return -1;
 }
 
+bool DownloadQueue::areConnectionsBounded() const
+{
+    const NetworkUsageSettings &limits = m_session.usageOfAll();
+    return limits.maximumConnections > 0 || limits.maximumConnectionsPerServer > 0;
+}
+
 /// A run that has begun and has no connection yet is about to have one.
+bool DownloadQueue::isFull() const
+{
+    const qint64 most = m_session.usageOfAll().maximumConnections;
+    if (most <= 0)
+        return false;
+    const auto beginning = std::count_if(m_order.cbegin(), m_order.cend(), [this](qint64 id) {
+        return m_active.at(id)->isRunning && m_session.connectionsOf(id) == 0;
+    });
+    return m_session.connections() + beginning >= most;
+}
+
+/// The same of one server.
 bool DownloadQueue::isFull(const QtHostAndPort &server) const
 {
     const int most = m_session.usageOfAll().maximumConnectionsPerServer;
@@ -202,7 +207,7 @@ bool DownloadQueue::isFull(const QtHostAndPort &server) const
         return false;
     const auto beginning = std::count_if(m_order.cbegin(), m_order.cend(), [&](qint64 id) {
         const QueuedDownload &active = *m_active.at(id);
-        return active.isRunning && active.server == server && m_session.status(id).connections == 0;
+        return active.isRunning && active.server == server && m_session.connectionsOf(id) == 0;
     });
     return m_session.connectionsTo(server) + beginning >= most;
 }
@@ -275,7 +280,7 @@ void DownloadQueue::tryAgain(qint64 id, Job job)
     }
     active->server =
         active->sources.areSeveral() ? hostAndPortFromUrl(active->sources.current()) : serverOf(active->info);
-    if (job != Job::FinishNow && isFull(active->server)) {
+    if (job != Job::FinishNow && (isFull() || isFull(active->server))) {
         active->job = job;
         active->retryTimer.start(kTickMs);
         return;
@@ -309,7 +314,7 @@ bool DownloadQueue::run(QueuedDownload &active, Job job, QString *errorText)
     // A pause from inside the beginning found nothing to stop yet.
     if (active.isRunning && m_pausing)
         m_session.stop(active.id);
-    shareSpeed();
+    share();
     return true;
 }
 
@@ -336,9 +341,9 @@ void DownloadQueue::tick()
             watch(*active);
         }
     }
-    shareSpeed();
+    share();
     // Those that run may need fewer connections now.
-    if (m_session.usageOfAll().maximumConnectionsPerServer > 0)
+    if (areConnectionsBounded())
         fill();
 }
 
@@ -351,30 +356,6 @@ void DownloadQueue::watch(QueuedDownload &active)
         {elapsedMs(), status.done, status.allocated, status.connections, active.areFilesWorkedOn, active.requests});
     if (active.finding != Watchdog::Finding::Fine)
         m_session.stop(active.id);
-}
-
-void DownloadQueue::shareSpeed()
-{
-    QList<SpeedShares::Item> items;
-    for (const qint64 id : std::as_const(m_order)) {
-        const QueuedDownload &active = *m_active.at(id);
-        if (!active.isRunning)
-            continue;
-        const DownloadStatus status = m_session.status(id);
-        const NetworkUsageSettings usage = m_session.usageOf(active.options);
-        // A run adds one connection after the other within a moment; if each took what those before it left, all of
-        // them together would take a multiple of the limit in their first second.
-        const int transfers = std::max(status.connections, active.isYoung ? int(usage.maximumConnections) : 0);
-        items.append({id, usage.downloadLimit, transfers, status.speed, active.share});
-    }
-    const QHash<qint64, qint64> shares = SpeedShares::distribute(m_options.speedLimit, items);
-    for (const SpeedShares::Item &item : std::as_const(items)) {
-        QueuedDownload &active = *m_active.at(item.id);
-        active.share = shares.value(item.id);
-        NetworkUsageSettings usage = m_session.usageOf(active.options);
-        usage.downloadLimit = SpeedShares::perTransfer(active.share, item.transfers);
-        m_session.setUsage(item.id, usage);
-    }
 }
 
 void DownloadQueue::onRequest(qint64 id)

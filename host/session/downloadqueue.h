@@ -10,6 +10,7 @@
 #include <host/session/queueoptions.h>
 #include <host/storage/downloadoptions.h>
 #include <inet/qt/download/records/connectionsmap.h>
+#include <inet/qt/download/records/networkusagesettings.h>
 
 #include <QElapsedTimer>
 #include <QHash>
@@ -17,6 +18,7 @@
 #include <QQueue>
 #include <QTimer>
 
+#include <functional>
 #include <memory>
 #include <unordered_map>
 
@@ -24,7 +26,7 @@ class DownloadSession;
 struct QueuedDownload;
 
 /// Runs downloads of a session, so many at once: tries again what may pass, goes from one mirror to the next, applies
-/// the policies or asks, shares the speed out, and watches over what a module cannot see.
+/// the policies or asks, shares speed and connections out, and watches over what a module cannot see.
 ///
 ///     waiting ──> running ──> failed, may pass ──> waiting for the next attempt ──> running ...
 ///        │           ├──────> needs a decision ──> decide() ──> running, or ended
@@ -64,6 +66,10 @@ public:
     /// bytes/s of one download, from now on and in the list; 0 = the session's. False, with a sentence, when the list
     /// cannot be written; the limit holds all the same.
     bool setSpeedLimitOf(qint64 id, qint64 limit, QString *errorText);
+    /// Connections of all together, from now on; 0 = no limit.
+    void setMostConnections(int count);
+    /// Connections of one download, from now on and in the list; 0 = the session's. False as above.
+    bool setMostConnectionsOf(qint64 id, int count, QString *errorText);
 
     /// Nothing runs and nothing waits.
     bool isIdle() const { return m_waiting.isEmpty() && m_active.empty(); }
@@ -96,14 +102,20 @@ private:
     void fill();
     void fillSoon();
     qsizetype nextToBegin();
+    bool isFull() const;
     bool isFull(const QtHostAndPort &server) const;
+    bool areConnectionsBounded() const;
     void endWaiting();
     void begin(const Waiting &waiting);
     bool run(QueuedDownload &active, Job job, QString *errorText);
     bool beginRun(const QueuedDownload &active, QString *errorText);
     void tick();
     void watch(QueuedDownload &active);
+    void share();
+    void shareConnections();
     void shareSpeed();
+    NetworkUsageSettings usageOf(const QueuedDownload &active) const;
+    bool keepOptions(qint64 id, const std::function<void(DownloadOptions &)> &change, QString *errorText);
     void onRequest(qint64 id);
     void onFinished(qint64 id, const AbstractDownloadPersistentInfo &info, const DownloadDetails &details,
                     const QList<QString> &responseHeaders);

@@ -35,4 +35,6 @@ struct QueuedDownload {
     QtHostAndPort server; ///< that the newest run began with
     qint64 mostBytes = 0; ///< that were on disk at the end of an attempt
     qint64 share = 0; ///< bytes/s that it may take now
+    qint64 sharePerTransfer = 0; ///< of these
+    qint64 mostConnections = 0; ///< that it may have now; 0 = no limit
 };

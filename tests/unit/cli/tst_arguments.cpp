@@ -52,6 +52,7 @@ private Q_SLOTS:
     void theLogLevelFollowsTheLog_data();
     void theLogLevelFollowsTheLog();
     void theNumberOfConnectionsIsBounded();
+    void theConnectionsOfAllTogetherAreBoundedOnlyWhereAsked();
     void whatIsWrongIsSaid_data();
     void whatIsWrongIsSaid();
     void helpNamesEveryOption();
@@ -323,6 +324,19 @@ void TestArguments::theNumberOfConnectionsIsBounded()
     QVERIFY2(chosen.arguments, qPrintable(chosen.text));
     QCOMPARE(chosen.arguments->session.usage.maximumConnections, 20);
     QCOMPARE(chosen.arguments->session.usage.maximumConnectionsPerServer, 3);
+}
+
+void TestArguments::theConnectionsOfAllTogetherAreBoundedOnlyWhereAsked()
+{
+    const Arguments::Outcome bare = parse({kUrl});
+    QVERIFY(bare.arguments);
+    QCOMPARE(bare.arguments->session.allTogether, NetworkUsageSettings());
+    const Arguments::Outcome chosen = parse({u"--max-overall-connections"_s, u"20000"_s, kUrl});
+    QVERIFY2(chosen.arguments, qPrintable(chosen.text));
+    QCOMPARE(chosen.arguments->session.allTogether.maximumConnections, 20000);
+    const Arguments::Outcome tooMany = parse({u"--max-overall-connections"_s, u"20001"_s, kUrl});
+    QVERIFY(!tooMany.arguments);
+    QVERIFY2(tooMany.text.contains(u"20000"_s), qPrintable(tooMany.text));
 }
 
 void TestArguments::whatIsWrongIsSaid_data()
