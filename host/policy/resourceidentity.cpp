@@ -35,11 +35,19 @@ qint64 totalOf(int status, const QList<Field> &fields)
     return isNumber && length >= 0 ? length : -1;
 }
 
-/// Content-Digest would be about the part alone.
+/// Content-Digest would be about the part alone. The newer field puts colons around what the older one has bare.
 QByteArray digestOf(const QList<Field> &fields)
 {
-    const QByteArray digest = valueOf(fields, "Repr-Digest");
-    return digest.isEmpty() ? valueOf(fields, "Digest") : digest;
+    QByteArray digest = valueOf(fields, "Repr-Digest");
+    if (digest.isEmpty())
+        digest = valueOf(fields, "Digest");
+    return digest.replace(':', "");
+}
+
+/// Some servers write a zone where HTTP wants "GMT".
+QDateTime dateFrom(const QString &text)
+{
+    return HttpDate::parse(text).value_or(QDateTime::fromString(text, Qt::RFC2822Date));
 }
 
 /// "sha-256=…" of each algorithm.
@@ -75,6 +83,21 @@ QString differs(const QString &what, const QString &now, const QString &before)
     return u"%1 is %2, and was %3"_s.arg(what, now, before);
 }
 
+bool isOtherDate(const ResourceIdentity &one, const ResourceIdentity &other)
+{
+    return one.lastModified.isValid() && other.lastModified.isValid() && one.lastModified != other.lastModified;
+}
+
+bool isProvedTheSame(const ResourceIdentity &one, const ResourceIdentity &other)
+{
+    return !one.etag.isEmpty() && one.etag == other.etag;
+}
+
+QString inWords(const QDateTime &date)
+{
+    return date.toUTC().toString(Qt::ISODate);
+}
+
 const QByteArray &tagOf(const ResourceIdentity &identity)
 {
     return identity.etag.isEmpty() ? identity.weakEtag : identity.etag;
@@ -90,8 +113,7 @@ ResourceIdentity ResourceIdentity::of(int status, const QList<Field> &fields)
         identity.weakEtag = etag.sliced(kWeakMarkSize);
     else
         identity.etag = etag;
-    const auto date = HttpDate::parse(QString::fromLatin1(valueOf(fields, "Last-Modified")));
-    identity.lastModified = date.value_or(QDateTime());
+    identity.lastModified = dateFrom(QString::fromLatin1(valueOf(fields, "Last-Modified")));
     identity.total = totalOf(status, fields);
     identity.digest = digestOf(fields);
     return identity;
@@ -107,12 +129,14 @@ QString ResourceIdentity::contradiction(const ResourceIdentity &newer) const
         return differs(u"its ETag"_s, QString::fromLatin1(newerTag), QString::fromLatin1(tag));
     if (isOtherDigest(digest, newer.digest))
         return differs(u"its digest"_s, QString::fromLatin1(newer.digest), QString::fromLatin1(digest));
-    const bool isProvedTheSame = !etag.isEmpty() && etag == newer.etag;
-    const bool isOtherDate =
-        lastModified.isValid() && newer.lastModified.isValid() && lastModified != newer.lastModified;
-    return isOtherDate && !isProvedTheSame
-        ? differs(u"its date"_s, newer.lastModified.toString(Qt::ISODate), lastModified.toString(Qt::ISODate))
+    return isOtherDate(*this, newer) && !isProvedTheSame(*this, newer)
+        ? differs(u"its date"_s, inWords(newer.lastModified), inWords(lastModified))
         : QString();
+}
+
+bool ResourceIdentity::hasOtherDate(const ResourceIdentity &newer) const
+{
+    return isOtherDate(*this, newer) && isProvedTheSame(*this, newer);
 }
 
 ResourceIdentity ResourceIdentity::completed(const ResourceIdentity &newer) const

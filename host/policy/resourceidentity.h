@@ -26,6 +26,8 @@ struct ResourceIdentity {
     /// In what the newer answer contradicts this one, as a clause ("its ETag is …, and was …"); empty = in nothing.
     /// What only one of them says contradicts nothing.
     QString contradiction(const ResourceIdentity &newer) const;
+    /// The newer answer has another date, which means nothing: its strong ETag is this one's.
+    bool hasOtherDate(const ResourceIdentity &newer) const;
     /// With what the newer answer says and this one does not.
     ResourceIdentity completed(const ResourceIdentity &newer) const;
 
