@@ -44,6 +44,8 @@ void ResourceGuard::setMemory(const ResourceMemory &memory, bool holdsBytes)
 {
     m_memory = memory;
     m_holdsBytes = holdsBytes;
+    if (!holdsBytes)
+        m_memory.evidence = {};
 }
 
 bool ResourceGuard::isGood(int status)
@@ -71,7 +73,8 @@ RequestPath ResourceGuard::pathTo(const QUrl &url, bool isRest)
 QUrl ResourceGuard::ledTo(const RequestPath &path) const
 {
     const bool isFirst = path.url == path.address && !path.isLed && !path.wasLedBack && path.redirects == 0;
-    if (m_task != Task::Download || !m_mayLead || !isFirst || m_forsaken.contains(path.address))
+    const bool mayLead = m_task == Task::Download && m_mayLead && holdsBytes();
+    if (!mayLead || !isFirst || m_forsaken.contains(path.address))
         return {};
     const KnownAddress *const known = find(path.address);
     return known && known->redirects <= kMostRedirects && !isTargetOfAnother(path.address) ? known->target : QUrl();
@@ -84,7 +87,7 @@ void ResourceGuard::beginRedirect(const RequestPath &path, const QUrl &target, b
     RequestPath &next = m_following->path;
     if (!isMadeUp)
         ++next.redirects;
-    else if (target == path.address)
+    else if (path.isLed)
         next.wasLedBack = true;
     else
         next.isLed = true;
@@ -105,19 +108,26 @@ ResourceGuard::Judgement ResourceGuard::judge(const RequestPath &path, const Tra
     }
     if (!isGood(head.status))
         return {};
+    m_lastFields = head.fields;
     const ResourceIdentity identity = ResourceIdentity::of(head.status, head.fields);
-    const QString contradicted = contradiction(path, identity);
-    if (contradicted.isEmpty()) {
-        // The whole in place of the rest is of no use to anybody, and none to remember.
-        if (!isWhole)
-            learn(path, identity);
-        return {};
-    }
-    m_changedAddress = path.address;
+    const ResourceIdentity held = heldIdentity(path);
+    if (const QString contradicted = held.contradiction(identity); !contradicted.isEmpty())
+        return refusal(path, u"The server has another file by now: %1."_s.arg(contradicted));
+    // The whole in place of the rest is of no use to anybody, and none to remember.
+    if (!isWhole)
+        learn(path, identity);
+    return {Judgement::Kind::Welcome, {}, held.hasOtherDate(identity)};
+}
+
+ResourceGuard::Judgement ResourceGuard::refusal(const RequestPath &path, const QString &reason)
+{
+    const bool isNews = !hasFoundChange();
+    if (isNews)
+        m_changedAddress = path.address;
     if (m_task == Task::Look)
         return {};
-    const QString reason = u"The server has another file by now: %1."_s.arg(contradicted);
-    Q_EMIT refused(reason);
+    if (isNews)
+        Q_EMIT refused(reason);
     return {Judgement::Kind::Refused, reason};
 }
 
@@ -164,17 +174,19 @@ void ResourceGuard::leadBack(const RequestPath &path)
     m_forsaken.insert(path.address);
 }
 
-/// Sizes count for all addresses: a file has one. Validators are each server's own.
-QString ResourceGuard::contradiction(const RequestPath &path, const ResourceIdentity &identity) const
+/// What an answer to this is held against. Sizes count for all addresses: a file has one. Validators are each server's
+/// own.
+ResourceIdentity ResourceGuard::heldIdentity(const RequestPath &path) const
 {
     if (!holdsBytes())
         return {};
-    if (const KnownAddress *const known = find(path.address))
-        return known->identity.contradiction(identity);
-    ResourceIdentity sizes;
-    for (const KnownAddress &known : m_memory.addresses)
-        sizes.total = std::max(sizes.total, known.identity.total);
-    return sizes.contradiction(identity);
+    const KnownAddress *const known = find(path.address);
+    ResourceIdentity held = known ? known->identity : ResourceIdentity();
+    if (held.total >= 0)
+        return held;
+    for (const KnownAddress &other : m_memory.addresses)
+        held.total = std::max(held.total, other.identity.total);
+    return held;
 }
 
 void ResourceGuard::learn(const RequestPath &path, const ResourceIdentity &identity)
@@ -183,11 +195,20 @@ void ResourceGuard::learn(const RequestPath &path, const ResourceIdentity &ident
         return;
     if (!find(path.address))
         m_memory.addresses.append({path.address, {}, 0, {}});
+    if (!holdsBytes())
+        forgetIdentities();
     KnownAddress &known = *find(path.address);
-    known.identity = holdsBytes() ? known.identity.completed(identity) : identity;
+    known.identity = known.identity.completed(identity);
     if (path.isLed && !path.wasLedBack)
         return;
-    known.target = path.redirects > 0 ? path.url : QUrl();
+    known.target = path.redirects > 0 && path.url != path.address ? path.url : QUrl();
     known.redirects = path.redirects;
     m_forsaken.remove(path.address);
+}
+
+/// Without bytes there is nothing yet that others would have to fit.
+void ResourceGuard::forgetIdentities()
+{
+    for (KnownAddress &known : m_memory.addresses)
+        known.identity = {};
 }

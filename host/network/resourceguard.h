@@ -15,10 +15,11 @@
 
 /// Sees to it that all bytes of one download are of one resource.
 ///
-/// It remembers of each address where its redirects led and what identified the resource there. Later requests for the
-/// rest of the file go straight to that target: one server, and one round trip less for each. A target that is gone, or
-/// asks for something, leads back to the address, once. While bytes are held, every answer is held against what is
-/// remembered, and one that contradicts it is refused.
+/// It remembers of each address where its redirects led and what identified the resource there. While bytes are held,
+/// or an answer brings some, requests go straight to that target: one server, and one round trip less for each. A
+/// target that is gone, is silent or asks for something leads back to the address, once. All that time every answer is
+/// held against what is remembered, and one that contradicts it is refused. Without bytes there is nothing to go on
+/// with, and the address itself is asked, as if for the first time.
 ///
 /// To whom a request is led, and back, is told by redirects that no server sent. They are marked as such, and while one
 /// is told isMadeUp() says so, so that nobody is shown what never was on the wire.
@@ -43,12 +44,15 @@ public:
         };
         Kind kind = Kind::Welcome;
         QString reason; ///< of a refusal, as a sentence
+        bool hasOtherDate = false; ///< of a welcome one: its date differs, and its ETag proves it the same
     };
 
     /// Of redirects that no server sent.
     static constexpr char kMadeUpReason[] = "Remembered, Nothing Was Sent";
     /// Modules follow 15. Going to a target and back takes two.
     static constexpr int kMostRedirects = 12;
+    /// Less than a module waits for an answer.
+    static constexpr int kPatienceMs = 30000;
 
     explicit ResourceGuard(Task task, QObject *parent = nullptr);
     ~ResourceGuard() override;
@@ -61,11 +65,19 @@ public:
     const QList<SecretHeader> &keptHeaders() const { return m_keptHeaders; }
     /// A POST is no question that somebody else may be asked.
     void setMayLead(bool mayLead) { m_mayLead = mayLead; }
+    /// How long a remembered target may be silent before the address itself is asked.
+    void setPatience(int milliseconds) { m_patienceMs = milliseconds; }
+    int patienceMs() const { return m_patienceMs; }
 
-    /// The last answer contradicted what is remembered. Of a task Look, too.
+    /// There is something that answers from this address are held against.
+    bool knows(const QUrl &address) const { return find(address) != nullptr; }
+    /// An answer contradicted what is remembered. Of a task Look, too.
     bool hasFoundChange() const { return !m_changedAddress.isEmpty(); }
-    /// The address whose answer that was.
+    /// The address whose answer was the first that did.
     QUrl changedAddress() const { return m_changedAddress; }
+
+    /// Of the last good answer.
+    const QList<ResourceIdentity::Field> &lastFields() const { return m_lastFields; }
 
     // For the chief and the manager
 
@@ -93,7 +105,7 @@ public:
     void takeBytes(const RequestPath &path, const TransferPipe::Head &head);
 
 Q_SIGNALS:
-    /// An answer is of another resource, and nothing of it will be handed out. @param reason a sentence
+    /// An answer is of another resource, and nothing of it will be handed out. Once. @param reason a sentence
     void refused(const QString &reason);
 
 private:
@@ -103,7 +115,9 @@ private:
     bool holdsBytes() const { return m_holdsBytes || m_answers > 0; }
     bool mayBeLedBack(const RequestPath &path) const;
     void leadBack(const RequestPath &path);
-    QString contradiction(const RequestPath &path, const ResourceIdentity &identity) const;
+    Judgement refusal(const RequestPath &path, const QString &reason);
+    ResourceIdentity heldIdentity(const RequestPath &path) const;
+    void forgetIdentities();
     void learn(const RequestPath &path, const ResourceIdentity &identity);
 
     struct Following {
@@ -116,9 +130,11 @@ private:
     QList<SecretHeader> m_keptHeaders;
     bool m_holdsBytes = false;
     bool m_mayLead = true;
+    int m_patienceMs = kPatienceMs;
     int m_answers = 0; ///< that go on
     QSet<QUrl> m_forsaken; ///< addresses whose target failed in this run
     std::optional<Following> m_following;
     bool m_isMadeUp = false;
+    QList<ResourceIdentity::Field> m_lastFields;
     QUrl m_changedAddress;
 };

@@ -12,6 +12,7 @@
 #include <QNetworkCookie>
 #include <QNetworkCookieJar>
 #include <QSslError>
+#include <QTimer>
 
 #include <algorithm>
 #include <utility>
@@ -44,6 +45,8 @@ TransferReply::TransferReply(QNetworkAccessManager::Operation operation, const Q
 {
     present(operation, original);
     begin(m_request);
+    if (m_way.path.isLed)
+        QTimer::singleShot(m_way.guard->patienceMs(), this, &TransferReply::onSilence);
 }
 
 TransferReply::TransferReply(QNetworkAccessManager::Operation operation, const QNetworkRequest &original,
@@ -212,19 +215,18 @@ void TransferReply::onNews()
 
 void TransferReply::onHead(const TransferPipe::Head &head)
 {
-    const QPointer<TransferReply> self(this);
-    if (m_way.guard && !isWelcome(head))
-        return;
-    if (self && !isFinished())
-        tellHead(head);
+    TransferPipe::Head told = head;
+    if (!m_way.guard || isWelcome(told))
+        tellHead(told);
 }
 
-/// False also where somebody has ended this reply at the news that it is not.
-bool TransferReply::isWelcome(const TransferPipe::Head &head)
+/// False also where somebody has ended this reply at the news that it is not. @param head loses what nobody is to hear
+bool TransferReply::isWelcome(TransferPipe::Head &head)
 {
     using Kind = ResourceGuard::Judgement::Kind;
     const QPointer<TransferReply> self(this);
-    const ResourceGuard::Judgement judgement = m_way.guard->judge(m_way.path, head);
+    const std::shared_ptr<ResourceGuard> guard = m_way.guard;
+    const ResourceGuard::Judgement judgement = guard->judge(m_way.path, head);
     if (!self || isFinished())
         return false;
     switch (judgement.kind) {
@@ -241,8 +243,12 @@ bool TransferReply::isWelcome(const TransferPipe::Head &head)
     if (ResourceGuard::isGood(head.status)) {
         m_answer = head;
         m_isAnswering = true;
-        m_way.guard->beginAnswer();
+        guard->beginAnswer();
     }
+    // It would be taken for a change.
+    if (judgement.hasOtherDate)
+        head.fields.removeIf(
+            [](const RawHeaderPair &field) { return field.first.compare("Last-Modified", Qt::CaseInsensitive) == 0; });
     return true;
 }
 
@@ -274,9 +280,7 @@ void TransferReply::tellRedirect(const QUrl &target)
 {
     const std::shared_ptr<ResourceGuard> guard = m_way.guard;
     if (guard)
-        guard->beginRedirect(m_way.path, url().resolved(target),
-                             attribute(QNetworkRequest::HttpReasonPhraseAttribute).toByteArray()
-                                 == ResourceGuard::kMadeUpReason);
+        guard->beginRedirect(m_way.path, url().resolved(target), m_isLeading);
     Q_EMIT metaDataChanged();
     if (guard)
         guard->endRedirect();
@@ -286,10 +290,28 @@ void TransferReply::tellRedirect(const QUrl &target)
 void TransferReply::leadTo(const QUrl &target)
 {
     leave();
+    m_isLeading = true;
     const QPointer<TransferReply> self(this);
     tellHead({kTemporaryRedirect, ResourceGuard::kMadeUpReason, {{"Location", target.toEncoded()}}, {}});
     if (self && !isFinished())
         endWith(NoError, {});
+}
+
+/// Where no answer came, and there is somebody else to ask.
+bool TransferReply::leadsBack(NetworkError error)
+{
+    const bool isAnswered = attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid();
+    if (!m_way.guard || isAnswered || !m_way.guard->isLedBack(m_way.path, error))
+        return false;
+    leadTo(m_way.path.address);
+    return true;
+}
+
+/// A target that takes connections and says nothing, or not even that, would be remembered and asked for ever.
+void TransferReply::onSilence()
+{
+    if (!isFinished())
+        leadsBack(TimeoutError);
 }
 
 void TransferReply::endAnswer()
@@ -344,11 +366,8 @@ void TransferReply::tellEnd(const TransferPipe::End &end)
         askForTrust(end);
         return;
     }
-    if (m_way.guard && !attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid()
-        && m_way.guard->isLedBack(m_way.path, end.error)) {
-        leadTo(m_way.path.address);
+    if (leadsBack(end.error))
         return;
-    }
     const qint64 left = m_transfer->pipe().size();
     if (readBufferSize() > 0 && left > readBufferSize())
         return;
@@ -367,7 +386,8 @@ void TransferReply::askForTrust(const TransferPipe::End &end)
     if (!self || isFinished() || !m_transfer)
         return;
     if (!m_trustsAll && !isExpected(errors)) {
-        endWith(SslHandshakeFailedError, SslProblems::textFor(errors));
+        if (!leadsBack(SslHandshakeFailedError))
+            endWith(SslHandshakeFailedError, SslProblems::textFor(errors));
         return;
     }
     TransferRequest again = m_request;

@@ -87,10 +87,12 @@ private:
     void lookAgain();
     void onNews();
     void onHead(const TransferPipe::Head &head);
-    bool isWelcome(const TransferPipe::Head &head);
+    bool isWelcome(TransferPipe::Head &head);
     void tellHead(const TransferPipe::Head &head);
     void tellRedirect(const QUrl &target);
     void leadTo(const QUrl &target);
+    bool leadsBack(NetworkError error);
+    void onSilence();
     void endAnswer();
     void takeFields(const TransferPipe::Head &head);
     void takeRedirect(int status);
@@ -112,6 +114,7 @@ private:
     std::optional<TransferPipe::Head> m_answer; ///< a good one, since it came
     bool m_isAnswering = false; ///< it is good, and not over
     bool m_isTaken = false; ///< bytes of it were
+    bool m_isLeading = false; ///< by an answer that no server sent
     TransferRequest m_request;
     std::shared_ptr<Transfer> m_transfer; ///< null once it has ended and all is read, and where there was none
     qint64 m_told = 0; ///< bytes that were shown by the last readyRead() and are unread
