@@ -2,6 +2,7 @@
 #include <host/session/resourcecheck.h>
 
 #include <host/network/resourceguard.h>
+#include <host/policy/contentencoding.h>
 #include <host/policy/errormessages.h>
 #include <host/session/downloadsession.h>
 #include <inet/qt/download/framework/abstractdownload.h>
@@ -14,7 +15,18 @@ namespace
 
 /// A download tells of a change at once, but not of the end of a check that found none.
 constexpr int kLookIntervalMs = 50;
+constexpr int kOk = 200;
 constexpr int kFirstRefusal = 400;
+
+/// Empty = none.
+QString encodingIn(const QList<ResourceIdentity::Field> &fields)
+{
+    QList<QString> lines{u"HTTP/1.1 200 OK"_s};
+    for (const auto &[name, value] : fields)
+        lines.append(QString::fromLatin1(name + ": " + value));
+    const auto answer = ContentEncoding::of(lines);
+    return answer ? answer->encoding : QString();
+}
 
 }
 
@@ -62,7 +74,8 @@ ResourceCheck::Result ResourceCheck::result() const
     const AbstractDownloadPersistentInfo info = m_download->info();
     const auto details = m_download->details().value<DownloadDetails>();
     Result result;
-    if (info.hasFlag(AbstractDownloadPersistentInfo::ResourceChanged) || m_guard->hasFoundChange()) {
+    const bool isOther = info.hasFlag(AbstractDownloadPersistentInfo::ResourceChanged) && !isOnlySizeUnsaid(info);
+    if (isOther || m_guard->hasFoundChange()) {
         result.finding = Finding::Changed;
         return result;
     }
@@ -78,4 +91,15 @@ ResourceCheck::Result ResourceCheck::result() const
     }
     result.finding = Finding::Same;
     return result;
+}
+
+/// A module takes that for another file, and a resume does not, which asks for the rest: of that, servers say the size
+/// even where they say none of the whole.
+bool ResourceCheck::isOnlySizeUnsaid(const AbstractDownloadPersistentInfo &info) const
+{
+    const QList<ResourceIdentity::Field> &fields = m_guard->lastFields();
+    const bool isSizeSaid = ResourceIdentity::of(kOk, fields).total >= 0;
+    const bool isSizeKnown = !info.files.isEmpty() && info.files.first().size >= 0;
+    return m_guard->knows(info.downloadUrl()) && isSizeSaid != isSizeKnown
+        && encodingIn(fields) == m_session.list().contentEncoding(info.id);
 }

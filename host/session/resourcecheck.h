@@ -50,6 +50,7 @@ Q_SIGNALS:
 private:
     void look();
     Result result() const;
+    bool isOnlySizeUnsaid(const AbstractDownloadPersistentInfo &info) const;
 
     DownloadSession &m_session;
     std::shared_ptr<ResourceGuard> m_guard;

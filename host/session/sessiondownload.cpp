@@ -157,8 +157,10 @@ void SessionDownload::run(AbstractDownloadCommand command, const FileIdentity &f
     m_file = file;
     if (hasFileOnDisk(m_saved) && !m_saved.isFinished())
         OwnFiles::set(m_saved.filePath(0), m_file);
-    if (command == AbstractDownloadCommand::Restart)
+    if (command == AbstractDownloadCommand::Restart) {
+        m_savedMemory.reset();
         forgetBytes();
+    }
     m_download->doCommand(command);
     // A command that has nothing to do begins no run, or one that is over by now.
     if (!m_download->isRunning())
@@ -187,7 +189,9 @@ void SessionDownload::onRunning(bool isRunning)
 /// Before anything of the answer that brought it goes to the file.
 void SessionDownload::onChange(const QString &reason)
 {
-    m_change = reason;
+    // What comes of the first is no news.
+    if (m_change.isEmpty())
+        m_change = reason;
     stop();
 }
 
@@ -347,7 +351,8 @@ void SessionDownload::commit(const AbstractDownloadPersistentInfo &snapshot)
     const DownloadList::Holdings known = holdings();
     if (m_list->update(record, known, lasting)) {
         m_saved = record;
-        m_savedMemory = known.memory.value_or(m_savedMemory);
+        if (known.memory)
+            m_savedMemory = known.memory;
     } else {
         Q_EMIT saveFailed(m_list->lastErrorText());
     }

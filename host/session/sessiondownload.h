@@ -121,7 +121,7 @@ private:
     std::function<QUrl(const QUrl &)> m_proxyFor;
     QSharedPointer<DownloadAccessChief> m_chief;
     std::shared_ptr<ResourceGuard> m_guard; ///< null = everything is welcome
-    ResourceMemory m_savedMemory; ///< what the list has of the guard's
+    std::optional<ResourceMemory> m_savedMemory; ///< what the list has of the guard's; nothing = another
     QString m_contentEncoding; ///< of what is there or comes; null = nobody has said yet
     QString m_change; ///< why an answer brought another file; empty = none did
     bool m_ended = false;
