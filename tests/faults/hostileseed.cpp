@@ -257,6 +257,8 @@ void HostileSeed::checkAssurance(int resource, const QString &assurance, const Q
         find(u"overclaimed"_s, u"consistent, and nothing proves it: "_s + judge.composition(file));
     else if (m_world.hasChecksum && !assurance.isEmpty() && assurance != u"verified"_s)
         find(u"underclaimed"_s, u"compared with its checksum, and "_s + assurance);
+    else if (assurance == u"unproven"_s && judge.isBeyondDoubt())
+        find(u"underclaimed"_s, u"unproven, and nothing that was answered leaves a doubt"_s);
 }
 
 /// Whatever has its final name, though nobody may have been told.

@@ -68,6 +68,16 @@ bool HostileJudge::isProven(const QByteArray &file)
     });
 }
 
+bool HostileJudge::isBeyondDoubt() const
+{
+    const bool isOne = m_readings.size() == 1 && m_readings.constFirst().isProof;
+    return isOne || std::all_of(m_readings.cbegin(), m_readings.cend(), [this](const HostileReading &reading) {
+               const HostileReading &first = m_readings.constFirst();
+               return isStrong(reading.etag) && reading.etag == first.etag && reading.address == first.address
+                   && reading.total >= 0;
+           });
+}
+
 bool HostileJudge::wereSent(const QByteArray &bytes, qint64 offset)
 {
     QList<QPair<qint64, qint64>> sent;

@@ -24,6 +24,8 @@ public:
     Verdict judge(const QByteArray &file);
     /// Whether it is made of one answer whose end was told, or of ranges under one strong validator.
     bool isProven(const QByteArray &file);
+    /// Whether all that was answered proves every file that can be made of it: one answer, or one strong validator.
+    bool isBeyondDoubt() const;
     /// Whether each of these bytes was sent for its place, by whatever answer.
     bool wereSent(const QByteArray &bytes, qint64 offset);
     /// Which versions' bytes lie where, for people.

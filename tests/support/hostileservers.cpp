@@ -5,6 +5,7 @@
 #include <QHash>
 #include <QMutex>
 #include <QPair>
+#include <QSet>
 
 #include <algorithm>
 #include <utility>
@@ -37,39 +38,18 @@ struct Place {
     }
 };
 
-/// Bytes of a file that were sent: how far from each place on.
-class SentBytes
+/// Of which content, and from where on. Who asks again from the same place took nothing of what came.
+using Beginning = QPair<quint64, qint64>;
+
+bool bringsNew(const HostileReading &reading, QSet<Beginning> *known)
 {
-public:
-    /// @return whether some are new
-    bool add(const HostileReading &reading)
-    {
-        bool isNew = false;
-        for (const HostileReading::Piece &piece : reading.pieces) {
-            QList<QPair<qint64, qint64>> &known = m_known[piece.content];
-            const QPair<qint64, qint64> added{piece.at, piece.at + piece.size};
-            isNew |= piece.size > 0 && !isKnown(known, added);
-            known.append(added);
-        }
-        return isNew;
-    }
-
-private:
-    using Interval = QPair<qint64, qint64>;
-
-    static bool isKnown(QList<Interval> known, const Interval &sought)
-    {
-        std::sort(known.begin(), known.end());
-        qint64 at = sought.first;
-        for (const Interval &one : std::as_const(known)) {
-            if (one.first <= at)
-                at = std::max(at, one.second);
-        }
-        return at >= sought.second;
-    }
-
-    QHash<quint64, QList<Interval>> m_known;
-};
+    if (!reading.isUsable || reading.size() == 0)
+        return false;
+    const Beginning beginning{reading.pieces.constFirst().content, reading.from};
+    const bool isNew = !known->contains(beginning);
+    known->insert(beginning);
+    return isNew;
+}
 
 QString lineFor(const ScriptedRequest &request, const HostileAnswer &answer, quint16 port, int run, qint64 atMs)
 {
@@ -111,7 +91,7 @@ public:
         const QMutexLocker lock(&m_mutex);
         ++m_run;
         for (State &state : m_states) {
-            state.sent = {};
+            state.begun.clear();
             state.changes += int(m_run > 1);
         }
     }
@@ -136,7 +116,7 @@ public:
         answer.reading.address = place.address;
         HostileServers::Entry entry{m_run, m_clock.elapsed(), answer.paced.bytes.contains("\r\nLocation: "),
                                     false, answer.reading,    {}};
-        entry.bringsNew = answer.reading.isUsable && state.sent.add(answer.reading);
+        entry.bringsNew = bringsNew(answer.reading, &state.begun);
         entry.line = lineFor(request, answer, m_ports.at(server), m_run, entry.atMs);
         state.log.append(entry);
         state.bytes += answer.reading.size();
@@ -146,7 +126,7 @@ public:
 private:
     struct State {
         QList<HostileServers::Entry> log;
-        SentBytes sent;
+        QSet<Beginning> begun; ///< in this run
         QHash<QByteArray, int> uses; ///< of signed addresses
         int answers = 0; ///< of the file itself
         int faults = 0;

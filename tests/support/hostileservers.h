@@ -25,7 +25,7 @@ public:
         int run = 0;
         qint64 atMs = 0; ///< since these servers are there
         bool isRedirect = false;
-        bool bringsNew = false; ///< bytes that had not been sent in this run yet
+        bool bringsNew = false; ///< bytes from a place from which none had been sent in this run yet
         HostileReading reading;
         QString line; ///< for people
     };

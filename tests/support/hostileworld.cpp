@@ -219,9 +219,10 @@ void pickFaults(QRandomGenerator &chance, HostileResource &resource)
     resource.soundAtFirst = happens(chance, 60) ? 1 + chance.bounded(4) : 0;
     resource.mostFaults = happens(chance, 60) ? 1 + chance.bounded(12) : -1;
     // The server that will not do any better.
-    if (happens(chance, 12)) {
+    if (happens(chance, 20)) {
         resource.percentFaulty = 100;
         resource.mostFaults = -1;
+        resource.soundAtFirst = chance.bounded(5);
     }
 }
 

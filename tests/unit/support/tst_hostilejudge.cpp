@@ -99,6 +99,7 @@ private Q_SLOTS:
     void oneAnswerWhoseEndWasToldProvesItsFile();
     void rangesUnderOneStrongTagProveTheirFile();
     void rangesUnderAWeakTagProveNothing();
+    void oneTagInAllAnswersLeavesNoDoubt();
     void bytesWereSentForTheirPlaceOnly();
 };
 
@@ -196,6 +197,15 @@ void TestHostileJudge::rangesUnderAWeakTagProveNothing()
     const HostileReading first = tagged(cut(reading(kOld, 0, kHalf)), "W/\"a\"");
     const HostileReading second = tagged(reading(kOld, kHalf, kSize), "W/\"a\"");
     QVERIFY(!HostileJudge(resource(), {first, second}).isProven(TestFiles::content(kOld, 0, kSize)));
+}
+
+void TestHostileJudge::oneTagInAllAnswersLeavesNoDoubt()
+{
+    const HostileReading first = tagged(cut(reading(kOld, 0, kHalf)), "\"a\"");
+    const HostileReading second = tagged(reading(kOld, kHalf, kSize), "\"a\"");
+    QVERIFY(HostileJudge(resource(), {first, second}).isBeyondDoubt());
+    QVERIFY(!HostileJudge(resource(), {first, second, reading(kOld, kHalf, kSize)}).isBeyondDoubt());
+    QVERIFY(!HostileJudge(resource(), {first, ofSize(-1, second)}).isBeyondDoubt());
 }
 
 void TestHostileJudge::bytesWereSentForTheirPlaceOnly()
