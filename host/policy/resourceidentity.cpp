@@ -13,6 +13,8 @@ namespace
 
 constexpr int kPartialContent = 206;
 constexpr int kWeakMarkSize = 2;
+/// A server may send pages of it.
+constexpr qsizetype kLongestShown = 80;
 
 using Field = ResourceIdentity::Field;
 
@@ -78,9 +80,14 @@ bool isOtherDigest(const QByteArray &one, const QByteArray &other)
     return false;
 }
 
+QString shown(const QString &text)
+{
+    return text.size() > kLongestShown ? text.first(kLongestShown) + u'…' : text;
+}
+
 QString differs(const QString &what, const QString &now, const QString &before)
 {
-    return u"%1 is %2, and was %3"_s.arg(what, now, before);
+    return u"%1 is %2, and was %3"_s.arg(what, shown(now), shown(before));
 }
 
 bool isOtherDate(const ResourceIdentity &one, const ResourceIdentity &other)

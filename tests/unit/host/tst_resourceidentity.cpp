@@ -42,6 +42,7 @@ private Q_SLOTS:
     void theDigestIsThatOfTheWhole();
     void whatContradicts_data();
     void whatContradicts();
+    void longValuesAreSaidInShort();
     void aDateThatMeansNothingIsTold();
     void aValidatorIsWhatChangesWithTheResource_data();
     void aValidatorIsWhatChangesWithTheResource();
@@ -193,6 +194,13 @@ void TestResourceIdentity::whatContradicts()
     QFETCH(QString, what);
     const QString found = of(before).contradiction(of(now));
     QVERIFY2(what.isEmpty() ? found.isEmpty() : found.startsWith(what), qPrintable(found));
+}
+
+void TestResourceIdentity::longValuesAreSaidInShort()
+{
+    const ResourceIdentity before = of({{"ETag", QByteArray(10000, 'a')}});
+    const QString found = before.contradiction(of({{"ETag", QByteArray(10000, 'b')}}));
+    QVERIFY2(found.size() < 250 && found.contains(u"bbb…, and was aaa"_s), qPrintable(found));
 }
 
 void TestResourceIdentity::aDateThatMeansNothingIsTold()
