@@ -44,6 +44,7 @@ void Evidence::add(const Answer &answer)
     }
     isEndKnown = answer.isEndKnown || answer.identity.total >= 0 || (answers > 0 && isEndKnown);
     answers = std::min(answers + 1, kSeveral);
+    digest = ChecksumResult::NotCompared;
 }
 
 Assurance Evidence::assurance(bool isVerified) const

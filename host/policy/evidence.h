@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/policy/checksumresult.h>
 #include <host/policy/resourceidentity.h>
 
 #include <QByteArray>
@@ -41,6 +42,8 @@ struct Evidence {
     bool isEndKnown = true; ///< some answer said where the file ends
     QUrl address; ///< of the first answer
     QByteArray etag; ///< the strong one of the first answer; empty = none
+    /// How the finished file compares with the digest that the server itself names.
+    ChecksumResult digest = ChecksumResult::NotCompared;
 
     /// Of bytes whose answers are forgotten. @param etag the strong one that the record has of them; empty = none
     static Evidence ofOldBytes(const QUrl &address, const QByteArray &etag);

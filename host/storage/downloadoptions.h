@@ -1,18 +1,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/policy/checksumresult.h>
 #include <host/policy/secretheader.h>
 
 #include <QList>
 #include <QString>
 #include <QtGlobal>
-
-/// How the comparison of a finished file with its checksum came out. The list stores the numbers.
-enum class ChecksumResult : int {
-    NotCompared = 0,
-    Equal = 1,
-    Different = 2,
-};
 
 /// What the host keeps of a download beside its record: how it is to be run, not what it is.
 ///

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <host/policy/checksum.h>
+#include <host/policy/resourcememory.h>
+
+#include <QByteArray>
+
+#include <optional>
+
+/// The digest of the whole file that a server itself names. Pure.
+namespace ResourceDigest
+{
+
+/// Of a field Repr-Digest ("sha-256=:BASE64:, …") or Digest ("sha-256=BASE64,…"): the strongest that is known here.
+/// What cannot be understood is as if it were not there: no server owes anybody a digest.
+std::optional<Checksum> parse(const QByteArray &field);
+
+/// What the file must have whose parts are remembered so: the digest of where its first part came from, else the first
+/// that another of its addresses names. Nothing where none does.
+std::optional<Checksum> of(const ResourceMemory &memory);
+
+}
