@@ -2,6 +2,7 @@
 #pragma once
 
 #include <host/policy/exitstatus.h>
+#include <host/policy/fileassurance.h>
 #include <host/storage/downloadoptions.h>
 #include <inet/qt/download/framework/downloaddetails.h>
 #include <inet/qt/download/records/abstractdownloadpersistentinfo.h>
@@ -15,6 +16,7 @@ struct DownloadOutcome {
     DownloadOptions options; ///< that it ran with; the defaults when it never began
     DownloadDetails details;
     QString contentEncoding; ///< as which the file came, see ContentEncoding; empty = as it is
+    FileAssurance assurance; ///< of a finished file
     ExitStatus status = ExitStatus::Done;
     QString errorText; ///< for people; empty = none
     double seconds = 0; ///< from its beginning, waits between attempts included

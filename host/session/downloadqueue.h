@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/policy/checksum.h>
 #include <host/policy/sources.h>
 #include <host/policy/trouble.h>
 #include <host/policy/watchdog.h>
@@ -20,6 +21,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <unordered_map>
 
 class DownloadSession;
@@ -129,7 +131,11 @@ private:
     void waitFor(QueuedDownload &active, qint64 ms, Job job, const QString &notice);
     void compareChecksum(QueuedDownload &active);
     void onHashed(qint64 id, const QByteArray &digest, const QString &errorText);
+    QString mismatch(const QueuedDownload &active, const QByteArray &digest) const;
+    std::optional<Checksum> serversDigest(const QueuedDownload &active);
+    FileAssurance assuranceOf(const QueuedDownload &active);
     void setChecksumResult(QueuedDownload &active, ChecksumResult result);
+    void setDigestResult(const QueuedDownload &active, ChecksumResult result);
     void end(QueuedDownload &active, ExitStatus status, const QString &errorText);
     void endByItsError(QueuedDownload &active);
     bool mayBeSkipped(const QueuedDownload &active) const;

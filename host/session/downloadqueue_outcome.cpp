@@ -3,6 +3,7 @@
 
 #include <host/policy/checksum.h>
 #include <host/policy/errormessages.h>
+#include <host/policy/resourcedigest.h>
 #include <host/policy/retry.h>
 #include <host/session/downloadsession.h>
 #include <host/session/queueddownload.h>
@@ -197,7 +198,12 @@ void DownloadQueue::waitFor(QueuedDownload &active, qint64 ms, Job job, const QS
 
 void DownloadQueue::compareChecksum(QueuedDownload &active)
 {
-    if (active.options.checksumAlgorithm.isEmpty()) {
+    const bool isGiven = !active.options.checksumAlgorithm.isEmpty();
+    QString errorText;
+    active.expected = isGiven
+        ? Checksum::parse(active.options.checksumAlgorithm + u'=' + active.options.checksumHex, &errorText)
+        : serversDigest(active);
+    if (!isGiven && !active.expected) {
         end(active, ExitStatus::Done, {});
         return;
     }
@@ -205,10 +211,7 @@ void DownloadQueue::compareChecksum(QueuedDownload &active)
         end(active, ExitStatus::Unfinished, active.stopText());
         return;
     }
-    QString errorText;
-    const std::optional<Checksum> checksum =
-        Checksum::parse(active.options.checksumAlgorithm + u'=' + active.options.checksumHex, &errorText);
-    if (!checksum) {
+    if (!active.expected) {
         end(active, ExitStatus::ChecksumMismatch,
             u"\"%1\" is there, but was not compared with its checksum: %2"_s.arg(
                 QDir::toNativeSeparators(active.info.filePath(0)), errorText));
@@ -218,28 +221,59 @@ void DownloadQueue::compareChecksum(QueuedDownload &active)
         m_hasher = std::make_unique<FileHasher>();
         connect(m_hasher.get(), &FileHasher::hashed, this, &DownloadQueue::onHashed);
     }
-    m_hasher->hash(active.id, active.info.filePath(0), checksum->algorithm);
+    m_hasher->hash(active.id, active.info.filePath(0), active.expected->algorithm);
+}
+
+/// What was finished early on purpose is another file to every digest.
+std::optional<Checksum> DownloadQueue::serversDigest(const QueuedDownload &active)
+{
+    const ResourceMemory memory = m_session.list().memory(active.id);
+    return memory.evidence.doubt == Evidence::Doubt::FinishedEarly ? std::nullopt : ResourceDigest::of(memory);
 }
 
 void DownloadQueue::onHashed(qint64 id, const QByteArray &digest, const QString &errorText)
 {
     QueuedDownload *const active = find(id);
-    if (!active)
+    if (!active || !active->expected)
         return;
-    const QString path = QDir::toNativeSeparators(active->info.filePath(0));
     if (digest.isEmpty()) {
-        end(*active, ExitStatus::FileError, u"cannot read \"%1\" for its checksum: %2."_s.arg(path, errorText));
-    } else if (digest == QByteArray::fromHex(active->options.checksumHex.toLatin1())) {
-        setChecksumResult(*active, ChecksumResult::Equal);
-        end(*active, ExitStatus::Done, {});
-    } else {
-        setChecksumResult(*active, ChecksumResult::Different);
-        end(*active, ExitStatus::ChecksumMismatch,
-            u"\"%1\" is not the file that was meant: its %2 checksum is %3, and %4 was asked for. The file stays as it "
-            u"is; \"plait restart %5\" fetches it again."_s.arg(path, active->options.checksumAlgorithm,
-                                                                QString::fromLatin1(digest.toHex()),
-                                                                active->options.checksumHex, QString::number(id)));
+        end(*active, ExitStatus::FileError,
+            u"cannot read \"%1\" for its checksum: %2."_s.arg(QDir::toNativeSeparators(active->info.filePath(0)),
+                                                              errorText));
+        return;
     }
+    const bool isEqual = digest == active->expected->expected;
+    const ChecksumResult result = isEqual ? ChecksumResult::Equal : ChecksumResult::Different;
+    if (active->options.checksumAlgorithm.isEmpty())
+        setDigestResult(*active, result);
+    else
+        setChecksumResult(*active, result);
+    end(*active, isEqual ? ExitStatus::Done : ExitStatus::ChecksumMismatch,
+        isEqual ? QString() : mismatch(*active, digest));
+}
+
+QString DownloadQueue::mismatch(const QueuedDownload &active, const QByteArray &digest) const
+{
+    const QString path = QDir::toNativeSeparators(active.info.filePath(0));
+    const QString algorithm = active.expected->algorithmName();
+    const QString found = QString::fromLatin1(digest.toHex());
+    const QString expected = QString::fromLatin1(active.expected->expected.toHex());
+    const QString id = QString::number(active.id);
+    if (active.options.checksumAlgorithm.isEmpty())
+        return u"\"%1\" is not the file that the server means: its %2 checksum is %3, and the server's own digest "
+               u"says %4. The file stays as it is; \"plait restart %5\" fetches it again."_s.arg(path, algorithm, found,
+                                                                                                 expected, id);
+    return u"\"%1\" is not the file that was meant: its %2 checksum is %3, and %4 was asked for. The file stays as it "
+           u"is; \"plait restart %5\" fetches it again."_s.arg(path, algorithm, found, expected, id);
+}
+
+FileAssurance DownloadQueue::assuranceOf(const QueuedDownload &active)
+{
+    if (!active.info.isFinished() || active.info.lastError)
+        return {};
+    const bool isGiven = !active.options.checksumAlgorithm.isEmpty();
+    return FileAssurance::of(m_session.list().memory(active.id).evidence,
+                             isGiven ? std::optional(active.options.checksumResult) : std::nullopt);
 }
 
 /// A process that dies before it knows leaves the comparison to the next one.
@@ -251,6 +285,12 @@ void DownloadQueue::setChecksumResult(QueuedDownload &active, ChecksumResult res
     QString errorText;
     if (!m_session.setOptions(active.id, active.options, &errorText))
         Q_EMIT m_session.warned(active.id, errorText);
+}
+
+void DownloadQueue::setDigestResult(const QueuedDownload &active, ChecksumResult result)
+{
+    if (!m_session.list().setDigestResult(active.id, result))
+        Q_EMIT m_session.warned(active.id, m_session.list().lastErrorText());
 }
 
 void DownloadQueue::endByItsError(QueuedDownload &active)
@@ -294,6 +334,7 @@ void DownloadQueue::end(QueuedDownload &active, ExitStatus status, const QString
     outcome.options = active.options;
     outcome.details = active.details;
     outcome.contentEncoding = m_session.list().contentEncoding(active.id);
+    outcome.assurance = assuranceOf(active);
     outcome.status = status;
     outcome.errorText = errorText;
     outcome.seconds = double(active.clock.elapsed()) / kSecondMs;

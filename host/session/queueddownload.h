@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/policy/checksum.h>
 #include <host/session/downloadqueue.h>
 
 #include <QElapsedTimer>
 #include <QTimer>
+
+#include <optional>
 
 /// A download that has begun, as its queue keeps it.
 struct QueuedDownload {
@@ -15,6 +18,7 @@ struct QueuedDownload {
 
     qint64 id = 0;
     DownloadOptions options;
+    std::optional<Checksum> expected; ///< what the finished file is being compared with
     Sources sources;
     AbstractDownloadPersistentInfo info; ///< as the newest run left it
     DownloadDetails details;

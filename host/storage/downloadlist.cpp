@@ -199,6 +199,12 @@ ResourceMemory DownloadList::memory(qint64 id)
     return memory.value_or(ResourceMemory());
 }
 
+bool DownloadList::setDigestResult(qint64 id, ChecksumResult result)
+{
+    return changing(u"save in"_s, Lasting::ThisRunOfTheMachine,
+                    [&] { return MemoryRows::setDigestResult(*m_rows, id, result); });
+}
+
 std::optional<DownloadList::Record> DownloadList::load(qint64 id)
 {
     const QList<Record> records = select(u"id = ?"_s, {id});

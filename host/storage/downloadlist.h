@@ -90,6 +90,8 @@ public:
     QString contentEncoding(qint64 id);
     /// Empty where nothing was kept, and, with an error text, when reading fails.
     ResourceMemory memory(qint64 id);
+    /// How the finished file compares with the digest that its server names, beside what proves it.
+    bool setDigestResult(qint64 id, ChecksumResult result);
     /// Nothing, without an error, when there is none of that id.
     std::optional<Record> load(qint64 id);
     /// By id.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/policy/evidence.h>
 #include <host/storage/downloadoptions.h>
 #include <inet/qt/download/records/abstracterror.h>
 
@@ -25,8 +26,9 @@ struct ListEntry {
     qint64 size = -1; ///< bytes; -1 = unknown
     qint64 done = 0; ///< bytes
     bool finished = false;
-    bool hasChecksum = false;
+    bool hasChecksum = false; ///< a person gave one, or it was compared with the server's own
     ChecksumResult checksumResult = ChecksumResult::NotCompared;
+    Evidence evidence; ///< without address and ETag; no answers and no doubt = nobody kept it
     qint64 ownerPid = 0; ///< of the process that runs it; 0 = none does
     AbstractError error; ///< of the last run; false = none
     QDateTime creationTime; ///< invalid = not known

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <host/storage/listrows.h>
 
+#include <host/storage/memoryrows.h>
 #include <host/storage/processidentity.h>
 #include <host/storage/recordrows.h>
 #include <host/storage/sqlcells.h>
@@ -8,6 +9,7 @@
 #include <QSqlQuery>
 
 #include <algorithm>
+#include <array>
 #include <limits>
 
 using namespace Qt::StringLiterals;
@@ -22,7 +24,8 @@ const QString kEntryColumns = uR"(
     (SELECT name FROM files WHERE download_id = downloads.id AND position = 0),
     (SELECT CASE WHEN min(size) < 0 THEN -1 ELSE sum(size) END FROM files WHERE download_id = downloads.id),
     (SELECT sum(downloaded) FROM sections WHERE download_id = downloads.id),
-    (SELECT checksum_result FROM options WHERE download_id = downloads.id AND checksum_algorithm <> ''))"_s;
+    (SELECT checksum_result FROM options WHERE download_id = downloads.id AND checksum_algorithm <> ''),
+    answers, doubt, end_known, digest_result)"_s;
 
 QString conditionOf(ListFilter filter)
 {
@@ -36,6 +39,20 @@ QString conditionOf(ListFilter filter)
         return u"finished = 1"_s;
     }
     return u"true"_s;
+}
+
+/// NULL where nothing was kept.
+Evidence evidenceFrom(const std::array<QVariant, 4> &cells)
+{
+    const auto &[answers, doubt, isEndKnown, digest] = cells;
+    Evidence evidence;
+    if (answers.isNull())
+        return evidence;
+    evidence.answers = answers.toInt();
+    evidence.doubt = MemoryRows::doubtFrom(doubt);
+    evidence.isEndKnown = isEndKnown.toBool();
+    evidence.digest = ChecksumResult(digest.toInt());
+    return evidence;
 }
 
 ListEntry entryFrom(const QSqlQuery &query)
@@ -65,6 +82,11 @@ ListEntry entryFrom(const QSqlQuery &query)
     const QVariant checksumResult = next();
     entry.hasChecksum = !checksumResult.isNull();
     entry.checksumResult = ChecksumResult(checksumResult.toInt());
+    entry.evidence = evidenceFrom({next(), next(), next(), next()});
+    if (!entry.hasChecksum && entry.evidence.digest != ChecksumResult::NotCompared) {
+        entry.hasChecksum = true;
+        entry.checksumResult = entry.evidence.digest;
+    }
     return entry;
 }
 
@@ -135,8 +157,9 @@ bool setHeaders(RecordRows &rows, qint64 id, const DownloadOptions &options)
 
 std::optional<QList<ListEntry>> ListRows::page(RecordRows &rows, ListFilter filter, int limit, qint64 before)
 {
-    const QString statement = u"SELECT %1 FROM downloads WHERE %2 AND id < ? ORDER BY id DESC LIMIT ?"_s.arg(
-        kEntryColumns, conditionOf(filter));
+    const QString statement =
+        u"SELECT %1 FROM downloads LEFT JOIN evidence ON download_id = id WHERE %2 AND id < ? ORDER BY id DESC LIMIT ?"_s
+            .arg(kEntryColumns, conditionOf(filter));
     auto lines = rows.run(statement, {before > 0 ? before : std::numeric_limits<qint64>::max(), limit});
     if (!lines)
         return std::nullopt;

@@ -13,7 +13,7 @@ namespace
 
 /// The order of the columns in the statements.
 enum Column : int { Url, Target, Redirects, Etag, WeakEtag, LastModified, Total, Digest };
-enum EvidenceColumn : int { Answers, Doubt, IsEndKnown, Address, FirstEtag };
+enum EvidenceColumn : int { Answers, Doubt, IsEndKnown, Address, FirstEtag, DigestResult };
 
 QVariantList cellsOf(const KnownAddress &address)
 {
@@ -42,21 +42,15 @@ KnownAddress addressFrom(QSqlQuery &row)
     return address;
 }
 
-/// A number that this program does not know is a doubt that it cannot name.
-Evidence::Doubt doubtFrom(int number)
-{
-    const bool isKnown = number >= 0 && number <= int(Evidence::Doubt::FinishedEarly);
-    return isKnown ? Evidence::Doubt(number) : Evidence::Doubt::Unknown;
-}
-
 Evidence evidenceFrom(QSqlQuery &row)
 {
     Evidence evidence;
     evidence.answers = row.value(Answers).toInt();
-    evidence.doubt = doubtFrom(row.value(Doubt).toInt());
+    evidence.doubt = MemoryRows::doubtFrom(row.value(Doubt));
     evidence.isEndKnown = row.value(IsEndKnown).toBool();
     evidence.address = SqlCells::toUrl(row.value(Address));
     evidence.etag = SqlCells::toBytes(row.value(FirstEtag));
+    evidence.digest = ChecksumResult(row.value(DigestResult).toInt());
     return evidence;
 }
 
@@ -74,8 +68,9 @@ std::optional<ResourceMemory> MemoryRows::load(RecordRows &rows, qint64 id)
         memory.addresses.append(addressFrom(addresses.query()));
     if (!rows.wasReadWhole(addresses))
         return std::nullopt;
-    auto evidence =
-        rows.run(u"SELECT answers, doubt, end_known, address, etag FROM evidence WHERE download_id = ?"_s, {id});
+    auto evidence = rows.run(u"SELECT answers, doubt, end_known, address, etag, digest_result "
+                             u"FROM evidence WHERE download_id = ?"_s,
+                             {id});
     if (!evidence)
         return std::nullopt;
     if (evidence->next())
@@ -94,7 +89,20 @@ bool MemoryRows::save(RecordRows &rows, qint64 id, const ResourceMemory &memory)
             return false;
     }
     const Evidence &evidence = memory.evidence;
-    return bool(rows.run(u"INSERT OR REPLACE INTO evidence VALUES (?, ?, ?, ?, ?, ?)"_s,
-                         {id, evidence.answers, int(evidence.doubt), int(evidence.isEndKnown),
-                          SqlCells::fromUrl(evidence.address), SqlCells::fromBytes(evidence.etag)}));
+    return bool(
+        rows.run(u"INSERT OR REPLACE INTO evidence VALUES (?, ?, ?, ?, ?, ?, ?)"_s,
+                 {id, evidence.answers, int(evidence.doubt), int(evidence.isEndKnown),
+                  SqlCells::fromUrl(evidence.address), SqlCells::fromBytes(evidence.etag), int(evidence.digest)}));
+}
+
+bool MemoryRows::setDigestResult(RecordRows &rows, qint64 id, ChecksumResult result)
+{
+    return bool(rows.run(u"UPDATE evidence SET digest_result = ? WHERE download_id = ?"_s, {int(result), id}));
+}
+
+Evidence::Doubt MemoryRows::doubtFrom(const QVariant &cell)
+{
+    const int number = cell.toInt();
+    const bool isKnown = number >= 0 && number <= int(Evidence::Doubt::FinishedEarly);
+    return isKnown ? Evidence::Doubt(number) : Evidence::Doubt::Unknown;
 }

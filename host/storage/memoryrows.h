@@ -3,6 +3,7 @@
 
 #include <host/policy/resourcememory.h>
 
+#include <QVariant>
 #include <QtGlobal>
 
 #include <optional>
@@ -18,5 +19,9 @@ namespace MemoryRows
 std::optional<ResourceMemory> load(RecordRows &rows, qint64 id);
 /// In place of what was there.
 bool save(RecordRows &rows, qint64 id, const ResourceMemory &memory);
+/// Of the evidence, if there is any.
+bool setDigestResult(RecordRows &rows, qint64 id, ChecksumResult result);
+/// A number that this program does not know is a doubt that it cannot name.
+Evidence::Doubt doubtFrom(const QVariant &cell);
 
 }

@@ -190,7 +190,8 @@ constexpr QStringView kEvidenceTable = uR"(CREATE TABLE evidence (
     doubt INTEGER NOT NULL,                -- 0 = none
     end_known INTEGER NOT NULL,
     address TEXT,                          -- of the first answer
-    etag ANY                               -- its strong one
+    etag ANY,                              -- its strong one
+    digest_result INTEGER NOT NULL         -- of the server's own: 0 = not compared, 1 = equal, 2 = different
 ) STRICT)";
 
 constexpr QStringView kFourthVersion[] = {kAddressesTable, kEvidenceTable};

@@ -77,6 +77,7 @@ private Q_SLOTS:
     void theFilesIdentityStaysUntilAnotherIsKnown();
 
     void theEncodingStaysUntilAnotherIsSaid();
+    void whatProvesTheFileComesBack();
     void noReadingHoldsALock();
 
     void aPageShowsTheNewestFirst();
@@ -396,6 +397,31 @@ void TestDownloadList::theEncodingStaysUntilAnotherIsSaid()
     QCOMPARE(taken.contentEncoding, u"gzip"_s);
     QVERIFY(list.update(record, {{}, u""_s, {}}, lasting));
     QCOMPARE(list.contentEncoding(record.id), QString());
+}
+
+void TestDownloadList::whatProvesTheFileComesBack()
+{
+    DownloadList list;
+    openList(list);
+    Info record;
+    record.setFinished(true, true);
+    QVERIFY(list.insert(record) > 0);
+    QCOMPARE(list.page(ListFilter::All, 1).first().evidence, Evidence());
+    ResourceMemory memory;
+    memory.evidence.answers = 2;
+    memory.evidence.doubt = Evidence::Doubt::WeakValidator;
+    memory.evidence.isEndKnown = false;
+    QVERIFY(list.update(record, {{}, {}, memory}, DownloadList::Lasting::Always));
+    QCOMPARE(list.memory(record.id), memory);
+    QCOMPARE(list.page(ListFilter::All, 1).first().evidence, memory.evidence);
+    QVERIFY(!list.page(ListFilter::All, 1).first().hasChecksum);
+
+    QVERIFY(list.setDigestResult(record.id, ChecksumResult::Different));
+    memory.evidence.digest = ChecksumResult::Different;
+    QCOMPARE(list.memory(record.id), memory);
+    const ListEntry entry = list.page(ListFilter::All, 1).first();
+    QVERIFY(entry.hasChecksum);
+    QCOMPARE(entry.checksumResult, ChecksumResult::Different);
 }
 
 void TestDownloadList::noReadingHoldsALock()

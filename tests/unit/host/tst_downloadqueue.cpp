@@ -39,6 +39,22 @@ DownloadOptions withChecksum(const QByteArray &content)
     return options;
 }
 
+/// Puts a download into the list whose server names this content's digest, and into the queue.
+qint64 appendWithDigest(QueueBench &bench, const QByteArray &content, const DownloadOptions &options = {})
+{
+    const qint64 id = bench.add(u"done"_s, options);
+    const Info record = bench.session->record(id).value();
+    KnownAddress address;
+    address.url = record.url;
+    address.identity.digest = "sha-256=" + QCryptographicHash::hash(content, QCryptographicHash::Sha256).toBase64();
+    DownloadList::Holdings holdings;
+    holdings.memory = ResourceMemory{{address}, {}};
+    if (!bench.session->list().update(record, holdings, DownloadList::Lasting::Always))
+        return 0;
+    bench.queue->append(id);
+    return id;
+}
+
 }
 
 /// What becomes of downloads that run in a queue: how many, in which order, what is fetched anew, and how they end.
@@ -73,6 +89,9 @@ private Q_SLOTS:
     void anUnreadableFileIsAnError();
     void aChecksumThatIsNoneIsNotPassedOver();
     void whatIsFinishedAlreadyIsComparedAgain();
+    void theServersOwnDigestVerifiesTheFile();
+    void anotherDigestOfTheServersIsAnErrorThatKeepsTheFile();
+    void aChecksumIsComparedInPlaceOfTheServersDigest();
     void aFileThatIsThereIsAsGoodAsADownloadWithSkip();
     void withoutSkipItIsAnError();
     void anIncompleteFileInTheWayIsNoDownload();
@@ -436,6 +455,45 @@ void TestDownloadQueue::whatIsFinishedAlreadyIsComparedAgain()
     bench.queue->append(id);
     QVERIFY(bench.run());
     QCOMPARE(bench.outcomeOf(id).status, ExitStatus::ChecksumMismatch);
+}
+
+void TestDownloadQueue::theServersOwnDigestVerifiesTheFile()
+{
+    QueueBench bench;
+    const qint64 id = appendWithDigest(bench, QByteArray(kFileSize, 'x'));
+    QVERIFY(bench.run());
+    QCOMPARE(bench.outcomeOf(id).status, ExitStatus::Done);
+    QCOMPARE(bench.outcomeOf(id).assurance.key(), u"verified"_s);
+    QCOMPARE(bench.session->list().memory(id).evidence.digest, ChecksumResult::Equal);
+}
+
+void TestDownloadQueue::anotherDigestOfTheServersIsAnErrorThatKeepsTheFile()
+{
+    QueueBench bench;
+    const qint64 id = appendWithDigest(bench, "another file");
+    QVERIFY(bench.run());
+    const DownloadOutcome outcome = bench.outcomeOf(id);
+    QCOMPARE(outcome.status, ExitStatus::ChecksumMismatch);
+    const QByteArray expected = QCryptographicHash::hash("another file", QCryptographicHash::Sha256).toHex();
+    QVERIFY2(outcome.errorText.contains(u"the server's own digest says "_s + QString::fromLatin1(expected)),
+             qPrintable(outcome.errorText));
+    QVERIFY2(outcome.errorText.contains(u"\"plait restart %1\""_s.arg(id)), qPrintable(outcome.errorText));
+    QCOMPARE(outcome.assurance.key(), QString());
+    QVERIFY(QFile::exists(bench.path(u"%1.bin"_s.arg(id))));
+    const QList<ListEntry> entries = bench.session->list().page(ListFilter::Finished, 1);
+    QCOMPARE(entries.size(), 1);
+    QVERIFY(entries.first().hasChecksum);
+    QCOMPARE(entries.first().checksumResult, ChecksumResult::Different);
+}
+
+void TestDownloadQueue::aChecksumIsComparedInPlaceOfTheServersDigest()
+{
+    QueueBench bench;
+    const qint64 id = appendWithDigest(bench, "another file", withChecksum(QByteArray(kFileSize, 'x')));
+    QVERIFY(bench.run());
+    QCOMPARE(bench.outcomeOf(id).status, ExitStatus::Done);
+    QCOMPARE(bench.outcomeOf(id).assurance.key(), u"verified"_s);
+    QCOMPARE(bench.session->list().memory(id).evidence.digest, ChecksumResult::NotCompared);
 }
 
 void TestDownloadQueue::aFileThatIsThereIsAsGoodAsADownloadWithSkip()
