@@ -37,6 +37,12 @@ QString FinishNow::refusal(const AbstractDownloadPersistentInfo &info, bool isRu
     return {};
 }
 
+bool FinishNow::isEarly(const AbstractDownloadPersistentInfo &info)
+{
+    const AbstractDownloadFileInfo &file = info.files.first();
+    return file.size < 0 || file.bytesDownloaded() < file.size;
+}
+
 void FinishNow::settle(AbstractDownloadPersistentInfo &info)
 {
     AbstractDownloadFileInfo &file = info.files.first();

@@ -14,6 +14,9 @@ namespace FinishNow
 /// @param isRunning sections that run may write behind the first one at any moment
 QString refusal(const AbstractDownloadPersistentInfo &info, bool isRunning);
 
+/// Bytes are missing, or nobody knows whether some are.
+bool isEarly(const AbstractDownloadPersistentInfo &info);
+
 /// Makes what is there all that there is. Only for records that are not refused.
 void settle(AbstractDownloadPersistentInfo &info);
 

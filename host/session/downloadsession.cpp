@@ -178,15 +178,15 @@ bool DownloadSession::finishNow(qint64 id, QString *errorText)
         const QString refusal = FinishNow::refusal(running->info(), true);
         *errorText = refusal.isEmpty() ? QString() : what + refusal;
         if (refusal.isEmpty())
-            running->download()->doCommand(AbstractDownloadCommand::FinishNow);
+            running->finishNow();
         return refusal.isEmpty();
     }
     std::optional<DownloadList::Taken> taken = m_closing ? std::nullopt : claimToRun(id, errorText);
     if (!taken)
         return false;
     const QString refusal = FinishNow::refusal(taken->record, false);
-    if (!refusal.isEmpty()) {
-        *errorText = what + refusal;
+    if (!refusal.isEmpty() || !keepThatItIsEarly(*taken)) {
+        *errorText = what + (refusal.isEmpty() ? m_list.lastErrorText() : refusal);
         releaseClaim(id);
         return false;
     }
@@ -194,6 +194,16 @@ bool DownloadSession::finishNow(qint64 id, QString *errorText)
     FinishNow::settle(taken->record);
     run(*taken, &m_list, AbstractDownloadCommand::Start);
     return true;
+}
+
+/// Before the file has its final name, and looks like any other.
+bool DownloadSession::keepThatItIsEarly(DownloadList::Taken &taken)
+{
+    if (!FinishNow::isEarly(taken.record))
+        return true;
+    taken.memory.evidence.doubt = Evidence::Doubt::FinishedEarly;
+    return m_list.update(taken.record, {taken.file, taken.contentEncoding, taken.memory},
+                         DownloadList::Lasting::ThisRunOfTheMachine);
 }
 
 qint64 DownloadSession::query(const DownloadRequest &request, QString *errorText)
@@ -444,7 +454,8 @@ void DownloadSession::run(const DownloadList::Taken &taken, DownloadList *list, 
 ResourceMemory DownloadSession::memoryOf(const DownloadList::Taken &taken)
 {
     ResourceMemory memory = taken.memory;
-    if (memory.evidence.answers == 0 && taken.record.bytesDownloaded(false) > 0)
+    const bool isKept = memory.evidence.answers > 0 || memory.evidence.doubt != Evidence::Doubt::None;
+    if (!isKept && taken.record.bytesDownloaded(false) > 0)
         memory.evidence = Evidence::ofOldBytes(taken.record.url, strongEtagIn(taken.record.guid));
     return memory;
 }

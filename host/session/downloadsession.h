@@ -170,6 +170,7 @@ private:
     /// "Finished" is said to nobody while the disk says otherwise.
     static void checkWhole(AbstractDownloadPersistentInfo &info, const FileIdentity &file);
     static QString deleteFiles(const AbstractDownloadPersistentInfo &record);
+    bool keepThatItIsEarly(DownloadList::Taken &taken);
     static ResourceMemory memoryOf(const DownloadList::Taken &taken);
     void relaySignals(SessionDownload *download);
     void onFinished(SessionDownload *download);

@@ -6,6 +6,7 @@
 #include <host/policy/authchallenges.h>
 #include <host/policy/contentencoding.h>
 #include <host/policy/diskcheck.h>
+#include <host/policy/finishnow.h>
 #include <host/policy/proxychoice.h>
 #include <inet/qt/download/framework/ownfiles.h>
 
@@ -170,6 +171,16 @@ void SessionDownload::run(AbstractDownloadCommand command, const FileIdentity &f
 void SessionDownload::stop()
 {
     m_download->doCommand(AbstractDownloadCommand::Stop);
+}
+
+void SessionDownload::finishNow()
+{
+    if (m_guard && FinishNow::isEarly(info())) {
+        ResourceMemory memory = m_guard->memory();
+        memory.evidence.doubt = Evidence::Doubt::FinishedEarly;
+        m_guard->setMemory(memory, true);
+    }
+    m_download->doCommand(AbstractDownloadCommand::FinishNow);
 }
 
 void SessionDownload::onChanged(bool significantly)

@@ -81,6 +81,8 @@ public:
     /// incomplete file: no other is taken for it
     void run(AbstractDownloadCommand command, const FileIdentity &file = {});
     void stop();
+    /// Is content with what is there; for what FinishNow does not refuse.
+    void finishNow();
 
 Q_SIGNALS:
     void saveFailed(const QString &errorText);

@@ -299,6 +299,7 @@ void TestDownloadSession::finishingNowMakesWhatIsThereTheFile()
     QVERIFY(QFile::exists(m_dir->filePath(u"fake.bin"_s)));
     QCOMPARE(inList(id)->files.first().size, 10);
     QCOMPARE(inList(id)->files.first().sections, (QList<AbstractDownloadSection>{{0, 10, 10}}));
+    QCOMPARE(m_session->list().memory(id).evidence.reason(), Evidence::Doubt::FinishedEarly);
 }
 
 void TestDownloadSession::aQueryIsAnsweredAndNotRemembered()

@@ -15,6 +15,8 @@ class TestFinishNow : public QObject
 private Q_SLOTS:
     void onlyOnePieceFromTheStartMakesAFile_data();
     void onlyOnePieceFromTheStartMakesAFile();
+    void itIsEarlyWhereBytesMayBeMissing_data();
+    void itIsEarlyWhereBytesMayBeMissing();
     void whatIsThereBecomesAllThatThereIs();
 };
 
@@ -63,6 +65,23 @@ void TestFinishNow::onlyOnePieceFromTheStartMakesAFile()
     QFETCH(QString, refusal);
     const QString text = FinishNow::refusal(info, isRunning);
     QVERIFY2(refusal.isEmpty() ? text.isEmpty() : text.contains(refusal), qPrintable(text));
+}
+
+void TestFinishNow::itIsEarlyWhereBytesMayBeMissing_data()
+{
+    QTest::addColumn<qint64>("size");
+    QTest::addColumn<bool>("isEarly");
+    QTest::newRow("bytes are missing") << qint64(401) << true;
+    QTest::newRow("nobody knows the size") << qint64(-1) << true;
+    QTest::newRow("all are there") << qint64(400) << false;
+}
+
+void TestFinishNow::itIsEarlyWhereBytesMayBeMissing()
+{
+    QFETCH(qint64, size);
+    Info info = recordOf({{0, 400, 400}});
+    info.files.first().size = size;
+    QTEST(FinishNow::isEarly(info), "isEarly");
 }
 
 void TestFinishNow::whatIsThereBecomesAllThatThereIs()

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <host/network/resourceguard.h>
 #include <host/session/sessiondownload.h>
 #include <host/storage/downloadlist.h>
 #include <tests/unit/host/fakedownload.h>
@@ -86,6 +87,7 @@ private Q_SLOTS:
     void aFileThatIsGoneAtTheEndIsSavedAsItIs();
     void beforeARestartTheListForgetsTheBytes();
     void whatTheListTakesBackIsWrittenThroughAndProgressIsNot();
+    void thatItWasFinishedEarlyIsKept();
     void theFileIsKnownAgain();
     void anotherFileInItsPlaceIsNotCounted();
     void aFileKnownFromTheListIsNotTakenForAnother();
@@ -412,6 +414,19 @@ void TestSessionDownload::whatTheListTakesBackIsWrittenThroughAndProgressIsNot()
     m_fake->change(true, downloaded(200));
     QCOMPARE(bytesInList(), 200);
     QVERIFY(statements.contains(throughToTheDisk));
+}
+
+void TestSessionDownload::thatItWasFinishedEarlyIsKept()
+{
+    m_fake = makeDownload(u"/x"_s);
+    m_fake->change(true, downloaded(400));
+    m_disk = new FakeSyncer;
+    m_download = std::make_unique<SessionDownload>(m_fake, m_list.get(), nullptr, m_disk);
+    m_download->setGuard(std::make_shared<ResourceGuard>(ResourceGuard::Task::Download));
+    m_download->run(AbstractDownloadCommand::Start);
+    m_download->finishNow();
+    m_fake->change(true, [](Info &) {});
+    QCOMPARE(m_list->memory(m_id).evidence.reason(), Evidence::Doubt::FinishedEarly);
 }
 
 void TestSessionDownload::theFileIsKnownAgain()
