@@ -266,6 +266,7 @@ Summary DownloadsRunner::summaryOf(const DownloadOutcome &outcome)
     summary.connectionsNote = ConnectionsNote::forDownload(outcome.details, usage, m_session.usageOfAll());
     summary.connectionsBound = ConnectionsNote::keyOf(outcome.details.bound);
     summary.contentEncoding = outcome.contentEncoding;
+    summary.assurance = outcome.assurance;
     if (!ContentEncoding::isAskedFor(info.parameters.value(u"headers"_s).toMap().keys()))
         summary.encodingNote = ContentEncoding::note(outcome.contentEncoding);
     return summary;

@@ -82,6 +82,8 @@ void JsonPrinter::end(qint64 id, const Summary &summary)
            {u"connections"_s, summary.connections},
            {u"connections_bound"_s, summary.connectionsBound},
            {u"content_encoding"_s, summary.contentEncoding},
+           {u"assurance"_s, summary.assurance.key()},
+           {u"assurance_reason"_s, summary.assurance.reason()},
            {u"error"_s, summary.errorText},
            {u"status"_s, int(summary.status)}});
 }

@@ -4,6 +4,8 @@
 #include <cli/jsonline.h>
 #include <cli/progressline.h>
 #include <host/policy/errormessages.h>
+#include <host/policy/fileassurance.h>
+#include <host/policy/resourcedigest.h>
 #include <host/policy/shown.h>
 #include <host/session/downloadsession.h>
 #include <host/storage/downloadlist.h>
@@ -16,6 +18,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <optional>
 
 using namespace Qt::StringLiterals;
 
@@ -53,6 +56,13 @@ QString checksumWord(ChecksumResult result)
     return u"not-compared"_s;
 }
 
+FileAssurance assuranceOf(const ListEntry &entry)
+{
+    if (!entry.finished)
+        return {};
+    return FileAssurance::of(entry.evidence, entry.hasChecksum ? std::optional(entry.checksumResult) : std::nullopt);
+}
+
 /// One word, or how much of it is there.
 QString stateOf(const ListEntry &entry)
 {
@@ -61,7 +71,7 @@ QString stateOf(const ListEntry &entry)
     if (entry.finished && entry.hasChecksum && entry.checksumResult != ChecksumResult::Equal)
         return entry.checksumResult == ChecksumResult::Different ? u"wrong"_s : u"unchecked"_s;
     if (entry.finished)
-        return u"done"_s;
+        return assuranceOf(entry).assurance == Assurance::Unproven ? u"done?"_s : u"done"_s;
     if (entry.size > 0)
         return u"%1%"_s.arg(ProgressLine::percent({entry.done, entry.size}));
     return entry.done > 0 ? u"begun"_s : u"new"_s;
@@ -81,6 +91,7 @@ QString timeText(const QDateTime &time)
 
 QJsonObject objectOf(const ListEntry &entry)
 {
+    const FileAssurance assurance = assuranceOf(entry);
     return {{u"event"_s, u"download"_s},
             {u"id"_s, entry.id},
             {u"name"_s, entry.name},
@@ -90,6 +101,8 @@ QJsonObject objectOf(const ListEntry &entry)
             {u"done"_s, entry.done},
             {u"finished"_s, entry.finished},
             {u"checksum"_s, entry.hasChecksum ? checksumWord(entry.checksumResult) : QString()},
+            {u"assurance"_s, assurance.key()},
+            {u"assurance_reason"_s, assurance.reason()},
             {u"error_code"_s, entry.error.code},
             {u"created"_s, timeText(entry.creationTime)}};
 }
@@ -175,16 +188,56 @@ ExitStatus printList(const Arguments &arguments, DownloadList &list, const Outpu
     return hasFailed(list, output) ? ExitStatus::Unknown : ExitStatus::Done;
 }
 
-/// What is known of a download, as label and text.
-QList<QPair<QString, QString>> factsOf(const Record &record, const DownloadOptions &options,
-                                       const QString &contentEncoding)
+/// All that the list has of a download.
+struct Known {
+    Record record;
+    DownloadOptions options;
+    QString contentEncoding;
+    ResourceMemory memory;
+};
+
+using Facts = QList<QPair<QString, QString>>;
+
+void addFact(Facts &facts, const QString &label, const QString &text)
 {
-    QList<QPair<QString, QString>> facts{{u"id"_s, QString::number(record.id)},
-                                         {u"url"_s, record.url.toDisplayString()}};
-    const auto add = [&facts](const QString &label, const QString &text) {
-        if (!text.isEmpty())
-            facts.append({label, text});
-    };
+    if (!text.isEmpty())
+        facts.append({label, text});
+}
+
+/// By what the rest of the file is known for that of the same one.
+void addIdentities(Facts &facts, const ResourceMemory &memory)
+{
+    for (const KnownAddress &known : memory.addresses) {
+        const ResourceIdentity &identity = known.identity;
+        addFact(facts, u"address"_s, known.url.toDisplayString());
+        addFact(facts, u"target"_s, known.target.toDisplayString());
+        addFact(facts, u"etag"_s, QString::fromUtf8(identity.etag));
+        addFact(facts, u"etag"_s,
+                identity.weakEtag.isEmpty() ? QString() : u"W/"_s + QString::fromUtf8(identity.weakEtag));
+        addFact(facts, u"date"_s, timeText(identity.lastModified));
+        addFact(facts, u"digest"_s, QString::fromUtf8(identity.digest));
+    }
+}
+
+void addAssurance(Facts &facts, const Known &known)
+{
+    const bool isGiven = !known.options.checksumAlgorithm.isEmpty();
+    const auto checksum = isGiven ? std::optional(known.options.checksumResult) : std::nullopt;
+    const ChecksumResult digest = known.memory.evidence.digest;
+    const std::optional<Checksum> servers = ResourceDigest::of(known.memory);
+    if (servers && digest != ChecksumResult::NotCompared)
+        addFact(facts, u"digest"_s, u"%1, %2"_s.arg(servers->toText(), checksumWord(digest)));
+    const FileAssurance assurance = FileAssurance::of(known.memory.evidence, checksum);
+    addFact(facts, u"assurance"_s, assurance.key());
+    addFact(facts, u"doubt"_s, assurance.reason());
+}
+
+/// What is known of a download, as label and text.
+Facts factsOf(const Known &known)
+{
+    const auto &[record, options, contentEncoding, memory] = known;
+    Facts facts{{u"id"_s, QString::number(record.id)}, {u"url"_s, record.url.toDisplayString()}};
+    const auto add = [&facts](const QString &label, const QString &text) { addFact(facts, label, text); };
     add(u"final url"_s, record.finalUrl.toDisplayString());
     for (const AbstractDownloadMirrorInfo &mirror : record.mirrors)
         add(u"mirror"_s, mirror.url.toDisplayString());
@@ -207,7 +260,11 @@ QList<QPair<QString, QString>> factsOf(const Record &record, const DownloadOptio
             u"%1=%2, %3"_s.arg(options.checksumAlgorithm, options.checksumHex, checksumWord(options.checksumResult)));
     for (const SecretHeader &header : options.headers)
         add(u"header"_s, header.name + (header.value.isNull() ? u", value not kept"_s : u", kept"_s));
+    if (!record.isFinished())
+        addIdentities(facts, memory);
     add(u"state"_s, record.isFinished() ? u"done"_s : u"unfinished"_s);
+    if (record.isFinished())
+        addAssurance(facts, known);
     add(u"created"_s, timeText(record.creationTime));
     add(u"finished"_s, timeText(record.finishedTime));
     add(u"last error"_s, ErrorMessages::forDownload(record.lastError, record));
@@ -227,7 +284,8 @@ ExitStatus show(const Arguments &arguments, DownloadList &list, const Output &ou
             continue;
         }
         QJsonObject object{{u"event"_s, u"download"_s}};
-        for (const auto &[label, text] : factsOf(*record, list.options(id), list.contentEncoding(id))) {
+        for (const auto &[label, text] :
+             factsOf({*record, list.options(id), list.contentEncoding(id), list.memory(id)})) {
             if (!arguments.json)
                 output.answers << label.leftJustified(kLabelWidth) << Shown::text(text) << '\n';
             QJsonArray values = object.value(label).toArray();

@@ -26,6 +26,8 @@ QString savedLine(const Summary &summary)
         line += ", "_L1 + summary.connectionsNote;
     if (!summary.encodingNote.isEmpty())
         line += "; "_L1 + summary.encodingNote;
+    if (const QString note = summary.assurance.note(); !note.isEmpty())
+        line += "; "_L1 + note;
     return line;
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <host/policy/exitstatus.h>
+#include <host/policy/fileassurance.h>
 #include <inet/qt/download/records/abstracterror.h>
 
 #include <QString>
@@ -20,6 +21,7 @@ struct Summary {
     QString connectionsBound; ///< the reason alone, as one word for programs; may be empty
     QString contentEncoding; ///< as which the file came; empty = as it is
     QString encodingNote; ///< the same for people; empty where they asked for it, or there is nothing to say
+    FileAssurance assurance; ///< of a finished file
     ExitStatus status = ExitStatus::Done;
     QString errorText; ///< for people; empty = none
 };

@@ -149,6 +149,7 @@ void TestJsonPrinter::theSummaryHoldsEverything()
     summary.connections = 3;
     summary.connectionsBound = u"limit"_s;
     summary.contentEncoding = u"gzip"_s;
+    summary.assurance = {Assurance::Unproven, Evidence::Doubt::FinishedEarly};
     summary.errorText = u"cannot download it"_s;
     summary.status = ExitStatus::NotFound;
     printer.end(7, summary);
@@ -166,6 +167,8 @@ void TestJsonPrinter::theSummaryHoldsEverything()
                                   {u"connections"_s, 3},
                                   {u"connections_bound"_s, u"limit"_s},
                                   {u"content_encoding"_s, u"gzip"_s},
+                                  {u"assurance"_s, u"unproven"_s},
+                                  {u"assurance_reason"_s, u"it was finished with what was there"_s},
                                   {u"error"_s, u"cannot download it"_s},
                                   {u"status"_s, 3}}}));
     QCOMPARE(m_notesText, u"plait: cannot download it\n"_s);

@@ -153,6 +153,7 @@ private Q_SLOTS:
     void anAnswerStandsAboveTheLiveLines();
     void whatAQueryDoesNotLearnIsUnknown();
     void aSavedFileIsNamed();
+    void aSavedFileThatNothingProvesIsSaidToBeSo();
     void whatStrangersSayCannotCommandTheTerminal();
 };
 
@@ -422,6 +423,26 @@ void TestProgressPrinter::aSavedFileIsNamed()
              u"Saved \"/tmp/x.iso\": 2.0 KiB in 1.2 s\n"
              u"Saved \"/tmp/y.iso\": 2.0 KiB in 1.2 s, 3 connections at most\n"_s);
     QVERIFY(bench.answersText.isEmpty());
+}
+
+void TestProgressPrinter::aSavedFileThatNothingProvesIsSaidToBeSo()
+{
+    Bench bench;
+    Summary unproven = savedAs(u"/tmp/x.iso"_s);
+    unproven.connectionsNote = u"1 connection at most"_s;
+    unproven.assurance = {Assurance::Unproven, Evidence::Doubt::NoLength};
+    bench.printer.end(1, unproven);
+    Summary consistent = savedAs(u"/tmp/y.iso"_s);
+    consistent.assurance = {Assurance::Consistent, {}};
+    bench.printer.end(2, consistent);
+    Summary verified = savedAs(u"/tmp/z.iso"_s);
+    verified.assurance = {Assurance::Verified, {}};
+    bench.printer.end(3, verified);
+    QCOMPARE(bench.notesText,
+             u"Saved \"/tmp/x.iso\": 2.0 KiB in 1.2 s, 1 connection at most; unproven: the server did not say how long "
+             u"the file is\n"
+             u"Saved \"/tmp/y.iso\": 2.0 KiB in 1.2 s\n"
+             u"Saved \"/tmp/z.iso\": 2.0 KiB in 1.2 s\n"_s);
 }
 
 void TestProgressPrinter::whatStrangersSayCannotCommandTheTerminal()
