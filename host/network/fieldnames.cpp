@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <host/network/fieldnames.h>
 
+#include <host/policy/httpdate.h>
+
 #include <algorithm>
 #include <iterator>
 
@@ -35,4 +37,10 @@ QByteArray FieldNames::usual(const QByteArray &name)
         return name.compare(usual, Qt::CaseInsensitive) == 0;
     });
     return found == std::end(kUsual) ? name : QByteArray(*found);
+}
+
+QByteArray FieldNames::usualValue(const QByteArray &name, const QByteArray &value)
+{
+    const auto date = name == "Last-Modified" ? HttpDate::parse(QString::fromLatin1(value)) : std::nullopt;
+    return date ? HttpDate::format(*date).toLatin1() : value;
 }

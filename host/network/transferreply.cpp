@@ -322,8 +322,10 @@ void TransferReply::endAnswer()
 
 void TransferReply::takeFields(const TransferPipe::Head &head)
 {
-    for (const RawHeaderPair &field : head.fields)
-        setRawHeader(FieldNames::usual(field.first), field.second);
+    for (const RawHeaderPair &field : head.fields) {
+        const QByteArray name = FieldNames::usual(field.first);
+        setRawHeader(name, FieldNames::usualValue(name, field.second));
+    }
 }
 
 void TransferReply::takeRedirect(int status)

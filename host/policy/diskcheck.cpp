@@ -139,6 +139,14 @@ bool DiskCheck::isWhole(const AbstractDownloadPersistentInfo &info, qint64 lengt
     return hasFinalName && file.isComplete() && lengthOnDisk == file.dataStart + file.size;
 }
 
+void DiskCheck::forgetSectionsWithoutBytes(AbstractDownloadPersistentInfo &info)
+{
+    if (info.isFinished() || info.bytesDownloaded(false) > 0)
+        return;
+    for (File &file : info.files)
+        file.sections.clear();
+}
+
 void DiskCheck::forgetProgress(AbstractDownloadPersistentInfo &info)
 {
     QList<AbstractDownloadFileInfo> files;

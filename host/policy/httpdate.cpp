@@ -23,3 +23,8 @@ std::optional<QDateTime> HttpDate::parse(const QString &text)
     }
     return std::nullopt;
 }
+
+QString HttpDate::format(const QDateTime &time)
+{
+    return QLocale::c().toString(time.toUTC(), u"ddd, dd MMM yyyy hh:mm:ss 'GMT'"_s);
+}

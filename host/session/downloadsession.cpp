@@ -4,6 +4,7 @@
 #include <host/network/downloadaccesschief.h>
 #include <host/network/networkaccesschief.h>
 #include <host/network/resourceguard.h>
+#include <host/policy/diskcheck.h>
 #include <host/policy/errormessages.h>
 #include <host/policy/finishnow.h>
 #include <host/policy/urlcredentials.h>
@@ -114,6 +115,7 @@ bool DownloadSession::start(qint64 id, const Sources &sources, QString *errorTex
     std::optional<DownloadList::Taken> taken = claimToRun(id, errorText);
     if (!taken)
         return false;
+    DiskCheck::forgetSectionsWithoutBytes(taken->record);
     if (sources.areSeveral()) {
         sources.applyTo(taken->record);
         m_sources.insert(id, sources);

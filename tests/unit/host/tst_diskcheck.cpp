@@ -52,6 +52,7 @@ private Q_SLOTS:
     void isWhole();
     void whatWasDownloadedIsForgottenWithAllThatRestsOnIt();
     void aNameThatWasChosenIsNotForgotten();
+    void whereNoByteIsThereTheNextAnswerSaysWhatTheFileIs();
 };
 
 void TestDiskCheck::isTrustworthy_data()
@@ -281,6 +282,20 @@ void TestDiskCheck::aNameThatWasChosenIsNotForgotten()
     File untouched;
     untouched.name = u"x.iso"_s;
     QCOMPARE(info.files.first(), untouched);
+}
+
+void TestDiskCheck::whereNoByteIsThereTheNextAnswerSaysWhatTheFileIs()
+{
+    Info empty = recordOf({{0, 500, 0}, {500, 500, 0}}, File::CreatedOnDisk);
+    const QString name = empty.files.first().name;
+    DiskCheck::forgetSectionsWithoutBytes(empty);
+    QVERIFY(empty.files.first().sections.isEmpty());
+    QCOMPARE(empty.files.first().name, name);
+    QVERIFY(empty.files.first().isOnDisk());
+    Info begun = recordOf({{0, 500, 0}, {500, 500, 1}}, File::CreatedOnDisk);
+    const Info before = begun;
+    DiskCheck::forgetSectionsWithoutBytes(begun);
+    QCOMPARE(begun, before);
 }
 
 QTEST_GUILESS_MAIN(TestDiskCheck)

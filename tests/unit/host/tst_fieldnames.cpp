@@ -14,6 +14,9 @@ private Q_SLOTS:
     void aKnownFieldGetsItsUsualSpelling_data();
     void aKnownFieldGetsItsUsualSpelling();
     void anUnknownFieldKeepsItsOwn();
+    void aDateInAnOlderFormIsHandedOnInTodays_data();
+    void aDateInAnOlderFormIsHandedOnInTodays();
+    void whatIsNoDateStaysAsItIs();
 };
 
 void TestFieldNames::aKnownFieldGetsItsUsualSpelling_data()
@@ -38,6 +41,26 @@ void TestFieldNames::anUnknownFieldKeepsItsOwn()
     QCOMPARE(FieldNames::usual("x-Cache-KEY"), "x-Cache-KEY"_ba);
     QCOMPARE(FieldNames::usual("Last-Modified-By"), "Last-Modified-By"_ba);
     QCOMPARE(FieldNames::usual({}), QByteArray());
+}
+
+void TestFieldNames::aDateInAnOlderFormIsHandedOnInTodays_data()
+{
+    QTest::addColumn<QByteArray>("sent");
+    QTest::newRow("today's") << "Sun, 13 Sep 2020 12:26:40 GMT"_ba;
+    QTest::newRow("with dashes") << "Sunday, 13-Sep-20 12:26:40 GMT"_ba;
+    QTest::newRow("of C's asctime") << "Sun Sep 13 12:26:40 2020"_ba;
+}
+
+void TestFieldNames::aDateInAnOlderFormIsHandedOnInTodays()
+{
+    QFETCH(QByteArray, sent);
+    QCOMPARE(FieldNames::usualValue("Last-Modified", sent), "Sun, 13 Sep 2020 12:26:40 GMT"_ba);
+}
+
+void TestFieldNames::whatIsNoDateStaysAsItIs()
+{
+    QCOMPARE(FieldNames::usualValue("Last-Modified", "yesterday"), "yesterday"_ba);
+    QCOMPARE(FieldNames::usualValue("X-Date", "Sunday, 13-Sep-20 12:26:40 GMT"), "Sunday, 13-Sep-20 12:26:40 GMT"_ba);
 }
 
 QTEST_GUILESS_MAIN(TestFieldNames)
