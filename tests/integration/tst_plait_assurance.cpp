@@ -8,6 +8,8 @@
 #include <tests/support/testfiles.h>
 
 #include <QCryptographicHash>
+#include <QDateTime>
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -101,6 +103,14 @@ QByteArray wordsOf(const PlaitResult &result)
     return "status " + QByteArray::number(result.status) + ": " + result.err + result.out;
 }
 
+/// Apache's ETag is weak while a file is younger than a second.
+bool makeOld(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadWrite)
+        && file.setFileTime(QDateTime::currentDateTime().addDays(-1), QFileDevice::FileModificationTime);
+}
+
 /// Nobody kept anything of this list's answers.
 bool forgetEvidence(const PlaitSandbox &plait)
 {
@@ -137,6 +147,8 @@ private Q_SLOTS:
     void partsOfARedirectorsFileAreConsistent();
     void aResumeUnderTheSameStrongValidatorIsConsistent_data();
     void aResumeUnderTheSameStrongValidatorIsConsistent();
+    void aStoppedFileOfARealServerIsConsistent_data();
+    void aStoppedFileOfARealServerIsConsistent();
     void aFileThatWasLostOrBegunAnewIsAsSureAsItsLastAnswers();
 
     void partsThatNothingStrongHoldsTogetherAreUnproven_data();
@@ -175,6 +187,7 @@ void TestPlaitAssurance::initTestCase()
     QVERIFY2(m_apache.start(m_servers.ca()), qPrintable(m_apache.errorText()));
     QVERIFY(m_servers.addFile(kName, kSeed, kLarge));
     QVERIFY(m_apache.addFile(kName, kSeed, kLarge));
+    QVERIFY(makeOld(m_apache.folder() + kPath));
 }
 
 void TestPlaitAssurance::init()
@@ -319,6 +332,25 @@ void TestPlaitAssurance::aResumeUnderTheSameStrongValidatorIsConsistent()
     QVERIFY(!isListOlder || forgetEvidence(*m_plait));
     QCOMPARE(run({url}), u"consistent"_s);
     QVERIFY(PartWay::startOf(server.requests().constLast()) > 0);
+}
+
+void TestPlaitAssurance::aStoppedFileOfARealServerIsConsistent_data()
+{
+    QTest::addColumn<QString>("url");
+    QTest::newRow("nginx") << m_servers.nginx().url(kPath).toString();
+    QTest::newRow("lighttpd") << m_servers.lighttpd().url(kPath).toString();
+    QTest::newRow("Apache") << m_apache.url(kPath).toString();
+    QTest::newRow("nginx, behind redirects") << m_servers.nginx().url(u"/redirect/3/file.bin"_s).toString();
+}
+
+void TestPlaitAssurance::aStoppedFileOfARealServerIsConsistent()
+{
+    QFETCH(QString, url);
+    const QString trouble =
+        PartWay::leave(*m_plait, kSeveral + QStringList{u"--limit-rate"_s, u"1M"_s, url}, kName, kSeed);
+    QVERIFY2(trouble.isEmpty(), qPrintable(trouble));
+    const PlaitResult result = m_plait->run(kSeveral + QStringList{u"--json"_s, url});
+    QCOMPARE(judged(result, kLarge), u"consistent"_s);
 }
 
 void TestPlaitAssurance::aFileThatWasLostOrBegunAnewIsAsSureAsItsLastAnswers()
