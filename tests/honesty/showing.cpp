@@ -22,11 +22,18 @@ using Visit = Exhibit::Visit;
 constexpr int kSideBySide = 8;
 const QString kName = u"file.bin"_s;
 
-/// plait's is in its summary.
-QString sentenceOf(const ProgramRun &run)
+/// plait says it in its summary.
+void takeWords(const ProgramRun &run, Impression &impression)
 {
     const QHash<QString, QJsonObject> summaries = run.summaries();
-    return summaries.isEmpty() ? QString::fromUtf8(run.err.trimmed()) : summaries.begin()->value(u"error"_s).toString();
+    if (summaries.isEmpty()) {
+        impression.sentence = QString::fromUtf8(run.err.trimmed());
+        return;
+    }
+    const QJsonObject &summary = *summaries.begin();
+    impression.sentence = summary.value(u"error"_s).toString();
+    impression.assurance = summary.value(u"assurance"_s).toString();
+    impression.doubt = summary.value(u"assurance_reason"_s).toString();
 }
 
 Kind kindOf(const ProgramRun &run, const Exhibit &exhibit, const QString &path)
@@ -95,7 +102,7 @@ Impression Showing::lead(const Visitor &visitor, const Meeting &meeting, int pat
     impression.kind = kindOf(run, meeting.exhibit, home.path(kName));
     impression.status = run.status;
     impression.hasFile = home.has(kName);
-    impression.sentence = sentenceOf(run);
+    takeWords(run, impression);
     return impression;
 }
 

@@ -24,6 +24,9 @@ struct Impression {
     bool hasFile = false;
     /// What it said went wrong.
     QString sentence;
+    /// How sure plait is, and why not surer; of others nothing.
+    QString assurance;
+    QString doubt;
 
     /// One word, or two.
     QString inWords() const;
