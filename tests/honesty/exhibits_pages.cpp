@@ -53,6 +53,11 @@ Exhibit::Script targetsThatRunOut()
     };
 }
 
+FileVersion undated(int number)
+{
+    return FileVersion::number(number).withDate({});
+}
+
 FileVersion ofItsOwnSize(int number)
 {
     return FileVersion::number(number).withSize(kSize + number * qint64(1000));
@@ -142,6 +147,11 @@ QList<Exhibit> redirectors()
          .script = newTargetEachTime(&FileVersion::number),
          .visits = kAnyTime,
          .versions = manyOf([](int number) { return FileVersion::number(number); })},
+        {.name = "another target each time, with another version that its ETag alone tells",
+         .about = "The same without a date.",
+         .script = newTargetEachTime(&undated),
+         .visits = kAnyTime,
+         .versions = manyOf(&undated)},
         {.name = "a target that answers once",
          .about = "302 to an address that is good for one answer, as addresses are that run out; then it says 403.",
          .script = targetsThatRunOut(),
