@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <inet/qt/download/records/connectionsmap.h>
+
+#include <QHash>
+#include <QtGlobal>
+
+/// How soon a server may be asked again that brings nothing, or next to nothing.
+///
+/// Answers that bring nothing are free at first, then the time between two requests grows with each; answers that are
+/// cut off after a few bytes make progress, and come at a steady pace. Both are forgotten as soon as bytes come. Nothing
+/// else counts: neither refusals nor servers that are not there. Takes the time from its caller.
+class RequestPace
+{
+public:
+    /// What a good answer came to.
+    enum class Outcome {
+        Nothing, ///< no byte of a body
+        Little, ///< it was cut off after fewer than kEnough bytes
+        Enough,
+    };
+
+    /// Bytes of one answer that make all be forgotten.
+    static constexpr qint64 kEnough = 16 * 1024;
+    /// In a row, of either kind, before anybody has to wait.
+    static constexpr int kFree = 3;
+    /// Between two requests after that; doubled with each answer more that brings nothing ...
+    static constexpr qint64 kFirstWaitMs = 250;
+    static constexpr qint64 kLongestWaitMs = 5000;
+    /// ... and always this one where a little came. Slow enough for the watchdog not to take it for a storm.
+    static constexpr qint64 kSteadyWaitMs = 125;
+
+    /// ms until a request to that server may be sent, and is to be asked for again; 0 = it is sent now.
+    /// @param nowMs of a clock that only goes forward
+    qint64 begin(const QtHostAndPort &server, qint64 nowMs);
+    void note(const QtHostAndPort &server, Outcome outcome);
+
+private:
+    struct Record {
+        int nothing = 0; ///< answers in a row
+        int little = 0; ///< the same
+        qint64 last = 0; ///< when a request was sent
+        bool isAsked = false; ///< one was
+    };
+    static qint64 waitAfter(const Record &record);
+
+    QHash<QtHostAndPort, Record> m_records; ///< of servers that are not as they should be
+};
