@@ -139,9 +139,19 @@ bool ResourceGuard::isLedBack(const RequestPath &path, QNetworkReply::NetworkErr
     return true;
 }
 
+bool ResourceGuard::needsBytes(const RequestPath &path) const
+{
+    return m_task == Task::Download && (path.isRest || holdsBytes());
+}
+
 void ResourceGuard::takeBytes(const RequestPath &path, const TransferPipe::Head &head)
 {
     m_holdsBytes = true;
+    m_memory.evidence.add({path.address, ResourceIdentity::of(head.status, head.fields), head.isEndKnown});
+}
+
+void ResourceGuard::takeEmptyFile(const RequestPath &path, const TransferPipe::Head &head)
+{
     m_memory.evidence.add({path.address, ResourceIdentity::of(head.status, head.fields), head.isEndKnown});
 }
 

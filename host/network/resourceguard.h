@@ -101,8 +101,12 @@ public:
     /// An answer is welcome and goes on; each is ended once.
     void beginAnswer() { ++m_answers; }
     void endAnswer() { --m_answers; }
+    /// An answer without a byte would bring nothing new: some are there already, or under way, or the rest is asked for.
+    bool needsBytes(const RequestPath &path) const;
     /// The first bytes of an answer are taken.
     void takeBytes(const RequestPath &path, const TransferPipe::Head &head);
+    /// An answer without a byte is the whole file.
+    void takeEmptyFile(const RequestPath &path, const TransferPipe::Head &head);
 
 Q_SIGNALS:
     /// An answer is of another resource, and nothing of it will be handed out. Once. @param reason a sentence

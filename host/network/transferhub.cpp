@@ -2,6 +2,7 @@
 #include <host/network/transferhub.h>
 
 #include <host/network/credentialstore.h>
+#include <host/network/requestgate.h>
 #include <host/network/sharedcookiejar.h>
 #include <host/network/transferloop.h>
 
@@ -11,6 +12,7 @@ TransferHub::TransferHub(const QSharedPointer<SharedCookieJar> &jar)
     : m_jar(jar)
     , m_credentials(std::make_unique<CredentialStore>())
     , m_means(std::make_shared<TransferMeans>())
+    , m_gate(std::make_shared<RequestGate>())
 {
 }
 

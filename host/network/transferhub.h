@@ -12,6 +12,7 @@
 #include <memory>
 
 class CredentialStore;
+class RequestGate;
 class SharedCookieJar;
 class TransferLoop;
 
@@ -39,6 +40,7 @@ public:
     QUrl proxyFor(const QUrl &url) const { return ProxyChoice::forUrl(url, m_proxySettings); }
 
     const std::shared_ptr<TransferMeans> &means() const { return m_means; }
+    const std::shared_ptr<RequestGate> &gate() const { return m_gate; }
     /// The loop of the URL's scheme; made when it is needed first.
     const std::shared_ptr<TransferLoop> &loopFor(const QUrl &url);
 
@@ -48,6 +50,7 @@ private:
     QList<QByteArray> m_authorities;
     ProxyChoice::Settings m_proxySettings;
     const std::shared_ptr<TransferMeans> m_means;
+    const std::shared_ptr<RequestGate> m_gate;
     std::shared_ptr<TransferLoop> m_loop;
     std::shared_ptr<TransferLoop> m_ftpLoop; ///< taking leave of an ftp server waits for its answer
 };

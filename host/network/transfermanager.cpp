@@ -94,7 +94,7 @@ QNetworkReply *TransferManager::send(Operation operation, const QNetworkRequest 
 {
     QNetworkRequest shown = original;
     shown.setUrl(request.url);
-    TransferReply::Way way{m_guard, {}};
+    TransferReply::Way way{m_guard, {}, m_guard ? m_hub->gate() : nullptr};
     if (m_guard)
         way.path = m_guard->pathTo(request.url, PartialAnswer::askedStart(request.range).value_or(0) > 0);
     if (const QUrl target = m_guard && !request.isPost ? m_guard->ledTo(way.path) : QUrl(); !target.isEmpty())

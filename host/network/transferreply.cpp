@@ -2,6 +2,7 @@
 #include <host/network/transferreply.h>
 
 #include <host/network/fieldnames.h>
+#include <host/network/requestgate.h>
 #include <host/network/resourceguard.h>
 #include <host/network/sslproblems.h>
 #include <host/network/transferloop.h>
@@ -25,6 +26,7 @@ namespace
 /// A smaller window is a wish to be held back, kernel and all.
 constexpr qint64 kSmallestFreeWindow = 128 * 1024;
 constexpr int kTemporaryRedirect = 307;
+const QString kNothingNew = QStringLiteral("The server answered with nothing new.");
 
 bool isRedirect(int status)
 {
@@ -44,9 +46,7 @@ TransferReply::TransferReply(QNetworkAccessManager::Operation operation, const Q
     , m_request(request)
 {
     present(operation, original);
-    begin(m_request);
-    if (m_way.path.isLed)
-        QTimer::singleShot(m_way.guard->patienceMs(), this, &TransferReply::onSilence);
+    beginInTurn();
 }
 
 TransferReply::TransferReply(QNetworkAccessManager::Operation operation, const QNetworkRequest &original,
@@ -156,6 +156,22 @@ void TransferReply::present(QNetworkAccessManager::Operation operation, const QN
     connect(m_manager, &QObject::destroyed, this, [this] { disconnect(this, nullptr, this, nullptr); });
 }
 
+void TransferReply::beginInTurn()
+{
+    const qint64 wait = m_way.gate ? m_way.gate->begin(url()) : 0;
+    if (wait == 0) {
+        begin(m_request);
+        if (m_way.path.isLed)
+            QTimer::singleShot(m_way.guard->patienceMs(), this, &TransferReply::onSilence);
+        return;
+    }
+    const auto lookAgain = [this] {
+        if (!isFinished())
+            beginInTurn();
+    };
+    QTimer::singleShot(wait, this, lookAgain);
+}
+
 void TransferReply::begin(const TransferRequest &request)
 {
     leave();
@@ -207,7 +223,9 @@ void TransferReply::onNews()
     const std::optional<TransferPipe::End> end = pipe.end();
     if (const std::optional<TransferPipe::Head> head = pipe.takeHead())
         onHead(*head);
-    if (self && m_transfer && !isFinished())
+    if (self && m_isHeadHeld && m_transfer && m_transfer->pipe().size() > 0)
+        tellHeldHead();
+    if (self && m_transfer && !isFinished() && !m_isHeadHeld)
         tellData();
     if (self && m_transfer && !isFinished() && end)
         tellEnd(*end);
@@ -216,8 +234,18 @@ void TransferReply::onNews()
 void TransferReply::onHead(const TransferPipe::Head &head)
 {
     TransferPipe::Head told = head;
-    if (!m_way.guard || isWelcome(told))
+    if (m_way.guard && !isWelcome(told))
+        return;
+    if (m_isHeadHeld)
+        m_heldHead = told;
+    else
         tellHead(told);
+}
+
+void TransferReply::tellHeldHead()
+{
+    m_isHeadHeld = false;
+    tellHead(m_heldHead);
 }
 
 /// False also where somebody has ended this reply at the news that it is not. @param head loses what nobody is to hear
@@ -243,6 +271,7 @@ bool TransferReply::isWelcome(TransferPipe::Head &head)
     if (ResourceGuard::isGood(head.status)) {
         m_answer = head;
         m_isAnswering = true;
+        m_isHeadHeld = guard->needsBytes(m_way.path);
         guard->beginAnswer();
     }
     // It would be taken for a change.
@@ -300,7 +329,7 @@ void TransferReply::leadTo(const QUrl &target)
 /// Where no answer came, and there is somebody else to ask.
 bool TransferReply::leadsBack(NetworkError error)
 {
-    const bool isAnswered = attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid();
+    const bool isAnswered = m_answer || attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid();
     if (!m_way.guard || isAnswered || !m_way.guard->isLedBack(m_way.path, error))
         return false;
     leadTo(m_way.path.address);
@@ -377,7 +406,34 @@ void TransferReply::tellEnd(const TransferPipe::End &end)
     // All is shown from now on.
     tellData();
     if (self && m_transfer && !isFinished())
+        conclude(end);
+}
+
+/// An answer that brings nothing is a failure, unless the file is empty.
+void TransferReply::conclude(const TransferPipe::End &end)
+{
+    if (!m_answer) {
         endWith(end.error, end.text);
+        return;
+    }
+    using Outcome = RequestPace::Outcome;
+    endAnswer();
+    const qint64 bytes = m_taken + m_transfer->pipe().size();
+    const bool isNothing = bytes == 0 && end.error == NoError;
+    if (isNothing && !m_isHeadHeld && !m_way.guard->needsBytes(m_way.path)) {
+        m_way.guard->takeEmptyFile(m_way.path, *m_answer);
+        endWith(NoError, {});
+        return;
+    }
+    const bool isEnough = bytes >= RequestPace::kEnough || (bytes > 0 && end.error == NoError);
+    noteOutcome(isEnough ? Outcome::Enough : bytes > 0 ? Outcome::Little : Outcome::Nothing);
+    endWith(isNothing ? UnknownServerError : end.error, isNothing ? kNothingNew : end.text);
+}
+
+void TransferReply::noteOutcome(RequestPace::Outcome outcome)
+{
+    if (m_way.gate)
+        m_way.gate->note(url(), outcome);
 }
 
 void TransferReply::askForTrust(const TransferPipe::End &end)
@@ -418,8 +474,13 @@ void TransferReply::afterRead(qint64 size)
     // What is left is told of again.
     if (size > 0)
         m_told = 0;
-    if (size > 0 && m_answer && !std::exchange(m_isTaken, true))
-        m_way.guard->takeBytes(m_way.path, *m_answer);
+    if (size > 0 && m_answer) {
+        const qint64 before = std::exchange(m_taken, m_taken + size);
+        if (before == 0)
+            m_way.guard->takeBytes(m_way.path, *m_answer);
+        if (before < RequestPace::kEnough && m_taken >= RequestPace::kEnough)
+            noteOutcome(RequestPace::Outcome::Enough);
+    }
     if (!m_transfer)
         return;
     if (m_transfer->pipe().wantsMore())

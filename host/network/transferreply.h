@@ -4,6 +4,7 @@
 #include <host/network/requestpath.h>
 #include <host/network/transfer.h>
 #include <host/network/transferrequest.h>
+#include <host/policy/requestpace.h>
 
 #include <QNetworkReply>
 #include <QPointer>
@@ -11,6 +12,7 @@
 #include <memory>
 #include <optional>
 
+class RequestGate;
 class ResourceGuard;
 class TransferManager;
 class TransferLoop;
@@ -25,7 +27,9 @@ class TransferLoop;
 ///     from all on the way: abort() ──> finished (OperationCanceledError)
 ///
 /// Of a request that belongs to a download, the answer is held against what the download's guard knows before anybody
-/// hears of it; what is not welcome ends with an error, or leads back to where its request came from.
+/// hears of it; what is not welcome ends with an error, or leads back to where its request came from. An answer that
+/// could only bring more of what is there already is told with its first byte: without one it is an error, and nobody
+/// has taken it for an answer. Such a request may have to wait for its turn before it is sent.
 ///
 /// To its receivers it is as any other: metaDataChanged() before readyRead(), and then errorOccurred() if there is an
 /// error, readChannelFinished() and finished(), once. Redirects are told, not followed. Nothing is emitted in the
@@ -45,6 +49,7 @@ public:
     struct Way {
         std::shared_ptr<ResourceGuard> guard; ///< null = it belongs to none
         RequestPath path; ///< how it came about
+        std::shared_ptr<RequestGate> gate; ///< who says when it may be sent; null = at once
     };
 
     TransferReply(QNetworkAccessManager::Operation operation, const QNetworkRequest &original,
@@ -80,6 +85,7 @@ protected:
 
 private:
     void present(QNetworkAccessManager::Operation operation, const QNetworkRequest &original);
+    void beginInTurn();
     void begin(const TransferRequest &request);
     void leave();
 
@@ -88,6 +94,7 @@ private:
     void onNews();
     void onHead(const TransferPipe::Head &head);
     bool isWelcome(TransferPipe::Head &head);
+    void tellHeldHead();
     void tellHead(const TransferPipe::Head &head);
     void tellRedirect(const QUrl &target);
     void leadTo(const QUrl &target);
@@ -99,6 +106,8 @@ private:
     void keepCookies(const QList<QByteArray> &lines);
     void tellData();
     void tellEnd(const TransferPipe::End &end);
+    void conclude(const TransferPipe::End &end);
+    void noteOutcome(RequestPace::Outcome outcome);
     void askForTrust(const TransferPipe::End &end);
     void endWith(NetworkError error, const QString &text);
     void afterRead(qint64 size);
@@ -113,8 +122,10 @@ private:
     const Way m_way;
     std::optional<TransferPipe::Head> m_answer; ///< a good one, since it came
     bool m_isAnswering = false; ///< it is good, and not over
-    bool m_isTaken = false; ///< bytes of it were
     bool m_isLeading = false; ///< by an answer that no server sent
+    bool m_isHeadHeld = false; ///< it is told with the first byte
+    TransferPipe::Head m_heldHead;
+    qint64 m_taken = 0; ///< bytes of it
     TransferRequest m_request;
     std::shared_ptr<Transfer> m_transfer; ///< null once it has ended and all is read, and where there was none
     qint64 m_told = 0; ///< bytes that were shown by the last readyRead() and are unread

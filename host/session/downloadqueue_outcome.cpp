@@ -36,7 +36,9 @@ QString clauseOf(const AbstractError &error)
         return DownloadErrorCode(error.code) == DownloadErrorCode::ResourceChanged
             ? u"another file"_s
             : u"does not send the rest of a file alone"_s;
-    const QString text = QString::fromStdString(error.description).simplified();
+    QString text = QString::fromStdString(error.description).simplified();
+    if (text.endsWith(u'.'))
+        text.chop(1);
     return text.isEmpty() ? u"it failed without a reason"_s : text;
 }
 
