@@ -64,7 +64,7 @@ TransferLoop::TransferLoop(std::shared_ptr<TransferMeans> means)
     , m_share(makeShare())
     , m_multi(makeMulti())
 {
-    curl_multi_setopt(m_multi.get(), CURLMOPT_MAXCONNECTS, kIdleConnections);
+    boundConnections();
     curl_multi_setopt(m_multi.get(), CURLMOPT_MAX_TOTAL_CONNECTIONS, DescriptorLimit::connections());
 }
 
@@ -202,9 +202,16 @@ void TransferLoop::begin(const std::shared_ptr<Transfer> &transfer)
     add(transfer);
 }
 
+/// The library counts connections that are in use as well.
+void TransferLoop::boundConnections()
+{
+    curl_multi_setopt(m_multi.get(), CURLMOPT_MAXCONNECTS, kIdleConnections + long(m_running.size()));
+}
+
 void TransferLoop::add(const std::shared_ptr<Transfer> &transfer)
 {
     m_running.emplace(transfer->handle(), transfer);
+    boundConnections();
     curl_multi_add_handle(m_multi.get(), transfer->handle());
 }
 
@@ -213,6 +220,7 @@ void TransferLoop::remove(Running::iterator found)
     curl_multi_remove_handle(m_multi.get(), found->first);
     const std::shared_ptr<Transfer> transfer = std::move(found->second);
     m_running.erase(found);
+    boundConnections();
     transfer->release();
     m_means->budget.leave();
     if (m_running.empty())

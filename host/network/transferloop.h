@@ -61,6 +61,7 @@ private:
     curl_socket_t socketOf(CURL *handle) const;
     void begin(const std::shared_ptr<Transfer> &transfer);
     void add(const std::shared_ptr<Transfer> &transfer);
+    void boundConnections();
     void remove(Running::iterator found);
     void takeTurns();
     void tellEnds();

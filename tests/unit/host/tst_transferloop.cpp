@@ -83,6 +83,7 @@ private Q_SLOTS:
     void aNameThatIsLookedUpHoldsUpNobody();
     void aNameThatIsNotFoundIsSaid();
     void aConnectionServesAgain();
+    void aConnectionServesAgainBesideManyThatAreInUse();
     void aGetIsTriedAgainWhereItsConnectionHadDied();
     void aGetOverANewConnectionIsNotTriedAgain();
     void aPostIsNeverSentTwice_data();
@@ -150,6 +151,24 @@ void TestTransferLoop::aConnectionServesAgain()
     }
     QCOMPARE(m_server->requests().size(), 3);
     QCOMPARE(m_server->connectionCount(), 1);
+}
+
+void TestTransferLoop::aConnectionServesAgainBesideManyThatAreInUse()
+{
+    constexpr int kInUse = 50;
+    holdFileAfter(100);
+    std::vector<Reply> held;
+    for (int i = 0; i < kInUse; ++i)
+        held.push_back(get());
+    QVERIFY(m_server->waitForHeld(QString(), kInUse));
+    m_server->setResponse("/other", ScriptedResponse::ok("other"));
+    for (int i = 0; i < 3; ++i) {
+        const Reply reply = get("/other");
+        const Recorder recorder(reply.get());
+        QVERIFY(recorder.wait());
+        QCOMPARE(recorder.body, QByteArray("other"));
+    }
+    QCOMPARE(m_server->connectionCount(), kInUse + 1);
 }
 
 void TestTransferLoop::aGetIsTriedAgainWhereItsConnectionHadDied()
