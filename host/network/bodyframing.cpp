@@ -196,6 +196,7 @@ QString takeLength(const QByteArray &contentRange, Plan *plan)
         return u"The server's answer contradicts itself: its Content-Range is %1 and its length %2 bytes."_s.arg(
             FieldLine::quoted(contentRange), QString::number(plan->length));
     plan->length = length;
+    plan->mayRestFollow = piece.total < 0;
     return {};
 }
 

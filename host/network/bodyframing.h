@@ -23,6 +23,7 @@ struct Plan {
     /// Lower case names of fields that mean nothing in this answer and are not handed on.
     QList<QByteArray> withheld;
     QString complaint; ///< why the answer cannot be read, as a sentence; empty = it can. Nothing else counts beside it
+    bool mayRestFollow = false; ///< it is a piece of a whole whose size nobody says: behind it there may be more
 };
 
 /// @param head a complete one

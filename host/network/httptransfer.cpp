@@ -241,7 +241,7 @@ void HttpTransfer::tellHead()
                             {},
                             m_head.values("Set-Cookie"),
                             m_request.url.scheme() == "https"_L1,
-                            m_plan.end != BodyFraming::End::Close || m_plan.length >= 0};
+                            !m_plan.mayRestFollow && (m_plan.end != BodyFraming::End::Close || m_plan.length >= 0)};
     for (const AnswerHead::Field &field : m_head.joinedFields()) {
         if (!m_plan.withheld.contains(field.first.toLower()))
             head.fields.append(field);
@@ -312,6 +312,11 @@ void HttpTransfer::endWithStatus()
 {
     tellHead();
     const int status = m_head.status();
+    if (m_plan.mayRestFollow) {
+        end(QNetworkReply::RemoteHostClosedError,
+            u"The server sent a part of the file, and does not say whether that was the last one."_s);
+        return;
+    }
     if (status < kFirstError) {
         end(QNetworkReply::NoError, {});
         return;
