@@ -11,6 +11,8 @@ namespace
 
 constexpr int kOk = 200;
 constexpr int kPartialContent = 206;
+/// Of targets that are gone, of one address in one run.
+constexpr int kMostFailures = 1;
 
 bool isRedirect(int status)
 {
@@ -74,7 +76,7 @@ QUrl ResourceGuard::ledTo(const RequestPath &path) const
 {
     const bool isFirst = path.url == path.address && !path.isLed && !path.wasLedBack && path.redirects == 0;
     const bool mayLead = m_task == Task::Download && m_mayLead && holdsBytes();
-    if (!mayLead || !isFirst || m_forsaken.contains(path.address))
+    if (!mayLead || !isFirst || !mayUseTarget(path.address))
         return {};
     const KnownAddress *const known = find(path.address);
     return known && known->redirects <= kMostRedirects && !isTargetOfAnother(path.address) ? known->target : QUrl();
@@ -157,7 +159,10 @@ void ResourceGuard::takeEmptyFile(const RequestPath &path, const TransferPipe::H
 
 KnownAddress *ResourceGuard::find(const QUrl &address)
 {
-    return const_cast<KnownAddress *>(std::as_const(*this).find(address));
+    // What was given away shares the list: it has to stay as it was given.
+    const auto found = std::find_if(m_memory.addresses.begin(), m_memory.addresses.end(),
+                                    [&address](const KnownAddress &known) { return known.url == address; });
+    return found == m_memory.addresses.end() ? nullptr : &*found;
 }
 
 const KnownAddress *ResourceGuard::find(const QUrl &address) const
@@ -165,6 +170,12 @@ const KnownAddress *ResourceGuard::find(const QUrl &address) const
     const auto found = std::find_if(m_memory.addresses.cbegin(), m_memory.addresses.cend(),
                                     [&address](const KnownAddress &known) { return known.url == address; });
     return found == m_memory.addresses.cend() ? nullptr : &*found;
+}
+
+/// A second target that is gone, too, shows that they are good for one request each.
+bool ResourceGuard::mayUseTarget(const QUrl &address) const
+{
+    return !m_forsaken.contains(address) && m_failures.value(address) <= kMostFailures;
 }
 
 /// Asked in that one's place, it is asked itself.
@@ -181,6 +192,11 @@ bool ResourceGuard::mayBeLedBack(const RequestPath &path) const
 
 void ResourceGuard::leadBack(const RequestPath &path)
 {
+    const KnownAddress *const known = find(path.address);
+    // Many may be on their way to a target when it goes, and some learn of it when there is another already.
+    if (!known || known->target != path.url || m_forsaken.contains(path.address))
+        return;
+    ++m_failures[path.address];
     m_forsaken.insert(path.address);
 }
 

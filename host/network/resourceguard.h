@@ -6,6 +6,7 @@
 #include <host/policy/resourcememory.h>
 #include <host/policy/secretheader.h>
 
+#include <QHash>
 #include <QObject>
 #include <QSet>
 #include <QString>
@@ -115,6 +116,7 @@ Q_SIGNALS:
 private:
     KnownAddress *find(const QUrl &address);
     const KnownAddress *find(const QUrl &address) const;
+    bool mayUseTarget(const QUrl &address) const;
     bool isTargetOfAnother(const QUrl &address) const;
     bool holdsBytes() const { return m_holdsBytes || m_answers > 0; }
     bool mayBeLedBack(const RequestPath &path) const;
@@ -136,7 +138,8 @@ private:
     bool m_mayLead = true;
     int m_patienceMs = kPatienceMs;
     int m_answers = 0; ///< that go on
-    QSet<QUrl> m_forsaken; ///< addresses whose target failed in this run
+    QSet<QUrl> m_forsaken; ///< addresses whose target failed in this run, and that have no other yet
+    QHash<QUrl, int> m_failures; ///< of an address's targets in this run
     std::optional<Following> m_following;
     bool m_isMadeUp = false;
     QList<ResourceIdentity::Field> m_lastFields;

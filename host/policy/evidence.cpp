@@ -24,13 +24,11 @@ Evidence::Doubt doubtAbout(const Evidence &first, const Evidence::Answer &next)
 
 }
 
-Evidence Evidence::ofOldBytes(const QUrl &address, const QByteArray &etag)
+Evidence Evidence::ofOldBytes()
 {
     Evidence evidence;
     evidence.answers = kSeveral;
-    evidence.doubt = etag.isEmpty() ? Doubt::Unknown : Doubt::None;
-    evidence.address = address;
-    evidence.etag = etag;
+    evidence.doubt = Doubt::Unknown;
     return evidence;
 }
 

@@ -45,8 +45,8 @@ struct Evidence {
     /// How the finished file compares with the digest that the server itself names.
     ChecksumResult digest = ChecksumResult::NotCompared;
 
-    /// Of bytes whose answers are forgotten. @param etag the strong one that the record has of them; empty = none
-    static Evidence ofOldBytes(const QUrl &address, const QByteArray &etag);
+    /// Of bytes that came before anybody kept this: a validator in their record is that of the first of them.
+    static Evidence ofOldBytes();
     void add(const Answer &answer);
 
     /// Of a file that is finished. @param isVerified its digest was compared, and is the right one

@@ -24,13 +24,6 @@ namespace
 
 const QString kModuleId = u"downloadswww"_s;
 
-/// Empty = there is none.
-QByteArray strongEtagIn(const AbstractDownloadGuid &guid)
-{
-    const bool hasOne = !guid.isEmpty() && guid.kind == AbstractDownloadGuid::UrlHashAndEtag;
-    return hasOne ? guid.value.section(u':', 1).toUtf8() : QByteArray();
-}
-
 QList<QtHostAndPort> serversOf(const AbstractDownloadPersistentInfo &record)
 {
     QList<QtHostAndPort> servers{hostAndPortFromUrl(record.downloadUrl())};
@@ -452,13 +445,12 @@ void DownloadSession::run(const DownloadList::Taken &taken, DownloadList *list, 
     running->run(command, taken.file);
 }
 
-/// Bytes of a list that kept nothing of their answers have at least their record's validator.
 ResourceMemory DownloadSession::memoryOf(const DownloadList::Taken &taken)
 {
     ResourceMemory memory = taken.memory;
     const bool isKept = memory.evidence.answers > 0 || memory.evidence.doubt != Evidence::Doubt::None;
     if (!isKept && taken.record.bytesDownloaded(false) > 0)
-        memory.evidence = Evidence::ofOldBytes(taken.record.url, strongEtagIn(taken.record.guid));
+        memory.evidence = Evidence::ofOldBytes();
     return memory;
 }
 

@@ -98,6 +98,8 @@ private Q_SLOTS:
     void nobodyIsLedBackTwice();
     void nobodyIsLedBackFromBehindTheTarget();
     void aForsakenTargetIsNotAskedAgainInTheRun();
+    void targetsThatAreGoodForOneRequestAreNotUsedForLong();
+    void whatWasGivenAwayStaysAsItWas();
     void aNewTargetIsTakenAndAskedByOthers();
     void aNewTargetWithAnotherFileIsAChange();
     void aRedirectToItselfIsNoTarget();
@@ -274,6 +276,31 @@ void TestResourceGuard::aForsakenTargetIsNotAskedAgainInTheRun()
     QVERIFY(ledTo(*guard).isEmpty());
     QCOMPARE(guard->judge(guard->pathTo(kAddress, true), head(500)).kind, Kind::Welcome);
     QVERIFY2(ledTo(*guard).isEmpty(), "an answer that brings nothing changes nothing");
+}
+
+void TestResourceGuard::targetsThatAreGoodForOneRequestAreNotUsedForLong()
+{
+    const auto guard = guardWith({known(kAddress, kTarget)});
+    const RequestPath first = ledPath(*guard);
+    QCOMPARE(guard->judge(first, head(403)).kind, Kind::LedBack);
+    guard->judge(followed(*guard, followed(*guard, first, kAddress, true), kOtherTarget), part("\"a\""));
+    QCOMPARE(ledTo(*guard), kOtherTarget);
+    const RequestPath second = ledPath(*guard);
+    QCOMPARE(guard->judge(second, head(403)).kind, Kind::LedBack);
+    guard->judge(followed(*guard, followed(*guard, second, kAddress, true), kTarget), part("\"a\""));
+    QVERIFY(ledTo(*guard).isEmpty());
+}
+
+/// Its owner compares what it has kept with what there is now.
+void TestResourceGuard::whatWasGivenAwayStaysAsItWas()
+{
+    const auto guard = guardWith({known(kAddress, kTarget)});
+    const ResourceMemory kept = guard->memory();
+    const RequestPath led = ledPath(*guard);
+    QCOMPARE(guard->judge(led, head(404)).kind, Kind::LedBack);
+    guard->judge(followed(*guard, followed(*guard, led, kAddress, true), kOtherTarget), part("\"a\""));
+    QCOMPARE(kept.addresses, QList<KnownAddress>{known(kAddress, kTarget)});
+    QVERIFY(guard->memory() != kept);
 }
 
 void TestResourceGuard::aNewTargetIsTakenAndAskedByOthers()
@@ -476,7 +503,7 @@ void TestResourceGuard::bytesAreEvidence()
 
 void TestResourceGuard::evidenceOfBytesThatAreGoneIsNone()
 {
-    const Evidence old = Evidence::ofOldBytes(kAddress, {});
+    const Evidence old = Evidence::ofOldBytes();
     ResourceGuard guard(Task::Download);
     guard.setMemory({{known(kAddress)}, old}, true);
     QCOMPARE(guard.memory().evidence, old);
