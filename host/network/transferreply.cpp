@@ -7,6 +7,7 @@
 #include <host/network/sslproblems.h>
 #include <host/network/transferloop.h>
 #include <host/network/transfermanager.h>
+#include <host/policy/partialanswer.h>
 #include <inet/qt/download/framework/abstractnetworkaccesschief.h>
 
 #include <QEvent>
@@ -25,12 +26,28 @@ namespace
 
 /// A smaller window is a wish to be held back, kernel and all.
 constexpr qint64 kSmallestFreeWindow = 128 * 1024;
+constexpr int kPartialContent = 206;
 constexpr int kTemporaryRedirect = 307;
 const QString kNothingNew = QStringLiteral("The server answered with nothing new.");
 
 bool isRedirect(int status)
 {
     return status == 301 || status == 302 || status == 303 || status == kTemporaryRedirect || status == 308;
+}
+
+/// All of it, or all that was left: short for a good reason, unlike a part that is sound and has another behind it.
+bool reachesEnd(const TransferPipe::Head &head)
+{
+    if (head.status != kPartialContent)
+        return head.isEndKnown;
+    const auto isRange = [](const QNetworkReply::RawHeaderPair &field) {
+        return field.first.compare("Content-Range", Qt::CaseInsensitive) == 0;
+    };
+    const auto field = std::find_if(head.fields.cbegin(), head.fields.cend(), isRange);
+    if (field == head.fields.cend())
+        return false;
+    const auto range = PartialAnswer::parseContentRange(field->second);
+    return range && range->total >= 0 && range->last == range->total - 1;
 }
 
 }
@@ -425,7 +442,8 @@ void TransferReply::conclude(const TransferPipe::End &end)
         endWith(NoError, {});
         return;
     }
-    const bool isEnough = bytes >= RequestPace::kEnough || (bytes > 0 && end.error == NoError);
+    const bool isAll = bytes > 0 && end.error == NoError && reachesEnd(*m_answer);
+    const bool isEnough = bytes >= RequestPace::kEnough || isAll;
     noteOutcome(isEnough ? Outcome::Enough : bytes > 0 ? Outcome::Little : Outcome::Nothing);
     endWith(isNothing ? UnknownServerError : end.error, isNothing ? kNothingNew : end.text);
 }

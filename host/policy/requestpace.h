@@ -8,16 +8,16 @@
 
 /// How soon a server may be asked again that brings nothing, or next to nothing.
 ///
-/// Answers that bring nothing are free at first, then the time between two requests grows with each; answers that are
-/// cut off after a few bytes make progress, and come at a steady pace. Both are forgotten as soon as bytes come. Nothing
-/// else counts: neither refusals nor servers that are not there. Takes the time from its caller.
+/// Answers that bring nothing are free at first, then the time between two requests grows with each; answers of a few
+/// bytes, of which there are more, make progress, and come at a steady pace. Both are forgotten as soon as bytes come.
+/// Nothing else counts: neither refusals nor servers that are not there. Takes the time from its caller.
 class RequestPace
 {
 public:
     /// What a good answer came to.
     enum class Outcome {
         Nothing, ///< no byte of a body
-        Little, ///< it was cut off after fewer than kEnough bytes
+        Little, ///< fewer than kEnough bytes, and not up to the end of the file
         Enough,
     };
 

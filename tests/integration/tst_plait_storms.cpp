@@ -40,6 +40,23 @@ ScriptedResponse emptyRest(const ScriptedRequest &request, const QByteArray &fra
     return ScriptedResponse::garbage("HTTP/1.1 206 Partial Content\r\nContent-Range: bytes " + range + "\r\n"
                                      + framing);
 }
+
+/// One byte, and what it says of itself is true. The whole is cut off after it.
+ScriptedResponse soundByte(const ScriptedRequest &request, qint64 size)
+{
+    const qint64 start = PartWay::startOf(request);
+    if (!request.hasHeader("Range"))
+        return cutFile(size, 1);
+    const QByteArray place = QByteArray::number(start);
+    return ScriptedResponse::garbage("HTTP/1.1 206 Partial Content\r\nContent-Range: bytes " + place + '-' + place + '/'
+                                     + QByteArray::number(size) + "\r\nContent-Length: 1\r\n\r\n"
+                                     + TestFiles::content(kSeed, start, 1));
+}
+
+void answerByteByByte(ScriptedServer &server, qint64 size)
+{
+    server.setHandler("/file.bin", [size](const ScriptedRequest &request) { return soundByte(request, size); });
+}
 }
 
 /// Servers that bring nothing, or next to nothing, are asked politely, and not without end.
@@ -52,6 +69,8 @@ private Q_SLOTS:
     void aServerThatBringsNothingMoreIsGivenUpSoon();
     void aServerThatCutsEachTransferIsFinishedInTheEnd_data();
     void aServerThatCutsEachTransferIsFinishedInTheEnd();
+    void shortPartsThatAreSoundMakeTheFileInTheEnd();
+    void shortPartsThatAreSoundAreAskedForNoFasterThanOthers();
     void anEmptyAnswerToAResumeIsNoFile();
     void manyEmptyFilesAreFiles();
 };
@@ -117,6 +136,36 @@ void TestPlaitStorms::aServerThatCutsEachTransferIsFinishedInTheEnd()
     // Parts meet in the middle of an answer now and then; none is fetched twice.
     const qsizetype requests = server.requests().size();
     QVERIFY2(requests <= 2 * size / cutAfter, QByteArray::number(requests));
+}
+
+void TestPlaitStorms::shortPartsThatAreSoundMakeTheFileInTheEnd()
+{
+    constexpr qint64 kBytes = 24;
+    ScriptedServer server;
+    answerByteByByte(server, kBytes);
+    PlaitSandbox plait;
+    const PlaitResult result =
+        plait.run({u"-x"_s, u"8"_s, u"--tries"_s, u"3"_s, u"--retry-wait"_s, u"0.01"_s, server.url(kPath).toString()});
+    QVERIFY2(result.status == kDone, result.err);
+    QCOMPARE(TestFiles::sha256OfFile(plait.path(kName)), TestFiles::sha256OfContent(kSeed, kBytes));
+    const qsizetype requests = server.requests().size();
+    QVERIFY2(requests <= 2 * kBytes, QByteArray::number(requests));
+}
+
+/// One program asks both, so that its own pace is all there is to compare.
+void TestPlaitStorms::shortPartsThatAreSoundAreAskedForNoFasterThanOthers()
+{
+    constexpr int kOthers = 24;
+    constexpr qint64 kBytes = 3000;
+    ScriptedServer parts;
+    answerByteByByte(parts, kBytes);
+    ScriptedServer cut;
+    cut.setResponse("/other.bin", cutFile(kSize, 1024));
+    PlaitSandbox plait;
+    plait.start({u"-x"_s, u"8"_s, parts.url(kPath).toString(), cut.url(u"/other.bin"_s).toString()});
+    QVERIFY2(cut.waitForRequests(kOthers), plait.errorText());
+    const qsizetype requests = parts.requests().size();
+    QVERIFY2(requests > 0 && requests <= 3 * kOthers, QByteArray::number(requests));
 }
 
 void TestPlaitStorms::anEmptyAnswerToAResumeIsNoFile()

@@ -155,33 +155,49 @@ void TestTransferReplyNothing::anEmptyFileIsAsSureAsItsFraming()
 void TestTransferReplyNothing::whoBringsNothingIsAskedLater_data()
 {
     QTest::addColumn<ScriptedResponse>("response");
+    QTest::addColumn<QByteArray>("range");
     QTest::addColumn<bool>("holdsBytes");
     QTest::addColumn<bool>("waits");
+    const QByteArray whole;
     const auto cut = [](qint64 size) {
         ScriptedResponse response = ScriptedResponse::file(kSeed, kSize);
         response.cutAfter = size;
         return response;
     };
-    QTest::newRow("nothing where bytes are held") << ScriptedResponse::ok({}) << true << true;
-    QTest::newRow("cut before the first byte") << cut(0) << false << true;
-    QTest::newRow("cut after a few") << cut(1024) << false << true;
-    QTest::newRow("cut after many") << cut(kHalf) << false << false;
-    QTest::newRow("a small file") << ScriptedResponse::ok("x") << false << false;
-    QTest::newRow("an empty file") << ScriptedResponse::ok({}) << false << false;
-    QTest::newRow("no such file") << ScriptedResponse::error(404) << false << false;
-    QTest::newRow("an overloaded server") << ScriptedResponse::error(503) << false << false;
-    QTest::newRow("a redirect") << ScriptedResponse::redirect("/other") << false << false;
-    QTest::newRow("no answer at all") << ScriptedResponse::noAnswer() << false << false;
+    QTest::newRow("nothing where bytes are held") << ScriptedResponse::ok({}) << whole << true << true;
+    QTest::newRow("cut before the first byte") << cut(0) << whole << false << true;
+    QTest::newRow("cut after a few") << cut(1024) << whole << false << true;
+    QTest::newRow("cut after many") << cut(kHalf) << whole << false << false;
+    const auto part = [](const QByteArray &range) {
+        return ScriptedResponse::garbage("HTTP/1.1 206 Partial Content\r\nContent-Range: bytes " + range
+                                         + "\r\nContent-Length: 1\r\n\r\nx");
+    };
+    QTest::newRow("sound, and a byte of many") << part("0-0/3000") << QByteArray("bytes=0-") << false << true;
+    QTest::newRow("sound, and of a file without a known end")
+        << part("0-0/*") << QByteArray("bytes=0-") << false << true;
+    QTest::newRow("the last byte of many") << part("2999-2999/3000") << QByteArray("bytes=2999-") << false << false;
+    QTest::newRow("a small file that ends with its connection")
+        << ScriptedResponse::garbage("HTTP/1.1 200 OK\r\nConnection: close\r\n\r\nx") << whole << false << true;
+    QTest::newRow("a small file in chunks")
+        << ScriptedResponse::garbage("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n1\r\nx\r\n0\r\n\r\n")
+        << whole << false << false;
+    QTest::newRow("a small file") << ScriptedResponse::ok("x") << whole << false << false;
+    QTest::newRow("an empty file") << ScriptedResponse::ok({}) << whole << false << false;
+    QTest::newRow("no such file") << ScriptedResponse::error(404) << whole << false << false;
+    QTest::newRow("an overloaded server") << ScriptedResponse::error(503) << whole << false << false;
+    QTest::newRow("a redirect") << ScriptedResponse::redirect("/other") << whole << false << false;
+    QTest::newRow("no answer at all") << ScriptedResponse::noAnswer() << whole << false << false;
 }
 
 void TestTransferReplyNothing::whoBringsNothingIsAskedLater()
 {
     QFETCH(ScriptedResponse, response);
+    QFETCH(QByteArray, range);
     QFETCH(bool, holdsBytes);
     QFETCH(bool, waits);
     m_server->setResponse("/file", response);
     for (int i = 0; i < kAsks && !(waits && hasToWait()); ++i) {
-        const Reply reply = ask(ResourceGuard::Task::Download, holdsBytes);
+        const Reply reply = ask(ResourceGuard::Task::Download, holdsBytes, "/file", range);
         const Recorder recorder(reply.get());
         QVERIFY(recorder.wait());
     }
