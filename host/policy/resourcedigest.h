@@ -5,6 +5,7 @@
 #include <host/policy/resourcememory.h>
 
 #include <QByteArray>
+#include <QList>
 
 #include <optional>
 
@@ -12,9 +13,13 @@
 namespace ResourceDigest
 {
 
-/// Of a field Repr-Digest ("sha-256=:BASE64:, …") or Digest ("sha-256=BASE64,…"): the strongest that is known here.
-/// What cannot be understood is as if it were not there: no server owes anybody a digest.
+/// Of a field Repr-Digest ("sha-256=:BASE64:, …") or Digest ("sha-256=BASE64,…"): those that are known here, one of each
+/// algorithm, the strongest first. What cannot be understood is as if it were not there: no server owes anybody a digest.
+QList<Checksum> all(const QByteArray &field);
+/// The strongest of them.
 std::optional<Checksum> parse(const QByteArray &field);
+/// Both fields name a digest of one algorithm, and it is not the same. However either is written.
+bool areOfDifferentFiles(const QByteArray &one, const QByteArray &other);
 
 /// What the file must have whose parts are remembered so: the digest of where its first part came from, else the first
 /// that another of its addresses names. Nothing where none does.

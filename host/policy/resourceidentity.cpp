@@ -3,6 +3,7 @@
 
 #include <host/policy/httpdate.h>
 #include <host/policy/partialanswer.h>
+#include <host/policy/resourcedigest.h>
 
 #include <algorithm>
 
@@ -37,47 +38,21 @@ qint64 totalOf(int status, const QList<Field> &fields)
     return isNumber && length >= 0 ? length : -1;
 }
 
-/// Content-Digest would be about the part alone. The newer field puts colons around what the older one has bare.
+/// As it was sent. Content-Digest would be about the part alone.
 QByteArray digestOf(const QList<Field> &fields)
 {
-    QByteArray digest = valueOf(fields, "Repr-Digest");
-    if (digest.isEmpty())
-        digest = valueOf(fields, "Digest");
-    return digest.replace(':', "");
+    for (const char *const name : {"Repr-Digest", "Digest"}) {
+        const QByteArray digest = valueOf(fields, name);
+        if (ResourceDigest::parse(digest))
+            return digest;
+    }
+    return {};
 }
 
 /// Some servers write a zone where HTTP wants "GMT".
 QDateTime dateFrom(const QString &text)
 {
     return HttpDate::parse(text).value_or(QDateTime::fromString(text, Qt::RFC2822Date));
-}
-
-/// "sha-256=…" of each algorithm.
-QList<QByteArray> partsOf(const QByteArray &digest)
-{
-    QList<QByteArray> parts = digest.split(',');
-    for (QByteArray &part : parts)
-        part = part.trimmed();
-    return parts;
-}
-
-QByteArray algorithmOf(const QByteArray &part)
-{
-    return part.first(std::max<qsizetype>(part.indexOf('='), 0)).toLower();
-}
-
-/// Two that name no algorithm in common say nothing of each other.
-bool isOtherDigest(const QByteArray &one, const QByteArray &other)
-{
-    for (const QByteArray &part : partsOf(one)) {
-        for (const QByteArray &otherPart : partsOf(other)) {
-            const QByteArray algorithm = algorithmOf(part);
-            if (!algorithm.isEmpty() && algorithm == algorithmOf(otherPart)
-                && part.sliced(algorithm.size()) != otherPart.sliced(algorithm.size()))
-                return true;
-        }
-    }
-    return false;
 }
 
 QString shown(const QString &text)
@@ -134,7 +109,7 @@ QString ResourceIdentity::contradiction(const ResourceIdentity &newer) const
     const QByteArray &newerTag = tagOf(newer);
     if (!tag.isEmpty() && !newerTag.isEmpty() && tag != newerTag)
         return differs(u"its ETag"_s, QString::fromLatin1(newerTag), QString::fromLatin1(tag));
-    if (isOtherDigest(digest, newer.digest))
+    if (ResourceDigest::areOfDifferentFiles(digest, newer.digest))
         return differs(u"its digest"_s, QString::fromLatin1(newer.digest), QString::fromLatin1(digest));
     return isOtherDate(*this, newer) && !isProvedTheSame(*this, newer)
         ? differs(u"its date"_s, inWords(newer.lastModified), inWords(lastModified))

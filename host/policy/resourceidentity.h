@@ -16,7 +16,7 @@ struct ResourceIdentity {
     QByteArray weakEtag; ///< a weak one, without its "W/"; empty = none
     QDateTime lastModified; ///< invalid = not said
     qint64 total = -1; ///< bytes; -1 = not said
-    QByteArray digest; ///< value of a digest field that is about the whole; empty = none
+    QByteArray digest; ///< value of a digest field about the whole, as sent; empty = none that is understood
 
     /// @param status 200 or 206, which says whether a length is the whole's @param fields of the answer, in any case
     static ResourceIdentity of(int status, const QList<Field> &fields);

@@ -563,14 +563,15 @@ void TestPlaitAssurance::aFileOfWhichNobodyKeptAnythingIsJustDone()
 void TestPlaitAssurance::whatIdentifiesAnUnfinishedFileIsShown()
 {
     ScriptedServer server;
-    const ScriptedResponse response = fileWith({kWeak, kDate, {"Digest", "sha-256=abc"}});
+    const ScriptedResponse response = fileWith({kWeak, kDate, {"Digest", "sha-256=" + digestOf(kSize)}});
     server.setResponse("/go", ScriptedResponse::redirect("/file.bin"));
     server.setResponse("/file.bin", heldInTheMiddle(response));
     const QString url = server.url(u"/go"_s).toString();
     QCOMPARE(PartWay::leave(*m_plait, {u"-x"_s, u"1"_s, url}, kName, kSeed), QString());
     const PlaitResult shown = m_plait->runBare({u"show"_s, u"1"_s});
     const QByteArray facts = "address       " + url.toUtf8() + "\ntarget        " + server.url(kPath).toEncoded()
-        + "\netag          W/\"weak\"\ndate          2020-01-01T00:00:00Z\ndigest        sha-256=abc\n";
+        + "\netag          W/\"weak\"\ndate          2020-01-01T00:00:00Z\ndigest        sha-256="
+        + digestOf(kSize) + "\n";
     QVERIFY2(shown.out.contains(facts), shown.out);
     QVERIFY2(!shown.out.contains("\nassurance "), shown.out);
     const QJsonObject object = lastObjectIn(m_plait->runBare({u"show"_s, u"--json"_s, u"1"_s}).out);

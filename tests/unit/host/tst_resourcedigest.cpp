@@ -41,6 +41,8 @@ class TestResourceDigest : public QObject
 private Q_SLOTS:
     void aFieldIsUnderstoodOrPassedOver_data();
     void aFieldIsUnderstoodOrPassedOver();
+    void anAnswersFieldIsUnderstoodWhereItIsKept_data();
+    void anAnswersFieldIsUnderstoodWhereItIsKept();
     void theDigestIsThatOfWhereTheFirstPartCameFrom_data();
     void theDigestIsThatOfWhereTheFirstPartCameFrom();
 };
@@ -56,6 +58,8 @@ void TestResourceDigest::aFieldIsUnderstoodOrPassedOver_data()
     QTest::newRow("of Digest") << "sha-256=" + small << sha256;
     QTest::newRow("of Repr-Digest") << "sha-256=:" + small + ":" << sha256;
     QTest::newRow("of Repr-Digest with a parameter") << "sha-256=:" + small + ":;q=1" << sha256;
+    QTest::newRow("of Digest with a parameter") << "sha-256=" + small + ";q=1" << sha256;
+    QTest::newRow("without its padding") << "sha-256=" + small.chopped(1) << sha256;
     QTest::newRow("in capitals") << "SHA-256=" + small << sha256;
     QTest::newRow("MD5") << "MD5=" + kMd5.toBase64() << md5;
     QTest::newRow("SHA-512") << "sha-512=:" + kSha512.toBase64() + ":" << sha512;
@@ -82,6 +86,28 @@ void TestResourceDigest::aFieldIsUnderstoodOrPassedOver()
     QFETCH(QByteArray, field);
     QFETCH(QString, checksum);
     QCOMPARE(textOf(ResourceDigest::parse(field)), checksum);
+}
+
+void TestResourceDigest::anAnswersFieldIsUnderstoodWhereItIsKept_data()
+{
+    QTest::addColumn<QByteArray>("name");
+    QTest::addColumn<QByteArray>("value");
+    const QByteArray digest = kSha256.toBase64();
+    QTest::newRow("Digest") << QByteArray("Digest") << "sha-256=" + digest;
+    QTest::newRow("Repr-Digest") << QByteArray("Repr-Digest") << "sha-256=:" + digest + ":";
+    QTest::newRow("Repr-Digest with a parameter") << QByteArray("Repr-Digest") << "sha-256=:" + digest + ":;p=1";
+    QTest::newRow("a parameter in quotes") << QByteArray("Repr-Digest") << "sha-256=:" + digest + ":;p=\"a:b\"";
+    QTest::newRow("several with parameters")
+        << QByteArray("Repr-Digest") << "md5=:" + kMd5.toBase64() + ":;p, sha-256=:" + digest + ":;p=1";
+}
+
+void TestResourceDigest::anAnswersFieldIsUnderstoodWhereItIsKept()
+{
+    QFETCH(QByteArray, name);
+    QFETCH(QByteArray, value);
+    ResourceMemory memory;
+    memory.addresses.append({QUrl(u"http://0"_s), {}, 0, ResourceIdentity::of(200, {{name, value}})});
+    QCOMPARE(ResourceDigest::of(memory).value_or(Checksum()).expected, kSha256);
 }
 
 void TestResourceDigest::theDigestIsThatOfWhereTheFirstPartCameFrom_data()

@@ -19,6 +19,12 @@ QDateTime day()
     return {QDate(2024, 1, 1), QTime(10, 0), QTimeZone::utc()};
 }
 
+/// Digests that are understood: of one file, and of another.
+const QByteArray kMd5 = "md5=" + QByteArray(16, 'x').toBase64();
+const QByteArray kOtherMd5 = "md5=" + QByteArray(16, 'y').toBase64();
+const QByteArray kSha256 = QByteArray(32, 'x').toBase64();
+const QByteArray kOtherSha256 = QByteArray(32, 'y').toBase64();
+
 ResourceIdentity of(const Fields &fields, int status = 200)
 {
     return ResourceIdentity::of(status, fields);
@@ -120,11 +126,15 @@ void TestResourceIdentity::theDigestIsThatOfTheWhole_data()
     QTest::addColumn<Fields>("fields");
     QTest::addColumn<QByteArray>("digest");
     QTest::newRow("none") << Fields{} << QByteArray();
-    QTest::newRow("the older field") << Fields{{"Digest", "sha-256=aGk="}} << QByteArray("sha-256=aGk=");
-    QTest::newRow("the newer field") << Fields{{"repr-digest", "sha-256=:aGk=:"}} << QByteArray("sha-256=aGk=");
-    QTest::newRow("both") << Fields{{"Digest", "md5=eA=="}, {"Repr-Digest", "sha-256=:aGk=:"}}
-                          << QByteArray("sha-256=aGk=");
-    QTest::newRow("that of the part") << Fields{{"Content-Digest", "sha-256=:aGk=:"}} << QByteArray();
+    const QByteArray older = "sha-256=" + kSha256;
+    const QByteArray newer = "sha-256=:" + kSha256 + ":;p=1";
+    QTest::newRow("the older field") << Fields{{"Digest", older}} << older;
+    QTest::newRow("the newer field") << Fields{{"repr-digest", newer}} << newer;
+    QTest::newRow("both") << Fields{{"Digest", kMd5}, {"Repr-Digest", newer}} << newer;
+    QTest::newRow("both, and one is not understood")
+        << Fields{{"Digest", kMd5}, {"Repr-Digest", "crc32c=:AAAAAA==:"}} << kMd5;
+    QTest::newRow("one that is not understood") << Fields{{"Digest", "sha-256=aGk="}} << QByteArray();
+    QTest::newRow("that of the part") << Fields{{"Content-Digest", newer}} << QByteArray();
 }
 
 void TestResourceIdentity::theDigestIsThatOfTheWhole()
@@ -177,13 +187,21 @@ void TestResourceIdentity::whatContradicts_data()
     row("a size that is not known any more", size("10"), {}, none);
     row("an empty file that is no more", size("0"), size("1"), u"its size is 1 bytes, and was 0"_s);
 
-    row("the same digest", digest("md5=eA=="), digest("md5=eA=="), none);
-    row("another digest", digest("md5=eA=="), digest("md5=eQ=="), u"its digest is md5=eQ==, and was md5=eA=="_s);
-    row("another digest of another algorithm", digest("md5=eA=="), digest("sha-256=eQ=="), none);
-    row("one of several digests is another", digest("md5=eA==, sha-256=eA=="), digest("sha-256=eQ==,md5=eA=="),
-        u"its digest is"_s);
-    row("an algorithm in capitals", digest("SHA-256=eA=="), digest("sha-256=eA=="), none);
-    row("the same digest in the newer field", digest("sha-256=eA=="), {{"Repr-Digest", "sha-256=:eA==:"}}, none);
+    const auto newer = [](const QByteArray &value) { return Fields{{"Repr-Digest", value}}; };
+    const QByteArray sha256 = "sha-256=" + kSha256;
+    row("the same digest", digest(kMd5), digest(kMd5), none);
+    row("another digest", digest(kMd5), digest(kOtherMd5),
+        u"its digest is %1, and was %2"_s.arg(QString::fromLatin1(kOtherMd5), QString::fromLatin1(kMd5)));
+    row("another digest of another algorithm", digest(kMd5), digest("sha-256=" + kOtherSha256), none);
+    row("one of several digests is another", digest(kMd5 + ", " + sha256),
+        digest("sha-256=" + kOtherSha256 + ',' + kMd5), u"its digest is"_s);
+    row("an algorithm in capitals", digest("SHA-256=" + kSha256), digest(sha256), none);
+    row("the same digest in the newer field", digest(sha256), newer("sha-256=:" + kSha256 + ":"), none);
+    row("the same digest with a parameter", newer("sha-256=:" + kSha256 + ":"),
+        newer("sha-256=:" + kSha256 + ":;p=1"), none);
+    row("the same digest without its padding", digest(sha256), digest(sha256.chopped(1)), none);
+    row("another digest behind a parameter", newer("sha-256=:" + kSha256 + ":;p=1"),
+        newer("sha-256=:" + kOtherSha256 + ":;p=1"), u"its digest is"_s);
     row("digests that are none", digest("eA"), digest("eQ"), none);
 }
 
@@ -232,9 +250,9 @@ void TestResourceIdentity::aValidatorIsWhatChangesWithTheResource()
 void TestResourceIdentity::whatIsKnownIsCompletedAndNotReplaced()
 {
     const ResourceIdentity full =
-        of({{"ETag", "\"a\""}, {"Last-Modified", kDay}, {"Content-Length", "10"}, {"Digest", "md5=eA=="}});
+        of({{"ETag", "\"a\""}, {"Last-Modified", kDay}, {"Content-Length", "10"}, {"Digest", kMd5}});
     const ResourceIdentity other =
-        of({{"ETag", "\"b\""}, {"Last-Modified", kNextDay}, {"Content-Length", "11"}, {"Digest", "md5=eQ=="}});
+        of({{"ETag", "\"b\""}, {"Last-Modified", kNextDay}, {"Content-Length", "11"}, {"Digest", kOtherMd5}});
     QCOMPARE(ResourceIdentity().completed(full), full);
     QCOMPARE(full.completed(other), full);
     QCOMPARE(of({{"ETag", "W/\"a\""}}).completed(full).etag, "\"a\""_ba);
