@@ -200,18 +200,22 @@ void ResourceGuard::leadBack(const RequestPath &path)
     m_forsaken.insert(path.address);
 }
 
-/// What an answer to this is held against. Sizes count for all addresses: a file has one. Validators are each server's
-/// own.
+/// What an answer to this is held against. Sizes and digests count for all addresses: a file has one. Validators are
+/// each server's own.
 ResourceIdentity ResourceGuard::heldIdentity(const RequestPath &path) const
 {
     if (!holdsBytes())
         return {};
     const KnownAddress *const known = find(path.address);
     ResourceIdentity held = known ? known->identity : ResourceIdentity();
-    if (held.total >= 0)
-        return held;
-    for (const KnownAddress &other : m_memory.addresses)
-        held.total = std::max(held.total, other.identity.total);
+    const bool hasTotal = held.total >= 0;
+    for (const KnownAddress &other : m_memory.addresses) {
+        if (!hasTotal)
+            held.total = std::max(held.total, other.identity.total);
+        // Of each algorithm the first counts, so that its own come before the others'.
+        if (&other != known && !other.identity.digest.isEmpty())
+            held.digest += (held.digest.isEmpty() ? "" : ", ") + other.identity.digest;
+    }
     return held;
 }
 

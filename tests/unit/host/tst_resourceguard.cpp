@@ -110,6 +110,7 @@ private Q_SLOTS:
     void anAnswerThatGoesOnIsHeldAgainst();
     void validatorsOfMirrorsAreTheirOwn();
     void aSizeCountsForAllAddresses();
+    void aDigestCountsForAllAddresses();
     void whatHadNoBytesBindsNobody();
     void aWholeForARangeIsNotRemembered();
     void aChangeIsToldOnce();
@@ -416,6 +417,29 @@ void TestResourceGuard::aSizeCountsForAllAddresses()
     QCOMPARE(guard->judge(guard->pathTo(kMirror, true), part("\"m\"", "*")).kind, Kind::Welcome);
     QCOMPARE(guard->judge(guard->pathTo(kMirror, true), part("\"m\"", "11")).kind, Kind::Refused);
     QCOMPARE(guard->judge(guard->pathTo(kMirror, true), part("\"m\"", "10")).kind, Kind::Welcome);
+}
+
+void TestResourceGuard::aDigestCountsForAllAddresses()
+{
+    const auto sha256 = [](char of) { return "sha-256=:" + QByteArray(32, of).toBase64() + ":"; };
+    const auto md5 = [](char of) { return "md5=:" + QByteArray(16, of).toBase64() + ":"; };
+    const auto answer = [](const QByteArray &digest) {
+        return head(206, {{"Content-Range", "bytes 4-9/10"}, {"Repr-Digest", digest}});
+    };
+    KnownAddress first = known(kAddress);
+    first.identity.digest = sha256('a');
+    const auto guard = guardWith({first, known(kTarget)});
+    const auto judged = [&](const QUrl &url, const QByteArray &digest) {
+        return guard->judge(guard->pathTo(url, true), answer(digest)).kind;
+    };
+    QCOMPARE(judged(kMirror, sha256('b')), Kind::Refused);
+    // Nor does one get away with another whose size is known, or that once named one of another algorithm.
+    QCOMPARE(judged(kTarget, sha256('b')), Kind::Refused);
+    QCOMPARE(judged(kMirror, md5('m')), Kind::Welcome);
+    QCOMPARE(judged(kMirror, sha256('b')), Kind::Refused);
+    QCOMPARE(judged(kTarget, md5('n')), Kind::Refused);
+    QCOMPARE(judged(kMirror, sha256('a')), Kind::Welcome);
+    QCOMPARE(judged(kTarget, sha256('a') + ";p=1"), Kind::Welcome);
 }
 
 void TestResourceGuard::whatHadNoBytesBindsNobody()
