@@ -28,7 +28,8 @@ const QByteArray kSecret = QByteArrayLiteral("s3cr3t");
 const QString kEarlierVersion[] = {
     u"PRAGMA journal_mode = WAL"_s,
     u"PRAGMA secure_delete = OFF"_s,
-    u"UPDATE downloads SET parameters = '{\"depth\":2,\"headers\":{\"X-Count\":3,\"X-Odd\":\"s3cr3t-parameters\"}}'"_s,
+    u"UPDATE downloads SET parameters = '{\"depth\":2,\"headers\":{\"X-Count\":3,\"Accept-Language\":\"en\","
+    u"\"X-Odd\":\"s3cr3t-parameters\"}}'"_s,
     u"INSERT INTO headers VALUES (1, 0, 'Accept', 'a/b'), (1, 1, 'X-Vault-Token', 's3cr3t-token'),"
     u"(1, 2, 'Range', 's3cr3t-range'), (1, 3, 'cookie', 's3cr3t-cookie')"_s,
     // Enough that pages are free afterwards.
