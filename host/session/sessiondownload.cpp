@@ -161,6 +161,8 @@ void SessionDownload::run(AbstractDownloadCommand command, const FileIdentity &f
     if (command == AbstractDownloadCommand::Restart) {
         m_savedMemory.reset();
         forgetBytes();
+    } else {
+        forgetThatItIsEarly();
     }
     m_download->doCommand(command);
     // A command that has nothing to do begins no run, or one that is over by now.
@@ -181,6 +183,19 @@ void SessionDownload::finishNow()
         m_guard->setMemory(memory, true);
     }
     m_download->doCommand(AbstractDownloadCommand::FinishNow);
+}
+
+/// Who goes on with what was to be finished early, and was not, gets more than what was there.
+void SessionDownload::forgetThatItIsEarly()
+{
+    const bool isEarly = m_guard && m_guard->memory().evidence.doubt == Evidence::Doubt::FinishedEarly
+        && !m_saved.isFinished() && !m_saved.files.isEmpty() && FinishNow::isEarly(m_saved);
+    if (!isEarly)
+        return;
+    ResourceMemory memory = m_guard->memory();
+    // In whose place it stood is not kept. A single answer gives no cause for any.
+    memory.evidence.doubt = memory.evidence.answers > 1 ? Evidence::Doubt::Unknown : Evidence::Doubt::None;
+    m_guard->setMemory(memory, true);
 }
 
 void SessionDownload::onChanged(bool significantly)

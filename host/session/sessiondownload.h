@@ -98,6 +98,7 @@ private:
     std::string whoRefused(const AbstractDownloadPersistentInfo &record) const;
     bool isWithoutBytes() const;
     void forgetBytes();
+    void forgetThatItIsEarly();
     void save();
     void saveSoon();
     void begin(const AbstractDownloadPersistentInfo &snapshot);

@@ -70,11 +70,16 @@ private Q_SLOTS:
     void whatIsRememberedIsSavedWithTheBytes();
     void whatDidNotChangeIsNotSavedAgain();
     void aRestartForgetsInTheListToo();
+    void whatWasNotFinishedEarlyAfterAllIsAsSureAsItsParts_data();
+    void whatWasNotFinishedEarlyAfterAllIsAsSureAsItsParts();
+    void whatIsSettledEarlyStaysSo();
     void aMadeUpAnswerIsNoAnswer();
 
 private:
     /// Running, with 300 bytes that came as the memory says.
     void begin(AbstractDownloadCommand command = AbstractDownloadCommand::Start);
+    /// With what the list has.
+    void goOn();
     void refuse(const QUrl &address = kAddress);
 
     std::unique_ptr<QTemporaryDir> m_dir;
@@ -110,6 +115,18 @@ void TestSessionDownloadGuard::begin(AbstractDownloadCommand command)
     m_download = std::make_unique<SessionDownload>(m_fake, m_list.get(), nullptr, new FakeSyncer);
     m_download->setGuard(m_guard);
     m_download->run(command);
+}
+
+void TestSessionDownloadGuard::goOn()
+{
+    const Info info = m_list->load(m_id).value();
+    m_guard = std::make_shared<ResourceGuard>(ResourceGuard::Task::Download);
+    m_guard->setMemory(m_list->memory(m_id), true);
+    m_fake = new FakeDownload(m_id, nullptr);
+    m_fake->setInfo(info);
+    m_download = std::make_unique<SessionDownload>(m_fake, m_list.get(), nullptr, new FakeSyncer);
+    m_download->setGuard(m_guard);
+    m_download->run(AbstractDownloadCommand::Start);
 }
 
 void TestSessionDownloadGuard::refuse(const QUrl &address)
@@ -188,6 +205,51 @@ void TestSessionDownloadGuard::aRestartForgetsInTheListToo()
 {
     begin(AbstractDownloadCommand::Restart);
     QCOMPARE(m_list->memory(m_id), ResourceMemory());
+}
+
+void TestSessionDownloadGuard::whatWasNotFinishedEarlyAfterAllIsAsSureAsItsParts_data()
+{
+    QTest::addColumn<int>("parts");
+    QTest::addColumn<Evidence::Doubt>("doubt");
+    QTest::newRow("one part, and the rest") << 1 << Evidence::Doubt::None;
+    // Whatever doubt there was about them gave way.
+    QTest::newRow("two parts, and the rest") << 2 << Evidence::Doubt::Unknown;
+}
+
+void TestSessionDownloadGuard::whatWasNotFinishedEarlyAfterAllIsAsSureAsItsParts()
+{
+    QFETCH(int, parts);
+    begin();
+    if (parts > 1)
+        m_guard->takeBytes(m_guard->pathTo(kAddress, true), part("\"a\""));
+    m_download->finishNow();
+    m_fake->change(true, [](Info &info) { setBytes(info, 400); });
+    m_download->stop();
+    QCOMPARE(m_list->memory(m_id).evidence.reason(), Evidence::Doubt::FinishedEarly);
+
+    goOn();
+    m_guard->takeBytes(m_guard->pathTo(kAddress, true), part("\"a\""));
+    m_fake->change(true, [](Info &info) {
+        setBytes(info, 1000);
+        info.setFinished(true, true);
+    });
+    QVERIFY(m_list->load(m_id)->isFinished());
+    QTEST(m_list->memory(m_id).evidence.reason(), "doubt");
+}
+
+void TestSessionDownloadGuard::whatIsSettledEarlyStaysSo()
+{
+    begin();
+    m_download->finishNow();
+    m_fake->change(true, [](Info &info) {
+        info.files.first().size = 300;
+        info.files.first().sections = {{0, 300, 300}};
+    });
+    // Before it had its name.
+    m_download->stop();
+    goOn();
+    m_fake->change(true, [](Info &info) { info.setFinished(true, true); });
+    QCOMPARE(m_list->memory(m_id).evidence.reason(), Evidence::Doubt::FinishedEarly);
 }
 
 void TestSessionDownloadGuard::aMadeUpAnswerIsNoAnswer()
