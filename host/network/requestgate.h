@@ -6,19 +6,29 @@
 #include <QElapsedTimer>
 #include <QUrl>
 
+#include <functional>
+
 /// The pace of requests to each server, by the clock: one for all downloads of a session. Lives in their thread.
 class RequestGate
 {
     Q_DISABLE_COPY_MOVE(RequestGate)
 
 public:
-    RequestGate() { m_clock.start(); }
+    using Clock = std::function<qint64()>;
 
-    /// ms to wait, and to ask again; 0 = the request is sent now.
-    qint64 begin(const QUrl &url) { return m_pace.begin(hostAndPortFromUrl(url), m_clock.elapsed()); }
-    void note(const QUrl &url, RequestPace::Outcome outcome) { m_pace.note(hostAndPortFromUrl(url), outcome); }
+    RequestGate() { m_elapsed.start(); }
+
+    /// ms, only going forward.
+    qint64 now() const { return m_clock ? m_clock() : m_elapsed.elapsed(); }
+    /// In place of the machine's own.
+    void setClock(const Clock &clock) { m_clock = clock; }
+
+    /// See RequestPace::begin(). @param askedMs what now() was when the request was asked for first
+    qint64 begin(const QUrl &url, qint64 askedMs) { return m_pace.begin(hostAndPortFromUrl(url), now(), askedMs); }
+    void note(const QUrl &url, RequestPace::Outcome outcome) { m_pace.note(hostAndPortFromUrl(url), outcome, now()); }
 
 private:
     RequestPace m_pace;
-    QElapsedTimer m_clock;
+    QElapsedTimer m_elapsed;
+    Clock m_clock;
 };

@@ -28,6 +28,8 @@ namespace
 constexpr qint64 kSmallestFreeWindow = 128 * 1024;
 constexpr int kPartialContent = 206;
 constexpr int kTemporaryRedirect = 307;
+const QString kTooManyWait =
+    QStringLiteral("The server brings nothing, and too many requests wait to ask it again. Try again later.");
 const QString kNothingNew = QStringLiteral("The server answered with nothing new.");
 
 bool isRedirect(int status)
@@ -63,6 +65,8 @@ TransferReply::TransferReply(QNetworkAccessManager::Operation operation, const Q
     , m_request(request)
 {
     present(operation, original);
+    if (m_way.gate)
+        m_askedMs = m_way.gate->now();
     beginInTurn();
 }
 
@@ -175,7 +179,11 @@ void TransferReply::present(QNetworkAccessManager::Operation operation, const QN
 
 void TransferReply::beginInTurn()
 {
-    const qint64 wait = m_way.gate ? m_way.gate->begin(url()) : 0;
+    const qint64 wait = m_way.gate ? m_way.gate->begin(url(), m_askedMs) : 0;
+    if (wait == RequestPace::kTooLong) {
+        endWith(UnknownServerError, kTooManyWait);
+        return;
+    }
     if (wait == 0) {
         begin(m_request);
         if (m_way.path.isLed)

@@ -29,7 +29,8 @@ class TransferLoop;
 /// Of a request that belongs to a download, the answer is held against what the download's guard knows before anybody
 /// hears of it; what is not welcome ends with an error, or leads back to where its request came from. An answer that
 /// could only bring more of what is there already is told with its first byte: without one it is an error, and nobody
-/// has taken it for an answer. Such a request may have to wait for its turn before it is sent.
+/// has taken it for an answer. Such a request may have to wait for its turn before it is sent; it ends with an error
+/// where that would take too long.
 ///
 /// To its receivers it is as any other: metaDataChanged() before readyRead(), and then errorOccurred() if there is an
 /// error, readChannelFinished() and finished(), once. Redirects are told, not followed. Nothing is emitted in the
@@ -126,6 +127,7 @@ private:
     bool m_isHeadHeld = false; ///< it is told with the first byte
     TransferPipe::Head m_heldHead;
     qint64 m_taken = 0; ///< bytes of it
+    qint64 m_askedMs = 0; ///< when it began to wait for its turn, by the gate's clock
     TransferRequest m_request;
     std::shared_ptr<Transfer> m_transfer; ///< null once it has ended and all is read, and where there was none
     qint64 m_told = 0; ///< bytes that were shown by the last readyRead() and are unread

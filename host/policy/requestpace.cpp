@@ -11,33 +11,40 @@ constexpr int kMostDoublings = 20;
 
 }
 
-qint64 RequestPace::begin(const QtHostAndPort &server, qint64 nowMs)
+qint64 RequestPace::begin(const QtHostAndPort &server, qint64 nowMs, qint64 askedMs)
 {
+    forgetOld(nowMs);
     const auto found = m_records.find(server);
     if (found == m_records.end())
         return 0;
     const qint64 wait = found->isAsked ? found->last + waitAfter(*found) - nowMs : 0;
     if (wait > 0)
-        return wait;
+        return nowMs + wait - askedMs > kPatienceMs ? kTooLong : wait;
     found->last = nowMs;
     found->isAsked = true;
     return 0;
 }
 
-void RequestPace::note(const QtHostAndPort &server, Outcome outcome)
+void RequestPace::note(const QtHostAndPort &server, Outcome outcome, qint64 nowMs)
 {
-    switch (outcome) {
-    case Outcome::Nothing:
-        ++m_records[server].nothing;
-        break;
-    case Outcome::Little:
-        m_records[server].nothing = 0;
-        ++m_records[server].little;
-        break;
-    case Outcome::Enough:
+    forgetOld(nowMs);
+    if (outcome == Outcome::Enough) {
         m_records.remove(server);
-        break;
+        return;
     }
+    Record &record = m_records[server];
+    record.noted = nowMs;
+    if (outcome == Outcome::Nothing) {
+        ++record.nothing;
+        return;
+    }
+    record.nothing = 0;
+    ++record.little;
+}
+
+void RequestPace::forgetOld(qint64 nowMs)
+{
+    m_records.removeIf([nowMs](const auto &record) { return nowMs - record.value().noted >= kMemoryMs; });
 }
 
 qint64 RequestPace::waitAfter(const Record &record)

@@ -31,19 +31,27 @@ public:
     /// ... and always this one where a little came. Slow enough for the watchdog not to take it for a storm.
     static constexpr qint64 kSteadyWaitMs = 125;
 
-    /// ms until a request to that server may be sent, and is to be asked for again; 0 = it is sent now.
-    /// @param nowMs of a clock that only goes forward
-    qint64 begin(const QtHostAndPort &server, qint64 nowMs);
-    void note(const QtHostAndPort &server, Outcome outcome);
+    /// Less than a module waits for an answer, so that a request that is not sent has an error of its own.
+    static constexpr qint64 kPatienceMs = 60'000;
+    /// Since its last answer that counts, until a server is as good as new.
+    static constexpr qint64 kMemoryMs = 60'000;
+    static constexpr qint64 kTooLong = -1;
+
+    /// ms until a request to that server may be sent, and is to be asked for again; 0 = it is sent now; kTooLong = it
+    /// would wait for longer than kPatienceMs, and is not sent. @param askedMs when it was asked for first
+    qint64 begin(const QtHostAndPort &server, qint64 nowMs, qint64 askedMs);
+    void note(const QtHostAndPort &server, Outcome outcome, qint64 nowMs);
 
 private:
     struct Record {
         int nothing = 0; ///< answers in a row
         int little = 0; ///< the same
+        qint64 noted = 0; ///< when the last of them ended
         qint64 last = 0; ///< when a request was sent
         bool isAsked = false; ///< one was
     };
     static qint64 waitAfter(const Record &record);
+    void forgetOld(qint64 nowMs);
 
     QHash<QtHostAndPort, Record> m_records; ///< of servers that are not as they should be
 };

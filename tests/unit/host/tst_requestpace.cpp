@@ -31,6 +31,9 @@ private Q_SLOTS:
     void eachServerAndPortHasItsOwn();
     void aServerThatBringsNothingIsAskedSeldomInTenSeconds();
     void theSteadyPaceIsNoStorm();
+    void ofManyThatWaitForOneServerSomeWaitForTooLong();
+    void whatWasLongAgoIsForgotten();
+    void aServerThatGoesOnBringingNothingIsNotForgotten();
 };
 
 void TestRequestPace::whoBringsNothingIsAskedMoreAndMoreSeldom_data()
@@ -66,44 +69,44 @@ void TestRequestPace::whoBringsNothingIsAskedMoreAndMoreSeldom()
     QFETCH(Outcomes, outcomes);
     RequestPace pace;
     for (const Outcome outcome : outcomes)
-        pace.note(kServer, outcome);
-    QCOMPARE(pace.begin(kServer, kNow), 0); // nobody knows when the last one was
-    QTEST(pace.begin(kServer, kNow), "wait");
+        pace.note(kServer, outcome, kNow);
+    QCOMPARE(pace.begin(kServer, kNow, kNow), 0); // nobody knows when the last one was
+    QTEST(pace.begin(kServer, kNow, kNow), "wait");
 }
 
 void TestRequestPace::theTimeSinceTheLastRequestCounts()
 {
     RequestPace pace;
     for (int i = 0; i < 6; ++i)
-        pace.note(kServer, Outcome::Nothing);
-    QCOMPARE(pace.begin(kServer, 0), 0);
-    QCOMPARE(pace.begin(kServer, 300), 700);
-    QCOMPARE(pace.begin(kServer, 1000), 0);
-    QCOMPARE(pace.begin(kServer, 5000), 0);
+        pace.note(kServer, Outcome::Nothing, 0);
+    QCOMPARE(pace.begin(kServer, 0, 0), 0);
+    QCOMPARE(pace.begin(kServer, 300, 300), 700);
+    QCOMPARE(pace.begin(kServer, 1000, 1000), 0);
+    QCOMPARE(pace.begin(kServer, 5000, 5000), 0);
 }
 
 void TestRequestPace::ofSeveralThatWaitOneGoesAtATime()
 {
     RequestPace pace;
     for (int i = 0; i < 4; ++i)
-        pace.note(kServer, Outcome::Nothing);
-    QCOMPARE(pace.begin(kServer, 0), 0);
-    QCOMPARE(pace.begin(kServer, 0), 250);
-    QCOMPARE(pace.begin(kServer, 0), 250);
-    QCOMPARE(pace.begin(kServer, 250), 0);
-    QCOMPARE(pace.begin(kServer, 250), 250);
+        pace.note(kServer, Outcome::Nothing, 0);
+    QCOMPARE(pace.begin(kServer, 0, 0), 0);
+    QCOMPARE(pace.begin(kServer, 0, 0), 250);
+    QCOMPARE(pace.begin(kServer, 0, 0), 250);
+    QCOMPARE(pace.begin(kServer, 250, 250), 0);
+    QCOMPARE(pace.begin(kServer, 250, 250), 250);
 }
 
 void TestRequestPace::eachServerAndPortHasItsOwn()
 {
     RequestPace pace;
     for (int i = 0; i < 4; ++i)
-        pace.note(kServer, Outcome::Nothing);
-    QCOMPARE(pace.begin(kServer, 0), 0);
-    QCOMPARE(pace.begin(kServer, 0), 250);
+        pace.note(kServer, Outcome::Nothing, 0);
+    QCOMPARE(pace.begin(kServer, 0, 0), 0);
+    QCOMPARE(pace.begin(kServer, 0, 0), 250);
     for (const QtHostAndPort &other : {QtHostAndPort{u"a"_s, 81}, QtHostAndPort{u"b"_s, 80}}) {
-        QCOMPARE(pace.begin(other, 0), 0);
-        QCOMPARE(pace.begin(other, 0), 0);
+        QCOMPARE(pace.begin(other, 0, 0), 0);
+        QCOMPARE(pace.begin(other, 0, 0), 0);
     }
 }
 
@@ -113,10 +116,10 @@ void TestRequestPace::aServerThatBringsNothingIsAskedSeldomInTenSeconds()
     int requests = 0;
     // Who asks again at once has the answer at once.
     for (qint64 now = 0; now < 10'000; ++now) {
-        if (pace.begin(kServer, now) != 0)
+        if (pace.begin(kServer, now, now) != 0)
             continue;
         ++requests;
-        pace.note(kServer, Outcome::Nothing);
+        pace.note(kServer, Outcome::Nothing, now);
     }
     QVERIFY2(requests > RequestPace::kFree && requests <= 20, QByteArray::number(requests));
 }
@@ -128,12 +131,62 @@ void TestRequestPace::theSteadyPaceIsNoStorm()
     RequestPace pace;
     int requests = 0;
     for (qint64 now = 0; now < kPeriodMs; ++now) {
-        if (pace.begin(kServer, now) != 0)
+        if (pace.begin(kServer, now, now) != 0)
             continue;
         ++requests;
-        pace.note(kServer, Outcome::Little);
+        pace.note(kServer, Outcome::Little, now);
     }
     QVERIFY2(requests > 35 && requests < kStorm, QByteArray::number(requests));
+}
+
+void TestRequestPace::ofManyThatWaitForOneServerSomeWaitForTooLong()
+{
+    constexpr int kWaiting = 30;
+    RequestPace pace;
+    for (int i = 0; i < 20; ++i)
+        pace.note(kServer, Outcome::Nothing, 0);
+    QCOMPARE(pace.begin(kServer, 0, 0), 0);
+    int sent = 0;
+    int ended = 0;
+    for (qint64 now = 0; now <= RequestPace::kPatienceMs; ++now) {
+        for (int i = sent + ended; i < kWaiting; ++i) {
+            const qint64 wait = pace.begin(kServer, now, 0);
+            if (wait == RequestPace::kTooLong)
+                ++ended;
+            if (wait != 0)
+                continue;
+            ++sent;
+            pace.note(kServer, Outcome::Nothing, now);
+        }
+    }
+    QCOMPARE(sent, int(RequestPace::kPatienceMs / RequestPace::kLongestWaitMs));
+    QCOMPARE(ended, kWaiting - sent);
+}
+
+void TestRequestPace::whatWasLongAgoIsForgotten()
+{
+    for (const Outcome outcome : {Outcome::Nothing, Outcome::Little}) {
+        RequestPace pace;
+        for (int i = 0; i < 20; ++i)
+            pace.note(kServer, outcome, 1000);
+        const qint64 last = 1000 + RequestPace::kMemoryMs - 1;
+        QCOMPARE(pace.begin(kServer, last, last), 0);
+        QVERIFY(pace.begin(kServer, last, last) > 0);
+        QCOMPARE(pace.begin(kServer, last + 1, last + 1), 0);
+        pace.note(kServer, outcome, last + 1);
+        QCOMPARE(pace.begin(kServer, last + 2, last + 2), 0);
+        QCOMPARE(pace.begin(kServer, last + 2, last + 2), 0);
+    }
+}
+
+void TestRequestPace::aServerThatGoesOnBringingNothingIsNotForgotten()
+{
+    RequestPace pace;
+    for (qint64 now = 0; now <= 10 * RequestPace::kMemoryMs; now += RequestPace::kMemoryMs / 2)
+        pace.note(kServer, Outcome::Nothing, now);
+    const qint64 last = 10 * RequestPace::kMemoryMs;
+    QCOMPARE(pace.begin(kServer, last, last), 0);
+    QCOMPARE(pace.begin(kServer, last, last), RequestPace::kLongestWaitMs);
 }
 
 QTEST_GUILESS_MAIN(TestRequestPace)

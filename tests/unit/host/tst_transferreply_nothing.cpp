@@ -43,6 +43,7 @@ private Q_SLOTS:
     void whoBringsNothingIsAskedLater();
     void aRequestThatWaitsIsNotSentAndMayBeAborted();
     void aRequestThatWaitedIsSentInTheEnd();
+    void aRequestThatWouldWaitForTooLongIsAnError();
 
 private:
     Reply ask(ResourceGuard::Task task, bool holdsBytes, const QByteArray &path = "/file",
@@ -65,8 +66,9 @@ TransferBench::Reply TestTransferReplyNothing::ask(ResourceGuard::Task task, boo
 /// Whether the second of two requests would.
 bool TestTransferReplyNothing::hasToWait() const
 {
-    m_hub->gate()->begin(m_server->url(u"/file"_s));
-    return m_hub->gate()->begin(m_server->url(u"/file"_s)) > 0;
+    const qint64 now = m_hub->gate()->now();
+    m_hub->gate()->begin(m_server->url(u"/file"_s), now);
+    return m_hub->gate()->begin(m_server->url(u"/file"_s), now) > 0;
 }
 
 void TestTransferReplyNothing::anAnswerWithTheRestIsToldWithItsFirstByte()
@@ -235,6 +237,27 @@ void TestTransferReplyNothing::aRequestThatWaitedIsSentInTheEnd()
     QCOMPARE(recorder.events, Recorder::wholeAnswer());
     QCOMPARE(recorder.body, content());
     QVERIFY(!hasToWait());
+}
+
+void TestTransferReplyNothing::aRequestThatWouldWaitForTooLongIsAnError()
+{
+    qint64 now = 0;
+    const QUrl url = m_server->url(u"/file"_s);
+    m_hub->gate()->setClock([&now] { return now; });
+    for (int i = 0; i <= RequestPace::kFree; ++i)
+        m_hub->gate()->note(url, RequestPace::Outcome::Nothing);
+    QVERIFY(hasToWait());
+    const Reply reply = ask(ResourceGuard::Task::Download, false);
+    const Recorder recorder(reply.get());
+    // All that time others were first.
+    now = RequestPace::kPatienceMs;
+    for (int i = 0; i <= RequestPace::kFree; ++i)
+        m_hub->gate()->note(url, RequestPace::Outcome::Nothing);
+    QVERIFY(hasToWait());
+    QVERIFY(recorder.wait());
+    QCOMPARE(recorder.events, Recorder::failureWith(Error::UnknownServerError));
+    QVERIFY2(reply->errorString().contains(u"too many requests wait"_s), qPrintable(reply->errorString()));
+    QVERIFY(m_server->requests("/file").isEmpty());
 }
 
 QTEST_GUILESS_MAIN(TestTransferReplyNothing)
