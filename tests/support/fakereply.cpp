@@ -126,7 +126,9 @@ void FakeReply::ignoreSslErrors()
 qint64 FakeReply::readData(char *data, qint64 maxSize)
 {
     const qint64 size = std::min<qint64>(maxSize, m_data.size());
-    std::memcpy(data, m_data.constData(), size_t(size));
+    // Of nothing there is no address to copy from.
+    if (size > 0)
+        std::memcpy(data, m_data.constData(), size_t(size));
     m_data.remove(0, size);
     return size;
 }

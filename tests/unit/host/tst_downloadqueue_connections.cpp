@@ -3,6 +3,7 @@
 #include <host/session/downloadsession.h>
 #include <tests/support/scriptedserver.h>
 
+#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -62,6 +63,10 @@ void TestDownloadQueueConnections::init()
 void TestDownloadQueueConnections::cleanup()
 {
     m_queue.reset();
+    // In order, so that nothing is left behind in the writers' thread.
+    QSignalSpy closed(m_session.get(), &DownloadSession::closed);
+    m_session->close();
+    QTRY_COMPARE(closed.size(), 1);
     m_session.reset();
     m_server.reset();
 }
