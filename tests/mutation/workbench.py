@@ -59,8 +59,9 @@ class Workbench:
         run(["ninja", "-C", self.build, *(test["name"] for each in tests.values() for test in each)])
         database = json.loads((self.build / "compile_commands.json").read_text())
         self.commands = {os.path.relpath(entry["file"], self.root): entry for entry in database}
-        for room in rooms:
-            self.programs[room] = self.timed_programs(tests[room], longest)
+        # What was not built yet had no command to run.
+        for room, names in rooms.items():
+            self.programs[room] = self.timed_programs(self.tests_of(room, names), longest)
 
     def configure(self):
         if (self.build / "build.ninja").exists():
