@@ -2,7 +2,7 @@
 #include <cli/arguments.h>
 
 #include <cli/commandline.h>
-#include <host/policy/checksum.h>
+#include <host/parsing/checksum.h>
 #include <host/policy/harmlessheaders.h>
 #include <host/policy/proxychoice.h>
 #include <host/policy/redaction.h>

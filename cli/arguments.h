@@ -2,11 +2,11 @@
 #pragma once
 
 #include <cli/progressmode.h>
+#include <host/engine/downloadrequest.h>
+#include <host/engine/optionchanges.h>
+#include <host/engine/queueoptions.h>
+#include <host/engine/sessionoptions.h>
 #include <host/policy/exitstatus.h>
-#include <host/session/downloadrequest.h>
-#include <host/session/optionchanges.h>
-#include <host/session/queueoptions.h>
-#include <host/session/sessionoptions.h>
 #include <host/storage/listentry.h>
 
 #include <QList>

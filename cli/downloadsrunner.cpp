@@ -4,9 +4,9 @@
 #include <cli/printer.h>
 #include <cli/progressline.h>
 #include <cli/questions.h>
+#include <host/engine/downloadsession.h>
 #include <host/policy/connectionsnote.h>
 #include <host/policy/contentencoding.h>
-#include <host/session/downloadsession.h>
 
 #include <algorithm>
 #include <limits>

@@ -4,7 +4,7 @@
 #include <cli/arguments.h>
 #include <cli/runner.h>
 #include <cli/summary.h>
-#include <host/session/downloadqueue.h>
+#include <host/engine/downloadqueue.h>
 
 #include <QHash>
 #include <QSet>

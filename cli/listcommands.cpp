@@ -3,11 +3,10 @@
 
 #include <cli/jsonline.h>
 #include <cli/progressline.h>
+#include <host/engine/downloadsession.h>
 #include <host/policy/errormessages.h>
 #include <host/policy/fileassurance.h>
-#include <host/policy/resourcedigest.h>
 #include <host/policy/shown.h>
-#include <host/session/downloadsession.h>
 #include <host/storage/downloadlist.h>
 #include <inet/qt/download/response/fileinfoutils.h>
 
@@ -224,7 +223,7 @@ void addAssurance(Facts &facts, const Known &known)
     const bool isGiven = !known.options.checksumAlgorithm.isEmpty();
     const auto checksum = isGiven ? std::optional(known.options.checksumResult) : std::nullopt;
     const ChecksumResult digest = known.memory.evidence.digest;
-    const std::optional<Checksum> servers = ResourceDigest::of(known.memory);
+    const std::optional<Checksum> servers = known.memory.digest();
     if (servers && digest != ChecksumResult::NotCompared)
         addFact(facts, u"digest"_s, u"%1, %2"_s.arg(servers->toText(), checksumWord(digest)));
     const FileAssurance assurance = FileAssurance::of(known.memory.evidence, checksum);

@@ -3,8 +3,8 @@
 
 #include <cli/arguments.h>
 #include <cli/runner.h>
-#include <host/session/downloadsession.h>
-#include <host/session/resourcecheck.h>
+#include <host/engine/downloadsession.h>
+#include <host/engine/resourcecheck.h>
 
 #include <QElapsedTimer>
 

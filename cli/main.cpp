@@ -10,8 +10,8 @@
 #include <cli/questions.h>
 #include <cli/signalwatcher.h>
 #include <cli/standardoutput.h>
+#include <host/engine/downloadsession.h>
 #include <host/policy/shown.h>
-#include <host/session/downloadsession.h>
 #include <host/storage/logfile.h>
 #include <inet/qt/download/framework/qtappdefaultlogger.h>
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <host/session/downloadstatus.h>
+#include <host/engine/downloadstatus.h>
 
 #include <QList>
 #include <QUrl>

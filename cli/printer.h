@@ -3,7 +3,7 @@
 
 #include <cli/overview.h>
 #include <cli/summary.h>
-#include <host/session/queryresult.h>
+#include <host/engine/queryresult.h>
 
 #include <QString>
 #include <QUrl>

@@ -2,7 +2,7 @@
 #pragma once
 
 #include <cli/overview.h>
-#include <host/session/queryresult.h>
+#include <host/engine/queryresult.h>
 
 #include <QString>
 

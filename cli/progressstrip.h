@@ -2,7 +2,7 @@
 #pragma once
 
 #include <cli/terminallook.h>
-#include <host/session/downloadstatus.h>
+#include <host/engine/downloadstatus.h>
 
 #include <QList>
 #include <QString>

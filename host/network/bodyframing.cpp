@@ -2,7 +2,7 @@
 #include <host/network/bodyframing.h>
 
 #include <host/network/fieldline.h>
-#include <host/policy/partialanswer.h>
+#include <host/parsing/partialanswer.h>
 
 #include <algorithm>
 #include <limits>

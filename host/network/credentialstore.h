@@ -2,10 +2,10 @@
 #pragma once
 
 #include <host/network/networkoptions.h>
-#include <host/policy/netrc.h>
+#include <host/parsing/netrc.h>
+#include <host/parsing/urlcredentials.h>
 #include <host/policy/origin.h>
 #include <host/policy/secretheader.h>
-#include <host/policy/urlcredentials.h>
 
 #include <QHash>
 #include <QList>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <host/network/fieldnames.h>
 
-#include <host/policy/httpdate.h>
+#include <host/parsing/httpdate.h>
 
 #include <algorithm>
 #include <iterator>

@@ -2,7 +2,7 @@
 #include <host/network/ftptransfer.h>
 
 #include <host/network/transfererrors.h>
-#include <host/policy/authchallenges.h>
+#include <host/parsing/authchallenges.h>
 #include <host/policy/proxychoice.h>
 
 #include <QDateTime>

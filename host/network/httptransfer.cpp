@@ -3,7 +3,7 @@
 
 #include <host/network/tlsgoodbye.h>
 #include <host/network/transfererrors.h>
-#include <host/policy/authchallenges.h>
+#include <host/parsing/authchallenges.h>
 #include <host/policy/errormessages.h>
 #include <host/policy/proxychoice.h>
 

@@ -5,7 +5,7 @@
 #include <host/network/sharedcookiejar.h>
 #include <host/network/transferhub.h>
 #include <host/network/transfermanager.h>
-#include <host/policy/netscapecookies.h>
+#include <host/parsing/netscapecookies.h>
 #include <inet/qt/download/framework/abstractnetworkconsumersstats.h>
 
 #include <QDateTime>

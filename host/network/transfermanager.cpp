@@ -7,9 +7,9 @@
 #include <host/network/sharedcookiejar.h>
 #include <host/network/transferhub.h>
 #include <host/network/transferreply.h>
+#include <host/parsing/partialanswer.h>
+#include <host/parsing/urlcredentials.h>
 #include <host/policy/harmlessheaders.h>
-#include <host/policy/partialanswer.h>
-#include <host/policy/urlcredentials.h>
 
 #include <QIODevice>
 #include <QNetworkCookie>

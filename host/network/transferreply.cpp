@@ -7,7 +7,7 @@
 #include <host/network/sslproblems.h>
 #include <host/network/transferloop.h>
 #include <host/network/transfermanager.h>
-#include <host/policy/partialanswer.h>
+#include <host/parsing/partialanswer.h>
 #include <inet/qt/download/framework/abstractnetworkaccesschief.h>
 
 #include <QEvent>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <host/policy/urlcredentials.h>
+#include <host/parsing/urlcredentials.h>
 
 #include <QByteArray>
 #include <QList>

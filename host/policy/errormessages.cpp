@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <host/policy/errormessages.h>
 
-#include <host/policy/authchallenges.h>
+#include <host/parsing/authchallenges.h>
 #include <host/policy/exitstatus.h>
 
 #include <QDir>

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <host/policy/resourceidentity.h>
 
-#include <host/policy/httpdate.h>
-#include <host/policy/partialanswer.h>
-#include <host/policy/resourcedigest.h>
+#include <host/parsing/httpdate.h>
+#include <host/parsing/partialanswer.h>
+#include <host/parsing/resourcedigest.h>
 
 #include <algorithm>
 

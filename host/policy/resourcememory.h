@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/parsing/checksum.h>
 #include <host/policy/evidence.h>
 #include <host/policy/resourceidentity.h>
 
 #include <QList>
 #include <QUrl>
+
+#include <optional>
 
 /// An address that a person gave, and what answered there.
 struct KnownAddress {
@@ -21,6 +24,10 @@ struct KnownAddress {
 struct ResourceMemory {
     QList<KnownAddress> addresses; ///< no URL twice
     Evidence evidence;
+
+    /// What the file must have: the digest of where its first part came from, else the first that another of its
+    /// addresses names. Nothing where none does.
+    std::optional<Checksum> digest() const;
 
     friend bool operator==(const ResourceMemory &, const ResourceMemory &) = default;
 };

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <host/policy/retry.h>
 
-#include <host/policy/httpdate.h>
+#include <host/parsing/httpdate.h>
 
 #include <QFileDevice>
 #include <QNetworkReply>

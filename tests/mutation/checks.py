@@ -9,7 +9,7 @@ MODULE = "inet/qt/download/downloadswww/"
 RESPONSE = "inet/qt/download/response/"
 STORAGE = "host/storage/"
 POLICY = "host/policy/"
-SESSION = "host/session/"
+SESSION = "host/engine/"
 
 HEAD = ("tst_wwwdownloadsection_response", "tst_wwwdownloadsection_identity")
 WRITER = ("tst_wwwdownloadsection_writer", "tst_wwwdownloadsection_progress", "tst_wwwdownloadsection_query")
@@ -17,7 +17,7 @@ COURSE = ("tst_wwwdownloadsection_lifecycle", "tst_wwwdownload_lifecycle")
 DATA = ("tst_wwwdownloader_data", "tst_wwwdownloader_reply")
 PARSER = ("tst_httpheadersparser",)
 DISK = ("tst_diskcheck",)
-SAVING = ("tst_sessiondownload",)
+SAVING = ("tst_downloadrun",)
 
 CHECKS = (
     # Sizes and offsets.
@@ -107,20 +107,20 @@ CHECKS = (
     Check("an abandoned file is not older than its plan", STORAGE + "abandonedfile.cpp",
           "birth >= begin && ", "", ("tst_abandonedfile",)),
     # Sync before save.
-    Check("a save waits for the disk", SESSION + "sessiondownload.cpp",
+    Check("a save waits for the disk", SESSION + "downloadrun.cpp",
           "if (!m_list || m_syncFailed || !claimsNewBytes(snapshot)) {", "if (true) {", SAVING),
     Check("a sync reaches the disk", STORAGE + "filesyncer.cpp",
           "return errorOf(::fdatasync(file.number));", "return 0;", ("tst_filesyncer",)),
     Check("a sync of a new name reaches the disk", STORAGE + "filesyncer.cpp",
           "        outcome.error = syncFolder(QFileInfo(path).path());\n", "        ;\n", ("tst_filesyncer",)),
-    Check("a name is on disk before it is told", SESSION + "sessiondownload.cpp",
+    Check("a name is on disk before it is told", SESSION + "downloadrun.cpp",
           "m_syncer->sync(snapshot.filePath(0), hasOtherName(snapshot, m_saved));",
           "m_syncer->sync(snapshot.filePath(0), false);", SAVING),
-    Check("after a failed sync nothing is claimed", SESSION + "sessiondownload.cpp",
+    Check("after a failed sync nothing is claimed", SESSION + "downloadrun.cpp",
           "    if (m_syncFailed) {\n", "    if (false) {\n", SAVING),
-    Check("what is taken back is forgotten for good", SESSION + "sessiondownload.cpp",
+    Check("what is taken back is forgotten for good", SESSION + "downloadrun.cpp",
           "takesBack(record, m_saved) ? DownloadList::Lasting::Always",
           "false ? DownloadList::Lasting::Always", SAVING),
-    Check("a restart forgets before it writes", SESSION + "sessiondownload.cpp",
+    Check("a restart forgets before it writes", SESSION + "downloadrun.cpp",
           "        commit(begun);\n", "        ;\n", SAVING),
 )

@@ -109,7 +109,9 @@ void TestHouse::rulesForIncludes_data()
     const char *response = "#include <inet/qt/download/response/httpheadersparser.h>";
     const char *core = "#include <inet/qt/download/downloadswww/wwwdownload.h>";
     const char *entry = "#include <inet/qt/download/downloadswww/moduleentry.h>";
-    const char *host = "#include <host/session.h>";
+    const char *engine = "#include <host/engine/downloadqueue.h>";
+    const char *policy = "#include <host/policy/retry.h>";
+    const char *parsing = "#include <host/parsing/httpdate.h>";
 
     row("framework may include records", "inet/qt/download/framework/a.h", record, true);
     row("records must not include framework", "inet/qt/download/records/a.h", framework, false);
@@ -119,42 +121,49 @@ void TestHouse::rulesForIncludes_data()
     row("response must not use Network", "inet/qt/download/response/a.cpp", "#include <QNetworkReply>", false);
     row("sources must not include response", "inet/qt/download/sources/a.h", response, false);
     row("the module may include response", "inet/qt/download/downloadswww/wwwdownload.cpp", response, true);
-    row("the module must not include host", "inet/qt/download/downloadswww/wwwdownload.cpp", host, false);
+    row("the module must not include host", "inet/qt/download/downloadswww/wwwdownload.cpp", engine, false);
     row("the module must not use Core5Compat", "inet/qt/download/downloadswww/a.cpp", "#include <QTextCodec>", false);
     row("the module's core must not include its entry", "inet/qt/download/downloadswww/a.cpp", entry, false);
     row("the module's entry may include its core", "inet/qt/download/downloadswww/moduleentry.cpp", core, true);
-    row("host may include framework", "host/session.cpp", framework, true);
-    row("host must not include the module", "host/session.cpp", core, false);
-    row("host must not include the module's entry", "host/session.cpp", entry, false);
-    row("host may include the helpers made for hosts", "host/session/a.cpp",
+    row("host may include framework", "host/engine/a.cpp", framework, true);
+    row("host must not include the module", "host/engine/a.cpp", core, false);
+    row("host must not include the module's entry", "host/engine/a.cpp", entry, false);
+    row("host may include the helpers made for hosts", "host/engine/a.cpp",
         "#include <inet/qt/download/response/fileinfoutils.h>", true);
     row("host must not include response", "host/network/a.cpp", response, false);
     row("host may use Sql", "host/storage/a.cpp", "#include <QSqlQuery>", true);
     row("host may use libcurl for its transfers", "host/network/transfer.h", "#include <curl/curl.h>", true);
     row("host must not use libcurl elsewhere", "host/policy/retry.cpp", "#include <curl/curl.h>", false);
-    row("host must not include cli", "host/session.cpp", "#include <cli/options.h>", false);
-    row("cli may include host", "cli/main.cpp", host, true);
+    row("host must not include cli", "host/engine/a.cpp", "#include <cli/options.h>", false);
+    row("the engine may include policy", "host/engine/a.cpp", policy, true);
+    row("policy must not include the engine", "host/policy/a.cpp", engine, false);
+    row("policy may include parsing", "host/policy/a.cpp", parsing, true);
+    row("parsing must not include policy", "host/parsing/a.cpp", policy, false);
+    row("storage must not include the engine", "host/storage/a.cpp", engine, false);
+    row("network must not include storage", "host/network/a.cpp", "#include <host/storage/logfile.h>", false);
+    row("the engine must not use Sql", "host/engine/a.cpp", "#include <QSqlQuery>", false);
+    row("cli may include the engine", "cli/main.cpp", engine, true);
     row("cli must not include the module", "cli/main.cpp", core, false);
     row("cli must not use Sql", "cli/main.cpp", "#include <QtSql/QSqlQuery>", false);
     row("cli may use CLI11", "cli/main.cpp", "#include <CLI/CLI.hpp>", true);
-    row("host must not use CLI11", "host/session.cpp", "#include <CLI/CLI.hpp>", false);
+    row("host must not use CLI11", "host/engine/a.cpp", "#include <CLI/CLI.hpp>", false);
     row("framework must not include tests", "inet/qt/download/framework/a.h",
         "#include <tests/support/scriptedserver.h>", false);
     row("test support may include framework", "tests/support/a.h", framework, true);
     row("test support must not include the module", "tests/support/a.h", core, false);
-    row("test support must not include host", "tests/support/a.h", host, false);
+    row("test support must not include host", "tests/support/a.h", engine, false);
     row("tests may include the module", "tests/unit/downloadswww/a.cpp", core, true);
-    row("a path of ours outside every room", "host/a.h", "#include <inet/elsewhere/a.h>", false);
+    row("a path of ours outside every room", "host/engine/a.h", "#include <inet/elsewhere/a.h>", false);
     row("a source outside every room", "inet/elsewhere/a.h", "", false);
-    row("our header in quotes", "host/a.cpp", "#include \"session.h\"", false);
-    row("our header without its path", "host/a.cpp", "#include <session.h>", false);
-    row("a generated source in quotes", "host/a.cpp", "#include \"a.moc\"", true);
-    row("the C++ library", "host/a.cpp", "#include <string_view>", true);
-    row("the operating system", "host/a.cpp", "#include <sys/stat.h>", true);
-    row("a library that nobody uses", "host/a.cpp", "#include <sqlite3.h>", false);
-    row("a Qt module that nobody uses", "host/a.cpp", "#include <QWidget>", false);
-    row("spaces in the directive", "host/a.cpp", "  #  include  <sqlite3.h>", false);
-    row("an include in a comment", "host/a.cpp", "// #include <sqlite3.h>", true);
+    row("our header in quotes", "host/engine/a.cpp", "#include \"session.h\"", false);
+    row("our header without its path", "host/engine/a.cpp", "#include <session.h>", false);
+    row("a generated source in quotes", "host/engine/a.cpp", "#include \"a.moc\"", true);
+    row("the C++ library", "host/engine/a.cpp", "#include <string_view>", true);
+    row("the operating system", "host/engine/a.cpp", "#include <sys/stat.h>", true);
+    row("a library that nobody uses", "host/engine/a.cpp", "#include <sqlite3.h>", false);
+    row("a Qt module that nobody uses", "host/engine/a.cpp", "#include <QWidget>", false);
+    row("spaces in the directive", "host/engine/a.cpp", "  #  include  <sqlite3.h>", false);
+    row("an include in a comment", "host/engine/a.cpp", "// #include <sqlite3.h>", true);
 }
 
 void TestHouse::rulesForIncludes()
@@ -193,9 +202,9 @@ void TestHouse::rulesForHeads()
 void TestHouse::aProblemNamesItsLine()
 {
     const QStringList problems = HouseRules::includeProblems(
-        u"host/a.cpp"_s, u"\n\n#include <inet/qt/download/response/httpheadersparser.h>\n"_s);
+        u"host/engine/a.cpp"_s, u"\n\n#include <inet/qt/download/response/httpheadersparser.h>\n"_s);
     QCOMPARE(problems,
-             QStringList(u"host/a.cpp:3: host must not include response "
+             QStringList(u"host/engine/a.cpp:3: engine must not include response "
                          "(\"inet/qt/download/response/httpheadersparser.h\")"_s));
 }
 

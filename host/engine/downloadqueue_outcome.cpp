@@ -1,0 +1,354 @@
+// SPDX-License-Identifier: MIT
+#include <host/engine/downloadqueue.h>
+
+#include <host/engine/downloadsession.h>
+#include <host/engine/queueddownload.h>
+#include <host/parsing/checksum.h>
+#include <host/policy/errormessages.h>
+#include <host/policy/retry.h>
+
+#include <QDateTime>
+#include <QDir>
+#include <QRandomGenerator>
+
+#include <algorithm>
+#include <limits>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+constexpr qint64 kSecondMs = 1000;
+
+bool isStop(const AbstractError &error)
+{
+    return error.category == ErrorCategory::kGeneric && error.code == int(GenericErrorCode::OperationAborted);
+}
+
+/// One clause, for a line about an attempt.
+QString clauseOf(const AbstractError &error)
+{
+    if (error.category == ErrorCategory::kHttp)
+        return u"HTTP status %1"_s.arg(error.code);
+    if (error.category == ErrorCategory::kDownload)
+        return DownloadErrorCode(error.code) == DownloadErrorCode::ResourceChanged
+            ? u"another file"_s
+            : u"does not send the rest of a file alone"_s;
+    QString text = QString::fromStdString(error.description).simplified();
+    if (text.endsWith(u'.'))
+        text.chop(1);
+    return text.isEmpty() ? u"it failed without a reason"_s : text;
+}
+
+/// As the end of a sentence; empty = at once.
+QString inTime(qint64 ms)
+{
+    return ms < kSecondMs ? QString() : u" in %1 s"_s.arg((ms + kSecondMs / 2) / kSecondMs);
+}
+
+/// The error as people can act on it: also where the module's own says less than the record shows.
+AbstractError explained(const AbstractDownloadPersistentInfo &info)
+{
+    AbstractError error = info.lastError;
+    if (!error)
+        return {int(GenericErrorCode::Unexpected), ErrorCategory::kGeneric, errorSourceHere(), {}};
+    const Trouble::Kind kind = Trouble::kindOf(error, info);
+    if (kind == Trouble::Kind::None || error.category == ErrorCategory::kDownload)
+        return error;
+    const auto code =
+        kind == Trouble::Kind::Changed ? DownloadErrorCode::ResourceChanged : DownloadErrorCode::ResumeNotSupported;
+    return {int(code), ErrorCategory::kDownload, error.source, {}};
+}
+
+QString questionAbout(Trouble::Kind kind, const AbstractDownloadPersistentInfo &info)
+{
+    const QString title = info.downloadTitle();
+    return kind == Trouble::Kind::Changed
+        ? u"The server has another file than the one of which \"%1\" is a part. Fetch it from the beginning?"_s.arg(
+            title)
+        : u"The server does not send the rest of \"%1\" alone. Fetch it from the beginning?"_s.arg(title);
+}
+
+}
+
+void DownloadQueue::onFinished(qint64 id, const AbstractDownloadPersistentInfo &info, const DownloadDetails &details,
+                               const QList<QString> &responseHeaders)
+{
+    QueuedDownload *const active = find(id);
+    if (!active || !active->isRunning)
+        return;
+    active->isRunning = false;
+    active->info = info;
+    if (active->isFileLeft)
+        active->info.existingFileReaction = AbstractDownloadExistingFileReaction::Skip;
+    const int mostConnections = std::max(active->details.mostConnections, details.mostConnections);
+    active->details = details;
+    active->details.mostConnections = mostConnections;
+    judge(*active, responseHeaders);
+}
+
+void DownloadQueue::judge(QueuedDownload &active, const QList<QString> &responseHeaders)
+{
+    const AbstractError &error = active.info.lastError;
+    if (!error && active.info.isFinished()) {
+        compareChecksum(active);
+        return;
+    }
+    if (m_pausing) {
+        end(active, ExitStatus::Unfinished, active.stopText());
+        return;
+    }
+    const qint64 bytes = active.info.bytesDownloaded(false);
+    if (bytes > active.mostBytes)
+        active.failures = 0;
+    active.mostBytes = std::max(active.mostBytes, bytes);
+    if (!tryNextSource(active) && !handleTrouble(active) && !tryAgainLater(active, responseHeaders))
+        endByItsError(active);
+}
+
+/// One of the addresses that people know.
+QUrl DownloadQueue::failedUrl(const QueuedDownload &active)
+{
+    const Sources &sources = active.sources;
+    if (sources.contains(active.details.failedSource))
+        return active.details.failedSource;
+    return sources.areSeveral() ? sources.current() : active.info.url;
+}
+
+bool DownloadQueue::tryNextSource(QueuedDownload &active)
+{
+    const AbstractError &error = active.info.lastError;
+    if (!active.sources.areSeveral() || !Sources::isSourcesFault(error))
+        return false;
+    const QUrl failed = failedUrl(active);
+    // A restart begins with all of them again; else an address that was left out is none that could fail.
+    if (active.sources.isAside(failed) && active.job != Job::Restart)
+        return false;
+    active.sources.putAside(failed, clauseOf(error), Retry::isWorthwhile(error));
+    if (!active.sources.hasNext())
+        return false;
+    waitFor(active, 0, Job::Download,
+            u"%1: %2; trying another address"_s.arg(failed.toDisplayString(), clauseOf(error)));
+    return true;
+}
+
+bool DownloadQueue::handleTrouble(QueuedDownload &active)
+{
+    const Trouble::Kind kind = Trouble::kindOf(active.info.lastError, active.info);
+    if (kind == Trouble::Kind::None)
+        return false;
+    const auto policy =
+        Trouble::Policy(kind == Trouble::Kind::Changed ? active.options.onChanged : active.options.onUnresumable);
+    if (policy == Trouble::Policy::Restart)
+        return restartUnasked(active);
+    if (policy != Trouble::Policy::Ask || !m_options.canAsk)
+        return false;
+    active.isAsking = true;
+    Q_EMIT decisionRequired(active.id, kind, questionAbout(kind, active.info));
+    return true;
+}
+
+/// A server that has another file each time it is asked would be restarted without end. Progress is no sign that it has
+/// come to its senses.
+bool DownloadQueue::restartUnasked(QueuedDownload &active)
+{
+    ++active.restarts;
+    if (m_options.mostTries > 0 && active.restarts > m_options.mostTries)
+        return false;
+    const Retry::Wait wait{active.restarts - 1, m_options.retryWaitMs, QRandomGenerator::global()->generateDouble()};
+    const qint64 ms = active.restarts == 1 ? 0 : Retry::delayMs(wait);
+    waitFor(active, ms, Job::Restart,
+            u"%1: %2; fetching it from the beginning%3"_s.arg(failedUrl(active).toDisplayString(),
+                                                              clauseOf(active.info.lastError), inTime(ms)));
+    return true;
+}
+
+bool DownloadQueue::tryAgainLater(QueuedDownload &active, const QList<QString> &responseHeaders)
+{
+    const AbstractError &error = active.info.lastError;
+    const bool isWatchdogs = active.finding != Watchdog::Finding::Fine && isStop(error);
+    const bool mayAddressPass = !active.sources.hasNext() && active.sources.mayAnyPass();
+    if (!isWatchdogs && !Retry::isWorthwhile(error) && !mayAddressPass)
+        return false;
+    ++active.failures;
+    if (m_options.mostTries > 0 && active.failures >= m_options.mostTries)
+        return false;
+    Retry::Wait wait{active.failures, m_options.retryWaitMs, QRandomGenerator::global()->generateDouble()};
+    if (error.category == ErrorCategory::kHttp)
+        wait.askedMs = Retry::retryAfter(responseHeaders, QDateTime::currentDateTimeUtc());
+    if (wait.askedMs.value_or(0) > Retry::kLongestAskedMs)
+        return false;
+    const QString reason = !isWatchdogs               ? clauseOf(error)
+        : active.finding == Watchdog::Finding::Silent ? u"nothing happened for too long"_s
+                                                      : u"the server ends each transfer after a few bytes"_s;
+    active.sources.bringBack();
+    const bool hasBegun = active.job != Job::Restart || active.info.bytesDownloaded(false) > 0;
+    const qint64 ms = Retry::delayMs(wait);
+    waitFor(active, ms, hasBegun ? Job::Download : Job::Restart,
+            u"%1: %2; trying again%3"_s.arg(failedUrl(active).toDisplayString(), reason, inTime(ms)));
+    return true;
+}
+
+void DownloadQueue::waitFor(QueuedDownload &active, qint64 ms, Job job, const QString &notice)
+{
+    active.job = job;
+    active.retryTimer.start(int(std::min<qint64>(ms, std::numeric_limits<int>::max())));
+    Q_EMIT retrying(active.id, ms, notice);
+}
+
+void DownloadQueue::compareChecksum(QueuedDownload &active)
+{
+    const bool isGiven = !active.options.checksumAlgorithm.isEmpty();
+    QString errorText;
+    active.expected = isGiven
+        ? Checksum::parse(active.options.checksumAlgorithm + u'=' + active.options.checksumHex, &errorText)
+        : serversDigest(active);
+    if (!isGiven && !active.expected) {
+        end(active, ExitStatus::Done, {});
+        return;
+    }
+    if (m_pausing) {
+        end(active, ExitStatus::Unfinished, active.stopText());
+        return;
+    }
+    if (!active.expected) {
+        end(active, ExitStatus::ChecksumMismatch,
+            u"\"%1\" is there, but was not compared with its checksum: %2"_s.arg(
+                QDir::toNativeSeparators(active.info.filePath(0)), errorText));
+        return;
+    }
+    if (!m_hasher) {
+        m_hasher = std::make_unique<FileHasher>();
+        connect(m_hasher.get(), &FileHasher::hashed, this, &DownloadQueue::onHashed);
+    }
+    m_hasher->hash(active.id, active.info.filePath(0), active.expected->algorithm);
+}
+
+/// What was finished early on purpose is another file to every digest.
+std::optional<Checksum> DownloadQueue::serversDigest(const QueuedDownload &active)
+{
+    const ResourceMemory memory = m_session.list().memory(active.id);
+    return memory.evidence.doubt == Evidence::Doubt::FinishedEarly ? std::nullopt : memory.digest();
+}
+
+void DownloadQueue::onHashed(qint64 id, const QByteArray &digest, const QString &errorText)
+{
+    QueuedDownload *const active = find(id);
+    if (!active || !active->expected)
+        return;
+    if (digest.isEmpty()) {
+        end(*active, ExitStatus::FileError,
+            u"cannot read \"%1\" for its checksum: %2."_s.arg(QDir::toNativeSeparators(active->info.filePath(0)),
+                                                              errorText));
+        return;
+    }
+    const bool isEqual = digest == active->expected->expected;
+    const ChecksumResult result = isEqual ? ChecksumResult::Equal : ChecksumResult::Different;
+    if (active->options.checksumAlgorithm.isEmpty())
+        setDigestResult(*active, result);
+    else
+        setChecksumResult(*active, result);
+    end(*active, isEqual ? ExitStatus::Done : ExitStatus::ChecksumMismatch,
+        isEqual ? QString() : mismatch(*active, digest));
+}
+
+QString DownloadQueue::mismatch(const QueuedDownload &active, const QByteArray &digest) const
+{
+    const QString path = QDir::toNativeSeparators(active.info.filePath(0));
+    const QString algorithm = active.expected->algorithmName();
+    const QString found = QString::fromLatin1(digest.toHex());
+    const QString expected = QString::fromLatin1(active.expected->expected.toHex());
+    const QString id = QString::number(active.id);
+    if (active.options.checksumAlgorithm.isEmpty())
+        return u"\"%1\" is not the file that the server means: its %2 checksum is %3, and the server's own digest "
+               u"says %4. The file stays as it is; \"plait restart %5\" fetches it again."_s.arg(path, algorithm, found,
+                                                                                                 expected, id);
+    return u"\"%1\" is not the file that was meant: its %2 checksum is %3, and %4 was asked for. The file stays as it "
+           u"is; \"plait restart %5\" fetches it again."_s.arg(path, algorithm, found, expected, id);
+}
+
+FileAssurance DownloadQueue::assuranceOf(const QueuedDownload &active)
+{
+    if (!active.info.isFinished() || active.info.lastError)
+        return {};
+    const bool isGiven = !active.options.checksumAlgorithm.isEmpty();
+    return FileAssurance::of(m_session.list().memory(active.id).evidence,
+                             isGiven ? std::optional(active.options.checksumResult) : std::nullopt);
+}
+
+/// A process that dies before it knows leaves the comparison to the next one.
+void DownloadQueue::setChecksumResult(QueuedDownload &active, ChecksumResult result)
+{
+    if (active.options.checksumAlgorithm.isEmpty() || active.options.checksumResult == result)
+        return;
+    active.options.checksumResult = result;
+    QString errorText;
+    if (!m_session.setOptions(active.id, active.options, &errorText))
+        Q_EMIT m_session.warned(active.id, errorText);
+}
+
+void DownloadQueue::setDigestResult(const QueuedDownload &active, ChecksumResult result)
+{
+    if (!m_session.list().setDigestResult(active.id, result))
+        Q_EMIT m_session.warned(active.id, m_session.list().lastErrorText());
+}
+
+void DownloadQueue::endByItsError(QueuedDownload &active)
+{
+    const AbstractError error = explained(active.info);
+    const ExitStatus status = exitStatusOf(error, active.info);
+    const QString title = active.info.downloadTitle();
+    if (active.finding != Watchdog::Finding::Fine && isStop(error))
+        end(active, ExitStatus::TimeOut,
+            u"cannot download \"%1\": nothing more came from the server. \"plait resume %2\" tries again."_s.arg(
+                title, QString::number(active.id)));
+    else if (active.sources.areSeveral() && !active.sources.hasNext())
+        end(active, status,
+            u"cannot download \"%1\" from any of its addresses: %2"_s.arg(title, active.sources.report()));
+    else if (status == ExitStatus::FileExists && mayBeSkipped(active) && active.isTargetThere())
+        endAsSkipped(active);
+    else
+        end(active, status, ErrorMessages::forDownload(error, active.info));
+}
+
+bool DownloadQueue::mayBeSkipped(const QueuedDownload &active) const
+{
+    return active.options.skipExisting || (active.isFileLeft && m_options.canAsk);
+}
+
+/// The file that is there is as good as a download, of which nothing is left to do or to list.
+void DownloadQueue::endAsSkipped(QueuedDownload &active)
+{
+    active.info.lastError = {};
+    QString errorText;
+    if (active.info.bytesDownloaded(false) == 0 && !m_session.remove(active.id, false, &errorText))
+        Q_EMIT m_session.warned(active.id, errorText);
+    end(active, ExitStatus::Done, u"\"%1\" is there already; skipped"_s.arg(active.info.downloadTitle()));
+}
+
+void DownloadQueue::end(QueuedDownload &active, ExitStatus status, const QString &errorText)
+{
+    DownloadOutcome outcome;
+    outcome.id = active.id;
+    outcome.info = active.info;
+    outcome.options = active.options;
+    outcome.details = active.details;
+    outcome.contentEncoding = m_session.list().contentEncoding(active.id);
+    outcome.assurance = assuranceOf(active);
+    outcome.status = status;
+    outcome.errorText = errorText;
+    outcome.seconds = double(active.clock.elapsed()) / kSecondMs;
+    outcome.attempts = active.attempts;
+    m_order.removeOne(outcome.id);
+    // The caller still stands in it.
+    const auto it = m_active.find(outcome.id);
+    std::unique_ptr<QueuedDownload> gone = std::move(it->second);
+    m_active.erase(it);
+    gone->retryTimer.disconnect(this);
+    QMetaObject::invokeMethod(
+        this, [keep = std::shared_ptr<QueuedDownload>(std::move(gone))] {}, Qt::QueuedConnection);
+    m_session.letGo(outcome.id);
+    fillSoon();
+    Q_EMIT ended(outcome);
+}

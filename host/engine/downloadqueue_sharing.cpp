@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: MIT
+#include <host/engine/downloadqueue.h>
+
+#include <host/engine/downloadsession.h>
+#include <host/engine/queueddownload.h>
+#include <host/policy/connectionshares.h>
+#include <host/policy/speedshares.h>
+
+#include <algorithm>
+#include <utility>
+
+void DownloadQueue::setSpeedLimit(qint64 limit)
+{
+    m_options.speedLimit = limit;
+    shareSpeed();
+}
+
+bool DownloadQueue::setSpeedLimitOf(qint64 id, qint64 limit, QString *errorText)
+{
+    return keepOptions(
+        id, [limit](DownloadOptions &options) { options.rateLimit = limit; }, errorText);
+}
+
+void DownloadQueue::setMostConnections(int count)
+{
+    NetworkUsageSettings limits = m_session.usageOfAll();
+    limits.maximumConnections = count;
+    m_session.setUsageOfAll(limits);
+    share();
+    fillSoon();
+}
+
+bool DownloadQueue::setMostConnectionsOf(qint64 id, int count, QString *errorText)
+{
+    return keepOptions(
+        id, [count](DownloadOptions &options) { options.connections = count; }, errorText);
+}
+
+bool DownloadQueue::keepOptions(qint64 id, const std::function<void(DownloadOptions &)> &change, QString *errorText)
+{
+    if (QueuedDownload *const active = find(id))
+        change(active->options);
+    share();
+    DownloadOptions options = m_session.options(id);
+    change(options);
+    return m_session.setOptions(id, options, errorText);
+}
+
+void DownloadQueue::share()
+{
+    shareConnections();
+    shareSpeed();
+}
+
+/// Among those that run and those that would, were there a place for them.
+void DownloadQueue::shareConnections()
+{
+    const qint64 limit = m_session.usageOfAll().maximumConnections;
+    QList<ConnectionShares::Item> items;
+    for (const qint64 id : std::as_const(m_order)) {
+        const QueuedDownload &active = *m_active.at(id);
+        const qint64 most = m_session.usageOf(active.options).maximumConnections;
+        if (active.isRunning && limit > 0)
+            items.append({id, most, m_session.connectionsOf(id), m_session.details(id).bound});
+        else if (active.isRunning)
+            items.append({id, most});
+        else if (active.retryTimer.isActive())
+            items.append({0, most});
+    }
+    const qsizetype places = std::max(1, m_options.mostAtOnce) - m_order.size();
+    const qsizetype next = limit > 0 && !m_pausing ? std::min(m_waiting.size(), places) : 0;
+    const qint64 usual = m_session.usageOf({}).maximumConnections;
+    items.append(QList<ConnectionShares::Item>(std::max<qsizetype>(next, 0), {0, usual}));
+    const QHash<qint64, qint64> shares = ConnectionShares::distribute(limit, items);
+    for (auto it = shares.cbegin(); it != shares.cend(); ++it) {
+        QueuedDownload &active = *m_active.at(it.key());
+        if (std::exchange(active.mostConnections, it.value()) != it.value())
+            m_session.setUsage(active.id, usageOf(active));
+    }
+}
+
+void DownloadQueue::shareSpeed()
+{
+    QList<SpeedShares::Item> items;
+    for (const qint64 id : std::as_const(m_order)) {
+        const QueuedDownload &active = *m_active.at(id);
+        if (!active.isRunning)
+            continue;
+        const DownloadStatus status = m_session.status(id);
+        // A run adds one connection after the other within a moment; if each took what those before it left, all of
+        // them together would take a multiple of the limit in their first second.
+        const int transfers = std::max(status.connections, active.isYoung ? int(active.mostConnections) : 0);
+        items.append({id, m_session.usageOf(active.options).downloadLimit, transfers, status.speed, active.share});
+    }
+    const QHash<qint64, qint64> shares = SpeedShares::distribute(m_options.speedLimit, items);
+    for (const SpeedShares::Item &item : std::as_const(items)) {
+        QueuedDownload &active = *m_active.at(item.id);
+        active.share = shares.value(item.id);
+        active.sharePerTransfer = SpeedShares::perTransfer(active.share, item.transfers);
+        m_session.setUsage(item.id, usageOf(active));
+    }
+}
+
+/// What of its limits is in force now.
+NetworkUsageSettings DownloadQueue::usageOf(const QueuedDownload &active) const
+{
+    NetworkUsageSettings usage = m_session.usageOf(active.options);
+    usage.downloadLimit = active.sharePerTransfer;
+    usage.maximumConnections = active.mostConnections;
+    return usage;
+}

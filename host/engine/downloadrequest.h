@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <host/engine/optionchanges.h>
+#include <host/storage/downloadoptions.h>
+#include <inet/qt/download/records/abstractdownloadpersistentinfo.h>
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+#include <QUrl>
+#include <QVariantMap>
+
+/// What a person asks for: a URL, where to, and what to send along.
+struct DownloadRequest {
+    QUrl url;
+    QString folder; ///< absolute
+    QString outputName; ///< exact name in the folder; empty = left to the server
+    QString referer;
+    QString userAgent; ///< empty = the program's
+    QByteArray postData; ///< empty = GET
+    QVariantMap headers; ///< custom request headers, name to text; those not harmless are for the URL's server alone
+    QVariantMap headersForAll; ///< the same, for every server that the download leads to
+    QList<QUrl> mirrors; ///< other addresses of the same file
+    AbstractDownloadExistingFileReaction onExists = AbstractDownloadExistingFileReaction::NotSet;
+    DownloadOptions options; ///< how it is to be run, where it is new
+    OptionChanges changes; ///< the same, where the list has it already
+
+    /// A new record of a download that has not begun.
+    AbstractDownloadPersistentInfo newRecord() const;
+    /// Whether the record is of the same request: URL, destination and body. What else is sent along may change.
+    bool isSameDownload(const AbstractDownloadPersistentInfo &record) const;
+    /// Takes what is given here along into a record of an earlier run.
+    void renew(AbstractDownloadPersistentInfo &record) const;
+};

@@ -1,0 +1,417 @@
+// SPDX-License-Identifier: MIT
+#include <host/engine/downloadrun.h>
+
+#include <host/network/downloadaccesschief.h>
+#include <host/network/resourceguard.h>
+#include <host/parsing/authchallenges.h>
+#include <host/policy/contentencoding.h>
+#include <host/policy/diskcheck.h>
+#include <host/policy/finishnow.h>
+#include <host/policy/proxychoice.h>
+#include <inet/qt/download/framework/ownfiles.h>
+
+#include <QDir>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <limits>
+#include <utility>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+constexpr int kUnauthorized = 401;
+constexpr int kProxyUnauthorized = 407;
+
+using Info = AbstractDownloadPersistentInfo;
+using File = AbstractDownloadFileInfo;
+
+bool hasFileOnDisk(const Info &info)
+{
+    return info.destinationType == Info::ToFolder && !info.files.isEmpty() && info.files.first().isOnDisk();
+}
+
+bool hasBytesOnDisk(const Info &info)
+{
+    return hasFileOnDisk(info) && info.files.first().bytesDownloaded() > 0;
+}
+
+/// The file's entry in its folder is another one, or not known to be on disk.
+bool hasOtherName(const Info &newer, const Info &older)
+{
+    return !hasBytesOnDisk(older) || newer.filePath(0) != older.filePath(0);
+}
+
+/// By an answer, which has no words of its own.
+bool isAskingForLogin(const AbstractError &error)
+{
+    return error.category == ErrorCategory::kHttp && (error.code == kUnauthorized || error.code == kProxyUnauthorized)
+        && error.description.empty();
+}
+
+/// Something that the older state says is no longer so; before the file is changed to match, the list has to forget it
+/// for good.
+bool takesBack(const Info &newer, const Info &older)
+{
+    if (!hasBytesOnDisk(older))
+        return false;
+    return newer.files.isEmpty() || !(newer.guid == older.guid)
+        || !DiskCheck::keepsAllBytes(newer.files.first(), older.files.first());
+}
+
+}
+
+DownloadRun::DownloadRun(AbstractDownload *download, DownloadList *list, QObject *parent, FileSyncer *syncer)
+    : QObject(parent)
+    , m_download(download)
+    , m_list(list)
+    , m_syncer(syncer ? syncer : new FileSyncer)
+    , m_saveTimer(this)
+{
+    m_download->setParent(this);
+    m_syncer->setParent(this);
+    m_saveTimer.setSingleShot(true);
+    m_saveTimer.setInterval(kSaveIntervalMs);
+    connect(&m_saveTimer, &QTimer::timeout, this, &DownloadRun::save);
+    connect(m_syncer, &FileSyncer::synced, this, &DownloadRun::onSynced);
+    connect(m_download, &AbstractDownload::changed, this, &DownloadRun::onChanged);
+    connect(m_download, &AbstractDownload::running, this, &DownloadRun::onRunning);
+    connect(m_download, &AbstractDownload::performingFilesOperations, this, &DownloadRun::onFilesOperations);
+    connect(m_download, &AbstractDownload::gotResponseHeaders, this, &DownloadRun::onResponseHeaders);
+}
+
+DownloadRun::~DownloadRun() = default;
+
+void DownloadRun::setGuard(const std::shared_ptr<ResourceGuard> &guard)
+{
+    m_guard = guard;
+    m_savedMemory = guard->memory();
+    connect(guard.get(), &ResourceGuard::refused, this, &DownloadRun::onChange);
+}
+
+/// The module would hold limits of connections against those of all downloads.
+void DownloadRun::setUsage(const NetworkUsageSettings &usage)
+{
+    NetworkUsageSettings ofTheModule = usage;
+    if (m_chief) {
+        m_chief->setMostConnections(usage.maximumConnections, usage.maximumConnectionsPerServer);
+        ofTheModule.maximumConnections = 0;
+        ofTheModule.maximumConnectionsPerServer = 0;
+    }
+    m_download->setNetworkUsageSettings(ofTheModule);
+}
+
+qint64 DownloadRun::id() const
+{
+    return m_download->id();
+}
+
+AbstractDownloadPersistentInfo DownloadRun::info() const
+{
+    Info record = m_download->info();
+    // It was stopped in our name only, or by what stands in place of the refused answer.
+    if (m_ended && !m_change.isEmpty() && record.lastError)
+        record.setLastError({int(DownloadErrorCode::ResourceChanged), ErrorCategory::kDownload, errorSourceHere(),
+                             m_change.toStdString()});
+    if (m_ended && isAskingForLogin(record.lastError))
+        record.lastError.description = whoRefused(record);
+    return record;
+}
+
+DownloadStatus DownloadRun::status() const
+{
+    const AbstractDownloadPersistentInfo record = info();
+    const QMap<int, AbstractDownload::Progress> tasks = m_download->tasksProgress();
+    DownloadStatus status;
+    status.done = record.bytesDownloaded(false);
+    status.total = record.files.isEmpty() ? -1 : record.files.first().size;
+    status.speed = m_download->speed(NetworkTrafficDirection::Download, true);
+    status.connections = unitedEntry(m_download->connectionsMap()).count;
+    status.allocated = tasks.value(AllocatingFileTask, {-1, -1}).first;
+    if (!record.files.isEmpty()) {
+        status.name = record.files.first().name;
+        status.sections = record.files.first().sections;
+    }
+    status.fetching = details().fetching;
+    return status;
+}
+
+DownloadDetails DownloadRun::details() const
+{
+    auto details = m_download->details().value<DownloadDetails>();
+    if (m_guard && m_guard->hasFoundChange())
+        details.failedSource = m_guard->changedAddress();
+    return details;
+}
+
+bool DownloadRun::isTellingMadeUp() const
+{
+    return m_guard && m_guard->isMadeUp();
+}
+
+void DownloadRun::run(AbstractDownloadCommand command, const FileIdentity &file)
+{
+    m_saved = info();
+    m_file = file;
+    if (hasFileOnDisk(m_saved) && !m_saved.isFinished())
+        OwnFiles::set(m_saved.filePath(0), m_file);
+    if (command == AbstractDownloadCommand::Restart) {
+        m_savedMemory.reset();
+        forgetBytes();
+    } else {
+        forgetThatItIsEarly();
+    }
+    m_download->doCommand(command);
+    // A command that has nothing to do begins no run, or one that is over by now.
+    if (!m_download->isRunning())
+        end();
+}
+
+void DownloadRun::stop()
+{
+    m_download->doCommand(AbstractDownloadCommand::Stop);
+}
+
+void DownloadRun::finishNow()
+{
+    if (m_guard && FinishNow::isEarly(info())) {
+        ResourceMemory memory = m_guard->memory();
+        memory.evidence.doubt = Evidence::Doubt::FinishedEarly;
+        m_guard->setMemory(memory, true);
+    }
+    m_download->doCommand(AbstractDownloadCommand::FinishNow);
+}
+
+/// Who goes on with what was to be finished early, and was not, gets more than what was there.
+void DownloadRun::forgetThatItIsEarly()
+{
+    const bool isEarly = m_guard && m_guard->memory().evidence.doubt == Evidence::Doubt::FinishedEarly
+        && !m_saved.isFinished() && !m_saved.files.isEmpty() && FinishNow::isEarly(m_saved);
+    if (!isEarly)
+        return;
+    ResourceMemory memory = m_guard->memory();
+    // In whose place it stood is not kept. A single answer gives no cause for any.
+    memory.evidence.doubt = memory.evidence.answers > 1 ? Evidence::Doubt::Unknown : Evidence::Doubt::None;
+    m_guard->setMemory(memory, true);
+}
+
+void DownloadRun::onChanged(bool significantly)
+{
+    if (significantly)
+        save();
+    else
+        saveSoon();
+}
+
+void DownloadRun::onRunning(bool isRunning)
+{
+    if (!isRunning)
+        end();
+}
+
+/// Before anything of the answer that brought it goes to the file.
+void DownloadRun::onChange(const QString &reason)
+{
+    // What comes of the first is no news.
+    if (m_change.isEmpty())
+        m_change = reason;
+    stop();
+}
+
+void DownloadRun::onResponseHeaders(qint64, const QList<QString> &headers)
+{
+    if (isTellingMadeUp())
+        return;
+    m_responseHeaders = headers;
+    const std::optional<ContentEncoding::Answer> answer = ContentEncoding::of(headers);
+    if (!answer)
+        return;
+    if (!answer->isPart && isWithoutBytes()) {
+        m_contentEncoding = answer->encoding.isNull() ? u""_s : answer->encoding;
+    } else if (answer->encoding != m_contentEncoding) {
+        onChange(ContentEncoding::change(m_contentEncoding, answer->encoding));
+    }
+}
+
+/// Nothing where the newest answer is another section's.
+std::string DownloadRun::whoRefused(const AbstractDownloadPersistentInfo &record) const
+{
+    if (m_responseHeaders.value(0).section(u' ', 1, 1).toInt() != record.lastError.code)
+        return {};
+    const bool isProxys = record.lastError.code == kProxyUnauthorized;
+    const QUrl proxy = isProxys && m_proxyFor ? m_proxyFor(record.finalSource()) : QUrl();
+    const QString who = proxy.isEmpty() ? u'"' + record.finalSource().host() + u'"' : ProxyChoice::nameOf(proxy);
+    return AuthChallenges::refusal(who, AuthChallenges::valueIn(m_responseHeaders, isProxys)).toStdString();
+}
+
+/// Nor are any under way.
+bool DownloadRun::isWithoutBytes() const
+{
+    const Info record = m_download->info();
+    return record.bytesDownloaded(false) == 0 && (record.files.isEmpty() || record.files.first().sections.size() <= 1);
+}
+
+/// A process that dies between making a file and telling the list leaves one that nobody knows: the list hears of it
+/// before.
+void DownloadRun::onFilesOperations(bool performing)
+{
+    const Info record = info();
+    if (!performing || record.destinationType != Info::ToFolder || record.files.isEmpty()
+        || record.files.first().isOnDisk())
+        return;
+    m_file = FileIdentity::planned();
+    if (!m_syncing)
+        commit(record);
+}
+
+/// The file is about to be written from its beginning: the list must not say any more what the disk holds no longer.
+void DownloadRun::forgetBytes()
+{
+    Info begun = m_saved;
+    for (File &file : begun.files) {
+        for (AbstractDownloadSection &section : file.sections)
+            section.downloaded = 0;
+    }
+    if (hasBytesOnDisk(m_saved) && !m_saved.isFinished())
+        commit(begun);
+}
+
+void DownloadRun::save()
+{
+    m_saveTimer.stop();
+    if (m_syncing)
+        m_saveAgain = true;
+    else
+        begin(info());
+}
+
+void DownloadRun::saveSoon()
+{
+    m_changed = true;
+    if (!m_syncing && !m_saveTimer.isActive())
+        m_saveTimer.start();
+}
+
+void DownloadRun::begin(const AbstractDownloadPersistentInfo &snapshot)
+{
+    m_changed = false;
+    m_saveAgain = false;
+    if (!m_list || m_syncFailed || !claimsNewBytes(snapshot)) {
+        commit(snapshot);
+        return;
+    }
+    m_syncing = snapshot;
+    m_syncer->sync(snapshot.filePath(0), hasOtherName(snapshot, m_saved));
+}
+
+bool DownloadRun::claimsNewBytes(const AbstractDownloadPersistentInfo &snapshot) const
+{
+    if (!hasBytesOnDisk(snapshot))
+        return false;
+    return hasOtherName(snapshot, m_saved) || snapshot.isFinished() != m_saved.isFinished()
+        || !DiskCheck::keepsAllBytes(m_saved.files.first(), snapshot.files.first());
+}
+
+void DownloadRun::onSynced(const FileSyncer::Outcome &outcome)
+{
+    Info snapshot = *std::exchange(m_syncing, std::nullopt);
+    m_saveTimer.setInterval(int(std::clamp(kRestFactor * outcome.milliseconds, qint64(kSaveIntervalMs),
+                                           qint64(std::numeric_limits<int>::max()))));
+    // Whatever stands in its place, the disk has not been asked for this file.
+    const bool isGone = outcome.error == ENOENT || m_file.isOther(outcome.file);
+    if (!isGone && outcome.file.isKnown())
+        m_file = outcome.file;
+    if (outcome.error == 0 && !isGone && m_saveAgain)
+        bringUpToDate(snapshot);
+    // A file that is being renamed just now is found by the next save, under its new name. One that is not found at the
+    // end either can mislead nobody: the first look at the disk shows that it is not there.
+    if (isGone && (m_saveAgain || !m_ended))
+        m_changed = true;
+    else if (outcome.error == 0 || isGone)
+        commit(snapshot);
+    else
+        onSyncFailed(snapshot, outcome.error);
+    afterSave();
+}
+
+/// What came meanwhile and says nothing else of the file needs no sync of its own.
+void DownloadRun::bringUpToDate(AbstractDownloadPersistentInfo &snapshot)
+{
+    const Info newer = info();
+    if (newer.folder != snapshot.folder || newer.files != snapshot.files)
+        return;
+    snapshot = newer;
+    m_saveAgain = false;
+    m_changed = false;
+}
+
+void DownloadRun::onSyncFailed(const AbstractDownloadPersistentInfo &snapshot, int error)
+{
+    m_syncFailed = true;
+    const QString path = QDir::toNativeSeparators(snapshot.filePath(0));
+    commit(snapshot);
+    Q_EMIT saveFailed(u"cannot make sure that \"%1\" is on the disk: %2. What was written in this run will be fetched "
+                      u"again. Check the disk."_s.arg(path, QString::fromLocal8Bit(std::strerror(error))));
+}
+
+void DownloadRun::commit(const AbstractDownloadPersistentInfo &snapshot)
+{
+    if (!m_list)
+        return;
+    Info record = snapshot;
+    // By its first sync a small file may have got its final name.
+    if (m_file.plannedAt() > 0 && !record.files.isEmpty() && record.files.first().isOnDisk()) {
+        const FileIdentity file = FileIdentity::of(record.filePath(0));
+        m_file = file.isKnown() ? file : m_file;
+    }
+    if (m_syncFailed) {
+        record.files = m_saved.files;
+        record.finishedTime = m_saved.finishedTime;
+        record.setFinished(m_saved.isFinished(), false);
+    }
+    const auto lasting =
+        takesBack(record, m_saved) ? DownloadList::Lasting::Always : DownloadList::Lasting::ThisRunOfTheMachine;
+    const DownloadList::Holdings known = holdings();
+    if (m_list->update(record, known, lasting)) {
+        m_saved = record;
+        if (known.memory)
+            m_savedMemory = known.memory;
+    } else {
+        Q_EMIT saveFailed(m_list->lastErrorText());
+    }
+}
+
+/// What is remembered may be newer than the bytes beside it: it grows more doubtful, and never less.
+DownloadList::Holdings DownloadRun::holdings() const
+{
+    DownloadList::Holdings holdings{m_file, m_contentEncoding, std::nullopt};
+    if (m_guard && m_guard->memory() != m_savedMemory)
+        holdings.memory = m_guard->memory();
+    return holdings;
+}
+
+void DownloadRun::afterSave()
+{
+    if (m_saveAgain || (m_ended && m_changed))
+        begin(info());
+    else if (m_changed)
+        saveSoon();
+    if (m_ended && !m_syncing)
+        Q_EMIT finished();
+}
+
+void DownloadRun::end()
+{
+    if (m_ended)
+        return;
+    m_ended = true;
+    if (const Info record = info(); hasFileOnDisk(record))
+        OwnFiles::forget(record.filePath(0));
+    save();
+    // The download is still inside its own signal.
+    if (!m_syncing)
+        QMetaObject::invokeMethod(this, &DownloadRun::finished, Qt::QueuedConnection);
+}

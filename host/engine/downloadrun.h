@@ -1,0 +1,131 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <host/engine/downloadstatus.h>
+#include <host/storage/downloadlist.h>
+#include <host/storage/filesyncer.h>
+#include <inet/qt/download/framework/abstractdownload.h>
+#include <inet/qt/download/framework/downloaddetails.h>
+
+#include <QList>
+#include <QObject>
+#include <QSharedPointer>
+#include <QString>
+#include <QTimer>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+class DownloadAccessChief;
+class ResourceGuard;
+
+/// One download while a session runs it: keeps the list in step with it and tells when its run is over.
+///
+///     run() ──> running ── running(false) ──> saved ──> finished()
+///
+///     a save:  snapshot of the record ──> the disk takes the file's bytes ──> the snapshot goes into the list
+///
+/// Owns the download. The list never says of a byte that it is there before the disk has it: what a snapshot counts was
+/// written before. The record is saved at once when it changed significantly, else at most every kSaveIntervalMs and,
+/// where syncing is slow, in a sixth of the time; and always at the end. While one save is under way all others wait
+/// and become one, or part of that save where they say nothing else of the file.
+/// What is there of the file came in one Content-Encoding, and what comes in another is no rest of it: such an answer
+/// ends the run as one from a server that has another file by now. After a sync that failed nothing that was written in
+/// this run is counted: the system forgets such a failure once it was told, so that no later success means anything.
+class DownloadRun : public QObject
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(DownloadRun)
+
+public:
+    static constexpr int kSaveIntervalMs = 1000;
+    /// Between two saves of progress, as a multiple of what the last sync took.
+    static constexpr int kRestFactor = 5;
+
+    /// @param download ready to run; becomes a child @param list null = the record is not kept @param syncer becomes a
+    /// child; null = a FileSyncer
+    DownloadRun(AbstractDownload *download, DownloadList *list, QObject *parent, FileSyncer *syncer = nullptr);
+    ~DownloadRun() override;
+
+    /// As which the bytes that the record has came; before run().
+    void setContentEncoding(const QString &encoding) { m_contentEncoding = encoding; }
+
+    /// The download's own; before setUsage(). Null = it has none.
+    void setChief(const QSharedPointer<DownloadAccessChief> &chief) { m_chief = chief; }
+
+    /// Limits from now on.
+    void setUsage(const NetworkUsageSettings &usage);
+
+    /// The one of the download's access chief; before run(). What it refuses ends the run as a changed resource.
+    void setGuard(const std::shared_ptr<ResourceGuard> &guard);
+
+    /// Tells which proxy stands between here and a URL; before run().
+    void setProxies(const std::function<QUrl(const QUrl &)> &proxyFor) { m_proxyFor = proxyFor; }
+
+    qint64 id() const;
+    AbstractDownload *download() const { return m_download; }
+    AbstractDownloadPersistentInfo info() const;
+    /// What the list has of it: after a sync that failed, less than info() says.
+    AbstractDownloadPersistentInfo savedInfo() const { return m_saved; }
+    DownloadStatus status() const;
+    DownloadDetails details() const;
+    /// The requests and answers that the download tells of just now were never sent.
+    bool isTellingMadeUp() const;
+    /// What the file is known by; unknown while there is none.
+    FileIdentity file() const { return m_file; }
+    /// Lines of the newest answer.
+    QList<QString> responseHeaders() const { return m_responseHeaders; }
+
+    /// Once. Always answered by finished(), never from inside the call. @param file what the list says of the
+    /// incomplete file: no other is taken for it
+    void run(AbstractDownloadCommand command, const FileIdentity &file = {});
+    void stop();
+    /// Is content with what is there; for what FinishNow does not refuse.
+    void finishNow();
+
+Q_SIGNALS:
+    void saveFailed(const QString &errorText);
+    void finished();
+
+private:
+    void onChanged(bool significantly);
+    void onRunning(bool isRunning);
+    void onFilesOperations(bool performing);
+    void onChange(const QString &reason);
+    DownloadList::Holdings holdings() const;
+    void onResponseHeaders(qint64 sectionId, const QList<QString> &headers);
+    std::string whoRefused(const AbstractDownloadPersistentInfo &record) const;
+    bool isWithoutBytes() const;
+    void forgetBytes();
+    void forgetThatItIsEarly();
+    void save();
+    void saveSoon();
+    void begin(const AbstractDownloadPersistentInfo &snapshot);
+    bool claimsNewBytes(const AbstractDownloadPersistentInfo &snapshot) const;
+    void onSynced(const FileSyncer::Outcome &outcome);
+    void bringUpToDate(AbstractDownloadPersistentInfo &snapshot);
+    void onSyncFailed(const AbstractDownloadPersistentInfo &snapshot, int error);
+    void commit(const AbstractDownloadPersistentInfo &snapshot);
+    void afterSave();
+    void end();
+
+    AbstractDownload *const m_download;
+    DownloadList *const m_list;
+    FileSyncer *const m_syncer;
+    AbstractDownloadPersistentInfo m_saved; ///< what the list says
+    FileIdentity m_file; ///< of the incomplete file, once it is about to be made
+    std::optional<AbstractDownloadPersistentInfo> m_syncing; ///< the snapshot of the save that is under way
+    bool m_saveAgain = false; ///< as soon as that is done
+    bool m_changed = false; ///< since that began
+    bool m_syncFailed = false;
+    QTimer m_saveTimer;
+    QList<QString> m_responseHeaders;
+    std::function<QUrl(const QUrl &)> m_proxyFor;
+    QSharedPointer<DownloadAccessChief> m_chief;
+    std::shared_ptr<ResourceGuard> m_guard; ///< null = everything is welcome
+    std::optional<ResourceMemory> m_savedMemory; ///< what the list has of the guard's; nothing = another
+    QString m_contentEncoding; ///< of what is there or comes; null = nobody has said yet
+    QString m_change; ///< why an answer brought another file; empty = none did
+    bool m_ended = false;
+};

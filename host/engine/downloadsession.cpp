@@ -1,0 +1,511 @@
+// SPDX-License-Identifier: MIT
+#include <host/engine/downloadsession.h>
+
+#include <host/engine/downloadrun.h>
+#include <host/engine/moduleloader.h>
+#include <host/network/downloadaccesschief.h>
+#include <host/network/networkaccesschief.h>
+#include <host/network/resourceguard.h>
+#include <host/parsing/urlcredentials.h>
+#include <host/policy/diskcheck.h>
+#include <host/policy/errormessages.h>
+#include <host/policy/finishnow.h>
+#include <inet/qt/download/framework/abstractdownloadmodule.h>
+#include <inet/qt/download/framework/abstractnetworkconsumersstats.h>
+#include <inet/qt/download/framework/qtappsystemdefaultuseragentmanager.h>
+
+#include <QCoreApplication>
+#include <QFileDevice>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+const QString kModuleId = u"downloadswww"_s;
+
+QList<QtHostAndPort> serversOf(const AbstractDownloadPersistentInfo &record)
+{
+    QList<QtHostAndPort> servers{hostAndPortFromUrl(record.downloadUrl())};
+    for (const AbstractDownloadMirrorInfo &mirror : record.mirrors)
+        servers.append(hostAndPortFromUrl(mirror.url));
+    return servers;
+}
+
+}
+
+DownloadSession::DownloadSession(QObject *parent)
+    : QObject(parent)
+    , m_userAgentManager(QSharedPointer<QtAppSystemDefaultUserAgentManager>::create())
+{
+    m_writersThread.setObjectName(u"writers"_s);
+}
+
+DownloadSession::~DownloadSession()
+{
+    for (DownloadRun *download : std::as_const(m_running)) {
+        download->disconnect(this);
+        delete download;
+    }
+    m_running.clear();
+    const QSet<qint64> claimed = m_claimed;
+    for (qint64 id : claimed)
+        releaseClaim(id);
+    m_writersThread.quit();
+    m_writersThread.wait();
+}
+
+bool DownloadSession::open(const SessionOptions &options, QString *errorText)
+{
+    m_options = options;
+    m_openedAt = FileIdentity::now();
+    m_chief = QSharedPointer<NetworkAccessChief>::create();
+    AbstractNetworkConsumerSettings settings = m_chief->defaultConsumerSettings();
+    settings.ignoreSslErrors = options.ignoreSslErrors;
+    m_chief->setDefaultConsumerSettings(settings);
+    m_chief->setUsageSettings(options.allTogether);
+    if (!options.caCertificatesFile.isEmpty() && !m_chief->addCaCertificates(options.caCertificatesFile, errorText))
+        return false;
+    if (!m_chief->apply(options.network, errorText) || !loadModule(options, errorText))
+        return false;
+    if (!m_list.open(options.listPath.isEmpty() ? DownloadList::defaultPath() : options.listPath)) {
+        *errorText = m_list.lastErrorText();
+        return false;
+    }
+    connect(&m_writersThread, &QThread::finished, this, &DownloadSession::closed);
+    m_writersThread.start();
+    return true;
+}
+
+QStringList DownloadSession::warnings() const
+{
+    QStringList warnings = m_chief->warnings();
+    if (!m_list.warning().isEmpty())
+        warnings.append(m_list.warning());
+    return warnings;
+}
+
+bool DownloadSession::supports(const QUrl &url) const
+{
+    return m_module && m_module->supportedSource(url);
+}
+
+qint64 DownloadSession::add(const DownloadRequest &asked, QString *errorText)
+{
+    if (!isServed(asked.url, errorText))
+        return 0;
+    const DownloadRequest request = withoutSecrets(asked);
+    const qint64 found = claimFound(request, errorText);
+    if (found != 0 || !errorText->isEmpty())
+        return found;
+    return insertNew(request, errorText);
+}
+
+bool DownloadSession::start(qint64 id, const Sources &sources, QString *errorText)
+{
+    if (m_closing || m_running.contains(id))
+        return false;
+    std::optional<DownloadList::Taken> taken = claimToRun(id, errorText);
+    if (!taken)
+        return false;
+    DiskCheck::forgetSectionsWithoutBytes(taken->record);
+    if (sources.areSeveral()) {
+        sources.applyTo(taken->record);
+        m_sources.insert(id, sources);
+    }
+    run(*taken, &m_list, AbstractDownloadCommand::Start);
+    return true;
+}
+
+bool DownloadSession::restart(qint64 id, QString *errorText)
+{
+    if (m_closing || m_running.contains(id))
+        return false;
+    const std::optional<DownloadList::Taken> taken = claimToRun(id, errorText);
+    if (!taken)
+        return false;
+    run(*taken, &m_list, AbstractDownloadCommand::Restart);
+    return true;
+}
+
+bool DownloadSession::setUrl(qint64 id, const DownloadRequest &asked, QString *errorText)
+{
+    if (!isServed(asked.url, errorText))
+        return false;
+    const DownloadRequest request = withoutSecrets(asked);
+    const auto merge = [this, &request, id](AbstractDownloadPersistentInfo &record) -> QString {
+        if (record.isFinished())
+            return u"it is finished already."_s;
+        // The module knows which of a record's fields belong to the address.
+        const std::unique_ptr<AbstractDownload> download(m_module->createDownload(id, nullptr));
+        download->setInfo(record);
+        AbstractDownloadPersistentInfo fresh = record;
+        fresh.url = request.url;
+        fresh.effectiveUrl.clear();
+        fresh.finalUrl.clear();
+        if (!download->mergeIntoThisDownload(fresh, {{u"Update URL"_s}}))
+            return u"its module does not take another address."_s;
+        DownloadOptions options = m_list.options(id);
+        forgetSecretsOf(record.url, request.url, options);
+        request.changes.applyTo(options);
+        record = download->info();
+        addHarmless(request.headers, record);
+        return m_list.setOptions(id, options) ? QString() : m_list.lastErrorText();
+    };
+    return change(id, merge, errorText);
+}
+
+bool DownloadSession::remove(qint64 id, bool withFile, QString *errorText)
+{
+    const auto removed = [this, id, withFile](AbstractDownloadPersistentInfo &record) -> QString {
+        const QString reason = withFile ? deleteFiles(record) : QString();
+        if (!reason.isEmpty() || m_list.remove(id))
+            return reason;
+        return m_list.lastErrorText();
+    };
+    return change(id, removed, errorText);
+}
+
+bool DownloadSession::finishNow(qint64 id, QString *errorText)
+{
+    const QString what = u"cannot finish download %1 now: "_s.arg(id);
+    if (DownloadRun *const running = m_running.value(id)) {
+        const QString refusal = FinishNow::refusal(running->info(), true);
+        *errorText = refusal.isEmpty() ? QString() : what + refusal;
+        if (refusal.isEmpty())
+            running->finishNow();
+        return refusal.isEmpty();
+    }
+    std::optional<DownloadList::Taken> taken = m_closing ? std::nullopt : claimToRun(id, errorText);
+    if (!taken)
+        return false;
+    const QString refusal = FinishNow::refusal(taken->record, false);
+    if (!refusal.isEmpty() || !keepThatItIsEarly(*taken)) {
+        *errorText = what + (refusal.isEmpty() ? m_list.lastErrorText() : refusal);
+        releaseClaim(id);
+        return false;
+    }
+    // All that is there being all that there is, a start has nothing to fetch and gives the file its name.
+    FinishNow::settle(taken->record);
+    run(*taken, &m_list, AbstractDownloadCommand::Start);
+    return true;
+}
+
+/// Before the file has its final name, and looks like any other.
+bool DownloadSession::keepThatItIsEarly(DownloadList::Taken &taken)
+{
+    if (!FinishNow::isEarly(taken.record))
+        return true;
+    taken.memory.evidence.doubt = Evidence::Doubt::FinishedEarly;
+    return m_list.update(taken.record, {taken.file, taken.contentEncoding, taken.memory},
+                         DownloadList::Lasting::ThisRunOfTheMachine);
+}
+
+qint64 DownloadSession::query(const DownloadRequest &request, QString *errorText)
+{
+    if (m_closing || !isServed(request.url, errorText))
+        return 0;
+    AbstractDownloadPersistentInfo record = withoutSecrets(request).newRecord();
+    record.id = --m_lastQueryId;
+    record.files.clear();
+    run({record, {}, {}, {}, {}}, nullptr, AbstractDownloadCommand::QueryInfoMinimal);
+    return record.id;
+}
+
+bool DownloadSession::hold(qint64 id, QString *errorText)
+{
+    if (!takeClaim(id, errorText))
+        return false;
+    m_held.insert(id);
+    return true;
+}
+
+void DownloadSession::letGo(qint64 id)
+{
+    m_held.remove(id);
+    if (!m_running.contains(id))
+        releaseClaim(id);
+}
+
+int DownloadSession::connections() const
+{
+    return unitedEntry(m_chief->consumersStats()->connectionsMap()).count;
+}
+
+int DownloadSession::connectionsOf(qint64 id) const
+{
+    const DownloadRun *const download = m_running.value(id);
+    return download ? unitedEntry(download->download()->connectionsMap()).count : 0;
+}
+
+int DownloadSession::connectionsTo(const QtHostAndPort &server) const
+{
+    return m_chief->consumersStats()->connectionsMap().value(server).count;
+}
+
+void DownloadSession::stop(qint64 id)
+{
+    if (DownloadRun *const download = m_running.value(id))
+        download->stop();
+}
+
+void DownloadSession::stopAll()
+{
+    const QList<qint64> ids = m_running.keys();
+    for (qint64 id : ids)
+        stop(id);
+}
+
+std::optional<AbstractDownloadPersistentInfo> DownloadSession::record(qint64 id)
+{
+    return m_list.load(id);
+}
+
+QString DownloadSession::whyNoRecord(qint64 id) const
+{
+    const QString errorText = m_list.lastErrorText();
+    return errorText.isEmpty() ? u"there is no download %1. Run \"plait list\" to see them."_s.arg(id) : errorText;
+}
+
+DownloadOptions DownloadSession::options(qint64 id)
+{
+    return id > 0 ? m_list.options(id) : DownloadOptions();
+}
+
+bool DownloadSession::setOptions(qint64 id, const DownloadOptions &options, QString *errorText)
+{
+    if (m_list.setOptions(id, options))
+        return true;
+    *errorText = m_list.lastErrorText();
+    return false;
+}
+
+void DownloadSession::setUsage(qint64 id, const NetworkUsageSettings &usage)
+{
+    if (DownloadRun *const download = m_running.value(id))
+        download->setUsage(usage);
+}
+
+void DownloadSession::setUsageOfAll(const NetworkUsageSettings &usage)
+{
+    m_options.allTogether = usage;
+    m_chief->setUsageSettings(usage);
+}
+
+NetworkUsageSettings DownloadSession::usageOf(const DownloadOptions &options) const
+{
+    NetworkUsageSettings usage = m_options.usage;
+    if (options.rateLimit > 0)
+        usage.downloadLimit = options.rateLimit;
+    if (options.connections > 0)
+        usage.maximumConnections = options.connections;
+    if (options.connectionsPerServer > 0)
+        usage.maximumConnectionsPerServer = options.connectionsPerServer;
+    return usage;
+}
+
+AbstractDownload *DownloadSession::createDownload(qint64 id, const std::shared_ptr<ResourceGuard> &guard,
+                                                  QObject *parent) const
+{
+    return createDownload(id, QSharedPointer<DownloadAccessChief>::create(m_chief, guard), parent);
+}
+
+/// A download keeps the chief that its module has when it is made.
+AbstractDownload *DownloadSession::createDownload(qint64 id, const QSharedPointer<DownloadAccessChief> &chief,
+                                                  QObject *parent) const
+{
+    m_module->setNetworkAccessChief(chief);
+    AbstractDownload *const download = m_module->createDownload(id, parent);
+    m_module->setNetworkAccessChief(m_chief);
+    return download;
+}
+
+void DownloadSession::prepare(AbstractDownload &download, const AbstractDownloadPersistentInfo &record,
+                              const DownloadOptions &options)
+{
+    if (record.id > 0)
+        trustServers(record, options);
+    AbstractNetworkConsumerSettings settings = download.networkSettings();
+    settings.ignoreSslErrors = settings.ignoreSslErrors || options.insecure;
+    download.setNetworkSettings(settings);
+    download.setNetworkUsageSettings(usageOf(options));
+}
+
+AbstractDownloadPersistentInfo DownloadSession::info(qint64 id) const
+{
+    const DownloadRun *const download = m_running.value(id);
+    return download ? download->info() : AbstractDownloadPersistentInfo();
+}
+
+DownloadDetails DownloadSession::details(qint64 id) const
+{
+    const DownloadRun *const download = m_running.value(id);
+    return download ? download->details() : DownloadDetails();
+}
+
+DownloadStatus DownloadSession::status(qint64 id) const
+{
+    const DownloadRun *const download = m_running.value(id);
+    return download ? download->status() : DownloadStatus();
+}
+
+void DownloadSession::fileExistsAction(qint64 id, int fileIndex, AbstractDownloadFileExistsAction action)
+{
+    if (DownloadRun *const download = m_running.value(id))
+        download->download()->fileExistsAction(fileIndex, action);
+}
+
+void DownloadSession::close()
+{
+    if (m_closing)
+        return;
+    m_closing = true;
+    stopAll();
+    if (isIdle())
+        QMetaObject::invokeMethod(this, &DownloadSession::endWritersThread, Qt::QueuedConnection);
+}
+
+bool DownloadSession::loadModule(const SessionOptions &options, QString *errorText)
+{
+    ModuleLoader loader(options.moduleFolders.isEmpty() ? ModuleLoader::defaultFolders() : options.moduleFolders);
+    m_module = loader.load(kModuleId, this);
+    if (!m_module) {
+        *errorText = loader.errorText();
+        return false;
+    }
+    m_module->setNetworkAccessChief(m_chief);
+    m_module->setUserAgentManager(m_userAgentManager);
+    m_module->initialize(true);
+    return true;
+}
+
+bool DownloadSession::isServed(const QUrl &url, QString *errorText) const
+{
+    errorText->clear();
+    if (!supports(url))
+        *errorText = ErrorMessages::forUnsupportedUrl(url);
+    return errorText->isEmpty();
+}
+
+/// The record of a download holds nothing that only its server may know; the chief keeps that.
+DownloadRequest DownloadSession::withoutSecrets(const DownloadRequest &request)
+{
+    DownloadRequest result = request;
+    if (request.options.storeSecrets && result.options.user.isEmpty()) {
+        result.options.user = result.changes.user = request.url.userName(QUrl::FullyDecoded);
+        result.options.password = result.changes.password = request.url.password(QUrl::FullyDecoded);
+    }
+    result.url = m_chief->takeSecrets(request.url, nullptr);
+    result.headers.clear();
+    result.options.headers = takeHeaders(result.url, request.headers, request.headersForAll, &result.headers);
+    result.changes.secretHeaders = result.options.headers;
+    result.referer = QString::fromUtf8(UrlCredentials::withoutLogin(request.referer.toUtf8()));
+    for (QUrl &mirror : result.mirrors)
+        mirror = m_chief->takeSecrets(mirror, nullptr);
+    return result;
+}
+
+/// Who put an address into the list meant its server to get what is meant for it.
+void DownloadSession::trustServers(const AbstractDownloadPersistentInfo &record, const DownloadOptions &options)
+{
+    QUrl url = record.url;
+    if (!options.user.isEmpty()) {
+        url.setUserName(options.user);
+        url.setPassword(options.password);
+    }
+    m_chief->takeSecrets(url, nullptr);
+    for (const AbstractDownloadMirrorInfo &mirror : record.mirrors)
+        m_chief->takeSecrets(mirror.url, nullptr);
+}
+
+void DownloadSession::run(const DownloadList::Taken &taken, DownloadList *list, AbstractDownloadCommand command)
+{
+    const AbstractDownloadPersistentInfo &record = taken.record;
+    const auto guard =
+        std::make_shared<ResourceGuard>(list ? ResourceGuard::Task::Download : ResourceGuard::Task::Look);
+    guard->setMayLead(record.postData.isEmpty());
+    guard->setKeptHeaders(taken.options.headers);
+    if (command != AbstractDownloadCommand::Restart)
+        guard->setMemory(memoryOf(taken), record.bytesDownloaded(false) > 0);
+    const auto chief = QSharedPointer<DownloadAccessChief>::create(m_chief, guard);
+    AbstractDownload *const download = createDownload(record.id, chief, this);
+    auto *const running = new DownloadRun(download, list, this);
+    chief->serve(*download, serversOf(record));
+    running->setChief(chief);
+    running->setGuard(guard);
+    running->setProxies([chief = m_chief](const QUrl &url) { return chief->proxyFor(url); });
+    running->setContentEncoding(taken.contentEncoding);
+    m_running.insert(record.id, running);
+    relaySignals(running);
+    download->setWritersThread(&m_writersThread);
+    download->setSettings({});
+    prepare(*download, record, taken.options);
+    running->setUsage(usageOf(taken.options));
+    download->setInfo(record);
+    running->run(command, taken.file);
+}
+
+ResourceMemory DownloadSession::memoryOf(const DownloadList::Taken &taken)
+{
+    ResourceMemory memory = taken.memory;
+    const bool isKept = memory.evidence.answers > 0 || memory.evidence.doubt != Evidence::Doubt::None;
+    if (!isKept && taken.record.bytesDownloaded(false) > 0)
+        memory.evidence = Evidence::ofOldBytes();
+    return memory;
+}
+
+void DownloadSession::relaySignals(DownloadRun *running)
+{
+    const qint64 id = running->id();
+    AbstractDownload *const download = running->download();
+    connect(download, &AbstractDownload::progressChanged, this,
+            [this, id](qint64 done, qint64 total) { Q_EMIT progressChanged(id, done, total); });
+    connect(download, &AbstractDownload::changed, this, [this, id] { Q_EMIT changed(id); });
+    connect(download, &AbstractDownload::gotResponseHeaders, this,
+            [this, running](qint64 section, const QList<QString> &lines) {
+                if (!running->isTellingMadeUp())
+                    Q_EMIT gotResponseHeaders(running->id(), section, lines);
+            });
+    connect(download, &AbstractDownload::sendingRequestHeaders, this,
+            [this, running](qint64 section, const QList<QString> &lines) {
+                if (!running->isTellingMadeUp())
+                    Q_EMIT sendingRequestHeaders(running->id(), section, lines);
+            });
+    connect(download, &AbstractDownload::fileExistsActionRequired, this,
+            [this, id](int file, const QList<QString> &paths) { Q_EMIT fileExistsActionRequired(id, file, paths); });
+    connect(download, &AbstractDownload::performingFilesOperations, this,
+            [this, id](bool performing) { Q_EMIT performingFilesOperations(id, performing); });
+    connect(download, &AbstractDownload::stopping, this, [this, id] { Q_EMIT stopping(id); });
+    connect(running, &DownloadRun::saveFailed, this, [this, id](const QString &text) { Q_EMIT warned(id, text); });
+    connect(running, &DownloadRun::finished, this, [this, running] { onFinished(running); });
+}
+
+void DownloadSession::onFinished(DownloadRun *running)
+{
+    const qint64 id = running->id();
+    AbstractDownloadPersistentInfo info = running->info();
+    checkWhole(info, running->file());
+    if (id > 0 && info.isFinished() && !info.lastError && !running->savedInfo().isFinished())
+        info.setLastError({QFileDevice::WriteError, ErrorCategory::kFile, errorSourceHere(),
+                           "the disk did not take all of the file"});
+    const auto details = running->details();
+    const QList<QString> responseHeaders = running->responseHeaders();
+    const QueryResult result = QueryResult::from(info, responseHeaders);
+    m_running.remove(id);
+    restoreSources(id, running->savedInfo());
+    releaseClaim(id);
+    running->deleteLater();
+    if (id < 0 && !info.lastError)
+        Q_EMIT queried(id, result);
+    Q_EMIT finished(id, info, details, responseHeaders);
+    if (m_closing && isIdle())
+        QMetaObject::invokeMethod(this, &DownloadSession::endWritersThread, Qt::QueuedConnection);
+}
+
+void DownloadSession::endWritersThread()
+{
+    // Downloads let go of their sections, and these of their writers, each by a deferred deletion. The writers' thread
+    // must still be there for the last of them.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    m_writersThread.quit();
+}

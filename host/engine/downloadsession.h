@@ -1,0 +1,192 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <host/engine/downloadrequest.h>
+#include <host/engine/downloadstatus.h>
+#include <host/engine/queryresult.h>
+#include <host/engine/sessionoptions.h>
+#include <host/policy/sources.h>
+#include <host/storage/downloadlist.h>
+#include <inet/qt/download/framework/downloaddetails.h>
+#include <inet/qt/download/records/connectionsmap.h>
+
+#include <QHash>
+#include <QObject>
+#include <QSet>
+#include <QSharedPointer>
+#include <QThread>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+class AbstractDownload;
+class AbstractDownloadModule;
+class DownloadAccessChief;
+class NetworkAccessChief;
+class QtAppSystemDefaultUserAgentManager;
+class ResourceGuard;
+class DownloadRun;
+struct ProcessIdentity;
+
+/// The host as front ends see it: opens the list, loads the module, runs downloads and tells everything by signals.
+///
+///     new ── open() ──> open ── close() ──> closing (stops what runs) ──> writers' thread ended ── closed() ──> closed
+///
+/// A download's run begins with start() or query() and ends with exactly one finished(). Operations that fail return
+/// false or 0 and give a sentence. Lives in the thread of the downloads; only the writers have one of their own.
+class DownloadSession : public QObject
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(DownloadSession)
+
+public:
+    explicit DownloadSession(QObject *parent = nullptr);
+    /// What still runs is cut off; what is on disk and in the list stays. See close().
+    ~DownloadSession() override;
+
+    /// Once.
+    bool open(const SessionOptions &options, QString *errorText);
+    /// What a person should know of the opening though it succeeded.
+    QStringList warnings() const;
+
+    /// Some module serves the URL.
+    bool supports(const QUrl &url) const;
+    /// The unfinished download of the same request, or a new one. It is this process's from now on. 0 = failed.
+    qint64 add(const DownloadRequest &request, QString *errorText);
+    /// Goes on with a download of the list. What its file on disk cannot hold is fetched again.
+    bool start(qint64 id, QString *errorText) { return start(id, Sources(), errorText); }
+    /// The same, from some of its addresses only.
+    bool start(qint64 id, const Sources &sources, QString *errorText);
+    /// Fetches all of it again; what was downloaded is discarded.
+    bool restart(qint64 id, QString *errorText);
+    /// Is content with the bytes that are there: they become the file. False, with the reason, when they are not one
+    /// piece from the start.
+    bool finishNow(qint64 id, QString *errorText);
+    /// Learns what a URL holds without downloading it: answered by queried(), if it succeeds, and finished(). Not put
+    /// into the list; the id is below 0.
+    qint64 query(const DownloadRequest &request, QString *errorText);
+    /// Gives a download another address for the same file. What was downloaded stays; whether it still fits is checked
+    /// against the server's answer when the download goes on. The address's login and headers are the request's; what
+    /// was kept for another server is forgotten.
+    bool setUrl(qint64 id, const DownloadRequest &request, QString *errorText);
+    /// Changes the options of a download of the list, and takes the headers that are given for it. True without a
+    /// change where there is no such download.
+    bool renew(qint64 id, const OptionChanges &changes, QString *errorText);
+    /// The same headers for a record that is only to be looked up; nothing is kept.
+    void takeHeaders(AbstractDownloadPersistentInfo &record, OptionChanges &changes);
+    /// A sentence on the headers that a download of the list was begun with and that nobody knows now; empty = none.
+    QString missingHeaders(qint64 id);
+    /// Forgets a download that does not run. Its file stays unless it is to go, too.
+    bool remove(qint64 id, bool withFile, QString *errorText);
+    /// The download stays this process's between its runs, until letGo(). False, with a sentence, when it is another's.
+    bool hold(qint64 id, QString *errorText);
+    void letGo(qint64 id);
+    void stop(qint64 id);
+    void stopAll();
+    /// No download runs.
+    bool isIdle() const { return m_running.isEmpty(); }
+
+    /// Of a running download; a default-made one when it does not run.
+    AbstractDownloadPersistentInfo info(qint64 id) const;
+    DownloadStatus status(qint64 id) const;
+    /// As the list has it; nothing when there is none.
+    std::optional<AbstractDownloadPersistentInfo> record(qint64 id);
+    /// A sentence, behind a record() that gave nothing.
+    QString whyNoRecord(qint64 id) const;
+    DownloadOptions options(qint64 id);
+    bool setOptions(qint64 id, const DownloadOptions &options, QString *errorText);
+    DownloadList &list() { return m_list; }
+    /// Limits of a running download, from now on.
+    void setUsage(qint64 id, const NetworkUsageSettings &usage);
+    /// Those that all downloads of this process have now; the same of one of them, and to a server.
+    int connections() const;
+    int connectionsOf(qint64 id) const;
+    int connectionsTo(const QtHostAndPort &server) const;
+    /// How a running download has used the network up to now.
+    DownloadDetails details(qint64 id) const;
+    /// Of all downloads together.
+    const NetworkUsageSettings &usageOfAll() const { return m_options.allTogether; }
+    /// From now on.
+    void setUsageOfAll(const NetworkUsageSettings &usage);
+    /// Those that the list has for it, or else the session's.
+    NetworkUsageSettings usageOf(const DownloadOptions &options) const;
+    /// A download of the module for work beside those that run; a child of @p parent.
+    /// @param guard of its requests
+    AbstractDownload *createDownload(qint64 id, const std::shared_ptr<ResourceGuard> &guard, QObject *parent) const;
+    /// Gives such a one what it needs to reach the servers of the record.
+    void prepare(AbstractDownload &download, const AbstractDownloadPersistentInfo &record,
+                 const DownloadOptions &options);
+    /// The answer to fileExistsActionRequired().
+    void fileExistsAction(qint64 id, int fileIndex, AbstractDownloadFileExistsAction action);
+
+    /// Stops everything in order; answered by closed().
+    void close();
+
+Q_SIGNALS:
+    void progressChanged(qint64 id, qint64 done, qint64 total);
+    void changed(qint64 id);
+    void gotResponseHeaders(qint64 id, qint64 sectionId, const QList<QString> &headers);
+    void sendingRequestHeaders(qint64 id, qint64 sectionId, const QList<QString> &headers);
+    void fileExistsActionRequired(qint64 id, int fileIndex, const QList<QString> &existingPaths);
+    void performingFilesOperations(qint64 id, bool performing);
+    void stopping(qint64 id);
+    /// Something that a person should know and that does not end the download.
+    void warned(qint64 id, const QString &text);
+    void queried(qint64 id, const QueryResult &result);
+    /// The run is over, and the record saved. @param info its last error is the run's; finished without an error means
+    /// that every byte is on disk under the final name @param responseHeaders lines of the newest answer
+    void finished(qint64 id, const AbstractDownloadPersistentInfo &info, const DownloadDetails &details,
+                  const QList<QString> &responseHeaders);
+    void closed();
+
+private:
+    bool loadModule(const SessionOptions &options, QString *errorText);
+    bool isServed(const QUrl &url, QString *errorText) const;
+    DownloadRequest withoutSecrets(const DownloadRequest &request);
+    QList<SecretHeader> takeHeaders(const QUrl &url, const QVariantMap &own, const QVariantMap &forAll,
+                                    QVariantMap *harmless);
+    static void addHarmless(const QVariantMap &headers, AbstractDownloadPersistentInfo &record);
+    static void forgetSecretsOf(const QUrl &before, const QUrl &after, DownloadOptions &options);
+    void trustServers(const AbstractDownloadPersistentInfo &record, const DownloadOptions &options);
+    qint64 claimFound(const DownloadRequest &request, QString *errorText);
+    AbstractDownload *createDownload(qint64 id, const QSharedPointer<DownloadAccessChief> &chief,
+                                     QObject *parent) const;
+    void warnOfTheSame(const AbstractDownloadPersistentInfo &record,
+                       const QList<AbstractDownloadPersistentInfo> &candidates);
+    qint64 insertNew(const DownloadRequest &request, QString *errorText);
+    bool takeClaim(qint64 id, QString *errorText);
+    bool isTaken(qint64 id, DownloadList::Claim claim, const ProcessIdentity &owner, QString *errorText);
+    void releaseClaim(qint64 id);
+
+    std::optional<DownloadList::Taken> claimToRun(qint64 id, QString *errorText);
+    void checkAgainstDisk(AbstractDownloadPersistentInfo &record, const FileIdentity &file);
+    void run(const DownloadList::Taken &taken, DownloadList *list, AbstractDownloadCommand command);
+    bool change(qint64 id, const std::function<QString(AbstractDownloadPersistentInfo &)> &how, QString *errorText);
+    void restoreSources(qint64 id, AbstractDownloadPersistentInfo info);
+    /// Length of the file that the record names; -1 when it is not there. A link is none of ours, nor is a file that is
+    /// known to be another than the one that was made.
+    static qint64 lengthOnDisk(const AbstractDownloadPersistentInfo &record, const FileIdentity &known);
+    /// "Finished" is said to nobody while the disk says otherwise.
+    static void checkWhole(AbstractDownloadPersistentInfo &info, const FileIdentity &file);
+    static QString deleteFiles(const AbstractDownloadPersistentInfo &record);
+    bool keepThatItIsEarly(DownloadList::Taken &taken);
+    static ResourceMemory memoryOf(const DownloadList::Taken &taken);
+    void relaySignals(DownloadRun *download);
+    void onFinished(DownloadRun *download);
+    void endWritersThread();
+
+    SessionOptions m_options;
+    DownloadList m_list;
+    QThread m_writersThread;
+    QSharedPointer<NetworkAccessChief> m_chief;
+    const QSharedPointer<QtAppSystemDefaultUserAgentManager> m_userAgentManager;
+    AbstractDownloadModule *m_module = nullptr; ///< a child
+    QHash<qint64, DownloadRun *> m_running; ///< children
+    QHash<qint64, Sources> m_sources; ///< of those that run from some of their addresses only
+    QSet<qint64> m_claimed;
+    QSet<qint64> m_held; ///< of m_claimed; those that stay so between runs
+    qint64 m_lastQueryId = 0;
+    qint64 m_openedAt = 0; ///< nanoseconds since 1970
+    bool m_closing = false;
+};

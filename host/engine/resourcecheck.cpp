@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: MIT
+#include <host/engine/resourcecheck.h>
+
+#include <host/engine/downloadsession.h>
+#include <host/network/resourceguard.h>
+#include <host/policy/contentencoding.h>
+#include <host/policy/errormessages.h>
+#include <inet/qt/download/framework/abstractdownload.h>
+#include <inet/qt/download/framework/downloaddetails.h>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+/// A download tells of a change at once, but not of the end of a check that found none.
+constexpr int kLookIntervalMs = 50;
+constexpr int kOk = 200;
+constexpr int kFirstRefusal = 400;
+
+/// Empty = none.
+QString encodingIn(const QList<ResourceIdentity::Field> &fields)
+{
+    QList<QString> lines{u"HTTP/1.1 200 OK"_s};
+    for (const auto &[name, value] : fields)
+        lines.append(QString::fromLatin1(name + ": " + value));
+    const auto answer = ContentEncoding::of(lines);
+    return answer ? answer->encoding : QString();
+}
+
+}
+
+ResourceCheck::ResourceCheck(DownloadSession &session, QObject *parent)
+    : QObject(parent)
+    , m_session(session)
+{
+    m_timer.setInterval(kLookIntervalMs);
+    connect(&m_timer, &QTimer::timeout, this, &ResourceCheck::look);
+}
+
+ResourceCheck::~ResourceCheck() = default;
+
+void ResourceCheck::begin(const AbstractDownloadPersistentInfo &record)
+{
+    m_guard = std::make_shared<ResourceGuard>(ResourceGuard::Task::Look);
+    m_guard->setMemory(m_session.list().memory(record.id), true);
+    const DownloadOptions options = m_session.options(record.id);
+    m_guard->setKeptHeaders(options.headers);
+    m_download.reset(m_session.createDownload(record.id, m_guard, nullptr));
+    m_session.prepare(*m_download, record, options);
+    m_download->setInfo(record);
+    m_download->doCommand(AbstractDownloadCommand::CheckResource);
+    m_timer.start();
+}
+
+void ResourceCheck::stop()
+{
+    m_timer.stop();
+    m_download.reset();
+}
+
+void ResourceCheck::look()
+{
+    if (m_download->details().value<DownloadDetails>().isChecking)
+        return;
+    m_timer.stop();
+    const Result found = result();
+    m_download.release()->deleteLater();
+    Q_EMIT checked(found);
+}
+
+ResourceCheck::Result ResourceCheck::result() const
+{
+    const AbstractDownloadPersistentInfo info = m_download->info();
+    const auto details = m_download->details().value<DownloadDetails>();
+    Result result;
+    const bool isOther = info.hasFlag(AbstractDownloadPersistentInfo::ResourceChanged) && !isOnlySizeUnsaid(info);
+    if (isOther || m_guard->hasFoundChange()) {
+        result.finding = Finding::Changed;
+        return result;
+    }
+    result.error = details.checkError;
+    if (details.checkStatus >= kFirstRefusal)
+        result.error = {details.checkStatus, ErrorCategory::kHttp, errorSourceHere(), {}};
+    if (result.error || details.checkStatus < 0) {
+        result.status = result.error ? exitStatusOf(result.error, info) : ExitStatus::Unknown;
+        result.errorText = result.error
+            ? ErrorMessages::forDownload(result.error, info)
+            : u"cannot check download %1: nothing of it was downloaded that could be compared."_s.arg(info.id);
+        return result;
+    }
+    result.finding = Finding::Same;
+    return result;
+}
+
+/// A module takes that for another file, and a resume does not, which asks for the rest: of that, servers say the size
+/// even where they say none of the whole.
+bool ResourceCheck::isOnlySizeUnsaid(const AbstractDownloadPersistentInfo &info) const
+{
+    const QList<ResourceIdentity::Field> &fields = m_guard->lastFields();
+    const bool isSizeSaid = ResourceIdentity::of(kOk, fields).total >= 0;
+    const bool isSizeKnown = !info.files.isEmpty() && info.files.first().size >= 0;
+    return m_guard->knows(info.downloadUrl()) && isSizeSaid != isSizeKnown
+        && encodingIn(fields) == m_session.list().contentEncoding(info.id);
+}

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <host/parsing/urlcredentials.h>
+
+#include <QByteArray>
+#include <QFileDevice>
+#include <QList>
+#include <QString>
+
+#include <optional>
+
+/// The file ~/.netrc: who a person is on which machine. Pure.
+namespace Netrc
+{
+
+struct Entry {
+    QString machine; ///< in lower case; empty = the default, for all machines that have no entry
+    Login login;
+    QString account; ///< for ftp; empty = none
+
+    friend bool operator==(const Entry &, const Entry &) = default;
+};
+
+/// All entries in their order. Macros ("macdef") are skipped; a "#" begins a comment where a keyword would stand, but
+/// not in a password; a word in double quotes may hold blanks, and quotes and backslashes behind a backslash. Nothing,
+/// with a sentence that names file and line, when the text is no netrc file.
+std::optional<QList<Entry>> parse(const QByteArray &text, const QString &fileName, QString *errorText);
+
+/// The first entry for the host, else, where that may serve, the default. @param user of whom the password is wanted;
+/// empty = of anybody
+std::optional<Entry> entryFor(const QList<Entry> &entries, const QString &host, bool mayUseDefault,
+                              const QString &user = {});
+
+/// What a person should know about the file's permissions; empty = only the owner can read it, or it holds no password.
+QString permissionsWarning(QFileDevice::Permissions permissions, const QList<Entry> &entries, const QString &fileName);
+
+}

@@ -1,0 +1,130 @@
+// SPDX-License-Identifier: MIT
+#include <host/engine/downloadqueue.h>
+#include <host/engine/downloadsession.h>
+#include <tests/support/scriptedserver.h>
+
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+constexpr quint64 kSeed = 61;
+constexpr qint64 kSize = 8000000;
+
+}
+
+/// Limits of connections that change while downloads of the real module run.
+class TestDownloadQueueConnections : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+    void aDownloadThatMayHaveMoreTakesThem();
+    void allThatMayHaveMoreTakeThem();
+    void whatEndedBeforeTheLimitRoseLeavesNobodyBehind();
+
+private:
+    qint64 append(const QString &path);
+
+    std::unique_ptr<QTemporaryDir> m_dir;
+    std::unique_ptr<ScriptedServer> m_server;
+    std::unique_ptr<DownloadSession> m_session;
+    std::unique_ptr<DownloadQueue> m_queue;
+};
+
+void TestDownloadQueueConnections::init()
+{
+    m_dir = std::make_unique<QTemporaryDir>();
+    m_server = std::make_unique<ScriptedServer>();
+    m_server->setFallback([](const ScriptedRequest &request) {
+        ScriptedResponse response = ScriptedResponse::file(kSeed, kSize);
+        response.holdAfter = 1;
+        response.holdGate = QString::fromLatin1(request.path());
+        return response;
+    });
+    m_session = std::make_unique<DownloadSession>();
+    SessionOptions options;
+    options.listPath = m_dir->filePath(u"list.sqlite"_s);
+    options.moduleFolders = {QStringLiteral(MODULE_FOLDER)};
+    options.usage.maximumConnections = 2;
+    QString errorText;
+    QVERIFY2(m_session->open(options, &errorText), qPrintable(errorText));
+    m_queue = std::make_unique<DownloadQueue>(*m_session, QueueOptions());
+}
+
+void TestDownloadQueueConnections::cleanup()
+{
+    m_queue.reset();
+    // In order, so that nothing is left behind in the writers' thread.
+    QSignalSpy closed(m_session.get(), &DownloadSession::closed);
+    m_session->close();
+    QTRY_COMPARE(closed.size(), 1);
+    m_session.reset();
+    m_server.reset();
+}
+
+qint64 TestDownloadQueueConnections::append(const QString &path)
+{
+    DownloadRequest request;
+    request.url = m_server->url(path);
+    request.folder = m_dir->path();
+    QString errorText;
+    const qint64 id = m_session->add(request, &errorText);
+    m_queue->append(id);
+    return id;
+}
+
+void TestDownloadQueueConnections::aDownloadThatMayHaveMoreTakesThem()
+{
+    const qint64 id = append(u"/a"_s);
+    append(u"/b"_s);
+    QVERIFY(m_server->waitForHeld(u"/a"_s, 2));
+    QVERIFY(m_server->waitForHeld(u"/b"_s, 2));
+    QString errorText;
+    QVERIFY2(m_queue->setMostConnectionsOf(id, 5, &errorText), qPrintable(errorText));
+    QVERIFY(m_server->waitForHeld(u"/a"_s, 5));
+    QCOMPARE(m_session->options(id).connections, 5);
+    QCOMPARE(m_server->peakConnections(), 7);
+}
+
+void TestDownloadQueueConnections::allThatMayHaveMoreTakeThem()
+{
+    m_queue->setMostConnections(2);
+    append(u"/a"_s);
+    append(u"/b"_s);
+    QVERIFY(m_server->waitForHeld(u"/a"_s));
+    QVERIFY(m_server->waitForHeld(u"/b"_s));
+    m_queue->setMostConnections(3);
+    QVERIFY(QTest::qWaitFor([this] { return m_server->heldCount(u"/a"_s) + m_server->heldCount(u"/b"_s) == 3; },
+                            ScriptedServer::kPatienceMs));
+    QCOMPARE(m_server->peakConnections(), 3);
+    m_queue->setMostConnections(0);
+    QVERIFY(m_server->waitForHeld(u"/a"_s, 2));
+    QVERIFY(m_server->waitForHeld(u"/b"_s, 2));
+    QCOMPARE(m_server->peakConnections(), 4);
+}
+
+void TestDownloadQueueConnections::whatEndedBeforeTheLimitRoseLeavesNobodyBehind()
+{
+    m_queue->setMostConnections(1);
+    const qint64 first = append(u"/a"_s);
+    QVERIFY(m_server->waitForHeld(u"/a"_s));
+    append(u"/b"_s);
+    append(u"/c"_s);
+    m_session->stop(first);
+    QVERIFY(m_server->waitForHeld(u"/b"_s));
+    m_queue->setMostConnections(4);
+    QVERIFY(m_server->waitForHeld(u"/b"_s, 2));
+    QVERIFY(m_server->waitForHeld(u"/c"_s, 2));
+}
+
+QTEST_GUILESS_MAIN(TestDownloadQueueConnections)
+#include "tst_downloadqueue_connections.moc"

@@ -1,0 +1,224 @@
+// SPDX-License-Identifier: MIT
+#include <host/storage/downloadlist.h>
+#include <host/storage/processidentity.h>
+#include <tests/unit/host/storage/randomrecord.h>
+#include <tests/unit/host/storage/shell.h>
+
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QThread>
+
+#include <memory>
+
+using namespace Qt::StringLiterals;
+
+using Info = AbstractDownloadPersistentInfo;
+
+/// A list that several processes use, and whose a download is.
+class TestDownloadListProcesses : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+
+    void twoListsUseOneFile();
+
+    void aDownloadHasOneOwner();
+    void anOwnerThatDiedIsNone();
+    void aReleasedDownloadIsFree();
+    void releasingSomebodyElsesDownloadDoesNothing();
+    void claimingNothingFails();
+    void aNewDownloadOfThisProcessIsThereAtOnce();
+    void aClaimReadsWhatIsThere();
+    void whatIsAnothersIsNotRead();
+
+private:
+    QString path() const { return m_dir->filePath(u"data/plait/downloads.sqlite"_s); }
+    void openList(DownloadList &list) const { QVERIFY2(list.open(path()), qPrintable(list.lastErrorText())); }
+
+    std::unique_ptr<QTemporaryDir> m_dir;
+};
+
+void TestDownloadListProcesses::init()
+{
+    m_dir = std::make_unique<QTemporaryDir>();
+    QVERIFY(m_dir->isValid());
+}
+
+void TestDownloadListProcesses::twoListsUseOneFile()
+{
+    constexpr int kEach = 40;
+    const auto fill = [this](bool *done) {
+        DownloadList list;
+        *done = list.open(path());
+        for (int i = 0; i < kEach && *done; ++i) {
+            Info record = randomRecord(quint32(i));
+            *done = list.insert(record) > 0 && list.update(record);
+        }
+    };
+    bool otherDone = false;
+    bool done = false;
+    std::unique_ptr<QThread> other(QThread::create(fill, &otherDone));
+    other->start();
+    fill(&done);
+    QVERIFY(other->wait());
+    QVERIFY(done);
+    QVERIFY(otherDone);
+    DownloadList list;
+    openList(list);
+    QCOMPARE(list.list().size(), 2 * kEach);
+}
+
+void TestDownloadListProcesses::aDownloadHasOneOwner()
+{
+    DownloadList list;
+    openList(list);
+    Info record;
+    QVERIFY(list.insert(record) > 0);
+    QProcess other;
+    other.start(u"cat"_s, {});
+    QVERIFY(other.waitForStarted());
+    const ProcessIdentity identity = ProcessIdentity::ofProcess(other.processId());
+    {
+        const Shell shell(path());
+        QVERIFY(shell
+                    .value(u"UPDATE downloads SET owner_pid = %1, owner_start_time = %2, owner_boot_id = '%3'"_s
+                               .arg(identity.pid)
+                               .arg(identity.startTime)
+                               .arg(identity.bootId))
+                    .isNull());
+    }
+    ProcessIdentity owner;
+    QCOMPARE(list.claim(record.id, &owner), DownloadList::Claim::OwnedByOther);
+    QCOMPARE(owner, identity);
+    other.closeWriteChannel();
+    QVERIFY(other.waitForFinished());
+    QCOMPARE(list.claim(record.id), DownloadList::Claim::Taken);
+    QCOMPARE(list.claim(record.id), DownloadList::Claim::Taken);
+}
+
+void TestDownloadListProcesses::anOwnerThatDiedIsNone()
+{
+    DownloadList list;
+    openList(list);
+    Info record;
+    QVERIFY(list.insert(record) > 0);
+    QCOMPARE(list.claim(record.id), DownloadList::Claim::Taken);
+    {
+        const Shell shell(path());
+        QVERIFY(shell.value(u"UPDATE downloads SET owner_start_time = owner_start_time - 1"_s).isNull());
+    }
+    QCOMPARE(list.claim(record.id), DownloadList::Claim::Taken);
+    const Shell shell(path());
+    QCOMPARE(shell.value(u"SELECT owner_start_time FROM downloads"_s).toLongLong(),
+             ProcessIdentity::current().startTime);
+}
+
+void TestDownloadListProcesses::aReleasedDownloadIsFree()
+{
+    DownloadList list;
+    openList(list);
+    Info record;
+    QVERIFY(list.insert(record) > 0);
+    QCOMPARE(list.claim(record.id), DownloadList::Claim::Taken);
+    QVERIFY2(list.update(record), "saving leaves the owner alone");
+    QVERIFY2(list.release(record.id), qPrintable(list.lastErrorText()));
+    const Shell shell(path());
+    QVERIFY(shell.value(u"SELECT owner_pid FROM downloads"_s).isNull());
+}
+
+void TestDownloadListProcesses::releasingSomebodyElsesDownloadDoesNothing()
+{
+    DownloadList list;
+    openList(list);
+    Info record;
+    QVERIFY(list.insert(record) > 0);
+    {
+        const Shell shell(path());
+        QVERIFY(
+            shell.value(u"UPDATE downloads SET owner_pid = 1, owner_start_time = 2, owner_boot_id = 'x'"_s).isNull());
+    }
+    QVERIFY(!list.release(record.id));
+    const Shell shell(path());
+    QCOMPARE(shell.value(u"SELECT owner_pid FROM downloads"_s).toInt(), 1);
+}
+
+void TestDownloadListProcesses::claimingNothingFails()
+{
+    DownloadList list;
+    openList(list);
+    QCOMPARE(list.claim(5), DownloadList::Claim::Failed);
+    QVERIFY(list.lastErrorText().contains(u"no such download"_s));
+}
+
+void TestDownloadListProcesses::aNewDownloadOfThisProcessIsThereAtOnce()
+{
+    DownloadList list;
+    openList(list);
+    Info record = randomRecord(1);
+    DownloadOptions options;
+    options.rateLimit = 1000;
+    QVERIFY2(list.insertOwned(record, options) > 0, qPrintable(list.lastErrorText()));
+    QCOMPARE(list.load(record.id), record);
+    QCOMPARE(list.options(record.id), options);
+    const Shell shell(path());
+    QCOMPARE(shell.value(u"SELECT owner_pid FROM downloads"_s).toLongLong(), ProcessIdentity::current().pid);
+
+    QVERIFY(
+        shell.value(u"CREATE TRIGGER t BEFORE INSERT ON options BEGIN SELECT RAISE(ABORT, 'full'); END"_s).isNull());
+    Info other;
+    QCOMPARE(list.insertOwned(other, options), 0);
+    QCOMPARE(other.id, 0);
+    // The trigger makes it a damaged list, which the shell still has open.
+    QVERIFY2(list.lastErrorText().contains(u"damaged"_s), qPrintable(list.lastErrorText()));
+    QVERIFY2(shell.value(u"SELECT count(*) FROM downloads"_s).toInt() == 1, "all of it or nothing");
+}
+
+void TestDownloadListProcesses::aClaimReadsWhatIsThere()
+{
+    DownloadList list;
+    openList(list);
+    Info record = randomRecord(1);
+    QVERIFY(list.insert(record) > 0);
+    DownloadOptions options;
+    options.connections = 5;
+    QVERIFY(list.setOptions(record.id, options));
+    QVERIFY(list.update(record, {{u"1:2"_s}, {}, {}}, DownloadList::Lasting::ThisRunOfTheMachine));
+    for (const QString &title : {u"one"_s, u"two"_s}) {
+        // Somebody else's change, even of what is this process's already.
+        QVERIFY(Shell(path()).value(u"UPDATE downloads SET title = '%1'"_s.arg(title)).isNull());
+        record.title = title;
+        DownloadList::Taken taken;
+        QCOMPARE(list.claim(record.id, taken), DownloadList::Claim::Taken);
+        QCOMPARE(taken.record, record);
+        QCOMPARE(taken.options, options);
+        QCOMPARE(taken.file.text, u"1:2"_s);
+    }
+    QVERIFY(list.release(record.id));
+    DownloadList::Taken taken;
+    QCOMPARE(list.claim(record.id + 1, taken), DownloadList::Claim::Failed);
+}
+
+void TestDownloadListProcesses::whatIsAnothersIsNotRead()
+{
+    DownloadList list;
+    openList(list);
+    Info record = randomRecord(1);
+    QVERIFY(list.insert(record) > 0);
+    const ProcessIdentity first = ProcessIdentity::ofProcess(1);
+    QVERIFY(Shell(path())
+                .value(u"UPDATE downloads SET owner_pid = 1, owner_start_time = %1, owner_boot_id = '%2'"_s
+                           .arg(first.startTime)
+                           .arg(first.bootId))
+                .isNull());
+    DownloadList::Taken taken;
+    ProcessIdentity owner;
+    QCOMPARE(list.claim(record.id, taken, &owner), DownloadList::Claim::OwnedByOther);
+    QCOMPARE(owner, first);
+    QCOMPARE(taken.record, Info());
+}
+
+QTEST_GUILESS_MAIN(TestDownloadListProcesses)
+#include "tst_downloadlist_processes.moc"
