@@ -3,9 +3,9 @@
 
 #include <cli/progressmode.h>
 #include <host/engine/downloadrequest.h>
-#include <host/engine/optionchanges.h>
 #include <host/engine/queueoptions.h>
 #include <host/engine/sessionoptions.h>
+#include <host/options/optionchanges.h>
 #include <host/policy/exitstatus.h>
 #include <host/storage/listentry.h>
 

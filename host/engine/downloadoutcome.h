@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/options/downloadoptions.h>
 #include <host/policy/exitstatus.h>
 #include <host/policy/fileassurance.h>
-#include <host/storage/downloadoptions.h>
 #include <inet/qt/download/framework/downloaddetails.h>
 #include <inet/qt/download/records/abstractdownloadpersistentinfo.h>
 

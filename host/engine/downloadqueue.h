@@ -5,11 +5,11 @@
 #include <host/engine/downloadstatus.h>
 #include <host/engine/filehasher.h>
 #include <host/engine/queueoptions.h>
+#include <host/options/downloadoptions.h>
 #include <host/parsing/checksum.h>
 #include <host/policy/sources.h>
 #include <host/policy/trouble.h>
 #include <host/policy/watchdog.h>
-#include <host/storage/downloadoptions.h>
 #include <inet/qt/download/records/connectionsmap.h>
 #include <inet/qt/download/records/networkusagesettings.h>
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <host/engine/optionchanges.h>
-#include <host/storage/downloadoptions.h>
+#include <host/options/downloadoptions.h>
+#include <host/options/optionchanges.h>
 #include <inet/qt/download/records/abstractdownloadpersistentinfo.h>
 
 #include <QByteArray>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/options/downloadoptions.h>
 #include <host/policy/resourcememory.h>
-#include <host/storage/downloadoptions.h>
 #include <host/storage/listentry.h>
 #include <inet/qt/download/framework/fileidentity.h>
 #include <inet/qt/download/records/abstractdownloadpersistentinfo.h>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/options/downloadoptions.h>
 #include <host/policy/evidence.h>
-#include <host/storage/downloadoptions.h>
 #include <inet/qt/download/records/abstracterror.h>
 
 #include <QDateTime>

@@ -139,6 +139,7 @@ void TestHouse::rulesForIncludes_data()
     row("policy must not include the engine", "host/policy/a.cpp", engine, false);
     row("policy may include parsing", "host/policy/a.cpp", parsing, true);
     row("parsing must not include policy", "host/parsing/a.cpp", policy, false);
+    row("options must not include storage", "host/options/a.cpp", "#include <host/storage/logfile.h>", false);
     row("storage must not include the engine", "host/storage/a.cpp", engine, false);
     row("network must not include storage", "host/network/a.cpp", "#include <host/storage/logfile.h>", false);
     row("the engine must not use Sql", "host/engine/a.cpp", "#include <QSqlQuery>", false);

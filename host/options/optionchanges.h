@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <host/storage/downloadoptions.h>
+#include <host/options/downloadoptions.h>
 
 #include <QList>
 #include <QString>

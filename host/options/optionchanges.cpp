@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include <host/engine/optionchanges.h>
+#include <host/options/optionchanges.h>
 
 #include <algorithm>
 
