@@ -4,7 +4,7 @@
 #include <host/network/tlsgoodbye.h>
 #include <host/network/transfererrors.h>
 #include <host/parsing/authchallenges.h>
-#include <host/policy/errormessages.h>
+#include <host/parsing/securitywords.h>
 #include <host/policy/proxychoice.h>
 
 #include <algorithm>
@@ -366,7 +366,7 @@ void HttpTransfer::endWithoutProxy(QNetworkReply::NetworkError error, const QStr
     const QString name = ProxyChoice::nameOf(m_request.proxy);
     const QByteArray challenges = m_proxyHead.values("Proxy-Authenticate").join(", ");
     if (error == QNetworkReply::SslHandshakeFailedError)
-        end(error, ErrorMessages::kProxysCertificate + name.mid(name.indexOf(u'"')) + u" is not trusted: "_s + words);
+        end(error, SecurityWords::proxyCertificate(name.mid(name.indexOf(u'"')), words));
     else if (error == QNetworkReply::ProxyAuthenticationRequiredError)
         end(error, AuthChallenges::refusal(name, QString::fromUtf8(challenges)));
     else

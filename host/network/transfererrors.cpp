@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <host/network/transfererrors.h>
 
+#include <host/parsing/securitywords.h>
+
 #include <curl/curl.h>
 
 #include <cerrno>
@@ -58,13 +60,6 @@ Error refusedBySocks(int proxyError)
     default:
         return QNetworkReply::UnknownProxyError;
     }
-}
-
-/// Certificates have words of their own: what fails before them cannot be helped by naming an authority.
-QString unencrypted(const QUrl &url, const QString &words)
-{
-    return u"cannot agree with \"%1\" on an encrypted connection: %2. It may know only versions of TLS before 1.2, "
-           u"which are not safe."_s.arg(url.host(), words.section("::"_L1, -1));
 }
 
 /// What does not depend on the protocol; NoError = that does.
@@ -189,7 +184,8 @@ QString TransferErrors::textFor(QNetworkReply::NetworkError error, const QUrl &u
     case QNetworkReply::RemoteHostClosedError:
         return u"Connection closed"_s;
     case QNetworkReply::SslHandshakeFailedError:
-        return unencrypted(url, words);
+        // Certificates have words of their own: what fails before them cannot be helped by naming an authority.
+        return SecurityWords::noAgreement(url.host(), words.section("::"_L1, -1));
     default:
         return words;
     }

@@ -8,12 +8,13 @@
 
 using namespace Qt::StringLiterals;
 
-const QString AuthChallenges::kNotSpoken = u"which plait does not speak"_s;
-
 namespace
 {
 
 using AuthChallenges::Challenge;
+
+constexpr auto kAsks = " asks for "_L1;
+constexpr auto kNotSpoken = "which plait does not speak"_L1;
 
 /// More says nothing more to people.
 constexpr qsizetype kLongestShown = 80;
@@ -134,8 +135,18 @@ QString AuthChallenges::refusal(const QString &who, const QString &value)
             return algorithm.isEmpty() ? inWords({challenge.scheme, {}, {}})
                                        : u"%1 with %2"_s.arg(challenge.scheme, algorithm);
         };
-        return u"%1 asks for a login by %2, %3"_s.arg(who, listed(challenges, name), kNotSpoken);
+        return who + kAsks + u"a login by %1, "_s.arg(listed(challenges, name)) + kNotSpoken;
     }
     const QString asked = listed(spoken, &inWords);
-    return u"%1 asks for a name and a password"_s.arg(who) + (asked.isEmpty() ? QString() : u" (%1)"_s.arg(asked));
+    return who + kAsks + u"a name and a password"_s + (asked.isEmpty() ? QString() : u" (%1)"_s.arg(asked));
+}
+
+bool AuthChallenges::isRefusal(const QString &text)
+{
+    return text.contains(kAsks);
+}
+
+bool AuthChallenges::isOfUnspoken(const QString &text)
+{
+    return isRefusal(text) && text.endsWith(kNotSpoken);
 }

@@ -34,7 +34,10 @@ QString valueIn(const QList<QString> &lines, bool isProxys);
 /// Who asks for what, as a clause. @param who as people know it
 QString refusal(const QString &who, const QString &value);
 
-/// What a refusal() of things that cannot be given ends with.
-extern const QString kNotSpoken;
+/// Whether a text was made by refusal().
+bool isRefusal(const QString &text);
+
+/// Whether it is a refusal() of things that cannot be given as a name and a password.
+bool isOfUnspoken(const QString &text);
 
 }

@@ -2,6 +2,7 @@
 #include <host/policy/errormessages.h>
 
 #include <host/parsing/authchallenges.h>
+#include <host/parsing/securitywords.h>
 #include <host/policy/exitstatus.h>
 
 #include <QDir>
@@ -151,7 +152,7 @@ QString refusedLogin(const Failure &failure, const QString &refusal)
         : u"Give them with --user NAME:PASSWORD, or --netrc."_s;
     const QString otherWay = u"What it wants to see can only be given as a --header."_s;
     return u"cannot download %1: %2%3. %4"_s.arg(failure.quotedUrl(), refusal, failure.inBrackets(),
-                                                 refusal.endsWith(AuthChallenges::kNotSpoken) ? otherWay : advice);
+                                                 AuthChallenges::isOfUnspoken(refusal) ? otherWay : advice);
 }
 
 QString authentication(const Failure &failure)
@@ -177,7 +178,7 @@ QString serverOverloaded(const Failure &failure)
 
 QString certificateRefused(const Failure &failure)
 {
-    if (failure.sentence().startsWith(ErrorMessages::kProxysCertificate))
+    if (SecurityWords::refusalIn(failure.sentence()) == SecurityWords::Refusal::ProxyCertificate)
         return u"cannot download %1: %2. Name its authority with --ca-certificate FILE."_s.arg(failure.quotedUrl(),
                                                                                                failure.reason({}));
     return u"cannot download %1: the certificate of %2 is not trusted: %3. Name its authority with --ca-certificate "
@@ -186,8 +187,6 @@ QString certificateRefused(const Failure &failure)
 }
 
 }
-
-const QString ErrorMessages::kProxysCertificate = u"the certificate of the proxy "_s;
 
 QString ErrorMessages::forDownload(const AbstractError &error, const AbstractDownloadPersistentInfo &info)
 {

@@ -17,9 +17,6 @@ QString forDownload(const AbstractError &error, const AbstractDownloadPersistent
 /// No module serves the URL.
 QString forUnsupportedUrl(const QUrl &url);
 
-/// What the description of an error begins with when it was the proxy whose certificate is not trusted.
-extern const QString kProxysCertificate;
-
 /// The last words to a stopped download.
 QString forStop();
 

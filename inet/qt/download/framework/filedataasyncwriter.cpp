@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <inet/qt/download/framework/filedataasyncwriter.h>
 
+#include <inet/qt/download/framework/fileerror.h>
 #include <inet/qt/download/framework/filespacereserver.h>
 #include <inet/qt/download/framework/ownfiles.h>
 #include <inet/qt/download/framework/plainfile.h>
@@ -389,10 +390,12 @@ void FileDataAsyncWriter::Private::failByFile(int fallbackCode, const std::strin
 void FileDataAsyncWriter::Private::failByErrno(int number, int fallbackCode, const std::string &source)
 {
     QString text = PlainFile::reason(filePath, number);
-    if (PlainFile::isInTheWay(number))
+    const std::string place = FileError::sourceWith(source, number);
+    const bool isInTheWay = PlainFile::isInTheWay(number);
+    if (isInTheWay)
         text = "cannot write to \""_L1 + filePath + "\": "_L1 + text
             + ". Move away what is in its place, or choose another name."_L1;
-    fail(codeOf(number, fallbackCode), text.toStdString(), source);
+    fail(codeOf(number, fallbackCode), text.toStdString(), isInTheWay ? FileError::wholeSource(place) : place);
 }
 
 void FileDataAsyncWriter::Private::fail(int code, const std::string &text, const std::string &source)

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <inet/qt/download/framework/targetfileoperator.h>
 
+#include <inet/qt/download/framework/fileerror.h>
 #include <inet/qt/download/framework/plainfile.h>
 #include <inet/qt/download/framework/targetfilename.h>
 #include <inet/qt/download/framework/targetfolder.h>
@@ -63,7 +64,7 @@ QString adviceFor(int number)
 
 Outcome failed(int code, const QString &text, const std::string &source)
 {
-    return {{}, AbstractError(code, ErrorCategory::kFile, source, text.toStdString())};
+    return {{}, AbstractError(code, ErrorCategory::kFile, FileError::wholeSource(source), text.toStdString())};
 }
 
 /// @param what as in: cannot "create" a file
@@ -73,7 +74,7 @@ Outcome failed(const QString &what, const QString &path, int number, QFileDevice
     return failed(codeOf(number, otherwise),
                   "cannot "_L1 + what + " \""_L1 + path + "\": "_L1 + PlainFile::reason(path, number) + u'.'
                       + adviceFor(number),
-                  source);
+                  FileError::sourceWith(source, number));
 }
 
 Outcome skipped(const QString &what, const QString &path, QFileDevice::FileError code, const std::string &source)
@@ -82,7 +83,7 @@ Outcome skipped(const QString &what, const QString &path, QFileDevice::FileError
                   "cannot "_L1 + what + " \""_L1 + path
                       + "\": a file of that name exists and is to be left alone. Move it away, or have the new file "
                         "renamed."_L1,
-                  source);
+                  FileError::sourceWith(source, EEXIST));
 }
 
 Outcome incomplete(const QString &path, qint64 found, qint64 wanted, const std::string &source)

@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <inet/qt/download/records/abstractdownloadpersistentinfo.h>
+#include <inet/qt/download/records/abstracterror.h>
+
+#include <QJsonObject>
+#include <QList>
+#include <QString>
+#include <QUrl>
+
+/// What did not work, as data: front ends make words, exit numbers and buttons of it. Made where it arises and carried
+/// up unchanged. A value; the default one says that nothing failed.
+struct Failure {
+    enum class Kind {
+        None,
+        Unknown, ///< a run ended without a file, and nobody said why
+        // Of the transfer.
+        TimedOut,
+        NothingCame, ///< the watchdog ended it: nothing happened for too long, or nothing new
+        NotFound,
+        NetworkFailed,
+        HostNotFound,
+        BadAnswer,
+        TooManyRedirects,
+        ServerOverloaded,
+        LoginRequired, ///< detail: who asks for which login; empty = the subject's host, for a name and a password
+        LoginRefused, ///< by a server that lets nobody in without; detail: its words
+        ProxyLoginRequired, ///< as LoginRequired, by the proxy
+        CertificateRefused,
+        ProxyCertificateRefused, ///< detail: names the proxy, too
+        EncryptionFailed, ///< no encrypted connection could be agreed on
+        UnsupportedUrl, ///< no module serves it
+        // Of the file that is on the server.
+        CannotResume,
+        ResourceChanged,
+        ChecksumDiffers, ///< detail: both of them
+        DigestDiffers, ///< the same, with the server's own
+        ChecksumUnusable, ///< what the file is to be compared with makes no sense
+        // Of the file that is here.
+        DiskFull,
+        NoRoom, ///< known before anything was fetched; detail: how much is needed and there
+        NameTaken, ///< detail: by what
+        CannotCreateFile,
+        FileFailed,
+        CannotReadFile, ///< for its checksum
+        NotOnDisk, ///< nobody knows whether the disk has what was written
+        Skipped, ///< a file that is there is as good as a download; nothing failed
+        // Of what was asked for.
+        Stopped,
+        StoppedBeforeComparing, ///< the file is whole, and not compared with its checksum
+        NoSuchDownload,
+        WrongState, ///< makes no sense for the download as it is now; detail: how that is
+        OwnedByOther, ///< another process is at work on it; number: which
+        CannotChange, ///< detail: why not
+        CannotFinish, ///< now, with what is there; detail: why not
+        NothingToCompare, ///< of a check: nothing was downloaded
+        // Of what everything stands on.
+        List, ///< the list of downloads; detail: what cannot be done with it, and why
+        ListDamaged, ///< it was damaged, and set aside
+        Module, ///< detail: which one, and why it cannot be used
+        Setting, ///< of the session; detail: which one, and why it cannot be used
+    };
+
+    /// What may help. The first of several is the best.
+    enum class Remedy {
+        AsDetailSays, ///< the detail is a whole sentence or more, which names the subject and the way out itself
+        TryAgain,
+        TryLater,
+        Resume,
+        Restart,
+        CheckAddress,
+        OpenInBrowser,
+        OtherServer,
+        CheckNetwork,
+        GiveLogin,
+        GiveProxyLogin,
+        GiveHeader, ///< the login is of a kind that can only be given as a header
+        NameAuthority, ///< of the certificate
+        AllowInsecure,
+        MakeRoom,
+        OtherFolder,
+        OtherName,
+        CheckDisk,
+        StopFirst,
+        Remove,
+        OneConnection, ///< resume over a single one
+        SeeList,
+        RepairList,
+        OtherList,
+        ReadLog,
+    };
+
+    /// What it happened to, as far as that is known; the rest is empty.
+    struct Subject {
+        qint64 id = 0; ///< of the list; 0 = none
+        QUrl url; ///< without a password
+        QString title; ///< of the download, for people
+        QString path; ///< of its file, or of the list; empty = there is no name yet
+        QString folder;
+        QString host; ///< that was spoken to
+
+        static Subject of(const AbstractDownloadPersistentInfo &info);
+
+        friend bool operator==(const Subject &, const Subject &) = default;
+    };
+
+    /// One of several addresses, and why it did not do.
+    struct Address {
+        QUrl url;
+        QString reason; ///< a clause
+
+        friend bool operator==(const Address &, const Address &) = default;
+    };
+
+    Kind kind = Kind::None;
+    Subject subject = {};
+    QString detail = {}; ///< the cause: a clause in the words of whoever told it, without a full stop; may be empty
+    int number = 0; ///< the HTTP status, the system's error number, or what the kind says; 0 = none
+    QList<Remedy> remedies = {};
+    QList<Address> addresses = {}; ///< of a download that has several, and failed with all of them
+
+    /// Something failed, or was not done.
+    explicit operator bool() const { return kind != Kind::None; }
+
+    /// With the remedies that the kind has.
+    static Failure make(Kind kind, const Subject &subject, const QString &detail = {}, int number = 0);
+    /// Of a download's run that ended with this error and left this record. Without an error: none when it is finished.
+    static Failure of(const AbstractError &error, const AbstractDownloadPersistentInfo &info);
+
+    /// What is empty is left out.
+    QJsonObject toJson() const;
+    /// Names that a later version knows are Unknown as kinds, and left out as remedies.
+    static Failure fromJson(const QJsonObject &object);
+    /// The kind as one word for programs.
+    static QString keyOf(Kind kind);
+
+    friend bool operator==(const Failure &, const Failure &) = default;
+};

@@ -1,0 +1,214 @@
+// SPDX-License-Identifier: MIT
+#include <host/policy/failure.h>
+
+#include <host/parsing/authchallenges.h>
+#include <host/parsing/securitywords.h>
+#include <inet/qt/download/framework/fileerror.h>
+
+#include <QFileDevice>
+#include <QNetworkReply>
+
+#include <cerrno>
+
+namespace
+{
+
+using Kind = Failure::Kind;
+using Remedy = Failure::Remedy;
+using Info = AbstractDownloadPersistentInfo;
+
+Kind kindOfGeneric(int code)
+{
+    switch (GenericErrorCode(code)) {
+    case GenericErrorCode::TooManyRedirects:
+        return Kind::TooManyRedirects;
+    case GenericErrorCode::OperationAborted:
+        return Kind::Stopped;
+    case GenericErrorCode::NotSupported:
+        return Kind::UnsupportedUrl;
+    case GenericErrorCode::Unexpected:
+        break;
+    }
+    return Kind::Unknown;
+}
+
+/// The target's name is taken and the file there is not to be touched.
+bool isNameTaken(int number, const Info &info)
+{
+    return info.existingFileReaction == AbstractDownloadExistingFileReaction::Skip || number == EEXIST
+        || number == EISDIR;
+}
+
+Kind kindOfFile(int code, int number, const Info &info)
+{
+    switch (QFileDevice::FileError(code)) {
+    case QFileDevice::ResourceError:
+        return number == EMFILE || number == ENFILE || number == ENOMEM ? Kind::FileFailed : Kind::DiskFull;
+    case QFileDevice::OpenError:
+        return isNameTaken(number, info) ? Kind::NameTaken : Kind::CannotCreateFile;
+    case QFileDevice::PermissionsError:
+        return Kind::CannotCreateFile;
+    case QFileDevice::RenameError:
+        return isNameTaken(number, info) ? Kind::NameTaken : Kind::FileFailed;
+    default:
+        return Kind::FileFailed;
+    }
+}
+
+Kind kindOfSecurity(const QString &text)
+{
+    switch (SecurityWords::refusalIn(text)) {
+    case SecurityWords::Refusal::ProxyCertificate:
+        return Kind::ProxyCertificateRefused;
+    case SecurityWords::Refusal::NoAgreement:
+        return Kind::EncryptionFailed;
+    case SecurityWords::Refusal::Certificate:
+        break;
+    }
+    return Kind::CertificateRefused;
+}
+
+Kind kindOfNetwork(int code)
+{
+    switch (QNetworkReply::NetworkError(code)) {
+    case QNetworkReply::TimeoutError:
+    case QNetworkReply::ProxyTimeoutError:
+        return Kind::TimedOut;
+    case QNetworkReply::HostNotFoundError:
+    case QNetworkReply::ProxyNotFoundError:
+        return Kind::HostNotFound;
+    case QNetworkReply::TooManyRedirectsError:
+        return Kind::TooManyRedirects;
+    case QNetworkReply::ProxyAuthenticationRequiredError:
+        return Kind::ProxyLoginRequired;
+    case QNetworkReply::AuthenticationRequiredError:
+        return Kind::LoginRequired;
+    case QNetworkReply::ContentNotFoundError:
+    case QNetworkReply::ContentGoneError:
+        return Kind::NotFound;
+    case QNetworkReply::ServiceUnavailableError:
+        return Kind::ServerOverloaded;
+    case QNetworkReply::ProtocolUnknownError:
+        return Kind::UnsupportedUrl;
+    case QNetworkReply::InsecureRedirectError:
+    case QNetworkReply::ContentAccessDenied:
+    case QNetworkReply::ContentOperationNotPermittedError:
+    case QNetworkReply::ContentReSendError:
+    case QNetworkReply::ContentConflictError:
+    case QNetworkReply::UnknownContentError:
+    case QNetworkReply::ProtocolInvalidOperationError:
+    case QNetworkReply::ProtocolFailure:
+    case QNetworkReply::InternalServerError:
+    case QNetworkReply::OperationNotImplementedError:
+    case QNetworkReply::UnknownServerError:
+        return Kind::BadAnswer;
+    default:
+        return Kind::NetworkFailed;
+    }
+}
+
+Kind kindOfHttp(int status)
+{
+    switch (status) {
+    case 404:
+    case 410:
+        return Kind::NotFound;
+    case 401:
+        return Kind::LoginRequired;
+    case 407:
+        return Kind::ProxyLoginRequired;
+    case 429:
+    case 502:
+    case 503:
+    case 504:
+        return Kind::ServerOverloaded;
+    default:
+        return Kind::BadAnswer;
+    }
+}
+
+Kind kindOfDownload(int code)
+{
+    switch (DownloadErrorCode(code)) {
+    case DownloadErrorCode::ResumeNotSupported:
+        return Kind::CannotResume;
+    case DownloadErrorCode::ResourceChanged:
+        return Kind::ResourceChanged;
+    }
+    return Kind::Unknown;
+}
+
+Kind kindOf(const AbstractError &error, const Info &info, const QString &text)
+{
+    if (error.category == ErrorCategory::kGeneric)
+        return kindOfGeneric(error.code);
+    if (error.category == ErrorCategory::kFile)
+        return kindOfFile(error.code, FileError::numberOf(error), info);
+    if (error.category == ErrorCategory::kNetwork)
+        return error.code == QNetworkReply::SslHandshakeFailedError ? kindOfSecurity(text) : kindOfNetwork(error.code);
+    if (error.category == ErrorCategory::kHttp)
+        return kindOfHttp(error.code);
+    return error.category == ErrorCategory::kDownload ? kindOfDownload(error.code) : Kind::Unknown;
+}
+
+int numberOf(const AbstractError &error)
+{
+    return error.category == ErrorCategory::kHttp ? error.code : FileError::numberOf(error);
+}
+
+bool isLogin(Kind kind)
+{
+    return kind == Kind::LoginRequired || kind == Kind::ProxyLoginRequired;
+}
+
+/// Who asks for which login is known from its challenges alone; other words say no more than the kind does.
+Failure loginFailure(Kind kind, const AbstractError &error, const Info &info, const QString &text)
+{
+    const auto subject = Failure::Subject::of(info);
+    if (AuthChallenges::isRefusal(text)) {
+        Failure failure = Failure::make(kind, subject, text, numberOf(error));
+        if (AuthChallenges::isOfUnspoken(text))
+            failure.remedies = {Remedy::GiveHeader};
+        return failure;
+    }
+    const bool isFtps = kind == Kind::LoginRequired && info.finalSource().scheme() == QLatin1StringView("ftp");
+    return isFtps ? Failure::make(Kind::LoginRefused, subject, text)
+                  : Failure::make(kind, subject, {}, numberOf(error));
+}
+
+QString clauseOf(const AbstractError &error)
+{
+    QString text = QString::fromStdString(error.description).simplified();
+    while (text.endsWith(u'.'))
+        text.chop(1);
+    return text;
+}
+
+}
+
+Failure::Subject Failure::Subject::of(const AbstractDownloadPersistentInfo &info)
+{
+    Subject subject{info.id,
+                    info.url.adjusted(QUrl::RemovePassword),
+                    info.downloadTitle(),
+                    {},
+                    info.folder,
+                    info.finalSource().host()};
+    if (!info.files.isEmpty())
+        subject.path = info.filePath(0);
+    return subject;
+}
+
+Failure Failure::of(const AbstractError &error, const AbstractDownloadPersistentInfo &info)
+{
+    if (!error)
+        return info.isFinished() ? Failure() : make(Kind::Unknown, Subject::of(info));
+    const QString text = clauseOf(error);
+    const Kind kind = kindOf(error, info, text);
+    if (isLogin(kind))
+        return loginFailure(kind, error, info, text);
+    Failure failure = make(kind, Subject::of(info), text, numberOf(error));
+    if (FileError::isWhole(error) || kind == Kind::EncryptionFailed)
+        failure.remedies = {Remedy::AsDetailSays};
+    return failure;
+}
