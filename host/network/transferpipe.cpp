@@ -48,7 +48,8 @@ bool TransferPipe::putBody(QByteArrayView data)
     // meanwhile.
     m_isPaused = m_isPaused || m_buffer.size() >= capacity();
     m_untold += data.size();
-    if (m_isPaused || m_untold >= kTellAt)
+    // An answer is welcome by its first byte, and others wait for it.
+    if (!std::exchange(m_hasBody, true) || m_isPaused || m_untold >= kTellAt)
         tell();
     return !m_isPaused;
 }

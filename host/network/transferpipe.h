@@ -100,5 +100,6 @@ private:
     qint64 m_window = 0;
     qint64 m_limit = 0;
     qint64 m_untold = 0; ///< bytes since the last news
+    bool m_hasBody = false; ///< some of it came
     bool m_isPaused = false;
 };

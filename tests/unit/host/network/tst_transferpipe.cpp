@@ -15,6 +15,7 @@ private Q_SLOTS:
     void init();
 
     void newsAreToldOnceUntilTheyAreLookedAt();
+    void theFirstByteIsToldAtOnce();
     void whoHasLeftIsToldNothing();
     void theHeadComesOnce();
     void theEndStays();
@@ -76,6 +77,21 @@ void TestTransferPipe::newsAreToldOnceUntilTheyAreLookedAt()
     m_pipe->putEnd({});
     QCOMPARE(news, 2);
     QCOMPARE(read(10), QByteArray("abc"));
+}
+
+void TestTransferPipe::theFirstByteIsToldAtOnce()
+{
+    int news = 0;
+    m_pipe->setNews([&news] { ++news; });
+    m_pipe->putHead({});
+    m_pipe->acknowledge();
+    m_pipe->putBody("a");
+    QCOMPARE(news, 2);
+    m_pipe->acknowledge();
+    m_pipe->putBody("b");
+    QCOMPARE(news, 2);
+    m_pipe->tellBody();
+    QCOMPARE(news, 3);
 }
 
 void TestTransferPipe::whoHasLeftIsToldNothing()
