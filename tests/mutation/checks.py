@@ -9,7 +9,10 @@ MODULE = "inet/qt/download/downloadswww/"
 RESPONSE = "inet/qt/download/response/"
 STORAGE = "host/storage/"
 POLICY = "host/policy/"
-SESSION = "host/engine/"
+PARSING = "host/parsing/"
+NETWORK = "host/network/"
+FRAMEWORK = "inet/qt/download/framework/"
+ENGINE = "host/engine/"
 
 HEAD = ("tst_wwwdownloadsection_response", "tst_wwwdownloadsection_identity")
 WRITER = ("tst_wwwdownloadsection_writer", "tst_wwwdownloadsection_progress", "tst_wwwdownloadsection_query")
@@ -18,6 +21,8 @@ DATA = ("tst_wwwdownloader_data", "tst_wwwdownloader_reply")
 PARSER = ("tst_httpheadersparser",)
 DISK = ("tst_diskcheck",)
 SAVING = ("tst_downloadrun",)
+GUARD = ("tst_resourceguard",)
+IDENTITY = ("tst_resourceidentity",)
 
 CHECKS = (
     # Sizes and offsets.
@@ -88,39 +93,67 @@ CHECKS = (
           "return hasFinalName && file.isComplete()", "return hasFinalName", DISK),
     Check("bytes that were moved are not kept", POLICY + "diskcheck.cpp",
           "    if (newer.dataStart != older.dataStart)\n        return false;\n", "", DISK),
-    Check("a piece begins where it was asked for", POLICY + "partialanswer.cpp",
+    Check("a piece begins where it was asked for", PARSING + "partialanswer.cpp",
           "if (piece->first != *start)", "if (false)", ("tst_partialanswer",)),
-    Check("a piece lies within its whole", POLICY + "partialanswer.cpp",
-          "return contradictsItself ?", "return false ?", ("tst_partialanswer",)),
-    Check("a body has the length that was announced", POLICY + "bodylength.cpp",
-          "if (length == kUnknown || length == received)", "if (true)", ("tst_bodylength",)),
+    Check("a piece lies within its whole", PARSING + "partialanswer.cpp",
+          "return contradictsItself(*piece) ?", "return false ?", ("tst_partialanswer",)),
+    Check("a body has the length that was announced", NETWORK + "httptransfer.cpp",
+          "    case BodyFraming::End::Length:\n        return m_received == m_plan.length;",
+          "    case BodyFraming::End::Length:\n        return true;", ("tst_httptransfer", "tst_transferreply_ending")),
     Check("a renamed file is known by its identity", STORAGE + "renamedfile.cpp",
           " && FileIdentity::of(candidate) == file", "", ("tst_renamedfile",)),
     Check("a file taken back replaces nothing", STORAGE + "renamedfile.cpp",
           "RENAME_NOREPLACE", "0", ("tst_renamedfile",)),
-    Check("a number that is given out again is another file", STORAGE + "fileidentity.cpp",
-          ".arg(birth)", ".arg(0)", ("tst_renamedfile",)),
+    Check("a number that is given out again is another file", FRAMEWORK + "fileidentity.cpp",
+          ".arg(number).arg(birth)", ".arg(number).arg(0)", ("tst_renamedfile",)),
     Check("an abandoned file is empty", STORAGE + "abandonedfile.cpp",
           "file.size() == 0 && ", "", ("tst_abandonedfile",)),
     Check("an abandoned file has the name", STORAGE + "abandonedfile.cpp",
           "isNameOf(file.fileName(), record.files.first().name)", "true", ("tst_abandonedfile",)),
     Check("an abandoned file is not older than its plan", STORAGE + "abandonedfile.cpp",
           "birth >= begin && ", "", ("tst_abandonedfile",)),
+    # One resource.
+    Check("another file is refused", NETWORK + "resourceguard.cpp",
+          "    return {Judgement::Kind::Refused, reason};", "    return {};", GUARD),
+    Check("what is refused is told", NETWORK + "resourceguard.cpp",
+          "        Q_EMIT refused(reason);\n", "        ;\n", GUARD),
+    Check("the whole in place of the rest is not remembered", NETWORK + "resourceguard.cpp",
+          "    if (!isWhole)\n", "", GUARD),
+    Check("sizes count for all addresses", NETWORK + "resourceguard.cpp",
+          "held.total = std::max(held.total, other.identity.total);", ";", GUARD),
+    Check("digests count for all addresses", NETWORK + "resourceguard.cpp",
+          "held.digest += (held.digest", "(held.digest", GUARD),
+    Check("bytes are evidence", NETWORK + "resourceguard.cpp",
+          "    m_holdsBytes = true;\n    m_memory.evidence.add(", "    m_holdsBytes = true;\n    Evidence().add(", GUARD),
+    Check("another size is another file", POLICY + "resourceidentity.cpp",
+          "newer.total >= 0 && total != newer.total", "false", IDENTITY),
+    Check("another ETag is another file", POLICY + "resourceidentity.cpp",
+          "!newerTag.isEmpty() && tag != newerTag", "false", IDENTITY),
+    Check("another digest is another file", POLICY + "resourceidentity.cpp",
+          "if (ResourceDigest::areOfDifferentFiles(digest, newer.digest))", "if (false)", IDENTITY),
+    Check("another date is another file", POLICY + "resourceidentity.cpp",
+          "return isOtherDate(*this, newer) && !isProvedTheSame(*this, newer)", "return false", IDENTITY),
+    Check("a doubt stays", POLICY + "evidence.cpp",
+          "} else if (doubt == Doubt::None) {", "} else {", ("tst_evidence",)),
+    Check("a digest that differs proves nothing", POLICY + "fileassurance.cpp",
+          "compared == ChecksumResult::Different || ", "", ("tst_fileassurance",)),
     # Sync before save.
-    Check("a save waits for the disk", SESSION + "downloadrun.cpp",
+    Check("a save waits for the disk", ENGINE + "downloadrun.cpp",
           "if (!m_list || m_syncFailed || !claimsNewBytes(snapshot)) {", "if (true) {", SAVING),
     Check("a sync reaches the disk", STORAGE + "filesyncer.cpp",
           "return errorOf(::fdatasync(file.number));", "return 0;", ("tst_filesyncer",)),
     Check("a sync of a new name reaches the disk", STORAGE + "filesyncer.cpp",
           "        outcome.error = syncFolder(QFileInfo(path).path());\n", "        ;\n", ("tst_filesyncer",)),
-    Check("a name is on disk before it is told", SESSION + "downloadrun.cpp",
+    Check("a name is on disk before it is told", ENGINE + "downloadrun.cpp",
           "m_syncer->sync(snapshot.filePath(0), hasOtherName(snapshot, m_saved));",
           "m_syncer->sync(snapshot.filePath(0), false);", SAVING),
-    Check("after a failed sync nothing is claimed", SESSION + "downloadrun.cpp",
+    Check("after a failed sync nothing is claimed", ENGINE + "downloadrun.cpp",
           "    if (m_syncFailed) {\n", "    if (false) {\n", SAVING),
-    Check("what is taken back is forgotten for good", SESSION + "downloadrun.cpp",
+    Check("a chunked body has its end", NETWORK + "httptransfer.cpp",
+          "return m_decoder.isAtEnd();", "return true;", ("tst_httptransfer", "tst_transferreply_ending")),
+    Check("what is taken back is forgotten for good", ENGINE + "downloadrun.cpp",
           "takesBack(record, m_saved) ? DownloadList::Lasting::Always",
           "false ? DownloadList::Lasting::Always", SAVING),
-    Check("a restart forgets before it writes", SESSION + "downloadrun.cpp",
+    Check("a restart forgets before it writes", ENGINE + "downloadrun.cpp",
           "        commit(begun);\n", "        ;\n", SAVING),
 )
