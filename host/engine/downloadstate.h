@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+/// In which state a download is, for whoever looks at it.
+enum class DownloadState {
+    Waiting, ///< for its turn
+    Running,
+    Resting, ///< until the next attempt
+    Asking, ///< a person, how to go on
+    Checking, ///< whether its server still has the file
+    Hashing, ///< the finished file is being compared with its checksum
+    Paused, ///< in no queue; what is there is kept
+    Failed, ///< likewise, and there is a reason
+    Done,
+    Removed, ///< no longer in the list
+};
