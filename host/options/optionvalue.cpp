@@ -1,0 +1,253 @@
+// SPDX-License-Identifier: MIT
+#include <host/options/optionvalue.h>
+
+#include <host/parsing/checksum.h>
+#include <host/policy/harmlessheaders.h>
+#include <host/policy/proxychoice.h>
+#include <host/policy/redaction.h>
+
+#include <QFileInfo>
+#include <QUrl>
+
+#include <cmath>
+#include <limits>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+using Row = OptionRow;
+using Type = Row::Type;
+using Read = std::optional<QVariant>;
+
+constexpr double kMostRate = double(std::numeric_limits<qint32>::max()) * 1024;
+constexpr double kUnit = 1024;
+constexpr double kMsOfSecond = 1000;
+constexpr QStringView kUnits = u"KMG";
+
+Read flagOf(const QString &text)
+{
+    const QString word = text.toLower();
+    for (const QLatin1StringView yes : {"true"_L1, "yes"_L1, "on"_L1, "1"_L1}) {
+        if (word == yes)
+            return true;
+    }
+    for (const QLatin1StringView no : {"false"_L1, "no"_L1, "off"_L1, "0"_L1}) {
+        if (word == no)
+            return false;
+    }
+    return std::nullopt;
+}
+
+Read numberOf(const Row &row, const QString &text)
+{
+    bool isNumber = false;
+    const qint64 number = text.toLongLong(&isNumber);
+    return isNumber && number >= row.least && number <= row.most ? Read(number) : std::nullopt;
+}
+
+/// K, M and G are of 1024. Empty is 0.
+Read rateOf(const QString &typed)
+{
+    QString text = typed.trimmed();
+    if (text.isEmpty())
+        return qint64(0);
+    const qsizetype unit = kUnits.indexOf(text.back().toUpper());
+    text.chop(unit >= 0 ? 1 : 0);
+    bool isNumber = false;
+    const double rate = text.toDouble(&isNumber) * std::pow(kUnit, double(unit + 1));
+    return isNumber && rate >= 0 && rate <= kMostRate ? Read(qint64(rate)) : std::nullopt;
+}
+
+Read secondsOf(const Row &row, const QString &text)
+{
+    bool isNumber = false;
+    const double seconds = text.toDouble(&isNumber);
+    return isNumber && seconds >= 0 && seconds <= double(row.most) ? Read(qint64(seconds * kMsOfSecond)) : std::nullopt;
+}
+
+QStringList choicesOf(const Row &row)
+{
+    return QString::fromLatin1(row.choices).split(u' ');
+}
+
+Read valueOf(const Row &row, const QString &text)
+{
+    switch (row.type) {
+    case Type::Flag:
+        return flagOf(text);
+    case Type::Number:
+        return numberOf(row, text);
+    case Type::Rate:
+        return rateOf(text);
+    case Type::Seconds:
+        return secondsOf(row, text);
+    case Type::Choice:
+        return choicesOf(row).contains(text) ? Read(text) : std::nullopt;
+    default:
+        return text;
+    }
+}
+
+QString boundsOf(const Row &row)
+{
+    return row.most == std::numeric_limits<int>::max()
+        ? u"is no number from %1 on."_s.arg(row.least)
+        : u"is no number from %1 to %2."_s.arg(QString::number(row.least), QString::number(row.most));
+}
+
+/// What a text that is no value should be, as the end of a sentence.
+QString expectation(const Row &row)
+{
+    switch (row.type) {
+    case Type::Flag:
+        return u"is neither true nor false."_s;
+    case Type::Number:
+        return boundsOf(row);
+    case Type::Rate:
+        return u"is no rate. Write bytes a second, as in 500K or 2.5M; 0 is no limit."_s;
+    case Type::Seconds:
+        return u"is no number of seconds from 0 to %1."_s.arg(row.most);
+    default:
+        return u"is none of %1."_s.arg(choicesOf(row).join(", "_L1));
+    }
+}
+
+QString told(const QString &subject, const QString &text, const QString &what)
+{
+    return u"%1 \"%2\" %3"_s.arg(subject, Redaction::typed(text).simplified(), what);
+}
+
+/// It would begin a header that nobody sees on the command line.
+QString lineBreakProblem(const QString &text, const QString &subject, const QString &shown)
+{
+    return text.contains(u'\n') || text.contains(u'\r')
+        ? u"%1 \"%2\" holds a line break. Give one line."_s.arg(subject, shown.simplified())
+        : QString();
+}
+
+QString headerProblem(const Row &row, const QString &text, const QString &subject)
+{
+    const QString name = text.left(text.indexOf(u':'));
+    const bool isName = name.size() < text.size() && !name.isEmpty() && name.trimmed() == name && !name.contains(u' ');
+    if (!isName)
+        return u"%1 \"…\" is no header. Write it as \"Name: value\"."_s.arg(subject);
+    const QString refusal = HarmlessHeaders::refusal(name, row.type == Type::HeaderForAll);
+    return refusal.isEmpty() ? lineBreakProblem(text, subject, u"…"_s)
+                             : u"%1 \"%2: …\" %3"_s.arg(subject, name, refusal);
+}
+
+QString checksumProblem(const QString &text, const QString &subject)
+{
+    QString problem;
+    return Checksum::parse(text, &problem) ? QString() : subject + u' ' + problem;
+}
+
+QString proxyProblem(const QString &text, const QString &subject)
+{
+    QString problem;
+    ProxyChoice::checkedProxy(text, subject, &problem);
+    return problem;
+}
+
+QString fileProblem(const QString &text, const QString &subject)
+{
+    return QFileInfo::exists(text) ? QString()
+                                   : told(subject, text, u"is not there. Give the path of a file that is."_s);
+}
+
+/// Why a text that may be a value is none; empty = it is one.
+QString problemOf(const Row &row, const QString &text, const QString &subject)
+{
+    switch (row.type) {
+    case Type::Line:
+        return lineBreakProblem(text, subject, Redaction::typed(text));
+    case Type::Header:
+    case Type::HeaderForAll:
+        return headerProblem(row, text, subject);
+    case Type::Url:
+        return OptionValue::urlProblem(text);
+    case Type::Proxy:
+        return text.isEmpty() ? QString() : proxyProblem(text, subject);
+    case Type::Checksum:
+        return text.isEmpty() ? QString() : checksumProblem(text, subject);
+    case Type::ExistingFile:
+        return fileProblem(text, subject);
+    default:
+        return {};
+    }
+}
+
+QString textOf(const QJsonValue &json)
+{
+    const double number = json.toDouble();
+    return json.isDouble() && number == std::floor(number) ? QString::number(number, 'f', 0)
+                                                           : json.toVariant().toString();
+}
+
+QString rateText(qint64 rate)
+{
+    for (qsizetype unit = kUnits.size() - 1; unit >= 0; --unit) {
+        const qint64 factor = qint64(1) << (10 * (unit + 1));
+        if (rate > 0 && rate % factor == 0)
+            return QString::number(rate / factor) + kUnits.at(unit);
+    }
+    return QString::number(rate);
+}
+
+}
+
+std::optional<QVariant> OptionValue::fromText(const OptionRow &row, const QString &text, const QString &subject,
+                                              QString *problem)
+{
+    const Read value = valueOf(row, text);
+    *problem = value ? problemOf(row, text, subject) : told(subject, text, expectation(row));
+    return problem->isEmpty() ? value : std::nullopt;
+}
+
+QString OptionValue::toText(const OptionRow &row, const QVariant &value)
+{
+    switch (row.type) {
+    case Type::Flag:
+        return value.toBool() ? u"true"_s : u"false"_s;
+    case Type::Rate:
+        return rateText(value.toLongLong());
+    case Type::Seconds:
+        return QString::number(double(value.toLongLong()) / kMsOfSecond);
+    default:
+        return value.toString();
+    }
+}
+
+std::optional<QVariant> OptionValue::fromJson(const OptionRow &row, const QJsonValue &json, QString *problem)
+{
+    const QString subject = u"\"%1\""_s.arg(QLatin1String(row.name));
+    *problem = u"%1 is neither a text nor a number nor a truth."_s.arg(subject);
+    if (json.isBool() || json.isDouble() || json.isString())
+        return fromText(row, textOf(json), subject, problem);
+    return std::nullopt;
+}
+
+QJsonValue OptionValue::toJson(const OptionRow &row, const QVariant &value)
+{
+    if (row.type == Type::Seconds)
+        return double(value.toLongLong()) / kMsOfSecond;
+    return QJsonValue::fromVariant(value);
+}
+
+QVariant OptionValue::fallback(const OptionRow &row)
+{
+    return valueOf(row, QString::fromLatin1(row.fallback))
+        .value_or(row.type == Type::Flag ? QVariant(false) : QVariant());
+}
+
+QString OptionValue::urlProblem(const QString &text)
+{
+    const QUrl url(text, QUrl::TolerantMode);
+    const bool isWhole =
+        url.isValid() && !url.scheme().isEmpty() && (!url.host().isEmpty() || url.scheme() == "file"_L1);
+    return isWhole
+        ? QString()
+        : u"\"%1\" is no URL. Write a whole one, as in \"https://example.com/file.zip\"."_s.arg(Redaction::typed(text));
+}
