@@ -8,6 +8,8 @@
 #include <QString>
 #include <QtGlobal>
 
+class OptionValues;
+
 /// What the host keeps of a download beside its record: how it is to be run, not what it is.
 ///
 /// A value. Numbers of policies are the host's own; the list keeps them without looking at them.
@@ -26,6 +28,13 @@ struct DownloadOptions {
     QList<SecretHeader> headers; ///< that it was begun with; values are kept only with storeSecrets
     bool storeSecrets = false; ///< the person asked for user, password and values of headers to be kept in the list
     bool insecure = false; ///< certificates are not checked
+
+    /// Of a new download: what was chosen, and defaults where a download is to keep those that it began with.
+    static DownloadOptions of(const OptionValues &values);
+    /// What was chosen now, of what is in the table and kept for each download; all else stays.
+    void give(const OptionValues &values);
+    /// The same, as the download has it: what it says nothing of is not among them.
+    OptionValues values() const;
 
     friend bool operator==(const DownloadOptions &, const DownloadOptions &) = default;
 };
