@@ -65,6 +65,7 @@ class Workbench:
 
     def configure(self):
         if (self.build / "build.ninja").exists():
+            run(["ninja", "-C", self.build, "build.ninja"])
             return
         options = ["-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS_DEBUG=-O0 -g0", "-DPLAIT_WERROR=OFF"]
         if shutil.which("ccache"):
