@@ -1,9 +1,10 @@
 # SPDX-License-Identifier: MIT
-"""The checks that keep data right. Each is taken out in turn; the tests named here have to notice."""
+"""The checks that keep data right. Each is taken out in turn; the tests named here have to notice. They are those of the
+file's room, where a check does not name another."""
 
 import collections
 
-Check = collections.namedtuple("Check", "what file before after programs")
+Check = collections.namedtuple("Check", "what file before after programs room", defaults=(None,))
 
 MODULE = "inet/qt/download/downloadswww/"
 RESPONSE = "inet/qt/download/response/"
@@ -105,7 +106,7 @@ CHECKS = (
     Check("a file taken back replaces nothing", STORAGE + "renamedfile.cpp",
           "RENAME_NOREPLACE", "0", ("tst_renamedfile",)),
     Check("a number that is given out again is another file", FRAMEWORK + "fileidentity.cpp",
-          ".arg(number).arg(birth)", ".arg(number).arg(0)", ("tst_renamedfile",)),
+          ".arg(number).arg(birth)", ".arg(number).arg(0)", ("tst_renamedfile",), "host"),
     Check("an abandoned file is empty", STORAGE + "abandonedfile.cpp",
           "file.size() == 0 && ", "", ("tst_abandonedfile",)),
     Check("an abandoned file has the name", STORAGE + "abandonedfile.cpp",

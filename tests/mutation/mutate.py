@@ -192,7 +192,7 @@ def changed_checks():
         start = text.index(check.before)
         line = text.count("\n", 0, start) + 1
         end = start + len(check.before)
-        rooms[room_of(check.file)].append(
+        rooms[check.room or room_of(check.file)].append(
             mutants.Mutant(check.file, start, end, line, check.what, check.before, check.after)
         )
     return dict(rooms)
