@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <host/network/blockpool.h>
 
-#include <atomic>
 #include <utility>
 
 namespace
@@ -11,12 +10,10 @@ namespace
 constexpr size_t kLooksAt = 8;
 
 /// The last copy may have been dropped in another thread: what was read there happened before what is written here.
-bool isBack(const QByteArray &block)
+bool isBack(QByteArray &block)
 {
-    if (!block.isDetached())
-        return false;
-    std::atomic_thread_fence(std::memory_order_acquire);
-    return true;
+    const auto *const data = block.data_ptr().d_ptr();
+    return !data || data->ref_.loadAcquire() == 1;
 }
 
 }
