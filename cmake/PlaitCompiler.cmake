@@ -43,6 +43,7 @@ if(PLAIT_SANITIZE)
   # Vptr checks need every type to be visible across libraries; ours are hidden on purpose.
   add_compile_options(-fsanitize=${PLAIT_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${PLAIT_SANITIZE})
+  add_compile_definitions(PLAIT_FATAL_ASSERTIONS)
   if(PLAIT_SANITIZE MATCHES "undefined")
     add_compile_options(-fno-sanitize=vptr)
   endif()

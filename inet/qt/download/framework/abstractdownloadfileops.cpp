@@ -2,11 +2,11 @@
 #include <inet/qt/download/framework/abstractdownloadfileops.h>
 
 #include <inet/qt/download/framework/ownfiles.h>
+#include <inet/qt/download/framework/runguard.h>
 #include <inet/qt/download/framework/targetfilename.h>
 #include <inet/qt/download/framework/targetfileoperator.h>
 
 #include <QHash>
-#include <QPointer>
 #include <QQueue>
 #include <QSet>
 
@@ -207,7 +207,7 @@ AbstractDownloadExistingFileReaction AbstractDownloadFileOps::Private::reactionT
 /// @param answered the reaction to what is in the way of the operation that comes next, and of its file from then on
 void AbstractDownloadFileOps::Private::proceed(std::optional<AbstractDownloadFileExistsAction> answered)
 {
-    const QPointer guard(q);
+    const RunGuard guard(q);
     Run &run = m_runs.head();
     while (run.done < run.operations.size()) {
         Operation &operation = run.operations[run.done];

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <inet/qt/download/framework/abstractnetworkconsumerswithextrataskspack.h>
 
-#include <QPointer>
+#include <inet/qt/download/framework/runguard.h>
 
 #include <algorithm>
 #include <utility>
@@ -111,7 +111,7 @@ void AbstractNetworkConsumersWithExtraTasksPack::addItem(const ItemPointer &item
         item->setNetworkUsageSettings(m_usageSettings);
     connectItem(id, item);
     const QtConnectionsMap held = item->connectionsMap();
-    const QPointer guard(this);
+    const RunGuard guard(this);
     if (!held.isEmpty())
         Q_EMIT connectionsMapChangedDelta(held);
     if (guard)
@@ -127,7 +127,7 @@ void AbstractNetworkConsumersWithExtraTasksPack::removeItem(qint64 id)
     item->disconnect(this);
     QtConnectionsMap held = item->connectionsMap();
     invert(held);
-    const QPointer guard(this);
+    const RunGuard guard(this);
     if (!held.isEmpty())
         Q_EMIT connectionsMapChangedDelta(held);
     if (guard)
@@ -136,7 +136,7 @@ void AbstractNetworkConsumersWithExtraTasksPack::removeItem(qint64 id)
 
 void AbstractNetworkConsumersWithExtraTasksPack::removeItems(const QList<qint64> &ids)
 {
-    const QPointer guard(this);
+    const RunGuard guard(this);
     QList<qint64> rest = ids;
     while (guard && !rest.isEmpty())
         removeItem(rest.takeFirst());
@@ -179,7 +179,7 @@ void AbstractNetworkConsumersWithExtraTasksPack::onItemRunning(qint64 id, bool i
 {
     // A receiver may remove the item, and with it perhaps the last reference to it, while it is still in its signal.
     const ItemPointer keep = item(id);
-    const QPointer guard(this);
+    const RunGuard guard(this);
     m_someItemRan |= isRunning;
     ++m_reactingToItems;
     Q_EMIT itemRunning(id, isRunning);
@@ -197,7 +197,7 @@ void AbstractNetworkConsumersWithExtraTasksPack::updateRunning()
         return;
     const bool someItemRan = std::exchange(m_someItemRan, false);
     const bool runs = isRunning();
-    const QPointer guard(this);
+    const RunGuard guard(this);
     if (!m_running && (runs || someItemRan))
         announce(true);
     if (guard && m_running && !isRunning())
@@ -212,7 +212,7 @@ void AbstractNetworkConsumersWithExtraTasksPack::announce(bool isRunning)
     if (m_announcing)
         return;
     m_announcing = true;
-    const QPointer guard(this);
+    const RunGuard guard(this);
     while (guard && !m_announcements.isEmpty())
         Q_EMIT running(m_announcements.takeFirst());
     if (guard)

@@ -4,11 +4,18 @@
 #include <QObject>
 #include <QThread>
 
+/// The call comes from the thread in which the object lives.
+inline bool isCalledAtHome(const QObject *object)
+{
+    return object->thread() == QThread::currentThread();
+}
+
 /// Moves an object that may live in another thread already: only that thread may let it go.
 inline void moveToThreadFromAnywhere(QObject *object, QThread *thread)
 {
-    if (object->thread() == QThread::currentThread())
+    if (isCalledAtHome(object))
         object->moveToThread(thread);
     else
-        QMetaObject::invokeMethod(object, [object, thread] { object->moveToThread(thread); }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            object, [object, thread] { object->moveToThread(thread); }, Qt::QueuedConnection);
 }
