@@ -3,12 +3,43 @@
 
 #include <inet/qt/download/framework/abstractnetworkaccesschief.h>
 #include <inet/qt/download/framework/abstractnetworkconsumersstats.h>
+#include <inet/qt/download/framework/assertion.h>
+#include <inet/qt/download/framework/runguard.h>
+#include <inet/qt/download/framework/threadaffinity.h>
 
 #include <QNetworkAccessManager>
 #include <QNetworkRequest>
 #include <QTimer>
 
 #include <utility>
+
+namespace
+{
+
+using State = WwwDownloader::State;
+using Table = StateTable<State>;
+
+constexpr Table::Name kStateNames[] = {
+    {State::Idle, "Idle"},
+    {State::Requesting, "Requesting"},
+    {State::Receiving, "Receiving"},
+};
+
+constexpr Table::Exit kStateExits[] = {
+    {State::Idle, State::Requesting, "start"},
+    {State::Requesting, State::Requesting, "redirect (at most 15)"},
+    {State::Requesting, State::Receiving, "gotHeaders"},
+    {State::Requesting, State::Idle, "failed, 120 s of silence, stop"},
+    {State::Receiving, State::Idle, "finished, section full, failed, 120 s of silence, stop"},
+};
+
+}
+
+const StateTable<State> &WwwDownloader::states()
+{
+    static constexpr Table table(kStateNames, kStateExits);
+    return table;
+}
 
 WwwDownloader::WwwDownloader(QSharedPointer<AbstractNetworkAccessChief> chief, QObject *parent)
     : AbstractNetworkConsumerWithExtraTasks(parent)
@@ -99,7 +130,7 @@ void WwwDownloader::clearLastError()
 
 bool WwwDownloader::isRunning() const
 {
-    return m_running;
+    return m_state != State::Idle;
 }
 
 bool WwwDownloader::isFinished() const
@@ -109,7 +140,7 @@ bool WwwDownloader::isFinished() const
 
 bool WwwDownloader::isDataProcessed() const
 {
-    return !m_running && m_inFlight == 0 && m_buffer.isEmpty();
+    return !isRunning() && m_inFlight == 0 && m_buffer.isEmpty();
 }
 
 WwwDownloadSourceInfo WwwDownloader::source() const
@@ -145,54 +176,60 @@ qint64 WwwDownloader::currentSecond() const
 
 void WwwDownloader::start(const WwwDownloadSourceInfo &source, const QString &userAgent)
 {
-    if (m_running)
+    DOWNLOAD_ASSERT(isCalledAtHome(this));
+    if (isRunning())
         return;
+    DOWNLOAD_ASSERT(!m_reply && !m_manager);
     clearLastError();
     m_source = source;
     m_userAgent = userAgent;
     // A run that fails before any answer has still been redirected nowhere else.
     m_redirectedSource = m_source;
     m_responseHeaders.clear();
-    m_headersReceived = false;
     m_redirectCount = 0;
     m_lastEmitSecond = currentSecond();
 
-    const quint64 runsEnded = m_runsEnded;
-    setRunning(true);
-    if (runsEnded == m_runsEnded)
+    const RunGuard guard(this, m_runsEnded);
+    transition(State::Requesting);
+    if (guard)
         startRequest(m_source, m_userAgent);
 }
 
 void WwwDownloader::stop()
 {
-    if (!m_running)
+    DOWNLOAD_ASSERT(isCalledAtHome(this));
+    if (!isRunning())
         return;
     // First of all, so that a receiver which confirms at once does not bring more in behind the last chunk.
     abortReply();
-    const quint64 runsEnded = m_runsEnded;
+    const RunGuard guard(this, m_runsEnded);
     emitDataIfPossible();
-    if (runsEnded == m_runsEnded)
+    if (guard)
         endRun();
 }
 
-void WwwDownloader::setRunning(bool isRunning)
+/// The one place where the state changes. Its signal is the last that happens.
+void WwwDownloader::transition(State to)
 {
-    if (m_running == isRunning)
-        return;
-    m_running = isRunning;
-    if (!isRunning)
+    DOWNLOAD_ASSERT(states().allows(m_state, to));
+    const State from = std::exchange(m_state, to);
+    if (to == State::Idle)
         ++m_runsEnded;
-    Q_EMIT running(isRunning);
+    if (from == State::Idle || to == State::Idle)
+        Q_EMIT running(isRunning());
+    else if (to == State::Receiving)
+        Q_EMIT gotHeaders();
 }
 
 /// The one exit of a run. The reply is gone by now.
 void WwwDownloader::endRun()
 {
+    DOWNLOAD_ASSERT(!m_reply);
     m_inactivityTimer->stop();
-    const quint64 runsEnded = m_runsEnded;
+    const RunGuard guard(this, m_runsEnded);
     releaseNam();
-    if (runsEnded == m_runsEnded)
-        setRunning(false);
+    if (guard)
+        transition(State::Idle);
 }
 
 void WwwDownloader::setLastError(const AbstractError &error)
@@ -215,11 +252,11 @@ void WwwDownloader::onError(QNetworkReply::NetworkError)
 
 void WwwDownloader::onTimeout()
 {
-    if (!m_running)
+    if (!isRunning())
         return;
     setLastError({QNetworkReply::TimeoutError, ErrorCategory::kNetwork, errorSourceHere(), {}});
-    const quint64 runsEnded = m_runsEnded;
+    const RunGuard guard(this, m_runsEnded);
     Q_EMIT timedOut();
-    if (runsEnded == m_runsEnded)
+    if (guard)
         stop();
 }

@@ -4,6 +4,7 @@
 #include <inet/qt/download/downloadswww/speedperiod.h>
 #include <inet/qt/download/framework/abstractnetworkconsumerwithextratasks.h>
 #include <inet/qt/download/framework/deferredpointer.h>
+#include <inet/qt/download/framework/statetable.h>
 #include <inet/qt/download/records/wwwdownloadsourceinfo.h>
 
 #include <QByteArray>
@@ -26,6 +27,8 @@ class QTimer;
 ///                          └───────── are followed)    │ as onDataProcessed() confirms it
 ///
 ///     from both on the way: error, 120 s without a byte, the 16th redirect, stop() ──> idle
+///
+/// Writes nothing of its states into the log: only its owner knows in whose name, and whether it may.
 ///
 /// A run begins with running(true) and ends with running(false), which is the last thing that it does; lastError() then
 /// tells how. What is still buffered or unconfirmed outlives the run, see isDataProcessed().
@@ -50,6 +53,13 @@ public:
     /// With that many bytes kept here nothing more is read while setDontEmitData() holds them back: it may last, and
     /// what is left in the network holds the far side back.
     static constexpr qint64 kHeldBackSize = kReadBufferSize;
+
+    enum class State {
+        Idle,
+        Requesting, ///< no answer that is final has come yet
+        Receiving, ///< gotHeaders() has been sent
+    };
+    static const StateTable<State> &states();
 
     WwwDownloader(QSharedPointer<AbstractNetworkAccessChief> chief, QObject *parent);
     ~WwwDownloader() override;
@@ -128,7 +138,7 @@ private Q_SLOTS:
     void onTimeout();
 
 private:
-    void setRunning(bool isRunning);
+    void transition(State to);
     void endRun();
     void setLastError(const AbstractError &error);
 
@@ -170,8 +180,8 @@ private:
     QString m_userAgent;
     WwwDownloadSourceInfo m_redirectedSource;
 
-    bool m_running = false;
-    quint64 m_runsEnded = 0; // differs behind an emit when a receiver has ended the run, even if it began another
+    State m_state = State::Idle;
+    quint64 m_runsEnded = 0; // for RunGuard
     AbstractError m_lastError;
     QList<QSslError> m_lastSslErrors;
     QDateTime m_lastErrorTime;
@@ -180,7 +190,6 @@ private:
     QMetaMethod m_takeBlock; // of that reply; invalid when it has none
     qint64 m_bodyBytes = 0; // read from that reply
     QList<QNetworkReply::RawHeaderPair> m_responseHeaders;
-    bool m_headersReceived = false;
     int m_redirectCount = 0;
 
     mutable SpeedPeriod m_speedPeriod;

@@ -2,6 +2,7 @@
 #include <inet/qt/download/downloadswww/networkerrors.h>
 #include <inet/qt/download/downloadswww/wwwdownloader.h>
 #include <inet/qt/download/framework/abstractnetworkaccesschief.h>
+#include <inet/qt/download/framework/runguard.h>
 
 #include <QNetworkAccessManager>
 #include <QNetworkCookieJar>
@@ -43,11 +44,11 @@ QList<QNetworkCookie> boundCookies(QList<QNetworkCookie> cookies, const QUrl &ur
 
 void WwwDownloader::onMetaDataChanged()
 {
-    if (!m_reply || m_headersReceived)
+    if (!m_reply || m_state != State::Requesting)
         return;
-    const quint64 runsEnded = m_runsEnded;
+    const RunGuard guard(this, m_runsEnded);
     Q_EMIT responseHeaders(headersInWords(*m_reply, httpStatusCode()));
-    if (runsEnded != m_runsEnded || !m_reply)
+    if (!guard || !m_reply)
         return;
     applyReadBufferSize();
     if (const QUrl target = redirectTarget(); !target.isEmpty()) {
@@ -56,8 +57,7 @@ void WwwDownloader::onMetaDataChanged()
     }
     setRedirectedSource(m_reply->url());
     m_responseHeaders = m_reply->rawHeaderPairs();
-    m_headersReceived = true;
-    Q_EMIT gotHeaders();
+    transition(State::Receiving);
 }
 
 void WwwDownloader::applyReadBufferSize()
@@ -86,10 +86,11 @@ void WwwDownloader::followRedirect(const QUrl &url)
     }
     setRedirectedSource(url);
     abortReply();
-    const quint64 runsEnded = m_runsEnded;
+    const RunGuard guard(this, m_runsEnded);
     releaseNam();
-    if (runsEnded != m_runsEnded)
+    if (!guard)
         return;
+    transition(State::Requesting);
     WwwDownloadSourceInfo next = m_source;
     next.url = url;
     next.cookies = boundCookies(m_source.cookies, m_source.url);
@@ -119,9 +120,9 @@ void WwwDownloader::onReadyRead()
         m_readTimer->start();
         return;
     }
-    const quint64 runsEnded = m_runsEnded;
+    const RunGuard guard(this, m_runsEnded);
     const bool wantsMore = appendData(take(size), false);
-    if (runsEnded != m_runsEnded)
+    if (!guard)
         return;
     if (!wantsMore)
         stop();
@@ -238,8 +239,9 @@ void WwwDownloader::emitDataIfPossible()
 void WwwDownloader::onDataProcessed(qint64 size)
 {
     m_inFlight -= qBound<qint64>(0, size, m_inFlight);
+    const RunGuard guard(this);
     emitDataIfPossible();
-    if (m_running)
+    if (guard && isRunning())
         onReadyRead();
 }
 
@@ -256,9 +258,9 @@ void WwwDownloader::truncateSection(qint64 newSize)
     m_source.sectionLength = newSize;
     if (checkDataExcess())
         return;
-    const quint64 runsEnded = m_runsEnded;
+    const RunGuard guard(this, m_runsEnded);
     emitDataIfPossible();
-    if (runsEnded == m_runsEnded)
+    if (guard)
         stop();
 }
 
@@ -287,12 +289,12 @@ void WwwDownloader::onFinished()
     // Before the rest is handed out: a receiver that stops there ends a run which lacks nothing.
     if (!error && m_source.sectionLength == -1)
         m_source.sectionLength = m_source.sectionDownloaded + rest.size();
-    const quint64 runsEnded = m_runsEnded;
+    const RunGuard guard(this, m_runsEnded);
     appendData(rest, true);
-    if (runsEnded != m_runsEnded)
+    if (!guard)
         return;
     releaseReply();
     emitDataIfPossible();
-    if (runsEnded == m_runsEnded)
+    if (guard)
         endRun();
 }

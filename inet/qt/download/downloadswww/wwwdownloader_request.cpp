@@ -2,8 +2,8 @@
 #include <inet/qt/download/downloadswww/wwwdownloader.h>
 
 #include <inet/qt/download/framework/abstractnetworkaccesschief.h>
-#include <inet/qt/download/framework/qtappdefaultlogger.h>
-#include <inet/qt/download/framework/qtapploggertextstream.h>
+#include <inet/qt/download/framework/assertion.h>
+#include <inet/qt/download/framework/runguard.h>
 #include <inet/qt/download/records/clouddrivehosts.h>
 
 #include <QNetworkAccessManager>
@@ -142,9 +142,9 @@ void WwwDownloader::startRequest(const WwwDownloadSourceInfo &source, const QStr
 {
     m_currentUrl = source.url;
     m_manager = m_chief->takeManager(source.url);
-    const quint64 runsEnded = m_runsEnded;
+    const RunGuard guard(this, m_runsEnded);
     announceConnection();
-    if (runsEnded != m_runsEnded)
+    if (!guard)
         return;
 
     installCookies(source);
@@ -153,7 +153,7 @@ void WwwDownloader::startRequest(const WwwDownloadSourceInfo &source, const QStr
     if (const QString cookies = cookiesText(m_manager->cookieJar()->cookiesForUrl(request.url())); !cookies.isEmpty())
         headers.append("Cookie: "_L1 + cookies);
     Q_EMIT requestHeaders(headers);
-    if (runsEnded == m_runsEnded)
+    if (guard)
         send(request, source);
 }
 
@@ -193,10 +193,9 @@ void WwwDownloader::installCookies(const WwwDownloadSourceInfo &source)
     for (QNetworkCookie cookie : source.cookies) {
         if (cookie.domain().isEmpty())
             cookie.setDomain(source.url.host(QUrl::FullyDecoded));
-        if (!cjar->insertCookie(cookie)) {
-            QtAppLoggerTextStream(QtAppDefaultLogger::instance(), 1, true)
-                << "ASSERTION FAILED: cjar->insertCookie(cookie), "_L1 << QString::fromStdString(errorSourceHere());
-        }
+        // Servers and people can give cookies that no jar takes.
+        if (!cjar->insertCookie(cookie))
+            Assertion::report("cjar->insertCookie(cookie)");
     }
 }
 
