@@ -55,7 +55,7 @@ CHECKS = (
     Check("a section ends when all is written, not before", MODULE + "wwwdownloadsection_writer.cpp",
           " || !m_downloader->isDataProcessed())", ")", WRITER + COURSE),
     Check("a section is finished when all its bytes are there", MODULE + "wwwdownloadsection.cpp",
-          "return !m_running && m_section.downloaded == m_section.size;", "return !m_running;", COURSE),
+          "return !isRunning() && m_section.downloaded == m_section.size;", "return !isRunning();", COURSE),
     Check("a file is given its final name when all its bytes are there", MODULE + "wwwdownload.cpp",
           "if (hasFile() && firstFile().isComplete()) {", "if (hasFile()) {", COURSE),
     Check("the length of a coded body is not the resource's", RESPONSE + "httpheadersparser.cpp",

@@ -1,15 +1,52 @@
 // SPDX-License-Identifier: MIT
 #include <inet/qt/download/downloadswww/wwwdownloadsection.h>
 
+#include <inet/qt/download/framework/assertion.h>
 #include <inet/qt/download/framework/qtappdefaultlogger.h>
 #include <inet/qt/download/framework/qtapploggertextstream.h>
 #include <inet/qt/download/framework/qtqobjectstracker.h>
+#include <inet/qt/download/framework/runguard.h>
+#include <inet/qt/download/framework/threadaffinity.h>
 
 using namespace Qt::StringLiterals;
 
 namespace
 {
-constexpr int kLogLevel = 4;
+
+using State = WwwDownloadSection::State;
+using Table = StateTable<State>;
+
+constexpr Table::Name kStateNames[] = {
+    {State::Idle, "Idle"},         {State::Requesting, "Requesting"}, {State::WaitingFile, "WaitingFile"},
+    {State::Opening, "Opening"},   {State::Writing, "Writing"},       {State::Closing, "Closing"},
+    {State::Stopping, "Stopping"},
+};
+
+constexpr Table::Exit kStateExits[] = {
+    {State::Idle, State::Requesting, "start, query"},
+    {State::Requesting, State::Idle, "response refused, transfer failed, stop"},
+    {State::Requesting, State::Idle, "query answered (its transfer is kept for 90 s)"},
+    {State::Requesting, State::WaitingFile, "good response or a query's transfer adopted, no file yet"},
+    {State::Requesting, State::Opening, "good response or a query's transfer adopted"},
+    {State::WaitingFile, State::Opening, "onFileCreated"},
+    {State::WaitingFile, State::Idle, "stop"},
+    {State::Opening, State::Writing, "opened"},
+    {State::Opening, State::Closing, "transfer ended, and brought nothing"},
+    {State::Opening, State::Idle, "failed"},
+    {State::Opening, State::Stopping, "stop (what was held is dropped)"},
+    {State::Writing, State::Closing, "transfer ended and all is written"},
+    {State::Writing, State::Stopping, "failed, stop"},
+    {State::Closing, State::Idle, "closed"},
+    {State::Closing, State::Stopping, "stop"},
+    {State::Stopping, State::Idle, "closed, or stop once more"},
+};
+
+}
+
+const StateTable<State> &WwwDownloadSection::states()
+{
+    static constexpr Table table(kStateNames, kStateExits);
+    return table;
 }
 
 WwwDownloadSection::WwwDownloadSection(qint64 id, const QString &logPrefix, const AbstractDownloadSection &section,
@@ -118,12 +155,12 @@ void WwwDownloadSection::clearLastError()
 
 bool WwwDownloadSection::isRunning() const
 {
-    return m_running;
+    return m_state != State::Idle;
 }
 
 bool WwwDownloadSection::isFinished() const
 {
-    return !m_running && m_section.downloaded == m_section.size;
+    return !isRunning() && m_section.downloaded == m_section.size;
 }
 
 bool WwwDownloadSection::isLastErrorFileError() const
@@ -148,22 +185,20 @@ void WwwDownloadSection::start()
 
 void WwwDownloadSection::start(bool query, bool minimalMode)
 {
-    if (m_running)
+    DOWNLOAD_ASSERT(isCalledAtHome(this));
+    if (isRunning())
         return;
-    if (m_stoppingUntilClosed) {
-        m_stoppingUntilClosed = false;
-        releaseWriter();
-    }
-    const quint64 runsEnded = m_runsEnded;
-    setRunning(true);
-    if (runsEnded != m_runsEnded)
+    // One whose close nobody waited for.
+    releaseWriter();
+    const RunGuard guard(this, m_runsEnded);
+    transition(State::Requesting);
+    if (!guard)
         return;
     log(u"starting..."_s);
 
     const bool previousWasQuery = m_query;
     m_gotResponse = false;
-    m_transferReused = false;
-    m_restartAfterReuse = false;
+    m_transferOrigin = TransferOrigin::Own;
     m_query = query;
     m_minimal = minimalMode;
     clearLastError();
@@ -183,15 +218,13 @@ bool WwwDownloadSection::adoptQueryTransfer(bool previousWasQuery)
     if (!downloader->isFinished() && !downloader->isRunning())
         return false;
 
-    m_transferReused = true;
+    m_transferOrigin = TransferOrigin::Query;
     if (downloader->isRunning())
         downloader->setNetworkUsageSettings(settingsForDownloader());
-    const quint64 runsEnded = m_runsEnded;
+    const RunGuard guard(this, m_runsEnded);
     attachDownloader(std::move(downloader));
-    if (runsEnded != m_runsEnded || !m_downloader)
-        return true;
-    createWriter();
-    tryOpenWriter();
+    if (guard && m_downloader)
+        proceedToWriting();
     return true;
 }
 
@@ -214,13 +247,14 @@ void WwwDownloadSection::dropDldrOfQueryIfRequired()
 
 void WwwDownloadSection::stop(const AbstractError &error, bool isFileError)
 {
+    DOWNLOAD_ASSERT(isCalledAtHome(this));
     m_queryDownloader.reset();
     // Once detached, the transfer reaches the writer no more: what it has received already is not to be fetched again.
-    if (m_running && !m_stoppingUntilClosed && m_downloader && !isFileError)
+    if (!isOver() && m_downloader && !isFileError)
         m_downloader->emitDataIfPossible();
-    if (!m_running || m_stoppingUntilClosed) {
-        m_waitingFileCreate = false;
-        setRunning(false);
+    if (isOver()) {
+        if (isRunning())
+            transition(State::Idle);
         return;
     }
     log("stopping with error: "_L1 + error.toLogText());
@@ -228,19 +262,18 @@ void WwwDownloadSection::stop(const AbstractError &error, bool isFileError)
     m_lastErrorTime = QDateTime::currentDateTime();
     m_lastErrorIsFileError = isFileError;
 
-    const quint64 runsEnded = m_runsEnded;
+    const RunGuard guard(this, m_runsEnded);
     if (m_downloader)
         detachDownloader()->stop();
-    if (runsEnded != m_runsEnded)
+    if (!guard || isOver())
         return;
     if (isWriterOpeningOrOpen()) {
-        m_stoppingUntilClosed = true;
+        transition(State::Stopping);
         m_writer->close();
         return;
     }
     releaseWriter();
-    m_waitingFileCreate = false;
-    setRunning(false);
+    transition(State::Idle);
 }
 
 void WwwDownloadSection::onDownloaderRunning(bool isRunning)
@@ -252,10 +285,9 @@ void WwwDownloadSection::onDownloaderRunning(bool isRunning)
     if (!m_downloader)
         return;
 
-    if (m_transferReused && m_downloader->lastError()) {
+    if (m_transferOrigin == TransferOrigin::Query && m_downloader->lastError()) {
         detachDownloader().reset();
-        m_transferReused = false;
-        m_restartAfterReuse = true;
+        m_transferOrigin = TransferOrigin::Renewed;
         if (m_writer)
             m_writer->finishPendingData();
         return;
@@ -266,10 +298,10 @@ void WwwDownloadSection::onDownloaderRunning(bool isRunning)
     const QUrl finalUrl = m_info->finalUrl;
     if (m_lastError)
         updateRedirectedSource();
-    const quint64 runsEnded = m_runsEnded;
+    const RunGuard guard(this, m_runsEnded);
     if (m_info->finalUrl != finalUrl)
         Q_EMIT persistentInfoChanged();
-    if (runsEnded != m_runsEnded)
+    if (!guard)
         return;
     if (!m_query && checkIfAllDataIsWritten())
         return;
@@ -278,7 +310,7 @@ void WwwDownloadSection::onDownloaderRunning(bool isRunning)
 
 void WwwDownloadSection::checkStopped()
 {
-    if (!m_running || isWriterOpeningOrOpen() || m_waitingFileCreate)
+    if (!isRunning() || isWriterOpeningOrOpen() || m_state == State::WaitingFile)
         return;
     if (m_downloader && m_downloader->isRunning())
         return;
@@ -286,11 +318,11 @@ void WwwDownloadSection::checkStopped()
     finishedUsingMirror();
     m_downloader.reset();
     releaseWriter();
-    const quint64 runsEnded = m_runsEnded;
+    const RunGuard guard(this, m_runsEnded);
     if (m_section.size == -1 && !m_lastError)
         learnSizeFromEnd();
-    if (runsEnded == m_runsEnded)
-        setRunning(false);
+    if (guard)
+        transition(State::Idle);
 }
 
 void WwwDownloadSection::learnSizeFromEnd()
@@ -305,21 +337,31 @@ void WwwDownloadSection::learnSizeFromEnd()
     Q_EMIT persistentInfoChanged();
 }
 
-void WwwDownloadSection::setRunning(bool isRunning)
+/// The one place where the state changes. Its signal is the last that happens.
+void WwwDownloadSection::transition(State to)
 {
-    if (m_running == isRunning)
-        return;
-    m_running = isRunning;
-    if (!isRunning)
+    DOWNLOAD_ASSERT(states().allows(m_state, to));
+    const State from = std::exchange(m_state, to);
+    logState();
+    if (to == State::Idle)
         ++m_runsEnded;
-    Q_EMIT running(isRunning);
+    if (from == State::Idle || to == State::Idle)
+        Q_EMIT running(isRunning());
+    else if (to == State::WaitingFile)
+        Q_EMIT waitingFileCreate();
 }
 
-void WwwDownloadSection::log(const QString &text) const
+void WwwDownloadSection::logState() const
+{
+    if (QtAppDefaultLogger::instance()->verbosityLevel() >= kStateLogLevel)
+        log("state: "_L1 + states().nameOf(m_state), kStateLogLevel);
+}
+
+void WwwDownloadSection::log(const QString &text, int level) const
 {
     if (m_info->hasFlag(AbstractDownloadPersistentInfo::LoggingSuppressed))
         return;
-    QtAppLoggerTextStream(QtAppDefaultLogger::instance(), kLogLevel, true)
+    QtAppLoggerTextStream(QtAppDefaultLogger::instance(), level, true)
         << m_logPrefix << "[Section #" << m_id << "]: " << text;
 }
 
@@ -361,14 +403,14 @@ void WwwDownloadSection::connectDownloader(WwwDownloader *downloader, bool conne
 void WwwDownloadSection::attachDownloader(DeferredPointer<WwwDownloader> downloader)
 {
     const QtConnectionsMap connections = downloader->connectionsMap();
-    const quint64 runsEnded = m_runsEnded;
+    const RunGuard guard(this, m_runsEnded);
     connectDownloader(downloader.get(), true);
     if (m_writer)
         connectDownloaderWithWriter(downloader.get(), m_writer.get(), true);
     m_downloader = std::move(downloader);
     if (!connections.isEmpty())
         Q_EMIT connectionsMapChangedDelta(connections);
-    if (runsEnded != m_runsEnded || !m_downloader)
+    if (!guard || !m_downloader)
         return;
     const AbstractDownloadSourceInfo source = m_downloader->source();
     if (m_mirrors->forceblyPickMirror(source)) {

@@ -6,6 +6,7 @@
 #include <inet/qt/download/framework/abstractnetworkaccesschief.h>
 #include <inet/qt/download/framework/abstractnetworkconsumerwithextratasks.h>
 #include <inet/qt/download/framework/deferredpointer.h>
+#include <inet/qt/download/framework/statetable.h>
 #include <inet/qt/download/records/abstractdownloadpersistentinfo.h>
 #include <inet/qt/download/records/wwwdownloadsourceinfo.h>
 #include <inet/qt/download/sources/downloadmirrorsusagemanager.h>
@@ -18,22 +19,20 @@ class QThread;
 
 /// One byte range of a download's file: runs one transfer at a time into one writer.
 ///
-///     idle ── start() ──> requesting ── good head ──> waiting for the file ──> opening ──> writing
-///       │                                                 ^         (where there is none)     │
-///       └── start() that adopts a query's transfer ───────┘                                   │ all written, stop()
-///                                                                                             v
-///     idle <─────────────────────────────── closed ──────────────────────────────────────── closing
+///     idle ── start() ──> requesting ── good head, ──> waiting for the file ──> opening ──> writing
+///                                  adopted transfer       (where there is none)                │ all is written
+///                                                                                              v
+///     idle <─────────────────────────────── closed ───────────────────────────────────────── closing
 ///
 ///     idle ── query() ──> requesting ── good head ──> idle, the transfer is kept for 90 s
 ///
-///     requesting            ── error, bad head, stop() ──> idle
-///     waiting for the file  ── stop() ──> idle
-///     opening               ── failed ──> idle, stop() ──> closing
-///     writing               ── failed ──> closing, or idle where the writer is no longer open
+///     requesting, waiting for the file   ── stop(), error ──> idle
+///     opening                            ── failed ──> idle
+///     opening, writing, closing          ── stop(), failed ──> stopping ── closed ──> idle
 ///
 /// An adopted transfer that fails, by a time-out too, is asked for anew at once, from the first byte that is not
-/// written and into the same writer. Nothing else is tried again in here: a time-out, a cut connection or a refused
-/// answer ends the section with an error.
+/// written and into the same writer, whose state that does not touch. Nothing else is tried again in here: a time-out,
+/// a cut connection or a refused answer ends the section with an error.
 ///
 /// A stop with an open writer hands over what has come and lasts until the writer has closed. While the writer opens
 /// there is nobody to hand it to: what has come until then is dropped, and fetched again by the next start.
@@ -50,6 +49,20 @@ public:
     static constexpr qint64 kSmallestPreallocatedSize = 307201;
     /// Bytes that a query reads of the body at a time: it wants the head only.
     static constexpr qint64 kQueryReadLimit = 30;
+    static constexpr int kLogLevel = 4;
+    /// One line for each change of state.
+    static constexpr int kStateLogLevel = 5;
+
+    enum class State {
+        Idle,
+        Requesting, ///< there is no writer yet
+        WaitingFile, ///< the writer may be opened once somebody has made the file
+        Opening,
+        Writing,
+        Closing, ///< all is written
+        Stopping, ///< nobody feeds the writer any more; its close is waited for
+    };
+    static const StateTable<State> &states();
 
     /// @param section the range; size -1 = up to the end of the resource
     /// @param info the download's record, shared with it and with all of its sections
@@ -137,9 +150,17 @@ private Q_SLOTS:
 
 private:
     enum class StatusVerdict { Accepted, WholeInsteadOfRange, Unexpected };
+    /// Where the run's transfer comes from.
+    enum class TransferOrigin {
+        Own,
+        Query, ///< adopted from a query: a failure is no end yet
+        Renewed, ///< in place of an adopted one that failed, until its head has come: goes on into the writer there is
+    };
 
-    void log(const QString &text) const;
-    void setRunning(bool isRunning);
+    void log(const QString &text, int level = kLogLevel) const;
+    void logState() const;
+    void transition(State to);
+    bool isOver() const { return m_state == State::Idle || m_state == State::Stopping; }
     void checkStopped();
     void learnSizeFromEnd();
 
@@ -156,7 +177,7 @@ private:
     static StatusVerdict judgeStatus(int status, qint64 position);
     void refuseStatus(StatusVerdict verdict, int status, bool isRecordChanged);
     void refuse(const AbstractError &error, bool isRecordChanged);
-    bool isStillAt(const WwwDownloader *downloader) const;
+    void proceed();
     bool updateRedirectedSource();
     bool updateFinalUrl(const QUrl &answered);
     bool isFileInfoToBeBuilt() const;
@@ -169,6 +190,7 @@ private:
 
     bool isDestinationFile() const;
     void setWriter(AbstractDataAsyncProcessor *writer);
+    void proceedToWriting();
     void createWriter();
     void connectWriter(AbstractDataAsyncProcessor *writer, bool connectIt);
     void connectDownloaderWithWriter(WwwDownloader *downloader, AbstractDataAsyncProcessor *writer, bool connectIt);
@@ -198,15 +220,10 @@ private:
     QList<QSslError> m_lastSslErrors;
     QDateTime m_lastErrorTime;
     QThread *m_writerThread = nullptr;
-    bool m_running = false;
-    quint64 m_runsEnded = 0; ///< differs behind an emit when a receiver has ended the run, even if it began another
-    bool m_waitingFileCreate = false;
-    bool m_writerOpening = false;
-    bool m_stoppingUntilClosed = false;
-    bool m_writerClosing = false; ///< all data is written, closed() is on its way
+    State m_state = State::Idle;
+    quint64 m_runsEnded = 0; ///< for RunGuard
     bool m_lastErrorIsFileError = false;
-    bool m_transferReused = false; ///< the transfer was adopted from a query
-    bool m_restartAfterReuse = false; ///< an adopted transfer failed: start anew once the writer has written all
+    TransferOrigin m_transferOrigin = TransferOrigin::Own;
     AbstractDownloadSourceInfo m_currentSource; ///< as redirects have left it
     QUrl m_lastSourceUrl;
     AbstractDownloadSourceInfo m_handedOutSource; ///< as the mirror manager knows it; invalid URL = none is held

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include <inet/qt/download/downloadswww/wwwdownloadsection.h>
 
+#include <inet/qt/download/framework/runguard.h>
 #include <inet/qt/download/response/abstractfiletypedetector.h>
 #include <inet/qt/download/response/httpheadersparser.h>
 
 #include <QCryptographicHash>
-#include <QPointer>
 #include <QRegularExpression>
 
 using namespace Qt::StringLiterals;
@@ -52,7 +52,7 @@ bool isSameSource(const AbstractDownloadSourceInfo &a, const AbstractDownloadSou
 void WwwDownloadSection::onDownloaderGotHeaders()
 {
     m_gotResponse = true;
-    const QPointer<WwwDownloader> downloader = m_downloader.get();
+    const WwwDownloader *const downloader = m_downloader.get();
     if (!downloader)
         return;
     const QUrl finalUrl = m_info->finalUrl;
@@ -91,27 +91,25 @@ void WwwDownloadSection::onDownloaderGotHeaders()
         }
     }
 
+    const RunGuard guard(this, m_runsEnded);
     if (changed)
         Q_EMIT persistentInfoChanged();
-    if (!isStillAt(downloader))
+    // A stop may last, but takes the transfer away at once.
+    if (!guard || m_downloader.get() != downloader)
         return;
     Q_EMIT gotOkResponse();
-    if (!isStillAt(downloader))
-        return;
-    if (m_query) {
-        keepQueryTransfer();
-    } else if (m_restartAfterReuse) {
-        m_restartAfterReuse = false;
-    } else {
-        createWriter();
-        tryOpenWriter();
-    }
+    if (guard && m_downloader.get() == downloader)
+        proceed();
 }
 
-// A receiver of a signal may have stopped the section, or stopped and started it again.
-bool WwwDownloadSection::isStillAt(const WwwDownloader *downloader) const
+void WwwDownloadSection::proceed()
 {
-    return m_running && downloader && m_downloader.get() == downloader;
+    if (m_query)
+        keepQueryTransfer();
+    else if (m_transferOrigin == TransferOrigin::Renewed)
+        m_transferOrigin = TransferOrigin::Own;
+    else
+        proceedToWriting();
 }
 
 WwwDownloadSection::StatusVerdict WwwDownloadSection::judgeStatus(int status, qint64 position)
@@ -136,10 +134,10 @@ void WwwDownloadSection::refuseStatus(StatusVerdict verdict, int status, bool is
 
 void WwwDownloadSection::refuse(const AbstractError &error, bool isRecordChanged)
 {
-    const quint64 runsEnded = m_runsEnded;
+    const RunGuard guard(this, m_runsEnded);
     if (isRecordChanged)
         Q_EMIT persistentInfoChanged();
-    if (runsEnded == m_runsEnded)
+    if (guard)
         stop(error, false);
 }
 
@@ -219,7 +217,7 @@ bool WwwDownloadSection::isKnownResourceChanged(const AbstractDownloadGuid &guid
 
 void WwwDownloadSection::keepQueryTransfer()
 {
-    const quint64 runsEnded = m_runsEnded;
+    const RunGuard guard(this, m_runsEnded);
     m_queryDownloader = detachDownloader();
     if (m_minimal) {
         const DeferredPointer<WwwDownloader> downloader = std::move(m_queryDownloader);
@@ -227,8 +225,8 @@ void WwwDownloadSection::keepQueryTransfer()
     } else {
         m_queryKeptTimer.start();
     }
-    if (runsEnded == m_runsEnded)
-        setRunning(false);
+    if (guard)
+        transition(State::Idle);
 }
 
 bool WwwDownloadSection::isResourceChanged(const AbstractDownloadFileInfo &file, const HttpHeadersParser &parser)

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <inet/qt/download/downloadswww/wwwdownloadsection.h>
 
+#include <inet/qt/download/framework/assertion.h>
 #include <inet/qt/download/framework/filedataasyncwriter.h>
 #include <inet/qt/download/framework/memorydataasyncwriter.h>
 #include <inet/qt/download/framework/qtqobjectstracker.h>
@@ -20,6 +21,12 @@ constexpr qint64 kWriterProgressStep = 32768;
 bool WwwDownloadSection::isDestinationFile() const
 {
     return m_info->destinationType == AbstractDownloadPersistentInfo::ToFolder;
+}
+
+void WwwDownloadSection::proceedToWriting()
+{
+    createWriter();
+    tryOpenWriter();
 }
 
 void WwwDownloadSection::createWriter()
@@ -76,28 +83,23 @@ void WwwDownloadSection::connectDownloaderWithWriter(WwwDownloader *downloader, 
 void WwwDownloadSection::tryOpenWriter()
 {
     const bool isFileThere = !isDestinationFile() || (!m_info->files.isEmpty() && m_info->files.first().isOnDisk());
-    if (isFileThere) {
+    if (isFileThere)
         openWriter();
-        return;
-    }
-    m_waitingFileCreate = true;
-    Q_EMIT waitingFileCreate();
+    else
+        transition(State::WaitingFile);
 }
 
 void WwwDownloadSection::onFileCreated()
 {
-    if (!m_waitingFileCreate)
-        return;
-    m_waitingFileCreate = false;
-    openWriter();
+    if (m_state == State::WaitingFile)
+        openWriter();
 }
 
 void WwwDownloadSection::openWriter()
 {
-    if (!m_writer)
-        return;
+    DOWNLOAD_ASSERT(m_writer && !m_writer->isOpen());
     log(u"opening writer..."_s);
-    m_writerOpening = true;
+    transition(State::Opening);
     const qint64 dataStart = m_info->files.isEmpty() ? 0 : m_info->files.first().dataStart;
     const qint64 position = m_section.position() + dataStart;
     if (!isDestinationFile()) {
@@ -114,8 +116,6 @@ void WwwDownloadSection::openWriter()
 
 void WwwDownloadSection::releaseWriter()
 {
-    m_writerOpening = false;
-    m_writerClosing = false;
     if (!m_writer)
         return;
     connectWriter(m_writer.get(), false);
@@ -137,7 +137,7 @@ void WwwDownloadSection::setWriterThread(QThread *thread)
 
 bool WwwDownloadSection::isWriterOpeningOrOpen() const
 {
-    return m_writer && (m_writerOpening || m_writer->isOpen());
+    return m_writer && (m_state == State::Opening || m_state == State::Stopping || m_writer->isOpen());
 }
 
 bool WwwDownloadSection::isValidWriterSender() const
@@ -149,19 +149,20 @@ bool WwwDownloadSection::checkIfAllDataIsWritten()
 {
     if (!m_writer || !m_writer->isOpen() || !m_downloader || !m_downloader->isDataProcessed())
         return false;
-    m_writerClosing = true;
+    if (m_state != State::Closing)
+        transition(State::Closing);
     m_writer->close();
     return true;
 }
 
 void WwwDownloadSection::onWriterOpened()
 {
-    if (!m_running || !isValidWriterSender())
+    if (!isRunning() || !isValidWriterSender())
         return;
     log(u"writer opened."_s);
-    m_writerOpening = false;
-    if (m_stoppingUntilClosed)
+    if (m_state != State::Opening)
         return;
+    transition(State::Writing);
     if (m_downloader)
         m_downloader->setDontEmitData(false);
     // A transfer that ended with nothing to hand out sends no data whose writing would end the section.
@@ -170,7 +171,7 @@ void WwwDownloadSection::onWriterOpened()
 
 void WwwDownloadSection::onWriterDataProcessed(qint64 bytes)
 {
-    if (!m_running || !isValidWriterSender() || bytes <= 0)
+    if (!isRunning() || !isValidWriterSender() || bytes <= 0)
         return;
     m_section.downloaded += bytes;
     if (m_section.size != -1 && m_section.downloaded > m_section.size) {
@@ -186,7 +187,7 @@ void WwwDownloadSection::onWriterDataProcessed(qint64 bytes)
 
 void WwwDownloadSection::onWriterAllDataIsProcessed()
 {
-    if (!m_running || !isValidWriterSender() || !m_restartAfterReuse || m_stoppingUntilClosed)
+    if (isOver() || !isValidWriterSender() || m_transferOrigin != TransferOrigin::Renewed)
         return;
     const bool isOpen = m_writer->isOpen();
     const qint64 dataStart = m_info->files.isEmpty() ? 0 : m_info->files.first().dataStart;
@@ -203,32 +204,32 @@ void WwwDownloadSection::onWriterAllDataIsProcessed()
 void WwwDownloadSection::onWriterFailed()
 {
     // A failure that was on its way when the close was asked for: closed() follows, and ends the section.
-    if (!m_running || !isValidWriterSender() || m_stoppingUntilClosed || m_writerClosing)
+    if (isOver() || m_state == State::Closing || !isValidWriterSender())
         return;
     log(u"writer failed."_s);
-    m_writerOpening = false;
-    stop(m_writer->lastError(), true);
+    const AbstractError error = m_writer->lastError();
+    // It will never be open, so there is no close to wait for.
+    if (m_state == State::Opening)
+        releaseWriter();
+    stop(error, true);
 }
 
 void WwwDownloadSection::onWriterClosed()
 {
-    if (!m_running || !isValidWriterSender())
+    if (!isRunning() || !isValidWriterSender())
         return;
     log(u"writer closed."_s);
-    m_writerClosing = false;
-    if (!m_stoppingUntilClosed) {
+    if (m_state != State::Stopping) {
         checkStopped();
         return;
     }
     releaseWriter();
-    m_stoppingUntilClosed = false;
-    m_waitingFileCreate = false;
-    setRunning(false);
+    transition(State::Idle);
 }
 
 void WwwDownloadSection::onWriterPreallocateFinished(qint64)
 {
-    if (!m_running || !isValidWriterSender() || m_info->files.isEmpty())
+    if (!isRunning() || !isValidWriterSender() || m_info->files.isEmpty())
         return;
     m_info->files.first().fileFlags |= AbstractDownloadFileInfo::Preallocated;
     Q_EMIT persistentInfoChanged();
