@@ -2,9 +2,10 @@
 #include <inet/qt/download/downloadswww/wwwdownload.h>
 
 #include <inet/qt/download/framework/abstractnetworkconsumersstats.h>
-#include <inet/qt/download/framework/qtappdefaultlogger.h>
-#include <inet/qt/download/framework/qtapploggertextstream.h>
+#include <inet/qt/download/framework/assertion.h>
 #include <inet/qt/download/framework/qtqobjectstracker.h>
+#include <inet/qt/download/framework/runguard.h>
+#include <inet/qt/download/framework/threadaffinity.h>
 
 #include <QFile>
 
@@ -58,21 +59,6 @@ WwwDownload::~WwwDownload()
     disconnect(&m_pack, nullptr, this, nullptr);
 }
 
-bool WwwDownload::isRunning() const
-{
-    return hasState(Running);
-}
-
-bool WwwDownload::isStopping() const
-{
-    return hasState(Stopping);
-}
-
-bool WwwDownload::isFinalizing() const
-{
-    return hasState(FinishNowRequested) || hasState(FinishingNow);
-}
-
 bool WwwDownload::queryMode() const
 {
     return m_mode < AbstractDownloadCommand::Start;
@@ -90,6 +76,7 @@ int WwwDownload::currentTasks() const
 
 void WwwDownload::doCommand(AbstractDownloadCommand command)
 {
+    DOWNLOAD_ASSERT(isCalledAtHome(this));
     switch (command) {
     case AbstractDownloadCommand::QueryInfo:
     case AbstractDownloadCommand::QueryInfoMinimal:
@@ -119,9 +106,10 @@ void WwwDownload::start(AbstractDownloadCommand command)
     const bool wasFinished = m_info->isFinished();
     if (wasFinished && command != AbstractDownloadCommand::Restart)
         return;
+    const RunGuard guard(this, m_runsEnded);
     if (wasFinished)
         setFinished(false);
-    if (isRunning())
+    if (!guard || isRunning())
         return;
     log(u"starting..."_s);
 
@@ -132,20 +120,21 @@ void WwwDownload::start(AbstractDownloadCommand command)
     m_allocatedSize = -1;
     m_details = {};
     clearLastError(false);
-    setRunning(true);
-    if (!isRunning())
+    transition(RunState::Running);
+    if (!guard)
         return;
     if (m_info->resumeSupport == AbstractDownloadPersistentInfo::ResumeUnknown && m_pack.size() == 1)
         m_resumeTestAllowed = true;
     if (isUnsupported()) {
         m_info->setLastError(genericErrorAt(GenericErrorCode::NotSupported, kUnsupportedAtStartLine));
         Q_EMIT changed(false);
-        setRunning(false);
+        if (guard)
+            transition(RunState::Idle);
         return;
     }
     if (hadError || wasFinished)
         Q_EMIT changed(false);
-    if (!isRunning())
+    if (!guard)
         return;
 
     if (command == AbstractDownloadCommand::Restart)
@@ -158,6 +147,7 @@ void WwwDownload::start(AbstractDownloadCommand command)
 
 void WwwDownload::startAgain()
 {
+    const RunGuard guard(this, m_runsEnded);
     removeAllSections();
     m_pendingContent.clear();
     // A shorter resource would leave the old one's tail behind its own bytes.
@@ -168,7 +158,8 @@ void WwwDownload::startAgain()
         m_info->setFlag(AbstractDownloadPersistentInfo::ResourceChanged, false);
         Q_EMIT changed(true);
     }
-    startExtraSection();
+    if (guard)
+        startExtraSection();
 }
 
 void WwwDownload::discardFirstFile()
@@ -177,27 +168,35 @@ void WwwDownload::discardFirstFile()
     if (!firstFile().isOnDisk())
         return;
     Q_EMIT performingFilesOperations(true);
+    // A receiver may have begun anew, which has removed it.
+    if (hasFile() && firstFile().isOnDisk())
+        removeFirstFile();
+    Q_EMIT performingFilesOperations(false);
+}
+
+void WwwDownload::removeFirstFile()
+{
     const QString path = m_info->filePath(0);
     firstFile().fileFlags &=
         quint8(~(AbstractDownloadFileInfo::CreatedOnDisk | AbstractDownloadFileInfo::Preallocated));
     QFile::remove(path);
     firstFile().pathOnDisk.clear();
-    Q_EMIT performingFilesOperations(false);
 }
 
 void WwwDownload::startQuery()
 {
-    const bool isUntouched = m_pack.empty() && !hasFile();
-    if (!isUntouched) {
-        if (m_info->bytesDownloaded(false) > 0 || (hasFile() && firstFile().isOnDisk())) {
-            setRunning(false);
-            return;
-        }
+    if (m_info->bytesDownloaded(false) > 0 || (hasFile() && firstFile().isOnDisk())) {
+        transition(RunState::Idle);
+        return;
+    }
+    const RunGuard guard(this, m_runsEnded);
+    if (!m_pack.empty() || hasFile()) {
         removeAllSections();
         m_info->files.clear();
         Q_EMIT changed(false);
     }
-    startExtraSection();
+    if (guard)
+        startExtraSection();
 }
 
 void WwwDownload::startDownload()
@@ -206,10 +205,11 @@ void WwwDownload::startDownload()
         onSectionsFinishedDownloading();
         return;
     }
+    const RunGuard guard(this, m_runsEnded);
     // What a query left behind that ended before any answer would stand in the way of a first section.
     if (creatingSection())
         removeCreatingSection(false, u"failed to start"_s);
-    if (!startExtraSection())
+    if (guard && !startExtraSection())
         endWithoutSection();
 }
 
@@ -220,18 +220,6 @@ void WwwDownload::endWithoutSection()
     rememberError({int(GenericErrorCode::Unexpected), ErrorCategory::kGeneric, errorSourceHere(),
                    "the sections of the file do not add up to its size"});
     stop(AbstractError());
-}
-
-void WwwDownload::setRunning(bool isRunning)
-{
-    if (this->isRunning() == isRunning)
-        return;
-    log("running: "_L1 + (isRunning ? '1'_L1 : '0'_L1));
-    setState(Running, isRunning);
-    if (!isRunning)
-        setState(Stopping, false);
-    setState(ExtraSectionWanted, false);
-    Q_EMIT running(isRunning);
 }
 
 void WwwDownload::setFinished(bool finished)
@@ -265,10 +253,10 @@ void WwwDownload::onSectionsRunning(bool isRunning)
         continueToStop();
         return;
     }
+    const RunGuard guard(this, m_runsEnded);
     updateProgress();
     Q_EMIT changed(false);
-    // A receiver may have ended the run, or begun another.
-    if (!this->isRunning() || isStopping() || m_pack.isRunning())
+    if (!guard || isStopping() || m_pack.isRunning())
         return;
     if (const AbstractError error = m_pack.lastError()) {
         m_lastError = error;
@@ -357,9 +345,10 @@ void WwwDownload::stop(const AbstractError &error)
         continueToStop();
         return;
     }
-    setState(Stopping, true);
-    setState(ExtraSectionWanted, false);
-    Q_EMIT stopping();
+    const RunGuard guard(this, m_runsEnded);
+    transition(runStateWith(Stopping));
+    if (!guard)
+        return;
 
     if (!hasState(FinishNowRequested) && error && !error.isSameFailure(m_lastError))
         rememberError(error);
@@ -369,16 +358,18 @@ void WwwDownload::stop(const AbstractError &error)
         return;
     }
     for (const SectionPointer &item : sections(true)) {
-        if (item->isRunning())
+        if (guard && item->isRunning())
             item->stop(error, false);
     }
 }
 
 void WwwDownload::continueToStop()
 {
+    DOWNLOAD_ASSERT(isStopping());
+    const RunGuard guard(this, m_runsEnded);
     // What came since the progress timer's last beat belongs to the record too.
     updateProgress();
-    if (!isStopping())
+    if (!guard)
         return;
     if (hasState(InitialFileOps) || hasState(FinalFileOps)) {
         log(u"stopping: waiting for the file operations to finish..."_s);
@@ -390,18 +381,15 @@ void WwwDownload::continueToStop()
     }
     if (hasState(FinishNowRequested)) {
         setState(FinishNowRequested, false);
-        setState(FinishingNow, true);
+        transition(RunState::FinishingNow);
         if (hasFile()) {
             finishWithWhatIsThere();
             return;
         }
     }
     writeErrorToRecord();
-    if (!isStopping())
-        return;
-    setState(Stopping, false);
-    setState(FinishingNow, false);
-    setRunning(false);
+    if (guard)
+        transition(RunState::Idle);
 }
 
 void WwwDownload::finishWithWhatIsThere()
@@ -441,7 +429,7 @@ void WwwDownload::onSectionsFinishedDownloading()
         onPostDownloadJobFinished();
         return;
     }
-    setState(FinalFileOps, true);
+    transition(runStateWith(FinalFileOps));
     Q_EMIT performingFilesOperations(true);
     m_fileOps->performInitializeOps(m_info->folder, operations);
 }
@@ -449,9 +437,11 @@ void WwwDownload::onSectionsFinishedDownloading()
 void WwwDownload::onPostDownloadJobFinished()
 {
     log(u"finished"_s);
+    const RunGuard guard(this, m_runsEnded);
     setFinished(true);
     Q_EMIT changed(true);
-    stop(AbstractError());
+    if (guard)
+        stop(AbstractError());
 }
 
 void WwwDownload::setupTimer()
@@ -469,11 +459,4 @@ void WwwDownload::releaseTimer()
     m_progressTimer->stop();
     disconnect(m_progressTimer.get(), nullptr, this, nullptr);
     m_progressTimer.reset();
-}
-
-void WwwDownload::log(const QString &text, int level) const
-{
-    if (m_info && m_info->hasFlag(AbstractDownloadPersistentInfo::LoggingSuppressed))
-        return;
-    QtAppLoggerTextStream(QtAppDefaultLogger::instance(), level, true) << logHeader() << text;
 }

@@ -11,6 +11,7 @@
 #include <inet/qt/download/framework/deferredpointer.h>
 #include <inet/qt/download/framework/downloaddetails.h>
 #include <inet/qt/download/framework/qtappsystemdefaultuseragentmanager.h>
+#include <inet/qt/download/framework/statetable.h>
 #include <inet/qt/download/sources/downloadmirrorsusagemanager.h>
 
 #include <QSharedPointer>
@@ -25,8 +26,9 @@
 ///      │               stop(), error                                                    v
 ///      └── setRunning(false) ──────── stopping: waits for file operations and sections <┘
 ///
-/// A command to finish now goes through stopping into the final file operations. A record never holds an error while
-/// its download still runs: the error is written when stopping ends.
+/// A command to finish now goes through stopping into the final file operations. Receivers may stop it, start it again
+/// or delete it later from any of its signals. A record never holds an error while its download still runs: the error
+/// is written when stopping ends.
 ///
 /// Owned by the host; it, its sections and their transfers live in one thread. Writers and file operations live in the
 /// writers' thread.
@@ -39,6 +41,20 @@ public:
     static constexpr int kProgressIntervalMs = 1000;
     static constexpr int kLogLevel = 1;
     static constexpr int kSectionLogLevel = 4;
+    /// One line for each change of where a run stands.
+    static constexpr int kStateLogLevel = 5;
+
+    /// Where a run stands: those of the state's bits that tell.
+    enum class RunState : quint32 {
+        Idle = 0,
+        Running = 0x001,
+        FinalFileOps = 0x011,
+        Stopping = 0x003,
+        StoppingFileOps = 0x013, ///< the final file operations are waited for
+        FinishingNow = 0x043,
+        FinishingFileOps = 0x053,
+    };
+    static const StateTable<RunState> &states();
 
     WwwDownload(qint64 id, QSharedPointer<AbstractNetworkAccessChief> chief,
                 QWeakPointer<QtAppSystemDefaultUserAgentManager> userAgentManager, QObject *parent);
@@ -137,15 +153,17 @@ private:
     enum StateBit : quint32 {
         Running = 0x001,
         Stopping = 0x002,
-        NoMoreSections = 0x004,       ///< none is created until the next start
+        NoMoreSections = 0x004, ///< none is created until the next start
         InitialFileOps = 0x008,
         FinalFileOps = 0x010,
         FinishNowRequested = 0x020,
         FinishingNow = 0x040,
-        ExtraSectionWanted = 0x080,   ///< a limit was in the way: try again when connections change
-        ResumeTestForced = 0x100,     ///< the section in creation is there to learn whether ranges are honoured
+        ExtraSectionWanted = 0x080, ///< a limit was in the way: try again when connections change
+        ResumeTestForced = 0x100, ///< the section in creation is there to learn whether ranges are honoured
         FileAllocated = 0x200,
     };
+
+    static constexpr quint32 kRunStateBits = Running | Stopping | FinalFileOps | FinishingNow;
 
     /// What becomes of the bytes that a record kept inside itself when its destination changes.
     enum class ContentFate { Untouched, Pending, FetchedAgain };
@@ -157,13 +175,18 @@ private:
     const AbstractDownloadFileInfo &firstFile() const { return m_info->files.first(); }
     void log(const QString &text, int level = kLogLevel) const;
 
-    void setRunning(bool isRunning);
+    RunState runState() const { return RunState(m_state & kRunStateBits); }
+    RunState runStateWith(StateBit bit) const { return RunState(quint32(runState()) | bit); }
+    RunState runStateWithout(StateBit bit) const { return RunState(quint32(runState()) & ~quint32(bit)); }
+    void transition(RunState to);
+    void logState() const;
     void setFinished(bool finished);
     void startAgain();
     void startQuery();
     void startDownload();
     void endWithoutSection();
     void discardFirstFile();
+    void removeFirstFile();
     void continueToStop();
     void finishWithWhatIsThere();
     void rememberError(const AbstractError &error);
@@ -222,8 +245,8 @@ private:
     AbstractDownloadCommand m_mode = AbstractDownloadCommand::Start;
     AbstractNetworkConsumersWithExtraTasksPack m_pack;
     qint64 m_lastSectionId = 0;
-    qint64 m_creatingSectionId = 0;  ///< 0 = none
-    qint64 m_ignoredSectionId = 0;   ///< its running notifications are ignored while it is being removed
+    qint64 m_creatingSectionId = 0; ///< 0 = none
+    qint64 m_ignoredSectionId = 0; ///< its running notifications are ignored while it is being removed
     AbstractError m_lastError;
     QList<QSslError> m_lastSslErrors;
     QDateTime m_lastErrorTime;
@@ -233,9 +256,10 @@ private:
     DeferredPointer<AbstractDownloadFileOps> m_fileOps;
     DeferredPointer<WwwDownloader> m_resourceChecker;
     QThread *m_writersThread = nullptr;
-    QByteArray m_pendingContent;     ///< goes into the file as soon as there is one
-    qint64 m_allocatedSize = -1;     ///< bytes of the file taken on disk so far; -1 = unknown
-    quint32 m_state = 0;             ///< StateBit
+    QByteArray m_pendingContent; ///< goes into the file as soon as there is one
+    qint64 m_allocatedSize = -1; ///< bytes of the file taken on disk so far; -1 = unknown
+    quint32 m_state = 0; ///< StateBit
+    quint64 m_runsEnded = 0; ///< for RunGuard
     const QSharedPointer<DownloadMirrorsUsageManager> m_mirrors;
     bool m_resumeTestAllowed = true;
     DownloadDetails m_details;

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <inet/qt/download/downloadswww/wwwdownload.h>
 
+#include <inet/qt/download/framework/assertion.h>
 #include <inet/qt/download/framework/qtqobjectstracker.h>
+#include <inet/qt/download/framework/runguard.h>
 #include <inet/qt/download/framework/threadaffinity.h>
 #include <inet/qt/download/response/httpheadersparser.h>
 
@@ -107,14 +109,18 @@ void WwwDownload::onPerformInitializeOpsFinished(
 {
     const bool wasInitial = hasState(InitialFileOps);
     const bool wasFinal = hasState(FinalFileOps);
+    DOWNLOAD_ASSERT(wasInitial || wasFinal);
     setState(InitialFileOps, false);
-    setState(FinalFileOps, false);
+    const RunGuard guard(this, m_runsEnded);
+    if (wasFinal)
+        transition(runStateWithout(FinalFileOps));
 
     // What was done before an error is done: a file that exists must not be made a second time.
     m_fileOps->applyFilesInitOpsFinished(operations, done, *m_info);
     if (error) {
         Q_EMIT performingFilesOperations(false);
-        endWithFilesError(error);
+        if (guard)
+            endWithFilesError(error);
         return;
     }
     if (!m_pendingContent.isEmpty() && !writePendingContent())
@@ -126,7 +132,8 @@ void WwwDownload::onPerformInitializeOpsFinished(
         if (isStopping())
             continueToStop();
     }
-    if (wasFinal)
+    // Finished even where a receiver has stopped it by now, unless another run has begun.
+    if (wasFinal && (guard || !isRunning()))
         onPostDownloadJobFinished();
 }
 
@@ -151,8 +158,10 @@ bool WwwDownload::writePendingContent()
     }
     const AbstractError error(int(file.error()), ErrorCategory::kFile, errorSource(kSourceFile, kPendingContentLine),
                               file.errorString().toStdString());
+    const RunGuard guard(this, m_runsEnded);
     Q_EMIT performingFilesOperations(false);
-    endWithFilesError(error);
+    if (guard)
+        endWithFilesError(error);
     return false;
 }
 
