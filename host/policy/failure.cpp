@@ -51,15 +51,19 @@ const QList<KindRow> &kindRows()
         {Kind::CannotCreateFile, "cannot-create-file"_L1, {Remedy::OtherFolder}},
         {Kind::FileFailed, "file-failed"_L1, {Remedy::CheckDisk, Remedy::Resume}},
         {Kind::CannotReadFile, "cannot-read-file"_L1, {Remedy::CheckDisk}},
+        {Kind::FileShorter, "file-shorter"_L1},
+        {Kind::FileMissing, "file-missing"_L1},
         {Kind::NotOnDisk, "not-on-disk"_L1, {Remedy::CheckDisk}},
         {Kind::Skipped, "skipped"_L1},
         {Kind::Stopped, "stopped"_L1, {Remedy::Resume}},
         {Kind::StoppedBeforeComparing, "stopped-before-comparing"_L1, {Remedy::Resume}},
         {Kind::NoSuchDownload, "no-such-download"_L1, {Remedy::SeeList}},
         {Kind::WrongState, "wrong-state"_L1},
+        {Kind::CannotBegin, "cannot-begin"_L1, {Remedy::TryLater}},
         {Kind::OwnedByOther, "owned-by-other"_L1, {Remedy::TryLater}},
         {Kind::CannotChange, "cannot-change"_L1},
         {Kind::CannotFinish, "cannot-finish"_L1},
+        {Kind::SameResource, "same-resource"_L1},
         {Kind::NothingToCompare, "nothing-to-compare"_L1},
         {Kind::List, "list"_L1},
         {Kind::ListDamaged, "list-damaged"_L1, {Remedy::RepairList}},
@@ -185,6 +189,11 @@ Failure Failure::make(Kind kind, const Subject &subject, const QString &detail, 
 {
     const KindRow *const row = rowOf(kind);
     return {kind, subject, detail, number, row ? row->remedies : QList<Remedy>(), {}};
+}
+
+Failure Failure::told(Kind kind, const Subject &subject, const QString &sentences)
+{
+    return {kind, subject, sentences, 0, {Remedy::AsDetailSays}, {}};
 }
 
 QString Failure::keyOf(Kind kind)

@@ -6,11 +6,12 @@
 
 #include <QJsonObject>
 #include <QList>
+#include <QMetaType>
 #include <QString>
 #include <QUrl>
 
-/// What did not work, as data: front ends make words, exit numbers and buttons of it. Made where it arises and carried
-/// up unchanged. A value; the default one says that nothing failed.
+/// What did not work, or not as expected, as data: front ends make words, exit numbers and buttons of it. Made where it
+/// arises and carried up unchanged. A value; the default one says that nothing failed.
 struct Failure {
     enum class Kind {
         None,
@@ -44,6 +45,8 @@ struct Failure {
         CannotCreateFile,
         FileFailed,
         CannotReadFile, ///< for its checksum
+        FileShorter, ///< than what was downloaded; the rest is fetched again
+        FileMissing, ///< or another; all of it is fetched again
         NotOnDisk, ///< nobody knows whether the disk has what was written
         Skipped, ///< a file that is there is as good as a download; nothing failed
         // Of what was asked for.
@@ -51,10 +54,12 @@ struct Failure {
         StoppedBeforeComparing, ///< the file is whole, and not compared with its checksum
         NoSuchDownload,
         WrongState, ///< makes no sense for the download as it is now; detail: how that is
+        CannotBegin, ///< detail: why not
         OwnedByOther, ///< another process is at work on it; number: which
         CannotChange, ///< detail: why not
         CannotFinish, ///< now, with what is there; detail: why not
-        NothingToCompare, ///< of a check: nothing was downloaded
+        SameResource, ///< subject: another download, of what this one is of; nothing failed
+        NothingToCompare, ///< of a check; detail: why not
         // Of what everything stands on.
         List, ///< the list of downloads; detail: what cannot be done with it, and why
         ListDamaged, ///< it was damaged, and set aside
@@ -64,7 +69,7 @@ struct Failure {
 
     /// What may help. The first of several is the best.
     enum class Remedy {
-        AsDetailSays, ///< the detail is a whole sentence or more, which names the subject and the way out itself
+        AsDetailSays, ///< the detail is whole sentences, which name the subject and the way out themselves
         TryAgain,
         TryLater,
         Resume,
@@ -101,6 +106,7 @@ struct Failure {
         QString host; ///< that was spoken to
 
         static Subject of(const AbstractDownloadPersistentInfo &info);
+        static Subject of(qint64 id);
 
         friend bool operator==(const Subject &, const Subject &) = default;
     };
@@ -125,6 +131,8 @@ struct Failure {
 
     /// With the remedies that the kind has.
     static Failure make(Kind kind, const Subject &subject, const QString &detail = {}, int number = 0);
+    /// Of what was told in whole sentences.
+    static Failure told(Kind kind, const Subject &subject, const QString &sentences);
     /// Of a download's run that ended with this error and left this record. Without an error: none when it is finished.
     static Failure of(const AbstractError &error, const AbstractDownloadPersistentInfo &info);
 
@@ -137,3 +145,4 @@ struct Failure {
 
     friend bool operator==(const Failure &, const Failure &) = default;
 };
+Q_DECLARE_METATYPE(Failure)

@@ -176,9 +176,13 @@ Failure loginFailure(Kind kind, const AbstractError &error, const Info &info, co
                   : Failure::make(kind, subject, {}, numberOf(error));
 }
 
-QString clauseOf(const AbstractError &error)
+QString textOf(const AbstractError &error)
 {
-    QString text = QString::fromStdString(error.description).simplified();
+    return QString::fromStdString(error.description).simplified();
+}
+
+QString clauseOf(QString text)
+{
     while (text.endsWith(u'.'))
         text.chop(1);
     return text;
@@ -199,16 +203,23 @@ Failure::Subject Failure::Subject::of(const AbstractDownloadPersistentInfo &info
     return subject;
 }
 
+Failure::Subject Failure::Subject::of(qint64 id)
+{
+    Subject subject;
+    subject.id = id;
+    return subject;
+}
+
 Failure Failure::of(const AbstractError &error, const AbstractDownloadPersistentInfo &info)
 {
     if (!error)
         return info.isFinished() ? Failure() : make(Kind::Unknown, Subject::of(info));
-    const QString text = clauseOf(error);
+    const QString text = textOf(error);
     const Kind kind = kindOf(error, info, text);
     if (isLogin(kind))
-        return loginFailure(kind, error, info, text);
-    Failure failure = make(kind, Subject::of(info), text, numberOf(error));
-    if (FileError::isWhole(error) || kind == Kind::EncryptionFailed)
-        failure.remedies = {Remedy::AsDetailSays};
+        return loginFailure(kind, error, info, clauseOf(text));
+    const bool isWhole = FileError::isWhole(error) || kind == Kind::EncryptionFailed;
+    Failure failure = isWhole ? told(kind, Subject::of(info), text) : make(kind, Subject::of(info), clauseOf(text));
+    failure.number = numberOf(error);
     return failure;
 }

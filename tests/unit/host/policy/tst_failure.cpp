@@ -234,7 +234,7 @@ void TestFailure::aWholeSentenceIsKnownByItsMark()
     error.source = FileError::wholeSource(error.source);
     const Failure failure = Failure::of(error, Info());
     QCOMPARE(failure.remedies, {Remedy::AsDetailSays});
-    QCOMPARE(failure.detail, u"cannot use \"/a\": No. Try"_s);
+    QCOMPARE(failure.detail, u"cannot use \"/a\": No. Try."_s);
     QCOMPARE(failure.number, ENOTDIR);
 }
 

@@ -1,0 +1,376 @@
+// SPDX-License-Identifier: MIT
+#include <cli/failurewords.h>
+
+#include <QDir>
+#include <QStringList>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+using Kind = Failure::Kind;
+using Remedy = Failure::Remedy;
+
+QString quoted(const QString &text)
+{
+    return u'"' + text + u'"';
+}
+
+QString quotedUrl(const Failure &failure)
+{
+    return quoted(failure.subject.url.toDisplayString());
+}
+
+QString quotedHost(const Failure &failure)
+{
+    return quoted(failure.subject.host);
+}
+
+/// Where there is no name yet, the address is better known.
+QString quotedTitle(const Failure &failure)
+{
+    return failure.subject.path.isEmpty() ? quotedUrl(failure) : quoted(failure.subject.title);
+}
+
+QString quotedFolder(const Failure &failure)
+{
+    return quoted(QDir::toNativeSeparators(failure.subject.folder));
+}
+
+QString quotedFile(const Failure &failure)
+{
+    const QString &path = failure.subject.path;
+    return path.isEmpty() ? quotedFolder(failure) : quoted(QDir::toNativeSeparators(path));
+}
+
+QString numberOf(const Failure &failure)
+{
+    return QString::number(failure.subject.id);
+}
+
+/// The words of whoever told the cause, or ours where there are none.
+QString reason(const Failure &failure, const QString &otherwise)
+{
+    return failure.detail.isEmpty() ? otherwise : failure.detail;
+}
+
+/// " (HTTP status 404)", or nothing.
+QString inBrackets(const Failure &failure)
+{
+    return failure.number != 0 ? u" (HTTP status %1)"_s.arg(failure.number) : QString();
+}
+
+QString unknown(const Failure &failure)
+{
+    return u"cannot download %1: %2. Run the same command again with --log FILE to see what happened."_s.arg(
+        quotedTitle(failure), reason(failure, u"the transfer ended without a file and without a reason"_s));
+}
+
+QString timedOut(const Failure &failure)
+{
+    return u"cannot download %1: the server %2 sent nothing for too long. Run the same command again to resume."_s.arg(
+        quotedTitle(failure), quotedHost(failure));
+}
+
+QString nothingCame(const Failure &failure)
+{
+    return u"cannot download %1: nothing more came from the server. \"plait resume %2\" tries again."_s.arg(
+        quoted(failure.subject.title), numberOf(failure));
+}
+
+QString notFound(const Failure &failure)
+{
+    return u"cannot download %1: the server has no such file%2. Check the address."_s.arg(quotedUrl(failure),
+                                                                                          inBrackets(failure));
+}
+
+QString networkFailed(const Failure &failure)
+{
+    return u"cannot download %1 from %2: %3. Check the network and run the same command again to resume."_s.arg(
+        quotedTitle(failure), quotedHost(failure), reason(failure, u"the network failed"_s));
+}
+
+QString hostNotFound(const Failure &failure)
+{
+    return u"cannot find the host %1: %2. Check the address and the network."_s.arg(quotedHost(failure),
+                                                                                    reason(failure, u"no such name"_s));
+}
+
+QString badAnswer(const Failure &failure)
+{
+    if (failure.number != 0)
+        return u"cannot download %1: the server answered with HTTP status %2. Check the address, or try again later."_s
+            .arg(quotedUrl(failure), QString::number(failure.number));
+    return u"cannot download %1: %2. Try again later, or from another server."_s.arg(
+        quotedUrl(failure), reason(failure, u"the server's answer makes no sense"_s));
+}
+
+QString tooManyRedirects(const Failure &failure)
+{
+    return u"cannot download %1: the server sends from one address to the next without end. Open the address in a "
+           u"browser to see where it leads."_s.arg(quotedUrl(failure));
+}
+
+QString serverOverloaded(const Failure &failure)
+{
+    return u"cannot download %1: the server %2 has too much to do%3. Wait a while and run the same command again to "
+           u"resume."_s.arg(quotedTitle(failure), quotedHost(failure), inBrackets(failure));
+}
+
+QString loginAdvice(const Failure &failure)
+{
+    if (failure.remedies.contains(Remedy::GiveHeader))
+        return u"What it wants to see can only be given as a --header."_s;
+    return failure.kind == Kind::ProxyLoginRequired
+        ? u"Write them into its address (--proxy), as NAME:PASSWORD@ before the host."_s
+        : u"Give them with --user NAME:PASSWORD, or --netrc."_s;
+}
+
+QString loginRequired(const Failure &failure)
+{
+    const QString who = failure.kind == Kind::ProxyLoginRequired ? u"the proxy"_s : quotedHost(failure);
+    return u"cannot download %1: %2%3. %4"_s.arg(quotedUrl(failure),
+                                                 reason(failure, who + u" asks for a name and a password"_s),
+                                                 inBrackets(failure), loginAdvice(failure));
+}
+
+QString loginRefused(const Failure &failure)
+{
+    return u"cannot download %1: %2 asks for a name and a password: %3. %4"_s.arg(
+        quotedUrl(failure), quotedHost(failure), reason(failure, u"it let nobody in without"_s), loginAdvice(failure));
+}
+
+QString certificateRefused(const Failure &failure)
+{
+    if (failure.kind == Kind::ProxyCertificateRefused)
+        return u"cannot download %1: %2. Name its authority with --ca-certificate FILE."_s.arg(quotedUrl(failure),
+                                                                                               failure.detail);
+    return u"cannot download %1: the certificate of %2 is not trusted: %3. Name its authority with --ca-certificate "
+           u"FILE, or go on at your own risk with --insecure."_s.arg(quotedUrl(failure), quotedHost(failure),
+                                                                     reason(failure, u"it was refused"_s));
+}
+
+QString unsupportedUrl(const Failure &failure)
+{
+    return u"cannot download \"%1\": nothing here serves such an address. Write a whole one, as in "
+           u"\"https://example.com/file.zip\"."_s.arg(failure.subject.url.toDisplayString(QUrl::RemoveUserInfo));
+}
+
+QString cannotResume(const Failure &failure)
+{
+    return u"cannot resume %1: the server does not send the rest of a file alone. What was downloaded stays in %2; "
+           u"\"plait restart %3\" fetches all of it again."_s.arg(quotedTitle(failure), quotedFile(failure),
+                                                                  numberOf(failure));
+}
+
+QString resourceChanged(const Failure &failure)
+{
+    return u"cannot resume %1: the server no longer has the same file (%4). What was downloaded stays in %2; \"plait "
+           u"restart %3\" fetches the new one."_s.arg(quotedTitle(failure), quotedFile(failure), numberOf(failure),
+                                                      reason(failure, u"its ETag, size or date changed"_s));
+}
+
+QString checksumDiffers(const Failure &failure)
+{
+    const QString which = failure.kind == Kind::DigestDiffers ? u"the server means"_s : u"was meant"_s;
+    return u"%1 is not the file that %2: %3. The file stays as it is; \"plait restart %4\" fetches it again."_s.arg(
+        quotedFile(failure), which, failure.detail, numberOf(failure));
+}
+
+QString checksumUnusable(const Failure &failure)
+{
+    return u"%1 is there, but was not compared with its checksum: %2"_s.arg(quotedFile(failure), failure.detail);
+}
+
+QString diskFull(const Failure &failure)
+{
+    return u"cannot save %1: %2. Make room on the disk of %3 and run the same command again to resume, or choose "
+           u"another folder with -d."_s.arg(quotedTitle(failure), reason(failure, u"the disk is full"_s),
+                                            quotedFolder(failure));
+}
+
+QString noRoom(const Failure &failure)
+{
+    return u"cannot download %1: %2. Make room, or choose another folder with -d."_s.arg(quoted(failure.subject.title),
+                                                                                         failure.detail);
+}
+
+QString nameTaken(const Failure &failure)
+{
+    return u"cannot give %1 its final name: %2. Move what is in the way, or choose another name with -o."_s.arg(
+        quotedFile(failure), reason(failure, u"a file of that name exists already"_s));
+}
+
+QString cannotCreateFile(const Failure &failure)
+{
+    return u"cannot create %1: %2. Check that you may write there, or choose another folder with -d."_s.arg(
+        quotedFile(failure), reason(failure, u"the file could not be opened"_s));
+}
+
+QString fileFailed(const Failure &failure)
+{
+    return u"cannot write %1: %2. Check the disk and run the same command again to resume."_s.arg(
+        quotedFile(failure), reason(failure, u"the disk reported an error"_s));
+}
+
+QString cannotReadFile(const Failure &failure)
+{
+    return u"cannot read %1 for its checksum: %2."_s.arg(quotedFile(failure), failure.detail);
+}
+
+QString notOnDisk(const Failure &failure)
+{
+    return u"cannot make sure that %1 is on the disk: %2. What was written in this run will be fetched again. Check "
+           u"the disk."_s.arg(quotedFile(failure), failure.detail);
+}
+
+QString stoppedBeforeComparing(const Failure &failure)
+{
+    return u"stopped before %1 was compared with its checksum; \"plait resume %2\" does it"_s.arg(
+        quoted(failure.subject.title), numberOf(failure));
+}
+
+QString noSuchDownload(const Failure &failure)
+{
+    return u"there is no download %1. Run \"plait list\" to see them."_s.arg(failure.subject.id);
+}
+
+QString cannotBegin(const Failure &failure)
+{
+    return u"cannot begin download %1: %2. Wait until that is done, and run \"plait resume %1\"."_s.arg(
+        numberOf(failure), failure.detail);
+}
+
+QString ownedByOther(const Failure &failure)
+{
+    return u"cannot begin download %1: process %2 is at work on it. Wait until that is done, or stop it."_s.arg(
+        numberOf(failure), QString::number(failure.number));
+}
+
+/// What to do about a download that is not as it would have to be.
+QString adviceFor(const Failure &failure)
+{
+    if (failure.remedies.contains(Remedy::StopFirst))
+        return u" Stop it first."_s;
+    if (failure.remedies.contains(Remedy::Remove))
+        return u" Remove it if it is not wanted."_s;
+    if (failure.remedies.contains(Remedy::OneConnection))
+        return u" Resume it with -x 1 until the first gap is filled, or download all of it."_s;
+    return {};
+}
+
+/// @param what as in: cannot "change" download 7
+QString cannot(const QString &what, const Failure &failure, const QString &when = {})
+{
+    return u"cannot %1 download %2%3: %4."_s.arg(what, numberOf(failure), when, failure.detail) + adviceFor(failure);
+}
+
+QString fromNoAddress(const Failure &failure)
+{
+    QStringList reasons;
+    for (const Failure::Address &address : failure.addresses)
+        reasons.append(u"%1: %2"_s.arg(address.url.toDisplayString(), address.reason));
+    return u"cannot download %1 from any of its addresses: %2"_s.arg(quoted(failure.subject.title),
+                                                                     reasons.join(u"; "_s));
+}
+
+QString ofItsKind(const Failure &failure)
+{
+    switch (failure.kind) {
+    case Kind::None:
+        return {};
+    case Kind::TimedOut:
+        return timedOut(failure);
+    case Kind::NothingCame:
+        return nothingCame(failure);
+    case Kind::NotFound:
+        return notFound(failure);
+    case Kind::NetworkFailed:
+        return networkFailed(failure);
+    case Kind::HostNotFound:
+        return hostNotFound(failure);
+    case Kind::BadAnswer:
+        return badAnswer(failure);
+    case Kind::TooManyRedirects:
+        return tooManyRedirects(failure);
+    case Kind::ServerOverloaded:
+        return serverOverloaded(failure);
+    case Kind::LoginRequired:
+    case Kind::ProxyLoginRequired:
+        return loginRequired(failure);
+    case Kind::LoginRefused:
+        return loginRefused(failure);
+    case Kind::CertificateRefused:
+    case Kind::ProxyCertificateRefused:
+        return certificateRefused(failure);
+    case Kind::UnsupportedUrl:
+        return unsupportedUrl(failure);
+    case Kind::CannotResume:
+        return cannotResume(failure);
+    case Kind::ResourceChanged:
+        return resourceChanged(failure);
+    case Kind::ChecksumDiffers:
+    case Kind::DigestDiffers:
+        return checksumDiffers(failure);
+    case Kind::ChecksumUnusable:
+        return checksumUnusable(failure);
+    case Kind::DiskFull:
+        return diskFull(failure);
+    case Kind::NoRoom:
+        return noRoom(failure);
+    case Kind::NameTaken:
+        return nameTaken(failure);
+    case Kind::CannotCreateFile:
+        return cannotCreateFile(failure);
+    case Kind::FileFailed:
+        return fileFailed(failure);
+    case Kind::CannotReadFile:
+        return cannotReadFile(failure);
+    case Kind::NotOnDisk:
+        return notOnDisk(failure);
+    case Kind::FileShorter:
+        return u"%1 is shorter than what was downloaded; what it lacks is fetched again"_s.arg(quotedFile(failure));
+    case Kind::FileMissing:
+        return u"%1 is missing or not what the list says of it; the download begins anew"_s.arg(quotedFile(failure));
+    case Kind::SameResource:
+        return u"download %1 is of the same resource, in the folder %2"_s.arg(numberOf(failure), quotedFolder(failure));
+    case Kind::Skipped:
+        return u"%1 is there already; skipped"_s.arg(quoted(failure.subject.title));
+    case Kind::Stopped:
+        return u"stopped; run the same command again to resume"_s;
+    case Kind::StoppedBeforeComparing:
+        return stoppedBeforeComparing(failure);
+    case Kind::NoSuchDownload:
+        return noSuchDownload(failure);
+    case Kind::CannotBegin:
+        return cannotBegin(failure);
+    case Kind::OwnedByOther:
+        return ownedByOther(failure);
+    case Kind::WrongState:
+    case Kind::CannotChange:
+        return cannot(u"change"_s, failure);
+    case Kind::CannotFinish:
+        return cannot(u"finish"_s, failure, u" now"_s);
+    case Kind::NothingToCompare:
+        return cannot(u"check"_s, failure);
+    case Kind::List:
+    case Kind::ListDamaged:
+    case Kind::Module:
+    case Kind::Setting:
+        return failure.detail;
+    case Kind::EncryptionFailed:
+    case Kind::Unknown:
+        break;
+    }
+    return unknown(failure);
+}
+
+}
+
+QString FailureWords::sentence(const Failure &failure)
+{
+    if (!failure.addresses.isEmpty())
+        return fromNoAddress(failure);
+    return failure.remedies.contains(Remedy::AsDetailSays) ? failure.detail : ofItsKind(failure);
+}
