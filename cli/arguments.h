@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cli/exitstatus.h>
 #include <cli/progressmode.h>
 #include <host/engine/downloadrequest.h>
 #include <host/engine/queueoptions.h>
 #include <host/engine/sessionoptions.h>
 #include <host/options/optionchanges.h>
-#include <host/policy/exitstatus.h>
 #include <host/storage/listentry.h>
 
 #include <QList>

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <cli/downloadsrunner.h>
 
+#include <cli/failurewords.h>
+#include <cli/headersnote.h>
 #include <cli/printer.h>
 #include <cli/progressline.h>
 #include <cli/questions.h>
@@ -56,7 +58,7 @@ DownloadsRunner::DownloadsRunner(const Arguments &arguments, DownloadSession &se
     m_progressTimer.setInterval(kProgressIntervalMs);
     connect(&m_progressTimer, &QTimer::timeout, this, &DownloadsRunner::onProgress);
     connect(&m_session, &DownloadSession::warned, this,
-            [this](qint64 id, const QString &text) { m_printer.warn(id, text); });
+            [this](qint64 id, const Failure &what) { m_printer.warn(id, FailureWords::sentence(what)); });
     connect(&m_session, &DownloadSession::fileExistsActionRequired, this, &DownloadsRunner::onFileExists);
     connect(&m_session, &DownloadSession::closed, this, [this] { Q_EMIT done(m_status); });
     connect(&m_queue, &DownloadQueue::began, this, &DownloadsRunner::onBegan);
@@ -81,9 +83,8 @@ void DownloadsRunner::begin()
                 m_printer.note(
                     u"download %1 is left out: process %2 is at work on it"_s.arg(entry.id).arg(entry.ownerPid));
         }
-        const QString errorText = m_session.list().lastErrorText();
-        if (!errorText.isEmpty())
-            refuse({}, errorText, ExitStatus::Unknown);
+        if (const Failure failure = m_session.listFailure(); !failure.detail.isEmpty())
+            refuse({}, failure);
         else if (m_ids.isEmpty())
             m_printer.note(u"there is nothing unfinished"_s);
     }
@@ -103,9 +104,9 @@ void DownloadsRunner::feed()
     for (int i = 0; i < kAtATime && !m_stopping && m_nextRequest < m_arguments.requests.size(); ++i)
         addNext();
     for (; !m_stopping && m_nextId < m_ids.size(); ++m_nextId) {
-        QString errorText;
-        if (!m_session.renew(m_ids.at(m_nextId), m_arguments.changes, &errorText))
-            m_printer.warn(m_ids.at(m_nextId), errorText);
+        Failure failure;
+        if (!m_session.renew(m_ids.at(m_nextId), m_arguments.changes, &failure))
+            m_printer.warn(m_ids.at(m_nextId), FailureWords::sentence(failure));
         append(m_ids.at(m_nextId));
     }
     if (!m_stopping && m_nextRequest < m_arguments.requests.size())
@@ -117,12 +118,12 @@ void DownloadsRunner::feed()
 void DownloadsRunner::addNext()
 {
     const DownloadRequest &request = m_arguments.requests.at(m_nextRequest++);
-    QString errorText;
-    const qint64 id = m_session.add(request, &errorText);
+    Failure failure;
+    const qint64 id = m_session.add(request, &failure);
     if (id != 0)
         append(id);
     else
-        refuse(request.url, errorText, m_session.supports(request.url) ? ExitStatus::Unknown : ExitStatus::BadOption);
+        refuse(request.url, failure);
 }
 
 void DownloadsRunner::append(qint64 id)
@@ -144,7 +145,7 @@ void DownloadsRunner::onBegan(qint64 id, const QUrl &url)
 /// It goes on without them all the same: not every server asks twice.
 void DownloadsRunner::warnOfMissingHeaders(qint64 id)
 {
-    const QString text = m_session.missingHeaders(id);
+    const QString text = HeadersNote::missing(id, m_session.missingHeaders(id));
     const auto record = text.isEmpty() ? std::nullopt : m_session.record(id);
     // What is complete is only compared with its checksum.
     if (record && (m_job == DownloadQueue::Job::Restart || !record->isFinished()))
@@ -197,7 +198,7 @@ void DownloadsRunner::onEnded(const DownloadOutcome &outcome)
         onBegan(outcome.id, outcome.info.url);
     const Summary summary = summaryOf(outcome);
     m_printer.end(outcome.id, summary);
-    count(outcome.status);
+    count(summary.status);
     m_urls.remove(outcome.id);
     if (m_questions)
         m_questions->withdraw(outcome.id);
@@ -215,16 +216,16 @@ void DownloadsRunner::onDrained()
     m_session.close();
 }
 
-void DownloadsRunner::refuse(const QUrl &url, const QString &errorText, ExitStatus status)
+void DownloadsRunner::refuse(const QUrl &url, const Failure &failure)
 {
     Summary summary;
     summary.url = url;
-    summary.status = status;
-    summary.errorText = errorText;
+    summary.status = exitStatusOf(failure);
+    summary.errorText = FailureWords::sentence(failure);
     const qint64 id = --m_refused;
     m_printer.begin(id, url);
     m_printer.end(id, summary);
-    count(status);
+    count(summary.status);
 }
 
 void DownloadsRunner::count(ExitStatus status)
@@ -252,8 +253,11 @@ Summary DownloadsRunner::summaryOf(const DownloadOutcome &outcome)
     Summary summary;
     summary.url = urlOf(outcome.id);
     summary.error = info.lastError;
-    summary.status = outcome.status;
-    summary.errorText = outcome.errorText;
+    summary.status = exitStatusOf(outcome.failure);
+    // What never began needs no last words of its own.
+    summary.errorText = outcome.attempts > 0 || outcome.failure.kind != Failure::Kind::Stopped
+        ? FailureWords::sentence(outcome.failure)
+        : QString();
     if (!info.files.isEmpty()) {
         summary.name = info.files.first().name;
         if (info.files.first().isOnDisk())

@@ -42,7 +42,7 @@ private:
     void onDecision(qint64 id, const QString &question);
     void onEnded(const DownloadOutcome &outcome);
     void onDrained();
-    void refuse(const QUrl &url, const QString &errorText, ExitStatus status);
+    void refuse(const QUrl &url, const Failure &failure);
     void count(ExitStatus status);
     QUrl urlOf(qint64 id);
     Summary summaryOf(const DownloadOutcome &outcome);

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <cli/listcommands.h>
 
+#include <cli/failurewords.h>
 #include <cli/jsonline.h>
 #include <cli/progressline.h>
 #include <host/engine/downloadsession.h>
-#include <host/policy/errormessages.h>
 #include <host/policy/fileassurance.h>
 #include <host/policy/shown.h>
 #include <host/storage/downloadlist.h>
@@ -266,7 +266,8 @@ Facts factsOf(const Known &known)
         addAssurance(facts, known);
     add(u"created"_s, timeText(record.creationTime));
     add(u"finished"_s, timeText(record.finishedTime));
-    add(u"last error"_s, ErrorMessages::forDownload(record.lastError, record));
+    if (record.lastError)
+        add(u"last error"_s, FailureWords::sentence(Failure::of(record.lastError, record)));
     return facts;
 }
 
@@ -278,7 +279,8 @@ ExitStatus show(const Arguments &arguments, DownloadList &list, const Output &ou
         if (hasFailed(list, output))
             return ExitStatus::Unknown;
         if (!record) {
-            complain(output, u"there is no download %1. Run \"plait list\" to see them."_s.arg(id));
+            const auto failure = Failure::make(Failure::Kind::NoSuchDownload, Failure::Subject::of(id));
+            complain(output, FailureWords::sentence(failure));
             status = ExitStatus::Unknown;
             continue;
         }
@@ -300,10 +302,10 @@ ExitStatus show(const Arguments &arguments, DownloadList &list, const Output &ou
 
 ExitStatus setUrl(const Arguments &arguments, DownloadSession &session, const Output &output)
 {
-    QString errorText;
+    Failure failure;
     const qint64 id = arguments.ids.first();
-    if (!session.setUrl(id, arguments.requests.first(), &errorText)) {
-        complain(output, errorText);
+    if (!session.setUrl(id, arguments.requests.first(), &failure)) {
+        complain(output, FailureWords::sentence(failure));
         return ExitStatus::Unknown;
     }
     if (!arguments.quiet)
@@ -315,10 +317,10 @@ ExitStatus remove(const Arguments &arguments, DownloadSession &session, const Ou
 {
     ExitStatus status = ExitStatus::Done;
     for (const qint64 id : arguments.ids) {
-        QString errorText;
-        if (session.remove(id, arguments.withFile, &errorText))
+        Failure failure;
+        if (session.remove(id, arguments.withFile, &failure))
             continue;
-        complain(output, errorText);
+        complain(output, FailureWords::sentence(failure));
         status = ExitStatus::Unknown;
     }
     return status;

@@ -2,7 +2,7 @@
 #pragma once
 
 #include <cli/arguments.h>
-#include <host/policy/exitstatus.h>
+#include <cli/exitstatus.h>
 
 class DownloadSession;
 class QTextStream;

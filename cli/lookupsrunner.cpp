@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <cli/lookupsrunner.h>
 
+#include <cli/failurewords.h>
+#include <cli/headersnote.h>
 #include <cli/printer.h>
-#include <host/policy/errormessages.h>
 
 using namespace Qt::StringLiterals;
 
@@ -58,12 +59,12 @@ void LookupsRunner::next()
 void LookupsRunner::query()
 {
     const DownloadRequest &request = m_arguments.requests.at(m_index);
-    QString errorText;
+    Failure failure;
     m_url = request.url.adjusted(QUrl::RemoveUserInfo);
-    m_id = m_session.query(request, &errorText);
+    m_id = m_session.query(request, &failure);
     m_printer.begin(m_id, m_url);
     if (m_id == 0)
-        end(m_session.supports(request.url) ? ExitStatus::Unknown : ExitStatus::BadOption, errorText, {});
+        end(failure);
 }
 
 void LookupsRunner::check()
@@ -73,12 +74,12 @@ void LookupsRunner::check()
     m_url = record ? record->url : QUrl();
     m_printer.begin(m_id, m_url);
     if (!record) {
-        end(ExitStatus::Unknown, m_session.whyNoRecord(m_id), {});
+        end(m_session.whyNoRecord(m_id));
         return;
     }
     OptionChanges given = m_arguments.changes;
     m_session.takeHeaders(*record, given);
-    const QString missing = m_session.missingHeaders(m_id);
+    const QString missing = HeadersNote::missing(m_id, m_session.missingHeaders(m_id));
     if (!missing.isEmpty())
         m_printer.warn(m_id, missing);
     m_check.begin(*record);
@@ -99,8 +100,7 @@ void LookupsRunner::onFinished(qint64 id, const AbstractDownloadPersistentInfo &
         mergeUrl();
         return;
     }
-    const ExitStatus status = info.lastError ? exitStatusOf(info.lastError, info) : ExitStatus::Done;
-    end(status, ErrorMessages::forDownload(info.lastError, info), info.lastError);
+    end(info.lastError ? Failure::of(info.lastError, info) : Failure(), info.lastError);
 }
 
 /// An address of another file would only be found out later, and leave the download without one that works.
@@ -118,9 +118,9 @@ void LookupsRunner::mergeUrl()
             {});
         return;
     }
-    QString errorText;
-    if (!m_session.setUrl(id, m_arguments.requests.first(), &errorText)) {
-        end(ExitStatus::Unknown, errorText, {});
+    Failure failure;
+    if (!m_session.setUrl(id, m_arguments.requests.first(), &failure)) {
+        end(failure);
         return;
     }
     m_printer.note(u"download %1 goes on from its new address with \"plait resume %1\""_s.arg(id));
@@ -139,9 +139,14 @@ void LookupsRunner::onChecked(const ResourceCheck::Result &result)
             u"download %1: the server has another file by now. \"plait restart %1\" fetches it."_s.arg(m_id), {});
         break;
     case ResourceCheck::Finding::Unknown:
-        end(result.status, result.errorText, result.error);
+        end(result.failure, result.error);
         break;
     }
+}
+
+void LookupsRunner::end(const Failure &failure, const AbstractError &error)
+{
+    end(exitStatusOf(failure), FailureWords::sentence(failure), error);
 }
 
 void LookupsRunner::end(ExitStatus status, const QString &errorText, const AbstractError &error)

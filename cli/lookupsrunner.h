@@ -31,6 +31,7 @@ private:
     void onFinished(qint64 id, const AbstractDownloadPersistentInfo &info);
     void onChecked(const ResourceCheck::Result &result);
     void mergeUrl();
+    void end(const Failure &failure, const AbstractError &error = {});
     void end(ExitStatus status, const QString &errorText, const AbstractError &error);
     qsizetype count() const;
 

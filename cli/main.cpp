@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <cli/arguments.h>
 #include <cli/downloadsrunner.h>
+#include <cli/failurewords.h>
 #include <cli/jsonprinter.h>
 #include <cli/listcare.h>
 #include <cli/listcommands.h>
@@ -120,9 +121,9 @@ ExitStatus runInSession(const Arguments &arguments, Streams &streams)
 {
     startLog(arguments, streams.notes);
     DownloadSession session;
-    QString errorText;
-    if (!session.open(arguments.session, &errorText)) {
-        complain(streams.notes, errorText);
+    Failure failure;
+    if (!session.open(arguments.session, &failure)) {
+        complain(streams.notes, FailureWords::sentence(failure));
         return ExitStatus::Unknown;
     }
     const QStringList warnings = session.warnings();

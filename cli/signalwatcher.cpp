@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <cli/signalwatcher.h>
 
+#include <cli/exitstatus.h>
 #include <cli/screen.h>
-#include <host/policy/exitstatus.h>
 
 #include <QSocketNotifier>
 

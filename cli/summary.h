@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <host/policy/exitstatus.h>
+#include <cli/exitstatus.h>
 #include <host/policy/fileassurance.h>
 #include <inet/qt/download/records/abstracterror.h>
 

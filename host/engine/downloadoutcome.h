@@ -2,7 +2,7 @@
 #pragma once
 
 #include <host/options/downloadoptions.h>
-#include <host/policy/exitstatus.h>
+#include <host/policy/failure.h>
 #include <host/policy/fileassurance.h>
 #include <inet/qt/download/framework/downloaddetails.h>
 #include <inet/qt/download/records/abstractdownloadpersistentinfo.h>
@@ -17,8 +17,7 @@ struct DownloadOutcome {
     DownloadDetails details;
     QString contentEncoding; ///< as which the file came, see ContentEncoding; empty = as it is
     FileAssurance assurance; ///< of a finished file
-    ExitStatus status = ExitStatus::Done;
-    QString errorText; ///< for people; empty = none
+    Failure failure; ///< none = the file is there
     double seconds = 0; ///< from its beginning, waits between attempts included
     int attempts = 1; ///< runs that it took
 };

@@ -22,8 +22,8 @@ constexpr int kTickMs = 1000;
 /// So many of those that wait are looked at for one whose server has room.
 constexpr qsizetype kLooksAhead = 1000;
 
-/// Why the rest of the download does not fit; empty = it does, or nobody knows.
-QString spaceComplaint(const AbstractDownloadPersistentInfo &record)
+/// Why the rest of the download does not fit; none = it does, or nobody knows.
+Failure lackOfRoom(const AbstractDownloadPersistentInfo &record)
 {
     const qint64 needed = record.diskSpaceNotUsedYet();
     // Of a new download nothing is known that would have to fit.
@@ -34,9 +34,10 @@ QString spaceComplaint(const AbstractDownloadPersistentInfo &record)
     const auto space = std::filesystem::space(QFile::encodeName(record.folder).toStdString(), error);
     if (error || space.available >= quint64(needed))
         return {};
-    return u"cannot download %1: it needs %2 more bytes, and the disk of \"%3\" has %4. Make room, or choose another "
-           u"folder with -d."_s.arg(u'"' + record.downloadTitle() + u'"', QString::number(needed),
-                                    QDir::toNativeSeparators(record.folder), QString::number(space.available));
+    return Failure::make(
+        Failure::Kind::NoRoom, Failure::Subject::of(record),
+        u"it needs %1 more bytes, and the disk of \"%2\" has %3"_s.arg(
+            QString::number(needed), QDir::toNativeSeparators(record.folder), QString::number(space.available)));
 }
 
 /// There before anything was asked or downloaded; where the server gives the name, that is known only later.
@@ -91,7 +92,7 @@ void DownloadQueue::pause()
         if (active && active->isRunning)
             m_session.stop(id);
         else if (active)
-            end(*active, ExitStatus::Unfinished, active->stopText());
+            end(*active, active->stopped());
     }
     fillSoon();
 }
@@ -219,14 +220,13 @@ void DownloadQueue::fillSoon()
     QMetaObject::invokeMethod(this, &DownloadQueue::fill, Qt::QueuedConnection);
 }
 
-/// Without a text: what never began needs no last words of its own.
 void DownloadQueue::endWaiting()
 {
     while (!m_waiting.isEmpty()) {
         DownloadOutcome outcome;
         outcome.id = m_waiting.dequeue().id;
         outcome.info = m_session.record(outcome.id).value_or(AbstractDownloadPersistentInfo());
-        outcome.status = ExitStatus::Unfinished;
+        outcome.failure = Failure::make(Failure::Kind::Stopped, Failure::Subject::of(outcome.info));
         outcome.attempts = 0;
         Q_EMIT ended(outcome);
     }
@@ -239,7 +239,7 @@ void DownloadQueue::begin(const Waiting &waiting)
     active.id = waiting.id;
     active.clock.start();
     const std::optional<AbstractDownloadPersistentInfo> record = m_session.record(waiting.id);
-    const QString whyNoRecord = record ? QString() : m_session.whyNoRecord(waiting.id);
+    Failure failure = record ? Failure() : m_session.whyNoRecord(waiting.id);
     active.options = record ? m_session.options(waiting.id) : DownloadOptions();
     active.info = record.value_or(AbstractDownloadPersistentInfo());
     active.sources = Sources(active.info);
@@ -255,11 +255,8 @@ void DownloadQueue::begin(const Waiting &waiting)
     // Whoever heard of it may have paused.
     if (!find(waiting.id))
         return;
-    QString errorText;
-    if (!record)
-        end(active, ExitStatus::Unknown, whyNoRecord);
-    else if (!m_session.hold(waiting.id, &errorText))
-        end(active, ExitStatus::Unknown, errorText);
+    if (failure || !m_session.hold(waiting.id, &failure))
+        end(active, failure);
     else
         tryAgain(waiting.id, waiting.job);
 }
@@ -273,9 +270,9 @@ void DownloadQueue::tryAgain(qint64 id, Job job)
         endAsSkipped(*active);
         return;
     }
-    QString errorText = job == Job::Download ? spaceComplaint(active->info) : QString();
-    if (!errorText.isEmpty()) {
-        end(*active, ExitStatus::DiskFull, errorText);
+    Failure failure = job == Job::Download ? lackOfRoom(active->info) : Failure();
+    if (failure) {
+        end(*active, failure);
         return;
     }
     active->server =
@@ -285,14 +282,11 @@ void DownloadQueue::tryAgain(qint64 id, Job job)
         active->retryTimer.start(kTickMs);
         return;
     }
-    if (!run(*active, job, &errorText))
-        end(*active, ExitStatus::Unknown,
-            errorText.isEmpty() ? u"cannot begin download %1: it runs already, or the program is about to end. Wait "
-                                  u"until that is done, and run \"plait resume %1\"."_s.arg(id)
-                                : errorText);
+    if (!run(*active, job, &failure))
+        end(*active, failure);
 }
 
-bool DownloadQueue::run(QueuedDownload &active, Job job, QString *errorText)
+bool DownloadQueue::run(QueuedDownload &active, Job job, Failure *failure)
 {
     active.watchdog = {};
     active.finding = Watchdog::Finding::Fine;
@@ -307,7 +301,7 @@ bool DownloadQueue::run(QueuedDownload &active, Job job, QString *errorText)
     ++active.attempts;
     // Whoever hears of the run's first signals finds it running; it may be over before the call is.
     active.isRunning = true;
-    if (!beginRun(active, errorText)) {
+    if (!beginRun(active, failure)) {
         active.isRunning = false;
         return false;
     }
@@ -318,15 +312,15 @@ bool DownloadQueue::run(QueuedDownload &active, Job job, QString *errorText)
     return true;
 }
 
-bool DownloadQueue::beginRun(const QueuedDownload &active, QString *errorText)
+bool DownloadQueue::beginRun(const QueuedDownload &active, Failure *failure)
 {
     switch (active.job) {
     case Job::Download:
-        return m_session.start(active.id, active.sources, errorText);
+        return m_session.start(active.id, active.sources, failure);
     case Job::Restart:
-        return m_session.restart(active.id, errorText);
+        return m_session.restart(active.id, failure);
     case Job::FinishNow:
-        return m_session.finishNow(active.id, errorText);
+        return m_session.finishNow(active.id, failure);
     }
     Q_UNREACHABLE();
 }

@@ -65,13 +65,13 @@ public:
     void answerFileExists(qint64 id, int fileIndex, AbstractDownloadFileExistsAction action);
     /// bytes/s of all together, from now on; 0 = none.
     void setSpeedLimit(qint64 limit);
-    /// bytes/s of one download, from now on and in the list; 0 = the session's. False, with a sentence, when the list
-    /// cannot be written; the limit holds all the same.
-    bool setSpeedLimitOf(qint64 id, qint64 limit, QString *errorText);
+    /// bytes/s of one download, from now on and in the list; 0 = the session's. False when the list cannot be
+    /// written; the limit holds all the same.
+    bool setSpeedLimitOf(qint64 id, qint64 limit, Failure *failure);
     /// Connections of all together, from now on; 0 = no limit.
     void setMostConnections(int count);
     /// Connections of one download, from now on and in the list; 0 = the session's. False as above.
-    bool setMostConnectionsOf(qint64 id, int count, QString *errorText);
+    bool setMostConnectionsOf(qint64 id, int count, Failure *failure);
 
     /// Nothing runs and nothing waits.
     bool isIdle() const { return m_waiting.isEmpty() && m_active.empty(); }
@@ -109,15 +109,15 @@ private:
     bool areConnectionsBounded() const;
     void endWaiting();
     void begin(const Waiting &waiting);
-    bool run(QueuedDownload &active, Job job, QString *errorText);
-    bool beginRun(const QueuedDownload &active, QString *errorText);
+    bool run(QueuedDownload &active, Job job, Failure *failure);
+    bool beginRun(const QueuedDownload &active, Failure *failure);
     void tick();
     void watch(QueuedDownload &active);
     void share();
     void shareConnections();
     void shareSpeed();
     NetworkUsageSettings usageOf(const QueuedDownload &active) const;
-    bool keepOptions(qint64 id, const std::function<void(DownloadOptions &)> &change, QString *errorText);
+    bool keepOptions(qint64 id, const std::function<void(DownloadOptions &)> &change, Failure *failure);
     void onRequest(qint64 id);
     void onFinished(qint64 id, const AbstractDownloadPersistentInfo &info, const DownloadDetails &details,
                     const QList<QString> &responseHeaders);
@@ -131,12 +131,14 @@ private:
     void waitFor(QueuedDownload &active, qint64 ms, Job job, const QString &notice);
     void compareChecksum(QueuedDownload &active);
     void onHashed(qint64 id, const QByteArray &digest, const QString &errorText);
-    QString mismatch(const QueuedDownload &active, const QByteArray &digest) const;
+    static Failure mismatch(const QueuedDownload &active, const QByteArray &digest);
+    Failure failureOf(const QueuedDownload &active) const;
     std::optional<Checksum> serversDigest(const QueuedDownload &active);
     FileAssurance assuranceOf(const QueuedDownload &active);
     void setChecksumResult(QueuedDownload &active, ChecksumResult result);
     void setDigestResult(const QueuedDownload &active, ChecksumResult result);
-    void end(QueuedDownload &active, ExitStatus status, const QString &errorText);
+    void end(QueuedDownload &active, const Failure &failure);
+    void stop(QueuedDownload &active);
     void endByItsError(QueuedDownload &active);
     bool mayBeSkipped(const QueuedDownload &active) const;
     void endAsSkipped(QueuedDownload &active);

@@ -4,7 +4,6 @@
 #include <host/engine/downloadsession.h>
 #include <host/engine/queueddownload.h>
 #include <host/parsing/checksum.h>
-#include <host/policy/errormessages.h>
 #include <host/policy/retry.h>
 
 #include <QDateTime>
@@ -96,7 +95,7 @@ void DownloadQueue::judge(QueuedDownload &active, const QList<QString> &response
         return;
     }
     if (m_pausing) {
-        end(active, ExitStatus::Unfinished, active.stopText());
+        end(active, active.stopped());
         return;
     }
     const qint64 bytes = active.info.bytesDownloaded(false);
@@ -205,17 +204,15 @@ void DownloadQueue::compareChecksum(QueuedDownload &active)
         ? Checksum::parse(active.options.checksumAlgorithm + u'=' + active.options.checksumHex, &errorText)
         : serversDigest(active);
     if (!isGiven && !active.expected) {
-        end(active, ExitStatus::Done, {});
+        end(active, {});
         return;
     }
     if (m_pausing) {
-        end(active, ExitStatus::Unfinished, active.stopText());
+        end(active, active.stopped());
         return;
     }
     if (!active.expected) {
-        end(active, ExitStatus::ChecksumMismatch,
-            u"\"%1\" is there, but was not compared with its checksum: %2"_s.arg(
-                QDir::toNativeSeparators(active.info.filePath(0)), errorText));
+        end(active, Failure::make(Failure::Kind::ChecksumUnusable, Failure::Subject::of(active.info), errorText));
         return;
     }
     if (!m_hasher) {
@@ -238,9 +235,7 @@ void DownloadQueue::onHashed(qint64 id, const QByteArray &digest, const QString 
     if (!active || !active->expected)
         return;
     if (digest.isEmpty()) {
-        end(*active, ExitStatus::FileError,
-            u"cannot read \"%1\" for its checksum: %2."_s.arg(QDir::toNativeSeparators(active->info.filePath(0)),
-                                                              errorText));
+        end(*active, Failure::make(Failure::Kind::CannotReadFile, Failure::Subject::of(active->info), errorText));
         return;
     }
     const bool isEqual = digest == active->expected->expected;
@@ -249,23 +244,18 @@ void DownloadQueue::onHashed(qint64 id, const QByteArray &digest, const QString 
         setDigestResult(*active, result);
     else
         setChecksumResult(*active, result);
-    end(*active, isEqual ? ExitStatus::Done : ExitStatus::ChecksumMismatch,
-        isEqual ? QString() : mismatch(*active, digest));
+    end(*active, isEqual ? Failure() : mismatch(*active, digest));
 }
 
-QString DownloadQueue::mismatch(const QueuedDownload &active, const QByteArray &digest) const
+Failure DownloadQueue::mismatch(const QueuedDownload &active, const QByteArray &digest)
 {
-    const QString path = QDir::toNativeSeparators(active.info.filePath(0));
-    const QString algorithm = active.expected->algorithmName();
-    const QString found = QString::fromLatin1(digest.toHex());
-    const QString expected = QString::fromLatin1(active.expected->expected.toHex());
-    const QString id = QString::number(active.id);
-    if (active.options.checksumAlgorithm.isEmpty())
-        return u"\"%1\" is not the file that the server means: its %2 checksum is %3, and the server's own digest "
-               u"says %4. The file stays as it is; \"plait restart %5\" fetches it again."_s.arg(path, algorithm, found,
-                                                                                                 expected, id);
-    return u"\"%1\" is not the file that was meant: its %2 checksum is %3, and %4 was asked for. The file stays as it "
-           u"is; \"plait restart %5\" fetches it again."_s.arg(path, algorithm, found, expected, id);
+    const bool isGiven = !active.options.checksumAlgorithm.isEmpty();
+    const QString detail = isGiven ? u"its %1 checksum is %2, and %3 was asked for"_s
+                                   : u"its %1 checksum is %2, and the server's own digest says %3"_s;
+    return Failure::make(isGiven ? Failure::Kind::ChecksumDiffers : Failure::Kind::DigestDiffers,
+                         Failure::Subject::of(active.info),
+                         detail.arg(active.expected->algorithmName(), QString::fromLatin1(digest.toHex()),
+                                    QString::fromLatin1(active.expected->expected.toHex())));
 }
 
 FileAssurance DownloadQueue::assuranceOf(const QueuedDownload &active)
@@ -283,33 +273,36 @@ void DownloadQueue::setChecksumResult(QueuedDownload &active, ChecksumResult res
     if (active.options.checksumAlgorithm.isEmpty() || active.options.checksumResult == result)
         return;
     active.options.checksumResult = result;
-    QString errorText;
-    if (!m_session.setOptions(active.id, active.options, &errorText))
-        Q_EMIT m_session.warned(active.id, errorText);
+    Failure failure;
+    if (!m_session.setOptions(active.id, active.options, &failure))
+        Q_EMIT m_session.warned(active.id, failure);
 }
 
 void DownloadQueue::setDigestResult(const QueuedDownload &active, ChecksumResult result)
 {
     if (!m_session.list().setDigestResult(active.id, result))
-        Q_EMIT m_session.warned(active.id, m_session.list().lastErrorText());
+        Q_EMIT m_session.warned(active.id, m_session.listFailure());
 }
 
 void DownloadQueue::endByItsError(QueuedDownload &active)
 {
-    const AbstractError error = explained(active.info);
-    const ExitStatus status = exitStatusOf(error, active.info);
-    const QString title = active.info.downloadTitle();
-    if (active.finding != Watchdog::Finding::Fine && isStop(error))
-        end(active, ExitStatus::TimeOut,
-            u"cannot download \"%1\": nothing more came from the server. \"plait resume %2\" tries again."_s.arg(
-                title, QString::number(active.id)));
-    else if (active.sources.areSeveral() && !active.sources.hasNext())
-        end(active, status,
-            u"cannot download \"%1\" from any of its addresses: %2"_s.arg(title, active.sources.report()));
-    else if (status == ExitStatus::FileExists && mayBeSkipped(active) && active.isTargetThere())
+    const Failure failure = failureOf(active);
+    const bool isTaken = failure.kind == Failure::Kind::NameTaken && failure.addresses.isEmpty();
+    if (isTaken && mayBeSkipped(active) && active.isTargetThere())
         endAsSkipped(active);
     else
-        end(active, status, ErrorMessages::forDownload(error, active.info));
+        end(active, failure);
+}
+
+Failure DownloadQueue::failureOf(const QueuedDownload &active) const
+{
+    const AbstractError error = explained(active.info);
+    if (active.finding != Watchdog::Finding::Fine && isStop(error))
+        return Failure::make(Failure::Kind::NothingCame, Failure::Subject::of(active.info));
+    Failure failure = Failure::of(error, active.info);
+    if (active.sources.areSeveral() && !active.sources.hasNext())
+        failure.addresses = active.sources.failed();
+    return failure;
 }
 
 bool DownloadQueue::mayBeSkipped(const QueuedDownload &active) const
@@ -321,13 +314,13 @@ bool DownloadQueue::mayBeSkipped(const QueuedDownload &active) const
 void DownloadQueue::endAsSkipped(QueuedDownload &active)
 {
     active.info.lastError = {};
-    QString errorText;
-    if (active.info.bytesDownloaded(false) == 0 && !m_session.remove(active.id, false, &errorText))
-        Q_EMIT m_session.warned(active.id, errorText);
-    end(active, ExitStatus::Done, u"\"%1\" is there already; skipped"_s.arg(active.info.downloadTitle()));
+    Failure failure;
+    if (active.info.bytesDownloaded(false) == 0 && !m_session.remove(active.id, false, &failure))
+        Q_EMIT m_session.warned(active.id, failure);
+    end(active, Failure::make(Failure::Kind::Skipped, Failure::Subject::of(active.info)));
 }
 
-void DownloadQueue::end(QueuedDownload &active, ExitStatus status, const QString &errorText)
+void DownloadQueue::end(QueuedDownload &active, const Failure &failure)
 {
     DownloadOutcome outcome;
     outcome.id = active.id;
@@ -336,8 +329,7 @@ void DownloadQueue::end(QueuedDownload &active, ExitStatus status, const QString
     outcome.details = active.details;
     outcome.contentEncoding = m_session.list().contentEncoding(active.id);
     outcome.assurance = assuranceOf(active);
-    outcome.status = status;
-    outcome.errorText = errorText;
+    outcome.failure = failure;
     outcome.seconds = double(active.clock.elapsed()) / kSecondMs;
     outcome.attempts = active.attempts;
     m_order.removeOne(outcome.id);

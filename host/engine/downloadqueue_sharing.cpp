@@ -15,10 +15,10 @@ void DownloadQueue::setSpeedLimit(qint64 limit)
     shareSpeed();
 }
 
-bool DownloadQueue::setSpeedLimitOf(qint64 id, qint64 limit, QString *errorText)
+bool DownloadQueue::setSpeedLimitOf(qint64 id, qint64 limit, Failure *failure)
 {
     return keepOptions(
-        id, [limit](DownloadOptions &options) { options.rateLimit = limit; }, errorText);
+        id, [limit](DownloadOptions &options) { options.rateLimit = limit; }, failure);
 }
 
 void DownloadQueue::setMostConnections(int count)
@@ -30,20 +30,20 @@ void DownloadQueue::setMostConnections(int count)
     fillSoon();
 }
 
-bool DownloadQueue::setMostConnectionsOf(qint64 id, int count, QString *errorText)
+bool DownloadQueue::setMostConnectionsOf(qint64 id, int count, Failure *failure)
 {
     return keepOptions(
-        id, [count](DownloadOptions &options) { options.connections = count; }, errorText);
+        id, [count](DownloadOptions &options) { options.connections = count; }, failure);
 }
 
-bool DownloadQueue::keepOptions(qint64 id, const std::function<void(DownloadOptions &)> &change, QString *errorText)
+bool DownloadQueue::keepOptions(qint64 id, const std::function<void(DownloadOptions &)> &change, Failure *failure)
 {
     if (QueuedDownload *const active = find(id))
         change(active->options);
     share();
     DownloadOptions options = m_session.options(id);
     change(options);
-    return m_session.setOptions(id, options, errorText);
+    return m_session.setOptions(id, options, failure);
 }
 
 void DownloadQueue::share()

@@ -351,10 +351,9 @@ void DownloadRun::bringUpToDate(AbstractDownloadPersistentInfo &snapshot)
 void DownloadRun::onSyncFailed(const AbstractDownloadPersistentInfo &snapshot, int error)
 {
     m_syncFailed = true;
-    const QString path = QDir::toNativeSeparators(snapshot.filePath(0));
     commit(snapshot);
-    Q_EMIT saveFailed(u"cannot make sure that \"%1\" is on the disk: %2. What was written in this run will be fetched "
-                      u"again. Check the disk."_s.arg(path, QString::fromLocal8Bit(std::strerror(error))));
+    Q_EMIT saveFailed(Failure::make(Failure::Kind::NotOnDisk, Failure::Subject::of(snapshot),
+                                    QString::fromLocal8Bit(std::strerror(error)), error));
 }
 
 void DownloadRun::commit(const AbstractDownloadPersistentInfo &snapshot)
@@ -380,7 +379,7 @@ void DownloadRun::commit(const AbstractDownloadPersistentInfo &snapshot)
         if (known.memory)
             m_savedMemory = known.memory;
     } else {
-        Q_EMIT saveFailed(m_list->lastErrorText());
+        Q_EMIT saveFailed(Failure::told(Failure::Kind::List, Failure::Subject::of(record), m_list->lastErrorText()));
     }
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <host/engine/downloadstatus.h>
+#include <host/policy/failure.h>
 #include <host/storage/downloadlist.h>
 #include <host/storage/filesyncer.h>
 #include <inet/qt/download/framework/abstractdownload.h>
@@ -85,7 +86,7 @@ public:
     void finishNow();
 
 Q_SIGNALS:
-    void saveFailed(const QString &errorText);
+    void saveFailed(const Failure &failure);
     void finished();
 
 private:

@@ -8,7 +8,6 @@
 #include <host/network/resourceguard.h>
 #include <host/parsing/urlcredentials.h>
 #include <host/policy/diskcheck.h>
-#include <host/policy/errormessages.h>
 #include <host/policy/finishnow.h>
 #include <inet/qt/download/framework/abstractdownloadmodule.h>
 #include <inet/qt/download/framework/abstractnetworkconsumersstats.h>
@@ -23,6 +22,11 @@ namespace
 {
 
 const QString kModuleId = u"downloadswww"_s;
+
+Failure cannotChange(qint64 id, const QString &reason)
+{
+    return Failure::make(Failure::Kind::CannotChange, Failure::Subject::of(id), reason);
+}
 
 QList<QtHostAndPort> serversOf(const AbstractDownloadPersistentInfo &record)
 {
@@ -55,7 +59,7 @@ DownloadSession::~DownloadSession()
     m_writersThread.wait();
 }
 
-bool DownloadSession::open(const SessionOptions &options, QString *errorText)
+bool DownloadSession::open(const SessionOptions &options, Failure *failure)
 {
     m_options = options;
     m_openedAt = FileIdentity::now();
@@ -64,12 +68,17 @@ bool DownloadSession::open(const SessionOptions &options, QString *errorText)
     settings.ignoreSslErrors = options.ignoreSslErrors;
     m_chief->setDefaultConsumerSettings(settings);
     m_chief->setUsageSettings(options.allTogether);
-    if (!options.caCertificatesFile.isEmpty() && !m_chief->addCaCertificates(options.caCertificatesFile, errorText))
+    QString errorText;
+    const bool areCertificatesUsable =
+        options.caCertificatesFile.isEmpty() || m_chief->addCaCertificates(options.caCertificatesFile, &errorText);
+    if (!areCertificatesUsable || !m_chief->apply(options.network, &errorText)) {
+        *failure = Failure::told(Failure::Kind::Setting, {}, errorText);
         return false;
-    if (!m_chief->apply(options.network, errorText) || !loadModule(options, errorText))
+    }
+    if (!loadModule(options, failure))
         return false;
     if (!m_list.open(options.listPath.isEmpty() ? DownloadList::defaultPath() : options.listPath)) {
-        *errorText = m_list.lastErrorText();
+        *failure = listFailure();
         return false;
     }
     connect(&m_writersThread, &QThread::finished, this, &DownloadSession::closed);
@@ -90,22 +99,31 @@ bool DownloadSession::supports(const QUrl &url) const
     return m_module && m_module->supportedSource(url);
 }
 
-qint64 DownloadSession::add(const DownloadRequest &asked, QString *errorText)
+qint64 DownloadSession::add(const DownloadRequest &asked, Failure *failure)
 {
-    if (!isServed(asked.url, errorText))
+    if (!isServed(asked.url, failure))
         return 0;
     const DownloadRequest request = withoutSecrets(asked);
-    const qint64 found = claimFound(request, errorText);
-    if (found != 0 || !errorText->isEmpty())
+    const qint64 found = claimFound(request, failure);
+    if (found != 0 || *failure)
         return found;
-    return insertNew(request, errorText);
+    return insertNew(request, failure);
 }
 
-bool DownloadSession::start(qint64 id, const Sources &sources, QString *errorText)
+bool DownloadSession::mayBegin(qint64 id, Failure *failure) const
 {
-    if (m_closing || m_running.contains(id))
+    if (!m_closing && !m_running.contains(id))
+        return true;
+    *failure = Failure::make(Failure::Kind::CannotBegin, Failure::Subject::of(id),
+                             u"it runs already, or the program is about to end"_s);
+    return false;
+}
+
+bool DownloadSession::start(qint64 id, const Sources &sources, Failure *failure)
+{
+    if (!mayBegin(id, failure))
         return false;
-    std::optional<DownloadList::Taken> taken = claimToRun(id, errorText);
+    std::optional<DownloadList::Taken> taken = claimToRun(id, failure);
     if (!taken)
         return false;
     DiskCheck::forgetSectionsWithoutBytes(taken->record);
@@ -117,25 +135,25 @@ bool DownloadSession::start(qint64 id, const Sources &sources, QString *errorTex
     return true;
 }
 
-bool DownloadSession::restart(qint64 id, QString *errorText)
+bool DownloadSession::restart(qint64 id, Failure *failure)
 {
-    if (m_closing || m_running.contains(id))
+    if (!mayBegin(id, failure))
         return false;
-    const std::optional<DownloadList::Taken> taken = claimToRun(id, errorText);
+    const std::optional<DownloadList::Taken> taken = claimToRun(id, failure);
     if (!taken)
         return false;
     run(*taken, &m_list, AbstractDownloadCommand::Restart);
     return true;
 }
 
-bool DownloadSession::setUrl(qint64 id, const DownloadRequest &asked, QString *errorText)
+bool DownloadSession::setUrl(qint64 id, const DownloadRequest &asked, Failure *failure)
 {
-    if (!isServed(asked.url, errorText))
+    if (!isServed(asked.url, failure))
         return false;
     const DownloadRequest request = withoutSecrets(asked);
-    const auto merge = [this, &request, id](AbstractDownloadPersistentInfo &record) -> QString {
+    const auto merge = [this, &request, id](AbstractDownloadPersistentInfo &record) {
         if (record.isFinished())
-            return u"it is finished already."_s;
+            return cannotChange(id, u"it is finished already"_s);
         // The module knows which of a record's fields belong to the address.
         const std::unique_ptr<AbstractDownload> download(m_module->createDownload(id, nullptr));
         download->setInfo(record);
@@ -144,44 +162,41 @@ bool DownloadSession::setUrl(qint64 id, const DownloadRequest &asked, QString *e
         fresh.effectiveUrl.clear();
         fresh.finalUrl.clear();
         if (!download->mergeIntoThisDownload(fresh, {{u"Update URL"_s}}))
-            return u"its module does not take another address."_s;
+            return cannotChange(id, u"its module does not take another address"_s);
         DownloadOptions options = m_list.options(id);
         forgetSecretsOf(record.url, request.url, options);
         request.changes.applyTo(options);
         record = download->info();
         addHarmless(request.headers, record);
-        return m_list.setOptions(id, options) ? QString() : m_list.lastErrorText();
+        return m_list.setOptions(id, options) ? Failure() : listFailure();
     };
-    return change(id, merge, errorText);
+    return change(id, merge, failure);
 }
 
-bool DownloadSession::remove(qint64 id, bool withFile, QString *errorText)
+bool DownloadSession::remove(qint64 id, bool withFile, Failure *failure)
 {
-    const auto removed = [this, id, withFile](AbstractDownloadPersistentInfo &record) -> QString {
-        const QString reason = withFile ? deleteFiles(record) : QString();
-        if (!reason.isEmpty() || m_list.remove(id))
-            return reason;
-        return m_list.lastErrorText();
+    const auto removed = [this, id, withFile](AbstractDownloadPersistentInfo &record) {
+        const Failure undeleted = withFile ? deleteFiles(record) : Failure();
+        return undeleted || m_list.remove(id) ? undeleted : listFailure();
     };
-    return change(id, removed, errorText);
+    return change(id, removed, failure);
 }
 
-bool DownloadSession::finishNow(qint64 id, QString *errorText)
+bool DownloadSession::finishNow(qint64 id, Failure *failure)
 {
-    const QString what = u"cannot finish download %1 now: "_s.arg(id);
     if (DownloadRun *const running = m_running.value(id)) {
-        const QString refusal = FinishNow::refusal(running->info(), true);
-        *errorText = refusal.isEmpty() ? QString() : what + refusal;
-        if (refusal.isEmpty())
+        *failure = FinishNow::refusal(running->info(), true);
+        if (!*failure)
             running->finishNow();
-        return refusal.isEmpty();
+        return !*failure;
     }
-    std::optional<DownloadList::Taken> taken = m_closing ? std::nullopt : claimToRun(id, errorText);
+    std::optional<DownloadList::Taken> taken = mayBegin(id, failure) ? claimToRun(id, failure) : std::nullopt;
     if (!taken)
         return false;
-    const QString refusal = FinishNow::refusal(taken->record, false);
-    if (!refusal.isEmpty() || !keepThatItIsEarly(*taken)) {
-        *errorText = what + (refusal.isEmpty() ? m_list.lastErrorText() : refusal);
+    *failure = FinishNow::refusal(taken->record, false);
+    if (!*failure && !keepThatItIsEarly(*taken))
+        *failure = listFailure();
+    if (*failure) {
         releaseClaim(id);
         return false;
     }
@@ -201,9 +216,9 @@ bool DownloadSession::keepThatItIsEarly(DownloadList::Taken &taken)
                          DownloadList::Lasting::ThisRunOfTheMachine);
 }
 
-qint64 DownloadSession::query(const DownloadRequest &request, QString *errorText)
+qint64 DownloadSession::query(const DownloadRequest &request, Failure *failure)
 {
-    if (m_closing || !isServed(request.url, errorText))
+    if (m_closing || !isServed(request.url, failure))
         return 0;
     AbstractDownloadPersistentInfo record = withoutSecrets(request).newRecord();
     record.id = --m_lastQueryId;
@@ -212,9 +227,9 @@ qint64 DownloadSession::query(const DownloadRequest &request, QString *errorText
     return record.id;
 }
 
-bool DownloadSession::hold(qint64 id, QString *errorText)
+bool DownloadSession::hold(qint64 id, Failure *failure)
 {
-    if (!takeClaim(id, errorText))
+    if (!takeClaim(id, failure))
         return false;
     m_held.insert(id);
     return true;
@@ -261,10 +276,17 @@ std::optional<AbstractDownloadPersistentInfo> DownloadSession::record(qint64 id)
     return m_list.load(id);
 }
 
-QString DownloadSession::whyNoRecord(qint64 id) const
+Failure DownloadSession::whyNoRecord(qint64 id) const
 {
-    const QString errorText = m_list.lastErrorText();
-    return errorText.isEmpty() ? u"there is no download %1. Run \"plait list\" to see them."_s.arg(id) : errorText;
+    return m_list.lastErrorText().isEmpty() ? Failure::make(Failure::Kind::NoSuchDownload, Failure::Subject::of(id))
+                                            : listFailure();
+}
+
+Failure DownloadSession::listFailure() const
+{
+    Failure::Subject subject;
+    subject.path = m_list.path();
+    return Failure::told(Failure::Kind::List, subject, m_list.lastErrorText());
 }
 
 DownloadOptions DownloadSession::options(qint64 id)
@@ -272,11 +294,11 @@ DownloadOptions DownloadSession::options(qint64 id)
     return id > 0 ? m_list.options(id) : DownloadOptions();
 }
 
-bool DownloadSession::setOptions(qint64 id, const DownloadOptions &options, QString *errorText)
+bool DownloadSession::setOptions(qint64 id, const DownloadOptions &options, Failure *failure)
 {
     if (m_list.setOptions(id, options))
         return true;
-    *errorText = m_list.lastErrorText();
+    *failure = listFailure();
     return false;
 }
 
@@ -365,12 +387,12 @@ void DownloadSession::close()
         QMetaObject::invokeMethod(this, &DownloadSession::endWritersThread, Qt::QueuedConnection);
 }
 
-bool DownloadSession::loadModule(const SessionOptions &options, QString *errorText)
+bool DownloadSession::loadModule(const SessionOptions &options, Failure *failure)
 {
     ModuleLoader loader(options.moduleFolders.isEmpty() ? ModuleLoader::defaultFolders() : options.moduleFolders);
     m_module = loader.load(kModuleId, this);
     if (!m_module) {
-        *errorText = loader.errorText();
+        *failure = Failure::told(Failure::Kind::Module, {}, loader.errorText());
         return false;
     }
     m_module->setNetworkAccessChief(m_chief);
@@ -379,12 +401,14 @@ bool DownloadSession::loadModule(const SessionOptions &options, QString *errorTe
     return true;
 }
 
-bool DownloadSession::isServed(const QUrl &url, QString *errorText) const
+bool DownloadSession::isServed(const QUrl &url, Failure *failure) const
 {
-    errorText->clear();
+    *failure = {};
+    Failure::Subject subject;
+    subject.url = url.adjusted(QUrl::RemovePassword);
     if (!supports(url))
-        *errorText = ErrorMessages::forUnsupportedUrl(url);
-    return errorText->isEmpty();
+        *failure = Failure::make(Failure::Kind::UnsupportedUrl, subject);
+    return !*failure;
 }
 
 /// The record of a download holds nothing that only its server may know; the chief keeps that.
@@ -476,7 +500,7 @@ void DownloadSession::relaySignals(DownloadRun *running)
     connect(download, &AbstractDownload::performingFilesOperations, this,
             [this, id](bool performing) { Q_EMIT performingFilesOperations(id, performing); });
     connect(download, &AbstractDownload::stopping, this, [this, id] { Q_EMIT stopping(id); });
-    connect(running, &DownloadRun::saveFailed, this, [this, id](const QString &text) { Q_EMIT warned(id, text); });
+    connect(running, &DownloadRun::saveFailed, this, [this, id](const Failure &what) { Q_EMIT warned(id, what); });
     connect(running, &DownloadRun::finished, this, [this, running] { onFinished(running); });
 }
 

@@ -5,6 +5,7 @@
 #include <host/engine/downloadstatus.h>
 #include <host/engine/queryresult.h>
 #include <host/engine/sessionoptions.h>
+#include <host/policy/failure.h>
 #include <host/policy/sources.h>
 #include <host/storage/downloadlist.h>
 #include <inet/qt/download/framework/downloaddetails.h>
@@ -34,7 +35,7 @@ struct ProcessIdentity;
 ///     new ── open() ──> open ── close() ──> closing (stops what runs) ──> writers' thread ended ── closed() ──> closed
 ///
 /// A download's run begins with start() or query() and ends with exactly one finished(). Operations that fail return
-/// false or 0 and give a sentence. Lives in the thread of the downloads; only the writers have one of their own.
+/// false or 0 and say why. Lives in the thread of the downloads; only the writers have one of their own.
 class DownloadSession : public QObject
 {
     Q_OBJECT
@@ -46,41 +47,41 @@ public:
     ~DownloadSession() override;
 
     /// Once.
-    bool open(const SessionOptions &options, QString *errorText);
+    bool open(const SessionOptions &options, Failure *failure);
     /// What a person should know of the opening though it succeeded.
     QStringList warnings() const;
 
     /// Some module serves the URL.
     bool supports(const QUrl &url) const;
     /// The unfinished download of the same request, or a new one. It is this process's from now on. 0 = failed.
-    qint64 add(const DownloadRequest &request, QString *errorText);
+    qint64 add(const DownloadRequest &request, Failure *failure);
     /// Goes on with a download of the list. What its file on disk cannot hold is fetched again.
-    bool start(qint64 id, QString *errorText) { return start(id, Sources(), errorText); }
+    bool start(qint64 id, Failure *failure) { return start(id, Sources(), failure); }
     /// The same, from some of its addresses only.
-    bool start(qint64 id, const Sources &sources, QString *errorText);
+    bool start(qint64 id, const Sources &sources, Failure *failure);
     /// Fetches all of it again; what was downloaded is discarded.
-    bool restart(qint64 id, QString *errorText);
-    /// Is content with the bytes that are there: they become the file. False, with the reason, when they are not one
-    /// piece from the start.
-    bool finishNow(qint64 id, QString *errorText);
+    bool restart(qint64 id, Failure *failure);
+    /// Is content with the bytes that are there: they become the file. False when they are not one piece from the
+    /// start.
+    bool finishNow(qint64 id, Failure *failure);
     /// Learns what a URL holds without downloading it: answered by queried(), if it succeeds, and finished(). Not put
     /// into the list; the id is below 0.
-    qint64 query(const DownloadRequest &request, QString *errorText);
+    qint64 query(const DownloadRequest &request, Failure *failure);
     /// Gives a download another address for the same file. What was downloaded stays; whether it still fits is checked
     /// against the server's answer when the download goes on. The address's login and headers are the request's; what
     /// was kept for another server is forgotten.
-    bool setUrl(qint64 id, const DownloadRequest &request, QString *errorText);
+    bool setUrl(qint64 id, const DownloadRequest &request, Failure *failure);
     /// Changes the options of a download of the list, and takes the headers that are given for it. True without a
     /// change where there is no such download.
-    bool renew(qint64 id, const OptionChanges &changes, QString *errorText);
+    bool renew(qint64 id, const OptionChanges &changes, Failure *failure);
     /// The same headers for a record that is only to be looked up; nothing is kept.
     void takeHeaders(AbstractDownloadPersistentInfo &record, OptionChanges &changes);
-    /// A sentence on the headers that a download of the list was begun with and that nobody knows now; empty = none.
-    QString missingHeaders(qint64 id);
+    /// Headers that a download of the list was begun with and that nobody knows now.
+    QList<SecretHeader> missingHeaders(qint64 id);
     /// Forgets a download that does not run. Its file stays unless it is to go, too.
-    bool remove(qint64 id, bool withFile, QString *errorText);
-    /// The download stays this process's between its runs, until letGo(). False, with a sentence, when it is another's.
-    bool hold(qint64 id, QString *errorText);
+    bool remove(qint64 id, bool withFile, Failure *failure);
+    /// The download stays this process's between its runs, until letGo(). False when it is another's.
+    bool hold(qint64 id, Failure *failure);
     void letGo(qint64 id);
     void stop(qint64 id);
     void stopAll();
@@ -92,10 +93,12 @@ public:
     DownloadStatus status(qint64 id) const;
     /// As the list has it; nothing when there is none.
     std::optional<AbstractDownloadPersistentInfo> record(qint64 id);
-    /// A sentence, behind a record() that gave nothing.
-    QString whyNoRecord(qint64 id) const;
+    /// Behind a record() that gave nothing.
+    Failure whyNoRecord(qint64 id) const;
+    /// Of the list's newest operation; for one that failed.
+    Failure listFailure() const;
     DownloadOptions options(qint64 id);
-    bool setOptions(qint64 id, const DownloadOptions &options, QString *errorText);
+    bool setOptions(qint64 id, const DownloadOptions &options, Failure *failure);
     DownloadList &list() { return m_list; }
     /// Limits of a running download, from now on.
     void setUsage(qint64 id, const NetworkUsageSettings &usage);
@@ -132,7 +135,7 @@ Q_SIGNALS:
     void performingFilesOperations(qint64 id, bool performing);
     void stopping(qint64 id);
     /// Something that a person should know and that does not end the download.
-    void warned(qint64 id, const QString &text);
+    void warned(qint64 id, const Failure &what);
     void queried(qint64 id, const QueryResult &result);
     /// The run is over, and the record saved. @param info its last error is the run's; finished without an error means
     /// that every byte is on disk under the final name @param responseHeaders lines of the newest answer
@@ -141,35 +144,36 @@ Q_SIGNALS:
     void closed();
 
 private:
-    bool loadModule(const SessionOptions &options, QString *errorText);
-    bool isServed(const QUrl &url, QString *errorText) const;
+    bool loadModule(const SessionOptions &options, Failure *failure);
+    bool isServed(const QUrl &url, Failure *failure) const;
     DownloadRequest withoutSecrets(const DownloadRequest &request);
     QList<SecretHeader> takeHeaders(const QUrl &url, const QVariantMap &own, const QVariantMap &forAll,
                                     QVariantMap *harmless);
     static void addHarmless(const QVariantMap &headers, AbstractDownloadPersistentInfo &record);
     static void forgetSecretsOf(const QUrl &before, const QUrl &after, DownloadOptions &options);
     void trustServers(const AbstractDownloadPersistentInfo &record, const DownloadOptions &options);
-    qint64 claimFound(const DownloadRequest &request, QString *errorText);
+    qint64 claimFound(const DownloadRequest &request, Failure *failure);
     AbstractDownload *createDownload(qint64 id, const QSharedPointer<DownloadAccessChief> &chief,
                                      QObject *parent) const;
     void warnOfTheSame(const AbstractDownloadPersistentInfo &record,
                        const QList<AbstractDownloadPersistentInfo> &candidates);
-    qint64 insertNew(const DownloadRequest &request, QString *errorText);
-    bool takeClaim(qint64 id, QString *errorText);
-    bool isTaken(qint64 id, DownloadList::Claim claim, const ProcessIdentity &owner, QString *errorText);
+    qint64 insertNew(const DownloadRequest &request, Failure *failure);
+    bool mayBegin(qint64 id, Failure *failure) const;
+    bool takeClaim(qint64 id, Failure *failure);
+    bool isTaken(qint64 id, DownloadList::Claim claim, const ProcessIdentity &owner, Failure *failure);
     void releaseClaim(qint64 id);
 
-    std::optional<DownloadList::Taken> claimToRun(qint64 id, QString *errorText);
+    std::optional<DownloadList::Taken> claimToRun(qint64 id, Failure *failure);
     void checkAgainstDisk(AbstractDownloadPersistentInfo &record, const FileIdentity &file);
     void run(const DownloadList::Taken &taken, DownloadList *list, AbstractDownloadCommand command);
-    bool change(qint64 id, const std::function<QString(AbstractDownloadPersistentInfo &)> &how, QString *errorText);
+    bool change(qint64 id, const std::function<Failure(AbstractDownloadPersistentInfo &)> &how, Failure *failure);
     void restoreSources(qint64 id, AbstractDownloadPersistentInfo info);
     /// Length of the file that the record names; -1 when it is not there. A link is none of ours, nor is a file that is
     /// known to be another than the one that was made.
     static qint64 lengthOnDisk(const AbstractDownloadPersistentInfo &record, const FileIdentity &known);
     /// "Finished" is said to nobody while the disk says otherwise.
     static void checkWhole(AbstractDownloadPersistentInfo &info, const FileIdentity &file);
-    static QString deleteFiles(const AbstractDownloadPersistentInfo &record);
+    static Failure deleteFiles(const AbstractDownloadPersistentInfo &record);
     bool keepThatItIsEarly(DownloadList::Taken &taken);
     static ResourceMemory memoryOf(const DownloadList::Taken &taken);
     void relaySignals(DownloadRun *download);

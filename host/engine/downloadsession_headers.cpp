@@ -5,7 +5,6 @@
 #include <host/network/networkaccesschief.h>
 #include <host/parsing/urlcredentials.h>
 #include <host/policy/harmlessheaders.h>
-#include <host/policy/headersnote.h>
 #include <host/policy/origin.h>
 
 #include <QVariantMap>
@@ -79,7 +78,7 @@ void DownloadSession::addHarmless(const QVariantMap &headers, AbstractDownloadPe
     record.parameters.insert(kHeaders, all);
 }
 
-bool DownloadSession::renew(qint64 id, const OptionChanges &given, QString *errorText)
+bool DownloadSession::renew(qint64 id, const OptionChanges &given, Failure *failure)
 {
     OptionChanges changes = given;
     std::optional<Record> record = m_list.load(id);
@@ -87,19 +86,19 @@ bool DownloadSession::renew(qint64 id, const OptionChanges &given, QString *erro
         return true;
     const QVariantMap before = record->parameters;
     takeHeaders(*record, changes);
-    const auto putHeaders = [&record](Record &fresh) -> QString {
+    const auto putHeaders = [&record](Record &fresh) {
         fresh.parameters = record->parameters;
-        return {};
+        return Failure();
     };
-    if (record->parameters != before && !change(id, putHeaders, errorText))
+    if (record->parameters != before && !change(id, putHeaders, failure))
         return false;
     const DownloadOptions known = m_list.options(id);
     DownloadOptions options = known;
     changes.applyTo(options);
-    return options == known || setOptions(id, options, errorText);
+    return options == known || setOptions(id, options, failure);
 }
 
-QString DownloadSession::missingHeaders(qint64 id)
+QList<SecretHeader> DownloadSession::missingHeaders(qint64 id)
 {
     const QList<SecretHeader> begunWith = m_list.options(id).headers;
     const std::optional<Record> record = begunWith.isEmpty() ? std::nullopt : m_list.load(id);
@@ -111,7 +110,7 @@ QString DownloadSession::missingHeaders(qint64 id)
         if (isForIt && header.value.isNull() && !m_chief->credentials().hasHeaderFor(record->url, header.name))
             missing.append(header);
     }
-    return HeadersNote::missing(id, missing);
+    return missing;
 }
 
 /// Another server has no claim to what was given for the one before.

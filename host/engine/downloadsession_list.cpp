@@ -25,31 +25,31 @@ constexpr int kCandidates = 3;
 
 }
 
-qint64 DownloadSession::claimFound(const DownloadRequest &request, QString *errorText)
+qint64 DownloadSession::claimFound(const DownloadRequest &request, Failure *failure)
 {
     const QList<AbstractDownloadPersistentInfo> found =
         m_list.findUnfinished(request.url, request.folder, request.outputName);
     for (AbstractDownloadPersistentInfo record : found) {
         if (!request.isSameDownload(record) || m_running.contains(record.id))
             continue;
-        if (!takeClaim(record.id, errorText))
+        if (!takeClaim(record.id, failure))
             return 0;
         request.renew(record);
         DownloadOptions options = m_list.options(record.id);
         request.changes.applyTo(options);
         if (!m_list.update(record) || !m_list.setOptions(record.id, options))
-            *errorText = m_list.lastErrorText();
-        return errorText->isEmpty() ? record.id : 0;
+            *failure = listFailure();
+        return *failure ? 0 : record.id;
     }
     return 0;
 }
 
-qint64 DownloadSession::insertNew(const DownloadRequest &request, QString *errorText)
+qint64 DownloadSession::insertNew(const DownloadRequest &request, Failure *failure)
 {
     AbstractDownloadPersistentInfo record = request.newRecord();
     const QList<AbstractDownloadPersistentInfo> candidates = m_list.findByUrl(record.url, kCandidates);
     if (m_list.insertOwned(record, request.options) == 0) {
-        *errorText = m_list.lastErrorText();
+        *failure = listFailure();
         return 0;
     }
     m_claimed.insert(record.id);
@@ -70,35 +70,31 @@ void DownloadSession::warnOfTheSame(const AbstractDownloadPersistentInfo &record
         const CompareDownloadsResult result = download->compareDownloads(other);
         if (result != CompareDownloadsResult::SameContent && result != CompareDownloadsResult::SameSource)
             continue;
-        Q_EMIT warned(record.id,
-                      u"download %1 is of the same resource, in the folder \"%2\""_s.arg(
-                          QString::number(other.id), QDir::toNativeSeparators(other.folder)));
+        Q_EMIT warned(record.id, Failure::make(Failure::Kind::SameResource, Failure::Subject::of(other)));
         return;
     }
 }
 
-bool DownloadSession::takeClaim(qint64 id, QString *errorText)
+bool DownloadSession::takeClaim(qint64 id, Failure *failure)
 {
     ProcessIdentity owner;
     const DownloadList::Claim claim = m_list.claim(id, &owner);
-    return isTaken(id, claim, owner, errorText);
+    return isTaken(id, claim, owner, failure);
 }
 
-bool DownloadSession::isTaken(qint64 id, DownloadList::Claim claim, const ProcessIdentity &owner, QString *errorText)
+bool DownloadSession::isTaken(qint64 id, DownloadList::Claim claim, const ProcessIdentity &owner, Failure *failure)
 {
     switch (claim) {
     case DownloadList::Claim::Taken:
         m_claimed.insert(id);
         return true;
     case DownloadList::Claim::OwnedByOther:
-        *errorText =
-            u"cannot begin download %1: process %2 is at work on it. Wait until that is done, or stop it."_s.arg(
-                QString::number(id), QString::number(owner.pid));
+        *failure = Failure::make(Failure::Kind::OwnedByOther, Failure::Subject::of(id), {}, int(owner.pid));
         return false;
     case DownloadList::Claim::Failed:
         break;
     }
-    *errorText = m_list.lastErrorText();
+    *failure = listFailure();
     return false;
 }
 
@@ -108,12 +104,12 @@ void DownloadSession::releaseClaim(qint64 id)
         m_list.release(id);
 }
 
-std::optional<DownloadList::Taken> DownloadSession::claimToRun(qint64 id, QString *errorText)
+std::optional<DownloadList::Taken> DownloadSession::claimToRun(qint64 id, Failure *failure)
 {
     DownloadList::Taken taken;
     ProcessIdentity owner;
     const DownloadList::Claim claim = m_list.claim(id, taken, &owner);
-    if (!isTaken(id, claim, owner, errorText))
+    if (!isTaken(id, claim, owner, failure))
         return std::nullopt;
     checkAgainstDisk(taken.record, taken.file);
     return taken;
@@ -127,18 +123,14 @@ void DownloadSession::checkAgainstDisk(AbstractDownloadPersistentInfo &record, c
         RenamedFile::takeBack(record, file);
         AbandonedFile::remove(record, file, m_openedAt);
     }
-    const QString path = record.files.isEmpty() ? QString() : QDir::toNativeSeparators(record.filePath(0));
+    const auto subject = Failure::Subject::of(record);
     const DiskCheck::Repair repair = DiskCheck::repair(record, lengthOnDisk(record, file));
     if (repair == DiskCheck::Repair::None)
         return;
-    if (repair == DiskCheck::Repair::CutBack)
-        Q_EMIT warned(record.id,
-                      u"\"%1\" is shorter than what was downloaded; what it lacks is fetched again"_s.arg(path));
-    else
-        Q_EMIT warned(record.id,
-                      u"\"%1\" is missing or not what the list says of it; the download begins anew"_s.arg(path));
+    const bool isCut = repair == DiskCheck::Repair::CutBack;
+    Q_EMIT warned(record.id, Failure::make(isCut ? Failure::Kind::FileShorter : Failure::Kind::FileMissing, subject));
     if (!m_list.update(record))
-        Q_EMIT warned(record.id, m_list.lastErrorText());
+        Q_EMIT warned(record.id, listFailure());
 }
 
 qint64 DownloadSession::lengthOnDisk(const AbstractDownloadPersistentInfo &record, const FileIdentity &known)
@@ -165,42 +157,39 @@ void DownloadSession::restoreSources(qint64 id, AbstractDownloadPersistentInfo i
     sources->restore(info);
     m_sources.erase(sources);
     if (!m_list.update(info))
-        Q_EMIT warned(id, m_list.lastErrorText());
+        Q_EMIT warned(id, listFailure());
 }
 
-/// @param how changes the record; answers why it cannot, or nothing
-bool DownloadSession::change(qint64 id, const std::function<QString(AbstractDownloadPersistentInfo &)> &how,
-                             QString *errorText)
+/// @param how changes the record; answers why it cannot, or no failure
+bool DownloadSession::change(qint64 id, const std::function<Failure(AbstractDownloadPersistentInfo &)> &how,
+                             Failure *failure)
 {
+    *failure = {};
     if (m_running.contains(id)) {
-        *errorText = u"cannot change download %1: it runs. Stop it first."_s.arg(id);
+        *failure = Failure::make(Failure::Kind::CannotChange, Failure::Subject::of(id), u"it runs"_s);
+        failure->remedies = {Failure::Remedy::StopFirst};
         return false;
     }
-    if (!takeClaim(id, errorText))
+    if (!takeClaim(id, failure))
         return false;
     std::optional<AbstractDownloadPersistentInfo> record = m_list.load(id);
-    if (record) {
-        const QString reason = how(*record);
-        if (!reason.isEmpty())
-            *errorText = u"cannot change download %1: %2"_s.arg(QString::number(id), reason);
-        else if (m_list.load(id) && !m_list.update(*record))
-            *errorText = m_list.lastErrorText();
-    } else {
-        *errorText = m_list.lastErrorText();
-    }
+    *failure = record ? how(*record) : whyNoRecord(id);
+    if (!*failure && m_list.load(id) && !m_list.update(*record))
+        *failure = listFailure();
     releaseClaim(id);
-    return errorText->isEmpty();
+    return !*failure;
 }
 
-QString DownloadSession::deleteFiles(const AbstractDownloadPersistentInfo &record)
+Failure DownloadSession::deleteFiles(const AbstractDownloadPersistentInfo &record)
 {
     for (int i = 0; i < record.files.size(); ++i) {
         if (!record.files.at(i).isOnDisk())
             continue;
         QFile file(record.filePath(i));
         if (!file.remove() && file.exists())
-            return u"\"%1\" cannot be deleted: %2."_s.arg(QDir::toNativeSeparators(file.fileName()),
-                                                          file.errorString());
+            return Failure::make(
+                Failure::Kind::CannotChange, Failure::Subject::of(record),
+                u"\"%1\" cannot be deleted: %2"_s.arg(QDir::toNativeSeparators(file.fileName()), file.errorString()));
     }
     return {};
 }

@@ -13,8 +13,8 @@
 struct QueuedDownload {
     /// An incomplete file that is in the way is none.
     bool isTargetThere() const;
-    /// What people are told when it is stopped. What is complete is found again by its number alone.
-    QString stopText() const;
+    /// What comes of it when it is stopped. What is complete is found again by its number alone.
+    Failure stopped() const;
 
     qint64 id = 0;
     DownloadOptions options;

@@ -4,7 +4,6 @@
 #include <host/engine/downloadsession.h>
 #include <host/network/resourceguard.h>
 #include <host/policy/contentencoding.h>
-#include <host/policy/errormessages.h>
 #include <inet/qt/download/framework/abstractdownload.h>
 #include <inet/qt/download/framework/downloaddetails.h>
 
@@ -83,10 +82,9 @@ ResourceCheck::Result ResourceCheck::result() const
     if (details.checkStatus >= kFirstRefusal)
         result.error = {details.checkStatus, ErrorCategory::kHttp, errorSourceHere(), {}};
     if (result.error || details.checkStatus < 0) {
-        result.status = result.error ? exitStatusOf(result.error, info) : ExitStatus::Unknown;
-        result.errorText = result.error
-            ? ErrorMessages::forDownload(result.error, info)
-            : u"cannot check download %1: nothing of it was downloaded that could be compared."_s.arg(info.id);
+        result.failure = result.error ? Failure::of(result.error, info)
+                                      : Failure::make(Failure::Kind::NothingToCompare, Failure::Subject::of(info),
+                                                      u"nothing of it was downloaded that could be compared"_s);
         return result;
     }
     result.finding = Finding::Same;

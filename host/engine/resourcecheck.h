@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <host/policy/exitstatus.h>
+#include <host/policy/failure.h>
 #include <inet/qt/download/records/abstractdownloadpersistentinfo.h>
 
 #include <QObject>
@@ -30,9 +30,8 @@ public:
 
     struct Result {
         Finding finding = Finding::Unknown;
-        AbstractError error; ///< why it is unknown; may be empty
-        ExitStatus status = ExitStatus::Done; ///< of an unknown one
-        QString errorText; ///< the same for people
+        AbstractError error; ///< why it is unknown, as it was told; may be empty
+        Failure failure; ///< of an unknown one
     };
 
     /// @param session open; outlives this object

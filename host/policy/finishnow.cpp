@@ -20,20 +20,28 @@ qint64 contiguousBytes(const AbstractDownloadFileInfo &file)
     return bytes;
 }
 
+Failure refused(const AbstractDownloadPersistentInfo &info, const QString &reason,
+                const QList<Failure::Remedy> &remedies = {})
+{
+    Failure failure = Failure::make(Failure::Kind::CannotFinish, Failure::Subject::of(info), reason);
+    failure.remedies = remedies;
+    return failure;
 }
 
-QString FinishNow::refusal(const AbstractDownloadPersistentInfo &info, bool isRunning)
+}
+
+Failure FinishNow::refusal(const AbstractDownloadPersistentInfo &info, bool isRunning)
 {
     if (info.isFinished())
-        return u"it is finished already."_s;
+        return refused(info, u"it is finished already"_s);
     if (info.files.isEmpty() || info.files.first().bytesDownloaded() <= 0)
-        return u"nothing of it has been downloaded yet. Remove it if it is not wanted."_s;
+        return refused(info, u"nothing of it has been downloaded yet"_s, {Failure::Remedy::Remove});
     const AbstractDownloadFileInfo &file = info.files.first();
     if (isRunning && file.sections.size() > 1)
-        return u"it runs over several connections. Stop it first."_s;
+        return refused(info, u"it runs over several connections"_s, {Failure::Remedy::StopFirst});
     if (contiguousBytes(file) != file.bytesDownloaded())
-        return u"its bytes are not one piece from the start: the file would have holes. Resume it with -x 1 until the "
-               u"first gap is filled, or download all of it."_s;
+        return refused(info, u"its bytes are not one piece from the start: the file would have holes"_s,
+                       {Failure::Remedy::OneConnection});
     return {};
 }
 

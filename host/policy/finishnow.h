@@ -1,18 +1,17 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/policy/failure.h>
 #include <inet/qt/download/records/abstractdownloadpersistentinfo.h>
-
-#include <QString>
 
 /// Being content with the bytes that are there. Only one run of bytes from the start makes a file: with later pieces
 /// the file would have holes that nobody could find any more. Pure.
 namespace FinishNow
 {
 
-/// Why the record's bytes make no file; a sentence. Empty = they do.
+/// Why the record's bytes make no file; none = they do.
 /// @param isRunning sections that run may write behind the first one at any moment
-QString refusal(const AbstractDownloadPersistentInfo &info, bool isRunning);
+Failure refusal(const AbstractDownloadPersistentInfo &info, bool isRunning);
 
 /// Bytes are missing, or nobody knows whether some are.
 bool isEarly(const AbstractDownloadPersistentInfo &info);

@@ -1,11 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <host/policy/sources.h>
 
-#include <QStringList>
-
 #include <algorithm>
-
-using namespace Qt::StringLiterals;
 
 Sources::Sources(const AbstractDownloadPersistentInfo &record)
     : m_urls{record.downloadUrl()}
@@ -61,12 +57,12 @@ void Sources::restore(AbstractDownloadPersistentInfo &record) const
     record.effectiveUrl = m_effectiveUrl;
 }
 
-QString Sources::report() const
+QList<Failure::Address> Sources::failed() const
 {
-    QStringList lines;
+    QList<Failure::Address> addresses;
     for (const Aside &aside : m_aside)
-        lines.append(u"%1: %2"_s.arg(aside.url.toDisplayString(), aside.reason));
-    return lines.join(u"; "_s);
+        addresses.append({aside.url, aside.reason});
+    return addresses;
 }
 
 bool Sources::isSourcesFault(const AbstractError &error)

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/policy/failure.h>
 #include <inet/qt/download/records/abstractdownloadpersistentinfo.h>
 
 #include <QList>
@@ -36,8 +37,8 @@ public:
     /// Makes it again a record of all addresses.
     void restore(AbstractDownloadPersistentInfo &record) const;
 
-    /// Each address that was put aside with its reason, on one line.
-    QString report() const;
+    /// Each address that was put aside, with its reason.
+    QList<Failure::Address> failed() const;
 
     /// What a mirror must not do: answer with an HTTP error, or with something else than the file.
     static bool isSourcesFault(const AbstractError &error);

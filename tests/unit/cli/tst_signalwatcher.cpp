@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include <cli/exitstatus.h>
 #include <cli/signalwatcher.h>
-#include <host/policy/exitstatus.h>
 
 #include <QElapsedTimer>
 #include <QSignalSpy>

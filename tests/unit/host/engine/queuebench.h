@@ -73,7 +73,7 @@ public:
     QList<DownloadOutcome> outcomes;
     int drained = 0;
     qsizetype mostActive = 0;
-    QString error;
+    Failure error;
 
 private:
     QTemporaryDir m_dir;

@@ -55,8 +55,8 @@ void TestDownloadQueueConnections::init()
     options.listPath = m_dir->filePath(u"list.sqlite"_s);
     options.moduleFolders = {QStringLiteral(MODULE_FOLDER)};
     options.usage.maximumConnections = 2;
-    QString errorText;
-    QVERIFY2(m_session->open(options, &errorText), qPrintable(errorText));
+    Failure failure;
+    QVERIFY2(m_session->open(options, &failure), qPrintable(failure.detail));
     m_queue = std::make_unique<DownloadQueue>(*m_session, QueueOptions());
 }
 
@@ -76,8 +76,8 @@ qint64 TestDownloadQueueConnections::append(const QString &path)
     DownloadRequest request;
     request.url = m_server->url(path);
     request.folder = m_dir->path();
-    QString errorText;
-    const qint64 id = m_session->add(request, &errorText);
+    Failure failure;
+    const qint64 id = m_session->add(request, &failure);
     m_queue->append(id);
     return id;
 }
@@ -88,8 +88,8 @@ void TestDownloadQueueConnections::aDownloadThatMayHaveMoreTakesThem()
     append(u"/b"_s);
     QVERIFY(m_server->waitForHeld(u"/a"_s, 2));
     QVERIFY(m_server->waitForHeld(u"/b"_s, 2));
-    QString errorText;
-    QVERIFY2(m_queue->setMostConnectionsOf(id, 5, &errorText), qPrintable(errorText));
+    Failure failure;
+    QVERIFY2(m_queue->setMostConnectionsOf(id, 5, &failure), qPrintable(failure.detail));
     QVERIFY(m_server->waitForHeld(u"/a"_s, 5));
     QCOMPARE(m_session->options(id).connections, 5);
     QCOMPARE(m_server->peakConnections(), 7);

@@ -342,8 +342,10 @@ void TestDownloadRun::whatTheDiskRefusedIsNotCounted()
     m_disk->answer(EIO);
     QCOMPARE(bytesInList(), 100);
     QCOMPARE(failed.size(), 1);
-    QVERIFY2(failed.first().first().toString().contains(u"x.bin.part"_s),
-             qPrintable(failed.first().first().toString()));
+    const auto failure = failed.first().first().value<Failure>();
+    QCOMPARE(failure.kind, Failure::Kind::NotOnDisk);
+    QVERIFY(failure.subject.path.endsWith(u"x.bin.part"_s));
+    QCOMPARE(failure.number, EIO);
     m_fake->change(false, [](Info &info) { info.setFinished(true, true); });
     m_download->stop();
     QTRY_COMPARE(finished.size(), 1);
@@ -497,7 +499,8 @@ void TestDownloadRun::aListThatFailsIsReported()
     QVERIFY(m_list->remove(m_id));
     fake->change(true, [](Info &) {});
     QCOMPARE(failed.size(), 1);
-    QVERIFY(failed.first().first().toString().startsWith(u"cannot save"_s));
+    QCOMPARE(failed.first().first().value<Failure>().kind, Failure::Kind::List);
+    QVERIFY(failed.first().first().value<Failure>().detail.startsWith(u"cannot save"_s));
 }
 
 void TestDownloadRun::withoutAListNothingIsSaved()

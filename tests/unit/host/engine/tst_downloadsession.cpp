@@ -68,15 +68,15 @@ private:
 
     std::unique_ptr<QTemporaryDir> m_dir;
     std::unique_ptr<DownloadSession> m_session;
-    QString m_error;
+    Failure m_error;
 };
 
 void TestDownloadSession::init()
 {
     m_dir = std::make_unique<QTemporaryDir>();
     m_session = std::make_unique<DownloadSession>();
-    m_error.clear();
-    QVERIFY2(m_session->open(options(), &m_error), qPrintable(m_error));
+    m_error = {};
+    QVERIFY2(m_session->open(options(), &m_error), qPrintable(m_error.detail));
 }
 
 void TestDownloadSession::cleanup()
@@ -122,10 +122,10 @@ std::optional<Info> TestDownloadSession::inList(qint64 id) const
 void TestDownloadSession::aDownloadRunsAndIsRemembered()
 {
     const qint64 id = add(FakePaths::kDone);
-    QVERIFY2(id > 0, qPrintable(m_error));
+    QVERIFY2(id > 0, qPrintable(m_error.detail));
     QSignalSpy progress(m_session.get(), &DownloadSession::progressChanged);
     const Info info = runToEnd(id);
-    QVERIFY2(info.isFinished(), qPrintable(m_error));
+    QVERIFY2(info.isFinished(), qPrintable(m_error.detail));
     QVERIFY(!info.lastError);
     QCOMPARE(progress.size(), 1);
     QCOMPARE(progress.first().first().toLongLong(), id);
@@ -192,7 +192,7 @@ void TestDownloadSession::whatTheDiskDoesNotHoldIsForgotten()
     QVERIFY(writeFile(m_dir->filePath(u"fake.bin.part"_s), 9));
     QVERIFY(m_session->start(id, &m_error));
     QCOMPARE(warned.size(), 1);
-    QVERIFY(warned.first().at(1).toString().contains(u"fake.bin.part"_s));
+    QVERIFY(warned.first().at(1).value<Failure>().subject.path.endsWith(u"fake.bin.part"_s));
 }
 
 void TestDownloadSession::aLinkInPlaceOfTheFileIsNotBelieved()
@@ -219,7 +219,7 @@ void TestDownloadSession::anotherFileOfItsLengthIsNotBelieved()
     QVERIFY(writeFile(path, 10));
     QVERIFY(m_session->start(id, &m_error));
     QCOMPARE(warned.size(), 1);
-    QVERIFY(warned.first().at(1).toString().contains(u"fake.bin.part"_s));
+    QVERIFY(warned.first().at(1).value<Failure>().subject.path.endsWith(u"fake.bin.part"_s));
 }
 
 void TestDownloadSession::aFinishThatTheDiskDeniesIsAnError()
@@ -235,7 +235,8 @@ void TestDownloadSession::anUnsupportedUrlIsRefused()
     unsupported.url = QUrl(u"gopher://host/x"_s);
     QVERIFY(!m_session->supports(unsupported.url));
     QCOMPARE(m_session->add(unsupported, &m_error), 0);
-    QVERIFY2(m_error.contains(u"\"gopher://host/x\""_s), qPrintable(m_error));
+    QCOMPARE(m_error.kind, Failure::Kind::UnsupportedUrl);
+    QCOMPARE(m_error.subject.url, unsupported.url);
     QCOMPARE(m_session->query(unsupported, &m_error), 0);
     QVERIFY(m_session->isIdle());
 }
@@ -256,7 +257,8 @@ void TestDownloadSession::aDownloadOfAnotherProcessIsLeftAlone()
     m_session = std::make_unique<DownloadSession>();
     QVERIFY(m_session->open(options(), &m_error));
     QCOMPARE(add(QLatin1String(kEndless)), 0);
-    QVERIFY2(m_error.contains(u"process 1 "_s), qPrintable(m_error));
+    QCOMPARE(m_error.kind, Failure::Kind::OwnedByOther);
+    QCOMPARE(m_error.number, 1);
     QVERIFY(!m_session->start(id, &m_error));
 }
 
@@ -266,7 +268,7 @@ void TestDownloadSession::startingTwiceIsRefused()
     QVERIFY(m_session->start(id, &m_error));
     QVERIFY(!m_session->start(id, &m_error));
     QVERIFY(!m_session->start(id + 1, &m_error));
-    QVERIFY2(m_error.contains(u"no such download"_s), qPrintable(m_error));
+    QVERIFY2(m_error.detail.contains(u"no such download"_s), qPrintable(m_error.detail));
 }
 
 void TestDownloadSession::finishingNowIsRefusedWhereTheFileWouldHaveHoles()
@@ -280,10 +282,10 @@ void TestDownloadSession::finishingNowIsRefusedWhereTheFileWouldHaveHoles()
     QVERIFY(list.update(info));
     QVERIFY(writeFile(m_dir->filePath(u"fake.bin.part"_s), 20));
     QVERIFY(!m_session->finishNow(id, &m_error));
-    QVERIFY2(m_error.contains(u"holes"_s), qPrintable(m_error));
+    QVERIFY2(m_error.detail.contains(u"holes"_s), qPrintable(m_error.detail));
     QVERIFY(m_session->isIdle());
     QCOMPARE(inList(id)->files.first().sections, info.files.first().sections);
-    QVERIFY2(m_session->start(id, &m_error), qPrintable(m_error));
+    QVERIFY2(m_session->start(id, &m_error), qPrintable(m_error.detail));
 }
 
 void TestDownloadSession::finishingNowMakesWhatIsThereTheFile()
@@ -292,7 +294,7 @@ void TestDownloadSession::finishingNowMakesWhatIsThereTheFile()
     QCOMPARE(runToEnd(id).bytesDownloaded(false), 10);
     QVERIFY(writeFile(m_dir->filePath(u"fake.bin.part"_s), 10));
     QSignalSpy finished(m_session.get(), &DownloadSession::finished);
-    QVERIFY2(m_session->finishNow(id, &m_error), qPrintable(m_error));
+    QVERIFY2(m_session->finishNow(id, &m_error), qPrintable(m_error.detail));
     QVERIFY(finished.wait());
     const Info info = finished.first().at(1).value<Info>();
     QVERIFY2(info.isFinished() && !info.lastError, info.lastError.description.c_str());
@@ -366,7 +368,7 @@ void TestDownloadSession::aMissingModuleIsReported()
     other.moduleFolders = {u"/nowhere"_s};
     DownloadSession session;
     QVERIFY(!session.open(other, &m_error));
-    QVERIFY2(m_error.contains(u"cannot find the module"_s), qPrintable(m_error));
+    QVERIFY2(m_error.detail.contains(u"cannot find the module"_s), qPrintable(m_error.detail));
     QVERIFY(!session.supports(QUrl(u"http://host/x"_s)));
 }
 
@@ -376,7 +378,7 @@ void TestDownloadSession::aListThatCannotBeOpenedIsReported()
     other.listPath = m_dir->path();
     DownloadSession session;
     QVERIFY(!session.open(other, &m_error));
-    QVERIFY2(m_error.startsWith(u"cannot open the list"_s), qPrintable(m_error));
+    QVERIFY2(m_error.detail.startsWith(u"cannot open the list"_s), qPrintable(m_error.detail));
 }
 
 void TestDownloadSession::certificatesThatAreNoneAreReported()
@@ -385,10 +387,10 @@ void TestDownloadSession::certificatesThatAreNoneAreReported()
     other.caCertificatesFile = m_dir->filePath(u"ca.pem"_s);
     DownloadSession session;
     QVERIFY(!session.open(other, &m_error));
-    QVERIFY2(m_error.contains(u"ca.pem"_s), qPrintable(m_error));
+    QVERIFY2(m_error.detail.contains(u"ca.pem"_s), qPrintable(m_error.detail));
     QVERIFY(writeFile(other.caCertificatesFile, 10));
     QVERIFY(!session.open(other, &m_error));
-    QVERIFY2(m_error.contains(u"none in PEM form"_s), qPrintable(m_error));
+    QVERIFY2(m_error.detail.contains(u"none in PEM form"_s), qPrintable(m_error.detail));
 }
 
 QTEST_GUILESS_MAIN(TestDownloadSession)

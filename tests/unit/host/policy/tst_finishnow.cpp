@@ -50,7 +50,7 @@ void TestFinishNow::onlyOnePieceFromTheStartMakesAFile_data()
     QTest::newRow("one section that runs") << recordOf(one) << true << QString();
     QTest::newRow("the second follows upon the full first") << recordOf(filledUpToTheNext) << false << QString();
     QTest::newRow("the others have nothing yet") << recordOf(onlyTheFirst) << false << QString();
-    QTest::newRow("several that run may write at any moment") << recordOf(onlyTheFirst) << true << u"Stop it"_s;
+    QTest::newRow("several that run may write at any moment") << recordOf(onlyTheFirst) << true << u"runs over several"_s;
     QTest::newRow("a gap") << recordOf({{0, 500, 499}, {500, 500, 1}}) << false << u"holes"_s;
     QTest::newRow("nothing at the start") << recordOf({{0, 500, 0}, {500, 500, 1}}) << false << u"holes"_s;
     QTest::newRow("no bytes") << recordOf({{0, 1000, 0}}) << false << u"nothing"_s;
@@ -63,7 +63,7 @@ void TestFinishNow::onlyOnePieceFromTheStartMakesAFile()
     QFETCH(Info, info);
     QFETCH(bool, isRunning);
     QFETCH(QString, refusal);
-    const QString text = FinishNow::refusal(info, isRunning);
+    const QString text = FinishNow::refusal(info, isRunning).detail;
     QVERIFY2(refusal.isEmpty() ? text.isEmpty() : text.contains(refusal), qPrintable(text));
 }
 

@@ -103,7 +103,9 @@ void TestSources::whenAllArePutAsideEachHasItsReason()
     sources.putAside(url("a"), u"again"_s);
     sources.putAside(url("stranger"), u"never named"_s);
     QVERIFY(!sources.hasNext());
-    QCOMPARE(sources.report(), u"http://main/f: HTTP status 404; http://a/f: another file"_s);
+    QCOMPARE(sources.failed(),
+             (QList<Failure::Address>{{QUrl(u"http://main/f"_s), u"HTTP status 404"_s},
+                                      {QUrl(u"http://a/f"_s), u"another file"_s}}));
 }
 
 void TestSources::whatIsASourcesFault_data()

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include <host/policy/headersnote.h>
+#include <cli/headersnote.h>
 
 #include <QStringList>
 

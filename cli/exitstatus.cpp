@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: MIT
+#include <cli/exitstatus.h>
+
+ExitStatus exitStatusOf(const Failure &failure)
+{
+    using Kind = Failure::Kind;
+    switch (failure.kind) {
+    case Kind::None:
+    case Kind::Skipped:
+    case Kind::SameResource:
+        return ExitStatus::Done;
+    case Kind::TimedOut:
+    case Kind::NothingCame:
+        return ExitStatus::TimeOut;
+    case Kind::NotFound:
+        return ExitStatus::NotFound;
+    case Kind::NetworkFailed:
+        return ExitStatus::NetworkProblem;
+    case Kind::HostNotFound:
+        return ExitStatus::NameResolution;
+    case Kind::BadAnswer:
+        return ExitStatus::BadResponse;
+    case Kind::TooManyRedirects:
+        return ExitStatus::TooManyRedirects;
+    case Kind::ServerOverloaded:
+        return ExitStatus::ServerOverloaded;
+    case Kind::LoginRequired:
+    case Kind::LoginRefused:
+    case Kind::ProxyLoginRequired:
+        return ExitStatus::Authentication;
+    case Kind::CertificateRefused:
+    case Kind::ProxyCertificateRefused:
+    case Kind::EncryptionFailed:
+        return ExitStatus::CertificateRefused;
+    case Kind::UnsupportedUrl:
+        return ExitStatus::BadOption;
+    case Kind::CannotResume:
+        return ExitStatus::CannotResume;
+    case Kind::ResourceChanged:
+        return ExitStatus::ResourceChanged;
+    case Kind::ChecksumDiffers:
+    case Kind::DigestDiffers:
+    case Kind::ChecksumUnusable:
+        return ExitStatus::ChecksumMismatch;
+    case Kind::DiskFull:
+    case Kind::NoRoom:
+        return ExitStatus::DiskFull;
+    case Kind::NameTaken:
+        return ExitStatus::FileExists;
+    case Kind::CannotCreateFile:
+        return ExitStatus::CannotCreateFile;
+    case Kind::FileFailed:
+    case Kind::CannotReadFile:
+    case Kind::FileShorter:
+    case Kind::FileMissing:
+    case Kind::NotOnDisk:
+        return ExitStatus::FileError;
+    case Kind::Stopped:
+    case Kind::StoppedBeforeComparing:
+        return ExitStatus::Unfinished;
+    case Kind::Unknown:
+    case Kind::NoSuchDownload:
+    case Kind::WrongState:
+    case Kind::OwnedByOther:
+    case Kind::CannotBegin:
+    case Kind::CannotChange:
+    case Kind::CannotFinish:
+    case Kind::NothingToCompare:
+    case Kind::List:
+    case Kind::ListDamaged:
+    case Kind::Module:
+    case Kind::Setting:
+        break;
+    }
+    return ExitStatus::Unknown;
+}
