@@ -38,6 +38,7 @@ constexpr Room kRooms[] = {
     {"host/options/", "options", "records parsing policy options", "QtCore", ""},
     {"host/network/", "network", "records framework parsing policy network", "QtCore QtNetwork", "curl/ openssl/"},
     {"host/storage/", "storage", "records framework policy options storage", "QtCore QtSql", ""},
+    {"host/storage/sql", "storage", "records framework policy options storage", "QtCore QtSql", "sqlite3.h"},
     {"host/engine/", "engine", "records framework helpers parsing policy options network storage engine",
      "QtCore QtNetwork", ""},
     {"cli/", "cli", "records framework helpers parsing policy options network storage engine cli", "QtCore", "CLI/"},

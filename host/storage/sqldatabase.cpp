@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: MIT
+#include <host/storage/sqldatabase.h>
+
+#include <sqlite3.h>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+/// Each connection is in one thread at a time: SQLite needs no lock around it.
+int flagsFor(SqlDatabase::Access access)
+{
+    constexpr int kWrite = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+    switch (access) {
+    case SqlDatabase::Access::Write:
+        break;
+    case SqlDatabase::Access::Look:
+        return SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_READONLY;
+    case SqlDatabase::Access::WriteAndAttach:
+        return kWrite | SQLITE_OPEN_URI;
+    }
+    return kWrite;
+}
+
+}
+
+/// Waits for statements that are still there.
+void SqlDatabase::Closer::operator()(sqlite3 *handle) const
+{
+    sqlite3_close_v2(handle);
+}
+
+QString SqlDatabase::inMemory()
+{
+    return u":memory:"_s;
+}
+
+SqlDatabase::SqlDatabase() = default;
+
+SqlDatabase::~SqlDatabase() = default;
+
+bool SqlDatabase::open(const QString &path, Access access, int waitMs)
+{
+    sqlite3 *handle = nullptr;
+    const int answer = sqlite3_open_v2(path.toUtf8().constData(), &handle, flagsFor(access), nullptr);
+    m_handle.reset(handle);
+    if (answer != SQLITE_OK) {
+        m_error = SqlError::of(handle);
+        m_handle.reset();
+        return false;
+    }
+    sqlite3_busy_timeout(handle, waitMs);
+    return true;
+}
+
+SqlStatement SqlDatabase::prepare(const QString &text, Use use) const
+{
+    SqlStatement statement;
+    sqlite3_stmt *made = nullptr;
+    const unsigned flags = use == Use::Often ? SQLITE_PREPARE_PERSISTENT : 0;
+    sqlite3_prepare16_v3(m_handle.get(), text.utf16(), int((text.size() + 1) * qsizetype(sizeof(QChar))), flags, &made,
+                         nullptr);
+    statement.m_statement.reset(made);
+    if (!made)
+        statement.m_error = SqlError::of(m_handle.get());
+    return statement;
+}
+
+SqlStatement SqlDatabase::run(const QString &text, const SqlValues &values) const
+{
+    SqlStatement statement = prepare(text, Use::Once);
+    statement.run(values);
+    return statement;
+}

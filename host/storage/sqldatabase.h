@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <host/storage/sqlerror.h>
+#include <host/storage/sqlstatement.h>
+#include <host/storage/sqlvalue.h>
+
+#include <QString>
+
+#include <memory>
+
+struct sqlite3;
+
+/// A connection to an SQLite database. Closed with this object; the file itself, once the last of its statements has
+/// gone, too. Used in one thread at a time.
+class SqlDatabase
+{
+    Q_DISABLE_COPY_MOVE(SqlDatabase)
+
+public:
+    enum class Access {
+        Write, ///< a missing file is made
+        Look, ///< nothing is ever changed; a missing file is not made
+        WriteAndAttach, ///< other files may be attached by a "file:" address
+    };
+    /// How often a statement will be wanted.
+    enum class Use {
+        Once,
+        Often,
+    };
+
+    /// So long a statement waits for somebody else to be done with the database.
+    static constexpr int kWaitMs = 10000;
+    /// A path: of a database of its own that is in memory only.
+    static QString inMemory();
+
+    SqlDatabase();
+    ~SqlDatabase();
+
+    /// Once.
+    bool open(const QString &path, Access access = Access::Write, int waitMs = kWaitMs);
+    bool isOpen() const { return m_handle != nullptr; }
+    /// Why open() failed.
+    SqlError lastError() const { return m_error; }
+
+    /// One that cannot be understood has an error, and fails when it runs.
+    SqlStatement prepare(const QString &text, Use use = Use::Often) const;
+    /// Prepared and run.
+    SqlStatement run(const QString &text, const SqlValues &values = {}) const;
+
+private:
+    struct Closer {
+        void operator()(sqlite3 *handle) const;
+    };
+
+    std::unique_ptr<sqlite3, Closer> m_handle; ///< null while not open
+    SqlError m_error;
+};

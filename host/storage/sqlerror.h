@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QString>
+
+struct sqlite3;
+
+/// Why a database did not do what it was told.
+struct SqlError {
+    int number = 0; ///< SQLite's own, the extended one; 0 = no error
+    QString text; ///< in SQLite's words
+
+    /// Of the call that failed last. @param database null = none is open
+    static SqlError of(sqlite3 *database);
+
+    bool isValid() const { return number != 0; }
+};
