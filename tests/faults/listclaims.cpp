@@ -2,12 +2,11 @@
 #include <tests/faults/listclaims.h>
 
 #include <tests/integration/plaitsandbox.h>
+#include <tests/support/sqlfile.h>
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QSqlDatabase>
-#include <QSqlQuery>
 #include <QTemporaryDir>
 
 using namespace Qt::StringLiterals;
@@ -35,26 +34,22 @@ ListOnDisk::ListOnDisk(const PlaitSandbox &sandbox)
         return;
     QFile::copy(list + "-wal"_L1, copy + "-wal"_L1);
     read(copy);
-    QSqlDatabase::removeDatabase(copy);
 }
 
 void ListOnDisk::read(const QString &database)
 {
-    QSqlDatabase connection = QSqlDatabase::addDatabase(u"QSQLITE"_s, database);
-    connection.setDatabaseName(database);
-    if (!connection.open())
-        return;
-    QSqlQuery pieces(u"SELECT d.folder, f.path_on_disk, f.name, f.data_start + s.offset, s.downloaded "
-                     u"FROM sections s JOIN files f ON f.download_id = s.download_id "
-                     u"JOIN downloads d ON d.id = s.download_id WHERE s.downloaded > 0"_s,
-                     connection);
-    while (pieces.next())
-        m_claims.append({pieces.value(0).toString(), pieces.value(1).toString(), pieces.value(2).toString(),
-                         pieces.value(3).toLongLong(), pieces.value(4).toLongLong()});
-    QSqlQuery downloads(u"SELECT url, finished FROM downloads"_s, connection);
-    while (downloads.next()) {
-        m_urls.append(downloads.value(0).toString());
-        if (!downloads.value(1).toBool())
+    const SqlFile list(database);
+    const QList<QVariantList> pieces =
+        list.rows(u"SELECT d.folder, f.path_on_disk, f.name, f.data_start + s.offset, s.downloaded "
+                  u"FROM sections s JOIN files f ON f.download_id = s.download_id "
+                  u"JOIN downloads d ON d.id = s.download_id WHERE s.downloaded > 0"_s);
+    for (const QVariantList &piece : pieces)
+        m_claims.append({piece.at(0).toString(), piece.at(1).toString(), piece.at(2).toString(),
+                         piece.at(3).toLongLong(), piece.at(4).toLongLong()});
+    const QList<QVariantList> downloads = list.rows(u"SELECT url, finished FROM downloads"_s);
+    for (const QVariantList &download : downloads) {
+        m_urls.append(download.at(0).toString());
+        if (!download.at(1).toBool())
             m_unfinishedUrls.append(m_urls.constLast());
     }
 }

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include <tests/integration/plaitsandbox.h>
 
+#include <tests/support/sqlfile.h>
+
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
-#include <QSqlDatabase>
-#include <QSqlQuery>
 #include <QTest>
 
 #include <csignal>
@@ -30,14 +30,11 @@ QString findDatabase(const QString &folder)
 
 QList<PlaitSandbox::Piece> piecesIn(const QString &path)
 {
-    QSqlDatabase database = QSqlDatabase::addDatabase(u"QSQLITE"_s, path);
-    database.setDatabaseName(path);
     QList<PlaitSandbox::Piece> pieces;
-    if (database.open()) {
-        QSqlQuery query(u"SELECT offset, downloaded FROM sections WHERE downloaded > 0"_s, database);
-        while (query.next()) {
-            pieces.append({query.value(0).toLongLong(), query.value(1).toLongLong()});
-        }
+    const QList<QVariantList> rows =
+        SqlFile(path).rows(u"SELECT offset, downloaded FROM sections WHERE downloaded > 0"_s);
+    for (const QVariantList &row : rows) {
+        pieces.append({row.at(0).toLongLong(), row.at(1).toLongLong()});
     }
     return pieces;
 }
@@ -166,12 +163,7 @@ QString PlaitSandbox::dataHome() const
 QList<PlaitSandbox::Piece> PlaitSandbox::listedPieces() const
 {
     const QString path = findDatabase(dataHome());
-    if (path.isEmpty()) {
-        return {};
-    }
-    const QList<Piece> pieces = piecesIn(path);
-    QSqlDatabase::removeDatabase(path);
-    return pieces;
+    return path.isEmpty() ? QList<Piece>() : piecesIn(path);
 }
 
 bool PlaitSandbox::partBeginsWith(const QString &name, const QByteArray &bytes) const

@@ -5,6 +5,7 @@
 #include <tests/support/apacheserver.h>
 #include <tests/support/ftpserver.h>
 #include <tests/support/scriptedserver.h>
+#include <tests/support/sqlfile.h>
 #include <tests/support/testfiles.h>
 
 #include <QCryptographicHash>
@@ -13,8 +14,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QSqlDatabase>
-#include <QSqlQuery>
 #include <QTest>
 
 #include <atomic>
@@ -114,16 +113,8 @@ bool makeOld(const QString &path)
 /// Nobody kept anything of this list's answers.
 bool forgetEvidence(const PlaitSandbox &plait)
 {
-    const QString path = plait.dataHome() + u"/plait/downloads.sqlite"_s;
-    bool isDone = false;
-    {
-        QSqlDatabase database = QSqlDatabase::addDatabase(u"QSQLITE"_s, path);
-        database.setDatabaseName(path);
-        isDone = database.open() && QSqlQuery(database).exec(u"DELETE FROM evidence"_s)
-            && QSqlQuery(database).exec(u"DELETE FROM addresses"_s);
-    }
-    QSqlDatabase::removeDatabase(path);
-    return isDone;
+    const SqlFile list(plait.dataHome() + u"/plait/downloads.sqlite"_s);
+    return list.run(u"DELETE FROM evidence"_s) && list.run(u"DELETE FROM addresses"_s);
 }
 
 }
@@ -570,8 +561,8 @@ void TestPlaitAssurance::whatIdentifiesAnUnfinishedFileIsShown()
     QCOMPARE(PartWay::leave(*m_plait, {u"-x"_s, u"1"_s, url}, kName, kSeed), QString());
     const PlaitResult shown = m_plait->runBare({u"show"_s, u"1"_s});
     const QByteArray facts = "address       " + url.toUtf8() + "\ntarget        " + server.url(kPath).toEncoded()
-        + "\netag          W/\"weak\"\ndate          2020-01-01T00:00:00Z\ndigest        sha-256="
-        + digestOf(kSize) + "\n";
+        + "\netag          W/\"weak\"\ndate          2020-01-01T00:00:00Z\ndigest        sha-256=" + digestOf(kSize)
+        + "\n";
     QVERIFY2(shown.out.contains(facts), shown.out);
     QVERIFY2(!shown.out.contains("\nassurance "), shown.out);
     const QJsonObject object = lastObjectIn(m_plait->runBare({u"show"_s, u"--json"_s, u"1"_s}).out);

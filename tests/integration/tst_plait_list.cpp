@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include <tests/integration/plaitsandbox.h>
 #include <tests/integration/realservers.h>
+#include <tests/support/sqlfile.h>
 #include <tests/support/testfiles.h>
 
 #include <QDir>
 #include <QFile>
 #include <QProcess>
 #include <QRegularExpression>
-#include <QSqlDatabase>
-#include <QSqlQuery>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -27,16 +26,7 @@ QString nameOf(int index)
 
 QVariant valueIn(const QString &list, const QString &statement)
 {
-    QVariant value;
-    {
-        QSqlDatabase database = QSqlDatabase::addDatabase(u"QSQLITE"_s, list);
-        database.setDatabaseName(list);
-        QSqlQuery query(database);
-        if (database.open() && query.exec(statement) && query.next())
-            value = query.value(0);
-    }
-    QSqlDatabase::removeDatabase(list);
-    return value;
+    return SqlFile(list).value(statement);
 }
 
 }
@@ -95,7 +85,8 @@ void TestPlaitList::twoProcessesUseOneListAtOnce()
                  TestFiles::sha256OfContent(kSeed + quint64(i), kSize));
     }
     const QString list = first.dataHome() + "/plait/downloads.sqlite"_L1;
-    QCOMPARE(valueIn(list, u"SELECT count(*) FROM downloads WHERE finished = 1 AND owner_pid IS NULL"_s).toInt(), kFiles);
+    QCOMPARE(valueIn(list, u"SELECT count(*) FROM downloads WHERE finished = 1 AND owner_pid IS NULL"_s).toInt(),
+             kFiles);
     QCOMPARE(valueIn(list, u"PRAGMA integrity_check"_s).toString(), u"ok"_s);
 }
 
@@ -124,9 +115,9 @@ void TestPlaitList::whatIsNoFileInTheListsPlaceIsSaidAtOnce_data()
     QTest::newRow("a device") << list << u"ln -s /dev/zero \"$0\""_s << u"a device"_s;
     QTest::newRow("a link to nowhere") << list << u"ln -s nowhere \"$0\""_s << u"a link that leads nowhere"_s;
     QTest::newRow("a link to itself") << list << u"ln -s \"$0\" \"$0\""_s << u"a link that leads nowhere"_s;
-    QTest::newRow("a socket") << list
-                              << u"python3 -c 'import socket, sys; socket.socket(socket.AF_UNIX).bind(sys.argv[1])' \"$0\""_s
-                              << u"a socket"_s;
+    QTest::newRow("a socket")
+        << list << u"python3 -c 'import socket, sys; socket.socket(socket.AF_UNIX).bind(sys.argv[1])' \"$0\""_s
+        << u"a socket"_s;
     QTest::newRow("a pipe for its journal") << list + "-journal"_L1 << u"mkfifo \"$0\""_s << u"a named pipe"_s;
     QTest::newRow("a pipe for its log") << list + "-wal"_L1 << u"mkfifo \"$0\""_s << u"a named pipe"_s;
 }

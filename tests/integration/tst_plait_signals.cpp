@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include <tests/integration/plaitsandbox.h>
 #include <tests/support/scriptedserver.h>
+#include <tests/support/sqlfile.h>
 #include <tests/support/testfiles.h>
 
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
-#include <QSqlDatabase>
-#include <QSqlQuery>
 #include <QTest>
 #include <QVariant>
 
@@ -59,37 +58,6 @@ qint64 prefixOnDisk(const QString &path, const QString &name)
     const QByteArray content = TestFiles::content(seedOf(name), 0, bytes.size());
     return std::mismatch(bytes.begin(), bytes.end(), content.begin()).first - bytes.begin();
 }
-
-/// Another process's look into the list, and a hand on it.
-class ListFile
-{
-public:
-    explicit ListFile(const QString &path)
-        : m_path(path)
-    {
-        QSqlDatabase database = QSqlDatabase::addDatabase(u"QSQLITE"_s, m_path);
-        database.setDatabaseName(m_path);
-        database.setConnectOptions(u"QSQLITE_BUSY_TIMEOUT=20000"_s);
-        database.open();
-    }
-
-    ~ListFile() { QSqlDatabase::removeDatabase(m_path); }
-
-    QVariant value(const QString &statement) const
-    {
-        QSqlQuery query(QSqlDatabase::database(m_path));
-        return query.exec(statement) && query.next() ? query.value(0) : QVariant();
-    }
-
-    /// Nobody else can write until unlock().
-    bool lock() const { return QSqlQuery(QSqlDatabase::database(m_path)).exec(u"BEGIN IMMEDIATE"_s); }
-    void unlock() const { QSqlQuery(QSqlDatabase::database(m_path)).exec(u"ROLLBACK"_s); }
-
-private:
-    const QString m_path;
-
-    Q_DISABLE_COPY_MOVE(ListFile)
-};
 
 /// The process has taken every signal that was sent to it.
 bool hasTakenItsSignals(qint64 processId)
@@ -214,7 +182,7 @@ void TestPlaitSignals::eachSignalPausesAll()
 
     QHash<QString, qint64> done;
     {
-        const ListFile list(listPath());
+        const SqlFile list(listPath());
         QCOMPARE(list.value(u"SELECT count(*) FROM downloads WHERE finished = 0"_s).toInt(), kNames.size());
         QCOMPARE(list.value(u"SELECT count(*) FROM downloads WHERE owner_pid IS NOT NULL"_s).toInt(), 0);
         for (const QString &name : running) {
@@ -274,8 +242,8 @@ void TestPlaitSignals::aSecondSignalEndsAtOnce()
         return;
     {
         // To stop in order it has to write to the list, and waits for it.
-        const ListFile list(listPath());
-        QVERIFY(list.lock());
+        const SqlFile list(listPath());
+        QVERIFY(list.run(u"BEGIN IMMEDIATE"_s));
         const qint64 processId = m_plait->processId();
         m_plait->sendSignal(first);
         QVERIFY2(waitFor([&] { return hasTakenItsSignals(processId); }), m_plait->errorText());
@@ -284,7 +252,7 @@ void TestPlaitSignals::aSecondSignalEndsAtOnce()
         QVERIFY2(waitFor([&] { return clock.elapsed() > 2 * kOneWishMs; }), "the list did not hold it up");
         m_plait->sendSignal(second);
         const PlaitResult result = m_plait->finish();
-        list.unlock();
+        list.run(u"ROLLBACK"_s);
         QVERIFY2(result.status == kEndedAtOnce, told(result));
     }
 
@@ -311,7 +279,7 @@ void TestPlaitSignals::whatADeadProcessOwnedIsTakenAtOnce()
     m_plait->sendSignal(SIGKILL);
     QCOMPARE(m_plait->finish().status, -1);
     {
-        const ListFile list(listPath());
+        const SqlFile list(listPath());
         QVERIFY(!list.value(u"SELECT owner_pid FROM downloads"_s).isNull());
     }
     result = other.runBare(QStringList{u"list"_s} + ofThisList);

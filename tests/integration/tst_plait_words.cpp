@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <tests/integration/plaitsandbox.h>
 #include <tests/support/scriptedserver.h>
+#include <tests/support/sqlfile.h>
 #include <tests/support/testfiles.h>
 
 #include <QCoreApplication>
@@ -9,8 +10,6 @@
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QSqlDatabase>
-#include <QSqlQuery>
 #include <QTest>
 
 #include <csignal>
@@ -227,17 +226,8 @@ void TestPlaitWords::aLoginThatOthersPutIntoTheListIsNotShown()
     m_plait->run({url(u"/gone"_s)});
     QUrl address = m_server->url(u"/gone"_s);
     address.setUserInfo(u"me:"_s + QString::fromLatin1(kSecret));
-    {
-        QSqlDatabase list = QSqlDatabase::addDatabase(u"QSQLITE"_s, u"list"_s);
-        list.setDatabaseName(m_plait->dataHome() + "/plait/downloads.sqlite"_L1);
-        QVERIFY(list.open());
-        QSqlQuery change(list);
-        QVERIFY(change.prepare(u"UPDATE downloads SET url = ?, title = ?"_s));
-        change.addBindValue(address.toString());
-        change.addBindValue(address.toString());
-        QVERIFY(change.exec() && change.numRowsAffected() == 1);
-    }
-    QSqlDatabase::removeDatabase(u"list"_s);
+    QVERIFY(SqlFile(m_plait->dataHome() + "/plait/downloads.sqlite"_L1)
+                .run(u"UPDATE downloads SET url = ?, title = ?"_s, {address.toString(), address.toString()}));
     for (const QStringList &arguments :
          {QStringList{u"list"_s}, QStringList{u"list"_s, u"--json"_s}, QStringList{u"show"_s, u"1"_s},
           QStringList{u"show"_s, u"1"_s, u"--json"_s}, QStringList{u"resume"_s, u"1"_s},

@@ -43,8 +43,9 @@ constexpr Room kRooms[] = {
      "QtCore QtNetwork", ""},
     {"cli/", "cli", "records framework helpers parsing policy options network storage engine cli", "QtCore", "CLI/"},
     {"tests/support/", "support", "support records framework", "QtCore QtNetwork QtTest", ""},
+    {"tests/support/sqlfile", "support", "support", "QtCore", "sqlite3.h"},
     {"tests/", "tests", "*", "QtCore QtNetwork QtSql QtTest QtCore5Compat", "CLI/ curl/"},
-    {"benchmarks/", "benchmarks", "*", "QtCore QtNetwork QtSql QtTest", ""},
+    {"benchmarks/", "benchmarks", "*", "QtCore QtNetwork QtTest", ""},
 };
 
 // The operating system's own; the C++ library's names have neither a dot nor a slash.
