@@ -3,15 +3,12 @@
 
 #include <host/storage/plainfile.h>
 #include <host/storage/schema.h>
+#include <host/storage/sqldatabase.h>
 
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QSqlDatabase>
-#include <QSqlError>
-#include <QSqlQuery>
-#include <QVariant>
 
 #include <cerrno>
 #include <cstring>
@@ -35,16 +32,15 @@ constexpr int kConstraint = 19;
 constexpr int kMismatch = 20;
 constexpr int kNotADatabase = 26;
 
-int codeOf(const QSqlError &error)
+int codeOf(const SqlError &error)
 {
-    return error.nativeErrorCode().toInt() & 0xff;
+    return error.number & 0xff;
 }
 
 /// Rows that belong to no download: SQLite checks that only while they change.
-bool hasStrays(const QSqlDatabase &database)
+bool hasStrays(const SqlDatabase &database)
 {
-    QSqlQuery query(database);
-    return query.exec(u"PRAGMA foreign_key_check"_s) && query.next();
+    return database.run(u"PRAGMA foreign_key_check"_s).next();
 }
 
 /// One process at a time, as long as this object lives. A folder can be locked without leaving a file behind.
@@ -87,12 +83,12 @@ bool moveIfThere(const QString &from, const QString &to)
 
 }
 
-bool DamagedList::isDamage(const QSqlError &error)
+bool DamagedList::isDamage(const SqlError &error)
 {
     return suspicionOf(error) == Suspicion::Content;
 }
 
-DamagedList::Suspicion DamagedList::suspicionOf(const QSqlError &error)
+DamagedList::Suspicion DamagedList::suspicionOf(const SqlError &error)
 {
     if (!error.isValid())
         return Suspicion::Tables;
@@ -110,7 +106,7 @@ DamagedList::Suspicion DamagedList::suspicionOf(const QSqlError &error)
     }
 }
 
-bool DamagedList::isConfirmed(const QSqlDatabase &database, const QSqlError &error)
+bool DamagedList::isConfirmed(const SqlDatabase &database, const SqlError &error)
 {
     switch (suspicionOf(error)) {
     case Suspicion::None:
@@ -147,25 +143,25 @@ QString DamagedList::obstacleAt(const QString &path)
     return {};
 }
 
-bool DamagedList::looksDamaged(const QSqlDatabase &database)
+bool DamagedList::looksDamaged(const SqlDatabase &database)
 {
-    QSqlQuery names(database);
-    bool damage = !names.exec(u"SELECT name FROM sqlite_master WHERE type = 'table'"_s) && isDamage(names.lastError());
+    SqlStatement names = database.run(u"SELECT name FROM sqlite_master WHERE type = 'table'"_s);
+    bool damage = !names && isDamage(names.lastError());
     while (!damage && names.next()) {
-        QSqlQuery row(database);
-        const QString statement = u"SELECT 1 FROM \"%1\" NOT INDEXED LIMIT 1"_s.arg(names.value(0).toString());
-        damage = !row.exec(statement) && isDamage(row.lastError());
+        const SqlStatement row =
+            database.run(u"SELECT 1 FROM \"%1\" NOT INDEXED LIMIT 1"_s.arg(names.value(0).toText()));
+        damage = !row && isDamage(row.lastError());
     }
     return damage;
 }
 
-bool DamagedList::isDamaged(const QSqlDatabase &database)
+bool DamagedList::isDamaged(const SqlDatabase &database)
 {
-    QSqlQuery query(database);
-    if (query.exec(u"PRAGMA integrity_check(1)"_s) && query.next())
-        return query.value(0).toString() != "ok"_L1;
+    SqlStatement check = database.run(u"PRAGMA integrity_check(1)"_s);
+    if (check.next())
+        return check.value(0).toText() != "ok"_L1;
     // A check that cannot be made for another reason says nothing about the content.
-    return isDamage(query.lastError());
+    return isDamage(check.lastError());
 }
 
 quint64 DamagedList::inodeOf(const QString &path)

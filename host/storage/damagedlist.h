@@ -4,8 +4,8 @@
 #include <QString>
 #include <QtGlobal>
 
-class QSqlDatabase;
-class QSqlError;
+class SqlDatabase;
+struct SqlError;
 
 /// A database that cannot be read any more: how it is known, and where it goes. Nothing of it is ever deleted.
 namespace DamagedList
@@ -19,9 +19,9 @@ enum class Suspicion {
 };
 
 /// By SQLite's own number for the error. No error at all is suspicious where there should have been an effect.
-Suspicion suspicionOf(const QSqlError &error);
+Suspicion suspicionOf(const SqlError &error);
 /// The suspicion is Content.
-bool isDamage(const QSqlError &error);
+bool isDamage(const SqlError &error);
 
 /// Whoever names a file as the list by mistake is to find it as it was: what is no database at all counts as a damaged
 /// one only under a database's name.
@@ -32,11 +32,11 @@ bool mayBeList(const QString &path);
 QString obstacleAt(const QString &path);
 
 /// Reads a row of each table and says whether SQLite had to say so. Quick, and sees only part of what may be wrong.
-bool looksDamaged(const QSqlDatabase &database);
+bool looksDamaged(const SqlDatabase &database);
 /// Reads everything: for when there is a reason to.
-bool isDamaged(const QSqlDatabase &database);
+bool isDamaged(const SqlDatabase &database);
 /// Whether the database bears out what the error makes one think: reads as much as that takes.
-bool isConfirmed(const QSqlDatabase &database, const QSqlError &error);
+bool isConfirmed(const SqlDatabase &database, const SqlError &error);
 
 /// By it a file is known, whatever its name; 0 = there is none.
 quint64 inodeOf(const QString &path);

@@ -2,21 +2,18 @@
 #include <host/storage/downloadlist.h>
 
 #include <host/storage/damagedlist.h>
-#include <host/storage/listconnection.h>
 #include <host/storage/listrows.h>
 #include <host/storage/memoryrows.h>
 #include <host/storage/processidentity.h>
 #include <host/storage/recordrows.h>
 #include <host/storage/schema.h>
 #include <host/storage/sqlcells.h>
+#include <host/storage/sqldatabase.h>
 #include <host/storage/sqltransaction.h>
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QSqlDatabase>
-#include <QSqlError>
-#include <QSqlQuery>
 #include <QStandardPaths>
 
 #include <algorithm>
@@ -76,7 +73,7 @@ bool DownloadList::open(const QString &path)
 bool DownloadList::beginFile()
 {
     m_rows.reset();
-    m_connection.reset();
+    m_database.reset();
     const QString folder = QFileInfo(m_path).absolutePath();
     if (!makeFolder(folder))
         return fail(u"open"_s, u"the folder \"%1\" cannot be made."_s.arg(folder));
@@ -92,20 +89,19 @@ bool DownloadList::beginFile()
 
 DownloadList::Opening DownloadList::connectTo()
 {
-    auto connection = std::make_unique<ListConnection>(m_path);
-    QSqlDatabase database = connection->database();
-    if (!database.open()) {
-        fail(u"open"_s, database.lastError().text());
+    auto database = std::make_unique<SqlDatabase>();
+    if (!database->open(m_path)) {
+        fail(u"open"_s, database->lastError().text);
         return Opening::Failed;
     }
     // In this mode a crash of the machine may lose the last progress but never harms the list.
-    QSqlQuery(database).exec(u"PRAGMA synchronous = NORMAL"_s);
-    QSqlQuery(database).exec(u"PRAGMA foreign_keys = ON"_s);
+    database->run(u"PRAGMA synchronous = NORMAL"_s);
+    database->run(u"PRAGMA foreign_keys = ON"_s);
     // What is taken out of the list is not left in free places of its file.
-    QSqlQuery(database).exec(u"PRAGMA secure_delete = ON"_s);
+    database->run(u"PRAGMA secure_delete = ON"_s);
     QString reason;
-    Schema::Outcome outcome = Schema::upgrade(database, &reason);
-    if (outcome == Schema::Outcome::Done && DamagedList::looksDamaged(database) && DamagedList::isDamaged(database))
+    Schema::Outcome outcome = Schema::upgrade(*database, &reason);
+    if (outcome == Schema::Outcome::Done && DamagedList::looksDamaged(*database) && DamagedList::isDamaged(*database))
         outcome = Schema::Outcome::Damaged;
     if (outcome != Schema::Outcome::Done) {
         const bool isDamaged = outcome == Schema::Outcome::Damaged;
@@ -115,10 +111,10 @@ DownloadList::Opening DownloadList::connectTo()
     }
     // Not before it is known to be ours. The first one decides for all that come later; who comes at the same moment
     // finds it done.
-    QSqlQuery(database).exec(u"PRAGMA journal_mode = WAL"_s);
+    database->run(u"PRAGMA journal_mode = WAL"_s);
     QFile(m_path).setPermissions(kOnlyMyFile);
-    m_connection = std::move(connection);
-    m_rows = std::make_unique<RecordRows>(database);
+    m_rows = std::make_unique<RecordRows>(*database);
+    m_database = std::move(database);
     m_rows->setObserver(m_observer);
     return Opening::Done;
 }
@@ -127,7 +123,7 @@ DownloadList::Opening DownloadList::connectTo()
 bool DownloadList::beginAnew()
 {
     m_rows.reset();
-    m_connection.reset();
+    m_database.reset();
     QString newPath;
     const QString reason = DamagedList::setAside(m_path, m_inode, &newPath);
     if (!reason.isEmpty())
@@ -170,10 +166,9 @@ bool DownloadList::update(const Record &record, Lasting lasting)
 
 bool DownloadList::update(const Record &record, const Holdings &holdings, Lasting lasting)
 {
-    const QVariant identity = holdings.file.isKnown() ? QVariant(holdings.file.text) : QVariant();
-    const QVariant encoding = holdings.contentEncoding.isNull() ? QVariant() : QVariant(holdings.contentEncoding);
+    const SqlValue identity = holdings.file.isKnown() ? SqlValue(holdings.file.text) : SqlValue();
     return changing(u"save in"_s, lasting, [&] {
-        return m_rows->update(record, identity, encoding)
+        return m_rows->update(record, identity, holdings.contentEncoding)
             && (!holdings.memory || MemoryRows::save(*m_rows, record.id, *holdings.memory));
     });
 }
@@ -222,7 +217,7 @@ QList<DownloadList::Record> DownloadList::findUnfinished(const QUrl &url, const 
     // Left to itself the database would look through everything that is unfinished.
     const QString index = u"downloads_unfinished_by_url"_s;
     const QString sameRequest = u"finished = 0 AND url = ? AND folder = ? AND "_s;
-    QVariantList values{SqlCells::fromUrl(url), folder, SqlCells::fromFlags(Record::RenameBlocked)};
+    SqlValues values{SqlCells::fromUrl(url), folder, SqlCells::fromFlags(Record::RenameBlocked)};
     QList<Record> records;
     if (outputName.isEmpty()) {
         records = select(sameRequest + u"flags & ? = 0"_s, values, index);
@@ -342,7 +337,7 @@ void DownloadList::setStatementObserver(const std::function<void(const QString &
         m_rows->setObserver(observer);
 }
 
-QList<DownloadList::Record> DownloadList::select(const QString &condition, const QVariantList &values,
+QList<DownloadList::Record> DownloadList::select(const QString &condition, const SqlValues &values,
                                                  const QString &index)
 {
     RecordRows::Records records;
@@ -356,7 +351,7 @@ bool DownloadList::reading(const std::function<bool()> &work)
     if (!isOpen())
         return fail(what, u"it is not open."_s);
     m_errorText.clear();
-    QSqlError error;
+    SqlError error;
     {
         const SqlTransaction transaction(m_rows->statements(), SqlTransaction::Kind::Read);
         if (work())
@@ -371,12 +366,12 @@ bool DownloadList::changing(const QString &what, Lasting lasting, const std::fun
     if (!isOpen())
         return fail(what, u"it is not open."_s);
     m_errorText.clear();
-    QSqlError error;
+    SqlError error;
     const bool done = changed(lasting, work, &error);
     return done || failBy(what, error);
 }
 
-bool DownloadList::changed(Lasting lasting, const std::function<bool()> &work, QSqlError *error)
+bool DownloadList::changed(Lasting lasting, const std::function<bool()> &work, SqlError *error)
 {
     if (lasting == Lasting::Always)
         setSynchronous(u"FULL"_s);
@@ -398,13 +393,13 @@ void DownloadList::setSynchronous(const QString &how)
     const QString statement = u"PRAGMA synchronous = "_s + how;
     if (m_observer)
         m_observer(statement);
-    QSqlQuery(m_connection->database()).exec(statement);
+    m_database->run(statement);
 }
 
-bool DownloadList::changesOne(const QString &statement, const QVariantList &values)
+bool DownloadList::changesOne(const QString &statement, const SqlValues &values)
 {
     auto change = m_rows->run(statement, values);
-    return change && change->numRowsAffected() == 1;
+    return change && change->changes() == 1;
 }
 
 bool DownloadList::fail(const QString &what, const QString &reason)
@@ -414,15 +409,15 @@ bool DownloadList::fail(const QString &what, const QString &reason)
 }
 
 /// No error is that of a statement that found nothing to change.
-bool DownloadList::failBy(const QString &what, const QSqlError &error)
+bool DownloadList::failBy(const QString &what, const SqlError &error)
 {
-    const bool damaged = DamagedList::isConfirmed(m_connection->database(), error);
+    const bool damaged = DamagedList::isConfirmed(*m_database, error);
     if (damaged && beginAnew())
         return fail(what,
                     m_warning.isEmpty() ? u"it was damaged. It was set aside, and a new one begun."_s : m_warning);
     if (damaged)
         return false;
-    return fail(what, error.isValid() ? error.text() : u"there is no such download for this process."_s);
+    return fail(what, error.isValid() ? error.text : u"there is no such download for this process."_s);
 }
 
 ProcessIdentity DownloadList::ownerOf(qint64 id, bool *found)
@@ -431,14 +426,14 @@ ProcessIdentity DownloadList::ownerOf(qint64 id, bool *found)
     *found = row && row->next();
     if (!*found)
         return {};
-    return {row->value(0).toLongLong(), row->value(1).toLongLong(), row->value(2).toString()};
+    return {row->value(0).toNumber(), row->value(1).toNumber(), row->value(2).toText()};
 }
 
 bool DownloadList::setOwner(qint64 id, const ProcessIdentity &owner)
 {
-    QVariantList values(3);
+    SqlValues values(3);
     if (!owner.isNobody())
         values = {owner.pid, owner.startTime, owner.bootId};
     return changesOne(u"UPDATE downloads SET owner_pid = ?, owner_start_time = ?, owner_boot_id = ? WHERE id = ?"_s,
-                      values + QVariantList{id});
+                      values + SqlValues{id});
 }

@@ -15,10 +15,11 @@
 #include <memory>
 #include <optional>
 
-class ListConnection;
-class QSqlError;
 class RecordRows;
+class SqlDatabase;
+class SqlValue;
 struct ProcessIdentity;
+struct SqlError;
 
 /// The list of downloads, kept in an SQLite file that only its owner can read.
 ///
@@ -133,14 +134,14 @@ private:
     bool beginFile();
     Opening connectTo();
     bool beginAnew();
-    QList<Record> select(const QString &condition, const QVariantList &values, const QString &index = {});
+    QList<Record> select(const QString &condition, const QList<SqlValue> &values, const QString &index = {});
     bool reading(const std::function<bool()> &work);
     bool changing(const QString &what, Lasting lasting, const std::function<bool()> &work);
-    bool changed(Lasting lasting, const std::function<bool()> &work, QSqlError *error);
+    bool changed(Lasting lasting, const std::function<bool()> &work, SqlError *error);
     void setSynchronous(const QString &how);
-    bool changesOne(const QString &statement, const QVariantList &values);
+    bool changesOne(const QString &statement, const QList<SqlValue> &values);
     bool fail(const QString &what, const QString &reason);
-    bool failBy(const QString &what, const QSqlError &error);
+    bool failBy(const QString &what, const SqlError &error);
     bool read(qint64 id, Taken &taken);
     Claim claim(qint64 id, ProcessIdentity *owner, const std::function<bool()> &andThen);
     ProcessIdentity ownerOf(qint64 id, bool *found);
@@ -152,6 +153,6 @@ private:
     QString m_damage; ///< what was found when it was opened, behind a colon; empty = nothing that has words
     quint64 m_inode = 0; ///< of the file that is open
     std::function<void(const QString &)> m_observer;
-    std::unique_ptr<ListConnection> m_connection;
+    std::unique_ptr<SqlDatabase> m_database;
     std::unique_ptr<RecordRows> m_rows; ///< null while not open
 };

@@ -2,17 +2,15 @@
 #include <host/storage/listcheck.h>
 
 #include <host/storage/damagedlist.h>
-#include <host/storage/listconnection.h>
 #include <host/storage/listrows.h>
 #include <host/storage/processidentity.h>
 #include <host/storage/recordrows.h>
 #include <host/storage/schema.h>
+#include <host/storage/sqldatabase.h>
 #include <host/storage/sqltransaction.h>
 
 #include <QDir>
 #include <QFile>
-#include <QSqlError>
-#include <QSqlQuery>
 
 using namespace Qt::StringLiterals;
 
@@ -23,34 +21,33 @@ using ListCheck::Findings;
 
 constexpr int kMostComplaints = 20; ///< of SQLite's own check
 
-void notice(Findings &findings, const QSqlError &error, const QString &what)
+void notice(Findings &findings, const SqlError &error, const QString &what)
 {
     if (DamagedList::suspicionOf(error) == DamagedList::Suspicion::None)
-        findings.errorText = error.text();
+        findings.errorText = error.text;
     else
-        findings.problems.append(u"%1: %2"_s.arg(what, error.text().simplified()));
+        findings.problems.append(u"%1: %2"_s.arg(what, error.text.simplified()));
 }
 
-void checkContent(const QSqlDatabase &database, Findings &findings)
+void checkContent(const SqlDatabase &database, Findings &findings)
 {
-    QSqlQuery query(database);
-    query.exec(u"PRAGMA integrity_check(%1)"_s.arg(kMostComplaints));
-    while (query.next()) {
-        const QString complaint = query.value(0).toString();
+    SqlStatement check = database.run(u"PRAGMA integrity_check(%1)"_s.arg(kMostComplaints));
+    while (check.next()) {
+        const QString complaint = check.value(0).toText();
         if (complaint != "ok"_L1)
             findings.problems.append(u"SQLite's check says: "_s + complaint.simplified());
     }
-    if (query.lastError().isValid())
-        notice(findings, query.lastError(), u"the file cannot be checked"_s);
+    if (check.lastError().isValid())
+        notice(findings, check.lastError(), u"the file cannot be checked"_s);
 }
 
-void checkStrays(const QSqlDatabase &database, Findings &findings)
+void checkStrays(const SqlDatabase &database, Findings &findings)
 {
-    QSqlQuery query(database);
-    query.exec(u"SELECT \"table\", count(*) FROM pragma_foreign_key_check GROUP BY \"table\""_s);
-    while (query.next())
+    SqlStatement strays =
+        database.run(u"SELECT \"table\", count(*) FROM pragma_foreign_key_check GROUP BY \"table\""_s);
+    while (strays.next())
         findings.problems.append(u"the table \"%1\" has rows that belong to nothing: %2"_s.arg(
-            query.value(0).toString(), query.value(1).toString()));
+            strays.value(0).toText(), strays.value(1).toText()));
 }
 
 void checkRecord(RecordRows &rows, qint64 id, Findings &findings)
@@ -66,7 +63,7 @@ void checkRecords(RecordRows &rows, Findings &findings)
 {
     auto ids = rows.run(u"SELECT id FROM downloads NOT INDEXED ORDER BY id"_s, {});
     while (ids && findings.errorText.isEmpty() && ids->next())
-        checkRecord(rows, ids->value(0).toLongLong(), findings);
+        checkRecord(rows, ids->value(0).toNumber(), findings);
     if (!ids || !rows.wasReadWhole(ids))
         notice(findings, rows.lastError(), u"the downloads cannot be read"_s);
 }
@@ -76,10 +73,10 @@ void findRunning(RecordRows &rows, Findings &findings)
     auto owners = rows.run(
         u"SELECT id, owner_pid, owner_start_time, owner_boot_id FROM downloads WHERE owner_pid IS NOT NULL"_s, {});
     while (owners && owners->next()) {
-        const ProcessIdentity owner{owners->value(1).toLongLong(), owners->value(2).toLongLong(),
-                                    owners->value(3).toString()};
+        const ProcessIdentity owner{owners->value(1).toNumber(), owners->value(2).toNumber(),
+                                    owners->value(3).toText()};
         if (!owner.isNobody() && owner.isAlive()) {
-            findings.runningId = owners->value(0).toLongLong();
+            findings.runningId = owners->value(0).toNumber();
             findings.runningPid = owner.pid;
         }
     }
@@ -99,7 +96,7 @@ QString refusalOf(const QString &path)
 }
 
 /// As it is at one moment, while others work on it.
-void lookInto(const QSqlDatabase &database, Findings &findings)
+void lookInto(const SqlDatabase &database, Findings &findings)
 {
     RecordRows rows(database);
     const SqlTransaction transaction(rows.statements(), SqlTransaction::Kind::Read);
@@ -128,12 +125,11 @@ ListCheck::Findings ListCheck::look(const QString &path)
         findings.errorText = u"cannot look into \"%1\": %2"_s.arg(shown, refusal);
         return findings;
     }
-    const ListConnection connection(path, ListConnection::Access::Look);
-    QSqlDatabase database = connection.database();
-    if (database.open())
+    SqlDatabase database;
+    if (database.open(path, SqlDatabase::Access::Look))
         lookInto(database, findings);
     else
-        findings.errorText = database.lastError().text();
+        findings.errorText = database.lastError().text;
     if (!findings.errorText.isEmpty())
         findings.errorText = u"cannot look into \"%1\": %2"_s.arg(shown, findings.errorText.simplified());
     return findings;

@@ -4,13 +4,11 @@
 #include <host/storage/damagedlist.h>
 #include <host/storage/downloadlist.h>
 #include <host/storage/listcheck.h>
-#include <host/storage/listconnection.h>
 #include <host/storage/salvage.h>
+#include <host/storage/sqldatabase.h>
 
 #include <QDir>
 #include <QFile>
-#include <QSqlError>
-#include <QSqlQuery>
 
 using namespace Qt::StringLiterals;
 
@@ -36,11 +34,10 @@ Report salvage(const QString &damagedPath, const QString &listPath)
         return refusal(list.lastErrorText());
     if (!list.warning().isEmpty())
         report.remarks.append(list.warning());
-    const ListConnection connection(listPath, ListConnection::Access::WriteAndAttach);
-    QSqlDatabase database = connection.database();
-    if (!database.open())
-        return refusal(database.lastError().text());
-    QSqlQuery(database).exec(u"PRAGMA foreign_keys = ON"_s);
+    SqlDatabase database;
+    if (!database.open(listPath, SqlDatabase::Access::WriteAndAttach))
+        return refusal(database.lastError().text);
+    database.run(u"PRAGMA foreign_keys = ON"_s);
     Salvage salvage(database);
     if (!salvage.run(damagedPath))
         report.errorText =

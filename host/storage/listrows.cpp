@@ -6,8 +6,6 @@
 #include <host/storage/recordrows.h>
 #include <host/storage/sqlcells.h>
 
-#include <QSqlQuery>
-
 #include <algorithm>
 #include <array>
 #include <limits>
@@ -42,7 +40,7 @@ QString conditionOf(ListFilter filter)
 }
 
 /// NULL where nothing was kept.
-Evidence evidenceFrom(const std::array<QVariant, 4> &cells)
+Evidence evidenceFrom(const std::array<SqlValue, 4> &cells)
 {
     const auto &[answers, doubt, isEndKnown, digest] = cells;
     Evidence evidence;
@@ -55,17 +53,17 @@ Evidence evidenceFrom(const std::array<QVariant, 4> &cells)
     return evidence;
 }
 
-ListEntry entryFrom(const QSqlQuery &query)
+ListEntry entryFrom(const SqlStatement &row)
 {
     int column = 0;
-    const auto next = [&] { return query.value(column++); };
+    const auto next = [&] { return row.value(column++); };
     ListEntry entry;
-    entry.id = next().toLongLong();
+    entry.id = next().toNumber();
     entry.url = SqlCells::toUrl(next());
     entry.folder = SqlCells::toText(next());
     entry.finished = next().toBool();
-    ProcessIdentity owner{next().toLongLong(), 0, {}};
-    owner.startTime = next().toLongLong();
+    ProcessIdentity owner{next().toNumber(), 0, {}};
+    owner.startTime = next().toNumber();
     owner.bootId = SqlCells::toText(next());
     entry.ownerPid = !owner.isNobody() && owner.isAlive() ? owner.pid : 0;
     entry.error.code = next().toInt();
@@ -76,10 +74,10 @@ ListEntry entryFrom(const QSqlQuery &query)
     entry.creationTime = SqlCells::toTime(next());
     entry.finishedTime = SqlCells::toTime(next());
     entry.name = SqlCells::toText(next());
-    const QVariant size = next();
-    entry.size = size.isNull() ? -1 : size.toLongLong();
-    entry.done = next().toLongLong();
-    const QVariant checksumResult = next();
+    const SqlValue size = next();
+    entry.size = size.isNull() ? -1 : size.toNumber();
+    entry.done = next().toNumber();
+    const SqlValue checksumResult = next();
     entry.hasChecksum = !checksumResult.isNull();
     entry.checksumResult = ChecksumResult(checksumResult.toInt());
     entry.evidence = evidenceFrom({next(), next(), next(), next()});
@@ -94,12 +92,12 @@ const QString kOptionColumns = u"rate_limit, connections, connections_per_server
                                u"checksum_result, on_changed, on_unresumable, "
                                u"skip_existing, insecure, store_secrets, user, password"_s;
 
-DownloadOptions optionsFrom(const QSqlQuery &query)
+DownloadOptions optionsFrom(const SqlStatement &row)
 {
     int column = 0;
-    const auto next = [&] { return query.value(column++); };
+    const auto next = [&] { return row.value(column++); };
     DownloadOptions options;
-    options.rateLimit = next().toLongLong();
+    options.rateLimit = next().toNumber();
     options.connections = next().toInt();
     options.connectionsPerServer = next().toInt();
     options.checksumAlgorithm = SqlCells::toText(next());
@@ -116,9 +114,9 @@ DownloadOptions optionsFrom(const QSqlQuery &query)
 }
 
 /// NULL unless a person asked for it to be kept.
-QVariant secret(const QString &text, const DownloadOptions &options)
+SqlValue secret(const QString &text, const DownloadOptions &options)
 {
-    return options.storeSecrets ? SqlCells::fromText(text) : QVariant();
+    return options.storeSecrets ? SqlCells::fromText(text) : SqlValue();
 }
 
 std::optional<QList<SecretHeader>> headersOf(RecordRows &rows, qint64 id)
@@ -129,9 +127,9 @@ std::optional<QList<SecretHeader>> headersOf(RecordRows &rows, qint64 id)
         return std::nullopt;
     QList<SecretHeader> headers;
     while (found->next()) {
-        const QVariant value = found->value(1);
+        const SqlValue value = found->value(1);
         headers.append({SqlCells::toText(found->value(0)),
-                        value.isNull() ? QString() : SqlCells::fromText(SqlCells::toText(value)).toString(),
+                        value.isNull() ? QString() : SqlCells::fromText(SqlCells::toText(value)).toText(),
                         SqlCells::toText(found->value(2))});
     }
     if (!rows.wasReadWhole(found))
@@ -145,7 +143,7 @@ bool setHeaders(RecordRows &rows, qint64 id, const DownloadOptions &options)
         return false;
     int position = 0;
     return std::all_of(options.headers.cbegin(), options.headers.cend(), [&](const SecretHeader &header) {
-        const QVariant value = header.value.isNull() ? QVariant() : secret(header.value, options);
+        const SqlValue value = header.value.isNull() ? SqlValue() : secret(header.value, options);
         return bool(
             rows.run(u"INSERT INTO secret_headers (download_id, position, name, value, origin) "
                      u"VALUES (?, ?, ?, ?, ?)"_s,
@@ -165,7 +163,7 @@ std::optional<QList<ListEntry>> ListRows::page(RecordRows &rows, ListFilter filt
         return std::nullopt;
     QList<ListEntry> entries;
     while (lines->next())
-        entries.append(entryFrom(lines.query()));
+        entries.append(entryFrom(lines.statement()));
     if (!rows.wasReadWhole(lines))
         return std::nullopt;
     return entries;
@@ -176,7 +174,7 @@ std::optional<qint64> ListRows::count(RecordRows &rows, ListFilter filter)
     auto number = rows.run(u"SELECT count(*) FROM downloads WHERE "_s + conditionOf(filter), {});
     if (!number || !number->next())
         return std::nullopt;
-    return number->value(0).toLongLong();
+    return number->value(0).toNumber();
 }
 
 std::optional<DownloadOptions> ListRows::options(RecordRows &rows, qint64 id)
@@ -185,7 +183,7 @@ std::optional<DownloadOptions> ListRows::options(RecordRows &rows, qint64 id)
     auto row = rows.run(statement, {id});
     if (!row)
         return std::nullopt;
-    DownloadOptions options = row->next() ? optionsFrom(row.query()) : DownloadOptions();
+    DownloadOptions options = row->next() ? optionsFrom(row.statement()) : DownloadOptions();
     const std::optional<QList<SecretHeader>> headers = headersOf(rows, id);
     if (!headers)
         return std::nullopt;
@@ -195,7 +193,7 @@ std::optional<DownloadOptions> ListRows::options(RecordRows &rows, qint64 id)
 
 bool ListRows::setOptions(RecordRows &rows, qint64 id, const DownloadOptions &options)
 {
-    const QVariantList values{
+    const SqlValues values{
         id,
         options.rateLimit,
         options.connections,
@@ -221,7 +219,7 @@ std::optional<FileIdentity> ListRows::fileIdentity(RecordRows &rows, qint64 id)
     auto row = rows.run(u"SELECT file_identity FROM downloads WHERE id = ?"_s, {id});
     if (!row)
         return std::nullopt;
-    return row->next() ? FileIdentity{row->value(0).toString()} : FileIdentity();
+    return row->next() ? FileIdentity{row->value(0).toText()} : FileIdentity();
 }
 
 std::optional<QString> ListRows::contentEncoding(RecordRows &rows, qint64 id)
@@ -229,5 +227,5 @@ std::optional<QString> ListRows::contentEncoding(RecordRows &rows, qint64 id)
     auto row = rows.run(u"SELECT content_encoding FROM downloads WHERE id = ?"_s, {id});
     if (!row)
         return std::nullopt;
-    return row->next() ? row->value(0).toString() : QString();
+    return row->next() ? row->value(0).toText() : QString();
 }

@@ -4,8 +4,6 @@
 #include <host/storage/recordrows.h>
 #include <host/storage/sqlcells.h>
 
-#include <QSqlQuery>
-
 using namespace Qt::StringLiterals;
 
 namespace
@@ -15,7 +13,7 @@ namespace
 enum Column : int { Url, Target, Redirects, Etag, WeakEtag, LastModified, Total, Digest };
 enum EvidenceColumn : int { Answers, Doubt, IsEndKnown, Address, FirstEtag, DigestResult };
 
-QVariantList cellsOf(const KnownAddress &address)
+SqlValues cellsOf(const KnownAddress &address)
 {
     const ResourceIdentity &identity = address.identity;
     return {SqlCells::fromUrl(address.url),
@@ -28,7 +26,7 @@ QVariantList cellsOf(const KnownAddress &address)
             SqlCells::fromBytes(identity.digest)};
 }
 
-KnownAddress addressFrom(QSqlQuery &row)
+KnownAddress addressFrom(const SqlStatement &row)
 {
     KnownAddress address;
     address.url = SqlCells::toUrl(row.value(Url));
@@ -37,12 +35,12 @@ KnownAddress addressFrom(QSqlQuery &row)
     address.identity.etag = SqlCells::toBytes(row.value(Etag));
     address.identity.weakEtag = SqlCells::toBytes(row.value(WeakEtag));
     address.identity.lastModified = SqlCells::toTime(row.value(LastModified));
-    address.identity.total = row.value(Total).toLongLong();
+    address.identity.total = row.value(Total).toNumber();
     address.identity.digest = SqlCells::toBytes(row.value(Digest));
     return address;
 }
 
-Evidence evidenceFrom(QSqlQuery &row)
+Evidence evidenceFrom(const SqlStatement &row)
 {
     Evidence evidence;
     evidence.answers = row.value(Answers).toInt();
@@ -65,7 +63,7 @@ std::optional<ResourceMemory> MemoryRows::load(RecordRows &rows, qint64 id)
     if (!addresses)
         return std::nullopt;
     while (addresses->next())
-        memory.addresses.append(addressFrom(addresses.query()));
+        memory.addresses.append(addressFrom(addresses.statement()));
     if (!rows.wasReadWhole(addresses))
         return std::nullopt;
     auto evidence = rows.run(u"SELECT answers, doubt, end_known, address, etag, digest_result "
@@ -74,7 +72,7 @@ std::optional<ResourceMemory> MemoryRows::load(RecordRows &rows, qint64 id)
     if (!evidence)
         return std::nullopt;
     if (evidence->next())
-        memory.evidence = evidenceFrom(evidence.query());
+        memory.evidence = evidenceFrom(evidence.statement());
     return memory;
 }
 
@@ -84,7 +82,7 @@ bool MemoryRows::save(RecordRows &rows, qint64 id, const ResourceMemory &memory)
         return false;
     int position = 0;
     for (const KnownAddress &address : memory.addresses) {
-        const QVariantList values = QVariantList{id, position++} + cellsOf(address);
+        const SqlValues values = SqlValues{id, position++} + cellsOf(address);
         if (!rows.run(u"INSERT INTO addresses VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"_s, values))
             return false;
     }
@@ -100,7 +98,7 @@ bool MemoryRows::setDigestResult(RecordRows &rows, qint64 id, ChecksumResult res
     return bool(rows.run(u"UPDATE evidence SET digest_result = ? WHERE download_id = ?"_s, {int(result), id}));
 }
 
-Evidence::Doubt MemoryRows::doubtFrom(const QVariant &cell)
+Evidence::Doubt MemoryRows::doubtFrom(const SqlValue &cell)
 {
     const int number = cell.toInt();
     const bool isKnown = number >= 0 && number <= int(Evidence::Doubt::FinishedEarly);

@@ -3,7 +3,8 @@
 
 #include <host/policy/resourcememory.h>
 
-#include <QVariant>
+#include <host/storage/sqlvalue.h>
+
 #include <QtGlobal>
 
 #include <optional>
@@ -22,6 +23,6 @@ bool save(RecordRows &rows, qint64 id, const ResourceMemory &memory);
 /// Of the evidence, if there is any.
 bool setDigestResult(RecordRows &rows, qint64 id, ChecksumResult result);
 /// A number that this program does not know is a doubt that it cannot name.
-Evidence::Doubt doubtFrom(const QVariant &cell);
+Evidence::Doubt doubtFrom(const SqlValue &cell);
 
 }

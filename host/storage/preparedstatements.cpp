@@ -18,18 +18,12 @@ PreparedStatements::Run::~Run()
     m_owner->m_idle.insert(std::move(m_node));
 }
 
-PreparedStatements::Run PreparedStatements::run(const QString &text, const QVariantList &values)
+PreparedStatements::Run PreparedStatements::run(const QString &text, const SqlValues &values)
 {
-    const auto idle = m_idle.find(text);
-    const bool isNew = idle == m_idle.end();
-    Run run(this, m_idle.extract(isNew ? m_idle.emplace(text, QSqlQuery(m_database)) : idle));
-    if (isNew) {
-        run->setForwardOnly(true);
-        if (!run->prepare(text))
-            return run;
-    }
-    for (const QVariant &value : values)
-        run->addBindValue(value);
-    run.m_done = run->exec();
+    auto found = m_idle.find(text);
+    if (found == m_idle.end())
+        found = m_idle.emplace(text, m_database.prepare(text));
+    Run run(this, m_idle.extract(found));
+    run.m_done = run->run(values);
     return run;
 }

@@ -1,21 +1,19 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <QSqlDatabase>
-#include <QSqlQuery>
+#include <host/storage/sqldatabase.h>
+
 #include <QString>
-#include <QVariant>
 
 #include <unordered_map>
 
 /// The statements of a connection, each prepared once however often it runs. Only for those of which there are few
-/// texts. They have to name their columns: Qt reserves room for as many as there were in the beginning. Not for a
-/// PRAGMA, part of which may happen while it is prepared. Has to go before the connection does.
+/// texts. Not for a PRAGMA, part of which may happen while it is prepared. Has to go before the connection does.
 class PreparedStatements
 {
     Q_DISABLE_COPY_MOVE(PreparedStatements)
 
-    using Store = std::unordered_multimap<QString, QSqlQuery>;
+    using Store = std::unordered_multimap<QString, SqlStatement>;
 
 public:
     /// A statement that ran, for its rows to be read. It is in nobody else's hands: the same one may run again
@@ -31,8 +29,8 @@ public:
 
         /// It did not fail.
         explicit operator bool() const { return m_done; }
-        QSqlQuery *operator->() { return &m_node.mapped(); }
-        QSqlQuery &query() { return m_node.mapped(); }
+        SqlStatement *operator->() { return &m_node.mapped(); }
+        SqlStatement &statement() { return m_node.mapped(); }
 
     private:
         friend class PreparedStatements;
@@ -43,15 +41,16 @@ public:
         bool m_done = false;
     };
 
-    explicit PreparedStatements(const QSqlDatabase &database)
+    /// @param database open; outlives this object
+    explicit PreparedStatements(const SqlDatabase &database)
         : m_database(database)
     {
     }
 
     /// @param values one for each "?" in the text
-    Run run(const QString &text, const QVariantList &values = {});
+    Run run(const QString &text, const SqlValues &values = {});
 
 private:
-    QSqlDatabase m_database;
+    const SqlDatabase &m_database;
     Store m_idle; ///< nothing of these runs
 };

@@ -26,17 +26,17 @@ enum class Cell {
     TextOrNothing,
 };
 
-bool isOfKind(const QVariant &cell, Cell kind)
+bool isOfKind(const SqlValue &cell, Cell kind)
 {
     switch (kind) {
     case Cell::Anything:
         break;
     case Cell::Number:
-        return !cell.isNull() && (cell.typeId() == QMetaType::LongLong || cell.typeId() == QMetaType::Int);
+        return cell.kind() == SqlValue::Kind::Number;
     case Cell::Text:
-        return !cell.isNull() && cell.typeId() == QMetaType::QString;
+        return cell.kind() == SqlValue::Kind::Text;
     case Cell::TextOrNothing:
-        return cell.isNull() || cell.typeId() == QMetaType::QString;
+        return cell.isNull() || cell.kind() == SqlValue::Kind::Text;
     }
     return true;
 }
@@ -45,8 +45,8 @@ bool isOfKind(const QVariant &cell, Cell kind)
 template<typename Record>
 struct Column {
     QLatin1String name;
-    QVariant (*get)(const Record &record);
-    void (*set)(Record &record, const QVariant &cell);
+    SqlValue (*get)(const Record &record);
+    void (*set)(Record &record, const SqlValue &cell);
     Cell kind = Cell::Anything;
 };
 
@@ -57,21 +57,21 @@ template<auto Member, typename Record>
 Column<Record> text(const char *name)
 {
     return {QLatin1String(name), [](const Record &record) { return SqlCells::fromText(record.*Member); },
-            [](Record &record, const QVariant &cell) { record.*Member = SqlCells::toText(cell); }, Cell::Text};
+            [](Record &record, const SqlValue &cell) { record.*Member = SqlCells::toText(cell); }, Cell::Text};
 }
 
 template<auto Member, typename Record>
 Column<Record> url(const char *name)
 {
     return {QLatin1String(name), [](const Record &record) { return SqlCells::fromUrl(record.*Member); },
-            [](Record &record, const QVariant &cell) { record.*Member = SqlCells::toUrl(cell); }, Cell::TextOrNothing};
+            [](Record &record, const SqlValue &cell) { record.*Member = SqlCells::toUrl(cell); }, Cell::TextOrNothing};
 }
 
 template<auto Member, typename Record>
 Column<Record> time(const char *name)
 {
     return {QLatin1String(name), [](const Record &record) { return SqlCells::fromTime(record.*Member); },
-            [](Record &record, const QVariant &cell) { record.*Member = SqlCells::toTime(cell); }, Cell::TextOrNothing};
+            [](Record &record, const SqlValue &cell) { record.*Member = SqlCells::toTime(cell); }, Cell::TextOrNothing};
 }
 
 /// Integers, booleans and enumerations.
@@ -79,8 +79,8 @@ template<auto Member, typename Record>
 Column<Record> number(const char *name)
 {
     using Number = std::remove_reference_t<decltype(std::declval<Record &>().*Member)>;
-    return {QLatin1String(name), [](const Record &record) { return QVariant::fromValue(qint64(record.*Member)); },
-            [](Record &record, const QVariant &cell) { record.*Member = Number(cell.toLongLong()); }, Cell::Number};
+    return {QLatin1String(name), [](const Record &record) { return SqlValue(qint64(record.*Member)); },
+            [](Record &record, const SqlValue &cell) { record.*Member = Number(cell.toNumber()); }, Cell::Number};
 }
 
 template<auto Member>
@@ -89,7 +89,7 @@ Column<Download> errorText(const char *name)
     return {
         QLatin1String(name),
         [](const Download &record) { return SqlCells::fromBytes(QByteArray::fromStdString(record.lastError.*Member)); },
-        [](Download &record, const QVariant &cell) {
+        [](Download &record, const SqlValue &cell) {
             record.lastError.*Member = SqlCells::toBytes(cell).toStdString();
         }};
 }
@@ -106,7 +106,7 @@ QVariantMap headersOf(const QVariantMap &parameters)
     return textsOnly ? headers : QVariantMap();
 }
 
-QVariant parametersCell(const Download &record)
+SqlValue parametersCell(const Download &record)
 {
     QVariantMap rest = record.parameters;
     if (!headersOf(rest).isEmpty())
@@ -127,9 +127,9 @@ const Columns<Download> &downloadColumns()
         url<&Download::webPageUrl, Download>("web_page_url"),
         text<&Download::referer, Download>("referer"),
         {"post_data"_L1, [](const Download &record) { return SqlCells::fromBytes(record.postData); },
-         [](Download &record, const QVariant &cell) { record.postData = SqlCells::toBytes(cell); }},
+         [](Download &record, const SqlValue &cell) { record.postData = SqlCells::toBytes(cell); }},
         {"parameters"_L1, &parametersCell,
-         [](Download &record, const QVariant &cell) { record.parameters = VariantJson::toMap(cell.toString()); }},
+         [](Download &record, const SqlValue &cell) { record.parameters = VariantJson::toMap(cell.toText()); }},
         number<&Download::sourceFlags, Download>("source_flags"),
         text<&Download::userAgent, Download>("user_agent"),
         number<&Download::destinationType, Download>("destination_type"),
@@ -140,24 +140,24 @@ const Columns<Download> &downloadColumns()
         number<&Download::createdBy, Download>("created_by"),
         time<&Download::creationTime, Download>("creation_time"),
         time<&Download::finishedTime, Download>("finished_time"),
-        {"error_code"_L1, [](const Download &record) { return QVariant(record.lastError.code); },
-         [](Download &record, const QVariant &cell) { record.lastError.code = cell.toInt(); }},
+        {"error_code"_L1, [](const Download &record) { return SqlValue(record.lastError.code); },
+         [](Download &record, const SqlValue &cell) { record.lastError.code = cell.toInt(); }},
         errorText<&AbstractError::category>("error_category"),
         errorText<&AbstractError::source>("error_source"),
         errorText<&AbstractError::description>("error_description"),
         time<&Download::lastErrorTime, Download>("error_time"),
         number<&Download::resumeSupport, Download>("resume_support"),
-        {"guid_is_set"_L1, [](const Download &record) { return QVariant(record.guid.isSet); },
-         [](Download &record, const QVariant &cell) { record.guid.isSet = cell.toUInt(); }},
-        {"guid_kind"_L1, [](const Download &record) { return QVariant(record.guid.kind); },
-         [](Download &record, const QVariant &cell) { record.guid.kind = cell.toUInt(); }},
+        {"guid_is_set"_L1, [](const Download &record) { return SqlValue(record.guid.isSet); },
+         [](Download &record, const SqlValue &cell) { record.guid.isSet = quint32(cell.toNumber()); }},
+        {"guid_kind"_L1, [](const Download &record) { return SqlValue(record.guid.kind); },
+         [](Download &record, const SqlValue &cell) { record.guid.kind = quint32(cell.toNumber()); }},
         {"guid_value"_L1, [](const Download &record) { return SqlCells::fromText(record.guid.value); },
-         [](Download &record, const QVariant &cell) { record.guid.value = SqlCells::toText(cell); }},
+         [](Download &record, const SqlValue &cell) { record.guid.value = SqlCells::toText(cell); }},
         number<&Download::childDownloads, Download>("child_downloads"),
         number<&Download::uploaded, Download>("uploaded"),
         number<&Download::sortIndex, Download>("sort_index"),
         {"content"_L1, [](const Download &record) { return SqlCells::fromContent(record.content); },
-         [](Download &record, const QVariant &cell) { record.content = cell.toByteArray(); }},
+         [](Download &record, const SqlValue &cell) { record.content = cell.toBytes(); }},
     };
     return columns;
 }
@@ -202,21 +202,21 @@ const Columns<QNetworkCookie> &cookieColumns()
     using Cookie = QNetworkCookie;
     static const Columns<Cookie> columns = {
         {"name"_L1, [](const Cookie &cookie) { return SqlCells::fromBytes(cookie.name()); },
-         [](Cookie &cookie, const QVariant &cell) { cookie.setName(SqlCells::toBytes(cell)); }},
+         [](Cookie &cookie, const SqlValue &cell) { cookie.setName(SqlCells::toBytes(cell)); }},
         {"value"_L1, [](const Cookie &cookie) { return SqlCells::fromBytes(cookie.value()); },
-         [](Cookie &cookie, const QVariant &cell) { cookie.setValue(SqlCells::toBytes(cell)); }},
+         [](Cookie &cookie, const SqlValue &cell) { cookie.setValue(SqlCells::toBytes(cell)); }},
         {"domain"_L1, [](const Cookie &cookie) { return SqlCells::fromText(cookie.domain()); },
-         [](Cookie &cookie, const QVariant &cell) { cookie.setDomain(SqlCells::toText(cell)); }},
+         [](Cookie &cookie, const SqlValue &cell) { cookie.setDomain(SqlCells::toText(cell)); }},
         {"path"_L1, [](const Cookie &cookie) { return SqlCells::fromText(cookie.path()); },
-         [](Cookie &cookie, const QVariant &cell) { cookie.setPath(SqlCells::toText(cell)); }},
+         [](Cookie &cookie, const SqlValue &cell) { cookie.setPath(SqlCells::toText(cell)); }},
         {"expires"_L1, [](const Cookie &cookie) { return SqlCells::fromTime(cookie.expirationDate()); },
-         [](Cookie &cookie, const QVariant &cell) { cookie.setExpirationDate(SqlCells::toTime(cell)); }},
-        {"secure"_L1, [](const Cookie &cookie) { return QVariant(int(cookie.isSecure())); },
-         [](Cookie &cookie, const QVariant &cell) { cookie.setSecure(cell.toBool()); }},
-        {"http_only"_L1, [](const Cookie &cookie) { return QVariant(int(cookie.isHttpOnly())); },
-         [](Cookie &cookie, const QVariant &cell) { cookie.setHttpOnly(cell.toBool()); }},
-        {"same_site"_L1, [](const Cookie &cookie) { return QVariant(int(cookie.sameSitePolicy())); },
-         [](Cookie &cookie, const QVariant &cell) {
+         [](Cookie &cookie, const SqlValue &cell) { cookie.setExpirationDate(SqlCells::toTime(cell)); }},
+        {"secure"_L1, [](const Cookie &cookie) { return SqlValue(int(cookie.isSecure())); },
+         [](Cookie &cookie, const SqlValue &cell) { cookie.setSecure(cell.toBool()); }},
+        {"http_only"_L1, [](const Cookie &cookie) { return SqlValue(int(cookie.isHttpOnly())); },
+         [](Cookie &cookie, const SqlValue &cell) { cookie.setHttpOnly(cell.toBool()); }},
+        {"same_site"_L1, [](const Cookie &cookie) { return SqlValue(int(cookie.sameSitePolicy())); },
+         [](Cookie &cookie, const SqlValue &cell) {
              cookie.setSameSitePolicy(QNetworkCookie::SameSite(cell.toInt()));
          }},
     };
@@ -266,9 +266,9 @@ QStringList names(const Columns<Record> &columns)
 }
 
 template<typename Record>
-QVariantList cells(const Columns<Record> &columns, const Record &record)
+SqlValues cells(const Columns<Record> &columns, const Record &record)
 {
-    QVariantList list;
+    SqlValues list;
     for (const Column<Record> &column : columns)
         list.append(column.get(record));
     return list;
@@ -276,11 +276,11 @@ QVariantList cells(const Columns<Record> &columns, const Record &record)
 
 /// The first column that does not hold what it should; empty = there is none.
 template<typename Record>
-QString fromRow(const Columns<Record> &columns, const QSqlQuery &query, Record &record)
+QString fromRow(const Columns<Record> &columns, const SqlStatement &row, Record &record)
 {
     int index = 0;
     for (const Column<Record> &column : columns) {
-        const QVariant cell = query.value(index++);
+        const SqlValue cell = row.value(index++);
         if (!isOfKind(cell, column.kind))
             return column.name;
         column.set(record, cell);
@@ -321,23 +321,23 @@ const PartTable<QNetworkCookie> kCookies(u"cookies"_s, {u"download_id"_s, u"posi
 const PartTable<Header> kHeaders(u"headers"_s, {u"download_id"_s, u"position"_s}, headerColumns());
 
 template<typename Part>
-bool insertAll(RecordRows &rows, const PartTable<Part> &table, const QVariantList &owner, const QList<Part> &parts)
+bool insertAll(RecordRows &rows, const PartTable<Part> &table, const SqlValues &owner, const QList<Part> &parts)
 {
     int position = 0;
     return std::all_of(parts.cbegin(), parts.cend(), [&](const Part &part) {
-        return bool(rows.run(table.insert, owner + QVariantList{position++} + cells(table.columns, part)));
+        return bool(rows.run(table.insert, owner + SqlValues{position++} + cells(table.columns, part)));
     });
 }
 
 template<typename Part>
-bool selectAll(RecordRows &rows, const PartTable<Part> &table, const QVariantList &owner, QList<Part> &parts)
+bool selectAll(RecordRows &rows, const PartTable<Part> &table, const SqlValues &owner, QList<Part> &parts)
 {
     auto found = rows.run(table.select, owner);
     if (!found)
         return false;
     while (found->next()) {
         parts.append(Part());
-        if (rows.isRefused(fromRow(table.columns, found.query(), parts.last())))
+        if (rows.isRefused(fromRow(table.columns, found.statement(), parts.last())))
             return false;
     }
     return rows.wasReadWhole(found);
@@ -351,22 +351,22 @@ bool RecordRows::insert(AbstractDownloadPersistentInfo &record)
     auto insertion = run(statement, cells(downloadColumns(), record));
     if (!insertion)
         return false;
-    record.id = insertion->lastInsertId().toLongLong();
+    record.id = insertion->insertedId();
     return insertParts(record);
 }
 
-bool RecordRows::update(const AbstractDownloadPersistentInfo &record, const QVariant &fileIdentity,
-                        const QVariant &contentEncoding)
+bool RecordRows::update(const AbstractDownloadPersistentInfo &record, const SqlValue &fileIdentity,
+                        const SqlValue &contentEncoding)
 {
     static const QString statement = u"UPDATE downloads SET %1 = ?, file_identity = coalesce(?, file_identity), "
                                      u"content_encoding = coalesce(?, content_encoding) WHERE id = ?"_s.arg(
                                          names(downloadColumns()).join(u" = ?, "_s));
     auto change =
-        run(statement, cells(downloadColumns(), record) + QVariantList{fileIdentity, contentEncoding, record.id});
-    return change && change->numRowsAffected() == 1 && deleteParts(record.id) && insertParts(record);
+        run(statement, cells(downloadColumns(), record) + SqlValues{fileIdentity, contentEncoding, record.id});
+    return change && change->changes() == 1 && deleteParts(record.id) && insertParts(record);
 }
 
-RecordRows::Records RecordRows::select(const QString &condition, const QVariantList &values, const QString &index)
+RecordRows::Records RecordRows::select(const QString &condition, const SqlValues &values, const QString &index)
 {
     static const QString columns = names(downloadColumns()).join(u", "_s);
     const QString by = index.isEmpty() ? QString() : u"INDEXED BY "_s + index;
@@ -376,9 +376,9 @@ RecordRows::Records RecordRows::select(const QString &condition, const QVariantL
     QList<AbstractDownloadPersistentInfo> records;
     while (rows->next()) {
         records.emplace_back();
-        if (isRefused(fromRow(downloadColumns(), rows.query(), records.last())))
+        if (isRefused(fromRow(downloadColumns(), rows.statement(), records.last())))
             return {};
-        records.last().id = rows->value(int(downloadColumns().size())).toLongLong();
+        records.last().id = rows->value(int(downloadColumns().size())).toNumber();
     }
     if (!wasReadWhole(rows))
         return {};
@@ -389,7 +389,7 @@ RecordRows::Records RecordRows::select(const QString &condition, const QVariantL
     return records;
 }
 
-PreparedStatements::Run RecordRows::run(const QString &statement, const QVariantList &values)
+PreparedStatements::Run RecordRows::run(const QString &statement, const SqlValues &values)
 {
     m_error = {};
     if (m_observer)
@@ -409,14 +409,13 @@ bool RecordRows::wasReadWhole(PreparedStatements::Run &run)
 bool RecordRows::isRefused(const QString &column)
 {
     if (!column.isEmpty())
-        m_error = QSqlError(u"the column \"%1\" holds what it cannot hold"_s.arg(column), {}, QSqlError::StatementError,
-                            QString::number(kCorrupt));
+        m_error = {kCorrupt, u"the column \"%1\" holds what it cannot hold"_s.arg(column)};
     return !column.isEmpty();
 }
 
 bool RecordRows::insertParts(const AbstractDownloadPersistentInfo &record)
 {
-    const QVariantList owner{record.id};
+    const SqlValues owner{record.id};
     if (!insertAll(*this, kFiles, owner, record.files) || !insertAll(*this, kMirrors, owner, record.mirrors)
         || !insertAll(*this, kCookies, owner, record.cookies)
         || !insertAll(*this, kHeaders, owner, headersAsList(record.parameters)))
@@ -437,7 +436,7 @@ bool RecordRows::deleteParts(qint64 id)
 
 bool RecordRows::loadParts(AbstractDownloadPersistentInfo &record)
 {
-    const QVariantList owner{record.id};
+    const SqlValues owner{record.id};
     QList<Header> headers;
     if (!selectAll(*this, kFiles, owner, record.files) || !selectAll(*this, kMirrors, owner, record.mirrors)
         || !selectAll(*this, kCookies, owner, record.cookies) || !selectAll(*this, kHeaders, owner, headers))

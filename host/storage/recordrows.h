@@ -5,8 +5,6 @@
 #include <inet/qt/download/records/abstractdownloadpersistentinfo.h>
 
 #include <QList>
-#include <QSqlError>
-#include <QVariant>
 
 #include <functional>
 #include <optional>
@@ -18,7 +16,7 @@ public:
     /// What a query yields, or nothing when it failed.
     using Records = std::optional<QList<AbstractDownloadPersistentInfo>>;
 
-    explicit RecordRows(const QSqlDatabase &database)
+    explicit RecordRows(const SqlDatabase &database)
         : m_statements(database)
     {
     }
@@ -27,20 +25,20 @@ public:
     bool insert(AbstractDownloadPersistentInfo &record);
     /// False, without an error, when the list has no record of that id.
     /// @param fileIdentity null = the one that is there stays @param contentEncoding likewise
-    bool update(const AbstractDownloadPersistentInfo &record, const QVariant &fileIdentity = {},
-                const QVariant &contentEncoding = {});
+    bool update(const AbstractDownloadPersistentInfo &record, const SqlValue &fileIdentity = {},
+                const SqlValue &contentEncoding = {});
     /// Records that a condition over the table "downloads" holds for. @param condition with a "?" for each value
     /// @param index by which they are to be found; empty = the database chooses
-    Records select(const QString &condition, const QVariantList &values, const QString &index = {});
+    Records select(const QString &condition, const SqlValues &values, const QString &index = {});
 
     /// Any statement, with a value for each "?" in it.
-    PreparedStatements::Run run(const QString &statement, const QVariantList &values);
+    PreparedStatements::Run run(const QString &statement, const SqlValues &values);
 
     /// To be asked behind the last row: whether it was the last, or reading the next one failed.
     bool wasReadWhole(PreparedStatements::Run &run);
 
     /// Why the last statement failed; not valid = it did not.
-    QSqlError lastError() const { return m_error; }
+    SqlError lastError() const { return m_error; }
     PreparedStatements &statements() { return m_statements; }
 
     /// Called with each statement before it runs.
@@ -55,6 +53,6 @@ private:
     bool loadParts(AbstractDownloadPersistentInfo &record);
 
     PreparedStatements m_statements;
-    QSqlError m_error;
+    SqlError m_error;
     std::function<void(const QString &)> m_observer;
 };

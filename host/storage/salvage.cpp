@@ -6,8 +6,6 @@
 #include <host/storage/schema.h>
 #include <host/storage/sqltransaction.h>
 
-#include <QSqlError>
-#include <QSqlQuery>
 #include <QUrl>
 
 #include <algorithm>
@@ -50,13 +48,12 @@ struct ColumnOf {
     bool mayBeEmpty = false;
 };
 
-QList<ColumnOf> columnsOf(const QSqlDatabase &database, const QString &where, const QString &table)
+QList<ColumnOf> columnsOf(const SqlDatabase &database, const QString &where, const QString &table)
 {
-    QSqlQuery query(database);
-    query.exec(u"PRAGMA %1.table_info(%2)"_s.arg(where, table));
+    SqlStatement rows = database.run(u"PRAGMA %1.table_info(%2)"_s.arg(where, table));
     QList<ColumnOf> columns;
-    while (query.next())
-        columns.append({query.value(1).toString(), query.value(2).toString(), !query.value(3).toBool()});
+    while (rows.next())
+        columns.append({rows.value(1).toText(), rows.value(2).toText(), !rows.value(3).toBool()});
     return columns;
 }
 
@@ -80,7 +77,7 @@ enum class Salvage::Fate {
     Lost, ///< with a reason
 };
 
-Salvage::Salvage(const QSqlDatabase &list)
+Salvage::Salvage(const SqlDatabase &list)
     : m_database(list)
     , m_rows(list)
 {
@@ -109,25 +106,22 @@ bool Salvage::run(const QString &damagedPath)
 bool Salvage::attach(const QString &path)
 {
     // Otherwise one part of the tables' descriptions that cannot be understood hides all others.
-    QSqlQuery(m_database).exec(u"PRAGMA writable_schema = ON"_s);
-    QSqlQuery query(m_database);
-    query.prepare(u"ATTACH ? AS old"_s);
-    query.addBindValue(addressFor(path));
-    const bool isAttached = query.exec();
-    m_errorText = isAttached ? QString() : query.lastError().text().simplified();
-    QSqlQuery(m_database).exec(u"PRAGMA writable_schema = OFF"_s);
-    return isAttached;
+    m_database.run(u"PRAGMA writable_schema = ON"_s);
+    const SqlStatement attached = m_database.run(u"ATTACH ? AS old"_s, {addressFor(path)});
+    m_errorText = attached.lastError().text.simplified();
+    m_database.run(u"PRAGMA writable_schema = OFF"_s);
+    return bool(attached);
 }
 
 bool Salvage::readTables()
 {
-    QSqlQuery version(m_database);
-    m_version = version.exec(u"PRAGMA old.user_version"_s) && version.next() ? version.value(0).toInt() : 0;
+    SqlStatement version = m_database.run(u"PRAGMA old.user_version"_s);
+    m_version = version.next() ? version.value(0).toInt() : 0;
     if (m_version > Schema::kVersion) {
         m_errorText = u"it was written by a later version of this program. Use that version."_s;
         return false;
     }
-    QSqlQuery(m_database).exec(u"CREATE TEMP TABLE brought (id INTEGER PRIMARY KEY)"_s);
+    m_database.run(u"CREATE TEMP TABLE brought (id INTEGER PRIMARY KEY)"_s);
     for (const QString &table : kTables)
         m_tables.insert(table, tableOf(table));
     const QStringList there = m_tables.value(kDownloads).common;
@@ -162,7 +156,7 @@ void Salvage::collect(const QString &statement, bool *wasWhole)
 {
     auto ids = m_rows.run(statement, {});
     while (ids && ids->next())
-        m_ids.insert(ids->value(0).toLongLong());
+        m_ids.insert(ids->value(0).toNumber());
     *wasWhole = ids && m_rows.wasReadWhole(ids);
 }
 
@@ -221,14 +215,14 @@ Salvage::Fate Salvage::copy(qint64 id, QString *reason)
         return Fate::Lost;
     };
     if (!transaction.isOpen())
-        return lost(transaction.lastError().text());
+        return lost(transaction.lastError().text);
     if (idOfSame(id) > 0)
         return Fate::Present;
     if (idWithSameFile(id) > 0)
         return lost(u"other downloads of the list are at their files by now"_s);
     const qint64 newId = insertDownload(id);
     if (newId == 0)
-        return lost(m_rows.lastError().isValid() ? m_rows.lastError().text() : u"only traces of them are left"_s);
+        return lost(m_rows.lastError().isValid() ? m_rows.lastError().text : u"only traces of them are left"_s);
     QStringList without;
     for (const QString &table : kTables) {
         const bool isPart = table != kDownloads && table != kFiles && table != kSections;
@@ -242,7 +236,7 @@ Salvage::Fate Salvage::copy(qint64 id, QString *reason)
     // What the list had before is compared with, not what comes along.
     run(u"INSERT INTO brought VALUES (?)"_s, {newId});
     if (!transaction.commit())
-        return lost(transaction.lastError().text());
+        return lost(transaction.lastError().text);
     for (const QString &part : std::as_const(without))
         m_without[part].append(newId);
     if (newId != id)
@@ -300,7 +294,7 @@ qint64 Salvage::insertDownload(qint64 id)
     auto insertion = m_rows.run(u"INSERT INTO main.downloads (%1) SELECT %2 FROM old.downloads WHERE id = ?"_s.arg(
                                     names.join(u", "_s), values.join(u", "_s)),
                                 {id});
-    return insertion && insertion->numRowsAffected() == 1 ? number(u"SELECT last_insert_rowid()"_s, {}) : 0;
+    return insertion && insertion->changes() == 1 ? number(u"SELECT last_insert_rowid()"_s, {}) : 0;
 }
 
 /// True, too, when the damaged list's version has no such table.
@@ -346,19 +340,19 @@ bool Salvage::isReadable(qint64 id, QString *reason)
     const bool isThere = records && records->size() == 1;
     const bool isWhole = isThere && ListRows::options(m_rows, id);
     if (!isWhole)
-        *reason = m_rows.lastError().text().simplified();
+        *reason = m_rows.lastError().text.simplified();
     return isWhole;
 }
 
-bool Salvage::run(const QString &statement, const QVariantList &values)
+bool Salvage::run(const QString &statement, const SqlValues &values)
 {
     return bool(m_rows.run(statement, values));
 }
 
-qint64 Salvage::number(const QString &statement, const QVariantList &values, bool *failed)
+qint64 Salvage::number(const QString &statement, const SqlValues &values, bool *failed)
 {
     auto row = m_rows.run(statement, values);
-    const qint64 number = row && row->next() ? row->value(0).toLongLong() : 0;
+    const qint64 number = row && row->next() ? row->value(0).toNumber() : 0;
     const bool isTold = row && m_rows.wasReadWhole(row);
     if (failed)
         *failed = !isTold;

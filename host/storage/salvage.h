@@ -7,7 +7,6 @@
 #include <QList>
 #include <QMap>
 #include <QSet>
-#include <QSqlDatabase>
 #include <QString>
 #include <QStringList>
 
@@ -24,7 +23,7 @@ class Salvage
 
 public:
     /// @param list open, of this program's version; outlives this object. The damaged one is attached to it.
-    explicit Salvage(const QSqlDatabase &list);
+    explicit Salvage(const SqlDatabase &list);
     ~Salvage();
 
     /// False with an error text: nothing can be read of the file.
@@ -63,10 +62,10 @@ private:
     bool copyNamesOfHeaders(qint64 id, qint64 newId);
     bool copyProgress(qint64 id, qint64 newId);
     bool isReadable(qint64 id, QString *reason);
-    bool run(const QString &statement, const QVariantList &values);
-    qint64 number(const QString &statement, const QVariantList &values, bool *failed = nullptr);
+    bool run(const QString &statement, const SqlValues &values);
+    qint64 number(const QString &statement, const SqlValues &values, bool *failed = nullptr);
 
-    QSqlDatabase m_database;
+    const SqlDatabase &m_database;
     RecordRows m_rows;
     QHash<QString, Table> m_tables;
     QSet<qint64> m_ids;

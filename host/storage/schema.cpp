@@ -3,12 +3,8 @@
 
 #include <host/storage/damagedlist.h>
 #include <host/storage/preparedstatements.h>
+#include <host/storage/sqldatabase.h>
 #include <host/storage/sqltransaction.h>
-
-#include <QSqlDatabase>
-#include <QSqlError>
-#include <QSqlQuery>
-#include <QVariant>
 
 #include <array>
 #include <iterator>
@@ -250,25 +246,23 @@ constexpr Migration kMigrations[] = {
 constexpr QStringView kWipeIsDue = u"CREATE TABLE IF NOT EXISTS wipe_due (version INTEGER)";
 
 /// Nothing, and a reason, when the query failed.
-std::optional<int> readNumber(const QSqlDatabase &database, const QString &statement, QSqlError *error)
+std::optional<int> readNumber(const SqlDatabase &database, const QString &statement, SqlError *error)
 {
-    QSqlQuery query(database);
-    if (query.exec(statement) && query.next())
-        return query.value(0).toInt();
-    *error = query.lastError();
+    SqlStatement row = database.run(statement);
+    if (row.next())
+        return row.value(0).toInt();
+    *error = row.lastError();
     return std::nullopt;
 }
 
-bool run(const QSqlDatabase &database, const QString &statement, QSqlError *error)
+bool run(const SqlDatabase &database, const QString &statement, SqlError *error)
 {
-    QSqlQuery query(database);
-    if (query.exec(statement))
-        return true;
-    *error = query.lastError();
-    return false;
+    const SqlStatement done = database.run(statement);
+    *error = done.lastError();
+    return bool(done);
 }
 
-bool migrate(const QSqlDatabase &database, const Migration &migration, QSqlError *error)
+bool migrate(const SqlDatabase &database, const Migration &migration, SqlError *error)
 {
     for (std::size_t i = 0; i < migration.count; ++i) {
         QString statement = migration.statements[i].toString();
@@ -282,25 +276,18 @@ bool migrate(const QSqlDatabase &database, const Migration &migration, QSqlError
 /// Made in a database of their own, so that SQLite's own words for them can be compared.
 QList<SchemaCheck::Object> makeObjects(int version)
 {
-    const QString name = u"plait-schema-%1"_s.arg(version);
-    QList<SchemaCheck::Object> objects;
-    {
-        QSqlDatabase database = QSqlDatabase::addDatabase(u"QSQLITE"_s, name);
-        database.setDatabaseName(u":memory:"_s);
-        database.open();
-        QSqlError error;
-        for (int i = 0; i < version; ++i)
-            migrate(database, kMigrations[i], &error);
-        objects = SchemaCheck::objectsOf(database, &error);
-    }
-    QSqlDatabase::removeDatabase(name);
-    return objects;
+    SqlDatabase database;
+    database.open(SqlDatabase::inMemory());
+    SqlError error;
+    for (int i = 0; i < version; ++i)
+        migrate(database, kMigrations[i], &error);
+    return SchemaCheck::objectsOf(database, &error);
 }
 
 /// The statements that lead here are right for every database: SQLite complains of them when the file is not.
-Schema::Finding trouble(const QSqlError &error)
+Schema::Finding trouble(const SqlError &error)
 {
-    const QString text = error.text().simplified();
+    const QString text = error.text.simplified();
     if (DamagedList::suspicionOf(error) == DamagedList::Suspicion::None)
         return {Schema::Outcome::Failed, 0, {}, text};
     return {Schema::Outcome::Damaged, 0, {text}, text};
@@ -315,13 +302,13 @@ QStringList flawsOf(const QList<SchemaCheck::Object> &found, int version)
 }
 
 /// Version and tables as they are at one moment: another process may be about to change both.
-Schema::Finding lookAtOneMoment(const QSqlDatabase &database, PreparedStatements &statements)
+Schema::Finding lookAtOneMoment(const SqlDatabase &database, PreparedStatements &statements)
 {
     const SqlTransaction transaction(statements, SqlTransaction::Kind::Read);
     return transaction.isOpen() ? Schema::look(database) : trouble(transaction.lastError());
 }
 
-bool migrateFrom(const QSqlDatabase &database, int version, QSqlError *error)
+bool migrateFrom(const SqlDatabase &database, int version, SqlError *error)
 {
     for (int i = version; i < Schema::kVersion; ++i) {
         // A list that is only made now has nothing to hide.
@@ -334,11 +321,11 @@ bool migrateFrom(const QSqlDatabase &database, int version, QSqlError *error)
 }
 
 /// Inside of a transaction that is open.
-Schema::Finding migrated(const QSqlDatabase &database, SqlTransaction &transaction)
+Schema::Finding migrated(const SqlDatabase &database, SqlTransaction &transaction)
 {
     // Another process may have done it while this one waited for the lock.
     const Schema::Finding before = Schema::look(database);
-    QSqlError error;
+    SqlError error;
     if (before.outcome != Schema::Outcome::Done || before.version == Schema::kVersion)
         return before;
     if (!migrateFrom(database, before.version, &error))
@@ -362,9 +349,9 @@ const QList<SchemaCheck::Object> &Schema::objects(int version)
     return objects;
 }
 
-Schema::Finding Schema::look(const QSqlDatabase &database)
+Schema::Finding Schema::look(const SqlDatabase &database)
 {
-    QSqlError error;
+    SqlError error;
     const std::optional<int> version = readNumber(database, u"PRAGMA user_version"_s, &error);
     const std::optional<int> applicationId = readNumber(database, u"PRAGMA application_id"_s, &error);
     if (!version || !applicationId)
@@ -385,7 +372,7 @@ Schema::Finding Schema::look(const QSqlDatabase &database)
     return {flaws.isEmpty() ? Outcome::Done : Outcome::Damaged, *version, flaws, flaws.value(0)};
 }
 
-Schema::Outcome Schema::upgrade(const QSqlDatabase &database, QString *errorText)
+Schema::Outcome Schema::upgrade(const SqlDatabase &database, QString *errorText)
 {
     PreparedStatements statements(database);
     Finding finding = lookAtOneMoment(database, statements);
@@ -411,9 +398,9 @@ QString Schema::refusedNames()
 
 /// Rows that were deleted before are still in free places of pages, and earlier states of pages in the log beside the
 /// file. One makes a file without free places, the other puts it in the place of the old one and empties the log.
-void Schema::wipe(const QSqlDatabase &database)
+void Schema::wipe(const SqlDatabase &database)
 {
-    QSqlError error;
+    SqlError error;
     const auto isDue = readNumber(database, u"SELECT count(*) FROM sqlite_master WHERE name = 'wipe_due'"_s, &error);
     if (isDue.value_or(0) == 0 || !run(database, u"VACUUM"_s, &error))
         return;
@@ -422,7 +409,7 @@ void Schema::wipe(const QSqlDatabase &database)
         run(database, u"DROP TABLE wipe_due"_s, &error);
 }
 
-bool Schema::isWhole(const QSqlDatabase &database)
+bool Schema::isWhole(const SqlDatabase &database)
 {
     PreparedStatements statements(database);
     const Finding finding = lookAtOneMoment(database, statements);

@@ -7,7 +7,7 @@
 #include <QString>
 #include <QStringList>
 
-class QSqlDatabase;
+class SqlDatabase;
 
 /// The tables of the list and their versions, which SQLite keeps in "user_version".
 ///
@@ -37,7 +37,7 @@ struct Finding {
 };
 
 /// Changes nothing. Inside of a transaction version and tables are of one moment.
-Finding look(const QSqlDatabase &database);
+Finding look(const SqlDatabase &database);
 
 /// Of the tables "headers" and "secret_headers": which names may stand in the first one with their values, as a list
 /// for SQL's IN, and which in neither. As they were when the second one came.
@@ -46,17 +46,17 @@ QString refusedNames();
 
 /// What a step took out of the tables leaves the file, too, and what lies beside it: done by upgrade(), and tried again
 /// with each one while it fails, because somebody else is at work.
-void wipe(const QSqlDatabase &database);
+void wipe(const SqlDatabase &database);
 
 /// Brings the tables from whatever version they have to kVersion, in one transaction.
 /// Tables that are not those of the version that they claim to have are damage, and are left as they are.
 /// @param errorText gets a sentence unless it is Done; for Damaged its beginning, what is wrong
-Outcome upgrade(const QSqlDatabase &database, QString *errorText);
+Outcome upgrade(const SqlDatabase &database, QString *errorText);
 
 /// What the tables of a version are made of. @param version 0 to kVersion
 const QList<SchemaCheck::Object> &objects(int version);
 
 /// Whether a list that was whole when it was opened still has its tables. True, too, when nobody can say.
-bool isWhole(const QSqlDatabase &database);
+bool isWhole(const SqlDatabase &database);
 
 }

@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <host/storage/schemacheck.h>
 
+#include <host/storage/sqldatabase.h>
+
 #include <QRegularExpression>
-#include <QSqlDatabase>
-#include <QSqlError>
-#include <QSqlQuery>
-#include <QVariant>
 
 #include <algorithm>
 #include <iterator>
@@ -79,18 +77,14 @@ bool mayInterfere(const Object &object)
 
 }
 
-QList<SchemaCheck::Object> SchemaCheck::objectsOf(const QSqlDatabase &database, QSqlError *error)
+QList<SchemaCheck::Object> SchemaCheck::objectsOf(const SqlDatabase &database, SqlError *error)
 {
-    *error = {};
-    QSqlQuery query(database);
-    query.setForwardOnly(true);
+    SqlStatement rows = database.run(u"SELECT type, name, tbl_name, sql FROM sqlite_master"_s);
     QList<Object> objects;
-    if (query.exec(u"SELECT type, name, tbl_name, sql FROM sqlite_master"_s)) {
-        while (query.next())
-            objects.append({query.value(0).toString(), query.value(1).toString(), query.value(2).toString(),
-                            plain(query.value(3).toString())});
-    }
-    *error = query.lastError();
+    while (rows.next())
+        objects.append(
+            {rows.value(0).toText(), rows.value(1).toText(), rows.value(2).toText(), plain(rows.value(3).toText())});
+    *error = rows.lastError();
     return error->isValid() ? QList<Object>() : objects;
 }
 

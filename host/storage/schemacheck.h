@@ -5,8 +5,8 @@
 #include <QString>
 #include <QStringList>
 
-class QSqlDatabase;
-class QSqlError;
+class SqlDatabase;
+struct SqlError;
 
 /// Holds the tables, indexes and triggers of a list against those that this program makes.
 ///
@@ -24,7 +24,7 @@ struct Object {
 };
 
 /// In no particular order; nothing and an error when they cannot be read.
-QList<Object> objectsOf(const QSqlDatabase &database, QSqlError *error);
+QList<Object> objectsOf(const SqlDatabase &database, SqlError *error);
 
 /// What is wrong with those that were found, each as the beginning of a sentence; empty = nothing.
 QStringList flaws(const QList<Object> &found, const QList<Object> &expected);

@@ -3,62 +3,62 @@
 
 using namespace Qt::StringLiterals;
 
-QVariant SqlCells::fromText(const QString &text)
+SqlValue SqlCells::fromText(const QString &text)
 {
     return text.isNull() ? u""_s : text;
 }
 
-QString SqlCells::toText(const QVariant &cell)
+QString SqlCells::toText(const SqlValue &cell)
 {
-    return cell.toString();
+    return cell.toText();
 }
 
-QVariant SqlCells::fromBytes(const QByteArray &bytes)
+SqlValue SqlCells::fromBytes(const QByteArray &bytes)
 {
     if (bytes.isEmpty())
         return {};
     // What the shell could not show whole goes into a blob.
     const QString text = QString::fromUtf8(bytes);
     const bool isText = !bytes.contains('\0') && text.toUtf8() == bytes;
-    return isText ? QVariant(text) : QVariant(bytes);
+    return isText ? SqlValue(text) : SqlValue(bytes);
 }
 
-QByteArray SqlCells::toBytes(const QVariant &cell)
+QByteArray SqlCells::toBytes(const SqlValue &cell)
 {
-    return cell.typeId() == QMetaType::QByteArray ? cell.toByteArray() : cell.toString().toUtf8();
+    return cell.toBytes();
 }
 
-QVariant SqlCells::fromContent(const QByteArray &content)
+SqlValue SqlCells::fromContent(const QByteArray &content)
 {
-    return content.isEmpty() ? QVariant() : QVariant(content);
+    return content.isEmpty() ? SqlValue() : SqlValue(content);
 }
 
-QVariant SqlCells::fromTime(const QDateTime &time)
+SqlValue SqlCells::fromTime(const QDateTime &time)
 {
-    return time.isValid() ? QVariant(time.toUTC().toString(Qt::ISODateWithMs)) : QVariant();
+    return time.isValid() ? SqlValue(time.toUTC().toString(Qt::ISODateWithMs)) : SqlValue();
 }
 
-QDateTime SqlCells::toTime(const QVariant &cell)
+QDateTime SqlCells::toTime(const SqlValue &cell)
 {
-    return cell.isNull() ? QDateTime() : QDateTime::fromString(cell.toString(), Qt::ISODateWithMs);
+    return cell.isNull() ? QDateTime() : QDateTime::fromString(cell.toText(), Qt::ISODateWithMs);
 }
 
-QVariant SqlCells::fromUrl(const QUrl &url)
+SqlValue SqlCells::fromUrl(const QUrl &url)
 {
-    return url.isEmpty() ? QVariant() : QVariant(url.toString(QUrl::FullyEncoded));
+    return url.isEmpty() ? SqlValue() : SqlValue(url.toString(QUrl::FullyEncoded));
 }
 
-QUrl SqlCells::toUrl(const QVariant &cell)
+QUrl SqlCells::toUrl(const SqlValue &cell)
 {
-    return cell.isNull() ? QUrl() : QUrl(cell.toString(), QUrl::StrictMode);
+    return cell.isNull() ? QUrl() : QUrl(cell.toText(), QUrl::StrictMode);
 }
 
-QVariant SqlCells::fromFlags(quint64 flags)
+SqlValue SqlCells::fromFlags(quint64 flags)
 {
-    return QVariant::fromValue(qint64(flags));
+    return qint64(flags);
 }
 
-quint64 SqlCells::toFlags(const QVariant &cell)
+quint64 SqlCells::toFlags(const SqlValue &cell)
 {
-    return quint64(cell.toLongLong());
+    return quint64(cell.toNumber());
 }

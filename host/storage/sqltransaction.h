@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <QSqlError>
+#include <host/storage/sqlerror.h>
 
 class PreparedStatements;
 
@@ -22,12 +22,12 @@ public:
     bool isOpen() const { return m_open; }
     bool commit();
     /// Why isOpen() or commit() is false.
-    QSqlError lastError() const { return m_error; }
+    SqlError lastError() const { return m_error; }
 
 private:
     bool run(const QString &statement);
 
     PreparedStatements &m_statements;
-    QSqlError m_error;
+    SqlError m_error;
     bool m_open = false;
 };

@@ -122,7 +122,7 @@ QJsonValue toJson(const QVariant &value)
     case QMetaType::QByteArray:
         return tagged(kBytes, base64(value.toByteArray()));
     case QMetaType::QDateTime:
-        return value.toDateTime().isValid() ? tagged(kTime, SqlCells::fromTime(value.toDateTime()).toString())
+        return value.toDateTime().isValid() ? tagged(kTime, SqlCells::fromTime(value.toDateTime()).toText())
                                             : otherToJson(value);
     case QMetaType::QUrl:
         return tagged(kUrl, value.toUrl().toString(QUrl::FullyEncoded));

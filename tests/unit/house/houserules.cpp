@@ -37,14 +37,14 @@ constexpr Room kRooms[] = {
     {"host/policy/", "policy", "records framework helpers parsing policy", "QtCore QtNetwork", ""},
     {"host/options/", "options", "records parsing policy options", "QtCore", ""},
     {"host/network/", "network", "records framework parsing policy network", "QtCore QtNetwork", "curl/ openssl/"},
-    {"host/storage/", "storage", "records framework policy options storage", "QtCore QtSql", ""},
-    {"host/storage/sql", "storage", "records framework policy options storage", "QtCore QtSql", "sqlite3.h"},
+    {"host/storage/", "storage", "records framework policy options storage", "QtCore", ""},
+    {"host/storage/sql", "storage", "records framework policy options storage", "QtCore", "sqlite3.h"},
     {"host/engine/", "engine", "records framework helpers parsing policy options network storage engine",
      "QtCore QtNetwork", ""},
     {"cli/", "cli", "records framework helpers parsing policy options network storage engine cli", "QtCore", "CLI/"},
     {"tests/support/", "support", "support records framework", "QtCore QtNetwork QtTest", ""},
     {"tests/support/sqlfile", "support", "support", "QtCore", "sqlite3.h"},
-    {"tests/", "tests", "*", "QtCore QtNetwork QtSql QtTest QtCore5Compat", "CLI/ curl/"},
+    {"tests/", "tests", "*", "QtCore QtNetwork QtTest QtCore5Compat", "CLI/ curl/"},
     {"benchmarks/", "benchmarks", "*", "QtCore QtNetwork QtTest", ""},
 };
 

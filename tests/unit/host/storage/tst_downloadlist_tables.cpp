@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include <host/storage/damagedlist.h>
 #include <host/storage/downloadlist.h>
+#include <host/storage/sqlerror.h>
 #include <tests/unit/host/storage/shell.h>
 
 #include <QDir>
 #include <QRegularExpression>
-#include <QSqlError>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -310,8 +310,7 @@ void TestDownloadListTables::errorsAreKnownByTheirNumber()
     QFETCH(int, code);
     QFETCH(DamagedList::Suspicion, suspicion);
     // Whatever the words: a server's, or a trigger's, may be among them.
-    const QSqlError error(u"database disk image is malformed"_s, u"disk is full"_s, QSqlError::StatementError,
-                          QString::number(code));
+    const SqlError error{code, u"database disk image is malformed: disk is full"_s};
     QCOMPARE(DamagedList::suspicionOf(error), suspicion);
 }
 

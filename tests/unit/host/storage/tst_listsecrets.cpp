@@ -1,15 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include <host/storage/downloadlist.h>
 #include <host/storage/listcheck.h>
-#include <host/storage/listconnection.h>
 #include <host/storage/listrepair.h>
 #include <host/storage/schema.h>
+#include <host/storage/sqldatabase.h>
 #include <tests/unit/host/storage/shell.h>
 
 #include <QDir>
 #include <QFile>
-#include <QSqlError>
-#include <QSqlQuery>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -76,15 +74,13 @@ void TestListSecrets::makeEarlierList(const QString &path) const
 {
     QFile script(QStringLiteral(FIRST_SCHEMA));
     QVERIFY(script.open(QIODevice::ReadOnly));
-    const ListConnection connection(path);
-    QSqlDatabase database = connection.database();
-    QVERIFY(database.open());
-    QSqlQuery query(database);
+    SqlDatabase database;
+    QVERIFY(database.open(path));
     const QList<QByteArray> statements = script.readAll().split(';');
     for (const QByteArray &statement : statements)
-        QVERIFY(statement.trimmed().isEmpty() || query.exec(QString::fromUtf8(statement)));
+        QVERIFY(statement.trimmed().isEmpty() || database.run(QString::fromUtf8(statement)));
     for (const QString &statement : kEarlierVersion)
-        QVERIFY2(query.exec(statement), qPrintable(query.lastError().text()));
+        QVERIFY2(database.run(statement), qPrintable(statement));
 }
 
 QStringList TestListSecrets::filesWithSecret() const
@@ -126,16 +122,11 @@ void TestListSecrets::whatCouldNotLeaveAtOnceLeavesLater()
     makeEarlierList(path());
     {
         // Its view of the list is to stay as it is: what it may still read cannot be overwritten.
-        const ListConnection reader(path());
-        QSqlDatabase database = reader.database();
-        database.setConnectOptions(u"QSQLITE_BUSY_TIMEOUT=0"_s);
-        QVERIFY(database.open());
-        QSqlQuery query(database);
-        QVERIFY(query.exec(u"BEGIN"_s) && query.exec(u"SELECT count(*) FROM headers"_s) && query.next());
-        const ListConnection writer(path());
-        QSqlDatabase upgraded = writer.database();
-        upgraded.setConnectOptions(u"QSQLITE_BUSY_TIMEOUT=0"_s);
-        QVERIFY(upgraded.open());
+        SqlDatabase reader;
+        QVERIFY(reader.open(path(), SqlDatabase::Access::Write, 0));
+        QVERIFY(reader.run(u"BEGIN"_s) && reader.run(u"SELECT count(*) FROM headers"_s));
+        SqlDatabase upgraded;
+        QVERIFY(upgraded.open(path(), SqlDatabase::Access::Write, 0));
         QString errorText;
         QCOMPARE(Schema::upgrade(upgraded, &errorText), Schema::Outcome::Done);
         QVERIFY(!filesWithSecret().isEmpty());

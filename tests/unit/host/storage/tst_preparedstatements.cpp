@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <host/storage/preparedstatements.h>
 
-#include <QSqlDatabase>
-#include <QSqlError>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -10,20 +8,6 @@
 #include <optional>
 
 using namespace Qt::StringLiterals;
-
-namespace
-{
-
-QSqlDatabase openDatabase(const QString &name, const QString &path)
-{
-    QSqlDatabase database = QSqlDatabase::addDatabase(u"QSQLITE"_s, name);
-    database.setDatabaseName(path);
-    database.setConnectOptions(u"QSQLITE_BUSY_TIMEOUT=0"_s);
-    database.open();
-    return database;
-}
-
-}
 
 /// Two connections to one file, which holds a table of the numbers 1 to 3.
 class TestPreparedStatements : public QObject
@@ -43,21 +27,23 @@ private Q_SLOTS:
     void nothingIsLeftInUse();
 
 private:
-    bool otherRuns(const QString &statement) { return QSqlQuery(m_other).exec(statement); }
-    qint64 numberOf(const QString &statement, const QVariantList &values = {});
+    bool otherRuns(const QString &statement) { return bool(m_other->run(statement)); }
+    qint64 numberOf(const QString &statement, const SqlValues &values = {});
 
     std::unique_ptr<QTemporaryDir> m_dir;
-    QSqlDatabase m_database;
-    QSqlDatabase m_other;
+    std::optional<SqlDatabase> m_database;
+    std::optional<SqlDatabase> m_other;
     std::optional<PreparedStatements> m_statements;
 };
 
 void TestPreparedStatements::init()
 {
     m_dir = std::make_unique<QTemporaryDir>();
-    m_database = openDatabase(u"one"_s, m_dir->filePath(u"x.sqlite"_s));
-    m_other = openDatabase(u"other"_s, m_dir->filePath(u"x.sqlite"_s));
-    m_statements.emplace(m_database);
+    for (auto *const database : {&m_database, &m_other}) {
+        database->emplace();
+        QVERIFY((*database)->open(m_dir->filePath(u"x.sqlite"_s), SqlDatabase::Access::Write, 0));
+    }
+    m_statements.emplace(*m_database);
     QVERIFY(otherRuns(u"CREATE TABLE numbers (n INTEGER PRIMARY KEY)"_s));
     QVERIFY(otherRuns(u"INSERT INTO numbers VALUES (1), (2), (3)"_s));
 }
@@ -65,18 +51,15 @@ void TestPreparedStatements::init()
 void TestPreparedStatements::cleanup()
 {
     m_statements.reset();
-    for (QSqlDatabase *const database : {&m_database, &m_other}) {
-        const QString name = database->connectionName();
-        *database = {};
-        QSqlDatabase::removeDatabase(name);
-    }
+    m_database.reset();
+    m_other.reset();
 }
 
 /// -1 = there is none.
-qint64 TestPreparedStatements::numberOf(const QString &statement, const QVariantList &values)
+qint64 TestPreparedStatements::numberOf(const QString &statement, const SqlValues &values)
 {
     auto run = m_statements->run(statement, values);
-    return run && run->next() ? run->value(0).toLongLong() : -1;
+    return run && run->next() ? run->value(0).toNumber() : -1;
 }
 
 void TestPreparedStatements::eachRunHasItsOwnValues()
@@ -98,7 +81,7 @@ void TestPreparedStatements::theSameStatementRunsWhileItIsRead()
             auto inner = m_statements->run(statement, {outer->value(0)});
             QVERIFY(inner);
             while (inner->next())
-                seen.append(outer->value(0).toLongLong() * 10 + inner->value(0).toLongLong());
+                seen.append(outer->value(0).toNumber() * 10 + inner->value(0).toNumber());
         }
     }
     const QList<qint64> once{11, 12, 13, 22, 23, 33};
@@ -113,7 +96,7 @@ void TestPreparedStatements::aStatementThatIsNotReadToItsEndHoldsNoLock()
         QVERIFY(run && run->next());
         QVERIFY2(!otherRuns(change), "it is in the middle of reading");
     }
-    QVERIFY2(otherRuns(change), qPrintable(QSqlQuery(m_other).lastError().text()));
+    QVERIFY2(otherRuns(change), "it is not");
     QCOMPARE(numberOf(u"SELECT n FROM numbers"_s), 11);
 }
 
@@ -133,7 +116,7 @@ void TestPreparedStatements::whatFailedWorksOnceItCan()
     {
         auto run = m_statements->run(statement);
         QVERIFY(!run);
-        QVERIFY2(run->lastError().text().contains(u"no such table"_s), qPrintable(run->lastError().text()));
+        QVERIFY2(run->lastError().text.contains(u"no such table"_s), qPrintable(run->lastError().text));
     }
     QVERIFY(otherRuns(u"CREATE TABLE others AS SELECT 7 AS n"_s));
     QCOMPARE(numberOf(statement), 7);
@@ -147,7 +130,7 @@ void TestPreparedStatements::aRefusedRowDoesNotHinderTheNextOne()
     QCOMPARE(numberOf(u"SELECT count(*) FROM numbers"_s), 6);
     auto refused = m_statements->run(statement, {6});
     QVERIFY(!refused);
-    QCOMPARE(refused->lastError().nativeErrorCode().toInt() & 0xff, 19);
+    QCOMPARE(refused->lastError().number & 0xff, 19);
 }
 
 void TestPreparedStatements::nothingIsLeftInUse()

@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <host/storage/schema.h>
+#include <host/storage/sqldatabase.h>
 
 #include <QFile>
-#include <QSqlDatabase>
-#include <QSqlError>
-#include <QSqlQuery>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -12,18 +10,12 @@
 
 using namespace Qt::StringLiterals;
 
-namespace
-{
-const QString kConnection = u"test"_s;
-}
-
 class TestSchema : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
     void init();
-    void cleanup();
 
     void anEmptyDatabaseGetsTheTables();
     void aSecondUpgradeChangesNothing();
@@ -33,46 +25,41 @@ private Q_SLOTS:
     void aFailedMigrationLeavesNothingBehind();
 
 private:
-    QSqlDatabase database() const { return QSqlDatabase::database(kConnection); }
     void exec(const QString &statement) const;
-    bool upgrade(QString *error) const { return Schema::upgrade(database(), error) == Schema::Outcome::Done; }
+    bool upgrade(QString *error) const { return Schema::upgrade(*m_database, error) == Schema::Outcome::Done; }
     QStringList tables() const;
     int number(const QString &pragma) const;
 
     std::unique_ptr<QTemporaryDir> m_dir;
+    std::unique_ptr<SqlDatabase> m_database;
 };
 
 void TestSchema::init()
 {
     m_dir = std::make_unique<QTemporaryDir>();
-    QSqlDatabase added = QSqlDatabase::addDatabase(u"QSQLITE"_s, kConnection);
-    added.setDatabaseName(m_dir->filePath(u"list.sqlite"_s));
-    QVERIFY(added.open());
-}
-
-void TestSchema::cleanup()
-{
-    QSqlDatabase::removeDatabase(kConnection);
+    m_database = std::make_unique<SqlDatabase>();
+    QVERIFY(m_database->open(m_dir->filePath(u"list.sqlite"_s)));
 }
 
 void TestSchema::exec(const QString &statement) const
 {
-    QSqlQuery query(database());
-    QVERIFY2(query.exec(statement), qPrintable(query.lastError().text()));
+    QVERIFY2(m_database->run(statement), qPrintable(statement));
 }
 
 QStringList TestSchema::tables() const
 {
-    QStringList names = database().tables();
-    names.removeOne(u"sqlite_sequence"_s);
-    names.sort();
+    SqlStatement rows = m_database->run(
+        u"SELECT name FROM sqlite_master WHERE type = 'table' AND name NOT LIKE 'sqlite%' ORDER BY name"_s);
+    QStringList names;
+    while (rows.next())
+        names.append(rows.value(0).toText());
     return names;
 }
 
 int TestSchema::number(const QString &pragma) const
 {
-    QSqlQuery query(database());
-    return query.exec(u"PRAGMA "_s + pragma) && query.next() ? query.value(0).toInt() : -1;
+    SqlStatement row = m_database->run(u"PRAGMA "_s + pragma);
+    return row.next() ? row.value(0).toInt() : -1;
 }
 
 void TestSchema::anEmptyDatabaseGetsTheTables()
@@ -91,9 +78,9 @@ void TestSchema::aSecondUpgradeChangesNothing()
     QVERIFY2(upgrade(&error), qPrintable(error));
     exec(u"INSERT INTO headers VALUES (1, 0, 'N', 'V')"_s);
     QVERIFY2(upgrade(&error), qPrintable(error));
-    QSqlQuery query(database());
-    QVERIFY(query.exec(u"SELECT count(*) FROM headers"_s) && query.next());
-    QCOMPARE(query.value(0).toInt(), 1);
+    SqlStatement row = m_database->run(u"SELECT count(*) FROM headers"_s);
+    QVERIFY(row.next());
+    QCOMPARE(row.value(0).toInt(), 1);
 }
 
 void TestSchema::aListOfTheFirstVersionKeepsItsRecords()
@@ -108,12 +95,12 @@ void TestSchema::aListOfTheFirstVersionKeepsItsRecords()
     QString error;
     QVERIFY2(upgrade(&error), qPrintable(error));
     QCOMPARE(number(u"user_version"_s), Schema::kVersion);
-    QSqlQuery query(database());
-    QVERIFY(query.exec(u"SELECT url, finished, file_identity, content_encoding FROM downloads"_s) && query.next());
-    QCOMPARE(query.value(0).toString(), u"http://a/old.iso"_s);
-    QCOMPARE(query.value(1).toInt(), 0);
-    QVERIFY(query.value(2).isNull());
-    QVERIFY(query.value(3).isNull());
+    SqlStatement row = m_database->run(u"SELECT url, finished, file_identity, content_encoding FROM downloads"_s);
+    QVERIFY(row.next());
+    QCOMPARE(row.value(0).toText(), u"http://a/old.iso"_s);
+    QCOMPARE(row.value(1).toInt(), 0);
+    QVERIFY(row.value(2).isNull());
+    QVERIFY(row.value(3).isNull());
 }
 
 void TestSchema::aLaterVersionIsRefused()
@@ -121,7 +108,7 @@ void TestSchema::aLaterVersionIsRefused()
     QString error;
     QVERIFY2(upgrade(&error), qPrintable(error));
     exec(u"PRAGMA user_version = %1"_s.arg(Schema::kVersion + 1));
-    QCOMPARE(Schema::upgrade(database(), &error), Schema::Outcome::Refused);
+    QCOMPARE(Schema::upgrade(*m_database, &error), Schema::Outcome::Refused);
     QVERIFY2(error.contains(u"version %1"_s.arg(Schema::kVersion + 1)), qPrintable(error));
 }
 
@@ -129,7 +116,7 @@ void TestSchema::anotherProgramsDatabaseIsRefused()
 {
     exec(u"CREATE TABLE songs (title TEXT)"_s);
     QString error;
-    QCOMPARE(Schema::upgrade(database(), &error), Schema::Outcome::Refused);
+    QCOMPARE(Schema::upgrade(*m_database, &error), Schema::Outcome::Refused);
     QVERIFY2(error.contains(u"another program"_s), qPrintable(error));
     QCOMPARE(tables(), QStringList{u"songs"_s});
 }
@@ -145,7 +132,7 @@ void TestSchema::aFailedMigrationLeavesNothingBehind()
             exec(u"DROP TABLE "_s + table);
     }
     exec(u"PRAGMA user_version = 0"_s);
-    QCOMPARE(Schema::upgrade(database(), &error), Schema::Outcome::Damaged);
+    QCOMPARE(Schema::upgrade(*m_database, &error), Schema::Outcome::Damaged);
     QVERIFY2(error.contains(u"headers"_s), qPrintable(error));
     QCOMPARE(tables(), QStringList{u"headers"_s});
     QCOMPARE(number(u"user_version"_s), 0);
