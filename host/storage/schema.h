@@ -3,6 +3,7 @@
 
 #include <host/storage/schemacheck.h>
 
+#include <QByteArray>
 #include <QList>
 #include <QString>
 #include <QStringList>
@@ -19,6 +20,9 @@ namespace Schema
 
 /// What this program writes.
 extern const int kVersion;
+
+/// SchemaCheck's, of what the tables of kVersion are made of.
+extern const QByteArray kFingerprint;
 
 /// Answers to upgrade().
 enum class Outcome {

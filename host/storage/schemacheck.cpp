@@ -3,7 +3,7 @@
 
 #include <host/storage/sqldatabase.h>
 
-#include <QRegularExpression>
+#include <QCryptographicHash>
 
 #include <algorithm>
 #include <iterator>
@@ -22,10 +22,12 @@ bool isSame(const QString &a, const QString &b)
 }
 
 /// Without remarks, which change from one program to the next, and with single spaces.
-QString plain(QString sql)
+QString plain(const QString &sql)
 {
-    static const QRegularExpression kRemark(u"--[^\\n]*"_s);
-    return sql.remove(kRemark).simplified();
+    QString text;
+    for (const QStringView line : QStringView(sql).split(u'\n'))
+        text += line.left(line.indexOf(u"--")).toString() + u'\n';
+    return text.simplified();
 }
 
 const Object *find(const QList<Object> &objects, const Object &wanted)
@@ -86,6 +88,15 @@ QList<SchemaCheck::Object> SchemaCheck::objectsOf(const SqlDatabase &database, S
             {rows.value(0).toText(), rows.value(1).toText(), rows.value(2).toText(), plain(rows.value(3).toText())});
     *error = rows.lastError();
     return error->isValid() ? QList<Object>() : objects;
+}
+
+QByteArray SchemaCheck::fingerprint(const QList<Object> &objects)
+{
+    QStringList lines;
+    for (const Object &object : objects)
+        lines.append(QStringList{object.type, object.name, object.table, object.sql}.join(u'\t'));
+    lines.sort();
+    return QCryptographicHash::hash(lines.join(u'\n').toUtf8(), QCryptographicHash::Sha256).toHex().first(16);
 }
 
 QStringList SchemaCheck::flaws(const QList<Object> &found, const QList<Object> &expected)

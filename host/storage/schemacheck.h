@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <QByteArray>
 #include <QList>
 #include <QString>
 #include <QStringList>
@@ -25,6 +26,9 @@ struct Object {
 
 /// In no particular order; nothing and an error when they cannot be read.
 QList<Object> objectsOf(const SqlDatabase &database, SqlError *error);
+
+/// The same for the same objects, in whatever order; for no others.
+QByteArray fingerprint(const QList<Object> &objects);
 
 /// What is wrong with those that were found, each as the beginning of a sentence; empty = nothing.
 QStringList flaws(const QList<Object> &found, const QList<Object> &expected);

@@ -18,6 +18,7 @@ private Q_SLOTS:
     void init();
 
     void anEmptyDatabaseGetsTheTables();
+    void theTablesAreKnownByTheirFingerprint();
     void aSecondUpgradeChangesNothing();
     void aListOfTheFirstVersionKeepsItsRecords();
     void aLaterVersionIsRefused();
@@ -70,6 +71,18 @@ void TestSchema::anEmptyDatabaseGetsTheTables()
     const QStringList expected{u"addresses"_s, u"cookies"_s, u"downloads"_s, u"evidence"_s,       u"files"_s,
                                u"headers"_s,   u"mirrors"_s, u"options"_s,   u"secret_headers"_s, u"sections"_s};
     QCOMPARE(tables(), expected);
+}
+
+void TestSchema::theTablesAreKnownByTheirFingerprint()
+{
+    QString error;
+    QVERIFY2(upgrade(&error), qPrintable(error));
+    SqlError failure;
+    const QList<SchemaCheck::Object> found = SchemaCheck::objectsOf(*m_database, &failure);
+    QCOMPARE(Schema::kFingerprint, SchemaCheck::fingerprint(found));
+    QCOMPARE(Schema::kFingerprint, SchemaCheck::fingerprint(Schema::objects(Schema::kVersion)));
+    exec(u"CREATE TABLE mine (a INTEGER)"_s);
+    QVERIFY(SchemaCheck::fingerprint(SchemaCheck::objectsOf(*m_database, &failure)) != Schema::kFingerprint);
 }
 
 void TestSchema::aSecondUpgradeChangesNothing()
