@@ -64,7 +64,7 @@ bool takesBack(const Info &newer, const Info &older)
 
 }
 
-DownloadRun::DownloadRun(AbstractDownload *download, DownloadList *list, QObject *parent, FileSyncer *syncer)
+DownloadRun::DownloadRun(AbstractDownload *download, DownloadStore *list, QObject *parent, FileSyncer *syncer)
     : QObject(parent)
     , m_download(download)
     , m_list(list)
@@ -372,8 +372,8 @@ void DownloadRun::commit(const AbstractDownloadPersistentInfo &snapshot)
         record.setFinished(m_saved.isFinished(), false);
     }
     const auto lasting =
-        takesBack(record, m_saved) ? DownloadList::Lasting::Always : DownloadList::Lasting::ThisRunOfTheMachine;
-    const DownloadList::Holdings known = holdings();
+        takesBack(record, m_saved) ? DownloadStore::Lasting::Always : DownloadStore::Lasting::ThisRunOfTheMachine;
+    const DownloadStore::Holdings known = holdings();
     if (m_list->update(record, known, lasting)) {
         m_saved = record;
         if (known.memory)
@@ -384,9 +384,9 @@ void DownloadRun::commit(const AbstractDownloadPersistentInfo &snapshot)
 }
 
 /// What is remembered may be newer than the bytes beside it: it grows more doubtful, and never less.
-DownloadList::Holdings DownloadRun::holdings() const
+DownloadStore::Holdings DownloadRun::holdings() const
 {
-    DownloadList::Holdings holdings{m_file, m_contentEncoding, std::nullopt};
+    DownloadStore::Holdings holdings{m_file, m_contentEncoding, std::nullopt};
     if (m_guard && m_guard->memory() != m_savedMemory)
         holdings.memory = m_guard->memory();
     return holdings;

@@ -3,7 +3,7 @@
 
 #include <host/engine/downloadstatus.h>
 #include <host/policy/failure.h>
-#include <host/storage/downloadlist.h>
+#include <host/storage/downloadstore.h>
 #include <host/storage/filesyncer.h>
 #include <inet/qt/download/framework/abstractdownload.h>
 #include <inet/qt/download/framework/downloaddetails.h>
@@ -46,7 +46,7 @@ public:
 
     /// @param download ready to run; becomes a child @param list null = the record is not kept @param syncer becomes a
     /// child; null = a FileSyncer
-    DownloadRun(AbstractDownload *download, DownloadList *list, QObject *parent, FileSyncer *syncer = nullptr);
+    DownloadRun(AbstractDownload *download, DownloadStore *list, QObject *parent, FileSyncer *syncer = nullptr);
     ~DownloadRun() override;
 
     /// As which the bytes that the record has came; before run().
@@ -94,7 +94,7 @@ private:
     void onRunning(bool isRunning);
     void onFilesOperations(bool performing);
     void onChange(const QString &reason);
-    DownloadList::Holdings holdings() const;
+    DownloadStore::Holdings holdings() const;
     void onResponseHeaders(qint64 sectionId, const QList<QString> &headers);
     std::string whoRefused(const AbstractDownloadPersistentInfo &record) const;
     bool isWithoutBytes() const;
@@ -112,7 +112,7 @@ private:
     void end();
 
     AbstractDownload *const m_download;
-    DownloadList *const m_list;
+    DownloadStore *const m_list;
     FileSyncer *const m_syncer;
     AbstractDownloadPersistentInfo m_saved; ///< what the list says
     FileIdentity m_file; ///< of the incomplete file, once it is about to be made

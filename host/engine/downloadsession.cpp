@@ -442,7 +442,7 @@ void DownloadSession::trustServers(const AbstractDownloadPersistentInfo &record,
         m_chief->takeSecrets(mirror.url, nullptr);
 }
 
-void DownloadSession::run(const DownloadList::Taken &taken, DownloadList *list, AbstractDownloadCommand command)
+void DownloadSession::run(const DownloadList::Taken &taken, DownloadStore *list, AbstractDownloadCommand command)
 {
     const AbstractDownloadPersistentInfo &record = taken.record;
     const auto guard =

@@ -99,7 +99,7 @@ public:
     Failure listFailure() const;
     DownloadOptions options(qint64 id);
     bool setOptions(qint64 id, const DownloadOptions &options, Failure *failure);
-    DownloadList &list() { return m_list; }
+    DownloadStore &list() { return m_list; }
     /// Limits of a running download, from now on.
     void setUsage(qint64 id, const NetworkUsageSettings &usage);
     /// Those that all downloads of this process have now; the same of one of them, and to a server.
@@ -165,7 +165,7 @@ private:
 
     std::optional<DownloadList::Taken> claimToRun(qint64 id, Failure *failure);
     void checkAgainstDisk(AbstractDownloadPersistentInfo &record, const FileIdentity &file);
-    void run(const DownloadList::Taken &taken, DownloadList *list, AbstractDownloadCommand command);
+    void run(const DownloadList::Taken &taken, DownloadStore *list, AbstractDownloadCommand command);
     bool change(qint64 id, const std::function<Failure(AbstractDownloadPersistentInfo &)> &how, Failure *failure);
     void restoreSources(qint64 id, AbstractDownloadPersistentInfo info);
     /// Length of the file that the record names; -1 when it is not there. A link is none of ours, nor is a file that is

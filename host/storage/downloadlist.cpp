@@ -159,11 +159,6 @@ qint64 DownloadList::insertOwned(Record &record, const DownloadOptions &options)
     return record.id;
 }
 
-bool DownloadList::update(const Record &record, Lasting lasting)
-{
-    return changing(u"save in"_s, lasting, [&] { return m_rows->update(record); });
-}
-
 bool DownloadList::update(const Record &record, const Holdings &holdings, Lasting lasting)
 {
     const SqlValue identity = holdings.file.isKnown() ? SqlValue(holdings.file.text) : SqlValue();

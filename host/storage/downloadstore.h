@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <host/options/downloadoptions.h>
+#include <host/policy/resourcememory.h>
+#include <host/storage/listentry.h>
+#include <inet/qt/download/framework/fileidentity.h>
+#include <inet/qt/download/records/abstractdownloadpersistentinfo.h>
+
+#include <QList>
+#include <QString>
+#include <QUrl>
+
+#include <optional>
+
+struct ProcessIdentity;
+
+/// What the engine needs of its list of downloads, wherever that is kept.
+///
+/// Every operation happens altogether or not at all. A download that runs is owned by the process that runs it; an
+/// owner that has died counts as none. Operations that fail return nothing, false or 0 and leave a sentence in
+/// lastErrorText(). Used in the thread that opened it.
+class DownloadStore
+{
+    Q_DISABLE_COPY_MOVE(DownloadStore)
+
+public:
+    using Record = AbstractDownloadPersistentInfo;
+
+    /// Answers to claim().
+    enum class Claim {
+        Taken, ///< this process owns the download now
+        OwnedByOther, ///< another living process does
+        Failed, ///< no such download, or the store failed
+    };
+
+    /// What is known of a download before it runs.
+    struct Taken {
+        Record record;
+        DownloadOptions options;
+        FileIdentity file; ///< of its incomplete file; unknown = there was none
+        QString contentEncoding; ///< as which its bytes came; empty = none
+        ResourceMemory memory;
+    };
+
+    /// What is known of a download's bytes beside its record.
+    struct Holdings {
+        FileIdentity file; ///< of the incomplete file; unknown = as before
+        QString contentEncoding; ///< as which they came; null = as before
+        std::optional<ResourceMemory> memory; ///< of where they came from; nothing = as before
+    };
+
+    /// How long a change lasts. Either way it outlives this process where the store is kept, and a download is never
+    /// half changed.
+    enum class Lasting {
+        ThisRunOfTheMachine, ///< a loss of power may take the last of them back
+        Always, ///< written through to the disk: what must be true before something else is done to the disk
+    };
+
+    DownloadStore() = default;
+    virtual ~DownloadStore() = default;
+
+    /// Of its file; empty = it is kept nowhere.
+    virtual QString path() const = 0;
+    virtual QString lastErrorText() const = 0;
+    /// A sentence for the person when the store is not what they may expect, as when a damaged one was set aside; empty
+    /// = there is nothing to tell.
+    virtual QString warning() const = 0;
+
+    /// Puts a new record in and gives it its id, larger than all before; 0 = failed.
+    virtual qint64 insert(Record &record) = 0;
+    /// The same for a download that is to run: with its options, and owned by this process.
+    virtual qint64 insertOwned(Record &record, const DownloadOptions &options) = 0;
+    /// Replaces the record of the same id.
+    virtual bool update(const Record &record, const Holdings &holdings, Lasting lasting) = 0;
+    bool update(const Record &record, Lasting lasting = Lasting::Always) { return update(record, {}, lasting); }
+    /// Of the incomplete file at the last update that said it; unknown = there was none.
+    virtual FileIdentity fileIdentity(qint64 id) = 0;
+    /// As which the file came, see ContentEncoding; empty = as it is.
+    virtual QString contentEncoding(qint64 id) = 0;
+    /// Empty where nothing was kept, and, with an error text, when reading fails.
+    virtual ResourceMemory memory(qint64 id) = 0;
+    /// How the finished file compares with the digest that its server names, beside what proves it.
+    virtual bool setDigestResult(qint64 id, ChecksumResult result) = 0;
+    /// Nothing, without an error, when there is none of that id.
+    virtual std::optional<Record> load(qint64 id) = 0;
+    /// By id.
+    virtual QList<Record> loadUnfinished() = 0;
+    /// Those that the same request would go on with, newest first.
+    /// @param outputName as it was asked for by name; empty = the name was left to the server
+    virtual QList<Record> findUnfinished(const QUrl &url, const QString &folder, const QString &outputName) = 0;
+    /// Those with this address, newest first. @param limit most
+    virtual QList<Record> findByUrl(const QUrl &url, int limit) = 0;
+    /// All records, by id.
+    virtual QList<Record> list() = 0;
+    /// What a line of the list shows, newest first. @param limit most lines at once @param before only downloads that
+    /// are older than the one of that id: the last of the page before; 0 = from the newest
+    virtual QList<ListEntry> page(ListFilter filter, int limit, qint64 before = 0) = 0;
+    /// -1 = failed.
+    virtual qint64 count(ListFilter filter) = 0;
+
+    /// The defaults when none were set, and, with an error text, when reading fails.
+    virtual DownloadOptions options(qint64 id) = 0;
+    /// Without storeSecrets user and password are forgotten.
+    virtual bool setOptions(qint64 id, const DownloadOptions &options) = 0;
+
+    /// Forgets a download. Its files stay.
+    virtual bool remove(qint64 id) = 0;
+
+    /// Makes this process the owner of a download. @param owner gets who owns it, on OwnedByOther
+    virtual Claim claim(qint64 id, ProcessIdentity *owner = nullptr) = 0;
+    /// The same, and reads it at that moment. @param taken gets it, on Taken
+    virtual Claim claim(qint64 id, Taken &taken, ProcessIdentity *owner = nullptr) = 0;
+    /// Gives up what claim() took; somebody else's download is left alone.
+    virtual bool release(qint64 id) = 0;
+};
