@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <host/storage/downloadstore.h>
+
+#include <QMap>
+
+#include <functional>
+
+/// A list of downloads that is kept nowhere: it goes with the process, which owns whatever runs. Never fails for
+/// another reason than that there is no such download.
+class MemoryStore : public DownloadStore
+{
+    Q_DISABLE_COPY_MOVE(MemoryStore)
+
+public:
+    /// @param warning what to tell the person; empty = nothing
+    explicit MemoryStore(const QString &warning = {});
+    ~MemoryStore() override;
+
+    QString path() const override { return {}; }
+    QString lastErrorText() const override { return m_errorText; }
+    QString warning() const override { return m_warning; }
+
+    qint64 insert(Record &record) override;
+    qint64 insertOwned(Record &record, const DownloadOptions &options) override;
+    using DownloadStore::update;
+    bool update(const Record &record, const Holdings &holdings, Lasting lasting) override;
+    FileIdentity fileIdentity(qint64 id) override;
+    QString contentEncoding(qint64 id) override;
+    ResourceMemory memory(qint64 id) override;
+    bool setDigestResult(qint64 id, ChecksumResult result) override;
+    std::optional<Record> load(qint64 id) override;
+    QList<Record> loadUnfinished() override;
+    QList<Record> findUnfinished(const QUrl &url, const QString &folder, const QString &outputName) override;
+    QList<Record> findByUrl(const QUrl &url, int limit) override;
+    QList<Record> list() override;
+    QList<ListEntry> page(ListFilter filter, int limit, qint64 before = 0) override;
+    qint64 count(ListFilter filter) override;
+    DownloadOptions options(qint64 id) override;
+    bool setOptions(qint64 id, const DownloadOptions &options) override;
+    bool remove(qint64 id) override;
+    Claim claim(qint64 id, ProcessIdentity *owner = nullptr) override;
+    Claim claim(qint64 id, Taken &taken, ProcessIdentity *owner = nullptr) override;
+    bool release(qint64 id) override;
+
+private:
+    struct Row {
+        Record record;
+        DownloadOptions options;
+        FileIdentity file;
+        QString contentEncoding;
+        std::optional<ResourceMemory> memory; ///< nothing = nobody kept it
+        bool isOwned = false;
+    };
+
+    static bool isMeant(const Row &row, ListFilter filter);
+    static ListEntry entryOf(const Row &row);
+    Row rowOf(qint64 id);
+    Row *find(qint64 id, const QString &what);
+    QList<Record> select(const std::function<bool(const Row &)> &condition) const;
+
+    const QString m_warning;
+    QString m_errorText;
+    QMap<qint64, Row> m_rows;
+    qint64 m_lastId = 0;
+};

@@ -1,0 +1,420 @@
+// SPDX-License-Identifier: MIT
+#include <host/storage/downloadlist.h>
+#include <host/storage/memorystore.h>
+#include <tests/unit/host/storage/randomrecord.h>
+
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+using Info = AbstractDownloadPersistentInfo;
+
+constexpr quint32 kRandomRecords = 300;
+
+Info recordOf(const QString &url, const QString &folder, const QString &outputName = {})
+{
+    Info info;
+    info.url = QUrl(url);
+    info.folder = folder;
+    if (!outputName.isEmpty()) {
+        AbstractDownloadFileInfo file;
+        file.name = outputName;
+        info.files = {file};
+        info.setFlag(Info::RenameBlocked, true);
+    }
+    return info;
+}
+
+template<typename Record>
+QList<qint64> idsOf(const QList<Record> &records)
+{
+    QList<qint64> ids;
+    for (const Record &record : records)
+        ids.append(record.id);
+    return ids;
+}
+
+}
+
+/// What every store does, over each of them.
+class TestDownloadStore : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase_data();
+    void init();
+    void cleanup();
+
+    void everyFieldComesBack();
+    void aSelectionComesBackToTheBit();
+    void anUpdateReplacesEverything();
+    void anUpdateOfNobodyFails();
+    void idsAreNotGivenOutTwice();
+    void aRecordThatIsNotThereIsNoError();
+    void whatIsUnfinishedIsFound_data();
+    void whatIsUnfinishedIsFound();
+    void theNewestUnfinishedComesFirst();
+    void unfinishedLeavesOutWhatIsFinished();
+    void optionsComeBack();
+    void theFilesIdentityStaysUntilAnotherIsKnown();
+    void theEncodingStaysUntilAnotherIsSaid();
+    void whatProvesTheFileComesBack();
+    void aPageShowsTheNewestFirst();
+    void pagesGoOnWhereTheLastOneEnded();
+    void aPageShowsWhatALineNeeds();
+    void secretsAreForgottenUnlessTheyAreToBeKept();
+    void whatRunsIsOwned();
+
+private:
+    std::unique_ptr<QTemporaryDir> m_dir;
+    std::unique_ptr<DownloadStore> m_list;
+};
+
+void TestDownloadStore::initTestCase_data()
+{
+    QTest::addColumn<bool>("isKept");
+    QTest::newRow("in SQLite") << true;
+    QTest::newRow("in memory") << false;
+}
+
+void TestDownloadStore::init()
+{
+    QFETCH_GLOBAL(bool, isKept);
+    m_dir = std::make_unique<QTemporaryDir>();
+    if (!isKept) {
+        m_list = std::make_unique<MemoryStore>();
+        return;
+    }
+    auto list = std::make_unique<DownloadList>();
+    QVERIFY2(list->open(m_dir->filePath(u"list.sqlite"_s)), qPrintable(list->lastErrorText()));
+    m_list = std::move(list);
+}
+
+void TestDownloadStore::cleanup()
+{
+    m_list.reset();
+}
+
+void TestDownloadStore::everyFieldComesBack()
+{
+    DownloadStore &list = *m_list;
+    for (quint32 seed = 0; seed < kRandomRecords; ++seed) {
+        Info record = randomRecord(seed);
+        QVERIFY2(list.insert(record) > 0, qPrintable(list.lastErrorText()));
+        const std::optional<Info> back = list.load(record.id);
+        QVERIFY2(back.has_value(), qPrintable(list.lastErrorText()));
+        QVERIFY2(*back == record, qPrintable(u"seed %1"_s.arg(seed)));
+    }
+    QCOMPARE(list.list().size(), qsizetype(kRandomRecords));
+}
+
+void TestDownloadStore::aSelectionComesBackToTheBit()
+{
+    DownloadStore &list = *m_list;
+    Info record;
+    record.files.resize(3);
+    record.files[0].selected = 0;
+    record.files[1].selected = 0x40000000;
+    record.files[2].selected = -1;
+    QVERIFY(list.insert(record) > 0);
+    const std::optional<Info> back = list.load(record.id);
+    QVERIFY(back.has_value());
+    QCOMPARE(back->files.at(0).selected, 0);
+    QCOMPARE(back->files.at(1).selected, 0x40000000);
+    QCOMPARE(back->files.at(2).selected, -1);
+}
+
+void TestDownloadStore::anUpdateReplacesEverything()
+{
+    DownloadStore &list = *m_list;
+    Info record = randomRecord(0);
+    Info neighbour = randomRecord(1);
+    QVERIFY(list.insert(record) > 0);
+    QVERIFY(list.insert(neighbour) > 0);
+    for (quint32 seed = 1000; seed < 1050; ++seed) {
+        Info changed = randomRecord(seed);
+        changed.id = record.id;
+        QVERIFY2(list.update(changed), qPrintable(list.lastErrorText()));
+        QVERIFY2(list.load(record.id) == changed, qPrintable(u"seed %1"_s.arg(seed)));
+    }
+    QVERIFY(list.load(neighbour.id) == neighbour);
+}
+
+void TestDownloadStore::anUpdateOfNobodyFails()
+{
+    DownloadStore &list = *m_list;
+    Info record = randomRecord(3);
+    record.id = 77;
+    QVERIFY(!list.update(record));
+    QVERIFY2(list.lastErrorText().startsWith(u"cannot save in the list"_s), qPrintable(list.lastErrorText()));
+    QVERIFY(list.list().isEmpty());
+}
+
+void TestDownloadStore::idsAreNotGivenOutTwice()
+{
+    DownloadStore &list = *m_list;
+    Info first;
+    Info second;
+    QVERIFY(list.insert(first) > 0);
+    QVERIFY(list.remove(first.id));
+    QVERIFY(list.insert(second) > 0);
+    QVERIFY(second.id != first.id);
+}
+
+void TestDownloadStore::aRecordThatIsNotThereIsNoError()
+{
+    DownloadStore &list = *m_list;
+    QVERIFY(!list.load(5).has_value());
+    QVERIFY(list.lastErrorText().isEmpty());
+}
+
+void TestDownloadStore::whatIsUnfinishedIsFound_data()
+{
+    QTest::addColumn<QString>("url");
+    QTest::addColumn<QString>("folder");
+    QTest::addColumn<QString>("outputName");
+    QTest::addColumn<QList<qint64>>("ids");
+
+    const QString url = u"http://a/x?q=1"_s;
+    QTest::newRow("the same URL and folder") << url << u"/home"_s << QString() << QList<qint64>{1};
+    QTest::newRow("the same with the same name") << url << u"/home"_s << u"y"_s << QList<qint64>{2};
+    QTest::newRow("another folder") << url << u"/tmp"_s << QString() << QList<qint64>{};
+    QTest::newRow("another URL") << u"http://a/x?q=2"_s << u"/home"_s << QString() << QList<qint64>{};
+    QTest::newRow("another name") << url << u"/home"_s << u"z"_s << QList<qint64>{};
+    QTest::newRow("what is finished is not found") << u"http://a/done"_s << u"/home"_s << QString() << QList<qint64>{};
+}
+
+void TestDownloadStore::whatIsUnfinishedIsFound()
+{
+    QFETCH(QString, url);
+    QFETCH(QString, folder);
+    QFETCH(QString, outputName);
+    DownloadStore &list = *m_list;
+    Info plain = recordOf(u"http://a/x?q=1"_s, u"/home"_s);
+    Info named = recordOf(u"http://a/x?q=1"_s, u"/home"_s, u"y"_s);
+    Info done = recordOf(u"http://a/done"_s, u"/home"_s);
+    done.setFinished(true, true);
+    for (Info *record : {&plain, &named, &done})
+        QVERIFY(list.insert(*record) > 0);
+    const QList<Info> found = list.findUnfinished(QUrl(url), folder, outputName);
+    QVERIFY2(list.lastErrorText().isEmpty(), qPrintable(list.lastErrorText()));
+    QTEST(idsOf(found), "ids");
+}
+
+void TestDownloadStore::theNewestUnfinishedComesFirst()
+{
+    DownloadStore &list = *m_list;
+    Info older = recordOf(u"http://a/x"_s, u"/home"_s);
+    Info newer = older;
+    QVERIFY(list.insert(older) > 0);
+    QVERIFY(list.insert(newer) > 0);
+    QCOMPARE(idsOf(list.findUnfinished(older.url, older.folder, {})), (QList<qint64>{newer.id, older.id}));
+}
+
+void TestDownloadStore::unfinishedLeavesOutWhatIsFinished()
+{
+    DownloadStore &list = *m_list;
+    Info open = recordOf(u"http://a/1"_s, u"/home"_s);
+    Info done = recordOf(u"http://a/2"_s, u"/home"_s);
+    done.setFinished(true, true);
+    QVERIFY(list.insert(open) > 0);
+    QVERIFY(list.insert(done) > 0);
+    QCOMPARE(idsOf(list.loadUnfinished()), QList<qint64>{open.id});
+    QCOMPARE(idsOf(list.list()), (QList<qint64>{open.id, done.id}));
+}
+
+void TestDownloadStore::optionsComeBack()
+{
+    DownloadStore &list = *m_list;
+    Info record;
+    QVERIFY(list.insert(record) > 0);
+    QCOMPARE(list.options(record.id), DownloadOptions());
+    DownloadOptions options;
+    options.rateLimit = Q_INT64_C(5000000000);
+    options.connections = 7;
+    options.connectionsPerServer = 3;
+    options.checksumAlgorithm = u"sha-256"_s;
+    options.checksumHex = u"00ff"_s;
+    options.onChanged = 2;
+    options.onUnresumable = 1;
+    options.checksumResult = ChecksumResult::Different;
+    options.skipExisting = true;
+    options.user = u"ä"_s;
+    options.password = u"p'"_s;
+    options.storeSecrets = true;
+    options.insecure = true;
+    options.headers = {{u"X-A"_s, u"1"_s, u"http://a:80"_s}, {u"X-B"_s, u""_s, u"*"_s}, {u"X-C"_s, {}, {}}};
+    QVERIFY2(list.setOptions(record.id, options), qPrintable(list.lastErrorText()));
+    QCOMPARE(list.options(record.id), options);
+    QVERIFY2(list.update(record), "saving the record leaves the options alone");
+    QCOMPARE(list.options(record.id), options);
+    QVERIFY(list.setOptions(record.id, {}));
+    QCOMPARE(list.options(record.id), DownloadOptions());
+    QVERIFY(!list.setOptions(record.id + 1, options));
+    QVERIFY(list.remove(record.id));
+    QCOMPARE(list.options(record.id), DownloadOptions());
+}
+
+void TestDownloadStore::theFilesIdentityStaysUntilAnotherIsKnown()
+{
+    DownloadStore &list = *m_list;
+    Info record;
+    QVERIFY(list.insert(record) > 0);
+    QVERIFY(!list.fileIdentity(record.id).isKnown());
+    const auto lasting = DownloadStore::Lasting::ThisRunOfTheMachine;
+    QVERIFY(list.update(record, {{u"1:2"_s}, {}, {}}, lasting));
+    QVERIFY(list.update(record, {}, lasting));
+    QCOMPARE(list.fileIdentity(record.id).text, u"1:2"_s);
+    QVERIFY(list.update(record, {{u"3:4"_s}, {}, {}}, lasting));
+    QCOMPARE(list.fileIdentity(record.id).text, u"3:4"_s);
+}
+
+void TestDownloadStore::theEncodingStaysUntilAnotherIsSaid()
+{
+    DownloadStore &list = *m_list;
+    Info record;
+    QVERIFY(list.insert(record) > 0);
+    QCOMPARE(list.contentEncoding(record.id), QString());
+    const auto lasting = DownloadStore::Lasting::ThisRunOfTheMachine;
+    QVERIFY(list.update(record, {{}, u"gzip"_s, {}}, lasting));
+    QVERIFY(list.update(record, {}, lasting));
+    QVERIFY(list.update(record));
+    QCOMPARE(list.contentEncoding(record.id), u"gzip"_s);
+    DownloadStore::Taken taken;
+    QCOMPARE(list.claim(record.id, taken), DownloadStore::Claim::Taken);
+    QCOMPARE(taken.contentEncoding, u"gzip"_s);
+    QVERIFY(list.update(record, {{}, u""_s, {}}, lasting));
+    QCOMPARE(list.contentEncoding(record.id), QString());
+}
+
+void TestDownloadStore::whatProvesTheFileComesBack()
+{
+    DownloadStore &list = *m_list;
+    Info record;
+    record.setFinished(true, true);
+    QVERIFY(list.insert(record) > 0);
+    QCOMPARE(list.page(ListFilter::All, 1).first().evidence, Evidence());
+    ResourceMemory memory;
+    memory.evidence.answers = 2;
+    memory.evidence.doubt = Evidence::Doubt::WeakValidator;
+    memory.evidence.isEndKnown = false;
+    QVERIFY(list.update(record, {{}, {}, memory}, DownloadStore::Lasting::Always));
+    QCOMPARE(list.memory(record.id), memory);
+    QCOMPARE(list.page(ListFilter::All, 1).first().evidence, memory.evidence);
+    QVERIFY(!list.page(ListFilter::All, 1).first().hasChecksum);
+
+    QVERIFY(list.setDigestResult(record.id, ChecksumResult::Different));
+    memory.evidence.digest = ChecksumResult::Different;
+    QCOMPARE(list.memory(record.id), memory);
+    const ListEntry entry = list.page(ListFilter::All, 1).first();
+    QVERIFY(entry.hasChecksum);
+    QCOMPARE(entry.checksumResult, ChecksumResult::Different);
+}
+
+void TestDownloadStore::aPageShowsTheNewestFirst()
+{
+    DownloadStore &list = *m_list;
+    QVERIFY(list.page(ListFilter::All, 10).isEmpty());
+    for (int i = 0; i < 6; ++i) {
+        Info record;
+        record.setFinished(i % 3 == 0, true);
+        QVERIFY(list.insert(record) > 0);
+    }
+    QCOMPARE(idsOf(list.page(ListFilter::All, 10)), (QList<qint64>{6, 5, 4, 3, 2, 1}));
+    QCOMPARE(idsOf(list.page(ListFilter::Finished, 10)), (QList<qint64>{4, 1}));
+    QCOMPARE(idsOf(list.page(ListFilter::Unfinished, 3)), (QList<qint64>{6, 5, 3}));
+    QCOMPARE(list.count(ListFilter::All), 6);
+    QCOMPARE(list.count(ListFilter::Finished), 2);
+    QCOMPARE(list.count(ListFilter::Unfinished), 4);
+}
+
+void TestDownloadStore::pagesGoOnWhereTheLastOneEnded()
+{
+    DownloadStore &list = *m_list;
+    for (int i = 0; i < 5; ++i) {
+        Info record;
+        QVERIFY(list.insert(record) > 0);
+    }
+    const QList<ListEntry> first = list.page(ListFilter::All, 2);
+    const QList<ListEntry> second = list.page(ListFilter::All, 2, first.last().id);
+    const QList<ListEntry> third = list.page(ListFilter::All, 2, second.last().id);
+    QCOMPARE(idsOf(first + second + third), (QList<qint64>{5, 4, 3, 2, 1}));
+    QVERIFY(list.page(ListFilter::All, 2, third.last().id).isEmpty());
+}
+
+void TestDownloadStore::aPageShowsWhatALineNeeds()
+{
+    DownloadStore &list = *m_list;
+    Info record = recordOf(u"http://a/b c"_s, u"/home"_s, u"x.iso"_s);
+    record.creationTime = QDateTime({2024, 3, 1}, {1, 30, 0, 250}, Qt::UTC);
+    record.setLastError({404, "HttpError", "here,1", "no such thing"});
+    record.files.first().size = 500;
+    record.files.first().sections = {{0, 100, 40}, {100, 400, 30}};
+    QVERIFY(list.insert(record) > 0);
+    Info finished = recordOf(u"http://a/2"_s, u"/home"_s);
+    finished.setFinished(true, true);
+    QVERIFY(list.insert(finished) > 0);
+    QCOMPARE(list.claim(record.id), DownloadStore::Claim::Taken);
+
+    const QList<ListEntry> entries = list.page(ListFilter::All, 10);
+    QCOMPARE(entries.size(), 2);
+    const ListEntry &line = entries.last();
+    QCOMPARE(line.id, record.id);
+    QCOMPARE(line.name, u"x.iso"_s);
+    QCOMPARE(line.url, record.url);
+    QCOMPARE(line.folder, u"/home"_s);
+    QCOMPARE(line.size, 500);
+    QCOMPARE(line.done, 70);
+    QVERIFY(!line.finished);
+    QCOMPARE(line.ownerPid, qint64(QCoreApplication::applicationPid()));
+    QCOMPARE(line.error, record.lastError);
+    QCOMPARE(line.creationTime, record.creationTime);
+    QVERIFY(line.errorTime.isValid() && !line.finishedTime.isValid());
+    QVERIFY(entries.first().finished && entries.first().finishedTime.isValid());
+    QCOMPARE(entries.first().size, -1);
+    QCOMPARE(entries.first().done, 0);
+    QVERIFY(!entries.first().error && entries.first().name.isEmpty() && entries.first().ownerPid == 0);
+}
+
+void TestDownloadStore::secretsAreForgottenUnlessTheyAreToBeKept()
+{
+    DownloadStore &list = *m_list;
+    Info record;
+    DownloadOptions options;
+    options.user = u"somebody"_s;
+    options.password = u"secret"_s;
+    options.headers = {{u"X-Token"_s, u"secret"_s, u"http://a:80"_s}};
+    QVERIFY(list.insertOwned(record, options) > 0);
+    QVERIFY(list.options(record.id).user.isEmpty() && list.options(record.id).password.isEmpty());
+    QCOMPARE(list.options(record.id).headers, (QList<SecretHeader>{{u"X-Token"_s, {}, u"http://a:80"_s}}));
+    options.storeSecrets = true;
+    QVERIFY(list.setOptions(record.id, options));
+    QCOMPARE(list.options(record.id), options);
+}
+
+void TestDownloadStore::whatRunsIsOwned()
+{
+    DownloadStore &list = *m_list;
+    Info record;
+    QVERIFY(list.insert(record) > 0);
+    QVERIFY2(!list.release(record.id), "nobody has taken it");
+    QVERIFY(!list.lastErrorText().isEmpty());
+    DownloadStore::Taken taken;
+    QCOMPARE(list.claim(record.id, taken), DownloadStore::Claim::Taken);
+    QCOMPARE(taken.record, record);
+    QCOMPARE(list.claim(record.id), DownloadStore::Claim::Taken);
+    QCOMPARE(list.page(ListFilter::All, 1).first().ownerPid, qint64(QCoreApplication::applicationPid()));
+    QVERIFY(list.release(record.id) && !list.release(record.id));
+    QCOMPARE(list.page(ListFilter::All, 1).first().ownerPid, 0);
+    QCOMPARE(list.claim(77), DownloadStore::Claim::Failed);
+}
+
+QTEST_GUILESS_MAIN(TestDownloadStore)
+#include "tst_downloadstore.moc"
