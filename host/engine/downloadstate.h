@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <inet/qt/download/framework/statetable.h>
+
 /// In which state a download is, for whoever looks at it.
 enum class DownloadState {
     Waiting, ///< for its turn
@@ -14,3 +16,6 @@ enum class DownloadState {
     Done,
     Removed, ///< no longer in the list
 };
+
+/// Which of them may follow which.
+const StateTable<DownloadState> &downloadStates();
