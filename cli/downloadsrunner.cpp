@@ -69,6 +69,7 @@ DownloadsRunner::DownloadsRunner(const Arguments &arguments, DownloadSession &se
     connect(&m_queue, &DownloadQueue::decisionRequired, this,
             [this](qint64 id, Trouble::Kind, const QString &question) { onDecision(id, question); });
     connect(&m_queue, &DownloadQueue::ended, this, &DownloadsRunner::onEnded);
+    connect(&m_queue, &DownloadQueue::neverBegan, this, &DownloadsRunner::onNeverBegan);
     connect(&m_queue, &DownloadQueue::drained, this, &DownloadsRunner::onDrained);
 }
 
@@ -95,7 +96,7 @@ void DownloadsRunner::begin()
 void DownloadsRunner::stop()
 {
     m_stopping = true;
-    m_queue.pause();
+    m_queue.close();
 }
 
 /// A few at a time, so that the first downloads run while thousands are still to be put into the list.
@@ -193,9 +194,6 @@ void DownloadsRunner::onDecision(qint64 id, const QString &question)
 
 void DownloadsRunner::onEnded(const DownloadOutcome &outcome)
 {
-    // Each is told of from beginning to end, also what was stopped while it waited.
-    if (!m_urls.contains(outcome.id))
-        onBegan(outcome.id, outcome.info.url);
     const Summary summary = summaryOf(outcome);
     m_printer.end(outcome.id, summary);
     count(summary.status);
@@ -204,12 +202,21 @@ void DownloadsRunner::onEnded(const DownloadOutcome &outcome)
         m_questions->withdraw(outcome.id);
 }
 
+void DownloadsRunner::onNeverBegan(qsizetype count)
+{
+    m_unbegun += count;
+}
+
 void DownloadsRunner::onDrained()
 {
     const bool isAllFed = m_stopping || (m_nextRequest == m_arguments.requests.size() && m_nextId == m_ids.size());
     if (!isAllFed || !m_queue.isIdle())
         return;
     m_progressTimer.stop();
+    if (m_stopping)
+        m_unbegun += m_arguments.requests.size() - m_nextRequest + m_ids.size() - m_nextId;
+    if (m_unbegun > 0)
+        m_printer.leave(m_unbegun);
     // What was stopped before it began is as unfinished as what was stopped in the middle.
     if (m_stopping && m_done < m_arguments.requests.size() + m_ids.size())
         m_status = ExitStatus::Unfinished;
@@ -254,10 +261,7 @@ Summary DownloadsRunner::summaryOf(const DownloadOutcome &outcome)
     summary.url = urlOf(outcome.id);
     summary.error = info.lastError;
     summary.status = exitStatusOf(outcome.failure);
-    // What never began needs no last words of its own.
-    summary.errorText = outcome.attempts > 0 || outcome.failure.kind != Failure::Kind::Stopped
-        ? FailureWords::sentence(outcome.failure)
-        : QString();
+    summary.errorText = FailureWords::sentence(outcome.failure);
     if (!info.files.isEmpty()) {
         summary.name = info.files.first().name;
         if (info.files.first().isOnDisk())

@@ -41,6 +41,7 @@ private:
     void onFileExists(qint64 id, int fileIndex, const QList<QString> &paths);
     void onDecision(qint64 id, const QString &question);
     void onEnded(const DownloadOutcome &outcome);
+    void onNeverBegan(qsizetype count);
     void onDrained();
     void refuse(const QUrl &url, const Failure &failure);
     void count(ExitStatus status);
@@ -60,6 +61,7 @@ private:
     QHash<qint64, QUrl> m_urls; ///< of those that have begun
     QTimer m_progressTimer;
     qint64 m_refused = 0; ///< counts down: numbers for what never got one
+    qsizetype m_unbegun = 0; ///< that were stopped before they began
     int m_done = 0;
     int m_failed = 0;
     bool m_stopping = false;

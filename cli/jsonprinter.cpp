@@ -88,6 +88,12 @@ void JsonPrinter::end(qint64 id, const Summary &summary)
            {u"status"_s, int(summary.status)}});
 }
 
+void JsonPrinter::leave(qsizetype count)
+{
+    tell(ProgressLine::unbegun(count));
+    print(u"unbegun"_s, {{u"count"_s, qint64(count)}});
+}
+
 void JsonPrinter::note(const QString &text)
 {
     tell(text);

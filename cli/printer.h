@@ -24,6 +24,8 @@ public:
     virtual void warn(qint64 id, const QString &text) = 0;
     virtual void queried(qint64 id, const QueryResult &result) = 0;
     virtual void end(qint64 id, const Summary &summary) = 0;
+    /// So many, more than 0, were stopped before they began; of each of them nothing is told.
+    virtual void leave(qsizetype count) = 0;
     /// A remark that belongs to no download.
     virtual void note(const QString &text) = 0;
     /// While a person answers a question, nothing may move under what is typed. Messages come all the same.

@@ -62,6 +62,12 @@ QString ProgressLine::duration(qint64 seconds)
     return seconds >= 3600 ? QString::number(seconds / 3600) + u':' + tail : tail;
 }
 
+QString ProgressLine::unbegun(qsizetype count)
+{
+    const QString what = count == 1 ? u"1 download"_s : u"%1 downloads"_s.arg(count);
+    return what + u" had not begun; run the same command again to resume"_s;
+}
+
 QString ProgressLine::resume(QueryResult::Resume resume)
 {
     switch (resume) {

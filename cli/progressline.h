@@ -24,6 +24,9 @@ QString remaining(qint64 done, qint64 total, qint64 speed);
 /// How fast it goes: "1.5 KiB/s", or what keeps it from going; empty when nothing moves.
 QString pace(const DownloadStatus &status);
 
+/// That so many were stopped before they began, and what to do.
+QString unbegun(qsizetype count);
+
 /// For terminals that may know nothing else.
 QString ascii(const QString &text);
 /// The file's name or, while that is unknown, what the URL says; visible.

@@ -95,6 +95,11 @@ void ProgressPrinter::end(qint64 id, const Summary &summary)
         redraw(m_options.clock());
 }
 
+void ProgressPrinter::leave(qsizetype count)
+{
+    note(ProgressLine::unbegun(count));
+}
+
 void ProgressPrinter::note(const QString &text)
 {
     if (!m_options.quiet)

@@ -28,6 +28,7 @@ public:
     void warn(qint64 id, const QString &text) override;
     void queried(qint64 id, const QueryResult &result) override;
     void end(qint64 id, const Summary &summary) override;
+    void leave(qsizetype count) override;
     void note(const QString &text) override;
     void setTyping(bool typing) override;
 

@@ -3,6 +3,8 @@
 
 #include <host/engine/downloadsession.h>
 #include <host/engine/queueddownload.h>
+#include <inet/qt/download/framework/qtappdefaultlogger.h>
+#include <inet/qt/download/framework/qtapploggertextstream.h>
 
 #include <QDir>
 #include <QFile>
@@ -10,6 +12,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <limits>
 #include <system_error>
 #include <utility>
 
@@ -19,6 +22,8 @@ namespace
 {
 
 constexpr int kTickMs = 1000;
+/// Where the log has changes of state, those of modules, too.
+constexpr int kStateLogLevel = 5;
 /// So many of those that wait are looked at for one whose server has room.
 constexpr qsizetype kLooksAhead = 1000;
 
@@ -60,74 +65,31 @@ DownloadQueue::DownloadQueue(DownloadSession &session, const QueueOptions &optio
     , m_session(session)
     , m_options(options)
 {
+    Q_ASSERT(session.thread() == thread());
     m_clock.start();
     m_tick.setParent(this);
     m_tick.setInterval(kTickMs);
     connect(&m_tick, &QTimer::timeout, this, &DownloadQueue::tick);
     connect(&m_session, &DownloadSession::finished, this, &DownloadQueue::onFinished);
     connect(&m_session, &DownloadSession::sendingRequestHeaders, this, &DownloadQueue::onRequest);
-    connect(&m_session, &DownloadSession::performingFilesOperations, this, [this](qint64 id, bool performing) {
-        if (QueuedDownload *const active = find(id))
-            active->areFilesWorkedOn = performing;
-    });
+    connect(&m_session, &DownloadSession::performingFilesOperations, this, &DownloadQueue::onFilesWorkedOn);
 }
 
 DownloadQueue::~DownloadQueue() = default;
 
-void DownloadQueue::append(qint64 id, Job job)
+std::optional<DownloadState> DownloadQueue::state(qint64 id) const
 {
-    const auto isIt = [id](const Waiting &waiting) { return waiting.id == id; };
-    if (m_active.contains(id) || std::any_of(m_waiting.cbegin(), m_waiting.cend(), isIt))
-        return;
-    m_waiting.enqueue({id, job, {}});
-    fillSoon();
-}
-
-void DownloadQueue::pause()
-{
-    m_pausing = true;
-    const QList<qint64> ids = activeIds();
-    for (const qint64 id : ids) {
-        QueuedDownload *const active = find(id);
-        if (active && active->isRunning)
-            m_session.stop(id);
-        else if (active)
-            end(*active, active->stopped());
-    }
-    fillSoon();
-}
-
-void DownloadQueue::decide(qint64 id, bool restart)
-{
-    QueuedDownload *const active = find(id);
-    if (!active || !active->isAsking)
-        return;
-    active->isAsking = false;
-    if (restart)
-        tryAgain(id, Job::Restart);
-    else
-        endByItsError(*active);
-}
-
-void DownloadQueue::answerFileExists(qint64 id, int fileIndex, AbstractDownloadFileExistsAction action)
-{
-    if (QueuedDownload *const active = find(id))
-        active->isFileLeft = action == AbstractDownloadFileExistsAction::Skip;
-    m_session.fileExistsAction(id, fileIndex, action);
-}
-
-QList<qint64> DownloadQueue::activeIds() const
-{
-    return m_order;
+    const auto it = m_entries.find(id);
+    return it == m_entries.end() ? std::nullopt : std::optional(it->second.state);
 }
 
 DownloadStatus DownloadQueue::status(qint64 id) const
 {
-    const auto it = m_active.find(id);
-    if (it == m_active.end())
+    const auto it = m_entries.find(id);
+    if (it == m_entries.end() || !it->second.active)
         return {};
-    const QueuedDownload &active = *it->second;
-    if (active.isRunning)
+    const QueuedDownload &active = *it->second.active;
+    if (isRunning(active))
         return m_session.status(id);
     DownloadStatus status;
     status.done = active.info.bytesDownloaded(false);
@@ -136,31 +98,67 @@ DownloadStatus DownloadQueue::status(qint64 id) const
         status.name = active.info.files.first().name;
         status.sections = active.info.files.first().sections;
     }
-    status.retryInMs = active.retryTimer.isActive() ? active.retryTimer.remainingTime() : -1;
+    status.retryInMs = it->second.state == DownloadState::Resting ? active.restTimer.remainingTime() : -1;
     return status;
+}
+
+DownloadQueue::Entry *DownloadQueue::entryOf(qint64 id)
+{
+    const auto it = m_entries.find(id);
+    return it == m_entries.end() ? nullptr : &it->second;
 }
 
 QueuedDownload *DownloadQueue::find(qint64 id)
 {
-    const auto it = m_active.find(id);
-    return it == m_active.end() ? nullptr : it->second.get();
+    const Entry *const entry = entryOf(id);
+    return entry ? entry->active.get() : nullptr;
+}
+
+QueuedDownload *DownloadQueue::findIn(qint64 id, DownloadState state)
+{
+    const Entry *const entry = entryOf(id);
+    return entry && entry->state == state ? entry->active.get() : nullptr;
+}
+
+bool DownloadQueue::isRunning(const QueuedDownload &active) const
+{
+    return m_entries.at(active.id).state == DownloadState::Running;
+}
+
+void DownloadQueue::transition(qint64 id, DownloadState to)
+{
+    Entry &entry = m_entries.at(id);
+    const DownloadState from = entry.state;
+    const QLatin1StringView name = downloadStates().nameOf(to);
+    Q_ASSERT_X(downloadStates().allows(from, to), downloadStates().nameOf(from).data(), name.data());
+    entry.state = to;
+    QtAppLoggerTextStream(QtAppDefaultLogger::instance(), kStateLogLevel, true)
+        << "Download " << id << " in the queue: " << downloadStates().nameOf(from) << " -> " << name;
+    m_outbox.put([this, id, from, to] { Q_EMIT stateChanged(id, from, to); });
 }
 
 void DownloadQueue::fill()
 {
-    if (m_pausing)
-        endWaiting();
-    while (!m_pausing && m_order.size() < std::max(1, m_options.mostAtOnce)) {
-        const qsizetype next = nextToBegin();
-        if (next == -1)
-            break;
+    const Outbox::Scope scope(m_outbox);
+    m_isFillDue = false;
+    const bool hasPlace = m_life == Life::Open && m_order.size() < std::max(1, m_options.mostAtOnce);
+    if (const qsizetype next = hasPlace ? nextToBegin() : -1; next != -1) {
         begin(m_waiting.takeAt(next));
+        // Whether there is a place for another shows once this one runs.
+        m_outbox.put([this] { fill(); });
+        return;
     }
     shareConnections();
     if (!isIdle())
         return;
     m_tick.stop();
-    if (std::exchange(m_hasNews, false))
+    m_outbox.put([this] { tellDrained(); });
+}
+
+/// Whoever heard of something just now may have appended more.
+void DownloadQueue::tellDrained()
+{
+    if (isIdle() && std::exchange(m_hasNews, false))
         Q_EMIT drained();
 }
 
@@ -169,14 +167,15 @@ qsizetype DownloadQueue::nextToBegin()
 {
     const bool isNoneFree = isFull();
     for (qsizetype i = 0; i < std::min(m_waiting.size(), kLooksAhead); ++i) {
-        Waiting &waiting = m_waiting[i];
-        if (waiting.job == Job::FinishNow || !areConnectionsBounded())
+        const qint64 id = m_waiting.at(i);
+        Entry &entry = m_entries.at(id);
+        if (entry.job == Job::FinishNow || !areConnectionsBounded())
             return i;
         if (isNoneFree)
             continue;
-        if (waiting.server.host.isEmpty())
-            waiting.server = serverOf(m_session.record(waiting.id).value_or(AbstractDownloadPersistentInfo()));
-        if (!isFull(waiting.server))
+        if (entry.server.host.isEmpty())
+            entry.server = serverOf(m_session.record(id).value_or(AbstractDownloadPersistentInfo()));
+        if (!isFull(entry.server))
             return i;
     }
     return -1;
@@ -195,7 +194,7 @@ bool DownloadQueue::isFull() const
     if (most <= 0)
         return false;
     const auto beginning = std::count_if(m_order.cbegin(), m_order.cend(), [this](qint64 id) {
-        return m_active.at(id)->isRunning && m_session.connectionsOf(id) == 0;
+        return m_entries.at(id).state == DownloadState::Running && m_session.connectionsOf(id) == 0;
     });
     return m_session.connections() + beginning >= most;
 }
@@ -207,8 +206,8 @@ bool DownloadQueue::isFull(const QtHostAndPort &server) const
     if (most <= 0)
         return false;
     const auto beginning = std::count_if(m_order.cbegin(), m_order.cend(), [&](qint64 id) {
-        const QueuedDownload &active = *m_active.at(id);
-        return active.isRunning && active.server == server && m_session.connectionsOf(id) == 0;
+        const QueuedDownload &active = *m_entries.at(id).active;
+        return isRunning(active) && active.server == server && m_session.connectionsOf(id) == 0;
     });
     return m_session.connectionsTo(server) + beginning >= most;
 }
@@ -217,54 +216,61 @@ bool DownloadQueue::isFull(const QtHostAndPort &server) const
 void DownloadQueue::fillSoon()
 {
     m_hasNews = true;
-    QMetaObject::invokeMethod(this, &DownloadQueue::fill, Qt::QueuedConnection);
+    if (!std::exchange(m_isFillDue, true))
+        QMetaObject::invokeMethod(this, &DownloadQueue::fill, Qt::QueuedConnection);
 }
 
-void DownloadQueue::endWaiting()
+void DownloadQueue::begin(qint64 id)
 {
-    while (!m_waiting.isEmpty()) {
-        DownloadOutcome outcome;
-        outcome.id = m_waiting.dequeue().id;
-        outcome.info = m_session.record(outcome.id).value_or(AbstractDownloadPersistentInfo());
-        outcome.failure = Failure::make(Failure::Kind::Stopped, Failure::Subject::of(outcome.info));
-        outcome.attempts = 0;
-        Q_EMIT ended(outcome);
-    }
+    const std::optional<AbstractDownloadPersistentInfo> record = m_session.record(id);
+    const Failure failure = record ? Failure() : m_session.whyNoRecord(id);
+    makeActive(m_entries.at(id), id, record);
+    m_order.append(id);
+    if (!m_tick.isActive())
+        m_tick.start();
+    m_outbox.put([this, id, url = record.value_or(AbstractDownloadPersistentInfo()).url] { Q_EMIT began(id, url); });
+    // Whoever hears of it may pause it.
+    m_outbox.put([this, id, failure] {
+        QueuedDownload *const active = findIn(id, DownloadState::Waiting);
+        if (active && failure)
+            end(*active, failure);
+        else if (active)
+            beginHeld(id);
+    });
 }
 
-void DownloadQueue::begin(const Waiting &waiting)
+void DownloadQueue::makeActive(Entry &entry, qint64 id, const std::optional<AbstractDownloadPersistentInfo> &record)
 {
-    auto made = std::make_unique<QueuedDownload>();
-    QueuedDownload &active = *made;
-    active.id = waiting.id;
+    entry.active = std::make_unique<QueuedDownload>();
+    QueuedDownload &active = *entry.active;
+    active.id = id;
+    active.job = entry.job;
     active.clock.start();
-    const std::optional<AbstractDownloadPersistentInfo> record = m_session.record(waiting.id);
-    Failure failure = record ? Failure() : m_session.whyNoRecord(waiting.id);
-    active.options = record ? m_session.options(waiting.id) : DownloadOptions();
+    active.options = record ? m_session.options(id) : DownloadOptions();
     active.info = record.value_or(AbstractDownloadPersistentInfo());
     active.sources = Sources(active.info);
     active.mostBytes = active.info.bytesDownloaded(false);
-    active.retryTimer.setSingleShot(true);
-    active.retryTimer.setTimerType(Qt::PreciseTimer); // people are told what is left of it
-    connect(&active.retryTimer, &QTimer::timeout, this, [this, &active] { tryAgain(active.id, active.job); });
-    m_active.emplace(waiting.id, std::move(made));
-    m_order.append(waiting.id);
-    if (!m_tick.isActive())
-        m_tick.start();
-    Q_EMIT began(waiting.id, active.info.url);
-    // Whoever heard of it may have paused.
-    if (!find(waiting.id))
-        return;
-    if (failure || !m_session.hold(waiting.id, &failure))
-        end(active, failure);
-    else
-        tryAgain(waiting.id, waiting.job);
+    active.restTimer.setSingleShot(true);
+    active.restTimer.setTimerType(Qt::PreciseTimer); // people are told what is left of it
+    connect(&active.restTimer, &QTimer::timeout, this, [this, &active] { tryAgain(active.id, active.job); });
 }
 
+void DownloadQueue::beginHeld(qint64 id)
+{
+    QueuedDownload &active = *m_entries.at(id).active;
+    Failure failure;
+    if (m_session.hold(id, &failure))
+        tryAgain(id, active.job);
+    else
+        end(active, failure);
+}
+
+/// Of one that waits for its turn, rests, or was asked about.
 void DownloadQueue::tryAgain(qint64 id, Job job)
 {
+    const Outbox::Scope scope(m_outbox);
     QueuedDownload *const active = find(id);
-    if (!active || active->isRunning)
+    if (!active || isRunning(*active))
         return;
     if (job == Job::Download && active->options.skipExisting && isNamedTargetThere(*active)) {
         endAsSkipped(*active);
@@ -277,36 +283,35 @@ void DownloadQueue::tryAgain(qint64 id, Job job)
     }
     active->server =
         active->sources.areSeveral() ? hostAndPortFromUrl(active->sources.current()) : serverOf(active->info);
-    if (job != Job::FinishNow && (isFull() || isFull(active->server))) {
-        active->job = job;
-        active->retryTimer.start(kTickMs);
-        return;
-    }
-    if (!run(*active, job, &failure))
+    if (job != Job::FinishNow && (isFull() || isFull(active->server)))
+        rest(*active, kTickMs, job);
+    else if (!run(*active, job, &failure))
         end(*active, failure);
+}
+
+void DownloadQueue::rest(QueuedDownload &active, qint64 ms, Job job)
+{
+    active.job = job;
+    active.restTimer.start(int(std::min<qint64>(ms, std::numeric_limits<int>::max())));
+    if (m_entries.at(active.id).state != DownloadState::Resting)
+        transition(active.id, DownloadState::Resting);
 }
 
 bool DownloadQueue::run(QueuedDownload &active, Job job, Failure *failure)
 {
-    active.watchdog = {};
-    active.finding = Watchdog::Finding::Fine;
-    active.requests = 0;
-    active.isYoung = true;
-    active.areFilesWorkedOn = false;
+    active.run = {};
     active.job = job;
     if (job == Job::Restart) {
         active.mostBytes = 0;
         setChecksumResult(active, ChecksumResult::NotCompared);
     }
     ++active.attempts;
-    // Whoever hears of the run's first signals finds it running; it may be over before the call is.
-    active.isRunning = true;
-    if (!beginRun(active, failure)) {
-        active.isRunning = false;
+    // Whoever hears of the run's first signals finds it running.
+    transition(active.id, DownloadState::Running);
+    if (!beginRun(active, failure))
         return false;
-    }
     // A pause from inside the beginning found nothing to stop yet.
-    if (active.isRunning && m_pausing)
+    if (active.afterwards != QueuedDownload::Afterwards::Nothing)
         m_session.stop(active.id);
     share();
     return true;
@@ -327,11 +332,11 @@ bool DownloadQueue::beginRun(const QueuedDownload &active, Failure *failure)
 
 void DownloadQueue::tick()
 {
+    const Outbox::Scope scope(m_outbox);
     const QList<qint64> ids = activeIds();
     for (const qint64 id : ids) {
-        QueuedDownload *const active = find(id);
-        if (active && active->isRunning) {
-            active->isYoung = false;
+        if (QueuedDownload *const active = findIn(id, DownloadState::Running)) {
+            ++active->run.ticks;
             watch(*active);
         }
     }
@@ -343,12 +348,13 @@ void DownloadQueue::tick()
 
 void DownloadQueue::watch(QueuedDownload &active)
 {
-    if (active.finding != Watchdog::Finding::Fine)
+    QueuedDownload::Run &run = active.run;
+    if (run.finding != Watchdog::Finding::Fine)
         return;
     const DownloadStatus status = m_session.status(active.id);
-    active.finding = active.watchdog.look(
-        {elapsedMs(), status.done, status.allocated, status.connections, active.areFilesWorkedOn, active.requests});
-    if (active.finding != Watchdog::Finding::Fine)
+    run.finding = run.watchdog.look(
+        {elapsedMs(), status.done, status.allocated, status.connections, run.areFilesWorkedOn, run.requests});
+    if (run.finding != Watchdog::Finding::Fine)
         m_session.stop(active.id);
 }
 
@@ -357,8 +363,14 @@ void DownloadQueue::onRequest(qint64 id)
     QueuedDownload *const active = find(id);
     if (!active)
         return;
-    ++active->requests;
+    ++active->run.requests;
     // One transfer more, as soon as it is there.
     if (active->share > 0)
         QMetaObject::invokeMethod(this, &DownloadQueue::shareSpeed, Qt::QueuedConnection);
+}
+
+void DownloadQueue::onFilesWorkedOn(qint64 id, bool performing)
+{
+    if (QueuedDownload *const active = find(id))
+        active->run.areFilesWorkedOn = performing;
 }

@@ -2,8 +2,10 @@
 #pragma once
 
 #include <host/engine/downloadoutcome.h>
+#include <host/engine/downloadstate.h>
 #include <host/engine/downloadstatus.h>
 #include <host/engine/filehasher.h>
+#include <host/engine/outbox.h>
 #include <host/engine/queueoptions.h>
 #include <host/options/downloadoptions.h>
 #include <host/parsing/checksum.h>
@@ -14,9 +16,8 @@
 #include <inet/qt/download/records/networkusagesettings.h>
 
 #include <QElapsedTimer>
-#include <QHash>
+#include <QList>
 #include <QObject>
-#include <QQueue>
 #include <QTimer>
 
 #include <functional>
@@ -30,13 +31,20 @@ struct QueuedDownload;
 /// Runs downloads of a session, so many at once: tries again what may pass, goes from one mirror to the next, applies
 /// the policies or asks, shares speed and connections out, and watches over what a module cannot see.
 ///
-///     waiting ──> running ──> failed, may pass ──> waiting for the next attempt ──> running ...
-///        │           ├──────> needs a decision ──> decide() ──> running, or ended
-///        │           └──────> the file is there ──> its checksum is compared ──> ended
-///        └─ pause() ─┴── pause() ──────────────────────────────────────────────> ended (unfinished)
+///     append ──> Waiting ──> Running ──> Resting ──> Running ...
+///                   │           ├──────> Asking ── decide() ──> Running, or Failed
+///                   │           ├──────> Hashing ──> Done, or Failed
+///                   │           └──────> Done, or Failed
+///                   └─ pause() ─┴── pause() ──> Paused ── resume() ──> Waiting
 ///
-/// Lives in the session's thread. Each download that was appended ends with exactly one ended(), with a began() before
-/// it unless it was paused while it waited. Where the queue goes first, what runs goes on in the session, unwatched.
+/// Every change of a state is told by stateChanged(), behind all else that is told of it; see downloadStates(). Each
+/// download that has begun ends with exactly one ended(), also when it is paused; each time that it begins with one
+/// began(). What ended is no longer known here, unless it was paused.
+///
+/// Lives in the session's thread, and is to be called there. Signals come when a call or an event is done with, one
+/// after the other, and never from inside a call that comes from another signal. Operations that make no sense answer
+/// false and say why (WrongState), and change nothing. Where the queue goes first, what runs goes on in the session,
+/// unwatched.
 class DownloadQueue : public QObject
 {
     Q_OBJECT
@@ -54,19 +62,40 @@ public:
     explicit DownloadQueue(DownloadSession &session, const QueueOptions &options, QObject *parent = nullptr);
     ~DownloadQueue() override;
 
-    /// What waits or has begun already is not appended again. After pause() it ends at once, unfinished.
-    void append(qint64 id, Job job = Job::Download);
-    /// For good: ends everything in order; what waits does not begin any more.
-    void pause();
-    /// The answer to decisionRequired().
+    /// Has a download wait, behind all others; stateChanged() to Waiting follows, from Paused where it is not known
+    /// here. False when it waits or has begun already, and after close().
+    bool append(qint64 id, Job job = Job::Download, Failure *failure = nullptr);
+    /// What waits does not begin; what has begun is stopped, and all of it saved first: stateChanged() follows, then to
+    /// Paused, or to Done where nothing was left to be done. It stays known. False when it neither waits nor has begun,
+    /// or is being stopped already.
+    bool pause(qint64 id, Failure *failure = nullptr);
+    /// Has what is paused wait again, behind all others; stateChanged() follows. It begins as if it were new here.
+    /// False when it is not Paused, and after close().
+    bool resume(qint64 id, Failure *failure = nullptr);
+    /// As pause(), and then it is known here no longer: stateChanged() to Removed is the last of it. False when it is
+    /// not known. What is being stopped already leaves, too.
+    bool take(qint64 id, Failure *failure = nullptr);
+    /// Puts what waits at another place among those that wait, 0 being the next; what lies beyond the end is the end.
+    /// No signal. False when it does not wait.
+    bool move(qint64 id, qsizetype position, Failure *failure = nullptr);
+    /// pause() for all that waits or has begun.
+    void pauseAll();
+    /// resume() for all that is paused, in the order in which it was.
+    void resumeAll();
+    /// For good: ends in order what has begun. What waits is given up all at once: neverBegan() follows, and no other
+    /// signal of it. What is paused is forgotten.
+    void close();
+    /// The answer to decisionRequired(). Nothing where none is open.
     void decide(qint64 id, bool restart);
     /// The answer to the session's fileExistsActionRequired(). What people skip is as good as a download; where there
     /// is nobody to ask, it is an error.
     void answerFileExists(qint64 id, int fileIndex, AbstractDownloadFileExistsAction action);
+    /// From now on; at least 1. What is more than that goes on.
+    void setMostAtOnce(int count);
     /// bytes/s of all together, from now on; 0 = none.
     void setSpeedLimit(qint64 limit);
-    /// bytes/s of one download, from now on and in the list; 0 = the session's. False when the list cannot be
-    /// written; the limit holds all the same.
+    /// bytes/s of one download, from now on and in the list; 0 = the session's. False when the list cannot be written;
+    /// the limit holds all the same.
     bool setSpeedLimitOf(qint64 id, qint64 limit, Failure *failure);
     /// Connections of all together, from now on; 0 = no limit.
     void setMostConnections(int count);
@@ -74,10 +103,14 @@ public:
     bool setMostConnectionsOf(qint64 id, int count, Failure *failure);
 
     /// Nothing runs and nothing waits.
-    bool isIdle() const { return m_waiting.isEmpty() && m_active.empty(); }
+    bool isIdle() const { return m_waiting.isEmpty() && m_order.isEmpty(); }
     qsizetype waitingCount() const { return m_waiting.size(); }
+    /// In the order in which they will begin, as far as their servers have room.
+    QList<qint64> waitingIds() const { return m_waiting; }
     /// Those that have begun and not ended, in the order in which they began.
-    QList<qint64> activeIds() const;
+    QList<qint64> activeIds() const { return m_order; }
+    /// Nothing = it is not known here.
+    std::optional<DownloadState> state(qint64 id) const;
     DownloadStatus status(qint64 id) const;
 
 Q_SIGNALS:
@@ -87,6 +120,9 @@ Q_SIGNALS:
     void retrying(qint64 id, qint64 inMs, const QString &notice);
     void decisionRequired(qint64 id, Trouble::Kind kind, const QString &question);
     void ended(const DownloadOutcome &outcome);
+    void stateChanged(qint64 id, DownloadState from, DownloadState to);
+    /// So many waited when the queue was closed, and more than 0.
+    void neverBegan(qsizetype count);
     /// Nothing is left to do.
     void drained();
 
@@ -95,22 +131,45 @@ protected:
     virtual qint64 elapsedMs() const { return m_clock.elapsed(); }
 
 private:
-    struct Waiting {
-        qint64 id = 0;
-        Job job = Job::Download;
-        QtHostAndPort server; ///< known once it was looked at
+    enum class Life {
+        Open,
+        Closing, ///< nothing begins any more
     };
+
+    /// All that is known here has one.
+    struct Entry {
+        DownloadState state = DownloadState::Paused;
+        Job job = Job::Download; ///< that it waits for
+        QtHostAndPort server; ///< of one that waits, known once it was looked at
+        std::unique_ptr<QueuedDownload> active; ///< null = it has not begun, or has ended
+    };
+
+    Entry *entryOf(qint64 id);
+    QueuedDownload *find(qint64 id);
+    QueuedDownload *findIn(qint64 id, DownloadState state);
+    bool isRunning(const QueuedDownload &active) const;
+    void transition(qint64 id, DownloadState to);
+    void forget(qint64 id);
+    static bool refuse(qint64 id, const QString &reason, Failure *failure);
+    void enqueue(qint64 id, Job job);
+    void pauseWaiting(qint64 id);
+    void stop(QueuedDownload &active, bool isTaken);
+    void giveUpWaiting();
 
     void fill();
     void fillSoon();
+    void tellDrained();
     qsizetype nextToBegin();
     bool isFull() const;
     bool isFull(const QtHostAndPort &server) const;
     bool areConnectionsBounded() const;
-    void endWaiting();
-    void begin(const Waiting &waiting);
+    void begin(qint64 id);
+    void makeActive(Entry &entry, qint64 id, const std::optional<AbstractDownloadPersistentInfo> &record);
+    void beginHeld(qint64 id);
+    void tryAgain(qint64 id, Job job);
     bool run(QueuedDownload &active, Job job, Failure *failure);
     bool beginRun(const QueuedDownload &active, Failure *failure);
+    void rest(QueuedDownload &active, qint64 ms, Job job);
     void tick();
     void watch(QueuedDownload &active);
     void share();
@@ -119,6 +178,7 @@ private:
     NetworkUsageSettings usageOf(const QueuedDownload &active) const;
     bool keepOptions(qint64 id, const std::function<void(DownloadOptions &)> &change, Failure *failure);
     void onRequest(qint64 id);
+    void onFilesWorkedOn(qint64 id, bool performing);
     void onFinished(qint64 id, const AbstractDownloadPersistentInfo &info, const DownloadDetails &details,
                     const QList<QString> &responseHeaders);
     void judge(QueuedDownload &active, const QList<QString> &responseHeaders);
@@ -127,31 +187,34 @@ private:
     bool handleTrouble(QueuedDownload &active);
     bool restartUnasked(QueuedDownload &active);
     bool tryAgainLater(QueuedDownload &active, const QList<QString> &responseHeaders);
-    void tryAgain(qint64 id, Job job);
-    void waitFor(QueuedDownload &active, qint64 ms, Job job, const QString &notice);
+    void retryIn(QueuedDownload &active, qint64 ms, Job job, const QString &notice);
     void compareChecksum(QueuedDownload &active);
-    void onHashed(qint64 id, const QByteArray &digest, const QString &errorText);
+    void hash(QueuedDownload &active);
+    void onHashed(quint64 comparison, const QByteArray &digest, const QString &errorText);
     static Failure mismatch(const QueuedDownload &active, const QByteArray &digest);
     Failure failureOf(const QueuedDownload &active) const;
     std::optional<Checksum> serversDigest(const QueuedDownload &active);
     FileAssurance assuranceOf(const QueuedDownload &active);
     void setChecksumResult(QueuedDownload &active, ChecksumResult result);
     void setDigestResult(const QueuedDownload &active, ChecksumResult result);
+    void warn(qint64 id, const Failure &failure);
+    DownloadOutcome outcomeOf(const QueuedDownload &active, const Failure &failure);
     void end(QueuedDownload &active, const Failure &failure);
-    void stop(QueuedDownload &active);
     void endByItsError(QueuedDownload &active);
     bool mayBeSkipped(const QueuedDownload &active) const;
     void endAsSkipped(QueuedDownload &active);
-    QueuedDownload *find(qint64 id);
 
     DownloadSession &m_session;
     QueueOptions m_options;
-    QQueue<Waiting> m_waiting;
-    std::unordered_map<qint64, std::unique_ptr<QueuedDownload>> m_active;
-    QList<qint64> m_order; ///< of m_active
+    std::unordered_map<qint64, Entry> m_entries;
+    QList<qint64> m_waiting; ///< of m_entries, and not begun; the first is the next
+    QList<qint64> m_order; ///< of m_entries, those that have begun
+    QList<qint64> m_paused; ///< of m_entries
     QTimer m_tick;
     QElapsedTimer m_clock;
     std::unique_ptr<FileHasher> m_hasher; ///< made when first needed
-    bool m_pausing = false;
+    Outbox m_outbox;
+    Life m_life = Life::Open;
+    bool m_isFillDue = false;
     bool m_hasNews = false; ///< since drained()
 };

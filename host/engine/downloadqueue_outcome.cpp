@@ -11,7 +11,7 @@
 #include <QRandomGenerator>
 
 #include <algorithm>
-#include <limits>
+#include <memory>
 
 using namespace Qt::StringLiterals;
 
@@ -38,6 +38,20 @@ QString clauseOf(const AbstractError &error)
     if (text.endsWith(u'.'))
         text.chop(1);
     return text.isEmpty() ? u"it failed without a reason"_s : text;
+}
+
+DownloadState stateAfter(const Failure &failure)
+{
+    switch (failure.kind) {
+    case Failure::Kind::None:
+    case Failure::Kind::Skipped:
+        return DownloadState::Done;
+    case Failure::Kind::Stopped:
+    case Failure::Kind::StoppedBeforeComparing:
+        return DownloadState::Paused;
+    default:
+        return DownloadState::Failed;
+    }
 }
 
 /// As the end of a sentence; empty = at once.
@@ -74,12 +88,12 @@ QString questionAbout(Trouble::Kind kind, const AbstractDownloadPersistentInfo &
 void DownloadQueue::onFinished(qint64 id, const AbstractDownloadPersistentInfo &info, const DownloadDetails &details,
                                const QList<QString> &responseHeaders)
 {
-    QueuedDownload *const active = find(id);
-    if (!active || !active->isRunning)
+    const Outbox::Scope scope(m_outbox);
+    QueuedDownload *const active = findIn(id, DownloadState::Running);
+    if (!active)
         return;
-    active->isRunning = false;
     active->info = info;
-    if (active->isFileLeft)
+    if (active->answer == AbstractDownloadFileExistsAction::Skip)
         active->info.existingFileReaction = AbstractDownloadExistingFileReaction::Skip;
     const int mostConnections = std::max(active->details.mostConnections, details.mostConnections);
     active->details = details;
@@ -94,7 +108,7 @@ void DownloadQueue::judge(QueuedDownload &active, const QList<QString> &response
         compareChecksum(active);
         return;
     }
-    if (m_pausing) {
+    if (active.afterwards != QueuedDownload::Afterwards::Nothing) {
         end(active, active.stopped());
         return;
     }
@@ -127,7 +141,7 @@ bool DownloadQueue::tryNextSource(QueuedDownload &active)
     active.sources.putAside(failed, clauseOf(error), Retry::isWorthwhile(error));
     if (!active.sources.hasNext())
         return false;
-    waitFor(active, 0, Job::Download,
+    retryIn(active, 0, Job::Download,
             u"%1: %2; trying another address"_s.arg(failed.toDisplayString(), clauseOf(error)));
     return true;
 }
@@ -143,8 +157,10 @@ bool DownloadQueue::handleTrouble(QueuedDownload &active)
         return restartUnasked(active);
     if (policy != Trouble::Policy::Ask || !m_options.canAsk)
         return false;
-    active.isAsking = true;
-    Q_EMIT decisionRequired(active.id, kind, questionAbout(kind, active.info));
+    m_outbox.put([this, id = active.id, kind, question = questionAbout(kind, active.info)] {
+        Q_EMIT decisionRequired(id, kind, question);
+    });
+    transition(active.id, DownloadState::Asking);
     return true;
 }
 
@@ -157,7 +173,7 @@ bool DownloadQueue::restartUnasked(QueuedDownload &active)
         return false;
     const Retry::Wait wait{active.restarts - 1, m_options.retryWaitMs, QRandomGenerator::global()->generateDouble()};
     const qint64 ms = active.restarts == 1 ? 0 : Retry::delayMs(wait);
-    waitFor(active, ms, Job::Restart,
+    retryIn(active, ms, Job::Restart,
             u"%1: %2; fetching it from the beginning%3"_s.arg(failedUrl(active).toDisplayString(),
                                                               clauseOf(active.info.lastError), inTime(ms)));
     return true;
@@ -166,7 +182,7 @@ bool DownloadQueue::restartUnasked(QueuedDownload &active)
 bool DownloadQueue::tryAgainLater(QueuedDownload &active, const QList<QString> &responseHeaders)
 {
     const AbstractError &error = active.info.lastError;
-    const bool isWatchdogs = active.finding != Watchdog::Finding::Fine && isStop(error);
+    const bool isWatchdogs = active.run.finding != Watchdog::Finding::Fine && isStop(error);
     const bool mayAddressPass = !active.sources.hasNext() && active.sources.mayAnyPass();
     if (!isWatchdogs && !Retry::isWorthwhile(error) && !mayAddressPass)
         return false;
@@ -178,22 +194,21 @@ bool DownloadQueue::tryAgainLater(QueuedDownload &active, const QList<QString> &
         wait.askedMs = Retry::retryAfter(responseHeaders, QDateTime::currentDateTimeUtc());
     if (wait.askedMs.value_or(0) > Retry::kLongestAskedMs)
         return false;
-    const QString reason = !isWatchdogs               ? clauseOf(error)
-        : active.finding == Watchdog::Finding::Silent ? u"nothing happened for too long"_s
-                                                      : u"the server ends each transfer after a few bytes"_s;
+    const QString reason = !isWatchdogs                   ? clauseOf(error)
+        : active.run.finding == Watchdog::Finding::Silent ? u"nothing happened for too long"_s
+                                                          : u"the server ends each transfer after a few bytes"_s;
     active.sources.bringBack();
     const bool hasBegun = active.job != Job::Restart || active.info.bytesDownloaded(false) > 0;
     const qint64 ms = Retry::delayMs(wait);
-    waitFor(active, ms, hasBegun ? Job::Download : Job::Restart,
+    retryIn(active, ms, hasBegun ? Job::Download : Job::Restart,
             u"%1: %2; trying again%3"_s.arg(failedUrl(active).toDisplayString(), reason, inTime(ms)));
     return true;
 }
 
-void DownloadQueue::waitFor(QueuedDownload &active, qint64 ms, Job job, const QString &notice)
+void DownloadQueue::retryIn(QueuedDownload &active, qint64 ms, Job job, const QString &notice)
 {
-    active.job = job;
-    active.retryTimer.start(int(std::min<qint64>(ms, std::numeric_limits<int>::max())));
-    Q_EMIT retrying(active.id, ms, notice);
+    m_outbox.put([this, id = active.id, ms, notice] { Q_EMIT retrying(id, ms, notice); });
+    rest(active, ms, job);
 }
 
 void DownloadQueue::compareChecksum(QueuedDownload &active)
@@ -207,7 +222,7 @@ void DownloadQueue::compareChecksum(QueuedDownload &active)
         end(active, {});
         return;
     }
-    if (m_pausing) {
+    if (active.afterwards != QueuedDownload::Afterwards::Nothing) {
         end(active, active.stopped());
         return;
     }
@@ -215,11 +230,17 @@ void DownloadQueue::compareChecksum(QueuedDownload &active)
         end(active, Failure::make(Failure::Kind::ChecksumUnusable, Failure::Subject::of(active.info), errorText));
         return;
     }
+    hash(active);
+}
+
+void DownloadQueue::hash(QueuedDownload &active)
+{
     if (!m_hasher) {
         m_hasher = std::make_unique<FileHasher>();
         connect(m_hasher.get(), &FileHasher::hashed, this, &DownloadQueue::onHashed);
     }
-    m_hasher->hash(active.id, active.info.filePath(0), active.expected->algorithm);
+    active.comparison = m_hasher->hash(active.info.filePath(0), active.expected->algorithm);
+    transition(active.id, DownloadState::Hashing);
 }
 
 /// What was finished early on purpose is another file to every digest.
@@ -229,10 +250,13 @@ std::optional<Checksum> DownloadQueue::serversDigest(const QueuedDownload &activ
     return memory.evidence.doubt == Evidence::Doubt::FinishedEarly ? std::nullopt : memory.digest();
 }
 
-void DownloadQueue::onHashed(qint64 id, const QByteArray &digest, const QString &errorText)
+void DownloadQueue::onHashed(quint64 comparison, const QByteArray &digest, const QString &errorText)
 {
-    QueuedDownload *const active = find(id);
-    if (!active || !active->expected)
+    const Outbox::Scope scope(m_outbox);
+    const auto isIt = [&](qint64 id) { return m_entries.at(id).active->comparison == comparison; };
+    const auto found = std::find_if(m_order.cbegin(), m_order.cend(), isIt);
+    QueuedDownload *const active = found == m_order.cend() ? nullptr : findIn(*found, DownloadState::Hashing);
+    if (!active)
         return;
     if (digest.isEmpty()) {
         end(*active, Failure::make(Failure::Kind::CannotReadFile, Failure::Subject::of(active->info), errorText));
@@ -275,13 +299,13 @@ void DownloadQueue::setChecksumResult(QueuedDownload &active, ChecksumResult res
     active.options.checksumResult = result;
     Failure failure;
     if (!m_session.setOptions(active.id, active.options, &failure))
-        Q_EMIT m_session.warned(active.id, failure);
+        warn(active.id, failure);
 }
 
 void DownloadQueue::setDigestResult(const QueuedDownload &active, ChecksumResult result)
 {
     if (!m_session.list().setDigestResult(active.id, result))
-        Q_EMIT m_session.warned(active.id, m_session.listFailure());
+        warn(active.id, m_session.listFailure());
 }
 
 void DownloadQueue::endByItsError(QueuedDownload &active)
@@ -297,7 +321,7 @@ void DownloadQueue::endByItsError(QueuedDownload &active)
 Failure DownloadQueue::failureOf(const QueuedDownload &active) const
 {
     const AbstractError error = explained(active.info);
-    if (active.finding != Watchdog::Finding::Fine && isStop(error))
+    if (active.run.finding != Watchdog::Finding::Fine && isStop(error))
         return Failure::make(Failure::Kind::NothingCame, Failure::Subject::of(active.info));
     Failure failure = Failure::of(error, active.info);
     if (active.sources.areSeveral() && !active.sources.hasNext())
@@ -307,7 +331,8 @@ Failure DownloadQueue::failureOf(const QueuedDownload &active) const
 
 bool DownloadQueue::mayBeSkipped(const QueuedDownload &active) const
 {
-    return active.options.skipExisting || (active.isFileLeft && m_options.canAsk);
+    const bool isLeft = active.answer == AbstractDownloadFileExistsAction::Skip;
+    return active.options.skipExisting || (isLeft && m_options.canAsk);
 }
 
 /// The file that is there is as good as a download, of which nothing is left to do or to list.
@@ -316,11 +341,16 @@ void DownloadQueue::endAsSkipped(QueuedDownload &active)
     active.info.lastError = {};
     Failure failure;
     if (active.info.bytesDownloaded(false) == 0 && !m_session.remove(active.id, false, &failure))
-        Q_EMIT m_session.warned(active.id, failure);
+        warn(active.id, failure);
     end(active, Failure::make(Failure::Kind::Skipped, Failure::Subject::of(active.info)));
 }
 
-void DownloadQueue::end(QueuedDownload &active, const Failure &failure)
+void DownloadQueue::warn(qint64 id, const Failure &failure)
+{
+    m_outbox.put([this, id, failure] { Q_EMIT m_session.warned(id, failure); });
+}
+
+DownloadOutcome DownloadQueue::outcomeOf(const QueuedDownload &active, const Failure &failure)
 {
     DownloadOutcome outcome;
     outcome.id = active.id;
@@ -332,15 +362,32 @@ void DownloadQueue::end(QueuedDownload &active, const Failure &failure)
     outcome.failure = failure;
     outcome.seconds = double(active.clock.elapsed()) / kSecondMs;
     outcome.attempts = active.attempts;
-    m_order.removeOne(outcome.id);
-    // The caller still stands in it.
-    const auto it = m_active.find(outcome.id);
-    std::unique_ptr<QueuedDownload> gone = std::move(it->second);
-    m_active.erase(it);
-    gone->retryTimer.disconnect(this);
+    return outcome;
+}
+
+/// The one way out for what has begun.
+void DownloadQueue::end(QueuedDownload &active, const Failure &failure)
+{
+    const qint64 id = active.id;
+    const QueuedDownload::Afterwards afterwards = active.afterwards;
+    m_outbox.put([this, outcome = outcomeOf(active, failure)] { Q_EMIT ended(outcome); });
+    transition(id, stateAfter(failure));
+    m_order.removeOne(id);
+    if (m_hasher)
+        m_hasher->giveUp(active.comparison);
+    active.restTimer.disconnect(this);
+    // The caller still stands in it, or its timer does.
+    const std::shared_ptr<QueuedDownload> gone = std::move(m_entries.at(id).active);
     QMetaObject::invokeMethod(
-        this, [keep = std::shared_ptr<QueuedDownload>(std::move(gone))] {}, Qt::QueuedConnection);
-    m_session.letGo(outcome.id);
+        this, [gone] {}, Qt::QueuedConnection);
+    m_session.letGo(id);
+    const bool staysKnown =
+        afterwards == QueuedDownload::Afterwards::Pause && m_life == Life::Open && state(id) == DownloadState::Paused;
+    if (staysKnown)
+        m_paused.append(id);
+    if (afterwards == QueuedDownload::Afterwards::Leave)
+        transition(id, DownloadState::Removed);
+    if (!staysKnown)
+        forget(id);
     fillSoon();
-    Q_EMIT ended(outcome);
 }

@@ -58,22 +58,22 @@ void DownloadQueue::shareConnections()
     const qint64 limit = m_session.usageOfAll().maximumConnections;
     QList<ConnectionShares::Item> items;
     for (const qint64 id : std::as_const(m_order)) {
-        const QueuedDownload &active = *m_active.at(id);
+        const QueuedDownload &active = *m_entries.at(id).active;
         const qint64 most = m_session.usageOf(active.options).maximumConnections;
-        if (active.isRunning && limit > 0)
+        if (isRunning(active) && limit > 0)
             items.append({id, most, m_session.connectionsOf(id), m_session.details(id).bound});
-        else if (active.isRunning)
+        else if (isRunning(active))
             items.append({id, most});
-        else if (active.retryTimer.isActive())
+        else if (state(id) == DownloadState::Resting)
             items.append({0, most});
     }
     const qsizetype places = std::max(1, m_options.mostAtOnce) - m_order.size();
-    const qsizetype next = limit > 0 && !m_pausing ? std::min(m_waiting.size(), places) : 0;
+    const qsizetype next = limit > 0 && m_life == Life::Open ? std::min(m_waiting.size(), places) : 0;
     const qint64 usual = m_session.usageOf({}).maximumConnections;
     items.append(QList<ConnectionShares::Item>(std::max<qsizetype>(next, 0), {0, usual}));
     const QHash<qint64, qint64> shares = ConnectionShares::distribute(limit, items);
     for (auto it = shares.cbegin(); it != shares.cend(); ++it) {
-        QueuedDownload &active = *m_active.at(it.key());
+        QueuedDownload &active = *m_entries.at(it.key()).active;
         if (std::exchange(active.mostConnections, it.value()) != it.value())
             m_session.setUsage(active.id, usageOf(active));
     }
@@ -83,18 +83,18 @@ void DownloadQueue::shareSpeed()
 {
     QList<SpeedShares::Item> items;
     for (const qint64 id : std::as_const(m_order)) {
-        const QueuedDownload &active = *m_active.at(id);
-        if (!active.isRunning)
+        const QueuedDownload &active = *m_entries.at(id).active;
+        if (!isRunning(active))
             continue;
         const DownloadStatus status = m_session.status(id);
         // A run adds one connection after the other within a moment; if each took what those before it left, all of
         // them together would take a multiple of the limit in their first second.
-        const int transfers = std::max(status.connections, active.isYoung ? int(active.mostConnections) : 0);
+        const int transfers = std::max(status.connections, active.run.ticks == 0 ? int(active.mostConnections) : 0);
         items.append({id, m_session.usageOf(active.options).downloadLimit, transfers, status.speed, active.share});
     }
     const QHash<qint64, qint64> shares = SpeedShares::distribute(m_options.speedLimit, items);
     for (const SpeedShares::Item &item : std::as_const(items)) {
-        QueuedDownload &active = *m_active.at(item.id);
+        QueuedDownload &active = *m_entries.at(item.id).active;
         active.share = shares.value(item.id);
         active.sharePerTransfer = SpeedShares::perTransfer(active.share, item.transfers);
         m_session.setUsage(item.id, usageOf(active));

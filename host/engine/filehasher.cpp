@@ -10,7 +10,9 @@ namespace
 
 constexpr qint64 kChunk = qint64(1024) * 1024;
 
-QByteArray digestOf(const QString &path, QCryptographicHash::Algorithm algorithm, QString *errorText)
+/// Empty, without an error, when nobody wants it any more.
+QByteArray digestOf(const QString &path, QCryptographicHash::Algorithm algorithm, const std::atomic<bool> &isWanted,
+                    QString *errorText)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
@@ -18,7 +20,9 @@ QByteArray digestOf(const QString &path, QCryptographicHash::Algorithm algorithm
         return {};
     }
     QCryptographicHash hash(algorithm);
-    while (!file.atEnd() && !QThread::currentThread()->isInterruptionRequested()) {
+    while (!file.atEnd()) {
+        if (!isWanted || QThread::currentThread()->isInterruptionRequested())
+            return {};
         const QByteArray chunk = file.read(kChunk);
         if (chunk.isEmpty()) {
             *errorText = file.errorString();
@@ -48,12 +52,30 @@ FileHasher::~FileHasher()
     m_thread.wait();
 }
 
-void FileHasher::hash(qint64 id, const QString &path, QCryptographicHash::Algorithm algorithm)
+quint64 FileHasher::hash(const QString &path, QCryptographicHash::Algorithm algorithm)
 {
-    const auto work = [this, id, path, algorithm] {
+    Q_ASSERT(QThread::currentThread() == thread());
+    const quint64 number = ++m_lastNumber;
+    const auto isWanted = std::make_shared<std::atomic<bool>>(true);
+    m_wanted.insert(number, isWanted);
+    const auto work = [this, number, path, algorithm, isWanted] {
         QString errorText;
-        const QByteArray digest = digestOf(path, algorithm, &errorText);
-        Q_EMIT hashed(id, digest, errorText);
+        const QByteArray digest = *isWanted ? digestOf(path, algorithm, *isWanted, &errorText) : QByteArray();
+        const auto tell = [this, number, digest, errorText] { answer(number, digest, errorText); };
+        QMetaObject::invokeMethod(this, tell, Qt::QueuedConnection);
     };
     QMetaObject::invokeMethod(m_worker, work, Qt::QueuedConnection);
+    return number;
+}
+
+void FileHasher::giveUp(quint64 number)
+{
+    if (const Wanted wanted = m_wanted.take(number))
+        *wanted = false;
+}
+
+void FileHasher::answer(quint64 number, const QByteArray &digest, const QString &errorText)
+{
+    if (m_wanted.remove(number))
+        Q_EMIT hashed(number, digest, errorText);
 }

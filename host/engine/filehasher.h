@@ -3,11 +3,15 @@
 
 #include <host/parsing/checksum.h>
 
+#include <QHash>
 #include <QObject>
 #include <QString>
 #include <QThread>
 
-/// Hashes files in a thread of its own, one after the other.
+#include <atomic>
+#include <memory>
+
+/// Hashes files in a thread of its own, one after the other. Lives in its owner's thread, in which it answers.
 class FileHasher : public QObject
 {
     Q_OBJECT
@@ -18,14 +22,22 @@ public:
     /// Gives up on what is not done.
     ~FileHasher() override;
 
-    /// Always answered by hashed().
-    void hash(qint64 id, const QString &path, QCryptographicHash::Algorithm algorithm);
+    /// Answered by exactly one hashed(), unless it is given up. @return the number by which that is known; never 0
+    quint64 hash(const QString &path, QCryptographicHash::Algorithm algorithm);
+    /// Without an answer. Nothing where there is no such number any more.
+    void giveUp(quint64 number);
 
 Q_SIGNALS:
     /// @param digest empty = the file could not be read, see @p errorText
-    void hashed(qint64 id, const QByteArray &digest, const QString &errorText);
+    void hashed(quint64 number, const QByteArray &digest, const QString &errorText);
 
 private:
+    using Wanted = std::shared_ptr<std::atomic<bool>>;
+
+    void answer(quint64 number, const QByteArray &digest, const QString &errorText);
+
     QThread m_thread;
     QObject *const m_worker; ///< lives in the thread
+    QHash<quint64, Wanted> m_wanted; ///< shared with the thread
+    quint64 m_lastNumber = 0;
 };

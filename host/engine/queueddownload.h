@@ -11,6 +11,22 @@
 
 /// A download that has begun, as its queue keeps it.
 struct QueuedDownload {
+    /// What becomes of it once it has ended.
+    enum class Afterwards {
+        Nothing, ///< nobody stopped it
+        Pause, ///< it stays known, and may be resumed
+        Leave, ///< the queue forgets it
+    };
+
+    /// What was seen of the run that goes on, or of the newest.
+    struct Run {
+        Watchdog watchdog;
+        Watchdog::Finding finding = Watchdog::Finding::Fine; ///< why it was stopped
+        int ticks = 0; ///< that came since it began
+        int requests = 0;
+        bool areFilesWorkedOn = false; ///< as its module says
+    };
+
     /// An incomplete file that is in the way is none.
     bool isTargetThere() const;
     /// What comes of it when it is stopped. What is complete is found again by its number alone.
@@ -19,23 +35,19 @@ struct QueuedDownload {
     qint64 id = 0;
     DownloadOptions options;
     std::optional<Checksum> expected; ///< what the finished file is being compared with
+    quint64 comparison = 0; ///< by which the hasher knows that
     Sources sources;
     AbstractDownloadPersistentInfo info; ///< as the newest run left it
     DownloadDetails details;
-    Watchdog watchdog;
-    Watchdog::Finding finding = Watchdog::Finding::Fine; ///< why the run was stopped
+    Run run;
+    Afterwards afterwards = Afterwards::Nothing;
+    std::optional<AbstractDownloadFileExistsAction> answer; ///< what somebody said of a file in the way
     QElapsedTimer clock;
-    QTimer retryTimer;
-    bool isRunning = false;
-    bool isAsking = false;
-    bool areFilesWorkedOn = false;
-    bool isFileLeft = false; ///< somebody said that a file in the way is to stay
-    bool isYoung = true; ///< no tick has come since the run began
-    int requests = 0;
+    QTimer restTimer; ///< runs while it is Resting
     int attempts = 0; ///< of all
     int failures = 0; ///< since the last progress
     int restarts = 0; ///< that nobody was asked about
-    DownloadQueue::Job job = DownloadQueue::Job::Download; ///< of the newest run, or of the one that the timer begins
+    DownloadQueue::Job job = DownloadQueue::Job::Download; ///< of the newest run, or of the one after the rest
     QtHostAndPort server; ///< that the newest run began with
     qint64 mostBytes = 0; ///< that were on disk at the end of an attempt
     qint64 share = 0; ///< bytes/s that it may take now

@@ -4,9 +4,12 @@
 #include <host/engine/downloadqueue.h>
 #include <host/engine/downloadsession.h>
 
+#include <QHash>
 #include <QList>
 #include <QObject>
+#include <QPair>
 #include <QString>
+#include <QStringList>
 #include <QTemporaryDir>
 #include <QUrl>
 
@@ -41,11 +44,25 @@ public:
         QString text;
     };
 
+    /// Where a download is when something happens to it or to its queue.
+    enum class Place {
+        Waiting,
+        Beginning, ///< appended just now
+        Running,
+        BetweenAttempts,
+        BeforeARestart,
+        Asking,
+        Hashing,
+    };
+    static const QList<QPair<const char *, Place>> kPlaces; ///< all of them
+
     explicit QueueBench(const QueueOptions &options = quickly());
     ~QueueBench() override;
 
     /// Waits so short that nobody notices.
     static QueueOptions quickly();
+    /// The same, with somebody to ask; as bring() needs it.
+    static QueueOptions oneAtATime();
 
     /// An address that does so, see FakePaths::kSteps. No two are the same.
     static QUrl urlOf(const QString &steps);
@@ -53,6 +70,8 @@ public:
     qint64 add(const QString &steps, const DownloadOptions &options = {}, const QList<QUrl> &mirrors = {});
     /// The same, and into the queue.
     qint64 append(const QString &steps, const DownloadOptions &options = {}, const QList<QUrl> &mirrors = {});
+    /// A download in this place, which is done when it is begun once more; 0 = it does not come there.
+    qint64 bring(Place place);
     /// Until there is nothing left to do.
     bool run();
     /// Whatever is to come by itself has come.
@@ -71,10 +90,15 @@ public:
     QList<Retry> retries;
     QList<Question> questions;
     QList<DownloadOutcome> outcomes;
+    QHash<qint64, QList<DownloadState>> states; ///< that each came to, as it was told
+    QStringList illegal; ///< what was told of states and may not be; empty at the end
+    qsizetype neverBegan = 0;
     int drained = 0;
     qsizetype mostActive = 0;
     Failure error;
 
 private:
+    void onStateChanged(qint64 id, DownloadState from, DownloadState to);
+
     QTemporaryDir m_dir;
 };

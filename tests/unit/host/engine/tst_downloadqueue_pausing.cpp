@@ -14,6 +14,7 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
+using Place = QueueBench::Place;
 using Policy = Trouble::Policy;
 
 const QString kBusy = u"fail/HttpError/503"_s;
@@ -21,27 +22,6 @@ const QString kLater = u"fail/HttpError/503/10/Retry-After: 600"_s;
 const QString kChanged = u"fail/AbstractDownloadError/%1/300"_s.arg(int(DownloadErrorCode::ResourceChanged));
 /// What the fake module's downloads have each.
 constexpr int kTransfers = 3;
-
-/// Where a download is when something happens to the queue.
-enum class State {
-    Waiting,
-    Beginning,
-    Running,
-    BetweenAttempts,
-    BeforeARestart,
-    Asking,
-    Hashing,
-};
-
-const QList<QPair<const char *, State>> kStates{
-    {"waiting", State::Waiting},
-    {"appended just now", State::Beginning},
-    {"running", State::Running},
-    {"between two attempts", State::BetweenAttempts},
-    {"about to be fetched from the beginning", State::BeforeARestart},
-    {"asking", State::Asking},
-    {"hashing", State::Hashing},
-};
 
 DownloadOptions with(Policy policy)
 {
@@ -55,14 +35,6 @@ DownloadOptions withChecksum()
     DownloadOptions options;
     options.checksumAlgorithm = u"md5"_s;
     options.checksumHex = QString(32, u'0');
-    return options;
-}
-
-QueueOptions oneAtATime()
-{
-    QueueOptions options = QueueBench::quickly();
-    options.mostAtOnce = 1;
-    options.canAsk = true;
     return options;
 }
 
@@ -107,58 +79,8 @@ private Q_SLOTS:
     void decideFromInsideTheQuestion();
 
 private:
-    static qint64 bring(QueueBench &bench, State state);
     static qint64 limitOf(const QueueBench &bench, qint64 id);
 };
-
-/// A download in this state; 0 = it does not come there.
-qint64 TestDownloadQueuePausing::bring(QueueBench &bench, State state)
-{
-    const auto wait = [](const auto &condition) { return QTest::qWaitFor(condition); };
-    qint64 id = 0;
-    bool isThere = true;
-    switch (state) {
-    case State::Waiting: {
-        const qint64 first = bench.append(u"run"_s);
-        id = bench.append(u"done"_s);
-        isThere = wait([&] { return bench.running(first) != nullptr; }) && bench.queue->waitingCount() == 1;
-        break;
-    }
-    case State::Beginning:
-        id = bench.append(u"done"_s);
-        break;
-    case State::Running:
-        id = bench.append(u"run"_s);
-        isThere = wait([&] { return bench.running(id) != nullptr; });
-        break;
-    case State::BetweenAttempts:
-        id = bench.append(kLater + u";done"_s);
-        isThere = wait([&] { return !bench.retries.isEmpty(); });
-        break;
-    case State::BeforeARestart: {
-        bool isBefore = false;
-        connect(bench.queue.get(), &DownloadQueue::retrying, &bench, [&isBefore] { isBefore = true; });
-        id = bench.append(kChanged + u";done"_s, with(Policy::Restart));
-        isThere = wait([&] { return isBefore; });
-        break;
-    }
-    case State::Asking:
-        id = bench.append(kChanged + u";done"_s, with(Policy::Ask));
-        isThere = wait([&] { return !bench.questions.isEmpty(); });
-        break;
-    case State::Hashing: {
-        // The queue has heard of the end first, and the hash needs the event loop for its answer.
-        bool isOver = false;
-        connect(bench.session.get(), &DownloadSession::finished, &bench, [&isOver] { isOver = true; });
-        id = bench.append(u"done"_s, withChecksum());
-        while (!isOver)
-            QCoreApplication::processEvents(QEventLoop::AllEvents);
-        isThere = bench.outcomes.isEmpty();
-        break;
-    }
-    }
-    return isThere ? id : 0;
-}
 
 qint64 TestDownloadQueuePausing::limitOf(const QueueBench &bench, qint64 id)
 {
@@ -168,33 +90,36 @@ qint64 TestDownloadQueuePausing::limitOf(const QueueBench &bench, qint64 id)
 
 void TestDownloadQueuePausing::aPauseEndsEachOnce_data()
 {
-    QTest::addColumn<State>("state");
-    for (const auto &[name, state] : kStates)
-        QTest::newRow(name) << state;
+    QTest::addColumn<Place>("place");
+    for (const auto &[name, place] : QueueBench::kPlaces)
+        QTest::newRow(name) << place;
 }
 
 void TestDownloadQueuePausing::aPauseEndsEachOnce()
 {
-    QFETCH(State, state);
-    QueueBench bench(oneAtATime());
-    const qint64 id = bring(bench, state);
+    QFETCH(Place, place);
+    QueueBench bench(QueueBench::oneAtATime());
+    const qint64 id = bench.bring(place);
     QVERIFY(id > 0);
     const qint64 behind = bench.append(u"done"_s);
     const qsizetype began = bench.began.size();
     const qsizetype retries = bench.retries.size();
-    bench.queue->pause();
-    bench.queue->pause();
+    bench.queue->close();
+    bench.queue->close();
     QVERIFY(bench.run());
     bench.queue->decide(id, true);
     QueueBench::settle();
     for (const qint64 one : {id, behind}) {
-        QCOMPARE(bench.endsOf(one), 1);
-        const bool isWhole = one == id && state == State::Hashing;
+        const bool hasBegun = bench.began.contains(one);
+        QCOMPARE(bench.endsOf(one), hasBegun ? 1 : 0);
+        if (!hasBegun)
+            continue;
+        const bool isWhole = one == id && place == Place::Hashing;
         QCOMPARE(bench.outcomeOf(one).failure.kind,
                  isWhole ? Failure::Kind::StoppedBeforeComparing : Failure::Kind::Stopped);
         QCOMPARE(bench.outcomeOf(one).info.id, one);
     }
-    QCOMPARE(bench.outcomeOf(behind).attempts, 0);
+    QVERIFY(bench.neverBegan > 0);
     QCOMPARE(bench.began.size(), began);
     QCOMPARE(bench.retries.size(), retries);
     QVERIFY(bench.session->isIdle());
@@ -203,9 +128,9 @@ void TestDownloadQueuePausing::aPauseEndsEachOnce()
 
 void TestDownloadQueuePausing::whatIsPausedIsUnfinishedAndGoesOnLater()
 {
-    QueueBench bench(oneAtATime());
-    const qint64 id = bring(bench, State::BetweenAttempts);
-    bench.queue->pause();
+    QueueBench bench(QueueBench::oneAtATime());
+    const qint64 id = bench.bring(Place::BetweenAttempts);
+    bench.queue->close();
     QVERIFY(bench.run());
     QCOMPARE(bench.outcomeOf(id).failure.kind, Failure::Kind::Stopped);
     QVERIFY(!bench.session->record(id)->isFinished());
@@ -221,10 +146,10 @@ void TestDownloadQueuePausing::whatIsPausedIsUnfinishedAndGoesOnLater()
 /// The file is whole, and the same command would make another one of it.
 void TestDownloadQueuePausing::aPausedChecksumIsNotPassedOver()
 {
-    QueueBench bench(oneAtATime());
-    const qint64 id = bring(bench, State::Hashing);
+    QueueBench bench(QueueBench::oneAtATime());
+    const qint64 id = bench.bring(Place::Hashing);
     QVERIFY(id > 0);
-    bench.queue->pause();
+    bench.queue->close();
     QVERIFY(bench.run());
     QCOMPARE(bench.outcomeOf(id).failure.kind, Failure::Kind::StoppedBeforeComparing);
     QCOMPARE(bench.outcomeOf(id).failure.subject.id, id);
@@ -247,7 +172,7 @@ void TestDownloadQueuePausing::whatEndsByItselfAfterThePauseIsWhatItIs()
     // It finishes in the moment in which it is to stop.
     for (const qint64 id : {plain, compared})
         connect(bench.running(id), &AbstractDownload::stopping, &bench, [&, id] { finishes(bench, id); });
-    bench.queue->pause();
+    bench.queue->close();
     QVERIFY(bench.run());
     QueueBench::settle();
     QCOMPARE(bench.endsOf(plain), 1);
@@ -259,18 +184,20 @@ void TestDownloadQueuePausing::whatEndsByItselfAfterThePauseIsWhatItIs()
 void TestDownloadQueuePausing::afterAPauseNothingBeginsAnyMore()
 {
     QueueBench bench;
-    bench.queue->pause();
-    const qint64 id = bench.append(u"done"_s);
+    bench.queue->close();
+    const qint64 id = bench.add(u"done"_s);
+    Failure failure;
+    QVERIFY(!bench.queue->append(id, DownloadQueue::Job::Download, &failure));
+    QCOMPARE(failure.kind, Failure::Kind::WrongState);
     QVERIFY(bench.run());
     QVERIFY(bench.began.isEmpty());
-    QCOMPARE(bench.endsOf(id), 1);
-    QCOMPARE(bench.outcomeOf(id).failure.kind, Failure::Kind::Stopped);
+    QVERIFY(bench.states.isEmpty());
 }
 
 void TestDownloadQueuePausing::aPauseWithNothingToDoIsOverAtOnce()
 {
     QueueBench bench;
-    bench.queue->pause();
+    bench.queue->close();
     QVERIFY(bench.run());
     QueueBench::settle();
     QCOMPARE(bench.drained, 1);
@@ -284,15 +211,15 @@ void TestDownloadQueuePausing::theQueueMayGoAtAnyTime_data()
 
 void TestDownloadQueuePausing::theQueueMayGoAtAnyTime()
 {
-    QFETCH(State, state);
-    QueueBench bench(oneAtATime());
-    const qint64 id = bring(bench, state);
+    QFETCH(Place, place);
+    QueueBench bench(QueueBench::oneAtATime());
+    const qint64 id = bench.bring(place);
     QVERIFY(id > 0);
     bench.append(u"done"_s);
     bench.queue.reset();
     QueueBench::settle();
     QVERIFY(bench.outcomes.isEmpty());
-    QCOMPARE(bench.running(id) != nullptr, state == State::Running);
+    QCOMPARE(bench.running(id) != nullptr, place == Place::Running);
     QSignalSpy closed(bench.session.get(), &DownloadSession::closed);
     bench.session->close();
     QTRY_COMPARE(closed.size(), 1);
@@ -377,7 +304,7 @@ void TestDownloadQueuePausing::aPauseAfterAFindingIsAPause()
     bench.tick();
     bench.queue->now += Watchdog::kSilenceMs;
     bench.tick();
-    bench.queue->pause();
+    bench.queue->close();
     QVERIFY(bench.run());
     QCOMPARE(bench.endsOf(id), 1);
     QCOMPARE(bench.outcomeOf(id).failure.kind, Failure::Kind::Stopped);
@@ -523,7 +450,7 @@ void TestDownloadQueuePausing::pauseFromInsideTheSignals_data()
     QTest::addColumn<Connect>("connectIt");
     const auto row = [](const char *name, auto signal) {
         QTest::newRow(name) << Connect(
-            [signal](DownloadQueue *queue) { connect(queue, signal, queue, [queue] { queue->pause(); }); });
+            [signal](DownloadQueue *queue) { connect(queue, signal, queue, [queue] { queue->close(); }); });
     };
     row("began", &DownloadQueue::began);
     row("retrying", &DownloadQueue::retrying);
@@ -535,7 +462,7 @@ void TestDownloadQueuePausing::pauseFromInsideTheSignals_data()
 void TestDownloadQueuePausing::pauseFromInsideTheSignals()
 {
     QFETCH(std::function<void(DownloadQueue *)>, connectIt);
-    QueueBench bench(oneAtATime());
+    QueueBench bench(QueueBench::oneAtATime());
     const QString name = QString::fromLatin1(QTest::currentDataTag());
     connectIt(bench.queue.get());
     QList<qint64> ids{bench.append(u"%1;%2;fail/HttpError/404"_s.arg(kBusy, kChanged), with(Policy::Ask))};
@@ -545,13 +472,14 @@ void TestDownloadQueuePausing::pauseFromInsideTheSignals()
     if (name == "ended"_L1 || name == "drained"_L1)
         connect(bench.queue.get(), &DownloadQueue::decisionRequired, &bench,
                 [&](qint64 id) { bench.queue->decide(id, false); });
-    QTRY_VERIFY(bench.outcomes.size() == 3 && bench.drained > 0);
+    QTRY_VERIFY(bench.outcomes.size() + bench.neverBegan == 3 && bench.drained > 0);
     QueueBench::settle();
     QVERIFY(bench.queue->isIdle());
     for (const qint64 id : std::as_const(ids))
-        QCOMPARE(bench.endsOf(id), 1);
-    QCOMPARE(bench.outcomeOf(ids.last()).failure.kind,
-             name == "drained"_L1 ? Failure::Kind::None : Failure::Kind::Stopped);
+        QCOMPARE(bench.endsOf(id), bench.began.contains(id) ? 1 : 0);
+    QCOMPARE(bench.outcomes.size() + bench.neverBegan, 3);
+    const bool isLate = name == "drained"_L1;
+    QCOMPARE(bench.endsOf(ids.last()), isLate ? 1 : 0);
 }
 
 /// What the session tells before it has the run, from inside start().
@@ -564,7 +492,7 @@ void TestDownloadQueuePausing::pauseFromInsideTheBeginningOfARun()
     int warnings = 0;
     connect(bench.session.get(), &DownloadSession::warned, &bench, [&] {
         ++warnings;
-        bench.queue->pause();
+        bench.queue->close();
     });
     QVERIFY(bench.run());
     QueueBench::settle();
@@ -584,7 +512,7 @@ void TestDownloadQueuePausing::decideFromInsideTheQuestion_data()
 void TestDownloadQueuePausing::decideFromInsideTheQuestion()
 {
     QFETCH(bool, answer);
-    QueueBench bench(oneAtATime());
+    QueueBench bench(QueueBench::oneAtATime());
     connect(bench.queue.get(), &DownloadQueue::decisionRequired, &bench,
             [&](qint64 id) { bench.queue->decide(id, answer); });
     const qint64 id = bench.append(kChanged + u";done"_s, with(Policy::Ask));

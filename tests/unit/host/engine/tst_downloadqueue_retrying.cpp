@@ -256,7 +256,7 @@ void TestDownloadQueueRetrying::theListHasAllMirrorsAgainAfterwards()
     const qint64 id = bench.append(kNotFound, {}, mirrors);
     const Info before = bench.session->record(id).value();
     QTRY_VERIFY(bench.running(id) && bench.running(id)->info().mirrors.isEmpty());
-    bench.queue->pause();
+    bench.queue->close();
     QVERIFY(bench.run());
     const Info after = bench.session->record(id).value();
     QCOMPARE(after.mirrors.size(), 2);

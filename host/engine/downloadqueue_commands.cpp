@@ -1,0 +1,194 @@
+// SPDX-License-Identifier: MIT
+#include <host/engine/downloadqueue.h>
+
+#include <host/engine/downloadsession.h>
+#include <host/engine/queueddownload.h>
+
+#include <QThread>
+
+#include <algorithm>
+#include <utility>
+
+using namespace Qt::StringLiterals;
+
+bool DownloadQueue::append(qint64 id, Job job, Failure *failure)
+{
+    Q_ASSERT(QThread::currentThread() == thread());
+    const Outbox::Scope scope(m_outbox);
+    const std::optional<DownloadState> known = state(id);
+    if (m_life == Life::Closing)
+        return refuse(id, u"the queue is closed"_s, failure);
+    if (known && *known != DownloadState::Paused)
+        return refuse(id, u"it waits or has begun already"_s, failure);
+    enqueue(id, job);
+    return true;
+}
+
+bool DownloadQueue::pause(qint64 id, Failure *failure)
+{
+    Q_ASSERT(QThread::currentThread() == thread());
+    const Outbox::Scope scope(m_outbox);
+    const Entry *const entry = entryOf(id);
+    if (!entry || entry->state == DownloadState::Paused)
+        return refuse(id, u"it neither waits nor has begun"_s, failure);
+    if (entry->active && entry->active->afterwards != QueuedDownload::Afterwards::Nothing)
+        return refuse(id, u"it is being stopped already"_s, failure);
+    if (entry->active) {
+        stop(*entry->active, false);
+    } else {
+        m_waiting.removeOne(id);
+        pauseWaiting(id);
+        fillSoon();
+    }
+    return true;
+}
+
+bool DownloadQueue::resume(qint64 id, Failure *failure)
+{
+    Q_ASSERT(QThread::currentThread() == thread());
+    const Outbox::Scope scope(m_outbox);
+    const Entry *const entry = entryOf(id);
+    if (m_life == Life::Closing || !entry || entry->state != DownloadState::Paused)
+        return refuse(id, u"it is not paused"_s, failure);
+    enqueue(id, entry->job);
+    return true;
+}
+
+bool DownloadQueue::take(qint64 id, Failure *failure)
+{
+    Q_ASSERT(QThread::currentThread() == thread());
+    const Outbox::Scope scope(m_outbox);
+    Entry *const entry = entryOf(id);
+    if (!entry)
+        return refuse(id, u"it is not in the queue"_s, failure);
+    if (entry->active) {
+        stop(*entry->active, true);
+        return true;
+    }
+    if (m_waiting.removeOne(id))
+        pauseWaiting(id);
+    transition(id, DownloadState::Removed);
+    forget(id);
+    fillSoon();
+    return true;
+}
+
+bool DownloadQueue::move(qint64 id, qsizetype position, Failure *failure)
+{
+    Q_ASSERT(QThread::currentThread() == thread());
+    const qsizetype from = m_waiting.indexOf(id);
+    if (from < 0)
+        return refuse(id, u"it does not wait"_s, failure);
+    m_waiting.move(from, std::clamp<qsizetype>(position, 0, m_waiting.size() - 1));
+    return true;
+}
+
+void DownloadQueue::pauseAll()
+{
+    Q_ASSERT(QThread::currentThread() == thread());
+    const Outbox::Scope scope(m_outbox);
+    const QList<qint64> waiting = std::exchange(m_waiting, {});
+    for (const qint64 id : waiting)
+        pauseWaiting(id);
+    const QList<qint64> active = activeIds();
+    for (const qint64 id : active)
+        pause(id);
+    fillSoon();
+}
+
+void DownloadQueue::resumeAll()
+{
+    Q_ASSERT(QThread::currentThread() == thread());
+    const Outbox::Scope scope(m_outbox);
+    const QList<qint64> paused = m_life == Life::Open ? std::exchange(m_paused, {}) : QList<qint64>();
+    for (const qint64 id : paused)
+        enqueue(id, m_entries.at(id).job);
+}
+
+void DownloadQueue::close()
+{
+    Q_ASSERT(QThread::currentThread() == thread());
+    const Outbox::Scope scope(m_outbox);
+    m_life = Life::Closing;
+    giveUpWaiting();
+    const QList<qint64> ids = activeIds();
+    for (const qint64 id : ids) {
+        QueuedDownload *const active = find(id);
+        if (active && active->afterwards == QueuedDownload::Afterwards::Nothing)
+            stop(*active, false);
+    }
+    fillSoon();
+}
+
+void DownloadQueue::decide(qint64 id, bool restart)
+{
+    Q_ASSERT(QThread::currentThread() == thread());
+    const Outbox::Scope scope(m_outbox);
+    QueuedDownload *const active = findIn(id, DownloadState::Asking);
+    if (active && restart)
+        tryAgain(id, Job::Restart);
+    else if (active)
+        endByItsError(*active);
+}
+
+void DownloadQueue::answerFileExists(qint64 id, int fileIndex, AbstractDownloadFileExistsAction action)
+{
+    if (QueuedDownload *const active = find(id))
+        active->answer = action;
+    m_session.fileExistsAction(id, fileIndex, action);
+}
+
+void DownloadQueue::setMostAtOnce(int count)
+{
+    m_options.mostAtOnce = std::max(1, count);
+    fillSoon();
+}
+
+bool DownloadQueue::refuse(qint64 id, const QString &reason, Failure *failure)
+{
+    if (failure)
+        *failure = Failure::make(Failure::Kind::WrongState, Failure::Subject::of(id), reason);
+    return false;
+}
+
+void DownloadQueue::enqueue(qint64 id, Job job)
+{
+    Entry &entry = m_entries[id];
+    entry.job = job;
+    m_paused.removeOne(id);
+    m_waiting.append(id);
+    transition(id, DownloadState::Waiting);
+    fillSoon();
+}
+
+/// It is no longer among those that wait.
+void DownloadQueue::pauseWaiting(qint64 id)
+{
+    transition(id, DownloadState::Paused);
+    m_paused.append(id);
+}
+
+void DownloadQueue::stop(QueuedDownload &active, bool isTaken)
+{
+    active.afterwards = isTaken ? QueuedDownload::Afterwards::Leave : QueuedDownload::Afterwards::Pause;
+    if (isRunning(active))
+        m_session.stop(active.id);
+    else
+        end(active, active.stopped());
+}
+
+/// Neither the list nor anybody else is asked about each of them: there may be a hundred thousand.
+void DownloadQueue::giveUpWaiting()
+{
+    const qsizetype count = std::exchange(m_waiting, {}).size();
+    std::erase_if(m_entries, [](const auto &item) { return !item.second.active; });
+    m_paused.clear();
+    if (count > 0)
+        m_outbox.put([this, count] { Q_EMIT neverBegan(count); });
+}
+
+void DownloadQueue::forget(qint64 id)
+{
+    m_paused.removeOne(id);
+    m_entries.erase(id);
+}
