@@ -113,18 +113,16 @@ void WwwDownload::start(AbstractDownloadCommand command)
         return;
     log(u"starting..."_s);
 
-    setState(NoMoreSections, false);
-    setState(FileAllocated, false);
+    m_plan.begin();
     const bool hadError = bool(m_info->lastError);
     m_mode = command;
-    m_allocatedSize = -1;
     m_details = {};
     clearLastError(false);
     transition(RunState::Running);
     if (!guard)
         return;
     if (m_info->resumeSupport == AbstractDownloadPersistentInfo::ResumeUnknown && m_pack.size() == 1)
-        m_resumeTestAllowed = true;
+        m_plan.allowResumeTest();
     if (isUnsupported()) {
         m_info->setLastError(genericErrorAt(GenericErrorCode::NotSupported, kUnsupportedAtStartLine));
         Q_EMIT changed(false);
@@ -235,7 +233,7 @@ void WwwDownload::onSectionsRunning(bool isRunning)
         setupTimer();
         return;
     }
-    if (m_ignoredSectionId != 0) {
+    if (m_plan.ignoredId() != 0) {
         // The decision waits until the removal is complete; a section started meanwhile makes it void.
         QMetaObject::invokeMethod(
             this,
@@ -282,8 +280,8 @@ void WwwDownload::continueOrEnd()
 void WwwDownload::onSectionItemRunning(qint64 id, bool isRunning)
 {
     if (!isRunning)
-        setState(ExtraSectionWanted, false);
-    if (id == m_ignoredSectionId)
+        m_plan.setExtraWanted(false);
+    if (id == m_plan.ignoredId())
         return;
     const SectionPointer item = section(id);
     if (!item)
@@ -299,11 +297,11 @@ void WwwDownload::onSectionItemRunning(qint64 id, bool isRunning)
     if (error)
         onSectionFailed(item, error);
     if (queryMode()) {
-        if (error && id == m_creatingSectionId)
+        if (error && id == m_plan.creatingId())
             removeCreatingSection(true, u"failed to start"_s);
     } else if (item->isFinished()) {
         onSectionFinished(item);
-    } else if (id == m_creatingSectionId) {
+    } else if (id == m_plan.creatingId()) {
         removeCreatingSection(m_pack.size() == 1, u"stopped unexpectedly"_s);
     }
 }
@@ -311,11 +309,11 @@ void WwwDownload::onSectionItemRunning(qint64 id, bool isRunning)
 void WwwDownload::onSectionFailed(const SectionPointer &section, const AbstractError &error)
 {
     if (section->isLastErrorFileError())
-        setState(NoMoreSections, true);
+        m_plan.refuseMore();
     else
         m_details.failedSource = section->lastSourceUrl();
     log(u"section #%1 error: "_s.arg(section->id()) + error.toLogText());
-    if (section->id() == m_creatingSectionId)
+    if (section->id() == m_plan.creatingId())
         noteBound(m_info->resumeSupport == AbstractDownloadPersistentInfo::ResumeNotSupported
                       ? ConnectionsBound::RangesNotHonoured
                       : ConnectionsBound::AnotherFailed);
@@ -324,8 +322,7 @@ void WwwDownload::onSectionFailed(const SectionPointer &section, const AbstractE
 void WwwDownload::onSectionFinished(const SectionPointer &section)
 {
     const auto creatingEndsHere = [this, &section] {
-        const SectionPointer creating = creatingSection();
-        return creating && creating->section().end() == section->section().end();
+        return m_plan.endsWithCreating(plannedSections(), section->section());
     };
     if (creatingEndsHere())
         removeCreatingSection(false, u"the whole parent section is already finished"_s);

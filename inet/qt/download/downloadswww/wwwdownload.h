@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <inet/qt/download/downloadswww/sectionscheduling.h>
+#include <inet/qt/download/downloadswww/sectionplan.h>
 #include <inet/qt/download/downloadswww/wwwdownloader.h>
 #include <inet/qt/download/downloadswww/wwwdownloadsection.h>
 #include <inet/qt/download/framework/abstractdownload.h>
@@ -153,14 +153,10 @@ private:
     enum StateBit : quint32 {
         Running = 0x001,
         Stopping = 0x002,
-        NoMoreSections = 0x004, ///< none is created until the next start
         InitialFileOps = 0x008,
         FinalFileOps = 0x010,
         FinishNowRequested = 0x020,
         FinishingNow = 0x040,
-        ExtraSectionWanted = 0x080, ///< a limit was in the way: try again when connections change
-        ResumeTestForced = 0x100, ///< the section in creation is there to learn whether ranges are honoured
-        FileAllocated = 0x200,
     };
 
     static constexpr quint32 kRunStateBits = Running | Stopping | FinalFileOps | FinishingNow;
@@ -200,24 +196,20 @@ private:
     void onSectionFinished(const SectionPointer &section);
 
     static bool isUnsupported() { return false; }
-    SectionPointer findLazySection() const;
-    SectionPointer findBiggestBytesLeftSection() const;
+    SectionPlan::Sections plannedSections() const;
+    SectionPlan::Situation planSituation() const;
     SectionPointer createNewSection();
     SectionPointer createSectionInstance(const AbstractDownloadSection &range, bool resourceCheck);
     void connectSection(const SectionPointer &section);
-    bool splitOffRange(AbstractDownloadSection *range) const;
     bool isAllocating() const;
     SectionScheduling::ConnectionVerdict connectionsVerdict() const;
     bool startExtraSection();
     void noteConnections();
     void noteBound(ConnectionsBound bound);
-    ConnectionsBound boundOfSplit() const;
-    ConnectionsBound boundOf(SectionScheduling::CreateVerdict verdict) const;
     void startExtraSectionIfPossible();
     void onSectionGotOkResponse(qint64 id);
     bool confirmCreatingSection(const SectionPointer &section);
     void onSectionTimedOut(qint64 id);
-    void markSectionAsCreated(const SectionPointer &section);
     void removeCreatingSection(bool takeError, const QString &reason);
     void removeAllSections();
     void compactFinishedSections();
@@ -244,9 +236,7 @@ private:
     QSharedPointer<AbstractDownloadPersistentInfo> m_info; ///< null until setInfo()
     AbstractDownloadCommand m_mode = AbstractDownloadCommand::Start;
     AbstractNetworkConsumersWithExtraTasksPack m_pack;
-    qint64 m_lastSectionId = 0;
-    qint64 m_creatingSectionId = 0; ///< 0 = none
-    qint64 m_ignoredSectionId = 0; ///< its running notifications are ignored while it is being removed
+    SectionPlan m_plan;
     AbstractError m_lastError;
     QList<QSslError> m_lastSslErrors;
     QDateTime m_lastErrorTime;
@@ -257,10 +247,8 @@ private:
     DeferredPointer<WwwDownloader> m_resourceChecker;
     QThread *m_writersThread = nullptr;
     QByteArray m_pendingContent; ///< goes into the file as soon as there is one
-    qint64 m_allocatedSize = -1; ///< bytes of the file taken on disk so far; -1 = unknown
     quint32 m_state = 0; ///< StateBit
     quint64 m_runsEnded = 0; ///< for RunGuard
     const QSharedPointer<DownloadMirrorsUsageManager> m_mirrors;
-    bool m_resumeTestAllowed = true;
     DownloadDetails m_details;
 };

@@ -9,10 +9,11 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
+namespace
+{
 
-constexpr qint64 kSourceFields = AbstractDownloadPersistentInfo::FieldSourceUrls
-    | AbstractDownloadPersistentInfo::FieldSourceRequest;
+constexpr qint64 kSourceFields =
+    AbstractDownloadPersistentInfo::FieldSourceUrls | AbstractDownloadPersistentInfo::FieldSourceRequest;
 constexpr qint64 kSourceOrMirrorsFields = kSourceFields | AbstractDownloadPersistentInfo::FieldMirrors;
 
 /// Used when neither the application nor a person has set one: servers that sort by it treat us as a browser then.
@@ -178,9 +179,8 @@ void WwwDownload::onPersistentInfoChanged()
 qint64 WwwDownload::bytesDownloaded() const
 {
     const QList<SectionPointer> items = sections(false);
-    return std::accumulate(items.cbegin(), items.cend(), qint64(0), [](qint64 sum, const SectionPointer &item) {
-        return sum + item->section().downloaded;
-    });
+    return std::accumulate(items.cbegin(), items.cend(), qint64(0),
+                           [](qint64 sum, const SectionPointer &item) { return sum + item->section().downloaded; });
 }
 
 void WwwDownload::updateProgress()
@@ -200,8 +200,8 @@ QMap<int, AbstractDownload::Progress> WwwDownload::tasksProgress() const
         return progress;
     const AbstractDownloadFileInfo &file = firstFile();
     progress.insert(DownloadingTask, {file.bytesDownloaded(), file.size});
-    if (m_allocatedSize != -1 && (file.fileFlags & AbstractDownloadFileInfo::Preallocated) == 0)
-        progress.insert(AllocatingFileTask, {m_allocatedSize, file.size});
+    if (m_plan.allocatedSize() != -1 && (file.fileFlags & AbstractDownloadFileInfo::Preallocated) == 0)
+        progress.insert(AllocatingFileTask, {m_plan.allocatedSize(), file.size});
     return progress;
 }
 
@@ -318,8 +318,9 @@ bool WwwDownload::isSameContent(const AbstractDownloadPersistentInfo &other) con
     bool isMineReliable = false;
     bool isOthersReliable = false;
     DownloadGuidFromDownloadSource derive;
-    if (derive.get(m_info->sourceInfo(), mine, isMineReliable) && derive.get(other.sourceInfo(), others, isOthersReliable)
-        && !mine.value.isEmpty() && mine.kind == others.kind && mine.value == others.value) {
+    if (derive.get(m_info->sourceInfo(), mine, isMineReliable)
+        && derive.get(other.sourceInfo(), others, isOthersReliable) && !mine.value.isEmpty() && mine.kind == others.kind
+        && mine.value == others.value) {
         if (isMineReliable && isOthersReliable)
             return true;
         if (!other.isFinished() && other.lastError)

@@ -4,8 +4,6 @@
 #include <inet/qt/download/framework/abstractnetworkconsumersstats.h>
 #include <inet/qt/download/framework/qtqobjectstracker.h>
 
-#include <algorithm>
-
 using namespace Qt::StringLiterals;
 using namespace SectionScheduling;
 
@@ -23,7 +21,7 @@ QList<WwwDownload::SectionPointer> WwwDownload::sections(bool includeCreating) c
 {
     QList<SectionPointer> result;
     for (const auto &item : m_pack.items()) {
-        if (includeCreating || item->id() != m_creatingSectionId)
+        if (includeCreating || item->id() != m_plan.creatingId())
             result.append(item.staticCast<WwwDownloadSection>());
     }
     return result;
@@ -31,12 +29,19 @@ QList<WwwDownload::SectionPointer> WwwDownload::sections(bool includeCreating) c
 
 QList<WwwDownload::SectionPointer> WwwDownload::sortedSections(bool includeCreating) const
 {
-    QList<SectionPointer> result = sections(includeCreating);
-    std::sort(result.begin(), result.end(), [this](const SectionPointer &a, const SectionPointer &b) {
-        const bool isCreatingA = a->id() == m_creatingSectionId;
-        const bool isCreatingB = b->id() == m_creatingSectionId;
-        return isCreatingA == isCreatingB ? a->section().offset < b->section().offset : isCreatingB;
-    });
+    QList<SectionPointer> result;
+    for (const SectionPlan::Section &item : m_plan.sorted(plannedSections())) {
+        if (includeCreating || item.id != m_plan.creatingId())
+            result.append(section(item.id));
+    }
+    return result;
+}
+
+SectionPlan::Sections WwwDownload::plannedSections() const
+{
+    SectionPlan::Sections result;
+    for (const SectionPointer &item : sections(true))
+        result.append({item->id(), item->section(), item->isRunning(), item->isFinished()});
     return result;
 }
 
@@ -47,7 +52,7 @@ WwwDownload::SectionPointer WwwDownload::section(qint64 id) const
 
 WwwDownload::SectionPointer WwwDownload::creatingSection() const
 {
-    return m_creatingSectionId == 0 ? SectionPointer() : section(m_creatingSectionId);
+    return m_plan.creatingId() == 0 ? SectionPointer() : section(m_plan.creatingId());
 }
 
 int WwwDownload::runningSectionCount() const
@@ -55,50 +60,20 @@ int WwwDownload::runningSectionCount() const
     return int(m_pack.runningItemsIds().size());
 }
 
-WwwDownload::SectionPointer WwwDownload::findLazySection() const
-{
-    const QList<SectionPointer> candidates = sections(false);
-    const auto it = std::find_if(candidates.cbegin(), candidates.cend(),
-                                 [](const SectionPointer &item) { return !item->isRunning() && !item->isFinished(); });
-    return it == candidates.cend() ? SectionPointer() : *it;
-}
-
-WwwDownload::SectionPointer WwwDownload::findBiggestBytesLeftSection() const
-{
-    SectionPointer biggest;
-    for (const SectionPointer &item : sections(true)) {
-        if (!biggest || item->section().bytesLeft() > biggest->section().bytesLeft())
-            biggest = item;
-    }
-    return biggest;
-}
-
 WwwDownload::SectionPointer WwwDownload::createNewSection()
 {
-    AbstractDownloadSection range{0, -1, 0};
-    const bool isFirst = m_pack.empty();
-    if (!isFirst && !splitOffRange(&range))
+    const SectionPlan::Cut cut = m_plan.cut(plannedSections(), planSituation());
+    if (!cut.isPossible)
         return {};
-    const SectionPointer created = createSectionInstance(range, isFirst && m_mode == AbstractDownloadCommand::Restart);
-    m_creatingSectionId = created->id();
-    log(u"creating section: #%1(offset:%2, size:%3)"_s.arg(created->id()).arg(range.offset).arg(range.size));
+    const bool isFirst = m_pack.empty();
+    if (!isFirst && isAllocating())
+        log(u"currently allocated file size: %1"_s.arg(m_plan.allocatedSize()), kSectionLogLevel);
+    const SectionPointer created =
+        createSectionInstance(cut.range, isFirst && m_mode == AbstractDownloadCommand::Restart);
+    m_plan.startCreating(created->id());
+    log(u"creating section: #%1(offset:%2, size:%3)"_s.arg(created->id()).arg(cut.range.offset).arg(cut.range.size));
     m_pack.addItem(created);
     return created;
-}
-
-bool WwwDownload::splitOffRange(AbstractDownloadSection *range) const
-{
-    if (m_creatingSectionId != 0)
-        return false;
-    const SectionPointer parent = findBiggestBytesLeftSection();
-    if (!parent || !hasFile())
-        return false;
-    const SplitSituation situation{isAllocating(), m_allocatedSize};
-    if (!splitSection(parent->section(), situation, range))
-        return false;
-    if (situation.isAllocating)
-        log(u"currently allocated file size: %1"_s.arg(m_allocatedSize), kSectionLogLevel);
-    return true;
 }
 
 bool WwwDownload::isAllocating() const
@@ -109,9 +84,9 @@ bool WwwDownload::isAllocating() const
 
 WwwDownload::SectionPointer WwwDownload::createSectionInstance(const AbstractDownloadSection &range, bool resourceCheck)
 {
-    const SectionPointer created(new WwwDownloadSection(++m_lastSectionId, logHeader(), range, m_info, m_chief,
-                                                        resourceCheck, m_mirrors, nullptr),
-                                 &QObject::deleteLater);
+    const SectionPointer created(
+        new WwwDownloadSection(m_plan.takeId(), logHeader(), range, m_info, m_chief, resourceCheck, m_mirrors, nullptr),
+        &QObject::deleteLater);
     QtQObjectsTracker::instance()->registerObject(created.get(), created->metaObject()->className());
     created->setNetworkSettings(myNetworkSettings());
     connectSection(created);
@@ -143,7 +118,7 @@ bool WwwDownload::startExtraSection()
     // A receiver of a signal on the way here may have stopped the download.
     if (!isRunning() || isStopping())
         return true;
-    SectionPointer next = findLazySection();
+    SectionPointer next = section(m_plan.lazy(plannedSections()).id);
     if (!next)
         next = createNewSection();
     if (!next)
@@ -159,25 +134,18 @@ void WwwDownload::startExtraSectionIfPossible()
 {
     if (!isRunning() || isStopping() || queryMode())
         return;
-    setState(ExtraSectionWanted, false);
-    const CreateVerdict verdict = mayCreateSection();
+    m_plan.setExtraWanted(false);
+    const SectionPlan::Situation situation = planSituation();
+    const CreateVerdict verdict = m_plan.mayCreate(plannedSections(), situation);
     if (verdict == CreateVerdict::Allowed) {
         if (!startExtraSection())
-            noteBound(boundOfSplit());
+            noteBound(m_plan.cut(plannedSections(), situation).bound);
         return;
     }
-    noteBound(boundOf(verdict));
-    if (verdict != CreateVerdict::LimitReached)
+    noteBound(SectionPlan::boundOf(verdict, situation));
+    if (verdict != CreateVerdict::LimitReached || !m_plan.takeResumeTest(plannedSections(), situation))
         return;
-    const bool mayTestResume = m_resumeTestAllowed && m_pack.size() == 1
-        && m_info->resumeSupport == AbstractDownloadPersistentInfo::ResumeUnknown;
-    if (!mayTestResume) {
-        setState(ExtraSectionWanted, true);
-        return;
-    }
     log(u"forcibly testing resume support"_s);
-    m_resumeTestAllowed = false;
-    setState(ResumeTestForced, true);
     startExtraSection();
 }
 
@@ -199,36 +167,6 @@ void WwwDownload::noteBound(ConnectionsBound bound)
         m_details.bound = bound;
 }
 
-ConnectionsBound WwwDownload::boundOf(CreateVerdict verdict) const
-{
-    switch (verdict) {
-    case CreateVerdict::ResumeNotSupported:
-        return ConnectionsBound::RangesNotHonoured;
-    case CreateVerdict::SizeUnknown:
-        return ConnectionsBound::SizeUnknown;
-    case CreateVerdict::CapReached:
-        return ConnectionsBound::SectionsCap;
-    case CreateVerdict::LimitReached:
-        return connectionsVerdict().reason == ConnectionLimit::ConnectionsPerServer
-            ? ConnectionsBound::ConnectionsPerServer
-            : ConnectionsBound::Connections;
-    case CreateVerdict::Allowed:
-    case CreateVerdict::NoMoreSections:
-    case CreateVerdict::AlreadyCreating:
-    case CreateVerdict::NoFile:
-        break;
-    }
-    return ConnectionsBound::None;
-}
-
-ConnectionsBound WwwDownload::boundOfSplit() const
-{
-    const SectionPointer biggest = findBiggestBytesLeftSection();
-    const bool isBigEnough = biggest && biggest->section().bytesLeft() >= kMinimumLeftToSplit;
-    return isBigEnough && hasFile() && isAllocating() ? ConnectionsBound::SpaceNotTaken
-                                                      : ConnectionsBound::TooSmallToSplit;
-}
-
 QVariant WwwDownload::details() const
 {
     DownloadDetails result = m_details;
@@ -242,17 +180,23 @@ QVariant WwwDownload::details() const
 
 CreateVerdict WwwDownload::mayCreateSection() const
 {
-    CreateSituation situation;
-    situation.isPackEmpty = m_pack.empty();
-    situation.noMoreSections = hasState(NoMoreSections);
-    situation.isCreating = m_creatingSectionId != 0;
+    return m_plan.mayCreate(plannedSections(), planSituation());
+}
+
+SectionPlan::Situation WwwDownload::planSituation() const
+{
+    SectionPlan::Situation situation;
     situation.hasFile = hasFile();
-    if (m_info)
-        situation.isResumeNotSupported = m_info->resumeSupport == AbstractDownloadPersistentInfo::ResumeNotSupported;
-    if (hasFile())
+    if (hasFile()) {
         situation.fileSize = firstFile().size;
+        situation.isAllocating = isAllocating();
+    }
+    if (m_info) {
+        situation.isResumeUnknown = m_info->resumeSupport == AbstractDownloadPersistentInfo::ResumeUnknown;
+        situation.isResumeNotSupported = m_info->resumeSupport == AbstractDownloadPersistentInfo::ResumeNotSupported;
+    }
     situation.connections = connectionsVerdict();
-    return judgeCreation(situation);
+    return situation;
 }
 
 int WwwDownload::checkConnectionsLimit(bool *capHit) const
@@ -284,7 +228,7 @@ void WwwDownload::onSectionGotOkResponse(qint64 id)
 {
     log(u"section #%1 got ok response"_s.arg(id));
     const SectionPointer item = section(id);
-    if (item && id == m_creatingSectionId && !confirmCreatingSection(item))
+    if (item && id == m_plan.creatingId() && !confirmCreatingSection(item))
         return;
     if (isUnsupported()) {
         stop({int(GenericErrorCode::NotSupported),
@@ -299,31 +243,14 @@ void WwwDownload::onSectionGotOkResponse(qint64 id)
 
 bool WwwDownload::confirmCreatingSection(const SectionPointer &section)
 {
-    if (hasState(ResumeTestForced)) {
-        setState(ResumeTestForced, false);
-        if (checkConnectionsLimit(nullptr) >= 1) {
-            removeCreatingSection(false, u"too many connections"_s);
-            return false;
-        }
-    }
-    const AbstractDownloadSection range = section->section();
-    bool hasParent = false;
-    for (const SectionPointer &parent : sections(false)) {
-        if (parent->section().end() != range.end())
-            continue;
-        hasParent = true;
-        if (parent->section().bytesLeft() <= range.size) {
-            setState(NoMoreSections, true);
-            removeCreatingSection(false, u"pointless"_s);
-            return false;
-        }
-    }
-    if (!hasParent && m_pack.size() > 1) {
-        setState(NoMoreSections, true);
-        removeCreatingSection(false, u"no parent section found"_s);
+    const SectionPlan::Confirmation confirmation = m_plan.confirm(plannedSections(), connectionsVerdict().place);
+    if (confirmation != SectionPlan::Confirmation::Confirmed) {
+        removeCreatingSection(false, SectionPlan::reasonAgainst(confirmation));
         return false;
     }
-    markSectionAsCreated(section);
+    if (const SectionPointer parent = this->section(m_plan.settle(plannedSections())))
+        parent->truncateSection(section.get());
+    serializeSections(true);
     return true;
 }
 
@@ -332,24 +259,11 @@ void WwwDownload::onSectionTimedOut(qint64 id)
     log(u"section #%1 timed out"_s.arg(id));
 }
 
-void WwwDownload::markSectionAsCreated(const SectionPointer &section)
-{
-    if (section->id() != m_creatingSectionId)
-        return;
-    m_creatingSectionId = 0;
-    const QList<SectionPointer> sorted = sortedSections(true);
-    const qsizetype index = sorted.indexOf(section);
-    if (index > 0)
-        sorted.at(index - 1)->truncateSection(section.get());
-    serializeSections(true);
-}
-
 void WwwDownload::removeCreatingSection(bool takeError, const QString &reason)
 {
     const SectionPointer item = creatingSection();
-    const qint64 removedId = m_creatingSectionId;
-    m_ignoredSectionId = removedId;
-    log(u"removing creating section #%1. Reason:"_s.arg(m_creatingSectionId) + reason);
+    const qint64 removedId = m_plan.beginRemoval();
+    log(u"removing creating section #%1. Reason:"_s.arg(removedId) + reason);
     if (item && takeError) {
         m_lastError = item->lastError();
         m_lastSslErrors = item->lastSslErrors();
@@ -359,11 +273,7 @@ void WwwDownload::removeCreatingSection(bool takeError, const QString &reason)
         disconnect(item.get(), nullptr, this, nullptr);
         m_pack.removeItem(item->id());
     }
-    // Who hears of the connection given up may have begun another run, with a section in creation of its own.
-    if (m_ignoredSectionId == removedId)
-        m_ignoredSectionId = 0;
-    if (m_creatingSectionId == removedId)
-        m_creatingSectionId = 0;
+    m_plan.endRemoval(removedId);
     if (item && item->isRunning())
         item->stop(operationAbortedError(errorSource(kSourceFile, kRemovedSectionLine).c_str()), false);
 }
@@ -372,55 +282,36 @@ void WwwDownload::removeAllSections()
 {
     for (const SectionPointer &item : sections(true))
         disconnect(item.get(), nullptr, this, nullptr);
-    m_creatingSectionId = 0;
+    m_plan.clear();
     m_pack.removeItems(m_pack.itemsIds());
 }
 
 void WwwDownload::compactFinishedSections()
 {
-    const QList<SectionPointer> sorted = sortedSections(true);
-    if (sorted.size() < 2)
-        return;
-    const SectionPointer creating = creatingSection();
-    const auto endsWithCreating = [&creating](const SectionPointer &item) {
-        return creating && creating->section().end() == item->section().end();
-    };
-    bool isParentFinished = false;
-    SectionPointer previous;
-    for (const SectionPointer &item : sorted) {
-        const bool isMerged = previous && previous->isFinished() && item->isFinished()
-            && item->section().offset == previous->section().end();
-        if (!isMerged) {
-            previous = item;
-            continue;
-        }
-        isParentFinished |= endsWithCreating(item) || endsWithCreating(previous);
-        previous->onCompactSections(item->section().size);
-        m_pack.removeItem(item->id());
+    const SectionPlan::Compaction compaction = m_plan.compact(plannedSections());
+    for (const auto &[growing, merged] : compaction.merges) {
+        section(growing)->onCompactSections(section(merged)->section().size);
+        m_pack.removeItem(merged);
     }
-    if (isParentFinished)
+    if (compaction.isParentFinished)
         removeCreatingSection(false, u"parent section(s) are finished"_s);
 }
 
 void WwwDownload::onGlobalConnectionsChanged()
 {
-    if (isRunning() && hasState(ExtraSectionWanted) && hasFile() && firstFile().isOnDisk() && !firstFile().isComplete())
+    if (isRunning() && m_plan.isExtraWanted() && hasFile() && firstFile().isOnDisk() && !firstFile().isComplete())
         startExtraSectionIfPossible();
 }
 
 void WwwDownload::onSectionFilePreallocating(qint64 size)
 {
-    if (size == m_allocatedSize)
-        return;
-    m_allocatedSize = size;
-    if (!m_lastError)
+    if (m_plan.setAllocatedSize(size) && !m_lastError)
         startExtraSectionIfPossible();
 }
 
 void WwwDownload::onSectionFilePreallocated()
 {
-    setState(FileAllocated, true);
     log(u"file is allocated"_s);
-    m_allocatedSize = -1;
+    m_plan.setAllocatedSize(-1);
     startExtraSectionIfPossible();
 }

@@ -71,7 +71,7 @@ void WwwDownload::transition(RunState to)
     if (isBeginOrEnd)
         log("running: "_L1 + (to == RunState::Idle ? '0'_L1 : '1'_L1));
     m_state = (m_state & ~kRunStateBits) | quint32(to);
-    setState(ExtraSectionWanted, false);
+    m_plan.setExtraWanted(false);
     logState();
     if (to == RunState::Idle)
         ++m_runsEnded;

@@ -9,7 +9,8 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
+namespace
+{
 
 /// Queued signals find a type by its name: it has to be known under exactly this one.
 template<typename T>
