@@ -101,9 +101,9 @@ void WwwDownload::doCommand(AbstractDownloadCommand command)
 
 void WwwDownload::start(AbstractDownloadCommand command)
 {
-    if (isRunning() || !m_info)
+    if (isRunning() || !m_record)
         return;
-    const bool wasFinished = m_info->isFinished();
+    const bool wasFinished = m_record->isFinished();
     if (wasFinished && command != AbstractDownloadCommand::Restart)
         return;
     const RunGuard guard(this, m_runsEnded);
@@ -114,17 +114,17 @@ void WwwDownload::start(AbstractDownloadCommand command)
     log(u"starting..."_s);
 
     m_plan.begin();
-    const bool hadError = bool(m_info->lastError);
+    const bool hadError = bool(m_record->lastError);
     m_mode = command;
     m_details = {};
     clearLastError(false);
     transition(RunState::Running);
     if (!guard)
         return;
-    if (m_info->resumeSupport == AbstractDownloadPersistentInfo::ResumeUnknown && m_pack.size() == 1)
+    if (m_record->resumeSupport == AbstractDownloadPersistentInfo::ResumeUnknown && m_pack.size() == 1)
         m_plan.allowResumeTest();
     if (isUnsupported()) {
-        m_info->setLastError(genericErrorAt(GenericErrorCode::NotSupported, kUnsupportedAtStartLine));
+        m_record->setLastError(genericErrorAt(GenericErrorCode::NotSupported, kUnsupportedAtStartLine));
         Q_EMIT changed(false);
         if (guard)
             transition(RunState::Idle);
@@ -147,13 +147,13 @@ void WwwDownload::startAgain()
 {
     const RunGuard guard(this, m_runsEnded);
     removeAllSections();
-    m_pendingContent.clear();
+    m_record.dropPendingContent();
     // A shorter resource would leave the old one's tail behind its own bytes.
-    if (m_info->destinationType == AbstractDownloadPersistentInfo::ToMemory)
-        m_info->content.clear();
+    if (m_record->destinationType == AbstractDownloadPersistentInfo::ToMemory)
+        m_record->content.clear();
     if (hasFile()) {
         discardFirstFile();
-        m_info->setFlag(AbstractDownloadPersistentInfo::ResourceChanged, false);
+        m_record->setFlag(AbstractDownloadPersistentInfo::ResourceChanged, false);
         Q_EMIT changed(true);
     }
     if (guard)
@@ -174,7 +174,7 @@ void WwwDownload::discardFirstFile()
 
 void WwwDownload::removeFirstFile()
 {
-    const QString path = m_info->filePath(0);
+    const QString path = m_record->filePath(0);
     firstFile().fileFlags &=
         quint8(~(AbstractDownloadFileInfo::CreatedOnDisk | AbstractDownloadFileInfo::Preallocated));
     QFile::remove(path);
@@ -183,14 +183,14 @@ void WwwDownload::removeFirstFile()
 
 void WwwDownload::startQuery()
 {
-    if (m_info->bytesDownloaded(false) > 0 || (hasFile() && firstFile().isOnDisk())) {
+    if (m_record->bytesDownloaded(false) > 0 || (hasFile() && firstFile().isOnDisk())) {
         transition(RunState::Idle);
         return;
     }
     const RunGuard guard(this, m_runsEnded);
     if (!m_pack.empty() || hasFile()) {
         removeAllSections();
-        m_info->files.clear();
+        m_record->files.clear();
         Q_EMIT changed(false);
     }
     if (guard)
@@ -222,7 +222,7 @@ void WwwDownload::endWithoutSection()
 
 void WwwDownload::setFinished(bool finished)
 {
-    m_info->setFinished(finished, true);
+    m_record->setFinished(finished, true);
     Q_EMIT changed(false);
 }
 
@@ -314,7 +314,7 @@ void WwwDownload::onSectionFailed(const SectionPointer &section, const AbstractE
         m_details.failedSource = section->lastSourceUrl();
     log(u"section #%1 error: "_s.arg(section->id()) + error.toLogText());
     if (section->id() == m_plan.creatingId())
-        noteBound(m_info->resumeSupport == AbstractDownloadPersistentInfo::ResumeNotSupported
+        noteBound(m_record->resumeSupport == AbstractDownloadPersistentInfo::ResumeNotSupported
                       ? ConnectionsBound::RangesNotHonoured
                       : ConnectionsBound::AnotherFailed);
 }
@@ -391,9 +391,7 @@ void WwwDownload::continueToStop()
 
 void WwwDownload::finishWithWhatIsThere()
 {
-    const qint64 size = firstFile().bytesDownloaded();
-    firstFile().sections = {AbstractDownloadSection{0, size, size}};
-    firstFile().size = size;
+    m_record.settleForWhatIsThere();
     removeAllSections();
     serializeSections(false);
     onSectionsFinishedDownloading();
@@ -407,11 +405,8 @@ void WwwDownload::rememberError(const AbstractError &error)
 
 void WwwDownload::writeErrorToRecord()
 {
-    if (!m_lastError || m_lastError.isSameFailure(m_info->lastError))
-        return;
-    m_info->lastError = m_lastError;
-    m_info->lastErrorTime = m_lastErrorTime;
-    Q_EMIT changed(true);
+    if (m_record.takeError(m_lastError, m_lastErrorTime))
+        Q_EMIT changed(true);
 }
 
 void WwwDownload::onSectionsFinishedDownloading()
@@ -421,14 +416,14 @@ void WwwDownload::onSectionsFinishedDownloading()
         return;
     needFileOps();
     const QList<AbstractDownloadFileOps::FileInitializeOperation> operations =
-        m_fileOps->calcFilesInitOps(m_settings, *m_info, true);
-    if (operations.isEmpty() && m_pendingContent.isEmpty()) {
+        m_fileOps->calcFilesInitOps(m_settings, *m_record, true);
+    if (operations.isEmpty() && m_record.pendingContent().isEmpty()) {
         onPostDownloadJobFinished();
         return;
     }
     transition(runStateWith(FinalFileOps));
     Q_EMIT performingFilesOperations(true);
-    m_fileOps->performInitializeOps(m_info->folder, operations);
+    m_fileOps->performInitializeOps(m_record->folder, operations);
 }
 
 void WwwDownload::onPostDownloadJobFinished()

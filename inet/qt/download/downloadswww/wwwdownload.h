@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <inet/qt/download/downloadswww/recordkeeper.h>
 #include <inet/qt/download/downloadswww/sectionplan.h>
 #include <inet/qt/download/downloadswww/wwwdownloader.h>
 #include <inet/qt/download/downloadswww/wwwdownloadsection.h>
@@ -161,14 +162,10 @@ private:
 
     static constexpr quint32 kRunStateBits = Running | Stopping | FinalFileOps | FinishingNow;
 
-    /// What becomes of the bytes that a record kept inside itself when its destination changes.
-    enum class ContentFate { Untouched, Pending, FetchedAgain };
-
     bool hasState(StateBit bit) const { return (m_state & bit) != 0; }
     void setState(StateBit bit, bool on) { m_state = on ? m_state | bit : m_state & ~quint32(bit); }
-    bool hasFile() const { return m_info && !m_info->files.isEmpty(); }
-    AbstractDownloadFileInfo &firstFile() { return m_info->files.first(); }
-    const AbstractDownloadFileInfo &firstFile() const { return m_info->files.first(); }
+    bool hasFile() const { return m_record.hasFile(); }
+    AbstractDownloadFileInfo &firstFile() const { return m_record.firstFile(); }
     void log(const QString &text, int level = kLogLevel) const;
 
     RunState runState() const { return RunState(m_state & kRunStateBits); }
@@ -214,10 +211,7 @@ private:
     void removeAllSections();
     void compactFinishedSections();
 
-    void adjustInfo();
     void onInfoChanged(bool sourceChanged, bool changedArg, bool emitChanged);
-    ContentFate checkNewInfoForSpecialCase(const AbstractDownloadPersistentInfo &info, bool compareSource);
-    void settleContent(ContentFate fate);
     void forgetSections();
     AbstractNetworkConsumerSettings myNetworkSettings() const;
     void clearLastError(bool notify);
@@ -233,7 +227,7 @@ private:
 
     const QSharedPointer<AbstractNetworkAccessChief> m_chief;
     const QWeakPointer<QtAppSystemDefaultUserAgentManager> m_userAgentManager;
-    QSharedPointer<AbstractDownloadPersistentInfo> m_info; ///< null until setInfo()
+    RecordKeeper m_record; ///< none until setInfo()
     AbstractDownloadCommand m_mode = AbstractDownloadCommand::Start;
     AbstractNetworkConsumersWithExtraTasksPack m_pack;
     SectionPlan m_plan;
@@ -246,7 +240,6 @@ private:
     DeferredPointer<AbstractDownloadFileOps> m_fileOps;
     DeferredPointer<WwwDownloader> m_resourceChecker;
     QThread *m_writersThread = nullptr;
-    QByteArray m_pendingContent; ///< goes into the file as soon as there is one
     quint32 m_state = 0; ///< StateBit
     quint64 m_runsEnded = 0; ///< for RunGuard
     const QSharedPointer<DownloadMirrorsUsageManager> m_mirrors;

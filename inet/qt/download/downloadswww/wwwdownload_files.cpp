@@ -69,10 +69,10 @@ void WwwDownload::needFileOps()
 
 void WwwDownload::applyFileOpsSettings()
 {
-    if (!m_fileOps || !m_info)
+    if (!m_fileOps || !m_record)
         return;
-    const bool hasOwn = m_info->existingFileReaction != AbstractDownloadExistingFileReaction::NotSet;
-    m_fileOps->setExistingFileReaction(hasOwn ? m_info->existingFileReaction : m_settings.existingFileReaction);
+    const bool hasOwn = m_record->existingFileReaction != AbstractDownloadExistingFileReaction::NotSet;
+    m_fileOps->setExistingFileReaction(hasOwn ? m_record->existingFileReaction : m_settings.existingFileReaction);
 }
 
 void WwwDownload::fileExistsAction(int fileIndex, AbstractDownloadFileExistsAction action)
@@ -98,9 +98,9 @@ void WwwDownload::onSectionWaitingFileCreate()
     setState(InitialFileOps, true);
     needFileOps();
     const QList<AbstractDownloadFileOps::FileInitializeOperation> operations =
-        m_fileOps->calcFilesInitOps(m_settings, *m_info, true);
+        m_fileOps->calcFilesInitOps(m_settings, *m_record, true);
     Q_EMIT performingFilesOperations(true);
-    m_fileOps->performInitializeOps(m_info->folder, operations);
+    m_fileOps->performInitializeOps(m_record->folder, operations);
 }
 
 void WwwDownload::onPerformInitializeOpsFinished(
@@ -116,14 +116,14 @@ void WwwDownload::onPerformInitializeOpsFinished(
         transition(runStateWithout(FinalFileOps));
 
     // What was done before an error is done: a file that exists must not be made a second time.
-    m_fileOps->applyFilesInitOpsFinished(operations, done, *m_info);
+    m_fileOps->applyFilesInitOpsFinished(operations, done, *m_record);
     if (error) {
         Q_EMIT performingFilesOperations(false);
         if (guard)
             endWithFilesError(error);
         return;
     }
-    if (!m_pendingContent.isEmpty() && !writePendingContent())
+    if (!m_record.pendingContent().isEmpty() && !writePendingContent())
         return;
     Q_EMIT changed(true);
     Q_EMIT performingFilesOperations(false);
@@ -149,11 +149,11 @@ void WwwDownload::endWithFilesError(const AbstractError &error)
 
 bool WwwDownload::writePendingContent()
 {
-    QFile file(hasFile() ? m_info->filePath(0) : QString());
-    const bool isWritten =
-        file.open(QIODevice::WriteOnly) && file.write(m_pendingContent) == m_pendingContent.size() && file.flush();
+    QFile file(hasFile() ? m_record->filePath(0) : QString());
+    const bool isWritten = file.open(QIODevice::WriteOnly)
+        && file.write(m_record.pendingContent()) == m_record.pendingContent().size() && file.flush();
     if (isWritten) {
-        m_pendingContent.clear();
+        m_record.dropPendingContent();
         return true;
     }
     const AbstractError error(int(file.error()), ErrorCategory::kFile, errorSource(kSourceFile, kPendingContentLine),
@@ -193,23 +193,23 @@ void WwwDownload::checkIfResourceChanged()
                                                   m_resourceChecker->metaObject()->className());
     connect(m_resourceChecker.get(), &WwwDownloader::running, this, &WwwDownload::onCircDownloaderRunning);
     connect(m_resourceChecker.get(), &WwwDownloader::gotHeaders, this, &WwwDownload::onCircDownloaderGotHeaders);
-    if (m_info->hasFlag(AbstractDownloadPersistentInfo::ResourceChanged)) {
-        m_info->setFlag(AbstractDownloadPersistentInfo::ResourceChanged, false);
+    if (m_record->hasFlag(AbstractDownloadPersistentInfo::ResourceChanged)) {
+        m_record->setFlag(AbstractDownloadPersistentInfo::ResourceChanged, false);
         Q_EMIT changed(false);
     }
     m_resourceChecker->setNetworkSettings(myNetworkSettings());
     m_resourceChecker->setDontEmitData(true);
-    m_resourceChecker->start(WwwDownloadSourceInfo(m_info->sourceInfo()), m_info->userAgent);
+    m_resourceChecker->start(WwwDownloadSourceInfo(m_record->sourceInfo()), m_record->userAgent);
 }
 
 bool WwwDownload::isCheckedResourceChanged() const
 {
     const HttpHeadersParser parser(m_resourceChecker->headers());
-    const AbstractDownloadGuid guid = WwwDownloadSection::getDownloadGuid(m_info, parser);
-    if (!m_info->guid.isEmpty() && !guid.isEmpty()) {
+    const AbstractDownloadGuid guid = WwwDownloadSection::getDownloadGuid(m_record.shared(), parser);
+    if (!m_record->guid.isEmpty() && !guid.isEmpty()) {
         bool same = false;
         bool differs = false;
-        WwwDownloadSection::compareDownloadsByHttpEtag(guid, m_info->guid, same, differs);
+        WwwDownloadSection::compareDownloadsByHttpEtag(guid, m_record->guid, same, differs);
         if (differs)
             return true;
     }
@@ -225,7 +225,7 @@ void WwwDownload::onCircDownloaderGotHeaders()
     if (!isChanged)
         return;
     log(u"resource is changed"_s);
-    m_info->setFlag(AbstractDownloadPersistentInfo::ResourceChanged, true);
+    m_record->setFlag(AbstractDownloadPersistentInfo::ResourceChanged, true);
     Q_EMIT changed(false);
 }
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <inet/qt/download/downloadswww/wwwdownload.h>
 
+#include <inet/qt/download/framework/assertion.h>
+#include <inet/qt/download/framework/threadaffinity.h>
 #include <inet/qt/download/sources/downloadguidfromdownloadsource.h>
 
 #include <QCoreApplication>
@@ -12,9 +14,8 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-constexpr qint64 kSourceFields =
-    AbstractDownloadPersistentInfo::FieldSourceUrls | AbstractDownloadPersistentInfo::FieldSourceRequest;
-constexpr qint64 kSourceOrMirrorsFields = kSourceFields | AbstractDownloadPersistentInfo::FieldMirrors;
+constexpr qint64 kSourceOrMirrorsFields = AbstractDownloadPersistentInfo::FieldSourceUrls
+    | AbstractDownloadPersistentInfo::FieldSourceRequest | AbstractDownloadPersistentInfo::FieldMirrors;
 
 /// Used when neither the application nor a person has set one: servers that sort by it treat us as a browser then.
 constexpr char kDefaultUserAgent[] =
@@ -30,36 +31,26 @@ bool isUpdateUrl(const AbstractDownloadMergeOptions &options)
     return options.options.size() == 1 && options.options.first() == updateUrlOption();
 }
 
-bool isSameRequest(const AbstractDownloadPersistentInfo &a, const AbstractDownloadPersistentInfo &b)
-{
-    return a.url == b.url && a.cookies == b.cookies && a.postData == b.postData;
-}
-
 }
 
 AbstractDownloadPersistentInfo WwwDownload::info() const
 {
-    return m_info ? *m_info : AbstractDownloadPersistentInfo();
+    return m_record ? *m_record : AbstractDownloadPersistentInfo();
 }
 
 AbstractDownloadPersistentInfo *WwwDownload::rwInfo()
 {
-    return m_info.get();
+    return m_record.shared().get();
 }
 
 bool WwwDownload::setInfo(const AbstractDownloadPersistentInfo &info)
 {
-    if (!m_info) {
-        m_info = QSharedPointer<AbstractDownloadPersistentInfo>::create(info);
-        if (hasFile() && firstFile().size != -1 && firstFile().sections.isEmpty())
-            firstFile().sections.append({0, firstFile().size, 0});
+    DOWNLOAD_ASSERT(isCalledAtHome(this));
+    if (!m_record) {
+        m_record.begin(info);
         serializeSections(false);
-    } else {
-        const ContentFate fate = checkNewInfoForSpecialCase(info, true);
-        *m_info = info;
-        settleContent(fate);
-        if (!m_pendingContent.isEmpty())
-            m_info->setFinished(false, true);
+    } else if (m_record.replace(info)) {
+        forgetSections();
     }
     onInfoChanged(true, false, true);
     return true;
@@ -67,108 +58,53 @@ bool WwwDownload::setInfo(const AbstractDownloadPersistentInfo &info)
 
 bool WwwDownload::updateInfoFields(const AbstractDownloadPersistentInfo &info, qint64 fields, BitFlagsUpdateMode mode)
 {
-    if (!m_info)
+    DOWNLOAD_ASSERT(isCalledAtHome(this));
+    if (!m_record)
         return false;
     if ((fields & AbstractDownloadPersistentInfo::FieldLastError) && !info.lastError)
         clearLastError();
-    ContentFate fate = ContentFate::Untouched;
-    if (fields & AbstractDownloadPersistentInfo::FieldDestination)
-        fate = checkNewInfoForSpecialCase(info, (fields & kSourceFields) != 0);
-    if (!m_info->updateWith(info, fields, mode))
+    bool isFetchedAgain = false;
+    const bool isChanged = m_record.update(info, fields, mode, &isFetchedAgain);
+    if (isFetchedAgain)
+        forgetSections();
+    if (!isChanged)
         return true;
-    settleContent(fate);
     onInfoChanged((fields & kSourceOrMirrorsFields) != 0, false, true);
-    if (!m_pendingContent.isEmpty())
-        m_info->setFinished(false, true);
+    m_record.reopenForPendingContent();
     return true;
-}
-
-WwwDownload::ContentFate WwwDownload::checkNewInfoForSpecialCase(const AbstractDownloadPersistentInfo &info,
-                                                                 bool compareSource)
-{
-    if (!m_info)
-        return ContentFate::Untouched;
-    const bool isOtherSource =
-        !isSameRequest(info, *m_info) || info.referer != m_info->referer || info.webPageUrl != m_info->webPageUrl;
-    if (compareSource && isOtherSource) {
-        const bool isLost =
-            !m_pendingContent.isEmpty() && info.destinationType != AbstractDownloadPersistentInfo::ToMemory;
-        m_pendingContent.clear();
-        if (!isLost)
-            return ContentFate::Untouched;
-        forgetSections();
-        return ContentFate::FetchedAgain;
-    }
-    if (m_info->destinationType == info.destinationType
-        || m_info->destinationType != AbstractDownloadPersistentInfo::ToMemory || m_info->content.isEmpty())
-        return ContentFate::Untouched;
-
-    ContentFate fate = ContentFate::Pending;
-    if (m_info->isFinished()) {
-        m_pendingContent = m_info->content;
-        m_info->setFinished(false, true);
-    } else {
-        fate = ContentFate::FetchedAgain;
-        forgetSections();
-    }
-    m_info->content.clear();
-    return fate;
 }
 
 // Their bytes are gone, and nobody else has them.
 void WwwDownload::forgetSections()
 {
-    if (hasFile())
-        firstFile().sections.clear();
     if (!isRunning())
         removeAllSections();
 }
 
-// A given record still shows the bytes that have just been taken out of the old one.
-void WwwDownload::settleContent(ContentFate fate)
-{
-    if (fate == ContentFate::Untouched)
-        return;
-    m_info->content.clear();
-    if (fate == ContentFate::FetchedAgain && hasFile())
-        firstFile().sections.clear();
-}
-
 bool WwwDownload::serializeSections(bool toRecord)
 {
-    if (!hasFile())
-        return true;
     if (!toRecord) {
-        for (const AbstractDownloadSection &range : firstFile().sections)
+        for (const AbstractDownloadSection &range : m_record.ranges())
             m_pack.addItem(createSectionInstance(range, false));
         return true;
     }
-    QList<AbstractDownloadSection> ranges;
+    RecordKeeper::Ranges ranges;
     for (const SectionPointer &item : sortedSections(false))
         ranges.append(item->section());
-    if (!ranges.isEmpty())
-        firstFile().sections = ranges;
+    m_record.keep(ranges);
     return true;
 }
 
 void WwwDownload::onInfoChanged(bool sourceChanged, bool changedArg, bool emitChanged)
 {
-    adjustInfo();
+    m_record.adjust(QLatin1String(kModuleId));
     if (sourceChanged)
-        m_mirrors->setMirrors(m_info->sourceInfo(), m_info->mirrors);
+        m_mirrors->setMirrors(m_record->sourceInfo(), m_record->mirrors);
     if (m_fileOps)
         applyFileOpsSettings();
     m_pack.setNetworkSettings(myNetworkSettings());
     if (emitChanged)
         Q_EMIT changed(changedArg);
-}
-
-void WwwDownload::adjustInfo()
-{
-    if (!m_info)
-        return;
-    m_info->moduleId = QLatin1String(kModuleId);
-    m_info->flags |= AbstractDownloadPersistentInfo::ModuleFlags;
 }
 
 void WwwDownload::onPersistentInfoChanged()
@@ -185,7 +121,7 @@ qint64 WwwDownload::bytesDownloaded() const
 
 void WwwDownload::updateProgress()
 {
-    if (!hasFile() || firstFile().bytesDownloaded() == bytesDownloaded())
+    if (!m_record.isBehind(bytesDownloaded()))
         return;
     serializeSections(true);
     Q_EMIT changed(false);
@@ -207,7 +143,7 @@ QMap<int, AbstractDownload::Progress> WwwDownload::tasksProgress() const
 
 AbstractError WwwDownload::lastError() const
 {
-    return m_info ? m_info->lastError : AbstractError();
+    return m_record ? m_record->lastError : AbstractError();
 }
 
 QList<QSslError> WwwDownload::lastSslErrors() const
@@ -230,9 +166,9 @@ void WwwDownload::clearLastError(bool notify)
     rememberError(AbstractError());
     m_lastSslErrors.clear();
     m_pack.clearLastError();
-    if (!m_info || !m_info->lastError)
+    if (!m_record || !m_record->lastError)
         return;
-    m_info->setLastError(AbstractError());
+    m_record->setLastError(AbstractError());
     if (notify)
         Q_EMIT changed(false);
 }
@@ -296,20 +232,21 @@ CompareDownloadsResult WwwDownload::compareDownloads(const AbstractDownloadPersi
 {
     if (other.moduleId != QLatin1String(kModuleId))
         return CompareDownloadsResult::OtherModule;
-    if (!m_info)
+    if (!m_record)
         return CompareDownloadsResult::Different;
     if (isSameContent(other))
         return CompareDownloadsResult::SameContent;
-    return isSameRequest(*m_info, other) ? CompareDownloadsResult::SameSource : CompareDownloadsResult::Different;
+    return RecordKeeper::isSameRequest(*m_record, other) ? CompareDownloadsResult::SameSource
+                                                         : CompareDownloadsResult::Different;
 }
 
 bool WwwDownload::isSameContent(const AbstractDownloadPersistentInfo &other) const
 {
-    if (!m_info)
+    if (!m_record)
         return false;
     bool same = false;
     bool differs = false;
-    WwwDownloadSection::compareDownloadsByHttpEtag(m_info->guid, other.guid, same, differs);
+    WwwDownloadSection::compareDownloadsByHttpEtag(m_record->guid, other.guid, same, differs);
     if (same || differs)
         return same;
 
@@ -318,7 +255,7 @@ bool WwwDownload::isSameContent(const AbstractDownloadPersistentInfo &other) con
     bool isMineReliable = false;
     bool isOthersReliable = false;
     DownloadGuidFromDownloadSource derive;
-    if (derive.get(m_info->sourceInfo(), mine, isMineReliable)
+    if (derive.get(m_record->sourceInfo(), mine, isMineReliable)
         && derive.get(other.sourceInfo(), others, isOthersReliable) && !mine.value.isEmpty() && mine.kind == others.kind
         && mine.value == others.value) {
         if (isMineReliable && isOthersReliable)
@@ -350,9 +287,9 @@ bool WwwDownload::mergeIntoThisDownload(const AbstractDownloadPersistentInfo &ot
 {
     if (options.options.isEmpty())
         return true;
-    if (!isUpdateUrl(options) || !m_info)
+    if (!isUpdateUrl(options) || !m_record)
         return false;
-    m_info->copySourceFrom(other);
+    m_record->copySourceFrom(other);
     onInfoChanged(true, true, true);
     return true;
 }
@@ -362,8 +299,8 @@ bool WwwDownload::mergeIntoOtherDownload(AbstractDownloadPersistentInfo &other,
 {
     if (options.options.isEmpty())
         return true;
-    if (!isUpdateUrl(options) || !m_info)
+    if (!isUpdateUrl(options) || !m_record)
         return false;
-    other.copySourceFrom(*m_info);
+    other.copySourceFrom(*m_record);
     return true;
 }

@@ -78,15 +78,15 @@ WwwDownload::SectionPointer WwwDownload::createNewSection()
 
 bool WwwDownload::isAllocating() const
 {
-    return m_info->destinationType == AbstractDownloadPersistentInfo::ToFolder
+    return m_record->destinationType == AbstractDownloadPersistentInfo::ToFolder
         && (firstFile().fileFlags & AbstractDownloadFileInfo::Preallocated) == 0;
 }
 
 WwwDownload::SectionPointer WwwDownload::createSectionInstance(const AbstractDownloadSection &range, bool resourceCheck)
 {
-    const SectionPointer created(
-        new WwwDownloadSection(m_plan.takeId(), logHeader(), range, m_info, m_chief, resourceCheck, m_mirrors, nullptr),
-        &QObject::deleteLater);
+    const SectionPointer created(new WwwDownloadSection(m_plan.takeId(), logHeader(), range, m_record.shared(), m_chief,
+                                                        resourceCheck, m_mirrors, nullptr),
+                                 &QObject::deleteLater);
     QtQObjectsTracker::instance()->registerObject(created.get(), created->metaObject()->className());
     created->setNetworkSettings(myNetworkSettings());
     connectSection(created);
@@ -191,9 +191,9 @@ SectionPlan::Situation WwwDownload::planSituation() const
         situation.fileSize = firstFile().size;
         situation.isAllocating = isAllocating();
     }
-    if (m_info) {
-        situation.isResumeUnknown = m_info->resumeSupport == AbstractDownloadPersistentInfo::ResumeUnknown;
-        situation.isResumeNotSupported = m_info->resumeSupport == AbstractDownloadPersistentInfo::ResumeNotSupported;
+    if (m_record) {
+        situation.isResumeUnknown = m_record->resumeSupport == AbstractDownloadPersistentInfo::ResumeUnknown;
+        situation.isResumeNotSupported = m_record->resumeSupport == AbstractDownloadPersistentInfo::ResumeNotSupported;
     }
     situation.connections = connectionsVerdict();
     return situation;

@@ -89,7 +89,7 @@ void WwwDownload::logState() const
 
 void WwwDownload::log(const QString &text, int level) const
 {
-    if (m_info && m_info->hasFlag(AbstractDownloadPersistentInfo::LoggingSuppressed))
+    if (m_record && m_record->hasFlag(AbstractDownloadPersistentInfo::LoggingSuppressed))
         return;
     QtAppLoggerTextStream(QtAppDefaultLogger::instance(), level, true) << logHeader() << text;
 }
