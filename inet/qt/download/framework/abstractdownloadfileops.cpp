@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include <inet/qt/download/framework/abstractdownloadfileops.h>
 
+#include <inet/qt/download/framework/assertion.h>
 #include <inet/qt/download/framework/ownfiles.h>
 #include <inet/qt/download/framework/runguard.h>
 #include <inet/qt/download/framework/targetfilename.h>
 #include <inet/qt/download/framework/targetfileoperator.h>
+#include <inet/qt/download/framework/threadaffinity.h>
 
 #include <QHash>
 #include <QQueue>
@@ -207,6 +209,7 @@ AbstractDownloadExistingFileReaction AbstractDownloadFileOps::Private::reactionT
 /// @param answered the reaction to what is in the way of the operation that comes next, and of its file from then on
 void AbstractDownloadFileOps::Private::proceed(std::optional<AbstractDownloadFileExistsAction> answered)
 {
+    DOWNLOAD_ASSERT(isCalledAtHome(q) && !m_asking && !m_runs.isEmpty());
     const RunGuard guard(q);
     Run &run = m_runs.head();
     while (run.done < run.operations.size()) {
@@ -238,6 +241,7 @@ void AbstractDownloadFileOps::Private::proceed(std::optional<AbstractDownloadFil
 
 void AbstractDownloadFileOps::Private::finish(const AbstractError &error)
 {
+    DOWNLOAD_ASSERT(!m_asking && !m_runs.isEmpty());
     const Run run = m_runs.dequeue();
     for (int i = 0; i < run.done; ++i) {
         if (run.operations.at(i).kind == Operation::Finish)

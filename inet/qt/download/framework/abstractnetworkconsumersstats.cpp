@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <inet/qt/download/framework/abstractnetworkconsumersstats.h>
 
+#include <inet/qt/download/framework/assertion.h>
+#include <inet/qt/download/framework/threadaffinity.h>
+
 #include <utility>
 
 AbstractNetworkConsumersStats::AbstractNetworkConsumersStats(QObject *parent)
@@ -12,6 +15,7 @@ AbstractNetworkConsumersStats::~AbstractNetworkConsumersStats() = default;
 
 void AbstractNetworkConsumersStats::registerConsumer(AbstractNetworkConsumer *consumer, bool add)
 {
+    DOWNLOAD_ASSERT(isCalledAtHome(this));
     if (!consumer || add == m_consumers.contains(consumer))
         return;
     if (add) {

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <inet/qt/download/framework/abstractnetworkconsumerswithextrataskspack.h>
 
+#include <inet/qt/download/framework/assertion.h>
 #include <inet/qt/download/framework/runguard.h>
+#include <inet/qt/download/framework/threadaffinity.h>
 
 #include <algorithm>
 #include <utility>
@@ -99,6 +101,7 @@ NetworkUsageSettings AbstractNetworkConsumersWithExtraTasksPack::networkUsageSet
 
 void AbstractNetworkConsumersWithExtraTasksPack::addItem(const ItemPointer &item)
 {
+    DOWNLOAD_ASSERT(isCalledAtHome(this));
     const qint64 id = item ? item->id() : 0;
     if (!item || m_items.value(id) == item)
         return;
@@ -179,12 +182,14 @@ void AbstractNetworkConsumersWithExtraTasksPack::onItemRunning(qint64 id, bool i
 {
     // A receiver may remove the item, and with it perhaps the last reference to it, while it is still in its signal.
     const ItemPointer keep = item(id);
+    DOWNLOAD_ASSERT(isCalledAtHome(this));
     const RunGuard guard(this);
     m_someItemRan |= isRunning;
     ++m_reactingToItems;
     Q_EMIT itemRunning(id, isRunning);
     if (!guard)
         return;
+    DOWNLOAD_ASSERT(m_reactingToItems > 0);
     --m_reactingToItems;
     updateRunning();
 }
@@ -207,6 +212,7 @@ void AbstractNetworkConsumersWithExtraTasksPack::updateRunning()
 /// Every receiver gets the transitions in the order in which they happened, also when one receiver causes the next.
 void AbstractNetworkConsumersWithExtraTasksPack::announce(bool isRunning)
 {
+    DOWNLOAD_ASSERT(m_running != isRunning);
     m_running = isRunning;
     m_announcements.append(isRunning);
     if (m_announcing)

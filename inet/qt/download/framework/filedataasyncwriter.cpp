@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include <inet/qt/download/framework/filedataasyncwriter.h>
 
+#include <inet/qt/download/framework/assertion.h>
 #include <inet/qt/download/framework/fileerror.h>
 #include <inet/qt/download/framework/filespacereserver.h>
 #include <inet/qt/download/framework/ownfiles.h>
 #include <inet/qt/download/framework/plainfile.h>
+#include <inet/qt/download/framework/threadaffinity.h>
 
 #include <QFile>
 #include <QMutex>
@@ -129,13 +131,13 @@ FileDataAsyncWriter::FileDataAsyncWriter(int syncEveryBytes, char placing, qint6
     : AbstractDataAsyncProcessor(parent)
     , d(std::make_shared<Private>(this, syncEveryBytes, progressStep))
 {
-    Q_ASSERT(placing == 'P');
-    Q_UNUSED(placing)
+    DOWNLOAD_ASSERT(placing == 'P');
     d->ownerContext = new QObject;
     // First of all receivers: whoever hears of opened() or closed() in the owner's thread finds isOpen() to agree.
     connect(this, &AbstractDataAsyncProcessor::opened, d->ownerContext, [shared = d] { shared->toldOpen = true; });
     connect(this, &AbstractDataAsyncProcessor::closed, d->ownerContext, [shared = d] {
         shared->toldOpen = false;
+        DOWNLOAD_ASSERT(shared->closesPending > 0);
         if (--shared->closesPending == 0)
             shared->closeAsked = false;
     });
@@ -234,6 +236,7 @@ void FileDataAsyncWriter::post(Work work)
 
 void FileDataAsyncWriter::Private::openFile(const QString &path, qint64 start, bool exists, int number)
 {
+    DOWNLOAD_ASSERT(isCalledAtHome(q));
     closeFile();
     opening = number;
     if (!openPlainFile(path, exists))
@@ -265,6 +268,7 @@ bool FileDataAsyncWriter::Private::openPlainFile(const QString &path, bool exist
 
 void FileDataAsyncWriter::Private::write(const QByteArray &data)
 {
+    DOWNLOAD_ASSERT(isCalledAtHome(q));
     if (state != State::Open || data.isEmpty())
         return;
     const qint64 written = writeAll(data);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <inet/qt/download/framework/memorydataasyncwriter.h>
 
+#include <inet/qt/download/framework/assertion.h>
+
 #include <QFileDevice>
 
 #include <cstring>
@@ -31,6 +33,7 @@ MemoryDataAsyncWriter::MemoryDataAsyncWriter(QByteArray *target, QObject *parent
     : AbstractDataAsyncProcessor(parent)
     , m_target(target)
 {
+    DOWNLOAD_ASSERT(target);
 }
 
 MemoryDataAsyncWriter::~MemoryDataAsyncWriter() = default;
@@ -88,6 +91,7 @@ void MemoryDataAsyncWriter::close()
     ++m_closesPending;
     const auto answer = [this] {
         m_open = false;
+        DOWNLOAD_ASSERT(m_closesPending > 0);
         if (--m_closesPending == 0)
             m_closeAsked = false;
         Q_EMIT closed();
