@@ -12,8 +12,6 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-/// A download tells of a change at once, but not of the end of a check that found none.
-constexpr int kLookIntervalMs = 50;
 constexpr int kOk = 200;
 constexpr int kFirstRefusal = 400;
 
@@ -33,8 +31,6 @@ ResourceCheck::ResourceCheck(DownloadSession &session, QObject *parent)
     : QObject(parent)
     , m_session(session)
 {
-    m_timer.setInterval(kLookIntervalMs);
-    connect(&m_timer, &QTimer::timeout, this, &ResourceCheck::look);
 }
 
 ResourceCheck::~ResourceCheck() = default;
@@ -48,21 +44,21 @@ void ResourceCheck::begin(const AbstractDownloadPersistentInfo &record)
     m_download.reset(m_session.createDownload(record.id, m_guard, nullptr));
     m_session.prepare(*m_download, record, options);
     m_download->setInfo(record);
+    connect(m_download.get(), &AbstractDownload::resourceChecked, this, &ResourceCheck::look);
     m_download->doCommand(AbstractDownloadCommand::CheckResource);
-    m_timer.start();
+    // Where there is nothing to compare with, none has begun.
+    QMetaObject::invokeMethod(this, &ResourceCheck::look, Qt::QueuedConnection);
 }
 
 void ResourceCheck::stop()
 {
-    m_timer.stop();
     m_download.reset();
 }
 
 void ResourceCheck::look()
 {
-    if (m_download->details().value<DownloadDetails>().isChecking)
+    if (!m_download || m_download->details().value<DownloadDetails>().isChecking)
         return;
-    m_timer.stop();
     const Result found = result();
     m_download.release()->deleteLater();
     Q_EMIT checked(found);

@@ -6,7 +6,6 @@
 
 #include <QObject>
 #include <QString>
-#include <QTimer>
 
 #include <memory>
 
@@ -54,5 +53,4 @@ private:
     DownloadSession &m_session;
     std::shared_ptr<ResourceGuard> m_guard;
     std::unique_ptr<AbstractDownload> m_download;
-    QTimer m_timer;
 };

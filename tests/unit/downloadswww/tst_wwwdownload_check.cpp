@@ -3,6 +3,7 @@
 #include <tests/support/downloadfixture.h>
 
 #include <QCryptographicHash>
+#include <QSignalSpy>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -95,6 +96,7 @@ void TestWwwDownloadCheck::verdicts()
     Bench bench;
     Record info = bench.halfRecord();
     info.guid = identityOf(info.url, "\"a\"");
+    const QSignalSpy ends(&bench.download, &AbstractDownload::resourceChecked);
     bench.check(info);
     QVERIFY(bench.logged(u"checking if resource changed..."_s));
     const QPointer<FakeReply> reply = bench.reply();
@@ -106,6 +108,9 @@ void TestWwwDownloadCheck::verdicts()
     QCOMPARE(bench.events, changed ? QStringList{u"changed 0"_s} : QStringList());
     QCOMPARE(bench.logged(u"resource is changed"_s), changed);
     QCOMPARE(bench.timesLogged(u"finished checking if resource changed"_s), 1);
+    QCOMPARE(ends.size(), 0);
+    QCoreApplication::processEvents();
+    QCOMPARE(ends.size(), 1);
     QCOMPARE(bench.download.info().files, info.files);
     QCOMPARE(bench.download.info().lastError, AbstractError());
 }

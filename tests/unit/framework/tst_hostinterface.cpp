@@ -250,7 +250,7 @@ void TestHostInterface::everySignalIsThere_data()
         {"running(bool)", "changed(bool)", "gotResponseHeaders(qint64,QList<QString>)",
          "sendingRequestHeaders(qint64,QList<QString>)", "fileExistsActionRequired(int,QList<QString>)",
          "fileExistsActionApplied(int,AbstractDownloadFileExistsAction,AbstractError)",
-         "performingFilesOperations(bool)", "stopping()"});
+         "performingFilesOperations(bool)", "stopping()", "resourceChecked()"});
     add(AbstractNetworkConsumersWithExtraTasksPack::staticMetaObject,
         {"itemRunning(qint64,bool)", "running(bool)", "connectionsMapChangedDelta(QtConnectionsMap)"});
     add(AbstractNetworkConsumersStats::staticMetaObject, {"connectionsMapChangedDelta(QtConnectionsMap)"});

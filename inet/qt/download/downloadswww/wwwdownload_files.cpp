@@ -36,6 +36,7 @@ bool WwwDownload::supportsWriteOffset() const
 
 bool WwwDownload::setWritersThread(QThread *thread)
 {
+    DOWNLOAD_ASSERT(isCalledAtHome(this));
     if (!thread)
         return false;
     if (thread == m_writersThread)
@@ -77,6 +78,7 @@ void WwwDownload::applyFileOpsSettings()
 
 void WwwDownload::fileExistsAction(int fileIndex, AbstractDownloadFileExistsAction action)
 {
+    DOWNLOAD_ASSERT(isCalledAtHome(this));
     if (m_fileOps)
         m_fileOps->fileExistsAction(fileIndex, action);
 }
@@ -236,4 +238,6 @@ void WwwDownload::onCircDownloaderRunning(bool isRunning)
     log(u"finished checking if resource changed"_s);
     m_details.checkError = m_resourceChecker->lastError();
     m_resourceChecker.reset();
+    // The verdict comes behind the end of its transfer.
+    QMetaObject::invokeMethod(this, &WwwDownload::resourceChecked, Qt::QueuedConnection);
 }

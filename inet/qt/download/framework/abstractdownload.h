@@ -17,8 +17,8 @@ class QThread;
 
 /// One download, as a host sees it: given a record and commands, it answers with a changed record and signals.
 ///
-/// The host owns it. It lives in one thread; nothing blocks. running(true) ... running(false) frame a run, whose outcome
-/// is in the record by then.
+/// The host owns it. It lives in one thread; nothing blocks. running(true) ... running(false) frame a run, whose
+/// outcome is in the record by then.
 class DOWNLOADFRAMEWORK_EXPORT AbstractDownload : public AbstractNetworkConsumerWithExtraTasks
 {
     Q_OBJECT
@@ -39,7 +39,8 @@ public:
     virtual AbstractDownloadPersistentInfo info() const = 0;
     virtual bool setInfo(const AbstractDownloadPersistentInfo &info) = 0;
     /// @param fields AbstractDownloadPersistentInfo::Field bits
-    virtual bool updateInfoFields(const AbstractDownloadPersistentInfo &info, qint64 fields, BitFlagsUpdateMode mode) = 0;
+    virtual bool updateInfoFields(const AbstractDownloadPersistentInfo &info, qint64 fields,
+                                  BitFlagsUpdateMode mode) = 0;
     /// AbstractDownloadPersistentInfo::DestinationType values that a person may choose.
     virtual QSet<int> supportedDestinations() const = 0;
     /// Whether data may begin elsewhere than at the start of the file.
@@ -85,7 +86,8 @@ public:
     QString logHeader() const;
 
 Q_SIGNALS:
-    /// The record changed. @param significantly worth saving at once: files, errors, the finish; else progress and the like
+    /// The record changed. @param significantly worth saving at once: files, errors, the finish; else progress and the
+    /// like
     void changed(bool significantly);
     /// Relays of a transfer's header lines.
     void gotResponseHeaders(qint64 sectionId, const QList<QString> &headers);
@@ -97,6 +99,9 @@ Q_SIGNALS:
     void performingFilesOperations(bool performing);
     /// A stop has begun; running(false) ends it.
     void stopping();
+    /// A check whether the resource has changed has ended, with a verdict or without, and all of it was told; another
+    /// may have begun. Never from inside a call.
+    void resourceChecked();
 
 private:
     const qint64 m_id;
