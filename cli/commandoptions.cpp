@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: MIT
+#include <cli/commandoptions.h>
+
+#include <limits>
+
+namespace
+{
+
+using Row = OptionRow;
+using Type = Row::Type;
+
+constexpr Row::Places kTyped = Row::CommandLine;
+constexpr Row::Places kSetting = Row::CommandLine | Row::SettingsFile;
+
+const Row kBefore[] = {
+    {.name = "list",
+     .group = "program",
+     .type = Type::Path,
+     .valueName = "FILE",
+     .places = kSetting,
+     .help = "Keep the list of downloads in this file"},
+    {.name = "config",
+     .group = "program",
+     .type = Type::Path,
+     .valueName = "FILE",
+     .places = kTyped,
+     .help = "Read settings from this file"},
+    {.name = "json",
+     .group = "program",
+     .places = kSetting,
+     .help = "Print one JSON object a line on standard output",
+     .manual = "print one JSON object a line on standard output; see [json.md](json.md)"},
+    {.name = "quiet", .letter = 'q', .group = "program", .places = kSetting, .help = "Print errors only"},
+    {.name = "log",
+     .group = "program",
+     .type = Type::Path,
+     .valueName = "FILE",
+     .places = kSetting,
+     .help = "Append the log to this file"},
+    {.name = "log-level",
+     .group = "program",
+     .type = Type::Number,
+     .most = 9,
+     .valueName = "N",
+     .places = kSetting,
+     .help = "0: none; 1: the course of downloads; 4: their sections, too",
+     .manual = "0: none; 1: the course of downloads (default); 4: their sections, too (default with `--log`)"},
+    {.name = "input-file",
+     .letter = 'i',
+     .group = "input",
+     .type = Type::Path,
+     .valueName = "FILE",
+     .places = kTyped,
+     .help = "Take URLs from this file, one a line; -: standard input",
+     .manual =
+         "take URLs from this file, one a line; `-`: standard input. Blank lines and lines that begin with `#` do "
+         "not count"},
+};
+
+const Row kAfter[] = {
+    {.name = "progress",
+     .group = "run",
+     .type = Type::Choice,
+     .choices = "auto bar line none",
+     .fallback = "auto",
+     .valueName = "HOW",
+     .places = kSetting,
+     .help = "How to show progress (default: auto)",
+     .manual = "`bar`: lines that are redrawn; `line`: a plain line every 30 s; `none`; `auto` (default): `bar` on a "
+               "terminal, else `line`"},
+    {.name = "query",
+     .group = "naming",
+     .places = kTyped,
+     .help = "The same as \"plait query\"",
+     .manual = "the same as `plait query`"},
+    {.name = "finished", .group = "listing", .places = kTyped, .help = "Finished ones only"},
+    {.name = "unfinished", .group = "listing", .places = kTyped, .help = "Unfinished ones only"},
+    {.name = "limit",
+     .letter = 'n',
+     .group = "listing",
+     .type = Type::Number,
+     .most = std::numeric_limits<int>::max(),
+     .fallback = "50",
+     .valueName = "N",
+     .places = kSetting,
+     .help = "Lines at most (default: 50); 0: no limit"},
+    {.name = "sort",
+     .group = "listing",
+     .type = Type::Choice,
+     .choices = "id name size time",
+     .fallback = "id",
+     .valueName = "KEY",
+     .places = kSetting,
+     .help = "By what (default: id, the newest first)",
+     .manual = "by `id` (default, the newest first), `name`, `size` or `time`"},
+    {.name = "check",
+     .group = "listing",
+     .places = kTyped,
+     .excludes = "repair",
+     .help = "Look whether the list is whole; change nothing",
+     .manual = "look whether the list is whole, see [When the list is damaged](#when-the-list-is-damaged)"},
+    {.name = "repair",
+     .group = "listing",
+     .places = kTyped,
+     .excludes = "check",
+     .help = "Bring over what can be read of a damaged list, and keep that",
+     .manual = "bring over what can be read of a damaged list, see the same"},
+    {.name = "all", .group = "resuming", .places = kTyped, .help = "Everything that is unfinished"},
+    {.name = "force",
+     .group = "readdressing",
+     .places = kTyped,
+     .help = "Even where the file there may be another one"},
+    {.name = "delete-file", .group = "removing", .places = kTyped, .help = "Delete the file, too"},
+};
+
+QList<const Row *> allRows()
+{
+    QList<const Row *> rows;
+    for (const Row &row : kBefore)
+        rows.append(&row);
+    rows += OptionTable::ofHost().rows();
+    for (const Row &row : kAfter)
+        rows.append(&row);
+    return rows;
+}
+
+}
+
+const OptionTable &CommandOptions::table()
+{
+    static const OptionTable table(allRows());
+    return table;
+}
