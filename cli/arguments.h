@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cli/commandtable.h>
 #include <cli/exitstatus.h>
 #include <cli/progressmode.h>
 #include <host/engine/downloadrequest.h>
@@ -18,21 +19,7 @@
 struct Arguments {
     struct Outcome;
 
-    enum class Command {
-        Get,
-        Query, ///< learn, do not download
-        List,
-        CheckList,
-        RepairList,
-        Show,
-        Resume,
-        Restart,
-        Check,
-        Finish,
-        SetUrl,
-        Remove,
-        Config,
-    };
+    using Command = ::Command;
 
     Command command = Command::Get;
     QList<DownloadRequest> requests; ///< of Get and Query, in order; of SetUrl the new address alone

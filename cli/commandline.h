@@ -1,31 +1,30 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <cli/typed.h>
+#include <cli/commandtable.h>
+#include <host/options/optionvalues.h>
 
 #include <QString>
 #include <QStringList>
 
-#include <optional>
-
-/// The words of the command line and of the configuration file, sorted into options.
-///
-/// The file has lines "name = value", with the names of the long options; what is typed wins over it.
+/// What is asked for by the words of a command line and the lines of a settings file together: what is typed comes
+/// before what stands there.
 class CommandLine
 {
 public:
-    /// What the words come to: options, or a text to end with.
+    /// What the words come to: a command with its options, or a text to end with.
     struct Outcome {
-        std::optional<Typed> typed;
+        const CommandRow *command = nullptr; ///< null = there is a text to end with
+        QStringList words; ///< what follows the command: URLs or numbers
+        OptionValues values;
         bool isHelp = false; ///< the text is an answer, not a complaint
         QString text;
-        QString settings; ///< every setting that a file may hold, with its value, one a line
     };
 
     /// @param configFile need not exist
     static Outcome read(const QStringList &words, const QString &configFile);
-    /// The words of a command: the first one, or "get" where that is left out.
-    static QStringList commands();
     /// --config FILE among the words; empty = it is not there.
     static QString configFileOf(const QStringList &words);
+    /// What is typed behind these is not for others' eyes, as "--user".
+    static QList<QByteArray> secretOptions();
 };

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <cli/arguments.h>
+#include <cli/commandline.h>
 #include <cli/downloadsrunner.h>
 #include <cli/failurewords.h>
 #include <cli/jsonprinter.h>
@@ -167,7 +168,7 @@ int main(int argc, char *argv[])
     Streams streams;
     // Parsing may wait for URLs on standard input: meanwhile nobody is to read secrets off the process.
     const std::vector<std::string> typed(argv, argv + argc);
-    ProcessTitle::hide(argc, argv, {"--user", "--header", "--header-for-all", "--proxy", "--post-data"});
+    ProcessTitle::hide(argc, argv, CommandLine::secretOptions());
     std::vector<const char *> words;
     words.reserve(typed.size());
     for (const std::string &word : typed)

@@ -92,37 +92,24 @@ void describe(Fields &fields, SecretHeader &value)
 template<class Fields>
 void describe(Fields &fields, DownloadOptions &value)
 {
-    fields("rateLimit", value.rateLimit);
-    fields("connections", value.connections);
-    fields("connectionsPerServer", value.connectionsPerServer);
-    fields("checksumAlgorithm", value.checksumAlgorithm);
-    fields("checksumHex", value.checksumHex);
+    OptionValues values = value.values();
+    fields("values", values);
+    if (values != value.values())
+        value.give(values);
     fields("checksumResult", value.checksumResult);
-    fields("onChanged", value.onChanged);
-    fields("onUnresumable", value.onUnresumable);
-    fields("skipExisting", value.skipExisting);
     fields("user", value.user);
     fields("password", value.password);
     fields("headers", value.headers);
     fields("storeSecrets", value.storeSecrets);
-    fields("insecure", value.insecure);
 }
 
 template<class Fields>
 void describe(Fields &fields, OptionChanges &value)
 {
-    fields("rateLimit", value.rateLimit);
-    fields("connections", value.connections);
-    fields("connectionsPerServer", value.connectionsPerServer);
-    fields("onChanged", value.onChanged);
-    fields("onUnresumable", value.onUnresumable);
-    fields("skipExisting", value.skipExisting);
-    fields("checksumAlgorithm", value.checksumAlgorithm);
-    fields("checksumHex", value.checksumHex);
+    fields("values", value.values);
     fields("headers", value.headers);
     fields("headersForAll", value.headersForAll);
     fields("secretHeaders", value.secretHeaders);
-    fields("insecure", value.insecure);
     fields("storeSecrets", value.storeSecrets);
     fields("user", value.user);
     fields("password", value.password);

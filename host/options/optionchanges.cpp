@@ -20,19 +20,7 @@ void putHeader(QList<SecretHeader> &headers, const SecretHeader &header)
 
 void OptionChanges::applyTo(DownloadOptions &options) const
 {
-    options.rateLimit = rateLimit.value_or(options.rateLimit);
-    options.connections = connections.value_or(options.connections);
-    options.connectionsPerServer = connectionsPerServer.value_or(options.connectionsPerServer);
-    options.onChanged = onChanged.value_or(options.onChanged);
-    options.onUnresumable = onUnresumable.value_or(options.onUnresumable);
-    options.skipExisting = skipExisting.value_or(options.skipExisting);
-    options.insecure = options.insecure || insecure;
-    if (!checksumAlgorithm.isEmpty()
-        && (checksumAlgorithm != options.checksumAlgorithm || checksumHex != options.checksumHex)) {
-        options.checksumResult = ChecksumResult::NotCompared;
-        options.checksumAlgorithm = checksumAlgorithm;
-        options.checksumHex = checksumHex;
-    }
+    options.give(values);
     for (const SecretHeader &header : secretHeaders)
         putHeader(options.headers, header);
     if (storeSecrets && (!user.isEmpty() || !secretHeaders.isEmpty()))

@@ -9,6 +9,11 @@
 
 using namespace Qt::StringLiterals;
 
+OptionValues::OptionValues()
+    : OptionValues(OptionTable::ofHost())
+{
+}
+
 OptionValues::OptionValues(const OptionTable &table)
     : m_table(&table)
 {
@@ -62,12 +67,22 @@ QJsonObject OptionValues::toJson() const
     return object;
 }
 
-std::optional<OptionValues> OptionValues::fromJson(const QJsonObject &object, OptionRow::Place place, QString *problem,
-                                                   const OptionTable &table)
+OptionValues OptionValues::fromJson(const QJsonObject &object)
 {
-    OptionValues values(table);
+    OptionValues values;
+    QString problem;
     for (auto it = object.constBegin(); it != object.constEnd(); ++it) {
-        const OptionRow *const row = table.find(it.key());
+        if (const OptionRow *const row = values.table().find(it.key()))
+            values.giveJson(*row, it.value(), &problem);
+    }
+    return values;
+}
+
+std::optional<OptionValues> OptionValues::checked(const QJsonObject &object, OptionRow::Place place, QString *problem)
+{
+    OptionValues values;
+    for (auto it = object.constBegin(); it != object.constEnd(); ++it) {
+        const OptionRow *const row = values.table().find(it.key());
         if (!row || !row->places.testFlag(place)) {
             *problem = u"\"%1\" is no option here."_s.arg(it.key());
             return std::nullopt;

@@ -26,8 +26,10 @@ public:
         friend bool operator==(const Given &, const Given &) = default;
     };
 
-    /// @param table outlives this; by default the host's
-    explicit OptionValues(const OptionTable &table = OptionTable::ofHost());
+    /// Of the host's options.
+    OptionValues();
+    /// @param table outlives this
+    explicit OptionValues(const OptionTable &table);
 
     /// Takes the place of what was given, or stands behind it where the option may be given several times.
     void give(const OptionRow &row, const Given &given);
@@ -48,9 +50,10 @@ public:
 
     /// Names to values; lists where an option repeats.
     QJsonObject toJson() const;
+    /// What toJson() made. What is no option here, or none of its values, is left out.
+    static OptionValues fromJson(const QJsonObject &object);
     /// Nothing, with a sentence, where a name is none of an option that may stand there, or a value none of its values.
-    static std::optional<OptionValues> fromJson(const QJsonObject &object, OptionRow::Place place, QString *problem,
-                                                const OptionTable &table = OptionTable::ofHost());
+    static std::optional<OptionValues> checked(const QJsonObject &object, OptionRow::Place place, QString *problem);
 
     /// Where it was said does not count.
     friend bool operator==(const OptionValues &a, const OptionValues &b) { return a.toJson() == b.toJson(); }

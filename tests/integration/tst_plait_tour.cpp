@@ -516,17 +516,17 @@ void TestPlaitTour::settingsStandForOptions()
     QVERIFY(file.open(QIODevice::WriteOnly) && file.write(settings) == settings.size());
     file.close();
     m_page += u"\n```\n"_s + QString::fromUtf8(settings) + u"```\n"_s;
-    tell(u"`config` prints what holds, what the command line says included:"_s);
+    tell(u"`config` prints what holds, and where it comes from, what the command line says included:"_s);
     QVERIFY2(walk({u"config"_s, u"-x"_s, u"2"_s}, kDone), complaint());
     QVERIFY2(sees("\nmax-connections = 2\n") && sees("\nlimit-rate = 2M\n"), complaint());
     QVERIFY2(walk({url(u"settled.zip"_s)}, kDone), complaint());
     QVERIFY(isWhole(u"archive/settled.zip"_s, u"settled.zip"_s));
 
-    tell(u"A name that is none is said at once:"_s);
+    tell(u"A mistake is said with its line:"_s);
     QVERIFY(file.open(QIODevice::WriteOnly) && file.write("max-speed = 2M\n") > 0);
     file.close();
     QVERIFY2(walk({u"list"_s}, kBadOption), complaint());
-    QVERIFY(sees("\"max-speed\" in "));
+    QVERIFY(sees("plait.conf:1: \"max-speed\" is no setting"));
     QVERIFY(QFile::remove(path));
 }
 

@@ -95,8 +95,9 @@ void TestArgumentsSecrets::aComplaintAboutTheSettingsHoldsNoSecret_data()
     QTest::addColumn<QString>("part");
     QTest::newRow("a line without a sign") << QByteArray("user anna:s3cr3t") << u"\"user\""_s;
     QTest::newRow("a login alone") << QByteArray("anna:s3cr3t") << u"\"anna:…\""_s;
-    QTest::newRow("a header that is none") << QByteArray("header = Bearer s3cr3t") << u"--header \"…\""_s;
-    QTest::newRow("a number that is none") << QByteArray("tries = me:s3cr3t") << u"--tries"_s;
+    QTest::newRow("a header that is none")
+        << QByteArray("header = Bearer s3cr3t") << u"plait.conf:1: header \"…\" is no header"_s;
+    QTest::newRow("a number that is none") << QByteArray("tries = me:s3cr3t") << u"plait.conf:1: tries \"me:…\""_s;
 }
 
 void TestArgumentsSecrets::aComplaintAboutTheSettingsHoldsNoSecret()

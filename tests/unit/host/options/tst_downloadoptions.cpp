@@ -14,8 +14,7 @@ const QString kMd5 = u"md5=d41d8cd98f00b204e9800998ecf8427e"_s;
 
 OptionValues valuesOf(const QJsonObject &json)
 {
-    QString problem;
-    return OptionValues::fromJson(json, OptionRow::Service, &problem).value_or(OptionValues());
+    return OptionValues::fromJson(json);
 }
 
 }

@@ -17,6 +17,7 @@ private Q_SLOTS:
     void valuesTravelAsJson();
     void whatMayNotStandThereIsRefused_data();
     void whatMayNotStandThereIsRefused();
+    void whatALaterProgramKnowsIsLeftOut();
     void onlyThoseOfAPlaceAreTaken();
 
 private:
@@ -63,7 +64,7 @@ void TestOptionValues::valuesTravelAsJson()
         {u"retry-wait"_s, 1.5}, {u"limit-rate"_s, 2048}, {u"insecure"_s, true}, {u"header"_s, QJsonArray{u"A: 1"_s}}};
     QCOMPARE(values.toJson(), json);
     QString problem;
-    const std::optional<OptionValues> again = OptionValues::fromJson(json, OptionRow::Service, &problem);
+    const std::optional<OptionValues> again = OptionValues::checked(json, OptionRow::Service, &problem);
     QVERIFY2(again, qPrintable(problem));
     QVERIFY(*again == values);
     QCOMPARE(again->number("retry-wait"_L1), 1500);
@@ -88,8 +89,14 @@ void TestOptionValues::whatMayNotStandThereIsRefused()
     QFETCH(QJsonObject, json);
     QFETCH(QString, part);
     QString problem;
-    QVERIFY(!OptionValues::fromJson(json, OptionRow::Service, &problem));
+    QVERIFY(!OptionValues::checked(json, OptionRow::Service, &problem));
     QVERIFY2(problem.contains(part), qPrintable(problem));
+}
+
+void TestOptionValues::whatALaterProgramKnowsIsLeftOut()
+{
+    const QJsonObject json{{u"colour"_s, u"blue"_s}, {u"on-changed"_s, u"wait"_s}, {u"tries"_s, 3}};
+    QCOMPARE(OptionValues::fromJson(json).toJson(), (QJsonObject{{u"tries"_s, 3}}));
 }
 
 void TestOptionValues::onlyThoseOfAPlaceAreTaken()

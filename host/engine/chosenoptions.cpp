@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: MIT
+#include <host/engine/chosenoptions.h>
+
+#include <host/options/optionvalues.h>
+#include <host/policy/proxychoice.h>
+
+#include <QDir>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+/// "Name: value" lines, by their names.
+QVariantMap headersOf(const QStringList &lines)
+{
+    QVariantMap headers;
+    for (const QString &line : lines)
+        headers.insert(line.section(u':', 0, 0), line.section(u':', 1).trimmed());
+    return headers;
+}
+
+Credential credentialOf(const QString &login)
+{
+    return {{}, login.section(u':', 0, 0), login.section(u':', 1), {}};
+}
+
+AbstractDownloadExistingFileReaction reactionOf(const OptionValues &values)
+{
+    using Reaction = AbstractDownloadExistingFileReaction;
+    const QString text = values.text("on-exists"_L1);
+    if (!values.has("on-exists"_L1))
+        return Reaction::NotSet;
+    if (text == "overwrite"_L1)
+        return Reaction::Overwrite;
+    if (text == "ask"_L1)
+        return Reaction::Ask;
+    return text == "rename"_L1 ? Reaction::Rename : Reaction::Skip;
+}
+
+void readOutput(const QString &output, DownloadRequest &request, QString *problem)
+{
+    const QString name = output.mid(output.lastIndexOf(u'/') + 1);
+    if (name.isEmpty() || name == "."_L1 || name == ".."_L1) {
+        *problem = u"-o \"%1\" names no file. Give a name, and use -d for the folder."_s.arg(output);
+        return;
+    }
+    request.outputName = name;
+    const QString folder = output.chopped(name.size());
+    if (!folder.isEmpty())
+        request.folder = ChosenOptions::absolute(folder, request.folder);
+}
+
+NetworkOptions networkOf(const OptionValues &values, const QString &folder)
+{
+    NetworkOptions network;
+    QString problem;
+    const QString proxy = values.text("proxy"_L1);
+    if (!proxy.isEmpty())
+        network.proxy = ProxyChoice::checkedProxy(proxy, u"--proxy"_s, &problem);
+    network.netrcFile = ChosenOptions::absolute(values.text("netrc-file"_L1), folder);
+    network.netrc = values.flag("netrc"_L1) || !network.netrcFile.isEmpty();
+    network.cookiesFile = ChosenOptions::absolute(values.text("load-cookies"_L1), folder);
+    const QString user = values.text("user"_L1);
+    if (!user.isEmpty())
+        network.credentials.append(credentialOf(user));
+    return network;
+}
+
+}
+
+QString ChosenOptions::absolute(const QString &path, const QString &folder)
+{
+    return path.isEmpty() ? QString() : QDir::cleanPath(QDir(folder).absoluteFilePath(path));
+}
+
+DownloadRequest ChosenOptions::request(const OptionValues &values, const QString &folder, QString *problem)
+{
+    DownloadRequest request;
+    request.folder = QDir::cleanPath(QDir(folder).absoluteFilePath(values.text("dir"_L1)));
+    if (values.has("output"_L1))
+        readOutput(values.text("output"_L1), request, problem);
+    request.referer = values.text("referer"_L1);
+    request.userAgent = values.text("user-agent"_L1);
+    request.postData = values.text("post-data"_L1).toLocal8Bit();
+    request.headers = headersOf(values.texts("header"_L1));
+    request.headersForAll = headersOf(values.texts("header-for-all"_L1));
+    for (const QString &mirror : values.texts("mirror"_L1))
+        request.mirrors.append(QUrl(mirror, QUrl::TolerantMode));
+    request.onExists = reactionOf(values);
+    request.changes = changes(values);
+    request.options = DownloadOptions::of(values);
+    request.options.storeSecrets = request.changes.storeSecrets;
+    request.options.user = request.changes.user;
+    request.options.password = request.changes.password;
+    return request;
+}
+
+OptionChanges ChosenOptions::changes(const OptionValues &values)
+{
+    OptionChanges changes;
+    changes.values = values.at(OptionRow::Download);
+    changes.headers = headersOf(values.texts("header"_L1));
+    changes.headersForAll = headersOf(values.texts("header-for-all"_L1));
+    changes.storeSecrets = values.flag("keep-secrets"_L1);
+    if (changes.storeSecrets) {
+        const Credential credential = credentialOf(values.text("user"_L1));
+        changes.user = credential.user;
+        changes.password = credential.password;
+    }
+    return changes;
+}
+
+SessionOptions ChosenOptions::session(const OptionValues &values, const QString &folder)
+{
+    SessionOptions session;
+    session.ignoreSslErrors = values.flag("insecure"_L1);
+    session.caCertificatesFile = absolute(values.text("ca-certificate"_L1), folder);
+    session.usage.maximumConnections = int(values.number("max-connections"_L1));
+    session.usage.maximumConnectionsPerServer = int(values.number("max-connections-per-server"_L1));
+    session.usage.downloadLimit = values.number("limit-rate"_L1);
+    session.allTogether.maximumConnections = int(values.number("max-overall-connections"_L1));
+    session.allTogether.maximumConnectionsPerServer = int(values.number("max-overall-connections-per-server"_L1));
+    session.network = networkOf(values, folder);
+    return session;
+}
+
+QueueOptions ChosenOptions::queue(const OptionValues &values)
+{
+    QueueOptions queue;
+    queue.mostAtOnce = int(values.number("max-downloads"_L1));
+    queue.mostTries = int(values.number("tries"_L1));
+    queue.speedLimit = values.number("max-overall-download-limit"_L1);
+    queue.retryWaitMs = values.number("retry-wait"_L1);
+    return queue;
+}
