@@ -98,6 +98,9 @@ private Q_SLOTS:
     void aNamedFileThatIsMissingIsRefused();
     void theFileHasAPlaceOfItsOwn_data();
     void theFileHasAPlaceOfItsOwn();
+    void configSaysWhereAValueComesFrom();
+    void aMistakeInTheFileIsSaidWithItsLine();
+    void pathsInTheFileAreExpanded();
     void configPrintsWhatHolds_data();
     void configPrintsWhatHolds();
     void configHidesThePasswordOfAProxy_data();
@@ -290,6 +293,39 @@ void TestPlaitSettings::theFileHasAPlaceOfItsOwn()
     QVERIFY(isWhole(u"archive/"_s + kName, kSmallSize));
     result = m_plait->runBare({u"config"_s});
     QVERIFY2(result.status == kDone && result.out.contains(path.toLocal8Bit() + '\n'), told(result));
+}
+
+void TestPlaitSettings::configSaysWhereAValueComesFrom()
+{
+    QVERIFY(writeFile(settingsFile(), "# mine\ntries = 3\n"));
+    const PlaitResult result = m_plait->runBare({u"config"_s, u"--config"_s, settingsFile(), u"-x"_s, u"2"_s});
+    QVERIFY2(result.status == kDone, told(result));
+    for (const QByteArray &part : {"# tries: from " + settingsFile().toLocal8Bit() + ":2 (default: 5)\ntries = 3\n",
+                                   QByteArray("# max-connections: from the command line (default: 8)\n"),
+                                   QByteArray("\n# max-downloads = 4\n")})
+        QVERIFY2(result.out.contains(part), told(result));
+}
+
+void TestPlaitSettings::aMistakeInTheFileIsSaidWithItsLine()
+{
+    QVERIFY(writeFile(settingsFile(), "dir = archive\n\ntries = many\n"));
+    const PlaitResult result = m_plait->runBare({url(), u"--config"_s, settingsFile()});
+    QVERIFY2(result.status == kBadOption, told(result));
+    QCOMPARE(result.err,
+             "plait: " + settingsFile().toLocal8Bit() + ":3: tries \"many\" is no number from 0 to 1000000.\n");
+    QVERIFY(m_server->requests().isEmpty());
+}
+
+void TestPlaitSettings::pathsInTheFileAreExpanded()
+{
+    m_server->setResponse("/file.bin", ScriptedResponse::file(kSeed, kSmallSize));
+    m_plait->setVariable(u"PLAIT_LOGS"_s, home() + "/logs"_L1);
+    QVERIFY(QDir().mkpath(home() + "/logs"_L1));
+    QVERIFY(writeFile(settingsFile(), "dir = ~/archive\nlog = ${PLAIT_LOGS}/plait.log\n"));
+    const PlaitResult result = m_plait->runBare({u"--config"_s, settingsFile(), url()});
+    QVERIFY2(result.status == kDone, told(result));
+    QCOMPARE(TestFiles::sha256OfFile(home() + "/archive/"_L1 + kName), TestFiles::sha256OfContent(kSeed, kSmallSize));
+    QVERIFY(TestFiles::readFile(home() + "/logs/plait.log"_L1).contains("file.bin"));
 }
 
 void TestPlaitSettings::configPrintsWhatHolds_data()

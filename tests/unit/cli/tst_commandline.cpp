@@ -1,0 +1,197 @@
+// SPDX-License-Identifier: MIT
+#include <cli/commandline.h>
+#include <cli/commandoptions.h>
+
+#include <QFile>
+#include <QSet>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+using Outcome = CommandLine::Outcome;
+
+class TestCommandLine : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void theFirstWordIsTheCommandOrGetIsMeant_data();
+    void theFirstWordIsTheCommandOrGetIsMeant();
+    void everyCommandHasItsOwnHelp_data();
+    void everyCommandHasItsOwnHelp();
+    void everyGroupBelongsToACommandAndEveryCommandToGroups();
+    void whatIsTypedComesBeforeTheFile();
+    void theFileIsForCommandsThatHaveTheOption();
+    void itIsKnownWhereAValueComesFrom();
+    void aMistakeInTheFileIsSaidWithItsLine();
+    void anotherCommandBehindTheAddressesIsSaid();
+    void optionsThatCannotStandTogetherAreSaid();
+    void anOptionIsGivenOnce();
+    void aFlagMayBeSetToFalse();
+    void secretsAreKnownByTheirOptions();
+    void theSettingsFileIsNamedAmongTheWords_data();
+    void theSettingsFileIsNamedAmongTheWords();
+
+private:
+    Outcome read(const QStringList &words, const QByteArray &settings = {}) const
+    {
+        QFile file(path());
+        if (!file.open(QIODevice::WriteOnly) || file.write(settings) != settings.size())
+            qFatal("the settings could not be written");
+        file.close();
+        return CommandLine::read(words, path());
+    }
+    QString path() const { return m_folder.filePath(u"plait.conf"_s); }
+
+    QTemporaryDir m_folder;
+};
+
+void TestCommandLine::theFirstWordIsTheCommandOrGetIsMeant_data()
+{
+    QTest::addColumn<QStringList>("words");
+    QTest::addColumn<Command>("command");
+    QTest::addColumn<QStringList>("rest");
+    QTest::newRow("an address") << QStringList{u"http://h/x"_s} << Command::Get << QStringList{u"http://h/x"_s};
+    QTest::newRow("options and an address")
+        << QStringList{u"-x"_s, u"2"_s, u"http://h/x"_s} << Command::Get << QStringList{u"http://h/x"_s};
+    QTest::newRow("nothing") << QStringList() << Command::Get << QStringList();
+    QTest::newRow("get") << QStringList{u"get"_s, u"a"_s, u"b"_s} << Command::Get << QStringList{u"a"_s, u"b"_s};
+    for (const CommandRow &row : CommandTable::rows()) {
+        QStringList rest(row.leastWords, u"1"_s);
+        QTest::newRow(row.name) << QStringList{QString::fromLatin1(row.name)} + rest << row.command << rest;
+    }
+}
+
+void TestCommandLine::theFirstWordIsTheCommandOrGetIsMeant()
+{
+    QFETCH(QStringList, words);
+    const Outcome outcome = read(words);
+    QVERIFY2(outcome.command, qPrintable(outcome.text));
+    QTEST(outcome.command->command, "command");
+    QTEST(outcome.words, "rest");
+}
+
+void TestCommandLine::everyCommandHasItsOwnHelp_data()
+{
+    QTest::addColumn<QString>("name");
+    for (const CommandRow &row : CommandTable::rows())
+        QTest::newRow(row.name) << QString::fromLatin1(row.name);
+}
+
+void TestCommandLine::everyCommandHasItsOwnHelp()
+{
+    QFETCH(QString, name);
+    const Outcome outcome = read({name, u"--help"_s});
+    QVERIFY(!outcome.command && outcome.isHelp);
+    const CommandRow &command = *CommandTable::find(name);
+    QVERIFY2(outcome.text.startsWith(QLatin1StringView(command.help)), qPrintable(outcome.text));
+    for (const OptionRow *row : CommandOptions::table().rows()) {
+        const bool isThere = outcome.text.contains(QLatin1StringView(row->help));
+        const bool isNamed = outcome.text.contains(u"--%1 "_s.arg(QLatin1StringView(row->name)))
+            || outcome.text.contains(u"--%1,"_s.arg(QLatin1StringView(row->name)));
+        QVERIFY2(isNamed == command.takes(*row) && (isThere || !isNamed), row->name);
+    }
+}
+
+void TestCommandLine::everyGroupBelongsToACommandAndEveryCommandToGroups()
+{
+    QSet<QString> groups;
+    for (const OptionRow *row : CommandOptions::table().rows())
+        groups.insert(QString::fromLatin1(row->group));
+    QSet<QString> used;
+    for (const CommandRow &command : CommandTable::rows()) {
+        const QStringList names = QString::fromLatin1(command.groups).split(u' ');
+        used += QSet<QString>(names.cbegin(), names.cend());
+    }
+    QCOMPARE(used, groups);
+}
+
+void TestCommandLine::whatIsTypedComesBeforeTheFile()
+{
+    const Outcome outcome = read({u"--tries"_s, u"2"_s, u"--header"_s, u"A: 1"_s, u"u"_s},
+                                 "tries = 3\nheader = B: 2\nheader = C: 3\nmax-downloads = 7\n");
+    QVERIFY2(outcome.command, qPrintable(outcome.text));
+    QCOMPARE(outcome.values.number("tries"_L1), 2);
+    QCOMPARE(outcome.values.texts("header"_L1), QStringList{u"A: 1"_s});
+    QCOMPARE(outcome.values.number("max-downloads"_L1), 7);
+}
+
+void TestCommandLine::theFileIsForCommandsThatHaveTheOption()
+{
+    const Outcome outcome = read({u"list"_s}, "tries = 3\nlimit = 9\ndir = $PLAIT_NOWHERE\n");
+    QVERIFY2(outcome.command, qPrintable(outcome.text));
+    QVERIFY(!outcome.values.has("tries"_L1));
+    QCOMPARE(outcome.values.number("limit"_L1), 9);
+}
+
+void TestCommandLine::itIsKnownWhereAValueComesFrom()
+{
+    const Outcome outcome = read({u"config"_s, u"-j"_s, u"2"_s}, "\ntries = 3\n");
+    QVERIFY2(outcome.command, qPrintable(outcome.text));
+    QCOMPARE(outcome.values.given("max-downloads"_L1).constFirst().from, u"the command line"_s);
+    QCOMPARE(outcome.values.given("tries"_L1).constFirst().from, path() + ":2"_L1);
+}
+
+void TestCommandLine::aMistakeInTheFileIsSaidWithItsLine()
+{
+    const Outcome outcome = read({u"u"_s}, "tries = many\ncolour = blue\n");
+    QVERIFY(!outcome.command && !outcome.isHelp);
+    QCOMPARE(outcome.text, path() + ":1: tries \"many\" is no number from 0 to 1000000."_L1);
+    QVERIFY(read({u"list"_s}, "tries = many\ncolour = blue\n").text.startsWith(path() + ":2: \"colour\""_L1));
+}
+
+void TestCommandLine::anotherCommandBehindTheAddressesIsSaid()
+{
+    const Outcome outcome = read({u"-q"_s, u"list"_s});
+    QVERIFY(!outcome.command);
+    QVERIFY2(outcome.text.startsWith(u"\"list\" is a command, and a command comes first"_s), qPrintable(outcome.text));
+}
+
+void TestCommandLine::optionsThatCannotStandTogetherAreSaid()
+{
+    const Outcome outcome = read({u"list"_s, u"--check"_s, u"--repair"_s});
+    QVERIFY(!outcome.command && !outcome.isHelp);
+    QVERIFY2(outcome.text.contains(u"--check"_s) && outcome.text.contains(u"--repair"_s), qPrintable(outcome.text));
+}
+
+void TestCommandLine::anOptionIsGivenOnce()
+{
+    const Outcome outcome = read({u"-x"_s, u"2"_s, u"-x"_s, u"3"_s, u"u"_s});
+    QVERIFY(!outcome.command);
+    QVERIFY2(outcome.text.contains(u"--max-connections"_s), qPrintable(outcome.text));
+}
+
+void TestCommandLine::aFlagMayBeSetToFalse()
+{
+    const Outcome outcome = read({u"--netrc=false"_s, u"u"_s}, "netrc = true\nquiet\n");
+    QVERIFY2(outcome.command, qPrintable(outcome.text));
+    QVERIFY(!outcome.values.flag("netrc"_L1));
+    QVERIFY(outcome.values.flag("quiet"_L1));
+}
+
+void TestCommandLine::secretsAreKnownByTheirOptions()
+{
+    const QList<QByteArray> options = CommandLine::secretOptions();
+    QCOMPARE(QSet<QByteArray>(options.cbegin(), options.cend()),
+             (QSet<QByteArray>{"--user", "--header", "--header-for-all", "--proxy", "--post-data"}));
+}
+
+void TestCommandLine::theSettingsFileIsNamedAmongTheWords_data()
+{
+    QTest::addColumn<QStringList>("words");
+    QTest::addColumn<QString>("name");
+    QTest::newRow("in two words") << QStringList{u"u"_s, u"--config"_s, u"f"_s} << u"f"_s;
+    QTest::newRow("in one") << QStringList{u"--config=f"_s} << u"f"_s;
+    QTest::newRow("nowhere") << QStringList{u"u"_s} << QString();
+    QTest::newRow("without a name") << QStringList{u"--config"_s} << QString();
+}
+
+void TestCommandLine::theSettingsFileIsNamedAmongTheWords()
+{
+    QFETCH(QStringList, words);
+    QTEST(CommandLine::configFileOf(words), "name");
+}
+
+QTEST_GUILESS_MAIN(TestCommandLine)
+#include "tst_commandline.moc"
