@@ -2,7 +2,7 @@
 #include <host/engine/downloadsession.h>
 
 #include <host/engine/downloadrun.h>
-#include <host/engine/moduleloader.h>
+#include <host/engine/moduleregistry.h>
 #include <host/network/downloadaccesschief.h>
 #include <host/network/networkaccesschief.h>
 #include <host/network/resourceguard.h>
@@ -20,8 +20,6 @@ using namespace Qt::StringLiterals;
 
 namespace
 {
-
-const QString kModuleId = u"downloadswww"_s;
 
 Failure cannotChange(qint64 id, const QString &reason)
 {
@@ -75,8 +73,7 @@ bool DownloadSession::open(const SessionOptions &options, Failure *failure)
         *failure = Failure::told(Failure::Kind::Setting, {}, errorText);
         return false;
     }
-    if (!loadModule(options, failure))
-        return false;
+    prepareModules();
     if (!m_list.open(options.listPath.isEmpty() ? DownloadList::defaultPath() : options.listPath)) {
         *failure = listFailure();
         return false;
@@ -92,11 +89,6 @@ QStringList DownloadSession::warnings() const
     if (!m_list.warning().isEmpty())
         warnings.append(m_list.warning());
     return warnings;
-}
-
-bool DownloadSession::supports(const QUrl &url) const
-{
-    return m_module && m_module->supportedSource(url);
 }
 
 qint64 DownloadSession::add(const DownloadRequest &asked, Failure *failure)
@@ -155,7 +147,8 @@ bool DownloadSession::setUrl(qint64 id, const DownloadRequest &asked, Failure *f
         if (record.isFinished())
             return cannotChange(id, u"it is finished already"_s);
         // The module knows which of a record's fields belong to the address.
-        const std::unique_ptr<AbstractDownload> download(m_module->createDownload(id, nullptr));
+        const std::unique_ptr<AbstractDownload> download(
+            m_modules->moduleFor(request.url)->createDownload(id, nullptr));
         download->setInfo(record);
         AbstractDownloadPersistentInfo fresh = record;
         fresh.url = request.url;
@@ -326,19 +319,22 @@ NetworkUsageSettings DownloadSession::usageOf(const DownloadOptions &options) co
     return usage;
 }
 
-AbstractDownload *DownloadSession::createDownload(qint64 id, const std::shared_ptr<ResourceGuard> &guard,
-                                                  QObject *parent) const
+AbstractDownload *DownloadSession::createDownload(const AbstractDownloadPersistentInfo &record,
+                                                  const std::shared_ptr<ResourceGuard> &guard, QObject *parent)
 {
-    return createDownload(id, QSharedPointer<DownloadAccessChief>::create(m_chief, guard), parent);
+    return createDownload(record, QSharedPointer<DownloadAccessChief>::create(m_chief, guard), parent);
 }
 
 /// A download keeps the chief that its module has when it is made.
-AbstractDownload *DownloadSession::createDownload(qint64 id, const QSharedPointer<DownloadAccessChief> &chief,
-                                                  QObject *parent) const
+AbstractDownload *DownloadSession::createDownload(const AbstractDownloadPersistentInfo &record,
+                                                  const QSharedPointer<DownloadAccessChief> &chief, QObject *parent)
 {
-    m_module->setNetworkAccessChief(chief);
-    AbstractDownload *const download = m_module->createDownload(id, parent);
-    m_module->setNetworkAccessChief(m_chief);
+    AbstractDownloadModule *const module = m_modules->moduleFor(record.url);
+    if (!module)
+        return nullptr;
+    module->setNetworkAccessChief(chief);
+    AbstractDownload *const download = module->createDownload(record.id, parent);
+    module->setNetworkAccessChief(m_chief);
     return download;
 }
 
@@ -387,28 +383,32 @@ void DownloadSession::close()
         QMetaObject::invokeMethod(this, &DownloadSession::endWritersThread, Qt::QueuedConnection);
 }
 
-bool DownloadSession::loadModule(const SessionOptions &options, Failure *failure)
+/// They are not looked for yet.
+void DownloadSession::prepareModules()
 {
-    ModuleLoader loader(options.moduleFolders.isEmpty() ? ModuleLoader::defaultFolders() : options.moduleFolders);
-    m_module = loader.load(kModuleId, this);
-    if (!m_module) {
-        *failure = Failure::told(Failure::Kind::Module, {}, loader.errorText());
-        return false;
-    }
-    m_module->setNetworkAccessChief(m_chief);
-    m_module->setUserAgentManager(m_userAgentManager);
-    m_module->initialize(true);
-    return true;
+    m_modules = new ModuleRegistry(m_options.moduleFolders, this);
+    m_modules->setPreparation([this](AbstractDownloadModule &module) {
+        module.setNetworkAccessChief(m_chief);
+        module.setUserAgentManager(m_userAgentManager);
+        module.initialize(true);
+    });
+    const auto warn = [this](const QString &sentence) {
+        Q_EMIT warned(0, Failure::told(Failure::Kind::Module, {}, sentence));
+    };
+    connect(m_modules, &ModuleRegistry::refused, this, warn, Qt::QueuedConnection);
 }
 
-bool DownloadSession::isServed(const QUrl &url, Failure *failure) const
+bool DownloadSession::isServed(const QUrl &url, Failure *failure)
 {
     *failure = {};
+    if (m_modules->moduleFor(url))
+        return true;
     Failure::Subject subject;
     subject.url = url.adjusted(QUrl::RemovePassword);
-    if (!supports(url))
-        *failure = Failure::make(Failure::Kind::UnsupportedUrl, subject);
-    return !*failure;
+    const QString errorText = m_modules->errorText();
+    *failure = errorText.isEmpty() ? Failure::make(Failure::Kind::UnsupportedUrl, subject)
+                                   : Failure::told(Failure::Kind::Module, {}, errorText);
+    return false;
 }
 
 /// The record of a download holds nothing that only its server may know; the chief keeps that.
@@ -452,7 +452,7 @@ void DownloadSession::run(const DownloadList::Taken &taken, DownloadStore *list,
     if (command != AbstractDownloadCommand::Restart)
         guard->setMemory(memoryOf(taken), record.bytesDownloaded(false) > 0);
     const auto chief = QSharedPointer<DownloadAccessChief>::create(m_chief, guard);
-    AbstractDownload *const download = createDownload(record.id, chief, this);
+    AbstractDownload *const download = createDownload(record, chief, this);
     auto *const running = new DownloadRun(download, list, this);
     chief->serve(*download, serversOf(record));
     running->setChief(chief);

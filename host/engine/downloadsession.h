@@ -22,15 +22,15 @@
 #include <optional>
 
 class AbstractDownload;
-class AbstractDownloadModule;
 class DownloadAccessChief;
+class ModuleRegistry;
 class NetworkAccessChief;
 class QtAppSystemDefaultUserAgentManager;
 class ResourceGuard;
 class DownloadRun;
 struct ProcessIdentity;
 
-/// The host as front ends see it: opens the list, loads the module, runs downloads and tells everything by signals.
+/// The host as front ends see it: opens the list, has modules found, runs downloads and tells everything by signals.
 ///
 ///     new ── open() ──> open ── close() ──> closing (stops what runs) ──> writers' thread ended ── closed() ──> closed
 ///
@@ -51,8 +51,9 @@ public:
     /// What a person should know of the opening though it succeeded.
     QStringList warnings() const;
 
-    /// Some module serves the URL.
-    bool supports(const QUrl &url) const;
+    /// Some module serves the URL. With the first that is asked for, the modules are looked for; what is found that is
+    /// none is warned of.
+    bool isServed(const QUrl &url, Failure *failure);
     /// The unfinished download of the same request, or a new one. It is this process's from now on. 0 = failed.
     qint64 add(const DownloadRequest &request, Failure *failure);
     /// Goes on with a download of the list. What its file on disk cannot hold is fetched again.
@@ -114,9 +115,11 @@ public:
     void setUsageOfAll(const NetworkUsageSettings &usage);
     /// Those that the list has for it, or else the session's.
     NetworkUsageSettings usageOf(const DownloadOptions &options) const;
-    /// A download of the module for work beside those that run; a child of @p parent.
+    /// A download for work beside those that run; a child of @p parent. Null where no module serves the record's
+    /// address.
     /// @param guard of its requests
-    AbstractDownload *createDownload(qint64 id, const std::shared_ptr<ResourceGuard> &guard, QObject *parent) const;
+    AbstractDownload *createDownload(const AbstractDownloadPersistentInfo &record,
+                                     const std::shared_ptr<ResourceGuard> &guard, QObject *parent);
     /// Gives such a one what it needs to reach the servers of the record.
     void prepare(AbstractDownload &download, const AbstractDownloadPersistentInfo &record,
                  const DownloadOptions &options);
@@ -144,8 +147,7 @@ Q_SIGNALS:
     void closed();
 
 private:
-    bool loadModule(const SessionOptions &options, Failure *failure);
-    bool isServed(const QUrl &url, Failure *failure) const;
+    void prepareModules();
     DownloadRequest withoutSecrets(const DownloadRequest &request);
     QList<SecretHeader> takeHeaders(const QUrl &url, const QVariantMap &own, const QVariantMap &forAll,
                                     QVariantMap *harmless);
@@ -153,8 +155,8 @@ private:
     static void forgetSecretsOf(const QUrl &before, const QUrl &after, DownloadOptions &options);
     void trustServers(const AbstractDownloadPersistentInfo &record, const DownloadOptions &options);
     qint64 claimFound(const DownloadRequest &request, Failure *failure);
-    AbstractDownload *createDownload(qint64 id, const QSharedPointer<DownloadAccessChief> &chief,
-                                     QObject *parent) const;
+    AbstractDownload *createDownload(const AbstractDownloadPersistentInfo &record,
+                                     const QSharedPointer<DownloadAccessChief> &chief, QObject *parent);
     void warnOfTheSame(const AbstractDownloadPersistentInfo &record,
                        const QList<AbstractDownloadPersistentInfo> &candidates);
     qint64 insertNew(const DownloadRequest &request, Failure *failure);
@@ -185,7 +187,7 @@ private:
     QThread m_writersThread;
     QSharedPointer<NetworkAccessChief> m_chief;
     const QSharedPointer<QtAppSystemDefaultUserAgentManager> m_userAgentManager;
-    AbstractDownloadModule *m_module = nullptr; ///< a child
+    ModuleRegistry *m_modules = nullptr; ///< a child, once it is open
     QHash<qint64, DownloadRun *> m_running; ///< children
     QHash<qint64, Sources> m_sources; ///< of those that run from some of their addresses only
     QSet<qint64> m_claimed;

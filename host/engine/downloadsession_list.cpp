@@ -2,6 +2,7 @@
 #include <host/engine/downloadsession.h>
 
 #include <host/engine/downloadrequest.h>
+#include <host/engine/moduleregistry.h>
 #include <host/policy/diskcheck.h>
 #include <host/storage/abandonedfile.h>
 #include <host/storage/processidentity.h>
@@ -62,7 +63,7 @@ void DownloadSession::warnOfTheSame(const AbstractDownloadPersistentInfo &record
                                     const QList<AbstractDownloadPersistentInfo> &candidates)
 {
     const std::unique_ptr<AbstractDownload> download(
-        candidates.isEmpty() ? nullptr : m_module->createDownload(record.id, nullptr));
+        candidates.isEmpty() ? nullptr : m_modules->moduleFor(record.url)->createDownload(record.id, nullptr));
     if (!download)
         return;
     download->setInfo(record);
@@ -111,6 +112,10 @@ std::optional<DownloadList::Taken> DownloadSession::claimToRun(qint64 id, Failur
     const DownloadList::Claim claim = m_list.claim(id, taken, &owner);
     if (!isTaken(id, claim, owner, failure))
         return std::nullopt;
+    if (!isServed(taken.record.url, failure)) {
+        releaseClaim(id);
+        return std::nullopt;
+    }
     checkAgainstDisk(taken.record, taken.file);
     return taken;
 }

@@ -6,7 +6,6 @@
 
 #include <QCoreApplication>
 #include <QDir>
-#include <QFileInfo>
 #include <QLibrary>
 
 using namespace Qt::StringLiterals;
@@ -14,16 +13,29 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-QString fileName(const QString &uniqueId)
+using Entry = AbstractDownloadModuleEntry;
+
+/// Null, with the rest of a sentence, where the library has none that fits.
+const Entry *entryOf(QLibrary &library, QString *reason)
 {
-    return "lib"_L1 + uniqueId + ".so"_L1;
+    library.setLoadHints(QLibrary::ResolveAllSymbolsHint | QLibrary::PreventUnloadHint);
+    if (!library.load()) {
+        *reason = library.errorString() + u". Install it anew."_s;
+        return nullptr;
+    }
+    const auto function = reinterpret_cast<Entry::Function>(library.resolve(Entry::kEntrySymbol));
+    if (!function) {
+        *reason =
+            u"it has no \"%1\" and is no module. Move it out of the way."_s.arg(QLatin1String(Entry::kEntrySymbol));
+        return nullptr;
+    }
+    const Entry *const entry = function(Entry::kInterfaceVersion);
+    if (!entry)
+        *reason = u"it does not speak interface version %1. Install the one that came with this program."_s.arg(
+            Entry::kInterfaceVersion);
+    return entry;
 }
 
-}
-
-ModuleLoader::ModuleLoader(const QStringList &folders)
-    : m_folders(folders)
-{
 }
 
 QStringList ModuleLoader::defaultFolders()
@@ -38,54 +50,19 @@ QStringList ModuleLoader::defaultFolders()
     return folders;
 }
 
-AbstractDownloadModule *ModuleLoader::load(const QString &uniqueId, QObject *parent)
+QList<AbstractDownloadModule *> ModuleLoader::load(const QString &path, QObject *parent, QString *errorText)
 {
-    m_errorText.clear();
-    const QString path = find(uniqueId);
-    if (path.isEmpty()) {
-        return fail(
-            u"cannot find the module \"%1\" (\"%2\") in \"%3\". Set PLAIT_MODULE_DIR to the folder that holds it."_s
-                .arg(uniqueId, fileName(uniqueId), m_folders.join(u"\", \""_s)));
-    }
     QLibrary library(path);
-    library.setLoadHints(QLibrary::ResolveAllSymbolsHint | QLibrary::PreventUnloadHint);
-    return loadFrom(library, uniqueId, parent);
-}
-
-QString ModuleLoader::find(const QString &uniqueId) const
-{
-    for (const QString &folder : m_folders) {
-        const QFileInfo file(QDir(folder).filePath(fileName(uniqueId)));
-        if (file.isFile())
-            return file.absoluteFilePath();
+    QString reason;
+    const Entry *const entry = entryOf(library, &reason);
+    QList<AbstractDownloadModule *> modules;
+    const QStringList ids = entry ? entry->uniqueIds() : QStringList();
+    for (const QString &id : ids) {
+        if (AbstractDownloadModule *const module = entry->createModule(id, QByteArray(), parent))
+            modules.append(module);
     }
-    return {};
-}
-
-AbstractDownloadModule *ModuleLoader::loadFrom(QLibrary &library, const QString &uniqueId, QObject *parent)
-{
-    using Entry = AbstractDownloadModuleEntry;
-    const QString path = library.fileName();
-    if (!library.load())
-        return fail(u"cannot load the module \"%1\": %2. Install it anew."_s.arg(path, library.errorString()));
-    const auto function = reinterpret_cast<Entry::Function>(library.resolve(Entry::kEntrySymbol));
-    if (!function) {
-        return fail(u"cannot load the module \"%1\": it has no \"%2\" and is no module. Move it out of the way."_s.arg(
-            path, QLatin1String(Entry::kEntrySymbol)));
-    }
-    const Entry *const entry = function(Entry::kInterfaceVersion);
-    if (!entry) {
-        return fail(u"cannot load the module \"%1\": it does not speak interface version %2. Install the one that came "
-                    u"with this program."_s.arg(path, QString::number(Entry::kInterfaceVersion)));
-    }
-    if (!entry->uniqueIds().contains(uniqueId)) {
-        return fail(u"cannot load the module \"%1\": it does not hold \"%2\". Install it anew."_s.arg(path, uniqueId));
-    }
-    return entry->createModule(uniqueId, QByteArray(), parent);
-}
-
-AbstractDownloadModule *ModuleLoader::fail(const QString &errorText)
-{
-    m_errorText = errorText;
-    return nullptr;
+    if (entry && modules.isEmpty())
+        reason = u"it holds no module. Install it anew."_s;
+    *errorText = reason.isEmpty() ? QString() : u"cannot load the module \"%1\": %2"_s.arg(path, reason);
+    return modules;
 }

@@ -41,7 +41,13 @@ void ResourceCheck::begin(const AbstractDownloadPersistentInfo &record)
     m_guard->setMemory(m_session.list().memory(record.id), true);
     const DownloadOptions options = m_session.options(record.id);
     m_guard->setKeptHeaders(options.headers);
-    m_download.reset(m_session.createDownload(record.id, m_guard, nullptr));
+    Result unserved;
+    if (!m_session.isServed(record.url, &unserved.failure)) {
+        QMetaObject::invokeMethod(
+            this, [this, unserved] { Q_EMIT checked(unserved); }, Qt::QueuedConnection);
+        return;
+    }
+    m_download.reset(m_session.createDownload(record, m_guard, nullptr));
     m_session.prepare(*m_download, record, options);
     m_download->setInfo(record);
     connect(m_download.get(), &AbstractDownload::resourceChecked, this, &ResourceCheck::look);

@@ -56,6 +56,8 @@ private Q_SLOTS:
     void afterClosingNothingStarts();
     void aSessionThatIsDroppedReleasesItsDownloads();
     void aMissingModuleIsReported();
+    void aDownloadOfTheListThatNobodyServesIsNotStarted();
+    void whatIsNoModuleIsWarnedOfWhileOthersServe();
     void aListThatCannotBeOpenedIsReported();
     void certificatesThatAreNoneAreReported();
 
@@ -233,7 +235,7 @@ void TestDownloadSession::anUnsupportedUrlIsRefused()
 {
     DownloadRequest unsupported = request(u"/x"_s);
     unsupported.url = QUrl(u"gopher://host/x"_s);
-    QVERIFY(!m_session->supports(unsupported.url));
+    QVERIFY(!m_session->isServed(unsupported.url, &m_error));
     QCOMPARE(m_session->add(unsupported, &m_error), 0);
     QCOMPARE(m_error.kind, Failure::Kind::UnsupportedUrl);
     QCOMPARE(m_error.subject.url, unsupported.url);
@@ -366,10 +368,45 @@ void TestDownloadSession::aMissingModuleIsReported()
 {
     SessionOptions other = options();
     other.moduleFolders = {u"/nowhere"_s};
+    other.listPath = m_dir->filePath(u"other.sqlite"_s);
     DownloadSession session;
-    QVERIFY(!session.open(other, &m_error));
-    QVERIFY2(m_error.detail.contains(u"cannot find the module"_s), qPrintable(m_error.detail));
-    QVERIFY(!session.supports(QUrl(u"http://host/x"_s)));
+    QVERIFY2(session.open(other, &m_error), qPrintable(m_error.detail));
+    QCOMPARE(session.add(request(QLatin1String(kEndless)), &m_error), 0);
+    QCOMPARE(m_error.kind, Failure::Kind::Module);
+    QVERIFY2(m_error.detail.contains(u"cannot find a module in \"/nowhere\""_s), qPrintable(m_error.detail));
+}
+
+/// As after a module was taken away that had begun it.
+void TestDownloadSession::aDownloadOfTheListThatNobodyServesIsNotStarted()
+{
+    const qint64 id = add(QLatin1String(kEndless));
+    m_session.reset();
+    SessionOptions other = options();
+    other.moduleFolders = {u"/nowhere"_s};
+    DownloadSession session;
+    QVERIFY2(session.open(other, &m_error), qPrintable(m_error.detail));
+    QVERIFY(!session.start(id, &m_error));
+    QCOMPARE(m_error.kind, Failure::Kind::Module);
+    QVERIFY(session.isIdle());
+    // Nobody holds it on to.
+    DownloadSession whole;
+    QVERIFY2(whole.open(options(), &m_error), qPrintable(m_error.detail));
+    QVERIFY2(whole.start(id, &m_error), qPrintable(m_error.detail));
+}
+
+void TestDownloadSession::whatIsNoModuleIsWarnedOfWhileOthersServe()
+{
+    SessionOptions other = options();
+    other.listPath = m_dir->filePath(u"other.sqlite"_s);
+    other.moduleFolders.prepend(QStringLiteral(FAKE_MODULES) + "/version"_L1);
+    DownloadSession session;
+    QVERIFY2(session.open(other, &m_error), qPrintable(m_error.detail));
+    QSignalSpy warned(&session, &DownloadSession::warned);
+    QVERIFY(session.add(request(QLatin1String(kEndless)), &m_error) > 0);
+    QTRY_COMPARE(warned.size(), 1);
+    const auto what = warned.first().at(1).value<Failure>();
+    QCOMPARE(warned.first().at(0).toLongLong(), 0);
+    QVERIFY2(what.detail.contains(u"interface version 43"_s), qPrintable(what.detail));
 }
 
 void TestDownloadSession::aListThatCannotBeOpenedIsReported()
