@@ -70,7 +70,7 @@ public:
     qint64 ignoredId() const { return m_ignoredId; }
 
     void startCreating(qint64 id) { m_creatingId = id; }
-    /// Forgets the one in creation; its sections are gone.
+    /// All sections are gone, the one in creation, too.
     void clear() { m_creatingId = 0; }
     /// The section in creation begins to go. @return its id
     qint64 beginRemoval() { return m_ignoredId = m_creatingId; }
@@ -92,6 +92,7 @@ public:
     Section lazy(const Sections &all) const;
     /// The one that has most to do, and so gives up a part: the first of several.
     static Section parent(const Sections &all);
+    /// Where the next section comes from: the whole resource where there is none yet.
     Cut cut(const Sections &all, const Situation &situation) const;
 
     SectionScheduling::CreateVerdict mayCreate(const Sections &all, const Situation &situation) const;

@@ -25,9 +25,10 @@
 ///      ^                    │  ^                                                        │
 ///      │                    │  └── some section still wanted                             │ stop(no error)
 ///      │               stop(), error                                                    v
-///      └── setRunning(false) ──────── stopping: waits for file operations and sections <┘
+///      └───────────────────────────── stopping: waits for file operations and sections <┘
 ///
-/// A command to finish now goes through stopping into the final file operations. Receivers may stop it, start it again
+/// A command to finish now goes through stopping into the final file operations. What the sections are to be, a
+/// SectionPlan decides; what of them and of given records is kept, a RecordKeeper. Receivers may stop it, start it again
 /// or delete it later from any of its signals. A record never holds an error while its download still runs: the error
 /// is written when stopping ends.
 ///
