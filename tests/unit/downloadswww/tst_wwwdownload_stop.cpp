@@ -112,6 +112,8 @@ private Q_SLOTS:
     void lostCreatingSectionDoesNotEndTheRun();
     void removalOfTheLastSectionIsDecidedLater();
     void runBegunWhileASectionIsRemovedKeepsItsOwn();
+    void runBegunAsTheLastOneFinishesGoesOn();
+    void restartInsideARestartLeavesOtherFilesAlone();
     void queryThatWasStoppedLeavesNothingInTheWay();
     void receiversMayInterfereAnywhere_data();
     void receiversMayInterfereAnywhere();
@@ -422,6 +424,48 @@ void TestWwwDownloadStop::runBegunWhileASectionIsRemovedKeepsItsOwn()
     QVERIFY(bench.logged(u"removing creating section #2. Reason:pointless"_s));
     QVERIFY(bench.download.creatingSection());
     QVERIFY(bench.download.creatingSection()->isRunning());
+}
+
+void TestWwwDownloadStop::runBegunAsTheLastOneFinishesGoesOn()
+{
+    Bench bench;
+    bench.startAt(bench.record());
+    bench.onEvent = [&bench](const QString &) {
+        if (!bench.download.info().isFinished())
+            return;
+        bench.onEvent = {};
+        bench.download.doCommand(Command::Stop);
+        bench.download.doCommand(Command::Restart);
+    };
+    bench.answer(kBody);
+    QTRY_COMPARE(bench.replies.size(), 2);
+    QVERIFY(bench.download.isRunning() && !bench.download.isStopping());
+    bench.answer(kBody);
+    QTRY_VERIFY(!bench.download.isRunning());
+    QVERIFY(bench.download.info().isFinished());
+    QCOMPARE(bench.content(u"file.bin"_s), kBody);
+}
+
+void TestWwwDownloadStop::restartInsideARestartLeavesOtherFilesAlone()
+{
+    Bench bench;
+    QVERIFY(bench.write(u"file.bin"_s, "somebody's"_ba));
+    bench.download.setInfo(bench.usedRecord());
+    bench.onEvent = [&bench](const QString &event) {
+        if (event != u"files 1"_s)
+            return;
+        bench.onEvent = {};
+        bench.download.doCommand(Command::Stop);
+        bench.download.doCommand(Command::Restart);
+    };
+    bench.download.doCommand(Command::Restart);
+    QVERIFY(!bench.onEvent);
+    QVERIFY(bench.download.isRunning());
+    QCOMPARE(bench.content(u"file.bin"_s), "somebody's"_ba);
+    QCOMPARE(bench.download.runningSectionCount(), 1);
+    bench.playToTheEnd();
+    QVERIFY(bench.download.info().isFinished());
+    QCOMPARE(bench.content(u"file.bin"_s), "somebody's"_ba);
 }
 
 void TestWwwDownloadStop::queryThatWasStoppedLeavesNothingInTheWay()
