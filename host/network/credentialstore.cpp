@@ -2,6 +2,7 @@
 #include <host/network/credentialstore.h>
 
 #include <host/policy/harmlessheaders.h>
+#include <host/policy/schemes.h>
 
 #include <algorithm>
 #include <utility>
@@ -101,7 +102,7 @@ Login CredentialStore::loginFor(const QUrl &url) const
 
 Login CredentialStore::netrcLogin(const Origin &origin, const QString &user) const
 {
-    if (!isOwn(origin) && origin.scheme != "https"_L1)
+    if (!isOwn(origin) && origin.scheme != Schemes::kHttps)
         return {};
     const std::optional<Netrc::Entry> entry = Netrc::entryFor(m_netrc, origin.host, isOwn(origin), user);
     return entry ? entry->login : Login();

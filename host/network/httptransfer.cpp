@@ -6,6 +6,7 @@
 #include <host/parsing/authchallenges.h>
 #include <host/parsing/securitywords.h>
 #include <host/policy/proxychoice.h>
+#include <host/policy/schemes.h>
 
 #include <algorithm>
 #include <utility>
@@ -35,7 +36,7 @@ QByteArray lineFor(const QNetworkReply::RawHeaderPair &header)
 HttpTransfer::HttpTransfer(const TransferRequest &request, std::shared_ptr<TransferMeans> means)
     : Transfer(request, std::move(means))
     , m_check(request.url.host(QUrl::FullyEncoded).toLatin1(), request.authorities, request.pinnedCertificate,
-              request.proxy.scheme() == "https"_L1)
+              Schemes::isHttps(request.proxy))
 {
 }
 
@@ -135,7 +136,7 @@ void HttpTransfer::prepareTls()
 /// What a proxy says that does not let anybody through is heard; what it says later, nobody needs to know.
 void HttpTransfer::prepareTunnel()
 {
-    m_isTunnelOpen = m_request.url.scheme() != "https"_L1 || !m_request.proxy.scheme().startsWith("http"_L1);
+    m_isTunnelOpen = !Schemes::isHttps(m_request.url) || !Schemes::isHttp(m_request.proxy);
     if (m_isTunnelOpen)
         return;
     set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 0L);
@@ -240,7 +241,7 @@ void HttpTransfer::tellHead()
                             m_head.reason(),
                             {},
                             m_head.values("Set-Cookie"),
-                            m_request.url.scheme() == "https"_L1,
+                            Schemes::isHttps(m_request.url),
                             !m_plan.mayRestFollow && (m_plan.end != BodyFraming::End::Close || m_plan.length >= 0)};
     for (const AnswerHead::Field &field : m_head.joinedFields()) {
         if (!m_plan.withheld.contains(field.first.toLower()))

@@ -3,6 +3,7 @@
 
 #include <host/network/ftptransfer.h>
 #include <host/network/httptransfer.h>
+#include <host/policy/schemes.h>
 
 #include <algorithm>
 #include <utility>
@@ -43,7 +44,7 @@ void setReceiveBuffer(curl_socket_t socket, qint64 bytes)
 
 std::shared_ptr<Transfer> Transfer::make(const TransferRequest &request, std::shared_ptr<TransferMeans> means)
 {
-    if (request.url.scheme() == "ftp"_L1)
+    if (Schemes::isFtp(request.url))
         return std::make_shared<FtpTransfer>(request, std::move(means));
     return std::make_shared<HttpTransfer>(request, std::move(means));
 }
@@ -156,7 +157,7 @@ void Transfer::prepareProxy()
         return;
     const QString scheme = proxy.scheme();
     const bool isSocks = scheme.startsWith("socks"_L1);
-    const long plainOrTls = scheme == "https"_L1 ? CURLPROXY_HTTPS : CURLPROXY_HTTP;
+    const long plainOrTls = scheme == Schemes::kHttps ? CURLPROXY_HTTPS : CURLPROXY_HTTP;
     set(CURLOPT_PROXYPORT, long(proxy.port()));
     set(CURLOPT_PROXYTYPE, isSocks ? long(CURLPROXY_SOCKS5_HOSTNAME) : plainOrTls);
     set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);

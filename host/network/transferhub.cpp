@@ -5,6 +5,7 @@
 #include <host/network/requestgate.h>
 #include <host/network/sharedcookiejar.h>
 #include <host/network/transferloop.h>
+#include <host/policy/schemes.h>
 
 using namespace Qt::StringLiterals;
 
@@ -20,7 +21,7 @@ TransferHub::~TransferHub() = default;
 
 const std::shared_ptr<TransferLoop> &TransferHub::loopFor(const QUrl &url)
 {
-    std::shared_ptr<TransferLoop> &loop = url.scheme() == "ftp"_L1 ? m_ftpLoop : m_loop;
+    std::shared_ptr<TransferLoop> &loop = Schemes::isFtp(url) ? m_ftpLoop : m_loop;
     if (!loop)
         loop = std::make_shared<TransferLoop>(m_means);
     return loop;

@@ -10,6 +10,7 @@
 #include <host/parsing/partialanswer.h>
 #include <host/parsing/urlcredentials.h>
 #include <host/policy/harmlessheaders.h>
+#include <host/policy/schemes.h>
 
 #include <QIODevice>
 #include <QNetworkCookie>
@@ -27,16 +28,6 @@ const QByteArray kProxyAuthorization = QByteArrayLiteral("Proxy-Authorization");
 const QByteArray kCookie = QByteArrayLiteral("Cookie");
 const QByteArray kReferer = QByteArrayLiteral("Referer");
 const QByteArray kRange = QByteArrayLiteral("Range");
-
-bool isHttp(const QUrl &url)
-{
-    return url.scheme() == "http"_L1 || url.scheme() == "https"_L1;
-}
-
-bool isFtp(const QUrl &url)
-{
-    return url.scheme() == "ftp"_L1;
-}
 
 /// Of its own accord the module sends harmless ones and this one.
 bool mayStay(const QByteArray &name)
@@ -67,14 +58,14 @@ QNetworkReply *TransferManager::createRequest(Operation operation, const QNetwor
 {
     const QUrl url = request.url();
     // A redirect may name any scheme; one that reads local files would hand them out as if they came from the network.
-    if (!isHttp(url) && !isFtp(url))
+    if (!Schemes::isHttp(url) && !Schemes::isFtp(url))
         return refuse(operation, request, QNetworkReply::ProtocolUnknownError,
                       u"Protocol \"%1\" is unknown"_s.arg(url.scheme()));
-    const bool isServed = operation == GetOperation || (operation == PostOperation && isHttp(url));
+    const bool isServed = operation == GetOperation || (operation == PostOperation && Schemes::isHttp(url));
     if (!isServed)
         return refuse(operation, request, QNetworkReply::ProtocolInvalidOperationError,
                       u"Nothing but GET and POST is served"_s);
-    if (isHttp(url))
+    if (Schemes::isHttp(url))
         return send(operation, request, overHttp(operation, request, outgoingData));
     const TransferRequest asked = overFtp(request);
     if (const QString reason = FtpTransfer::refusal(asked); !reason.isEmpty())
@@ -193,5 +184,5 @@ void TransferManager::addCookies(QNetworkRequest &request) const
 /// Whether the head of a request goes to a proxy, and not through it to the server.
 bool TransferManager::isReadByProxy(const QUrl &url) const
 {
-    return url.scheme() == "http"_L1 && m_hub->proxyFor(url).scheme().startsWith("http"_L1);
+    return Schemes::isPlainHttp(url) && Schemes::isHttp(m_hub->proxyFor(url));
 }

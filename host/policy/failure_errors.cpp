@@ -3,6 +3,7 @@
 
 #include <host/parsing/authchallenges.h>
 #include <host/parsing/securitywords.h>
+#include <host/policy/schemes.h>
 #include <inet/qt/download/framework/fileerror.h>
 
 #include <QFileDevice>
@@ -171,7 +172,7 @@ Failure loginFailure(Kind kind, const AbstractError &error, const Info &info, co
             failure.remedies = {Remedy::GiveHeader};
         return failure;
     }
-    const bool isFtps = kind == Kind::LoginRequired && info.finalSource().scheme() == QLatin1StringView("ftp");
+    const bool isFtps = kind == Kind::LoginRequired && Schemes::isFtp(info.finalSource());
     return isFtps ? Failure::make(Kind::LoginRefused, subject, text)
                   : Failure::make(kind, subject, {}, numberOf(error));
 }

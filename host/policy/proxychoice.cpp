@@ -3,6 +3,7 @@
 
 #include <host/policy/origin.h>
 #include <host/policy/redaction.h>
+#include <host/policy/schemes.h>
 
 #include <QHostAddress>
 #include <QRegularExpression>
@@ -16,7 +17,7 @@ namespace
 
 QString kindOf(const QString &scheme)
 {
-    if (scheme == "http"_L1 || scheme == "https"_L1)
+    if (scheme == Schemes::kHttp || scheme == Schemes::kHttps)
         return scheme;
     // "socks" is what desktops write into all_proxy.
     if (scheme == "socks5"_L1 || scheme == "socks5h"_L1 || scheme == "socks"_L1)
@@ -156,9 +157,9 @@ QUrl ProxyChoice::forUrl(const QUrl &url, const Settings &settings)
         return {};
     if (!settings.everywhere.isEmpty())
         return settings.everywhere;
-    const QUrl own = url.scheme() == "http"_L1 ? settings.http
-        : url.scheme() == "https"_L1           ? settings.https
-        : url.scheme() == "ftp"_L1             ? settings.ftp
+    const QUrl own = Schemes::isPlainHttp(url) ? settings.http
+        : Schemes::isHttps(url)                ? settings.https
+        : Schemes::isFtp(url)                  ? settings.ftp
                                                : QUrl();
     return own.isEmpty() ? settings.otherwise : own;
 }

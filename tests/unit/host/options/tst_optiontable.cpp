@@ -49,6 +49,8 @@ void TestOptionTable::everyRowCanBeReadAndDescribed()
     QCOMPARE(row.type == Row::Type::Number || row.type == Row::Type::Seconds, row.most > 0);
     QString problem;
     const QString fallback = QString::fromLatin1(row.fallback);
+    if (!fallback.isEmpty() && fallback != "0"_L1)
+        QVERIFY2(QLatin1StringView(row.help).contains("default: "_L1 + fallback), row.help);
     if (!fallback.isEmpty())
         QVERIFY2(OptionValue::fromText(row, fallback, name, &problem), qPrintable(problem));
 }
