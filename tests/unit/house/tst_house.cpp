@@ -4,6 +4,7 @@
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
+#include <QFileInfo>
 #include <QRegularExpression>
 #include <QTest>
 
@@ -17,6 +18,7 @@ private Q_SLOTS:
     void everySourceIncludesOnlyWhatItsRoomMayUse();
     void everySourceBeginsWithItsLicence();
     void everyDecisionIsHeldByTests();
+    void everyFileThatTheGuideNamesIsThere();
     void rulesForIncludes_data();
     void rulesForIncludes();
     void rulesForHeads_data();
@@ -94,6 +96,20 @@ void TestHouse::everyDecisionIsHeldByTests()
             QVERIFY2(programs.value(test.captured(1)).contains("::"_L1 + test.captured(2) + "()\n{"_L1),
                      qPrintable(test.captured()));
     }
+}
+
+void TestHouse::everyFileThatTheGuideNamesIsThere()
+{
+    static const QRegularExpression path(u"`([a-z]+/[\\w/.]+)`"_s);
+    const QDir root(QStringLiteral(PLAIT_SOURCE_ROOT));
+    QFile guide(root.filePath(u"docs/howto.md"_s));
+    QVERIFY(guide.open(QIODevice::ReadOnly));
+    int count = 0;
+    for (auto matches = path.globalMatch(QString::fromUtf8(guide.readAll())); matches.hasNext(); ++count) {
+        const QString name = matches.next().captured(1);
+        QVERIFY2(QFileInfo::exists(root.filePath(name)), qPrintable(name));
+    }
+    QVERIFY(count > 20);
 }
 
 void TestHouse::rulesForIncludes_data()
