@@ -147,7 +147,8 @@ QString checksumProblem(const QString &text, const QString &subject)
 QString proxyProblem(const QString &text, const QString &subject)
 {
     QString problem;
-    ProxyChoice::checkedProxy(text, subject, &problem);
+    const bool isTyped = subject.startsWith(u'-');
+    ProxyChoice::checkedProxy(text, isTyped ? subject : u"the setting \"%1\""_s.arg(subject), &problem);
     return problem;
 }
 
