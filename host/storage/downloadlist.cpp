@@ -26,13 +26,6 @@ namespace
 constexpr auto kOnlyMyFile = QFileDevice::ReadOwner | QFileDevice::WriteOwner;
 constexpr auto kOnlyMyFolder = kOnlyMyFile | QFileDevice::ExeOwner;
 
-/// Missing parents get what the system gives, the last folder is its owner's alone.
-bool makeFolder(const QString &path)
-{
-    const QFileInfo folder(path);
-    return folder.isDir() || (QDir().mkpath(folder.path()) && QDir().mkdir(path, kOnlyMyFolder)) || folder.isDir();
-}
-
 /// The file has its permissions before anything is in it, and SQLite gives the same to the files beside it.
 QString makeFile(const QString &path)
 {
@@ -47,6 +40,12 @@ QString makeFile(const QString &path)
 QString DownloadList::defaultPath()
 {
     return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + "/plait/downloads.sqlite"_L1;
+}
+
+bool DownloadList::makeFolder(const QString &path)
+{
+    const QFileInfo folder(path);
+    return folder.isDir() || (QDir().mkpath(folder.path()) && QDir().mkdir(path, kOnlyMyFolder)) || folder.isDir();
 }
 
 DownloadList::DownloadList() = default;

@@ -29,6 +29,8 @@ class DownloadList : public DownloadStore
 public:
     /// $XDG_DATA_HOME/plait/downloads.sqlite
     static QString defaultPath();
+    /// Missing parents get what the system gives, the last folder is its owner's alone. True, too, where it is there.
+    static bool makeFolder(const QString &path);
 
     DownloadList();
     ~DownloadList() override;

@@ -11,8 +11,10 @@
 #include <QString>
 #include <QUrl>
 
+#include <functional>
 #include <optional>
 
+class QObject;
 struct ProcessIdentity;
 
 /// What the engine needs of its list of downloads, wherever that is kept.
@@ -57,6 +59,9 @@ public:
         Always, ///< written through to the disk: what must be true before something else is done to the disk
     };
 
+    /// @param errorText why it failed; empty = it did not
+    using Saved = std::function<void(const QString &errorText)>;
+
     DownloadStore() = default;
     virtual ~DownloadStore() = default;
 
@@ -74,6 +79,9 @@ public:
     /// Replaces the record of the same id.
     virtual bool update(const Record &record, const Holdings &holdings, Lasting lasting) = 0;
     bool update(const Record &record, Lasting lasting = Lasting::Always) { return update(record, {}, lasting); }
+    /// update() for this run of the machine, which may take its time. Calls that come later see it. @param saved called
+    /// once, in this thread, perhaps from inside; not at all when the context has gone by then
+    virtual void save(const Record &record, const Holdings &holdings, QObject *context, const Saved &saved);
     /// Of the incomplete file at the last update that said it; unknown = there was none.
     virtual FileIdentity fileIdentity(qint64 id) = 0;
     /// As which the file came, see ContentEncoding; empty = as it is.

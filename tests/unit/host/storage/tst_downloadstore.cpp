@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-#include <host/storage/downloadlist.h>
-#include <host/storage/memorystore.h>
+#include <host/storage/stores.h>
+#include <host/storage/storethread.h>
 #include <tests/unit/host/storage/randomrecord.h>
 
 #include <QTemporaryDir>
@@ -80,21 +80,27 @@ private:
 void TestDownloadStore::initTestCase_data()
 {
     QTest::addColumn<bool>("isKept");
-    QTest::newRow("in SQLite") << true;
-    QTest::newRow("in memory") << false;
+    QTest::addColumn<bool>("hasThread");
+    QTest::newRow("in SQLite") << true << false;
+    QTest::newRow("in memory") << false << false;
+    QTest::newRow("in SQLite, in a thread of its own") << true << true;
 }
 
 void TestDownloadStore::init()
 {
     QFETCH_GLOBAL(bool, isKept);
+    QFETCH_GLOBAL(bool, hasThread);
     m_dir = std::make_unique<QTemporaryDir>();
-    if (!isKept) {
-        m_list = std::make_unique<MemoryStore>();
-        return;
+    const StoreChoice choice{m_dir->filePath(u"list.sqlite"_s), isKept};
+    QString errorText;
+    if (hasThread) {
+        auto thread = std::make_unique<StoreThread>();
+        QVERIFY2(thread->open(choice), qPrintable(thread->lastErrorText()));
+        m_list = std::move(thread);
+    } else {
+        m_list = Stores::open(choice, &errorText);
+        QVERIFY2(m_list, qPrintable(errorText));
     }
-    auto list = std::make_unique<DownloadList>();
-    QVERIFY2(list->open(m_dir->filePath(u"list.sqlite"_s)), qPrintable(list->lastErrorText()));
-    m_list = std::move(list);
 }
 
 void TestDownloadStore::cleanup()

@@ -1,0 +1,196 @@
+// SPDX-License-Identifier: MIT
+#include <host/storage/storethread.h>
+
+#include <host/storage/downloadlist.h>
+#include <host/storage/processidentity.h>
+#include <host/storage/stores.h>
+
+#include <QPointer>
+
+#include <functional>
+
+using namespace Qt::StringLiterals;
+
+/// A list that is not open says so itself.
+StoreThread::StoreThread()
+    : m_store(std::make_unique<DownloadList>())
+{
+    m_thread.setObjectName(u"list"_s);
+    m_there.moveToThread(&m_thread);
+}
+
+StoreThread::~StoreThread()
+{
+    end();
+}
+
+bool StoreThread::open(const StoreChoice &choice)
+{
+    Q_ASSERT_X(!m_thread.isRunning(), "StoreThread::open", "once");
+    m_thread.start();
+    std::unique_ptr<DownloadStore> opened;
+    inThread([&] { opened = Stores::open(choice, &m_errorText); });
+    if (!opened) {
+        m_path = choice.path.isEmpty() ? DownloadList::defaultPath() : choice.path;
+        end();
+        return false;
+    }
+    m_store = std::move(opened);
+    m_path = m_store->path();
+    m_warning = m_store->warning();
+    return true;
+}
+
+/// What was begun before is done by then.
+void StoreThread::end()
+{
+    if (!m_thread.isRunning())
+        return;
+    inThread([this] { m_store = std::make_unique<DownloadList>(); });
+    m_thread.quit();
+    m_thread.wait();
+}
+
+void StoreThread::inThread(const std::function<void()> &work)
+{
+    QMetaObject::invokeMethod(&m_there, work, Qt::BlockingQueuedConnection);
+}
+
+/// @param work gets the store
+template<typename Work>
+auto StoreThread::call(const Work &work)
+{
+    Q_ASSERT_X(QThread::currentThread() == thread(), "StoreThread", "used in the thread in which it lives");
+    decltype(work(*m_store)) answer;
+    const auto ask = [&] {
+        answer = work(*m_store);
+        m_errorText = m_store->lastErrorText();
+        m_warning = m_store->warning();
+    };
+    if (m_thread.isRunning())
+        inThread(ask);
+    else
+        ask();
+    return answer;
+}
+
+void StoreThread::save(const Record &record, const Holdings &holdings, QObject *context, const Saved &saved)
+{
+    const auto answer = [this, there = QPointer(context), saved](const QString &errorText, const QString &warning) {
+        m_warning = warning;
+        if (there)
+            saved(errorText);
+    };
+    const auto work = [this, record, holdings, answer] {
+        const bool isSaved = m_store->update(record, holdings, Lasting::ThisRunOfTheMachine);
+        const QString errorText = isSaved ? QString() : m_store->lastErrorText();
+        QMetaObject::invokeMethod(
+            this, [answer, errorText, warning = m_store->warning()] { answer(errorText, warning); },
+            Qt::QueuedConnection);
+    };
+    if (m_thread.isRunning())
+        QMetaObject::invokeMethod(&m_there, work, Qt::QueuedConnection);
+    else
+        work();
+}
+
+qint64 StoreThread::insert(Record &record)
+{
+    return call([&](DownloadStore &store) { return store.insert(record); });
+}
+
+qint64 StoreThread::insertOwned(Record &record, const DownloadOptions &options)
+{
+    return call([&](DownloadStore &store) { return store.insertOwned(record, options); });
+}
+
+bool StoreThread::update(const Record &record, const Holdings &holdings, Lasting lasting)
+{
+    return call([&](DownloadStore &store) { return store.update(record, holdings, lasting); });
+}
+
+FileIdentity StoreThread::fileIdentity(qint64 id)
+{
+    return call([id](DownloadStore &store) { return store.fileIdentity(id); });
+}
+
+QString StoreThread::contentEncoding(qint64 id)
+{
+    return call([id](DownloadStore &store) { return store.contentEncoding(id); });
+}
+
+ResourceMemory StoreThread::memory(qint64 id)
+{
+    return call([id](DownloadStore &store) { return store.memory(id); });
+}
+
+bool StoreThread::setDigestResult(qint64 id, ChecksumResult result)
+{
+    return call([id, result](DownloadStore &store) { return store.setDigestResult(id, result); });
+}
+
+std::optional<DownloadStore::Record> StoreThread::load(qint64 id)
+{
+    return call([id](DownloadStore &store) { return store.load(id); });
+}
+
+QList<DownloadStore::Record> StoreThread::loadUnfinished()
+{
+    return call([](DownloadStore &store) { return store.loadUnfinished(); });
+}
+
+QList<DownloadStore::Record> StoreThread::findUnfinished(const QUrl &url, const QString &folder,
+                                                         const QString &outputName)
+{
+    return call([&](DownloadStore &store) { return store.findUnfinished(url, folder, outputName); });
+}
+
+QList<DownloadStore::Record> StoreThread::findByUrl(const QUrl &url, int limit)
+{
+    return call([&](DownloadStore &store) { return store.findByUrl(url, limit); });
+}
+
+QList<DownloadStore::Record> StoreThread::list()
+{
+    return call([](DownloadStore &store) { return store.list(); });
+}
+
+QList<ListEntry> StoreThread::page(ListFilter filter, int limit, qint64 before)
+{
+    return call([&](DownloadStore &store) { return store.page(filter, limit, before); });
+}
+
+qint64 StoreThread::count(ListFilter filter)
+{
+    return call([filter](DownloadStore &store) { return store.count(filter); });
+}
+
+DownloadOptions StoreThread::options(qint64 id)
+{
+    return call([id](DownloadStore &store) { return store.options(id); });
+}
+
+bool StoreThread::setOptions(qint64 id, const DownloadOptions &options)
+{
+    return call([&](DownloadStore &store) { return store.setOptions(id, options); });
+}
+
+bool StoreThread::remove(qint64 id)
+{
+    return call([id](DownloadStore &store) { return store.remove(id); });
+}
+
+DownloadStore::Claim StoreThread::claim(qint64 id, ProcessIdentity *owner)
+{
+    return call([id, owner](DownloadStore &store) { return store.claim(id, owner); });
+}
+
+DownloadStore::Claim StoreThread::claim(qint64 id, Taken &taken, ProcessIdentity *owner)
+{
+    return call([&](DownloadStore &store) { return store.claim(id, taken, owner); });
+}
+
+bool StoreThread::release(qint64 id)
+{
+    return call([id](DownloadStore &store) { return store.release(id); });
+}

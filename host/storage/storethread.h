@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <host/storage/downloadstore.h>
+#include <host/storage/storechoice.h>
+
+#include <QObject>
+#include <QThread>
+
+#include <functional>
+#include <memory>
+
+/// A list of downloads whose store is opened, used and closed in a thread of its own.
+///
+///     this thread      save() ──> goes on ───────────────────────> saved()
+///                      others ──────────────> wait ──> answer
+///     the list's       ........ one after the other, in the order of the calls ........
+///
+/// Whoever only saves goes on at once: a slow disk and a list that another process is at hold up neither bytes nor
+/// people. All other calls wait for their answer, and with it for the saves before it, so that they see them. Its end
+/// waits for what was begun. Lives in the thread of who uses it.
+class StoreThread : public QObject, public DownloadStore
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(StoreThread)
+
+public:
+    StoreThread();
+    ~StoreThread() override;
+
+    /// Once. False, with an error text, when there is no such store; before, and then, every call fails.
+    bool open(const StoreChoice &choice);
+
+    QString path() const override { return m_path; }
+    /// Of the last call that waited for its answer.
+    QString lastErrorText() const override { return m_errorText; }
+    QString warning() const override { return m_warning; }
+
+    qint64 insert(Record &record) override;
+    qint64 insertOwned(Record &record, const DownloadOptions &options) override;
+    using DownloadStore::update;
+    bool update(const Record &record, const Holdings &holdings, Lasting lasting) override;
+    void save(const Record &record, const Holdings &holdings, QObject *context, const Saved &saved) override;
+    FileIdentity fileIdentity(qint64 id) override;
+    QString contentEncoding(qint64 id) override;
+    ResourceMemory memory(qint64 id) override;
+    bool setDigestResult(qint64 id, ChecksumResult result) override;
+    std::optional<Record> load(qint64 id) override;
+    QList<Record> loadUnfinished() override;
+    QList<Record> findUnfinished(const QUrl &url, const QString &folder, const QString &outputName) override;
+    QList<Record> findByUrl(const QUrl &url, int limit) override;
+    QList<Record> list() override;
+    QList<ListEntry> page(ListFilter filter, int limit, qint64 before = 0) override;
+    qint64 count(ListFilter filter) override;
+    DownloadOptions options(qint64 id) override;
+    bool setOptions(qint64 id, const DownloadOptions &options) override;
+    bool remove(qint64 id) override;
+    Claim claim(qint64 id, ProcessIdentity *owner = nullptr) override;
+    Claim claim(qint64 id, Taken &taken, ProcessIdentity *owner = nullptr) override;
+    bool release(qint64 id) override;
+
+private:
+    template<typename Work>
+    auto call(const Work &work);
+    void inThread(const std::function<void()> &work);
+    void end();
+
+    QThread m_thread;
+    QObject m_there; ///< lives in it
+    std::unique_ptr<DownloadStore> m_store; ///< used there, and here while nothing runs there
+    QString m_path;
+    QString m_errorText;
+    QString m_warning;
+};

@@ -1,0 +1,125 @@
+// SPDX-License-Identifier: MIT
+#include <host/storage/stores.h>
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+/// Which store there is, in which surroundings.
+class TestStores : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void theUsualPlaceIsAFile();
+    void whereNothingCanBeKeptItIsInMemory_data();
+    void whereNothingCanBeKeptItIsInMemory();
+    void aListThatIsThereIsNotPassedOver();
+    void aNamedFileHasToBeUsable();
+    void whatIsNotToBeKeptIsNot();
+
+private:
+    bool isWorking(DownloadStore &store)
+    {
+        AbstractDownloadPersistentInfo record;
+        return store.insert(record) == 1 && store.list().size() == 1;
+    }
+    QStringList files() const
+    {
+        return QDir(m_dir->path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
+    }
+
+    std::unique_ptr<QTemporaryDir> m_dir;
+    const QByteArray m_home = qgetenv("HOME");
+};
+
+void TestStores::init()
+{
+    m_dir = std::make_unique<QTemporaryDir>();
+    qunsetenv("XDG_DATA_HOME");
+    qputenv("HOME", QFile::encodeName(m_dir->path()));
+}
+
+void TestStores::cleanup()
+{
+    qputenv("HOME", m_home);
+    qunsetenv("XDG_DATA_HOME");
+}
+
+void TestStores::theUsualPlaceIsAFile()
+{
+    QString errorText;
+    const std::unique_ptr<DownloadStore> store = Stores::open({}, &errorText);
+    QVERIFY2(store, qPrintable(errorText));
+    QVERIFY(isWorking(*store) && store->warning().isEmpty());
+    QCOMPARE(store->path(), m_dir->filePath(u".local/share/plait/downloads.sqlite"_s));
+    QVERIFY(QFile::exists(store->path()));
+}
+
+void TestStores::whereNothingCanBeKeptItIsInMemory_data()
+{
+    QTest::addColumn<QByteArray>("home");
+    QTest::addColumn<QByteArray>("dataHome");
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("no home folder") << QByteArray() << QByteArray() << u"there is no home folder"_s;
+    QTest::newRow("nonsense for a home folder") << QByteArray("here") << QByteArray() << u"there is no home folder"_s;
+    QTest::newRow("a home folder that is none") << QByteArray("/dev/null") << QByteArray() << u"cannot be written"_s;
+    QTest::newRow("one that nobody can write") << QByteArray("/proc/self") << QByteArray() << u"cannot be written"_s;
+    QTest::newRow("a folder for data that is none")
+        << QByteArray("/tmp") << QByteArray("/dev/null/data") << u"cannot be written"_s;
+}
+
+void TestStores::whereNothingCanBeKeptItIsInMemory()
+{
+    QFETCH(QByteArray, home);
+    QFETCH(QByteArray, dataHome);
+    QFETCH(QString, reason);
+    qunsetenv("HOME");
+    if (!home.isEmpty())
+        qputenv("HOME", home);
+    if (!dataHome.isEmpty())
+        qputenv("XDG_DATA_HOME", dataHome);
+    QString errorText;
+    const std::unique_ptr<DownloadStore> store = Stores::open({}, &errorText);
+    QVERIFY2(store, qPrintable(errorText));
+    QVERIFY(isWorking(*store) && store->path().isEmpty());
+    QVERIFY2(store->warning().contains(reason) && store->warning().contains(u"in memory"_s),
+             qPrintable(store->warning()));
+}
+
+void TestStores::aListThatIsThereIsNotPassedOver()
+{
+    const QString folder = m_dir->filePath(u".local/share/plait"_s);
+    QVERIFY(QDir().mkpath(folder + "/downloads.sqlite"_L1));
+    QString errorText;
+    QVERIFY(!Stores::open({}, &errorText));
+    QVERIFY2(errorText.contains(u"a folder"_s), qPrintable(errorText));
+}
+
+void TestStores::aNamedFileHasToBeUsable()
+{
+    QString errorText;
+    QVERIFY(!Stores::open({u"/dev/null/list"_s}, &errorText));
+    QVERIFY2(errorText.startsWith(u"cannot open the list"_s), qPrintable(errorText));
+    qunsetenv("HOME");
+    const std::unique_ptr<DownloadStore> store = Stores::open({m_dir->filePath(u"mine"_s)}, &errorText);
+    QVERIFY(store && isWorking(*store) && store->warning().isEmpty());
+    QCOMPARE(files().filter(u"mine"_s).isEmpty(), false);
+}
+
+void TestStores::whatIsNotToBeKeptIsNot()
+{
+    QString errorText;
+    const std::unique_ptr<DownloadStore> store = Stores::open({.isKept = false}, &errorText);
+    QVERIFY(store && isWorking(*store) && store->warning().isEmpty());
+    QCOMPARE(files(), QStringList());
+}
+
+QTEST_GUILESS_MAIN(TestStores)
+#include "tst_stores.moc"
