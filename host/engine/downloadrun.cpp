@@ -263,8 +263,8 @@ void DownloadRun::onFilesOperations(bool performing)
         || record.files.first().isOnDisk())
         return;
     m_file = FileIdentity::planned();
-    if (!m_syncing)
-        commit(record);
+    if (!m_syncing && m_list)
+        writeAtOnce(whatMayBeSaid(record));
 }
 
 /// The file is about to be written from its beginning: the list must not say any more what the disk holds no longer.
@@ -282,7 +282,9 @@ void DownloadRun::forgetBytes()
 void DownloadRun::save()
 {
     m_saveTimer.stop();
-    if (m_syncing)
+    if (m_writing && takesBackFromList(info()))
+        writeAtOnce(whatMayBeSaid(info()));
+    else if (isSaving())
         m_saveAgain = true;
     else
         begin(info());
@@ -291,7 +293,7 @@ void DownloadRun::save()
 void DownloadRun::saveSoon()
 {
     m_changed = true;
-    if (!m_syncing && !m_saveTimer.isActive())
+    if (!isSaving() && !m_saveTimer.isActive())
         m_saveTimer.start();
 }
 
@@ -334,7 +336,8 @@ void DownloadRun::onSynced(const FileSyncer::Outcome &outcome)
         commit(snapshot);
     else
         onSyncFailed(snapshot, outcome.error);
-    afterSave();
+    if (!isSaving())
+        afterSave();
 }
 
 /// What came meanwhile and says nothing else of the file needs no sync of its own.
@@ -360,6 +363,22 @@ void DownloadRun::commit(const AbstractDownloadPersistentInfo &snapshot)
 {
     if (!m_list)
         return;
+    const Info record = whatMayBeSaid(snapshot);
+    // Whoever takes back what the list says is about to change the file.
+    if (takesBackFromList(record))
+        writeAtOnce(record);
+    else
+        write(record);
+}
+
+/// Or from what it is about to have.
+bool DownloadRun::takesBackFromList(const AbstractDownloadPersistentInfo &record) const
+{
+    return takesBack(record, m_saved) || (m_writing && takesBack(record, *m_writing));
+}
+
+AbstractDownloadPersistentInfo DownloadRun::whatMayBeSaid(const AbstractDownloadPersistentInfo &snapshot)
+{
     Info record = snapshot;
     // By its first sync a small file may have got its final name.
     if (m_file.plannedAt() > 0 && !record.files.isEmpty() && record.files.first().isOnDisk()) {
@@ -371,15 +390,44 @@ void DownloadRun::commit(const AbstractDownloadPersistentInfo &snapshot)
         record.finishedTime = m_saved.finishedTime;
         record.setFinished(m_saved.isFinished(), false);
     }
-    const auto lasting =
-        takesBack(record, m_saved) ? DownloadStore::Lasting::Always : DownloadStore::Lasting::ThisRunOfTheMachine;
+    return record;
+}
+
+/// Where the list answers at once, whoever called this goes on by itself.
+void DownloadRun::write(const AbstractDownloadPersistentInfo &record)
+{
     const DownloadStore::Holdings known = holdings();
-    if (m_list->update(record, known, lasting)) {
+    const auto onAnswer = [this, record, memory = known.memory, number = ++m_writes](const QString &errorText) {
+        m_writing.reset();
+        onWritten(number, record, memory, errorText);
+        if (!m_isAsking)
+            afterSave();
+    };
+    m_writing = record;
+    m_isAsking = true;
+    m_list->save(record, known, this, onAnswer);
+    m_isAsking = false;
+}
+
+void DownloadRun::writeAtOnce(const AbstractDownloadPersistentInfo &record)
+{
+    const auto lasting =
+        takesBackFromList(record) ? DownloadStore::Lasting::Always : DownloadStore::Lasting::ThisRunOfTheMachine;
+    const DownloadStore::Holdings known = holdings();
+    const bool isDone = m_list->update(record, known, lasting);
+    onWritten(++m_writes, record, known.memory, isDone ? QString() : m_list->lastErrorText());
+}
+
+/// @param number of the write; the answer to one that was overtaken comes later, and is older
+void DownloadRun::onWritten(quint64 number, const AbstractDownloadPersistentInfo &record,
+                            const std::optional<ResourceMemory> &memory, const QString &errorText)
+{
+    if (!errorText.isEmpty()) {
+        Q_EMIT saveFailed(Failure::told(Failure::Kind::List, Failure::Subject::of(record), errorText));
+    } else if (number > m_written) {
+        m_written = number;
         m_saved = record;
-        if (known.memory)
-            m_savedMemory = known.memory;
-    } else {
-        Q_EMIT saveFailed(Failure::told(Failure::Kind::List, Failure::Subject::of(record), m_list->lastErrorText()));
+        m_savedMemory = memory ? memory : m_savedMemory;
     }
 }
 
@@ -398,7 +446,7 @@ void DownloadRun::afterSave()
         begin(info());
     else if (m_changed)
         saveSoon();
-    if (m_ended && !m_syncing)
+    if (m_ended && !isSaving())
         Q_EMIT finished();
 }
 
@@ -411,6 +459,6 @@ void DownloadRun::end()
         OwnFiles::forget(record.filePath(0));
     save();
     // The download is still inside its own signal.
-    if (!m_syncing)
+    if (!isSaving())
         QMetaObject::invokeMethod(this, &DownloadRun::finished, Qt::QueuedConnection);
 }

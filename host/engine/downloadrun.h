@@ -25,7 +25,8 @@ class ResourceGuard;
 ///
 ///     run() ──> running ── running(false) ──> saved ──> finished()
 ///
-///     a save:  snapshot of the record ──> the disk takes the file's bytes ──> the snapshot goes into the list
+///     a save:  snapshot of the record ──> the disk takes the file's bytes ──> the snapshot goes into the list ──>
+///     saved
 ///
 /// Owns the download. The list never says of a byte that it is there before the disk has it: what a snapshot counts was
 /// written before. The record is saved at once when it changed significantly, else at most every kSaveIntervalMs and,
@@ -107,7 +108,14 @@ private:
     void onSynced(const FileSyncer::Outcome &outcome);
     void bringUpToDate(AbstractDownloadPersistentInfo &snapshot);
     void onSyncFailed(const AbstractDownloadPersistentInfo &snapshot, int error);
+    bool isSaving() const { return m_syncing || m_writing; }
+    bool takesBackFromList(const AbstractDownloadPersistentInfo &record) const;
+    AbstractDownloadPersistentInfo whatMayBeSaid(const AbstractDownloadPersistentInfo &snapshot);
     void commit(const AbstractDownloadPersistentInfo &snapshot);
+    void write(const AbstractDownloadPersistentInfo &record);
+    void writeAtOnce(const AbstractDownloadPersistentInfo &record);
+    void onWritten(quint64 number, const AbstractDownloadPersistentInfo &record,
+                   const std::optional<ResourceMemory> &memory, const QString &errorText);
     void afterSave();
     void end();
 
@@ -117,6 +125,10 @@ private:
     AbstractDownloadPersistentInfo m_saved; ///< what the list says
     FileIdentity m_file; ///< of the incomplete file, once it is about to be made
     std::optional<AbstractDownloadPersistentInfo> m_syncing; ///< the snapshot of the save that is under way
+    std::optional<AbstractDownloadPersistentInfo> m_writing; ///< what the list was given, and has not answered yet
+    bool m_isAsking = false; ///< inside of the call that gives it one
+    quint64 m_writes = 0; ///< that were begun
+    quint64 m_written = 0; ///< the last of which m_saved is
     bool m_saveAgain = false; ///< as soon as that is done
     bool m_changed = false; ///< since that began
     bool m_syncFailed = false;

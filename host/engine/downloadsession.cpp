@@ -74,7 +74,7 @@ bool DownloadSession::open(const SessionOptions &options, Failure *failure)
         return false;
     }
     prepareModules();
-    if (!m_list.open(options.listPath.isEmpty() ? DownloadList::defaultPath() : options.listPath)) {
+    if (!m_list.open({options.listPath, options.isListKept})) {
         *failure = listFailure();
         return false;
     }
@@ -115,7 +115,7 @@ bool DownloadSession::start(qint64 id, const Sources &sources, Failure *failure)
 {
     if (!mayBegin(id, failure))
         return false;
-    std::optional<DownloadList::Taken> taken = claimToRun(id, failure);
+    std::optional<DownloadStore::Taken> taken = claimToRun(id, failure);
     if (!taken)
         return false;
     DiskCheck::forgetSectionsWithoutBytes(taken->record);
@@ -131,7 +131,7 @@ bool DownloadSession::restart(qint64 id, Failure *failure)
 {
     if (!mayBegin(id, failure))
         return false;
-    const std::optional<DownloadList::Taken> taken = claimToRun(id, failure);
+    const std::optional<DownloadStore::Taken> taken = claimToRun(id, failure);
     if (!taken)
         return false;
     run(*taken, &m_list, AbstractDownloadCommand::Restart);
@@ -183,7 +183,7 @@ bool DownloadSession::finishNow(qint64 id, Failure *failure)
             running->finishNow();
         return !*failure;
     }
-    std::optional<DownloadList::Taken> taken = mayBegin(id, failure) ? claimToRun(id, failure) : std::nullopt;
+    std::optional<DownloadStore::Taken> taken = mayBegin(id, failure) ? claimToRun(id, failure) : std::nullopt;
     if (!taken)
         return false;
     *failure = FinishNow::refusal(taken->record, false);
@@ -200,13 +200,13 @@ bool DownloadSession::finishNow(qint64 id, Failure *failure)
 }
 
 /// Before the file has its final name, and looks like any other.
-bool DownloadSession::keepThatItIsEarly(DownloadList::Taken &taken)
+bool DownloadSession::keepThatItIsEarly(DownloadStore::Taken &taken)
 {
     if (!FinishNow::isEarly(taken.record))
         return true;
     taken.memory.evidence.doubt = Evidence::Doubt::FinishedEarly;
     return m_list.update(taken.record, {taken.file, taken.contentEncoding, taken.memory},
-                         DownloadList::Lasting::ThisRunOfTheMachine);
+                         DownloadStore::Lasting::ThisRunOfTheMachine);
 }
 
 qint64 DownloadSession::query(const DownloadRequest &request, Failure *failure)
@@ -442,7 +442,7 @@ void DownloadSession::trustServers(const AbstractDownloadPersistentInfo &record,
         m_chief->takeSecrets(mirror.url, nullptr);
 }
 
-void DownloadSession::run(const DownloadList::Taken &taken, DownloadStore *list, AbstractDownloadCommand command)
+void DownloadSession::run(const DownloadStore::Taken &taken, DownloadStore *list, AbstractDownloadCommand command)
 {
     const AbstractDownloadPersistentInfo &record = taken.record;
     const auto guard =
@@ -469,7 +469,7 @@ void DownloadSession::run(const DownloadList::Taken &taken, DownloadStore *list,
     running->run(command, taken.file);
 }
 
-ResourceMemory DownloadSession::memoryOf(const DownloadList::Taken &taken)
+ResourceMemory DownloadSession::memoryOf(const DownloadStore::Taken &taken)
 {
     ResourceMemory memory = taken.memory;
     const bool isKept = memory.evidence.answers > 0 || memory.evidence.doubt != Evidence::Doubt::None;

@@ -7,7 +7,7 @@
 #include <host/engine/sessionoptions.h>
 #include <host/policy/failure.h>
 #include <host/policy/sources.h>
-#include <host/storage/downloadlist.h>
+#include <host/storage/storethread.h>
 #include <inet/qt/download/framework/downloaddetails.h>
 #include <inet/qt/download/records/connectionsmap.h>
 
@@ -162,12 +162,12 @@ private:
     qint64 insertNew(const DownloadRequest &request, Failure *failure);
     bool mayBegin(qint64 id, Failure *failure) const;
     bool takeClaim(qint64 id, Failure *failure);
-    bool isTaken(qint64 id, DownloadList::Claim claim, const ProcessIdentity &owner, Failure *failure);
+    bool isTaken(qint64 id, DownloadStore::Claim claim, const ProcessIdentity &owner, Failure *failure);
     void releaseClaim(qint64 id);
 
-    std::optional<DownloadList::Taken> claimToRun(qint64 id, Failure *failure);
+    std::optional<DownloadStore::Taken> claimToRun(qint64 id, Failure *failure);
     void checkAgainstDisk(AbstractDownloadPersistentInfo &record, const FileIdentity &file);
-    void run(const DownloadList::Taken &taken, DownloadStore *list, AbstractDownloadCommand command);
+    void run(const DownloadStore::Taken &taken, DownloadStore *list, AbstractDownloadCommand command);
     bool change(qint64 id, const std::function<Failure(AbstractDownloadPersistentInfo &)> &how, Failure *failure);
     void restoreSources(qint64 id, AbstractDownloadPersistentInfo info);
     /// Length of the file that the record names; -1 when it is not there. A link is none of ours, nor is a file that is
@@ -176,14 +176,14 @@ private:
     /// "Finished" is said to nobody while the disk says otherwise.
     static void checkWhole(AbstractDownloadPersistentInfo &info, const FileIdentity &file);
     static Failure deleteFiles(const AbstractDownloadPersistentInfo &record);
-    bool keepThatItIsEarly(DownloadList::Taken &taken);
-    static ResourceMemory memoryOf(const DownloadList::Taken &taken);
+    bool keepThatItIsEarly(DownloadStore::Taken &taken);
+    static ResourceMemory memoryOf(const DownloadStore::Taken &taken);
     void relaySignals(DownloadRun *download);
     void onFinished(DownloadRun *download);
     void endWritersThread();
 
     SessionOptions m_options;
-    DownloadList m_list;
+    StoreThread m_list;
     QThread m_writersThread;
     QSharedPointer<NetworkAccessChief> m_chief;
     const QSharedPointer<QtAppSystemDefaultUserAgentManager> m_userAgentManager;

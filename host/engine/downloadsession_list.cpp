@@ -79,20 +79,20 @@ void DownloadSession::warnOfTheSame(const AbstractDownloadPersistentInfo &record
 bool DownloadSession::takeClaim(qint64 id, Failure *failure)
 {
     ProcessIdentity owner;
-    const DownloadList::Claim claim = m_list.claim(id, &owner);
+    const DownloadStore::Claim claim = m_list.claim(id, &owner);
     return isTaken(id, claim, owner, failure);
 }
 
-bool DownloadSession::isTaken(qint64 id, DownloadList::Claim claim, const ProcessIdentity &owner, Failure *failure)
+bool DownloadSession::isTaken(qint64 id, DownloadStore::Claim claim, const ProcessIdentity &owner, Failure *failure)
 {
     switch (claim) {
-    case DownloadList::Claim::Taken:
+    case DownloadStore::Claim::Taken:
         m_claimed.insert(id);
         return true;
-    case DownloadList::Claim::OwnedByOther:
+    case DownloadStore::Claim::OwnedByOther:
         *failure = Failure::make(Failure::Kind::OwnedByOther, Failure::Subject::of(id), {}, int(owner.pid));
         return false;
-    case DownloadList::Claim::Failed:
+    case DownloadStore::Claim::Failed:
         break;
     }
     *failure = listFailure();
@@ -105,11 +105,11 @@ void DownloadSession::releaseClaim(qint64 id)
         m_list.release(id);
 }
 
-std::optional<DownloadList::Taken> DownloadSession::claimToRun(qint64 id, Failure *failure)
+std::optional<DownloadStore::Taken> DownloadSession::claimToRun(qint64 id, Failure *failure)
 {
-    DownloadList::Taken taken;
+    DownloadStore::Taken taken;
     ProcessIdentity owner;
-    const DownloadList::Claim claim = m_list.claim(id, taken, &owner);
+    const DownloadStore::Claim claim = m_list.claim(id, taken, &owner);
     if (!isTaken(id, claim, owner, failure))
         return std::nullopt;
     if (!isServed(taken.record.url, failure)) {

@@ -56,6 +56,7 @@ template<class Fields>
 void describe(Fields &fields, SessionOptions &value)
 {
     fields("listPath", value.listPath);
+    fields("isListKept", value.isListKept);
     fields("moduleFolders", value.moduleFolders);
     fields("ignoreSslErrors", value.ignoreSslErrors);
     fields("caCertificatesFile", value.caCertificatesFile);

@@ -9,7 +9,8 @@
 
 /// What a session is opened with.
 struct SessionOptions {
-    QString listPath; ///< empty = DownloadList::defaultPath()
+    QString listPath; ///< empty = the usual one
+    bool isListKept = true; ///< false = in memory only
     QStringList moduleFolders; ///< empty = ModuleLoader::defaultFolders()
     bool ignoreSslErrors = false;
     QString caCertificatesFile; ///< PEM, trusted besides the system's; empty = none

@@ -61,6 +61,7 @@ template<typename Work>
 auto StoreThread::call(const Work &work)
 {
     Q_ASSERT_X(QThread::currentThread() == thread(), "StoreThread", "used in the thread in which it lives");
+    ++m_calls;
     decltype(work(*m_store)) answer;
     const auto ask = [&] {
         answer = work(*m_store);
@@ -76,6 +77,7 @@ auto StoreThread::call(const Work &work)
 
 void StoreThread::save(const Record &record, const Holdings &holdings, QObject *context, const Saved &saved)
 {
+    ++m_calls;
     const auto answer = [this, there = QPointer(context), saved](const QString &errorText, const QString &warning) {
         m_warning = warning;
         if (there)

@@ -31,6 +31,9 @@ public:
     /// Once. False, with an error text, when there is no such store; before, and then, every call fails.
     bool open(const StoreChoice &choice);
 
+    /// That were made so far: for who looks into what is slow.
+    qint64 calls() const { return m_calls; }
+
     QString path() const override { return m_path; }
     /// Of the last call that waited for its answer.
     QString lastErrorText() const override { return m_errorText; }
@@ -68,6 +71,7 @@ private:
     QThread m_thread;
     QObject m_there; ///< lives in it
     std::unique_ptr<DownloadStore> m_store; ///< used there, and here while nothing runs there
+    qint64 m_calls = 0;
     QString m_path;
     QString m_errorText;
     QString m_warning;

@@ -47,9 +47,9 @@ qint64 appendWithDigest(QueueBench &bench, const QByteArray &content, const Down
     KnownAddress address;
     address.url = record.url;
     address.identity.digest = "sha-256=" + QCryptographicHash::hash(content, QCryptographicHash::Sha256).toBase64();
-    DownloadList::Holdings holdings;
+    DownloadStore::Holdings holdings;
     holdings.memory = ResourceMemory{{address}, {}};
-    if (!bench.session->list().update(record, holdings, DownloadList::Lasting::Always))
+    if (!bench.session->list().update(record, holdings, DownloadStore::Lasting::Always))
         return 0;
     bench.queue->append(id);
     return id;

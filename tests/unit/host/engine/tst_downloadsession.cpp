@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <host/engine/downloadsession.h>
+#include <host/storage/downloadlist.h>
 #include <host/storage/processidentity.h>
 #include <tests/unit/host/engine/fakemodule.h>
 
