@@ -227,7 +227,7 @@ void Engine::emitSignal(const EngineNews &news)
         Q_EMIT totalsChanged(news.totals.value_or(Totals()));
         break;
     case EngineNews::Kind::Warned:
-        Q_EMIT warned(news.id, news.text);
+        Q_EMIT warned(news.id, news.warning.value_or(Warning()));
         break;
     case EngineNews::Kind::Closed:
         Q_EMIT closed();
@@ -243,6 +243,8 @@ void Engine::answerRest(const Failure &failure)
         EngineAnswer answer;
         answer.number = number;
         answer.failure = failure;
-        deliver({EngineNews::Kind::Answered, 0, -1, {}, answer});
+        EngineNews news{EngineNews::Kind::Answered};
+        news.answer = answer;
+        deliver(news);
     }
 }

@@ -125,7 +125,7 @@ Q_SIGNALS:
     /// At most every kNewsIntervalMs.
     void totalsChanged(const Totals &totals);
     /// Something that a person should know and that ends nothing. Id 0 = of no download.
-    void warned(qint64 id, const QString &text);
+    void warned(qint64 id, const Warning &warning);
     /// The last of all.
     void closed();
     /// Each of the above, and each answer, once more, before it is told: for who passes all of it on.

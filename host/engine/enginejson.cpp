@@ -252,6 +252,7 @@ void describe(Fields &fields, SnapshotDetails &value)
     fields("contentEncoding", value.contentEncoding);
     fields("options", value.options);
     fields("keptHeaders", value.keptHeaders);
+    fields("lastFailure", value.lastFailure);
     fields("memory", value.memory);
 }
 
@@ -301,6 +302,16 @@ void describe(Fields &fields, Totals &value)
 }
 
 template<class Fields>
+void describe(Fields &fields, Warning &value)
+{
+    fields("kind", value.kind);
+    fields("failure", value.failure);
+    fields("text", value.text);
+    fields("inMs", value.inMs);
+    fields("headers", value.headers);
+}
+
+template<class Fields>
 void describe(Fields &fields, QueryResult &value)
 {
     fields("name", value.name);
@@ -330,11 +341,11 @@ void describe(Fields &fields, EngineNews &value)
     fields("kind", value.kind);
     fields("id", value.id);
     fields("position", value.position);
-    fields("text", value.text);
     fields("answer", value.answer);
     fields("snapshot", value.snapshot);
     fields("question", value.question);
     fields("totals", value.totals);
+    fields("warning", value.warning);
 }
 
 QJsonObject EngineCommand::toJson() const
@@ -395,4 +406,14 @@ QJsonObject Totals::toJson() const
 Totals Totals::fromJson(const QJsonObject &json)
 {
     return JsonFields::fromObject<Totals>(json);
+}
+
+QJsonObject Warning::toJson() const
+{
+    return JsonFields::toObject(*this);
+}
+
+Warning Warning::fromJson(const QJsonObject &json)
+{
+    return JsonFields::fromObject<Warning>(json);
 }

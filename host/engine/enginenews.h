@@ -5,8 +5,9 @@
 #include <host/engine/question.h>
 #include <host/engine/snapshot.h>
 #include <host/engine/totals.h>
+#include <host/engine/warning.h>
 
-#include <QString>
+#include <QtGlobal>
 
 #include <optional>
 
@@ -23,18 +24,18 @@ struct EngineNews {
         Asked, ///< question
         QuestionClosed, ///< id: of the question
         TotalsChanged, ///< totals
-        Warned, ///< id, text
+        Warned, ///< id, warning
         Closed,
     };
 
     Kind kind = Kind::Closed;
     qint64 id = 0;
     qint64 position = -1;
-    QString text = {};
     std::optional<EngineAnswer> answer = {};
     std::optional<Snapshot> snapshot = {};
     std::optional<Question> question = {};
     std::optional<Totals> totals = {};
+    std::optional<Warning> warning = {};
 
     QJsonObject toJson() const;
     static EngineNews fromJson(const QJsonObject &json);

@@ -4,8 +4,13 @@
 #include <host/engine/queueoptions.h>
 #include <host/engine/sessionoptions.h>
 
+#include <QString>
+
 /// What an engine is opened with. Its secrets stay in it, and in memory.
 struct EngineOptions {
     SessionOptions session;
     QueueOptions queue;
+
+    /// The list's file, the usual one where none was chosen.
+    QString listPath() const;
 };

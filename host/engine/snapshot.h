@@ -66,6 +66,7 @@ struct SnapshotDetails {
     QString contentEncoding; ///< as which the bytes that are there came; empty = as they are
     DownloadOptions options; ///< without values that are secret
     QList<QString> keptHeaders; ///< names of those whose values the list keeps
+    Failure lastFailure = {}; ///< of the last run, a stop too; none = it had none, or nobody knows
     ResourceMemory memory; ///< by what the rest is known for that of the same file
 
     friend bool operator==(const SnapshotDetails &, const SnapshotDetails &) = default;

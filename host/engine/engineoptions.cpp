@@ -1,0 +1,9 @@
+// SPDX-License-Identifier: MIT
+#include <host/engine/engineoptions.h>
+
+#include <host/storage/downloadlist.h>
+
+QString EngineOptions::listPath() const
+{
+    return session.listPath.isEmpty() ? DownloadList::defaultPath() : session.listPath;
+}
