@@ -129,7 +129,8 @@ DownloadStatus DownloadRun::status() const
     status.done = record.bytesDownloaded(false);
     status.total = record.files.isEmpty() ? -1 : record.files.first().size;
     status.speed = m_download->speed(NetworkTrafficDirection::Download, true);
-    status.connections = unitedEntry(m_download->connectionsMap()).count;
+    status.servers = m_download->connectionsMap();
+    status.connections = unitedEntry(status.servers).count;
     status.allocated = tasks.value(AllocatingFileTask, {-1, -1}).first;
     if (!record.files.isEmpty()) {
         status.name = record.files.first().name;

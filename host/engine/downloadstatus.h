@@ -2,6 +2,7 @@
 #pragma once
 
 #include <inet/qt/download/records/abstractdownloadsection.h>
+#include <inet/qt/download/records/connectionsmap.h>
 
 #include <QList>
 #include <QString>
@@ -16,5 +17,6 @@ struct DownloadStatus {
     QString name = {}; ///< of the file; empty = not known yet
     QList<AbstractDownloadSection> sections = {}; ///< what of the file is filled
     QList<qint64> fetching = {}; ///< places in the file at which bytes arrive now
+    QtConnectionsMap servers = {}; ///< to which the connections go
     qint64 retryInMs = -1; ///< time to the next attempt; -1 = it is not waiting for one
 };
