@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <host/engine/downloadoutcome.h>
+#include <host/engine/downloadqueue.h>
+#include <host/engine/engine.h>
+#include <host/engine/resourcecheck.h>
+#include <host/engine/roworder.h>
+#include <host/storage/downloadstore.h>
+
+#include <QHash>
+#include <QQueue>
+#include <QSet>
+#include <QTimer>
+
+#include <memory>
+#include <optional>
+
+class DownloadSession;
+
+/// The engine in this process: list, session and queue behind the face, and what front ends are told of them.
+///
+///     transmit() ──> commands ── work() ──> session, queue, list ──> news ── flush() ──> deliver()
+///
+/// Commands are done one after the other from the event loop; what they and the downloads have to say is put into the
+/// news first and told from there, so that nobody is called while something is being changed. Modules and network come
+/// up with the first command that needs them. Lives in the session's thread.
+class LocalEngine : public Engine
+{
+    Q_OBJECT
+
+public:
+    explicit LocalEngine(QObject *parent = nullptr);
+    /// What still runs is cut off, and told of no more; see close().
+    ~LocalEngine() override;
+
+protected:
+    void transmit(const EngineCommand &command) override;
+
+private:
+    /// Rows of downloads that wait are kept, too, up to so many in all.
+    static constexpr qsizetype kMostRows = 2000;
+
+    /// What is kept of a run after its end, for the rows that are made later.
+    struct Report {
+        RunSnapshot run;
+        Failure failure;
+    };
+    /// A command whose answer takes a server's.
+    struct Lookup {
+        EngineCommand command;
+        QueryResult found;
+    };
+
+    // News.
+    void tell(const EngineNews &news);
+    void flush();
+    void answer(const EngineCommand &command, EngineAnswer given = {});
+    void refuse(const EngineCommand &command, const Failure &failure);
+    void warn(qint64 id, const Warning &warning);
+    Failure noSuch(qint64 id);
+    Failure listFailure();
+
+    // From its beginning to its end.
+    void work();
+    void run(const EngineCommand &command);
+    bool isRefused(const EngineCommand &command);
+    void open(const EngineCommand &command);
+    bool openList();
+    bool bringUp(Failure *failure);
+    void connectAll();
+    void close(const EngineCommand &command);
+    void onDrained();
+    void onClosed();
+
+    // Commands.
+    void add(const EngineCommand &command);
+    void begin(const EngineCommand &command, DownloadQueue::Job job);
+    void append(const ListEntry &known, DownloadQueue::Job job);
+    void pause(const EngineCommand &command);
+    void pauseAll(const EngineCommand &command);
+    void resumeAll(const EngineCommand &command);
+    void remove(const EngineCommand &command);
+    void removeNow(const EngineCommand &command);
+    void finishNow(const EngineCommand &command);
+    void move(const EngineCommand &command);
+    qsizetype waitingBefore(qsizetype position);
+    void setLimits(const EngineCommand &command);
+    void setOptions(const EngineCommand &command);
+    void answerChange(const EngineCommand &command, const Failure &failure);
+    void setGlobalLimits(const EngineCommand &command);
+    void setMostAtOnce(const EngineCommand &command);
+    void listQuestions(const EngineCommand &command);
+    void answerQuestion(const EngineCommand &command);
+
+    // Lookups.
+    void check(const EngineCommand &command);
+    void checkNext();
+    void beginCheck(const EngineCommand &command, AbstractDownloadPersistentInfo &record);
+    void onChecked(const ResourceCheck::Result &result);
+    void query(const EngineCommand &command);
+    void setUrl(const EngineCommand &command);
+    void setUrlNow(const EngineCommand &command);
+    void setUrlIfItFits(const EngineCommand &command, const QueryResult &found);
+    void onQueried(qint64 id, const QueryResult &result);
+    void onLookedUp(qint64 id, const AbstractDownloadPersistentInfo &info);
+    void endLookups();
+
+    // Rows.
+    DownloadStore &list();
+    std::optional<ListEntry> entry(qint64 id);
+    static ListEntry owned(ListEntry entry);
+    Snapshot rowOf(const ListEntry &entry);
+    Snapshot activeRow(const Snapshot &told);
+    void tellRow(qint64 id);
+    void tellIfChanged(qint64 id);
+    void tellChanged(const Snapshot &snapshot);
+    void tellAdded(const Snapshot &snapshot);
+    void tellRemoved(qint64 id);
+    void tellOwnership(const Snapshot &row);
+    void tick();
+    Totals totals() const;
+    void answerSnapshot(const EngineCommand &command);
+    void answerPage(const EngineCommand &command);
+    QList<ListEntry> pageOf(const SnapshotQuery &query);
+    QList<ListEntry> entriesAt(qint64 first, qint64 count);
+    void sortByPosition(QList<ListEntry> &entries);
+    RowOrder &order();
+    qint64 countRows();
+    bool isQueued(qint64 id) const;
+
+    // What queue and session tell.
+    void onStateChanged(qint64 id, DownloadState from, DownloadState to);
+    void onWaiting(qint64 id);
+    void onBegan(qint64 id);
+    void onAtRest(qint64 id);
+    void warnOfMissingHeaders(qint64 id);
+    void onRetrying(qint64 id, qint64 inMs, const QString &notice);
+    void setState(qint64 id, DownloadState state);
+    void onEnded(const DownloadOutcome &outcome);
+    void tellGone(Snapshot last);
+
+    // Questions.
+    void onDecision(qint64 id, Trouble::Kind kind);
+    void onFileExists(qint64 id, int fileIndex, const QList<QString> &paths);
+    qint64 ask(Question question);
+    void apply(const Question &question, Question::Choice choice);
+    void closeQuestion(qint64 questionId);
+    void closeQuestionsOf(qint64 id);
+
+    std::optional<EngineOptions> m_options; ///< nothing = open() was not called
+    std::unique_ptr<DownloadStore> m_list; ///< until there is a session, which has its own
+    std::unique_ptr<DownloadSession> m_session;
+    std::unique_ptr<DownloadQueue> m_queue;
+    std::unique_ptr<ResourceCheck> m_check;
+    QQueue<EngineCommand> m_commands;
+    QQueue<EngineNews> m_news;
+    QHash<qint64, DownloadQueue::Job> m_jobs; ///< of those that wait or are active, where it is no plain download
+    QHash<qint64, Snapshot> m_rows; ///< of all that are active, and some that wait, as they were told
+    QHash<qint64, Report> m_reports;
+    QSet<qint64> m_others; ///< that were told to be another process's
+    QHash<qint64, EngineCommand> m_removals; ///< of those that are being paused for it
+    QHash<qint64, Lookup> m_lookups; ///< by the session's number for the query
+    QQueue<EngineCommand> m_checks; ///< the first one is under way
+    QList<Question> m_questions;
+    QHash<qint64, int> m_fileIndexes; ///< by question
+    std::optional<RowOrder> m_order; ///< nothing = nobody asked for it yet
+    Totals m_totals; ///< as they were told
+    QTimer m_tick;
+    qint64 m_newest = 0; ///< number of the download added last
+    qint64 m_lastQuestion = 0;
+    bool m_isClosing = false;
+    bool m_isFlushing = false;
+};
