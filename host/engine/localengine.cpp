@@ -1,0 +1,267 @@
+// SPDX-License-Identifier: MIT
+#include <host/engine/localengine.h>
+
+#include <host/engine/downloadsession.h>
+#include <host/storage/downloadlist.h>
+
+#include <QPointer>
+
+#include <utility>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+using Kind = EngineCommand::Kind;
+
+/// What nobody needs a session for.
+bool isOfTheListAlone(Kind kind)
+{
+    return kind == Kind::Snapshot || kind == Kind::Snapshots || kind == Kind::Questions;
+}
+
+Failure wrongState(const QString &detail)
+{
+    return Failure::make(Failure::Kind::WrongState, {}, detail);
+}
+
+}
+
+LocalEngine::LocalEngine(QObject *parent)
+    : Engine(parent)
+{
+    m_tick.setInterval(kNewsIntervalMs);
+    connect(&m_tick, &QTimer::timeout, this, &LocalEngine::tick);
+}
+
+LocalEngine::~LocalEngine() = default;
+
+void LocalEngine::transmit(const EngineCommand &command)
+{
+    m_commands.enqueue(command);
+    QMetaObject::invokeMethod(this, &LocalEngine::work, Qt::QueuedConnection);
+}
+
+/// One at a time: what happens meanwhile is not to wait for a thousand of them.
+void LocalEngine::work()
+{
+    if (m_commands.isEmpty())
+        return;
+    run(m_commands.dequeue());
+    flush();
+}
+
+void LocalEngine::tell(const EngineNews &news)
+{
+    m_news.enqueue(news);
+    if (m_news.size() == 1)
+        QMetaObject::invokeMethod(this, &LocalEngine::flush, Qt::QueuedConnection);
+}
+
+/// Whoever hears of something may give commands, and destroy the engine.
+void LocalEngine::flush()
+{
+    const QPointer<LocalEngine> alive(this);
+    if (std::exchange(m_isFlushing, true))
+        return;
+    while (alive && !m_news.isEmpty())
+        deliver(m_news.dequeue());
+    if (alive)
+        m_isFlushing = false;
+}
+
+void LocalEngine::answer(const EngineCommand &command, EngineAnswer given)
+{
+    given.number = command.number;
+    EngineNews news{EngineNews::Kind::Answered};
+    news.answer = given;
+    tell(news);
+}
+
+void LocalEngine::refuse(const EngineCommand &command, const Failure &failure)
+{
+    EngineAnswer given;
+    given.failure = failure;
+    answer(command, given);
+}
+
+void LocalEngine::warn(qint64 id, const Warning &warning)
+{
+    EngineNews news{EngineNews::Kind::Warned, id};
+    news.warning = warning;
+    tell(news);
+}
+
+Failure LocalEngine::noSuch(qint64 id)
+{
+    return list().lastErrorText().isEmpty() ? Failure::make(Failure::Kind::NoSuchDownload, Failure::Subject::of(id))
+                                            : listFailure();
+}
+
+Failure LocalEngine::listFailure()
+{
+    return Failure::told(Failure::Kind::List, {}, list().lastErrorText());
+}
+
+void LocalEngine::run(const EngineCommand &command)
+{
+    if (isRefused(command))
+        return;
+    switch (command.kind) {
+    case Kind::Open:
+        return open(command);
+    case Kind::Prepare:
+        return answer(command, {.warnings = m_session->warnings()});
+    case Kind::Add:
+        return add(command);
+    case Kind::Pause:
+        return pause(command);
+    case Kind::Resume:
+        return begin(command, DownloadQueue::Job::Download);
+    case Kind::Remove:
+        return remove(command);
+    case Kind::Restart:
+        return begin(command, DownloadQueue::Job::Restart);
+    case Kind::FinishNow:
+        return finishNow(command);
+    case Kind::Check:
+        return check(command);
+    case Kind::Query:
+        return query(command);
+    case Kind::SetUrl:
+        return setUrl(command);
+    case Kind::Move:
+        return move(command);
+    case Kind::SetLimits:
+        return setLimits(command);
+    case Kind::SetOptions:
+        return setOptions(command);
+    case Kind::PauseAll:
+        return pauseAll(command);
+    case Kind::ResumeAll:
+        return resumeAll(command);
+    case Kind::SetGlobalLimits:
+        return setGlobalLimits(command);
+    case Kind::SetMostAtOnce:
+        return setMostAtOnce(command);
+    case Kind::Snapshot:
+        return answerSnapshot(command);
+    case Kind::Snapshots:
+        return answerPage(command);
+    case Kind::Questions:
+        return listQuestions(command);
+    case Kind::Answer:
+        return answerQuestion(command);
+    case Kind::Close:
+        return close(command);
+    }
+    refuse(command, wrongState(u"this engine does not know the command"_s));
+}
+
+/// What cannot be done as the engine is now; the rest finds what it needs.
+bool LocalEngine::isRefused(const EngineCommand &command)
+{
+    if (command.kind == Kind::Open || command.kind == Kind::Close)
+        return false;
+    Failure failure;
+    if (!m_options || (!m_list && !m_session))
+        refuse(command, wrongState(u"the engine is not open"_s));
+    else if (m_isClosing)
+        refuse(command, wrongState(u"the engine is about to end"_s));
+    else if (!isOfTheListAlone(command.kind) && !bringUp(&failure))
+        refuse(command, failure);
+    else
+        return false;
+    return true;
+}
+
+void LocalEngine::open(const EngineCommand &command)
+{
+    if (m_options) {
+        refuse(command, wrongState(u"the engine is open already"_s));
+        return;
+    }
+    m_options = command.options.value_or(EngineOptions());
+    if (!openList()) {
+        refuse(command, listFailure());
+        m_list.reset();
+        return;
+    }
+    const QString warning = m_list->warning();
+    answer(command, {.warnings = warning.isEmpty() ? QStringList() : QStringList{warning}});
+}
+
+bool LocalEngine::openList()
+{
+    auto list = std::make_unique<DownloadList>();
+    const bool isOpen = list->open(m_options->listPath());
+    m_list = std::move(list);
+    return isOpen;
+}
+
+/// The session has a connection of its own to the list. Never two at once: what closes one of them may take the locks
+/// of the process's other one.
+bool LocalEngine::bringUp(Failure *failure)
+{
+    if (m_session)
+        return true;
+    m_list.reset();
+    auto session = std::make_unique<DownloadSession>();
+    if (!session->open(m_options->session, failure)) {
+        session.reset();
+        openList();
+        return false;
+    }
+    m_session = std::move(session);
+    m_queue = std::make_unique<DownloadQueue>(*m_session, m_options->queue);
+    m_check = std::make_unique<ResourceCheck>(*m_session);
+    connectAll();
+    return true;
+}
+
+void LocalEngine::connectAll()
+{
+    connect(m_session.get(), &DownloadSession::warned, this, [this](qint64 id, const Failure &what) {
+        warn(id, {Warning::Kind::Failure, what});
+    });
+    connect(m_session.get(), &DownloadSession::fileExistsActionRequired, this, &LocalEngine::onFileExists);
+    connect(m_session.get(), &DownloadSession::queried, this, &LocalEngine::onQueried);
+    connect(m_session.get(), &DownloadSession::finished, this, &LocalEngine::onLookedUp);
+    connect(m_session.get(), &DownloadSession::closed, this, &LocalEngine::onClosed);
+    connect(m_queue.get(), &DownloadQueue::stateChanged, this, &LocalEngine::onStateChanged);
+    connect(m_queue.get(), &DownloadQueue::retrying, this, &LocalEngine::onRetrying);
+    connect(m_queue.get(), &DownloadQueue::decisionRequired, this, &LocalEngine::onDecision);
+    connect(m_queue.get(), &DownloadQueue::ended, this, &LocalEngine::onEnded);
+    connect(m_queue.get(), &DownloadQueue::drained, this, &LocalEngine::onDrained);
+    connect(m_check.get(), &ResourceCheck::checked, this, &LocalEngine::onChecked);
+}
+
+/// Downloads end first, then the session, whose end is the engine's.
+void LocalEngine::close(const EngineCommand &command)
+{
+    answer(command);
+    if (std::exchange(m_isClosing, true))
+        return;
+    endLookups();
+    if (m_session && !m_queue->isIdle())
+        m_queue->close();
+    else
+        onDrained();
+}
+
+void LocalEngine::onDrained()
+{
+    if (!m_isClosing)
+        return;
+    if (m_session)
+        m_session->close();
+    else
+        onClosed();
+}
+
+void LocalEngine::onClosed()
+{
+    m_tick.stop();
+    tell({EngineNews::Kind::Closed});
+}

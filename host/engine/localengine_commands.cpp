@@ -1,0 +1,251 @@
+// SPDX-License-Identifier: MIT
+#include <host/engine/localengine.h>
+
+#include <host/engine/downloadsession.h>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+/// Names of options.
+constexpr auto kRate = "limit-rate"_L1;
+constexpr auto kConnections = "max-connections"_L1;
+
+Failure wrongState(qint64 id, const QString &how)
+{
+    return Failure::make(Failure::Kind::WrongState, Failure::Subject::of(id), how);
+}
+
+}
+
+void LocalEngine::add(const EngineCommand &command)
+{
+    const DownloadRequest request = command.request.value_or(DownloadRequest());
+    Failure failure;
+    const qint64 id = m_session->add(request, &failure);
+    if (id == 0) {
+        refuse(command, failure);
+        return;
+    }
+    const std::optional<ListEntry> added = entry(id);
+    answer(command, {.ids = {id}});
+    if (!added)
+        return;
+    if (id > m_newest) {
+        m_newest = id;
+        tellAdded(rowOf(*added));
+    } else if (!isQueued(id)) {
+        tellChanged(rowOf(*added));
+    }
+    if (command.flag && !isQueued(id))
+        append(*added, DownloadQueue::Job::Download);
+}
+
+void LocalEngine::begin(const EngineCommand &command, DownloadQueue::Job job)
+{
+    const std::optional<ListEntry> known = entry(command.id);
+    if (!known) {
+        refuse(command, noSuch(command.id));
+    } else if (isQueued(command.id)) {
+        refuse(command, wrongState(command.id, u"it waits or runs already"_s));
+    } else if (known->ownerPid != 0) {
+        refuse(command,
+               Failure::make(Failure::Kind::OwnedByOther, Failure::Subject::of(command.id), {}, int(known->ownerPid)));
+    } else {
+        answer(command, {.ids = {command.id}});
+        append(*known, job);
+    }
+}
+
+void LocalEngine::append(const ListEntry &known, DownloadQueue::Job job)
+{
+    m_reports.remove(known.id);
+    if (job != DownloadQueue::Job::Download)
+        m_jobs.insert(known.id, job);
+    if (m_rows.size() < kMostRows)
+        m_rows.insert(known.id, rowOf(known));
+    m_queue->append(known.id, job);
+    if (!m_tick.isActive())
+        m_tick.start();
+}
+
+void LocalEngine::pause(const EngineCommand &command)
+{
+    Failure failure;
+    if (m_queue->pause(command.id, &failure))
+        answer(command, {.ids = {command.id}});
+    else
+        refuse(command, failure);
+}
+
+void LocalEngine::pauseAll(const EngineCommand &command)
+{
+    answer(command, {.ids = m_queue->waitingIds() + m_queue->activeIds()});
+    m_queue->pauseAll();
+}
+
+void LocalEngine::resumeAll(const EngineCommand &command)
+{
+    const QList<ListEntry> unfinished = pageOf({0, -1, ListFilter::Unfinished, SnapshotQuery::Order::Position});
+    QList<ListEntry> chosen;
+    EngineAnswer given;
+    for (const ListEntry &known : unfinished) {
+        if (isQueued(known.id) || known.ownerPid != 0)
+            continue;
+        chosen.append(known);
+        given.ids.append(known.id);
+    }
+    answer(command, given);
+    for (const ListEntry &known : std::as_const(chosen))
+        append(known, DownloadQueue::Job::Download);
+}
+
+/// What is active ends first; the answer comes with its end.
+void LocalEngine::remove(const EngineCommand &command)
+{
+    if (m_removals.contains(command.id)) {
+        refuse(command, wrongState(command.id, u"it is being removed already"_s));
+        return;
+    }
+    if (!m_queue->state(command.id)) {
+        removeNow(command);
+        return;
+    }
+    m_removals.insert(command.id, command);
+    m_queue->take(command.id);
+}
+
+void LocalEngine::removeNow(const EngineCommand &command)
+{
+    Failure failure;
+    if (!m_session->remove(command.id, command.flag, &failure)) {
+        refuse(command, failure);
+        return;
+    }
+    answer(command, {.ids = {command.id}});
+    tellRemoved(command.id);
+}
+
+void LocalEngine::finishNow(const EngineCommand &command)
+{
+    if (!isQueued(command.id)) {
+        begin(command, DownloadQueue::Job::FinishNow);
+        return;
+    }
+    Failure failure;
+    if (m_session->finishNow(command.id, &failure))
+        answer(command, {.ids = {command.id}});
+    else
+        refuse(command, failure);
+}
+
+void LocalEngine::move(const EngineCommand &command)
+{
+    const qsizetype position = order().move(command.id, command.value);
+    if (position < 0) {
+        refuse(command, noSuch(command.id));
+        return;
+    }
+    answer(command, {.ids = {command.id}});
+    tell({EngineNews::Kind::Moved, command.id, position});
+    if (m_queue->state(command.id) == DownloadState::Waiting)
+        m_queue->move(command.id, waitingBefore(position));
+}
+
+/// So many of those that wait stand before a place of the list.
+qsizetype LocalEngine::waitingBefore(qsizetype position)
+{
+    const QList<qint64> waiting = m_queue->waitingIds();
+    const QSet<qint64> all(waiting.cbegin(), waiting.cend());
+    const QList<qint64> before = order().ids().first(position);
+    return std::count_if(before.cbegin(), before.cend(), [&all](qint64 id) { return all.contains(id); });
+}
+
+/// The queue gives them to what runs, and keeps them in the list.
+void LocalEngine::setLimits(const EngineCommand &command)
+{
+    const Limits limits = command.limits.value_or(Limits());
+    Failure failure;
+    bool isDone = entry(command.id).has_value();
+    if (!isDone)
+        failure = noSuch(command.id);
+    if (isDone && limits.connectionsPerServer) {
+        DownloadOptions options = m_session->options(command.id);
+        options.connectionsPerServer = *limits.connectionsPerServer;
+        isDone = m_session->setOptions(command.id, options, &failure);
+    }
+    if (isDone && limits.rate)
+        isDone = m_queue->setSpeedLimitOf(command.id, *limits.rate, &failure);
+    if (isDone && limits.connections)
+        isDone = m_queue->setMostConnectionsOf(command.id, *limits.connections, &failure);
+    answerChange(command, isDone ? Failure() : failure);
+}
+
+void LocalEngine::setOptions(const EngineCommand &command)
+{
+    const OptionChanges changes = command.changes.value_or(OptionChanges());
+    Failure failure;
+    bool isDone = entry(command.id).has_value();
+    if (!isDone)
+        failure = noSuch(command.id);
+    isDone = isDone && m_session->renew(command.id, changes, &failure);
+    if (isDone && isQueued(command.id) && changes.values.has(kRate))
+        isDone = m_queue->setSpeedLimitOf(command.id, changes.values.number(kRate), &failure);
+    if (isDone && isQueued(command.id) && changes.values.has(kConnections))
+        isDone = m_queue->setMostConnectionsOf(command.id, int(changes.values.number(kConnections)), &failure);
+    answerChange(command, isDone ? Failure() : failure);
+}
+
+void LocalEngine::answerChange(const EngineCommand &command, const Failure &failure)
+{
+    if (failure) {
+        refuse(command, failure);
+        return;
+    }
+    answer(command, {.ids = {command.id}});
+    tellRow(command.id);
+}
+
+void LocalEngine::setGlobalLimits(const EngineCommand &command)
+{
+    const Limits limits = command.limits.value_or(Limits());
+    if (limits.rate)
+        m_queue->setSpeedLimit(*limits.rate);
+    if (limits.connectionsPerServer) {
+        NetworkUsageSettings usage = m_session->usageOfAll();
+        usage.maximumConnectionsPerServer = *limits.connectionsPerServer;
+        m_session->setUsageOfAll(usage);
+    }
+    if (limits.connections)
+        m_queue->setMostConnections(*limits.connections);
+    answer(command);
+}
+
+void LocalEngine::setMostAtOnce(const EngineCommand &command)
+{
+    m_queue->setMostAtOnce(int(std::max<qint64>(1, command.value)));
+    answer(command);
+}
+
+void LocalEngine::listQuestions(const EngineCommand &command)
+{
+    answer(command, {.questions = m_questions});
+}
+
+void LocalEngine::answerQuestion(const EngineCommand &command)
+{
+    const auto found = std::find_if(m_questions.cbegin(), m_questions.cend(),
+                                    [&command](const Question &question) { return question.id == command.id; });
+    const auto choice = Question::Choice(command.value);
+    if (found == m_questions.cend() || !found->choices.contains(choice)) {
+        refuse(command, Failure::make(Failure::Kind::WrongState, {}, u"the question is no longer open"_s));
+        return;
+    }
+    const Question question = *found;
+    answer(command, {.ids = {question.downloadId}});
+    closeQuestion(question.id);
+    apply(question, choice);
+}

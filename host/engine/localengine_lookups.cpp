@@ -1,0 +1,144 @@
+// SPDX-License-Identifier: MIT
+#include <host/engine/localengine.h>
+
+#include <host/engine/downloadsession.h>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+Failure stopped()
+{
+    return Failure::make(Failure::Kind::Stopped, {});
+}
+
+}
+
+void LocalEngine::check(const EngineCommand &command)
+{
+    m_checks.enqueue(command);
+    if (m_checks.size() == 1)
+        checkNext();
+}
+
+/// One after the other.
+void LocalEngine::checkNext()
+{
+    while (!m_checks.isEmpty()) {
+        const EngineCommand &command = m_checks.head();
+        std::optional<AbstractDownloadPersistentInfo> record = m_session->record(command.id);
+        if (record && !isQueued(command.id)) {
+            beginCheck(command, *record);
+            return;
+        }
+        const auto subject = Failure::Subject::of(command.id);
+        refuse(command,
+               record ? Failure::make(Failure::Kind::WrongState, subject, u"it waits or runs"_s) : noSuch(command.id));
+        m_checks.dequeue();
+    }
+}
+
+void LocalEngine::beginCheck(const EngineCommand &command, AbstractDownloadPersistentInfo &record)
+{
+    OptionChanges given = command.changes.value_or(OptionChanges());
+    m_session->takeHeaders(record, given);
+    const QList<SecretHeader> missing = m_session->missingHeaders(command.id);
+    if (!missing.isEmpty())
+        warn(command.id, {Warning::Kind::HeadersMissing, {}, {}, 0, missing});
+    m_check->begin(record);
+}
+
+void LocalEngine::onChecked(const ResourceCheck::Result &result)
+{
+    if (m_checks.isEmpty())
+        return;
+    const EngineCommand command = m_checks.dequeue();
+    EngineAnswer given;
+    given.ids = {command.id};
+    given.error = result.error;
+    const auto subject = Failure::Subject::of(command.id);
+    if (result.finding == ResourceCheck::Finding::Changed)
+        given.failure = Failure::make(Failure::Kind::ResourceChanged, subject);
+    else if (result.finding == ResourceCheck::Finding::Unknown)
+        given.failure = result.failure;
+    answer(command, given);
+    QMetaObject::invokeMethod(this, &LocalEngine::checkNext, Qt::QueuedConnection);
+}
+
+void LocalEngine::query(const EngineCommand &command)
+{
+    Failure failure;
+    const DownloadRequest request = command.request.value_or(DownloadRequest());
+    const qint64 id = m_session->query(request, &failure);
+    if (id != 0)
+        m_lookups.insert(id, {command, {}});
+    else
+        refuse(command, failure);
+}
+
+void LocalEngine::setUrl(const EngineCommand &command)
+{
+    if (command.flag)
+        setUrlNow(command);
+    else
+        query(command);
+}
+
+void LocalEngine::setUrlNow(const EngineCommand &command)
+{
+    Failure failure;
+    if (!m_session->setUrl(command.id, command.request.value_or(DownloadRequest()), &failure)) {
+        refuse(command, failure);
+        return;
+    }
+    answer(command, {.ids = {command.id}});
+    tellRow(command.id);
+}
+
+/// An address of another file would only be found out later, and leave the download without one that works.
+void LocalEngine::setUrlIfItFits(const EngineCommand &command, const QueryResult &found)
+{
+    const std::optional<ListEntry> known = entry(command.id);
+    const qint64 size = known ? known->size : -1;
+    if (size < 0 || found.size < 0 || size == found.size) {
+        setUrlNow(command);
+        return;
+    }
+    refuse(command,
+           Failure::make(Failure::Kind::ResourceChanged, Failure::Subject::of(command.id),
+                         u"the file there has %1 bytes, and the download is of one with %2"_s.arg(
+                             QString::number(found.size), QString::number(size))));
+}
+
+void LocalEngine::onQueried(qint64 id, const QueryResult &result)
+{
+    const auto lookup = m_lookups.find(id);
+    if (lookup != m_lookups.end())
+        lookup->found = result;
+}
+
+void LocalEngine::onLookedUp(qint64 id, const AbstractDownloadPersistentInfo &info)
+{
+    if (!m_lookups.contains(id))
+        return;
+    const Lookup lookup = m_lookups.take(id);
+    EngineAnswer given;
+    given.error = info.lastError;
+    given.failure = Failure::of(info.lastError, info);
+    if (info.lastError)
+        answer(lookup.command, given);
+    else if (lookup.command.kind == EngineCommand::Kind::SetUrl)
+        setUrlIfItFits(lookup.command, lookup.found);
+    else
+        answer(lookup.command, {.found = lookup.found});
+}
+
+/// Queries end with the session; a check has no other end.
+void LocalEngine::endLookups()
+{
+    if (m_check)
+        m_check->stop();
+    while (!m_checks.isEmpty())
+        refuse(m_checks.dequeue(), stopped());
+}

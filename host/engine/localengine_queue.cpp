@@ -1,0 +1,192 @@
+// SPDX-License-Identifier: MIT
+#include <host/engine/localengine.h>
+
+#include <host/engine/downloadsession.h>
+#include <host/engine/snapshotmaker.h>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+using Choice = Question::Choice;
+using Action = AbstractDownloadFileExistsAction;
+
+Action actionOf(Choice choice)
+{
+    switch (choice) {
+    case Choice::Rename:
+        return Action::Rename;
+    case Choice::Overwrite:
+        return Action::Overwrite;
+    default:
+        return Action::Skip;
+    }
+}
+
+}
+
+void LocalEngine::onStateChanged(qint64 id, DownloadState from, DownloadState to)
+{
+    switch (to) {
+    case DownloadState::Waiting:
+        return onWaiting(id);
+    case DownloadState::Running:
+        return from == DownloadState::Waiting ? onBegan(id) : setState(id, to);
+    case DownloadState::Resting:
+    case DownloadState::Asking:
+    case DownloadState::Checking:
+    case DownloadState::Hashing:
+        return setState(id, to);
+    case DownloadState::Paused:
+    case DownloadState::Failed:
+    case DownloadState::Done:
+        return onAtRest(id);
+    case DownloadState::Removed:
+        break;
+    }
+    if (m_removals.contains(id))
+        removeNow(m_removals.take(id));
+}
+
+void LocalEngine::onWaiting(qint64 id)
+{
+    const auto row = m_rows.constFind(id);
+    const std::optional<ListEntry> known = row == m_rows.cend() ? entry(id) : std::nullopt;
+    if (row != m_rows.cend() || known) {
+        Snapshot waiting = known ? rowOf(*known) : *row;
+        waiting.state = DownloadState::Waiting;
+        tellChanged(waiting);
+    }
+}
+
+void LocalEngine::onBegan(qint64 id)
+{
+    if (!m_rows.contains(id)) {
+        const std::optional<ListEntry> known = entry(id);
+        if (!known)
+            return;
+        m_rows.insert(id, rowOf(*known));
+    }
+    setState(id, DownloadState::Running);
+    warnOfMissingHeaders(id);
+}
+
+/// It goes on without them all the same: not every server asks twice.
+void LocalEngine::warnOfMissingHeaders(qint64 id)
+{
+    const DownloadQueue::Job job = m_jobs.value(id);
+    // What is complete is only compared with its checksum.
+    if (job == DownloadQueue::Job::FinishNow || (job == DownloadQueue::Job::Download && m_rows.value(id).isFinished))
+        return;
+    const QList<SecretHeader> missing = m_session->missingHeaders(id);
+    if (!missing.isEmpty())
+        warn(id, {Warning::Kind::HeadersMissing, {}, {}, 0, missing});
+}
+
+void LocalEngine::setState(qint64 id, DownloadState state)
+{
+    const auto row = m_rows.find(id);
+    if (row == m_rows.end())
+        return;
+    row->state = state;
+    tellChanged(activeRow(*row));
+}
+
+void LocalEngine::onRetrying(qint64 id, qint64 inMs, const QString &notice)
+{
+    warn(id, {Warning::Kind::Retrying, {}, notice, inMs});
+}
+
+/// Its new state comes next.
+void LocalEngine::onEnded(const DownloadOutcome &outcome)
+{
+    Report report{SnapshotMaker::runOf(outcome, m_session->usageOf(outcome.options)), outcome.failure};
+    report.run.isSkipped = outcome.failure.kind == Failure::Kind::Skipped;
+    m_reports.insert(outcome.id, report);
+}
+
+void LocalEngine::onAtRest(qint64 id)
+{
+    const Snapshot last = m_rows.take(id);
+    m_jobs.remove(id);
+    closeQuestionsOf(id);
+    const std::optional<ListEntry> known = entry(id);
+    if (known)
+        tellChanged(rowOf(*known));
+    else if (last.id != 0)
+        tellGone(last);
+    if (m_removals.contains(id) && !m_queue->state(id))
+        removeNow(m_removals.take(id));
+}
+
+/// What is skipped before it has anything leaves the list.
+void LocalEngine::tellGone(Snapshot last)
+{
+    const Report report = m_reports.value(last.id);
+    last.state = report.failure && !report.run.isSkipped ? DownloadState::Failed : DownloadState::Done;
+    last.run = report.run;
+    last.failure = report.failure;
+    tellChanged(last);
+    tellRemoved(last.id);
+}
+
+void LocalEngine::onDecision(qint64 id, Trouble::Kind kind)
+{
+    Question question;
+    question.downloadId = id;
+    question.kind = kind == Trouble::Kind::Changed ? Question::Kind::ResourceChanged : Question::Kind::CannotResume;
+    question.title = m_rows.value(id).name();
+    question.choices = {Choice::No, Choice::FromTheBeginning};
+    ask(question);
+}
+
+void LocalEngine::onFileExists(qint64 id, int fileIndex, const QList<QString> &paths)
+{
+    if (!m_options->queue.canAsk) {
+        m_queue->answerFileExists(id, fileIndex, Action::Skip);
+        return;
+    }
+    Question question;
+    question.downloadId = id;
+    question.kind = Question::Kind::FileExists;
+    question.path = paths.value(0);
+    question.title = m_rows.value(id).name();
+    question.choices = {Choice::Rename, Choice::Overwrite, Choice::Skip};
+    m_fileIndexes.insert(ask(question), fileIndex);
+}
+
+qint64 LocalEngine::ask(Question question)
+{
+    question.id = ++m_lastQuestion;
+    m_questions.append(question);
+    EngineNews news{EngineNews::Kind::Asked, question.downloadId};
+    news.question = question;
+    tell(news);
+    return question.id;
+}
+
+void LocalEngine::apply(const Question &question, Question::Choice choice)
+{
+    if (question.kind == Question::Kind::FileExists)
+        m_queue->answerFileExists(question.downloadId, m_fileIndexes.take(question.id), actionOf(choice));
+    else
+        m_queue->decide(question.downloadId, choice == Choice::FromTheBeginning);
+}
+
+void LocalEngine::closeQuestion(qint64 questionId)
+{
+    m_questions.removeIf([questionId](const Question &question) { return question.id == questionId; });
+    tell({EngineNews::Kind::QuestionClosed, questionId});
+}
+
+void LocalEngine::closeQuestionsOf(qint64 id)
+{
+    const QList<Question> open = m_questions;
+    for (const Question &question : open) {
+        if (question.downloadId != id)
+            continue;
+        m_fileIndexes.remove(question.id);
+        closeQuestion(question.id);
+    }
+}

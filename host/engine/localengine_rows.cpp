@@ -1,0 +1,311 @@
+// SPDX-License-Identifier: MIT
+#include <host/engine/localengine.h>
+
+#include <host/engine/downloadsession.h>
+#include <host/engine/snapshotmaker.h>
+#include <inet/qt/download/response/fileinfoutils.h>
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+using Record = AbstractDownloadPersistentInfo;
+
+constexpr int kAll = std::numeric_limits<int>::max();
+
+/// Key of abstractDownloadsPeristentInfoCompFunction(); 0 = none of its.
+qint32 sortKeyOf(SnapshotQuery::Order order)
+{
+    switch (order) {
+    case SnapshotQuery::Order::Position:
+    case SnapshotQuery::Order::Newest:
+        break;
+    case SnapshotQuery::Order::Created:
+        return 1;
+    case SnapshotQuery::Order::Name:
+        return 2;
+    case SnapshotQuery::Order::Size:
+        return 3;
+    }
+    return 0;
+}
+
+/// A record of what a line shows, for the comparisons that know records.
+Record sortable(const ListEntry &entry)
+{
+    Record record;
+    record.creationTime = entry.creationTime;
+    record.customTitle = entry.name.isEmpty() ? entry.url.toDisplayString() : entry.name;
+    AbstractDownloadFileInfo file;
+    file.size = entry.size;
+    record.files = {file};
+    return record;
+}
+
+void sortByKey(QList<ListEntry> &entries, qint32 key)
+{
+    const auto precedes = abstractDownloadsPeristentInfoCompFunction({key, 0});
+    QList<QPair<Record, ListEntry>> rows;
+    for (const ListEntry &entry : std::as_const(entries))
+        rows.append({sortable(entry), entry});
+    std::stable_sort(rows.begin(), rows.end(),
+                     [&precedes](const auto &a, const auto &b) { return precedes(a.first, b.first); });
+    entries.clear();
+    for (const auto &[record, entry] : std::as_const(rows))
+        entries.append(entry);
+}
+
+/// Rows at rest are read without them.
+void putSections(Snapshot &snapshot, const Record &record)
+{
+    const qsizetype files = std::min(snapshot.files.size(), record.files.size());
+    for (qsizetype i = 0; i < files; ++i)
+        snapshot.files[i].sections = record.files.at(i).sections;
+}
+
+QList<ListEntry> cut(const QList<ListEntry> &entries, const SnapshotQuery &query)
+{
+    return entries.mid(std::min<qsizetype>(query.first, entries.size()), query.count < 0 ? -1 : query.count);
+}
+
+}
+
+DownloadStore &LocalEngine::list()
+{
+    return m_session ? m_session->list() : *m_list;
+}
+
+/// Nothing where there is none. What this process works on has no other owner.
+std::optional<ListEntry> LocalEngine::entry(qint64 id)
+{
+    QList<ListEntry> found = list().page(ListFilter::All, 1, id + 1);
+    if (found.isEmpty() || found.first().id != id)
+        return std::nullopt;
+    return owned(found.first());
+}
+
+ListEntry LocalEngine::owned(ListEntry entry)
+{
+    if (entry.ownerPid == getpid())
+        entry.ownerPid = 0;
+    return entry;
+}
+
+/// It waits or is active.
+bool LocalEngine::isQueued(qint64 id) const
+{
+    const std::optional<DownloadState> state = m_queue ? m_queue->state(id) : std::nullopt;
+    return state && *state != DownloadState::Paused;
+}
+
+/// At rest, or waiting.
+Snapshot LocalEngine::rowOf(const ListEntry &entry)
+{
+    Snapshot row = SnapshotMaker::ofEntry(entry);
+    const auto report = m_reports.constFind(entry.id);
+    if (report != m_reports.cend()) {
+        row.run = report->run;
+        row.failure = report->failure;
+        row.state = SnapshotMaker::stateAtRest(entry, row.failure);
+    }
+    if (isQueued(entry.id))
+        row.state = DownloadState::Waiting;
+    return row;
+}
+
+/// As it is at this moment.
+Snapshot LocalEngine::activeRow(const Snapshot &told)
+{
+    Snapshot row = told;
+    if (told.state != DownloadState::Waiting)
+        SnapshotMaker::putStatus(row, m_queue->status(told.id), QDateTime::currentDateTimeUtc());
+    return row;
+}
+
+/// In its state of now, with all that is new.
+void LocalEngine::tellRow(qint64 id)
+{
+    const auto row = m_rows.constFind(id);
+    if (row != m_rows.cend()) {
+        tellChanged(activeRow(*row));
+        return;
+    }
+    if (const std::optional<ListEntry> known = entry(id))
+        tellChanged(rowOf(*known));
+}
+
+void LocalEngine::tellChanged(const Snapshot &snapshot)
+{
+    if (const auto row = m_rows.find(snapshot.id); row != m_rows.end())
+        *row = snapshot;
+    EngineNews news{EngineNews::Kind::Changed, snapshot.id};
+    news.snapshot = snapshot;
+    tell(news);
+}
+
+void LocalEngine::tellAdded(const Snapshot &snapshot)
+{
+    if (m_order)
+        m_order->append(snapshot.id);
+    EngineNews news{EngineNews::Kind::Added, snapshot.id, countRows() - 1};
+    news.snapshot = snapshot;
+    tell(news);
+}
+
+void LocalEngine::tellRemoved(qint64 id)
+{
+    if (m_order)
+        m_order->remove(id);
+    m_reports.remove(id);
+    tell({EngineNews::Kind::Removed, id});
+}
+
+void LocalEngine::tellIfChanged(qint64 id)
+{
+    const auto row = m_rows.constFind(id);
+    if (row == m_rows.cend() || row->state == DownloadState::Waiting)
+        return;
+    const Snapshot now = activeRow(*row);
+    if (now != *row)
+        tellChanged(now);
+}
+
+void LocalEngine::tick()
+{
+    const QList<qint64> ids = m_queue->activeIds();
+    for (const qint64 id : ids)
+        tellIfChanged(id);
+    const Totals now = totals();
+    if (std::exchange(m_totals, now) != now) {
+        EngineNews news{EngineNews::Kind::TotalsChanged};
+        news.totals = now;
+        tell(news);
+    }
+    if (m_queue->isIdle())
+        m_tick.stop();
+}
+
+Totals LocalEngine::totals() const
+{
+    Totals totals;
+    totals.waiting = m_queue->waitingCount();
+    const QList<qint64> ids = m_queue->activeIds();
+    totals.active = ids.size();
+    for (const qint64 id : ids) {
+        const Snapshot row = m_rows.value(id);
+        totals.done += row.done();
+        totals.speed += row.speed;
+        totals.size = totals.size < 0 || row.size() < 0 ? -1 : totals.size + row.size();
+    }
+    return totals;
+}
+
+void LocalEngine::answerSnapshot(const EngineCommand &command)
+{
+    const std::optional<AbstractDownloadPersistentInfo> record = list().load(command.id);
+    const std::optional<ListEntry> known = record ? entry(command.id) : std::nullopt;
+    if (!known) {
+        refuse(command, noSuch(command.id));
+        return;
+    }
+    tellIfChanged(command.id);
+    Snapshot snapshot = m_rows.value(command.id, rowOf(*known));
+    if (snapshot.state == DownloadState::Waiting || !m_rows.contains(command.id))
+        putSections(snapshot, *record);
+    snapshot.details = SnapshotMaker::detailsOf(*record, list().options(command.id), list().contentEncoding(command.id),
+                                                list().memory(command.id));
+    answer(command, {.ids = {command.id}, .snapshots = {snapshot}});
+}
+
+/// Changes of its rows that are due are told before the page that has them.
+void LocalEngine::answerPage(const EngineCommand &command)
+{
+    const SnapshotQuery query = command.query.value_or(SnapshotQuery());
+    const QList<ListEntry> entries = pageOf(query);
+    if (!list().lastErrorText().isEmpty()) {
+        refuse(command, listFailure());
+        return;
+    }
+    EngineAnswer given;
+    for (const ListEntry &known : entries) {
+        tellIfChanged(known.id);
+        const auto row = m_rows.constFind(known.id);
+        given.snapshots.append(row != m_rows.cend() ? *row : rowOf(owned(known)));
+        tellOwnership(given.snapshots.last());
+    }
+    given.total = query.count < 0 && query.first == 0 ? entries.size() : list().count(query.filter);
+    answer(command, given);
+}
+
+/// Another process's work is not seen as it happens.
+void LocalEngine::tellOwnership(const Snapshot &row)
+{
+    const bool wasOthers = m_others.contains(row.id);
+    if (row.ownerPid != 0)
+        m_others.insert(row.id);
+    else
+        m_others.remove(row.id);
+    if (row.ownerPid != 0 || wasOthers)
+        tellChanged(row);
+}
+
+QList<ListEntry> LocalEngine::pageOf(const SnapshotQuery &query)
+{
+    using Order = SnapshotQuery::Order;
+    const bool isWhole = query.count < 0 || query.first + query.count > kAll;
+    if (query.order == Order::Newest)
+        return cut(list().page(query.filter, isWhole ? kAll : int(query.first + query.count)), query);
+    if (query.order == Order::Position && query.filter == ListFilter::All && !isWhole)
+        return entriesAt(query.first, query.count);
+    QList<ListEntry> all = list().page(query.filter, kAll);
+    if (query.order == Order::Position)
+        sortByPosition(all);
+    else
+        sortByKey(all, sortKeyOf(query.order));
+    return cut(all, query);
+}
+
+QList<ListEntry> LocalEngine::entriesAt(qint64 first, qint64 count)
+{
+    QList<ListEntry> entries;
+    const QList<qint64> ids = order().ids().mid(std::min<qsizetype>(first, order().size()), count);
+    for (const qint64 id : ids) {
+        if (const std::optional<ListEntry> known = entry(id))
+            entries.append(*known);
+    }
+    return entries;
+}
+
+void LocalEngine::sortByPosition(QList<ListEntry> &entries)
+{
+    QHash<qint64, qsizetype> positions;
+    for (const qint64 id : order().ids())
+        positions.insert(id, positions.size());
+    std::sort(entries.begin(), entries.end(), [&positions](const ListEntry &a, const ListEntry &b) {
+        return positions.value(a.id) < positions.value(b.id);
+    });
+}
+
+RowOrder &LocalEngine::order()
+{
+    if (!m_order) {
+        QList<qint64> ids;
+        const QList<ListEntry> all = list().page(ListFilter::All, kAll);
+        for (auto entry = all.crbegin(); entry != all.crend(); ++entry)
+            ids.append(entry->id);
+        m_order.emplace(ids);
+    }
+    return *m_order;
+}
+
+qint64 LocalEngine::countRows()
+{
+    return m_order ? m_order->size() : list().count(ListFilter::All);
+}
