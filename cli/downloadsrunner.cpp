@@ -4,15 +4,11 @@
 #include <cli/failurewords.h>
 #include <cli/headersnote.h>
 #include <cli/printer.h>
-#include <cli/progressline.h>
 #include <cli/questions.h>
-#include <host/engine/downloadsession.h>
 #include <host/policy/connectionsnote.h>
 #include <host/policy/contentencoding.h>
 
 #include <algorithm>
-#include <limits>
-#include <optional>
 
 using namespace Qt::StringLiterals;
 
@@ -20,150 +16,227 @@ namespace
 {
 
 constexpr int kProgressIntervalMs = 200;
-/// So many are put into the list between two looks at what else there is to do.
+/// So many commands are given to the engine before their answers are awaited.
 constexpr int kAtATime = 20;
 
-DownloadQueue::Job jobOf(Arguments::Command command)
+bool isAtRest(DownloadState state)
 {
-    switch (command) {
-    case Arguments::Command::Restart:
-        return DownloadQueue::Job::Restart;
-    case Arguments::Command::Finish:
-        return DownloadQueue::Job::FinishNow;
-    default:
-        return DownloadQueue::Job::Download;
+    return state == DownloadState::Paused || state == DownloadState::Failed || state == DownloadState::Done;
+}
+
+DownloadStatus statusOf(const Snapshot &snapshot)
+{
+    DownloadStatus status;
+    status.speed = snapshot.speed;
+    status.connections = int(snapshot.connections.size());
+    status.allocated = snapshot.allocated;
+    status.done = snapshot.done();
+    status.total = snapshot.size();
+    status.name = snapshot.name();
+    if (!snapshot.files.isEmpty()) {
+        status.sections = snapshot.files.first().sections;
+        status.fetching = snapshot.files.first().fetching;
     }
+    if (snapshot.restingUntil.isValid())
+        status.retryInMs = std::max<qint64>(0, QDateTime::currentDateTimeUtc().msecsTo(snapshot.restingUntil));
+    return status;
 }
 
-QueueOptions queueOptions(const Arguments &arguments, bool canAsk)
+QString textOf(const Question &question)
 {
-    QueueOptions options = arguments.queue;
-    options.canAsk = canAsk;
-    return options;
+    switch (question.kind) {
+    case Question::Kind::FileExists:
+        return u"\"%1\" exists already. Save under another name, overwrite it, or skip the download?"_s.arg(
+            question.path);
+    case Question::Kind::ResourceChanged:
+        return u"The server has another file than the one of which \"%1\" is a part. Fetch it from the beginning?"_s
+            .arg(question.title);
+    case Question::Kind::CannotResume:
+        break;
+    }
+    return u"The server does not send the rest of \"%1\" alone. Fetch it from the beginning?"_s.arg(question.title);
+}
+
+QString wordOf(Question::Choice choice)
+{
+    switch (choice) {
+    case Question::Choice::No:
+        return u"no"_s;
+    case Question::Choice::FromTheBeginning:
+        return u"yes"_s;
+    case Question::Choice::Rename:
+        return u"rename"_s;
+    case Question::Choice::Overwrite:
+        return u"overwrite"_s;
+    case Question::Choice::Skip:
+        break;
+    }
+    return u"skip"_s;
 }
 
 }
 
-DownloadsRunner::DownloadsRunner(const Arguments &arguments, DownloadSession &session, Printer &printer,
-                                 Questions *questions, QObject *parent)
+DownloadsRunner::DownloadsRunner(const Arguments &arguments, Engine &engine, Printer &printer, Questions *questions,
+                                 QObject *parent)
     : Runner(parent)
     , m_arguments(arguments)
-    , m_session(session)
+    , m_engine(engine)
     , m_printer(printer)
     , m_questions(questions)
-    , m_queue(session, queueOptions(arguments, questions != nullptr))
-    , m_job(jobOf(arguments.command))
     , m_ids(arguments.ids)
 {
     m_progressTimer.setInterval(kProgressIntervalMs);
     connect(&m_progressTimer, &QTimer::timeout, this, &DownloadsRunner::onProgress);
-    connect(&m_session, &DownloadSession::warned, this,
-            [this](qint64 id, const Failure &what) { m_printer.warn(id, FailureWords::sentence(what)); });
-    connect(&m_session, &DownloadSession::fileExistsActionRequired, this, &DownloadsRunner::onFileExists);
-    connect(&m_session, &DownloadSession::closed, this, [this] { Q_EMIT done(m_status); });
-    connect(&m_queue, &DownloadQueue::began, this, &DownloadsRunner::onBegan);
-    if (m_job != DownloadQueue::Job::FinishNow)
-        connect(&m_queue, &DownloadQueue::began, this, &DownloadsRunner::warnOfMissingHeaders);
-    connect(&m_queue, &DownloadQueue::retrying, this,
-            [this](qint64 id, qint64, const QString &notice) { m_printer.warn(id, notice); });
-    connect(&m_queue, &DownloadQueue::decisionRequired, this,
-            [this](qint64 id, Trouble::Kind, const QString &question) { onDecision(id, question); });
-    connect(&m_queue, &DownloadQueue::ended, this, &DownloadsRunner::onEnded);
-    connect(&m_queue, &DownloadQueue::neverBegan, this, &DownloadsRunner::onNeverBegan);
-    connect(&m_queue, &DownloadQueue::drained, this, &DownloadsRunner::onDrained);
+    connect(&m_engine, &Engine::changed, this, &DownloadsRunner::onChanged);
+    connect(&m_engine, &Engine::warned, this, &DownloadsRunner::onWarned);
+    connect(&m_engine, &Engine::closed, this, &DownloadsRunner::onClosed);
+    if (!m_questions)
+        return;
+    connect(&m_engine, &Engine::asked, this, &DownloadsRunner::onAsked);
+    connect(&m_engine, &Engine::answered, m_questions, &Questions::withdraw);
 }
 
 void DownloadsRunner::begin()
 {
-    if (m_arguments.all) {
-        const QList<ListEntry> entries = m_session.list().page(ListFilter::Unfinished, std::numeric_limits<int>::max());
-        for (const ListEntry &entry : entries) {
-            if (entry.ownerPid == 0)
-                m_ids.append(entry.id);
-            else
-                m_printer.note(
-                    u"download %1 is left out: process %2 is at work on it"_s.arg(entry.id).arg(entry.ownerPid));
-        }
-        if (const Failure failure = m_session.listFailure(); !failure.detail.isEmpty())
-            refuse({}, failure);
-        else if (m_ids.isEmpty())
-            m_printer.note(u"there is nothing unfinished"_s);
-    }
     m_progressTimer.start();
+    if (!m_arguments.all) {
+        feed();
+        return;
+    }
+    m_isListKnown = false;
+    m_engine.snapshots({0, -1, ListFilter::Unfinished, SnapshotQuery::Order::Newest},
+                       [this](const EngineAnswer &answer) { takeUnfinished(answer); });
+}
+
+void DownloadsRunner::takeUnfinished(const EngineAnswer &answer)
+{
+    for (const Snapshot &row : answer.snapshots) {
+        if (row.ownerPid == 0)
+            m_ids.append(row.id);
+        else
+            m_printer.note(u"download %1 is left out: process %2 is at work on it"_s.arg(row.id).arg(row.ownerPid));
+    }
+    if (!answer.isOk())
+        refuse(--m_refused, {}, answer.failure);
+    else if (m_ids.isEmpty())
+        m_printer.note(u"there is nothing unfinished"_s);
+    m_isListKnown = true;
     feed();
 }
 
 void DownloadsRunner::stop()
 {
     m_stopping = true;
-    m_queue.close();
+    m_engine.close();
 }
 
 /// A few at a time, so that the first downloads run while thousands are still to be put into the list.
 void DownloadsRunner::feed()
 {
-    for (int i = 0; i < kAtATime && !m_stopping && m_nextRequest < m_arguments.requests.size(); ++i)
+    while (!m_stopping && m_unanswered < kAtATime && m_nextRequest < m_arguments.requests.size())
         addNext();
-    for (; !m_stopping && m_nextId < m_ids.size(); ++m_nextId) {
-        Failure failure;
-        if (!m_session.renew(m_ids.at(m_nextId), m_arguments.changes, &failure))
-            m_printer.warn(m_ids.at(m_nextId), FailureWords::sentence(failure));
-        append(m_ids.at(m_nextId));
-    }
-    if (!m_stopping && m_nextRequest < m_arguments.requests.size())
-        QMetaObject::invokeMethod(this, &DownloadsRunner::feed, Qt::QueuedConnection);
-    else if (m_queue.isIdle())
-        QMetaObject::invokeMethod(this, &DownloadsRunner::onDrained, Qt::QueuedConnection);
+    while (!m_stopping && m_unanswered < kAtATime && m_nextId < m_ids.size())
+        resumeNext();
+    endIfDone();
 }
 
 void DownloadsRunner::addNext()
 {
     const DownloadRequest &request = m_arguments.requests.at(m_nextRequest++);
-    Failure failure;
-    const qint64 id = m_session.add(request, &failure);
-    if (id != 0)
-        append(id);
-    else
-        refuse(request.url, failure);
+    ++m_unanswered;
+    m_engine.add(request, true, [this, url = request.url](const EngineAnswer &answer) { onAdded(url, answer); });
 }
 
-void DownloadsRunner::append(qint64 id)
+void DownloadsRunner::resumeNext()
 {
-    if (m_appended.contains(id)) {
-        m_printer.note(u"the same download was asked for twice; it is download %1"_s.arg(id));
-        return;
+    const qint64 id = m_ids.at(m_nextId++);
+    if (m_arguments.changes != OptionChanges())
+        m_engine.setOptions(id, m_arguments.changes, [this, id](const EngineAnswer &answer) {
+            if (!answer.isOk() && answer.failure.kind != Failure::Kind::NoSuchDownload)
+                m_printer.warn(id, FailureWords::sentence(answer.failure));
+        });
+    ++m_unanswered;
+    command(id, [this, id](const EngineAnswer &answer) { onResumed(id, answer); });
+}
+
+void DownloadsRunner::command(qint64 id, const Engine::Callback &callback)
+{
+    switch (m_arguments.command) {
+    case Arguments::Command::Restart:
+        return m_engine.restart(id, callback);
+    case Arguments::Command::Finish:
+        return m_engine.finishNow(id, callback);
+    default:
+        return m_engine.resume(id, callback);
     }
-    m_appended.insert(id);
-    m_queue.append(id, m_job);
 }
 
-void DownloadsRunner::onBegan(qint64 id, const QUrl &url)
+void DownloadsRunner::onAdded(const QUrl &url, const EngineAnswer &answer)
 {
-    m_urls.insert(id, url);
-    m_printer.begin(id, url);
+    if (!answer.isOk())
+        refuse(--m_refused, url, answer.failure);
+    else
+        expect(answer.ids.value(0));
+    onAnswered();
 }
 
-/// It goes on without them all the same: not every server asks twice.
-void DownloadsRunner::warnOfMissingHeaders(qint64 id)
+void DownloadsRunner::onResumed(qint64 id, const EngineAnswer &answer)
 {
-    const QString text = HeadersNote::missing(id, m_session.missingHeaders(id));
-    const auto record = text.isEmpty() ? std::nullopt : m_session.record(id);
-    // What is complete is only compared with its checksum.
-    if (record && (m_job == DownloadQueue::Job::Restart || !record->isFinished()))
-        m_printer.warn(id, text);
+    if (m_asked.contains(id))
+        expect(id);
+    else if (!answer.isOk())
+        refuse(id, answer.snapshots.isEmpty() ? QUrl() : answer.snapshots.first().url, answer.failure);
+    else
+        expect(id);
+    onAnswered();
+}
+
+bool DownloadsRunner::expect(qint64 id)
+{
+    if (m_asked.contains(id)) {
+        m_printer.note(u"the same download was asked for twice; it is download %1"_s.arg(id));
+        return false;
+    }
+    m_asked.insert(id);
+    m_expected.insert(id);
+    return true;
+}
+
+void DownloadsRunner::onAnswered()
+{
+    if (--m_unanswered == 0)
+        feed();
+}
+
+/// Of what was asked for, from its turn on.
+void DownloadsRunner::onChanged(const Snapshot &snapshot)
+{
+    if (!m_expected.contains(snapshot.id) || snapshot.state == DownloadState::Waiting)
+        return;
+    if (!m_rows.contains(snapshot.id))
+        onBegan(snapshot);
+    m_rows.insert(snapshot.id, snapshot);
+    if (isAtRest(snapshot.state))
+        onEnded(snapshot);
+}
+
+void DownloadsRunner::onBegan(const Snapshot &snapshot)
+{
+    m_order.append(snapshot.id);
+    m_printer.begin(snapshot.id, snapshot.url);
 }
 
 void DownloadsRunner::onProgress()
 {
     Overview overview;
-    overview.waiting = int(m_queue.waitingCount());
+    overview.waiting = int(m_expected.size() - m_order.size());
     overview.done = m_done;
     overview.failed = m_failed;
     overview.bytesTotal = 0;
-    const QList<qint64> ids = m_queue.activeIds();
-    for (const qint64 id : ids) {
-        const DownloadStatus status = m_queue.status(id);
-        overview.running.append({id, urlOf(id), status});
+    for (const qint64 id : std::as_const(m_order)) {
+        const Snapshot &row = m_rows[id];
+        const DownloadStatus status = statusOf(row);
+        overview.running.append({id, row.url, status});
         overview.bytesDone += status.done;
         overview.speed += status.speed;
         const bool isKnown = overview.bytesTotal >= 0 && status.total >= 0;
@@ -172,64 +245,64 @@ void DownloadsRunner::onProgress()
     m_printer.progress(overview);
 }
 
-void DownloadsRunner::onFileExists(qint64 id, int fileIndex, const QList<QString> &paths)
+void DownloadsRunner::onAsked(const Question &question)
 {
-    using Action = AbstractDownloadFileExistsAction;
-    if (!m_questions) {
-        m_queue.answerFileExists(id, fileIndex, Action::Skip);
-        return;
+    QStringList words;
+    for (const Question::Choice choice : question.choices)
+        words.append(wordOf(choice));
+    m_questions->ask(question.id, textOf(question), words,
+                     [this, question](int answer) { m_engine.answer(question.id, question.choices.value(answer)); });
+}
+
+void DownloadsRunner::onWarned(qint64 id, const Warning &warning)
+{
+    switch (warning.kind) {
+    case Warning::Kind::Failure:
+        return m_printer.warn(id, FailureWords::sentence(warning.failure));
+    case Warning::Kind::Retrying:
+        return m_printer.warn(id, warning.text);
+    case Warning::Kind::HeadersMissing:
+        return m_printer.warn(id, HeadersNote::missing(id, warning.headers));
     }
-    const QString question =
-        u"\"%1\" exists already. Save under another name, overwrite it, or skip the download?"_s.arg(paths.value(0));
-    m_questions->ask(id, question, {u"rename"_s, u"overwrite"_s, u"skip"_s}, [this, id, fileIndex](int answer) {
-        constexpr Action kActions[] = {Action::Rename, Action::Overwrite, Action::Skip};
-        m_queue.answerFileExists(id, fileIndex, kActions[std::clamp(answer, 0, 2)]);
-    });
 }
 
-void DownloadsRunner::onDecision(qint64 id, const QString &question)
+void DownloadsRunner::onEnded(const Snapshot &snapshot)
 {
-    m_questions->ask(id, question, {u"no"_s, u"yes"_s}, [this, id](int answer) { m_queue.decide(id, answer == 1); });
-}
-
-void DownloadsRunner::onEnded(const DownloadOutcome &outcome)
-{
-    const Summary summary = summaryOf(outcome);
-    m_printer.end(outcome.id, summary);
+    const Summary summary = summaryOf(snapshot);
+    m_expected.remove(snapshot.id);
+    m_order.removeOne(snapshot.id);
+    m_rows.remove(snapshot.id);
+    m_printer.end(snapshot.id, summary);
     count(summary.status);
-    m_urls.remove(outcome.id);
-    if (m_questions)
-        m_questions->withdraw(outcome.id);
+    endIfDone();
 }
 
-void DownloadsRunner::onNeverBegan(qsizetype count)
+void DownloadsRunner::endIfDone()
 {
-    m_unbegun += count;
+    const bool isAllFed = m_isListKnown && m_nextRequest == m_arguments.requests.size() && m_nextId == m_ids.size();
+    if (isAllFed && m_unanswered == 0 && m_expected.isEmpty())
+        m_engine.close();
 }
 
-void DownloadsRunner::onDrained()
+void DownloadsRunner::onClosed()
 {
-    const bool isAllFed = m_stopping || (m_nextRequest == m_arguments.requests.size() && m_nextId == m_ids.size());
-    if (!isAllFed || !m_queue.isIdle())
-        return;
     m_progressTimer.stop();
-    if (m_stopping)
-        m_unbegun += m_arguments.requests.size() - m_nextRequest + m_ids.size() - m_nextId;
-    if (m_unbegun > 0)
-        m_printer.leave(m_unbegun);
+    const qsizetype unfed = m_arguments.requests.size() - m_nextRequest + m_ids.size() - m_nextId;
+    const qsizetype unbegun = m_expected.size() - m_order.size() + (m_stopping ? unfed : 0);
+    if (unbegun > 0)
+        m_printer.leave(unbegun);
     // What was stopped before it began is as unfinished as what was stopped in the middle.
     if (m_stopping && m_done < m_arguments.requests.size() + m_ids.size())
         m_status = ExitStatus::Unfinished;
-    m_session.close();
+    Q_EMIT done(m_status);
 }
 
-void DownloadsRunner::refuse(const QUrl &url, const Failure &failure)
+void DownloadsRunner::refuse(qint64 id, const QUrl &url, const Failure &failure)
 {
     Summary summary;
     summary.url = url;
     summary.status = exitStatusOf(failure);
     summary.errorText = FailureWords::sentence(failure);
-    const qint64 id = --m_refused;
     m_printer.begin(id, url);
     m_printer.end(id, summary);
     count(summary.status);
@@ -245,37 +318,27 @@ void DownloadsRunner::count(ExitStatus status)
         m_status = status;
 }
 
-QUrl DownloadsRunner::urlOf(qint64 id)
+Summary DownloadsRunner::summaryOf(const Snapshot &snapshot) const
 {
-    const auto known = m_urls.constFind(id);
-    if (known != m_urls.constEnd())
-        return *known;
-    const std::optional<AbstractDownloadPersistentInfo> record = m_session.record(id);
-    return *m_urls.insert(id, record ? record->url : QUrl());
-}
-
-Summary DownloadsRunner::summaryOf(const DownloadOutcome &outcome)
-{
-    const AbstractDownloadPersistentInfo &info = outcome.info;
+    const RunSnapshot run = snapshot.run.value_or(RunSnapshot());
     Summary summary;
-    summary.url = urlOf(outcome.id);
-    summary.error = info.lastError;
-    summary.status = exitStatusOf(outcome.failure);
-    summary.errorText = FailureWords::sentence(outcome.failure);
-    if (!info.files.isEmpty()) {
-        summary.name = info.files.first().name;
-        if (info.files.first().isOnDisk())
-            summary.path = info.filePath(0);
-    }
-    summary.bytes = info.bytesDownloaded(false);
-    summary.seconds = outcome.seconds;
-    summary.connections = outcome.details.mostConnections;
-    const NetworkUsageSettings usage = m_session.usageOf(outcome.options);
-    summary.connectionsNote = ConnectionsNote::forDownload(outcome.details, usage, m_session.usageOfAll());
-    summary.connectionsBound = ConnectionsNote::keyOf(outcome.details.bound);
-    summary.contentEncoding = outcome.contentEncoding;
-    summary.assurance = outcome.assurance;
-    if (!ContentEncoding::isAskedFor(info.parameters.value(u"headers"_s).toMap().keys()))
-        summary.encodingNote = ContentEncoding::note(outcome.contentEncoding);
+    summary.url = snapshot.url;
+    summary.error = snapshot.error;
+    summary.status = exitStatusOf(snapshot.failure);
+    summary.errorText = FailureWords::sentence(snapshot.failure);
+    summary.name = snapshot.name();
+    summary.path = run.path;
+    summary.bytes = snapshot.done();
+    summary.seconds = run.seconds;
+    summary.connections = run.mostConnections;
+    DownloadDetails details;
+    details.mostConnections = run.mostConnections;
+    details.bound = run.bound;
+    summary.connectionsNote = ConnectionsNote::forDownload(details, run.limits, m_arguments.session.allTogether);
+    summary.connectionsBound = ConnectionsNote::keyOf(run.bound);
+    summary.contentEncoding = run.contentEncoding;
+    summary.assurance = snapshot.assurance;
+    if (!run.isEncodingAskedFor)
+        summary.encodingNote = ContentEncoding::note(run.contentEncoding);
     return summary;
 }

@@ -2,8 +2,8 @@
 #include <cli/listcare.h>
 
 #include <cli/jsonline.h>
+#include <host/engine/engineoptions.h>
 #include <host/policy/shown.h>
-#include <host/storage/downloadlist.h>
 #include <host/storage/idranges.h>
 #include <host/storage/listcheck.h>
 #include <host/storage/listrepair.h>
@@ -20,7 +20,7 @@ namespace
 
 QString listPathOf(const Arguments &arguments)
 {
-    return arguments.session.listPath.isEmpty() ? DownloadList::defaultPath() : arguments.session.listPath;
+    return EngineOptions{arguments.session, arguments.queue}.listPath();
 }
 
 ExitStatus complain(QTextStream &notes, const QString &text)

@@ -4,7 +4,7 @@
 #include <cli/arguments.h>
 #include <cli/exitstatus.h>
 
-class DownloadSession;
+class Engine;
 class QTextStream;
 
 /// Commands that are done at once: those on the list alone, and the settings.
@@ -17,10 +17,10 @@ struct Output {
     QTextStream &notes;
 };
 
-/// list and show: they need no session, and so no module and no network.
-ExitStatus print(const Arguments &arguments, const Output &output);
-/// remove, and set-url with --force. @param session open
-ExitStatus change(const Arguments &arguments, DownloadSession &session, const Output &output);
+/// list and show: they need the list alone, and so no module and no network. @param engine open
+ExitStatus print(const Arguments &arguments, Engine &engine, const Output &output);
+/// remove, and set-url with --force. @param engine open
+ExitStatus change(const Arguments &arguments, Engine &engine, const Output &output);
 /// config
 ExitStatus printSettings(const Arguments &arguments, const Output &output);
 

@@ -7,18 +7,14 @@
 
 using namespace Qt::StringLiterals;
 
-LookupsRunner::LookupsRunner(const Arguments &arguments, DownloadSession &session, Printer &printer, QObject *parent)
+LookupsRunner::LookupsRunner(const Arguments &arguments, Engine &engine, Printer &printer, QObject *parent)
     : Runner(parent)
     , m_arguments(arguments)
-    , m_session(session)
+    , m_engine(engine)
     , m_printer(printer)
-    , m_check(session)
 {
-    connect(&m_session, &DownloadSession::queried, this, &LookupsRunner::onQueried);
-    connect(&m_session, &DownloadSession::finished, this,
-            [this](qint64 id, const AbstractDownloadPersistentInfo &info) { onFinished(id, info); });
-    connect(&m_session, &DownloadSession::closed, this, [this] { Q_EMIT done(m_status); });
-    connect(&m_check, &ResourceCheck::checked, this, &LookupsRunner::onChecked);
+    connect(&m_engine, &Engine::warned, this, &LookupsRunner::onWarned);
+    connect(&m_engine, &Engine::closed, this, [this] { Q_EMIT done(m_status); });
 }
 
 qsizetype LookupsRunner::count() const
@@ -36,8 +32,7 @@ void LookupsRunner::stop()
     m_stopping = true;
     if (m_status == ExitStatus::Done)
         m_status = ExitStatus::Unfinished;
-    m_check.stop();
-    m_session.close();
+    m_engine.close();
 }
 
 void LookupsRunner::next()
@@ -46,102 +41,94 @@ void LookupsRunner::next()
     if (m_stopping)
         return;
     if (m_index == count()) {
-        m_session.close();
+        m_engine.close();
         return;
     }
     m_clock.start();
     if (m_arguments.command == Arguments::Command::Check)
-        check();
+        lookAt(m_arguments.ids.at(m_index));
+    else if (m_arguments.command == Arguments::Command::SetUrl)
+        setUrl();
     else
         query();
+}
+
+void LookupsRunner::begin(qint64 id, const QUrl &url)
+{
+    m_id = id;
+    m_url = url;
+    m_printer.begin(id, url);
 }
 
 void LookupsRunner::query()
 {
     const DownloadRequest &request = m_arguments.requests.at(m_index);
-    Failure failure;
-    m_url = request.url.adjusted(QUrl::RemoveUserInfo);
-    m_id = m_session.query(request, &failure);
-    m_printer.begin(m_id, m_url);
-    if (m_id == 0)
-        end(failure);
+    begin(--m_queries, request.url.adjusted(QUrl::RemoveUserInfo));
+    m_engine.query(request, [this](const EngineAnswer &answer) { onQueried(answer); });
 }
 
-void LookupsRunner::check()
+void LookupsRunner::onQueried(const EngineAnswer &answer)
 {
-    m_id = m_arguments.ids.at(m_index);
-    std::optional<AbstractDownloadPersistentInfo> record = m_session.record(m_id);
-    m_url = record ? record->url : QUrl();
-    m_printer.begin(m_id, m_url);
-    if (!record) {
-        end(m_session.whyNoRecord(m_id));
-        return;
-    }
-    OptionChanges given = m_arguments.changes;
-    m_session.takeHeaders(*record, given);
-    const QString missing = HeadersNote::missing(m_id, m_session.missingHeaders(m_id));
-    if (!missing.isEmpty())
-        m_printer.warn(m_id, missing);
-    m_check.begin(*record);
+    if (answer.found)
+        m_printer.queried(m_id, *answer.found);
+    end(answer.failure, answer.error);
 }
 
-void LookupsRunner::onQueried(qint64 id, const QueryResult &result)
+void LookupsRunner::setUrl()
 {
-    m_found = result;
-    if (m_arguments.command == Arguments::Command::Query)
-        m_printer.queried(id, result);
+    const DownloadRequest &request = m_arguments.requests.at(m_index);
+    begin(--m_queries, request.url.adjusted(QUrl::RemoveUserInfo));
+    m_engine.setUrl(m_arguments.ids.first(), request, false, [this](const EngineAnswer &answer) { onUrlSet(answer); });
 }
 
-void LookupsRunner::onFinished(qint64 id, const AbstractDownloadPersistentInfo &info)
-{
-    if (id != m_id)
-        return;
-    if (!info.lastError && m_arguments.command == Arguments::Command::SetUrl) {
-        mergeUrl();
-        return;
-    }
-    end(info.lastError ? Failure::of(info.lastError, info) : Failure(), info.lastError);
-}
-
-/// An address of another file would only be found out later, and leave the download without one that works.
-void LookupsRunner::mergeUrl()
+void LookupsRunner::onUrlSet(const EngineAnswer &answer)
 {
     const qint64 id = m_arguments.ids.first();
-    const std::optional<AbstractDownloadPersistentInfo> record = m_session.record(id);
-    const qint64 size = record && !record->files.isEmpty() ? record->files.first().size : -1;
-    if (size >= 0 && m_found.size >= 0 && size != m_found.size) {
+    if (answer.isOk())
+        m_printer.note(u"download %1 goes on from its new address with \"plait resume %1\""_s.arg(id));
+    const bool isOther = answer.failure.kind == Failure::Kind::ResourceChanged && !answer.error;
+    if (isOther)
         end(ExitStatus::ResourceChanged,
-            u"cannot change download %1: the file there has %2 bytes, and the download is of one with %3. --force "
-            u"gives "
-            u"it the address all the same."_s.arg(QString::number(id), QString::number(m_found.size),
-                                                  QString::number(size)),
+            u"cannot change download %1: %2. --force gives it the address all the same."_s.arg(QString::number(id),
+                                                                                               answer.failure.detail),
             {});
-        return;
-    }
-    Failure failure;
-    if (!m_session.setUrl(id, m_arguments.requests.first(), &failure)) {
-        end(failure);
-        return;
-    }
-    m_printer.note(u"download %1 goes on from its new address with \"plait resume %1\""_s.arg(id));
-    end(ExitStatus::Done, {}, {});
+    else
+        end(answer.failure, answer.error);
 }
 
-void LookupsRunner::onChecked(const ResourceCheck::Result &result)
+void LookupsRunner::lookAt(qint64 id)
 {
-    switch (result.finding) {
-    case ResourceCheck::Finding::Same:
+    m_id = id;
+    m_engine.snapshot(id, [this](const EngineAnswer &answer) { check(answer); });
+}
+
+void LookupsRunner::check(const EngineAnswer &known)
+{
+    begin(m_id, known.isOk() ? known.snapshots.first().url : QUrl());
+    if (known.isOk())
+        m_engine.check(m_id, m_arguments.changes, [this](const EngineAnswer &answer) { onChecked(answer); });
+    else
+        end(known.failure);
+}
+
+void LookupsRunner::onChecked(const EngineAnswer &answer)
+{
+    // Whoever stopped it is not told that it was stopped.
+    if (m_stopping)
+        return;
+    if (answer.isOk())
         m_printer.note(u"download %1: the server has the same file"_s.arg(m_id));
-        end(ExitStatus::Done, {}, {});
-        break;
-    case ResourceCheck::Finding::Changed:
+    if (answer.failure.kind == Failure::Kind::ResourceChanged)
         end(ExitStatus::ResourceChanged,
             u"download %1: the server has another file by now. \"plait restart %1\" fetches it."_s.arg(m_id), {});
-        break;
-    case ResourceCheck::Finding::Unknown:
-        end(result.failure, result.error);
-        break;
-    }
+    else
+        end(answer.failure, answer.error);
+}
+
+void LookupsRunner::onWarned(qint64 id, const Warning &warning)
+{
+    if (warning.kind == Warning::Kind::HeadersMissing)
+        m_printer.warn(id, HeadersNote::missing(id, warning.headers));
 }
 
 void LookupsRunner::end(const Failure &failure, const AbstractError &error)

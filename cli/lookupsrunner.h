@@ -3,8 +3,7 @@
 
 #include <cli/arguments.h>
 #include <cli/runner.h>
-#include <host/engine/downloadsession.h>
-#include <host/engine/resourcecheck.h>
+#include <host/engine/engine.h>
 
 #include <QElapsedTimer>
 
@@ -17,8 +16,8 @@ class LookupsRunner : public Runner
     Q_OBJECT
 
 public:
-    /// @param session open; outlives this object, as the printer does
-    LookupsRunner(const Arguments &arguments, DownloadSession &session, Printer &printer, QObject *parent = nullptr);
+    /// @param engine prepared; outlives this object, as the printer does
+    LookupsRunner(const Arguments &arguments, Engine &engine, Printer &printer, QObject *parent = nullptr);
 
     void begin() override;
     void stop() override;
@@ -26,24 +25,26 @@ public:
 private:
     void next();
     void query();
-    void check();
-    void onQueried(qint64 id, const QueryResult &result);
-    void onFinished(qint64 id, const AbstractDownloadPersistentInfo &info);
-    void onChecked(const ResourceCheck::Result &result);
-    void mergeUrl();
-    void end(const Failure &failure, const AbstractError &error = {});
+    void setUrl();
+    void lookAt(qint64 id);
+    void check(const EngineAnswer &known);
+    void onQueried(const EngineAnswer &answer);
+    void onUrlSet(const EngineAnswer &answer);
+    void onChecked(const EngineAnswer &answer);
+    void onWarned(qint64 id, const Warning &warning);
+    void begin(qint64 id, const QUrl &url);
     void end(ExitStatus status, const QString &errorText, const AbstractError &error);
+    void end(const Failure &failure, const AbstractError &error = {});
     qsizetype count() const;
 
     const Arguments m_arguments;
-    DownloadSession &m_session;
+    Engine &m_engine;
     Printer &m_printer;
-    ResourceCheck m_check;
     QElapsedTimer m_clock;
     qsizetype m_index = -1;
+    qint64 m_queries = 0; ///< counts down: numbers for what is in no list
     qint64 m_id = 0; ///< of what is being looked up
     QUrl m_url; ///< the same
-    QueryResult m_found; ///< at the newest URL that was asked
     bool m_stopping = false;
     ExitStatus m_status = ExitStatus::Done;
 };

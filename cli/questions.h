@@ -20,11 +20,11 @@ public:
     /// @param inputFile descriptor of the terminal that answers are typed at
     Questions(Printer &printer, int inputFile, QObject *parent = nullptr);
 
-    /// @param id of the download that it is about @param choices a word each; the beginning of one is enough for an
+    /// @param id of the question @param choices a word each; the beginning of one is enough for an
     /// answer, an empty line is the first
     /// @param answered gets the number of the choice
     void ask(qint64 id, const QString &question, const QStringList &choices, const std::function<void(int)> &answered);
-    /// Forgets what was asked about the download and nobody has answered yet.
+    /// Forgets it, where nobody has answered yet.
     void withdraw(qint64 id);
 
 private:

@@ -19,4 +19,6 @@ struct OptionChanges {
     QString password;
 
     void applyTo(DownloadOptions &options) const;
+
+    friend bool operator==(const OptionChanges &, const OptionChanges &) = default;
 };

@@ -1,0 +1,208 @@
+// SPDX-License-Identifier: MIT
+#include <cli/program.h>
+
+#include <cli/answerof.h>
+#include <cli/arguments.h>
+#include <cli/commandline.h>
+#include <cli/downloadsrunner.h>
+#include <cli/failurewords.h>
+#include <cli/jsonprinter.h>
+#include <cli/listcare.h>
+#include <cli/listcommands.h>
+#include <cli/lookupsrunner.h>
+#include <cli/processtitle.h>
+#include <cli/progressprinter.h>
+#include <cli/questions.h>
+#include <cli/signalwatcher.h>
+#include <cli/standardoutput.h>
+#include <host/policy/shown.h>
+#include <host/storage/logfile.h>
+#include <inet/qt/download/framework/qtappdefaultlogger.h>
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QTextStream>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+void complain(QTextStream &notes, const QString &text)
+{
+    notes << "plait: " << Shown::text(text) << '\n' << Qt::flush;
+}
+
+/// That the log cannot be written ends nothing; who named it is told.
+void startLog(const Arguments &arguments, QTextStream &notes)
+{
+    if (arguments.logLevel == 0)
+        return;
+    const auto file = std::make_shared<LogFile>();
+    QString reason;
+    if (!file->open(arguments.logFile, &reason)) {
+        complain(notes,
+                 u"cannot write the log \"%1\": %2. Choose another file with --log."_s.arg(arguments.logFile, reason));
+        return;
+    }
+    QtAppLogger *const logger = QtAppDefaultLogger::instance();
+    logger->setVerbosityLevel(arguments.logLevel);
+    logger->setSink([file](int level, const QString &line) { file->write(level, line); });
+}
+
+/// Qt's own remarks are for the log; on a terminal they would stand in the middle of the progress.
+void logQtMessage(QtMsgType type, const QMessageLogContext &context, const QString &message)
+{
+    if (type == QtCriticalMsg || type == QtFatalMsg)
+        QTextStream(stderr) << Shown::text(qFormatLogMessage(type, context, message)) << '\n';
+    QtAppDefaultLogger::instance()->log(1, qFormatLogMessage(type, context, message));
+}
+
+/// What the program says: answers, and everything else.
+struct Streams {
+    StandardOutput output;
+    QTextStream answers{&output};
+    QTextStream notes{stderr};
+};
+
+/// How the process ends, now that there is nothing more to say.
+int endWith(ExitStatus status, Streams &streams)
+{
+    streams.answers.flush();
+    QString complaint;
+    const ExitStatus last = streams.output.finalStatus(status, &complaint);
+    if (!complaint.isEmpty())
+        complain(streams.notes, complaint);
+    return int(last);
+}
+
+std::unique_ptr<Printer> makePrinter(const Arguments &arguments, Streams &streams)
+{
+    if (arguments.json)
+        return std::make_unique<JsonPrinter>(streams.answers, streams.notes);
+    const int terminal = isatty(STDERR_FILENO) ? STDERR_FILENO : -1;
+    const ProgressOptions options =
+        ProgressOptions::of(arguments.progress, terminal, arguments.quiet, QProcessEnvironment::systemEnvironment());
+    return std::make_unique<ProgressPrinter>(streams.answers, streams.notes, options);
+}
+
+bool canAsk(const Arguments &arguments)
+{
+    return !arguments.json && !arguments.quiet && isatty(STDIN_FILENO) && isatty(STDERR_FILENO);
+}
+
+ExitStatus runToEnd(Runner &runner, const StandardOutput &output)
+{
+    SignalWatcher watcher;
+    QObject::connect(&watcher, &SignalWatcher::stopRequested, &runner, &Runner::stop);
+    QObject::connect(&output, &StandardOutput::readerGone, &runner, &Runner::stop, Qt::QueuedConnection);
+    QObject::connect(&runner, &Runner::done, &runner, [](ExitStatus status) { QCoreApplication::exit(int(status)); });
+    QMetaObject::invokeMethod(&runner, &Runner::begin, Qt::QueuedConnection);
+    return ExitStatus(QCoreApplication::exec());
+}
+
+ExitStatus run(const Arguments &arguments, Engine &engine, Printer &printer, Questions *questions,
+               const StandardOutput &output)
+{
+    const bool looksUp = arguments.command == Arguments::Command::Query
+        || arguments.command == Arguments::Command::Check || arguments.command == Arguments::Command::SetUrl;
+    if (looksUp) {
+        LookupsRunner runner(arguments, engine, printer);
+        return runToEnd(runner, output);
+    }
+    DownloadsRunner runner(arguments, engine, printer, questions);
+    return runToEnd(runner, output);
+}
+
+/// False, and said, where the command was not done; what is said in spite of success is told, too.
+bool isDone(const EngineAnswer &answer, QTextStream &notes)
+{
+    if (!answer.isOk())
+        complain(notes, FailureWords::sentence(answer.failure));
+    for (const QString &warning : answer.warnings)
+        complain(notes, warning);
+    return answer.isOk();
+}
+
+bool open(const Arguments &arguments, Engine &engine, QTextStream &notes)
+{
+    EngineOptions options{arguments.session, arguments.queue};
+    options.queue.canAsk = canAsk(arguments);
+    return isDone(answerOf([&](const Engine::Callback &done) { engine.open(options, done); }), notes);
+}
+
+ExitStatus runWithNetwork(const Arguments &arguments, Engine &engine, Streams &streams)
+{
+    startLog(arguments, streams.notes);
+    const bool isReady = open(arguments, engine, streams.notes)
+        && isDone(answerOf([&engine](const Engine::Callback &done) { engine.prepare(done); }), streams.notes);
+    if (!isReady)
+        return ExitStatus::Unknown;
+    const bool isQuick = arguments.command == Arguments::Command::Remove
+        || (arguments.command == Arguments::Command::SetUrl && arguments.force);
+    if (isQuick)
+        return ListCommands::change(arguments, engine, {streams.answers, streams.notes});
+    const std::unique_ptr<Printer> printer = makePrinter(arguments, streams);
+    const std::unique_ptr<Questions> questions =
+        canAsk(arguments) ? std::make_unique<Questions>(*printer, STDIN_FILENO) : nullptr;
+    return run(arguments, engine, *printer, questions.get(), streams.output);
+}
+
+ExitStatus run(const Arguments &arguments, Streams &streams, const Program::EngineFactory &makeEngine)
+{
+    switch (arguments.command) {
+    case Arguments::Command::List:
+    case Arguments::Command::Show: {
+        const std::unique_ptr<Engine> engine = makeEngine();
+        return open(arguments, *engine, streams.notes)
+            ? ListCommands::print(arguments, *engine, {streams.answers, streams.notes})
+            : ExitStatus::Unknown;
+    }
+    case Arguments::Command::CheckList:
+        return ListCare::check(arguments, streams.answers, streams.notes);
+    case Arguments::Command::RepairList:
+        return ListCare::repair(arguments, streams.answers, streams.notes);
+    case Arguments::Command::Config:
+        return ListCommands::printSettings(arguments, {streams.answers, streams.notes});
+    default: {
+        const std::unique_ptr<Engine> engine = makeEngine();
+        return runWithNetwork(arguments, *engine, streams);
+    }
+    }
+}
+
+}
+
+int Program::run(int argc, char *argv[], const EngineFactory &makeEngine)
+{
+    StandardOutput::prepareProcess();
+    qInstallMessageHandler(&logQtMessage);
+    QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationName(u"plait"_s);
+    Streams streams;
+    // Parsing may wait for URLs on standard input: meanwhile nobody is to read secrets off the process.
+    const std::vector<std::string> typed(argv, argv + argc);
+    ProcessTitle::hide(argc, argv, CommandLine::secretOptions());
+    std::vector<const char *> words;
+    words.reserve(typed.size());
+    for (const std::string &word : typed)
+        words.push_back(word.c_str());
+    const Arguments::Outcome outcome = Arguments::parse(argc, words.data(), QDir::currentPath());
+    if (!outcome.arguments) {
+        if (outcome.status == ExitStatus::Done)
+            streams.answers << outcome.text;
+        else
+            complain(streams.notes, outcome.text);
+        return endWith(outcome.status, streams);
+    }
+    const ExitStatus status = ::run(*outcome.arguments, streams, makeEngine);
+    // The network managers end their own threads when they go; none may be left when the process does.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    return endWith(status, streams);
+}
