@@ -161,7 +161,10 @@ void TestHouse::rulesForIncludes_data()
     row("options must not include storage", "host/options/a.cpp", "#include <host/storage/logfile.h>", false);
     row("storage must not include the engine", "host/storage/a.cpp", engine, false);
     row("network must not include storage", "host/network/a.cpp", "#include <host/storage/logfile.h>", false);
-    row("cli may include the engine", "cli/main.cpp", engine, true);
+    row("cli may include the engine's face", "cli/main.cpp", "#include <host/engine/engine.h>", true);
+    row("cli must not include what stands behind it", "cli/main.cpp", engine, false);
+    row("cli must not include the list", "cli/main.cpp", "#include <host/storage/downloadlist.h>", false);
+    row("the engine may include the list", "host/engine/a.cpp", "#include <host/storage/downloadlist.h>", true);
     row("cli must not include the module", "cli/main.cpp", core, false);
     row("cli may use CLI11", "cli/main.cpp", "#include <CLI/CLI.hpp>", true);
     row("host must not use CLI11", "host/engine/a.cpp", "#include <CLI/CLI.hpp>", false);
