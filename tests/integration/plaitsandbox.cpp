@@ -174,7 +174,7 @@ bool PlaitSandbox::partBeginsWith(const QString &name, const QByteArray &bytes) 
 
 QString PlaitSandbox::program()
 {
-    return QStringLiteral(PLAIT_PROGRAM);
+    return qEnvironmentVariable("PLAIT_TESTED_PROGRAM", QStringLiteral(PLAIT_PROGRAM));
 }
 
 QProcessEnvironment PlaitSandbox::environment() const

@@ -70,7 +70,8 @@ public:
     /// The incomplete file begins with these bytes: something has been written to disk.
     bool partBeginsWith(const QString &name, const QByteArray &bytes) const;
 
-    /// What a call of the program needs that is made in another way.
+    /// What a call of the program needs that is made in another way. The program is $PLAIT_TESTED_PROGRAM where that is
+    /// set.
     static QString program();
     QProcessEnvironment environment() const;
 

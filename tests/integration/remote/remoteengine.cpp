@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: MIT
+#include <tests/integration/remote/remoteengine.h>
+
+#include <QCoreApplication>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLocalServer>
+#include <QLocalSocket>
+#include <QProcess>
+#include <QUuid>
+
+#include <csignal>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+RemoteEngine::RemoteEngine(const QString &program, QObject *parent)
+    : Engine(parent)
+    , m_process(new QProcess(this))
+{
+    QLocalServer server;
+    server.setSocketOptions(QLocalServer::UserAccessOption);
+    server.listen(u"plait-"_s + QUuid::createUuid().toString(QUuid::Id128));
+    m_process->setProcessChannelMode(QProcess::ForwardedChannels);
+    // A signal to the front end's group is the front end's to pass on.
+    m_process->setChildProcessModifier([] {
+        setpgid(0, 0);
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+    });
+    m_process->start(program, {server.fullServerName()});
+    server.waitForNewConnection(-1);
+    m_socket = server.nextPendingConnection();
+    m_socket->setParent(this);
+    connect(m_socket, &QLocalSocket::readyRead, this, &RemoteEngine::onReadyRead);
+    connect(m_socket, &QLocalSocket::disconnected, this, &RemoteEngine::onGone);
+}
+
+RemoteEngine::~RemoteEngine()
+{
+    m_socket->disconnect(this);
+    m_socket->close();
+    m_process->waitForFinished(-1);
+}
+
+qint64 RemoteEngine::processId() const
+{
+    return m_process->processId();
+}
+
+void RemoteEngine::transmit(const EngineCommand &command)
+{
+    m_socket->write(QJsonDocument(command.toJson()).toJson(QJsonDocument::Compact) + '\n');
+    m_socket->flush();
+}
+
+void RemoteEngine::onReadyRead()
+{
+    while (m_socket->canReadLine())
+        deliver(EngineNews::fromJson(QJsonDocument::fromJson(m_socket->readLine()).object()));
+}
+
+/// Nobody will answer any more.
+void RemoteEngine::onGone()
+{
+    answerRest(Failure::make(Failure::Kind::Stopped, {}));
+    deliver({EngineNews::Kind::Closed});
+}
