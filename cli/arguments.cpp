@@ -88,6 +88,7 @@ public:
         readWords(result);
         result.session = ChosenOptions::session(m_values, m_currentFolder);
         result.session.listPath = absolute(m_values.text("list"_L1));
+        result.session.isListKept = !m_values.flag("no-list"_L1);
         result.queue = ChosenOptions::queue(m_values);
         result.changes = ChosenOptions::changes(m_values);
         result.all = m_values.flag("all"_L1);

@@ -55,6 +55,11 @@ const Row kBefore[] = {
      .manual =
          "take URLs from this file, one a line; `-`: standard input. Blank lines and lines that begin with `#` do "
          "not count"},
+    {.name = "no-list",
+     .group = "input",
+     .places = kTyped,
+     .help = "Keep no list: what is not finished is forgotten at the end",
+     .manual = "keep no list: nothing is written but the files, and what is not finished cannot be resumed later"},
 };
 
 const Row kAfter[] = {

@@ -2,7 +2,7 @@
 #include <host/engine/localengine.h>
 
 #include <host/engine/downloadsession.h>
-#include <host/storage/downloadlist.h>
+#include <host/storage/storethread.h>
 
 #include <QPointer>
 
@@ -194,8 +194,8 @@ void LocalEngine::open(const EngineCommand &command)
 
 bool LocalEngine::openList()
 {
-    auto list = std::make_unique<DownloadList>();
-    const bool isOpen = list->open(m_options->listPath());
+    auto list = std::make_unique<StoreThread>();
+    const bool isOpen = list->open({m_options->session.listPath, m_options->session.isListKept});
     m_list = std::move(list);
     return isOpen;
 }

@@ -45,6 +45,10 @@ private Q_SLOTS:
     void aDamagedListIsSaidByEveryCommand();
     void aDamagedListIsCheckedAndRepaired();
     void whatWasSetAsideIsBroughtOverOnce();
+    void withoutAPlaceForItTheListIsInMemory_data();
+    void withoutAPlaceForItTheListIsInMemory();
+    void whoWantsNoListGetsNone();
+    void aNamedListHasToBeUsable();
 
 private:
     static QString listOf(const PlaitSandbox &sandbox) { return sandbox.dataHome() + "/plait/downloads.sqlite"_L1; }
@@ -199,6 +203,49 @@ void TestPlaitList::whatWasSetAsideIsBroughtOverOnce()
     }
     QCOMPARE(valueIn(listOf(sandbox), u"SELECT count(*) FROM downloads WHERE finished = 1"_s).toInt(), 1);
     QCOMPARE(setAside(sandbox).size(), 1);
+}
+
+void TestPlaitList::withoutAPlaceForItTheListIsInMemory_data()
+{
+    QTest::addColumn<QString>("home");
+    QTest::addColumn<QByteArray>("reason");
+    QTest::newRow("no home folder") << QString() << QByteArray("there is no home folder");
+    QTest::newRow("a home folder that is none") << u"/dev/null"_s << QByteArray("cannot be written");
+}
+
+void TestPlaitList::withoutAPlaceForItTheListIsInMemory()
+{
+    QFETCH(QString, home);
+    QFETCH(QByteArray, reason);
+    PlaitSandbox plait;
+    plait.setVariable(u"HOME"_s, home);
+    plait.setVariable(u"XDG_DATA_HOME"_s, QString());
+    plait.setVariable(u"XDG_STATE_HOME"_s, plait.dataHome());
+    const PlaitResult result = plait.run({m_servers.nginx().url(u"/"_s + nameOf(0)).toString()});
+    QCOMPARE(result.status, 0);
+    QCOMPARE(plait.files(), QStringList{nameOf(0)});
+    QVERIFY2(result.err.contains(reason) && result.err.contains("kept in memory"), result.err.constData());
+    QVERIFY(!QFile::exists(u"/.local/share/plait"_s));
+}
+
+void TestPlaitList::whoWantsNoListGetsNone()
+{
+    PlaitSandbox plait;
+    const PlaitResult result = plait.run({u"--no-list"_s, m_servers.nginx().url(u"/"_s + nameOf(0)).toString()});
+    QCOMPARE(result.status, 0);
+    QCOMPARE(plait.files(), QStringList{nameOf(0)});
+    QVERIFY2(!result.err.contains("memory"), result.err.constData());
+    QVERIFY(!QFile::exists(listOf(plait)));
+}
+
+void TestPlaitList::aNamedListHasToBeUsable()
+{
+    PlaitSandbox plait;
+    const PlaitResult result =
+        plait.run({u"--list"_s, u"/dev/null/list"_s, m_servers.nginx().url(u"/"_s + nameOf(0)).toString()});
+    QCOMPARE(result.status, 1);
+    QVERIFY2(result.err.contains("cannot open the list"), result.err.constData());
+    QCOMPARE(plait.files(), QStringList());
 }
 
 QTEST_GUILESS_MAIN(TestPlaitList)

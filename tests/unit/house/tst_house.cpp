@@ -150,6 +150,11 @@ void TestHouse::rulesForIncludes_data()
     row("nobody may use Qt Sql", "host/storage/a.cpp", "#include <QSqlQuery>", false);
     row("what speaks to SQLite may use it", "host/storage/sqldatabase.cpp", "#include <sqlite3.h>", true);
     row("the rest of storage must not use SQLite", "host/storage/schema.cpp", "#include <sqlite3.h>", false);
+    row("the rest of storage may include what does", "host/storage/schema.cpp", "#include <host/storage/sqldatabase.h>",
+        true);
+    row("the engine must not know which database it is", "host/engine/a.cpp", "#include <host/storage/sqldatabase.h>",
+        false);
+    row("cli must not know which database it is", "cli/a.cpp", "#include <host/storage/sqlvalue.h>", false);
     row("the engine must not use SQLite", "host/engine/a.cpp", "#include <sqlite3.h>", false);
     row("host may use libcurl for its transfers", "host/network/transfer.h", "#include <curl/curl.h>", true);
     row("host must not use libcurl elsewhere", "host/policy/retry.cpp", "#include <curl/curl.h>", false);
