@@ -111,7 +111,7 @@ private:
 
 QString complaint(const QString &fileName, int line, const QString &reason)
 {
-    return u"cannot read the logins in \"%1\": line %2: %3. Correct the file, or leave --netrc out."_s.arg(
+    return u"cannot read the logins in \"%1\": line %2: %3. Correct the file, or go on without it."_s.arg(
         fileName, QString::number(line), reason);
 }
 
