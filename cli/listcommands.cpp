@@ -160,7 +160,8 @@ void addAssurance(Facts &facts, const SnapshotDetails &details)
     const auto checksum = isGiven ? std::optional(options.checksumResult) : std::nullopt;
     const ChecksumResult digest = details.memory.evidence.digest;
     const std::optional<Checksum> servers = details.memory.digest();
-    if (servers && digest != ChecksumResult::NotCompared)
+    const bool isToBeCompared = !isGiven && details.memory.evidence.doubt != Evidence::Doubt::FinishedEarly;
+    if (servers && (isToBeCompared || digest != ChecksumResult::NotCompared))
         addFact(facts, u"digest"_s, u"%1, %2"_s.arg(servers->toText(), checksumWord(digest)));
     const FileAssurance assurance = FileAssurance::of(details.memory.evidence, checksum);
     addFact(facts, u"assurance"_s, assurance.key());

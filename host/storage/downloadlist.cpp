@@ -80,7 +80,7 @@ bool DownloadList::beginFile()
     if (!obstacle.isEmpty())
         return fail(u"open"_s, obstacle);
     if (!DamagedList::mayBeList(m_path))
-        return fail(u"open"_s, u"it is no list of downloads. Name another file with --list."_s);
+        return fail(u"open"_s, u"it is no list of downloads. Name another file."_s);
     const QString fileError = makeFile(m_path);
     m_inode = DamagedList::inodeOf(m_path);
     return fileError.isEmpty() || fail(u"open"_s, fileError);
@@ -162,7 +162,7 @@ bool DownloadList::update(const Record &record, const Holdings &holdings, Lastin
 {
     const SqlValue identity = holdings.file.isKnown() ? SqlValue(holdings.file.text) : SqlValue();
     return changing(u"save in"_s, lasting, [&] {
-        return m_rows->update(record, identity, holdings.contentEncoding)
+        return m_rows->update(record, identity, holdings.contentEncoding, holdings.fence)
             && (!holdings.memory || MemoryRows::save(*m_rows, record.id, *holdings.memory));
     });
 }
@@ -290,9 +290,10 @@ bool DownloadList::read(qint64 id, Taken &taken)
     const auto file = options ? ListRows::fileIdentity(*m_rows, id) : std::nullopt;
     const auto encoding = file ? ListRows::contentEncoding(*m_rows, id) : std::nullopt;
     const auto memory = encoding ? MemoryRows::load(*m_rows, id) : std::nullopt;
-    if (!memory || records->isEmpty())
+    const auto fence = memory ? ListRows::fence(*m_rows, id) : std::nullopt;
+    if (!fence || records->isEmpty())
         return false;
-    taken = {records->first(), *options, *file, *encoding, *memory};
+    taken = {records->first(), *options, *file, *encoding, *memory, *fence};
     return true;
 }
 
@@ -428,6 +429,8 @@ bool DownloadList::setOwner(qint64 id, const ProcessIdentity &owner)
     SqlValues values(3);
     if (!owner.isNobody())
         values = {owner.pid, owner.startTime, owner.bootId};
-    return changesOne(u"UPDATE downloads SET owner_pid = ?, owner_start_time = ?, owner_boot_id = ? WHERE id = ?"_s,
-                      values + SqlValues{id});
+    return changesOne(
+        u"UPDATE downloads SET owner_pid = ?, owner_start_time = ?, owner_boot_id = ?, fence = coalesce(fence, 0) + 1 "
+        u"WHERE id = ?"_s,
+        values + SqlValues{id});
 }

@@ -43,6 +43,7 @@ public:
         FileIdentity file; ///< of its incomplete file; unknown = there was none
         QString contentEncoding; ///< as which its bytes came; empty = none
         ResourceMemory memory;
+        qint64 fence = 0; ///< number of this claim: larger with each that anybody makes; 0 = the store has none
     };
 
     /// What is known of a download's bytes beside its record.
@@ -50,6 +51,7 @@ public:
         FileIdentity file; ///< of the incomplete file; unknown = as before
         QString contentEncoding; ///< as which they came; null = as before
         std::optional<ResourceMemory> memory; ///< of where they came from; nothing = as before
+        qint64 fence = 0; ///< nothing is written where the download was claimed anew since that one; 0 = always
     };
 
     /// How long a change lasts. Either way it outlives this process where the store is kept, and a download is never

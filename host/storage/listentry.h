@@ -13,7 +13,7 @@
 /// Which downloads of the list are meant.
 enum class ListFilter {
     All,
-    Unfinished, ///< or finished, but not yet compared with their checksum
+    Unfinished, ///< or finished, but not yet compared with their checksum, or with the digest that their server names
     Finished,
 };
 
@@ -26,7 +26,7 @@ struct ListEntry {
     qint64 size = -1; ///< bytes; -1 = unknown
     qint64 done = 0; ///< bytes
     bool finished = false;
-    bool hasChecksum = false; ///< a person gave one, or it was compared with the server's own
+    bool hasChecksum = false; ///< a person gave one, or the server of a finished file names one
     ChecksumResult checksumResult = ChecksumResult::NotCompared;
     Evidence evidence; ///< without address and ETag; no answers and no doubt = nobody kept it
     qint64 ownerPid = 0; ///< of the process that runs it; 0 = none does

@@ -23,7 +23,15 @@ const QString kEntryColumns = uR"(
     (SELECT CASE WHEN min(size) < 0 THEN -1 ELSE sum(size) END FROM files WHERE download_id = downloads.id),
     (SELECT sum(downloaded) FROM sections WHERE download_id = downloads.id),
     (SELECT checksum_result FROM options WHERE download_id = downloads.id AND checksum_algorithm <> ''),
-    answers, doubt, end_known, digest_result)"_s;
+    answers, doubt, end_known, digest_result,
+    finished AND EXISTS (SELECT 1 FROM addresses WHERE download_id = downloads.id AND digest IS NOT NULL))"_s;
+
+/// Those that were finished early are another file to every digest; a person's checksum counts in its place.
+const QString kWithDigestNotCompared = uR"((SELECT addresses.download_id
+    FROM addresses JOIN evidence ON evidence.download_id = addresses.download_id
+    WHERE digest IS NOT NULL AND digest_result = 0 AND doubt <> %1 AND NOT EXISTS
+        (SELECT 1 FROM options WHERE options.download_id = addresses.download_id AND checksum_algorithm <> '')))"_s.arg(
+    int(Evidence::Doubt::FinishedEarly));
 
 QString conditionOf(ListFilter filter)
 {
@@ -32,7 +40,8 @@ QString conditionOf(ListFilter filter)
         break;
     case ListFilter::Unfinished:
         return u"(finished = 0 OR id IN (SELECT download_id FROM options WHERE checksum_algorithm <> '' AND "
-               u"checksum_result = 0))"_s;
+               u"checksum_result = 0) OR id IN "_s
+            + kWithDigestNotCompared + u')';
     case ListFilter::Finished:
         return u"finished = 1"_s;
     }
@@ -81,7 +90,8 @@ ListEntry entryFrom(const SqlStatement &row)
     entry.hasChecksum = !checksumResult.isNull();
     entry.checksumResult = ChecksumResult(checksumResult.toInt());
     entry.evidence = evidenceFrom({next(), next(), next(), next()});
-    if (!entry.hasChecksum && entry.evidence.digest != ChecksumResult::NotCompared) {
+    const bool hasDigest = next().toBool() && entry.evidence.doubt != Evidence::Doubt::FinishedEarly;
+    if (!entry.hasChecksum && (hasDigest || entry.evidence.digest != ChecksumResult::NotCompared)) {
         entry.hasChecksum = true;
         entry.checksumResult = entry.evidence.digest;
     }
@@ -228,4 +238,12 @@ std::optional<QString> ListRows::contentEncoding(RecordRows &rows, qint64 id)
     if (!row)
         return std::nullopt;
     return row->next() ? row->value(0).toText() : QString();
+}
+
+std::optional<qint64> ListRows::fence(RecordRows &rows, qint64 id)
+{
+    auto row = rows.run(u"SELECT fence FROM downloads WHERE id = ?"_s, {id});
+    if (!row)
+        return std::nullopt;
+    return row->next() ? row->value(0).toNumber() : 0;
 }

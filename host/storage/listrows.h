@@ -25,5 +25,7 @@ bool setOptions(RecordRows &rows, qint64 id, const DownloadOptions &options);
 
 std::optional<FileIdentity> fileIdentity(RecordRows &rows, qint64 id);
 std::optional<QString> contentEncoding(RecordRows &rows, qint64 id);
+/// See DownloadStore::Taken.
+std::optional<qint64> fence(RecordRows &rows, qint64 id);
 
 }

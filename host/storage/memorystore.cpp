@@ -70,13 +70,14 @@ qint64 MemoryStore::insertOwned(Record &record, const DownloadOptions &options)
 {
     insert(record);
     setOptions(record.id, options);
-    m_rows[record.id].isOwned = true;
+    claim(record.id, nullptr);
     return record.id;
 }
 
 bool MemoryStore::update(const Record &record, const Holdings &holdings, Lasting)
 {
-    Row *const row = find(record.id, u"save in"_s);
+    const bool isAnothers = holdings.fence != 0 && m_rows.value(record.id).fence != holdings.fence;
+    Row *const row = find(isAnothers ? 0 : record.id, u"save in"_s);
     if (!row)
         return false;
     row->record = record;
@@ -192,8 +193,8 @@ bool MemoryStore::remove(qint64 id)
 DownloadStore::Claim MemoryStore::claim(qint64 id, ProcessIdentity *)
 {
     Row *const row = find(id, u"claim a download of"_s);
-    if (row)
-        row->isOwned = true;
+    if (row && !std::exchange(row->isOwned, true))
+        ++row->fence;
     return row ? Claim::Taken : Claim::Failed;
 }
 
@@ -202,7 +203,8 @@ DownloadStore::Claim MemoryStore::claim(qint64 id, Taken &taken, ProcessIdentity
     const Claim answer = claim(id, owner);
     if (answer == Claim::Taken) {
         const Row &row = m_rows[id];
-        taken = {row.record, row.options, row.file, row.contentEncoding, row.memory.value_or(ResourceMemory())};
+        taken = {row.record, row.options, row.file, row.contentEncoding, row.memory.value_or(ResourceMemory()),
+                 row.fence};
     }
     return answer;
 }
@@ -218,8 +220,8 @@ bool MemoryStore::release(qint64 id)
 
 bool MemoryStore::isMeant(const Row &row, ListFilter filter)
 {
-    const bool isNotCompared =
-        !row.options.checksumAlgorithm.isEmpty() && row.options.checksumResult == ChecksumResult::NotCompared;
+    const ListEntry entry = entryOf(row);
+    const bool isNotCompared = entry.hasChecksum && entry.checksumResult == ChecksumResult::NotCompared;
     switch (filter) {
     case ListFilter::All:
         break;
@@ -229,6 +231,16 @@ bool MemoryStore::isMeant(const Row &row, ListFilter filter)
         return row.record.isFinished();
     }
     return true;
+}
+
+/// With which the finished file is to be compared; one that was finished early is another file to it.
+bool MemoryStore::hasServersDigest(const Row &row)
+{
+    if (!row.record.isFinished() || !row.memory || row.memory->evidence.doubt == Evidence::Doubt::FinishedEarly)
+        return false;
+    const QList<KnownAddress> &addresses = row.memory->addresses;
+    return std::any_of(addresses.cbegin(), addresses.cend(),
+                       [](const KnownAddress &address) { return !address.identity.digest.isEmpty(); });
 }
 
 ListEntry MemoryStore::entryOf(const Row &row)
@@ -247,7 +259,8 @@ ListEntry MemoryStore::entryOf(const Row &row)
     entry.evidence.etag.clear();
     entry.hasChecksum = !row.options.checksumAlgorithm.isEmpty();
     entry.checksumResult = entry.hasChecksum ? row.options.checksumResult : entry.evidence.digest;
-    entry.hasChecksum = entry.hasChecksum || entry.checksumResult != ChecksumResult::NotCompared;
+    entry.hasChecksum =
+        entry.hasChecksum || hasServersDigest(row) || entry.checksumResult != ChecksumResult::NotCompared;
     entry.ownerPid = row.isOwned ? ProcessIdentity::current().pid : 0;
     entry.error = record.lastError;
     entry.creationTime = record.creationTime;

@@ -52,9 +52,11 @@ private:
         QString contentEncoding;
         std::optional<ResourceMemory> memory; ///< nothing = nobody kept it
         bool isOwned = false;
+        qint64 fence = 0;
     };
 
     static bool isMeant(const Row &row, ListFilter filter);
+    static bool hasServersDigest(const Row &row);
     static ListEntry entryOf(const Row &row);
     Row rowOf(qint64 id);
     Row *find(qint64 id, const QString &what);

@@ -356,13 +356,14 @@ bool RecordRows::insert(AbstractDownloadPersistentInfo &record)
 }
 
 bool RecordRows::update(const AbstractDownloadPersistentInfo &record, const SqlValue &fileIdentity,
-                        const SqlValue &contentEncoding)
+                        const SqlValue &contentEncoding, qint64 fence)
 {
-    static const QString statement = u"UPDATE downloads SET %1 = ?, file_identity = coalesce(?, file_identity), "
-                                     u"content_encoding = coalesce(?, content_encoding) WHERE id = ?"_s.arg(
-                                         names(downloadColumns()).join(u" = ?, "_s));
+    static const QString statement =
+        u"UPDATE downloads SET %1 = ?, file_identity = coalesce(?, file_identity), "
+        u"content_encoding = coalesce(?, content_encoding) "
+        u"WHERE id = ? AND ? IN (0, fence)"_s.arg(names(downloadColumns()).join(u" = ?, "_s));
     auto change =
-        run(statement, cells(downloadColumns(), record) + SqlValues{fileIdentity, contentEncoding, record.id});
+        run(statement, cells(downloadColumns(), record) + SqlValues{fileIdentity, contentEncoding, record.id, fence});
     return change && change->changes() == 1 && deleteParts(record.id) && insertParts(record);
 }
 

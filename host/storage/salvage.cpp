@@ -33,7 +33,7 @@ const QStringList kTables{kDownloads,     kFiles,   kSections, u"mirrors"_s, u"c
 const QHash<QString, int> kFirstVersions{{kOptions, 2}, {kAddresses, 4}, {kEvidence, 4}, {kSecretHeaders, 5}};
 
 /// Of a process that is not at work on the whole list.
-const QStringList kOwner{u"owner_pid"_s, u"owner_start_time"_s, u"owner_boot_id"_s};
+const QStringList kOwner{u"owner_pid"_s, u"owner_start_time"_s, u"owner_boot_id"_s, u"fence"_s};
 
 /// Without these it would be another download.
 const QStringList kOfADownload{u"id"_s, u"flags"_s, u"url"_s, u"folder"_s};

@@ -222,6 +222,15 @@ constexpr QStringView kNoHeadersInParameters =
 constexpr QStringView kFifthVersion[] = {kSecretHeadersTable, kNamesOfHeaders, kHarmlessHeadersOnly, kNamesInParameters,
                                          kNoHeadersInParameters};
 
+/// The few whose server names a digest are found among all.
+constexpr QStringView kAddressesWithDigest =
+    uR"(CREATE INDEX addresses_with_digest ON addresses (download_id) WHERE digest IS NOT NULL)";
+
+/// Counts the claims of a download, NULL being none yet: who writes under an older one has lost it.
+constexpr QStringView kFence = uR"(ALTER TABLE downloads ADD COLUMN fence INTEGER)";
+
+constexpr QStringView kSixthVersion[] = {kAddressesWithDigest, kFence};
+
 constexpr QStringView kHarmlessNames =
     u"'accept', 'accept-charset', 'accept-encoding', 'accept-language', 'cache-control', 'pragma', 'user-agent', "
     u"'referer', 'origin', 'dnt', 'sec-gpc', 'save-data', 'priority', 'upgrade-insecure-requests', "
@@ -239,7 +248,7 @@ struct Migration {
 constexpr Migration kMigrations[] = {
     {kFirstVersion, std::size(kFirstVersion)},       {kSecondVersion, std::size(kSecondVersion)},
     {kThirdVersion, std::size(kThirdVersion)},       {kFourthVersion, std::size(kFourthVersion)},
-    {kFifthVersion, std::size(kFifthVersion), true},
+    {kFifthVersion, std::size(kFifthVersion), true}, {kSixthVersion, std::size(kSixthVersion)},
 };
 
 /// Of another version it would be no flaw. It is there from the step that took something out to the wipe.
@@ -341,7 +350,7 @@ Schema::Finding migrated(const SqlDatabase &database, SqlTransaction &transactio
 
 const int Schema::kVersion = int(std::size(kMigrations));
 
-const QByteArray Schema::kFingerprint = QByteArrayLiteral("c7010a84bc0fcdc0");
+const QByteArray Schema::kFingerprint = QByteArrayLiteral("49c4bbd00d820e11");
 
 const QList<SchemaCheck::Object> &Schema::objects(int version)
 {

@@ -39,22 +39,6 @@ DownloadOptions withChecksum(const QByteArray &content)
     return options;
 }
 
-/// Puts a download into the list whose server names this content's digest, and into the queue.
-qint64 appendWithDigest(QueueBench &bench, const QByteArray &content, const DownloadOptions &options = {})
-{
-    const qint64 id = bench.add(u"done"_s, options);
-    const Info record = bench.session->record(id).value();
-    KnownAddress address;
-    address.url = record.url;
-    address.identity.digest = "sha-256=" + QCryptographicHash::hash(content, QCryptographicHash::Sha256).toBase64();
-    DownloadStore::Holdings holdings;
-    holdings.memory = ResourceMemory{{address}, {}};
-    if (!bench.session->list().update(record, holdings, DownloadStore::Lasting::Always))
-        return 0;
-    bench.queue->append(id);
-    return id;
-}
-
 }
 
 /// What becomes of downloads that run in a queue: how many, in which order, what is fetched anew, and how they end.

@@ -2,6 +2,7 @@
 #include <host/policy/watchdog.h>
 #include <inet/qt/download/framework/abstractdownload.h>
 #include <tests/unit/host/engine/queuebench.h>
+#include <tests/unit/host/engine/queuesteps.h>
 
 #include <QFile>
 #include <QSignalSpy>
@@ -17,9 +18,7 @@ namespace
 using Place = QueueBench::Place;
 using Policy = Trouble::Policy;
 
-const QString kBusy = u"fail/HttpError/503"_s;
 const QString kLater = u"fail/HttpError/503/10/Retry-After: 600"_s;
-const QString kChanged = u"fail/AbstractDownloadError/%1/300"_s.arg(int(DownloadErrorCode::ResourceChanged));
 /// What the fake module's downloads have each.
 constexpr int kTransfers = 3;
 
@@ -51,6 +50,7 @@ private Q_SLOTS:
     void aPauseEndsEachOnce();
     void whatIsPausedIsUnfinishedAndGoesOnLater();
     void aPausedChecksumIsNotPassedOver();
+    void aPausedComparisonWithTheServersDigestIsNotPassedOver();
     void whatEndsByItselfAfterThePauseIsWhatItIs();
     void afterAPauseNothingBeginsAnyMore();
     void aPauseWithNothingToDoIsOverAtOnce();
@@ -156,6 +156,28 @@ void TestDownloadQueuePausing::aPausedChecksumIsNotPassedOver()
     const QList<ListEntry> unfinished = bench.session->list().page(ListFilter::Unfinished, 2);
     QCOMPARE(unfinished.size(), 1);
     QCOMPARE(unfinished.first().id, id);
+}
+
+void TestDownloadQueuePausing::aPausedComparisonWithTheServersDigestIsNotPassedOver()
+{
+    QueueBench bench;
+    const qint64 id = appendWithDigest(bench, QByteArray(kFileSize, 'x'));
+    connect(bench.queue.get(), &DownloadQueue::stateChanged, &bench, [&](qint64, DownloadState, DownloadState to) {
+        if (to == DownloadState::Hashing)
+            bench.queue->close();
+    });
+    QVERIFY(bench.run());
+    QCOMPARE(bench.outcomeOf(id).failure.kind, Failure::Kind::StoppedBeforeComparing);
+    const QList<ListEntry> unfinished = bench.session->list().page(ListFilter::Unfinished, 2);
+    QCOMPARE(unfinished.size(), 1);
+    QCOMPARE(unfinished.first().checksumResult, ChecksumResult::NotCompared);
+
+    DownloadQueue next(*bench.session, QueueBench::quickly());
+    QSignalSpy ended(&next, &DownloadQueue::ended);
+    next.append(id);
+    QTRY_COMPARE(ended.size(), 1);
+    QCOMPARE(ended.first().first().value<DownloadOutcome>().assurance.key(), u"verified"_s);
+    QVERIFY(bench.session->list().page(ListFilter::Unfinished, 2).isEmpty());
 }
 
 void TestDownloadQueuePausing::whatEndsByItselfAfterThePauseIsWhatItIs()

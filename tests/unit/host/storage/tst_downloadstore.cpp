@@ -66,6 +66,8 @@ private Q_SLOTS:
     void theFilesIdentityStaysUntilAnotherIsKnown();
     void theEncodingStaysUntilAnotherIsSaid();
     void whatProvesTheFileComesBack();
+    void aServersDigestIsToBeCompared();
+    void whoLostItsClaimWritesNothing();
     void aPageShowsTheNewestFirst();
     void pagesGoOnWhereTheLastOneEnded();
     void aPageShowsWhatALineNeeds();
@@ -322,6 +324,74 @@ void TestDownloadStore::whatProvesTheFileComesBack()
     const ListEntry entry = list.page(ListFilter::All, 1).first();
     QVERIFY(entry.hasChecksum);
     QCOMPARE(entry.checksumResult, ChecksumResult::Different);
+}
+
+void TestDownloadStore::aServersDigestIsToBeCompared()
+{
+    DownloadStore &list = *m_list;
+    Info record;
+    record.setFinished(true, true);
+    QVERIFY(list.insert(record) > 0);
+    ResourceMemory memory;
+    KnownAddress address;
+    address.url = QUrl(u"http://a/"_s);
+    memory.addresses = {address};
+    const auto lasting = DownloadStore::Lasting::Always;
+    QVERIFY(list.update(record, {{}, {}, memory}, lasting));
+    QCOMPARE(list.count(ListFilter::Unfinished), 0);
+
+    memory.addresses.first().identity.digest = "md5=XrY7u+Ae7tCTyyK7j1rNww==";
+    QVERIFY(list.update(record, {{}, {}, memory}, lasting));
+    const QList<ListEntry> found = list.page(ListFilter::Unfinished, 2);
+    QCOMPARE(idsOf(found), QList<qint64>{record.id});
+    QVERIFY(found.first().hasChecksum);
+    QCOMPARE(found.first().checksumResult, ChecksumResult::NotCompared);
+
+    QVERIFY(list.setDigestResult(record.id, ChecksumResult::Equal));
+    QCOMPARE(list.count(ListFilter::Unfinished), 0);
+    QVERIFY(list.setDigestResult(record.id, ChecksumResult::NotCompared));
+    memory.evidence.doubt = Evidence::Doubt::FinishedEarly;
+    QVERIFY(list.update(record, {{}, {}, memory}, lasting));
+    QVERIFY2(list.page(ListFilter::Unfinished, 2).isEmpty(), "it is another file to the digest");
+    QVERIFY(!list.page(ListFilter::All, 2).first().hasChecksum);
+
+    memory.evidence.doubt = Evidence::Doubt::None;
+    QVERIFY(list.update(record, {{}, {}, memory}, lasting));
+    DownloadOptions options;
+    options.checksumAlgorithm = u"md5"_s;
+    options.checksumHex = QString(32, u'0');
+    options.checksumResult = ChecksumResult::Equal;
+    QVERIFY(list.setOptions(record.id, options));
+    QVERIFY2(list.page(ListFilter::Unfinished, 2).isEmpty(), "a person's checksum counts in its place");
+}
+
+/// Whoever it is that has it now: also this process again.
+void TestDownloadStore::whoLostItsClaimWritesNothing()
+{
+    DownloadStore &list = *m_list;
+    Info record;
+    QVERIFY(list.insert(record) > 0);
+    DownloadStore::Taken first;
+    QCOMPARE(list.claim(record.id, first), DownloadStore::Claim::Taken);
+    DownloadStore::Taken same;
+    QCOMPARE(list.claim(record.id, same), DownloadStore::Claim::Taken);
+    QCOMPARE(same.fence, first.fence);
+    QVERIFY(list.release(record.id));
+    DownloadStore::Taken second;
+    QCOMPARE(list.claim(record.id, second), DownloadStore::Claim::Taken);
+    QVERIFY(second.fence > first.fence);
+
+    const auto lasting = DownloadStore::Lasting::Always;
+    record.title = u"late"_s;
+    ResourceMemory memory;
+    memory.evidence.answers = 1;
+    QVERIFY(!list.update(record, {{}, u"gzip"_s, memory, first.fence}, lasting));
+    QVERIFY(!list.lastErrorText().isEmpty());
+    QVERIFY(list.load(record.id)->title.isEmpty());
+    QCOMPARE(list.contentEncoding(record.id), QString());
+    QCOMPARE(list.memory(record.id), ResourceMemory());
+    QVERIFY(list.update(record, {{}, {}, {}, second.fence}, lasting));
+    QCOMPARE(list.load(record.id)->title, u"late"_s);
 }
 
 void TestDownloadStore::aPageShowsTheNewestFirst()
