@@ -11,6 +11,7 @@
 #include <inet/qt/download/framework/ownfiles.h>
 
 #include <QDir>
+#include <QThread>
 
 #include <algorithm>
 #include <cerrno>
@@ -113,10 +114,11 @@ AbstractDownloadPersistentInfo DownloadRun::info() const
 {
     Info record = m_download->info();
     // It was stopped in our name only, or by what stands in place of the refused answer.
-    if (m_ended && !m_change.isEmpty() && record.lastError)
+    const bool isOver = m_life > Life::Running;
+    if (isOver && !m_change.isEmpty() && record.lastError)
         record.setLastError({int(DownloadErrorCode::ResourceChanged), ErrorCategory::kDownload, errorSourceHere(),
                              m_change.toStdString()});
-    if (m_ended && isAskingForLogin(record.lastError))
+    if (isOver && isAskingForLogin(record.lastError))
         record.lastError.description = whoRefused(record);
     return record;
 }
@@ -155,6 +157,7 @@ bool DownloadRun::isTellingMadeUp() const
 
 void DownloadRun::run(AbstractDownloadCommand command, const FileIdentity &file)
 {
+    advance(Life::Running);
     m_saved = info();
     m_file = file;
     if (hasFileOnDisk(m_saved) && !m_saved.isFinished())
@@ -169,6 +172,14 @@ void DownloadRun::run(AbstractDownloadCommand command, const FileIdentity &file)
     // A command that has nothing to do begins no run, or one that is over by now.
     if (!m_download->isRunning())
         end();
+}
+
+/// One after the other, each once.
+void DownloadRun::advance(Life to)
+{
+    Q_ASSERT(QThread::currentThread() == thread());
+    Q_ASSERT_X(int(to) == int(m_life) + 1, "DownloadRun", "a run begins once, and ends once");
+    m_life = to;
 }
 
 void DownloadRun::stop()
@@ -286,22 +297,21 @@ void DownloadRun::save()
     if (m_writing && takesBackFromList(info()))
         writeAtOnce(whatMayBeSaid(info()));
     else if (isSaving())
-        m_saveAgain = true;
+        m_pending = Pending::AtOnce;
     else
         begin(info());
 }
 
 void DownloadRun::saveSoon()
 {
-    m_changed = true;
+    m_pending = std::max(m_pending, Pending::Soon);
     if (!isSaving() && !m_saveTimer.isActive())
         m_saveTimer.start();
 }
 
 void DownloadRun::begin(const AbstractDownloadPersistentInfo &snapshot)
 {
-    m_changed = false;
-    m_saveAgain = false;
+    m_pending = Pending::Nothing;
     if (!m_list || m_syncFailed || !claimsNewBytes(snapshot)) {
         commit(snapshot);
         return;
@@ -327,12 +337,12 @@ void DownloadRun::onSynced(const FileSyncer::Outcome &outcome)
     const bool isGone = outcome.error == ENOENT || m_file.isOther(outcome.file);
     if (!isGone && outcome.file.isKnown())
         m_file = outcome.file;
-    if (outcome.error == 0 && !isGone && m_saveAgain)
+    if (outcome.error == 0 && !isGone && m_pending == Pending::AtOnce)
         bringUpToDate(snapshot);
     // A file that is being renamed just now is found by the next save, under its new name. One that is not found at the
     // end either can mislead nobody: the first look at the disk shows that it is not there.
-    if (isGone && (m_saveAgain || !m_ended))
-        m_changed = true;
+    if (isGone && (m_pending == Pending::AtOnce || m_life == Life::Running))
+        m_pending = std::max(m_pending, Pending::Soon);
     else if (outcome.error == 0 || isGone)
         commit(snapshot);
     else
@@ -348,8 +358,7 @@ void DownloadRun::bringUpToDate(AbstractDownloadPersistentInfo &snapshot)
     if (newer.folder != snapshot.folder || newer.files != snapshot.files)
         return;
     snapshot = newer;
-    m_saveAgain = false;
-    m_changed = false;
+    m_pending = Pending::Nothing;
 }
 
 void DownloadRun::onSyncFailed(const AbstractDownloadPersistentInfo &snapshot, int error)
@@ -381,6 +390,8 @@ bool DownloadRun::takesBackFromList(const AbstractDownloadPersistentInfo &record
 AbstractDownloadPersistentInfo DownloadRun::whatMayBeSaid(const AbstractDownloadPersistentInfo &snapshot)
 {
     Info record = snapshot;
+    if (m_sources.areSeveral())
+        m_sources.restore(record);
     // By its first sync a small file may have got its final name.
     if (m_file.plannedAt() > 0 && !record.files.isEmpty() && record.files.first().isOnDisk()) {
         const FileIdentity file = FileIdentity::of(record.filePath(0));
@@ -435,7 +446,7 @@ void DownloadRun::onWritten(quint64 number, const AbstractDownloadPersistentInfo
 /// What is remembered may be newer than the bytes beside it: it grows more doubtful, and never less.
 DownloadStore::Holdings DownloadRun::holdings() const
 {
-    DownloadStore::Holdings holdings{m_file, m_contentEncoding, std::nullopt};
+    DownloadStore::Holdings holdings{m_file, m_contentEncoding, std::nullopt, m_fence};
     if (m_guard && m_guard->memory() != m_savedMemory)
         holdings.memory = m_guard->memory();
     return holdings;
@@ -443,23 +454,33 @@ DownloadStore::Holdings DownloadRun::holdings() const
 
 void DownloadRun::afterSave()
 {
-    if (m_saveAgain || (m_ended && m_changed))
+    const bool isOver = m_life > Life::Running;
+    if (m_pending == Pending::AtOnce || (isOver && m_pending == Pending::Soon))
         begin(info());
-    else if (m_changed)
+    else if (m_pending == Pending::Soon)
         saveSoon();
-    if (m_ended && !isSaving())
-        Q_EMIT finished();
+    if (isOver && !isSaving())
+        tellFinished();
 }
 
 void DownloadRun::end()
 {
-    if (m_ended)
+    if (m_life != Life::Running)
         return;
-    m_ended = true;
+    advance(Life::Ending);
     if (const Info record = info(); hasFileOnDisk(record))
         OwnFiles::forget(record.filePath(0));
     save();
     // The download is still inside its own signal.
     if (!isSaving())
-        QMetaObject::invokeMethod(this, &DownloadRun::finished, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(this, &DownloadRun::tellFinished, Qt::QueuedConnection);
+}
+
+/// A save that came late may have told it already.
+void DownloadRun::tellFinished()
+{
+    if (m_life != Life::Ending)
+        return;
+    advance(Life::Ended);
+    Q_EMIT finished();
 }

@@ -3,6 +3,7 @@
 
 #include <host/engine/downloadstatus.h>
 #include <host/policy/failure.h>
+#include <host/policy/sources.h>
 #include <host/storage/downloadstore.h>
 #include <host/storage/filesyncer.h>
 #include <inet/qt/download/framework/abstractdownload.h>
@@ -23,7 +24,7 @@ class ResourceGuard;
 
 /// One download while a session runs it: keeps the list in step with it and tells when its run is over.
 ///
-///     run() ──> running ── running(false) ──> saved ──> finished()
+///     New ── run() ──> Running ── running(false) ──> Ending (the last save) ──> Ended ── finished()
 ///
 ///     a save:  snapshot of the record ──> the disk takes the file's bytes ──> the snapshot goes into the list ──>
 ///     saved
@@ -59,6 +60,12 @@ public:
     /// Limits from now on.
     void setUsage(const NetworkUsageSettings &usage);
 
+    /// The addresses of which the download has some only; before run(). The list keeps all of them.
+    void setSources(const Sources &sources) { m_sources = sources; }
+
+    /// The number of the claim under which the list is written, see DownloadStore::Taken; before run(). 0 = none.
+    void setFence(qint64 fence) { m_fence = fence; }
+
     /// The one of the download's access chief; before run(). What it refuses ends the run as a changed resource.
     void setGuard(const std::shared_ptr<ResourceGuard> &guard);
 
@@ -91,6 +98,21 @@ Q_SIGNALS:
     void finished();
 
 private:
+    enum class Life {
+        New,
+        Running,
+        Ending, ///< its last save is under way
+        Ended,
+    };
+
+    /// What is to be saved behind the save that is under way, or by the timer.
+    enum class Pending {
+        Nothing,
+        Soon,
+        AtOnce,
+    };
+
+    void advance(Life to);
     void onChanged(bool significantly);
     void onRunning(bool isRunning);
     void onFilesOperations(bool performing);
@@ -118,6 +140,7 @@ private:
                    const std::optional<ResourceMemory> &memory, const QString &errorText);
     void afterSave();
     void end();
+    void tellFinished();
 
     AbstractDownload *const m_download;
     DownloadStore *const m_list;
@@ -129,8 +152,7 @@ private:
     bool m_isAsking = false; ///< inside of the call that gives it one
     quint64 m_writes = 0; ///< that were begun
     quint64 m_written = 0; ///< the last of which m_saved is
-    bool m_saveAgain = false; ///< as soon as that is done
-    bool m_changed = false; ///< since that began
+    Pending m_pending = Pending::Nothing; ///< since that began
     bool m_syncFailed = false;
     QTimer m_saveTimer;
     QList<QString> m_responseHeaders;
@@ -140,5 +162,7 @@ private:
     std::optional<ResourceMemory> m_savedMemory; ///< what the list has of the guard's; nothing = another
     QString m_contentEncoding; ///< of what is there or comes; null = nobody has said yet
     QString m_change; ///< why an answer brought another file; empty = none did
-    bool m_ended = false;
+    Sources m_sources; ///< none = the download has all
+    qint64 m_fence = 0;
+    Life m_life = Life::New;
 };

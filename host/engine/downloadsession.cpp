@@ -50,9 +50,7 @@ DownloadSession::~DownloadSession()
         delete download;
     }
     m_running.clear();
-    const QSet<qint64> claimed = m_claimed;
-    for (qint64 id : claimed)
-        releaseClaim(id);
+    releaseRest();
     m_writersThread.quit();
     m_writersThread.wait();
 }
@@ -119,11 +117,9 @@ bool DownloadSession::start(qint64 id, const Sources &sources, Failure *failure)
     if (!taken)
         return false;
     DiskCheck::forgetSectionsWithoutBytes(taken->record);
-    if (sources.areSeveral()) {
+    if (sources.areSeveral())
         sources.applyTo(taken->record);
-        m_sources.insert(id, sources);
-    }
-    run(*taken, &m_list, AbstractDownloadCommand::Start);
+    run(*taken, &m_list, AbstractDownloadCommand::Start, sources);
     return true;
 }
 
@@ -442,7 +438,8 @@ void DownloadSession::trustServers(const AbstractDownloadPersistentInfo &record,
         m_chief->takeSecrets(mirror.url, nullptr);
 }
 
-void DownloadSession::run(const DownloadStore::Taken &taken, DownloadStore *list, AbstractDownloadCommand command)
+void DownloadSession::run(const DownloadStore::Taken &taken, DownloadStore *list, AbstractDownloadCommand command,
+                          const Sources &sources)
 {
     const AbstractDownloadPersistentInfo &record = taken.record;
     const auto guard =
@@ -457,6 +454,8 @@ void DownloadSession::run(const DownloadStore::Taken &taken, DownloadStore *list
     chief->serve(*download, serversOf(record));
     running->setChief(chief);
     running->setGuard(guard);
+    running->setSources(sources);
+    running->setFence(taken.fence);
     running->setProxies([chief = m_chief](const QUrl &url) { return chief->proxyFor(url); });
     running->setContentEncoding(taken.contentEncoding);
     m_running.insert(record.id, running);
@@ -516,7 +515,6 @@ void DownloadSession::onFinished(DownloadRun *running)
     const QList<QString> responseHeaders = running->responseHeaders();
     const QueryResult result = QueryResult::from(info, responseHeaders);
     m_running.remove(id);
-    restoreSources(id, running->savedInfo());
     releaseClaim(id);
     running->deleteLater();
     if (id < 0 && !info.lastError)

@@ -164,12 +164,13 @@ private:
     bool takeClaim(qint64 id, Failure *failure);
     bool isTaken(qint64 id, DownloadStore::Claim claim, const ProcessIdentity &owner, Failure *failure);
     void releaseClaim(qint64 id);
+    void releaseRest();
 
     std::optional<DownloadStore::Taken> claimToRun(qint64 id, Failure *failure);
     void checkAgainstDisk(AbstractDownloadPersistentInfo &record, const FileIdentity &file);
-    void run(const DownloadStore::Taken &taken, DownloadStore *list, AbstractDownloadCommand command);
+    void run(const DownloadStore::Taken &taken, DownloadStore *list, AbstractDownloadCommand command,
+             const Sources &sources = {});
     bool change(qint64 id, const std::function<Failure(AbstractDownloadPersistentInfo &)> &how, Failure *failure);
-    void restoreSources(qint64 id, AbstractDownloadPersistentInfo info);
     /// Length of the file that the record names; -1 when it is not there. A link is none of ours, nor is a file that is
     /// known to be another than the one that was made.
     static qint64 lengthOnDisk(const AbstractDownloadPersistentInfo &record, const FileIdentity &known);
@@ -189,7 +190,6 @@ private:
     const QSharedPointer<QtAppSystemDefaultUserAgentManager> m_userAgentManager;
     ModuleRegistry *m_modules = nullptr; ///< a child, once it is open
     QHash<qint64, DownloadRun *> m_running; ///< children
-    QHash<qint64, Sources> m_sources; ///< of those that run from some of their addresses only
     QSet<qint64> m_claimed;
     QSet<qint64> m_held; ///< of m_claimed; those that stay so between runs
     qint64 m_lastQueryId = 0;

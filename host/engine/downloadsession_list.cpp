@@ -23,6 +23,8 @@ namespace
 
 /// Of downloads with the same address, so many are compared with a new one.
 constexpr int kCandidates = 3;
+/// More are left to the end of the process.
+constexpr qsizetype kReleasedAtTheEnd = 100;
 
 }
 
@@ -105,6 +107,16 @@ void DownloadSession::releaseClaim(qint64 id)
         m_list.release(id);
 }
 
+/// Of many that were put into the list and have not begun, each would be a transaction. They are free once the process
+/// is gone.
+void DownloadSession::releaseRest()
+{
+    const QSet<qint64> rest = m_claimed.size() > kReleasedAtTheEnd ? m_held : m_claimed;
+    m_held.clear();
+    for (const qint64 id : rest)
+        releaseClaim(id);
+}
+
 std::optional<DownloadStore::Taken> DownloadSession::claimToRun(qint64 id, Failure *failure)
 {
     DownloadStore::Taken taken;
@@ -152,17 +164,6 @@ void DownloadSession::checkWhole(AbstractDownloadPersistentInfo &info, const Fil
     if (info.isFinished() && !info.lastError && !DiskCheck::isWhole(info, lengthOnDisk(info, file)))
         info.setLastError({QFileDevice::FatalError, ErrorCategory::kFile, errorSourceHere(),
                            "the finished file is not on the disk in its full length"});
-}
-
-void DownloadSession::restoreSources(qint64 id, AbstractDownloadPersistentInfo info)
-{
-    const auto sources = m_sources.constFind(id);
-    if (sources == m_sources.constEnd())
-        return;
-    sources->restore(info);
-    m_sources.erase(sources);
-    if (!m_list.update(info))
-        Q_EMIT warned(id, listFailure());
 }
 
 /// @param how changes the record; answers why it cannot, or no failure
