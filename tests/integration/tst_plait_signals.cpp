@@ -93,6 +93,7 @@ private Q_SLOTS:
     void init();
     void eachSignalPausesAll_data();
     void eachSignalPausesAll();
+    void whatHadNotBegunIsCountedInOneLine();
     void signalsThatComeTogetherAreOne();
     void aSecondSignalEndsAtOnce_data();
     void aSecondSignalEndsAtOnce();
@@ -207,6 +208,24 @@ void TestPlaitSignals::eachSignalPausesAll()
         QCOMPARE(startOf(request), done.value(nameOf(request)));
         QCOMPARE(m_server->bodyBytesSent(request.order), kSize - done.value(nameOf(request)));
     }
+}
+
+void TestPlaitSignals::whatHadNotBegunIsCountedInOneLine()
+{
+    constexpr int kMany = 300;
+    QStringList arguments{u"-j"_s, u"1"_s, u"--json"_s, url(kNames.first())};
+    for (int i = 1; i < kMany; ++i)
+        arguments.append(url(u"waiting%1"_s.arg(i)));
+    m_plait->start(arguments);
+    QVERIFY2(waitFor([&] { return hasBegun(kNames.first()); }), m_plait->errorText());
+    m_plait->sendSignal(SIGINT);
+    const PlaitResult result = m_plait->finish();
+    QVERIFY2(result.status == kUnfinished, told(result));
+    QCOMPARE(result.out.count("\"event\":\"summary\""), 1);
+    QCOMPARE(result.out.count("\"event\":\"unbegun\""), 1);
+    QVERIFY2(result.out.contains("\"count\":" + QByteArray::number(kMany - 1)), told(result));
+    QVERIFY2(result.err.contains(QByteArray::number(kMany - 1) + " downloads had not begun"), told(result));
+    QVERIFY2(result.err.count('\n') < 10, told(result));
 }
 
 /// Some programs signal a process and its group.
