@@ -57,6 +57,7 @@ DownloadSession::~DownloadSession()
 
 bool DownloadSession::open(const SessionOptions &options, Failure *failure)
 {
+    Q_ASSERT_X(!m_writersThread.isRunning(), "DownloadSession", "it is open already");
     m_options = options;
     m_openedAt = FileIdentity::now();
     m_chief = QSharedPointer<NetworkAccessChief>::create();
@@ -102,6 +103,7 @@ qint64 DownloadSession::add(const DownloadRequest &asked, Failure *failure)
 
 bool DownloadSession::mayBegin(qint64 id, Failure *failure) const
 {
+    Q_ASSERT(QThread::currentThread() == thread());
     if (!m_closing && !m_running.contains(id))
         return true;
     *failure = Failure::make(Failure::Kind::CannotBegin, Failure::Subject::of(id),
@@ -458,6 +460,7 @@ void DownloadSession::run(const DownloadStore::Taken &taken, DownloadStore *list
     running->setFence(taken.fence);
     running->setProxies([chief = m_chief](const QUrl &url) { return chief->proxyFor(url); });
     running->setContentEncoding(taken.contentEncoding);
+    Q_ASSERT_X(!m_running.contains(record.id), "DownloadSession", "one run of a download at a time");
     m_running.insert(record.id, running);
     relaySignals(running);
     download->setWritersThread(&m_writersThread);
@@ -506,6 +509,7 @@ void DownloadSession::relaySignals(DownloadRun *running)
 void DownloadSession::onFinished(DownloadRun *running)
 {
     const qint64 id = running->id();
+    Q_ASSERT_X(m_running.value(id) == running, "DownloadSession", "a run ends once");
     AbstractDownloadPersistentInfo info = running->info();
     checkWhole(info, running->file());
     if (id > 0 && info.isFinished() && !info.lastError && !running->savedInfo().isFinished())

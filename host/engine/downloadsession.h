@@ -46,7 +46,7 @@ public:
     /// What still runs is cut off; what is on disk and in the list stays. See close().
     ~DownloadSession() override;
 
-    /// Once.
+    /// Once; again only where it failed.
     bool open(const SessionOptions &options, Failure *failure);
     /// What a person should know of the opening though it succeeded.
     QStringList warnings() const;

@@ -80,6 +80,7 @@ void DownloadSession::warnOfTheSame(const AbstractDownloadPersistentInfo &record
 
 bool DownloadSession::takeClaim(qint64 id, Failure *failure)
 {
+    Q_ASSERT(QThread::currentThread() == thread());
     ProcessIdentity owner;
     const DownloadStore::Claim claim = m_list.claim(id, &owner);
     return isTaken(id, claim, owner, failure);

@@ -7,6 +7,8 @@
 #include <inet/qt/download/framework/abstractdownload.h>
 #include <inet/qt/download/framework/downloaddetails.h>
 
+#include <QThread>
+
 using namespace Qt::StringLiterals;
 
 namespace
@@ -37,6 +39,8 @@ ResourceCheck::~ResourceCheck() = default;
 
 void ResourceCheck::begin(const AbstractDownloadPersistentInfo &record)
 {
+    Q_ASSERT(QThread::currentThread() == thread());
+    Q_ASSERT_X(!m_download, "ResourceCheck", "one check at a time");
     m_guard = std::make_shared<ResourceGuard>(ResourceGuard::Task::Look);
     m_guard->setMemory(m_session.list().memory(record.id), true);
     const DownloadOptions options = m_session.options(record.id);
