@@ -101,6 +101,8 @@ private Q_SLOTS:
     void stopDuringInitialFileOperationsWaits();
     void stopDuringFinalFileOperationsWaits();
     void finishNowIsContentWithWhatIsThere();
+    void finishNowAsItBeginsIsContentWithWhatIsThere_data();
+    void finishNowAsItBeginsIsContentWithWhatIsThere();
     void finishNowAddsTheSectionsUp();
     void finishNowWithoutFileJustEnds();
     void finishNowWhileFinalizingIsIgnored();
@@ -247,6 +249,36 @@ void TestWwwDownloadStop::finishNowIsContentWithWhatIsThere()
     QVERIFY(!finalizing.contains(false));
     const AbstractError given = operationAbortedError(errorSource(kSource, 327).c_str());
     QVERIFY(bench.logged(u"[Section #1]: stopping with error: "_s + given.toLogText()));
+}
+
+void TestWwwDownloadStop::finishNowAsItBeginsIsContentWithWhatIsThere_data()
+{
+    QTest::addColumn<Command>("command");
+    QTest::addColumn<QString>("event");
+    for (const QString &event : {u"running 1"_s, u"changed 0"_s}) {
+        QTest::addRow("a query, %s", qPrintable(event)) << Command::QueryInfo << event;
+        QTest::addRow("a start, %s", qPrintable(event)) << Command::Start << event;
+    }
+}
+
+void TestWwwDownloadStop::finishNowAsItBeginsIsContentWithWhatIsThere()
+{
+    QFETCH(Command, command);
+    QFETCH(QString, event);
+    Bench bench;
+    bench.download.setInfo(bench.usedRecord());
+    bench.onEvent = [&](const QString &told) {
+        if (told != event)
+            return;
+        bench.onEvent = {};
+        bench.download.doCommand(Command::FinishNow);
+    };
+    bench.download.doCommand(command);
+    QVERIFY(!bench.onEvent);
+    QTRY_VERIFY(!bench.download.isRunning());
+    QVERIFY(bench.download.info().isFinished());
+    QVERIFY(bench.replies.isEmpty());
+    QCOMPARE(bench.content(u"file.bin"_s), QByteArray(5, 'o'));
 }
 
 void TestWwwDownloadStop::finishNowAddsTheSectionsUp()

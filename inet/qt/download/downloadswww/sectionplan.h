@@ -97,7 +97,7 @@ public:
 
     SectionScheduling::CreateVerdict mayCreate(const Sections &all, const Situation &situation) const;
     /// Where a limit is reached: whether one section is made all the same, to learn whether ranges are honoured. Once
-    /// for each resource. Where not, the plan wants to be asked again.
+    /// for each time it was allowed. Where not, the plan wants to be asked again.
     bool takeResumeTest(const Sections &all, const Situation &situation);
     /// @param place of the connections, as in ConnectionVerdict
     Confirmation confirm(const Sections &all, int place);

@@ -5,7 +5,7 @@
 
 #include <QtGlobal>
 
-/// Decisions about a download's sections, as pure functions over numbers. WwwDownload gathers, asks and applies.
+/// Decisions about a download's sections, as pure functions over numbers. SectionPlan asks, and WwwDownload applies.
 namespace SectionScheduling {
 
 /// Running sections that a download never exceeds, whatever the limits say.

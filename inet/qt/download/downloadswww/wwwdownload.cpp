@@ -183,6 +183,9 @@ void WwwDownload::removeFirstFile()
 
 void WwwDownload::startQuery()
 {
+    // A receiver may be content with what is there by now.
+    if (isStopping())
+        return;
     if (m_record->bytesDownloaded(false) > 0 || (hasFile() && firstFile().isOnDisk())) {
         transition(RunState::Idle);
         return;

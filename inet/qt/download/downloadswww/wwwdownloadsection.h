@@ -26,9 +26,11 @@ class QThread;
 ///
 ///     idle ── query() ──> requesting ── good head ──> idle, the transfer is kept for 90 s
 ///
-///     requesting, waiting for the file   ── stop(), error ──> idle
+///     requesting                         ── stop(), error ──> idle
+///     waiting for the file               ── stop() ──> idle
 ///     opening                            ── failed ──> idle
-///     opening, writing, closing          ── stop(), failed ──> stopping ── closed ──> idle
+///     writing                            ── failed ──> stopping ── closed ──> idle
+///     opening, writing, closing          ── stop() ──> stopping ── closed ──> idle
 ///
 /// An adopted transfer that fails, by a time-out too, is asked for anew at once, from the first byte that is not
 /// written and into the same writer, whose state that does not touch. Nothing else is tried again in here: a time-out,

@@ -98,6 +98,8 @@ void WwwDownloadSection::onFileCreated()
 void WwwDownloadSection::openWriter()
 {
     DOWNLOAD_ASSERT(m_writer && !m_writer->isOpen());
+    if (!m_writer)
+        return;
     log(u"opening writer..."_s);
     transition(State::Opening);
     const qint64 dataStart = m_info->files.isEmpty() ? 0 : m_info->files.first().dataStart;
