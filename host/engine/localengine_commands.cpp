@@ -93,7 +93,7 @@ void LocalEngine::resumeAll(const EngineCommand &command)
     QList<ListEntry> chosen;
     EngineAnswer given;
     for (const ListEntry &known : unfinished) {
-        if (isQueued(known.id) || known.ownerPid != 0)
+        if (isQueued(known.id) || owned(known).ownerPid != 0)
             continue;
         chosen.append(known);
         given.ids.append(known.id);
