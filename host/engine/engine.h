@@ -78,8 +78,9 @@ public:
     /// file of another size is refused. @param force without asking. A failure where the download waits, is active or
     /// is finished.
     void setUrl(qint64 id, const DownloadRequest &request, bool force, const Callback &callback = {});
-    /// Puts a download at another place of the list, 0 being the first; those between move by one. Of those that wait,
-    /// the first of the list begins first. moved() follows. What lies beyond the end is the end.
+    /// Puts a download at another place of the list, 0 being the first; those between move by one. Where it waits, it
+    /// begins before those that wait and stand behind it. moved() follows. What lies beyond the end is the end. Lasts
+    /// as long as the engine.
     void move(qint64 id, qint64 position, const Callback &callback = {});
     /// From now on and in the list; changed() follows.
     void setLimits(qint64 id, const Limits &limits, const Callback &callback = {});
