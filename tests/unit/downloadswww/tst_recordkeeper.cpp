@@ -146,7 +146,7 @@ void TestRecordKeeper::anErrorIsNewsOnce()
 void TestRecordKeeper::isOfItsModule()
 {
     RecordKeeper keeper = keeping(Record());
-    keeper.adjust("some"_L1);
+    keeper.adjustInfo("some"_L1);
     QCOMPARE(keeper->moduleId, u"some"_s);
     QCOMPARE(keeper->flags & Record::ModuleFlags, Record::ModuleFlags);
 }

@@ -183,9 +183,9 @@ void TestSectionPlan::theSectionInCreationSortsLast()
 void TestSectionPlan::whatWaitsIsStartedFirst()
 {
     const Sections sections{running(1, 0, 10), finished(2, 10, 10), idle(3, 20, 10), idle(4, 30, 10)};
-    QCOMPARE(SectionPlan().lazy(sections).id, 3);
-    QCOMPARE(creating(3).lazy(sections).id, 4);
-    QCOMPARE(SectionPlan().lazy({running(1, 0, 10)}).id, 0);
+    QCOMPARE(SectionPlan().findLazySection(sections).id, 3);
+    QCOMPARE(creating(3).findLazySection(sections).id, 4);
+    QCOMPARE(SectionPlan().findLazySection({running(1, 0, 10)}).id, 0);
 }
 
 void TestSectionPlan::anAnswerConfirmsOrNot_data()

@@ -29,7 +29,7 @@ void RecordKeeper::begin(const Record &record)
 
 bool RecordKeeper::replace(const Record &record)
 {
-    const ContentFate fate = fateUnder(record, true);
+    const ContentFate fate = checkNewInfoForSpecialCase(record, true);
     *m_record = record;
     settle(fate);
     reopenForPendingContent();
@@ -40,7 +40,7 @@ bool RecordKeeper::update(const Record &record, qint64 fields, BitFlagsUpdateMod
 {
     ContentFate fate = ContentFate::Untouched;
     if (fields & Record::FieldDestination)
-        fate = fateUnder(record, (fields & kSourceFields) != 0);
+        fate = checkNewInfoForSpecialCase(record, (fields & kSourceFields) != 0);
     *isFetchedAgain = fate == ContentFate::FetchedAgain;
     if (!m_record->updateWith(record, fields, mode))
         return false;
@@ -48,13 +48,13 @@ bool RecordKeeper::update(const Record &record, qint64 fields, BitFlagsUpdateMod
     return true;
 }
 
-void RecordKeeper::adjust(QLatin1String moduleId)
+void RecordKeeper::adjustInfo(QLatin1String moduleId)
 {
     m_record->moduleId = moduleId;
     m_record->flags |= Record::ModuleFlags;
 }
 
-RecordKeeper::ContentFate RecordKeeper::fateUnder(const Record &record, bool compareSource)
+RecordKeeper::ContentFate RecordKeeper::checkNewInfoForSpecialCase(const Record &record, bool compareSource)
 {
     if (compareSource && isOtherSource(record, *m_record))
         return fateUnderOtherSource(record);

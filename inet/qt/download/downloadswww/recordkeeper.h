@@ -39,7 +39,7 @@ public:
     /// did
     bool update(const Record &record, qint64 fields, BitFlagsUpdateMode mode, bool *isFetchedAgain);
     /// Marks it as that module's.
-    void adjust(QLatin1String moduleId);
+    void adjustInfo(QLatin1String moduleId);
 
     /// Of the first file; empty without one.
     Ranges ranges() const;
@@ -62,7 +62,7 @@ private:
     /// What becomes of the bytes that a record kept inside itself when its destination changes.
     enum class ContentFate { Untouched, Pending, FetchedAgain };
 
-    ContentFate fateUnder(const Record &record, bool compareSource);
+    ContentFate checkNewInfoForSpecialCase(const Record &record, bool compareSource);
     ContentFate fateUnderOtherSource(const Record &record);
     void settle(ContentFate fate);
     void forgetRanges();

@@ -37,7 +37,7 @@ SectionPlan::Sections SectionPlan::sorted(Sections all) const
     return all;
 }
 
-SectionPlan::Section SectionPlan::lazy(const Sections &all) const
+SectionPlan::Section SectionPlan::findLazySection(const Sections &all) const
 {
     const auto it = std::find_if(all.cbegin(), all.cend(), [this](const Section &section) {
         return section.id != m_creatingId && !section.isRunning && !section.isFinished;
@@ -45,7 +45,7 @@ SectionPlan::Section SectionPlan::lazy(const Sections &all) const
     return it == all.cend() ? Section() : *it;
 }
 
-SectionPlan::Section SectionPlan::parent(const Sections &all)
+SectionPlan::Section SectionPlan::findBiggestBytesLeftSection(const Sections &all)
 {
     const auto it = std::max_element(all.cbegin(), all.cend(), [](const Section &a, const Section &b) {
         return a.range.bytesLeft() < b.range.bytesLeft();
@@ -64,7 +64,7 @@ SectionPlan::Cut SectionPlan::cut(const Sections &all, const Situation &situatio
 {
     if (all.isEmpty())
         return {{0, -1, 0}, ConnectionsBound::None, true};
-    const Section from = parent(all);
+    const Section from = findBiggestBytesLeftSection(all);
     const bool isBigEnough = from.range.bytesLeft() >= kMinimumLeftToSplit;
     const bool isSpaceMissing = isBigEnough && situation.hasFile && situation.isAllocating;
     Cut result;

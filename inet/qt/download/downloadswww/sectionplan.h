@@ -89,9 +89,9 @@ public:
     /// By offset; the one in creation last.
     Sections sorted(Sections all) const;
     /// The first that neither runs nor is finished; id 0 where there is none. The one in creation does not count.
-    Section lazy(const Sections &all) const;
+    Section findLazySection(const Sections &all) const;
     /// The one that has most to do, and so gives up a part: the first of several.
-    static Section parent(const Sections &all);
+    static Section findBiggestBytesLeftSection(const Sections &all);
     /// Where the next section comes from: the whole resource where there is none yet.
     Cut cut(const Sections &all, const Situation &situation) const;
 

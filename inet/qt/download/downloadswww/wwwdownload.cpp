@@ -118,7 +118,7 @@ void WwwDownload::start(AbstractDownloadCommand command)
     m_mode = command;
     m_details = {};
     clearLastError(false);
-    transition(RunState::Running);
+    setRunning(true);
     if (!guard)
         return;
     if (m_record->resumeSupport == AbstractDownloadPersistentInfo::ResumeUnknown && m_pack.size() == 1)
@@ -127,7 +127,7 @@ void WwwDownload::start(AbstractDownloadCommand command)
         m_record->setLastError(genericErrorAt(GenericErrorCode::NotSupported, kUnsupportedAtStartLine));
         Q_EMIT changed(false);
         if (guard)
-            transition(RunState::Idle);
+            setRunning(false);
         return;
     }
     if (hadError || wasFinished)
@@ -187,7 +187,7 @@ void WwwDownload::startQuery()
     if (isStopping())
         return;
     if (m_record->bytesDownloaded(false) > 0 || (hasFile() && firstFile().isOnDisk())) {
-        transition(RunState::Idle);
+        setRunning(false);
         return;
     }
     const RunGuard guard(this, m_runsEnded);
@@ -389,7 +389,7 @@ void WwwDownload::continueToStop()
     }
     writeErrorToRecord();
     if (guard)
-        transition(RunState::Idle);
+        setRunning(false);
 }
 
 void WwwDownload::finishWithWhatIsThere()

@@ -173,6 +173,7 @@ private:
     RunState runStateWith(StateBit bit) const { return RunState(quint32(runState()) | bit); }
     RunState runStateWithout(StateBit bit) const { return RunState(quint32(runState()) & ~quint32(bit)); }
     void transition(RunState to);
+    void setRunning(bool on);
     void logState() const;
     void setFinished(bool finished);
     void startAgain();
@@ -207,6 +208,7 @@ private:
     void startExtraSectionIfPossible();
     void onSectionGotOkResponse(qint64 id);
     bool confirmCreatingSection(const SectionPointer &section);
+    void markSectionAsCreated(const SectionPointer &section);
     void onSectionTimedOut(qint64 id);
     void removeCreatingSection(bool takeError, const QString &reason);
     void removeAllSections();

@@ -97,7 +97,7 @@ bool WwwDownload::serializeSections(bool toRecord)
 
 void WwwDownload::onInfoChanged(bool sourceChanged, bool changedArg, bool emitChanged)
 {
-    m_record.adjust(QLatin1String(kModuleId));
+    m_record.adjustInfo(QLatin1String(kModuleId));
     if (sourceChanged)
         m_mirrors->setMirrors(m_record->sourceInfo(), m_record->mirrors);
     if (m_fileOps)

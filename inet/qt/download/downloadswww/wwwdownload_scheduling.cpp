@@ -118,7 +118,7 @@ bool WwwDownload::startExtraSection()
     // A receiver of a signal on the way here may have stopped the download.
     if (!isRunning() || isStopping())
         return true;
-    SectionPointer next = section(m_plan.lazy(plannedSections()).id);
+    SectionPointer next = section(m_plan.findLazySection(plannedSections()).id);
     if (!next)
         next = createNewSection();
     if (!next)
@@ -248,10 +248,15 @@ bool WwwDownload::confirmCreatingSection(const SectionPointer &section)
         removeCreatingSection(false, SectionPlan::reasonAgainst(confirmation));
         return false;
     }
+    markSectionAsCreated(section);
+    return true;
+}
+
+void WwwDownload::markSectionAsCreated(const SectionPointer &section)
+{
     if (const SectionPointer parent = this->section(m_plan.settle(plannedSections())))
         parent->truncateSection(section.get());
     serializeSections(true);
-    return true;
 }
 
 void WwwDownload::onSectionTimedOut(qint64 id)

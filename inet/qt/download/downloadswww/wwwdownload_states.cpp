@@ -81,6 +81,12 @@ void WwwDownload::transition(RunState to)
         Q_EMIT stopping();
 }
 
+void WwwDownload::setRunning(bool on)
+{
+    if (isRunning() != on)
+        transition(on ? RunState::Running : RunState::Idle);
+}
+
 void WwwDownload::logState() const
 {
     if (QtAppDefaultLogger::instance()->verbosityLevel() >= kStateLogLevel)

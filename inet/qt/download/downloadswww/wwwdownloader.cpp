@@ -190,7 +190,7 @@ void WwwDownloader::start(const WwwDownloadSourceInfo &source, const QString &us
     m_lastEmitSecond = currentSecond();
 
     const RunGuard guard(this, m_runsEnded);
-    transition(State::Requesting);
+    setRunning(true);
     if (guard)
         startRequest(m_source, m_userAgent);
 }
@@ -221,6 +221,12 @@ void WwwDownloader::transition(State to)
         Q_EMIT gotHeaders();
 }
 
+void WwwDownloader::setRunning(bool on)
+{
+    if (isRunning() != on)
+        transition(on ? State::Requesting : State::Idle);
+}
+
 /// The one exit of a run. The reply is gone by now.
 void WwwDownloader::endRun()
 {
@@ -229,7 +235,7 @@ void WwwDownloader::endRun()
     const RunGuard guard(this, m_runsEnded);
     releaseNam();
     if (guard)
-        transition(State::Idle);
+        setRunning(false);
 }
 
 void WwwDownloader::setLastError(const AbstractError &error)

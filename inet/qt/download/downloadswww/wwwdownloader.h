@@ -139,6 +139,7 @@ private Q_SLOTS:
 
 private:
     void transition(State to);
+    void setRunning(bool on);
     void endRun();
     void setLastError(const AbstractError &error);
 
