@@ -161,7 +161,7 @@ private:
     {
         QString problem;
         DownloadRequest request = ChosenOptions::request(m_values, m_currentFolder, &problem);
-        complain(problem);
+        complain(problem.isEmpty() ? problem : u"-o "_s + problem);
         return request;
     }
 

@@ -42,7 +42,7 @@ void readOutput(const QString &output, DownloadRequest &request, QString *proble
 {
     const QString name = output.mid(output.lastIndexOf(u'/') + 1);
     if (name.isEmpty() || name == "."_L1 || name == ".."_L1) {
-        *problem = u"-o \"%1\" names no file. Give a name, and use -d for the folder."_s.arg(output);
+        *problem = u"\"%1\" names no file. Give a name; the folder can be given apart."_s.arg(output);
         return;
     }
     request.outputName = name;
@@ -57,7 +57,7 @@ NetworkOptions networkOf(const OptionValues &values, const QString &folder)
     QString problem;
     const QString proxy = values.text("proxy"_L1);
     if (!proxy.isEmpty())
-        network.proxy = ProxyChoice::checkedProxy(proxy, u"--proxy"_s, &problem);
+        network.proxy = ProxyChoice::checkedProxy(proxy, &problem);
     network.netrcFile = ChosenOptions::absolute(values.text("netrc-file"_L1), folder);
     network.netrc = values.flag("netrc"_L1) || !network.netrcFile.isEmpty();
     network.cookiesFile = ChosenOptions::absolute(values.text("load-cookies"_L1), folder);

@@ -25,9 +25,8 @@ struct Refusal {
 };
 
 constexpr char16_t kRangesAreOurs[] =
-    u"is not to be set: which bytes are asked for is plait's own work. \"plait resume\" goes on with a file.";
-constexpr char16_t kLengthIsOurs[] =
-    u"is not to be set: it follows from what is sent. Leave it out; --post-data gives the body.";
+    u"is not to be set: which bytes are asked for follows from what is there. Resume the download instead.";
+constexpr char16_t kLengthIsOurs[] = u"is not to be set: it follows from what is sent. Leave it out.";
 
 constexpr Refusal kRefusals[] = {
     {"range"_L1, kRangesAreOurs},
@@ -76,6 +75,6 @@ QString HarmlessHeaders::refusal(const QString &name, bool everywhere)
     if (found != std::end(kRefusals))
         return QString::fromUtf16(found->reason);
     if (everywhere && isSame(name, "host"_L1))
-        return u"names one server, and cannot be right for all. Give it with --header."_s;
+        return u"names one server, and cannot be right for all. Give it for one server alone."_s;
     return {};
 }

@@ -387,7 +387,7 @@ void TestArguments::whatIsWrongIsSaid_data()
     QTest::newRow("a length") << QStringList{url, u"--header"_s, u"Content-Length: 3"_s}
                               << u"it follows from what is sent"_s;
     QTest::newRow("a host for all") << QStringList{url, u"--header-for-all"_s, u"Host: a"_s}
-                                    << u"Give it with --header."_s;
+                                    << u"cannot be right for all"_s;
     QTest::newRow("a user agent with a line break")
         << QStringList{url, u"--user-agent"_s, u"a\nb"_s} << u"line break"_s;
     QTest::newRow("a level that is no number") << QStringList{url, u"--log-level"_s, u"x"_s} << u"--log-level"_s;
