@@ -66,10 +66,19 @@ ExitStatus exitStatusOf(const Failure &failure)
     case Kind::CannotChange:
     case Kind::CannotFinish:
     case Kind::NothingToCompare:
-    case Kind::List:
+    case Kind::CannotOpenList:
+    case Kind::CannotReadList:
+    case Kind::CannotChangeList:
+    case Kind::CannotRepairList:
+    case Kind::ListInMemory:
     case Kind::ListDamaged:
-    case Kind::Module:
-    case Kind::Setting:
+    case Kind::NoModule:
+    case Kind::ModuleUnusable:
+    case Kind::ProxyUnusable:
+    case Kind::CertificatesUnusable:
+    case Kind::CookiesUnusable:
+    case Kind::LoginsUnusable:
+    case Kind::LoginsExposed:
         break;
     }
     return ExitStatus::Unknown;

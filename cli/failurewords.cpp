@@ -266,6 +266,47 @@ QString cannot(const QString &what, const Failure &failure, const QString &when 
     return u"cannot %1 download %2%3: %4."_s.arg(what, numberOf(failure), when, failure.detail) + adviceFor(failure);
 }
 
+/// What to do about a list that cannot be worked with.
+QString listAdvice(const Failure &failure)
+{
+    const bool isAnotherWelcome = failure.remedies.contains(Remedy::OtherList);
+    if (failure.remedies.contains(Remedy::MoveAway))
+        return isAnotherWelcome ? u" Move that out of the way, or name another file with --list."_s
+                                : u" Move that out of the way."_s;
+    if (failure.remedies.contains(Remedy::NewerProgram))
+        return u" Use that version."_s;
+    if (failure.remedies.contains(Remedy::StopFirst))
+        return u" Wait until that is done, or stop it."_s;
+    return isAnotherWelcome ? u" Name another file with --list."_s : QString();
+}
+
+/// @param what as in: cannot "open" the list
+QString aboutList(const QString &what, const Failure &failure)
+{
+    const QString list =
+        failure.subject.path.isEmpty() ? u"in memory"_s : quoted(QDir::toNativeSeparators(failure.subject.path));
+    return u"cannot %1 the list %2: %3."_s.arg(what, list, reason(failure, u"nobody said why"_s)) + listAdvice(failure);
+}
+
+QString listDamaged(const Failure &failure)
+{
+    const QString which = quotedFile(failure);
+    if (failure.subject.keptAs.isEmpty())
+        return u"the list %1 was damaged. It was set aside, and a new one begun."_s.arg(which);
+    return u"the list %1 was damaged%3. It is kept as %2, and a new list was begun; incomplete files stay where they "
+           u"are. Run \"plait list --repair\" with that name to bring over what can be read of it."_s.arg(
+               which, quoted(QDir::toNativeSeparators(failure.subject.keptAs)),
+               failure.detail.isEmpty() ? QString() : u": "_s + failure.detail);
+}
+
+QString moduleUnusable(const Failure &failure)
+{
+    const QString advice = failure.remedies.contains(Remedy::MoveAway)
+        ? u"Move it out of the way."_s
+        : u"Install the one that came with this program."_s;
+    return u"cannot load the module %1: %2. %3"_s.arg(quotedFile(failure), failure.detail, advice);
+}
+
 QString fromNoAddress(const Failure &failure)
 {
     QStringList reasons;
@@ -354,11 +395,37 @@ QString ofItsKind(const Failure &failure)
         return cannot(u"finish"_s, failure, u" now"_s);
     case Kind::NothingToCompare:
         return cannot(u"check"_s, failure);
-    case Kind::List:
+    case Kind::CannotOpenList:
+        return aboutList(u"open"_s, failure);
+    case Kind::CannotReadList:
+        return aboutList(u"read"_s, failure);
+    case Kind::CannotChangeList:
+        return aboutList(u"change"_s, failure);
+    case Kind::CannotRepairList:
+        return aboutList(u"repair"_s, failure);
     case Kind::ListDamaged:
-    case Kind::Module:
-    case Kind::Setting:
-        return failure.detail;
+        return listDamaged(failure);
+    case Kind::ListInMemory:
+        return u"%1: the list of downloads is kept in memory, and gone when this program ends. Name a file for it with "
+               u"--list."_s.arg(failure.detail);
+    case Kind::NoModule:
+        return u"cannot find a module in %1. Set PLAIT_MODULE_DIR to the folder that holds them."_s.arg(failure.detail);
+    case Kind::ModuleUnusable:
+        return moduleUnusable(failure);
+    case Kind::ProxyUnusable:
+        return u"cannot use the proxy %1: %2. Give it as http://HOST:PORT, https://HOST:PORT or socks5://HOST:PORT."_s
+            .arg(quoted(failure.subject.title), failure.detail);
+    case Kind::CertificatesUnusable:
+        return u"cannot read the certificates in %1: %2."_s.arg(quotedFile(failure), failure.detail);
+    case Kind::CookiesUnusable:
+        return u"cannot read the cookies in %1: %2. Export them in Netscape's format (cookies.txt)."_s.arg(
+            quotedFile(failure), failure.detail);
+    case Kind::LoginsUnusable:
+        return u"cannot read the logins in %1: %2. Correct the file, or go on without it."_s.arg(quotedFile(failure),
+                                                                                                 failure.detail);
+    case Kind::LoginsExposed:
+        return u"other users of this machine can get at the passwords in %1. Run: chmod 600 %1"_s.arg(
+            quotedFile(failure));
     case Kind::EncryptionFailed:
     case Kind::Unknown:
         break;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <cli/listcare.h>
 
+#include <cli/failurewords.h>
 #include <cli/jsonline.h>
 #include <host/engine/engineoptions.h>
 #include <host/policy/shown.h>
@@ -47,6 +48,17 @@ void sayFindings(const ListCheck::Findings &findings, const QString &path, bool 
             answers);
 }
 
+QString sentenceOf(const ListRepair::Report &report)
+{
+    const QString sentence = FailureWords::sentence(report.failure);
+    return report.wasSetAside ? sentence + u" It is kept, and a new list was begun."_s : sentence;
+}
+
+QStringList remarksOf(const ListRepair::Report &report)
+{
+    return report.warning ? QStringList{FailureWords::sentence(report.warning)} + report.remarks : report.remarks;
+}
+
 void sayReport(const ListRepair::Report &report, const QString &path, QTextStream &answers)
 {
     const QString list = QDir::toNativeSeparators(path);
@@ -58,7 +70,7 @@ void sayReport(const ListRepair::Report &report, const QString &path, QTextStrea
             QDir::toNativeSeparators(report.from), list, QString::number(report.brought),
             QString::number(report.present)),
         answers);
-    for (const QString &remark : report.remarks)
+    for (const QString &remark : remarksOf(report))
         say(remark, answers);
     for (auto it = report.lost.cbegin(); it != report.lost.cend(); ++it)
         say(u"not brought over: %1 (%2)"_s.arg(IdRanges::text(it.value()), it.key()), answers);
@@ -77,7 +89,7 @@ QJsonObject objectOf(const ListRepair::Report &report, const QString &path)
             {u"brought"_s, report.brought},
             {u"present"_s, report.present},
             {u"lost"_s, lost},
-            {u"remarks"_s, QJsonArray::fromStringList(report.remarks)}};
+            {u"remarks"_s, QJsonArray::fromStringList(remarksOf(report))}};
 }
 
 }
@@ -87,8 +99,8 @@ ExitStatus ListCare::check(const Arguments &arguments, QTextStream &answers, QTe
     const bool isTheList = arguments.setAsideList.isEmpty();
     const QString path = isTheList ? listPathOf(arguments) : arguments.setAsideList;
     const ListCheck::Findings findings = ListCheck::look(path);
-    if (!findings.errorText.isEmpty())
-        return complain(notes, findings.errorText);
+    if (findings.failure)
+        return complain(notes, FailureWords::sentence(findings.failure));
     if (arguments.json)
         answers << JsonLine::of({{u"event"_s, u"check"_s},
                                  {u"list"_s, path},
@@ -105,8 +117,8 @@ ExitStatus ListCare::repair(const Arguments &arguments, QTextStream &answers, QT
     const ListRepair::Report report = arguments.setAsideList.isEmpty()
         ? ListRepair::repair(path)
         : ListRepair::bringOver(arguments.setAsideList, path);
-    if (!report.errorText.isEmpty())
-        return complain(notes, report.errorText);
+    if (report.failure)
+        return complain(notes, sentenceOf(report));
     if (arguments.json)
         answers << JsonLine::of(objectOf(report, path));
     else

@@ -125,8 +125,8 @@ bool isDone(const EngineAnswer &answer, QTextStream &notes)
 {
     if (!answer.isOk())
         complain(notes, FailureWords::sentence(answer.failure));
-    for (const QString &warning : answer.warnings)
-        complain(notes, warning);
+    for (const Failure &warning : answer.warnings)
+        complain(notes, FailureWords::sentence(warning));
     return answer.isOk();
 }
 

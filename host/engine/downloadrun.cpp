@@ -409,9 +409,9 @@ AbstractDownloadPersistentInfo DownloadRun::whatMayBeSaid(const AbstractDownload
 void DownloadRun::write(const AbstractDownloadPersistentInfo &record)
 {
     const DownloadStore::Holdings known = holdings();
-    const auto onAnswer = [this, record, memory = known.memory, number = ++m_writes](const QString &errorText) {
+    const auto onAnswer = [this, record, memory = known.memory, number = ++m_writes](const Failure &failure) {
         m_writing.reset();
-        onWritten(number, record, memory, errorText);
+        onWritten(number, record, memory, failure);
         if (!m_isAsking)
             afterSave();
     };
@@ -427,15 +427,17 @@ void DownloadRun::writeAtOnce(const AbstractDownloadPersistentInfo &record)
         takesBackFromList(record) ? DownloadStore::Lasting::Always : DownloadStore::Lasting::ThisRunOfTheMachine;
     const DownloadStore::Holdings known = holdings();
     const bool isDone = m_list->update(record, known, lasting);
-    onWritten(++m_writes, record, known.memory, isDone ? QString() : m_list->lastErrorText());
+    onWritten(++m_writes, record, known.memory, isDone ? Failure() : m_list->lastFailure());
 }
 
 /// @param number of the write; the answer to one that was overtaken comes later, and is older
 void DownloadRun::onWritten(quint64 number, const AbstractDownloadPersistentInfo &record,
-                            const std::optional<ResourceMemory> &memory, const QString &errorText)
+                            const std::optional<ResourceMemory> &memory, const Failure &failure)
 {
-    if (!errorText.isEmpty()) {
-        Q_EMIT saveFailed(Failure::told(Failure::Kind::List, Failure::Subject::of(record), errorText));
+    if (failure) {
+        Failure told = failure;
+        told.subject.id = record.id;
+        Q_EMIT saveFailed(told);
     } else if (number > m_written) {
         m_written = number;
         m_saved = record;

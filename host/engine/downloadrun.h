@@ -137,7 +137,7 @@ private:
     void write(const AbstractDownloadPersistentInfo &record);
     void writeAtOnce(const AbstractDownloadPersistentInfo &record);
     void onWritten(quint64 number, const AbstractDownloadPersistentInfo &record,
-                   const std::optional<ResourceMemory> &memory, const QString &errorText);
+                   const std::optional<ResourceMemory> &memory, const Failure &failure);
     void afterSave();
     void end();
     void tellFinished();

@@ -65,13 +65,10 @@ bool DownloadSession::open(const SessionOptions &options, Failure *failure)
     settings.ignoreSslErrors = options.ignoreSslErrors;
     m_chief->setDefaultConsumerSettings(settings);
     m_chief->setUsageSettings(options.allTogether);
-    QString errorText;
     const bool areCertificatesUsable =
-        options.caCertificatesFile.isEmpty() || m_chief->addCaCertificates(options.caCertificatesFile, &errorText);
-    if (!areCertificatesUsable || !m_chief->apply(options.network, &errorText)) {
-        *failure = Failure::told(Failure::Kind::Setting, {}, errorText);
+        options.caCertificatesFile.isEmpty() || m_chief->addCaCertificates(options.caCertificatesFile, failure);
+    if (!areCertificatesUsable || !m_chief->apply(options.network, failure))
         return false;
-    }
     prepareModules();
     if (!m_list.open({options.listPath, options.isListKept})) {
         *failure = listFailure();
@@ -82,10 +79,10 @@ bool DownloadSession::open(const SessionOptions &options, Failure *failure)
     return true;
 }
 
-QStringList DownloadSession::warnings() const
+QList<Failure> DownloadSession::warnings() const
 {
-    QStringList warnings = m_chief->warnings();
-    if (!m_list.warning().isEmpty())
+    QList<Failure> warnings = m_chief->warnings();
+    if (m_list.warning())
         warnings.append(m_list.warning());
     return warnings;
 }
@@ -269,15 +266,8 @@ std::optional<AbstractDownloadPersistentInfo> DownloadSession::record(qint64 id)
 
 Failure DownloadSession::whyNoRecord(qint64 id) const
 {
-    return m_list.lastErrorText().isEmpty() ? Failure::make(Failure::Kind::NoSuchDownload, Failure::Subject::of(id))
-                                            : listFailure();
-}
-
-Failure DownloadSession::listFailure() const
-{
-    Failure::Subject subject;
-    subject.path = m_list.path();
-    return Failure::told(Failure::Kind::List, subject, m_list.lastErrorText());
+    const Failure failure = m_list.lastFailure();
+    return failure ? failure : Failure::make(Failure::Kind::NoSuchDownload, Failure::Subject::of(id));
 }
 
 DownloadOptions DownloadSession::options(qint64 id)
@@ -390,9 +380,7 @@ void DownloadSession::prepareModules()
         module.setUserAgentManager(m_userAgentManager);
         module.initialize(true);
     });
-    const auto warn = [this](const QString &sentence) {
-        Q_EMIT warned(0, Failure::told(Failure::Kind::Module, {}, sentence));
-    };
+    const auto warn = [this](const Failure &failure) { Q_EMIT warned(0, failure); };
     connect(m_modules, &ModuleRegistry::refused, this, warn, Qt::QueuedConnection);
 }
 
@@ -403,9 +391,8 @@ bool DownloadSession::isServed(const QUrl &url, Failure *failure)
         return true;
     Failure::Subject subject;
     subject.url = url.adjusted(QUrl::RemovePassword);
-    const QString errorText = m_modules->errorText();
-    *failure = errorText.isEmpty() ? Failure::make(Failure::Kind::UnsupportedUrl, subject)
-                                   : Failure::told(Failure::Kind::Module, {}, errorText);
+    const Failure noModule = m_modules->failure();
+    *failure = noModule ? noModule : Failure::make(Failure::Kind::UnsupportedUrl, subject);
     return false;
 }
 

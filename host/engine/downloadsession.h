@@ -49,7 +49,7 @@ public:
     /// Once; again only where it failed.
     bool open(const SessionOptions &options, Failure *failure);
     /// What a person should know of the opening though it succeeded.
-    QStringList warnings() const;
+    QList<Failure> warnings() const;
 
     /// Some module serves the URL. With the first that is asked for, the modules are looked for; what is found that is
     /// none is warned of.
@@ -97,7 +97,7 @@ public:
     /// Behind a record() that gave nothing.
     Failure whyNoRecord(qint64 id) const;
     /// Of the list's newest operation; for one that failed.
-    Failure listFailure() const;
+    Failure listFailure() const { return m_list.lastFailure(); }
     DownloadOptions options(qint64 id);
     bool setOptions(qint64 id, const DownloadOptions &options, Failure *failure);
     DownloadStore &list() { return m_list; }

@@ -7,7 +7,6 @@
 #include <host/policy/failure.h>
 
 #include <QList>
-#include <QStringList>
 
 #include <optional>
 
@@ -22,7 +21,7 @@ struct EngineAnswer {
     QList<Snapshot> snapshots = {};
     qint64 total = 0; ///< of Snapshots: how many the filter lets through
     QList<Question> questions = {};
-    QStringList warnings = {}; ///< of Open and Prepare: what a person should know though it succeeded
+    QList<Failure> warnings = {}; ///< of Open and Prepare: what a person should know though it succeeded
     std::optional<QueryResult> found = {}; ///< of Query
 
     bool isOk() const { return !failure; }

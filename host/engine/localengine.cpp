@@ -95,13 +95,8 @@ void LocalEngine::warn(qint64 id, const Warning &warning)
 
 Failure LocalEngine::noSuch(qint64 id)
 {
-    return list().lastErrorText().isEmpty() ? Failure::make(Failure::Kind::NoSuchDownload, Failure::Subject::of(id))
-                                            : listFailure();
-}
-
-Failure LocalEngine::listFailure()
-{
-    return Failure::told(Failure::Kind::List, {}, list().lastErrorText());
+    const Failure failure = list().lastFailure();
+    return failure ? failure : Failure::make(Failure::Kind::NoSuchDownload, Failure::Subject::of(id));
 }
 
 void LocalEngine::run(const EngineCommand &command)
@@ -184,12 +179,12 @@ void LocalEngine::open(const EngineCommand &command)
     }
     m_options = command.options.value_or(EngineOptions());
     if (!openList()) {
-        refuse(command, listFailure());
+        refuse(command, list().lastFailure());
         m_list.reset();
         return;
     }
-    const QString warning = m_list->warning();
-    answer(command, {.warnings = warning.isEmpty() ? QStringList() : QStringList{warning}});
+    const Failure warning = m_list->warning();
+    answer(command, {.warnings = warning ? QList<Failure>{warning} : QList<Failure>()});
 }
 
 bool LocalEngine::openList()

@@ -59,7 +59,6 @@ private:
     void refuse(const EngineCommand &command, const Failure &failure);
     void warn(qint64 id, const Warning &warning);
     Failure noSuch(qint64 id);
-    Failure listFailure();
 
     // From its beginning to its end.
     void work();

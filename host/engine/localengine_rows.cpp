@@ -229,8 +229,8 @@ void LocalEngine::answerPage(const EngineCommand &command)
 {
     const SnapshotQuery query = command.query.value_or(SnapshotQuery());
     const QList<ListEntry> entries = pageOf(query);
-    if (!list().lastErrorText().isEmpty()) {
-        refuse(command, listFailure());
+    if (list().lastFailure()) {
+        refuse(command, list().lastFailure());
         return;
     }
     EngineAnswer given;

@@ -15,24 +15,34 @@ namespace
 
 using Entry = AbstractDownloadModuleEntry;
 
-/// Null, with the rest of a sentence, where the library has none that fits.
-const Entry *entryOf(QLibrary &library, QString *reason)
+using Remedy = Failure::Remedy;
+
+Failure unusable(const QLibrary &library, const QString &reason, Remedy remedy = Remedy::Reinstall)
+{
+    Failure::Subject subject;
+    subject.path = library.fileName();
+    Failure failure = Failure::make(Failure::Kind::ModuleUnusable, subject, reason);
+    failure.remedies = {remedy};
+    return failure;
+}
+
+/// Null, with a failure, where the library has none that fits.
+const Entry *entryOf(QLibrary &library, Failure *failure)
 {
     library.setLoadHints(QLibrary::ResolveAllSymbolsHint | QLibrary::PreventUnloadHint);
     if (!library.load()) {
-        *reason = library.errorString() + u". Install it anew."_s;
+        *failure = unusable(library, library.errorString());
         return nullptr;
     }
     const auto function = reinterpret_cast<Entry::Function>(library.resolve(Entry::kEntrySymbol));
     if (!function) {
-        *reason =
-            u"it has no \"%1\" and is no module. Move it out of the way."_s.arg(QLatin1String(Entry::kEntrySymbol));
+        *failure = unusable(library, u"it has no \"%1\" and is no module"_s.arg(QLatin1String(Entry::kEntrySymbol)),
+                            Remedy::MoveAway);
         return nullptr;
     }
     const Entry *const entry = function(Entry::kInterfaceVersion);
     if (!entry)
-        *reason = u"it does not speak interface version %1. Install the one that came with this program."_s.arg(
-            Entry::kInterfaceVersion);
+        *failure = unusable(library, u"it does not speak interface version %1"_s.arg(Entry::kInterfaceVersion));
     return entry;
 }
 
@@ -50,11 +60,11 @@ QStringList ModuleLoader::defaultFolders()
     return folders;
 }
 
-QList<AbstractDownloadModule *> ModuleLoader::load(const QString &path, QObject *parent, QString *errorText)
+QList<AbstractDownloadModule *> ModuleLoader::load(const QString &path, QObject *parent, Failure *failure)
 {
     QLibrary library(path);
-    QString reason;
-    const Entry *const entry = entryOf(library, &reason);
+    *failure = {};
+    const Entry *const entry = entryOf(library, failure);
     QList<AbstractDownloadModule *> modules;
     const QStringList ids = entry ? entry->uniqueIds() : QStringList();
     for (const QString &id : ids) {
@@ -62,7 +72,6 @@ QList<AbstractDownloadModule *> ModuleLoader::load(const QString &path, QObject 
             modules.append(module);
     }
     if (entry && modules.isEmpty())
-        reason = u"it holds no module. Install it anew."_s;
-    *errorText = reason.isEmpty() ? QString() : u"cannot load the module \"%1\": %2"_s.arg(path, reason);
+        *failure = unusable(library, u"it holds no module"_s);
     return modules;
 }

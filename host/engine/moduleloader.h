@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/policy/failure.h>
+
 #include <QList>
 #include <QString>
 #include <QStringList>
@@ -17,7 +19,7 @@ namespace ModuleLoader
 /// $PLAIT_MODULE_DIR, ../lib/plait beside the program's own folder, and where modules get installed.
 QStringList defaultFolders();
 
-/// The modules of a library, children of @p parent. None, with a sentence, where it is none that fits.
-QList<AbstractDownloadModule *> load(const QString &path, QObject *parent, QString *errorText);
+/// The modules of a library, children of @p parent. None, with a failure, where it is none that fits.
+QList<AbstractDownloadModule *> load(const QString &path, QObject *parent, Failure *failure);
 
 }

@@ -43,10 +43,8 @@ void ModuleRegistry::look()
     std::stable_sort(m_modules.begin(), m_modules.end(), [](AbstractDownloadModule *a, AbstractDownloadModule *b) {
         return a->supportedSourceCheckPriority() > b->supportedSourceCheckPriority();
     });
-    if (m_modules.isEmpty()) {
-        m_errorText = u"cannot find a module in \"%1\". Set PLAIT_MODULE_DIR to the folder that holds them."_s.arg(
-            m_folders.join(u"\", \""_s));
-    }
+    if (m_modules.isEmpty())
+        m_failure = Failure::make(Failure::Kind::NoModule, {}, u"\"%1\""_s.arg(m_folders.join(u"\", \""_s)));
 }
 
 void ModuleRegistry::lookInto(const QString &folder, QSet<QString> &names)
@@ -62,10 +60,10 @@ void ModuleRegistry::lookInto(const QString &folder, QSet<QString> &names)
 /// Whether the library holds modules that fit. One that is there under another file's name already is not needed twice.
 bool ModuleRegistry::take(const QString &path)
 {
-    QString errorText;
-    const QList<AbstractDownloadModule *> loaded = ModuleLoader::load(path, this, &errorText);
+    Failure failure;
+    const QList<AbstractDownloadModule *> loaded = ModuleLoader::load(path, this, &failure);
     if (loaded.isEmpty()) {
-        Q_EMIT refused(errorText);
+        Q_EMIT refused(failure);
         return false;
     }
     for (AbstractDownloadModule *module : loaded) {

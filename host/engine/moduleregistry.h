@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/policy/failure.h>
+
 #include <QList>
 #include <QObject>
 #include <QSet>
@@ -33,12 +35,12 @@ public:
     /// Of the modules that serve the address the one of the greatest priority; of several, that found first. Null =
     /// none does.
     AbstractDownloadModule *moduleFor(const QUrl &url);
-    /// A sentence where there is no module at all; empty = there is one, or nobody has asked yet.
-    QString errorText() const { return m_errorText; }
+    /// That there is no module at all; none = there is one, or nobody has asked yet.
+    Failure failure() const { return m_failure; }
 
 Q_SIGNALS:
     /// A library in a module folder is no module that fits. Emitted while the folders are looked into.
-    void refused(const QString &sentence);
+    void refused(const Failure &failure);
 
 private:
     void look();
@@ -49,6 +51,6 @@ private:
     std::function<void(AbstractDownloadModule &)> m_prepare;
     QList<AbstractDownloadModule *> m_modules; ///< children; those that are asked first come first
     QSet<QString> m_ids;
-    QString m_errorText;
+    Failure m_failure;
     bool m_hasLooked = false;
 };

@@ -26,16 +26,23 @@ namespace
 /// Larger files are none that people write, nor browsers.
 constexpr qint64 kMaximumFileSize = 64 * 1024 * 1024;
 
-/// Nothing, with a sentence, when it cannot be read.
-std::optional<QByteArray> contentOf(const QString &fileName, const QString &what, QString *errorText)
+Failure unusable(Failure::Kind kind, const QString &fileName, const QString &reason = {})
+{
+    Failure::Subject subject;
+    subject.path = fileName;
+    return Failure::make(kind, subject, reason);
+}
+
+/// Nothing, with a reason, when it cannot be read.
+std::optional<QByteArray> contentOf(const QString &fileName, QString *reason)
 {
     QFile file(fileName);
     if (!file.open(QIODevice::ReadOnly)) {
-        *errorText = u"cannot read the %1 in \"%2\": %3."_s.arg(what, fileName, file.errorString());
+        *reason = file.errorString();
         return std::nullopt;
     }
     if (file.size() > kMaximumFileSize) {
-        *errorText = u"cannot read the %1 in \"%2\": it is far too large to be such a file."_s.arg(what, fileName);
+        *reason = u"it is far too large to be such a file"_s;
         return std::nullopt;
     }
     return file.readAll();
@@ -101,16 +108,16 @@ void NetworkAccessChief::announceLimits()
     QMetaObject::invokeMethod(this, announce, Qt::QueuedConnection);
 }
 
-bool NetworkAccessChief::addCaCertificates(const QString &path, QString *errorText)
+bool NetworkAccessChief::addCaCertificates(const QString &path, Failure *failure)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
-        *errorText = u"cannot read the certificates in \"%1\": %2."_s.arg(path, file.errorString());
+        *failure = unusable(Failure::Kind::CertificatesUnusable, path, file.errorString());
         return false;
     }
     const QList<QSslCertificate> certificates = QSslCertificate::fromDevice(&file, QSsl::Pem);
     if (certificates.isEmpty()) {
-        *errorText = u"cannot read the certificates in \"%1\": there are none in PEM form in it."_s.arg(path);
+        *failure = unusable(Failure::Kind::CertificatesUnusable, path, u"there are none in PEM form in it"_s);
         return false;
     }
     for (const QSslCertificate &certificate : certificates)
@@ -119,20 +126,20 @@ bool NetworkAccessChief::addCaCertificates(const QString &path, QString *errorTe
     return true;
 }
 
-bool NetworkAccessChief::apply(const NetworkOptions &options, QString *errorText)
+bool NetworkAccessChief::apply(const NetworkOptions &options, Failure *failure)
 {
     m_warnings.clear();
     for (const Credential &credential : options.credentials)
         m_hub->credentials().add(credential);
-    if (!applyProxies(options, errorText))
+    if (!applyProxies(options, failure))
         return false;
-    if (!options.cookiesFile.isEmpty() && !loadCookies(options.cookiesFile, errorText))
+    if (!options.cookiesFile.isEmpty() && !loadCookies(options.cookiesFile, failure))
         return false;
     if (!options.netrc)
         return true;
     if (!options.netrcFile.isEmpty())
-        return loadNetrc(options.netrcFile, true, errorText);
-    return loadNetrc(defaultNetrcFile(QProcessEnvironment::systemEnvironment()), false, errorText);
+        return loadNetrc(options.netrcFile, true, failure);
+    return loadNetrc(defaultNetrcFile(QProcessEnvironment::systemEnvironment()), false, failure);
 }
 
 QUrl NetworkAccessChief::takeSecrets(const QUrl &url, QVariantMap *headers)
@@ -150,55 +157,59 @@ QUrl NetworkAccessChief::proxyFor(const QUrl &url) const
     return m_hub->proxyFor(url);
 }
 
-bool NetworkAccessChief::applyProxies(const NetworkOptions &options, QString *errorText)
+bool NetworkAccessChief::applyProxies(const NetworkOptions &options, Failure *failure)
 {
     ProxyChoice::Settings settings;
     const bool isGiven = !options.proxy.isEmpty() || !options.proxy.errorString().isEmpty();
     if (options.useEnvironmentProxies) {
         ProxyChoice::Settings environment;
         const bool usable =
-            ProxyChoice::fromEnvironment(QProcessEnvironment::systemEnvironment(), &environment, errorText);
+            ProxyChoice::fromEnvironment(QProcessEnvironment::systemEnvironment(), &environment, failure);
         // Variables that are not asked need not be right.
         if (!usable && !isGiven)
             return false;
         settings = environment;
     }
     if (isGiven) {
-        settings.everywhere =
-            ProxyChoice::checkedProxy(options.proxy.toString(QUrl::FullyEncoded), u"--proxy"_s, errorText);
-        if (settings.everywhere.isEmpty())
+        QString reason;
+        const QString text = options.proxy.toString(QUrl::FullyEncoded);
+        settings.everywhere = ProxyChoice::checkedProxy(text, &reason);
+        if (settings.everywhere.isEmpty()) {
+            *failure = ProxyChoice::unusable(text, reason);
             return false;
+        }
     }
     m_hub->setProxySettings(settings);
     return true;
 }
 
-bool NetworkAccessChief::loadNetrc(const QString &fileName, bool mustExist, QString *errorText)
+bool NetworkAccessChief::loadNetrc(const QString &fileName, bool mustExist, Failure *failure)
 {
     if (!mustExist && !QFileInfo::exists(fileName))
         return true;
-    const std::optional<QByteArray> text = contentOf(fileName, u"logins"_s, errorText);
-    if (!text)
+    QString reason;
+    const std::optional<QByteArray> text = contentOf(fileName, &reason);
+    const std::optional<QList<Netrc::Entry>> entries = text ? Netrc::parse(*text, &reason) : std::nullopt;
+    if (!entries) {
+        *failure = unusable(Failure::Kind::LoginsUnusable, fileName, reason);
         return false;
-    const std::optional<QList<Netrc::Entry>> entries = Netrc::parse(*text, fileName, errorText);
-    if (!entries)
-        return false;
+    }
     m_hub->credentials().setNetrc(*entries);
-    if (const QString warning = Netrc::permissionsWarning(QFile::permissions(fileName), *entries, fileName);
-        !warning.isEmpty())
-        m_warnings.append(warning);
+    if (Netrc::isExposed(QFile::permissions(fileName), *entries))
+        m_warnings.append(unusable(Failure::Kind::LoginsExposed, fileName));
     return true;
 }
 
-bool NetworkAccessChief::loadCookies(const QString &fileName, QString *errorText)
+bool NetworkAccessChief::loadCookies(const QString &fileName, Failure *failure)
 {
-    const std::optional<QByteArray> text = contentOf(fileName, u"cookies"_s, errorText);
-    if (!text)
-        return false;
+    QString reason;
+    const std::optional<QByteArray> text = contentOf(fileName, &reason);
     const std::optional<QList<QNetworkCookie>> cookies =
-        NetscapeCookies::parse(*text, fileName, QDateTime::currentDateTimeUtc(), errorText);
-    if (!cookies)
+        text ? NetscapeCookies::parse(*text, QDateTime::currentDateTimeUtc(), &reason) : std::nullopt;
+    if (!cookies) {
+        *failure = unusable(Failure::Kind::CookiesUnusable, fileName, reason);
         return false;
+    }
     for (const QNetworkCookie &cookie : *cookies)
         m_hub->jar().insertCookie(cookie);
     return true;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <host/network/networkoptions.h>
+#include <host/policy/failure.h>
 #include <inet/qt/download/framework/abstractnetworkaccesschief.h>
 
 #include <QByteArray>
@@ -48,12 +49,12 @@ public:
     void setDefaultConsumerSettings(const AbstractNetworkConsumerSettings &settings) { m_consumerSettings = settings; }
     /// Certificates of a PEM file that servers may rest on, besides the system's. False, with the reason, when there
     /// are none in it.
-    bool addCaCertificates(const QString &path, QString *errorText);
+    bool addCaCertificates(const QString &path, Failure *failure);
 
-    /// Once, before the first manager is taken. False, with a sentence, when something in the options is unusable; that
+    /// Once, before the first manager is taken. False, with a failure, when something in the options is unusable; that
     /// ~/.netrc does not exist is no such thing. What a person should only know is in warnings() then.
-    bool apply(const NetworkOptions &options, QString *errorText);
-    QStringList warnings() const { return m_warnings; }
+    bool apply(const NetworkOptions &options, Failure *failure);
+    QList<Failure> warnings() const { return m_warnings; }
 
     /// Keeps what of a request is secret, for the origin of @p url and for no other: the login in the URL and the
     /// custom headers that are not harmless (see HarmlessHeaders), which leave @p headers (null = there are none). For
@@ -68,15 +69,15 @@ public:
     QUrl proxyFor(const QUrl &url) const;
 
 private:
-    bool applyProxies(const NetworkOptions &options, QString *errorText);
-    bool loadNetrc(const QString &fileName, bool mustExist, QString *errorText);
-    bool loadCookies(const QString &fileName, QString *errorText);
+    bool applyProxies(const NetworkOptions &options, Failure *failure);
+    bool loadNetrc(const QString &fileName, bool mustExist, Failure *failure);
+    bool loadCookies(const QString &fileName, Failure *failure);
 
     const std::shared_ptr<TransferHub> m_hub;
     const std::unique_ptr<AbstractNetworkConsumersStats> m_stats;
     const QSharedPointer<TransferManager> m_manager;
     QList<QByteArray> m_authorities; ///< DER
-    QStringList m_warnings;
+    QList<Failure> m_warnings;
     NetworkUsageSettings m_usageSettings;
     AbstractNetworkConsumerSettings m_consumerSettings;
     bool m_areLimitsToBeAnnounced = false;

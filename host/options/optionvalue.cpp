@@ -147,9 +147,11 @@ QString checksumProblem(const QString &text, const QString &subject)
 QString proxyProblem(const QString &text, const QString &subject)
 {
     QString problem;
-    const bool isTyped = subject.startsWith(u'-');
-    ProxyChoice::checkedProxy(text, isTyped ? subject : u"the setting \"%1\""_s.arg(subject), &problem);
-    return problem;
+    ProxyChoice::checkedProxy(text, &problem);
+    return problem.isEmpty() ? problem
+                             : told(subject, text,
+                                    u"is no proxy: %1. Give it as http://HOST:PORT, https://HOST:PORT or "
+                                    u"socks5://HOST:PORT."_s.arg(problem));
 }
 
 QString fileProblem(const QString &text, const QString &subject)

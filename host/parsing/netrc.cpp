@@ -109,10 +109,9 @@ private:
     int m_line = 1;
 };
 
-QString complaint(const QString &fileName, int line, const QString &reason)
+QString complaint(int line, const QString &what)
 {
-    return u"cannot read the logins in \"%1\": line %2: %3. Correct the file, or go on without it."_s.arg(
-        fileName, QString::number(line), reason);
+    return u"line %1: %2"_s.arg(QString::number(line), what);
 }
 
 /// Takes the word behind a keyword into the entries. False = there is none such keyword here.
@@ -147,7 +146,7 @@ bool isFor(const Netrc::Entry &entry, const QString &user)
 
 }
 
-std::optional<QList<Netrc::Entry>> Netrc::parse(const QByteArray &text, const QString &fileName, QString *errorText)
+std::optional<QList<Netrc::Entry>> Netrc::parse(const QByteArray &text, QString *reason)
 {
     QList<Entry> entries;
     Words words(text);
@@ -159,19 +158,19 @@ std::optional<QList<Netrc::Entry>> Netrc::parse(const QByteArray &text, const QS
         }
         // What stands there is not repeated: it may well be a password.
         if (!isKnown(*keyword)) {
-            *errorText = complaint(
-                fileName, line, u"a word stands where machine, default, login, password, account or macdef should"_s);
+            *reason =
+                complaint(line, u"a word stands where machine, default, login, password, account or macdef should"_s);
             return std::nullopt;
         }
         const std::optional<QString> value = words.value();
         if (!value) {
-            *errorText = complaint(fileName, line, u"there is no word behind \"%1\""_s.arg(*keyword));
+            *reason = complaint(line, u"there is no word behind \"%1\""_s.arg(*keyword));
             return std::nullopt;
         }
         if (*keyword == "macdef"_L1) {
             words.skipMacro();
         } else if (!take(*keyword, *value, entries)) {
-            *errorText = complaint(fileName, line, u"\"%1\" stands before the first machine"_s.arg(*keyword));
+            *reason = complaint(line, u"\"%1\" stands before the first machine"_s.arg(*keyword));
             return std::nullopt;
         }
     }
@@ -193,14 +192,11 @@ std::optional<Netrc::Entry> Netrc::entryFor(const QList<Entry> &entries, const Q
     return found == entries.cend() ? std::nullopt : std::optional(*found);
 }
 
-QString Netrc::permissionsWarning(QFileDevice::Permissions permissions, const QList<Entry> &entries,
-                                  const QString &fileName)
+bool Netrc::isExposed(QFileDevice::Permissions permissions, const QList<Entry> &entries)
 {
     const bool isOpen = permissions
         & (QFileDevice::ReadGroup | QFileDevice::ReadOther | QFileDevice::WriteGroup | QFileDevice::WriteOther);
     const bool hasPassword = std::any_of(entries.cbegin(), entries.cend(),
                                          [](const Entry &entry) { return !entry.login.password.isEmpty(); });
-    if (!isOpen || !hasPassword)
-        return {};
-    return u"other users of this machine can get at the passwords in \"%1\". Run: chmod 600 \"%1\""_s.arg(fileName);
+    return isOpen && hasPassword;
 }

@@ -24,15 +24,16 @@ struct Entry {
 
 /// All entries in their order. Macros ("macdef") are skipped; a "#" begins a comment where a keyword would stand, but
 /// not in a password; a word in double quotes may hold blanks, and quotes and backslashes behind a backslash. Nothing,
-/// with a sentence that names file and line, when the text is no netrc file.
-std::optional<QList<Entry>> parse(const QByteArray &text, const QString &fileName, QString *errorText);
+/// with a reason that names the line, when the text is no netrc file.
+/// @param reason gets a clause; nothing of what the file says is in it
+std::optional<QList<Entry>> parse(const QByteArray &text, QString *reason);
 
 /// The first entry for the host, else, where that may serve, the default. @param user of whom the password is wanted;
 /// empty = of anybody
 std::optional<Entry> entryFor(const QList<Entry> &entries, const QString &host, bool mayUseDefault,
                               const QString &user = {});
 
-/// What a person should know about the file's permissions; empty = only the owner can read it, or it holds no password.
-QString permissionsWarning(QFileDevice::Permissions permissions, const QList<Entry> &entries, const QString &fileName);
+/// Others than the owner of a file with these entries can get at passwords in it.
+bool isExposed(QFileDevice::Permissions permissions, const QList<Entry> &entries);
 
 }

@@ -90,8 +90,8 @@ QList<QByteArray> fieldsOf(QByteArray line)
 
 }
 
-std::optional<QList<QNetworkCookie>> NetscapeCookies::parse(const QByteArray &text, const QString &fileName,
-                                                            const QDateTime &now, QString *errorText)
+std::optional<QList<QNetworkCookie>> NetscapeCookies::parse(const QByteArray &text, const QDateTime &now,
+                                                            QString *reason)
 {
     QList<QNetworkCookie> cookies;
     int number = 0;
@@ -103,10 +103,8 @@ std::optional<QList<QNetworkCookie>> NetscapeCookies::parse(const QByteArray &te
         if (isComment(line))
             continue;
         const QList<QByteArray> fields = fieldsOf(line);
-        if (const QString reason = problem(fields); !reason.isEmpty()) {
-            *errorText =
-                u"cannot read the cookies in \"%1\": line %2 is no cookie: %3. Export them in Netscape's format "
-                "(cookies.txt)."_s.arg(fileName, QString::number(number), reason);
+        if (const QString what = problem(fields); !what.isEmpty()) {
+            *reason = u"line %1 is no cookie: %2"_s.arg(QString::number(number), what);
             return std::nullopt;
         }
         const QNetworkCookie cookie = cookieOf(fields, line.startsWith(kHttpOnly));

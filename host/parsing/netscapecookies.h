@@ -18,8 +18,7 @@ namespace NetscapeCookies
 /// All cookies that have not expired; expiry 0 lasts as long as the session. Whether hosts below the domain get one is
 /// for the second field to say; a dot before the domain says nothing. "#HttpOnly_" before a domain marks the cookie so;
 /// other lines that begin with "#" and empty ones are comments.
-/// Nothing, with a sentence that names file and line, when the text is no such file.
-std::optional<QList<QNetworkCookie>> parse(const QByteArray &text, const QString &fileName, const QDateTime &now,
-                                           QString *errorText);
+/// Nothing, with a reason that names the line, when the text is no such file. @param reason gets a clause
+std::optional<QList<QNetworkCookie>> parse(const QByteArray &text, const QDateTime &now, QString *reason);
 
 }

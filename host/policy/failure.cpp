@@ -65,10 +65,19 @@ const QList<KindRow> &kindRows()
         {Kind::CannotFinish, "cannot-finish"_L1},
         {Kind::SameResource, "same-resource"_L1},
         {Kind::NothingToCompare, "nothing-to-compare"_L1},
-        {Kind::List, "list"_L1},
+        {Kind::CannotOpenList, "cannot-open-list"_L1},
+        {Kind::CannotReadList, "cannot-read-list"_L1},
+        {Kind::CannotChangeList, "cannot-change-list"_L1},
+        {Kind::CannotRepairList, "cannot-repair-list"_L1},
         {Kind::ListDamaged, "list-damaged"_L1, {Remedy::RepairList}},
-        {Kind::Module, "module"_L1},
-        {Kind::Setting, "setting"_L1},
+        {Kind::ListInMemory, "list-in-memory"_L1, {Remedy::OtherList}},
+        {Kind::NoModule, "no-module"_L1},
+        {Kind::ModuleUnusable, "module-unusable"_L1, {Remedy::Reinstall}},
+        {Kind::ProxyUnusable, "proxy-unusable"_L1},
+        {Kind::CertificatesUnusable, "certificates-unusable"_L1},
+        {Kind::CookiesUnusable, "cookies-unusable"_L1},
+        {Kind::LoginsUnusable, "logins-unusable"_L1},
+        {Kind::LoginsExposed, "logins-exposed"_L1},
     };
     return rows;
 }
@@ -98,6 +107,9 @@ constexpr std::pair<Remedy, QLatin1StringView> kRemedies[] = {
     {Remedy::SeeList, "see-list"_L1},
     {Remedy::RepairList, "repair-list"_L1},
     {Remedy::OtherList, "other-list"_L1},
+    {Remedy::MoveAway, "move-away"_L1},
+    {Remedy::NewerProgram, "newer-program"_L1},
+    {Remedy::Reinstall, "reinstall"_L1},
     {Remedy::ReadLog, "read-log"_L1},
 };
 
@@ -156,6 +168,7 @@ QJsonObject toJson(const Failure::Subject &subject)
     put(object, "path"_L1, subject.path);
     put(object, "folder"_L1, subject.folder);
     put(object, "host"_L1, subject.host);
+    put(object, "keptAs"_L1, subject.keptAs);
     return object;
 }
 
@@ -163,7 +176,8 @@ Failure::Subject subjectFrom(const QJsonObject &object)
 {
     return {object.value("id"_L1).toInteger(),    QUrl(object.value("url"_L1).toString()),
             object.value("title"_L1).toString(),  object.value("path"_L1).toString(),
-            object.value("folder"_L1).toString(), object.value("host"_L1).toString()};
+            object.value("folder"_L1).toString(), object.value("host"_L1).toString(),
+            object.value("keptAs"_L1).toString()};
 }
 
 QJsonArray toJson(const QList<Failure::Address> &addresses)

@@ -61,10 +61,19 @@ struct Failure {
         SameResource, ///< subject: another download, of what this one is of; nothing failed
         NothingToCompare, ///< of a check; detail: why not
         // Of what everything stands on.
-        List, ///< the list of downloads; detail: what cannot be done with it, and why
-        ListDamaged, ///< it was damaged, and set aside
-        Module, ///< detail: which one, and why it cannot be used
-        Setting, ///< of the session; detail: which one, and why it cannot be used
+        CannotOpenList, ///< of downloads; detail: why not
+        CannotReadList, ///< all of it or a part; detail: why not
+        CannotChangeList, ///< detail: why not; nothing of the change is in it
+        CannotRepairList, ///< detail: why not
+        ListDamaged, ///< it was set aside (subject.keptAs), and a new one begun; detail: what was wrong, may be empty
+        ListInMemory, ///< it goes with the process; detail: why it is not in its place
+        NoModule, ///< at all; detail: the folders that were looked into, in quotes
+        ModuleUnusable, ///< subject.path: its file; detail: why
+        ProxyUnusable, ///< subject.title: as it was given, without a login; detail: why
+        CertificatesUnusable, ///< subject.path: their file; detail: why
+        CookiesUnusable, ///< the same
+        LoginsUnusable, ///< the same
+        LoginsExposed, ///< other users of the machine can get at those of the file
     };
 
     /// What may help. The first of several is the best.
@@ -93,6 +102,9 @@ struct Failure {
         SeeList,
         RepairList,
         OtherList,
+        MoveAway, ///< what lies in the subject's place
+        NewerProgram, ///< the one that wrote it
+        Reinstall,
         ReadLog,
     };
 
@@ -104,6 +116,7 @@ struct Failure {
         QString path; ///< of its file, or of the list; empty = there is no name yet
         QString folder;
         QString host; ///< that was spoken to
+        QString keptAs = {}; ///< path that it has by now; empty = it was not moved
 
         static Subject of(const AbstractDownloadPersistentInfo &info);
         static Subject of(qint64 id);

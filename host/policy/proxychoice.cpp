@@ -25,13 +25,6 @@ QString kindOf(const QString &scheme)
     return {};
 }
 
-QUrl refused(const QString &text, const QString &source, const QString &reason, QString *errorText)
-{
-    *errorText = u"cannot use the proxy \"%1\" of %2: %3. Give it as http://HOST:PORT, https://HOST:PORT or "
-                 u"socks5://HOST:PORT."_s.arg(Redaction::typed(text), source, reason);
-    return {};
-}
-
 /// Whether the address lies in the network "address/bits".
 bool isInNetwork(const QHostAddress &address, const QString &network)
 {
@@ -100,7 +93,7 @@ bool isExcepted(const QUrl &url, const QStringList &exceptions)
 }
 
 /// Reads the first of the variables that is there; an empty one is there, too, and says that there is no proxy.
-bool readVariable(const QProcessEnvironment &environment, const QStringList &names, QUrl *proxy, QString *errorText)
+bool readVariable(const QProcessEnvironment &environment, const QStringList &names, QUrl *proxy, Failure *failure)
 {
     const auto name = std::find_if(names.cbegin(), names.cend(),
                                    [&environment](const QString &each) { return environment.contains(each); });
@@ -109,22 +102,34 @@ bool readVariable(const QProcessEnvironment &environment, const QStringList &nam
     const QString text = environment.value(*name).trimmed();
     if (text.isEmpty())
         return true;
-    *proxy = ProxyChoice::checkedProxy(text, u"the environment variable "_s + *name, errorText);
+    QString reason;
+    *proxy = ProxyChoice::checkedProxy(text, &reason);
+    if (proxy->isEmpty())
+        *failure = ProxyChoice::unusable(text, u"%1 (environment variable %2)"_s.arg(reason, *name));
     return !proxy->isEmpty();
 }
 
 }
 
-QUrl ProxyChoice::checkedProxy(const QString &text, const QString &source, QString *errorText)
+Failure ProxyChoice::unusable(const QString &text, const QString &reason)
 {
-    errorText->clear();
+    Failure::Subject subject;
+    subject.title = Redaction::typed(text);
+    return Failure::make(Failure::Kind::ProxyUnusable, subject, reason);
+}
+
+QUrl ProxyChoice::checkedProxy(const QString &text, QString *reason)
+{
+    reason->clear();
     const bool hasScheme = text.contains("://"_L1);
     QUrl proxy(hasScheme ? text : "http://"_L1 + text, QUrl::TolerantMode);
     if (!proxy.isValid() || proxy.host().isEmpty())
-        return refused(text, source, u"it names no host"_s, errorText);
+        *reason = u"it names no host"_s;
     const QString kind = kindOf(proxy.scheme());
-    if (kind.isEmpty())
-        return refused(text, source, u"\"%1\" is no kind of proxy that plait can use"_s.arg(proxy.scheme()), errorText);
+    if (reason->isEmpty() && kind.isEmpty())
+        *reason = u"\"%1\" is no kind of proxy that can be used"_s.arg(proxy.scheme());
+    if (!reason->isEmpty())
+        return {};
     proxy.setScheme(kind);
     proxy.setPort(proxy.port(kDefaultPort));
     proxy.setPath(QString());
@@ -133,12 +138,12 @@ QUrl ProxyChoice::checkedProxy(const QString &text, const QString &source, QStri
     return proxy;
 }
 
-bool ProxyChoice::fromEnvironment(const QProcessEnvironment &environment, Settings *settings, QString *errorText)
+bool ProxyChoice::fromEnvironment(const QProcessEnvironment &environment, Settings *settings, Failure *failure)
 {
-    const bool usable = readVariable(environment, {u"http_proxy"_s}, &settings->http, errorText)
-        && readVariable(environment, {u"https_proxy"_s, u"HTTPS_PROXY"_s}, &settings->https, errorText)
-        && readVariable(environment, {u"ftp_proxy"_s, u"FTP_PROXY"_s}, &settings->ftp, errorText)
-        && readVariable(environment, {u"all_proxy"_s, u"ALL_PROXY"_s}, &settings->otherwise, errorText);
+    const bool usable = readVariable(environment, {u"http_proxy"_s}, &settings->http, failure)
+        && readVariable(environment, {u"https_proxy"_s, u"HTTPS_PROXY"_s}, &settings->https, failure)
+        && readVariable(environment, {u"ftp_proxy"_s, u"FTP_PROXY"_s}, &settings->ftp, failure)
+        && readVariable(environment, {u"all_proxy"_s, u"ALL_PROXY"_s}, &settings->otherwise, failure);
     static const QRegularExpression separators(u"[,\\s]+"_s);
     const QString lower = u"no_proxy"_s;
     const QString exceptions = environment.value(environment.contains(lower) ? lower : u"NO_PROXY"_s);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/policy/failure.h>
+
 #include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
@@ -25,13 +27,16 @@ struct Settings {
 };
 
 /// A proxy's URL in full: scheme http, https or socks5, host, port, and the login if it has one. A text without a
-/// scheme is an http proxy. Empty, with a sentence, when the text names no proxy that can be used.
-/// @param source of the text, for the sentence: "--proxy", "http_proxy"
-QUrl checkedProxy(const QString &text, const QString &source, QString *errorText);
+/// scheme is an http proxy. Empty, with a reason, when the text names no proxy that can be used.
+/// @param reason gets a clause
+QUrl checkedProxy(const QString &text, QString *reason);
 
-/// False, with a sentence, when a variable names a proxy that cannot be used: it is there because direct connections
+/// Of a text that names no such proxy. A login in it is left out.
+Failure unusable(const QString &text, const QString &reason);
+
+/// False, with a failure, when a variable names a proxy that cannot be used: it is there because direct connections
 /// are not wanted. HTTP_PROXY in upper case is not looked at, as a web server makes it of a client's Proxy header.
-bool fromEnvironment(const QProcessEnvironment &environment, Settings *settings, QString *errorText);
+bool fromEnvironment(const QProcessEnvironment &environment, Settings *settings, Failure *failure);
 
 /// As people know it: the proxy "host:port".
 QString nameOf(const QUrl &proxy);

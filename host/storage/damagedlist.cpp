@@ -137,7 +137,7 @@ QString DamagedList::obstacleAt(const QString &path)
             continue;
         const QString what =
             suffix.isEmpty() ? u"it"_s : u"\"%1\" beside it"_s.arg(QDir::toNativeSeparators(path + suffix));
-        return u"%1 is %2, not a file. Move that out of the way, or name another file."_s.arg(what, obstacle);
+        return u"%1 is %2, not a file"_s.arg(what, obstacle);
     }
     return {};
 }

@@ -27,8 +27,8 @@ bool isDamage(const SqlError &error);
 /// one only under a database's name.
 bool mayBeList(const QString &path);
 
-/// Why what lies at a list's name, or at those of the files that SQLite keeps beside it, cannot be opened: a sentence
-/// that begins with what it is; empty = it can, or nothing is there. Looks, opens nothing.
+/// Why what lies at a list's name, or at those of the files that SQLite keeps beside it, cannot be opened: a clause
+/// that says what it is; empty = it can, or nothing is there. Looks, opens nothing.
 QString obstacleAt(const QString &path);
 
 /// Reads a row of each table and says whether SQLite had to say so. Quick, and sees only part of what may be wrong.

@@ -23,7 +23,11 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
+using Remedy = Failure::Remedy;
+
 constexpr auto kOnlyMyFile = QFileDevice::ReadOwner | QFileDevice::WriteOwner;
+const QString kNotOpen = u"it is not open"_s;
+const QString kNoSuchDownload = u"there is no such download for this process"_s;
 constexpr auto kOnlyMyFolder = kOnlyMyFile | QFileDevice::ExeOwner;
 
 /// The file has its permissions before anything is in it, and SQLite gives the same to the files beside it.
@@ -55,14 +59,14 @@ DownloadList::~DownloadList() = default;
 /// What came of an attempt to open the file.
 enum class DownloadList::Opening {
     Done,
-    Failed, ///< with an error text
-    Damaged, ///< with an error text; nothing keeps the file open
+    Failed, ///< with a failure
+    Damaged, ///< with a failure; nothing keeps the file open
 };
 
 bool DownloadList::open(const QString &path)
 {
     m_path = path;
-    m_warning.clear();
+    m_warning = {};
     if (!beginFile())
         return false;
     const Opening opening = connectTo();
@@ -75,22 +79,22 @@ bool DownloadList::beginFile()
     m_database.reset();
     const QString folder = QFileInfo(m_path).absolutePath();
     if (!makeFolder(folder))
-        return fail(u"open"_s, u"the folder \"%1\" cannot be made."_s.arg(folder));
+        return failToOpen(u"the folder \"%1\" cannot be made"_s.arg(folder));
     const QString obstacle = DamagedList::obstacleAt(m_path);
     if (!obstacle.isEmpty())
-        return fail(u"open"_s, obstacle);
+        return failToOpen(obstacle, {Remedy::MoveAway, Remedy::OtherList});
     if (!DamagedList::mayBeList(m_path))
-        return fail(u"open"_s, u"it is no list of downloads. Name another file."_s);
+        return failToOpen(u"it is no list of downloads"_s, {Remedy::OtherList});
     const QString fileError = makeFile(m_path);
     m_inode = DamagedList::inodeOf(m_path);
-    return fileError.isEmpty() || fail(u"open"_s, fileError);
+    return fileError.isEmpty() || failToOpen(fileError);
 }
 
 DownloadList::Opening DownloadList::connectTo()
 {
     auto database = std::make_unique<SqlDatabase>();
     if (!database->open(m_path)) {
-        fail(u"open"_s, database->lastError().text);
+        failToOpen(database->lastError().text);
         return Opening::Failed;
     }
     // In this mode a crash of the machine may lose the last progress but never harms the list.
@@ -102,11 +106,14 @@ DownloadList::Opening DownloadList::connectTo()
     Schema::Outcome outcome = Schema::upgrade(*database, &reason);
     if (outcome == Schema::Outcome::Done && DamagedList::looksDamaged(*database) && DamagedList::isDamaged(*database))
         outcome = Schema::Outcome::Damaged;
+    if (outcome == Schema::Outcome::Damaged) {
+        m_damage = reason;
+        failToOpen(reason.isEmpty() ? u"it is damaged"_s : u"it is damaged: "_s + reason);
+        return Opening::Damaged;
+    }
     if (outcome != Schema::Outcome::Done) {
-        const bool isDamaged = outcome == Schema::Outcome::Damaged;
-        m_damage = isDamaged && !reason.isEmpty() ? u": "_s + reason : QString();
-        fail(u"open"_s, isDamaged ? u"it is damaged%1."_s.arg(m_damage) : reason);
-        return isDamaged ? Opening::Damaged : Opening::Failed;
+        failToOpen(reason, Schema::remediesOf(outcome));
+        return Opening::Failed;
     }
     // Not before it is known to be ours. The first one decides for all that come later; who comes at the same moment
     // finds it done.
@@ -126,12 +133,11 @@ bool DownloadList::beginAnew()
     QString newPath;
     const QString reason = DamagedList::setAside(m_path, m_inode, &newPath);
     if (!reason.isEmpty())
-        return fail(u"open"_s, u"it is damaged and cannot be set aside: %1."_s.arg(reason));
-    if (!newPath.isEmpty())
-        m_warning =
-            u"the list \"%1\" was damaged%3. It is kept as \"%2\", and a new list was begun; incomplete files "
-            u"stay where they are. Run \"plait list --repair\" with that name to bring over what can be read of it."_s
-                .arg(QDir::toNativeSeparators(m_path), QDir::toNativeSeparators(newPath), m_damage);
+        return failToOpen(u"it is damaged and cannot be set aside: %1"_s.arg(reason));
+    if (!newPath.isEmpty()) {
+        m_warning = Failure::make(Failure::Kind::ListDamaged, subject(), m_damage);
+        m_warning.subject.keptAs = newPath;
+    }
     m_damage.clear();
     return beginFile() && connectTo() == Opening::Done;
 }
@@ -139,7 +145,7 @@ bool DownloadList::beginAnew()
 qint64 DownloadList::insert(Record &record)
 {
     Record inserted = record;
-    if (!changing(u"add to"_s, Lasting::ThisRunOfTheMachine, [&] { return m_rows->insert(inserted); }))
+    if (!changing(Lasting::ThisRunOfTheMachine, [&] { return m_rows->insert(inserted); }))
         return 0;
     record.id = inserted.id;
     return record.id;
@@ -148,7 +154,7 @@ qint64 DownloadList::insert(Record &record)
 qint64 DownloadList::insertOwned(Record &record, const DownloadOptions &options)
 {
     Record inserted = record;
-    const bool done = changing(u"add to"_s, Lasting::ThisRunOfTheMachine, [&] {
+    const bool done = changing(Lasting::ThisRunOfTheMachine, [&] {
         return m_rows->insert(inserted) && ListRows::setOptions(*m_rows, inserted.id, options)
             && setOwner(inserted.id, ProcessIdentity::current());
     });
@@ -161,7 +167,7 @@ qint64 DownloadList::insertOwned(Record &record, const DownloadOptions &options)
 bool DownloadList::update(const Record &record, const Holdings &holdings, Lasting lasting)
 {
     const SqlValue identity = holdings.file.isKnown() ? SqlValue(holdings.file.text) : SqlValue();
-    return changing(u"save in"_s, lasting, [&] {
+    return changing(lasting, [&] {
         return m_rows->update(record, identity, holdings.contentEncoding, holdings.fence)
             && (!holdings.memory || MemoryRows::save(*m_rows, record.id, *holdings.memory));
     });
@@ -190,8 +196,7 @@ ResourceMemory DownloadList::memory(qint64 id)
 
 bool DownloadList::setDigestResult(qint64 id, ChecksumResult result)
 {
-    return changing(u"save in"_s, Lasting::ThisRunOfTheMachine,
-                    [&] { return MemoryRows::setDigestResult(*m_rows, id, result); });
+    return changing(Lasting::ThisRunOfTheMachine, [&] { return MemoryRows::setDigestResult(*m_rows, id, result); });
 }
 
 std::optional<DownloadList::Record> DownloadList::load(qint64 id)
@@ -262,14 +267,12 @@ DownloadOptions DownloadList::options(qint64 id)
 
 bool DownloadList::setOptions(qint64 id, const DownloadOptions &options)
 {
-    return changing(u"save in"_s, Lasting::ThisRunOfTheMachine,
-                    [&] { return ListRows::setOptions(*m_rows, id, options); });
+    return changing(Lasting::ThisRunOfTheMachine, [&] { return ListRows::setOptions(*m_rows, id, options); });
 }
 
 bool DownloadList::remove(qint64 id)
 {
-    return changing(u"remove from"_s, Lasting::Always,
-                    [&] { return changesOne(u"DELETE FROM downloads WHERE id = ?"_s, {id}); });
+    return changing(Lasting::Always, [&] { return changesOne(u"DELETE FROM downloads WHERE id = ?"_s, {id}); });
 }
 
 DownloadList::Claim DownloadList::claim(qint64 id, ProcessIdentity *owner)
@@ -302,7 +305,7 @@ DownloadList::Claim DownloadList::claim(qint64 id, ProcessIdentity *owner, const
 {
     const ProcessIdentity me = ProcessIdentity::current();
     bool isOthers = false;
-    const bool taken = changing(u"claim a download of"_s, Lasting::ThisRunOfTheMachine, [&] {
+    const bool taken = changing(Lasting::ThisRunOfTheMachine, [&] {
         bool found = false;
         const ProcessIdentity before = ownerOf(id, &found);
         isOthers = found && before != me && before.isAlive();
@@ -317,7 +320,7 @@ DownloadList::Claim DownloadList::claim(qint64 id, ProcessIdentity *owner, const
 
 bool DownloadList::release(qint64 id)
 {
-    return changing(u"release a download of"_s, Lasting::ThisRunOfTheMachine, [&] {
+    return changing(Lasting::ThisRunOfTheMachine, [&] {
         const ProcessIdentity me = ProcessIdentity::current();
         return changesOne(u"UPDATE downloads SET owner_pid = NULL, owner_start_time = NULL, owner_boot_id = NULL "
                           u"WHERE id = ? AND owner_pid = ? AND owner_start_time = ? AND owner_boot_id IS ?"_s,
@@ -342,10 +345,10 @@ QList<DownloadList::Record> DownloadList::select(const QString &condition, const
 
 bool DownloadList::reading(const std::function<bool()> &work)
 {
-    const QString what = u"read"_s;
+    const auto kind = Failure::Kind::CannotReadList;
     if (!isOpen())
-        return fail(what, u"it is not open."_s);
-    m_errorText.clear();
+        return fail(kind, kNotOpen);
+    m_failure = {};
     SqlError error;
     {
         const SqlTransaction transaction(m_rows->statements(), SqlTransaction::Kind::Read);
@@ -353,17 +356,18 @@ bool DownloadList::reading(const std::function<bool()> &work)
             return true;
         error = m_rows->lastError();
     }
-    return failBy(what, error);
+    return failBy(kind, error);
 }
 
-bool DownloadList::changing(const QString &what, Lasting lasting, const std::function<bool()> &work)
+bool DownloadList::changing(Lasting lasting, const std::function<bool()> &work)
 {
+    const auto kind = Failure::Kind::CannotChangeList;
     if (!isOpen())
-        return fail(what, u"it is not open."_s);
-    m_errorText.clear();
+        return fail(kind, kNotOpen);
+    m_failure = {};
     SqlError error;
     const bool done = changed(lasting, work, &error);
-    return done || failBy(what, error);
+    return done || failBy(kind, error);
 }
 
 bool DownloadList::changed(Lasting lasting, const std::function<bool()> &work, SqlError *error)
@@ -397,22 +401,34 @@ bool DownloadList::changesOne(const QString &statement, const SqlValues &values)
     return change && change->changes() == 1;
 }
 
-bool DownloadList::fail(const QString &what, const QString &reason)
+Failure::Subject DownloadList::subject() const
 {
-    m_errorText = u"cannot %1 the list \"%2\": %3"_s.arg(what, QDir::toNativeSeparators(m_path), reason.trimmed());
+    Failure::Subject subject;
+    subject.path = m_path;
+    return subject;
+}
+
+bool DownloadList::fail(Failure::Kind kind, const QString &reason, const QList<Remedy> &remedies)
+{
+    m_failure = Failure::make(kind, subject(), reason.trimmed());
+    m_failure.remedies = remedies;
     return false;
 }
 
+bool DownloadList::failToOpen(const QString &reason, const QList<Remedy> &remedies)
+{
+    return fail(Failure::Kind::CannotOpenList, reason, remedies);
+}
+
 /// No error is that of a statement that found nothing to change.
-bool DownloadList::failBy(const QString &what, const SqlError &error)
+bool DownloadList::failBy(Failure::Kind kind, const SqlError &error)
 {
     const bool damaged = DamagedList::isConfirmed(*m_database, error);
     if (damaged && beginAnew())
-        return fail(what,
-                    m_warning.isEmpty() ? u"it was damaged. It was set aside, and a new one begun."_s : m_warning);
+        m_failure = m_warning ? m_warning : Failure::make(Failure::Kind::ListDamaged, subject());
     if (damaged)
         return false;
-    return fail(what, error.isValid() ? error.text : u"there is no such download for this process."_s);
+    return fail(kind, error.isValid() ? error.text : kNoSuchDownload);
 }
 
 ProcessIdentity DownloadList::ownerOf(qint64 id, bool *found)

@@ -40,8 +40,8 @@ public:
     bool isOpen() const { return m_rows != nullptr; }
 
     QString path() const override { return m_path; }
-    QString lastErrorText() const override { return m_errorText; }
-    QString warning() const override { return m_warning; }
+    Failure lastFailure() const override { return m_failure; }
+    Failure warning() const override { return m_warning; }
 
     qint64 insert(Record &record) override;
     qint64 insertOwned(Record &record, const DownloadOptions &options) override;
@@ -76,20 +76,22 @@ private:
     bool beginAnew();
     QList<Record> select(const QString &condition, const QList<SqlValue> &values, const QString &index = {});
     bool reading(const std::function<bool()> &work);
-    bool changing(const QString &what, Lasting lasting, const std::function<bool()> &work);
+    bool changing(Lasting lasting, const std::function<bool()> &work);
     bool changed(Lasting lasting, const std::function<bool()> &work, SqlError *error);
     void setSynchronous(const QString &how);
     bool changesOne(const QString &statement, const QList<SqlValue> &values);
-    bool fail(const QString &what, const QString &reason);
-    bool failBy(const QString &what, const SqlError &error);
+    bool fail(Failure::Kind kind, const QString &reason, const QList<Failure::Remedy> &remedies = {});
+    bool failToOpen(const QString &reason, const QList<Failure::Remedy> &remedies = {});
+    bool failBy(Failure::Kind kind, const SqlError &error);
+    Failure::Subject subject() const;
     bool read(qint64 id, Taken &taken);
     Claim claim(qint64 id, ProcessIdentity *owner, const std::function<bool()> &andThen);
     ProcessIdentity ownerOf(qint64 id, bool *found);
     bool setOwner(qint64 id, const ProcessIdentity &owner);
 
     QString m_path;
-    QString m_errorText;
-    QString m_warning;
+    Failure m_failure;
+    Failure m_warning;
     QString m_damage; ///< what was found when it was opened, behind a colon; empty = nothing that has words
     quint64 m_inode = 0; ///< of the file that is open
     std::function<void(const QString &)> m_observer;

@@ -3,5 +3,5 @@
 
 void DownloadStore::save(const Record &record, const Holdings &holdings, QObject *, const Saved &saved)
 {
-    saved(update(record, holdings, Lasting::ThisRunOfTheMachine) ? QString() : lastErrorText());
+    saved(update(record, holdings, Lasting::ThisRunOfTheMachine) ? Failure() : lastFailure());
 }

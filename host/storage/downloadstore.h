@@ -2,6 +2,7 @@
 #pragma once
 
 #include <host/options/downloadoptions.h>
+#include <host/policy/failure.h>
 #include <host/policy/resourcememory.h>
 #include <host/storage/listentry.h>
 #include <inet/qt/download/framework/fileidentity.h>
@@ -20,8 +21,8 @@ struct ProcessIdentity;
 /// What the engine needs of its list of downloads, wherever that is kept.
 ///
 /// Every operation happens altogether or not at all. A download that runs is owned by the process that runs it; an
-/// owner that has died counts as none. Operations that fail return nothing, false or 0 and leave a sentence in
-/// lastErrorText(). Used in the thread that opened it.
+/// owner that has died counts as none. Operations that fail return nothing, false or 0 and leave a reason in
+/// lastFailure(). Used in the thread that opened it.
 class DownloadStore
 {
     Q_DISABLE_COPY_MOVE(DownloadStore)
@@ -61,18 +62,19 @@ public:
         Always, ///< written through to the disk: what must be true before something else is done to the disk
     };
 
-    /// @param errorText why it failed; empty = it did not
-    using Saved = std::function<void(const QString &errorText)>;
+    /// @param failure why it failed; none = it did not
+    using Saved = std::function<void(const Failure &failure)>;
 
     DownloadStore() = default;
     virtual ~DownloadStore() = default;
 
     /// Of its file; empty = it is kept nowhere.
     virtual QString path() const = 0;
-    virtual QString lastErrorText() const = 0;
-    /// A sentence for the person when the store is not what they may expect, as when a damaged one was set aside; empty
-    /// = there is nothing to tell.
-    virtual QString warning() const = 0;
+    /// Why the last operation failed; its subject is the list. None = it did not fail.
+    virtual Failure lastFailure() const = 0;
+    /// That the store is not what a person may expect, as when a damaged one was set aside; none = there is nothing to
+    /// tell.
+    virtual Failure warning() const = 0;
 
     /// Puts a new record in and gives it its id, larger than all before; 0 = failed.
     virtual qint64 insert(Record &record) = 0;
@@ -88,7 +90,7 @@ public:
     virtual FileIdentity fileIdentity(qint64 id) = 0;
     /// As which the file came, see ContentEncoding; empty = as it is.
     virtual QString contentEncoding(qint64 id) = 0;
-    /// Empty where nothing was kept, and, with an error text, when reading fails.
+    /// Empty where nothing was kept, and, with a failure, when reading fails.
     virtual ResourceMemory memory(qint64 id) = 0;
     /// How the finished file compares with the digest that its server names, beside what proves it.
     virtual bool setDigestResult(qint64 id, ChecksumResult result) = 0;
@@ -109,7 +111,7 @@ public:
     /// -1 = failed.
     virtual qint64 count(ListFilter filter) = 0;
 
-    /// The defaults when none were set, and, with an error text, when reading fails.
+    /// The defaults when none were set, and, with a failure, when reading fails.
     virtual DownloadOptions options(qint64 id) = 0;
     /// Without storeSecrets user and password are forgotten.
     virtual bool setOptions(qint64 id, const DownloadOptions &options) = 0;

@@ -9,7 +9,6 @@
 #include <host/storage/sqldatabase.h>
 #include <host/storage/sqltransaction.h>
 
-#include <QDir>
 #include <QFile>
 
 using namespace Qt::StringLiterals;
@@ -21,10 +20,17 @@ using ListCheck::Findings;
 
 constexpr int kMostComplaints = 20; ///< of SQLite's own check
 
+Failure unreadable(const QString &reason, const QList<Failure::Remedy> &remedies = {})
+{
+    Failure failure = Failure::make(Failure::Kind::CannotReadList, {}, reason);
+    failure.remedies = remedies;
+    return failure;
+}
+
 void notice(Findings &findings, const SqlError &error, const QString &what)
 {
     if (DamagedList::suspicionOf(error) == DamagedList::Suspicion::None)
-        findings.errorText = error.text;
+        findings.failure = unreadable(error.text.simplified());
     else
         findings.problems.append(u"%1: %2"_s.arg(what, error.text.simplified()));
 }
@@ -62,7 +68,7 @@ void checkRecord(RecordRows &rows, qint64 id, Findings &findings)
 void checkRecords(RecordRows &rows, Findings &findings)
 {
     auto ids = rows.run(u"SELECT id FROM downloads NOT INDEXED ORDER BY id"_s, {});
-    while (ids && findings.errorText.isEmpty() && ids->next())
+    while (ids && !findings.failure && ids->next())
         checkRecord(rows, ids->value(0).toNumber(), findings);
     if (!ids || !rows.wasReadWhole(ids))
         notice(findings, rows.lastError(), u"the downloads cannot be read"_s);
@@ -82,17 +88,17 @@ void findRunning(RecordRows &rows, Findings &findings)
     }
 }
 
-/// Why the file is none to open; empty = it is.
-QString refusalOf(const QString &path)
+/// Why the file is none to open; none = it is.
+Failure refusalOf(const QString &path)
 {
     const QString obstacle = DamagedList::obstacleAt(path);
     if (!obstacle.isEmpty())
-        return obstacle;
+        return unreadable(obstacle, {Failure::Remedy::MoveAway, Failure::Remedy::OtherList});
     if (!QFile::exists(path))
-        return u"there is no such file."_s;
+        return unreadable(u"there is no such file"_s);
     // A list that was set aside has another ending, and may have lost its beginning.
     const bool isSetAside = path.contains(".sqlite.damaged-"_L1);
-    return isSetAside || DamagedList::mayBeList(path) ? QString() : u"it is no list of downloads."_s;
+    return isSetAside || DamagedList::mayBeList(path) ? Failure() : unreadable(u"it is no list of downloads"_s);
 }
 
 /// As it is at one moment, while others work on it.
@@ -101,8 +107,8 @@ void lookInto(const SqlDatabase &database, Findings &findings)
     RecordRows rows(database);
     const SqlTransaction transaction(rows.statements(), SqlTransaction::Kind::Read);
     const Schema::Finding schema = Schema::look(database);
-    if (schema.outcome == Schema::Outcome::Refused || schema.outcome == Schema::Outcome::Failed) {
-        findings.errorText = schema.errorText;
+    if (schema.outcome != Schema::Outcome::Done && schema.outcome != Schema::Outcome::Damaged) {
+        findings.failure = unreadable(schema.reason, Schema::remediesOf(schema.outcome));
         return;
     }
     findings.downloads = 0;
@@ -119,18 +125,13 @@ void lookInto(const SqlDatabase &database, Findings &findings)
 ListCheck::Findings ListCheck::look(const QString &path)
 {
     Findings findings;
-    const QString shown = QDir::toNativeSeparators(path);
-    const QString refusal = refusalOf(path);
-    if (!refusal.isEmpty()) {
-        findings.errorText = u"cannot look into \"%1\": %2"_s.arg(shown, refusal);
-        return findings;
-    }
+    findings.failure = refusalOf(path);
     SqlDatabase database;
-    if (database.open(path, SqlDatabase::Access::Look))
+    if (!findings.failure && !database.open(path, SqlDatabase::Access::Look))
+        findings.failure = unreadable(database.lastError().text.simplified());
+    if (!findings.failure)
         lookInto(database, findings);
-    else
-        findings.errorText = database.lastError().text;
-    if (!findings.errorText.isEmpty())
-        findings.errorText = u"cannot look into \"%1\": %2"_s.arg(shown, findings.errorText.simplified());
+    if (findings.failure)
+        findings.failure.subject.path = path;
     return findings;
 }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/policy/failure.h>
+
 #include <QString>
 #include <QStringList>
 
@@ -9,7 +11,7 @@ namespace ListCheck
 {
 
 struct Findings {
-    QString errorText; ///< why nobody could look; empty = somebody did
+    Failure failure; ///< why nobody could look; none = somebody did
     QStringList problems; ///< what is wrong, a sentence each; empty = nothing
     qint64 downloads = -1; ///< that could be read; -1 = nobody could look
     qint64 runningId = 0; ///< a download that a living process is at work on; 0 = there is none

@@ -7,9 +7,6 @@
 #include <host/storage/salvage.h>
 #include <host/storage/sqldatabase.h>
 
-#include <QDir>
-#include <QFile>
-
 using namespace Qt::StringLiterals;
 
 namespace
@@ -17,11 +14,27 @@ namespace
 
 using ListRepair::Report;
 
-Report refusal(const QString &text)
+Report refusal(const Failure &failure)
 {
     Report report;
-    report.errorText = text;
+    report.failure = failure;
     return report;
+}
+
+Failure failureOf(Failure::Kind kind, const QString &path, const QString &reason)
+{
+    Failure failure = Failure::make(kind, {}, reason);
+    failure.subject.path = path;
+    return failure;
+}
+
+Failure inUse(const ListCheck::Findings &findings, const QString &listPath)
+{
+    Failure failure =
+        failureOf(Failure::Kind::CannotRepairList, listPath,
+                  u"process %1 is at work on download %2"_s.arg(findings.runningPid).arg(findings.runningId));
+    failure.remedies = {Failure::Remedy::TryLater, Failure::Remedy::StopFirst};
+    return failure;
 }
 
 /// The list is opened as always, so that it is there, whole and of this version.
@@ -31,17 +44,17 @@ Report salvage(const QString &damagedPath, const QString &listPath)
     report.from = damagedPath;
     DownloadList list;
     if (!list.open(listPath))
-        return refusal(list.lastErrorText());
-    if (!list.warning().isEmpty())
-        report.remarks.append(list.warning());
+        return refusal(list.lastFailure());
+    report.warning = list.warning();
     SqlDatabase database;
     if (!database.open(listPath, SqlDatabase::Access::WriteAndAttach))
-        return refusal(database.lastError().text);
+        return refusal(failureOf(Failure::Kind::CannotOpenList, listPath, database.lastError().text.simplified()));
     database.run(u"PRAGMA foreign_keys = ON"_s);
     Salvage salvage(database);
-    if (!salvage.run(damagedPath))
-        report.errorText =
-            u"nothing can be read of \"%1\": %2"_s.arg(QDir::toNativeSeparators(damagedPath), salvage.errorText());
+    if (!salvage.run(damagedPath)) {
+        report.failure = failureOf(Failure::Kind::CannotReadList, damagedPath, salvage.reason());
+        report.failure.remedies = salvage.remedies();
+    }
     report.brought = salvage.brought();
     report.present = salvage.present();
     report.lost = salvage.lost();
@@ -55,25 +68,22 @@ ListRepair::Report ListRepair::repair(const QString &listPath)
 {
     const quint64 inode = DamagedList::inodeOf(listPath);
     const ListCheck::Findings findings = ListCheck::look(listPath);
-    if (!findings.errorText.isEmpty())
-        return refusal(findings.errorText);
+    if (findings.failure)
+        return refusal(findings.failure);
     Report whole;
     whole.wasWhole = findings.problems.isEmpty();
     if (whole.wasWhole)
         return whole;
     if (findings.runningId != 0)
-        return refusal(
-            u"cannot repair the list: process %1 is at work on download %2. Wait until that is done, or stop "
-            u"it."_s.arg(findings.runningPid)
-                .arg(findings.runningId));
+        return refusal(inUse(findings, listPath));
     QString newPath;
     const QString reason = DamagedList::setAside(listPath, inode, &newPath);
     if (!reason.isEmpty() || newPath.isEmpty())
-        return refusal(u"the list \"%1\" cannot be set aside: %2."_s.arg(
-            QDir::toNativeSeparators(listPath), reason.isEmpty() ? u"another process has just done so"_s : reason));
+        return refusal(failureOf(Failure::Kind::CannotRepairList, listPath,
+                                 u"it cannot be set aside: "_s
+                                     + (reason.isEmpty() ? u"another process has just done so"_s : reason)));
     Report report = salvage(newPath, listPath);
-    if (!report.errorText.isEmpty() && !report.from.isEmpty())
-        report.errorText += u" It is kept, and a new list was begun."_s;
+    report.wasSetAside = true;
     return report;
 }
 
@@ -84,7 +94,7 @@ ListRepair::Report ListRepair::bringOver(const QString &damagedPath, const QStri
         return repair(listPath);
     const QString obstacle = DamagedList::obstacleAt(damagedPath);
     if (!obstacle.isEmpty() || inode == 0)
-        return refusal(u"cannot read \"%1\": %2"_s.arg(QDir::toNativeSeparators(damagedPath),
-                                                       obstacle.isEmpty() ? u"there is no such file."_s : obstacle));
+        return refusal(failureOf(Failure::Kind::CannotReadList, damagedPath,
+                                 obstacle.isEmpty() ? u"there is no such file"_s : obstacle));
     return salvage(damagedPath, listPath);
 }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/policy/failure.h>
+
 #include <QList>
 #include <QMap>
 #include <QString>
@@ -11,9 +13,11 @@ namespace ListRepair
 {
 
 struct Report {
-    QString errorText; ///< why it was not done, or nothing could be read; empty = it was done
+    Failure failure; ///< why it was not done, or nothing could be read; none = it was done
     bool wasWhole = false; ///< the list needed no repair, and nothing was done
     QString from; ///< the damaged list, as it is named now
+    bool wasSetAside = false; ///< it was the list itself, in whose place there is a new one
+    Failure warning; ///< of the list that was brought over into; none = there is nothing to tell
     int brought = 0;
     int present = 0; ///< were in the list already
     QMap<QString, QList<qint64>> lost; ///< could not be brought over: their numbers, by reason

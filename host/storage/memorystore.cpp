@@ -51,7 +51,7 @@ bool isSameName(const AbstractDownloadPersistentInfo &record, const QString &out
 
 }
 
-MemoryStore::MemoryStore(const QString &warning)
+MemoryStore::MemoryStore(const Failure &warning)
     : m_warning(warning)
 {
 }
@@ -60,7 +60,7 @@ MemoryStore::~MemoryStore() = default;
 
 qint64 MemoryStore::insert(Record &record)
 {
-    m_errorText.clear();
+    m_failure = {};
     record.id = ++m_lastId;
     m_rows.insert(record.id, {record, {}, {}, {}, {}, false});
     return record.id;
@@ -77,7 +77,7 @@ qint64 MemoryStore::insertOwned(Record &record, const DownloadOptions &options)
 bool MemoryStore::update(const Record &record, const Holdings &holdings, Lasting)
 {
     const bool isAnothers = holdings.fence != 0 && m_rows.value(record.id).fence != holdings.fence;
-    Row *const row = find(isAnothers ? 0 : record.id, u"save in"_s);
+    Row *const row = find(isAnothers ? 0 : record.id);
     if (!row)
         return false;
     row->record = record;
@@ -107,7 +107,7 @@ ResourceMemory MemoryStore::memory(qint64 id)
 
 bool MemoryStore::setDigestResult(qint64 id, ChecksumResult result)
 {
-    m_errorText.clear();
+    m_failure = {};
     const auto row = m_rows.find(id);
     if (row != m_rows.end() && row->memory)
         row->memory->evidence.digest = result;
@@ -116,21 +116,21 @@ bool MemoryStore::setDigestResult(qint64 id, ChecksumResult result)
 
 std::optional<DownloadStore::Record> MemoryStore::load(qint64 id)
 {
-    m_errorText.clear();
+    m_failure = {};
     const auto row = m_rows.constFind(id);
     return row == m_rows.cend() ? std::nullopt : std::optional(row->record);
 }
 
 QList<DownloadStore::Record> MemoryStore::loadUnfinished()
 {
-    m_errorText.clear();
+    m_failure = {};
     return select([](const Row &row) { return !row.record.isFinished(); });
 }
 
 QList<DownloadStore::Record> MemoryStore::findUnfinished(const QUrl &url, const QString &folder,
                                                          const QString &outputName)
 {
-    m_errorText.clear();
+    m_failure = {};
     QList<Record> records = select([&](const Row &row) {
         return !row.record.isFinished() && row.record.url == url && row.record.folder == folder
             && isSameName(row.record, outputName);
@@ -141,7 +141,7 @@ QList<DownloadStore::Record> MemoryStore::findUnfinished(const QUrl &url, const 
 
 QList<DownloadStore::Record> MemoryStore::findByUrl(const QUrl &url, int limit)
 {
-    m_errorText.clear();
+    m_failure = {};
     QList<Record> records = select([&url](const Row &row) { return row.record.url == url; });
     std::reverse(records.begin(), records.end());
     return records.first(std::min<qsizetype>(limit, records.size()));
@@ -149,13 +149,13 @@ QList<DownloadStore::Record> MemoryStore::findByUrl(const QUrl &url, int limit)
 
 QList<DownloadStore::Record> MemoryStore::list()
 {
-    m_errorText.clear();
+    m_failure = {};
     return select([](const Row &) { return true; });
 }
 
 QList<ListEntry> MemoryStore::page(ListFilter filter, int limit, qint64 before)
 {
-    m_errorText.clear();
+    m_failure = {};
     QList<ListEntry> entries;
     auto row = before > 0 ? std::as_const(m_rows).lowerBound(before) : m_rows.cend();
     while (row != m_rows.cbegin() && entries.size() < limit) {
@@ -168,7 +168,7 @@ QList<ListEntry> MemoryStore::page(ListFilter filter, int limit, qint64 before)
 
 qint64 MemoryStore::count(ListFilter filter)
 {
-    m_errorText.clear();
+    m_failure = {};
     return std::count_if(m_rows.cbegin(), m_rows.cend(), [filter](const Row &row) { return isMeant(row, filter); });
 }
 
@@ -179,7 +179,7 @@ DownloadOptions MemoryStore::options(qint64 id)
 
 bool MemoryStore::setOptions(qint64 id, const DownloadOptions &options)
 {
-    Row *const row = find(id, u"save in"_s);
+    Row *const row = find(id);
     if (row)
         row->options = withoutSecrets(options);
     return row != nullptr;
@@ -187,12 +187,12 @@ bool MemoryStore::setOptions(qint64 id, const DownloadOptions &options)
 
 bool MemoryStore::remove(qint64 id)
 {
-    return find(id, u"remove from"_s) && m_rows.remove(id) > 0;
+    return find(id) && m_rows.remove(id) > 0;
 }
 
 DownloadStore::Claim MemoryStore::claim(qint64 id, ProcessIdentity *)
 {
-    Row *const row = find(id, u"claim a download of"_s);
+    Row *const row = find(id);
     if (row && !std::exchange(row->isOwned, true))
         ++row->fence;
     return row ? Claim::Taken : Claim::Failed;
@@ -211,8 +211,7 @@ DownloadStore::Claim MemoryStore::claim(qint64 id, Taken &taken, ProcessIdentity
 
 bool MemoryStore::release(qint64 id)
 {
-    const QString what = u"release a download of"_s;
-    Row *const row = find(m_rows.value(id).isOwned ? id : 0, what);
+    Row *const row = find(m_rows.value(id).isOwned ? id : 0);
     if (row)
         row->isOwned = false;
     return row != nullptr;
@@ -272,17 +271,18 @@ ListEntry MemoryStore::entryOf(const Row &row)
 /// A default one where there is none, which is no error.
 MemoryStore::Row MemoryStore::rowOf(qint64 id)
 {
-    m_errorText.clear();
+    m_failure = {};
     return m_rows.value(id);
 }
 
 /// Null, with an error text, where there is none. @param what cannot be done then
-MemoryStore::Row *MemoryStore::find(qint64 id, const QString &what)
+MemoryStore::Row *MemoryStore::find(qint64 id)
 {
     const auto row = m_rows.find(id);
     const bool isThere = row != m_rows.end();
-    m_errorText =
-        isThere ? QString() : u"cannot %1 the list in memory: there is no such download for this process."_s.arg(what);
+    m_failure = isThere
+        ? Failure()
+        : Failure::make(Failure::Kind::CannotChangeList, {}, u"there is no such download for this process"_s);
     return isThere ? &*row : nullptr;
 }
 

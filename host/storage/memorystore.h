@@ -14,13 +14,13 @@ class MemoryStore : public DownloadStore
     Q_DISABLE_COPY_MOVE(MemoryStore)
 
 public:
-    /// @param warning what to tell the person; empty = nothing
-    explicit MemoryStore(const QString &warning = {});
+    /// @param warning what to tell the person; none = nothing
+    explicit MemoryStore(const Failure &warning = {});
     ~MemoryStore() override;
 
     QString path() const override { return {}; }
-    QString lastErrorText() const override { return m_errorText; }
-    QString warning() const override { return m_warning; }
+    Failure lastFailure() const override { return m_failure; }
+    Failure warning() const override { return m_warning; }
 
     qint64 insert(Record &record) override;
     qint64 insertOwned(Record &record, const DownloadOptions &options) override;
@@ -59,11 +59,11 @@ private:
     static bool hasServersDigest(const Row &row);
     static ListEntry entryOf(const Row &row);
     Row rowOf(qint64 id);
-    Row *find(qint64 id, const QString &what);
+    Row *find(qint64 id);
     QList<Record> select(const std::function<bool(const Row &)> &condition) const;
 
-    const QString m_warning;
-    QString m_errorText;
+    const Failure m_warning;
+    Failure m_failure;
     QMap<qint64, Row> m_rows;
     qint64 m_lastId = 0;
 };

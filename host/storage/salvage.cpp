@@ -108,7 +108,7 @@ bool Salvage::attach(const QString &path)
     // Otherwise one part of the tables' descriptions that cannot be understood hides all others.
     m_database.run(u"PRAGMA writable_schema = ON"_s);
     const SqlStatement attached = m_database.run(u"ATTACH ? AS old"_s, {addressFor(path)});
-    m_errorText = attached.lastError().text.simplified();
+    m_reason = attached.lastError().text.simplified();
     m_database.run(u"PRAGMA writable_schema = OFF"_s);
     return bool(attached);
 }
@@ -118,7 +118,8 @@ bool Salvage::readTables()
     SqlStatement version = m_database.run(u"PRAGMA old.user_version"_s);
     m_version = version.next() ? version.value(0).toInt() : 0;
     if (m_version > Schema::kVersion) {
-        m_errorText = u"it was written by a later version of this program. Use that version."_s;
+        m_reason = u"it was written by a later version of this program"_s;
+        m_remedies = Schema::remediesOf(Schema::Outcome::OfLaterVersion);
         return false;
     }
     m_database.run(u"CREATE TEMP TABLE brought (id INTEGER PRIMARY KEY)"_s);
@@ -129,8 +130,8 @@ bool Salvage::readTables()
     const auto lacking = std::find_if(kOfADownload.cbegin(), kOfADownload.cend(), lacks);
     if (lacking == kOfADownload.cend())
         return true;
-    m_errorText = there.isEmpty() ? u"there is no table of downloads in it."_s
-                                  : u"its table of downloads has no column \"%1\"."_s.arg(*lacking);
+    m_reason = there.isEmpty() ? u"there is no table of downloads in it"_s
+                               : u"its table of downloads has no column \"%1\""_s.arg(*lacking);
     return false;
 }
 

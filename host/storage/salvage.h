@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/policy/failure.h>
 #include <host/storage/recordrows.h>
 
 #include <QHash>
@@ -26,10 +27,12 @@ public:
     explicit Salvage(const SqlDatabase &list);
     ~Salvage();
 
-    /// False with an error text: nothing can be read of the file.
+    /// False with a reason: nothing can be read of the file.
     bool run(const QString &damagedPath);
 
-    QString errorText() const { return m_errorText; }
+    /// Why nothing can be read: a clause.
+    QString reason() const { return m_reason; }
+    QList<Failure::Remedy> remedies() const { return m_remedies; }
     int brought() const { return m_brought; }
     /// That were in the list already.
     int present() const { return m_present; }
@@ -69,7 +72,8 @@ private:
     RecordRows m_rows;
     QHash<QString, Table> m_tables;
     QSet<qint64> m_ids;
-    QString m_errorText;
+    QString m_reason;
+    QList<Failure::Remedy> m_remedies;
     QMap<QString, QList<qint64>> m_lost;
     QMap<QString, QList<qint64>> m_without; ///< brought over, but not this part
     QStringList m_remarks;

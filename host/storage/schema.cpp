@@ -372,22 +372,22 @@ Schema::Finding Schema::look(const SqlDatabase &database)
     if (!version || !applicationId)
         return trouble(error);
     if (*version > kVersion)
-        return {Outcome::Refused,
+        return {Outcome::OfLaterVersion,
                 *version,
                 {},
                 u"it was written by a later version of this program (its tables have version %1, this program knows up "
-                u"to %2). Use that version."_s.arg(*version)
+                u"to %2)"_s.arg(*version)
                     .arg(kVersion)};
     const QList<SchemaCheck::Object> found = SchemaCheck::objectsOf(database, &error);
     if (error.isValid())
         return trouble(error);
     if (*applicationId != kApplicationId && !found.isEmpty())
-        return {Outcome::Refused, *version, {}, u"it is the database of another program. Move it out of the way."_s};
+        return {Outcome::OfAnotherProgram, *version, {}, u"it is the database of another program"_s};
     const QStringList flaws = flawsOf(found, *version);
     return {flaws.isEmpty() ? Outcome::Done : Outcome::Damaged, *version, flaws, flaws.value(0)};
 }
 
-Schema::Outcome Schema::upgrade(const SqlDatabase &database, QString *errorText)
+Schema::Outcome Schema::upgrade(const SqlDatabase &database, QString *reason)
 {
     PreparedStatements statements(database);
     Finding finding = lookAtOneMoment(database, statements);
@@ -395,10 +395,18 @@ Schema::Outcome Schema::upgrade(const SqlDatabase &database, QString *errorText)
         SqlTransaction transaction(statements, SqlTransaction::Kind::Write);
         finding = transaction.isOpen() ? migrated(database, transaction) : trouble(transaction.lastError());
     }
-    *errorText = finding.errorText;
+    *reason = finding.reason;
     if (finding.outcome == Outcome::Done)
         wipe(database);
     return finding.outcome;
+}
+
+QList<Failure::Remedy> Schema::remediesOf(Outcome outcome)
+{
+    using Remedy = Failure::Remedy;
+    if (outcome == Outcome::OfLaterVersion)
+        return {Remedy::NewerProgram};
+    return outcome == Outcome::OfAnotherProgram ? QList{Remedy::MoveAway, Remedy::OtherList} : QList<Remedy>();
 }
 
 QString Schema::harmlessNames()
@@ -430,5 +438,7 @@ bool Schema::isWhole(const SqlDatabase &database)
     const Finding finding = lookAtOneMoment(database, statements);
     // What cannot be read at this moment, and what a later version made of it, is no damage.
     const bool isOfThisVersion = finding.outcome == Outcome::Done && finding.version == kVersion;
-    return isOfThisVersion || finding.outcome == Outcome::Failed || finding.outcome == Outcome::Refused;
+    const bool isNothingSaid = finding.outcome == Outcome::Failed || finding.outcome == Outcome::OfLaterVersion
+        || finding.outcome == Outcome::OfAnotherProgram;
+    return isOfThisVersion || isNothingSaid;
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/policy/failure.h>
 #include <host/storage/schemacheck.h>
 
 #include <QByteArray>
@@ -27,7 +28,8 @@ extern const QByteArray kFingerprint;
 /// Answers to upgrade().
 enum class Outcome {
     Done, ///< the tables have kVersion
-    Refused, ///< the file is none of this program's, or of a later version: it is to be left alone
+    OfLaterVersion, ///< the file was written by a later version: it is to be left alone
+    OfAnotherProgram, ///< the file is none of this program's: it is to be left alone
     Damaged, ///< it is a list, or was, and not one that can be worked with
     Failed, ///< the database did not do what it was told; that says nothing of what is in it
 };
@@ -37,7 +39,7 @@ struct Finding {
     Outcome outcome = Outcome::Done; ///< Done: the tables are those of the version
     int version = 0; ///< that the file claims to have; 0 = no tables yet
     QStringList flaws; ///< all that is wrong, each as the beginning of a sentence, when it is damaged
-    QString errorText; ///< as that of upgrade()
+    QString reason; ///< as that of upgrade()
 };
 
 /// Changes nothing. Inside of a transaction version and tables are of one moment.
@@ -54,8 +56,11 @@ void wipe(const SqlDatabase &database);
 
 /// Brings the tables from whatever version they have to kVersion, in one transaction.
 /// Tables that are not those of the version that they claim to have are damage, and are left as they are.
-/// @param errorText gets a sentence unless it is Done; for Damaged its beginning, what is wrong
-Outcome upgrade(const SqlDatabase &database, QString *errorText);
+/// @param reason gets why it is not Done: a clause
+Outcome upgrade(const SqlDatabase &database, QString *reason);
+
+/// What a person can do about a list of which that came.
+QList<Failure::Remedy> remediesOf(Outcome outcome);
 
 /// What the tables of a version are made of. @param version 0 to kVersion
 const QList<SchemaCheck::Object> &objects(int version);

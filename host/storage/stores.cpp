@@ -20,7 +20,7 @@ bool isFolderNamedBy(const char *variable)
     return QDir::isAbsolutePath(qEnvironmentVariable(variable));
 }
 
-/// Why nothing can be kept in the usual place: the beginning of a sentence; empty = it can.
+/// Why nothing can be kept in the usual place: a clause; empty = it can.
 QString obstacle()
 {
     if (!isFolderNamedBy("XDG_DATA_HOME") && !isFolderNamedBy("HOME"))
@@ -34,27 +34,25 @@ QString obstacle()
     return isWritable ? QString() : u"the folder \"%1\" cannot be written"_s.arg(QDir::toNativeSeparators(file.path()));
 }
 
-std::unique_ptr<DownloadStore> openFile(const QString &path, QString *errorText)
+std::unique_ptr<DownloadStore> openFile(const QString &path, Failure *failure)
 {
     auto list = std::make_unique<DownloadList>();
     if (list->open(path))
         return list;
-    *errorText = list->lastErrorText();
+    *failure = list->lastFailure();
     return nullptr;
 }
 
 }
 
-std::unique_ptr<DownloadStore> Stores::open(const StoreChoice &choice, QString *errorText)
+std::unique_ptr<DownloadStore> Stores::open(const StoreChoice &choice, Failure *failure)
 {
     if (!choice.isKept)
         return std::make_unique<MemoryStore>();
     if (!choice.path.isEmpty())
-        return openFile(choice.path, errorText);
+        return openFile(choice.path, failure);
     const QString reason = obstacle();
     if (reason.isEmpty())
-        return openFile(DownloadList::defaultPath(), errorText);
-    return std::make_unique<MemoryStore>(
-        u"%1: the list of downloads is kept in memory, and gone when this program ends. Name a file for it with --list."_s
-            .arg(reason));
+        return openFile(DownloadList::defaultPath(), failure);
+    return std::make_unique<MemoryStore>(Failure::make(Failure::Kind::ListInMemory, {}, reason));
 }

@@ -4,8 +4,6 @@
 #include <host/storage/downloadstore.h>
 #include <host/storage/storechoice.h>
 
-#include <QString>
-
 #include <memory>
 
 /// Which store there is for a choice: who uses it need not know.
@@ -14,7 +12,7 @@ namespace Stores
 
 /// Open, in the thread that calls. Where the usual place cannot be used because there is no home folder, or none that
 /// can be written, the list is kept in memory and warns of that; a file that was named, and one that is there, has to
-/// be usable. @param errorText gets a sentence when there is none
-std::unique_ptr<DownloadStore> open(const StoreChoice &choice, QString *errorText);
+/// be usable. @param failure gets why, when there is none
+std::unique_ptr<DownloadStore> open(const StoreChoice &choice, Failure *failure);
 
 }

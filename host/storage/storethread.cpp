@@ -29,7 +29,7 @@ bool StoreThread::open(const StoreChoice &choice)
     Q_ASSERT_X(!m_thread.isRunning(), "StoreThread::open", "once");
     m_thread.start();
     std::unique_ptr<DownloadStore> opened;
-    inThread([&] { opened = Stores::open(choice, &m_errorText); });
+    inThread([&] { opened = Stores::open(choice, &m_failure); });
     if (!opened) {
         m_path = choice.path.isEmpty() ? DownloadList::defaultPath() : choice.path;
         end();
@@ -65,7 +65,7 @@ auto StoreThread::call(const Work &work)
     decltype(work(*m_store)) answer;
     const auto ask = [&] {
         answer = work(*m_store);
-        m_errorText = m_store->lastErrorText();
+        m_failure = m_store->lastFailure();
         m_warning = m_store->warning();
     };
     if (m_thread.isRunning())
@@ -78,17 +78,16 @@ auto StoreThread::call(const Work &work)
 void StoreThread::save(const Record &record, const Holdings &holdings, QObject *context, const Saved &saved)
 {
     ++m_calls;
-    const auto answer = [this, there = QPointer(context), saved](const QString &errorText, const QString &warning) {
+    const auto answer = [this, there = QPointer(context), saved](const Failure &failure, const Failure &warning) {
         m_warning = warning;
         if (there)
-            saved(errorText);
+            saved(failure);
     };
     const auto work = [this, record, holdings, answer] {
         const bool isSaved = m_store->update(record, holdings, Lasting::ThisRunOfTheMachine);
-        const QString errorText = isSaved ? QString() : m_store->lastErrorText();
+        const Failure failure = isSaved ? Failure() : m_store->lastFailure();
         QMetaObject::invokeMethod(
-            this, [answer, errorText, warning = m_store->warning()] { answer(errorText, warning); },
-            Qt::QueuedConnection);
+            this, [answer, failure, warning = m_store->warning()] { answer(failure, warning); }, Qt::QueuedConnection);
     };
     if (m_thread.isRunning())
         QMetaObject::invokeMethod(&m_there, work, Qt::QueuedConnection);

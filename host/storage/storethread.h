@@ -28,7 +28,7 @@ public:
     StoreThread();
     ~StoreThread() override;
 
-    /// Once. False, with an error text, when there is no such store; before, and then, every call fails.
+    /// Once. False, with a failure, when there is no such store; before, and then, every call fails.
     bool open(const StoreChoice &choice);
 
     /// That were made so far: for who looks into what is slow.
@@ -36,8 +36,8 @@ public:
 
     QString path() const override { return m_path; }
     /// Of the last call that waited for its answer.
-    QString lastErrorText() const override { return m_errorText; }
-    QString warning() const override { return m_warning; }
+    Failure lastFailure() const override { return m_failure; }
+    Failure warning() const override { return m_warning; }
 
     qint64 insert(Record &record) override;
     qint64 insertOwned(Record &record, const DownloadOptions &options) override;
@@ -73,6 +73,6 @@ private:
     std::unique_ptr<DownloadStore> m_store; ///< used there, and here while nothing runs there
     qint64 m_calls = 0;
     QString m_path;
-    QString m_errorText;
-    QString m_warning;
+    Failure m_failure;
+    Failure m_warning;
 };

@@ -87,9 +87,9 @@ void TestExitStatus::statusOfFailure_data()
     row(Kind::CannotChange, ExitStatus::Unknown);
     row(Kind::CannotFinish, ExitStatus::Unknown);
     row(Kind::NothingToCompare, ExitStatus::Unknown);
-    row(Kind::List, ExitStatus::Unknown);
-    row(Kind::Module, ExitStatus::Unknown);
-    row(Kind::Setting, ExitStatus::Unknown);
+    row(Kind::CannotOpenList, ExitStatus::Unknown);
+    row(Kind::NoModule, ExitStatus::Unknown);
+    row(Kind::LoginsUnusable, ExitStatus::Unknown);
 }
 
 void TestExitStatus::statusOfFailure()

@@ -64,6 +64,7 @@ private Q_SLOTS:
     void anUnsupportedUrlIsQuoted();
     void wordsOfFailure_data();
     void wordsOfFailure();
+    void aListThatWasSetAsideIsNamedAsItIsCalledNow();
     void eachOfSeveralAddressesIsListed();
     void everyKindHasWordsWithoutGaps();
 };
@@ -287,14 +288,54 @@ void TestFailureWords::wordsOfFailure_data()
     row("nobody knows what the disk has", Kind::NotOnDisk, u"I/O"_s,
         u"cannot make sure that \"/home/anna/x.iso.part\" is on the disk: I/O. What was written in this run will be "
         u"fetched again. Check the disk."_s);
-    row("a list says everything itself", Kind::List, u"cannot read the list \"l\": no"_s,
-        u"cannot read the list \"l\": no"_s, {Remedy::AsDetailSays});
+    row("a list that cannot be opened", Kind::CannotOpenList, u"it is a folder, not a file"_s,
+        u"cannot open the list \"/home/anna/x.iso.part\": it is a folder, not a file. Move that out of the way, or "
+        u"name "
+        u"another file with --list."_s,
+        {Remedy::MoveAway, Remedy::OtherList});
+    row("a list of a later version", Kind::CannotOpenList, u"it is newer"_s,
+        u"cannot open the list \"/home/anna/x.iso.part\": it is newer. Use that version."_s, {Remedy::NewerProgram});
+    row("a list that is full", Kind::CannotChangeList, u"database or disk is full"_s,
+        u"cannot change the list \"/home/anna/x.iso.part\": database or disk is full."_s);
+    row("a list in use", Kind::CannotRepairList, u"process 7 is at work on download 5"_s,
+        u"cannot repair the list \"/home/anna/x.iso.part\": process 7 is at work on download 5. Wait until that is "
+        u"done, or stop it."_s,
+        {Remedy::TryLater, Remedy::StopFirst});
+    row("a list that somebody set aside", Kind::ListDamaged, {},
+        u"the list \"/home/anna/x.iso.part\" was damaged. It was set aside, and a new one begun."_s);
+    row("a list that is not kept", Kind::ListInMemory, u"there is no home folder"_s,
+        u"there is no home folder: the list of downloads is kept in memory, and gone when this program ends. Name a "
+        u"file for it with --list."_s);
+    row("no module at all", Kind::NoModule, u"\"/a\", \"/b\""_s,
+        u"cannot find a module in \"/a\", \"/b\". Set PLAIT_MODULE_DIR to the folder that holds them."_s);
+    row("a module of another version", Kind::ModuleUnusable, u"it does not speak interface version 43"_s,
+        u"cannot load the module \"/home/anna/x.iso.part\": it does not speak interface version 43. Install the one "
+        u"that came with this program."_s);
+    row("a library that is no module", Kind::ModuleUnusable, u"it is none"_s,
+        u"cannot load the module \"/home/anna/x.iso.part\": it is none. Move it out of the way."_s, {Remedy::MoveAway});
+    row("a proxy of no kind", Kind::ProxyUnusable, u"it names no host"_s,
+        u"cannot use the proxy \"x.iso\": it names no host. Give it as http://HOST:PORT, https://HOST:PORT or "
+        u"socks5://HOST:PORT."_s);
+    row("logins that others can read", Kind::LoginsExposed, {},
+        u"other users of this machine can get at the passwords in \"/home/anna/x.iso.part\". Run: chmod 600 "
+        u"\"/home/anna/x.iso.part\""_s);
 }
 
 void TestFailureWords::wordsOfFailure()
 {
     QFETCH(Failure, failure);
     QTEST(FailureWords::sentence(failure), "words");
+}
+
+void TestFailureWords::aListThatWasSetAsideIsNamedAsItIsCalledNow()
+{
+    Failure::Subject subject;
+    subject.path = u"/l"_s;
+    subject.keptAs = u"/l.damaged"_s;
+    QCOMPARE(FailureWords::sentence(Failure::make(Failure::Kind::ListDamaged, subject, u"no table"_s)),
+             u"the list \"/l\" was damaged: no table. It is kept as \"/l.damaged\", and a new list was begun; "
+             u"incomplete files stay where they are. Run \"plait list --repair\" with that name to bring over what can "
+             u"be read of it."_s);
 }
 
 void TestFailureWords::eachOfSeveralAddressesIsListed()
@@ -308,7 +349,7 @@ void TestFailureWords::eachOfSeveralAddressesIsListed()
 
 void TestFailureWords::everyKindHasWordsWithoutGaps()
 {
-    for (int kind = 1; kind <= int(Failure::Kind::Setting); ++kind) {
+    for (int kind = 1; kind <= int(Failure::Kind::LoginsExposed); ++kind) {
         const Failure failure = Failure::make(Failure::Kind(kind), Failure::Subject::of(recordOf()), u"a reason"_s);
         const QString text = FailureWords::sentence(failure);
         QVERIFY2(!text.isEmpty() && !text.contains(u'%') && !text.contains("\"\""_L1), qPrintable(text));

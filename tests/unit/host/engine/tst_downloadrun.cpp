@@ -118,7 +118,7 @@ void TestDownloadRun::init()
     m_list.reset();
     m_dir = std::make_unique<QTemporaryDir>();
     m_list = std::make_unique<DownloadList>();
-    QVERIFY2(m_list->open(m_dir->filePath(u"list.sqlite"_s)), qPrintable(m_list->lastErrorText()));
+    QVERIFY2(m_list->open(m_dir->filePath(u"list.sqlite"_s)), qPrintable(m_list->lastFailure().detail));
 }
 
 FakeDownload *TestDownloadRun::makeDownload(const QString &path)
@@ -499,8 +499,8 @@ void TestDownloadRun::aListThatFailsIsReported()
     QVERIFY(m_list->remove(m_id));
     fake->change(true, [](Info &) {});
     QCOMPARE(failed.size(), 1);
-    QCOMPARE(failed.first().first().value<Failure>().kind, Failure::Kind::List);
-    QVERIFY(failed.first().first().value<Failure>().detail.startsWith(u"cannot save"_s));
+    QCOMPARE(failed.first().first().value<Failure>().kind, Failure::Kind::CannotChangeList);
+    QCOMPARE(failed.first().first().value<Failure>().subject.id, m_id);
 }
 
 void TestDownloadRun::withoutAListNothingIsSaved()

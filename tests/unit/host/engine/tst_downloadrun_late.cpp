@@ -178,7 +178,7 @@ void TestDownloadRunLate::aFailureIsTold()
     QVERIFY(failed.isEmpty());
     m_list->answer();
     QCOMPARE(failed.size(), 1);
-    QCOMPARE(failed.first().first().value<Failure>().kind, Failure::Kind::List);
+    QCOMPARE(failed.first().first().value<Failure>().kind, Failure::Kind::CannotChangeList);
     QSignalSpy finished(m_run.get(), &DownloadRun::finished);
     m_run->stop();
     m_list->answer();

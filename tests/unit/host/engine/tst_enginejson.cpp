@@ -201,7 +201,7 @@ void TestEngineJson::anAnswerArrivesAsItWas()
     answer.snapshots = {someSnapshot(), Snapshot()};
     answer.total = 100'000;
     answer.questions = {{3, 1, Question::Kind::FileExists, u"t"_s, u"/p"_s, {Question::Choice::Skip}}};
-    answer.warnings = {u"w"_s};
+    answer.warnings = {someFailure()};
     answer.found = QueryResult{u"n"_s, 5, u"t"_s, QueryResult::Resume::Supported, QUrl(u"http://h/"_s)};
     const EngineAnswer arrived = EngineAnswer::fromJson(sent(answer.toJson()));
     QCOMPARE(arrived.toJson(), answer.toJson());
@@ -211,6 +211,7 @@ void TestEngineJson::anAnswerArrivesAsItWas()
     QCOMPARE(arrived.ids, answer.ids);
     QCOMPARE(arrived.snapshots, answer.snapshots);
     QCOMPARE(arrived.questions, answer.questions);
+    QCOMPARE(arrived.warnings, answer.warnings);
     QCOMPARE(arrived.found, answer.found);
     QVERIFY(EngineAnswer::fromJson(sent(EngineAnswer().toJson())).isOk());
 }

@@ -36,9 +36,9 @@ private Q_SLOTS:
 void TestModuleLoader::aModuleIsLoadedAndMakesDownloads()
 {
     QObject parent;
-    QString errorText;
-    const QList<AbstractDownloadModule *> modules = ModuleLoader::load(libraryOf(u"good"_s), &parent, &errorText);
-    QVERIFY2(errorText.isEmpty(), qPrintable(errorText));
+    Failure failure;
+    const QList<AbstractDownloadModule *> modules = ModuleLoader::load(libraryOf(u"good"_s), &parent, &failure);
+    QVERIFY2(!failure, qPrintable(failure.detail));
     QCOMPARE(modules.size(), 1);
     QCOMPARE(modules.first()->parent(), &parent);
     QCOMPARE(modules.first()->uniqueId(), u"downloadswww"_s);
@@ -60,10 +60,11 @@ void TestModuleLoader::whatIsNoModuleIsReported()
 {
     QFETCH(QString, kind);
     QFETCH(QString, text);
-    QString errorText;
-    QVERIFY(ModuleLoader::load(libraryOf(kind), nullptr, &errorText).isEmpty());
-    QVERIFY2(errorText.contains(text) && errorText.endsWith(u'.'), qPrintable(errorText));
-    QVERIFY2(errorText.contains(libraryOf(kind)), qPrintable(errorText));
+    Failure failure;
+    QVERIFY(ModuleLoader::load(libraryOf(kind), nullptr, &failure).isEmpty());
+    QCOMPARE(failure.kind, Failure::Kind::ModuleUnusable);
+    QVERIFY2(failure.detail.startsWith(text), qPrintable(failure.detail));
+    QCOMPARE(failure.subject.path, libraryOf(kind));
 }
 
 void TestModuleLoader::aFileThatIsNoLibraryIsReported()
@@ -73,9 +74,10 @@ void TestModuleLoader::aFileThatIsNoLibraryIsReported()
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write("no library");
     file.close();
-    QString errorText;
-    QVERIFY(ModuleLoader::load(file.fileName(), nullptr, &errorText).isEmpty());
-    QVERIFY2(errorText.startsWith(u"cannot load the module \"%1\": "_s.arg(file.fileName())), qPrintable(errorText));
+    Failure failure;
+    QVERIFY(ModuleLoader::load(file.fileName(), nullptr, &failure).isEmpty());
+    QCOMPARE(failure.kind, Failure::Kind::ModuleUnusable);
+    QCOMPARE(failure.subject.path, file.fileName());
 }
 
 void TestModuleLoader::theDefaultFoldersFollowTheEnvironment()

@@ -61,10 +61,10 @@ bool CredentialsBench::waitForEnd(const Reply &reply)
 
 bool CredentialsBench::apply(const NetworkOptions &options)
 {
-    QString error;
-    const bool applied = m_chief->apply(options, &error);
+    Failure failure;
+    const bool applied = m_chief->apply(options, &failure);
     if (!applied)
-        qWarning("%s", qPrintable(error));
+        qWarning("%s", qPrintable(failure.detail));
     return applied;
 }
 

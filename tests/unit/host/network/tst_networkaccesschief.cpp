@@ -178,8 +178,8 @@ void TestNetworkAccessChief::aFurtherAuthorityIsTrusted()
     QVERIFY2(ca.isValid(), qPrintable(ca.errorText()));
     m_server = std::make_unique<ScriptedServer>(ca.serverConfiguration());
     m_server->setResponse("/file", ScriptedResponse::ok("content"));
-    QString error;
-    QVERIFY2(m_chief->addCaCertificates(ca.caFile(), &error), qPrintable(error));
+    Failure failure;
+    QVERIFY2(m_chief->addCaCertificates(ca.caFile(), &failure), qPrintable(failure.detail));
     const Manager manager = take();
     const std::unique_ptr<QNetworkReply> reply(get(manager));
     QVERIFY(waitForEnd(reply.get()));
@@ -190,14 +190,14 @@ void TestNetworkAccessChief::aFurtherAuthorityIsTrusted()
 void TestNetworkAccessChief::aFileWithoutCertificatesIsRefused()
 {
     const QTemporaryDir dir;
-    QString error;
-    QVERIFY(!m_chief->addCaCertificates(dir.filePath(u"missing.pem"_s), &error));
-    QVERIFY2(error.contains(u"missing.pem"_s), qPrintable(error));
+    Failure failure;
+    QVERIFY(!m_chief->addCaCertificates(dir.filePath(u"missing.pem"_s), &failure));
+    QVERIFY2(failure.subject.path.contains(u"missing.pem"_s), qPrintable(failure.detail));
     QFile file(dir.filePath(u"empty.pem"_s));
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.close();
-    QVERIFY(!m_chief->addCaCertificates(file.fileName(), &error));
-    QVERIFY2(error.contains(u"none in PEM form"_s), qPrintable(error));
+    QVERIFY(!m_chief->addCaCertificates(file.fileName(), &failure));
+    QVERIFY2(failure.detail.contains(u"none in PEM form"_s), qPrintable(failure.detail));
 }
 
 void TestNetworkAccessChief::aRedirectCannotReachLocalFiles()

@@ -359,7 +359,7 @@ void TestNetworkCredentials::aNetrcFileThatOthersCanReadIsWarnedOf()
     QVERIFY(QFile::setPermissions(path, QFile::permissions(path) | QFile::ReadOther));
     QVERIFY(apply(options));
     QCOMPARE(m_chief->warnings().size(), 1);
-    QVERIFY(m_chief->warnings().first().contains(path));
+    QVERIFY(m_chief->warnings().first().subject.path == path);
     QVERIFY(QFile::remove(path));
 }
 
@@ -369,9 +369,9 @@ void TestNetworkCredentials::aNetrcFileThatIsNotThereIsNoComplaintUnlessNamed()
     options.netrc = true;
     QVERIFY(apply(options));
     options.netrcFile = m_dir.filePath(u"missing"_s);
-    QString error;
-    QVERIFY(!m_chief->apply(options, &error));
-    QVERIFY2(error.contains(u"missing"_s), qPrintable(error));
+    Failure failure;
+    QVERIFY(!m_chief->apply(options, &failure));
+    QVERIFY2(failure.subject.path.contains(u"missing"_s), qPrintable(failure.detail));
 }
 
 void TestNetworkCredentials::filesThatCannotBeUsedAreRefused_data()
@@ -389,9 +389,9 @@ void TestNetworkCredentials::filesThatCannotBeUsedAreRefused()
     NetworkOptions options;
     options.netrc = isNetrc;
     (isNetrc ? options.netrcFile : options.cookiesFile) = write(u"bad"_s, text);
-    QString error;
-    QVERIFY(!m_chief->apply(options, &error));
-    QVERIFY2(error.contains(u"line 1"_s), qPrintable(error));
+    Failure failure;
+    QVERIFY(!m_chief->apply(options, &failure));
+    QVERIFY2(failure.detail.contains(u"line 1"_s), qPrintable(failure.detail));
 }
 
 void TestNetworkCredentials::loadedCookiesAreSentWhereTheyBelong()
@@ -407,8 +407,8 @@ void TestNetworkCredentials::loadedCookiesAreSentWhereTheyBelong()
                                 "127.0.0.1\tFALSE\t/\tTRUE\t0\tsafe\t2\n"
                                 "localhost\tFALSE\t/\tFALSE\t0\telsewhere\t3\n");
     QVERIFY(apply(options));
-    QString error;
-    QVERIFY2(m_chief->addCaCertificates(ca.caFile(), &error), qPrintable(error));
+    Failure failure;
+    QVERIFY2(m_chief->addCaCertificates(ca.caFile(), &failure), qPrintable(failure.detail));
     const Reply plain = get(m_url);
     const Reply safe = get(secure.url(u"/file"_s));
     QVERIFY(waitForEnd(plain) && waitForEnd(safe));

@@ -111,8 +111,8 @@ void TestNetworkCredentialsProxies::aProxyIsUsedForHttps()
     NetworkOptions options;
     options.proxy = m_proxy->url(scheme);
     QVERIFY(apply(options));
-    QString error;
-    QVERIFY2(m_chief->addCaCertificates(ca.caFile(), &error), qPrintable(error));
+    Failure failure;
+    QVERIFY2(m_chief->addCaCertificates(ca.caFile(), &failure), qPrintable(failure.detail));
     const Reply reply = get(secure.url(u"/file"_s));
     QVERIFY(waitForEnd(reply));
     QVERIFY2(reply->error() == QNetworkReply::NoError, qPrintable(reply->errorString()));
@@ -159,8 +159,8 @@ void TestNetworkCredentialsProxies::theProxysLoginStaysWithTheProxy()
     NetworkOptions options = loginOption(u"server"_s, u"pw"_s);
     options.proxy = m_proxy->url(u"http"_s, u"proxy:pw"_s);
     QVERIFY(apply(options));
-    QString error;
-    QVERIFY2(m_chief->addCaCertificates(ca.caFile(), &error), qPrintable(error));
+    Failure failure;
+    QVERIFY2(m_chief->addCaCertificates(ca.caFile(), &failure), qPrintable(failure.detail));
     m_chief->takeSecrets(secure.url(u"/file"_s), nullptr);
     const Reply reply = get(secure.url(u"/file"_s));
     QVERIFY(waitForEnd(reply));
@@ -239,8 +239,8 @@ void TestNetworkCredentialsProxies::aSecureProxyIsUsed()
     NetworkOptions options;
     options.proxy = m_proxy->url(u"https"_s, u"me:pw"_s);
     QVERIFY(apply(options));
-    QString error;
-    QVERIFY2(m_chief->addCaCertificates(ca.caFile(), &error), qPrintable(error));
+    Failure failure;
+    QVERIFY2(m_chief->addCaCertificates(ca.caFile(), &failure), qPrintable(failure.detail));
     const Reply reply = get(isServerSecure ? secure.url(u"/file"_s) : m_url);
     QVERIFY(waitForEnd(reply));
     QVERIFY2(reply->error() == QNetworkReply::NoError, qPrintable(reply->errorString()));
@@ -288,8 +288,8 @@ void TestNetworkCredentialsProxies::aServerThatIsTrustedForOnceMayLieBehindAProx
     NetworkOptions options;
     options.proxy = m_proxy->url(scheme);
     QVERIFY(apply(options));
-    QString error;
-    QVERIFY2(m_chief->addCaCertificates(ca.caFile(), &error), qPrintable(error));
+    Failure failure;
+    QVERIFY2(m_chief->addCaCertificates(ca.caFile(), &failure), qPrintable(failure.detail));
     const Reply reply = get(secure.url(u"/file"_s));
     reply->ignoreSslErrors();
     QVERIFY(waitForEnd(reply));
@@ -315,8 +315,8 @@ void TestNetworkCredentialsProxies::aSecureProxyIsKnownAgainOnTheNextConnection(
     NetworkOptions options = loginOption(u"me"_s, u"pw"_s);
     options.proxy = m_proxy->url(u"https"_s);
     QVERIFY(apply(options));
-    QString error;
-    QVERIFY2(m_chief->addCaCertificates(ca.caFile(), &error), qPrintable(error));
+    Failure failure;
+    QVERIFY2(m_chief->addCaCertificates(ca.caFile(), &failure), qPrintable(failure.detail));
     m_chief->takeSecrets(secure.url(u"/file"_s), nullptr);
     const Reply reply = get(secure.url(u"/file"_s));
     reply->ignoreSslErrors();
@@ -397,11 +397,11 @@ void TestNetworkCredentialsProxies::anEnvironmentThatIsLeftOutExceptsNobody()
 void TestNetworkCredentialsProxies::aProxyThatIsNoneIsRefused()
 {
     NetworkOptions options;
-    QString error;
+    Failure failure;
     for (const QString &text : {u"127.0.0.1:8080"_s, u"gopher://p"_s}) {
         options.proxy = QUrl(text);
-        const bool applied = m_chief->apply(options, &error);
-        QVERIFY2(!applied && error.contains(u"--proxy"_s), qPrintable(error));
+        const bool applied = m_chief->apply(options, &failure);
+        QVERIFY2(!applied && failure.kind == Failure::Kind::ProxyUnusable, qPrintable(failure.detail));
     }
 }
 

@@ -13,7 +13,7 @@ const QDateTime kNow = QDateTime::fromSecsSinceEpoch(1'700'000'000, Qt::UTC);
 
 QList<QNetworkCookie> parsed(const QByteArray &text, QString *error)
 {
-    return NetscapeCookies::parse(text, u"/home/me/cookies.txt"_s, kNow, error).value_or(QList<QNetworkCookie>());
+    return NetscapeCookies::parse(text, kNow, error).value_or(QList<QNetworkCookie>());
 }
 
 }
@@ -104,8 +104,8 @@ void TestNetscapeCookies::textsThatAreRefused()
     QFETCH(QByteArray, text);
     QFETCH(QString, words);
     QString error;
-    QVERIFY(!NetscapeCookies::parse(text, u"/home/me/cookies.txt"_s, kNow, &error));
-    QVERIFY2(error.contains(words) && error.contains(u"\"/home/me/cookies.txt\""_s), qPrintable(error));
+    QVERIFY(!NetscapeCookies::parse(text, kNow, &error));
+    QVERIFY2(error.contains(words), qPrintable(error));
     QVERIFY(!error.contains(u"secret"_s));
 }
 

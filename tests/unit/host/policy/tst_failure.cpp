@@ -241,7 +241,7 @@ void TestFailure::aWholeSentenceIsKnownByItsMark()
 void TestFailure::everyKindHasAKeyOfItsOwn()
 {
     QSet<QString> keys;
-    for (int kind = 0; kind <= int(Kind::Setting); ++kind) {
+    for (int kind = 0; kind <= int(Kind::LoginsExposed); ++kind) {
         const QString key = Failure::keyOf(Kind(kind));
         QVERIFY2(!key.isEmpty() && !keys.contains(key), qPrintable(QString::number(kind)));
         keys.insert(key);
@@ -254,6 +254,7 @@ void TestFailure::jsonKeepsEverything()
     Failure failure =
         Failure::of(errorOf(ErrorCategory::kHttp, 404), recordOf(u"https://files.example/%C3%A9?a=%26"_s));
     failure.detail = u"\u00e9\"\n"_s;
+    failure.subject.keptAs = u"/k"_s;
     failure.addresses = {{QUrl(u"ftp://a/b"_s), u"gone"_s}, {QUrl(u"http://c/"_s), {}}};
     for (int remedy = 0; remedy <= int(Remedy::ReadLog); ++remedy)
         failure.remedies.append(Remedy(remedy));

@@ -46,7 +46,7 @@ void TestProxyChoice::proxiesThatCanBeUsed()
     QFETCH(QString, text);
     QFETCH(QString, proxy);
     QString error;
-    QCOMPARE(ProxyChoice::checkedProxy(text, u"--proxy"_s, &error).toString(QUrl::FullyEncoded), proxy);
+    QCOMPARE(ProxyChoice::checkedProxy(text, &error).toString(QUrl::FullyEncoded), proxy);
     QVERIFY2(error.isEmpty(), qPrintable(error));
 }
 
@@ -64,9 +64,11 @@ void TestProxyChoice::proxiesThatCannotBeUsed()
 {
     QFETCH(QString, text);
     QString error;
-    QVERIFY(ProxyChoice::checkedProxy(text, u"--proxy"_s, &error).isEmpty());
-    QVERIFY2(error.contains(u"of --proxy"_s) && error.contains(u"socks5://HOST:PORT"_s), qPrintable(error));
-    QVERIFY2(!error.contains(u"secret"_s), qPrintable(error));
+    QVERIFY(ProxyChoice::checkedProxy(text, &error).isEmpty());
+    QVERIFY(!error.isEmpty());
+    const Failure failure = ProxyChoice::unusable(text, error);
+    QCOMPARE(failure.kind, Failure::Kind::ProxyUnusable);
+    QVERIFY2(!(failure.detail + failure.subject.title).contains(u"secret"_s), qPrintable(failure.subject.title));
 }
 
 void TestProxyChoice::variablesOfTheEnvironment_data()
@@ -108,8 +110,8 @@ void TestProxyChoice::variablesOfTheEnvironment()
     for (const QString &variable : std::as_const(variables))
         environment.insert(variable.section(u'=', 0, 0), variable.section(u'=', 1));
     ProxyChoice::Settings settings;
-    QString error;
-    QVERIFY2(ProxyChoice::fromEnvironment(environment, &settings, &error), qPrintable(error));
+    Failure failure;
+    QVERIFY2(ProxyChoice::fromEnvironment(environment, &settings, &failure), qPrintable(failure.detail));
     QCOMPARE(ProxyChoice::forUrl(url, settings).toString(), proxy);
 }
 
@@ -118,9 +120,10 @@ void TestProxyChoice::aBadVariableIsNamed()
     QProcessEnvironment environment;
     environment.insert(u"https_proxy"_s, u"quic://p"_s);
     ProxyChoice::Settings settings;
-    QString error;
-    QVERIFY(!ProxyChoice::fromEnvironment(environment, &settings, &error));
-    QVERIFY2(error.contains(u"https_proxy"_s) && error.contains(u"quic"_s), qPrintable(error));
+    Failure failure;
+    QVERIFY(!ProxyChoice::fromEnvironment(environment, &settings, &failure));
+    QVERIFY2(failure.detail.contains(u"https_proxy"_s), qPrintable(failure.detail));
+    QCOMPARE(failure.subject.title, u"quic://p"_s);
 }
 
 void TestProxyChoice::exceptions_data()

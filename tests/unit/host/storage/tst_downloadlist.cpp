@@ -63,7 +63,7 @@ private Q_SLOTS:
 
 private:
     QString path() const { return m_dir->filePath(u"data/plait/downloads.sqlite"_s); }
-    void openList(DownloadList &list) const { QVERIFY2(list.open(path()), qPrintable(list.lastErrorText())); }
+    void openList(DownloadList &list) const { QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail)); }
 
     std::unique_ptr<QTemporaryDir> m_dir;
 };
@@ -81,7 +81,7 @@ void TestDownloadList::removingARecordRemovesItsParts()
     for (quint32 seed = 0; seed < 20; ++seed) {
         Info record = randomRecord(seed);
         QVERIFY(list.insert(record) > 0);
-        QVERIFY2(list.remove(record.id), qPrintable(list.lastErrorText()));
+        QVERIFY2(list.remove(record.id), qPrintable(list.lastFailure().detail));
         QVERIFY(!list.remove(record.id));
     }
     const Shell shell(path());
@@ -252,8 +252,9 @@ void TestDownloadList::aFolderThatCannotBeMadeIsReported()
     QVERIFY(inTheWay.open(QIODevice::WriteOnly));
     DownloadList list;
     QVERIFY(!list.open(path()));
-    QVERIFY2(list.lastErrorText().startsWith(u"cannot open the list \"%1\": the folder"_s.arg(path())),
-             qPrintable(list.lastErrorText()));
+    QCOMPARE(list.lastFailure().kind, Failure::Kind::CannotOpenList);
+    QCOMPARE(list.lastFailure().subject.path, path());
+    QVERIFY2(list.lastFailure().detail.startsWith(u"the folder"_s), qPrintable(list.lastFailure().detail));
     QVERIFY(!list.isOpen());
 }
 
@@ -262,7 +263,7 @@ void TestDownloadList::aClosedListSaysSo()
     DownloadList list;
     Info record;
     QCOMPARE(list.insert(record), 0);
-    QVERIFY(list.lastErrorText().contains(u"not open"_s));
+    QVERIFY(list.lastFailure().detail.contains(u"not open"_s));
     QVERIFY(list.list().isEmpty());
     QVERIFY(!list.remove(1));
 }

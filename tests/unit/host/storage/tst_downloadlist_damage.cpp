@@ -59,7 +59,7 @@ private:
     }
     /// A list whose table begins with nonsense; @param table empty = the last quarter of the file is nonsense
     void fillAndDamage(const QString &table) const;
-    void openList(DownloadList &list) const { QVERIFY2(list.open(path()), qPrintable(list.lastErrorText())); }
+    void openList(DownloadList &list) const { QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail)); }
 
     std::unique_ptr<QTemporaryDir> m_dir;
 };
@@ -96,18 +96,19 @@ void TestDownloadListDamage::aFileThatIsNoDatabaseIsSetAside()
     const QByteArray text(8192, 'x');
     QVERIFY(QDir().mkpath(folder()) && write(path(), text));
     DownloadList list;
-    QVERIFY2(list.open(path()), qPrintable(list.lastErrorText()));
-    QVERIFY2(list.warning().contains(u"damaged"_s), qPrintable(list.warning()));
+    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail));
+    QCOMPARE(list.warning().kind, Failure::Kind::ListDamaged);
+    QCOMPARE(list.warning().subject.path, path());
     const QStringList aside = setAside();
     QCOMPARE(aside.size(), 1);
     QVERIFY(QRegularExpression(u"^downloads\\.sqlite\\.damaged-\\d{8}-\\d{6}$"_s).match(aside.first()).hasMatch());
-    QVERIFY(list.warning().contains(aside.first()));
+    QVERIFY(list.warning().subject.keptAs.contains(aside.first()));
     QCOMPARE(read(aside.first()), text);
     Info record;
     QVERIFY(list.insert(record) > 0);
     DownloadList again;
     openList(again);
-    QVERIFY(again.warning().isEmpty());
+    QVERIFY(!again.warning());
     QCOMPARE(again.list().size(), 1);
 }
 
@@ -115,11 +116,11 @@ void TestDownloadListDamage::aDamagedListIsSetAside()
 {
     fillAndDamage(u"downloads"_s);
     DownloadList list;
-    QVERIFY2(list.open(path()), qPrintable(list.lastErrorText()));
-    QVERIFY(!list.warning().isEmpty());
+    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail));
+    QVERIFY(list.warning());
     QCOMPARE(setAside().size(), 1);
     QVERIFY(list.list().isEmpty());
-    QVERIFY(list.lastErrorText().isEmpty());
+    QVERIFY(list.lastFailure().detail.isEmpty());
 }
 
 void TestDownloadListDamage::damageThatIsFoundLaterIsSetAside()
@@ -128,10 +129,10 @@ void TestDownloadListDamage::damageThatIsFoundLaterIsSetAside()
     fillAndDamage({});
     DownloadList list;
     openList(list);
-    QVERIFY(list.warning().isEmpty());
+    QVERIFY(!list.warning());
     QVERIFY(list.list().isEmpty());
-    QVERIFY2(list.lastErrorText().contains(u"damaged"_s), qPrintable(list.lastErrorText()));
-    QVERIFY(!list.warning().isEmpty());
+    QCOMPARE(list.lastFailure().kind, Failure::Kind::ListDamaged);
+    QVERIFY(list.warning());
     QCOMPARE(setAside().size(), 1);
     Info record;
     QVERIFY2(list.insert(record) > 0, "the new list is at work");
@@ -151,7 +152,7 @@ void TestDownloadListDamage::whatWasSetAsideIsNotKeptOpen()
     for (const QString &name : names)
         QVERIFY(!QFile::symLinkTarget(descriptors.filePath(name)).contains(u".damaged-"_s));
     QVERIFY2(!list.load(1), "the same statement reads the new list");
-    QVERIFY(list.lastErrorText().isEmpty());
+    QVERIFY(list.lastFailure().detail.isEmpty());
     QCOMPARE(list.insert(record), 1);
     QCOMPARE(list.load(1), record);
 }
@@ -180,7 +181,7 @@ void TestDownloadListDamage::anotherProgramsDatabaseIsLeftAlone()
     const QByteArray before = read(path());
     DownloadList list;
     QVERIFY(!list.open(path()));
-    QVERIFY2(list.lastErrorText().contains(u"another program"_s), qPrintable(list.lastErrorText()));
+    QVERIFY2(list.lastFailure().detail.contains(u"another program"_s), qPrintable(list.lastFailure().detail));
     QVERIFY(setAside().isEmpty());
     QCOMPARE(Shell(path()).value(u"SELECT count(*) FROM songs"_s).toInt(), 0);
 }
@@ -196,7 +197,7 @@ void TestDownloadListDamage::aListOfALaterVersionIsLeftAlone()
     QVERIFY(Shell(path()).value(u"PRAGMA user_version = 99"_s).isNull());
     DownloadList list;
     QVERIFY(!list.open(path()));
-    QVERIFY2(list.lastErrorText().contains(u"later version"_s), qPrintable(list.lastErrorText()));
+    QVERIFY2(list.lastFailure().detail.contains(u"later version"_s), qPrintable(list.lastFailure().detail));
     QVERIFY(setAside().isEmpty());
     QCOMPARE(Shell(path()).value(u"SELECT count(*) FROM downloads"_s).toInt(), 1);
 }

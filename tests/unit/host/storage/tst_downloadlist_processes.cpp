@@ -36,7 +36,7 @@ private Q_SLOTS:
 
 private:
     QString path() const { return m_dir->filePath(u"data/plait/downloads.sqlite"_s); }
-    void openList(DownloadList &list) const { QVERIFY2(list.open(path()), qPrintable(list.lastErrorText())); }
+    void openList(DownloadList &list) const { QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail)); }
 
     std::unique_ptr<QTemporaryDir> m_dir;
 };
@@ -124,7 +124,7 @@ void TestDownloadListProcesses::aReleasedDownloadIsFree()
     QVERIFY(list.insert(record) > 0);
     QCOMPARE(list.claim(record.id), DownloadList::Claim::Taken);
     QVERIFY2(list.update(record), "saving leaves the owner alone");
-    QVERIFY2(list.release(record.id), qPrintable(list.lastErrorText()));
+    QVERIFY2(list.release(record.id), qPrintable(list.lastFailure().detail));
     const Shell shell(path());
     QVERIFY(shell.value(u"SELECT owner_pid FROM downloads"_s).isNull());
 }
@@ -150,7 +150,7 @@ void TestDownloadListProcesses::claimingNothingFails()
     DownloadList list;
     openList(list);
     QCOMPARE(list.claim(5), DownloadList::Claim::Failed);
-    QVERIFY(list.lastErrorText().contains(u"no such download"_s));
+    QVERIFY(list.lastFailure().detail.contains(u"no such download"_s));
 }
 
 void TestDownloadListProcesses::aNewDownloadOfThisProcessIsThereAtOnce()
@@ -160,7 +160,7 @@ void TestDownloadListProcesses::aNewDownloadOfThisProcessIsThereAtOnce()
     Info record = randomRecord(1);
     DownloadOptions options;
     options.rateLimit = 1000;
-    QVERIFY2(list.insertOwned(record, options) > 0, qPrintable(list.lastErrorText()));
+    QVERIFY2(list.insertOwned(record, options) > 0, qPrintable(list.lastFailure().detail));
     QCOMPARE(list.load(record.id), record);
     QCOMPARE(list.options(record.id), options);
     const Shell shell(path());
@@ -172,7 +172,7 @@ void TestDownloadListProcesses::aNewDownloadOfThisProcessIsThereAtOnce()
     QCOMPARE(list.insertOwned(other, options), 0);
     QCOMPARE(other.id, 0);
     // The trigger makes it a damaged list, which the shell still has open.
-    QVERIFY2(list.lastErrorText().contains(u"damaged"_s), qPrintable(list.lastErrorText()));
+    QCOMPARE(list.lastFailure().kind, Failure::Kind::ListDamaged);
     QVERIFY2(shell.value(u"SELECT count(*) FROM downloads"_s).toInt() == 1, "all of it or nothing");
 }
 

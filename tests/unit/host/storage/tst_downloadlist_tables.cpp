@@ -113,7 +113,7 @@ void TestDownloadListTables::makeList(const QStringList &statements) const
 {
     {
         DownloadList list;
-        QVERIFY2(list.open(path()), qPrintable(list.lastErrorText()));
+        QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail));
         Info record = someDownload();
         QVERIFY(list.insertOwned(record, {}) > 0 && list.release(record.id));
     }
@@ -157,12 +157,12 @@ void TestDownloadListTables::tablesThatAreNotAListsAreSetAside()
     QFETCH(QString, reason);
     makeList(statements);
     DownloadList list;
-    QVERIFY2(list.open(path()), qPrintable(list.lastErrorText()));
+    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail));
     QCOMPARE(setAside().size(), 1);
-    QVERIFY2(list.warning().contains(setAside().first()), qPrintable(list.warning()));
-    QVERIFY2(list.warning().contains(reason), qPrintable(list.warning()));
+    QVERIFY2(list.warning().subject.keptAs.contains(setAside().first()), qPrintable(list.warning().subject.keptAs));
+    QVERIFY2(list.warning().detail.contains(reason), qPrintable(list.warning().detail));
     Info record = someDownload();
-    QVERIFY2(list.insert(record) > 0, qPrintable(list.lastErrorText()));
+    QVERIFY2(list.insert(record) > 0, qPrintable(list.lastFailure().detail));
     QCOMPARE(list.list().size(), 1);
 }
 
@@ -183,8 +183,8 @@ void TestDownloadListTables::additionsThatDoNoHarmStay()
     QFETCH(QString, statement);
     makeList({statement});
     DownloadList list;
-    QVERIFY2(list.open(path()), qPrintable(list.lastErrorText()));
-    QCOMPARE(list.warning(), QString());
+    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail));
+    QCOMPARE(list.warning(), Failure());
     QVERIFY(setAside().isEmpty());
     std::optional<Info> record = list.load(1);
     QVERIFY(record && list.update(*record));
@@ -205,12 +205,12 @@ void TestDownloadListTables::tablesThatAreChangedLaterAreSetAside()
     QFETCH(QString, statement);
     makeList({});
     DownloadList list;
-    QVERIFY2(list.open(path()), qPrintable(list.lastErrorText()));
+    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail));
     Info record = *list.load(1);
     run({statement});
     QVERIFY(!list.update(record));
     QCOMPARE(setAside().size(), 1);
-    QVERIFY2(list.lastErrorText().contains(setAside().first()), qPrintable(list.lastErrorText()));
+    QVERIFY(list.lastFailure().subject.keptAs.contains(setAside().first()));
     QVERIFY2(list.insert(record) > 0, "the new list is at work");
 }
 
@@ -220,10 +220,10 @@ void TestDownloadListTables::aRowOfAnotherTypeIsDamage()
               u"UPDATE sections SET downloaded = 'many'"_s,
               u"UPDATE sqlite_master SET sql = replace(sql, 'WITHOUT', 'STRICT, WITHOUT') WHERE name = 'sections'"_s});
     DownloadList list;
-    QVERIFY2(list.open(path()), qPrintable(list.lastErrorText()));
-    QVERIFY2(list.warning().isEmpty(), qPrintable(list.warning()));
+    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail));
+    QVERIFY2(!list.warning(), qPrintable(list.warning().detail));
     QVERIFY(!list.load(1));
-    QVERIFY2(list.lastErrorText().contains(u"damaged"_s), qPrintable(list.lastErrorText()));
+    QCOMPARE(list.lastFailure().kind, Failure::Kind::ListDamaged);
     QCOMPARE(setAside().size(), 1);
 }
 
@@ -231,28 +231,28 @@ void TestDownloadListTables::rowsOfNoDownloadThatAreInTheWayAreDamage()
 {
     makeList({u"INSERT INTO headers VALUES (2, 0, 'N', 'V')"_s});
     DownloadList list;
-    QVERIFY2(list.open(path()), qPrintable(list.lastErrorText()));
+    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail));
     Info record = someDownload();
     record.parameters = {{u"headers"_s, QVariantMap{{u"A"_s, u"b"_s}}}};
     QCOMPARE(list.insert(record), 0);
     QCOMPARE(setAside().size(), 1);
-    QVERIFY2(list.insert(record) > 0, qPrintable(list.lastErrorText()));
+    QVERIFY2(list.insert(record) > 0, qPrintable(list.lastFailure().detail));
 }
 
 void TestDownloadListTables::aListThatCannotGrowIsNotDamaged()
 {
     makeList({});
     DownloadList list;
-    QVERIFY2(list.open(path()), qPrintable(list.lastErrorText()));
+    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail));
     Info record = someDownload();
     record.title = QString(100000, u't');
     {
         const FileSizeLimit full(4096);
         QCOMPARE(list.insert(record), 0);
-        QVERIFY(!list.lastErrorText().isEmpty());
+        QVERIFY(list.lastFailure());
     }
     QVERIFY(setAside().isEmpty());
-    QVERIFY2(list.insert(record) > 0, qPrintable(list.lastErrorText()));
+    QVERIFY2(list.insert(record) > 0, qPrintable(list.lastFailure().detail));
     QCOMPARE(list.list().size(), 2);
 }
 
@@ -260,7 +260,7 @@ void TestDownloadListTables::anUnknownDownloadIsNoDamage()
 {
     makeList({});
     DownloadList list;
-    QVERIFY2(list.open(path()), qPrintable(list.lastErrorText()));
+    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail));
     Info record = someDownload();
     record.id = 7;
     QVERIFY(!list.update(record));
@@ -274,7 +274,7 @@ void TestDownloadListTables::aListThatALaterVersionTookOverMeanwhileIsNotDamaged
 {
     makeList({});
     DownloadList list;
-    QVERIFY2(list.open(path()), qPrintable(list.lastErrorText()));
+    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail));
     run({u"ALTER TABLE downloads ADD COLUMN later TEXT NOT NULL DEFAULT ''"_s, u"PRAGMA user_version = 1000"_s});
     QVERIFY(!list.remove(7));
     QVERIFY(setAside().isEmpty());

@@ -94,14 +94,14 @@ void TestDownloadStore::init()
     QFETCH_GLOBAL(bool, hasThread);
     m_dir = std::make_unique<QTemporaryDir>();
     const StoreChoice choice{m_dir->filePath(u"list.sqlite"_s), isKept};
-    QString errorText;
+    Failure failure;
     if (hasThread) {
         auto thread = std::make_unique<StoreThread>();
-        QVERIFY2(thread->open(choice), qPrintable(thread->lastErrorText()));
+        QVERIFY2(thread->open(choice), qPrintable(thread->lastFailure().detail));
         m_list = std::move(thread);
     } else {
-        m_list = Stores::open(choice, &errorText);
-        QVERIFY2(m_list, qPrintable(errorText));
+        m_list = Stores::open(choice, &failure);
+        QVERIFY2(m_list, qPrintable(failure.detail));
     }
 }
 
@@ -115,9 +115,9 @@ void TestDownloadStore::everyFieldComesBack()
     DownloadStore &list = *m_list;
     for (quint32 seed = 0; seed < kRandomRecords; ++seed) {
         Info record = randomRecord(seed);
-        QVERIFY2(list.insert(record) > 0, qPrintable(list.lastErrorText()));
+        QVERIFY2(list.insert(record) > 0, qPrintable(list.lastFailure().detail));
         const std::optional<Info> back = list.load(record.id);
-        QVERIFY2(back.has_value(), qPrintable(list.lastErrorText()));
+        QVERIFY2(back.has_value(), qPrintable(list.lastFailure().detail));
         QVERIFY2(*back == record, qPrintable(u"seed %1"_s.arg(seed)));
     }
     QCOMPARE(list.list().size(), qsizetype(kRandomRecords));
@@ -149,7 +149,7 @@ void TestDownloadStore::anUpdateReplacesEverything()
     for (quint32 seed = 1000; seed < 1050; ++seed) {
         Info changed = randomRecord(seed);
         changed.id = record.id;
-        QVERIFY2(list.update(changed), qPrintable(list.lastErrorText()));
+        QVERIFY2(list.update(changed), qPrintable(list.lastFailure().detail));
         QVERIFY2(list.load(record.id) == changed, qPrintable(u"seed %1"_s.arg(seed)));
     }
     QVERIFY(list.load(neighbour.id) == neighbour);
@@ -161,7 +161,7 @@ void TestDownloadStore::anUpdateOfNobodyFails()
     Info record = randomRecord(3);
     record.id = 77;
     QVERIFY(!list.update(record));
-    QVERIFY2(list.lastErrorText().startsWith(u"cannot save in the list"_s), qPrintable(list.lastErrorText()));
+    QCOMPARE(list.lastFailure().kind, Failure::Kind::CannotChangeList);
     QVERIFY(list.list().isEmpty());
 }
 
@@ -180,7 +180,7 @@ void TestDownloadStore::aRecordThatIsNotThereIsNoError()
 {
     DownloadStore &list = *m_list;
     QVERIFY(!list.load(5).has_value());
-    QVERIFY(list.lastErrorText().isEmpty());
+    QVERIFY(list.lastFailure().detail.isEmpty());
 }
 
 void TestDownloadStore::whatIsUnfinishedIsFound_data()
@@ -212,7 +212,7 @@ void TestDownloadStore::whatIsUnfinishedIsFound()
     for (Info *record : {&plain, &named, &done})
         QVERIFY(list.insert(*record) > 0);
     const QList<Info> found = list.findUnfinished(QUrl(url), folder, outputName);
-    QVERIFY2(list.lastErrorText().isEmpty(), qPrintable(list.lastErrorText()));
+    QVERIFY2(list.lastFailure().detail.isEmpty(), qPrintable(list.lastFailure().detail));
     QTEST(idsOf(found), "ids");
 }
 
@@ -259,7 +259,7 @@ void TestDownloadStore::optionsComeBack()
     options.storeSecrets = true;
     options.insecure = true;
     options.headers = {{u"X-A"_s, u"1"_s, u"http://a:80"_s}, {u"X-B"_s, u""_s, u"*"_s}, {u"X-C"_s, {}, {}}};
-    QVERIFY2(list.setOptions(record.id, options), qPrintable(list.lastErrorText()));
+    QVERIFY2(list.setOptions(record.id, options), qPrintable(list.lastFailure().detail));
     QCOMPARE(list.options(record.id), options);
     QVERIFY2(list.update(record), "saving the record leaves the options alone");
     QCOMPARE(list.options(record.id), options);
@@ -386,7 +386,7 @@ void TestDownloadStore::whoLostItsClaimWritesNothing()
     ResourceMemory memory;
     memory.evidence.answers = 1;
     QVERIFY(!list.update(record, {{}, u"gzip"_s, memory, first.fence}, lasting));
-    QVERIFY(!list.lastErrorText().isEmpty());
+    QVERIFY(!list.lastFailure().detail.isEmpty());
     QVERIFY(list.load(record.id)->title.isEmpty());
     QCOMPARE(list.contentEncoding(record.id), QString());
     QCOMPARE(list.memory(record.id), ResourceMemory());
@@ -481,7 +481,7 @@ void TestDownloadStore::whatRunsIsOwned()
     Info record;
     QVERIFY(list.insert(record) > 0);
     QVERIFY2(!list.release(record.id), "nobody has taken it");
-    QVERIFY(!list.lastErrorText().isEmpty());
+    QVERIFY(!list.lastFailure().detail.isEmpty());
     DownloadStore::Taken taken;
     QCOMPARE(list.claim(record.id, taken), DownloadStore::Claim::Taken);
     QCOMPARE(taken.record, record);

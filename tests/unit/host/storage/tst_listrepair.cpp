@@ -113,7 +113,7 @@ void TestListRepair::init()
 void TestListRepair::makeList(int count)
 {
     DownloadList list;
-    QVERIFY2(list.open(path()), qPrintable(list.lastErrorText()));
+    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail));
     for (int i = 1; i <= count; ++i) {
         Info record = recordFor(i);
         QVERIFY(list.insert(record) > 0);
@@ -138,7 +138,7 @@ void TestListRepair::aWholeListIsFoundWhole()
 {
     makeList(5);
     const ListCheck::Findings findings = ListCheck::look(path());
-    QCOMPARE(findings.errorText, QString());
+    QCOMPARE(findings.failure, Failure());
     QCOMPARE(findings.problems, QStringList());
     QCOMPARE(findings.downloads, 5);
     QCOMPARE(findings.runningId, 0);
@@ -174,7 +174,7 @@ void TestListRepair::aLookFindsWhatIsWrongAndChangesNothing()
     run(statements);
     const QByteArray before = bytesOf(path());
     const ListCheck::Findings findings = ListCheck::look(path());
-    QCOMPARE(findings.errorText, QString());
+    QCOMPARE(findings.failure, Failure());
     const QString all = findings.problems.join(u'\n');
     QVERIFY2(all.contains(problem), qPrintable(all));
     QCOMPARE(bytesOf(path()), before);
@@ -184,11 +184,12 @@ void TestListRepair::aLookFindsWhatIsWrongAndChangesNothing()
 void TestListRepair::aFileThatIsNoListIsNotJudged()
 {
     QVERIFY(Shell(path()).value(u"CREATE TABLE songs (title TEXT)"_s).isNull());
-    QVERIFY(ListCheck::look(path()).errorText.contains(u"another program"_s));
-    QVERIFY(ListRepair::repair(path()).errorText.contains(u"another program"_s));
-    QVERIFY(ListCheck::look(m_dir->filePath(u"none"_s)).errorText.contains(u"no such file"_s));
-    QVERIFY(ListCheck::look(m_dir->path()).errorText.contains(u"a folder"_s));
-    QVERIFY(ListRepair::bringOver(m_dir->path(), m_dir->filePath(u"new.sqlite"_s)).errorText.contains(u"a folder"_s));
+    QVERIFY(ListCheck::look(path()).failure.detail.contains(u"another program"_s));
+    QVERIFY(ListRepair::repair(path()).failure.detail.contains(u"another program"_s));
+    QVERIFY(ListCheck::look(m_dir->filePath(u"none"_s)).failure.detail.contains(u"no such file"_s));
+    QVERIFY(ListCheck::look(m_dir->path()).failure.detail.contains(u"a folder"_s));
+    QVERIFY(
+        ListRepair::bringOver(m_dir->path(), m_dir->filePath(u"new.sqlite"_s)).failure.detail.contains(u"a folder"_s));
     QVERIFY(setAside().isEmpty());
 }
 
@@ -196,7 +197,7 @@ void TestListRepair::aWholeListIsNotRepaired()
 {
     makeList(2);
     const ListRepair::Report report = ListRepair::repair(path());
-    QVERIFY(report.wasWhole && report.errorText.isEmpty());
+    QVERIFY(report.wasWhole && !report.failure);
     QVERIFY(setAside().isEmpty());
     QCOMPARE(listed(), m_records);
 }
@@ -211,9 +212,9 @@ void TestListRepair::aListInUseIsNotRepaired()
     }
     run({u"DROP INDEX downloads_by_url"_s});
     const ListRepair::Report report = ListRepair::repair(path());
-    QVERIFY2(
-        report.errorText.contains(u"process %1 is at work on download 2"_s.arg(QCoreApplication::applicationPid())),
-        qPrintable(report.errorText));
+    QVERIFY2(report.failure.detail.contains(
+                 u"process %1 is at work on download 2"_s.arg(QCoreApplication::applicationPid())),
+             qPrintable(report.failure.detail));
     QVERIFY(setAside().isEmpty());
 }
 
@@ -235,7 +236,7 @@ void TestListRepair::everythingIsBroughtOverWhenOnlyTheTablesAreWrong()
     makeList(20);
     run({statement});
     const ListRepair::Report report = ListRepair::repair(path());
-    QCOMPARE(report.errorText, QString());
+    QCOMPARE(report.failure, Failure());
     QCOMPARE(report.brought, 20);
     QVERIFY(report.lost.isEmpty());
     QCOMPARE(report.remarks, QStringList());
@@ -301,7 +302,7 @@ void TestListRepair::aTornPageCostsOnlyTheDownloadsOnIt()
     QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
     file.close();
     const ListRepair::Report report = ListRepair::repair(path());
-    QCOMPARE(report.errorText, QString());
+    QCOMPARE(report.failure, Failure());
     QCOMPARE(report.lost.size(), 1);
     const QList<qint64> lost = report.lost.first();
     QVERIFY(lost.contains(150));
@@ -415,7 +416,7 @@ void TestListRepair::aListOfTheFirstVersionIsBroughtOver()
             shell.value(QString::fromUtf8(statement));
     }
     const ListRepair::Report report = ListRepair::bringOver(asidePath(), path());
-    QCOMPARE(report.errorText, QString());
+    QCOMPARE(report.failure, Failure());
     QCOMPARE(report.brought, 1);
     QCOMPARE(report.remarks, QStringList());
     QCOMPARE(listed().first().url, QUrl(u"http://a/old.iso"_s));
@@ -428,7 +429,8 @@ void TestListRepair::whatCannotBeReadAtAllIsKept()
     QVERIFY(file.open(QIODevice::WriteOnly) && file.write(text) == text.size());
     file.close();
     const ListRepair::Report report = ListRepair::repair(path());
-    QVERIFY2(report.errorText.contains(u"nothing can be read"_s), qPrintable(report.errorText));
+    QCOMPARE(report.failure.kind, Failure::Kind::CannotReadList);
+    QVERIFY(report.wasSetAside && !report.from.isEmpty());
     QCOMPARE(setAside().size(), 1);
     QCOMPARE(bytesOf(m_dir->filePath(setAside().first())), text);
     QVERIFY(listed().isEmpty());

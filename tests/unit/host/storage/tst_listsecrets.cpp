@@ -100,7 +100,7 @@ void TestListSecrets::namesStayAndValuesLeaveTheFile()
     makeEarlierList(path());
     QVERIFY(filesWithSecret().contains(u"downloads.sqlite"_s));
     DownloadList list;
-    QVERIFY2(list.open(path()), qPrintable(list.lastErrorText()));
+    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail));
     QCOMPARE(filesWithSecret(), QStringList());
     const std::optional<Info> record = list.load(1);
     QVERIFY(record);
@@ -133,7 +133,7 @@ void TestListSecrets::whatCouldNotLeaveAtOnceLeavesLater()
         QVERIFY(ListCheck::look(path()).problems.isEmpty());
     }
     DownloadList list;
-    QVERIFY2(list.open(path()), qPrintable(list.lastErrorText()));
+    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail));
     QCOMPARE(filesWithSecret(), QStringList());
     QCOMPARE(list.options(1).headers.size(), 4);
 }
@@ -141,14 +141,14 @@ void TestListSecrets::whatCouldNotLeaveAtOnceLeavesLater()
 void TestListSecrets::aNewListHasNothingToWipe()
 {
     DownloadList list;
-    QVERIFY2(list.open(path()), qPrintable(list.lastErrorText()));
+    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail));
     QCOMPARE(Shell(path()).value(u"SELECT count(*) FROM sqlite_master WHERE name = 'wipe_due'"_s).toInt(), 0);
 }
 
 void TestListSecrets::valuesAreKeptOnlyWhereAskedFor()
 {
     DownloadList list;
-    QVERIFY2(list.open(path()), qPrintable(list.lastErrorText()));
+    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail));
     Info record;
     DownloadOptions options;
     options.headers = {{u"X-Vault-Token"_s, QString::fromLatin1(kSecret), u"http://a:80"_s}};
@@ -164,7 +164,7 @@ void TestListSecrets::whatIsRemovedLeavesTheFile()
 {
     {
         DownloadList list;
-        QVERIFY2(list.open(path()), qPrintable(list.lastErrorText()));
+        QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail));
         Info record;
         DownloadOptions options;
         options.storeSecrets = true;
@@ -183,7 +183,7 @@ void TestListSecrets::valuesOfADamagedListAreLeftBehind()
 {
     makeEarlierList(asidePath());
     const ListRepair::Report report = ListRepair::bringOver(asidePath(), path());
-    QCOMPARE(report.errorText, QString());
+    QCOMPARE(report.failure, Failure());
     QCOMPARE(report.brought, 1);
     QCOMPARE(report.remarks, QStringList());
     DownloadList list;

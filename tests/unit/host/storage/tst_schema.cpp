@@ -121,7 +121,7 @@ void TestSchema::aLaterVersionIsRefused()
     QString error;
     QVERIFY2(upgrade(&error), qPrintable(error));
     exec(u"PRAGMA user_version = %1"_s.arg(Schema::kVersion + 1));
-    QCOMPARE(Schema::upgrade(*m_database, &error), Schema::Outcome::Refused);
+    QCOMPARE(Schema::upgrade(*m_database, &error), Schema::Outcome::OfLaterVersion);
     QVERIFY2(error.contains(u"version %1"_s.arg(Schema::kVersion + 1)), qPrintable(error));
 }
 
@@ -129,7 +129,7 @@ void TestSchema::anotherProgramsDatabaseIsRefused()
 {
     exec(u"CREATE TABLE songs (title TEXT)"_s);
     QString error;
-    QCOMPARE(Schema::upgrade(*m_database, &error), Schema::Outcome::Refused);
+    QCOMPARE(Schema::upgrade(*m_database, &error), Schema::Outcome::OfAnotherProgram);
     QVERIFY2(error.contains(u"another program"_s), qPrintable(error));
     QCOMPARE(tables(), QStringList{u"songs"_s});
 }

@@ -54,10 +54,10 @@ void TestStores::cleanup()
 
 void TestStores::theUsualPlaceIsAFile()
 {
-    QString errorText;
-    const std::unique_ptr<DownloadStore> store = Stores::open({}, &errorText);
-    QVERIFY2(store, qPrintable(errorText));
-    QVERIFY(isWorking(*store) && store->warning().isEmpty());
+    Failure failure;
+    const std::unique_ptr<DownloadStore> store = Stores::open({}, &failure);
+    QVERIFY2(store, qPrintable(failure.detail));
+    QVERIFY(isWorking(*store) && !store->warning());
     QCOMPARE(store->path(), m_dir->filePath(u".local/share/plait/downloads.sqlite"_s));
     QVERIFY(QFile::exists(store->path()));
 }
@@ -85,39 +85,39 @@ void TestStores::whereNothingCanBeKeptItIsInMemory()
         qputenv("HOME", home);
     if (!dataHome.isEmpty())
         qputenv("XDG_DATA_HOME", dataHome);
-    QString errorText;
-    const std::unique_ptr<DownloadStore> store = Stores::open({}, &errorText);
-    QVERIFY2(store, qPrintable(errorText));
+    Failure failure;
+    const std::unique_ptr<DownloadStore> store = Stores::open({}, &failure);
+    QVERIFY2(store, qPrintable(failure.detail));
     QVERIFY(isWorking(*store) && store->path().isEmpty());
-    QVERIFY2(store->warning().contains(reason) && store->warning().contains(u"in memory"_s),
-             qPrintable(store->warning()));
+    QCOMPARE(store->warning().kind, Failure::Kind::ListInMemory);
+    QVERIFY2(store->warning().detail.contains(reason), qPrintable(store->warning().detail));
 }
 
 void TestStores::aListThatIsThereIsNotPassedOver()
 {
     const QString folder = m_dir->filePath(u".local/share/plait"_s);
     QVERIFY(QDir().mkpath(folder + "/downloads.sqlite"_L1));
-    QString errorText;
-    QVERIFY(!Stores::open({}, &errorText));
-    QVERIFY2(errorText.contains(u"a folder"_s), qPrintable(errorText));
+    Failure failure;
+    QVERIFY(!Stores::open({}, &failure));
+    QVERIFY2(failure.detail.contains(u"a folder"_s), qPrintable(failure.detail));
 }
 
 void TestStores::aNamedFileHasToBeUsable()
 {
-    QString errorText;
-    QVERIFY(!Stores::open({u"/dev/null/list"_s}, &errorText));
-    QVERIFY2(errorText.startsWith(u"cannot open the list"_s), qPrintable(errorText));
+    Failure failure;
+    QVERIFY(!Stores::open({u"/dev/null/list"_s}, &failure));
+    QCOMPARE(failure.kind, Failure::Kind::CannotOpenList);
     qunsetenv("HOME");
-    const std::unique_ptr<DownloadStore> store = Stores::open({m_dir->filePath(u"mine"_s)}, &errorText);
-    QVERIFY(store && isWorking(*store) && store->warning().isEmpty());
+    const std::unique_ptr<DownloadStore> store = Stores::open({m_dir->filePath(u"mine"_s)}, &failure);
+    QVERIFY(store && isWorking(*store) && !store->warning());
     QCOMPARE(files().filter(u"mine"_s).isEmpty(), false);
 }
 
 void TestStores::whatIsNotToBeKeptIsNot()
 {
-    QString errorText;
-    const std::unique_ptr<DownloadStore> store = Stores::open({.isKept = false}, &errorText);
-    QVERIFY(store && isWorking(*store) && store->warning().isEmpty());
+    Failure failure;
+    const std::unique_ptr<DownloadStore> store = Stores::open({.isKept = false}, &failure);
+    QVERIFY(store && isWorking(*store) && !store->warning());
     QCOMPARE(files(), QStringList());
 }
 

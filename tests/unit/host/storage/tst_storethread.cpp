@@ -50,7 +50,7 @@ private:
     void save(const QString &title, QObject *context)
     {
         m_store->save(titled(m_id, title), {}, context,
-                      [this, title](const QString &errorText) { m_words.append(title + errorText); });
+                      [this, title](const Failure &failure) { m_words.append(title + failure.detail); });
     }
 
     std::unique_ptr<QTemporaryDir> m_dir;
@@ -64,7 +64,7 @@ void TestStoreThread::init()
     m_dir = std::make_unique<QTemporaryDir>();
     m_store = std::make_unique<StoreThread>();
     m_words.clear();
-    QVERIFY2(m_store->open({path()}), qPrintable(m_store->lastErrorText()));
+    QVERIFY2(m_store->open({path()}), qPrintable(m_store->lastFailure().detail));
     Info record;
     m_id = m_store->insert(record);
     QVERIFY(m_id > 0);
@@ -125,14 +125,14 @@ void TestStoreThread::aFailedSaveSaysWhy()
     m_id = 77;
     save(u"nobody's: "_s, this);
     QTRY_COMPARE(m_words.size(), 1);
-    QVERIFY2(m_words.first().startsWith(u"nobody's: cannot save in the list"_s), qPrintable(m_words.first()));
+    QVERIFY2(m_words.first().startsWith(u"nobody's: there is no such download"_s), qPrintable(m_words.first()));
 }
 
 void TestStoreThread::aStoreThatCannotBeOpenedSaysWhy()
 {
     StoreThread store;
     QVERIFY(!store.open({m_dir->path()}));
-    QVERIFY2(store.lastErrorText().contains(u"a folder"_s), qPrintable(store.lastErrorText()));
+    QVERIFY2(store.lastFailure().detail.contains(u"a folder"_s), qPrintable(store.lastFailure().detail));
     QCOMPARE(store.path(), m_dir->path());
     QVERIFY(!store.load(1));
 }
@@ -141,8 +141,8 @@ void TestStoreThread::whatIsNotOpenFails()
 {
     StoreThread store;
     QCOMPARE(store.claim(1), DownloadStore::Claim::Failed);
-    QVERIFY(store.lastErrorText().contains(u"not open"_s));
-    store.save(titled(1, {}), {}, this, [this](const QString &errorText) { m_words.append(errorText); });
+    QVERIFY(store.lastFailure().detail.contains(u"not open"_s));
+    store.save(titled(1, {}), {}, this, [this](const Failure &failure) { m_words.append(failure.detail); });
     QTRY_COMPARE(m_words.size(), 1);
     QVERIFY(m_words.first().contains(u"not open"_s));
 }
