@@ -146,13 +146,18 @@ void WwwDownload::start(AbstractDownloadCommand command)
 void WwwDownload::startAgain()
 {
     const RunGuard guard(this, m_runsEnded);
+    const RunGuard lives(this);
     removeAllSections();
+    if (!guard)
+        return;
     m_record.dropPendingContent();
     // A shorter resource would leave the old one's tail behind its own bytes.
     if (m_record->destinationType == AbstractDownloadPersistentInfo::ToMemory)
         m_record->content.clear();
     if (hasFile()) {
         discardFirstFile();
+        if (!lives)
+            return;
         m_record->setFlag(AbstractDownloadPersistentInfo::ResourceChanged, false);
         Q_EMIT changed(true);
     }
@@ -165,7 +170,10 @@ void WwwDownload::discardFirstFile()
     firstFile().sections.clear();
     if (!firstFile().isOnDisk())
         return;
+    const RunGuard lives(this);
     Q_EMIT performingFilesOperations(true);
+    if (!lives)
+        return;
     // A receiver may have begun anew, which has removed it.
     if (hasFile() && firstFile().isOnDisk())
         removeFirstFile();
@@ -193,6 +201,8 @@ void WwwDownload::startQuery()
     const RunGuard guard(this, m_runsEnded);
     if (!m_pack.empty() || hasFile()) {
         removeAllSections();
+        if (!guard)
+            return;
         m_record->files.clear();
         Q_EMIT changed(false);
     }
@@ -256,7 +266,8 @@ void WwwDownload::onSectionsRunning(bool isRunning)
     }
     const RunGuard guard(this, m_runsEnded);
     updateProgress();
-    Q_EMIT changed(false);
+    if (guard)
+        Q_EMIT changed(false);
     if (!guard || isStopping() || m_pack.isRunning())
         return;
     if (const AbstractError error = m_pack.lastError()) {
@@ -327,13 +338,17 @@ void WwwDownload::onSectionFinished(const SectionPointer &section)
     const auto creatingEndsHere = [this, &section] {
         return m_plan.endsWithCreating(plannedSections(), section->section());
     };
+    const RunGuard guard(this, m_runsEnded);
     if (creatingEndsHere())
         removeCreatingSection(false, u"the whole parent section is already finished"_s);
-    compactFinishedSections();
+    if (guard)
+        compactFinishedSections();
+    if (!guard)
+        return;
     serializeSections(true);
     if (creatingEndsHere())
         removeCreatingSection(false, u"compacted parent section is already finished"_s);
-    if (hasFile() && !firstFile().isComplete())
+    if (guard && hasFile() && !firstFile().isComplete())
         startExtraSectionIfPossible();
 }
 
@@ -394,8 +409,11 @@ void WwwDownload::continueToStop()
 
 void WwwDownload::finishWithWhatIsThere()
 {
+    const RunGuard guard(this, m_runsEnded);
     m_record.settleForWhatIsThere();
     removeAllSections();
+    if (!guard)
+        return;
     serializeSections(false);
     onSectionsFinishedDownloading();
 }
@@ -425,16 +443,17 @@ void WwwDownload::onSectionsFinishedDownloading()
         return;
     }
     transition(runStateWith(FinalFileOps));
-    Q_EMIT performingFilesOperations(true);
-    m_fileOps->performInitializeOps(m_record->folder, operations);
+    performFileOps(operations);
 }
 
 void WwwDownload::onPostDownloadJobFinished()
 {
     log(u"finished"_s);
     const RunGuard guard(this, m_runsEnded);
+    const RunGuard lives(this);
     setFinished(true);
-    Q_EMIT changed(true);
+    if (lives)
+        Q_EMIT changed(true);
     if (guard)
         stop(AbstractError());
 }

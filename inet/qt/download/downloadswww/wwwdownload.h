@@ -222,6 +222,8 @@ private:
     void checkIfResourceChanged();
     bool isCheckedResourceChanged() const;
     void needFileOps();
+    void performFileOps(const QList<AbstractDownloadFileOps::FileInitializeOperation> &operations);
+    void onFileThere();
     void applyFileOpsSettings();
     bool writePendingContent();
     void endWithFilesError(const AbstractError &error);

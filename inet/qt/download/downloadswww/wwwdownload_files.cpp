@@ -101,8 +101,16 @@ void WwwDownload::onSectionWaitingFileCreate()
     needFileOps();
     const QList<AbstractDownloadFileOps::FileInitializeOperation> operations =
         m_fileOps->calcFilesInitOps(m_settings, *m_record, true);
+    performFileOps(operations);
+}
+
+// Nobody can end the run before they are done.
+void WwwDownload::performFileOps(const QList<AbstractDownloadFileOps::FileInitializeOperation> &operations)
+{
+    const RunGuard lives(this);
     Q_EMIT performingFilesOperations(true);
-    m_fileOps->performInitializeOps(m_record->folder, operations);
+    if (lives)
+        m_fileOps->performInitializeOps(m_record->folder, operations);
 }
 
 void WwwDownload::onPerformInitializeOpsFinished(
@@ -114,6 +122,7 @@ void WwwDownload::onPerformInitializeOpsFinished(
     DOWNLOAD_ASSERT(wasInitial || wasFinal);
     setState(InitialFileOps, false);
     const RunGuard guard(this, m_runsEnded);
+    const RunGuard lives(this);
     if (wasFinal)
         transition(runStateWithout(FinalFileOps));
 
@@ -128,15 +137,21 @@ void WwwDownload::onPerformInitializeOpsFinished(
     if (!m_record.pendingContent().isEmpty() && !writePendingContent())
         return;
     Q_EMIT changed(true);
-    Q_EMIT performingFilesOperations(false);
-    if (wasInitial) {
-        Q_EMIT fileCreated();
-        if (isStopping())
-            continueToStop();
-    }
+    if (lives)
+        Q_EMIT performingFilesOperations(false);
+    if (wasInitial && guard)
+        onFileThere();
     // Finished even where a receiver has stopped it by now, unless another run has begun.
-    if (wasFinal && (guard || !isRunning()))
+    if (wasFinal && lives && (guard || !isRunning()))
         onPostDownloadJobFinished();
+}
+
+void WwwDownload::onFileThere()
+{
+    const RunGuard guard(this, m_runsEnded);
+    Q_EMIT fileCreated();
+    if (guard && isStopping())
+        continueToStop();
 }
 
 void WwwDownload::endWithFilesError(const AbstractError &error)
@@ -195,10 +210,13 @@ void WwwDownload::checkIfResourceChanged()
                                                   m_resourceChecker->metaObject()->className());
     connect(m_resourceChecker.get(), &WwwDownloader::running, this, &WwwDownload::onCircDownloaderRunning);
     connect(m_resourceChecker.get(), &WwwDownloader::gotHeaders, this, &WwwDownload::onCircDownloaderGotHeaders);
+    const RunGuard lives(this);
     if (m_record->hasFlag(AbstractDownloadPersistentInfo::ResourceChanged)) {
         m_record->setFlag(AbstractDownloadPersistentInfo::ResourceChanged, false);
         Q_EMIT changed(false);
     }
+    if (!lives)
+        return;
     m_resourceChecker->setNetworkSettings(myNetworkSettings());
     m_resourceChecker->setDontEmitData(true);
     m_resourceChecker->start(WwwDownloadSourceInfo(m_record->sourceInfo()), m_record->userAgent);

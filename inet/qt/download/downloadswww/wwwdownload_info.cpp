@@ -2,6 +2,7 @@
 #include <inet/qt/download/downloadswww/wwwdownload.h>
 
 #include <inet/qt/download/framework/assertion.h>
+#include <inet/qt/download/framework/runguard.h>
 #include <inet/qt/download/framework/threadaffinity.h>
 #include <inet/qt/download/sources/downloadguidfromdownloadsource.h>
 
@@ -61,8 +62,11 @@ bool WwwDownload::updateInfoFields(const AbstractDownloadPersistentInfo &info, q
     DOWNLOAD_ASSERT(isCalledAtHome(this));
     if (!m_record)
         return false;
+    const RunGuard lives(this);
     if ((fields & AbstractDownloadPersistentInfo::FieldLastError) && !info.lastError)
         clearLastError();
+    if (!lives)
+        return false;
     bool isFetchedAgain = false;
     const bool isChanged = m_record.update(info, fields, mode, &isFetchedAgain);
     if (isFetchedAgain)
@@ -70,7 +74,8 @@ bool WwwDownload::updateInfoFields(const AbstractDownloadPersistentInfo &info, q
     if (!isChanged)
         return true;
     onInfoChanged((fields & kSourceOrMirrorsFields) != 0, false, true);
-    m_record.reopenForPendingContent();
+    if (lives)
+        m_record.reopenForPendingContent();
     return true;
 }
 
@@ -124,8 +129,9 @@ void WwwDownload::updateProgress()
     if (!m_record.isBehind(bytesDownloaded()))
         return;
     serializeSections(true);
+    const RunGuard lives(this);
     Q_EMIT changed(false);
-    if (hasFile())
+    if (lives && hasFile())
         Q_EMIT progressChanged(bytesDownloaded(), firstFile().size);
 }
 

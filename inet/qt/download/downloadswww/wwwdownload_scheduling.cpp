@@ -3,6 +3,7 @@
 
 #include <inet/qt/download/framework/abstractnetworkconsumersstats.h>
 #include <inet/qt/download/framework/qtqobjectstracker.h>
+#include <inet/qt/download/framework/runguard.h>
 
 using namespace Qt::StringLiterals;
 using namespace SectionScheduling;
@@ -227,6 +228,7 @@ ConnectionVerdict WwwDownload::connectionsVerdict() const
 void WwwDownload::onSectionGotOkResponse(qint64 id)
 {
     log(u"section #%1 got ok response"_s.arg(id));
+    const RunGuard guard(this, m_runsEnded);
     const SectionPointer item = section(id);
     if (item && id == m_plan.creatingId() && !confirmCreatingSection(item))
         return;
@@ -237,6 +239,8 @@ void WwwDownload::onSectionGotOkResponse(qint64 id)
               {}});
         return;
     }
+    if (!guard)
+        return;
     noteConnections();
     startExtraSectionIfPossible();
 }
@@ -254,9 +258,11 @@ bool WwwDownload::confirmCreatingSection(const SectionPointer &section)
 
 void WwwDownload::markSectionAsCreated(const SectionPointer &section)
 {
+    const RunGuard guard(this, m_runsEnded);
     if (const SectionPointer parent = this->section(m_plan.settle(plannedSections())))
         parent->truncateSection(section.get());
-    serializeSections(true);
+    if (guard)
+        serializeSections(true);
 }
 
 void WwwDownload::onSectionTimedOut(qint64 id)
@@ -274,11 +280,13 @@ void WwwDownload::removeCreatingSection(bool takeError, const QString &reason)
         m_lastSslErrors = item->lastSslErrors();
         m_lastErrorTime = item->lastErrorTime();
     }
+    const RunGuard lives(this);
     if (item) {
         disconnect(item.get(), nullptr, this, nullptr);
         m_pack.removeItem(item->id());
     }
-    m_plan.endRemoval(removedId);
+    if (lives)
+        m_plan.endRemoval(removedId);
     if (item && item->isRunning())
         item->stop(operationAbortedError(errorSource(kSourceFile, kRemovedSectionLine).c_str()), false);
 }

@@ -5,6 +5,7 @@
 #include <inet/qt/download/framework/filedataasyncwriter.h>
 #include <inet/qt/download/framework/memorydataasyncwriter.h>
 #include <inet/qt/download/framework/qtqobjectstracker.h>
+#include <inet/qt/download/framework/runguard.h>
 #include <inet/qt/download/framework/threadaffinity.h>
 
 #include <QThread>
@@ -165,10 +166,12 @@ void WwwDownloadSection::onWriterOpened()
     if (m_state != State::Opening)
         return;
     transition(State::Writing);
+    const RunGuard guard(this, m_runsEnded);
     if (m_downloader)
         m_downloader->setDontEmitData(false);
     // A transfer that ended with nothing to hand out sends no data whose writing would end the section.
-    checkIfAllDataIsWritten();
+    if (guard)
+        checkIfAllDataIsWritten();
 }
 
 void WwwDownloadSection::onWriterDataProcessed(qint64 bytes)
@@ -183,8 +186,10 @@ void WwwDownloadSection::onWriterDataProcessed(qint64 bytes)
     }
     if (!m_downloader)
         return;
+    const RunGuard guard(this, m_runsEnded);
     m_downloader->onDataProcessed(bytes);
-    checkIfAllDataIsWritten();
+    if (guard)
+        checkIfAllDataIsWritten();
 }
 
 void WwwDownloadSection::onWriterAllDataIsProcessed()
@@ -234,8 +239,10 @@ void WwwDownloadSection::onWriterPreallocateFinished(qint64)
     if (!isRunning() || !isValidWriterSender() || m_info->files.isEmpty())
         return;
     m_info->files.first().fileFlags |= AbstractDownloadFileInfo::Preallocated;
+    const RunGuard guard(this, m_runsEnded);
     Q_EMIT persistentInfoChanged();
-    Q_EMIT filePreallocated();
+    if (guard)
+        Q_EMIT filePreallocated();
 }
 
 void WwwDownloadSection::truncateSection(WwwDownloadSection *other)
