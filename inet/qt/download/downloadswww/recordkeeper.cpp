@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include <inet/qt/download/downloadswww/recordkeeper.h>
 
+#include <inet/qt/download/downloadswww/wwwdownloadsection.h>
+#include <inet/qt/download/sources/downloadguidfromdownloadsource.h>
+
+#include <QCoreApplication>
+
 using Record = AbstractDownloadPersistentInfo;
 
 namespace
@@ -18,6 +23,47 @@ bool isOtherSource(const Record &a, const Record &b)
 bool RecordKeeper::isSameRequest(const Record &a, const Record &b)
 {
     return a.url == b.url && a.cookies == b.cookies && a.postData == b.postData;
+}
+
+QString RecordKeeper::updateUrlOption()
+{
+    return QCoreApplication::translate("QObject", "Update URL");
+}
+
+bool RecordKeeper::isUpdateUrl(const AbstractDownloadMergeOptions &options)
+{
+    return options.options.size() == 1 && options.options.first() == updateUrlOption();
+}
+
+bool RecordKeeper::isSameContent(const Record &other) const
+{
+    if (!m_record)
+        return false;
+    bool same = false;
+    bool differs = false;
+    WwwDownloadSection::compareDownloadsByHttpEtag(m_record->guid, other.guid, same, differs);
+    if (same || differs)
+        return same;
+
+    AbstractDownloadGuid mine;
+    AbstractDownloadGuid others;
+    bool isMineReliable = false;
+    bool isOthersReliable = false;
+    DownloadGuidFromDownloadSource derive;
+    if (derive.get(m_record->sourceInfo(), mine, isMineReliable)
+        && derive.get(other.sourceInfo(), others, isOthersReliable) && !mine.value.isEmpty() && mine.kind == others.kind
+        && mine.value == others.value) {
+        if (isMineReliable && isOthersReliable)
+            return true;
+        if (!other.isFinished() && other.lastError)
+            return true;
+    }
+
+    if (other.isFinished() || !hasFile() || other.files.isEmpty())
+        return false;
+    const AbstractDownloadFileInfo &file = firstFile();
+    const AbstractDownloadFileInfo &otherFile = other.files.first();
+    return file.size >= 1 && file.size == otherFile.size && file.name == otherFile.name;
 }
 
 void RecordKeeper::begin(const Record &record)

@@ -8,8 +8,8 @@
 #include <QList>
 #include <QSharedPointer>
 
-/// A download's record: how the sections get into it and back, and what becomes of bytes that a new record has no place
-/// for. None before begin().
+/// A download's record: how the sections get into it and back, what becomes of bytes that a new record has no place for,
+/// and whether another record is of the same file. None before begin().
 ///
 /// Owned by the download, which shares the record itself with its sections; all in one thread. Sends no signals:
 /// whoever calls tells.
@@ -21,6 +21,10 @@ public:
 
     /// The same is asked of the server.
     static bool isSameRequest(const Record &a, const Record &b);
+    /// What there is to choose where two records are of the same content: to go on with the other's source.
+    static QString updateUrlOption();
+    /// That was chosen, and nothing else.
+    static bool isUpdateUrl(const AbstractDownloadMergeOptions &options);
 
     explicit operator bool() const { return bool(m_record); }
     Record *operator->() const { return m_record.get(); }
@@ -30,6 +34,10 @@ public:
     bool hasFile() const { return m_record && !m_record->files.isEmpty(); }
     /// The one whose ranges the sections are. Only where there is one.
     AbstractDownloadFileInfo &firstFile() const { return m_record->files.first(); }
+
+    /// Both are of the same file, by what identifies it, by what its source says, or by its name and size. False before
+    /// begin().
+    bool isSameContent(const Record &other) const;
 
     /// The first record. A file of which the size is known and no range is one range.
     void begin(const Record &record);

@@ -4,9 +4,6 @@
 #include <inet/qt/download/framework/assertion.h>
 #include <inet/qt/download/framework/runguard.h>
 #include <inet/qt/download/framework/threadaffinity.h>
-#include <inet/qt/download/sources/downloadguidfromdownloadsource.h>
-
-#include <QCoreApplication>
 
 #include <numeric>
 
@@ -21,16 +18,6 @@ constexpr qint64 kSourceOrMirrorsFields = AbstractDownloadPersistentInfo::FieldS
 /// Used when neither the application nor a person has set one: servers that sort by it treat us as a browser then.
 constexpr char kDefaultUserAgent[] =
     "Mozilla/5.0 (X11; Linux x86_64) AppleWebKit/537.36 (KHTML, like Gecko) Chrome/114.0.0.0 Safari/537.36";
-
-QString updateUrlOption()
-{
-    return QCoreApplication::translate("QObject", "Update URL");
-}
-
-bool isUpdateUrl(const AbstractDownloadMergeOptions &options)
-{
-    return options.options.size() == 1 && options.options.first() == updateUrlOption();
-}
 
 }
 
@@ -248,33 +235,7 @@ CompareDownloadsResult WwwDownload::compareDownloads(const AbstractDownloadPersi
 
 bool WwwDownload::isSameContent(const AbstractDownloadPersistentInfo &other) const
 {
-    if (!m_record)
-        return false;
-    bool same = false;
-    bool differs = false;
-    WwwDownloadSection::compareDownloadsByHttpEtag(m_record->guid, other.guid, same, differs);
-    if (same || differs)
-        return same;
-
-    AbstractDownloadGuid mine;
-    AbstractDownloadGuid others;
-    bool isMineReliable = false;
-    bool isOthersReliable = false;
-    DownloadGuidFromDownloadSource derive;
-    if (derive.get(m_record->sourceInfo(), mine, isMineReliable)
-        && derive.get(other.sourceInfo(), others, isOthersReliable) && !mine.value.isEmpty() && mine.kind == others.kind
-        && mine.value == others.value) {
-        if (isMineReliable && isOthersReliable)
-            return true;
-        if (!other.isFinished() && other.lastError)
-            return true;
-    }
-
-    if (other.isFinished() || !hasFile() || other.files.isEmpty())
-        return false;
-    const AbstractDownloadFileInfo &file = firstFile();
-    const AbstractDownloadFileInfo &otherFile = other.files.first();
-    return file.size >= 1 && file.size == otherFile.size && file.name == otherFile.name;
+    return m_record.isSameContent(other);
 }
 
 bool WwwDownload::acquireDownloadsMergeOptions(const AbstractDownloadPersistentInfo &other,
@@ -282,7 +243,7 @@ bool WwwDownload::acquireDownloadsMergeOptions(const AbstractDownloadPersistentI
                                                AbstractDownloadMergeOptions &otherOptions)
 {
     if (isSameContent(other) && !other.isFinished()) {
-        thisOptions.options.append(updateUrlOption());
+        thisOptions.options.append(RecordKeeper::updateUrlOption());
         otherOptions = thisOptions;
     }
     return true;
@@ -293,7 +254,7 @@ bool WwwDownload::mergeIntoThisDownload(const AbstractDownloadPersistentInfo &ot
 {
     if (options.options.isEmpty())
         return true;
-    if (!isUpdateUrl(options) || !m_record)
+    if (!RecordKeeper::isUpdateUrl(options) || !m_record)
         return false;
     m_record->copySourceFrom(other);
     onInfoChanged(true, true, true);
@@ -305,7 +266,7 @@ bool WwwDownload::mergeIntoOtherDownload(AbstractDownloadPersistentInfo &other,
 {
     if (options.options.isEmpty())
         return true;
-    if (!isUpdateUrl(options) || !m_record)
+    if (!RecordKeeper::isUpdateUrl(options) || !m_record)
         return false;
     other.copySourceFrom(*m_record);
     return true;
