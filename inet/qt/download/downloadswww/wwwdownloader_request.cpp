@@ -5,6 +5,7 @@
 #include <inet/qt/download/framework/assertion.h>
 #include <inet/qt/download/framework/runguard.h>
 #include <inet/qt/download/records/clouddrivehosts.h>
+#include <inet/qt/download/records/webschemes.h>
 
 #include <QNetworkAccessManager>
 #include <QNetworkCookie>
@@ -58,12 +59,6 @@ QString cookiesText(const QList<QNetworkCookie> &cookies)
     return texts.join("; "_L1);
 }
 
-bool isWebPage(const QUrl &url)
-{
-    const QString scheme = url.scheme();
-    return url.isValid() && (scheme == "http"_L1 || scheme == "https"_L1 || scheme == "ftp"_L1);
-}
-
 /// The folder of the resource, as if its listing were the page that links to it.
 QUrl folderOf(QUrl url)
 {
@@ -100,7 +95,7 @@ void addReferer(QNetworkRequest &request, QList<QString> &headers, const WwwDown
 {
     if (!source.referer.isEmpty())
         addHeader(request, headers, u"Referer"_s, source.referer.toUtf8(), source.referer);
-    else if (isWebPage(source.webPageUrl))
+    else if (WebSchemes::isOneOf(source.webPageUrl))
         addReferer(request, headers, source.webPageUrl);
     else if (!(source.flags & WwwDownloadSourceInfo::NoSynthesisedReferer))
         addReferer(request, headers, folderOf(source.url));

@@ -3,11 +3,10 @@
 
 #include <inet/qt/download/downloadswww/wwwdownload.h>
 #include <inet/qt/download/framework/abstractdownloadfileops.h>
+#include <inet/qt/download/records/webschemes.h>
 #include <inet/qt/download/records/wwwdownloadsourceinfo.h>
 
 #include <QMetaType>
-
-using namespace Qt::StringLiterals;
 
 namespace
 {
@@ -68,10 +67,7 @@ QString WwwDownloadsModule::uniqueId() const
 
 bool WwwDownloadsModule::supportedSource(const QUrl &url) const
 {
-    if (!url.isValid() || url.scheme().isEmpty())
-        return false;
-    const QString scheme = url.scheme();
-    return scheme == "http"_L1 || scheme == "https"_L1 || scheme == "ftp"_L1;
+    return WebSchemes::isOneOf(url);
 }
 
 AbstractDownload *WwwDownloadsModule::createDownload(qint64 id, QObject *parent) const

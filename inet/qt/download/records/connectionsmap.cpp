@@ -1,23 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <inet/qt/download/records/connectionsmap.h>
 
+#include <inet/qt/download/records/webschemes.h>
+
 #include <QUrl>
-
-namespace {
-
-qint32 defaultPort(const QString &scheme)
-{
-    using namespace Qt::StringLiterals;
-    if (scheme.compare("https"_L1, Qt::CaseInsensitive) == 0)
-        return 443;
-    if (scheme.compare("http"_L1, Qt::CaseInsensitive) == 0)
-        return 80;
-    if (scheme.compare("ftp"_L1, Qt::CaseInsensitive) == 0)
-        return 21;
-    return -1;
-}
-
-}
 
 size_t qHash(const QtHostAndPort &key, size_t seed) noexcept
 {
@@ -26,8 +12,8 @@ size_t qHash(const QtHostAndPort &key, size_t seed) noexcept
 
 QtHostAndPort hostAndPortFromUrl(const QUrl &url)
 {
-    const qint32 port = url.port(-1);
-    return {url.host(QUrl::FullyDecoded), port == -1 ? defaultPort(url.scheme()) : port};
+    const WebSchemes::Scheme *const scheme = WebSchemes::find(url.scheme());
+    return {url.host(QUrl::FullyDecoded), url.port(scheme ? scheme->defaultPort : -1)};
 }
 
 void changeConnectionsMap(QtConnectionsMap &map, const QtConnectionsMap &delta, bool add)
