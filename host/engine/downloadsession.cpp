@@ -3,18 +3,13 @@
 
 #include <host/engine/downloadrun.h>
 #include <host/engine/moduleregistry.h>
-#include <host/network/downloadaccesschief.h>
 #include <host/network/networkaccesschief.h>
-#include <host/network/resourceguard.h>
 #include <host/parsing/urlcredentials.h>
-#include <host/policy/diskcheck.h>
-#include <host/policy/finishnow.h>
 #include <inet/qt/download/framework/abstractdownloadmodule.h>
 #include <inet/qt/download/framework/abstractnetworkconsumersstats.h>
 #include <inet/qt/download/framework/qtappsystemdefaultuseragentmanager.h>
 
 #include <QCoreApplication>
-#include <QFileDevice>
 
 using namespace Qt::StringLiterals;
 
@@ -24,14 +19,6 @@ namespace
 Failure cannotChange(qint64 id, const QString &reason)
 {
     return Failure::make(Failure::Kind::CannotChange, Failure::Subject::of(id), reason);
-}
-
-QList<QtHostAndPort> serversOf(const AbstractDownloadPersistentInfo &record)
-{
-    QList<QtHostAndPort> servers{hostAndPortFromUrl(record.downloadUrl())};
-    for (const AbstractDownloadMirrorInfo &mirror : record.mirrors)
-        servers.append(hostAndPortFromUrl(mirror.url));
-    return servers;
 }
 
 }
@@ -98,41 +85,6 @@ qint64 DownloadSession::add(const DownloadRequest &asked, Failure *failure)
     return insertNew(request, failure);
 }
 
-bool DownloadSession::mayBegin(qint64 id, Failure *failure) const
-{
-    Q_ASSERT(QThread::currentThread() == thread());
-    if (!m_closing && !m_running.contains(id))
-        return true;
-    *failure = Failure::make(Failure::Kind::CannotBegin, Failure::Subject::of(id),
-                             u"it runs already, or the program is about to end"_s);
-    return false;
-}
-
-bool DownloadSession::start(qint64 id, const Sources &sources, Failure *failure)
-{
-    if (!mayBegin(id, failure))
-        return false;
-    std::optional<DownloadStore::Taken> taken = claimToRun(id, failure);
-    if (!taken)
-        return false;
-    DiskCheck::forgetSectionsWithoutBytes(taken->record);
-    if (sources.areSeveral())
-        sources.applyTo(taken->record);
-    run(*taken, &m_list, AbstractDownloadCommand::Start, sources);
-    return true;
-}
-
-bool DownloadSession::restart(qint64 id, Failure *failure)
-{
-    if (!mayBegin(id, failure))
-        return false;
-    const std::optional<DownloadStore::Taken> taken = claimToRun(id, failure);
-    if (!taken)
-        return false;
-    run(*taken, &m_list, AbstractDownloadCommand::Restart);
-    return true;
-}
-
 bool DownloadSession::setUrl(qint64 id, const DownloadRequest &asked, Failure *failure)
 {
     if (!isServed(asked.url, failure))
@@ -170,66 +122,6 @@ bool DownloadSession::remove(qint64 id, bool withFile, Failure *failure)
     return change(id, removed, failure);
 }
 
-bool DownloadSession::finishNow(qint64 id, Failure *failure)
-{
-    if (DownloadRun *const running = m_running.value(id)) {
-        *failure = FinishNow::refusal(running->info(), true);
-        if (!*failure)
-            running->finishNow();
-        return !*failure;
-    }
-    std::optional<DownloadStore::Taken> taken = mayBegin(id, failure) ? claimToRun(id, failure) : std::nullopt;
-    if (!taken)
-        return false;
-    *failure = FinishNow::refusal(taken->record, false);
-    if (!*failure && !keepThatItIsEarly(*taken))
-        *failure = listFailure();
-    if (*failure) {
-        releaseClaim(id);
-        return false;
-    }
-    // All that is there being all that there is, a start has nothing to fetch and gives the file its name.
-    FinishNow::settle(taken->record);
-    run(*taken, &m_list, AbstractDownloadCommand::Start);
-    return true;
-}
-
-/// Before the file has its final name, and looks like any other.
-bool DownloadSession::keepThatItIsEarly(DownloadStore::Taken &taken)
-{
-    if (!FinishNow::isEarly(taken.record))
-        return true;
-    taken.memory.evidence.doubt = Evidence::Doubt::FinishedEarly;
-    return m_list.update(taken.record, {taken.file, taken.contentEncoding, taken.memory},
-                         DownloadStore::Lasting::ThisRunOfTheMachine);
-}
-
-qint64 DownloadSession::query(const DownloadRequest &request, Failure *failure)
-{
-    if (m_closing || !isServed(request.url, failure))
-        return 0;
-    AbstractDownloadPersistentInfo record = withoutSecrets(request).newRecord();
-    record.id = --m_lastQueryId;
-    record.files.clear();
-    run({record, {}, {}, {}, {}}, nullptr, AbstractDownloadCommand::QueryInfoMinimal);
-    return record.id;
-}
-
-bool DownloadSession::hold(qint64 id, Failure *failure)
-{
-    if (!takeClaim(id, failure))
-        return false;
-    m_held.insert(id);
-    return true;
-}
-
-void DownloadSession::letGo(qint64 id)
-{
-    m_held.remove(id);
-    if (!m_running.contains(id))
-        releaseClaim(id);
-}
-
 int DownloadSession::connections() const
 {
     return unitedEntry(m_chief->consumersStats()->connectionsMap()).count;
@@ -244,19 +136,6 @@ int DownloadSession::connectionsOf(qint64 id) const
 int DownloadSession::connectionsTo(const QtHostAndPort &server) const
 {
     return m_chief->consumersStats()->connectionsMap().value(server).count;
-}
-
-void DownloadSession::stop(qint64 id)
-{
-    if (DownloadRun *const download = m_running.value(id))
-        download->stop();
-}
-
-void DownloadSession::stopAll()
-{
-    const QList<qint64> ids = m_running.keys();
-    for (qint64 id : ids)
-        stop(id);
 }
 
 std::optional<AbstractDownloadPersistentInfo> DownloadSession::record(qint64 id)
@@ -305,36 +184,6 @@ NetworkUsageSettings DownloadSession::usageOf(const DownloadOptions &options) co
     if (options.connectionsPerServer > 0)
         usage.maximumConnectionsPerServer = options.connectionsPerServer;
     return usage;
-}
-
-AbstractDownload *DownloadSession::createDownload(const AbstractDownloadPersistentInfo &record,
-                                                  const std::shared_ptr<ResourceGuard> &guard, QObject *parent)
-{
-    return createDownload(record, QSharedPointer<DownloadAccessChief>::create(m_chief, guard), parent);
-}
-
-/// A download keeps the chief that its module has when it is made.
-AbstractDownload *DownloadSession::createDownload(const AbstractDownloadPersistentInfo &record,
-                                                  const QSharedPointer<DownloadAccessChief> &chief, QObject *parent)
-{
-    AbstractDownloadModule *const module = m_modules->moduleFor(record.url);
-    if (!module)
-        return nullptr;
-    module->setNetworkAccessChief(chief);
-    AbstractDownload *const download = module->createDownload(record.id, parent);
-    module->setNetworkAccessChief(m_chief);
-    return download;
-}
-
-void DownloadSession::prepare(AbstractDownload &download, const AbstractDownloadPersistentInfo &record,
-                              const DownloadOptions &options)
-{
-    if (record.id > 0)
-        trustServers(record, options);
-    AbstractNetworkConsumerSettings settings = download.networkSettings();
-    settings.ignoreSslErrors = settings.ignoreSslErrors || options.insecure;
-    download.setNetworkSettings(settings);
-    download.setNetworkUsageSettings(usageOf(options));
 }
 
 AbstractDownloadPersistentInfo DownloadSession::info(qint64 id) const
@@ -412,107 +261,6 @@ DownloadRequest DownloadSession::withoutSecrets(const DownloadRequest &request)
     for (QUrl &mirror : result.mirrors)
         mirror = m_chief->takeSecrets(mirror, nullptr);
     return result;
-}
-
-/// Who put an address into the list meant its server to get what is meant for it.
-void DownloadSession::trustServers(const AbstractDownloadPersistentInfo &record, const DownloadOptions &options)
-{
-    QUrl url = record.url;
-    if (!options.user.isEmpty()) {
-        url.setUserName(options.user);
-        url.setPassword(options.password);
-    }
-    m_chief->takeSecrets(url, nullptr);
-    for (const AbstractDownloadMirrorInfo &mirror : record.mirrors)
-        m_chief->takeSecrets(mirror.url, nullptr);
-}
-
-void DownloadSession::run(const DownloadStore::Taken &taken, DownloadStore *list, AbstractDownloadCommand command,
-                          const Sources &sources)
-{
-    const AbstractDownloadPersistentInfo &record = taken.record;
-    const auto guard =
-        std::make_shared<ResourceGuard>(list ? ResourceGuard::Task::Download : ResourceGuard::Task::Look);
-    guard->setMayLead(record.postData.isEmpty());
-    guard->setKeptHeaders(taken.options.headers);
-    if (command != AbstractDownloadCommand::Restart)
-        guard->setMemory(memoryOf(taken), record.bytesDownloaded(false) > 0);
-    const auto chief = QSharedPointer<DownloadAccessChief>::create(m_chief, guard);
-    AbstractDownload *const download = createDownload(record, chief, this);
-    auto *const running = new DownloadRun(download, list, this);
-    chief->serve(*download, serversOf(record));
-    running->setChief(chief);
-    running->setGuard(guard);
-    running->setSources(sources);
-    running->setFence(taken.fence);
-    running->setProxies([chief = m_chief](const QUrl &url) { return chief->proxyFor(url); });
-    running->setContentEncoding(taken.contentEncoding);
-    Q_ASSERT_X(!m_running.contains(record.id), "DownloadSession", "one run of a download at a time");
-    m_running.insert(record.id, running);
-    relaySignals(running);
-    download->setWritersThread(&m_writersThread);
-    download->setSettings({});
-    prepare(*download, record, taken.options);
-    running->setUsage(usageOf(taken.options));
-    download->setInfo(record);
-    running->run(command, taken.file);
-}
-
-ResourceMemory DownloadSession::memoryOf(const DownloadStore::Taken &taken)
-{
-    ResourceMemory memory = taken.memory;
-    const bool isKept = memory.evidence.answers > 0 || memory.evidence.doubt != Evidence::Doubt::None;
-    if (!isKept && taken.record.bytesDownloaded(false) > 0)
-        memory.evidence = Evidence::ofOldBytes();
-    return memory;
-}
-
-void DownloadSession::relaySignals(DownloadRun *running)
-{
-    const qint64 id = running->id();
-    AbstractDownload *const download = running->download();
-    connect(download, &AbstractDownload::progressChanged, this,
-            [this, id](qint64 done, qint64 total) { Q_EMIT progressChanged(id, done, total); });
-    connect(download, &AbstractDownload::changed, this, [this, id] { Q_EMIT changed(id); });
-    connect(download, &AbstractDownload::gotResponseHeaders, this,
-            [this, running](qint64 section, const QList<QString> &lines) {
-                if (!running->isTellingMadeUp())
-                    Q_EMIT gotResponseHeaders(running->id(), section, lines);
-            });
-    connect(download, &AbstractDownload::sendingRequestHeaders, this,
-            [this, running](qint64 section, const QList<QString> &lines) {
-                if (!running->isTellingMadeUp())
-                    Q_EMIT sendingRequestHeaders(running->id(), section, lines);
-            });
-    connect(download, &AbstractDownload::fileExistsActionRequired, this,
-            [this, id](int file, const QList<QString> &paths) { Q_EMIT fileExistsActionRequired(id, file, paths); });
-    connect(download, &AbstractDownload::performingFilesOperations, this,
-            [this, id](bool performing) { Q_EMIT performingFilesOperations(id, performing); });
-    connect(download, &AbstractDownload::stopping, this, [this, id] { Q_EMIT stopping(id); });
-    connect(running, &DownloadRun::saveFailed, this, [this, id](const Failure &what) { Q_EMIT warned(id, what); });
-    connect(running, &DownloadRun::finished, this, [this, running] { onFinished(running); });
-}
-
-void DownloadSession::onFinished(DownloadRun *running)
-{
-    const qint64 id = running->id();
-    Q_ASSERT_X(m_running.value(id) == running, "DownloadSession", "a run ends once");
-    AbstractDownloadPersistentInfo info = running->info();
-    checkWhole(info, running->file());
-    if (id > 0 && info.isFinished() && !info.lastError && !running->savedInfo().isFinished())
-        info.setLastError({QFileDevice::WriteError, ErrorCategory::kFile, errorSourceHere(),
-                           "the disk did not take all of the file"});
-    const auto details = running->details();
-    const QList<QString> responseHeaders = running->responseHeaders();
-    const QueryResult result = QueryResult::from(info, responseHeaders);
-    m_running.remove(id);
-    releaseClaim(id);
-    running->deleteLater();
-    if (id < 0 && !info.lastError)
-        Q_EMIT queried(id, result);
-    Q_EMIT finished(id, info, details, responseHeaders);
-    if (m_closing && isIdle())
-        QMetaObject::invokeMethod(this, &DownloadSession::endWritersThread, Qt::QueuedConnection);
 }
 
 void DownloadSession::endWritersThread()
