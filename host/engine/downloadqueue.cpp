@@ -174,7 +174,7 @@ qsizetype DownloadQueue::nextToBegin()
         if (isNoneFree)
             continue;
         if (entry.server.host.isEmpty())
-            entry.server = serverOf(m_session.record(id).value_or(AbstractDownloadPersistentInfo()));
+            entry.server = m_session.serverOf(id);
         if (!isFull(entry.server))
             return i;
     }
@@ -222,47 +222,52 @@ void DownloadQueue::fillSoon()
 
 void DownloadQueue::begin(qint64 id)
 {
-    const std::optional<AbstractDownloadPersistentInfo> record = m_session.record(id);
-    const Failure failure = record ? Failure() : m_session.whyNoRecord(id);
-    makeActive(m_entries.at(id), id, record);
+    Failure failure;
+    const bool isHeld = m_session.hold(id, &failure);
+    const Lease lease = isHeld ? *m_session.lease(id) : unclaimed(id, &failure);
+    makeActive(m_entries.at(id), id, lease);
     m_order.append(id);
     if (!m_tick.isActive())
         m_tick.start();
-    m_outbox.put([this, id, url = record.value_or(AbstractDownloadPersistentInfo()).url] { Q_EMIT began(id, url); });
+    m_outbox.put([this, id, url = lease.record.url] { Q_EMIT began(id, url); });
     // Whoever hears of it may pause it.
     m_outbox.put([this, id, failure] {
         QueuedDownload *const active = findIn(id, DownloadState::Waiting);
         if (active && failure)
             end(*active, failure);
         else if (active)
-            beginHeld(id);
+            tryAgain(id, active->job);
     });
 }
 
-void DownloadQueue::makeActive(Entry &entry, qint64 id, const std::optional<AbstractDownloadPersistentInfo> &record)
+/// What can be said of a download that is not ours. @param failure why it is not; the list may have none of that number
+Lease DownloadQueue::unclaimed(qint64 id, Failure *failure)
+{
+    Lease lease;
+    const std::optional<AbstractDownloadPersistentInfo> record = m_session.record(id);
+    if (!record) {
+        *failure = m_session.whyNoRecord(id);
+        return lease;
+    }
+    lease.record = *record;
+    lease.options = m_session.options(id);
+    return lease;
+}
+
+void DownloadQueue::makeActive(Entry &entry, qint64 id, const Lease &lease)
 {
     entry.active = std::make_unique<QueuedDownload>();
     QueuedDownload &active = *entry.active;
     active.id = id;
     active.job = entry.job;
     active.clock.start();
-    active.options = record ? m_session.options(id) : DownloadOptions();
-    active.info = record.value_or(AbstractDownloadPersistentInfo());
+    active.options = lease.options;
+    active.info = lease.record;
     active.sources = Sources(active.info);
     active.mostBytes = active.info.bytesDownloaded(false);
     active.restTimer.setSingleShot(true);
     active.restTimer.setTimerType(Qt::PreciseTimer); // people are told what is left of it
     connect(&active.restTimer, &QTimer::timeout, this, [this, &active] { tryAgain(active.id, active.job); });
-}
-
-void DownloadQueue::beginHeld(qint64 id)
-{
-    QueuedDownload &active = *m_entries.at(id).active;
-    Failure failure;
-    if (m_session.hold(id, &failure))
-        tryAgain(id, active.job);
-    else
-        end(active, failure);
 }
 
 /// Of one that waits for its turn, rests, or was asked about.

@@ -26,6 +26,7 @@
 #include <unordered_map>
 
 class DownloadSession;
+struct Lease;
 struct QueuedDownload;
 
 /// Runs downloads of a session, so many at once: tries again what may pass, goes from one mirror to the next, applies
@@ -164,8 +165,8 @@ private:
     bool isFull(const QtHostAndPort &server) const;
     bool areConnectionsBounded() const;
     void begin(qint64 id);
-    void makeActive(Entry &entry, qint64 id, const std::optional<AbstractDownloadPersistentInfo> &record);
-    void beginHeld(qint64 id);
+    void makeActive(Entry &entry, qint64 id, const Lease &lease);
+    Lease unclaimed(qint64 id, Failure *failure);
     void tryAgain(qint64 id, Job job);
     bool run(QueuedDownload &active, Job job, Failure *failure);
     bool beginRun(const QueuedDownload &active, Failure *failure);
@@ -193,8 +194,8 @@ private:
     void onHashed(quint64 comparison, const QByteArray &digest, const QString &errorText);
     static Failure mismatch(const QueuedDownload &active, const QByteArray &digest);
     Failure failureOf(const QueuedDownload &active) const;
-    std::optional<Checksum> serversDigest(const QueuedDownload &active);
-    FileAssurance assuranceOf(const QueuedDownload &active);
+    std::optional<Checksum> serversDigest(const QueuedDownload &active) const;
+    FileAssurance assuranceOf(const QueuedDownload &active) const;
     void setChecksumResult(QueuedDownload &active, ChecksumResult result);
     void setDigestResult(const QueuedDownload &active, ChecksumResult result);
     void warn(qint64 id, const Failure &failure);

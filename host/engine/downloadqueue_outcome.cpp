@@ -244,10 +244,11 @@ void DownloadQueue::hash(QueuedDownload &active)
 }
 
 /// What was finished early on purpose is another file to every digest.
-std::optional<Checksum> DownloadQueue::serversDigest(const QueuedDownload &active)
+std::optional<Checksum> DownloadQueue::serversDigest(const QueuedDownload &active) const
 {
-    const ResourceMemory memory = m_session.list().memory(active.id);
-    return memory.evidence.doubt == Evidence::Doubt::FinishedEarly ? std::nullopt : memory.digest();
+    const Lease *const lease = m_session.lease(active.id);
+    const bool isAnother = !lease || lease->memory.evidence.doubt == Evidence::Doubt::FinishedEarly;
+    return isAnother ? std::nullopt : lease->memory.digest();
 }
 
 void DownloadQueue::onHashed(quint64 comparison, const QByteArray &digest, const QString &errorText)
@@ -282,12 +283,13 @@ Failure DownloadQueue::mismatch(const QueuedDownload &active, const QByteArray &
                                     QString::fromLatin1(active.expected->expected.toHex())));
 }
 
-FileAssurance DownloadQueue::assuranceOf(const QueuedDownload &active)
+FileAssurance DownloadQueue::assuranceOf(const QueuedDownload &active) const
 {
-    if (!active.info.isFinished() || active.info.lastError)
+    const Lease *const lease = m_session.lease(active.id);
+    if (!lease || !active.info.isFinished() || active.info.lastError)
         return {};
     const bool isGiven = !active.options.checksumAlgorithm.isEmpty();
-    return FileAssurance::of(m_session.list().memory(active.id).evidence,
+    return FileAssurance::of(lease->memory.evidence,
                              isGiven ? std::optional(active.options.checksumResult) : std::nullopt);
 }
 
@@ -304,8 +306,9 @@ void DownloadQueue::setChecksumResult(QueuedDownload &active, ChecksumResult res
 
 void DownloadQueue::setDigestResult(const QueuedDownload &active, ChecksumResult result)
 {
-    if (!m_session.list().setDigestResult(active.id, result))
-        warn(active.id, m_session.listFailure());
+    Failure failure;
+    if (!m_session.setDigestResult(active.id, result, &failure))
+        warn(active.id, failure);
 }
 
 void DownloadQueue::endByItsError(QueuedDownload &active)
@@ -357,7 +360,10 @@ DownloadOutcome DownloadQueue::outcomeOf(const QueuedDownload &active, const Fai
     outcome.info = active.info;
     outcome.options = active.options;
     outcome.details = active.details;
-    outcome.contentEncoding = m_session.list().contentEncoding(active.id);
+    if (const Lease *const lease = m_session.lease(active.id)) {
+        outcome.contentEncoding = lease->contentEncoding;
+        outcome.line = lease->entry();
+    }
     outcome.assurance = assuranceOf(active);
     outcome.failure = failure;
     outcome.seconds = double(active.clock.elapsed()) / kSecondMs;

@@ -155,11 +155,24 @@ bool DownloadRun::isTellingMadeUp() const
     return m_guard && m_guard->isMadeUp();
 }
 
-void DownloadRun::run(AbstractDownloadCommand command, const FileIdentity &file)
+Lease DownloadRun::lease() const
+{
+    Lease lease = m_lease;
+    lease.record = m_saved;
+    if (m_sources.areSeveral())
+        m_sources.restore(lease.record);
+    lease.file = m_file;
+    lease.contentEncoding = m_contentEncoding;
+    return lease;
+}
+
+void DownloadRun::run(AbstractDownloadCommand command, const Lease &lease)
 {
     advance(Life::Running);
+    m_lease = lease;
     m_saved = info();
-    m_file = file;
+    m_file = lease.file;
+    m_contentEncoding = lease.contentEncoding;
     if (hasFileOnDisk(m_saved) && !m_saved.isFinished())
         OwnFiles::set(m_saved.filePath(0), m_file);
     if (command == AbstractDownloadCommand::Restart) {
@@ -441,6 +454,8 @@ void DownloadRun::onWritten(quint64 number, const AbstractDownloadPersistentInfo
     } else if (number > m_written) {
         m_written = number;
         m_saved = record;
+        if (memory)
+            m_lease.memory = *memory;
         m_savedMemory = memory ? memory : m_savedMemory;
     }
 }
@@ -448,7 +463,7 @@ void DownloadRun::onWritten(quint64 number, const AbstractDownloadPersistentInfo
 /// What is remembered may be newer than the bytes beside it: it grows more doubtful, and never less.
 DownloadStore::Holdings DownloadRun::holdings() const
 {
-    DownloadStore::Holdings holdings{m_file, m_contentEncoding, std::nullopt, m_fence};
+    DownloadStore::Holdings holdings{m_file, m_contentEncoding, std::nullopt, m_lease.fence};
     if (m_guard && m_guard->memory() != m_savedMemory)
         holdings.memory = m_guard->memory();
     return holdings;

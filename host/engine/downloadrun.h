@@ -51,9 +51,6 @@ public:
     DownloadRun(AbstractDownload *download, DownloadStore *list, QObject *parent, FileSyncer *syncer = nullptr);
     ~DownloadRun() override;
 
-    /// As which the bytes that the record has came; before run().
-    void setContentEncoding(const QString &encoding) { m_contentEncoding = encoding; }
-
     /// The download's own; before setUsage(). Null = it has none.
     void setChief(const QSharedPointer<DownloadAccessChief> &chief) { m_chief = chief; }
 
@@ -62,9 +59,6 @@ public:
 
     /// The addresses of which the download has some only; before run(). The list keeps all of them.
     void setSources(const Sources &sources) { m_sources = sources; }
-
-    /// The number of the claim under which the list is written, see DownloadStore::Taken; before run(). 0 = none.
-    void setFence(qint64 fence) { m_fence = fence; }
 
     /// The one of the download's access chief; before run(). What it refuses ends the run as a changed resource.
     void setGuard(const std::shared_ptr<ResourceGuard> &guard);
@@ -75,20 +69,19 @@ public:
     qint64 id() const;
     AbstractDownload *download() const { return m_download; }
     AbstractDownloadPersistentInfo info() const;
-    /// What the list has of it: after a sync that failed, less than info() says.
-    AbstractDownloadPersistentInfo savedInfo() const { return m_saved; }
+    /// What it was given, as the run has left it. Its record is what the list has: after a sync that failed, less than
+    /// info() says.
+    Lease lease() const;
     DownloadStatus status() const;
     DownloadDetails details() const;
     /// The requests and answers that the download tells of just now were never sent.
     bool isTellingMadeUp() const;
-    /// What the file is known by; unknown while there is none.
-    FileIdentity file() const { return m_file; }
     /// Lines of the newest answer.
     QList<QString> responseHeaders() const { return m_responseHeaders; }
 
-    /// Once. Always answered by finished(), never from inside the call. @param file what the list says of the
-    /// incomplete file: no other is taken for it
-    void run(AbstractDownloadCommand command, const FileIdentity &file = {});
+    /// Once. Always answered by finished(), never from inside the call. @param lease no other file is taken for the one
+    /// that it knows; the list is written under its number
+    void run(AbstractDownloadCommand command, const Lease &lease = {});
     void stop();
     /// Is content with what is there; for what FinishNow does not refuse.
     void finishNow();
@@ -145,6 +138,7 @@ private:
     AbstractDownload *const m_download;
     DownloadStore *const m_list;
     FileSyncer *const m_syncer;
+    Lease m_lease; ///< as it was given; its memory is what the list has
     AbstractDownloadPersistentInfo m_saved; ///< what the list says
     FileIdentity m_file; ///< of the incomplete file, once it is about to be made
     std::optional<AbstractDownloadPersistentInfo> m_syncing; ///< the snapshot of the save that is under way
@@ -163,6 +157,5 @@ private:
     QString m_contentEncoding; ///< of what is there or comes; null = nobody has said yet
     QString m_change; ///< why an answer brought another file; empty = none did
     Sources m_sources; ///< none = the download has all
-    qint64 m_fence = 0;
     Life m_life = Life::New;
 };

@@ -74,17 +74,6 @@ QList<Failure> DownloadSession::warnings() const
     return warnings;
 }
 
-qint64 DownloadSession::add(const DownloadRequest &asked, Failure *failure)
-{
-    if (!isServed(asked.url, failure))
-        return 0;
-    const DownloadRequest request = withoutSecrets(asked);
-    const qint64 found = claimFound(request, failure);
-    if (found != 0 || *failure)
-        return found;
-    return insertNew(request, failure);
-}
-
 bool DownloadSession::setUrl(qint64 id, const DownloadRequest &asked, Failure *failure)
 {
     if (!isServed(asked.url, failure))
@@ -119,7 +108,10 @@ bool DownloadSession::remove(qint64 id, bool withFile, Failure *failure)
         const Failure undeleted = withFile ? deleteFiles(record) : Failure();
         return undeleted || m_list.remove(id) ? undeleted : listFailure();
     };
-    return change(id, removed, failure);
+    if (!change(id, removed, failure))
+        return false;
+    m_held.remove(id);
+    return true;
 }
 
 int DownloadSession::connections() const
@@ -143,6 +135,13 @@ std::optional<AbstractDownloadPersistentInfo> DownloadSession::record(qint64 id)
     return m_list.load(id);
 }
 
+QtHostAndPort DownloadSession::serverOf(qint64 id)
+{
+    if (const auto known = m_servers.constFind(id); known != m_servers.cend())
+        return *known;
+    return hostAndPortFromUrl(record(id).value_or(AbstractDownloadPersistentInfo()).downloadUrl());
+}
+
 Failure DownloadSession::whyNoRecord(qint64 id) const
 {
     const Failure failure = m_list.lastFailure();
@@ -151,15 +150,31 @@ Failure DownloadSession::whyNoRecord(qint64 id) const
 
 DownloadOptions DownloadSession::options(qint64 id)
 {
+    if (const Lease *const held = lease(id))
+        return held->options;
     return id > 0 ? m_list.options(id) : DownloadOptions();
 }
 
 bool DownloadSession::setOptions(qint64 id, const DownloadOptions &options, Failure *failure)
 {
-    if (m_list.setOptions(id, options))
-        return true;
-    *failure = listFailure();
-    return false;
+    if (!m_list.setOptions(id, options)) {
+        *failure = listFailure();
+        return false;
+    }
+    if (const auto held = m_held.find(id); held != m_held.end())
+        held->options = options.kept();
+    return true;
+}
+
+bool DownloadSession::setDigestResult(qint64 id, ChecksumResult result, Failure *failure)
+{
+    if (!m_list.setDigestResult(id, result)) {
+        *failure = listFailure();
+        return false;
+    }
+    if (const auto held = m_held.find(id); held != m_held.end())
+        held->memory.evidence.digest = result;
+    return true;
 }
 
 void DownloadSession::setUsage(qint64 id, const NetworkUsageSettings &usage)

@@ -55,7 +55,8 @@ public:
     /// none is warned of.
     bool isServed(const QUrl &url, Failure *failure);
     /// The unfinished download of the same request, or a new one. It is this process's from now on. 0 = failed.
-    qint64 add(const DownloadRequest &request, Failure *failure);
+    /// @param line gets the one that the list has of it now
+    qint64 add(const DownloadRequest &request, Failure *failure, ListEntry *line = nullptr);
     /// Goes on with a download of the list. What its file on disk cannot hold is fetched again.
     bool start(qint64 id, Failure *failure) { return start(id, Sources(), failure); }
     /// The same, from some of its addresses only.
@@ -84,6 +85,9 @@ public:
     /// The download stays this process's between its runs, until letGo(). False when it is another's.
     bool hold(qint64 id, Failure *failure);
     void letGo(qint64 id);
+    /// Of one that is held, as its newest run, or else its claim, left it; null = it is not. Good until the next call
+    /// of the session, and until the loop.
+    const Lease *lease(qint64 id) const;
     void stop(qint64 id);
     void stopAll();
     /// No download runs.
@@ -94,12 +98,16 @@ public:
     DownloadStatus status(qint64 id) const;
     /// As the list has it; nothing when there is none.
     std::optional<AbstractDownloadPersistentInfo> record(qint64 id);
+    /// The one that the next run of a download begins with; without a host when the list has no such download.
+    QtHostAndPort serverOf(qint64 id);
     /// Behind a record() that gave nothing.
     Failure whyNoRecord(qint64 id) const;
     /// Of the list's newest operation; for one that failed.
     Failure listFailure() const { return m_list.lastFailure(); }
     DownloadOptions options(qint64 id);
     bool setOptions(qint64 id, const DownloadOptions &options, Failure *failure);
+    /// See DownloadStore::setDigestResult().
+    bool setDigestResult(qint64 id, ChecksumResult result, Failure *failure);
     DownloadStore &list() { return m_list; }
     /// Limits of a running download, from now on.
     void setUsage(qint64 id, const NetworkUsageSettings &usage);
@@ -154,22 +162,21 @@ private:
     static void addHarmless(const QVariantMap &headers, AbstractDownloadPersistentInfo &record);
     static void forgetSecretsOf(const QUrl &before, const QUrl &after, DownloadOptions &options);
     void trustServers(const AbstractDownloadPersistentInfo &record, const DownloadOptions &options);
-    qint64 claimFound(const DownloadRequest &request, Failure *failure);
+    qint64 claimFound(DownloadStore &list, const DownloadRequest &request, Failure *failure);
     AbstractDownload *createDownload(const AbstractDownloadPersistentInfo &record,
                                      const QSharedPointer<DownloadAccessChief> &chief, QObject *parent);
     void warnOfTheSame(const AbstractDownloadPersistentInfo &record,
                        const QList<AbstractDownloadPersistentInfo> &candidates);
-    qint64 insertNew(const DownloadRequest &request, Failure *failure);
     bool mayBegin(qint64 id, Failure *failure) const;
     bool takeClaim(qint64 id, Failure *failure);
+    bool takeLease(qint64 id, Lease &lease, Failure *failure);
     bool isTaken(qint64 id, DownloadStore::Claim claim, const ProcessIdentity &owner, Failure *failure);
     void releaseClaim(qint64 id);
     void releaseRest();
 
-    std::optional<DownloadStore::Taken> claimToRun(qint64 id, Failure *failure);
+    std::optional<Lease> claimToRun(qint64 id, Failure *failure);
     void checkAgainstDisk(AbstractDownloadPersistentInfo &record, const FileIdentity &file);
-    void run(const DownloadStore::Taken &taken, DownloadStore *list, AbstractDownloadCommand command,
-             const Sources &sources = {});
+    void run(const Lease &lease, DownloadStore *list, AbstractDownloadCommand command, const Sources &sources = {});
     bool change(qint64 id, const std::function<Failure(AbstractDownloadPersistentInfo &)> &how, Failure *failure);
     /// Length of the file that the record names; -1 when it is not there. A link is none of ours, nor is a file that is
     /// known to be another than the one that was made.
@@ -177,8 +184,8 @@ private:
     /// "Finished" is said to nobody while the disk says otherwise.
     static void checkWhole(AbstractDownloadPersistentInfo &info, const FileIdentity &file);
     static Failure deleteFiles(const AbstractDownloadPersistentInfo &record);
-    bool keepThatItIsEarly(DownloadStore::Taken &taken);
-    static ResourceMemory memoryOf(const DownloadStore::Taken &taken);
+    bool keepThatItIsEarly(Lease &lease);
+    static ResourceMemory memoryOf(const Lease &lease);
     void relaySignals(DownloadRun *download);
     void onFinished(DownloadRun *download);
     void endWritersThread();
@@ -191,7 +198,8 @@ private:
     ModuleRegistry *m_modules = nullptr; ///< a child, once it is open
     QHash<qint64, DownloadRun *> m_running; ///< children
     QSet<qint64> m_claimed;
-    QSet<qint64> m_held; ///< of m_claimed; those that stay so between runs
+    QHash<qint64, Lease> m_held; ///< of m_claimed; those that stay so between runs
+    QHash<qint64, QtHostAndPort> m_servers; ///< of m_claimed; those that were added here and not held yet
     qint64 m_lastQueryId = 0;
     qint64 m_openedAt = 0; ///< nanoseconds since 1970
     bool m_closing = false;

@@ -92,15 +92,15 @@ bool DownloadSession::renew(qint64 id, const OptionChanges &given, Failure *fail
     };
     if (record->parameters != before && !change(id, putHeaders, failure))
         return false;
-    const DownloadOptions known = m_list.options(id);
-    DownloadOptions options = known;
-    changes.applyTo(options);
-    return options == known || setOptions(id, options, failure);
+    const DownloadOptions known = options(id);
+    DownloadOptions changed = known;
+    changes.applyTo(changed);
+    return changed == known || setOptions(id, changed, failure);
 }
 
 QList<SecretHeader> DownloadSession::missingHeaders(qint64 id)
 {
-    const QList<SecretHeader> begunWith = m_list.options(id).headers;
+    const QList<SecretHeader> begunWith = options(id).headers;
     const std::optional<Record> record = begunWith.isEmpty() ? std::nullopt : m_list.load(id);
     if (!record)
         return {};

@@ -28,36 +28,59 @@ constexpr qsizetype kReleasedAtTheEnd = 100;
 
 }
 
-qint64 DownloadSession::claimFound(const DownloadRequest &request, Failure *failure)
+qint64 DownloadSession::add(const DownloadRequest &asked, Failure *failure, ListEntry *line)
+{
+    Q_ASSERT(QThread::currentThread() == thread());
+    if (!isServed(asked.url, failure))
+        return 0;
+    const DownloadRequest request = withoutSecrets(asked);
+    Lease added;
+    QList<AbstractDownloadPersistentInfo> candidates;
+    const bool isDone = m_list.together([&](DownloadStore &list) {
+        const qint64 found = claimFound(list, request, failure);
+        if (found != 0 || *failure)
+            return found != 0 && list.claim(found, added) == DownloadStore::Claim::Taken;
+        added.record = request.newRecord();
+        added.options = request.options.kept();
+        candidates = list.findByUrl(added.record.url, kCandidates);
+        return list.insertOwned(added.record, request.options) != 0;
+    });
+    if (!isDone) {
+        *failure = *failure ? *failure : listFailure();
+        return 0;
+    }
+    const qint64 id = added.record.id;
+    m_claimed.insert(id);
+    m_servers.insert(id, hostAndPortFromUrl(added.record.downloadUrl()));
+    if (const auto held = m_held.find(id); held != m_held.end())
+        *held = added;
+    if (line)
+        *line = added.entry();
+    warnOfTheSame(added.record, candidates);
+    return id;
+}
+
+/// In the list's thread.
+qint64 DownloadSession::claimFound(DownloadStore &list, const DownloadRequest &request, Failure *failure)
 {
     const QList<AbstractDownloadPersistentInfo> found =
-        m_list.findUnfinished(request.url, request.folder, request.outputName);
+        list.findUnfinished(request.url, request.folder, request.outputName);
     for (AbstractDownloadPersistentInfo record : found) {
         if (!request.isSameDownload(record) || m_running.contains(record.id))
             continue;
-        if (!takeClaim(record.id, failure))
+        ProcessIdentity owner;
+        const DownloadStore::Claim claim = list.claim(record.id, &owner);
+        if (claim == DownloadStore::Claim::OwnedByOther)
+            *failure = Failure::make(Failure::Kind::OwnedByOther, Failure::Subject::of(record.id), {}, int(owner.pid));
+        if (claim != DownloadStore::Claim::Taken)
             return 0;
         request.renew(record);
-        DownloadOptions options = m_list.options(record.id);
+        DownloadOptions options = list.options(record.id);
         request.changes.applyTo(options);
-        if (!m_list.update(record) || !m_list.setOptions(record.id, options))
-            *failure = listFailure();
-        return *failure ? 0 : record.id;
+        const auto lasting = DownloadStore::Lasting::ThisRunOfTheMachine;
+        return list.update(record, lasting) && list.setOptions(record.id, options) ? record.id : 0;
     }
     return 0;
-}
-
-qint64 DownloadSession::insertNew(const DownloadRequest &request, Failure *failure)
-{
-    AbstractDownloadPersistentInfo record = request.newRecord();
-    const QList<AbstractDownloadPersistentInfo> candidates = m_list.findByUrl(record.url, kCandidates);
-    if (m_list.insertOwned(record, request.options) == 0) {
-        *failure = listFailure();
-        return 0;
-    }
-    m_claimed.insert(record.id);
-    warnOfTheSame(record, candidates);
-    return record.id;
 }
 
 /// The module knows which requests are for one resource. To fetch it twice may be meant, so it is only said.
@@ -86,6 +109,14 @@ bool DownloadSession::takeClaim(qint64 id, Failure *failure)
     return isTaken(id, claim, owner, failure);
 }
 
+bool DownloadSession::takeLease(qint64 id, Lease &lease, Failure *failure)
+{
+    Q_ASSERT(QThread::currentThread() == thread());
+    ProcessIdentity owner;
+    const DownloadStore::Claim claim = m_list.claim(id, lease, &owner);
+    return isTaken(id, claim, owner, failure);
+}
+
 bool DownloadSession::isTaken(qint64 id, DownloadStore::Claim claim, const ProcessIdentity &owner, Failure *failure)
 {
     switch (claim) {
@@ -104,33 +135,34 @@ bool DownloadSession::isTaken(qint64 id, DownloadStore::Claim claim, const Proce
 
 void DownloadSession::releaseClaim(qint64 id)
 {
-    if (!m_held.contains(id) && m_claimed.remove(id))
-        m_list.release(id);
+    if (!m_held.contains(id) && m_claimed.remove(id)) {
+        m_servers.remove(id);
+        m_list.releaseSoon(id);
+    }
 }
 
 /// Of many that were put into the list and have not begun, each would be a transaction. They are free once the process
 /// is gone.
 void DownloadSession::releaseRest()
 {
-    const QSet<qint64> rest = m_claimed.size() > kReleasedAtTheEnd ? m_held : m_claimed;
+    const QList<qint64> rest = m_claimed.size() > kReleasedAtTheEnd ? m_held.keys() : m_claimed.values();
     m_held.clear();
     for (const qint64 id : rest)
         releaseClaim(id);
 }
 
-std::optional<DownloadStore::Taken> DownloadSession::claimToRun(qint64 id, Failure *failure)
+std::optional<Lease> DownloadSession::claimToRun(qint64 id, Failure *failure)
 {
-    DownloadStore::Taken taken;
-    ProcessIdentity owner;
-    const DownloadStore::Claim claim = m_list.claim(id, taken, &owner);
-    if (!isTaken(id, claim, owner, failure))
+    const Lease *const held = this->lease(id);
+    Lease lease = held ? *held : Lease();
+    if (!held && !takeLease(id, lease, failure))
         return std::nullopt;
-    if (!isServed(taken.record.url, failure)) {
+    if (!isServed(lease.record.url, failure)) {
         releaseClaim(id);
         return std::nullopt;
     }
-    checkAgainstDisk(taken.record, taken.file);
-    return taken;
+    checkAgainstDisk(lease.record, lease.file);
+    return lease;
 }
 
 void DownloadSession::checkAgainstDisk(AbstractDownloadPersistentInfo &record, const FileIdentity &file)
@@ -183,6 +215,11 @@ bool DownloadSession::change(qint64 id, const std::function<Failure(AbstractDown
     *failure = record ? how(*record) : whyNoRecord(id);
     if (!*failure && m_list.load(id) && !m_list.update(*record))
         *failure = listFailure();
+    m_servers.remove(id);
+    // Its next run is to find what was changed.
+    if (const auto held = m_held.find(id);
+        held != m_held.end() && m_list.claim(id, *held) != DownloadStore::Claim::Taken)
+        m_held.erase(held);
     releaseClaim(id);
     return !*failure;
 }

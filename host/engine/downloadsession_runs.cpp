@@ -41,13 +41,13 @@ bool DownloadSession::start(qint64 id, const Sources &sources, Failure *failure)
 {
     if (!mayBegin(id, failure))
         return false;
-    std::optional<DownloadStore::Taken> taken = claimToRun(id, failure);
-    if (!taken)
+    std::optional<Lease> lease = claimToRun(id, failure);
+    if (!lease)
         return false;
-    DiskCheck::forgetSectionsWithoutBytes(taken->record);
+    DiskCheck::forgetSectionsWithoutBytes(lease->record);
     if (sources.areSeveral())
-        sources.applyTo(taken->record);
-    run(*taken, &m_list, AbstractDownloadCommand::Start, sources);
+        sources.applyTo(lease->record);
+    run(*lease, &m_list, AbstractDownloadCommand::Start, sources);
     return true;
 }
 
@@ -55,10 +55,10 @@ bool DownloadSession::restart(qint64 id, Failure *failure)
 {
     if (!mayBegin(id, failure))
         return false;
-    const std::optional<DownloadStore::Taken> taken = claimToRun(id, failure);
-    if (!taken)
+    const std::optional<Lease> lease = claimToRun(id, failure);
+    if (!lease)
         return false;
-    run(*taken, &m_list, AbstractDownloadCommand::Restart);
+    run(*lease, &m_list, AbstractDownloadCommand::Restart);
     return true;
 }
 
@@ -70,29 +70,29 @@ bool DownloadSession::finishNow(qint64 id, Failure *failure)
             running->finishNow();
         return !*failure;
     }
-    std::optional<DownloadStore::Taken> taken = mayBegin(id, failure) ? claimToRun(id, failure) : std::nullopt;
-    if (!taken)
+    std::optional<Lease> lease = mayBegin(id, failure) ? claimToRun(id, failure) : std::nullopt;
+    if (!lease)
         return false;
-    *failure = FinishNow::refusal(taken->record, false);
-    if (!*failure && !keepThatItIsEarly(*taken))
+    *failure = FinishNow::refusal(lease->record, false);
+    if (!*failure && !keepThatItIsEarly(*lease))
         *failure = listFailure();
     if (*failure) {
         releaseClaim(id);
         return false;
     }
     // All that is there being all that there is, a start has nothing to fetch and gives the file its name.
-    FinishNow::settle(taken->record);
-    run(*taken, &m_list, AbstractDownloadCommand::Start);
+    FinishNow::settle(lease->record);
+    run(*lease, &m_list, AbstractDownloadCommand::Start);
     return true;
 }
 
 /// Before the file has its final name, and looks like any other.
-bool DownloadSession::keepThatItIsEarly(DownloadStore::Taken &taken)
+bool DownloadSession::keepThatItIsEarly(Lease &lease)
 {
-    if (!FinishNow::isEarly(taken.record))
+    if (!FinishNow::isEarly(lease.record))
         return true;
-    taken.memory.evidence.doubt = Evidence::Doubt::FinishedEarly;
-    return m_list.update(taken.record, {taken.file, taken.contentEncoding, taken.memory},
+    lease.memory.evidence.doubt = Evidence::Doubt::FinishedEarly;
+    return m_list.update(lease.record, {lease.file, lease.contentEncoding, lease.memory},
                          DownloadStore::Lasting::ThisRunOfTheMachine);
 }
 
@@ -109,9 +109,11 @@ qint64 DownloadSession::query(const DownloadRequest &request, Failure *failure)
 
 bool DownloadSession::hold(qint64 id, Failure *failure)
 {
-    if (!takeClaim(id, failure))
+    Lease lease;
+    if (!takeLease(id, lease, failure))
         return false;
-    m_held.insert(id);
+    m_held.insert(id, lease);
+    m_servers.remove(id);
     return true;
 }
 
@@ -120,6 +122,12 @@ void DownloadSession::letGo(qint64 id)
     m_held.remove(id);
     if (!m_running.contains(id))
         releaseClaim(id);
+}
+
+const Lease *DownloadSession::lease(qint64 id) const
+{
+    const auto lease = m_held.constFind(id);
+    return lease == m_held.cend() ? nullptr : &*lease;
 }
 
 void DownloadSession::stop(qint64 id)
@@ -178,16 +186,16 @@ void DownloadSession::trustServers(const AbstractDownloadPersistentInfo &record,
         m_chief->takeSecrets(mirror.url, nullptr);
 }
 
-void DownloadSession::run(const DownloadStore::Taken &taken, DownloadStore *list, AbstractDownloadCommand command,
+void DownloadSession::run(const Lease &lease, DownloadStore *list, AbstractDownloadCommand command,
                           const Sources &sources)
 {
-    const AbstractDownloadPersistentInfo &record = taken.record;
+    const AbstractDownloadPersistentInfo &record = lease.record;
     const auto guard =
         std::make_shared<ResourceGuard>(list ? ResourceGuard::Task::Download : ResourceGuard::Task::Look);
     guard->setMayLead(record.postData.isEmpty());
-    guard->setKeptHeaders(taken.options.headers);
+    guard->setKeptHeaders(lease.options.headers);
     if (command != AbstractDownloadCommand::Restart)
-        guard->setMemory(memoryOf(taken), record.bytesDownloaded(false) > 0);
+        guard->setMemory(memoryOf(lease), record.bytesDownloaded(false) > 0);
     const auto chief = QSharedPointer<DownloadAccessChief>::create(m_chief, guard);
     AbstractDownload *const download = createDownload(record, chief, this);
     auto *const running = new DownloadRun(download, list, this);
@@ -195,25 +203,23 @@ void DownloadSession::run(const DownloadStore::Taken &taken, DownloadStore *list
     running->setChief(chief);
     running->setGuard(guard);
     running->setSources(sources);
-    running->setFence(taken.fence);
     running->setProxies([chief = m_chief](const QUrl &url) { return chief->proxyFor(url); });
-    running->setContentEncoding(taken.contentEncoding);
     Q_ASSERT_X(!m_running.contains(record.id), "DownloadSession", "one run of a download at a time");
     m_running.insert(record.id, running);
     relaySignals(running);
     download->setWritersThread(&m_writersThread);
     download->setSettings({});
-    prepare(*download, record, taken.options);
-    running->setUsage(usageOf(taken.options));
+    prepare(*download, record, lease.options);
+    running->setUsage(usageOf(lease.options));
     download->setInfo(record);
-    running->run(command, taken.file);
+    running->run(command, lease);
 }
 
-ResourceMemory DownloadSession::memoryOf(const DownloadStore::Taken &taken)
+ResourceMemory DownloadSession::memoryOf(const Lease &lease)
 {
-    ResourceMemory memory = taken.memory;
+    ResourceMemory memory = lease.memory;
     const bool isKept = memory.evidence.answers > 0 || memory.evidence.doubt != Evidence::Doubt::None;
-    if (!isKept && taken.record.bytesDownloaded(false) > 0)
+    if (!isKept && lease.record.bytesDownloaded(false) > 0)
         memory.evidence = Evidence::ofOldBytes();
     return memory;
 }
@@ -249,14 +255,16 @@ void DownloadSession::onFinished(DownloadRun *running)
     const qint64 id = running->id();
     Q_ASSERT_X(m_running.value(id) == running, "DownloadSession", "a run ends once");
     AbstractDownloadPersistentInfo info = running->info();
-    checkWhole(info, running->file());
-    if (id > 0 && info.isFinished() && !info.lastError && !running->savedInfo().isFinished())
+    checkWhole(info, running->lease().file);
+    if (id > 0 && info.isFinished() && !info.lastError && !running->lease().record.isFinished())
         info.setLastError({QFileDevice::WriteError, ErrorCategory::kFile, errorSourceHere(),
                            "the disk did not take all of the file"});
     const auto details = running->details();
     const QList<QString> responseHeaders = running->responseHeaders();
     const QueryResult result = QueryResult::from(info, responseHeaders);
     m_running.remove(id);
+    if (const auto lease = m_held.find(id); lease != m_held.end())
+        *lease = running->lease();
     releaseClaim(id);
     running->deleteLater();
     if (id < 0 && !info.lastError)

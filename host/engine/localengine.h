@@ -45,6 +45,7 @@ private:
     struct Report {
         RunSnapshot run;
         Failure failure;
+        std::optional<ListEntry> line; ///< see DownloadOutcome
     };
     /// A command whose answer takes a server's.
     struct Lookup {

@@ -25,23 +25,21 @@ void LocalEngine::add(const EngineCommand &command)
 {
     const DownloadRequest request = command.request.value_or(DownloadRequest());
     Failure failure;
-    const qint64 id = m_session->add(request, &failure);
+    ListEntry added;
+    const qint64 id = m_session->add(request, &failure, &added);
     if (id == 0) {
         refuse(command, failure);
         return;
     }
-    const std::optional<ListEntry> added = entry(id);
     answer(command, {.ids = {id}});
-    if (!added)
-        return;
     if (id > m_newest) {
         m_newest = id;
-        tellAdded(rowOf(*added));
+        tellAdded(rowOf(added));
     } else if (!isQueued(id)) {
-        tellChanged(rowOf(*added));
+        tellChanged(rowOf(added));
     }
     if (command.flag && !isQueued(id))
-        append(*added, DownloadQueue::Job::Download);
+        append(added, DownloadQueue::Job::Download);
 }
 
 void LocalEngine::begin(const EngineCommand &command, DownloadQueue::Job job)

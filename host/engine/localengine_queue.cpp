@@ -4,6 +4,8 @@
 #include <host/engine/downloadsession.h>
 #include <host/engine/snapshotmaker.h>
 
+#include <utility>
+
 using namespace Qt::StringLiterals;
 
 namespace
@@ -101,7 +103,7 @@ void LocalEngine::onRetrying(qint64 id, qint64 inMs, const QString &notice)
 /// Its new state comes next.
 void LocalEngine::onEnded(const DownloadOutcome &outcome)
 {
-    Report report{SnapshotMaker::runOf(outcome, m_session->usageOf(outcome.options)), outcome.failure};
+    Report report{SnapshotMaker::runOf(outcome, m_session->usageOf(outcome.options)), outcome.failure, outcome.line};
     report.run.isSkipped = outcome.failure.kind == Failure::Kind::Skipped;
     m_reports.insert(outcome.id, report);
 }
@@ -111,7 +113,11 @@ void LocalEngine::onAtRest(qint64 id)
     const Snapshot last = m_rows.take(id);
     m_jobs.remove(id);
     closeQuestionsOf(id);
-    const std::optional<ListEntry> known = entry(id);
+    std::optional<ListEntry> known;
+    if (const auto report = m_reports.find(id); report != m_reports.end())
+        known = std::exchange(report->line, std::nullopt);
+    if (!known)
+        known = entry(id);
     if (known)
         tellChanged(rowOf(*known));
     else if (last.id != 0)

@@ -34,3 +34,15 @@ OptionValues DownloadOptions::values() const
     }
     return values;
 }
+
+DownloadOptions DownloadOptions::kept() const
+{
+    DownloadOptions options = *this;
+    if (storeSecrets)
+        return options;
+    options.user.clear();
+    options.password.clear();
+    for (SecretHeader &header : options.headers)
+        header.value = QString();
+    return options;
+}

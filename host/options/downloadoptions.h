@@ -36,5 +36,8 @@ struct DownloadOptions {
     /// The same, as the download has it: what it says nothing of is not among them.
     OptionValues values() const;
 
+    /// As they come back from the list: what is not to be kept has gone.
+    DownloadOptions kept() const;
+
     friend bool operator==(const DownloadOptions &, const DownloadOptions &) = default;
 };

@@ -142,6 +142,34 @@ bool DownloadList::beginAnew()
     return beginFile() && connectTo() == Opening::Done;
 }
 
+/// What failed first inside of what happens together.
+struct DownloadList::Together {
+    Failure::Kind kind = Failure::Kind::None; ///< of its failure; None = nothing did
+    SqlError error;
+};
+
+bool DownloadList::together(const Work &work)
+{
+    Q_ASSERT_X(!m_together, "DownloadList", "nothing happens together inside of another such thing");
+    Together together;
+    if (!isOpen())
+        return fail(Failure::Kind::CannotChangeList, kNotOpen);
+    m_failure = {};
+    SqlError error;
+    bool isWorkDone = false;
+    const auto inside = [&] {
+        m_together = &together;
+        isWorkDone = work(*this);
+        m_together = nullptr;
+        return isWorkDone && together.kind == Failure::Kind::None;
+    };
+    if (changed(Lasting::ThisRunOfTheMachine, inside, &error))
+        return true;
+    if (together.kind != Failure::Kind::None)
+        return failBy(together.kind, together.error);
+    return isWorkDone || error.isValid() ? failBy(Failure::Kind::CannotChangeList, error) : false;
+}
+
 qint64 DownloadList::insert(Record &record)
 {
     Record inserted = record;
@@ -280,13 +308,13 @@ DownloadList::Claim DownloadList::claim(qint64 id, ProcessIdentity *owner)
     return claim(id, owner, [] { return true; });
 }
 
-DownloadList::Claim DownloadList::claim(qint64 id, Taken &taken, ProcessIdentity *owner)
+DownloadList::Claim DownloadList::claim(qint64 id, Lease &lease, ProcessIdentity *owner)
 {
-    return claim(id, owner, [&] { return read(id, taken); });
+    return claim(id, owner, [&] { return read(id, lease); });
 }
 
 /// Inside of a transaction.
-bool DownloadList::read(qint64 id, Taken &taken)
+bool DownloadList::read(qint64 id, Lease &lease)
 {
     const RecordRows::Records records = m_rows->select(u"id = ?"_s, {id});
     const auto options = records ? ListRows::options(*m_rows, id) : std::nullopt;
@@ -296,7 +324,7 @@ bool DownloadList::read(qint64 id, Taken &taken)
     const auto fence = memory ? ListRows::fence(*m_rows, id) : std::nullopt;
     if (!fence || records->isEmpty())
         return false;
-    taken = {records->first(), *options, *file, *encoding, *memory, *fence};
+    lease = {records->first(), *options, *file, *encoding, *memory, *fence};
     return true;
 }
 
@@ -349,6 +377,8 @@ bool DownloadList::reading(const std::function<bool()> &work)
     if (!isOpen())
         return fail(kind, kNotOpen);
     m_failure = {};
+    if (m_together)
+        return changingWithOthers(kind, work);
     SqlError error;
     {
         const SqlTransaction transaction(m_rows->statements(), SqlTransaction::Kind::Read);
@@ -365,9 +395,21 @@ bool DownloadList::changing(Lasting lasting, const std::function<bool()> &work)
     if (!isOpen())
         return fail(kind, kNotOpen);
     m_failure = {};
+    if (m_together)
+        return changingWithOthers(kind, work);
     SqlError error;
     const bool done = changed(lasting, work, &error);
     return done || failBy(kind, error);
+}
+
+/// Their transaction is open. Whether the list is damaged is asked once it is over.
+bool DownloadList::changingWithOthers(Failure::Kind kind, const std::function<bool()> &work)
+{
+    if (work())
+        return true;
+    if (m_together->kind == Failure::Kind::None)
+        *m_together = {kind, m_rows->lastError()};
+    return fail(kind, m_together->error.text);
 }
 
 bool DownloadList::changed(Lasting lasting, const std::function<bool()> &work, SqlError *error)

@@ -43,6 +43,7 @@ public:
     Failure lastFailure() const override { return m_failure; }
     Failure warning() const override { return m_warning; }
 
+    bool together(const Work &work) override;
     qint64 insert(Record &record) override;
     qint64 insertOwned(Record &record, const DownloadOptions &options) override;
     using DownloadStore::update;
@@ -62,7 +63,7 @@ public:
     bool setOptions(qint64 id, const DownloadOptions &options) override;
     bool remove(qint64 id) override;
     Claim claim(qint64 id, ProcessIdentity *owner = nullptr) override;
-    Claim claim(qint64 id, Taken &taken, ProcessIdentity *owner = nullptr) override;
+    Claim claim(qint64 id, Lease &lease, ProcessIdentity *owner = nullptr) override;
     bool release(qint64 id) override;
 
     /// Called with each statement before it runs: for who looks into what is slow.
@@ -70,6 +71,7 @@ public:
 
 private:
     enum class Opening;
+    struct Together;
 
     bool beginFile();
     Opening connectTo();
@@ -77,6 +79,7 @@ private:
     QList<Record> select(const QString &condition, const QList<SqlValue> &values, const QString &index = {});
     bool reading(const std::function<bool()> &work);
     bool changing(Lasting lasting, const std::function<bool()> &work);
+    bool changingWithOthers(Failure::Kind kind, const std::function<bool()> &work);
     bool changed(Lasting lasting, const std::function<bool()> &work, SqlError *error);
     void setSynchronous(const QString &how);
     bool changesOne(const QString &statement, const QList<SqlValue> &values);
@@ -84,7 +87,7 @@ private:
     bool failToOpen(const QString &reason, const QList<Failure::Remedy> &remedies = {});
     bool failBy(Failure::Kind kind, const SqlError &error);
     Failure::Subject subject() const;
-    bool read(qint64 id, Taken &taken);
+    bool read(qint64 id, Lease &lease);
     Claim claim(qint64 id, ProcessIdentity *owner, const std::function<bool()> &andThen);
     ProcessIdentity ownerOf(qint64 id, bool *found);
     bool setOwner(qint64 id, const ProcessIdentity &owner);
@@ -95,6 +98,7 @@ private:
     QString m_damage; ///< what was found when it was opened, behind a colon; empty = nothing that has words
     quint64 m_inode = 0; ///< of the file that is open
     std::function<void(const QString &)> m_observer;
+    Together *m_together = nullptr; ///< inside of what happens together
     std::unique_ptr<SqlDatabase> m_database;
     std::unique_ptr<RecordRows> m_rows; ///< null while not open
 };

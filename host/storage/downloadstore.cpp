@@ -5,3 +5,8 @@ void DownloadStore::save(const Record &record, const Holdings &holdings, QObject
 {
     saved(update(record, holdings, Lasting::ThisRunOfTheMachine) ? Failure() : lastFailure());
 }
+
+void DownloadStore::releaseSoon(qint64 id)
+{
+    release(id);
+}

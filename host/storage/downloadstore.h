@@ -1,12 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <host/options/downloadoptions.h>
 #include <host/policy/failure.h>
-#include <host/policy/resourcememory.h>
-#include <host/storage/listentry.h>
-#include <inet/qt/download/framework/fileidentity.h>
-#include <inet/qt/download/records/abstractdownloadpersistentinfo.h>
+#include <host/storage/lease.h>
 
 #include <QList>
 #include <QString>
@@ -37,16 +33,6 @@ public:
         Failed, ///< no such download, or the store failed
     };
 
-    /// What is known of a download before it runs.
-    struct Taken {
-        Record record;
-        DownloadOptions options;
-        FileIdentity file; ///< of its incomplete file; unknown = there was none
-        QString contentEncoding; ///< as which its bytes came; empty = none
-        ResourceMemory memory;
-        qint64 fence = 0; ///< number of this claim: larger with each that anybody makes; 0 = the store has none
-    };
-
     /// What is known of a download's bytes beside its record.
     struct Holdings {
         FileIdentity file; ///< of the incomplete file; unknown = as before
@@ -64,6 +50,8 @@ public:
 
     /// @param failure why it failed; none = it did not
     using Saved = std::function<void(const Failure &failure)>;
+    /// @param store to be used for it, and in no other call
+    using Work = std::function<bool(DownloadStore &store)>;
 
     DownloadStore() = default;
     virtual ~DownloadStore() = default;
@@ -75,6 +63,10 @@ public:
     /// That the store is not what a person may expect, as when a damaged one was set aside; none = there is nothing to
     /// tell.
     virtual Failure warning() const = 0;
+
+    /// Several operations as one: all of them happen, or none where the work answers false or one of them fails. What
+    /// it answers, or false.
+    virtual bool together(const Work &work) = 0;
 
     /// Puts a new record in and gives it its id, larger than all before; 0 = failed.
     virtual qint64 insert(Record &record) = 0;
@@ -121,8 +113,10 @@ public:
 
     /// Makes this process the owner of a download. @param owner gets who owns it, on OwnedByOther
     virtual Claim claim(qint64 id, ProcessIdentity *owner = nullptr) = 0;
-    /// The same, and reads it at that moment. @param taken gets it, on Taken
-    virtual Claim claim(qint64 id, Taken &taken, ProcessIdentity *owner = nullptr) = 0;
+    /// The same, and reads it at that moment. @param lease gets it, on Taken
+    virtual Claim claim(qint64 id, Lease &lease, ProcessIdentity *owner = nullptr) = 0;
     /// Gives up what claim() took; somebody else's download is left alone.
     virtual bool release(qint64 id) = 0;
+    /// The same, which may take its time. Calls that come later see it; where it fails, its owner's end gives it up.
+    virtual void releaseSoon(qint64 id);
 };

@@ -4,42 +4,12 @@
 #include <host/storage/processidentity.h>
 
 #include <algorithm>
-#include <numeric>
 #include <utility>
 
 using namespace Qt::StringLiterals;
 
 namespace
 {
-
-using File = AbstractDownloadFileInfo;
-
-/// What is not to be kept is not kept for as long as the process lives, either.
-DownloadOptions withoutSecrets(DownloadOptions options)
-{
-    if (options.storeSecrets)
-        return options;
-    options.user.clear();
-    options.password.clear();
-    for (SecretHeader &header : options.headers)
-        header.value = QString();
-    return options;
-}
-
-/// -1 = not known of all of them.
-qint64 sizeOf(const QList<File> &files)
-{
-    qint64 size = files.isEmpty() ? -1 : 0;
-    for (const File &file : files)
-        size = file.size < 0 || size < 0 ? -1 : size + file.size;
-    return size;
-}
-
-qint64 doneOf(const QList<File> &files)
-{
-    return std::accumulate(files.cbegin(), files.cend(), qint64(0),
-                           [](qint64 sum, const File &file) { return sum + file.bytesDownloaded(); });
-}
 
 bool isSameName(const AbstractDownloadPersistentInfo &record, const QString &outputName)
 {
@@ -58,11 +28,45 @@ MemoryStore::MemoryStore(const Failure &warning)
 
 MemoryStore::~MemoryStore() = default;
 
+bool MemoryStore::together(const Work &work)
+{
+    Q_ASSERT_X(!m_before, "MemoryStore", "nothing happens together inside of another such thing");
+    m_failure = {};
+    m_before.emplace(Before{{}, m_lastId, {}});
+    const bool done = work(*this) && !m_before->failure;
+    const Before before = *std::exchange(m_before, std::nullopt);
+    m_failure = before.failure;
+    if (!done)
+        takeBack(before);
+    return done;
+}
+
+void MemoryStore::takeBack(const Before &before)
+{
+    m_lastId = before.lastId;
+    for (auto it = before.rows.cbegin(); it != before.rows.cend(); ++it) {
+        if (*it)
+            m_rows.insert(it.key(), **it);
+        else
+            m_rows.remove(it.key());
+    }
+}
+
+/// Before it is changed, in case that is to be taken back.
+void MemoryStore::remember(qint64 id)
+{
+    if (!m_before || m_before->rows.contains(id))
+        return;
+    const auto row = m_rows.constFind(id);
+    m_before->rows.insert(id, row == m_rows.cend() ? std::nullopt : std::optional(*row));
+}
+
 qint64 MemoryStore::insert(Record &record)
 {
     m_failure = {};
     record.id = ++m_lastId;
-    m_rows.insert(record.id, {record, {}, {}, {}, {}, false});
+    remember(record.id);
+    m_rows.insert(record.id, {{record, {}, {}, {}, {}, 0}, false, false});
     return record.id;
 }
 
@@ -76,41 +80,43 @@ qint64 MemoryStore::insertOwned(Record &record, const DownloadOptions &options)
 
 bool MemoryStore::update(const Record &record, const Holdings &holdings, Lasting)
 {
-    const bool isAnothers = holdings.fence != 0 && m_rows.value(record.id).fence != holdings.fence;
+    const bool isAnothers = holdings.fence != 0 && m_rows.value(record.id).lease.fence != holdings.fence;
     Row *const row = find(isAnothers ? 0 : record.id);
     if (!row)
         return false;
-    row->record = record;
+    row->lease.record = record;
     if (holdings.file.isKnown())
-        row->file = holdings.file;
+        row->lease.file = holdings.file;
     if (!holdings.contentEncoding.isNull())
-        row->contentEncoding = holdings.contentEncoding;
+        row->lease.contentEncoding = holdings.contentEncoding;
     if (holdings.memory)
-        row->memory = holdings.memory;
+        row->lease.memory = *holdings.memory;
+    row->isMemoryKept = row->isMemoryKept || holdings.memory;
     return true;
 }
 
 FileIdentity MemoryStore::fileIdentity(qint64 id)
 {
-    return rowOf(id).file;
+    return rowOf(id).lease.file;
 }
 
 QString MemoryStore::contentEncoding(qint64 id)
 {
-    return rowOf(id).contentEncoding;
+    return rowOf(id).lease.contentEncoding;
 }
 
 ResourceMemory MemoryStore::memory(qint64 id)
 {
-    return rowOf(id).memory.value_or(ResourceMemory());
+    return rowOf(id).lease.memory;
 }
 
 bool MemoryStore::setDigestResult(qint64 id, ChecksumResult result)
 {
     m_failure = {};
+    remember(id);
     const auto row = m_rows.find(id);
-    if (row != m_rows.end() && row->memory)
-        row->memory->evidence.digest = result;
+    if (row != m_rows.end() && row->isMemoryKept)
+        row->lease.memory.evidence.digest = result;
     return true;
 }
 
@@ -118,13 +124,13 @@ std::optional<DownloadStore::Record> MemoryStore::load(qint64 id)
 {
     m_failure = {};
     const auto row = m_rows.constFind(id);
-    return row == m_rows.cend() ? std::nullopt : std::optional(row->record);
+    return row == m_rows.cend() ? std::nullopt : std::optional(row->lease.record);
 }
 
 QList<DownloadStore::Record> MemoryStore::loadUnfinished()
 {
     m_failure = {};
-    return select([](const Row &row) { return !row.record.isFinished(); });
+    return select([](const Row &row) { return !row.lease.record.isFinished(); });
 }
 
 QList<DownloadStore::Record> MemoryStore::findUnfinished(const QUrl &url, const QString &folder,
@@ -132,8 +138,8 @@ QList<DownloadStore::Record> MemoryStore::findUnfinished(const QUrl &url, const 
 {
     m_failure = {};
     QList<Record> records = select([&](const Row &row) {
-        return !row.record.isFinished() && row.record.url == url && row.record.folder == folder
-            && isSameName(row.record, outputName);
+        return !row.lease.record.isFinished() && row.lease.record.url == url && row.lease.record.folder == folder
+            && isSameName(row.lease.record, outputName);
     });
     std::reverse(records.begin(), records.end());
     return records;
@@ -142,7 +148,7 @@ QList<DownloadStore::Record> MemoryStore::findUnfinished(const QUrl &url, const 
 QList<DownloadStore::Record> MemoryStore::findByUrl(const QUrl &url, int limit)
 {
     m_failure = {};
-    QList<Record> records = select([&url](const Row &row) { return row.record.url == url; });
+    QList<Record> records = select([&url](const Row &row) { return row.lease.record.url == url; });
     std::reverse(records.begin(), records.end());
     return records.first(std::min<qsizetype>(limit, records.size()));
 }
@@ -174,14 +180,14 @@ qint64 MemoryStore::count(ListFilter filter)
 
 DownloadOptions MemoryStore::options(qint64 id)
 {
-    return rowOf(id).options;
+    return rowOf(id).lease.options;
 }
 
 bool MemoryStore::setOptions(qint64 id, const DownloadOptions &options)
 {
     Row *const row = find(id);
     if (row)
-        row->options = withoutSecrets(options);
+        row->lease.options = options.kept();
     return row != nullptr;
 }
 
@@ -194,18 +200,15 @@ DownloadStore::Claim MemoryStore::claim(qint64 id, ProcessIdentity *)
 {
     Row *const row = find(id);
     if (row && !std::exchange(row->isOwned, true))
-        ++row->fence;
+        ++row->lease.fence;
     return row ? Claim::Taken : Claim::Failed;
 }
 
-DownloadStore::Claim MemoryStore::claim(qint64 id, Taken &taken, ProcessIdentity *owner)
+DownloadStore::Claim MemoryStore::claim(qint64 id, Lease &lease, ProcessIdentity *owner)
 {
     const Claim answer = claim(id, owner);
-    if (answer == Claim::Taken) {
-        const Row &row = m_rows[id];
-        taken = {row.record, row.options, row.file, row.contentEncoding, row.memory.value_or(ResourceMemory()),
-                 row.fence};
-    }
+    if (answer == Claim::Taken)
+        lease = m_rows[id].lease;
     return answer;
 }
 
@@ -225,46 +228,17 @@ bool MemoryStore::isMeant(const Row &row, ListFilter filter)
     case ListFilter::All:
         break;
     case ListFilter::Unfinished:
-        return !row.record.isFinished() || isNotCompared;
+        return !row.lease.record.isFinished() || isNotCompared;
     case ListFilter::Finished:
-        return row.record.isFinished();
+        return row.lease.record.isFinished();
     }
     return true;
 }
 
-/// With which the finished file is to be compared; one that was finished early is another file to it.
-bool MemoryStore::hasServersDigest(const Row &row)
-{
-    if (!row.record.isFinished() || !row.memory || row.memory->evidence.doubt == Evidence::Doubt::FinishedEarly)
-        return false;
-    const QList<KnownAddress> &addresses = row.memory->addresses;
-    return std::any_of(addresses.cbegin(), addresses.cend(),
-                       [](const KnownAddress &address) { return !address.identity.digest.isEmpty(); });
-}
-
 ListEntry MemoryStore::entryOf(const Row &row)
 {
-    const Record &record = row.record;
-    ListEntry entry;
-    entry.id = record.id;
-    entry.name = record.files.isEmpty() ? QString() : record.files.first().name;
-    entry.url = record.url;
-    entry.folder = record.folder;
-    entry.size = sizeOf(record.files);
-    entry.done = doneOf(record.files);
-    entry.finished = record.isFinished();
-    entry.evidence = row.memory.value_or(ResourceMemory()).evidence;
-    entry.evidence.address.clear();
-    entry.evidence.etag.clear();
-    entry.hasChecksum = !row.options.checksumAlgorithm.isEmpty();
-    entry.checksumResult = entry.hasChecksum ? row.options.checksumResult : entry.evidence.digest;
-    entry.hasChecksum =
-        entry.hasChecksum || hasServersDigest(row) || entry.checksumResult != ChecksumResult::NotCompared;
+    ListEntry entry = row.lease.entry();
     entry.ownerPid = row.isOwned ? ProcessIdentity::current().pid : 0;
-    entry.error = record.lastError;
-    entry.creationTime = record.creationTime;
-    entry.finishedTime = record.finishedTime;
-    entry.errorTime = record.lastErrorTime;
     return entry;
 }
 
@@ -275,14 +249,17 @@ MemoryStore::Row MemoryStore::rowOf(qint64 id)
     return m_rows.value(id);
 }
 
-/// Null, with an error text, where there is none. @param what cannot be done then
+/// Null, with a failure, where there is none.
 MemoryStore::Row *MemoryStore::find(qint64 id)
 {
+    remember(id);
     const auto row = m_rows.find(id);
     const bool isThere = row != m_rows.end();
     m_failure = isThere
         ? Failure()
         : Failure::make(Failure::Kind::CannotChangeList, {}, u"there is no such download for this process"_s);
+    if (m_before && !m_before->failure)
+        m_before->failure = m_failure;
     return isThere ? &*row : nullptr;
 }
 
@@ -291,7 +268,7 @@ QList<DownloadStore::Record> MemoryStore::select(const std::function<bool(const 
     QList<Record> records;
     for (const Row &row : m_rows) {
         if (condition(row))
-            records.append(row.record);
+            records.append(row.lease.record);
     }
     return records;
 }

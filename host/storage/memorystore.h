@@ -6,6 +6,7 @@
 #include <QMap>
 
 #include <functional>
+#include <optional>
 
 /// A list of downloads that is kept nowhere: it goes with the process, which owns whatever runs. Never fails for
 /// another reason than that there is no such download.
@@ -22,6 +23,7 @@ public:
     Failure lastFailure() const override { return m_failure; }
     Failure warning() const override { return m_warning; }
 
+    bool together(const Work &work) override;
     qint64 insert(Record &record) override;
     qint64 insertOwned(Record &record, const DownloadOptions &options) override;
     using DownloadStore::update;
@@ -41,22 +43,26 @@ public:
     bool setOptions(qint64 id, const DownloadOptions &options) override;
     bool remove(qint64 id) override;
     Claim claim(qint64 id, ProcessIdentity *owner = nullptr) override;
-    Claim claim(qint64 id, Taken &taken, ProcessIdentity *owner = nullptr) override;
+    Claim claim(qint64 id, Lease &lease, ProcessIdentity *owner = nullptr) override;
     bool release(qint64 id) override;
 
 private:
     struct Row {
-        Record record;
-        DownloadOptions options;
-        FileIdentity file;
-        QString contentEncoding;
-        std::optional<ResourceMemory> memory; ///< nothing = nobody kept it
+        Lease lease; ///< its number is that of the newest claim
+        bool isMemoryKept = false;
         bool isOwned = false;
-        qint64 fence = 0;
     };
 
+    /// What was there before something that happens together.
+    struct Before {
+        QMap<qint64, std::optional<Row>> rows; ///< that were changed; nothing = there was none
+        qint64 lastId = 0;
+        Failure failure; ///< of the first operation that did; none = none did
+    };
+
+    void takeBack(const Before &before);
+    void remember(qint64 id);
     static bool isMeant(const Row &row, ListFilter filter);
-    static bool hasServersDigest(const Row &row);
     static ListEntry entryOf(const Row &row);
     Row rowOf(qint64 id);
     Row *find(qint64 id);
@@ -66,4 +72,5 @@ private:
     Failure m_failure;
     QMap<qint64, Row> m_rows;
     qint64 m_lastId = 0;
+    std::optional<Before> m_before; ///< nothing = each operation is one of its own
 };

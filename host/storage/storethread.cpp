@@ -56,15 +56,15 @@ void StoreThread::inThread(const std::function<void()> &work)
     QMetaObject::invokeMethod(&m_there, work, Qt::BlockingQueuedConnection);
 }
 
-/// @param work gets the store
-template<typename Work>
-auto StoreThread::call(const Work &work)
+/// @param question gets the store
+template<typename Question>
+auto StoreThread::call(const Question &question)
 {
     Q_ASSERT_X(QThread::currentThread() == thread(), "StoreThread", "used in the thread in which it lives");
     ++m_calls;
-    decltype(work(*m_store)) answer;
+    decltype(question(*m_store)) answer;
     const auto ask = [&] {
-        answer = work(*m_store);
+        answer = question(*m_store);
         m_failure = m_store->lastFailure();
         m_warning = m_store->warning();
     };
@@ -77,7 +77,6 @@ auto StoreThread::call(const Work &work)
 
 void StoreThread::save(const Record &record, const Holdings &holdings, QObject *context, const Saved &saved)
 {
-    ++m_calls;
     const auto answer = [this, there = QPointer(context), saved](const Failure &failure, const Failure &warning) {
         m_warning = warning;
         if (there)
@@ -93,6 +92,21 @@ void StoreThread::save(const Record &record, const Holdings &holdings, QObject *
         QMetaObject::invokeMethod(&m_there, work, Qt::QueuedConnection);
     else
         work();
+}
+
+void StoreThread::releaseSoon(qint64 id)
+{
+    const auto work = [this, id] { m_store->release(id); };
+    if (m_thread.isRunning())
+        QMetaObject::invokeMethod(&m_there, work, Qt::QueuedConnection);
+    else
+        work();
+}
+
+/// All of it is done there.
+bool StoreThread::together(const Work &work)
+{
+    return call([&](DownloadStore &store) { return store.together(work); });
 }
 
 qint64 StoreThread::insert(Record &record)
@@ -186,9 +200,9 @@ DownloadStore::Claim StoreThread::claim(qint64 id, ProcessIdentity *owner)
     return call([id, owner](DownloadStore &store) { return store.claim(id, owner); });
 }
 
-DownloadStore::Claim StoreThread::claim(qint64 id, Taken &taken, ProcessIdentity *owner)
+DownloadStore::Claim StoreThread::claim(qint64 id, Lease &lease, ProcessIdentity *owner)
 {
-    return call([&](DownloadStore &store) { return store.claim(id, taken, owner); });
+    return call([&](DownloadStore &store) { return store.claim(id, lease, owner); });
 }
 
 bool StoreThread::release(qint64 id)

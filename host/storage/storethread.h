@@ -13,6 +13,7 @@
 /// A list of downloads whose store is opened, used and closed in a thread of its own.
 ///
 ///     this thread      save() ──> goes on ───────────────────────> saved()
+///                      releaseSoon() ──> goes on
 ///                      others ──────────────> wait ──> answer
 ///     the list's       ........ one after the other, in the order of the calls ........
 ///
@@ -31,7 +32,7 @@ public:
     /// Once. False, with a failure, when there is no such store; before, and then, every call fails.
     bool open(const StoreChoice &choice);
 
-    /// That were made so far: for who looks into what is slow.
+    /// That have waited for their answer so far: for who looks into what is slow.
     qint64 calls() const { return m_calls; }
 
     QString path() const override { return m_path; }
@@ -39,6 +40,7 @@ public:
     Failure lastFailure() const override { return m_failure; }
     Failure warning() const override { return m_warning; }
 
+    bool together(const Work &work) override;
     qint64 insert(Record &record) override;
     qint64 insertOwned(Record &record, const DownloadOptions &options) override;
     using DownloadStore::update;
@@ -59,12 +61,13 @@ public:
     bool setOptions(qint64 id, const DownloadOptions &options) override;
     bool remove(qint64 id) override;
     Claim claim(qint64 id, ProcessIdentity *owner = nullptr) override;
-    Claim claim(qint64 id, Taken &taken, ProcessIdentity *owner = nullptr) override;
+    Claim claim(qint64 id, Lease &lease, ProcessIdentity *owner = nullptr) override;
     bool release(qint64 id) override;
+    void releaseSoon(qint64 id) override;
 
 private:
-    template<typename Work>
-    auto call(const Work &work);
+    template<typename Question>
+    auto call(const Question &question);
     void inThread(const std::function<void()> &work);
     void end();
 

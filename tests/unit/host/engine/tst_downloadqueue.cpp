@@ -50,6 +50,8 @@ private Q_SLOTS:
     void soManyRunAtOnceAndNoMore();
     void theyBeginInTheOrderInWhichTheyWereAppended();
     void lessThanOneAtOnceIsOne();
+    void aDownloadAsksTheListThreeTimes();
+    void whatIsTriedAgainIsNotReadAgain();
     void theEndOfAllIsToldOnce();
     void aSecondAppendWhileItWaitsOrRunsIsTheSameDownload();
     void anIdThatIsNotInTheListEnds();
@@ -232,6 +234,32 @@ void TestDownloadQueue::whatDoesNotFitOnTheDiskDoesNotBegin()
     QCOMPARE(bench.outcomeOf(id).failure.kind, Failure::Kind::NoRoom);
     QCOMPARE(bench.outcomeOf(id).failure.subject.title, u"huge.bin"_s);
     QCOMPARE(bench.outcomeOf(id).attempts, 0);
+}
+
+/// Each that waits for its answer has two threads change places twice: one puts the download into the list, one begins
+/// it, one tells the list of its file before that is made.
+void TestDownloadQueue::aDownloadAsksTheListThreeTimes()
+{
+    QueueBench bench;
+    const auto &list = dynamic_cast<StoreThread &>(bench.session->list());
+    const qint64 before = list.calls();
+    const qint64 id = bench.append(u"done"_s);
+    QCOMPARE(list.calls() - before, 1);
+    QVERIFY(bench.run());
+    QCOMPARE(bench.outcomeOf(id).failure.kind, Failure::Kind::None);
+    QCOMPARE(list.calls() - before, 3);
+}
+
+void TestDownloadQueue::whatIsTriedAgainIsNotReadAgain()
+{
+    QueueBench bench;
+    const auto &list = dynamic_cast<StoreThread &>(bench.session->list());
+    const qint64 id = bench.append(u"fail/HttpError/503;fail/HttpError/503;done"_s);
+    const qint64 before = list.calls();
+    QVERIFY(bench.run());
+    QCOMPARE(bench.outcomeOf(id).attempts, 3);
+    QCOMPARE(list.calls() - before, 2);
+    QCOMPARE(bench.outcomeOf(id).line->finished, true);
 }
 
 void TestDownloadQueue::bytesThatCannotGrowAreKept_data()

@@ -351,7 +351,7 @@ void TestDownloadRun::whatTheDiskRefusedIsNotCounted()
     QTRY_COMPARE(finished.size(), 1);
     QVERIFY(!inList().isFinished());
     QCOMPARE(inList().lastError.code, int(GenericErrorCode::OperationAborted));
-    QCOMPARE(m_download->savedInfo().bytesDownloaded(false), 100);
+    QCOMPARE(m_download->lease().record.bytesDownloaded(false), 100);
     QCOMPARE(failed.size(), 1);
 }
 
@@ -455,11 +455,13 @@ void TestDownloadRun::aFileKnownFromTheListIsNotTakenForAnother()
     m_fake = makeDownload(u"/x"_s);
     m_disk = new FakeSyncer;
     DownloadRun download(m_fake, m_list.get(), nullptr, m_disk);
-    download.run(AbstractDownloadCommand::Start, FileIdentity{u"7:1"_s});
+    Lease lease;
+    lease.file.text = u"7:1"_s;
+    download.run(AbstractDownloadCommand::Start, lease);
     m_fake->change(true, downloaded(100));
     m_disk->answerOfAnother();
     QCOMPARE(bytesInList(), 0);
-    QCOMPARE(download.file().text, u"7:1"_s);
+    QCOMPARE(download.lease().file.text, u"7:1"_s);
 }
 
 void TestDownloadRun::aLinkInItsPlaceIsNotSynced()

@@ -110,7 +110,7 @@ void TestDownloadRunLate::savesThatComeMeanwhileBecomeOne()
     QCOMPARE(m_list->saves.size(), 1);
     m_list->answer();
     QCOMPARE(titleInList(), u"a"_s);
-    QCOMPARE(m_run->savedInfo().title, u"a"_s);
+    QCOMPARE(m_run->lease().record.title, u"a"_s);
     QCOMPARE(m_list->saves.size(), 1);
     m_list->answer();
     QCOMPARE(titleInList(), u"c"_s);
@@ -165,9 +165,9 @@ void TestDownloadRunLate::anAnswerThatWasOvertakenIsNotWhatTheListSays()
     m_list->answer();
     m_fake->change(true, downloaded(400));
     m_fake->change(true, downloaded(350));
-    QCOMPARE(m_run->savedInfo().bytesDownloaded(false), 350);
+    QCOMPARE(m_run->lease().record.bytesDownloaded(false), 350);
     m_list->answer();
-    QCOMPARE(m_run->savedInfo().bytesDownloaded(false), 350);
+    QCOMPARE(m_run->lease().record.bytesDownloaded(false), 350);
 }
 
 void TestDownloadRunLate::aFailureIsTold()

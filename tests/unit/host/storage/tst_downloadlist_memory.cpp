@@ -137,7 +137,7 @@ void TestDownloadListMemory::whoTakesADownloadGetsItToo()
 {
     const qint64 id = insert();
     QVERIFY(save(id, memory()));
-    DownloadList::Taken taken;
+    Lease taken;
     ProcessIdentity owner;
     QCOMPARE(m_list->claim(id, taken, &owner), DownloadList::Claim::Taken);
     QCOMPARE(taken.memory, memory());

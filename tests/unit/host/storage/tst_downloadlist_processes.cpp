@@ -190,14 +190,14 @@ void TestDownloadListProcesses::aClaimReadsWhatIsThere()
         // Somebody else's change, even of what is this process's already.
         QVERIFY(Shell(path()).value(u"UPDATE downloads SET title = '%1'"_s.arg(title)).isNull());
         record.title = title;
-        DownloadList::Taken taken;
+        Lease taken;
         QCOMPARE(list.claim(record.id, taken), DownloadList::Claim::Taken);
         QCOMPARE(taken.record, record);
         QCOMPARE(taken.options, options);
         QCOMPARE(taken.file.text, u"1:2"_s);
     }
     QVERIFY(list.release(record.id));
-    DownloadList::Taken taken;
+    Lease taken;
     QCOMPARE(list.claim(record.id + 1, taken), DownloadList::Claim::Failed);
 }
 
@@ -213,7 +213,7 @@ void TestDownloadListProcesses::whatIsAnothersIsNotRead()
                            .arg(first.startTime)
                            .arg(first.bootId))
                 .isNull());
-    DownloadList::Taken taken;
+    Lease taken;
     ProcessIdentity owner;
     QCOMPARE(list.claim(record.id, taken, &owner), DownloadList::Claim::OwnedByOther);
     QCOMPARE(owner, first);

@@ -73,6 +73,9 @@ private Q_SLOTS:
     void aPageShowsWhatALineNeeds();
     void secretsAreForgottenUnlessTheyAreToBeKept();
     void whatRunsIsOwned();
+    void whatHappensTogetherHappensAltogether();
+    void whatFailsTogetherLeavesNothing();
+    void aLeaseShowsTheLineOfTheList();
 
 private:
     std::unique_ptr<QTemporaryDir> m_dir;
@@ -295,7 +298,7 @@ void TestDownloadStore::theEncodingStaysUntilAnotherIsSaid()
     QVERIFY(list.update(record, {}, lasting));
     QVERIFY(list.update(record));
     QCOMPARE(list.contentEncoding(record.id), u"gzip"_s);
-    DownloadStore::Taken taken;
+    Lease taken;
     QCOMPARE(list.claim(record.id, taken), DownloadStore::Claim::Taken);
     QCOMPARE(taken.contentEncoding, u"gzip"_s);
     QVERIFY(list.update(record, {{}, u""_s, {}}, lasting));
@@ -371,13 +374,13 @@ void TestDownloadStore::whoLostItsClaimWritesNothing()
     DownloadStore &list = *m_list;
     Info record;
     QVERIFY(list.insert(record) > 0);
-    DownloadStore::Taken first;
+    Lease first;
     QCOMPARE(list.claim(record.id, first), DownloadStore::Claim::Taken);
-    DownloadStore::Taken same;
+    Lease same;
     QCOMPARE(list.claim(record.id, same), DownloadStore::Claim::Taken);
     QCOMPARE(same.fence, first.fence);
     QVERIFY(list.release(record.id));
-    DownloadStore::Taken second;
+    Lease second;
     QCOMPARE(list.claim(record.id, second), DownloadStore::Claim::Taken);
     QVERIFY(second.fence > first.fence);
 
@@ -482,7 +485,7 @@ void TestDownloadStore::whatRunsIsOwned()
     QVERIFY(list.insert(record) > 0);
     QVERIFY2(!list.release(record.id), "nobody has taken it");
     QVERIFY(!list.lastFailure().detail.isEmpty());
-    DownloadStore::Taken taken;
+    Lease taken;
     QCOMPARE(list.claim(record.id, taken), DownloadStore::Claim::Taken);
     QCOMPARE(taken.record, record);
     QCOMPARE(list.claim(record.id), DownloadStore::Claim::Taken);
@@ -490,6 +493,75 @@ void TestDownloadStore::whatRunsIsOwned()
     QVERIFY(list.release(record.id) && !list.release(record.id));
     QCOMPARE(list.page(ListFilter::All, 1).first().ownerPid, 0);
     QCOMPARE(list.claim(77), DownloadStore::Claim::Failed);
+}
+
+void TestDownloadStore::whatHappensTogetherHappensAltogether()
+{
+    DownloadStore &list = *m_list;
+    Info first;
+    Info second;
+    const bool done = list.together([&](DownloadStore &store) {
+        return store.insertOwned(first, {}) != 0 && store.insert(second) != 0 && store.count(ListFilter::All) == 2;
+    });
+    QVERIFY2(done, qPrintable(list.lastFailure().detail));
+    QVERIFY(second.id > first.id);
+    QCOMPARE(idsOf(list.list()), (QList<qint64>{first.id, second.id}));
+}
+
+void TestDownloadStore::whatFailsTogetherLeavesNothing()
+{
+    DownloadStore &list = *m_list;
+    Info known = recordOf(u"http://a/1"_s, u"/f"_s);
+    QVERIFY(list.insert(known) != 0);
+    Info renamed = known;
+    renamed.title = u"new"_s;
+    const auto change = [&](DownloadStore &store) {
+        Info inserted;
+        return store.insert(inserted) != 0 && store.update(renamed)
+            && store.claim(known.id) == DownloadStore::Claim::Taken;
+    };
+    QVERIFY(!list.together([&](DownloadStore &store) { return change(store) && false; }));
+    QCOMPARE(list.lastFailure().kind, Failure::Kind::None);
+    QCOMPARE(list.list(), QList<Info>{known});
+    // What fails without being asked about is no success, either.
+    QVERIFY(!list.together([&](DownloadStore &store) { return !store.remove(77) && change(store); }));
+    QCOMPARE(list.lastFailure().kind, Failure::Kind::CannotChangeList);
+    QCOMPARE(list.list(), QList<Info>{known});
+    QVERIFY(list.together(change));
+    QCOMPARE(list.load(known.id)->title, u"new"_s);
+}
+
+void TestDownloadStore::aLeaseShowsTheLineOfTheList()
+{
+    DownloadStore &list = *m_list;
+    for (quint32 seed = 0; seed < kRandomRecords; ++seed) {
+        Info record = randomRecord(seed);
+        // More would have no sum.
+        for (AbstractDownloadFileInfo &file : record.files) {
+            file.size = qint64(seed) - 10;
+            for (AbstractDownloadSection &section : file.sections)
+                section.downloaded = seed;
+        }
+        DownloadOptions options;
+        options.checksumAlgorithm = seed % 3 == 0 ? u"md5"_s : QString();
+        QVERIFY(list.insertOwned(record, options) != 0);
+        Lease lease;
+        QCOMPARE(list.claim(record.id, lease), DownloadStore::Claim::Taken);
+        QVERIFY(list.release(record.id));
+        const ListEntry known = list.page(ListFilter::All, 1).constFirst();
+        const ListEntry line = lease.entry();
+        QCOMPARE(line.id, known.id);
+        QCOMPARE(line.name, known.name);
+        QCOMPARE(line.url, known.url);
+        QCOMPARE(line.size, known.size);
+        QCOMPARE(line.done, known.done);
+        QCOMPARE(line.finished, known.finished);
+        QCOMPARE(line.hasChecksum, known.hasChecksum);
+        QCOMPARE(line.checksumResult, known.checksumResult);
+        QVERIFY(line.error == known.error);
+        QCOMPARE(line.creationTime, known.creationTime);
+        QCOMPARE(line.finishedTime, known.finishedTime);
+    }
 }
 
 QTEST_GUILESS_MAIN(TestDownloadStore)
