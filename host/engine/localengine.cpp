@@ -195,8 +195,7 @@ bool LocalEngine::openList()
     return isOpen;
 }
 
-/// The session has a connection of its own to the list. Never two at once: what closes one of them may take the locks
-/// of the process's other one.
+/// The session has a connection of its own to the list, and one is enough.
 bool LocalEngine::bringUp(Failure *failure)
 {
     if (m_session)

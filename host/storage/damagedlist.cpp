@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <optional>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -123,10 +124,10 @@ bool DamagedList::isConfirmed(const SqlDatabase &database, const SqlError &error
 
 bool DamagedList::mayBeList(const QString &path)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly) || file.size() == 0 || path.endsWith(".sqlite"_L1))
+    if (path.endsWith(".sqlite"_L1))
         return true;
-    return file.read(kMagic.size()) == kMagic;
+    const std::optional<QByteArray> beginning = SqlDatabase::beginningOf(path, int(kMagic.size()));
+    return !beginning || beginning->isEmpty() || *beginning == kMagic;
 }
 
 QString DamagedList::obstacleAt(const QString &path)

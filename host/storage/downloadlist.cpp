@@ -17,6 +17,7 @@
 #include <QStandardPaths>
 
 #include <algorithm>
+#include <mutex>
 
 using namespace Qt::StringLiterals;
 
@@ -30,9 +31,12 @@ const QString kNotOpen = u"it is not open"_s;
 const QString kNoSuchDownload = u"there is no such download for this process"_s;
 constexpr auto kOnlyMyFolder = kOnlyMyFile | QFileDevice::ExeOwner;
 
-/// The file has its permissions before anything is in it, and SQLite gives the same to the files beside it.
+/// The file has its permissions before anything is in it, and SQLite gives the same to the files beside it. One thread
+/// at a time: closing the new file takes the locks of whoever has opened it by then in this process.
 QString makeFile(const QString &path)
 {
+    static std::mutex mutex;
+    const std::lock_guard lock(mutex);
     QFile file(path);
     if (!file.open(QIODevice::ReadWrite | QIODevice::NewOnly, kOnlyMyFile) && !file.exists())
         return file.errorString();

@@ -3,6 +3,8 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 namespace
@@ -29,6 +31,20 @@ int flagsFor(SqlDatabase::Access access)
 void SqlDatabase::Closer::operator()(sqlite3 *handle) const
 {
     sqlite3_close_v2(handle);
+}
+
+std::optional<QByteArray> SqlDatabase::beginningOf(const QString &path, int bytes)
+{
+    SqlDatabase database;
+    sqlite3_file *file = nullptr;
+    const bool isOpen = database.open(path, Access::Look)
+        && sqlite3_file_control(database.m_handle.get(), nullptr, SQLITE_FCNTL_FILE_POINTER, &file) == SQLITE_OK;
+    sqlite3_int64 size = 0;
+    if (!isOpen || !file || !file->pMethods || file->pMethods->xFileSize(file, &size) != SQLITE_OK)
+        return std::nullopt;
+    QByteArray beginning(qsizetype(std::min<sqlite3_int64>(size, bytes)), '\0');
+    const int answer = file->pMethods->xRead(file, beginning.data(), int(beginning.size()), 0);
+    return answer == SQLITE_OK ? std::optional(beginning) : std::nullopt;
 }
 
 QString SqlDatabase::inMemory()

@@ -5,9 +5,11 @@
 #include <host/storage/sqlstatement.h>
 #include <host/storage/sqlvalue.h>
 
+#include <QByteArray>
 #include <QString>
 
 #include <memory>
+#include <optional>
 
 struct sqlite3;
 
@@ -31,6 +33,9 @@ public:
 
     /// So long a statement waits for somebody else to be done with the database.
     static constexpr int kWaitMs = 10000;
+    /// The first bytes of a file, fewer where it has no more; nothing where it cannot be read. By SQLite's own
+    /// descriptors: whoever closes another one of a file that is in use takes the locks of the whole process with it.
+    static std::optional<QByteArray> beginningOf(const QString &path, int bytes);
     /// A path: of a database of its own that is in memory only.
     static QString inMemory();
 

@@ -24,6 +24,8 @@ private Q_SLOTS:
     void init();
 
     void twoListsUseOneFile();
+    void aSecondOneTakesNoLocksFromTheFirst_data();
+    void aSecondOneTakesNoLocksFromTheFirst();
 
     void aDownloadHasOneOwner();
     void anOwnerThatDiedIsNone();
@@ -69,6 +71,39 @@ void TestDownloadListProcesses::twoListsUseOneFile()
     DownloadList list;
     openList(list);
     QCOMPARE(list.list().size(), 2 * kEach);
+}
+
+void TestDownloadListProcesses::aSecondOneTakesNoLocksFromTheFirst_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::newRow("under the usual name") << u"a.sqlite"_s;
+    QTest::newRow("under one that has to be looked into first") << u"a.list"_s;
+}
+
+/// A process that finds no locks on the file when it closes it takes itself for the last one, and removes the log that
+/// others still write to.
+void TestDownloadListProcesses::aSecondOneTakesNoLocksFromTheFirst()
+{
+    QFETCH(QString, name);
+    const QString file = m_dir->filePath(name);
+    DownloadList first;
+    QVERIFY2(first.open(file), qPrintable(first.lastFailure().detail));
+    Info record;
+    QVERIFY(first.insert(record) > 0);
+    {
+        DownloadList second;
+        QVERIFY2(second.open(file), qPrintable(second.lastFailure().detail));
+        QCOMPARE(second.list().size(), 1);
+    }
+    const QStringList words{file, u"SELECT count(*) FROM downloads"_s};
+    QCOMPARE(QProcess::execute(u"sqlite3"_s, words), 0);
+    QVERIFY2(QFile::exists(file + "-wal"_L1), "the first one still writes to it");
+    Info later;
+    QVERIFY(first.insert(later) > 0);
+    QProcess reader;
+    reader.start(u"sqlite3"_s, words);
+    QVERIFY(reader.waitForFinished());
+    QCOMPARE(reader.readAllStandardOutput().trimmed(), QByteArray("2"));
 }
 
 void TestDownloadListProcesses::aDownloadHasOneOwner()
