@@ -90,6 +90,8 @@ QList<QByteArray> CommandLine::secretOptions()
     for (const OptionRow *row : CommandOptions::table().rows()) {
         if (row->isSecret)
             names.append(QByteArray("--") + row->name);
+        if (row->isSecret && row->otherName)
+            names.append(QByteArray("--") + row->otherName);
     }
     return names;
 }

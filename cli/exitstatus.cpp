@@ -76,6 +76,8 @@ ExitStatus exitStatusOf(const Failure &failure)
     case Kind::ModuleUnusable:
     case Kind::ProxyUnusable:
     case Kind::CertificatesUnusable:
+    case Kind::ClientCertificateUnusable:
+    case Kind::InterfaceUnusable:
     case Kind::CookiesUnusable:
     case Kind::LoginsUnusable:
     case Kind::LoginsExposed:

@@ -417,6 +417,12 @@ QString ofItsKind(const Failure &failure)
             .arg(quoted(failure.subject.title), failure.detail);
     case Kind::CertificatesUnusable:
         return u"cannot read the certificates in %1: %2."_s.arg(quotedFile(failure), failure.detail);
+    case Kind::ClientCertificateUnusable:
+        return u"cannot show the certificate in %1 to servers: %2. Give it with --cert, and its key with --key."_s.arg(
+            quotedFile(failure), failure.detail);
+    case Kind::InterfaceUnusable:
+        return u"cannot go out by the interface %1: %2. Give one of them, or an address of this machine."_s.arg(
+            quoted(failure.subject.title), failure.detail);
     case Kind::CookiesUnusable:
         return u"cannot read the cookies in %1: %2. Export them in Netscape's format (cookies.txt)."_s.arg(
             quotedFile(failure), failure.detail);

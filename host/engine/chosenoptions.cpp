@@ -51,6 +51,22 @@ void readOutput(const QString &output, DownloadRequest &request, QString *proble
         request.folder = ChosenOptions::absolute(folder, request.folder);
 }
 
+NetworkPath pathOf(const OptionValues &values, const QString &folder)
+{
+    using Family = NetworkPath::Family;
+    NetworkPath path;
+    path.interface = values.text("interface"_L1);
+    path.family = values.flag("ipv4"_L1) ? Family::IPv4 : values.flag("ipv6"_L1) ? Family::IPv6 : Family::Any;
+    for (const QString &line : values.texts("resolve"_L1))
+        path.resolved.append(line.toUtf8());
+    path.connectTimeoutMs = values.number("connect-timeout"_L1);
+    path.silenceTimeoutMs = values.number("timeout"_L1);
+    path.certificateFile = ChosenOptions::absolute(values.text("cert"_L1), folder);
+    path.keyFile = ChosenOptions::absolute(values.text("key"_L1), folder);
+    path.keyPassword = values.text("key-password"_L1).toUtf8();
+    return path;
+}
+
 NetworkOptions networkOf(const OptionValues &values, const QString &folder)
 {
     NetworkOptions network;
@@ -64,6 +80,7 @@ NetworkOptions networkOf(const OptionValues &values, const QString &folder)
     const QString user = values.text("user"_L1);
     if (!user.isEmpty())
         network.credentials.append(credentialOf(user));
+    network.path = pathOf(values, folder);
     return network;
 }
 

@@ -133,6 +133,9 @@ bool NetworkAccessChief::apply(const NetworkOptions &options, Failure *failure)
         m_hub->credentials().add(credential);
     if (!applyProxies(options, failure))
         return false;
+    if (*failure = options.path.problem(); failure->kind != Failure::Kind::None)
+        return false;
+    m_hub->setPath(options.path);
     if (!options.cookiesFile.isEmpty() && !loadCookies(options.cookiesFile, failure))
         return false;
     if (!options.netrc)

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/network/networkpath.h>
+
 #include <QByteArray>
 #include <QList>
 #include <QString>
@@ -31,4 +33,5 @@ struct NetworkOptions {
     bool netrc = false; ///< read logins from the netrc file
     QString netrcFile; ///< empty = $NETRC, else ~/.netrc
     QString cookiesFile; ///< in Netscape's format; empty = none
+    NetworkPath path;
 };

@@ -5,6 +5,8 @@
 #include <host/network/httptransfer.h>
 #include <host/policy/schemes.h>
 
+#include <QFile>
+
 #include <algorithm>
 #include <utility>
 
@@ -15,6 +17,7 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
+constexpr qint64 kMsOfSecond = 1000;
 constexpr int kFreeReceiveBuffer = 4 * 1024 * 1024;
 /// With less, a sender that has seen more waits for its timer at each piece.
 constexpr int kLeastReceiveBuffer = 32 * 1024;
@@ -75,6 +78,8 @@ void Transfer::prepare()
     set(CURLOPT_SOCKOPTFUNCTION, &Transfer::onSocket);
     set(CURLOPT_SOCKOPTDATA, this);
     prepareProxy();
+    if (m_request.path)
+        preparePath();
 }
 
 void Transfer::resume()
@@ -145,6 +150,38 @@ int Transfer::onSocket(void *self, curl_socket_t socket, curlsocktype)
     if (const qint64 bytes = static_cast<Transfer *>(self)->m_heldTo; bytes > 0)
         setReceiveBuffer(socket, bytes);
     return CURL_SOCKOPT_OK;
+}
+
+void Transfer::preparePath()
+{
+    const NetworkPath &path = *m_request.path;
+    if (!path.interface.isEmpty())
+        set(CURLOPT_INTERFACE, path.interface.toUtf8().constData());
+    if (path.family != NetworkPath::Family::Any)
+        set(CURLOPT_IPRESOLVE, path.family == NetworkPath::Family::IPv4 ? long(CURL_IPRESOLVE_V4)
+                                                                        : long(CURL_IPRESOLVE_V6));
+    for (const QByteArray &line : path.resolved)
+        m_resolved.reset(curl_slist_append(m_resolved.release(), line.constData()));
+    if (m_resolved)
+        set(CURLOPT_RESOLVE, m_resolved.get());
+    if (path.connectTimeoutMs > 0)
+        set(CURLOPT_CONNECTTIMEOUT_MS, long(path.connectTimeoutMs));
+    if (path.silenceTimeoutMs > 0) {
+        set(CURLOPT_LOW_SPEED_LIMIT, 1L);
+        set(CURLOPT_LOW_SPEED_TIME, long((path.silenceTimeoutMs + kMsOfSecond - 1) / kMsOfSecond));
+    }
+    prepareCertificate(path);
+}
+
+void Transfer::prepareCertificate(const NetworkPath &path)
+{
+    if (path.certificateFile.isEmpty())
+        return;
+    const QString &key = path.keyFile.isEmpty() ? path.certificateFile : path.keyFile;
+    set(CURLOPT_SSLCERT, QFile::encodeName(path.certificateFile).constData());
+    set(CURLOPT_SSLKEY, QFile::encodeName(key).constData());
+    // Without one OpenSSL would ask at the terminal.
+    set(CURLOPT_KEYPASSWD, path.keyPassword.isNull() ? "" : path.keyPassword.constData());
 }
 
 void Transfer::prepareProxy()

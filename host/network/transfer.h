@@ -89,13 +89,19 @@ private:
     struct HandleDelete {
         void operator()(CURL *handle) const { curl_easy_cleanup(handle); }
     };
+    struct ListDelete {
+        void operator()(curl_slist *list) const { curl_slist_free_all(list); }
+    };
 
     static size_t onHeadLine(char *line, size_t size, size_t count, void *self);
     static size_t onBody(char *data, size_t size, size_t count, void *self);
     static int onSocket(void *self, curl_socket_t socket, curlsocktype purpose);
 
+    void preparePath();
+    void prepareCertificate(const NetworkPath &path);
     void prepareProxy();
 
+    std::unique_ptr<curl_slist, ListDelete> m_resolved; ///< outlives the handle, which reads it
     std::unique_ptr<CURL, HandleDelete> m_handle;
     QByteArray m_errorText; ///< libcurl writes here
     TransferPipe m_pipe;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/network/networkpath.h>
 #include <host/network/transferpipe.h>
 #include <host/policy/proxychoice.h>
 
@@ -39,6 +40,10 @@ public:
     /// Between here and the URL; empty = none.
     QUrl proxyFor(const QUrl &url) const { return ProxyChoice::forUrl(url, m_proxySettings); }
 
+    void setPath(const NetworkPath &path) { m_path = std::make_shared<NetworkPath>(path); }
+    /// Of later requests; null = any way.
+    const std::shared_ptr<const NetworkPath> &path() const { return m_path; }
+
     const std::shared_ptr<TransferMeans> &means() const { return m_means; }
     const std::shared_ptr<RequestGate> &gate() const { return m_gate; }
     /// The loop of the URL's scheme; made when it is needed first.
@@ -49,6 +54,7 @@ private:
     const std::unique_ptr<CredentialStore> m_credentials;
     QList<QByteArray> m_authorities;
     ProxyChoice::Settings m_proxySettings;
+    std::shared_ptr<const NetworkPath> m_path;
     const std::shared_ptr<TransferMeans> m_means;
     const std::shared_ptr<RequestGate> m_gate;
     std::shared_ptr<TransferLoop> m_loop;

@@ -116,6 +116,7 @@ TransferRequest TransferManager::overHttp(Operation operation, const QNetworkReq
     result.login = m_hub->credentials().loginFor(result.url);
     result.proxy = m_hub->proxyFor(result.url);
     result.authorities = m_hub->authorities();
+    result.path = m_hub->path();
     return result;
 }
 
@@ -127,6 +128,7 @@ TransferRequest TransferManager::overFtp(const QNetworkRequest &request) const
     result.range = request.rawHeader(kRange);
     result.login = ownLogin.isEmpty() ? m_hub->credentials().loginFor(url) : ownLogin;
     result.proxy = m_hub->proxyFor(url);
+    result.path = m_hub->path();
     return result;
 }
 

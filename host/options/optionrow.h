@@ -36,6 +36,7 @@ struct OptionRow {
         HeaderForAll, ///< the same, for every server
         Login, ///< "name" or "name:password"
         Checksum, ///< "sha-256=HEX"
+        HostAddress, ///< "HOST:PORT:ADDRESS"
     };
     enum Place {
         CommandLine = 1,

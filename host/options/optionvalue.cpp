@@ -9,8 +9,11 @@
 #include <QFileInfo>
 #include <QUrl>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
+
+#include <arpa/inet.h>
 
 using namespace Qt::StringLiterals;
 
@@ -154,6 +157,26 @@ QString proxyProblem(const QString &text, const QString &subject)
                                     u"socks5://HOST:PORT."_s.arg(problem));
 }
 
+bool isIpAddress(const QString &text)
+{
+    const QByteArray address = text.toLatin1();
+    in6_addr binary;
+    return inet_pton(AF_INET, address.constData(), &binary) == 1
+        || inet_pton(AF_INET6, address.constData(), &binary) == 1;
+}
+
+/// An IPv6 address has colons, too, with brackets or without.
+QString hostAddressProblem(const QString &text, const QString &subject)
+{
+    const QStringList addresses = text.section(u':', 2).remove(u'[').remove(u']').split(u',');
+    const bool areAddresses = std::all_of(addresses.cbegin(), addresses.cend(), isIpAddress);
+    const bool isWhole = areAddresses && !text.section(u':', 0, 0).isEmpty() && text.section(u':', 1, 1).toUShort() > 0;
+    return isWhole ? QString()
+                   : told(subject, text,
+                          u"tells no address of a host. Write HOST:PORT:ADDRESS, as in "
+                          "\"example.com:443:192.0.2.1\"."_s);
+}
+
 QString fileProblem(const QString &text, const QString &subject)
 {
     return QFileInfo::exists(text) ? QString()
@@ -175,6 +198,8 @@ QString problemOf(const Row &row, const QString &text, const QString &subject)
         return text.isEmpty() ? QString() : proxyProblem(text, subject);
     case Type::Checksum:
         return text.isEmpty() ? QString() : checksumProblem(text, subject);
+    case Type::HostAddress:
+        return hostAddressProblem(text, subject);
     case Type::ExistingFile:
         return fileProblem(text, subject);
     default:

@@ -75,6 +75,8 @@ const QList<KindRow> &kindRows()
         {Kind::ModuleUnusable, "module-unusable"_L1, {Remedy::Reinstall}},
         {Kind::ProxyUnusable, "proxy-unusable"_L1},
         {Kind::CertificatesUnusable, "certificates-unusable"_L1},
+        {Kind::ClientCertificateUnusable, "client-certificate-unusable"_L1},
+        {Kind::InterfaceUnusable, "interface-unusable"_L1},
         {Kind::CookiesUnusable, "cookies-unusable"_L1},
         {Kind::LoginsUnusable, "logins-unusable"_L1},
         {Kind::LoginsExposed, "logins-exposed"_L1},

@@ -71,7 +71,9 @@ struct Failure {
         ModuleUnusable, ///< subject.path: its file; detail: why
         ProxyUnusable, ///< subject.title: as it was given, without a login; detail: why
         CertificatesUnusable, ///< subject.path: their file; detail: why
-        CookiesUnusable, ///< the same
+        ClientCertificateUnusable, ///< or its key; the same
+        InterfaceUnusable, ///< of this machine; subject.title: as it was given; detail: why
+        CookiesUnusable, ///< subject.path: their file; detail: why
         LoginsUnusable, ///< the same
         LoginsExposed, ///< other users of the machine can get at those of the file
     };

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <tests/support/nginxserver.h>
 
+#include <tests/support/testca.h>
+
 #include <QFile>
 
 #include <unistd.h>
@@ -32,6 +34,8 @@ http {
     gzip off;
     ssl_certificate "%CERTIFICATE%";
     ssl_certificate_key "%KEY%";
+    ssl_client_certificate "%CA%";
+    ssl_verify_client optional;
 %TLS%    server {
         listen 127.0.0.1:%HTTP%;
         listen 127.0.0.1:%HTTPS% ssl;
@@ -48,6 +52,7 @@ http {
             limit_rate $rate;
             alias "%WWW%/$2";
         }
+        location /known/ { if ($ssl_client_verify != SUCCESS) { return 403; } alias "%WWW%/"; }
         location ~ ^/first-slow/(\d+k)/(\d+k)/(.*)$ {
             set $rate $2;
             if ($http_range = "") { set $rate $1; }
@@ -99,7 +104,7 @@ QStringList NginxServer::arguments(const QString &configFile) const
     return {u"-c"_s, configFile, u"-e"_s, u"stderr"_s};
 }
 
-QByteArray NginxServer::configuration(const Places &places, const TestCa &) const
+QByteArray NginxServer::configuration(const Places &places, const TestCa &ca) const
 {
     writeUsers(places.home + u"/users"_s);
     QByteArray text(kTemplate);
@@ -112,6 +117,7 @@ QByteArray NginxServer::configuration(const Places &places, const TestCa &) cons
     text.replace("%HOME%", places.home.toUtf8());
     text.replace("%WWW%", places.folder.toUtf8());
     text.replace("%CERTIFICATE%", places.certificate.toUtf8());
+    text.replace("%CA%", ca.caFile().toUtf8());
     text.replace("%KEY%", places.key.toUtf8());
     text.replace("%HTTP%", QByteArray::number(places.httpPort));
     text.replace("%HTTPS%", QByteArray::number(places.httpsPort));

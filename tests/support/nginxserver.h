@@ -11,6 +11,7 @@
 ///     /rate/<n>k/<file>      at n KiB a second and connection
 ///     /first-slow/<m>k/<n>k/<file>   the same, at m KiB a second where no range is asked for
 ///     /private/<n>k/<file>   the same as /rate/, for those who say (by basic authentication) that they are kLogin
+///     /known/<file>         over https, for those who show a certificate of the authority
 ///     /redirect/<n>/<file>   after n redirects (at most kLongestChain)
 ///     /status/<code>         that status (401, 403, 404, 410, 416, 500 or 503)
 class NginxServer : public RealServer

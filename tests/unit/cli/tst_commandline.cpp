@@ -174,7 +174,7 @@ void TestCommandLine::secretsAreKnownByTheirOptions()
 {
     const QList<QByteArray> options = CommandLine::secretOptions();
     QCOMPARE(QSet<QByteArray>(options.cbegin(), options.cend()),
-             (QSet<QByteArray>{"--user", "--header", "--header-for-all", "--proxy", "--post-data"}));
+             (QSet<QByteArray>{"--user", "--header", "--header-for-all", "--proxy", "--post-data", "--key-password", "--pass"}));
 }
 
 void TestCommandLine::theSettingsFileIsNamedAmongTheWords_data()

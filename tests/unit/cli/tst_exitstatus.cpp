@@ -89,6 +89,8 @@ void TestExitStatus::statusOfFailure_data()
     row(Kind::NothingToCompare, ExitStatus::Unknown);
     row(Kind::CannotOpenList, ExitStatus::Unknown);
     row(Kind::NoModule, ExitStatus::Unknown);
+    row(Kind::ClientCertificateUnusable, ExitStatus::Unknown);
+    row(Kind::InterfaceUnusable, ExitStatus::Unknown);
     row(Kind::LoginsUnusable, ExitStatus::Unknown);
 }
 

@@ -51,6 +51,7 @@ void TestOptionValue::textBecomesAValue_data()
     row("a header", u"header"_s, u"X-A: b:c"_s, u"X-A: b:c"_s);
     row("a host for its own server", u"header"_s, u"Host: a"_s, u"Host: a"_s);
     row("an address", u"mirror"_s, u"http://m/x"_s, u"http://m/x"_s);
+    row("addresses of a host", u"resolve"_s, u"a.com:443:192.0.2.1,[::1]"_s, u"a.com:443:192.0.2.1,[::1]"_s);
     row("an empty body", u"post-data"_s, QString(), QString());
     row("lines as a body", u"post-data"_s, u"a\nb"_s, u"a\nb"_s);
 }
@@ -99,6 +100,12 @@ void TestOptionValue::whatIsNoValueIsSaid_data()
         u"\"m/x\" is no URL. Write a whole one, as in \"https://example.com/file.zip\"."_s);
     row("certificates that are nowhere", u"ca-certificate"_s, u"/nowhere/ca.pem"_s,
         u"--ca-certificate \"/nowhere/ca.pem\" is not there. Give the path of a file that is."_s);
+    row("a host without an address", u"resolve"_s, u"example.com:443"_s,
+        u"--resolve \"example.com:443\" tells no address of a host. Write HOST:PORT:ADDRESS, as in "
+        "\"example.com:443:192.0.2.1\"."_s);
+    row("a host at a name", u"resolve"_s, u"example.com:443:other.com"_s,
+        u"--resolve \"example.com:…\" tells no address of a host. Write HOST:PORT:ADDRESS, as in "
+        "\"example.com:443:192.0.2.1\"."_s);
     row("a secret in the place of a number", u"tries"_s, u"me:s3cr3t"_s,
         u"--tries \"me:…\" is no number from 0 to 1000000."_s);
 }
