@@ -1,0 +1,259 @@
+// SPDX-License-Identifier: MIT
+#include <cli/downloadsrunner.h>
+#include <cli/questions.h>
+#include <tests/unit/cli/runnerbench.h>
+
+#include <QSet>
+#include <QTest>
+
+#include <memory>
+
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+using Kind = EngineCommand::Kind;
+
+Arguments get(int count)
+{
+    Arguments arguments;
+    for (int i = 1; i <= count; ++i) {
+        DownloadRequest request;
+        request.url = QUrl(u"http://a/%1"_s.arg(i));
+        arguments.requests.append(request);
+    }
+    return arguments;
+}
+
+Arguments withIds(Command command, const QList<qint64> &ids)
+{
+    Arguments arguments;
+    arguments.command = command;
+    arguments.ids = ids;
+    return arguments;
+}
+
+EngineAnswer answerOf(qint64 id)
+{
+    EngineAnswer answer;
+    answer.ids = {id};
+    return answer;
+}
+
+EngineAnswer refusal(Failure::Kind kind, qint64 id = 0)
+{
+    EngineAnswer answer;
+    answer.failure = Failure::make(kind, Failure::Subject::of(id));
+    return answer;
+}
+
+Snapshot row(qint64 id, DownloadState state, Failure::Kind failure = Failure::Kind::None)
+{
+    Snapshot row;
+    row.id = id;
+    row.url = QUrl(u"http://a/%1"_s.arg(id));
+    row.state = state;
+    if (failure != Failure::Kind::None)
+        row.failure = Failure::make(failure, Failure::Subject::of(id));
+    return row;
+}
+
+}
+
+/// What "get", "resume", "restart" and "finish" ask of an engine, and what they make of its news.
+class TestDownloadsRunner : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void whatIsAddedIsFollowedToItsEnd();
+    void aFewAreGivenAtATime();
+    void whatIsRefusedIsSaidAndTheOthersGoOn();
+    void theFirstFailureIsTheStatus();
+    void eachCommandAsksForItsOwn_data();
+    void eachCommandAsksForItsOwn();
+    void allThatIsUnfinishedAndNobodysIsResumed();
+    void theSameDownloadTwiceIsSaidAndEndsOnce();
+    void aStopLeavesTheRestAndSaysHowMany();
+    void whatIsAnothersNewsIsNotShown();
+    void anAnswerGoesToItsQuestion();
+
+private:
+    void begin(const Arguments &arguments, Questions *questions = nullptr);
+    std::unique_ptr<ScriptedEngine> m_engine;
+    Notebook m_notes;
+    std::unique_ptr<DownloadsRunner> m_runner;
+    QList<ExitStatus> m_done; ///< as often as it was told
+};
+
+void TestDownloadsRunner::init()
+{
+    m_notes.lines.clear();
+    m_notes.summaries.clear();
+}
+
+void TestDownloadsRunner::begin(const Arguments &arguments, Questions *questions)
+{
+    m_done.clear();
+    m_runner.reset();
+    m_engine = std::make_unique<ScriptedEngine>();
+    m_runner = std::make_unique<DownloadsRunner>(arguments, *m_engine, m_notes, questions);
+    connect(m_runner.get(), &Runner::done, this, [this](ExitStatus status) { m_done.append(status); });
+    m_runner->begin();
+}
+
+void TestDownloadsRunner::whatIsAddedIsFollowedToItsEnd()
+{
+    begin(get(1));
+    QVERIFY(m_engine->of(Kind::Add).first().flag);
+    QVERIFY(m_engine->answerTo(Kind::Add, answerOf(7)));
+    m_engine->tellChanged(row(7, DownloadState::Waiting));
+    QCOMPARE(m_notes.lines, QStringList());
+    m_engine->tellChanged(row(7, DownloadState::Running));
+    QCOMPARE(m_notes.lines, QStringList{u"begin 7 http://a/7"_s});
+    QVERIFY(m_engine->of(Kind::Close).isEmpty());
+    m_engine->tellChanged(row(7, DownloadState::Done));
+    QCOMPARE(m_notes.lines.last(), u"end 7 0"_s);
+    QVERIFY(m_engine->answerTo(Kind::Close));
+    QCOMPARE(m_done.size(), 0);
+    m_engine->tellClosed();
+    QCOMPARE(m_done, QList<ExitStatus>{ExitStatus::Done});
+}
+
+void TestDownloadsRunner::aFewAreGivenAtATime()
+{
+    begin(get(50));
+    const qsizetype first = m_engine->of(Kind::Add).size();
+    QVERIFY(first > 1 && first < 50);
+    for (qsizetype i = 0; i < first; ++i)
+        QVERIFY(m_engine->answerTo(Kind::Add, answerOf(i + 1)));
+    QVERIFY(m_engine->of(Kind::Add).size() > first);
+}
+
+void TestDownloadsRunner::whatIsRefusedIsSaidAndTheOthersGoOn()
+{
+    begin(get(2));
+    QVERIFY(m_engine->answerTo(Kind::Add, refusal(Failure::Kind::UnsupportedUrl)));
+    QVERIFY(m_engine->answerTo(Kind::Add, answerOf(7)));
+    QCOMPARE(m_notes.lines, QStringList({u"begin -1 http://a/1"_s, u"end -1 28"_s}));
+    QVERIFY(m_engine->of(Kind::Close).isEmpty());
+    m_engine->tellChanged(row(7, DownloadState::Done));
+    QCOMPARE(m_engine->of(Kind::Close).size(), 1);
+    m_engine->tellClosed();
+    QCOMPARE(m_done, QList<ExitStatus>{ExitStatus::BadOption});
+}
+
+void TestDownloadsRunner::theFirstFailureIsTheStatus()
+{
+    begin(get(3));
+    for (qint64 id = 1; id <= 3; ++id)
+        QVERIFY(m_engine->answerTo(Kind::Add, answerOf(id)));
+    m_engine->tellChanged(row(1, DownloadState::Done));
+    m_engine->tellChanged(row(2, DownloadState::Failed, Failure::Kind::NotFound));
+    m_engine->tellChanged(row(3, DownloadState::Failed, Failure::Kind::DiskFull));
+    m_engine->tellClosed();
+    QCOMPARE(m_done, QList<ExitStatus>{ExitStatus::NotFound});
+}
+
+void TestDownloadsRunner::eachCommandAsksForItsOwn_data()
+{
+    QTest::addColumn<int>("command");
+    QTest::addColumn<int>("kind");
+    QTest::newRow("resume") << int(Command::Resume) << int(Kind::Resume);
+    QTest::newRow("restart") << int(Command::Restart) << int(Kind::Restart);
+    QTest::newRow("finish") << int(Command::Finish) << int(Kind::FinishNow);
+}
+
+void TestDownloadsRunner::eachCommandAsksForItsOwn()
+{
+    QFETCH(const int, command);
+    QFETCH(const int, kind);
+    begin(withIds(Command(command), {5}));
+    QCOMPARE(m_engine->commands.size(), 1);
+    QCOMPARE(m_engine->commands.first().id, 5);
+    QVERIFY(m_engine->answerTo(Kind(kind), refusal(Failure::Kind::NoSuchDownload, 5)));
+    QCOMPARE(m_notes.lines.last(), u"end 5 1"_s);
+    QCOMPARE(m_engine->of(Kind::Close).size(), 1);
+}
+
+void TestDownloadsRunner::allThatIsUnfinishedAndNobodysIsResumed()
+{
+    Arguments arguments = withIds(Command::Resume, {});
+    arguments.all = true;
+    begin(arguments);
+    QCOMPARE(m_engine->commands.size(), 1);
+    Snapshot others = row(3, DownloadState::Running);
+    others.ownerPid = 77;
+    EngineAnswer page;
+    page.snapshots = {others, row(2, DownloadState::Paused), row(1, DownloadState::Failed)};
+    QVERIFY(m_engine->answerTo(Kind::Snapshots, page));
+    QList<qint64> resumed;
+    for (const EngineCommand &command : m_engine->of(Kind::Resume))
+        resumed.append(command.id);
+    QCOMPARE(QSet<qint64>(resumed.cbegin(), resumed.cend()), QSet<qint64>({1, 2}));
+    QVERIFY(m_notes.lines.first().contains(u"77"_s));
+}
+
+void TestDownloadsRunner::theSameDownloadTwiceIsSaidAndEndsOnce()
+{
+    begin(get(2));
+    QVERIFY(m_engine->answerTo(Kind::Add, answerOf(7)));
+    QVERIFY(m_engine->answerTo(Kind::Add, answerOf(7)));
+    QVERIFY(m_notes.lines.first().contains(u"twice"_s));
+    m_engine->tellChanged(row(7, DownloadState::Done));
+    QCOMPARE(m_notes.summaries.size(), 1);
+    QCOMPARE(m_engine->of(Kind::Close).size(), 1);
+}
+
+void TestDownloadsRunner::aStopLeavesTheRestAndSaysHowMany()
+{
+    begin(get(50));
+    const qsizetype given = m_engine->of(Kind::Add).size();
+    for (qsizetype i = 0; i < given; ++i)
+        QVERIFY(m_engine->answerTo(Kind::Add, answerOf(i + 1)));
+    m_engine->tellChanged(row(1, DownloadState::Running));
+    m_runner->stop();
+    // What was given before is still done.
+    for (qint64 id = given + 1; m_engine->answerTo(Kind::Add, answerOf(id)); ++id) {}
+    m_engine->tellChanged(row(1, DownloadState::Paused, Failure::Kind::Stopped));
+    m_engine->tellClosed();
+    QCOMPARE(m_notes.lines.last(), u"leave 49"_s);
+    QCOMPARE(m_done, QList<ExitStatus>{ExitStatus::Unfinished});
+}
+
+void TestDownloadsRunner::whatIsAnothersNewsIsNotShown()
+{
+    begin(get(1));
+    m_engine->tellChanged(row(9, DownloadState::Running));
+    QVERIFY(m_engine->answerTo(Kind::Add, answerOf(7)));
+    m_engine->tellChanged(row(9, DownloadState::Done));
+    QCOMPARE(m_notes.lines, QStringList());
+    QVERIFY(m_engine->of(Kind::Close).isEmpty());
+}
+
+void TestDownloadsRunner::anAnswerGoesToItsQuestion()
+{
+    int ends[2];
+    QCOMPARE(pipe(ends), 0);
+    Questions questions(m_notes, ends[0]);
+    begin(get(1), &questions);
+    Question question;
+    question.id = 4;
+    question.kind = Question::Kind::CannotResume;
+    question.choices = {Question::Choice::No, Question::Choice::FromTheBeginning};
+    m_engine->tellAsked(question);
+    QCOMPARE(write(ends[1], "y\n", 2), ssize_t(2));
+    QTRY_COMPARE(m_engine->of(Kind::Answer).size(), 1);
+    QCOMPARE(m_engine->of(Kind::Answer).first().id, 4);
+    QCOMPARE(Question::Choice(m_engine->of(Kind::Answer).first().value), Question::Choice::FromTheBeginning);
+    m_runner.reset();
+    close(ends[0]);
+    close(ends[1]);
+}
+
+QTEST_GUILESS_MAIN(TestDownloadsRunner)
+#include "tst_downloadsrunner.moc"
