@@ -101,36 +101,41 @@ void ResourceGuard::endRedirect()
     m_isMadeUp = false;
 }
 
+Evidence::Answer ResourceGuard::answerOf(const RequestPath &path, const TransferPipe::Head &head)
+{
+    return {path.address, ResourceIdentity::of(head.status, head.fields), head.isEndKnown};
+}
+
 ResourceGuard::Judgement ResourceGuard::judge(const RequestPath &path, const TransferPipe::Head &head)
 {
     const bool isWhole = path.isRest && head.status == kOk;
     if (mayBeLedBack(path) && (isGone(head.status) || isWhole)) {
         leadBack(path);
-        return {Judgement::Kind::LedBack, {}};
+        return {Judgement::Kind::LedBack, {}, {}};
     }
     if (!isGood(head.status))
         return {};
     m_lastFields = head.fields;
-    const ResourceIdentity identity = ResourceIdentity::of(head.status, head.fields);
+    const Evidence::Answer answer = answerOf(path, head);
     const ResourceIdentity held = heldIdentity(path);
-    if (const QString contradicted = held.contradiction(identity); !contradicted.isEmpty())
-        return refusal(path, u"The server has another file by now: %1."_s.arg(contradicted));
+    if (const QString contradicted = held.contradiction(answer.identity); !contradicted.isEmpty())
+        return refusal(answer, u"The server has another file by now: %1."_s.arg(contradicted));
     // The whole in place of the rest is of no use to anybody, and none to remember.
     if (!isWhole)
-        learn(path, identity);
-    return {Judgement::Kind::Welcome, {}, held.hasOtherDate(identity)};
+        learn(path, answer.identity);
+    return {Judgement::Kind::Welcome, {}, answer, held.hasOtherDate(answer.identity)};
 }
 
-ResourceGuard::Judgement ResourceGuard::refusal(const RequestPath &path, const QString &reason)
+ResourceGuard::Judgement ResourceGuard::refusal(const Evidence::Answer &answer, const QString &reason)
 {
     const bool isNews = !hasFoundChange();
     if (isNews)
-        m_changedAddress = path.address;
+        m_changedAddress = answer.address;
     if (m_task == Task::Look)
-        return {};
+        return {Judgement::Kind::Welcome, {}, answer};
     if (isNews)
         Q_EMIT refused(reason);
-    return {Judgement::Kind::Refused, reason};
+    return {Judgement::Kind::Refused, reason, {}};
 }
 
 bool ResourceGuard::isLedBack(const RequestPath &path, QNetworkReply::NetworkError error)
@@ -146,15 +151,10 @@ bool ResourceGuard::needsBytes(const RequestPath &path) const
     return m_task == Task::Download && (path.isRest || holdsBytes());
 }
 
-void ResourceGuard::takeBytes(const RequestPath &path, const TransferPipe::Head &head)
+void ResourceGuard::takeBytes(const Evidence::Answer &answer)
 {
     m_holdsBytes = true;
-    m_memory.evidence.add({path.address, ResourceIdentity::of(head.status, head.fields), head.isEndKnown});
-}
-
-void ResourceGuard::takeEmptyFile(const RequestPath &path, const TransferPipe::Head &head)
-{
-    m_memory.evidence.add({path.address, ResourceIdentity::of(head.status, head.fields), head.isEndKnown});
+    note(answer);
 }
 
 KnownAddress *ResourceGuard::find(const QUrl &address)

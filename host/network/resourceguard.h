@@ -45,6 +45,7 @@ public:
         };
         Kind kind = Kind::Welcome;
         QString reason; ///< of a refusal, as a sentence
+        Evidence::Answer answer; ///< what a good one says; nothing of any other
         bool hasOtherDate = false; ///< of a welcome one: its date differs, and its ETag proves it the same
     };
 
@@ -95,6 +96,8 @@ public:
 
     /// Whether there is something of a resource behind such a status.
     static bool isGood(int status);
+    /// What an answer says of the resource.
+    static Evidence::Answer answerOf(const RequestPath &path, const TransferPipe::Head &head);
     /// @param head of an answer, be it a redirect
     Judgement judge(const RequestPath &path, const TransferPipe::Head &head);
     /// The same where no answer came.
@@ -105,9 +108,9 @@ public:
     /// An answer without a byte would bring nothing new: some are there already, or under way, or the rest is asked for.
     bool needsBytes(const RequestPath &path) const;
     /// The first bytes of an answer are taken.
-    void takeBytes(const RequestPath &path, const TransferPipe::Head &head);
+    void takeBytes(const Evidence::Answer &answer);
     /// An answer without a byte is the whole file.
-    void takeEmptyFile(const RequestPath &path, const TransferPipe::Head &head);
+    void takeEmptyFile(const Evidence::Answer &answer) { note(answer); }
 
 Q_SIGNALS:
     /// An answer is of another resource, and nothing of it will be handed out. Once. @param reason a sentence
@@ -121,9 +124,10 @@ private:
     bool holdsBytes() const { return m_holdsBytes || m_answers > 0; }
     bool mayBeLedBack(const RequestPath &path) const;
     void leadBack(const RequestPath &path);
-    Judgement refusal(const RequestPath &path, const QString &reason);
+    Judgement refusal(const Evidence::Answer &answer, const QString &reason);
     ResourceIdentity heldIdentity(const RequestPath &path) const;
     void forgetIdentities();
+    void note(const Evidence::Answer &answer) { m_memory.evidence.add(answer); }
     void learn(const RequestPath &path, const ResourceIdentity &identity);
 
     struct Following {

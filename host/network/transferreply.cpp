@@ -287,7 +287,7 @@ void TransferReply::conclude(const TransferPipe::End &end)
     const qint64 bytes = m_taken + m_transfer->pipe().size();
     const bool isNothing = bytes == 0 && end.error == NoError;
     if (isNothing && !m_isHeadHeld && !m_way.guard->needsBytes(m_way.path)) {
-        m_way.guard->takeEmptyFile(m_way.path, *m_answer);
+        m_way.guard->takeEmptyFile(m_evidence);
         endWith(NoError, {});
         return;
     }
@@ -344,7 +344,7 @@ void TransferReply::afterRead(qint64 size)
     if (size > 0 && m_answer) {
         const qint64 before = std::exchange(m_taken, m_taken + size);
         if (before == 0)
-            m_way.guard->takeBytes(m_way.path, *m_answer);
+            m_way.guard->takeBytes(m_evidence);
         if (before < RequestPace::kEnough && m_taken >= RequestPace::kEnough)
             noteOutcome(RequestPace::Outcome::Enough);
     }

@@ -4,6 +4,7 @@
 #include <host/network/requestpath.h>
 #include <host/network/transfer.h>
 #include <host/network/transferrequest.h>
+#include <host/policy/evidence.h>
 #include <host/policy/requestpace.h>
 
 #include <QNetworkReply>
@@ -122,6 +123,7 @@ private:
     const std::shared_ptr<TransferLoop> m_loop;
     const Way m_way;
     std::optional<TransferPipe::Head> m_answer; ///< a good one, since it came
+    Evidence::Answer m_evidence; ///< what that says of the resource
     bool m_isAnswering = false; ///< it is good, and not over
     bool m_isLeading = false; ///< by an answer that no server sent
     bool m_isHeadHeld = false; ///< it is told with the first byte

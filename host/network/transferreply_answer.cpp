@@ -63,6 +63,7 @@ bool TransferReply::isWelcome(TransferPipe::Head &head)
     }
     if (ResourceGuard::isGood(head.status)) {
         m_answer = head;
+        m_evidence = judgement.answer;
         m_isAnswering = true;
         m_isHeadHeld = guard->needsBytes(m_way.path);
         guard->beginAnswer();

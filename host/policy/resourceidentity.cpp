@@ -52,7 +52,8 @@ QByteArray digestOf(const QList<Field> &fields)
 /// Some servers write a zone where HTTP wants "GMT".
 QDateTime dateFrom(const QString &text)
 {
-    return HttpDate::parse(text).value_or(QDateTime::fromString(text, Qt::RFC2822Date));
+    const std::optional<QDateTime> date = HttpDate::parse(text);
+    return date ? *date : QDateTime::fromString(text, Qt::RFC2822Date);
 }
 
 QString shown(const QString &text)

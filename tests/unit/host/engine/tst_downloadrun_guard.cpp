@@ -183,7 +183,7 @@ void TestDownloadRunGuard::aRunThatFailedOtherwiseKeepsItsError()
 void TestDownloadRunGuard::whatIsRememberedIsSavedWithTheBytes()
 {
     begin();
-    m_guard->takeBytes(m_guard->pathTo(kTarget, true), part("\"a\""));
+    m_guard->takeBytes(ResourceGuard::answerOf(m_guard->pathTo(kTarget, true), part("\"a\"")));
     QCOMPARE(m_list->memory(m_id), memory());
     m_fake->change(true, [](Info &info) { setBytes(info, 400); });
     QCOMPARE(m_list->load(m_id)->bytesDownloaded(false), 400);
@@ -221,14 +221,14 @@ void TestDownloadRunGuard::whatWasNotFinishedEarlyAfterAllIsAsSureAsItsParts()
     QFETCH(int, parts);
     begin();
     if (parts > 1)
-        m_guard->takeBytes(m_guard->pathTo(kAddress, true), part("\"a\""));
+        m_guard->takeBytes(ResourceGuard::answerOf(m_guard->pathTo(kAddress, true), part("\"a\"")));
     m_download->finishNow();
     m_fake->change(true, [](Info &info) { setBytes(info, 400); });
     m_download->stop();
     QCOMPARE(m_list->memory(m_id).evidence.reason(), Evidence::Doubt::FinishedEarly);
 
     goOn();
-    m_guard->takeBytes(m_guard->pathTo(kAddress, true), part("\"a\""));
+    m_guard->takeBytes(ResourceGuard::answerOf(m_guard->pathTo(kAddress, true), part("\"a\"")));
     m_fake->change(true, [](Info &info) {
         setBytes(info, 1000);
         info.setFinished(true, true);

@@ -446,7 +446,7 @@ void TestResourceGuard::whatHadNoBytesBindsNobody()
 {
     const auto guard = guardWith({known(kAddress, kTarget)}, Task::Download, false);
     QCOMPARE(guard->judge(guard->pathTo(kMirror, false), whole("\"m\"", "11")).kind, Kind::Welcome);
-    guard->takeBytes(guard->pathTo(kMirror, false), whole("\"m\"", "11"));
+    guard->takeBytes(ResourceGuard::answerOf(guard->pathTo(kMirror, false), whole("\"m\"", "11")));
     QCOMPARE(guard->judge(guard->pathTo(kAddress, true), part("\"a\"", "10")).kind, Kind::Refused);
     QCOMPARE(guard->judge(guard->pathTo(kAddress, true), part("\"b\"", "11")).kind, Kind::Welcome);
 }
@@ -513,15 +513,15 @@ void TestResourceGuard::bytesAreEvidence()
     const RequestPath path = guard->pathTo(kAddress, false);
     QCOMPARE(guard->judge(path, whole("\"a\"")).kind, Kind::Welcome);
     QCOMPARE(guard->memory().evidence, Evidence());
-    guard->takeBytes(path, whole("\"a\""));
+    guard->takeBytes(ResourceGuard::answerOf(path, whole("\"a\"")));
     QCOMPARE(guard->memory().evidence.answers, 1);
     QCOMPARE(guard->memory().evidence.address, kAddress);
     QCOMPARE(guard->judge(guard->pathTo(kAddress, true), part("\"b\"")).kind, Kind::Refused);
     // Where it came from in the end is nobody's address.
     RequestPath behind = followed(*guard, guard->pathTo(kAddress, true), kTarget);
-    guard->takeBytes(behind, part("\"a\""));
+    guard->takeBytes(ResourceGuard::answerOf(behind, part("\"a\"")));
     QCOMPARE(guard->memory().evidence.reason(), Evidence::Doubt::None);
-    guard->takeBytes(guard->pathTo(kMirror, true), part("\"a\""));
+    guard->takeBytes(ResourceGuard::answerOf(guard->pathTo(kMirror, true), part("\"a\"")));
     QCOMPARE(guard->memory().evidence.reason(), Evidence::Doubt::SeveralAddresses);
 }
 
