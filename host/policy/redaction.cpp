@@ -97,17 +97,75 @@ QString withoutSecretHeaders(QString text)
     return text.replace(header, u"\\1 "_s + kHidden);
 }
 
-/// Queries may have been decoded, and hold blanks then: they reach to the last "&" or "=" before the next URL.
+/// How far a query reaches. It may have been decoded, and hold blanks then: it reaches to the last "&" or "=" before
+/// the next URL, the end of quotes or of the line. Asked for one place behind the other, as each is looked at twice at
+/// most.
+class QueryReach
+{
+public:
+    explicit QueryReach(QStringView text)
+        : m_text(text)
+    {
+    }
+
+    qsizetype endOf(qsizetype start)
+    {
+        qsizetype end = start;
+        while (end < m_text.size() && (m_text.at(end) == u' ' ? goesOnBehind(end) : !isEnd(m_text.at(end))))
+            ++end;
+        return end;
+    }
+    static bool isEnd(QChar sign) { return sign == u'"' || sign == u' ' || (sign >= u'\t' && sign <= u'\r'); }
+
+private:
+    bool goesOnBehind(qsizetype blank)
+    {
+        if (blank >= m_bound) {
+            m_lastSign = -1;
+            for (m_bound = blank + 1; m_bound < m_text.size() && !isBound(m_bound); ++m_bound) {
+                if (m_text.at(m_bound) == u'&' || m_text.at(m_bound) == u'=')
+                    m_lastSign = m_bound;
+            }
+        }
+        return blank < m_lastSign;
+    }
+    bool isBound(qsizetype place) const
+    {
+        const QChar sign = m_text.at(place);
+        return sign == u'"' || sign == u'\n' || (sign == u':' && m_text.sliced(place).startsWith("://"_L1));
+    }
+
+    const QStringView m_text;
+    qsizetype m_bound = -1; ///< what is behind it has not been looked at
+    qsizetype m_lastSign = -1; ///< before it; -1 = there is none
+};
+
+/// By hand, as an expression would look at all that is left again for each blank, and give up long texts.
+QString withoutQueryTexts(const QString &text)
+{
+    QueryReach reach(text);
+    QString shown;
+    qsizetype told = 0;
+    for (qsizetype sign = text.indexOf(u'?'); sign >= 0; sign = text.indexOf(u'?', std::max(told, sign + 1))) {
+        const qsizetype start = sign + 1;
+        if (start == text.size() || QueryReach::isEnd(text.at(start)) || text.at(start) == u'…')
+            continue;
+        shown += QStringView(text).sliced(told, start - told);
+        shown += kHidden;
+        told = reach.endOf(start);
+    }
+    return shown + text.sliced(told);
+}
+
+/// Where nothing follows, what was looked at is not looked at again: from further on it would end the same.
 QString withoutQueries(QString text)
 {
     static const QRegularExpression address =
-        expression(u"((?:^|[^\\w-])(?:referer|location|content-location|link|refresh)\\s*:[^?#\\n]*[?#])[^\\r\\n]+"_s);
-    static const QRegularExpression query =
-        expression(u"\\?(?=[^\\s\"…])(?:[^\\s\"]|[ ](?=(?:(?!://)[^\"\\n])*[&=]))*"_s);
-    static const QRegularExpression fragment = expression(u"(://[^\\s\"#]*#)[^\\s\"]+"_s);
-    text.replace(address, u"\\1"_s + kHidden);
-    text.replace(query, u"?"_s + kHidden);
-    return text.replace(fragment, u"\\1"_s + kHidden);
+        expression(u"(?:^|[^\\w-])(?:referer|location|content-location|link|refresh)\\s*:[^?#\\n]*+"
+                   "(?:[?#]\\K[^\\r\\n]+|(*SKIP)(*FAIL))"_s);
+    static const QRegularExpression fragment = expression(u"://[^\\s\"#]*+(?:#\\K[^\\s\"]+|(*SKIP)(*FAIL))"_s);
+    text.replace(address, kHidden);
+    return withoutQueryTexts(text).replace(fragment, kHidden);
 }
 
 }

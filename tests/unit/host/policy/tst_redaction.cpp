@@ -64,6 +64,22 @@ void TestRedaction::secretsAreBlanked_data()
     row("a referring page", u"[Download #7] Referer: http://h/a b?c=d e"_s, u"[Download #7] Referer: http://h/a b?…"_s);
     row("a place on the same server", u"Location: /a?token=x y"_s, u"Location: /a?…"_s);
     row("a place with a fragment", u"Location: /a#token=x y"_s, u"Location: /a#…"_s);
+    row("a query with an URL in it", u"http://h/a?u=http://i/?b=c d=e f"_s, u"http://h/a?… f"_s);
+    row("a decoded one before another URL", u"http://h/a?b c=d http://i/?e=f"_s, u"http://h/a?… http://i/?…"_s);
+    row("one that ends with a tab", u"http://h/a?b=c\td=e"_s, u"http://h/a?…\td=e"_s);
+    row("one that ends with the line", u"http://h/a?b c\nd=e"_s, u"http://h/a?… c\nd=e"_s);
+    row("one that ends before quotes", u"http://h/a?b c \"d=e\""_s, u"http://h/a?… c \"d=e\""_s);
+    row("a query that is hidden already", u"http://h/a?… b=c"_s, u"http://h/a?… b=c"_s);
+    row("two signs", u"http://h/a??b=c d"_s, u"http://h/a?… d"_s);
+    row("a sign at the end", u"http://h/a?"_s, u"http://h/a?"_s);
+    row("a query of very many blanks", u"http://h/a?b="_s + u"c "_s.repeated(200000) + u"&d e"_s,
+        u"http://h/a?… e"_s);
+    row("very many blanks behind a query", u"http://h/a?b="_s + u" c"_s.repeated(200000),
+        u"http://h/a?…"_s + u" c"_s.repeated(200000));
+    row("very many URLs without a fragment", u"://a"_s.repeated(100000) + u" http://h/#b"_s,
+        u"://a"_s.repeated(100000) + u" http://h/#…"_s);
+    const QString links = u"see"_s + u" link: a"_s.repeated(50000);
+    row("very many links without a query", links, links);
     row("a question stays", u"Fetch it? Yes"_s, u"Fetch it? Yes"_s);
     row("a number stays", u"creating section: #1(offset:0, size:-1)"_s, u"creating section: #1(offset:0, size:-1)"_s);
 }
