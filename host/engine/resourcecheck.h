@@ -6,6 +6,7 @@
 
 #include <QObject>
 #include <QString>
+#include <QTimer>
 
 #include <memory>
 
@@ -21,6 +22,9 @@ class ResourceCheck : public QObject
     Q_DISABLE_COPY_MOVE(ResourceCheck)
 
 public:
+    /// How often one that goes on is looked at: there are modules that do not say when it is over.
+    static constexpr int kLookIntervalMs = 500;
+
     enum class Finding {
         Same,
         Changed,
@@ -53,4 +57,5 @@ private:
     DownloadSession &m_session;
     std::shared_ptr<ResourceGuard> m_guard;
     std::unique_ptr<AbstractDownload> m_download;
+    QTimer m_lookTimer;
 };

@@ -7,6 +7,7 @@
 #include <QDir>
 #include <QFile>
 #include <QHash>
+#include <QTimer>
 
 #include <algorithm>
 
@@ -69,6 +70,9 @@ void FakeDownload::doCommand(AbstractDownloadCommand command)
             Q_EMIT stopping();
             end(operationAbortedError("fake,1"));
         }
+        break;
+    case AbstractDownloadCommand::CheckResource:
+        check();
         break;
     default:
         break;
@@ -151,6 +155,18 @@ void FakeDownload::restart()
     start();
 }
 
+void FakeDownload::check()
+{
+    if (m_info.url.path() != FakePaths::kChecks)
+        return;
+    m_isChecking = true;
+    const auto end = [this] {
+        m_isChecking = false;
+        m_checkStatus = 200;
+    };
+    QTimer::singleShot(10, this, end);
+}
+
 void FakeDownload::takeStep()
 {
     const QStringList fields = nextStepOf(m_info.downloadUrl()).split(u'/');
@@ -197,6 +213,8 @@ QVariant FakeDownload::details() const
 {
     DownloadDetails details;
     details.failedSource = m_failedSource;
+    details.isChecking = m_isChecking;
+    details.checkStatus = m_checkStatus;
     return QVariant::fromValue(details);
 }
 

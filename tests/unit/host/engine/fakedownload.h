@@ -74,6 +74,7 @@ private:
     void giveFinalName();
     void fail();
     void restart();
+    void check();
     void takeStep();
     void failAs(const QStringList &fields);
     void keep(qint64 bytes, bool isSizeKnown);
@@ -82,6 +83,8 @@ private:
     QThread *m_writersThread = nullptr;
     NetworkUsageSettings m_usage;
     QUrl m_failedSource;
+    bool m_isChecking = false;
+    int m_checkStatus = -1;
     bool m_running = false;
     bool m_silent = false;
 };

@@ -3,13 +3,15 @@
 
 #include <QString>
 
-/// What a fake download does on start, by the path of its URL. Every other path runs until it is stopped.
+/// What a fake download does on start, and at a check, by the path of its URL. Every other path runs until it is stopped.
 namespace FakePaths
 {
 inline const QString kDone = QStringLiteral("/done"); ///< writes the file and finishes
 inline const QString kLies = QStringLiteral("/lies"); ///< says it has finished and writes nothing
 inline const QString kFails = QStringLiteral("/fails"); ///< ends with status 404 and keeps a section
 inline const QString kNothing = QStringLiteral("/nothing"); ///< begins no run at all
+/// Finds nothing changed, after a while, and does not say when that is.
+inline const QString kChecks = QStringLiteral("/checks");
 /// One step of the query for each run of this address, the last one for all that follow: "done", "run" (until it is
 /// stopped), "silent" (the same without a connection), "taken" (the file is there and is to be left alone), or
 /// "fail/CATEGORY/CODE[/BYTES[?][/HEADER LINE]]", which has so many bytes then (with "?" of a file of unknown size);
