@@ -236,7 +236,8 @@ void TestWwwDownloadReentry::deletedAtOnceItSaysAndKeepsNothingMore()
     bool isDisturbed = true;
     for (qsizetype place = 0; isDisturbed; ++place) {
         Bench bench(life.size);
-        const auto outcome = disturb(bench, life, [](Bench &host) { delete host.download; }, place);
+        const auto outcome = disturb(
+            bench, life, [](Bench &host) { delete host.download; }, place);
         QVERIFY(outcome);
         isDisturbed = *outcome;
         QCOMPARE(!bench.download, isDisturbed);
