@@ -2,9 +2,9 @@
 #include <cli/downloadsrunner.h>
 
 #include <cli/failurewords.h>
-#include <cli/headersnote.h>
 #include <cli/printer.h>
 #include <cli/questions.h>
+#include <cli/warningwords.h>
 #include <host/policy/connectionsnote.h>
 #include <host/policy/contentencoding.h>
 
@@ -256,14 +256,7 @@ void DownloadsRunner::onAsked(const Question &question)
 
 void DownloadsRunner::onWarned(qint64 id, const Warning &warning)
 {
-    switch (warning.kind) {
-    case Warning::Kind::Failure:
-        return m_printer.warn(id, FailureWords::sentence(warning.failure));
-    case Warning::Kind::Retrying:
-        return m_printer.warn(id, warning.text);
-    case Warning::Kind::HeadersMissing:
-        return m_printer.warn(id, HeadersNote::missing(id, warning.headers));
-    }
+    m_printer.warn(id, WarningWords::sentence(id, warning));
 }
 
 void DownloadsRunner::onEnded(const Snapshot &snapshot)

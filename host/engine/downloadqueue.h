@@ -7,6 +7,7 @@
 #include <host/engine/filehasher.h>
 #include <host/engine/outbox.h>
 #include <host/engine/queueoptions.h>
+#include <host/engine/warning.h>
 #include <host/options/downloadoptions.h>
 #include <host/parsing/checksum.h>
 #include <host/policy/sources.h>
@@ -117,9 +118,9 @@ public:
 Q_SIGNALS:
     /// @param url as the list has it; empty = the list has no such download
     void began(qint64 id, const QUrl &url);
-    /// An attempt failed; the next one begins by itself. @param notice the address, what happened and what comes next
-    void retrying(qint64 id, qint64 inMs, const QString &notice);
-    void decisionRequired(qint64 id, Trouble::Kind kind, const QString &question);
+    /// An attempt failed; the next one begins by itself. @param retry a Warning::Kind::Retrying
+    void retrying(qint64 id, const Warning &retry);
+    void decisionRequired(qint64 id, Trouble::Kind kind);
     void ended(const DownloadOutcome &outcome);
     void stateChanged(qint64 id, DownloadState from, DownloadState to);
     /// So many waited when the queue was closed, and more than 0.
@@ -188,7 +189,8 @@ private:
     bool handleTrouble(QueuedDownload &active);
     bool restartUnasked(QueuedDownload &active);
     bool tryAgainLater(QueuedDownload &active, const QList<QString> &responseHeaders);
-    void retryIn(QueuedDownload &active, qint64 ms, Job job, const QString &notice);
+    static Failure whyEndedByWatchdog(const QueuedDownload &active);
+    void retry(QueuedDownload &active, const Warning &how, Job job);
     void compareChecksum(QueuedDownload &active);
     void hash(QueuedDownload &active);
     void onHashed(quint64 comparison, const QByteArray &digest, const QString &errorText);

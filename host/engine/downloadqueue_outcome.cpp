@@ -54,12 +54,6 @@ DownloadState stateAfter(const Failure &failure)
     }
 }
 
-/// As the end of a sentence; empty = at once.
-QString inTime(qint64 ms)
-{
-    return ms < kSecondMs ? QString() : u" in %1 s"_s.arg((ms + kSecondMs / 2) / kSecondMs);
-}
-
 /// The error as people can act on it: also where the module's own says less than the record shows.
 AbstractError explained(const AbstractDownloadPersistentInfo &info)
 {
@@ -74,13 +68,17 @@ AbstractError explained(const AbstractDownloadPersistentInfo &info)
     return {int(code), ErrorCategory::kDownload, error.source, {}};
 }
 
-QString questionAbout(Trouble::Kind kind, const AbstractDownloadPersistentInfo &info)
+/// Of the address that failed, which need not be the one that the download has.
+Failure failureAt(const QUrl &url, const AbstractDownloadPersistentInfo &info)
 {
-    const QString title = info.downloadTitle();
-    return kind == Trouble::Kind::Changed
-        ? u"The server has another file than the one of which \"%1\" is a part. Fetch it from the beginning?"_s.arg(
-            title)
-        : u"The server does not send the rest of \"%1\" alone. Fetch it from the beginning?"_s.arg(title);
+    Failure failure = Failure::of(info.lastError, info);
+    failure.subject.url = url.adjusted(QUrl::RemovePassword);
+    return failure;
+}
+
+Warning retryOf(const Failure &failure, Warning::Next next, int attempt, qint64 ms)
+{
+    return {Warning::Kind::Retrying, failure, next, attempt, ms, {}};
 }
 
 }
@@ -141,8 +139,7 @@ bool DownloadQueue::tryNextSource(QueuedDownload &active)
     active.sources.putAside(failed, clauseOf(error), Retry::isWorthwhile(error));
     if (!active.sources.hasNext())
         return false;
-    retryIn(active, 0, Job::Download,
-            u"%1: %2; trying another address"_s.arg(failed.toDisplayString(), clauseOf(error)));
+    retry(active, retryOf(failureAt(failed, active.info), Warning::Next::OtherAddress, 0, 0), Job::Download);
     return true;
 }
 
@@ -157,9 +154,7 @@ bool DownloadQueue::handleTrouble(QueuedDownload &active)
         return restartUnasked(active);
     if (policy != Trouble::Policy::Ask || !m_options.canAsk)
         return false;
-    m_outbox.put([this, id = active.id, kind, question = questionAbout(kind, active.info)] {
-        Q_EMIT decisionRequired(id, kind, question);
-    });
+    m_outbox.put([this, id = active.id, kind] { Q_EMIT decisionRequired(id, kind); });
     transition(active.id, DownloadState::Asking);
     return true;
 }
@@ -173,9 +168,8 @@ bool DownloadQueue::restartUnasked(QueuedDownload &active)
         return false;
     const Retry::Wait wait{active.restarts - 1, m_options.retryWaitMs, QRandomGenerator::global()->generateDouble()};
     const qint64 ms = active.restarts == 1 ? 0 : Retry::delayMs(wait);
-    retryIn(active, ms, Job::Restart,
-            u"%1: %2; fetching it from the beginning%3"_s.arg(failedUrl(active).toDisplayString(),
-                                                              clauseOf(active.info.lastError), inTime(ms)));
+    const Failure failure = failureAt(failedUrl(active), active.info);
+    retry(active, retryOf(failure, Warning::Next::FromTheBeginning, active.restarts + 1, ms), Job::Restart);
     return true;
 }
 
@@ -194,21 +188,29 @@ bool DownloadQueue::tryAgainLater(QueuedDownload &active, const QList<QString> &
         wait.askedMs = Retry::retryAfter(responseHeaders, QDateTime::currentDateTimeUtc());
     if (wait.askedMs.value_or(0) > Retry::kLongestAskedMs)
         return false;
-    const QString reason = !isWatchdogs                   ? clauseOf(error)
-        : active.run.finding == Watchdog::Finding::Silent ? u"nothing happened for too long"_s
-                                                          : u"the server ends each transfer after a few bytes"_s;
+    const Failure failure = isWatchdogs ? whyEndedByWatchdog(active) : failureAt(failedUrl(active), active.info);
     active.sources.bringBack();
     const bool hasBegun = active.job != Job::Restart || active.info.bytesDownloaded(false) > 0;
     const qint64 ms = Retry::delayMs(wait);
-    retryIn(active, ms, hasBegun ? Job::Download : Job::Restart,
-            u"%1: %2; trying again%3"_s.arg(failedUrl(active).toDisplayString(), reason, inTime(ms)));
+    retry(active, retryOf(failure, Warning::Next::Again, active.failures + 1, ms),
+          hasBegun ? Job::Download : Job::Restart);
     return true;
 }
 
-void DownloadQueue::retryIn(QueuedDownload &active, qint64 ms, Job job, const QString &notice)
+Failure DownloadQueue::whyEndedByWatchdog(const QueuedDownload &active)
 {
-    m_outbox.put([this, id = active.id, ms, notice] { Q_EMIT retrying(id, ms, notice); });
-    rest(active, ms, job);
+    auto subject = Failure::Subject::of(active.info);
+    subject.url = failedUrl(active);
+    return Failure::make(Failure::Kind::NothingCame, subject,
+                         active.run.finding == Watchdog::Finding::Silent
+                             ? u"nothing happened for too long"_s
+                             : u"the server ends each transfer after a few bytes"_s);
+}
+
+void DownloadQueue::retry(QueuedDownload &active, const Warning &how, Job job)
+{
+    m_outbox.put([this, id = active.id, how] { Q_EMIT retrying(id, how); });
+    rest(active, how.inMs, job);
 }
 
 void DownloadQueue::compareChecksum(QueuedDownload &active)

@@ -306,7 +306,8 @@ void describe(Fields &fields, Warning &value)
 {
     fields("kind", value.kind);
     fields("failure", value.failure);
-    fields("text", value.text);
+    fields("next", value.next);
+    fields("attempt", value.attempt);
     fields("inMs", value.inMs);
     fields("headers", value.headers);
 }

@@ -224,7 +224,7 @@ void LocalEngine::connectAll()
     connect(m_session.get(), &DownloadSession::finished, this, &LocalEngine::onLookedUp);
     connect(m_session.get(), &DownloadSession::closed, this, &LocalEngine::onClosed);
     connect(m_queue.get(), &DownloadQueue::stateChanged, this, &LocalEngine::onStateChanged);
-    connect(m_queue.get(), &DownloadQueue::retrying, this, &LocalEngine::onRetrying);
+    connect(m_queue.get(), &DownloadQueue::retrying, this, &LocalEngine::warn);
     connect(m_queue.get(), &DownloadQueue::decisionRequired, this, &LocalEngine::onDecision);
     connect(m_queue.get(), &DownloadQueue::ended, this, &LocalEngine::onEnded);
     connect(m_queue.get(), &DownloadQueue::drained, this, &LocalEngine::onDrained);

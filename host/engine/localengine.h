@@ -135,7 +135,6 @@ private:
     void onBegan(qint64 id);
     void onAtRest(qint64 id);
     void warnOfMissingHeaders(qint64 id);
-    void onRetrying(qint64 id, qint64 inMs, const QString &notice);
     void setState(qint64 id, DownloadState state);
     void onEnded(const DownloadOutcome &outcome);
     void tellGone(Snapshot last);

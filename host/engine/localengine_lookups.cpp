@@ -45,7 +45,7 @@ void LocalEngine::beginCheck(const EngineCommand &command, AbstractDownloadPersi
     m_session->takeHeaders(record, given);
     const QList<SecretHeader> missing = m_session->missingHeaders(command.id);
     if (!missing.isEmpty())
-        warn(command.id, {Warning::Kind::HeadersMissing, {}, {}, 0, missing});
+        warn(command.id, {.kind = Warning::Kind::HeadersMissing, .headers = missing});
     m_check->begin(record);
 }
 

@@ -83,7 +83,7 @@ void LocalEngine::warnOfMissingHeaders(qint64 id)
         return;
     const QList<SecretHeader> missing = m_session->missingHeaders(id);
     if (!missing.isEmpty())
-        warn(id, {Warning::Kind::HeadersMissing, {}, {}, 0, missing});
+        warn(id, {.kind = Warning::Kind::HeadersMissing, .headers = missing});
 }
 
 void LocalEngine::setState(qint64 id, DownloadState state)
@@ -93,11 +93,6 @@ void LocalEngine::setState(qint64 id, DownloadState state)
         return;
     row->state = state;
     tellChanged(activeRow(*row));
-}
-
-void LocalEngine::onRetrying(qint64 id, qint64 inMs, const QString &notice)
-{
-    warn(id, {Warning::Kind::Retrying, {}, notice, inMs});
 }
 
 /// Its new state comes next.

@@ -5,7 +5,7 @@
 #include <host/policy/secretheader.h>
 
 #include <QList>
-#include <QString>
+#include <QtGlobal>
 
 class QJsonObject;
 
@@ -13,14 +13,22 @@ class QJsonObject;
 struct Warning {
     enum class Kind {
         Failure, ///< failure: something did not work, or not as expected
-        Retrying, ///< text: which address, what happened and what comes next; inMs
+        Retrying, ///< failure: what happened, subject.url: at which address; next, attempt, inMs
         HeadersMissing, ///< headers: that it was begun with, and that nobody knows now
+    };
+
+    /// What comes by itself.
+    enum class Next {
+        Again, ///< the same once more
+        OtherAddress,
+        FromTheBeginning,
     };
 
     Kind kind = Kind::Failure;
     ::Failure failure = {};
-    QString text = {};
-    qint64 inMs = 0; ///< until the next attempt
+    Next next = Next::Again;
+    int attempt = 0; ///< which one of those comes that are counted together, from 2; 0 = it is not counted
+    qint64 inMs = 0; ///< until then
     QList<SecretHeader> headers = {}; ///< without their values
 
     QJsonObject toJson() const;

@@ -58,13 +58,11 @@ QueueBench::QueueBench(const QueueOptions &options)
         began.append(id);
         mostActive = std::max(mostActive, queue->activeIds().size());
     });
-    connect(queue.get(), &DownloadQueue::retrying, this, [this](qint64 id, qint64 inMs, const QString &reason) {
-        retries.append({id, inMs, reason});
+    connect(queue.get(), &DownloadQueue::retrying, this,
+            [this](qint64, const Warning &retry) { retries.append(retry); });
+    connect(queue.get(), &DownloadQueue::decisionRequired, this, [this](qint64 id, Trouble::Kind kind) {
+        questions.append({id, kind});
     });
-    connect(queue.get(), &DownloadQueue::decisionRequired, this,
-            [this](qint64 id, Trouble::Kind kind, const QString &text) {
-                questions.append({id, kind, text});
-            });
     connect(queue.get(), &DownloadQueue::ended, this,
             [this](const DownloadOutcome &outcome) { outcomes.append(outcome); });
     connect(queue.get(), &DownloadQueue::stateChanged, this, &QueueBench::onStateChanged);

@@ -33,15 +33,9 @@ class QueueBench : public QObject
     Q_OBJECT
 
 public:
-    struct Retry {
-        qint64 id = 0;
-        qint64 inMs = 0;
-        QString reason;
-    };
     struct Question {
         qint64 id = 0;
         Trouble::Kind kind = Trouble::Kind::None;
-        QString text;
     };
 
     /// Where a download is when something happens to it or to its queue.
@@ -87,7 +81,7 @@ public:
     std::unique_ptr<DownloadSession> session;
     std::unique_ptr<BenchQueue> queue;
     QList<qint64> began;
-    QList<Retry> retries;
+    QList<Warning> retries;
     QList<Question> questions;
     QList<DownloadOutcome> outcomes;
     QHash<qint64, QList<DownloadState>> states; ///< that each came to, as it was told

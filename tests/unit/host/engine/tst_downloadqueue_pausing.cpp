@@ -261,7 +261,9 @@ void TestDownloadQueuePausing::aSilentRunIsStoppedAndTriedAgain()
     QVERIFY(!bench.running(id));
     QVERIFY(bench.run());
     QCOMPARE(bench.retries.size(), 1);
-    QVERIFY2(bench.retries.first().reason.contains(u"nothing happened"_s), qPrintable(bench.retries.first().reason));
+    QCOMPARE(bench.retries.first().failure.kind, Failure::Kind::NothingCame);
+    QVERIFY2(bench.retries.first().failure.detail.contains(u"nothing happened"_s),
+             qPrintable(bench.retries.first().failure.detail));
     QCOMPARE(bench.outcomeOf(id).failure.kind, Failure::Kind::None);
     QCOMPARE(bench.outcomeOf(id).attempts, 2);
 }
@@ -296,7 +298,9 @@ void TestDownloadQueuePausing::aStormOfRequestsIsStoppedAndTriedAgain()
     QVERIFY(!bench.running(id));
     QVERIFY(bench.run());
     QCOMPARE(bench.retries.size(), 1);
-    QVERIFY2(bench.retries.first().reason.contains(u"after a few bytes"_s), qPrintable(bench.retries.first().reason));
+    QCOMPARE(bench.retries.first().failure.kind, Failure::Kind::NothingCame);
+    QVERIFY2(bench.retries.first().failure.detail.contains(u"after a few bytes"_s),
+             qPrintable(bench.retries.first().failure.detail));
     QCOMPARE(bench.outcomeOf(id).failure.kind, Failure::Kind::None);
 }
 

@@ -96,7 +96,7 @@ void TestEngine::newsBecomeSignals()
             [&told](qint64 id, qint64 position) { told.append(u"moved %1 to %2"_s.arg(id).arg(position)); });
     connect(&engine, &Engine::removed, this, [&told](qint64 id) { told.append(u"removed %1"_s.arg(id)); });
     connect(&engine, &Engine::warned, this, [&told](qint64 id, const Warning &warning) {
-        told.append(u"%1: %2"_s.arg(QString::number(id), warning.text));
+        told.append(u"%1: %2"_s.arg(QString::number(id), warning.failure.detail));
     });
     EngineNews added{EngineNews::Kind::Added, 7, 2};
     added.snapshot = Snapshot();
@@ -104,7 +104,7 @@ void TestEngine::newsBecomeSignals()
     engine.deliver(added);
     engine.deliver({EngineNews::Kind::Moved, 7, 0});
     EngineNews warned{EngineNews::Kind::Warned, 7};
-    warned.warning = Warning{Warning::Kind::Retrying, {}, u"mind"_s};
+    warned.warning = Warning{Warning::Kind::Retrying, Failure::make(Failure::Kind::Unknown, {}, u"mind"_s)};
     engine.deliver(warned);
     engine.deliver({EngineNews::Kind::Removed, 7});
     QCOMPARE(told, QStringList({u"added 7 at 2"_s, u"moved 7 to 0"_s, u"7: mind"_s, u"removed 7"_s}));

@@ -219,7 +219,8 @@ void TestEngineJson::anAnswerArrivesAsItWas()
 void TestEngineJson::newsArriveAsTheyWere()
 {
     EngineNews news{EngineNews::Kind::Added, 4, 17};
-    news.warning = Warning{Warning::Kind::Retrying, someFailure(), u"text"_s, 500, {{u"X-Key"_s, {}, u"*"_s}}};
+    news.warning = Warning{Warning::Kind::Retrying,   someFailure(), Warning::Next::FromTheBeginning, 3, 500,
+                           {{u"X-Key"_s, {}, u"*"_s}}};
     news.snapshot = someSnapshot();
     news.question = Question{3, 1, Question::Kind::CannotResume, u"t"_s, {}, {Question::Choice::No}};
     news.totals = Totals{1, 2, 3, -1, 5};

@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: MIT
+#include <cli/warningwords.h>
+
+#include <cli/failurewords.h>
+#include <cli/headersnote.h>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+using Kind = Failure::Kind;
+
+constexpr qint64 kSecondMs = 1000;
+
+/// Those kinds have no other number.
+bool isOfHttp(const Failure &failure)
+{
+    return failure.number != 0
+        && (failure.kind == Kind::NotFound || failure.kind == Kind::BadAnswer || failure.kind == Kind::ServerOverloaded
+            || failure.kind == Kind::LoginRequired || failure.kind == Kind::ProxyLoginRequired);
+}
+
+/// What happened, as one clause: a line about an attempt has no room for what to do.
+QString clauseOf(const Failure &failure)
+{
+    if (failure.kind == Kind::ResourceChanged)
+        return u"another file"_s;
+    if (failure.kind == Kind::CannotResume)
+        return u"does not send the rest of a file alone"_s;
+    if (isOfHttp(failure))
+        return u"HTTP status %1"_s.arg(failure.number);
+    if (failure.kind == Kind::LoginRequired && failure.detail.isEmpty())
+        return u"it asks for a name and a password"_s;
+    return failure.detail.isEmpty() ? u"it failed without a reason"_s : failure.detail;
+}
+
+QString whatComes(Warning::Next next)
+{
+    switch (next) {
+    case Warning::Next::Again:
+        return u"trying again"_s;
+    case Warning::Next::OtherAddress:
+        return u"trying another address"_s;
+    case Warning::Next::FromTheBeginning:
+        return u"fetching it from the beginning"_s;
+    }
+    return {};
+}
+
+/// As the end of a sentence; empty = at once.
+QString inTime(qint64 ms)
+{
+    return ms < kSecondMs ? QString() : u" in %1 s"_s.arg((ms + kSecondMs / 2) / kSecondMs);
+}
+
+}
+
+QString WarningWords::sentence(qint64 id, const Warning &warning)
+{
+    switch (warning.kind) {
+    case Warning::Kind::Failure:
+        return FailureWords::sentence(warning.failure);
+    case Warning::Kind::Retrying:
+        return u"%1: %2; %3%4"_s.arg(warning.failure.subject.url.toDisplayString(), clauseOf(warning.failure),
+                                     whatComes(warning.next), inTime(warning.inMs));
+    case Warning::Kind::HeadersMissing:
+        return HeadersNote::missing(id, warning.headers);
+    }
+    return {};
+}
