@@ -62,7 +62,7 @@ struct OptionRow {
     Places places{};
     const char *excludes = nullptr; ///< name of another option that cannot stand beside it
     const char *help = nullptr; ///< a line for a terminal
-    const char *manual = nullptr; ///< Markdown; null = as help
+    const char *manual = nullptr; ///< Markdown; null = as help. Like help, it says nothing of how options are typed
     OptionField field{};
 };
 

@@ -250,9 +250,7 @@ const Row kRows[] = {
      .otherName = "store-secrets",
      .group = "network",
      .places = kAnywhere,
-     .help = "Keep name, password and values of headers in the list, for later resumes",
-     .manual = "keep name, password and values of headers in the list, for later resumes; `--store-secrets` is the "
-               "same"},
+     .help = "Keep name, password and values of headers in the list, for later resumes"},
     {.name = "ca-certificate",
      .group = "network",
      .type = Type::ExistingFile,
@@ -266,8 +264,8 @@ const Row kRows[] = {
      .valueName = "FILE",
      .places = kSetting,
      .help = "Show this PEM certificate to servers that ask who is there",
-     .manual = "show this PEM certificate to servers that ask for one; its key is in the same file, or in that of "
-               "`--key`"},
+     .manual = "show this PEM certificate to servers that ask for one; its key is in the same file, or has one of its "
+               "own"},
     {.name = "key",
      .otherName = "private-key",
      .group = "network",

@@ -67,7 +67,7 @@ QString meaningOf(const OptionRow &row)
 {
     QString text = QString::fromUtf8(row.manual ? row.manual : row.help);
     text[0] = text.at(0).toLower();
-    return text;
+    return row.otherName ? text + u"; `--%1` is the same"_s.arg(QLatin1StringView(row.otherName)) : text;
 }
 
 QString lineOf(const OptionRow &row)

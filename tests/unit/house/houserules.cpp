@@ -199,4 +199,22 @@ QStringList headProblems(const QString &path, const QString &text)
     }
     return problems;
 }
+
+QStringList commandLineProblems(const QString &path, const QString &text)
+{
+    static const QRegularExpression commentOrText(
+        u"//[^\\n]*|/\\*[\\s\\S]*?\\*/|'(?:[^'\\\\\\n]|\\\\.)+'|\"(?:[^\"\\\\\\n]|\\\\.)*\""_s);
+    static const QRegularExpression commandLine(
+        u"(?<![\\w-])(--[a-z]|-[a-zA-Z](?![\\w-]))|"
+        "\\bplait (get|list|show|resume|restart|finish|query|check|set-url|remove|config)\\b"_s);
+    QStringList problems;
+    for (const QRegularExpressionMatch &match : commentOrText.globalMatch(text)) {
+        const QString words = match.captured();
+        if (words.startsWith(u'"') && commandLine.match(words).hasMatch()) {
+            const qsizetype line = text.left(match.capturedStart()).count(u'\n') + 1;
+            problems.append(u"%1:%2: speaks of a command line (%3)"_s.arg(path).arg(line).arg(words));
+        }
+    }
+    return problems;
+}
 }

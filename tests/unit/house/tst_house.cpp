@@ -17,12 +17,15 @@ class TestHouse : public QObject
 private Q_SLOTS:
     void everySourceIncludesOnlyWhatItsRoomMayUse();
     void everySourceBeginsWithItsLicence();
+    void theHostSpeaksNoCommandLine();
     void everyDecisionIsHeldByTests();
     void everyFileThatTheGuideNamesIsThere();
     void rulesForIncludes_data();
     void rulesForIncludes();
     void rulesForHeads_data();
     void rulesForHeads();
+    void rulesForWords_data();
+    void rulesForWords();
     void aProblemNamesItsLine();
     void qtHeadersAreKnownByTheirModule_data();
     void qtHeadersAreKnownByTheirModule();
@@ -76,6 +79,16 @@ void TestHouse::everySourceBeginsWithItsLicence()
     for (const Source &source : cppSources() + sources(folders, names)) {
         problems += HouseRules::headProblems(source.path, source.text);
     }
+    QVERIFY2(problems.isEmpty(), qPrintable(u'\n' + problems.join(u'\n')));
+}
+
+void TestHouse::theHostSpeaksNoCommandLine()
+{
+    QStringList problems;
+    const QList<Source> all = sources({u"host"_s}, {u"*.h"_s, u"*.cpp"_s});
+    QVERIFY2(all.size() > 50, "the host's sources were not found");
+    for (const Source &source : all)
+        problems += HouseRules::commandLineProblems(source.path, source.text);
     QVERIFY2(problems.isEmpty(), qPrintable(u'\n' + problems.join(u'\n')));
 }
 
@@ -223,6 +236,33 @@ void TestHouse::rulesForHeads()
     QFETCH(QString, text);
     QFETCH(int, problems);
     QCOMPARE(HouseRules::headProblems(path, text).size(), problems);
+}
+
+void TestHouse::rulesForWords_data()
+{
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<int>("problems");
+    QTest::newRow("an option") << uR"(f(u"give it with --header"_s);)"_s << 1;
+    QTest::newRow("an option of one letter") << uR"(f(u"use -d for it"_s);)"_s << 1;
+    QTest::newRow("an option in a quotation") << uR"(f(u"try \"-x 1\""_s);)"_s << 1;
+    QTest::newRow("a command") << uR"(f(u"run \"plait resume 7\""_s);)"_s << 1;
+    QTest::newRow("two of them") << uR"(f("--a", "--b");)"_s << 2;
+    QTest::newRow("the program's name alone") << uR"(f(u"which plait does not speak"_s);)"_s << 0;
+    QTest::newRow("the ending of a file") << uR"(f(u"-wal"_s);)"_s << 0;
+    QTest::newRow("a word with a hyphen") << uR"(f(u"not-compared"_s);)"_s << 0;
+    QTest::newRow("a number below zero") << uR"(f(u"-1 = unknown"_s);)"_s << 0;
+    QTest::newRow("a dash") << uR"(f(u"this - or that"_s);)"_s << 0;
+    QTest::newRow("a comment") << uR"(/// @param subject how it is called: "--tries")"_s << 0;
+    QTest::newRow("a comment behind a text") << uR"(f("a"); // as "--tries")"_s << 0;
+    QTest::newRow("two slashes in a text") << uR"(f("http://", "--a");)"_s << 1;
+    QTest::newRow("a quotation mark as a character") << uR"(f('"'); --count; g('"');)"_s << 0;
+}
+
+void TestHouse::rulesForWords()
+{
+    QFETCH(QString, line);
+    const QStringList problems = HouseRules::commandLineProblems(u"host/a.cpp"_s, line);
+    QTEST(int(problems.size()), "problems");
 }
 
 void TestHouse::aProblemNamesItsLine()
