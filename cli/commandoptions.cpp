@@ -43,8 +43,9 @@ const Row kBefore[] = {
      .most = 9,
      .valueName = "N",
      .places = kSetting,
-     .help = "0: none; 1: the course of downloads; 4: their sections, too",
-     .manual = "0: none; 1: the course of downloads (default); 4: their sections, too (default with `--log`)"},
+     .help = "0: none; 1: the course of downloads; 4: their sections, too; 5: each change of state",
+     .manual = "0: none; 1: the course of downloads (default); 4: their sections, too (default with `--log`); 5: each "
+               "change of their state"},
     {.name = "input-file",
      .letter = 'i',
      .group = "input",
