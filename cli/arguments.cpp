@@ -9,7 +9,6 @@
 
 #include <QDir>
 #include <QFile>
-#include <QStandardPaths>
 #include <QTextStream>
 
 using namespace Qt::StringLiterals;
@@ -42,15 +41,24 @@ Command commandOf(const CommandRow &row, const OptionValues &values)
     return row.command == Command::Get && values.flag("query"_L1) ? Command::Query : row.command;
 }
 
+/// Empty = neither the variable names a folder, nor is there a home folder. Qt would take the root for one.
+QString fileIn(const char *variable, QLatin1StringView belowHome, QLatin1StringView name)
+{
+    const QString folder = qEnvironmentVariable(variable);
+    if (QDir::isAbsolutePath(folder))
+        return folder + name;
+    const QString home = qEnvironmentVariable("HOME");
+    return QDir::isAbsolutePath(home) ? QDir::cleanPath(home) + belowHome + name : QString();
+}
+
 QString defaultConfigFile()
 {
-    return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + "/plait/plait.conf"_L1;
+    return fileIn("XDG_CONFIG_HOME", "/.config"_L1, "/plait/plait.conf"_L1);
 }
 
 QString defaultLogFile()
 {
-    const QString state = qEnvironmentVariable("XDG_STATE_HOME");
-    return (state.startsWith(u'/') ? state : QDir::homePath() + "/.local/state"_L1) + "/plait/plait.log"_L1;
+    return fileIn("XDG_STATE_HOME", "/.local/state"_L1, "/plait/plait.log"_L1);
 }
 
 ProgressMode progressOf(const QString &text)

@@ -38,9 +38,9 @@ struct Arguments {
     ProgressMode progress = ProgressMode::Auto;
     bool json = false;
     bool quiet = false;
-    QString logFile; ///< empty = none
+    QString logFile; ///< empty = there is no home folder for one
     int logLevel = 0; ///< 0 = nothing is logged
-    QString configFile; ///< that was read or would be
+    QString configFile; ///< that was read or would be; empty = there is no home folder for one
     QString settings; ///< Config: all of them, as the file would have them
 
     /// @param currentFolder what relative paths are relative to; absolute

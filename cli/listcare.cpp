@@ -19,6 +19,9 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
+const QString kNoPlace = u"there is no home folder to keep a list in. Name its file with --list."_s;
+
+/// Empty = there is no place for it.
 QString listPathOf(const Arguments &arguments)
 {
     return EngineOptions{arguments.session, arguments.queue}.listPath();
@@ -98,6 +101,8 @@ ExitStatus ListCare::check(const Arguments &arguments, QTextStream &answers, QTe
 {
     const bool isTheList = arguments.setAsideList.isEmpty();
     const QString path = isTheList ? listPathOf(arguments) : arguments.setAsideList;
+    if (path.isEmpty())
+        return complain(notes, kNoPlace);
     const ListCheck::Findings findings = ListCheck::look(path);
     if (findings.failure)
         return complain(notes, FailureWords::sentence(findings.failure));
@@ -114,6 +119,8 @@ ExitStatus ListCare::check(const Arguments &arguments, QTextStream &answers, QTe
 ExitStatus ListCare::repair(const Arguments &arguments, QTextStream &answers, QTextStream &notes)
 {
     const QString path = listPathOf(arguments);
+    if (path.isEmpty())
+        return complain(notes, kNoPlace);
     const ListRepair::Report report = arguments.setAsideList.isEmpty()
         ? ListRepair::repair(path)
         : ListRepair::bringOver(arguments.setAsideList, path);

@@ -286,10 +286,13 @@ ExitStatus ListCommands::change(const Arguments &arguments, Engine &engine, cons
 
 ExitStatus ListCommands::printSettings(const Arguments &arguments, const Output &output)
 {
+    const auto shown = [](const QString &path) {
+        return path.isEmpty() ? u"none, for there is no home folder"_s : Shown::text(path);
+    };
     const QString list = EngineOptions{arguments.session, arguments.queue}.listPath();
-    output.answers << "# settings file: " << Shown::text(arguments.configFile) << '\n'
-                   << "# list: " << Shown::text(list) << '\n'
-                   << "# log: " << Shown::text(arguments.logFile) << '\n'
+    output.answers << "# settings file: " << shown(arguments.configFile) << '\n'
+                   << "# list: " << shown(list) << '\n'
+                   << "# log: " << shown(arguments.logFile) << '\n'
                    << arguments.settings << '\n'
                    << Qt::flush;
     return ExitStatus::Done;

@@ -44,6 +44,10 @@ void startLog(const Arguments &arguments, QTextStream &notes)
 {
     if (arguments.logLevel == 0)
         return;
+    if (arguments.logFile.isEmpty()) {
+        complain(notes, u"there is no home folder: no log is written. Name a file for it with --log."_s);
+        return;
+    }
     const auto file = std::make_shared<LogFile>();
     QString reason;
     if (!file->open(arguments.logFile, &reason)) {

@@ -44,8 +44,9 @@ public:
 
     /// Once, before all others. Opens the list; answers with warnings. After a failure there is nothing but close().
     void open(const EngineOptions &options, const Callback &callback = {});
-    /// Brings modules and network up, which otherwise comes with the first command that needs them; who calls it hears
-    /// what is wrong with them before. Answers with warnings.
+    /// Brings the network up, which otherwise comes with the first command that needs it; who calls it hears before
+    /// what is wrong with proxies, certificates, logins and cookies. Answers with warnings. Modules are looked for when
+    /// an address is first asked for: warned() tells which of them do not fit, and a command fails where there is none.
     void prepare(const Callback &callback = {});
 
     /// Puts a download into the list, behind all others; added() follows. Where an unfinished one of the same request

@@ -5,5 +5,7 @@
 
 QString EngineOptions::listPath() const
 {
+    if (!session.isListKept)
+        return {};
     return session.listPath.isEmpty() ? DownloadList::defaultPath() : session.listPath;
 }

@@ -11,6 +11,7 @@ struct EngineOptions {
     SessionOptions session;
     QueueOptions queue;
 
-    /// The list's file, the usual one where none was chosen.
+    /// The list's file, the usual one where none was chosen. Empty = it is kept in none: none is wanted, or there is no
+    /// home folder for it.
     QString listPath() const;
 };

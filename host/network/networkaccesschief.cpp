@@ -50,7 +50,8 @@ std::optional<QByteArray> contentOf(const QString &fileName, QString *reason)
 
 QString defaultNetrcFile(const QProcessEnvironment &environment)
 {
-    return environment.value(u"NETRC"_s, QDir::home().filePath(u".netrc"_s));
+    const QString home = environment.value(u"HOME"_s);
+    return environment.value(u"NETRC"_s, QDir::isAbsolutePath(home) ? home + "/.netrc"_L1 : QString());
 }
 
 }

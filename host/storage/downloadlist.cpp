@@ -47,6 +47,9 @@ QString makeFile(const QString &path)
 
 QString DownloadList::defaultPath()
 {
+    const bool isNamed = QDir::isAbsolutePath(qEnvironmentVariable("XDG_DATA_HOME"));
+    if (!isNamed && !QDir::isAbsolutePath(qEnvironmentVariable("HOME")))
+        return {};
     return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + "/plait/downloads.sqlite"_L1;
 }
 
@@ -377,12 +380,11 @@ QList<DownloadList::Record> DownloadList::select(const QString &condition, const
 
 bool DownloadList::reading(const std::function<bool()> &work)
 {
-    const auto kind = Failure::Kind::CannotReadList;
     if (!isOpen())
-        return fail(kind, kNotOpen);
+        return fail(Failure::Kind::CannotReadList, kNotOpen);
     m_failure = {};
     if (m_together)
-        return changingWithOthers(kind, work);
+        return changingWithOthers(Failure::Kind::CannotReadList, work);
     SqlError error;
     {
         const SqlTransaction transaction(m_rows->statements(), SqlTransaction::Kind::Read);
@@ -390,7 +392,7 @@ bool DownloadList::reading(const std::function<bool()> &work)
             return true;
         error = m_rows->lastError();
     }
-    return failBy(kind, error);
+    return failBy(Failure::Kind::CannotReadList, error);
 }
 
 bool DownloadList::changing(Lasting lasting, const std::function<bool()> &work)

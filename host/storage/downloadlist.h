@@ -27,7 +27,7 @@ class DownloadList : public DownloadStore
     Q_DISABLE_COPY_MOVE(DownloadList)
 
 public:
-    /// $XDG_DATA_HOME/plait/downloads.sqlite
+    /// $XDG_DATA_HOME/plait/downloads.sqlite; empty = there is no home folder, nor is another one named.
     static QString defaultPath();
     /// Missing parents get what the system gives, the last folder is its owner's alone. True, too, where it is there.
     static bool makeFolder(const QString &path);

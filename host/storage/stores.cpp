@@ -15,17 +15,13 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-bool isFolderNamedBy(const char *variable)
-{
-    return QDir::isAbsolutePath(qEnvironmentVariable(variable));
-}
-
 /// Why nothing can be kept in the usual place: a clause; empty = it can.
 QString obstacle()
 {
-    if (!isFolderNamedBy("XDG_DATA_HOME") && !isFolderNamedBy("HOME"))
+    const QString path = DownloadList::defaultPath();
+    if (path.isEmpty())
         return u"there is no home folder"_s;
-    const QFileInfo file(DownloadList::defaultPath());
+    const QFileInfo file(path);
     // Whatever is there is looked into before anything is said of it.
     if (file.exists())
         return {};

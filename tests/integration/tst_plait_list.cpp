@@ -47,6 +47,8 @@ private Q_SLOTS:
     void whatWasSetAsideIsBroughtOverOnce();
     void withoutAPlaceForItTheListIsInMemory_data();
     void withoutAPlaceForItTheListIsInMemory();
+    void withoutAHomeFolderNothingIsPutIntoTheRoot();
+    void withoutAHomeFolderConfigNamesNoPlaces();
     void whoWantsNoListGetsNone();
     void aNamedListHasToBeUsable();
 
@@ -226,6 +228,30 @@ void TestPlaitList::withoutAPlaceForItTheListIsInMemory()
     QCOMPARE(plait.files(), QStringList{nameOf(0)});
     QVERIFY2(result.err.contains(reason) && result.err.contains("kept in memory"), result.err.constData());
     QVERIFY(!QFile::exists(u"/.local/share/plait"_s));
+}
+
+void TestPlaitList::withoutAHomeFolderNothingIsPutIntoTheRoot()
+{
+    PlaitSandbox plait;
+    for (const QString &variable : {u"HOME"_s, u"XDG_DATA_HOME"_s, u"XDG_STATE_HOME"_s, u"XDG_CONFIG_HOME"_s})
+        plait.setVariable(variable, QString());
+    const PlaitResult result = plait.run({m_servers.nginx().url(u"/"_s + nameOf(0)).toString()});
+    QCOMPARE(result.status, 0);
+    QVERIFY2(result.err.contains("there is no home folder: no log is written"), result.err.constData());
+    QVERIFY(!QFile::exists(u"/.local/share/plait"_s));
+    const PlaitResult repair = plait.runBare({u"list"_s, u"--repair"_s, u"/nowhere"_s});
+    QVERIFY2(repair.status != 0 && repair.err.contains("no home folder to keep a list in"), repair.err.constData());
+}
+
+void TestPlaitList::withoutAHomeFolderConfigNamesNoPlaces()
+{
+    PlaitSandbox plait;
+    for (const QString &variable : {u"HOME"_s, u"XDG_DATA_HOME"_s, u"XDG_STATE_HOME"_s, u"XDG_CONFIG_HOME"_s})
+        plait.setVariable(variable, QString());
+    const PlaitResult result = plait.runBare({u"config"_s});
+    QCOMPARE(result.status, 0);
+    for (const char *what : {"settings file", "list", "log"})
+        QVERIFY2(result.out.contains(QByteArray("# ") + what + ": none"), result.out.constData());
 }
 
 void TestPlaitList::whoWantsNoListGetsNone()
