@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include <inet/qt/download/downloadswww/wwwdownload.h>
+#include <inet/qt/download/framework/fileerror.h>
 #include <tests/support/downloadfixture.h>
 
 #include <QSemaphore>
 #include <QSignalSpy>
 #include <QTest>
 
+#include <cerrno>
 #include <csignal>
 
 #include <sys/resource.h>
@@ -415,7 +417,8 @@ void TestWwwDownloadFiles::failedWriteOfPendingContentEndsTheRun()
     const AbstractError error = bench.download.info().lastError;
     QVERIFY(error.code != 0);
     QCOMPARE(error.category, std::string(ErrorCategory::kFile));
-    QCOMPARE(error.source, errorSource("inet/qt/download/downloadswww/wwwdownload.cpp", 1610));
+    QCOMPARE(error.source,
+             FileError::sourceWith(errorSource("inet/qt/download/downloadswww/wwwdownload.cpp", 1610), EFBIG));
     QVERIFY(!error.description.empty());
     QVERIFY(!bench.download.info().isFinished());
     QCOMPARE(bench.events.count(u"files 1"_s), bench.events.count(u"files 0"_s));

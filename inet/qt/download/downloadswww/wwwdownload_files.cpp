@@ -2,6 +2,7 @@
 #include <inet/qt/download/downloadswww/wwwdownload.h>
 
 #include <inet/qt/download/framework/assertion.h>
+#include <inet/qt/download/framework/fileerror.h>
 #include <inet/qt/download/framework/qtqobjectstracker.h>
 #include <inet/qt/download/framework/runguard.h>
 #include <inet/qt/download/framework/threadaffinity.h>
@@ -9,6 +10,8 @@
 
 #include <QFile>
 #include <QThread>
+
+#include <cerrno>
 
 using namespace Qt::StringLiterals;
 
@@ -167,13 +170,16 @@ void WwwDownload::endWithFilesError(const AbstractError &error)
 bool WwwDownload::writePendingContent()
 {
     QFile file(hasFile() ? m_record->filePath(0) : QString());
+    errno = 0;
     const bool isWritten = file.open(QIODevice::WriteOnly)
         && file.write(m_record.pendingContent()) == m_record.pendingContent().size() && file.flush();
+    const int number = errno;
     if (isWritten) {
         m_record.dropPendingContent();
         return true;
     }
-    const AbstractError error(int(file.error()), ErrorCategory::kFile, errorSource(kSourceFile, kPendingContentLine),
+    const AbstractError error(int(file.error()), ErrorCategory::kFile,
+                              FileError::sourceWith(errorSource(kSourceFile, kPendingContentLine), number),
                               file.errorString().toStdString());
     const RunGuard guard(this, m_runsEnded);
     Q_EMIT performingFilesOperations(false);
