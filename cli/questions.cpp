@@ -4,13 +4,18 @@
 #include <cli/printer.h>
 
 #include <algorithm>
+#include <utility>
 
+#include <poll.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
 namespace
 {
+
+/// Bytes of what is typed.
+constexpr qsizetype kMostAtOnce = 256;
 
 /// -1 = no choice, or several, begin so.
 int choiceOf(const QString &typed, const QStringList &choices)
@@ -44,23 +49,28 @@ void Questions::ask(qint64 id, const QString &question, const QStringList &choic
                     const std::function<void(int)> &answered)
 {
     m_questions.enqueue({id, question, choices, answered});
-    if (m_questions.size() == 1)
-        put();
+    putNext();
 }
 
 void Questions::withdraw(qint64 id)
 {
-    const bool wasPut = !m_questions.isEmpty() && m_questions.head().id == id;
+    const bool wasPut = m_isPut && m_questions.head().id == id;
     m_questions.removeIf([id](const Question &question) { return question.id == id; });
     if (!wasPut)
         return;
     rest();
-    if (!m_questions.isEmpty())
+    putNext();
+}
+
+void Questions::putNext()
+{
+    if (!m_isPut && !m_questions.isEmpty())
         put();
 }
 
 void Questions::rest()
 {
+    m_isPut = false;
     m_notifier.setEnabled(false);
     m_printer.setTyping(false);
 }
@@ -68,28 +78,48 @@ void Questions::rest()
 void Questions::put()
 {
     const Question &question = m_questions.head();
+    forgetWhatWasTyped();
+    m_isPut = true;
     m_printer.note(u"%1 [%2]"_s.arg(question.text, question.choices.join(u'/')));
     m_printer.setTyping(true);
     m_notifier.setEnabled(true);
 }
 
+/// Nobody answers what he has not seen.
+void Questions::forgetWhatWasTyped()
+{
+    m_typed.clear();
+    pollfd input{m_inputFile, POLLIN, 0};
+    char buffer[kMostAtOnce];
+    while (::poll(&input, 1, 0) > 0 && (input.revents & POLLIN) != 0 && ::read(m_inputFile, buffer, sizeof buffer) > 0)
+        input.revents = 0;
+}
+
 void Questions::onReadable()
 {
-    char buffer[256];
+    char buffer[kMostAtOnce];
     const ssize_t count = ::read(m_inputFile, buffer, sizeof buffer);
     if (count <= 0) {
-        // Nobody will answer any more: what changes nothing is the first choice.
-        rest();
-        while (!m_questions.isEmpty())
-            m_questions.dequeue().answered(0);
+        answerAll();
         return;
     }
     m_typed.append(buffer, count);
     const qsizetype end = m_typed.indexOf('\n');
-    if (end < 0 || m_questions.isEmpty())
-        return;
-    const QString line = QString::fromLocal8Bit(m_typed.left(end)).trimmed();
-    m_typed.remove(0, end + 1);
+    if (end >= 0 && m_isPut)
+        take(QString::fromLocal8Bit(m_typed.left(end)).trimmed());
+}
+
+/// Nobody will answer any more: what changes nothing is the first choice.
+void Questions::answerAll()
+{
+    rest();
+    const QQueue<Question> open = std::exchange(m_questions, {});
+    for (const Question &question : open)
+        question.answered(0);
+}
+
+void Questions::take(const QString &line)
+{
     const int choice = choiceOf(line, m_questions.head().choices);
     if (choice < 0) {
         put();
@@ -98,6 +128,5 @@ void Questions::onReadable()
     const Question question = m_questions.dequeue();
     rest();
     question.answered(choice);
-    if (!m_questions.isEmpty())
-        put();
+    putNext();
 }

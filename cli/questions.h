@@ -10,7 +10,8 @@
 
 class Printer;
 
-/// Asks the person at the terminal, one question at a time, without holding up the downloads.
+/// Asks the person at the terminal, one question at a time, without holding up the downloads. What was typed before a
+/// question was put is no answer to it.
 class Questions : public QObject
 {
     Q_OBJECT
@@ -35,13 +36,18 @@ private:
         std::function<void(int)> answered;
     };
 
+    void putNext();
     void put();
     void rest();
+    void forgetWhatWasTyped();
     void onReadable();
+    void answerAll();
+    void take(const QString &line);
 
     Printer &m_printer;
     const int m_inputFile;
     QSocketNotifier m_notifier;
     QQueue<Question> m_questions;
+    bool m_isPut = false; ///< the first of them was
     QByteArray m_typed;
 };

@@ -48,6 +48,9 @@ private Q_SLOTS:
     void whatIsNoChoiceIsAskedAgain();
     void anAnswerMayComeInPieces();
     void oneQuestionIsAskedAfterTheOther();
+    void whatWasTypedBeforeIsNoAnswer_data();
+    void whatWasTypedBeforeIsNoAnswer();
+    void aQuestionThatAnAnswerLeadsToIsPutOnce();
     void nothingMovesWhileAPersonTypes();
     void whatIsWithdrawnIsNotAnswered();
     void theNextQuestionComesWhereTheFirstIsWithdrawn();
@@ -145,6 +148,44 @@ void TestQuestions::oneQuestionIsAskedAfterTheOther()
     QVERIFY(m_screen->notes.at(1).startsWith(u"What about 8?"_s));
     type("l\n");
     QTRY_COMPARE(m_answers, (Answers{{7, 2}, {8, 0}}));
+}
+
+void TestQuestions::whatWasTypedBeforeIsNoAnswer_data()
+{
+    QTest::addColumn<QByteArray>("early");
+    QTest::addColumn<Answers>("answers");
+    QTest::newRow("more lines than questions") << QByteArray("l\nl\nl\n") << Answers{{7, 0}};
+    QTest::newRow("half a line more") << QByteArray("l\nren") << Answers{{7, 0}};
+    QTest::newRow("a wrong one first") << QByteArray("no\nl\n") << Answers();
+}
+
+/// The second may be about something that nobody would say yes to.
+void TestQuestions::whatWasTypedBeforeIsNoAnswer()
+{
+    QFETCH(QByteArray, early);
+    QFETCH(Answers, answers);
+    ask(7);
+    ask(8);
+    type(early);
+    QTRY_COMPARE(m_screen->notes.size(), 2);
+    QCOMPARE(m_answers, answers);
+    type("rep\n");
+    QTRY_COMPARE(m_answers.size(), answers.size() + 1);
+    QCOMPARE(m_answers.constLast().second, 2);
+}
+
+void TestQuestions::aQuestionThatAnAnswerLeadsToIsPutOnce()
+{
+    m_questions->ask(7, u"What about 7?"_s, kChoices, [this](int choice) {
+        m_answers.append({7, choice});
+        ask(8);
+    });
+    type("l\n");
+    QTRY_COMPARE(m_screen->notes.size(), 2);
+    QVERIFY(m_screen->isTyping);
+    type("rep\n");
+    QTRY_COMPARE(m_answers, (Answers{{7, 0}, {8, 2}}));
+    QCOMPARE(m_screen->notes.size(), 2);
 }
 
 void TestQuestions::nothingMovesWhileAPersonTypes()
