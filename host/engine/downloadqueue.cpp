@@ -71,6 +71,7 @@ DownloadQueue::DownloadQueue(DownloadSession &session, const QueueOptions &optio
     m_tick.setInterval(kTickMs);
     connect(&m_tick, &QTimer::timeout, this, &DownloadQueue::tick);
     connect(&m_session, &DownloadSession::finished, this, &DownloadQueue::onFinished);
+    connect(&m_session, &DownloadSession::warned, this, &DownloadQueue::warn);
     connect(&m_session, &DownloadSession::sendingRequestHeaders, this, &DownloadQueue::onRequest);
     connect(&m_session, &DownloadSession::performingFilesOperations, this, &DownloadQueue::onFilesWorkedOn);
 }

@@ -122,6 +122,8 @@ Q_SIGNALS:
     void retrying(qint64 id, const Warning &retry);
     void decisionRequired(qint64 id, Trouble::Kind kind);
     void ended(const DownloadOutcome &outcome);
+    /// What the session has to say, too, in its place among the signals of here.
+    void warned(qint64 id, const Failure &failure);
     void stateChanged(qint64 id, DownloadState from, DownloadState to);
     /// So many waited when the queue was closed, and more than 0.
     void neverBegan(qsizetype count);

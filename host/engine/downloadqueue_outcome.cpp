@@ -352,7 +352,8 @@ void DownloadQueue::endAsSkipped(QueuedDownload &active)
 
 void DownloadQueue::warn(qint64 id, const Failure &failure)
 {
-    m_outbox.put([this, id, failure] { Q_EMIT m_session.warned(id, failure); });
+    const Outbox::Scope scope(m_outbox);
+    m_outbox.put([this, id, failure] { Q_EMIT warned(id, failure); });
 }
 
 DownloadOutcome DownloadQueue::outcomeOf(const QueuedDownload &active, const Failure &failure)

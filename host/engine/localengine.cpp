@@ -216,7 +216,7 @@ bool LocalEngine::bringUp(Failure *failure)
 
 void LocalEngine::connectAll()
 {
-    connect(m_session.get(), &DownloadSession::warned, this, [this](qint64 id, const Failure &what) {
+    connect(m_queue.get(), &DownloadQueue::warned, this, [this](qint64 id, const Failure &what) {
         warn(id, {Warning::Kind::Failure, what});
     });
     connect(m_session.get(), &DownloadSession::fileExistsActionRequired, this, &LocalEngine::onFileExists);

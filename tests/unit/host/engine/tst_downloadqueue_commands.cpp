@@ -34,6 +34,7 @@ private Q_SLOTS:
     void aPausedDownloadMayBeTaken();
     void whatIsBeingStoppedMayBeTaken();
     void whatFinishesWhileItIsPausedIsDone();
+    void aWarningComesInItsPlace();
     void movesDecideWhoIsNext();
     void allArePausedAndResumedInTheirOrder();
     void moreAtOnceBeginAtOnce();
@@ -171,6 +172,21 @@ void TestDownloadQueueCommands::whatFinishesWhileItIsPausedIsDone()
     QVERIFY(bench.run());
     QCOMPARE(bench.states.value(id).last(), State::Done);
     QCOMPARE(bench.queue->state(id), std::nullopt);
+}
+
+/// What the session says from inside the beginning of a run is heard when the run is.
+void TestDownloadQueueCommands::aWarningComesInItsPlace()
+{
+    QueueBench bench;
+    QStringList told;
+    connect(bench.queue.get(), &DownloadQueue::retrying, &bench,
+            [&](qint64 id) { QFile::remove(bench.path(u"%1.bin.part"_s.arg(id))); });
+    connect(bench.queue.get(), &DownloadQueue::stateChanged, &bench,
+            [&](qint64, State, State to) { told.append(downloadStates().nameOf(to)); });
+    connect(bench.queue.get(), &DownloadQueue::warned, &bench, [&] { told.append(u"warned"_s); });
+    bench.append(u"fail/HttpError/503/200;done"_s);
+    QVERIFY(bench.run());
+    QCOMPARE(told, QString(u"Waiting Running Resting Running warned Done"_s).split(u' '));
 }
 
 void TestDownloadQueueCommands::movesDecideWhoIsNext()
