@@ -101,8 +101,10 @@ void DownloadQueue::onFinished(qint64 id, const AbstractDownloadPersistentInfo &
 
 void DownloadQueue::judge(QueuedDownload &active, const QList<QString> &responseHeaders)
 {
-    const AbstractError &error = active.info.lastError;
-    if (!error && active.info.isFinished()) {
+    // A stop may come too late.
+    if (active.info.isFinished() && isStop(active.info.lastError))
+        active.info.lastError = {};
+    if (active.info.isFinished() && !active.info.lastError) {
         compareChecksum(active);
         return;
     }

@@ -34,6 +34,7 @@ private Q_SLOTS:
     void aPausedDownloadMayBeTaken();
     void whatIsBeingStoppedMayBeTaken();
     void whatFinishesWhileItIsPausedIsDone();
+    void whatIsCompleteWhenItIsStoppedIsDone();
     void aWarningComesInItsPlace();
     void movesDecideWhoIsNext();
     void allArePausedAndResumedInTheirOrder();
@@ -172,6 +173,21 @@ void TestDownloadQueueCommands::whatFinishesWhileItIsPausedIsDone()
     QVERIFY(bench.run());
     QCOMPARE(bench.states.value(id).last(), State::Done);
     QCOMPARE(bench.queue->state(id), std::nullopt);
+}
+
+/// The stop came as the last byte did; nothing is left to be done, or to be compared.
+void TestDownloadQueueCommands::whatIsCompleteWhenItIsStoppedIsDone()
+{
+    QueueBench bench;
+    const qint64 id = bench.append(u"run"_s);
+    QTRY_VERIFY(bench.running(id));
+    AbstractDownloadPersistentInfo complete = bench.session->record(id).value();
+    complete.setFinished(true, true);
+    QVERIFY(bench.running(id)->setInfo(complete));
+    QVERIFY(bench.queue->pause(id));
+    QTRY_COMPARE(bench.outcomes.size(), 1);
+    QCOMPARE(bench.outcomeOf(id).failure.kind, Failure::Kind::None);
+    QCOMPARE(bench.states.value(id), (States{State::Waiting, State::Running, State::Done}));
 }
 
 /// What the session says from inside the beginning of a run is heard when the run is.
