@@ -50,6 +50,10 @@ qint64 RemoteEngine::processId() const
 
 void RemoteEngine::transmit(const EngineCommand &command)
 {
+    if (m_socket->state() != QLocalSocket::ConnectedState) {
+        QMetaObject::invokeMethod(this, &RemoteEngine::refuseRest, Qt::QueuedConnection);
+        return;
+    }
     m_socket->write(QJsonDocument(command.toJson()).toJson(QJsonDocument::Compact) + '\n');
     m_socket->flush();
 }
@@ -61,8 +65,14 @@ void RemoteEngine::onReadyRead()
 }
 
 /// Nobody will answer any more.
-void RemoteEngine::onGone()
+void RemoteEngine::refuseRest()
 {
     answerRest(Failure::make(Failure::Kind::Stopped, {}));
+}
+
+void RemoteEngine::onGone()
+{
+    onReadyRead();
+    refuseRest();
     deliver({EngineNews::Kind::Closed});
 }

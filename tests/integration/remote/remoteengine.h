@@ -24,6 +24,7 @@ protected:
 
 private:
     void onReadyRead();
+    void refuseRest();
     void onGone();
 
     QProcess *m_process; ///< a child
