@@ -176,6 +176,8 @@ QVariant WwwDownload::details() const
         if (item->isRunning())
             result.fetching.append(item->section().position());
     }
+    for (const SectionPointer &item : sortedSections(false))
+        result.written.append(item->section());
     return QVariant::fromValue(result);
 }
 

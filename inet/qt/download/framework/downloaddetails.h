@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <inet/qt/download/records/abstractdownloadsection.h>
 #include <inet/qt/download/records/abstracterror.h>
 
 #include <QList>
@@ -31,6 +32,8 @@ struct DownloadDetails {
     AbstractError checkError = {}; ///< of the newest check's transfer
     int checkStatus = -1; ///< of the newest check's answer, as in HTTP; -1 = there was none
     QList<qint64> fetching = {}; ///< places in the resource at which bytes arrive now
+    /// What is written by now, in order; the record has the same a little later. Empty = nobody says.
+    QList<AbstractDownloadSection> written = {};
 };
 
 Q_DECLARE_METATYPE(DownloadDetails)
