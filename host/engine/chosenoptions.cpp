@@ -5,6 +5,7 @@
 #include <host/policy/proxychoice.h>
 
 #include <QDir>
+#include <QFileInfo>
 
 using namespace Qt::StringLiterals;
 
@@ -40,8 +41,17 @@ AbstractDownloadExistingFileReaction reactionOf(const OptionValues &values)
 
 void readOutput(const QString &output, DownloadRequest &request, QString *problem)
 {
+    request.isStreamed = output == "-"_L1;
+    if (request.isStreamed)
+        return;
     const QString name = output.mid(output.lastIndexOf(u'/') + 1);
-    if (name.isEmpty() || name == "."_L1 || name == ".."_L1) {
+    const QString path = ChosenOptions::absolute(output, request.folder);
+    const bool isFolder = output.endsWith(u'/') || name == "."_L1 || name == ".."_L1 || QFileInfo(path).isDir();
+    if (isFolder) {
+        request.folder = path;
+        return;
+    }
+    if (name.isEmpty()) {
         *problem = u"\"%1\" names no file. Give a name; the folder can be given apart."_s.arg(output);
         return;
     }

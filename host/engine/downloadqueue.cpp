@@ -22,6 +22,8 @@ namespace
 {
 
 constexpr int kTickMs = 1000;
+/// Readers wait for what comes.
+constexpr int kStreamTickMs = 50;
 /// Where the log has changes of state, those of modules, too.
 constexpr int kStateLogLevel = 5;
 /// So many of those that wait are looked at for one whose server has room.
@@ -70,6 +72,9 @@ DownloadQueue::DownloadQueue(DownloadSession &session, const QueueOptions &optio
     m_tick.setParent(this);
     m_tick.setInterval(kTickMs);
     connect(&m_tick, &QTimer::timeout, this, &DownloadQueue::tick);
+    m_streamTick.setParent(this);
+    m_streamTick.setInterval(kStreamTickMs);
+    connect(&m_streamTick, &QTimer::timeout, this, &DownloadQueue::watchStreams);
     connect(&m_session, &DownloadSession::finished, this, &DownloadQueue::onFinished);
     connect(&m_session, &DownloadSession::warned, this, &DownloadQueue::warn);
     connect(&m_session, &DownloadSession::sendingRequestHeaders, this, &DownloadQueue::onRequest);
@@ -266,6 +271,8 @@ void DownloadQueue::makeActive(Entry &entry, qint64 id, const Lease &lease)
     active.info = lease.record;
     active.sources = Sources(active.info);
     active.mostBytes = active.info.bytesDownloaded(false);
+    active.reading.stream = m_session.stream(id);
+    follow(active);
     active.restTimer.setSingleShot(true);
     active.restTimer.setTimerType(Qt::PreciseTimer); // people are told what is left of it
     connect(&active.restTimer, &QTimer::timeout, this, [this, &active] { tryAgain(active.id, active.job); });
@@ -282,7 +289,9 @@ void DownloadQueue::tryAgain(qint64 id, Job job)
         endAsSkipped(*active);
         return;
     }
-    Failure failure = job == Job::Download ? lackOfRoom(active->info) : Failure();
+    // What is streamed never lies on the disk as a whole.
+    const bool mayLackRoom = job == Job::Download && !active->reading.stream;
+    Failure failure = mayLackRoom ? lackOfRoom(active->info) : Failure();
     if (failure) {
         end(*active, failure);
         return;
@@ -319,6 +328,8 @@ bool DownloadQueue::run(QueuedDownload &active, Job job, Failure *failure)
     // A pause from inside the beginning found nothing to stop yet.
     if (active.afterwards != QueuedDownload::Afterwards::Nothing)
         m_session.stop(active.id);
+    if (active.reading.stream)
+        boundForReader(active);
     share();
     return true;
 }

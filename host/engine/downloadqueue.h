@@ -11,6 +11,7 @@
 #include <host/options/downloadoptions.h>
 #include <host/parsing/checksum.h>
 #include <host/policy/sources.h>
+#include <host/policy/streamwindow.h>
 #include <host/policy/trouble.h>
 #include <host/policy/watchdog.h>
 #include <inet/qt/download/records/connectionsmap.h>
@@ -176,7 +177,20 @@ private:
     void rest(QueuedDownload &active, qint64 ms, Job job);
     void tick();
     void watch(QueuedDownload &active);
+    void follow(QueuedDownload &active);
+    void watchStreams();
+    void watchStream(QueuedDownload &active);
+    void boundForReader(QueuedDownload &active);
+    StreamWindow::Sample sampleOf(const QueuedDownload &active, const AbstractDownloadPersistentInfo &info,
+                                  const StreamWindow::Ranges &ranges) const;
+    void hashAlong(QueuedDownload &active);
+    void hashStream(QueuedDownload &active);
+    bool restForReader(QueuedDownload &active);
+    void goOnForReader(QueuedDownload &active);
+    void takeForReader(QueuedDownload &active) const;
+    static bool hasGoneOut(const QueuedDownload &active);
     void share();
+    qint64 mostConnectionsOf(const QueuedDownload &active) const;
     void shareConnections();
     void shareSpeed();
     NetworkUsageSettings usageOf(const QueuedDownload &active) const;
@@ -196,6 +210,8 @@ private:
     void compareChecksum(QueuedDownload &active);
     void hash(QueuedDownload &active);
     void onHashed(quint64 comparison, const QByteArray &digest, const QString &errorText);
+    void concludeHash(QueuedDownload &active, const QByteArray &digest, const QString &errorText);
+    std::optional<Checksum> expectedOf(const QueuedDownload &active, QString *errorText) const;
     static Failure mismatch(const QueuedDownload &active, const QByteArray &digest);
     Failure failureOf(const QueuedDownload &active) const;
     std::optional<Checksum> serversDigest(const QueuedDownload &active) const;
@@ -216,6 +232,7 @@ private:
     QList<qint64> m_order; ///< of m_entries, those that have begun
     QList<qint64> m_paused; ///< of m_entries
     QTimer m_tick;
+    QTimer m_streamTick; ///< runs while anything is streamed
     QElapsedTimer m_clock;
     std::unique_ptr<FileHasher> m_hasher; ///< made when first needed
     Outbox m_outbox;

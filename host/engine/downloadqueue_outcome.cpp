@@ -96,6 +96,8 @@ void DownloadQueue::onFinished(qint64 id, const AbstractDownloadPersistentInfo &
     const int mostConnections = std::max(active->details.mostConnections, details.mostConnections);
     active->details = details;
     active->details.mostConnections = mostConnections;
+    if (active->reading.stream)
+        takeForReader(*active);
     judge(*active, responseHeaders);
 }
 
@@ -112,6 +114,8 @@ void DownloadQueue::judge(QueuedDownload &active, const QList<QString> &response
         end(active, active.stopped());
         return;
     }
+    if (isStop(active.info.lastError) && restForReader(active))
+        return;
     const qint64 bytes = active.info.bytesDownloaded(false);
     if (bytes > active.mostBytes)
         active.failures = 0;
@@ -148,7 +152,7 @@ bool DownloadQueue::tryNextSource(QueuedDownload &active)
 bool DownloadQueue::handleTrouble(QueuedDownload &active)
 {
     const Trouble::Kind kind = Trouble::kindOf(active.info.lastError, active.info);
-    if (kind == Trouble::Kind::None)
+    if (kind == Trouble::Kind::None || hasGoneOut(active))
         return false;
     const auto policy =
         Trouble::Policy(kind == Trouble::Kind::Changed ? active.options.onChanged : active.options.onUnresumable);
@@ -217,12 +221,9 @@ void DownloadQueue::retry(QueuedDownload &active, const Warning &how, Job job)
 
 void DownloadQueue::compareChecksum(QueuedDownload &active)
 {
-    const bool isGiven = !active.options.checksumAlgorithm.isEmpty();
     QString errorText;
-    active.expected = isGiven
-        ? Checksum::parse(active.options.checksumAlgorithm + u'=' + active.options.checksumHex, &errorText)
-        : serversDigest(active);
-    if (!isGiven && !active.expected) {
+    active.expected = expectedOf(active, &errorText);
+    if (!active.expected && errorText.isEmpty()) {
         end(active, {});
         return;
     }
@@ -237,8 +238,20 @@ void DownloadQueue::compareChecksum(QueuedDownload &active)
     hash(active);
 }
 
+/// Nothing, and a reason, where what was given makes no sense.
+std::optional<Checksum> DownloadQueue::expectedOf(const QueuedDownload &active, QString *errorText) const
+{
+    if (active.options.checksumAlgorithm.isEmpty())
+        return serversDigest(active);
+    return Checksum::parse(active.options.checksumAlgorithm + u'=' + active.options.checksumHex, errorText);
+}
+
 void DownloadQueue::hash(QueuedDownload &active)
 {
+    if (active.reading.stream) {
+        hashStream(active);
+        return;
+    }
     if (!m_hasher) {
         m_hasher = std::make_unique<FileHasher>();
         connect(m_hasher.get(), &FileHasher::hashed, this, &DownloadQueue::onHashed);
@@ -250,9 +263,8 @@ void DownloadQueue::hash(QueuedDownload &active)
 /// What was finished early on purpose is another file to every digest.
 std::optional<Checksum> DownloadQueue::serversDigest(const QueuedDownload &active) const
 {
-    const Lease *const lease = m_session.lease(active.id);
-    const bool isAnother = !lease || lease->memory.evidence.doubt == Evidence::Doubt::FinishedEarly;
-    return isAnother ? std::nullopt : lease->memory.digest();
+    const ResourceMemory memory = m_session.memoryOf(active.id);
+    return memory.evidence.doubt == Evidence::Doubt::FinishedEarly ? std::nullopt : memory.digest();
 }
 
 void DownloadQueue::onHashed(quint64 comparison, const QByteArray &digest, const QString &errorText)
@@ -261,19 +273,23 @@ void DownloadQueue::onHashed(quint64 comparison, const QByteArray &digest, const
     const auto isIt = [&](qint64 id) { return m_entries.at(id).active->comparison == comparison; };
     const auto found = std::find_if(m_order.cbegin(), m_order.cend(), isIt);
     QueuedDownload *const active = found == m_order.cend() ? nullptr : findIn(*found, DownloadState::Hashing);
-    if (!active)
-        return;
+    if (active)
+        concludeHash(*active, digest, errorText);
+}
+
+void DownloadQueue::concludeHash(QueuedDownload &active, const QByteArray &digest, const QString &errorText)
+{
     if (digest.isEmpty()) {
-        end(*active, Failure::make(Failure::Kind::CannotReadFile, Failure::Subject::of(active->info), errorText));
+        end(active, Failure::make(Failure::Kind::CannotReadFile, Failure::Subject::of(active.info), errorText));
         return;
     }
-    const bool isEqual = digest == active->expected->expected;
+    const bool isEqual = digest == active.expected->expected;
     const ChecksumResult result = isEqual ? ChecksumResult::Equal : ChecksumResult::Different;
-    if (active->options.checksumAlgorithm.isEmpty())
-        setDigestResult(*active, result);
+    if (active.options.checksumAlgorithm.isEmpty())
+        setDigestResult(active, result);
     else
-        setChecksumResult(*active, result);
-    end(*active, isEqual ? Failure() : mismatch(*active, digest));
+        setChecksumResult(active, result);
+    end(active, isEqual ? Failure() : mismatch(active, digest));
 }
 
 Failure DownloadQueue::mismatch(const QueuedDownload &active, const QByteArray &digest)

@@ -9,6 +9,14 @@
 #include <algorithm>
 #include <utility>
 
+namespace
+{
+
+/// bytes/s of what has to wait for its reader and cannot be asked for again: its server sees that somebody is there.
+constexpr qint64 kTrickle = 1024;
+
+}
+
 void DownloadQueue::setSpeedLimit(qint64 limit)
 {
     m_options.speedLimit = limit;
@@ -52,6 +60,12 @@ void DownloadQueue::share()
     shareSpeed();
 }
 
+qint64 DownloadQueue::mostConnectionsOf(const QueuedDownload &active) const
+{
+    return active.reading.stream ? active.reading.verdict.connections
+                                 : m_session.usageOf(active.options).maximumConnections;
+}
+
 /// Among those that run and those that would, were there a place for them.
 void DownloadQueue::shareConnections()
 {
@@ -59,7 +73,7 @@ void DownloadQueue::shareConnections()
     QList<ConnectionShares::Item> items;
     for (const qint64 id : std::as_const(m_order)) {
         const QueuedDownload &active = *m_entries.at(id).active;
-        const qint64 most = m_session.usageOf(active.options).maximumConnections;
+        const qint64 most = mostConnectionsOf(active);
         if (isRunning(active) && limit > 0)
             items.append({id, most, m_session.connectionsOf(id), m_session.details(id).bound});
         else if (isRunning(active))
@@ -107,5 +121,7 @@ NetworkUsageSettings DownloadQueue::usageOf(const QueuedDownload &active) const
     NetworkUsageSettings usage = m_session.usageOf(active.options);
     usage.downloadLimit = active.sharePerTransfer;
     usage.maximumConnections = active.mostConnections;
+    if (active.reading.verdict.what == StreamWindow::Verdict::What::Trickle)
+        usage.downloadLimit = kTrickle;
     return usage;
 }

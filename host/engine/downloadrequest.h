@@ -16,6 +16,9 @@ struct DownloadRequest {
     QUrl url;
     QString folder; ///< absolute
     QString outputName; ///< exact name in the folder; empty = left to the server
+    /// Its bytes are for who asks, in their order, and kept for nobody: see Engine::takeStream(). Folder and name are
+    /// the engine's then.
+    bool isStreamed = false;
     QString referer;
     QString userAgent; ///< empty = the program's
     QByteArray postData; ///< empty = GET

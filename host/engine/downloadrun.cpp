@@ -283,6 +283,8 @@ bool DownloadRun::isWithoutBytes() const
 /// before.
 void DownloadRun::onFilesOperations(bool performing)
 {
+    if (!performing && !m_isLasting)
+        leaveSpaceUntaken();
     const Info record = info();
     if (!performing || record.destinationType != Info::ToFolder || record.files.isEmpty()
         || record.files.first().isOnDisk())
@@ -290,6 +292,14 @@ void DownloadRun::onFilesOperations(bool performing)
     m_file = FileIdentity::planned();
     if (!m_syncing && m_list)
         writeAtOnce(whatMayBeSaid(record));
+}
+
+/// Before the file's first writer opens it: what nobody keeps takes no more room than what is written.
+void DownloadRun::leaveSpaceUntaken()
+{
+    Info *const record = m_download->rwInfo();
+    if (record && !record->files.isEmpty())
+        record->files.first().fileFlags |= File::Preallocated;
 }
 
 /// The file is about to be written from its beginning: the list must not say any more what the disk holds no longer.
@@ -325,7 +335,7 @@ void DownloadRun::saveSoon()
 void DownloadRun::begin(const AbstractDownloadPersistentInfo &snapshot)
 {
     m_pending = Pending::Nothing;
-    if (!m_list || m_syncFailed || !claimsNewBytes(snapshot)) {
+    if (!m_list || !m_isLasting || m_syncFailed || !claimsNewBytes(snapshot)) {
         commit(snapshot);
         return;
     }

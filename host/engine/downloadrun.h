@@ -63,6 +63,10 @@ public:
     /// The one of the download's access chief; before run(). What it refuses ends the run as a changed resource.
     void setGuard(const std::shared_ptr<ResourceGuard> &guard);
 
+    /// Before run(). False = nobody wants the file once this process has ended: the disk need not have what the list
+    /// says, and no room of it is taken ahead.
+    void setLasting(bool lasting) { m_isLasting = lasting; }
+
     /// Tells which proxy stands between here and a URL; before run().
     void setProxies(const std::function<QUrl(const QUrl &)> &proxyFor) { m_proxyFor = proxyFor; }
 
@@ -114,6 +118,7 @@ private:
     void onResponseHeaders(qint64 sectionId, const QList<QString> &headers);
     std::string whoRefused(const AbstractDownloadPersistentInfo &record) const;
     bool isWithoutBytes() const;
+    void leaveSpaceUntaken();
     void forgetBytes();
     void forgetThatItIsEarly();
     void save();
@@ -157,5 +162,6 @@ private:
     QString m_contentEncoding; ///< of what is there or comes; null = nobody has said yet
     QString m_change; ///< why an answer brought another file; empty = none did
     Sources m_sources; ///< none = the download has all
+    bool m_isLasting = true;
     Life m_life = Life::New;
 };

@@ -2,6 +2,7 @@
 #include <host/engine/downloadsession.h>
 
 #include <host/engine/downloadrun.h>
+#include <host/engine/downloadstream.h>
 #include <host/engine/moduleregistry.h>
 #include <host/network/networkaccesschief.h>
 #include <host/parsing/urlcredentials.h>
@@ -111,6 +112,7 @@ bool DownloadSession::remove(qint64 id, bool withFile, Failure *failure)
     if (!change(id, removed, failure))
         return false;
     m_held.remove(id);
+    m_streams.remove(id);
     return true;
 }
 

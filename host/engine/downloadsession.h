@@ -28,6 +28,7 @@ class NetworkAccessChief;
 class QtAppSystemDefaultUserAgentManager;
 class ResourceGuard;
 class DownloadRun;
+class DownloadStream;
 struct ProcessIdentity;
 
 /// The host as front ends see it: opens the list, has modules found, runs downloads and tells everything by signals.
@@ -88,6 +89,10 @@ public:
     /// Of one that is held, as its newest run, or else its claim, left it; null = it is not. Good until the next call
     /// of the session, and until the loop.
     const Lease *lease(qint64 id) const;
+    /// Of one that was added to be streamed, from then until it leaves the list; null where it was not.
+    std::shared_ptr<DownloadStream> stream(qint64 id) const { return m_streams.value(id); }
+    /// What is known of the resource by now.
+    ResourceMemory memoryOf(qint64 id) const;
     void stop(qint64 id);
     void stopAll();
     /// No download runs.
@@ -167,6 +172,8 @@ private:
                                      const QSharedPointer<DownloadAccessChief> &chief, QObject *parent);
     void warnOfTheSame(const AbstractDownloadPersistentInfo &record,
                        const QList<AbstractDownloadPersistentInfo> &candidates);
+    std::shared_ptr<DownloadStream> makeStream(DownloadRequest &request, Failure *failure);
+    bool prepareStream(Lease &lease, Failure *failure) const;
     bool mayBegin(qint64 id, Failure *failure) const;
     bool takeClaim(qint64 id, Failure *failure);
     bool takeLease(qint64 id, Lease &lease, Failure *failure);
@@ -197,6 +204,7 @@ private:
     const QSharedPointer<QtAppSystemDefaultUserAgentManager> m_userAgentManager;
     ModuleRegistry *m_modules = nullptr; ///< a child, once it is open
     QHash<qint64, DownloadRun *> m_running; ///< children
+    QHash<qint64, std::shared_ptr<DownloadStream>> m_streams; ///< of those that are streamed
     QSet<qint64> m_claimed;
     QHash<qint64, Lease> m_held; ///< of m_claimed; those that stay so between runs
     QHash<qint64, QtHostAndPort> m_servers; ///< of m_claimed; those that were added here and not held yet

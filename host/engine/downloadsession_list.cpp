@@ -2,6 +2,7 @@
 #include <host/engine/downloadsession.h>
 
 #include <host/engine/downloadrequest.h>
+#include <host/engine/downloadstream.h>
 #include <host/engine/moduleregistry.h>
 #include <host/policy/diskcheck.h>
 #include <host/storage/abandonedfile.h>
@@ -33,7 +34,10 @@ qint64 DownloadSession::add(const DownloadRequest &asked, Failure *failure, List
     Q_ASSERT(QThread::currentThread() == thread());
     if (!isServed(asked.url, failure))
         return 0;
-    const DownloadRequest request = withoutSecrets(asked);
+    DownloadRequest request = withoutSecrets(asked);
+    const std::shared_ptr<DownloadStream> stream = request.isStreamed ? makeStream(request, failure) : nullptr;
+    if (request.isStreamed && !stream)
+        return 0;
     Lease added;
     QList<AbstractDownloadPersistentInfo> candidates;
     const bool isDone = m_list.together([&](DownloadStore &list) {
@@ -56,7 +60,10 @@ qint64 DownloadSession::add(const DownloadRequest &asked, Failure *failure, List
         *held = added;
     if (line)
         *line = added.entry();
-    warnOfTheSame(added.record, candidates);
+    if (stream)
+        m_streams.insert(id, stream);
+    else
+        warnOfTheSame(added.record, candidates);
     return id;
 }
 

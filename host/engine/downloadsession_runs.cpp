@@ -2,6 +2,7 @@
 #include <host/engine/downloadsession.h>
 
 #include <host/engine/downloadrun.h>
+#include <host/engine/downloadstream.h>
 #include <host/engine/moduleregistry.h>
 #include <host/network/downloadaccesschief.h>
 #include <host/network/networkaccesschief.h>
@@ -45,6 +46,10 @@ bool DownloadSession::start(qint64 id, const Sources &sources, Failure *failure)
     if (!lease)
         return false;
     DiskCheck::forgetSectionsWithoutBytes(lease->record);
+    if (m_streams.contains(id) && !prepareStream(*lease, failure)) {
+        releaseClaim(id);
+        return false;
+    }
     if (sources.areSeveral())
         sources.applyTo(lease->record);
     run(*lease, &m_list, AbstractDownloadCommand::Start, sources);
@@ -203,6 +208,7 @@ void DownloadSession::run(const Lease &lease, DownloadStore *list, AbstractDownl
     running->setChief(chief);
     running->setGuard(guard);
     running->setSources(sources);
+    running->setLasting(!m_streams.contains(record.id));
     running->setProxies([chief = m_chief](const QUrl &url) { return chief->proxyFor(url); });
     Q_ASSERT_X(!m_running.contains(record.id), "DownloadSession", "one run of a download at a time");
     m_running.insert(record.id, running);

@@ -141,6 +141,13 @@ void Engine::setMostAtOnce(int count, const Callback &callback)
     send(command, callback);
 }
 
+void Engine::takeStream(qint64 id, qint64 bytes, const Callback &callback)
+{
+    EngineCommand command = of(Kind::TakeStream, id);
+    command.value = bytes;
+    send(command, callback);
+}
+
 void Engine::snapshot(qint64 id, const Callback &callback)
 {
     send(of(Kind::Snapshot, id), callback);

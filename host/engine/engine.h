@@ -96,6 +96,12 @@ public:
     /// So many are active at once, from now on; those that are stay so. At least 1.
     void setMostAtOnce(int count, const Callback &callback = {});
 
+    /// Of what was added to be streamed: so many bytes from its beginning were read (Snapshot::stream says how many
+    /// there are). The disk is given them back, and the download goes on where it was too far ahead. When it leaves the
+    /// list, or the engine ends, nothing stays of it. A failure where it is not streamed, or not so much is there;
+    /// changed() follows.
+    void takeStream(qint64 id, qint64 bytes, const Callback &callback = {});
+
     /// Answers one snapshot, with its details. A failure where there is none.
     void snapshot(qint64 id, const Callback &callback = {});
     /// Answers a page of the list, and how many rows there are. Of what no longer is, or is not yet there, the page is

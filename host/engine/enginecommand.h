@@ -34,6 +34,7 @@ struct EngineCommand {
         ResumeAll,
         SetGlobalLimits, ///< limits
         SetMostAtOnce, ///< value
+        TakeStream, ///< id, value: bytes from the beginning
         Snapshot, ///< id
         Snapshots, ///< query
         Questions,

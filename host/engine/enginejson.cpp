@@ -122,6 +122,7 @@ void describe(Fields &fields, DownloadRequest &value)
     fields("url", value.url);
     fields("folder", value.folder);
     fields("outputName", value.outputName);
+    fields("isStreamed", value.isStreamed);
     fields("referer", value.referer);
     fields("userAgent", value.userAgent);
     fields("postData", value.postData);
@@ -257,6 +258,14 @@ void describe(Fields &fields, SnapshotDetails &value)
 }
 
 template<class Fields>
+void describe(Fields &fields, StreamSnapshot &value)
+{
+    fields("path", value.path);
+    fields("ready", value.ready);
+    fields("taken", value.taken);
+}
+
+template<class Fields>
 void describe(Fields &fields, Snapshot &value)
 {
     fields("id", value.id);
@@ -276,6 +285,7 @@ void describe(Fields &fields, Snapshot &value)
     fields("ownerPid", value.ownerPid);
     fields("created", value.created);
     fields("finished", value.finished);
+    fields("stream", value.stream);
     fields("run", value.run);
     fields("details", value.details);
 }

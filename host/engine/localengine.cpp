@@ -140,6 +140,8 @@ void LocalEngine::run(const EngineCommand &command)
         return setGlobalLimits(command);
     case Kind::SetMostAtOnce:
         return setMostAtOnce(command);
+    case Kind::TakeStream:
+        return takeStream(command);
     case Kind::Snapshot:
         return answerSnapshot(command);
     case Kind::Snapshots:

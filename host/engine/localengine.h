@@ -90,6 +90,7 @@ private:
     void answerChange(const EngineCommand &command, const Failure &failure);
     void setGlobalLimits(const EngineCommand &command);
     void setMostAtOnce(const EngineCommand &command);
+    void takeStream(const EngineCommand &command);
     void listQuestions(const EngineCommand &command);
     void answerQuestion(const EngineCommand &command);
 
@@ -112,6 +113,7 @@ private:
     static ListEntry owned(ListEntry entry);
     Snapshot rowOf(const ListEntry &entry);
     Snapshot activeRow(const Snapshot &told);
+    void putStream(Snapshot &row) const;
     void tellRow(qint64 id);
     void tellIfChanged(qint64 id);
     void tellChanged(const Snapshot &snapshot);

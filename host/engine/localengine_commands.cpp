@@ -2,6 +2,7 @@
 #include <host/engine/localengine.h>
 
 #include <host/engine/downloadsession.h>
+#include <host/engine/downloadstream.h>
 
 #include <algorithm>
 
@@ -49,6 +50,8 @@ void LocalEngine::begin(const EngineCommand &command, DownloadQueue::Job job)
         refuse(command, noSuch(command.id));
     } else if (isQueued(command.id)) {
         refuse(command, wrongState(command.id, u"it waits or runs already"_s));
+    } else if (job != DownloadQueue::Job::Download && m_session->stream(command.id)) {
+        refuse(command, wrongState(command.id, u"it is streamed, and somebody may have read of it"_s));
     } else if (known->ownerPid != 0) {
         refuse(command,
                Failure::make(Failure::Kind::OwnedByOther, Failure::Subject::of(command.id), {}, int(known->ownerPid)));
@@ -129,7 +132,7 @@ void LocalEngine::removeNow(const EngineCommand &command)
 
 void LocalEngine::finishNow(const EngineCommand &command)
 {
-    if (!isQueued(command.id)) {
+    if (!isQueued(command.id) || m_session->stream(command.id)) {
         begin(command, DownloadQueue::Job::FinishNow);
         return;
     }
@@ -226,6 +229,21 @@ void LocalEngine::setMostAtOnce(const EngineCommand &command)
 {
     m_queue->setMostAtOnce(int(std::max<qint64>(1, command.value)));
     answer(command);
+}
+
+void LocalEngine::takeStream(const EngineCommand &command)
+{
+    const std::shared_ptr<DownloadStream> stream = m_session->stream(command.id);
+    if (!stream) {
+        refuse(command, wrongState(command.id, u"it is not streamed"_s));
+    } else if (!stream->take(command.value)) {
+        refuse(command, wrongState(command.id, u"not so much of it is there"_s));
+    } else {
+        answer(command, {.ids = {command.id}});
+        // Of what is active, the next news tell it.
+        if (!isQueued(command.id))
+            tellRow(command.id);
+    }
 }
 
 void LocalEngine::listQuestions(const EngineCommand &command)

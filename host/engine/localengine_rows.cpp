@@ -2,6 +2,7 @@
 #include <host/engine/localengine.h>
 
 #include <host/engine/downloadsession.h>
+#include <host/engine/downloadstream.h>
 #include <host/engine/snapshotmaker.h>
 #include <inet/qt/download/response/fileinfoutils.h>
 
@@ -117,7 +118,14 @@ Snapshot LocalEngine::rowOf(const ListEntry &entry)
     }
     if (isQueued(entry.id))
         row.state = DownloadState::Waiting;
+    putStream(row);
     return row;
+}
+
+void LocalEngine::putStream(Snapshot &row) const
+{
+    if (const std::shared_ptr<DownloadStream> stream = m_session ? m_session->stream(row.id) : nullptr)
+        row.stream = stream->snapshot();
 }
 
 /// As it is at this moment.
@@ -126,6 +134,7 @@ Snapshot LocalEngine::activeRow(const Snapshot &told)
     Snapshot row = told;
     if (told.state != DownloadState::Waiting)
         SnapshotMaker::putStatus(row, m_queue->status(told.id), QDateTime::currentDateTimeUtc());
+    putStream(row);
     return row;
 }
 

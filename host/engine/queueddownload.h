@@ -3,11 +3,15 @@
 
 #include <host/engine/downloadqueue.h>
 #include <host/parsing/checksum.h>
+#include <host/policy/streamwindow.h>
 
 #include <QElapsedTimer>
 #include <QTimer>
 
+#include <memory>
 #include <optional>
+
+class DownloadStream;
 
 /// A download that has begun, as its queue keeps it.
 struct QueuedDownload {
@@ -16,6 +20,15 @@ struct QueuedDownload {
         Nothing, ///< nobody stopped it
         Pause, ///< it stays known, and may be resumed
         Leave, ///< the queue forgets it
+    };
+
+    /// Of one that is streamed: what of its run is as its reader wants it.
+    struct Reading {
+        std::shared_ptr<DownloadStream> stream; ///< null = it is not
+        StreamWindow::Verdict verdict;
+        bool isStopping = false; ///< the run was stopped for the verdict
+        bool isWaiting = false; ///< for the reader; nothing runs
+        bool isHashDecided = false; ///< it is known whether there is something to compare with
     };
 
     /// What was seen of the run that goes on, or of the newest.
@@ -40,6 +53,7 @@ struct QueuedDownload {
     AbstractDownloadPersistentInfo info; ///< as the newest run left it
     DownloadDetails details;
     Run run;
+    Reading reading;
     Afterwards afterwards = Afterwards::Nothing;
     std::optional<AbstractDownloadFileExistsAction> answer; ///< what somebody said of a file in the way
     QElapsedTimer clock;

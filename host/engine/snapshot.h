@@ -2,6 +2,7 @@
 #pragma once
 
 #include <host/engine/downloadstate.h>
+#include <host/engine/streamsnapshot.h>
 #include <host/options/downloadoptions.h>
 #include <host/policy/failure.h>
 #include <host/policy/fileassurance.h>
@@ -91,6 +92,7 @@ struct Snapshot {
     qint64 ownerPid = 0; ///< of another process that is at work on it; 0 = none is
     QDateTime created; ///< invalid = not known
     QDateTime finished; ///< invalid = it is not
+    std::optional<StreamSnapshot> stream; ///< nothing = its file is one to be kept
     std::optional<RunSnapshot> run; ///< nothing = it has not run in this engine
     std::optional<SnapshotDetails> details; ///< of snapshot(id) alone
 

@@ -75,8 +75,9 @@ const Row kRows[] = {
      .type = Type::Text,
      .valueName = "FILE",
      .places = kTyped | Row::Service,
-     .help = "Exact name to save under, or a path (default: the server's name)",
-     .manual = "exact name to save under, or a path (default: the server's name). For one URL"},
+     .help = "Exact name to save under, or a path; FOLDER/; -: standard output",
+     .manual = "exact name to save under, or a path (default: the server's name), for one URL; a folder, or `FOLDER/`: "
+               "save in it; `-`: write to standard output, see [Into a pipe](#into-a-pipe)"},
     {.name = "on-exists",
      .group = "place",
      .type = Type::Choice,

@@ -61,6 +61,7 @@ Snapshot someSnapshot()
     snapshot.ownerPid = 4321;
     snapshot.created = kTime;
     snapshot.finished = kTime.addSecs(1);
+    snapshot.stream = StreamSnapshot{u"/tmp/ü/a b.part"_s, 7, 5};
     RunSnapshot run;
     run.attempts = 2;
     run.seconds = 1.25;
@@ -113,6 +114,7 @@ EngineCommand fullCommand()
     DownloadRequest request;
     request.url = QUrl(u"https://me:secret@h/a%2Fb"_s);
     request.folder = u"/tmp"_s;
+    request.isStreamed = true;
     request.postData = QByteArray("a\0b", 3);
     request.headers = {{u"X-A"_s, u"1"_s}, {u"X-B"_s, u""_s}};
     request.mirrors = {QUrl(u"http://m/"_s)};
