@@ -26,7 +26,6 @@ struct OfOneFile {
 };
 
 constexpr OfOneFile kOfOneFile[] = {
-    {"output"_L1, u"-o names one file, but there are several URLs. Use -d, or run plait once for each."},
     {"mirror"_L1, u"--mirror names another address of one file, but there are several URLs. Run plait once for each."},
     {"checksum"_L1, u"--checksum is of one file, but there are several URLs. Run plait once for each."},
 };
@@ -93,10 +92,10 @@ public:
     {
         Arguments result;
         result.command = commandOf(*m_line.command, m_values);
-        readWords(result);
         result.session = ChosenOptions::session(m_values, m_currentFolder);
         result.session.listPath = absolute(m_values.text("list"_L1));
         result.session.isListKept = !m_values.flag("no-list"_L1);
+        readWords(result);
         result.queue = ChosenOptions::queue(m_values);
         result.changes = ChosenOptions::changes(m_values);
         result.all = m_values.flag("all"_L1);
@@ -158,6 +157,13 @@ private:
                 complain(one.complaint.toString());
         }
         const DownloadRequest common = commonRequest();
+        if (!common.outputName.isEmpty() && urls.size() > 1)
+            complain(u"-o names one file, but there are several URLs. Use -d, or run plait once for each."_s);
+        if (common.isStreamed && m_values.flag("json"_L1))
+            complain(u"-o - and --json both need standard output. Leave one of them out."_s);
+        // What goes to whoever reads is in nobody's list.
+        if (common.isStreamed)
+            result.session.isListKept = false;
         result.requests.reserve(urls.size());
         for (const QString &url : std::as_const(urls)) {
             result.requests.append(common);

@@ -43,6 +43,9 @@ struct Arguments {
     QString configFile; ///< that was read or would be; empty = there is no home folder for one
     QString settings; ///< Config: all of them, as the file would have them
 
+    /// What comes goes to standard output.
+    bool isStreaming() const { return !requests.isEmpty() && requests.first().isStreamed; }
+
     /// @param currentFolder what relative paths are relative to; absolute
     static Outcome parse(int argc, const char *const *argv, const QString &currentFolder);
 };

@@ -4,6 +4,7 @@
 #include <cli/failurewords.h>
 #include <cli/printer.h>
 #include <cli/questions.h>
+#include <cli/streamwriter.h>
 #include <cli/warningwords.h>
 #include <host/policy/connectionsnote.h>
 #include <host/policy/contentencoding.h>
@@ -16,13 +17,6 @@ namespace
 {
 
 constexpr int kProgressIntervalMs = 200;
-/// So many commands are given to the engine before their answers are awaited.
-constexpr int kAtATime = 20;
-
-bool isAtRest(DownloadState state)
-{
-    return state == DownloadState::Paused || state == DownloadState::Failed || state == DownloadState::Done;
-}
 
 DownloadStatus statusOf(const Snapshot &snapshot)
 {
@@ -77,12 +71,13 @@ QString wordOf(Question::Choice choice)
 }
 
 DownloadsRunner::DownloadsRunner(const Arguments &arguments, Engine &engine, Printer &printer, Questions *questions,
-                                 QObject *parent)
+                                 StandardOutput &output, QObject *parent)
     : Runner(parent)
     , m_arguments(arguments)
     , m_engine(engine)
     , m_printer(printer)
     , m_questions(questions)
+    , m_output(output)
     , m_ids(arguments.ids)
 {
     m_progressTimer.setInterval(kProgressIntervalMs);
@@ -94,6 +89,13 @@ DownloadsRunner::DownloadsRunner(const Arguments &arguments, Engine &engine, Pri
         return;
     connect(&m_engine, &Engine::asked, this, &DownloadsRunner::onAsked);
     connect(&m_engine, &Engine::answered, m_questions, &Questions::withdraw);
+}
+
+DownloadsRunner::~DownloadsRunner() = default;
+
+bool DownloadsRunner::isAtRest(DownloadState state)
+{
+    return state == DownloadState::Paused || state == DownloadState::Failed || state == DownloadState::Done;
 }
 
 void DownloadsRunner::begin()
@@ -133,7 +135,7 @@ void DownloadsRunner::stop()
 /// A few at a time, so that the first downloads run while thousands are still to be put into the list.
 void DownloadsRunner::feed()
 {
-    while (!m_stopping && m_unanswered < kAtATime && m_nextRequest < m_arguments.requests.size())
+    while (mayAddNext())
         addNext();
     while (!m_stopping && m_unanswered < kAtATime && m_nextId < m_ids.size())
         resumeNext();
@@ -216,7 +218,8 @@ void DownloadsRunner::onChanged(const Snapshot &snapshot)
     if (!m_rows.contains(snapshot.id))
         onBegan(snapshot);
     m_rows.insert(snapshot.id, snapshot);
-    if (isAtRest(snapshot.state))
+    follow(snapshot);
+    if (isAtRest(snapshot.state) && !isBeingWritten(snapshot))
         onEnded(snapshot);
 }
 
@@ -267,12 +270,15 @@ void DownloadsRunner::onEnded(const Snapshot &snapshot)
     m_rows.remove(snapshot.id);
     m_printer.end(snapshot.id, summary);
     count(summary.status);
+    if (snapshot.stream)
+        leaveStream(snapshot);
     endIfDone();
 }
 
 void DownloadsRunner::endIfDone()
 {
-    const bool isAllFed = m_isListKnown && m_nextRequest == m_arguments.requests.size() && m_nextId == m_ids.size();
+    const bool isAllGiven = m_nextRequest == m_arguments.requests.size() || isGivenUp();
+    const bool isAllFed = m_isListKnown && isAllGiven && m_nextId == m_ids.size();
     if (isAllFed && m_unanswered == 0 && m_expected.isEmpty())
         m_engine.close();
 }
@@ -281,7 +287,7 @@ void DownloadsRunner::onClosed()
 {
     m_progressTimer.stop();
     const qsizetype unfed = m_arguments.requests.size() - m_nextRequest + m_ids.size() - m_nextId;
-    const qsizetype unbegun = m_expected.size() - m_order.size() + (m_stopping ? unfed : 0);
+    const qsizetype unbegun = m_expected.size() - m_order.size() + (m_stopping || isGivenUp() ? unfed : 0);
     if (unbegun > 0)
         m_printer.leave(unbegun);
     // What was stopped before it began is as unfinished as what was stopped in the middle.
@@ -333,5 +339,7 @@ Summary DownloadsRunner::summaryOf(const Snapshot &snapshot) const
     summary.assurance = snapshot.assurance;
     if (!run.isEncodingAskedFor)
         summary.encodingNote = ContentEncoding::note(run.contentEncoding);
+    if (snapshot.stream)
+        explainStream(snapshot, summary);
     return summary;
 }

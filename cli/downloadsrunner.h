@@ -11,8 +11,12 @@
 #include <QSet>
 #include <QTimer>
 
+#include <memory>
+
 class Printer;
 class Questions;
+class StandardOutput;
+class StreamWriter;
 
 /// Downloads what the command line asks for: new URLs, or downloads of the list.
 ///
@@ -24,8 +28,10 @@ class DownloadsRunner : public Runner
 
 public:
     /// @param engine prepared; outlives this object, as the others do @param questions null = nobody is there to answer
+    /// @param output that what is streamed is written to
     DownloadsRunner(const Arguments &arguments, Engine &engine, Printer &printer, Questions *questions,
-                    QObject *parent = nullptr);
+                    StandardOutput &output, QObject *parent = nullptr);
+    ~DownloadsRunner() override;
 
     void begin() override;
     void stop() override;
@@ -43,6 +49,7 @@ private:
     void onChanged(const Snapshot &snapshot);
     void onBegan(const Snapshot &snapshot);
     void onEnded(const Snapshot &snapshot);
+    static bool isAtRest(DownloadState state);
     void onProgress();
     void onAsked(const Question &question);
     void onWarned(qint64 id, const Warning &warning);
@@ -52,16 +59,32 @@ private:
     void count(ExitStatus status);
     Summary summaryOf(const Snapshot &snapshot) const;
 
+    // What is streamed.
+    void follow(const Snapshot &snapshot);
+    bool isBeingWritten(const Snapshot &snapshot) const;
+    void onWritten(qint64 id, qint64 written);
+    void onWriterFailed(int error, bool isOutput);
+    void explainStream(const Snapshot &snapshot, Summary &summary) const;
+    void leaveStream(const Snapshot &snapshot);
+    bool mayAddNext() const;
+    bool isGivenUp() const;
+    bool isStreaming() const;
+
+    /// So many commands are given to the engine before their answers are awaited.
+    static constexpr int kAtATime = 20;
+
     const Arguments m_arguments;
     Engine &m_engine;
     Printer &m_printer;
     Questions *const m_questions;
+    StandardOutput &m_output;
+    std::unique_ptr<StreamWriter> m_writer; ///< of the download that is streamed now
     QList<qint64> m_ids; ///< of the list, to be resumed
     qsizetype m_nextRequest = 0;
     qsizetype m_nextId = 0;
     int m_unanswered = 0; ///< commands that were given to the engine
     QSet<qint64> m_asked; ///< all that were asked for
-    QSet<qint64> m_expected; ///< those that have not ended
+    QSet<qint64> m_expected; ///< those that have not ended, or are not written to the end
     QList<qint64> m_order; ///< those of them that have begun
     QHash<qint64, Snapshot> m_rows; ///< of those
     QTimer m_progressTimer;
@@ -70,5 +93,6 @@ private:
     int m_failed = 0;
     bool m_isListKnown = true; ///< m_ids is complete
     bool m_stopping = false;
+    bool m_isOutputGone = false; ///< what is streamed cannot be written
     ExitStatus m_status = ExitStatus::Done;
 };

@@ -91,8 +91,10 @@ std::unique_ptr<Printer> makePrinter(const Arguments &arguments, Streams &stream
     if (arguments.json)
         return std::make_unique<JsonPrinter>(streams.answers, streams.notes);
     const int terminal = isatty(STDERR_FILENO) ? STDERR_FILENO : -1;
-    const ProgressOptions options =
-        ProgressOptions::of(arguments.progress, terminal, arguments.quiet, QProcessEnvironment::systemEnvironment());
+    // Nothing is to move where the file itself is printed.
+    const bool isInTheWay = arguments.isStreaming() && isatty(STDOUT_FILENO);
+    const ProgressOptions options = ProgressOptions::of(isInTheWay ? ProgressMode::None : arguments.progress, terminal,
+                                                        arguments.quiet, QProcessEnvironment::systemEnvironment());
     return std::make_unique<ProgressPrinter>(streams.answers, streams.notes, options);
 }
 
@@ -112,7 +114,7 @@ ExitStatus runToEnd(Runner &runner, const StandardOutput &output)
 }
 
 ExitStatus run(const Arguments &arguments, Engine &engine, Printer &printer, Questions *questions,
-               const StandardOutput &output)
+               StandardOutput &output)
 {
     const bool looksUp = arguments.command == Arguments::Command::Query
         || arguments.command == Arguments::Command::Check || arguments.command == Arguments::Command::SetUrl;
@@ -120,7 +122,7 @@ ExitStatus run(const Arguments &arguments, Engine &engine, Printer &printer, Que
         LookupsRunner runner(arguments, engine, printer);
         return runToEnd(runner, output);
     }
-    DownloadsRunner runner(arguments, engine, printer, questions);
+    DownloadsRunner runner(arguments, engine, printer, questions, output);
     return runToEnd(runner, output);
 }
 

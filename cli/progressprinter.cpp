@@ -19,9 +19,10 @@ constexpr int kLineWidth = 200;
 
 QString savedLine(const Summary &summary)
 {
+    const QString what = summary.isStreamed ? u"Wrote \"%1\" to standard output"_s.arg(summary.name)
+                                            : u"Saved \"%1\""_s.arg(QDir::toNativeSeparators(summary.path));
     QString line =
-        u"Saved \"%1\": %2 in %3 s"_s.arg(QDir::toNativeSeparators(summary.path), ProgressLine::size(summary.bytes),
-                                          QString::number(summary.seconds, 'f', 1));
+        u"%1: %2 in %3 s"_s.arg(what, ProgressLine::size(summary.bytes), QString::number(summary.seconds, 'f', 1));
     if (!summary.connectionsNote.isEmpty())
         line += ", "_L1 + summary.connectionsNote;
     if (!summary.encodingNote.isEmpty())

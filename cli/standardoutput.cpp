@@ -40,9 +40,10 @@ StandardOutput::StandardOutput()
 ExitStatus StandardOutput::finalStatus(ExitStatus status, QString *complaint) const
 {
     complaint->clear();
-    const bool isGood = status == ExitStatus::Done;
+    // Whoever writes no more has stopped for that.
+    const bool isGood = status == ExitStatus::Done || status == ExitStatus::Unfinished;
     if (m_error == EPIPE)
-        return isGood || status == ExitStatus::Unfinished ? ExitStatus::ReaderGone : status;
+        return isGood ? ExitStatus::ReaderGone : status;
     if (m_error == 0)
         return status;
     *complaint = u"cannot write to standard output: %1."_s.arg(QString::fromLocal8Bit(std::strerror(m_error)));
@@ -59,12 +60,12 @@ qint64 StandardOutput::writeData(const char *data, qint64 size)
         else if (written < 0 && errno == EAGAIN)
             waitForRoom();
         else if (written == 0 || errno != EINTR)
-            fail(written == 0 ? EIO : errno);
+            giveUp(written == 0 ? EIO : errno);
     }
     return m_error == 0 ? size : -1;
 }
 
-void StandardOutput::fail(int error)
+void StandardOutput::giveUp(int error)
 {
     m_error = error;
     if (error == EPIPE)

@@ -25,6 +25,9 @@ public:
     /// @param status that it would have had @param complaint gets a sentence for people; empty = there is none
     ExitStatus finalStatus(ExitStatus status, QString *complaint) const;
 
+    /// Somebody else wrote to it, and it failed. @param error of errno
+    void giveUp(int error);
+
     bool isSequential() const override { return true; }
 
 Q_SIGNALS:
@@ -36,7 +39,5 @@ protected:
     qint64 writeData(const char *data, qint64 size) override;
 
 private:
-    void fail(int error);
-
     int m_error = 0; ///< errno of the first failure; 0 = everything was written
 };

@@ -14,6 +14,7 @@ struct Summary {
     QString name; ///< of the file, as it is named when it is whole; empty = unknown
     AbstractError error; ///< code 0 = none
     QString path; ///< of the file on disk, as it is named now; empty = there is none
+    bool isStreamed = false; ///< it went to standard output, and is on no disk
     qint64 bytes = 0; ///< of the resource that are on disk
     double seconds = 0; ///< that this run took
     int connections = 0; ///< most that transferred at once

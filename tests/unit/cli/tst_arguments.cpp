@@ -39,6 +39,7 @@ private Q_SLOTS:
     void everythingIsRead();
     void whereTheFileGoes_data();
     void whereTheFileGoes();
+    void whatGoesToStandardOutputIsInNoList();
     void severalUrlsShareTheOptions();
     void aHeaderDoesNotSwallowTheUrl();
     void headers_data();
@@ -194,6 +195,13 @@ void TestArguments::whereTheFileGoes_data()
         << QStringList{u"-d"_s, u"/tmp"_s, u"-o"_s, u"a/y"_s} << u"/tmp/a"_s << u"y"_s;
     QTest::newRow("an absolute path and a folder")
         << QStringList{u"-d"_s, u"/tmp"_s, u"-o"_s, u"/var/y"_s} << u"/var"_s << u"y"_s;
+    QTest::newRow("a name that is a folder") << QStringList{u"-o"_s, u"a/"_s} << u"/home/anna/a"_s << QString();
+    QTest::newRow("a name that is a folder that is there") << QStringList{u"-o"_s, u"/tmp"_s} << u"/tmp"_s << QString();
+    QTest::newRow("a name that is this folder") << QStringList{u"-o"_s, u"a/."_s} << u"/home/anna/a"_s << QString();
+    QTest::newRow("a name that is the folder above") << QStringList{u"-o"_s, u".."_s} << u"/home"_s << QString();
+    QTest::newRow("a folder below the folder")
+        << QStringList{u"-d"_s, u"/tmp"_s, u"-o"_s, u"a/"_s} << u"/tmp/a"_s << QString();
+    QTest::newRow("a file of the name -") << QStringList{u"-o"_s, u"./-"_s} << kCurrent << u"-"_s;
     QTest::newRow("a name that begins with a dot") << QStringList{u"-o"_s, u".y"_s} << kCurrent << u".y"_s;
 }
 
@@ -204,6 +212,17 @@ void TestArguments::whereTheFileGoes()
     QVERIFY2(outcome.arguments, qPrintable(outcome.text));
     QTEST(outcome.arguments->requests.first().folder, "folder");
     QTEST(outcome.arguments->requests.first().outputName, "name");
+}
+
+void TestArguments::whatGoesToStandardOutputIsInNoList()
+{
+    const Arguments::Outcome outcome = parse({u"-o"_s, u"-"_s, u"http://a/1"_s, u"http://b/2"_s});
+    QVERIFY2(outcome.arguments, qPrintable(outcome.text));
+    QVERIFY(outcome.arguments->isStreaming());
+    QVERIFY(outcome.arguments->requests.at(0).isStreamed && outcome.arguments->requests.at(1).isStreamed);
+    QVERIFY(!outcome.arguments->session.isListKept);
+    const Arguments::Outcome other = parse({u"-o"_s, u"./-"_s, u"http://a/1"_s});
+    QVERIFY(other.arguments && !other.arguments->isStreaming() && other.arguments->session.isListKept);
 }
 
 void TestArguments::severalUrlsShareTheOptions()
@@ -369,9 +388,8 @@ void TestArguments::whatIsWrongIsSaid_data()
     QTest::newRow("a URL without a host") << QStringList{u"http:///x"_s} << u"is no URL"_s;
     QTest::newRow("one bad URL among good ones") << QStringList{url, u"x"_s} << u"\"x\" is no URL"_s;
     QTest::newRow("one name for two files") << QStringList{url, url, u"-o"_s, u"y"_s} << u"several URLs"_s;
-    QTest::newRow("a name that is a folder") << QStringList{url, u"-o"_s, u"a/"_s} << u"-o \"a/\" names no file"_s;
-    QTest::newRow("a name that is this folder") << QStringList{url, u"-o"_s, u"a/."_s} << u"names no file"_s;
-    QTest::newRow("a name that is the folder above") << QStringList{url, u"-o"_s, u".."_s} << u"names no file"_s;
+    QTest::newRow("the file and answers on one output")
+        << QStringList{url, u"-o"_s, u"-"_s, u"--json"_s} << u"both need standard output"_s;
     QTest::newRow("no name") << QStringList{url, u"-o"_s, u""_s} << u"names no file"_s;
     QTest::newRow("a header without a colon")
         << QStringList{url, u"--header"_s, u"X"_s} << u"--header \"…\" is no header"_s;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <cli/downloadsrunner.h>
 #include <cli/questions.h>
+#include <cli/standardoutput.h>
 #include <tests/unit/cli/runnerbench.h>
 
 #include <QSet>
@@ -86,6 +87,7 @@ private:
     void begin(const Arguments &arguments, Questions *questions = nullptr);
     std::unique_ptr<ScriptedEngine> m_engine;
     Notebook m_notes;
+    StandardOutput m_output;
     std::unique_ptr<DownloadsRunner> m_runner;
     QList<ExitStatus> m_done; ///< as often as it was told
 };
@@ -101,7 +103,7 @@ void TestDownloadsRunner::begin(const Arguments &arguments, Questions *questions
     m_done.clear();
     m_runner.reset();
     m_engine = std::make_unique<ScriptedEngine>();
-    m_runner = std::make_unique<DownloadsRunner>(arguments, *m_engine, m_notes, questions);
+    m_runner = std::make_unique<DownloadsRunner>(arguments, *m_engine, m_notes, questions, m_output);
     connect(m_runner.get(), &Runner::done, this, [this](ExitStatus status) { m_done.append(status); });
     m_runner->begin();
 }
