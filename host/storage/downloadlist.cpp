@@ -182,7 +182,7 @@ qint64 DownloadList::insert(Record &record)
     Record inserted = record;
     if (!changing(Lasting::ThisRunOfTheMachine, [&] { return m_rows->insert(inserted); }))
         return 0;
-    record.id = inserted.id;
+    record = inserted;
     return record.id;
 }
 
@@ -195,7 +195,7 @@ qint64 DownloadList::insertOwned(Record &record, const DownloadOptions &options)
     });
     if (!done)
         return 0;
-    record.id = inserted.id;
+    record = inserted;
     return record.id;
 }
 
@@ -284,6 +284,21 @@ QList<ListEntry> DownloadList::page(ListFilter filter, int limit, qint64 before)
     std::optional<QList<ListEntry>> entries;
     reading([&] { return (entries = ListRows::page(*m_rows, filter, limit, before)).has_value(); });
     return entries.value_or(QList<ListEntry>());
+}
+
+QList<ListEntry> DownloadList::page(ListFilter filter, ListOrder order, qint64 first, int limit)
+{
+    std::optional<QList<ListEntry>> entries;
+    reading([&] { return (entries = ListRows::page(*m_rows, filter, order, first, limit)).has_value(); });
+    return entries.value_or(QList<ListEntry>());
+}
+
+qint64 DownloadList::move(qint64 id, qint64 position, QList<RowPlace> *places)
+{
+    std::optional<qint64> place;
+    const bool isMoved = changing(Lasting::ThisRunOfTheMachine,
+                                  [&] { return (place = ListRows::move(*m_rows, id, position, places)).has_value(); });
+    return isMoved ? *place : -1;
 }
 
 qint64 DownloadList::count(ListFilter filter)

@@ -3,6 +3,7 @@
 
 #include <host/policy/failure.h>
 #include <host/storage/lease.h>
+#include <host/storage/rowplaces.h>
 
 #include <QList>
 #include <QString>
@@ -68,11 +69,12 @@ public:
     /// it answers, or false.
     virtual bool together(const Work &work) = 0;
 
-    /// Puts a new record in and gives it its id, larger than all before; 0 = failed.
+    /// Puts a new record in, behind all others, and gives it its id, larger than all before, and its place
+    /// (sortIndex); 0 = failed.
     virtual qint64 insert(Record &record) = 0;
     /// The same for a download that is to run: with its options, and owned by this process.
     virtual qint64 insertOwned(Record &record, const DownloadOptions &options) = 0;
-    /// Replaces the record of the same id.
+    /// Replaces the record of the same id. Its place stays: only move() changes that.
     virtual bool update(const Record &record, const Holdings &holdings, Lasting lasting) = 0;
     bool update(const Record &record, Lasting lasting = Lasting::Always) { return update(record, {}, lasting); }
     /// update() for this run of the machine, which may take its time. Calls that come later see it. @param saved called
@@ -100,6 +102,13 @@ public:
     /// What a line of the list shows, newest first. @param limit most lines at once @param before only downloads that
     /// are older than the one of that id: the last of the page before; 0 = from the newest
     virtual QList<ListEntry> page(ListFilter filter, int limit, qint64 before = 0) = 0;
+    /// A page by its position: what lies beyond the end is not there. @param first so many are passed over @param limit
+    /// most lines
+    virtual QList<ListEntry> page(ListFilter filter, ListOrder order, qint64 first, int limit) = 0;
+    /// Puts a download at another place of the list, 0 being the first; what lies beyond the end is the end. It lasts,
+    /// whoever works on the download. @param places gets the new places, its own first, behind it those of rows that
+    /// had to make room and stand where they stood. Answers the place that it got; -1 = failed.
+    virtual qint64 move(qint64 id, qint64 position, QList<RowPlace> *places = nullptr) = 0;
     /// -1 = failed.
     virtual qint64 count(ListFilter filter) = 0;
 

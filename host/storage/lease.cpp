@@ -40,6 +40,7 @@ ListEntry Lease::entry() const
 {
     ListEntry entry;
     entry.id = record.id;
+    entry.placeKey = record.sortIndex;
     entry.name = record.files.isEmpty() ? QString() : record.files.first().name;
     entry.url = record.url;
     entry.folder = record.folder;

@@ -17,9 +17,16 @@ enum class ListFilter {
     Finished,
 };
 
+/// In which order rows of the list are read.
+enum class ListOrder {
+    Place, ///< as they stand in the list: the first to begin comes first
+    Newest, ///< those put into the list last come first
+};
+
 /// A download as one line shows it. A value, read without the rest of the record.
 struct ListEntry {
     qint64 id = 0;
+    qint64 placeKey = 0; ///< by which rows are sorted where they stand: a smaller one comes first, see RowPlace
     QString name; ///< of the first file; empty = not known yet
     QUrl url;
     QString folder; ///< empty = none

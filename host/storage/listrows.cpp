@@ -17,7 +17,7 @@ namespace
 
 /// The parts are found by their keys, for the lines of the page alone.
 const QString kEntryColumns = uR"(
-    id, url, folder, finished, owner_pid, owner_start_time, owner_boot_id,
+    id, sort_index, url, folder, finished, owner_pid, owner_start_time, owner_boot_id,
     error_code, error_category, error_source, error_description, error_time, creation_time, finished_time,
     (SELECT name FROM files WHERE download_id = downloads.id AND position = 0),
     (SELECT CASE WHEN min(size) < 0 THEN -1 ELSE sum(size) END FROM files WHERE download_id = downloads.id),
@@ -27,11 +27,16 @@ const QString kEntryColumns = uR"(
     finished AND EXISTS (SELECT 1 FROM addresses WHERE download_id = downloads.id AND digest IS NOT NULL))"_s;
 
 /// Those that were finished early are another file to every digest; a person's checksum counts in its place.
-const QString kWithDigestNotCompared = uR"((SELECT addresses.download_id
+const QString kWithDigestNotCompared = uR"(SELECT addresses.download_id
     FROM addresses JOIN evidence ON evidence.download_id = addresses.download_id
     WHERE digest IS NOT NULL AND digest_result = 0 AND doubt <> %1 AND NOT EXISTS
-        (SELECT 1 FROM options WHERE options.download_id = addresses.download_id AND checksum_algorithm <> '')))"_s.arg(
+        (SELECT 1 FROM options WHERE options.download_id = addresses.download_id AND checksum_algorithm <> ''))"_s.arg(
     int(Evidence::Doubt::FinishedEarly));
+
+/// Of those that are finished and were not compared yet.
+const QString kNotCompared =
+    u"id IN (SELECT download_id FROM options WHERE checksum_algorithm <> '' AND checksum_result = 0 UNION "_s
+    + kWithDigestNotCompared + u')';
 
 QString conditionOf(ListFilter filter)
 {
@@ -39,13 +44,53 @@ QString conditionOf(ListFilter filter)
     case ListFilter::All:
         break;
     case ListFilter::Unfinished:
-        return u"(finished = 0 OR id IN (SELECT download_id FROM options WHERE checksum_algorithm <> '' AND "
-               u"checksum_result = 0) OR id IN "_s
-            + kWithDigestNotCompared + u')';
+        return u"(finished = 0 OR "_s + kNotCompared + u')';
     case ListFilter::Finished:
         return u"finished = 1"_s;
     }
     return u"true"_s;
+}
+
+/// Which rows are meant, without anything else of them, so that those that are passed over cost next to nothing. Each
+/// part is an index in its order, or of few rows.
+QString placesOf(ListFilter filter)
+{
+    const QString places = u"SELECT sort_index AS place_key, id AS place_id FROM downloads"_s;
+    switch (filter) {
+    case ListFilter::All:
+        break;
+    case ListFilter::Unfinished:
+        return u"%1 WHERE finished = 0 UNION ALL %1 WHERE +finished = 1 AND %2"_s.arg(places, kNotCompared);
+    case ListFilter::Finished:
+        return places + u" WHERE finished = 1"_s;
+    }
+    return places;
+}
+
+QString orderOf(ListOrder order)
+{
+    return order == ListOrder::Place ? u"place_key, place_id"_s : u"place_id DESC"_s;
+}
+
+std::optional<QList<RowPlace>> otherPlaces(RecordRows &rows, qint64 id, qint64 position, qint64 count)
+{
+    auto found =
+        rows.run(u"SELECT sort_index, id FROM downloads WHERE id <> ? ORDER BY sort_index, id LIMIT ? OFFSET ?"_s,
+                 {id, count, position});
+    if (!found)
+        return std::nullopt;
+    QList<RowPlace> places;
+    while (found->next())
+        places.append({found->value(0).toNumber(), found->value(1).toNumber()});
+    if (!rows.wasReadWhole(found))
+        return std::nullopt;
+    return places;
+}
+
+bool setPlace(RecordRows &rows, const RowPlace &place)
+{
+    auto change = rows.run(u"UPDATE downloads SET sort_index = ? WHERE id = ?"_s, {place.key, place.id});
+    return change && change->changes() == 1;
 }
 
 /// NULL where nothing was kept.
@@ -68,6 +113,7 @@ ListEntry entryFrom(const SqlStatement &row)
     const auto next = [&] { return row.value(column++); };
     ListEntry entry;
     entry.id = next().toNumber();
+    entry.placeKey = next().toNumber();
     entry.url = SqlCells::toUrl(next());
     entry.folder = SqlCells::toText(next());
     entry.finished = next().toBool();
@@ -96,6 +142,19 @@ ListEntry entryFrom(const SqlStatement &row)
         entry.checksumResult = entry.evidence.digest;
     }
     return entry;
+}
+
+std::optional<QList<ListEntry>> entriesOf(RecordRows &rows, const QString &statement, const SqlValues &values)
+{
+    auto lines = rows.run(statement, values);
+    if (!lines)
+        return std::nullopt;
+    QList<ListEntry> entries;
+    while (lines->next())
+        entries.append(entryFrom(lines.statement()));
+    if (!rows.wasReadWhole(lines))
+        return std::nullopt;
+    return entries;
 }
 
 const QString kOptionColumns = u"rate_limit, connections, connections_per_server, checksum_algorithm, checksum_hex, "
@@ -168,20 +227,39 @@ std::optional<QList<ListEntry>> ListRows::page(RecordRows &rows, ListFilter filt
     const QString statement =
         u"SELECT %1 FROM downloads LEFT JOIN evidence ON download_id = id WHERE %2 AND id < ? ORDER BY id DESC LIMIT ?"_s
             .arg(kEntryColumns, conditionOf(filter));
-    auto lines = rows.run(statement, {before > 0 ? before : std::numeric_limits<qint64>::max(), limit});
-    if (!lines)
+    return entriesOf(rows, statement, {before > 0 ? before : std::numeric_limits<qint64>::max(), limit});
+}
+
+std::optional<QList<ListEntry>> ListRows::page(RecordRows &rows, ListFilter filter, ListOrder order, qint64 first,
+                                               int limit)
+{
+    const QString statement =
+        u"SELECT %1 FROM (%2 ORDER BY %3 LIMIT ? OFFSET ?) CROSS JOIN downloads ON id = place_id "
+        u"LEFT JOIN evidence ON download_id = id ORDER BY %3"_s.arg(kEntryColumns, placesOf(filter), orderOf(order));
+    return entriesOf(rows, statement, {limit, first});
+}
+
+std::optional<qint64> ListRows::move(RecordRows &rows, qint64 id, qint64 position, QList<RowPlace> *places)
+{
+    const std::optional<qint64> all = count(rows, ListFilter::All);
+    if (!all || *all == 0)
         return std::nullopt;
-    QList<ListEntry> entries;
-    while (lines->next())
-        entries.append(entryFrom(lines.statement()));
-    if (!rows.wasReadWhole(lines))
+    const qint64 place = std::clamp<qint64>(position, 0, *all - 1);
+    const auto moved =
+        RowPlaces::moved(id, place, [&](qint64 first, qint64 count) { return otherPlaces(rows, id, first, count); });
+    if (!moved
+        || !std::all_of(moved->cbegin(), moved->cend(), [&](const RowPlace &row) { return setPlace(rows, row); }))
         return std::nullopt;
-    return entries;
+    if (places)
+        *places = *moved;
+    return place;
 }
 
 std::optional<qint64> ListRows::count(RecordRows &rows, ListFilter filter)
 {
-    auto number = rows.run(u"SELECT count(*) FROM downloads WHERE "_s + conditionOf(filter), {});
+    // Of all of them nothing of the rows is read.
+    const QString places = filter == ListFilter::All ? u"downloads"_s : u'(' + placesOf(filter) + u')';
+    auto number = rows.run(u"SELECT count(*) FROM "_s + places, {});
     if (!number || !number->next())
         return std::nullopt;
     return number->value(0).toNumber();

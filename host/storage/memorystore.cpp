@@ -45,10 +45,13 @@ void MemoryStore::takeBack(const Before &before)
 {
     m_lastId = before.lastId;
     for (auto it = before.rows.cbegin(); it != before.rows.cend(); ++it) {
-        if (*it)
+        if (const auto row = m_rows.constFind(it.key()); row != m_rows.cend())
+            m_places.erase(row->place());
+        m_rows.remove(it.key());
+        if (*it) {
             m_rows.insert(it.key(), **it);
-        else
-            m_rows.remove(it.key());
+            m_places.insert((*it)->place());
+        }
     }
 }
 
@@ -66,6 +69,8 @@ qint64 MemoryStore::insert(Record &record)
     m_failure = {};
     record.id = ++m_lastId;
     remember(record.id);
+    record.sortIndex = RowPlaces::keyBehind(m_places.empty() ? std::nullopt : std::optional(m_places.rbegin()->key));
+    m_places.insert({record.sortIndex, record.id});
     m_rows.insert(record.id, {{record, {}, {}, {}, {}, 0}, false, false});
     return record.id;
 }
@@ -84,7 +89,9 @@ bool MemoryStore::update(const Record &record, const Holdings &holdings, Lasting
     Row *const row = find(isAnothers ? 0 : record.id);
     if (!row)
         return false;
+    const qint64 placeKey = row->lease.record.sortIndex;
     row->lease.record = record;
+    row->lease.record.sortIndex = placeKey;
     if (holdings.file.isKnown())
         row->lease.file = holdings.file;
     if (!holdings.contentEncoding.isNull())
@@ -172,6 +179,59 @@ QList<ListEntry> MemoryStore::page(ListFilter filter, int limit, qint64 before)
     return entries;
 }
 
+QList<ListEntry> MemoryStore::page(ListFilter filter, ListOrder order, qint64 first, int limit)
+{
+    m_failure = {};
+    QList<ListEntry> entries;
+    const auto take = [&](const Row &row) {
+        if (isMeant(row, filter) && first-- <= 0)
+            entries.append(entryOf(row));
+    };
+    if (order == ListOrder::Place) {
+        for (auto place = m_places.cbegin(); place != m_places.cend() && entries.size() < limit; ++place)
+            take(*m_rows.constFind(place->id));
+    } else {
+        for (auto row = m_rows.cend(); row != m_rows.cbegin() && entries.size() < limit;)
+            take(*--row);
+    }
+    return entries;
+}
+
+qint64 MemoryStore::move(qint64 id, qint64 position, QList<RowPlace> *places)
+{
+    if (!find(id))
+        return -1;
+    const qint64 place = std::clamp<qint64>(position, 0, m_rows.size() - 1);
+    const auto moved =
+        RowPlaces::moved(id, place, [&](qint64 first, qint64 count) { return placesWithout(id, first, count); });
+    for (const RowPlace &row : *moved)
+        setPlace(row);
+    if (places)
+        *places = *moved;
+    return place;
+}
+
+std::optional<QList<RowPlace>> MemoryStore::placesWithout(qint64 id, qint64 position, qint64 count) const
+{
+    QList<RowPlace> found;
+    for (const RowPlace &place : m_places) {
+        if (found.size() == count)
+            break;
+        if (place.id != id && position-- <= 0)
+            found.append(place);
+    }
+    return found;
+}
+
+void MemoryStore::setPlace(const RowPlace &place)
+{
+    remember(place.id);
+    Row &row = m_rows[place.id];
+    m_places.erase(row.place());
+    row.lease.record.sortIndex = place.key;
+    m_places.insert(place);
+}
+
 qint64 MemoryStore::count(ListFilter filter)
 {
     m_failure = {};
@@ -193,7 +253,11 @@ bool MemoryStore::setOptions(qint64 id, const DownloadOptions &options)
 
 bool MemoryStore::remove(qint64 id)
 {
-    return find(id) && m_rows.remove(id) > 0;
+    const Row *const row = find(id);
+    if (!row)
+        return false;
+    m_places.erase(row->place());
+    return m_rows.remove(id) > 0;
 }
 
 DownloadStore::Claim MemoryStore::claim(qint64 id, ProcessIdentity *)

@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <optional>
+#include <set>
 
 /// A list of downloads that is kept nowhere: it goes with the process, which owns whatever runs. Never fails for
 /// another reason than that there is no such download.
@@ -38,6 +39,8 @@ public:
     QList<Record> findByUrl(const QUrl &url, int limit) override;
     QList<Record> list() override;
     QList<ListEntry> page(ListFilter filter, int limit, qint64 before = 0) override;
+    QList<ListEntry> page(ListFilter filter, ListOrder order, qint64 first, int limit) override;
+    qint64 move(qint64 id, qint64 position, QList<RowPlace> *places = nullptr) override;
     qint64 count(ListFilter filter) override;
     DownloadOptions options(qint64 id) override;
     bool setOptions(qint64 id, const DownloadOptions &options) override;
@@ -51,6 +54,8 @@ private:
         Lease lease; ///< its number is that of the newest claim
         bool isMemoryKept = false;
         bool isOwned = false;
+
+        RowPlace place() const { return {lease.record.sortIndex, lease.record.id}; }
     };
 
     /// What was there before something that happens together.
@@ -64,6 +69,8 @@ private:
     void remember(qint64 id);
     static bool isMeant(const Row &row, ListFilter filter);
     static ListEntry entryOf(const Row &row);
+    std::optional<QList<RowPlace>> placesWithout(qint64 id, qint64 position, qint64 count) const;
+    void setPlace(const RowPlace &place);
     Row rowOf(qint64 id);
     Row *find(qint64 id);
     QList<Record> select(const std::function<bool(const Row &)> &condition) const;
@@ -71,6 +78,7 @@ private:
     const Failure m_warning;
     Failure m_failure;
     QMap<qint64, Row> m_rows;
+    std::set<RowPlace> m_places; ///< of all rows, as their records say them
     qint64 m_lastId = 0;
     std::optional<Before> m_before; ///< nothing = each operation is one of its own
 };

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <host/storage/recordrows.h>
 
+#include <host/storage/rowplaces.h>
 #include <host/storage/sqlcells.h>
 #include <host/storage/variantjson.h>
 
@@ -159,6 +160,17 @@ const Columns<Download> &downloadColumns()
         {"content"_L1, [](const Download &record) { return SqlCells::fromContent(record.content); },
          [](Download &record, const SqlValue &cell) { record.content = cell.toBytes(); }},
     };
+    return columns;
+}
+
+/// A run knows the place of a download as it was when the run began.
+const Columns<Download> &columnsOfRuns()
+{
+    static const Columns<Download> columns = [] {
+        Columns<Download> rest = downloadColumns();
+        rest.removeIf([](const Column<Download> &column) { return column.name == "sort_index"_L1; });
+        return rest;
+    }();
     return columns;
 }
 
@@ -348,6 +360,10 @@ bool selectAll(RecordRows &rows, const PartTable<Part> &table, const SqlValues &
 bool RecordRows::insert(AbstractDownloadPersistentInfo &record)
 {
     static const QString statement = insertStatement(u"downloads"_s, names(downloadColumns()));
+    const std::optional<qint64> key = keyBehindAll();
+    if (!key)
+        return false;
+    record.sortIndex = *key;
     auto insertion = run(statement, cells(downloadColumns(), record));
     if (!insertion)
         return false;
@@ -361,9 +377,9 @@ bool RecordRows::update(const AbstractDownloadPersistentInfo &record, const SqlV
     static const QString statement =
         u"UPDATE downloads SET %1 = ?, file_identity = coalesce(?, file_identity), "
         u"content_encoding = coalesce(?, content_encoding) "
-        u"WHERE id = ? AND ? IN (0, fence)"_s.arg(names(downloadColumns()).join(u" = ?, "_s));
+        u"WHERE id = ? AND ? IN (0, fence)"_s.arg(names(columnsOfRuns()).join(u" = ?, "_s));
     auto change =
-        run(statement, cells(downloadColumns(), record) + SqlValues{fileIdentity, contentEncoding, record.id, fence});
+        run(statement, cells(columnsOfRuns(), record) + SqlValues{fileIdentity, contentEncoding, record.id, fence});
     return change && change->changes() == 1 && deleteParts(record.id) && insertParts(record);
 }
 
@@ -412,6 +428,15 @@ bool RecordRows::isRefused(const QString &column)
     if (!column.isEmpty())
         m_error = {kCorrupt, u"the column \"%1\" holds what it cannot hold"_s.arg(column)};
     return !column.isEmpty();
+}
+
+std::optional<qint64> RecordRows::keyBehindAll()
+{
+    auto greatest = run(u"SELECT max(sort_index) FROM downloads"_s, {});
+    if (!greatest || !greatest->next())
+        return std::nullopt;
+    const SqlValue key = greatest->value(0);
+    return RowPlaces::keyBehind(key.isNull() ? std::nullopt : std::optional(key.toNumber()));
 }
 
 bool RecordRows::insertParts(const AbstractDownloadPersistentInfo &record)

@@ -21,9 +21,9 @@ public:
     {
     }
 
-    /// Takes no notice of the record's id; gives it the new one.
+    /// Takes no notice of the record's id and place; gives it the new ones, behind all others.
     bool insert(AbstractDownloadPersistentInfo &record);
-    /// False, without an error, when the list has no record of that id.
+    /// All but its place. False, without an error, when the list has no record of that id.
     /// @param fileIdentity null = the one that is there stays @param contentEncoding likewise @param fence of the claim
     /// under which it is written: false where it is not the newest; 0 = whoever has it
     bool update(const AbstractDownloadPersistentInfo &record, const SqlValue &fileIdentity = {},
@@ -49,6 +49,7 @@ public:
     bool isRefused(const QString &column);
 
 private:
+    std::optional<qint64> keyBehindAll();
     bool insertParts(const AbstractDownloadPersistentInfo &record);
     bool deleteParts(qint64 id);
     bool loadParts(AbstractDownloadPersistentInfo &record);

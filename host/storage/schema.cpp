@@ -231,6 +231,16 @@ constexpr QStringView kFence = uR"(ALTER TABLE downloads ADD COLUMN fence INTEGE
 
 constexpr QStringView kSixthVersion[] = {kAddressesWithDigest, kFence};
 
+/// Up to then nobody had given them places.
+constexpr QStringView kPlaces = uR"(UPDATE downloads SET sort_index = id * 4294967296)";
+
+/// Their entries lie in the order of the places, which is that of pages of the list.
+constexpr QStringView kDownloadsByPlace = uR"(CREATE INDEX downloads_by_place ON downloads (sort_index))";
+constexpr QStringView kFinishedByPlace =
+    uR"(CREATE INDEX downloads_by_finished_and_place ON downloads (finished, sort_index))";
+
+constexpr QStringView kSeventhVersion[] = {kPlaces, kDownloadsByPlace, kFinishedByPlace};
+
 constexpr QStringView kHarmlessNames =
     u"'accept', 'accept-charset', 'accept-encoding', 'accept-language', 'cache-control', 'pragma', 'user-agent', "
     u"'referer', 'origin', 'dnt', 'sec-gpc', 'save-data', 'priority', 'upgrade-insecure-requests', "
@@ -249,6 +259,7 @@ constexpr Migration kMigrations[] = {
     {kFirstVersion, std::size(kFirstVersion)},       {kSecondVersion, std::size(kSecondVersion)},
     {kThirdVersion, std::size(kThirdVersion)},       {kFourthVersion, std::size(kFourthVersion)},
     {kFifthVersion, std::size(kFifthVersion), true}, {kSixthVersion, std::size(kSixthVersion)},
+    {kSeventhVersion, std::size(kSeventhVersion)},
 };
 
 /// Of another version it would be no flaw. It is there from the step that took something out to the wipe.
@@ -350,7 +361,7 @@ Schema::Finding migrated(const SqlDatabase &database, SqlTransaction &transactio
 
 const int Schema::kVersion = int(std::size(kMigrations));
 
-const QByteArray Schema::kFingerprint = QByteArrayLiteral("49c4bbd00d820e11");
+const QByteArray Schema::kFingerprint = QByteArrayLiteral("9f81fb079b6df622");
 
 const QList<SchemaCheck::Object> &Schema::objects(int version)
 {

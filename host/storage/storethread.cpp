@@ -175,6 +175,16 @@ QList<ListEntry> StoreThread::page(ListFilter filter, int limit, qint64 before)
     return call([&](DownloadStore &store) { return store.page(filter, limit, before); });
 }
 
+QList<ListEntry> StoreThread::page(ListFilter filter, ListOrder order, qint64 first, int limit)
+{
+    return call([&](DownloadStore &store) { return store.page(filter, order, first, limit); });
+}
+
+qint64 StoreThread::move(qint64 id, qint64 position, QList<RowPlace> *places)
+{
+    return call([&](DownloadStore &store) { return store.move(id, position, places); });
+}
+
 qint64 StoreThread::count(ListFilter filter)
 {
     return call([filter](DownloadStore &store) { return store.count(filter); });

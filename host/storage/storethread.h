@@ -56,6 +56,8 @@ public:
     QList<Record> findByUrl(const QUrl &url, int limit) override;
     QList<Record> list() override;
     QList<ListEntry> page(ListFilter filter, int limit, qint64 before = 0) override;
+    QList<ListEntry> page(ListFilter filter, ListOrder order, qint64 first, int limit) override;
+    qint64 move(qint64 id, qint64 position, QList<RowPlace> *places = nullptr) override;
     qint64 count(ListFilter filter) override;
     DownloadOptions options(qint64 id) override;
     bool setOptions(qint64 id, const DownloadOptions &options) override;

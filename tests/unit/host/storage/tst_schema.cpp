@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <host/storage/rowplaces.h>
 #include <host/storage/schema.h>
 #include <host/storage/sqldatabase.h>
 
@@ -108,12 +109,14 @@ void TestSchema::aListOfTheFirstVersionKeepsItsRecords()
     QString error;
     QVERIFY2(upgrade(&error), qPrintable(error));
     QCOMPARE(number(u"user_version"_s), Schema::kVersion);
-    SqlStatement row = m_database->run(u"SELECT url, finished, file_identity, content_encoding FROM downloads"_s);
+    SqlStatement row =
+        m_database->run(u"SELECT url, finished, file_identity, content_encoding, sort_index / id FROM downloads"_s);
     QVERIFY(row.next());
     QCOMPARE(row.value(0).toText(), u"http://a/old.iso"_s);
     QCOMPARE(row.value(1).toInt(), 0);
     QVERIFY(row.value(2).isNull());
     QVERIFY(row.value(3).isNull());
+    QCOMPARE(row.value(4).toNumber(), RowPlaces::kGap);
 }
 
 void TestSchema::aLaterVersionIsRefused()

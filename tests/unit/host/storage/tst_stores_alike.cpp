@@ -44,8 +44,8 @@ private:
 
 bool isSame(const ListEntry &a, const ListEntry &b)
 {
-    return a.id == b.id && a.name == b.name && a.url == b.url && a.folder == b.folder && a.size == b.size
-        && a.done == b.done && a.finished == b.finished && a.hasChecksum == b.hasChecksum
+    return a.id == b.id && a.placeKey == b.placeKey && a.name == b.name && a.url == b.url && a.folder == b.folder
+        && a.size == b.size && a.done == b.done && a.finished == b.finished && a.hasChecksum == b.hasChecksum
         && a.checksumResult == b.checksumResult && a.evidence == b.evidence && a.ownerPid == b.ownerPid
         && a.error == b.error && a.creationTime == b.creationTime && a.finishedTime == b.finishedTime
         && a.errorTime == b.errorTime;
@@ -115,6 +115,7 @@ private:
 bool TestStoresAlike::agreesOnAStep(const Both &both, QRandomGenerator &dice)
 {
     const qint64 id = 1 + dice.bounded(kIds);
+    const qint64 position = qint64(dice.bounded(kIds)) - 1;
     const Info record = someRecord(dice, id);
     const DownloadOptions options = someOptions(dice);
     const DownloadStore::Holdings holdings = someHoldings(dice);
@@ -132,6 +133,7 @@ bool TestStoresAlike::agreesOnAStep(const Both &both, QRandomGenerator &dice)
         },
         [&](DownloadStore &store) { return qint64(store.setOptions(id, options)); },
         [&](DownloadStore &store) { return qint64(store.setDigestResult(id, ChecksumResult::Equal)); },
+        [&](DownloadStore &store) { return store.move(id, position); },
         [&](DownloadStore &store) { return qint64(store.claim(id)); },
         [&](DownloadStore &store) { return qint64(store.release(id)); },
         [&](DownloadStore &store) { return qint64(store.remove(id)); },
@@ -156,6 +158,8 @@ bool TestStoresAlike::agreesOnRows(const Both &both)
         const auto isAsExpected = [&](DownloadStore &store) {
             QList<ListEntry> page = store.page(filter, 3);
             page += store.page(filter, 100, page.isEmpty() ? 0 : page.last().id);
+            for (const ListOrder order : {ListOrder::Place, ListOrder::Newest})
+                page += store.page(filter, order, 0, 2) + store.page(filter, order, 2, 100);
             expected = expected.isEmpty() ? page : expected;
             return std::equal(page.cbegin(), page.cend(), expected.cbegin(), expected.cend(), isSame);
         };
