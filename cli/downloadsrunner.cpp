@@ -106,7 +106,7 @@ void DownloadsRunner::begin()
         return;
     }
     m_isListKnown = false;
-    m_engine.snapshots({0, -1, ListFilter::Unfinished, SnapshotQuery::Order::Newest},
+    m_engine.snapshots({0, -1, ListFilter::Unfinished, SnapshotQuery::Order::Position},
                        [this](const EngineAnswer &answer) { takeUnfinished(answer); });
 }
 

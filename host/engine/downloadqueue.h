@@ -14,6 +14,7 @@
 #include <host/policy/streamwindow.h>
 #include <host/policy/trouble.h>
 #include <host/policy/watchdog.h>
+#include <host/storage/rowplaces.h>
 #include <inet/qt/download/records/connectionsmap.h>
 #include <inet/qt/download/records/networkusagesettings.h>
 
@@ -23,6 +24,7 @@
 #include <QTimer>
 
 #include <functional>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <unordered_map>
@@ -61,26 +63,29 @@ public:
         FinishNow, ///< be content with what is there
     };
 
+    /// A place behind all that there are.
+    static constexpr qint64 kBehindAll = std::numeric_limits<qint64>::max();
+
     /// @param session open; outlives the queue
     explicit DownloadQueue(DownloadSession &session, const QueueOptions &options, QObject *parent = nullptr);
     ~DownloadQueue() override;
 
-    /// Has a download wait, behind all others; stateChanged() to Waiting follows, from Paused where it is not known
-    /// here. False when it waits or has begun already, and after close().
-    bool append(qint64 id, Job job = Job::Download, Failure *failure = nullptr);
+    /// Has a download wait; stateChanged() to Waiting follows, from Paused where it is not known here. False when it
+    /// waits or has begun already, and after close(). @param placeKey of its place in the list: it begins before those
+    /// that wait with a greater one, and behind all others
+    bool append(qint64 id, Job job = Job::Download, Failure *failure = nullptr, qint64 placeKey = kBehindAll);
     /// What waits does not begin; what has begun is stopped, and all of it saved first: stateChanged() follows, then to
     /// Paused, or to Done where nothing was left to be done. It stays known. False when it neither waits nor has begun,
     /// or is being stopped already.
     bool pause(qint64 id, Failure *failure = nullptr);
-    /// Has what is paused wait again, behind all others; stateChanged() follows. It begins as if it were new here.
-    /// False when it is not Paused, and after close().
+    /// Has what is paused wait again, in its place; stateChanged() follows. It begins as if it were new here. False
+    /// when it is not Paused, and after close().
     bool resume(qint64 id, Failure *failure = nullptr);
     /// As pause(), and then it is known here no longer: stateChanged() to Removed is the last of it. False when it is
     /// not known. What is being stopped already leaves, too.
     bool take(qint64 id, Failure *failure = nullptr);
-    /// Puts what waits at another place among those that wait, 0 being the next; what lies beyond the end is the end.
-    /// No signal. False when it does not wait.
-    bool move(qint64 id, qsizetype position, Failure *failure = nullptr);
+    /// The places in the list of some downloads are others now; those that are not known here do not matter. No signal.
+    void setPlaces(const QList<RowPlace> &places);
     /// pause() for all that waits or has begun.
     void pauseAll();
     /// resume() for all that is paused, in the order in which it was.
@@ -145,6 +150,7 @@ private:
     struct Entry {
         DownloadState state = DownloadState::Paused;
         Job job = Job::Download; ///< that it waits for
+        qint64 placeKey = kBehindAll; ///< of its place in the list
         QtHostAndPort server; ///< of one that waits, known once it was looked at
         std::unique_ptr<QueuedDownload> active; ///< null = it has not begun, or has ended
     };
@@ -157,6 +163,7 @@ private:
     void forget(qint64 id);
     static bool refuse(qint64 id, const QString &reason, Failure *failure);
     void enqueue(qint64 id, Job job);
+    void putAmongWaiting(qint64 id);
     void pauseWaiting(qint64 id);
     void stop(QueuedDownload &active, bool isTaken);
     void giveUpWaiting();
@@ -228,7 +235,7 @@ private:
     DownloadSession &m_session;
     QueueOptions m_options;
     std::unordered_map<qint64, Entry> m_entries;
-    QList<qint64> m_waiting; ///< of m_entries, and not begun; the first is the next
+    QList<qint64> m_waiting; ///< of m_entries, and not begun, by their places; the first is the next
     QList<qint64> m_order; ///< of m_entries, those that have begun
     QList<qint64> m_paused; ///< of m_entries
     QTimer m_tick;

@@ -11,7 +11,7 @@
 
 using namespace Qt::StringLiterals;
 
-bool DownloadQueue::append(qint64 id, Job job, Failure *failure)
+bool DownloadQueue::append(qint64 id, Job job, Failure *failure, qint64 placeKey)
 {
     Q_ASSERT(QThread::currentThread() == thread());
     const Outbox::Scope scope(m_outbox);
@@ -20,6 +20,7 @@ bool DownloadQueue::append(qint64 id, Job job, Failure *failure)
         return refuse(id, u"the queue is closed"_s, failure);
     if (known && *known != DownloadState::Paused)
         return refuse(id, u"it waits or has begun already"_s, failure);
+    m_entries[id].placeKey = placeKey;
     enqueue(id, job);
     return true;
 }
@@ -73,14 +74,20 @@ bool DownloadQueue::take(qint64 id, Failure *failure)
     return true;
 }
 
-bool DownloadQueue::move(qint64 id, qsizetype position, Failure *failure)
+void DownloadQueue::setPlaces(const QList<RowPlace> &places)
 {
     Q_ASSERT(QThread::currentThread() == thread());
-    const qsizetype from = m_waiting.indexOf(id);
-    if (from < 0)
-        return refuse(id, u"it does not wait"_s, failure);
-    m_waiting.move(from, std::clamp<qsizetype>(position, 0, m_waiting.size() - 1));
-    return true;
+    QList<qint64> waiting;
+    for (const RowPlace &place : places) {
+        Entry *const entry = entryOf(place.id);
+        if (!entry)
+            continue;
+        entry->placeKey = place.key;
+        if (!entry->active && m_waiting.removeOne(place.id))
+            waiting.append(place.id);
+    }
+    for (const qint64 id : std::as_const(waiting))
+        putAmongWaiting(id);
 }
 
 void DownloadQueue::pauseAll()
@@ -156,9 +163,15 @@ void DownloadQueue::enqueue(qint64 id, Job job)
     Entry &entry = m_entries[id];
     entry.job = job;
     m_paused.removeOne(id);
-    m_waiting.append(id);
+    putAmongWaiting(id);
     transition(id, DownloadState::Waiting);
     fillSoon();
+}
+
+void DownloadQueue::putAmongWaiting(qint64 id)
+{
+    const auto isBefore = [this](qint64 key, qint64 other) { return key < m_entries.at(other).placeKey; };
+    m_waiting.insert(std::upper_bound(m_waiting.cbegin(), m_waiting.cend(), m_entries.at(id).placeKey, isBefore), id);
 }
 
 /// It is no longer among those that wait.

@@ -53,8 +53,9 @@ public:
     /// is there already, that is taken, and changed() follows. @param begin resume() is part of it. Answers its number;
     /// a failure where nobody serves the address.
     void add(const DownloadRequest &request, bool begin, const Callback &callback = {});
-    /// Has a download wait for its turn; changed() follows with Waiting, and from there whatever happens to it. A
-    /// failure where it waits or is active already, where there is none, or another process is at work on it.
+    /// Has a download wait for its turn, which comes in the order of the list; changed() follows with Waiting, and from
+    /// there whatever happens to it. A failure where it waits or is active already, where there is none, or another
+    /// process is at work on it.
     void resume(qint64 id, const Callback &callback = {});
     /// Ends what waits or is active, in order: what is there of it is saved first. Answers when that has begun;
     /// changed() follows with Paused, or with Done where nothing was left to be done. A failure where it does neither.
@@ -80,8 +81,8 @@ public:
     /// is finished.
     void setUrl(qint64 id, const DownloadRequest &request, bool force, const Callback &callback = {});
     /// Puts a download at another place of the list, 0 being the first; those between move by one. Where it waits, it
-    /// begins before those that wait and stand behind it. moved() follows. What lies beyond the end is the end. Lasts
-    /// as long as the engine.
+    /// begins before those that wait and stand behind it. moved() follows. What lies beyond the end is the end. It
+    /// lasts: the list keeps its order, for other programs and later engines, too.
     void move(qint64 id, qint64 position, const Callback &callback = {});
     /// From now on and in the list; changed() follows.
     void setLimits(qint64 id, const Limits &limits, const Callback &callback = {});

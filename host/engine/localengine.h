@@ -5,7 +5,6 @@
 #include <host/engine/downloadqueue.h>
 #include <host/engine/engine.h>
 #include <host/engine/resourcecheck.h>
-#include <host/engine/roworder.h>
 #include <host/storage/downloadstore.h>
 
 #include <QHash>
@@ -84,7 +83,6 @@ private:
     void removeNow(const EngineCommand &command);
     void finishNow(const EngineCommand &command);
     void move(const EngineCommand &command);
-    qsizetype waitingBefore(qsizetype position);
     void setLimits(const EngineCommand &command);
     void setOptions(const EngineCommand &command);
     void answerChange(const EngineCommand &command, const Failure &failure);
@@ -125,10 +123,6 @@ private:
     void answerSnapshot(const EngineCommand &command);
     void answerPage(const EngineCommand &command);
     QList<ListEntry> pageOf(const SnapshotQuery &query);
-    QList<ListEntry> entriesAt(qint64 first, qint64 count);
-    void sortByPosition(QList<ListEntry> &entries);
-    RowOrder &order();
-    qint64 countRows();
     bool isQueued(qint64 id) const;
 
     // What queue and session tell.
@@ -136,6 +130,8 @@ private:
     void onWaiting(qint64 id);
     void onBegan(qint64 id);
     void onAtRest(qint64 id);
+    void tellAtRest(qint64 id, const std::optional<ListEntry> &known);
+    void tellPaused(QSet<qint64> ids);
     void warnOfMissingHeaders(qint64 id);
     void setState(qint64 id, DownloadState state);
     void onEnded(const DownloadOutcome &outcome);
@@ -159,13 +155,14 @@ private:
     QHash<qint64, DownloadQueue::Job> m_jobs; ///< of those that wait or are active, where it is no plain download
     QHash<qint64, Snapshot> m_rows; ///< of all that are active, and some that wait, as they were told
     QHash<qint64, Report> m_reports;
+    std::optional<ListEntry> m_appended; ///< while it is
+    std::optional<QSet<qint64>> m_paused; ///< while all are: of those that had not begun
     QSet<qint64> m_others; ///< that were told to be another process's
     QHash<qint64, EngineCommand> m_removals; ///< of those that are being paused for it
     QHash<qint64, Lookup> m_lookups; ///< by the session's number for the query
     QQueue<EngineCommand> m_checks; ///< the first one is under way
     QList<Question> m_questions;
     QHash<qint64, int> m_fileIndexes; ///< by question
-    std::optional<RowOrder> m_order; ///< nothing = nobody asked for it yet
     Totals m_totals; ///< as they were told
     QTimer m_tick;
     qint64 m_newest = 0; ///< number of the download added last

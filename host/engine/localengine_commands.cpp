@@ -5,6 +5,7 @@
 #include <host/engine/downloadstream.h>
 
 #include <algorithm>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -68,7 +69,9 @@ void LocalEngine::append(const ListEntry &known, DownloadQueue::Job job)
         m_jobs.insert(known.id, job);
     if (m_rows.size() < kMostRows)
         m_rows.insert(known.id, rowOf(known));
-    m_queue->append(known.id, job);
+    m_appended = known;
+    m_queue->append(known.id, job, nullptr, known.placeKey);
+    m_appended.reset();
     if (!m_tick.isActive())
         m_tick.start();
 }
@@ -85,7 +88,9 @@ void LocalEngine::pause(const EngineCommand &command)
 void LocalEngine::pauseAll(const EngineCommand &command)
 {
     answer(command, {.ids = m_queue->waitingIds() + m_queue->activeIds()});
+    m_paused.emplace();
     m_queue->pauseAll();
+    tellPaused(*std::exchange(m_paused, std::nullopt));
 }
 
 void LocalEngine::resumeAll(const EngineCommand &command)
@@ -145,24 +150,15 @@ void LocalEngine::finishNow(const EngineCommand &command)
 
 void LocalEngine::move(const EngineCommand &command)
 {
-    const qsizetype position = order().move(command.id, command.value);
+    QList<RowPlace> places;
+    const qint64 position = entry(command.id) ? list().move(command.id, command.value, &places) : -1;
     if (position < 0) {
         refuse(command, noSuch(command.id));
         return;
     }
     answer(command, {.ids = {command.id}});
     tell({EngineNews::Kind::Moved, command.id, position});
-    if (m_queue->state(command.id) == DownloadState::Waiting)
-        m_queue->move(command.id, waitingBefore(position));
-}
-
-/// So many of those that wait stand before a place of the list.
-qsizetype LocalEngine::waitingBefore(qsizetype position)
-{
-    const QList<qint64> waiting = m_queue->waitingIds();
-    const QSet<qint64> all(waiting.cbegin(), waiting.cend());
-    const QList<qint64> before = order().ids().first(position);
-    return std::count_if(before.cbegin(), before.cend(), [&all](qint64 id) { return all.contains(id); });
+    m_queue->setPlaces(places);
 }
 
 /// The queue gives them to what runs, and keeps them in the list.

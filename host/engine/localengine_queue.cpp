@@ -4,6 +4,7 @@
 #include <host/engine/downloadsession.h>
 #include <host/engine/snapshotmaker.h>
 
+#include <algorithm>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -13,6 +14,10 @@ namespace
 
 using Choice = Question::Choice;
 using Action = AbstractDownloadFileExistsAction;
+
+/// So few rows are read one by one.
+constexpr qsizetype kReadSingly = 20;
+constexpr int kReadAtOnce = 1000;
 
 Action actionOf(Choice choice)
 {
@@ -41,6 +46,11 @@ void LocalEngine::onStateChanged(qint64 id, DownloadState from, DownloadState to
     case DownloadState::Hashing:
         return setState(id, to);
     case DownloadState::Paused:
+        if (m_paused && from == DownloadState::Waiting) {
+            m_paused->insert(id);
+            return;
+        }
+        return onAtRest(id);
     case DownloadState::Failed:
     case DownloadState::Done:
         return onAtRest(id);
@@ -54,7 +64,10 @@ void LocalEngine::onStateChanged(qint64 id, DownloadState from, DownloadState to
 void LocalEngine::onWaiting(qint64 id)
 {
     const auto row = m_rows.constFind(id);
-    const std::optional<ListEntry> known = row == m_rows.cend() ? entry(id) : std::nullopt;
+    const bool isAtHand = m_appended && m_appended->id == id;
+    std::optional<ListEntry> known;
+    if (row == m_rows.cend())
+        known = isAtHand ? m_appended : entry(id);
     if (row != m_rows.cend() || known) {
         Snapshot waiting = known ? rowOf(*known) : *row;
         waiting.state = DownloadState::Waiting;
@@ -105,14 +118,34 @@ void LocalEngine::onEnded(const DownloadOutcome &outcome)
 
 void LocalEngine::onAtRest(qint64 id)
 {
-    const Snapshot last = m_rows.take(id);
-    m_jobs.remove(id);
-    closeQuestionsOf(id);
     std::optional<ListEntry> known;
     if (const auto report = m_reports.find(id); report != m_reports.end())
         known = std::exchange(report->line, std::nullopt);
-    if (!known)
-        known = entry(id);
+    tellAtRest(id, known ? known : entry(id));
+}
+
+/// In one pass over the list: there may be a hundred thousand.
+void LocalEngine::tellPaused(QSet<qint64> ids)
+{
+    const auto newest = std::max_element(ids.cbegin(), ids.cend());
+    qint64 before = newest == ids.cend() ? 0 : *newest + 1;
+    while (ids.size() > kReadSingly && before > 0) {
+        const QList<ListEntry> entries = list().page(ListFilter::All, kReadAtOnce, before);
+        for (const ListEntry &known : entries) {
+            if (ids.remove(known.id))
+                tellAtRest(known.id, owned(known));
+        }
+        before = entries.isEmpty() ? 0 : entries.last().id;
+    }
+    for (const qint64 id : std::as_const(ids))
+        onAtRest(id);
+}
+
+void LocalEngine::tellAtRest(qint64 id, const std::optional<ListEntry> &known)
+{
+    const Snapshot last = m_rows.take(id);
+    m_jobs.remove(id);
+    closeQuestionsOf(id);
     if (known)
         tellChanged(rowOf(*known));
     else if (last.id != 0)

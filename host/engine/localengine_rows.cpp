@@ -161,17 +161,13 @@ void LocalEngine::tellChanged(const Snapshot &snapshot)
 
 void LocalEngine::tellAdded(const Snapshot &snapshot)
 {
-    if (m_order)
-        m_order->append(snapshot.id);
-    EngineNews news{EngineNews::Kind::Added, snapshot.id, countRows() - 1};
+    EngineNews news{EngineNews::Kind::Added, snapshot.id, list().count(ListFilter::All) - 1};
     news.snapshot = snapshot;
     tell(news);
 }
 
 void LocalEngine::tellRemoved(qint64 id)
 {
-    if (m_order)
-        m_order->remove(id);
     m_reports.remove(id);
     tell({EngineNews::Kind::Removed, id});
 }
@@ -265,56 +261,17 @@ void LocalEngine::tellOwnership(const Snapshot &row)
         tellChanged(row);
 }
 
+/// What is sorted by other than its place is read whole, but for the newest.
 QList<ListEntry> LocalEngine::pageOf(const SnapshotQuery &query)
 {
     using Order = SnapshotQuery::Order;
-    const bool isWhole = query.count < 0 || query.first + query.count > kAll;
-    if (query.order == Order::Newest)
-        return cut(list().page(query.filter, isWhole ? kAll : int(query.first + query.count)), query);
-    if (query.order == Order::Position && query.filter == ListFilter::All && !isWhole)
-        return entriesAt(query.first, query.count);
+    const int most = query.count < 0 ? kAll : int(std::min<qint64>(query.count, kAll));
+    if (query.order == Order::Newest && query.first == 0 && query.count < 0)
+        return list().page(query.filter, kAll);
+    if (query.order == Order::Newest || query.order == Order::Position)
+        return list().page(query.filter, query.order == Order::Newest ? ListOrder::Newest : ListOrder::Place,
+                           query.first, most);
     QList<ListEntry> all = list().page(query.filter, kAll);
-    if (query.order == Order::Position)
-        sortByPosition(all);
-    else
-        sortByKey(all, sortKeyOf(query.order));
+    sortByKey(all, sortKeyOf(query.order));
     return cut(all, query);
-}
-
-QList<ListEntry> LocalEngine::entriesAt(qint64 first, qint64 count)
-{
-    QList<ListEntry> entries;
-    const QList<qint64> ids = order().ids().mid(std::min<qsizetype>(first, order().size()), count);
-    for (const qint64 id : ids) {
-        if (const std::optional<ListEntry> known = entry(id))
-            entries.append(*known);
-    }
-    return entries;
-}
-
-void LocalEngine::sortByPosition(QList<ListEntry> &entries)
-{
-    QHash<qint64, qsizetype> positions;
-    for (const qint64 id : order().ids())
-        positions.insert(id, positions.size());
-    std::sort(entries.begin(), entries.end(), [&positions](const ListEntry &a, const ListEntry &b) {
-        return positions.value(a.id) < positions.value(b.id);
-    });
-}
-
-RowOrder &LocalEngine::order()
-{
-    if (!m_order) {
-        QList<qint64> ids;
-        const QList<ListEntry> all = list().page(ListFilter::All, kAll);
-        for (auto entry = all.crbegin(); entry != all.crend(); ++entry)
-            ids.append(entry->id);
-        m_order.emplace(ids);
-    }
-    return *m_order;
-}
-
-qint64 LocalEngine::countRows()
-{
-    return m_order ? m_order->size() : list().count(ListFilter::All);
 }

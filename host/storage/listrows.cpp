@@ -67,6 +67,22 @@ QString placesOf(ListFilter filter)
     return places;
 }
 
+/// Each part counts entries of an index.
+QString countOf(ListFilter filter)
+{
+    const QString all = u"(SELECT count(*) FROM downloads)"_s;
+    const QString where = u"(SELECT count(*) FROM downloads WHERE %1)"_s;
+    switch (filter) {
+    case ListFilter::All:
+        break;
+    case ListFilter::Unfinished:
+        return where.arg(u"finished = 0"_s) + u" + "_s + where.arg(u"+finished = 1 AND "_s + kNotCompared);
+    case ListFilter::Finished:
+        return where.arg(u"finished = 1"_s);
+    }
+    return all;
+}
+
 QString orderOf(ListOrder order)
 {
     return order == ListOrder::Place ? u"place_key, place_id"_s : u"place_id DESC"_s;
@@ -257,9 +273,7 @@ std::optional<qint64> ListRows::move(RecordRows &rows, qint64 id, qint64 positio
 
 std::optional<qint64> ListRows::count(RecordRows &rows, ListFilter filter)
 {
-    // Of all of them nothing of the rows is read.
-    const QString places = filter == ListFilter::All ? u"downloads"_s : u'(' + placesOf(filter) + u')';
-    auto number = rows.run(u"SELECT count(*) FROM "_s + places, {});
+    auto number = rows.run(u"SELECT "_s + countOf(filter), {});
     if (!number || !number->next())
         return std::nullopt;
     return number->value(0).toNumber();

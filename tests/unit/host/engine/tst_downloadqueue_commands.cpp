@@ -36,7 +36,7 @@ private Q_SLOTS:
     void whatFinishesWhileItIsPausedIsDone();
     void whatIsCompleteWhenItIsStoppedIsDone();
     void aWarningComesInItsPlace();
-    void movesDecideWhoIsNext();
+    void placesInTheListDecideWhoIsNext();
     void allArePausedAndResumedInTheirOrder();
     void moreAtOnceBeginAtOnce();
     void fewerAtOnceLeaveThoseThatRunAlone();
@@ -205,16 +205,16 @@ void TestDownloadQueueCommands::aWarningComesInItsPlace()
     QCOMPARE(told, QString(u"Waiting Running Resting Running warned Done"_s).split(u' '));
 }
 
-void TestDownloadQueueCommands::movesDecideWhoIsNext()
+void TestDownloadQueueCommands::placesInTheListDecideWhoIsNext()
 {
     QueueBench bench(QueueBench::oneAtATime());
     const qint64 first = bench.bring(Place::Running);
     QList<qint64> ids;
     for (int i = 0; i < 4; ++i)
         ids.append(bench.append(u"done"_s));
-    QVERIFY(bench.queue->move(ids.at(3), 0));
-    QVERIFY(bench.queue->move(ids.at(0), 99));
-    QVERIFY(bench.queue->move(ids.at(2), -5));
+    bench.queue->setPlaces({{10, ids.at(3)}, {11, ids.at(1)}, {50, 99}, {7, first}});
+    bench.queue->setPlaces({{12, ids.at(0)}});
+    bench.queue->setPlaces({{-5, ids.at(2)}});
     const QList<qint64> order{ids.at(2), ids.at(3), ids.at(1), ids.at(0)};
     QCOMPARE(bench.queue->waitingIds(), order);
     bench.queue->pause(first);
@@ -275,17 +275,13 @@ void TestDownloadQueueCommands::whatMakesNoSenseIsRefusedAndChangesNothing_data(
         return queue.append(id, DownloadQueue::Job::Download, failure);
     };
     const Command resume = [](DownloadQueue &queue, qint64 id, Failure *failure) { return queue.resume(id, failure); };
-    const Command move = [](DownloadQueue &queue, qint64 id, Failure *failure) { return queue.move(id, 0, failure); };
     const Command strangers = [](DownloadQueue &queue, qint64, Failure *failure) {
-        return queue.pause(99, failure) || queue.resume(99, failure) || queue.take(99, failure)
-            || queue.move(99, 0, failure);
+        return queue.pause(99, failure) || queue.resume(99, failure) || queue.take(99, failure);
     };
     for (const auto &[name, place] : QueueBench::kPlaces) {
         QTest::addRow("append, %s", name) << place << append;
         QTest::addRow("resume, %s", name) << place << resume;
         QTest::addRow("an unknown one, %s", name) << place << strangers;
-        if (place != Place::Waiting && place != Place::Beginning)
-            QTest::addRow("move, %s", name) << place << move;
     }
 }
 
