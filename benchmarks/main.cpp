@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <benchmarks/engine.h>
 #include <benchmarks/large.h>
 #include <benchmarks/many.h>
 #include <benchmarks/throttled.h>
@@ -19,7 +20,8 @@ struct Benchmark {
     bool (*run)(QTextStream &out);
 };
 
-constexpr Benchmark kBenchmarks[] = {{"large", runLarge}, {"throttled", runThrottled}, {"many", runMany}};
+constexpr Benchmark kBenchmarks[] = {
+    {"large", runLarge}, {"throttled", runThrottled}, {"many", runMany}, {"engine", runEngine}};
 
 bool isWanted(const Benchmark &benchmark, const QStringList &names)
 {

@@ -1,0 +1,322 @@
+// SPDX-License-Identifier: MIT
+#include <benchmarks/engine.h>
+
+#include <host/engine/localengine.h>
+#include <host/storage/downloadlist.h>
+#include <tests/support/nginxserver.h>
+#include <tests/support/testca.h>
+#include <tests/unit/host/storage/shell.h>
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTimer>
+
+#include <algorithm>
+#include <functional>
+#include <memory>
+#include <optional>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+using Order = SnapshotQuery::Order;
+
+constexpr int kRows = 100000;
+constexpr qint64 kPage = 50;
+constexpr int kRounds = 5;
+constexpr int kWaiting = 1000;
+constexpr int kChangesPerSecond = 1000;
+constexpr int kChangesIntervalMs = 10;
+/// So many changes without an answer, and no more are given.
+constexpr int kMostUnanswered = 1000;
+constexpr qint64 kSize = 1024 * 1048576LL;
+constexpr quint64 kSeed = 14;
+const QString kFileName = u"file.bin"_s;
+
+double median(QList<double> values)
+{
+    std::sort(values.begin(), values.end());
+    return values.at(values.size() / 2);
+}
+
+QString number(double value, int decimals)
+{
+    return QString::number(value, 'f', decimals);
+}
+
+/// Every second row is finished.
+bool makeList(const QString &path)
+{
+    DownloadList list;
+    if (!list.open(path))
+        return false;
+    AbstractDownloadPersistentInfo record;
+    record.url = QUrl(u"http://127.0.0.1:1/"_s);
+    record.folder = QFileInfo(path).absolutePath();
+    record.creationTime = QDateTime::currentDateTimeUtc();
+    AbstractDownloadFileInfo file;
+    file.name = u"x"_s;
+    file.size = 1;
+    file.sections = {AbstractDownloadSection{0, 1, 0}};
+    record.files = {file};
+    if (list.insert(record) == 0)
+        return false;
+    const Shell shell(path);
+    return shell.multiply(record.id, kRows - 1)
+        && shell.value(u"UPDATE downloads SET url = url || id, flags = flags | (id % 2 * 2), sort_index = id << 32"_s)
+               .isNull()
+        && shell.value(u"UPDATE files SET name = 'name ' || (download_id * 7919 % 100000), size = download_id"_s)
+               .isNull();
+}
+
+/// An engine on the list, and the calls to it that are waited for.
+class Bench
+{
+    Q_DISABLE_COPY_MOVE(Bench)
+
+public:
+    explicit Bench(const QString &listPath)
+        : m_engine(std::make_unique<LocalEngine>())
+    {
+        EngineOptions options;
+        options.session.listPath = listPath;
+        options.session.moduleFolders = {QStringLiteral(MODULE_FOLDER)};
+        options.queue.mostAtOnce = 1;
+        m_isOpen = ask([&](const Engine::Callback &done) { m_engine->open(options, done); }).isOk();
+    }
+    ~Bench()
+    {
+        QEventLoop loop;
+        QObject::connect(m_engine.get(), &Engine::closed, &loop, &QEventLoop::quit);
+        m_engine->close();
+        loop.exec();
+    }
+
+    bool isOpen() const { return m_isOpen; }
+    Engine &engine() { return *m_engine; }
+
+    static EngineAnswer ask(const std::function<void(const Engine::Callback &)> &command)
+    {
+        std::optional<EngineAnswer> given;
+        QEventLoop loop;
+        command([&](const EngineAnswer &answer) {
+            given = answer;
+            loop.quit();
+        });
+        if (!given)
+            loop.exec();
+        return given.value_or(EngineAnswer());
+    }
+
+private:
+    std::unique_ptr<Engine> m_engine;
+    bool m_isOpen = false;
+};
+
+/// ms; none = it was not answered as it should be
+std::optional<double> timeOf(Bench &bench, const SnapshotQuery &query)
+{
+    QList<double> times;
+    for (int round = 0; round < kRounds; ++round) {
+        QElapsedTimer clock;
+        clock.start();
+        const EngineAnswer answer =
+            Bench::ask([&](const Engine::Callback &done) { bench.engine().snapshots(query, done); });
+        times.append(double(clock.nsecsElapsed()) / 1e6);
+        if (!answer.isOk() || answer.snapshots.size() != query.count)
+            return std::nullopt;
+    }
+    return median(times);
+}
+
+bool runPages(const QString &listPath, QTextStream &out)
+{
+    constexpr std::pair<Order, const char *> kOrders[] = {{Order::Position, "position"},
+                                                          {Order::Newest, "newest"},
+                                                          {Order::Created, "created"},
+                                                          {Order::Name, "name"},
+                                                          {Order::Size, "size"}};
+    constexpr std::pair<ListFilter, const char *> kFilters[] = {
+        {ListFilter::All, "all"}, {ListFilter::Unfinished, "unfinished"}, {ListFilter::Finished, "finished"}};
+    Bench bench(listPath);
+    if (!bench.isOpen())
+        return false;
+    out << kPage << " of " << kRows << " rows, ms from the call to the answer, medians of " << kRounds
+        << ": the first page, one in the middle\n";
+    for (const auto &[order, orderName] : kOrders) {
+        for (const auto &[filter, filterName] : kFilters) {
+            const auto first = timeOf(bench, {0, kPage, filter, order});
+            const auto middle = timeOf(bench, {kRows / 4, kPage, filter, order});
+            if (!first || !middle)
+                return false;
+            out << "  " << QString::fromLatin1(orderName).leftJustified(10)
+                << QString::fromLatin1(filterName).leftJustified(12) << number(*first, 1).rightJustified(8)
+                << number(*middle, 1).rightJustified(8) << '\n'
+                << Qt::flush;
+        }
+    }
+    return true;
+}
+
+/// Limits of what waits are changed, and it is paused and resumed, so many times a second.
+class Changes : public QObject
+{
+public:
+    Changes(Engine &engine, const QList<qint64> &ids)
+        : m_engine(engine)
+        , m_ids(ids)
+    {
+        m_timer.setInterval(kChangesIntervalMs);
+        m_timer.setTimerType(Qt::PreciseTimer);
+        connect(&m_timer, &QTimer::timeout, this, &Changes::give);
+    }
+
+    void start()
+    {
+        m_clock.start();
+        m_timer.start();
+    }
+    void stop() { m_timer.stop(); }
+    int answered() const { return m_answered; }
+    int unanswered() const { return m_unanswered; }
+    int refused() const { return m_refused; }
+
+private:
+    void give()
+    {
+        while (m_given < m_clock.elapsed() * kChangesPerSecond / 1000 && m_unanswered < kMostUnanswered)
+            giveOne();
+    }
+
+    void giveOne()
+    {
+        const qint64 id = m_ids.at(m_given / 3 % m_ids.size());
+        ++m_unanswered;
+        const auto done = [this](const EngineAnswer &answer) {
+            --m_unanswered;
+            ++m_answered;
+            m_refused += answer.isOk() ? 0 : 1;
+        };
+        switch (m_given++ % 3) {
+        case 0:
+            return m_engine.setLimits(id, {1000 + m_given, 2, 1}, done);
+        case 1:
+            return m_engine.pause(id, done);
+        default:
+            return m_engine.resume(id, done);
+        }
+    }
+
+    Engine &m_engine;
+    const QList<qint64> m_ids;
+    QTimer m_timer;
+    QElapsedTimer m_clock;
+    qint64 m_given = 0;
+    int m_answered = 0;
+    int m_unanswered = 0;
+    int m_refused = 0;
+};
+
+struct Transfer {
+    double seconds = 0;
+    int changes = 0; ///< that were answered while it ran
+};
+
+bool isSameFile(const QString &one, const QString &other)
+{
+    return QProcess::execute(u"cmp"_s, {u"-s"_s, one, other}) == 0;
+}
+
+/// Behind it stand others, which wait for as long as it runs.
+std::optional<Transfer> transfer(const QString &listPath, const QUrl &url, const QString &original, bool isChanging)
+{
+    Bench bench(listPath);
+    const QTemporaryDir target;
+    DownloadRequest request;
+    request.url = url;
+    request.folder = target.path();
+    QEventLoop loop;
+    QElapsedTimer clock;
+    Transfer found;
+    qint64 id = 0;
+    QList<qint64> waiting;
+    for (qint64 i = 1; i <= kWaiting; ++i)
+        waiting.append(2 * i);
+    Changes changes(bench.engine(), waiting);
+    Snapshot last;
+    QObject::connect(&bench.engine(), &Engine::changed, &loop, [&](const Snapshot &row) {
+        if (row.id != id || (row.state != DownloadState::Done && row.state != DownloadState::Failed))
+            return;
+        found.seconds = double(clock.elapsed()) / 1000;
+        found.changes = changes.answered();
+        last = row;
+        changes.stop();
+        bench.engine().pauseAll();
+        loop.quit();
+    });
+    if (!Bench::ask([&](const Engine::Callback &done) { bench.engine().prepare(done); }).isOk())
+        return std::nullopt;
+    clock.start();
+    id = Bench::ask([&](const Engine::Callback &done) { bench.engine().add(request, true, done); }).ids.value(0);
+    for (const qint64 other : std::as_const(waiting))
+        bench.engine().resume(other);
+    if (isChanging)
+        changes.start();
+    loop.exec();
+    while (changes.unanswered() > 0)
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    const bool isRight =
+        last.state == DownloadState::Done && changes.refused() == 0 && isSameFile(target.filePath(kFileName), original);
+    return isRight ? std::optional(found) : std::nullopt;
+}
+
+bool runChanges(const QString &listPath, QTextStream &out)
+{
+    TestCa ca;
+    NginxServer server;
+    if (!server.start(ca) || !server.addFile(kFileName, kSeed, kSize)) {
+        out << "nginx: " << server.errorText() << '\n';
+        return false;
+    }
+    QList<double> alone;
+    QList<double> beside;
+    double changes = 0;
+    for (int round = 0; round < kRounds; ++round) {
+        for (const bool isChanging : {false, true}) {
+            const auto found =
+                transfer(listPath, server.url(u'/' + kFileName), QDir(server.folder()).filePath(kFileName), isChanging);
+            if (!found)
+                return false;
+            (isChanging ? beside : alone).append(found->seconds);
+            changes += found->changes / found->seconds / kRounds;
+        }
+    }
+    out << kSize / 1048576 << " MiB, " << kWaiting << " downloads waiting, medians of " << kRounds << "\n  alone "
+        << number(median(alone), 2) << " s, beside " << number(changes, 0) << " changes a second "
+        << number(median(beside), 2) << " s: " << number(median(beside) / median(alone), 3) << " times as long\n"
+        << Qt::flush;
+    return true;
+}
+
+}
+
+bool runEngine(QTextStream &out)
+{
+    const QTemporaryDir home;
+    const QString listPath = home.filePath(u"downloads.sqlite"_s);
+    if (!makeList(listPath)) {
+        out << "cannot make the list\n";
+        return false;
+    }
+    if (runPages(listPath, out) && runChanges(listPath, out))
+        return true;
+    out << "  failed\n";
+    return false;
+}
