@@ -39,6 +39,14 @@ QString lateCommand(const QStringList &words)
     return found == words.cend() ? QString() : *found;
 }
 
+QStringList typedNames(const OptionRow &row)
+{
+    QStringList names = row.letter ? QStringList{u'-' + QString(QLatin1Char(row.letter))} : QStringList();
+    for (const QString &name : row.names())
+        names.append(u"--"_s + name);
+    return names;
+}
+
 /// The sentence, if a value is none.
 QString giveTyped(const QList<OptionParser::Typed> &options, OptionValues &values)
 {
@@ -88,10 +96,9 @@ QList<QByteArray> CommandLine::secretOptions()
 {
     QList<QByteArray> names;
     for (const OptionRow *row : CommandOptions::table().rows()) {
-        if (row->isSecret)
-            names.append(QByteArray("--") + row->name);
-        if (row->isSecret && row->otherName)
-            names.append(QByteArray("--") + row->otherName);
+        const QStringList own = row->isSecret ? typedNames(*row) : QStringList();
+        for (const QString &name : own)
+            names.append(name.toLatin1());
     }
     return names;
 }

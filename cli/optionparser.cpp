@@ -30,8 +30,7 @@ const QString kSeeHelp = u" Run \"plait --help\" to see what there is."_s;
 std::string namesOf(const OptionRow &row)
 {
     std::string names = row.letter ? std::string("-") + row.letter + ',' : std::string();
-    names += std::string("--") + row.name;
-    return row.otherName ? names + ",--" + row.otherName : names;
+    return names + "--" + row.names().join(",--"_L1).toStdString();
 }
 
 /// What help says of the values: "N:INT in [0 - 9]".

@@ -3,6 +3,7 @@
 
 #include <QFlags>
 #include <QString>
+#include <QStringList>
 #include <QVariant>
 
 struct DownloadOptions;
@@ -48,7 +49,7 @@ struct OptionRow {
 
     const char *name = nullptr; ///< without dashes, unique
     char letter = 0; ///< 0 = none
-    const char *otherName = nullptr; ///< as good as the name
+    const char *otherNames = nullptr; ///< as good as the name, parted by blanks; what other programs call the same
     /// What it belongs to; commands and manual have all options of a group, or none.
     const char *group = nullptr;
     Type type = Type::Flag;
@@ -64,6 +65,12 @@ struct OptionRow {
     const char *help = nullptr; ///< a line for a terminal
     const char *manual = nullptr; ///< Markdown; null = as help. Like help, it says nothing of how options are typed
     OptionField field{};
+
+    /// The name, and all that are as good.
+    QStringList names() const
+    {
+        return QString::fromLatin1(name).split(u' ') + QString::fromLatin1(otherNames).split(u' ', Qt::SkipEmptyParts);
+    }
 };
 
 Q_DECLARE_OPERATORS_FOR_FLAGS(OptionRow::Places)

@@ -10,9 +10,9 @@ OptionTable::OptionTable(const QList<const OptionRow *> &rows)
     : m_rows(rows)
 {
     for (const OptionRow *row : rows) {
-        m_byName.insert(QString::fromLatin1(row->name), row);
-        if (row->otherName)
-            m_byName.insert(QString::fromLatin1(row->otherName), row);
+        const QStringList names = row->names();
+        for (const QString &name : names)
+            m_byName.insert(name, row);
     }
 }
 

@@ -59,11 +59,10 @@ void TestOptionTable::noNameAndNoLetterStandsTwice()
 {
     QSet<QString> names;
     for (const Row *row : OptionTable::ofHost().rows()) {
-        for (const QString &name : {QString::fromLatin1(row->name), QString::fromLatin1(row->otherName),
-                                    row->letter ? QString(QLatin1Char(row->letter)) : QString()}) {
+        const QStringList letter = row->letter ? QStringList{QString(QLatin1Char(row->letter))} : QStringList();
+        for (const QString &name : row->names() + letter) {
             QVERIFY2(!names.contains(name), qPrintable(name));
-            if (!name.isEmpty())
-                names.insert(name);
+            names.insert(name);
         }
     }
 }
