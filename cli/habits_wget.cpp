@@ -1,0 +1,150 @@
+// SPDX-License-Identifier: MIT
+#include <cli/habits.h>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+using namespace HabitRows;
+
+constexpr char kNoLinks[] = "no links are followed; give addresses, or a file of them with \"-i FILE\"";
+constexpr char kNoFolders[] = "a file lies in the folder of \"-d\", and no folders are made of its address";
+
+QString progressOf(const QString &value)
+{
+    return value.startsWith("dot"_L1) ? u"--progress=line"_s : u"--progress=bar"_s;
+}
+
+constexpr Habit kRows[] = {
+    same("-O --output-document", "FILE", "output"),
+    same("-P --directory-prefix", "DIR", "dir"),
+    same("-i --input-file", "FILE", "input-file"),
+    same("-o --output-file", "FILE", "log"),
+    same("-a --append-output", "FILE", "log"),
+    always("-c --continue", nullptr, "what is unfinished is gone on with"),
+    refused("--start-pos", "OFFSET", "files are fetched whole; what is there already is not fetched again"),
+    same("-nc --no-clobber", nullptr, "on-exists=skip"),
+    until("timestamping", "-N --timestamping", nullptr,
+          "\"plait check ID\" tells whether the server still has the same file"),
+    until("no-remote-time", "--no-use-server-timestamps", nullptr,
+          "a file has the time at which it was fetched; leave it out"),
+    advice("--backups", nullptr, "a file that is there stays: the new one gets a number; see \"--on-exists\""),
+    same("--unlink", nullptr, "on-exists=overwrite"),
+    always("--content-disposition --trust-server-names", nullptr,
+           "the name is the server's (Content-Disposition), else that of the address"),
+    advice("--restrict-file-names", "HOW", "names that the disk cannot hold are changed by themselves"),
+    advice("-E --adjust-extension", nullptr, "a name without an ending gets that of its type; leave it out"),
+
+    same("-q --quiet", nullptr, "quiet"),
+    same("-nv --no-verbose", nullptr, "progress=none"),
+    until("verbose", "-v --verbose", nullptr, "what happens is in the log: write \"--log FILE\""),
+    advice("-d --debug", nullptr, "write \"--log FILE --log-level 9\""),
+    always("--show-progress", nullptr, "progress is shown; see \"--progress\""),
+    advice("--report-speed --rejected-log", "TYPE", "leave it out"),
+    minor(advice("-S --server-response", nullptr, "what a server says of a file tells \"plait query URL\"")),
+    same("--spider", nullptr, "query"),
+    advice("-b --background", nullptr,
+           "write \"nohup plait … &\"; a download that ended is gone on with by \"plait resume\""),
+    advice("-e --execute", "SETTING", "settings are in plait.conf, or options of the command line"),
+    advice("-F --force-html", nullptr, kNoLinks),
+    advice("-B --base", "URL", "give whole addresses"),
+    refused("--config", "FILE", "that is a file of wget's; settings are in plait.conf, see \"plait config\""),
+    same("--progress", "TYPE", "progress", &progressOf),
+    always("--no-config", nullptr, "other programs' settings are not read"),
+
+    same("-t --tries", "N", "tries"),
+    always("--retry-connrefused", nullptr, "a connection that is refused is tried again"),
+    advice("--retry-on-http-error", "LIST", "408, 425, 429 and 500 to 599 are tried again by themselves"),
+    advice("--waitretry", "SECONDS", "the wait is \"--retry-wait SECONDS\", doubled each time, up to a minute"),
+    advice("-w --wait", "SECONDS",
+           "write \"-j 1\" for one after the other; servers that bring nothing are asked more seldom"),
+    advice("--random-wait", nullptr, "write \"-j 1\" for one after the other"),
+    same("-T --timeout", "SECONDS", "timeout"),
+    same("--dns-timeout", "SECONDS", "connect-timeout"),
+    same("--connect-timeout", "SECONDS", "connect-timeout"),
+    same("--read-timeout", "SECONDS", "timeout"),
+    same("--limit-rate", "RATE", "limit-rate"),
+    advice("-Q --quota", "SIZE", "\"plait query URL\" tells sizes, and what does not fit the disk is not begun"),
+    advice("--max-redirect", "N", "up to 15 redirects are followed, and that is not to be set"),
+
+    same("-U --user-agent", "NAME", "user-agent"),
+    same("--referer", "URL", "referer"),
+    same("--header", "'N: V'", "header"),
+    secret(same("--user --http-user --ftp-user", "NAME", "user")),
+    secret(part("--password --http-password --ftp-password", "PASSWORD", "password", "write \"--user NAME:PASSWORD\"")),
+    advice("--ask-password", nullptr, "write names and passwords into ~/.netrc, and \"--netrc\""),
+    advice("--use-askpass", "COMMAND", "write names and passwords into ~/.netrc, and \"--netrc\""),
+    always("--no-netrc", nullptr, "~/.netrc is read with \"--netrc\" alone"),
+    advice("--auth-no-challenge", nullptr,
+           "a login goes to a server that asks for it; \"--header 'Authorization: Basic …'\" goes at once"),
+    same("--load-cookies", "FILE", "load-cookies"),
+    advice("--save-cookies", "FILE", "cookies that servers set live as long as plait does, and no file is written"),
+    always("--keep-session-cookies", nullptr, "cookies that servers set live as long as plait does"),
+    advice("--no-cookies", nullptr, "cookies that servers set go back to them, as long as plait runs"),
+    secret(same("--post-data", "DATA", "post-data")),
+    secret(part("--body-data", "DATA", "data", "write \"--post-data DATA\"")),
+    refused("--post-file --body-file", "FILE", "give the body with \"--post-data\""),
+    part("--method", "METHOD", "method",
+         "requests are GET, or POST with \"--post-data DATA\"; nothing else brings a file"),
+    same("--no-cache", nullptr, "header=Cache-Control: no-cache"),
+    advice("--compression", "TYPE", "a file is asked for as it is, so that there is nothing to unpack; leave it out"),
+    advice("--save-headers", nullptr, "what a server says of a file tells \"plait query URL\""),
+    advice("--ignore-length", nullptr, "a file that is not as long as its server says is not whole"),
+    always("--no-http-keep-alive --no-dns-cache", nullptr, "connections and names are kept and looked after"),
+    advice("--content-on-error", nullptr, "what is no file is never saved as one"),
+
+    same("--no-check-certificate", nullptr, "insecure"),
+    same("--ca-certificate", "FILE", "ca-certificate"),
+    advice("--ca-directory --crl-file", "FILE", "write \"--ca-certificate FILE\""),
+    same("--certificate", "FILE", "cert"),
+    same("--private-key", "FILE", "key"),
+    advice("--certificate-type --private-key-type", "TYPE", "certificates and keys are of the form PEM"),
+    advice("--secure-protocol --ciphers", "NAME",
+           "TLS is 1.2 or later, and the best that both sides have; leave it out"),
+    advice("--pinnedpubkey", "HASHES",
+           "write \"--ca-certificate FILE\", or compare the file by \"--checksum ALGO=HEX\""),
+    always("--no-hsts", nullptr, "an address is asked for as it was given"),
+    advice("--hsts-file", "FILE", "an address is asked for as it was given; leave it out"),
+    advice("--https-only", nullptr, "no links are followed; leave it out"),
+    advice("--no-proxy", nullptr, "set the variable no_proxy to \"*\""),
+    secret(part("--proxy-user", "NAME", "proxy-login", "write \"--proxy NAME:PASSWORD@HOST:PORT\"")),
+    secret(part("--proxy-password", "PASSWORD", "proxy-password", "write \"--proxy NAME:PASSWORD@HOST:PORT\"")),
+
+    same("-4 --inet4-only --ipv4", nullptr, "ipv4"),
+    same("-6 --inet6-only --ipv6", nullptr, "ipv6"),
+    advice("--prefer-family", "FAMILY", "of a host's addresses, whichever answers is taken; leave it out"),
+    same("--bind-address", "ADDRESS", "interface"),
+    always("--no-passive-ftp --no-remove-listing --no-glob", nullptr, "ftp is passive, and no folder is listed"),
+    advice("--preserve-permissions --retr-symlinks", nullptr, "a file has the rights of new files; leave it out"),
+
+    refused("-r --recursive", nullptr, kNoLinks),
+    refused("-m --mirror", nullptr, kNoLinks),
+    refused("-p --page-requisites", nullptr, kNoLinks),
+    advice("-l --level", "N", kNoLinks),
+    advice("-k --convert-links --convert-file-only", nullptr, kNoLinks),
+    advice("-K --backup-converted", nullptr, kNoLinks),
+    advice("--delete-after", nullptr, kNoLinks),
+    minor(advice("-A --accept --accept-regex", "LIST", kNoLinks)),
+    minor(advice("-R --reject --reject-regex", "LIST", kNoLinks)),
+    minor(advice("-D --domains --exclude-domains", "LIST", kNoLinks)),
+    minor(advice("-I --include-directories --follow-tags --ignore-tags", "LIST", kNoLinks)),
+    minor(advice("-X --exclude-directories", "LIST", kNoLinks)),
+    minor(advice("-H --span-hosts", nullptr, kNoLinks)),
+    minor(advice("-L --relative", nullptr, kNoLinks)),
+    always("-np --no-parent", nullptr, "no links are followed"),
+    always("-nd --no-directories", nullptr, kNoFolders),
+    always("-nH --no-host-directories", nullptr, kNoFolders),
+    always("--cut-dirs", "N", kNoFolders),
+    advice("-x --force-directories --protocol-directories", nullptr, kNoFolders),
+    advice("--warc-file", "FILE", "files are saved as they are, and no archive of their traffic is made"),
+    same("-V", nullptr, "version"),
+};
+
+}
+
+const Habits::Tool &Habits::wget()
+{
+    static const Tool tool("wget", {std::begin(kRows), std::end(kRows)});
+    return tool;
+}
