@@ -1,0 +1,333 @@
+// SPDX-License-Identifier: MIT
+#include <cli/habitreader.h>
+
+#include <cli/address.h>
+#include <cli/commandoptions.h>
+#include <cli/habitparts.h>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+using Kind = Habit::Kind;
+using Meanings = QList<Habits::Meaning>;
+
+/// What stands behind a name.
+struct Following {
+    bool isThere = false;
+    bool isAttached = false; ///< in the same word: behind "=", or behind a letter
+    bool isLetters = false; ///< behind a letter, where it may be more of them as well
+    QString text;
+};
+
+bool isOption(const QString &word)
+{
+    return word.startsWith(u'-') && word.size() > 1;
+}
+
+bool isAddress(const QString &word)
+{
+    return Address::meant(word).contains("://"_L1);
+}
+
+bool takesValue(const OptionRow &row)
+{
+    return row.type != OptionRow::Type::Flag;
+}
+
+QString toldMeaning(const Habits::Meaning &meaning, const QString &name)
+{
+    return u"\"%1\" to %2 (%3)"_s.arg(Habits::longName(meaning.habit, name), meaning.tools.join(" and "_L1),
+                                      Habits::advice(meaning.habit));
+}
+
+QString told(const QString &name, const Meanings &meanings)
+{
+    if (meanings.size() == 1)
+        return u"\"%1\" is no option here: %2."_s.arg(name, Habits::advice(meanings.constFirst().habit));
+    QStringList parts;
+    for (const Habits::Meaning &meaning : meanings)
+        parts.append(toldMeaning(meaning, name));
+    return u"\"%1\" has several meanings: %2."_s.arg(name, parts.join("; "_L1));
+}
+
+class Reading
+{
+public:
+    /// @param command null = options of ours come last, and what is not to be had is noted
+    Reading(const QStringList &words, const CommandRow *command, const QList<const Habits::Tool *> &tools)
+        : m_rest(words)
+        , m_command(command)
+        , m_tools(tools)
+    {
+    }
+
+    HabitReader::Read read()
+    {
+        while (!m_rest.isEmpty() && m_read.complaint.isEmpty())
+            readWord(m_rest.takeFirst());
+        complain(m_parts.joinInto(m_read.options, m_read.addresses));
+        return m_read;
+    }
+
+private:
+    void readWord(const QString &word)
+    {
+        if (word == "--"_L1) {
+            m_read.addresses += m_rest;
+            m_rest.clear();
+        } else if (!isOption(word)) {
+            m_read.addresses.append(word);
+        } else if (word.startsWith("--"_L1)) {
+            readLong(word);
+        } else if (const Meanings whole = Habits::meanings(word, m_tools); word.size() > 2 && !whole.isEmpty()) {
+            act(word, whole, nextWord()); // "-nc"
+        } else {
+            readLetters(word.sliced(1));
+        }
+    }
+
+    Following nextWord() const { return {!m_rest.isEmpty(), false, false, m_rest.value(0)}; }
+
+    void readLong(const QString &word)
+    {
+        const QString name = word.section(u'=', 0, 0);
+        const bool isAttached = word.contains(u'=');
+        const Following following = isAttached ? Following{true, true, false, word.section(u'=', 1)} : nextWord();
+        const OptionRow *const own = ownOption(name.sliced(2));
+        if (own && m_command) {
+            copy(*own, following);
+            return;
+        }
+        const Meanings whole = Habits::meanings(word, m_tools);
+        const Meanings meanings = whole.isEmpty() ? Habits::meanings(name, m_tools) : whole;
+        if (!meanings.isEmpty())
+            act(name, meanings, whole.isEmpty() ? following : nextWord());
+        else if (own)
+            copy(*own, following);
+        else
+            pass(word);
+    }
+
+    /// "-qo", and what follows: flags up to the first that takes a value.
+    void readLetters(QString letters)
+    {
+        const QList<const Habits::Tool *> tools = toolsThatKnow(letters);
+        m_tookAttached = false;
+        while (!letters.isEmpty() && !m_tookAttached && m_read.complaint.isEmpty()) {
+            const QString name = u'-' + letters.left(1);
+            letters.remove(0, 1);
+            readLetter(name, tools, letters.isEmpty() ? nextWord() : Following{true, true, true, letters});
+        }
+    }
+
+    void readLetter(const QString &name, const QList<const Habits::Tool *> &tools, const Following &following)
+    {
+        const Meanings meanings = Habits::meanings(name, tools);
+        if (const OptionRow *own = ownLetter(name.at(1)))
+            copyLetter(*own, name, following);
+        else if (!meanings.isEmpty())
+            act(name, meanings, following);
+        else
+            pass(name);
+    }
+
+    /// Letters in one word are of one program.
+    QList<const Habits::Tool *> toolsThatKnow(const QString &letters) const
+    {
+        QList<const Habits::Tool *> tools = m_tools;
+        for (const QChar letter : letters) {
+            const QString name = u'-' + QString(letter);
+            QList<const Habits::Tool *> knowing = tools;
+            knowing.removeIf([&name](const Habits::Tool *tool) { return Habits::meanings(name, {tool}).isEmpty(); });
+            if (knowing.isEmpty())
+                break;
+            tools = knowing;
+        }
+        return tools;
+    }
+
+    const OptionRow *ownOption(const QString &name) const
+    {
+        const OptionRow *const row = CommandOptions::table().find(name);
+        return row && (!m_command || m_command->takes(*row)) ? row : nullptr;
+    }
+
+    const OptionRow *ownLetter(QChar letter) const
+    {
+        const QList<const OptionRow *> rows = m_command ? m_command->options() : QList<const OptionRow *>();
+        const auto found = std::find_if(rows.cbegin(), rows.cend(), [letter](const OptionRow *row) {
+            return row->letter && QLatin1Char(row->letter) == letter;
+        });
+        return found == rows.cend() ? nullptr : *found;
+    }
+
+    /// A letter of ours, which other programs have for other things.
+    void copyLetter(const OptionRow &row, const QString &name, const Following &following)
+    {
+        const bool isMisread = following.text.contains("://"_L1)
+            && (row.type == OptionRow::Type::Number || row.type == OptionRow::Type::Path);
+        const Meanings meanings = Habits::meanings(name, m_tools);
+        if (isMisread && !meanings.isEmpty())
+            complain(u"\"%1\" is \"--%2 %3\" here, and an address is none. "_s.arg(name, QLatin1StringView(row.name),
+                                                                                   QLatin1StringView(row.valueName))
+                     + told(name, meanings));
+        else
+            copy(row, following);
+    }
+
+    void copy(const OptionRow &row, const Following &following)
+    {
+        const QString name = u"--"_s + QLatin1StringView(row.name);
+        const bool isBare = !takesValue(row) && (!following.isAttached || following.isLetters);
+        if (isBare)
+            m_read.options.append(name);
+        else if (isValueThere(name, row.valueName, following))
+            write(name, taken(following));
+    }
+
+    bool isValueThere(const QString &name, const char *value, const Following &following)
+    {
+        if (!following.isThere)
+            complain(u"\"%1\" needs a value, %2."_s.arg(name, QLatin1StringView(value)));
+        return following.isThere;
+    }
+
+    /// The parser beneath takes an empty value for none where it stands behind "=".
+    void write(const QString &name, const QString &value)
+    {
+        if (value.isEmpty())
+            m_read.options += {name, value};
+        else
+            m_read.options.append(name + u'=' + value);
+    }
+
+    QString taken(const Following &following)
+    {
+        m_tookAttached = following.isAttached;
+        return following.isAttached ? following.text : m_rest.takeFirst();
+    }
+
+    /// What nobody knows is told by who looks for what is near.
+    void pass(const QString &word)
+    {
+        if (m_command)
+            m_read.options.append(word);
+        else
+            complain(u"\"%1\" is not known here. Take it out, and try again."_s.arg(word.section(u'=', 0, 0)));
+    }
+
+    void act(const QString &name, const Meanings &meanings, const Following &following)
+    {
+        Meanings fitting = meanings;
+        if (meanings.size() > 1)
+            fitting.removeIf([&](const Habits::Meaning &meaning) { return !fits(meaning.habit, following); });
+        if (fitting.size() == 1)
+            act(name, fitting.constFirst(), following);
+        else
+            complain(told(name, meanings));
+    }
+
+    bool fits(const Habit &habit, const Following &following) const
+    {
+        const QString &text = following.text;
+        if (!habit.value && following.isLetters)
+            return isLetter(text.left(1));
+        if (!habit.value)
+            return !following.isAttached && (!following.isThere || isOption(text) || isAddressNext());
+        if (!following.isThere)
+            return false;
+        if (habit.isNumber())
+            return !text.isEmpty() && text.at(0).isDigit();
+        return following.isAttached
+            || (!isOption(text) && (qstrcmp(habit.value, "URL") == 0 || !text.contains("://"_L1)));
+    }
+
+    /// "x.iso" is a name where there is an address behind it, else a host.
+    bool isAddressNext() const
+    {
+        const QString word = m_rest.value(0);
+        return isAddress(word) && (word.contains(u'/') || std::none_of(m_rest.cbegin() + 1, m_rest.cend(), &isAddress));
+    }
+
+    bool isLetter(const QString &letter) const
+    {
+        return !letter.isEmpty() && (ownLetter(letter.at(0)) || !Habits::meanings(u'-' + letter, m_tools).isEmpty());
+    }
+
+    void act(const QString &name, const Habits::Meaning &meaning, const Following &following)
+    {
+        const Habit &habit = meaning.habit;
+        if (habit.value && !isValueThere(name, habit.value, following))
+            return;
+        const bool isOff = !habit.value && following.isAttached && !following.isLetters && following.text == "false"_L1;
+        const QString value = habit.value ? taken(following) : QString();
+        switch (isOff ? Kind::Advice : habit.kind) {
+        case Kind::Same:
+            writeOwn(habit, value);
+            break;
+        case Kind::Always:
+            break;
+        case Kind::Part:
+            m_parts.add(QString::fromLatin1(habit.own), name, value);
+            break;
+        case Kind::Advice:
+            leaveOut(name, meaning);
+            break;
+        case Kind::Refused:
+            complain(told(name, {meaning}));
+            break;
+        }
+    }
+
+    void leaveOut(const QString &name, const Habits::Meaning &meaning)
+    {
+        if (m_command)
+            complain(told(name, {meaning}));
+        else
+            m_read.notes.append(u"\"%1\" is left out: %2."_s.arg(name, Habits::advice(meaning.habit)));
+    }
+
+    void writeOwn(const Habit &habit, const QString &value)
+    {
+        const QString own = QString::fromLatin1(habit.own);
+        if (!habit.own)
+            m_read.addresses.append(value);
+        else if (habit.made)
+            m_read.options.append(habit.made(value));
+        else if (own.contains(u'='))
+            m_read.options.append(u"--"_s + QString(own).replace("%1"_L1, value));
+        else if (habit.value)
+            write(u"--"_s + own, value);
+        else
+            m_read.options.append(u"--"_s + own);
+    }
+
+    void complain(const QString &text)
+    {
+        if (m_read.complaint.isEmpty())
+            m_read.complaint = text;
+    }
+
+    QStringList m_rest;
+    const CommandRow *const m_command;
+    const QList<const Habits::Tool *> m_tools;
+    HabitParts m_parts;
+    HabitReader::Read m_read;
+    bool m_tookAttached = false; ///< the value was the rest of the word
+};
+
+}
+
+HabitReader::Read HabitReader::typed(const QStringList &words, const CommandRow &command)
+{
+    return Reading(words, &command, Habits::tools()).read();
+}
+
+HabitReader::Read HabitReader::imported(const QStringList &words, const Habits::Tool &tool)
+{
+    return Reading(words, nullptr, {&tool}).read();
+}

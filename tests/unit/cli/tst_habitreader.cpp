@@ -1,0 +1,196 @@
+// SPDX-License-Identifier: MIT
+#include <cli/habitreader.h>
+
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+class TestHabitReader : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void whatIsTypedIsWrittenInOurWords_data();
+    void whatIsTypedIsWrittenInOurWords();
+    void whatIsNotToBeHadIsSaid_data();
+    void whatIsNotToBeHadIsSaid();
+    void anotherProgramsLineIsWrittenInOurWords_data();
+    void anotherProgramsLineIsWrittenInOurWords();
+    void whatAnotherProgramsLineCannotDoIsSaid_data();
+    void whatAnotherProgramsLineCannotDoIsSaid();
+    void whatIsLeftOutIsNoted();
+};
+
+namespace
+{
+
+const QString kUrl = u"http://h/f"_s;
+
+HabitReader::Read typed(const QString &line)
+{
+    return HabitReader::typed(line.split(u' '), CommandTable::unnamed());
+}
+
+HabitReader::Read imported(const QString &line)
+{
+    QStringList words = line.split(u' ');
+    const Habits::Tool *const tool = Habits::find(words.takeFirst());
+    return HabitReader::imported(words, *tool);
+}
+
+void addReadRow(const char *name, const QString &line, const QString &options)
+{
+    QTest::newRow(name) << line << options;
+}
+
+}
+
+void TestHabitReader::whatIsTypedIsWrittenInOurWords_data()
+{
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<QString>("options");
+    addReadRow("ours stay", u"-q --limit-rate 5K --netrc=false URL"_s, u"--quiet --limit-rate=5K --netrc=false"_s);
+    addReadRow("ours in one word", u"-qox URL"_s, u"--quiet --output=x"_s);
+    addReadRow("an empty value", u"--output= URL"_s, u"--output "_s);
+    addReadRow("a value that looks like an option", u"-o -x URL"_s, u"--output=-x"_s);
+    addReadRow("another name", u"--output-document=x URL"_s, u"--output=x"_s);
+    addReadRow("what is so without it", u"-L -J -c -f --create-dirs URL"_s, QString());
+    addReadRow("curl's usual letters", u"-fsSL URL"_s, u"--quiet"_s);
+    addReadRow("curl's usual letters with a name", u"-fsSLo x URL"_s, u"--quiet --output=x"_s);
+    addReadRow("curl's name of the server before an address", u"-O URL"_s, QString());
+    addReadRow("the same among others", u"-LO URL"_s, QString());
+    addReadRow("the same at the end", u"URL -O"_s, QString());
+    addReadRow("wget's name", u"-O x.iso URL"_s, u"--output=x.iso"_s);
+    addReadRow("wget's standard output", u"-O - URL"_s, u"--output=-"_s);
+    addReadRow("wget's letters of two", u"-nv -nc -nd URL"_s, u"--progress=none --on-exists=skip"_s);
+    addReadRow("wget's folder", u"-P sub URL"_s, u"--dir=sub"_s);
+    addReadRow("silence", u"-s URL"_s, u"--quiet"_s);
+    addReadRow("connections", u"-s 5 URL"_s, u"--max-connections=5"_s);
+    addReadRow("connections in one word", u"-s5 URL"_s, u"--max-connections=5"_s);
+    addReadRow("tries again are one fewer than tries", u"--retry 4 URL"_s, u"--tries=5"_s);
+    addReadRow("tries", u"--max-tries=4 URL"_s, u"--tries=4"_s);
+    addReadRow("a part that is gone on with", u"-C - URL"_s, u""_s);
+    addReadRow("cookies", u"-b a=1 URL"_s, u"--header=Cookie: a=1"_s);
+    addReadRow("a file of cookies", u"-b jar URL"_s, u"--load-cookies=jar"_s);
+    addReadRow("a name and a password", u"--http-user anna --http-passwd pw URL"_s, u"--user=anna:pw"_s);
+    addReadRow("the password first", u"--password pw --user anna URL"_s, u"--user=anna:pw"_s);
+    addReadRow("a proxy's login", u"--proxy http://p:1 --proxy-user anna:p@w URL"_s,
+               u"--proxy=http://anna:p%40w@p:1"_s);
+    addReadRow("a body in pieces", u"--data a=1 --data b=2 URL"_s, u"--post-data=a=1&b=2"_s);
+    addReadRow("a switch that is off", u"--check-certificate=false --auto-file-renaming=false URL"_s,
+               u"--insecure --on-exists=fail"_s);
+    addReadRow("a switch that is on", u"--continue=true --allow-overwrite=true URL"_s, u"--on-exists=overwrite"_s);
+    addReadRow("the referring page", u"-e http://r/ URL"_s, u"--referer=http://r/"_s);
+    addReadRow("what nobody knows stays", u"--nonsense=x -Ä URL"_s, u"--nonsense=x -Ä"_s);
+}
+
+void TestHabitReader::whatIsTypedIsWrittenInOurWords()
+{
+    QFETCH(QString, line);
+    const HabitReader::Read read = typed(line.replace("URL"_L1, kUrl));
+
+    QVERIFY2(read.complaint.isEmpty(), qPrintable(read.complaint));
+    QCOMPARE(read.addresses, QStringList{kUrl});
+    QTEST(read.options.join(u' '), "options");
+}
+
+void TestHabitReader::whatIsNotToBeHadIsSaid_data()
+{
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<QString>("part");
+    const auto row = [](const char *name, const QString &line, const QString &part) {
+        QTest::newRow(name) << line << part;
+    };
+    row("no certificate goes unchecked by a letter", u"-k URL"_s, u"write \"--insecure\""_s);
+    row("nor among other letters", u"-skL URL"_s, u"write \"--insecure\""_s);
+    row("two meanings with a number", u"-t 5 URL"_s,
+        u"\"--tries\" to wget (write \"--tries N\"); \"--timeout\" to aria2"_s);
+    row("two meanings with a text", u"-U x URL"_s, u"\"--proxy-user\" to curl"_s);
+    row("three meanings", u"-T 5 URL"_s, u"\"--torrent-file\" to aria2"_s);
+    row("a letter of ours that others have for proxies", u"-x http://p:1 URL"_s,
+        u"\"--proxy\" to curl (write \"--proxy URL\")"_s);
+    row("a letter of ours that others have for the head", u"-i URL"_s, u"\"-i\" is \"--input-file FILE\" here"_s);
+    row("what there is not", u"--min-split-size 1M URL"_s, u"\"--min-split-size\" is no option here: "_s);
+    row("links", u"-r URL"_s, u"no links are followed"_s);
+    row("what cannot be turned off", u"--continue=false URL"_s, u"what is unfinished is gone on with"_s);
+    row("a value that is missing", u"URL --out"_s, u"\"--output\" needs a value, FILE."_s);
+    row("a value of others that is missing", u"URL --retry"_s, u"\"--retry\" needs a value, N."_s);
+    row("a password without a name", u"--password pw URL"_s, u"no name"_s);
+    row("a proxy's login without a proxy", u"--proxy-user a:b URL"_s, u"stands in its address"_s);
+    row("a body in a file", u"--data @f URL"_s, u"not read from the file \"f\""_s);
+    row("a file or an address", u"-O example.com/x URL"_s, u"\"--output-document\" to wget"_s);
+    row("a place to go on from", u"-C 100 URL"_s, u"Leave \"-C 100\" out"_s);
+    row("a method", u"-X DELETE URL"_s, u"\"DELETE\" without a body is not sent"_s);
+}
+
+void TestHabitReader::whatIsNotToBeHadIsSaid()
+{
+    QFETCH(QString, line);
+    QFETCH(QString, part);
+    const HabitReader::Read read = typed(line.replace("URL"_L1, kUrl));
+    QVERIFY2(read.complaint.contains(part), qPrintable(read.complaint));
+    QVERIFY2(read.complaint.endsWith(u'.') && !read.complaint.contains(u'\n'), qPrintable(read.complaint));
+    QVERIFY(!read.options.contains(u"--insecure"_s));
+}
+
+void TestHabitReader::anotherProgramsLineIsWrittenInOurWords_data()
+{
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<QString>("options");
+    addReadRow("curl's letters are curl's", u"curl -d a=1 -o x -x http://p:1 URL"_s,
+               u"--output=x --proxy=http://p:1 --post-data=a=1"_s);
+    addReadRow("wget's letters are wget's", u"wget -O x -P sub -t 3 -o log URL"_s,
+               u"--output=x --dir=sub --tries=3 --log=log"_s);
+    addReadRow("aria2's letters are aria2's", u"aria2c -x4 -s4 -j2 -d sub URL"_s,
+               u"--max-connections-per-server=4 --max-connections=4 --max-downloads=2 --dir=sub"_s);
+    addReadRow("names that are ours as well", u"wget --header=A:1 --limit-rate=5K URL"_s,
+               u"--header=A:1 --limit-rate=5K"_s);
+    addReadRow("a head alone", u"curl -I URL"_s, u"--query"_s);
+    addReadRow("an address as an option", u"curl --url URL"_s, QString());
+    addReadRow("a post that has its body", u"curl -X POST --data-raw @a URL"_s, u"--post-data=@a"_s);
+    addReadRow("json", u"curl --json {} URL"_s,
+               u"--header=Content-Type: application/json --header=Accept: application/json --post-data={}"_s);
+}
+
+void TestHabitReader::anotherProgramsLineIsWrittenInOurWords()
+{
+    QFETCH(QString, line);
+    const HabitReader::Read read = imported(line.replace("URL"_L1, kUrl));
+    QVERIFY2(read.complaint.isEmpty(), qPrintable(read.complaint));
+    QCOMPARE(read.addresses, QStringList{kUrl});
+    QVERIFY2(read.notes.isEmpty(), qPrintable(read.notes.join(u' ')));
+    QTEST(read.options.join(u' '), "options");
+}
+
+void TestHabitReader::whatAnotherProgramsLineCannotDoIsSaid_data()
+{
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<QString>("part");
+    QTest::newRow("a form") << u"curl -F a=1 URL"_s << u"there are no forms"_s;
+    QTest::newRow("a part alone") << u"curl -r 0-9 URL"_s << u"files are fetched whole"_s;
+    QTest::newRow("what goes up") << u"curl -T f URL"_s << u"nothing is sent"_s;
+    QTest::newRow("links") << u"wget -r URL"_s << u"no links are followed"_s;
+    QTest::newRow("what nobody knows") << u"curl --future x URL"_s << u"\"--future\" is not known here"_s;
+    QTest::newRow("a letter of ours that is none there") << u"curl -W URL"_s << u"\"-W\" is not known here"_s;
+}
+
+void TestHabitReader::whatAnotherProgramsLineCannotDoIsSaid()
+{
+    QFETCH(QString, line);
+    QFETCH(QString, part);
+    const HabitReader::Read read = imported(line.replace("URL"_L1, kUrl));
+    QVERIFY2(read.complaint.contains(part), qPrintable(read.complaint));
+}
+
+void TestHabitReader::whatIsLeftOutIsNoted()
+{
+    const HabitReader::Read read = imported(u"curl -k --compressed -m 5 -L http://h/f?a=1#x -G -d b=2"_s);
+    QVERIFY2(read.complaint.isEmpty(), qPrintable(read.complaint));
+    QCOMPARE(read.addresses, QStringList{u"http://h/f?a=1&b=2#x"_s});
+    QVERIFY2(read.options.isEmpty(), qPrintable(read.options.join(u' ')));
+    QCOMPARE(read.notes.size(), 3);
+    QVERIFY(read.notes.constFirst().startsWith(u"\"-k\" is left out: write \"--insecure\""_s));
+}
+
+QTEST_GUILESS_MAIN(TestHabitReader)
+#include "tst_habitreader.moc"
