@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <cli/arguments.h>
 
+#include <cli/address.h>
 #include <cli/commandline.h>
+#include <cli/importedcommand.h>
 #include <cli/settingstext.h>
 #include <host/engine/chosenoptions.h>
 #include <host/options/optionvalue.h>
@@ -9,7 +11,10 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QTextStream>
+
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -77,6 +82,17 @@ ListFilter filterOf(const OptionValues &values)
     return finished ? ListFilter::Finished : ListFilter::Unfinished;
 }
 
+/// A copied line may come through a pipe. Nobody is kept waiting at a terminal.
+QStringList withLineOfInput(const QStringList &words)
+{
+    const bool isImport = words.value(0) == "import"_L1 && !words.contains("--help"_L1) && !words.contains("-h"_L1);
+    if (!isImport || !ImportedCommand::partsOf(words.sliced(1)).line.isEmpty() || isatty(STDIN_FILENO))
+        return words;
+    QFile file;
+    const QByteArray line = file.open(stdin, QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    return words + QStringList{u"--"_s, QString::fromLocal8Bit(line)};
+}
+
 /// Makes arguments of what was chosen. The first complaint stays.
 class Reader
 {
@@ -101,6 +117,7 @@ public:
         result.all = m_values.flag("all"_L1);
         result.withFile = m_values.flag("delete-file"_L1);
         result.force = m_values.flag("force"_L1);
+        result.notes = m_line.notes;
         readPrinting(result);
         readLog(result);
         return result;
@@ -231,8 +248,18 @@ private:
 
     QUrl readUrl(const QString &text)
     {
-        complain(OptionValue::urlProblem(text));
-        return QUrl(text, QUrl::TolerantMode);
+        const QString address = Address::meant(text);
+        complain(isFileHere(text)
+                     ? u"\"%1\" is a file here, not an address. For the addresses in it write \"-i %1\"."_s.arg(
+                         Redaction::typed(text))
+                     : OptionValue::urlProblem(address));
+        return QUrl(address, QUrl::TolerantMode);
+    }
+
+    /// "urls.txt" looks like a host.
+    bool isFileHere(const QString &text) const
+    {
+        return !text.isEmpty() && !text.contains("://"_L1) && QFileInfo(absolute(text)).isFile();
     }
 
     QString absolute(const QString &path) const { return ChosenOptions::absolute(path, m_currentFolder); }
@@ -256,6 +283,7 @@ Arguments::Outcome Arguments::parse(int argc, const char *const *argv, const QSt
     QStringList words;
     for (int i = 1; i < argc; ++i)
         words.append(QString::fromLocal8Bit(argv[i]));
+    words = withLineOfInput(words);
     const QString named = CommandLine::configFileOf(words);
     const QString configFile = named.isEmpty() ? defaultConfigFile() : QDir(currentFolder).absoluteFilePath(named);
     if (!named.isEmpty() && !QFile::exists(configFile))

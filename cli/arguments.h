@@ -12,6 +12,7 @@
 
 #include <QList>
 #include <QString>
+#include <QStringList>
 
 #include <optional>
 
@@ -41,6 +42,7 @@ struct Arguments {
     QString logFile; ///< empty = there is no home folder for one
     int logLevel = 0; ///< 0 = nothing is logged
     QString configFile; ///< that was read or would be; empty = there is no home folder for one
+    QStringList notes; ///< to say before it is done
     QString settings; ///< Config: all of them, as the file would have them
 
     /// What comes goes to standard output.

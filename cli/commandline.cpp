@@ -1,10 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include <cli/commandline.h>
 
+#include <cli/address.h>
 #include <cli/commandoptions.h>
+#include <cli/habits.h>
+#include <cli/nearest.h>
 #include <cli/optionparser.h>
 #include <cli/settingsfile.h>
 #include <host/options/optionvalue.h>
+
+#include <QRegularExpression>
 
 #include <algorithm>
 
@@ -39,6 +44,14 @@ QString lateCommand(const QStringList &words)
     return found == words.cend() ? QString() : *found;
 }
 
+/// A word that is no command, but nearly one.
+QString nearlyACommand(const QStringList &words)
+{
+    static const QRegularExpression name(u"^[a-z][a-z-]*$"_s);
+    const QString first = words.value(0);
+    return name.match(first).hasMatch() ? Nearest::of(first, CommandTable::names()) : QString();
+}
+
 QStringList typedNames(const OptionRow &row)
 {
     QStringList names = row.letter ? QStringList{u'-' + QString(QLatin1Char(row.letter))} : QStringList();
@@ -51,7 +64,8 @@ QStringList typedNames(const OptionRow &row)
 QString giveTyped(const QList<OptionParser::Typed> &options, OptionValues &values)
 {
     for (const OptionParser::Typed &option : options) {
-        for (const QString &text : option.texts) {
+        for (const QString &typed : option.texts) {
+            const QString text = option.row->type == OptionRow::Type::Url ? Address::meant(typed) : typed;
             QString problem;
             const auto value =
                 OptionValue::fromText(*option.row, text, u"--"_s + QLatin1StringView(option.row->name), &problem);
@@ -83,7 +97,7 @@ QString giveSettings(const SettingsFile &file, const CommandRow &command, Option
 
 QString CommandLine::configFileOf(const QStringList &words)
 {
-    for (qsizetype i = 0; i < words.size(); ++i) {
+    for (qsizetype i = 0; i < words.size() && words.at(i) != "--"_L1; ++i) {
         if (words.at(i) == "--config"_L1)
             return words.value(i + 1);
         if (words.at(i).startsWith("--config="_L1))
@@ -94,13 +108,19 @@ QString CommandLine::configFileOf(const QStringList &words)
 
 QList<QByteArray> CommandLine::secretOptions()
 {
-    QList<QByteArray> names;
+    QStringList names;
+    QStringList others = Habits::secretNames();
     for (const OptionRow *row : CommandOptions::table().rows()) {
-        const QStringList own = row->isSecret ? typedNames(*row) : QStringList();
+        const QStringList own = typedNames(*row);
         for (const QString &name : own)
-            names.append(name.toLatin1());
+            others.removeAll(name);
+        names += row->isSecret ? own : QStringList();
     }
-    return names;
+    names += others;
+    QList<QByteArray> bytes;
+    for (const QString &name : std::as_const(names))
+        bytes.append(name.toLatin1());
+    return bytes;
 }
 
 Outcome CommandLine::read(const QStringList &typedWords, const QString &configFile)
@@ -108,7 +128,8 @@ Outcome CommandLine::read(const QStringList &typedWords, const QString &configFi
     const bool isNamed = beginsWithCommand(typedWords);
     const QStringList unnamed{QString::fromLatin1(CommandTable::unnamed().name)};
     const OptionParser::Parsed parsed = OptionParser::parse(isNamed ? typedWords : unnamed + typedWords);
-    Outcome outcome{parsed.command, parsed.words, OptionValues(CommandOptions::table()), parsed.isHelp, parsed.text};
+    Outcome outcome{parsed.command, parsed.words,  OptionValues(CommandOptions::table()),
+                    parsed.notes,   parsed.isHelp, parsed.text};
     if (!parsed.command)
         return outcome;
     const QString late = isNamed ? QString() : lateCommand(parsed.words);
@@ -116,6 +137,9 @@ Outcome CommandLine::read(const QStringList &typedWords, const QString &configFi
         return complaint(
             u"\"%1\" is a command, and a command comes first: \"plait %1 …\". Its options stand behind it."_s.arg(
                 late));
+    const QString meant = isNamed ? QString() : nearlyACommand(typedWords);
+    if (!meant.isEmpty())
+        return complaint(u"\"%1\" is no command. Did you mean \"plait %2\"?"_s.arg(typedWords.constFirst(), meant));
     QString problem = giveTyped(parsed.options, outcome.values);
     if (problem.isEmpty())
         problem = giveSettings(SettingsFile::read(configFile), *parsed.command, outcome.values);

@@ -17,6 +17,7 @@ public:
         const CommandRow *command = nullptr; ///< null = there is a text to end with
         QStringList words; ///< what follows the command: URLs or numbers
         OptionValues values;
+        QStringList notes; ///< sentences to say before it is done
         bool isHelp = false; ///< the text is an answer, not a complaint
         QString text;
     };

@@ -8,7 +8,7 @@
 QList<const OptionRow *> CommandRow::options() const
 {
     QList<const OptionRow *> options;
-    const QStringList names = QString::fromLatin1(groups).split(u' ');
+    const QStringList names = QString::fromLatin1(groups).split(u' ', Qt::SkipEmptyParts);
     for (const QString &group : names) {
         for (const OptionRow *row : CommandOptions::table().rows()) {
             if (group == QLatin1StringView(row->group))
@@ -28,7 +28,11 @@ const QList<CommandRow> &CommandTable::rows()
          .manual = "download",
          .groups = "program input headers sending body place naming run network",
          .wordName = "URL",
-         .wordHelp = "What to download"},
+         .wordHelp = "What to download",
+         .frequent = "output dir input-file on-exists max-connections max-downloads limit-rate checksum quiet",
+         .examples = "plait https://example.com/file.iso\n"
+                     "plait -o new.iso -x 16 https://example.com/file.iso\n"
+                     "plait -i urls.txt -d ~/Downloads"},
         {.name = "list",
          .command = Command::List,
          .help = "Show the downloads of the list, the newest first",
@@ -37,7 +41,10 @@ const QList<CommandRow> &CommandTable::rows()
          .groups = "program listing",
          .wordName = "FILE",
          .wordHelp = "With --check, --repair: a list that was set aside",
-         .mostWords = 1},
+         .mostWords = 1,
+         .frequent = "finished unfinished limit sort check repair json",
+         .examples = "plait list --unfinished\n"
+                     "plait list -n 0 --sort size"},
         {.name = "show",
          .command = Command::Show,
          .help = "Show all that is known of a download",
@@ -46,7 +53,9 @@ const QList<CommandRow> &CommandTable::rows()
          .groups = "program",
          .wordName = "ID",
          .wordHelp = "Numbers of the list",
-         .leastWords = 1},
+         .leastWords = 1,
+         .frequent = "json",
+         .examples = "plait show 7"},
         {.name = "resume",
          .command = Command::Resume,
          .help = "Go on with downloads of the list",
@@ -54,7 +63,10 @@ const QList<CommandRow> &CommandTable::rows()
          .manual = "go on; --all: with everything unfinished",
          .groups = "program run headers network resuming",
          .wordName = "ID",
-         .wordHelp = "Numbers of the list"},
+         .wordHelp = "Numbers of the list",
+         .frequent = "all max-connections limit-rate on-changed on-unresumable header user quiet",
+         .examples = "plait resume 7\n"
+                     "plait resume --all"},
         {.name = "restart",
          .command = Command::Restart,
          .help = "Fetch a download again from the beginning",
@@ -63,7 +75,9 @@ const QList<CommandRow> &CommandTable::rows()
          .groups = "program run headers network",
          .wordName = "ID",
          .wordHelp = "Numbers of the list",
-         .leastWords = 1},
+         .leastWords = 1,
+         .frequent = "max-connections limit-rate header user quiet",
+         .examples = "plait restart 7"},
         {.name = "check",
          .command = Command::Check,
          .help = "Ask whether the server still has the same file",
@@ -72,24 +86,31 @@ const QList<CommandRow> &CommandTable::rows()
          .groups = "program headers network",
          .wordName = "ID",
          .wordHelp = "Numbers of the list",
-         .leastWords = 1},
+         .leastWords = 1,
+         .frequent = "header user json",
+         .examples = "plait check 7"},
         {.name = "finish",
          .command = Command::Finish,
-         .help = "Be content with the bytes that are there, if they are one piece from the start",
+         .help = "Be content with the bytes that are there, if they are one piece",
          .usage = "finish ID…",
          .manual = "be content with the bytes that are there",
          .groups = "program run network",
          .wordName = "ID",
          .wordHelp = "Numbers of the list",
-         .leastWords = 1},
+         .leastWords = 1,
+         .frequent = "json quiet",
+         .examples = "plait finish 7"},
         {.name = "query",
          .command = Command::Query,
-         .help = "Print name, size, type, resume support and final URL; download nothing",
+         .help = "Print name, size, type and final URL; download nothing",
          .usage = "query URL…",
          .manual = "print name, size, type, resume support and final URL",
          .groups = "program input headers sending body network",
          .wordName = "URL",
-         .wordHelp = "What to download"},
+         .wordHelp = "What to download",
+         .frequent = "input-file header user proxy json",
+         .examples = "plait query https://example.com/file.iso\n"
+                     "plait query --json -i urls.txt"},
         {.name = "set-url",
          .command = Command::SetUrl,
          .help = "Give a download another address for the same file",
@@ -100,7 +121,10 @@ const QList<CommandRow> &CommandTable::rows()
          .wordHelp = "Number of the list, and the new URL",
          .wordType = "ID URL",
          .leastWords = 2,
-         .mostWords = 2},
+         .mostWords = 2,
+         .frequent = "force header user",
+         .examples = "plait set-url 7 https://mirror.example.com/file.iso\n"
+                     "plait resume 7"},
         {.name = "remove",
          .command = Command::Remove,
          .help = "Take a download off the list; its file stays",
@@ -109,15 +133,54 @@ const QList<CommandRow> &CommandTable::rows()
          .groups = "program removing",
          .wordName = "ID",
          .wordHelp = "Numbers of the list",
-         .leastWords = 1},
+         .leastWords = 1,
+         .frequent = "delete-file",
+         .examples = "plait remove 7\n"
+                     "plait remove --delete-file 7 8"},
         {.name = "config",
          .command = Command::Config,
          .help = "Print the settings, as a configuration file would have them",
          .usage = "config",
          .manual = "print the settings",
-         .groups = "program headers sending place run network"},
+         .groups = "program headers sending place run network",
+         .frequent = "config",
+         .examples = "plait config\n"
+                     "plait config > ~/.config/plait/plait.conf"},
+        {.name = "import",
+         .command = Command::Import,
+         .help = "Download what a copied line for curl, wget or aria2 asks for",
+         .usage = "import -- LINE",
+         .manual = "download what a copied line for curl, wget or aria2 asks for",
+         .groups = "program input headers sending body place naming run network",
+         .wordName = "LINE",
+         .wordHelp = "The line, in words or as one; none: standard input has it",
+         .frequent = "output dir on-exists max-connections insecure quiet",
+         .examples = "plait import -- curl -o file.iso https://example.com/file.iso\n"
+                     "plait import -d ~/Downloads \"wget -c https://example.com/file.iso\"\n"
+                     "plait import < copied.txt"},
+        {.name = "help",
+         .command = Command::Help,
+         .help = "Tell of a command, of options, or of other programs' options",
+         .usage = "help [TOPIC]",
+         .manual = "tell of a command, of all options, or of what other programs' options are here",
+         .groups = "",
+         .wordName = "TOPIC",
+         .wordHelp = "A command, \"options\", or \"curl\", \"wget\", \"aria2\"",
+         .mostWords = 2,
+         .examples = "plait help resume\n"
+                     "plait help options\n"
+                     "plait help options list\n"
+                     "plait help curl"},
     };
     return rows;
+}
+
+QStringList CommandTable::names()
+{
+    QStringList names;
+    for (const CommandRow &row : rows())
+        names.append(QString::fromLatin1(row.name));
+    return names;
 }
 
 const CommandRow *CommandTable::find(const QString &name)

@@ -22,6 +22,8 @@ enum class Command {
     SetUrl,
     Remove,
     Config,
+    Import, ///< does what Get does
+    Help,
 };
 
 /// A word of the command line that says what is asked for, with what may follow it.
@@ -37,6 +39,8 @@ struct CommandRow {
     const char *wordType = nullptr; ///< null = any text
     int leastWords = 0;
     int mostWords = -1; ///< -1 = no end
+    const char *frequent = ""; ///< names of the options that its page has, parted by blanks
+    const char *examples = ""; ///< of that page, a line each
 
     /// Those that the command has, group by group.
     QList<const OptionRow *> options() const;
@@ -48,6 +52,7 @@ namespace CommandTable
 {
 
 const QList<CommandRow> &rows();
+QStringList names();
 /// Null = there is none of that name.
 const CommandRow *find(const QString &name);
 /// What is meant where no command is named.

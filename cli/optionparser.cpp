@@ -2,6 +2,10 @@
 #include <cli/optionparser.h>
 
 #include <cli/commandoptions.h>
+#include <cli/habitreader.h>
+#include <cli/helptext.h>
+#include <cli/importedcommand.h>
+#include <cli/nearest.h>
 #include <host/policy/redaction.h>
 
 #include <CLI/CLI.hpp>
@@ -20,10 +24,7 @@ namespace
 using Type = OptionRow::Type;
 
 constexpr char kName[] = "plait";
-constexpr char kDescription[] =
-    "Downloads files over HTTP, HTTPS and FTP on several connections, and goes on where it was interrupted.";
-constexpr char kFooter[] =
-    "Run \"plait COMMAND --help\" for the options of a command. \"plait URL\" is \"plait get URL\".";
+const QString kVersion = u"--version"_s;
 const QString kSeeHelp = u" Run \"plait --help\" to see what there is."_s;
 
 /// As the parser beneath has them: "-q,--quiet".
@@ -54,11 +55,10 @@ class Grammar
 {
 public:
     Grammar()
-        : m_app(kDescription, kName)
+        : m_app(std::string(), kName)
     {
         m_app.set_version_flag("--version", std::string(kName) + " " PLAIT_VERSION);
         m_app.require_subcommand(0, 1);
-        m_app.footer(kFooter);
         for (const CommandRow &command : CommandTable::rows())
             describe(*m_app.add_subcommand(command.name, command.help), command);
     }
@@ -149,9 +149,9 @@ OptionParser::Parsed complaint(const QString &text)
     return parsed;
 }
 
-OptionParser::Parsed answer(const std::string &text)
+OptionParser::Parsed answer(const QString &text)
 {
-    OptionParser::Parsed parsed = complaint(QString::fromStdString(text));
+    OptionParser::Parsed parsed = complaint(text);
     parsed.isHelp = true;
     return parsed;
 }
@@ -165,40 +165,131 @@ QString complaintOf(const CLI::ParseError &error)
     return parts.join(u' ') + u'.' + kSeeHelp;
 }
 
+QString nameOf(const OptionRow &row)
+{
+    return u"--"_s + QLatin1StringView(row.name);
+}
+
+/// Where else there is an option of that name; empty = nowhere.
+QString whereElse(const QString &name)
+{
+    const OptionRow *const row = name.startsWith("--"_L1) ? CommandOptions::table().find(name.sliced(2)) : nullptr;
+    const QList<CommandRow> &commands = CommandTable::rows();
+    const auto owner = std::find_if(commands.cbegin(), commands.cend(),
+                                    [row](const CommandRow &command) { return row && command.takes(*row); });
+    return owner == commands.cend() ? QString() : u" It is one of \"plait %1\"."_s.arg(QLatin1StringView(owner->name));
+}
+
+/// A command that reaches the network is typed as people are used to from others that do.
+bool isLikeOthers(const CommandRow *command)
+{
+    return command && QString::fromLatin1(command->groups).split(u' ').contains("network"_L1);
+}
+
+QString nearestTo(const QString &name, const CommandRow *command)
+{
+    QStringList names{u"--help"_s};
+    const QList<const OptionRow *> rows = command ? command->options() : QList<const OptionRow *>();
+    for (const OptionRow *row : rows)
+        names += (u"--"_s + row->names().join(" --"_L1)).split(u' ');
+    if (isLikeOthers(command))
+        names += Habits::names();
+    const QString nearest = Nearest::of(name, names);
+    const OptionRow *const row = CommandOptions::table().find(nearest.mid(2));
+    return row ? nameOf(*row) : nearest;
+}
+
+QString complaintOfOption(const QString &name, const QString &value, const CommandRow *command)
+{
+    const QString what = u"there is no option \"%1\" here."_s.arg(name + value);
+    const QString elsewhere = whereElse(name);
+    if (!elsewhere.isEmpty())
+        return what + elsewhere;
+    const QString nearest = name.startsWith("--"_L1) ? nearestTo(name, command) : QString();
+    return what + (nearest.isEmpty() ? kSeeHelp : u" Did you mean \"%1\"?"_s.arg(nearest));
+}
+
 /// The value of an option that is none may be meant for one that is secret, and the word behind it may be its value.
-QString complaintOfExtras(const QStringList &extras)
+QString complaintOfExtras(const QStringList &extras, const CommandRow *command)
 {
     for (const QString &text : extras) {
         if (!text.startsWith(u'-') || text.size() < 2)
             continue;
         const bool isLong = text.startsWith(u"--"_s);
         const QString name = isLong ? text.section(u'=', 0, 0) : text.left(2);
-        const QString value = name == text ? QString() : isLong ? u"=…"_s : u"…"_s;
-        return u"there is no option \"%1\" here."_s.arg(name + value) + kSeeHelp;
+        return complaintOfOption(name, name == text ? QString() : isLong ? u"=…"_s : u"…"_s, command);
     }
     return u"\"%1\" is a word too many."_s.arg(Redaction::typed(extras.value(0))) + kSeeHelp;
+}
+
+/// What the words come to in those of ours.
+struct OwnWords {
+    QStringList words;
+    QStringList notes;
+    QString complaint;
+};
+
+OwnWords typedWords(const CommandRow &command, const QStringList &words)
+{
+    const HabitReader::Read read = HabitReader::typed(words, command);
+    if (read.options.contains(kVersion))
+        return {{kVersion}, {}, {}};
+    const QStringList end = read.addresses.isEmpty() ? QStringList() : QStringList{u"--"_s};
+    return {QStringList{QString::fromLatin1(command.name)} + read.options + end + read.addresses, {}, read.complaint};
+}
+
+/// Another program's line becomes options and addresses of the command that it asks for.
+OwnWords importedWords(const QStringList &words)
+{
+    const ImportedCommand::Parts parts = ImportedCommand::partsOf(words);
+    if (parts.own.contains("--help"_L1) || parts.own.contains("-h"_L1))
+        return {{u"import"_s, u"--help"_s}, {}, {}};
+    const CommandRow &get = CommandTable::unnamed();
+    const HabitReader::Read own = HabitReader::typed(parts.own, get);
+    const ImportedCommand::Read line = ImportedCommand::read(parts.line);
+    return {QStringList{QString::fromLatin1(get.name)} + own.options + line.options + QStringList{u"--"_s}
+                + own.addresses + line.addresses,
+            line.notes, own.complaint.isEmpty() ? line.complaint : own.complaint};
+}
+
+OwnWords inOwnWords(const QStringList &words)
+{
+    const CommandRow *const command = CommandTable::find(words.value(0));
+    if (command && command->command == Command::Import)
+        return importedWords(words.sliced(1));
+    return isLikeOthers(command) ? typedWords(*command, words.sliced(1)) : OwnWords{words, {}, {}};
+}
+
+OptionParser::Parsed helpAbout(const QStringList &topics)
+{
+    QString problem;
+    const QString text = HelpText::about(topics, &problem);
+    return problem.isEmpty() ? answer(text) : complaint(problem);
 }
 
 }
 
 OptionParser::Parsed OptionParser::parse(const QStringList &words)
 {
+    const OwnWords own = inOwnWords(words);
+    if (!own.complaint.isEmpty())
+        return complaint(own.complaint);
     Grammar grammar;
     try {
-        grammar.parse(words);
+        grammar.parse(own.words);
         const CLI::App *const chosen = grammar.chosen();
-        return {CommandTable::find(QString::fromStdString(chosen->get_name())),
-                grammar.words(),
-                optionsOf(*chosen),
-                false,
-                {}};
+        const CommandRow *const command = CommandTable::find(QString::fromStdString(chosen->get_name()));
+        if (command->command == Command::Help)
+            return helpAbout(grammar.words());
+        return {command, grammar.words(), optionsOf(*chosen), own.notes, false, {}};
     } catch (const CLI::CallForHelp &) {
         const CLI::App *const command = grammar.chosen();
-        return answer(command ? command->help() : grammar.app().help());
+        return helpAbout(command ? QStringList{QString::fromStdString(command->get_name())} : QStringList());
     } catch (const CLI::CallForVersion &version) {
-        return answer(std::string(version.what()) + '\n');
+        return answer(QString::fromLatin1(version.what()) + u'\n');
     } catch (const CLI::ExtrasError &) {
-        return complaint(complaintOfExtras(Grammar::toTexts(grammar.app().remaining(true))));
+        return complaint(
+            complaintOfExtras(Grammar::toTexts(grammar.app().remaining(true)), CommandTable::find(words.value(0))));
     } catch (const CLI::ParseError &error) {
         return complaint(complaintOf(error));
     }

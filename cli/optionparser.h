@@ -20,6 +20,7 @@ struct Parsed {
     const CommandRow *command = nullptr; ///< null = there is a text to end with
     QStringList words; ///< that belong to no option: addresses, numbers
     QList<Typed> options;
+    QStringList notes; ///< sentences: what was left out of a line for another program
 
     bool isHelp = false; ///< the text is an answer, not a complaint
     QString text;

@@ -38,6 +38,18 @@ bool isShort(const QByteArray &option)
     return option.size() == 2 && option.at(1) != '-';
 }
 
+/// Where the value begins of a letter that stands among others, "-Lu"; null = there is none of them.
+char *valueInLetters(char *argument, const QList<QByteArray> &options)
+{
+    if (argument[0] != '-' || argument[1] == '-' || argument[1] == 0)
+        return nullptr;
+    for (char *letter = argument + 2; *letter; ++letter) {
+        if (options.contains(QByteArray("-") + *letter))
+            return letter + 1;
+    }
+    return nullptr;
+}
+
 /// How an argument gives one of the options. @param value set to the value within the argument
 Match match(char *argument, const QList<QByteArray> &options, char **value)
 {
@@ -56,13 +68,21 @@ Match match(char *argument, const QList<QByteArray> &options, char **value)
         ++*value;
         return Match::ValueInside;
     }
-    return Match::None;
+    *value = valueInLetters(argument, options);
+    if (!*value)
+        return Match::None;
+    return **value ? Match::ValueInside : Match::ValueFollows;
 }
 
 }
 
 void ProcessTitle::hide(int argc, char *const *argv, const QList<QByteArray> &options)
 {
+    // Another program's line: each of its words may be a secret.
+    if (argc > 1 && std::strcmp(argv[1], "import") == 0) {
+        std::for_each(argv + 2, argv + argc, &maskAll);
+        return;
+    }
     bool optionsEnded = false;
     for (int i = 1; i < argc && argv[i]; ++i) {
         char *value = nullptr;

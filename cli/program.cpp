@@ -207,6 +207,8 @@ int Program::run(int argc, char *argv[], const EngineFactory &makeEngine)
             complain(streams.notes, outcome.text);
         return endWith(outcome.status, streams);
     }
+    for (const QString &note : outcome.arguments->notes) // "-s" of a copied line is not meant for them
+        complain(streams.notes, note);
     const ExitStatus status = ::run(*outcome.arguments, streams, makeEngine);
     // The network managers end their own threads when they go; none may be left when the process does.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);

@@ -3,6 +3,9 @@
 
 #include <cli/commandoptions.h>
 #include <cli/commandtable.h>
+#include <cli/habits.h>
+
+#include <QRegularExpression>
 
 #include <algorithm>
 
@@ -34,7 +37,7 @@ constexpr Section kSections[] = {
 
 QStringList wordsOf(const char *words)
 {
-    return QString::fromLatin1(words).split(u' ');
+    return QString::fromLatin1(words).split(u' ', Qt::SkipEmptyParts);
 }
 
 Rows rowsOf(const QString &group)
@@ -44,10 +47,10 @@ Rows rowsOf(const QString &group)
     return rows;
 }
 
-/// Printing settings takes options of all kinds, and needs no name in each heading.
+/// Printing settings and another program's line take options of all kinds, and need no name in each heading.
 bool isOfHeadings(const CommandRow &command)
 {
-    return command.command != Command::Config;
+    return command.command != Command::Config && command.command != Command::Import;
 }
 
 bool hasAll(const CommandRow &command, const QStringList &groups)
@@ -67,7 +70,10 @@ QString meaningOf(const OptionRow &row)
 {
     QString text = QString::fromUtf8(row.manual ? row.manual : row.help);
     text[0] = text.at(0).toLower();
-    return row.otherName ? text + u"; `--%1` is the same"_s.arg(QLatin1StringView(row.otherName)) : text;
+    const QStringList others = row.names().mid(1);
+    if (others.isEmpty())
+        return text;
+    return text + u"; `--%1` %2 the same"_s.arg(others.join("`, `--"_L1), others.size() > 1 ? u"are"_s : u"is"_s);
 }
 
 QString lineOf(const OptionRow &row)
@@ -161,6 +167,42 @@ Part otherPart()
     return {u"## Settings file"_s, u"No settings are"_s, u"No settings are "_s + names.join(", "_L1) + u".\n"_s};
 }
 
+/// A letter that is ours, where another program has it for something else.
+QString otherwiseHere(const QString &name, const Habit &habit)
+{
+    const Rows rows = CommandTable::unnamed().options();
+    const auto own = std::find_if(rows.cbegin(), rows.cend(), [&name](const OptionRow *row) {
+        return row->letter && name == u'-' + QString(QLatin1Char(row->letter));
+    });
+    const bool isOther = own != rows.cend() && qstrcmp((*own)->name, habit.own) != 0;
+    return isOther ? u" (`%1` is `--%2` here)"_s.arg(name, QLatin1StringView((*own)->name)) : QString();
+}
+
+QString lineOf(const Habit &habit)
+{
+    static const QRegularExpression quoted(u"\"([^\"]+)\""_s);
+    QStringList names;
+    QString remarks;
+    for (const QString &name : wordsOf(habit.names)) {
+        names.append(u'`' + name + u'`');
+        remarks += otherwiseHere(name, habit);
+    }
+    const QString own = u"--"_s + QLatin1StringView(habit.own);
+    const bool isSame = habit.kind == Habit::Kind::Same && wordsOf(habit.names).contains(own);
+    const QString here = isSame ? u"the same"_s : Habits::advice(habit).replace(quoted, u"`\\1`"_s);
+    const QString value = habit.value ? u" `%1`"_s.arg(QLatin1StringView(habit.value)) : QString();
+    return u"| %1%2 | %3%4 |\n"_s.arg(names.join(", "_L1), value, Habits::advice(habit).replace(quoted, u"`\\1`"_s),
+                                      remarks);
+}
+
+Part toolPart(const Habits::Tool &tool)
+{
+    QString text = u"| there | here |\n|---|---|\n"_s;
+    for (const Habit &habit : tool.rows)
+        text += lineOf(Habits::current(habit));
+    return {u"### From "_s + tool.name, u"| there | here |"_s, text};
+}
+
 /// What is drawn ends with its fence, or before the next blank line.
 qsizetype endOf(const QString &manual, qsizetype begin, const Part &part)
 {
@@ -177,6 +219,8 @@ QList<Part> ManualTables::parts()
     for (const Section &section : kSections)
         parts.append(sectionPart(section));
     parts.append(singlePart());
+    for (const Habits::Tool *tool : Habits::tools())
+        parts.append(toolPart(*tool));
     parts.append(otherPart());
     return parts;
 }

@@ -62,6 +62,8 @@ private Q_SLOTS:
     void commands();
     void whatIsGivenForOldDownloadsReplacesWhatTheListHas();
     void urlsComeFromAFile();
+    void addressesComeAsPeopleHaveThem();
+    void aFileOfAddressesIsNoAddress();
     void settingsAreDefaults();
     void aSettingThatThereIsNoneOfIsSaid_data();
     void aSettingThatThereIsNoneOfIsSaid();
@@ -384,7 +386,8 @@ void TestArguments::whatIsWrongIsSaid_data()
         << QStringList{url, u"--config"_s, u"/nowhere/conf"_s} << u"/nowhere/conf"_s;
     QTest::newRow("an option that there is none of") << QStringList{url, u"--nonsense"_s} << u"--nonsense"_s;
     QTest::newRow("an option without its value") << QStringList{url, u"-d"_s} << u"--dir"_s;
-    QTest::newRow("no whole URL") << QStringList{u"example.com/x"_s} << u"\"example.com/x\" is no URL"_s;
+    QTest::newRow("no URL at all") << QStringList{u"example/x"_s} << u"\"example/x\" is no URL"_s;
+    QTest::newRow("a command with a slip") << QStringList{u"lsit"_s} << u"Did you mean \"plait list\"?"_s;
     QTest::newRow("a URL without a host") << QStringList{u"http:///x"_s} << u"is no URL"_s;
     QTest::newRow("one bad URL among good ones") << QStringList{url, u"x"_s} << u"\"x\" is no URL"_s;
     QTest::newRow("one name for two files") << QStringList{url, url, u"-o"_s, u"y"_s} << u"several URLs"_s;
@@ -427,16 +430,16 @@ void TestArguments::whatIsWrongIsSaid()
     QVERIFY(!outcome.arguments);
     QCOMPARE(int(outcome.status), int(ExitStatus::BadOption));
     QVERIFY2(outcome.text.contains(part), qPrintable(outcome.text));
-    QVERIFY2(outcome.text.endsWith(u'.') && !outcome.text.contains(u'\n'), qPrintable(outcome.text));
+    const bool isSentence = outcome.text.endsWith(u'.') || outcome.text.endsWith(u'?');
+    QVERIFY2(isSentence && !outcome.text.contains(u'\n'), qPrintable(outcome.text));
 }
 
 void TestArguments::helpNamesEveryOption()
 {
-    const Arguments::Outcome outcome = parse({u"get"_s, u"--help"_s});
+    const Arguments::Outcome outcome = parse({u"help"_s, u"options"_s});
     QVERIFY(!outcome.arguments);
     QCOMPARE(int(outcome.status), int(ExitStatus::Done));
-    for (const char *option : {"URL",
-                               "-d",
+    for (const char *option : {"-d",
                                "-o",
                                "-x",
                                "-j",
@@ -470,8 +473,7 @@ void TestArguments::helpNamesEveryOption()
                                "--on-unresumable",
                                "--progress",
                                "--list",
-                               "--config",
-                               "--store-secrets"})
+                               "--config"})
         QVERIFY2(outcome.text.contains(QLatin1String(option)), option);
 }
 
@@ -543,6 +545,30 @@ void TestArguments::urlsComeFromAFile()
     for (const DownloadRequest &request : outcome.arguments->requests)
         urls.append(request.url.toString());
     QCOMPARE(urls, (QStringList{kUrl, u"http://a/1"_s, u"http://b/2"_s}));
+}
+
+void TestArguments::addressesComeAsPeopleHaveThem()
+{
+    const Arguments::Outcome outcome = parse({u"example.com/a b"_s, u"<http://h/x>"_s, u"localhost:8000/y\r"_s});
+    QVERIFY2(outcome.arguments, qPrintable(outcome.text));
+    QList<QByteArray> urls;
+    for (const DownloadRequest &request : outcome.arguments->requests)
+        urls.append(request.url.toEncoded());
+    QCOMPARE(urls, (QList<QByteArray>{"https://example.com/a%20b", "http://h/x", "http://localhost:8000/y"}));
+    const Arguments::Outcome mirrored = parse({kUrl, u"--mirror"_s, u"mirror.example/x"_s});
+    QVERIFY2(mirrored.arguments, qPrintable(mirrored.text));
+    QCOMPARE(mirrored.arguments->requests.constFirst().mirrors, QList<QUrl>{QUrl(u"https://mirror.example/x"_s)});
+}
+
+void TestArguments::aFileOfAddressesIsNoAddress()
+{
+    const QTemporaryDir dir;
+    QFile file(dir.filePath(u"urls.txt"_s));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.close();
+    const Arguments::Outcome outcome = parse({file.fileName()});
+    QVERIFY(!outcome.arguments);
+    QVERIFY2(outcome.text.contains(u"is a file here"_s) && outcome.text.contains(u"-i "_s), qPrintable(outcome.text));
 }
 
 void TestArguments::settingsAreDefaults()

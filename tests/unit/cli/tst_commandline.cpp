@@ -7,6 +7,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 using Outcome = CommandLine::Outcome;
@@ -20,6 +22,12 @@ private Q_SLOTS:
     void theFirstWordIsTheCommandOrGetIsMeant();
     void everyCommandHasItsOwnHelp_data();
     void everyCommandHasItsOwnHelp();
+    void allOptionsOfACommandAreListed();
+    void theProgramsHelpNamesAllCommandsOnOneScreen();
+    void helpTellsOfOtherPrograms();
+    void helpThatThereIsNoneOfNamesTheNearest();
+    void everyOptionIsNear_data();
+    void everyOptionIsNear();
     void everyGroupBelongsToACommandAndEveryCommandToGroups();
     void whatIsTypedComesBeforeTheFile();
     void theFileIsForCommandsThatHaveTheOption();
@@ -42,6 +50,17 @@ private:
         file.close();
         return CommandLine::read(words, path());
     }
+    QString helpOf(const QStringList &words) const
+    {
+        const Outcome outcome = read(words);
+        return !outcome.command && outcome.isHelp ? outcome.text : u"no help: "_s + outcome.text;
+    }
+    /// Of 80 columns and 24 lines, the last of which is for what is typed next.
+    static bool fitsAScreen(const QStringList &lines)
+    {
+        return lines.size() <= 24 && lines.constLast().isEmpty()
+            && std::all_of(lines.cbegin(), lines.cend(), [](const QString &line) { return line.size() <= 80; });
+    }
     QString path() const { return m_folder.filePath(u"plait.conf"_s); }
 
     QTemporaryDir m_folder;
@@ -58,6 +77,8 @@ void TestCommandLine::theFirstWordIsTheCommandOrGetIsMeant_data()
     QTest::newRow("nothing") << QStringList() << Command::Get << QStringList();
     QTest::newRow("get") << QStringList{u"get"_s, u"a"_s, u"b"_s} << Command::Get << QStringList{u"a"_s, u"b"_s};
     for (const CommandRow &row : CommandTable::rows()) {
+        if (row.command == Command::Help || row.command == Command::Import)
+            continue; // another command's, or a text
         QStringList rest(row.leastWords, u"1"_s);
         QTest::newRow(row.name) << QStringList{QString::fromLatin1(row.name)} + rest << row.command << rest;
     }
@@ -82,16 +103,85 @@ void TestCommandLine::everyCommandHasItsOwnHelp_data()
 void TestCommandLine::everyCommandHasItsOwnHelp()
 {
     QFETCH(QString, name);
-    const Outcome outcome = read({name, u"--help"_s});
-    QVERIFY(!outcome.command && outcome.isHelp);
     const CommandRow &command = *CommandTable::find(name);
-    QVERIFY2(outcome.text.startsWith(QLatin1StringView(command.help)), qPrintable(outcome.text));
-    for (const OptionRow *row : CommandOptions::table().rows()) {
-        const bool isThere = outcome.text.contains(QLatin1StringView(row->help));
-        const bool isNamed = outcome.text.contains(u"--%1 "_s.arg(QLatin1StringView(row->name)))
-            || outcome.text.contains(u"--%1,"_s.arg(QLatin1StringView(row->name)));
-        QVERIFY2(isNamed == command.takes(*row) && (isThere || !isNamed), row->name);
+    const QStringList page = helpOf({name, u"--help"_s}).split(u'\n');
+    QVERIFY2(page.constFirst().startsWith("Usage: plait "_L1) && page.at(1) == QLatin1StringView(command.help),
+             qPrintable(page.join(u'\n')));
+    QVERIFY2(page.contains(u"Examples:"_s), "a page needs examples");
+    QVERIFY2(fitsAScreen(page), qPrintable(page.join(u'\n')));
+    QCOMPARE(helpOf({name, u"-h"_s}).split(u'\n'), page);
+    QCOMPARE(helpOf({u"help"_s, name}).split(u'\n'), page);
+    const QStringList frequent = QString::fromLatin1(command.frequent).split(u' ', Qt::SkipEmptyParts);
+    for (const QString &option : frequent) {
+        const OptionRow *const row = CommandOptions::table().find(option);
+        QVERIFY2(row && command.takes(*row), qPrintable(option));
     }
+}
+
+void TestCommandLine::allOptionsOfACommandAreListed()
+{
+    for (const CommandRow &command : CommandTable::rows()) {
+        const QString text = helpOf({u"help"_s, u"options"_s, QString::fromLatin1(command.name)});
+        QCOMPARE(helpOf({u"help"_s, QString::fromLatin1(command.name), u"options"_s}), text);
+        for (const OptionRow *row : CommandOptions::table().rows()) {
+            const QString name = u"--"_s + QLatin1StringView(row->name);
+            const bool isNamed = text.contains(name + u' ') || text.contains(name + u'\n');
+            QVERIFY2(isNamed == command.takes(*row), row->name);
+        }
+        const QStringList lines = text.split(u'\n');
+        QVERIFY(std::all_of(lines.cbegin(), lines.cend(), [](const QString &line) { return line.size() <= 80; }));
+    }
+    QCOMPARE(helpOf({u"help"_s, u"options"_s}), helpOf({u"help"_s, u"options"_s, u"get"_s}));
+}
+
+void TestCommandLine::theProgramsHelpNamesAllCommandsOnOneScreen()
+{
+    const QString text = helpOf({u"--help"_s});
+    QCOMPARE(helpOf({u"help"_s}), text);
+    QVERIFY2(fitsAScreen(text.split(u'\n')), qPrintable(text));
+    for (const CommandRow &command : CommandTable::rows())
+        QVERIFY2(text.contains(u"\n  %1 "_s.arg(QLatin1StringView(command.name))), command.name);
+}
+
+void TestCommandLine::helpTellsOfOtherPrograms()
+{
+    for (const QString &name : {u"curl"_s, u"wget"_s, u"aria2"_s}) {
+        const QString text = helpOf({u"help"_s, name});
+        QVERIFY2(text.contains("--output FILE"_L1) && text.contains("leave it out: "_L1), qPrintable(text));
+    }
+}
+
+void TestCommandLine::helpThatThereIsNoneOfNamesTheNearest()
+{
+    const Outcome near = read({u"help"_s, u"resmue"_s});
+    QVERIFY(!near.command && !near.isHelp);
+    QVERIFY2(near.text.contains("Did you mean \"plait help resume\"?"_L1), qPrintable(near.text));
+    QVERIFY(read({u"help"_s, u"xyzzy"_s}).text.contains("Run \"plait help\""_L1));
+}
+
+void TestCommandLine::everyOptionIsNear_data()
+{
+    QTest::addColumn<QStringList>("words");
+    QTest::addColumn<QString>("answer");
+    const auto row = [](const char *name, const QStringList &words, const QString &answer) {
+        QTest::newRow(name) << words << answer;
+    };
+    row("ours", {u"--outptu"_s}, u"Did you mean \"--output\"?"_s);
+    row("a synonym is told as ours", {u"--output-documen"_s}, u"Did you mean \"--output\"?"_s);
+    row("one of others", {u"--contineu"_s}, u"Did you mean \"--continue\"?"_s);
+    row("help", {u"resume"_s, u"--hlep"_s}, u"Did you mean \"--help\"?"_s);
+    row("of another command", {u"--unfinished"_s}, u"It is one of \"plait list\"."_s);
+    row("none", {u"--xyzzy"_s}, u"Run \"plait --help\""_s);
+    row("a value stays hidden", {u"--usr=anna:pw"_s}, u"\"--usr=…\" here. Did you mean \"--user\"?"_s);
+}
+
+void TestCommandLine::everyOptionIsNear()
+{
+    QFETCH(QStringList, words);
+    QFETCH(QString, answer);
+    const Outcome outcome = read(words);
+    QVERIFY(!outcome.command && !outcome.isHelp);
+    QVERIFY2(outcome.text.contains(answer), qPrintable(outcome.text));
 }
 
 void TestCommandLine::everyGroupBelongsToACommandAndEveryCommandToGroups()
@@ -101,7 +191,7 @@ void TestCommandLine::everyGroupBelongsToACommandAndEveryCommandToGroups()
         groups.insert(QString::fromLatin1(row->group));
     QSet<QString> used;
     for (const CommandRow &command : CommandTable::rows()) {
-        const QStringList names = QString::fromLatin1(command.groups).split(u' ');
+        const QStringList names = QString::fromLatin1(command.groups).split(u' ', Qt::SkipEmptyParts);
         used += QSet<QString>(names.cbegin(), names.cend());
     }
     QCOMPARE(used, groups);
@@ -174,9 +264,10 @@ void TestCommandLine::secretsAreKnownByTheirOptions()
 {
     const QList<QByteArray> options = CommandLine::secretOptions();
     for (const char *secret : {"--user", "-u", "--header", "-H", "--header-for-all", "--proxy", "--all-proxy",
-                               "--post-data", "--key-password", "--pass"})
+                               "--post-data", "--password", "--http-passwd", "-U", "--oauth2-bearer", "-b", "--data",
+                               "--key-password", "--pass"})
         QVERIFY2(options.contains(secret), secret);
-    for (const char *open : {"--output", "-o", "-d", "--json", "-x", "--referer"})
+    for (const char *open : {"--output", "-o", "-d", "--json", "-x", "-L", "--referer"})
         QVERIFY2(!options.contains(open), open);
 }
 
