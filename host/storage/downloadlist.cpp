@@ -325,59 +325,6 @@ bool DownloadList::remove(qint64 id)
     return changing(Lasting::Always, [&] { return changesOne(u"DELETE FROM downloads WHERE id = ?"_s, {id}); });
 }
 
-DownloadList::Claim DownloadList::claim(qint64 id, ProcessIdentity *owner)
-{
-    return claim(id, owner, [] { return true; });
-}
-
-DownloadList::Claim DownloadList::claim(qint64 id, Lease &lease, ProcessIdentity *owner)
-{
-    return claim(id, owner, [&] { return read(id, lease); });
-}
-
-/// Inside of a transaction.
-bool DownloadList::read(qint64 id, Lease &lease)
-{
-    const RecordRows::Records records = m_rows->select(u"id = ?"_s, {id});
-    const auto options = records ? ListRows::options(*m_rows, id) : std::nullopt;
-    const auto file = options ? ListRows::fileIdentity(*m_rows, id) : std::nullopt;
-    const auto encoding = file ? ListRows::contentEncoding(*m_rows, id) : std::nullopt;
-    const auto memory = encoding ? MemoryRows::load(*m_rows, id) : std::nullopt;
-    const auto fence = memory ? ListRows::fence(*m_rows, id) : std::nullopt;
-    if (!fence || records->isEmpty())
-        return false;
-    lease = {records->first(), *options, *file, *encoding, *memory, *fence};
-    return true;
-}
-
-/// What is this process's already is not written again.
-DownloadList::Claim DownloadList::claim(qint64 id, ProcessIdentity *owner, const std::function<bool()> &andThen)
-{
-    const ProcessIdentity me = ProcessIdentity::current();
-    bool isOthers = false;
-    const bool taken = changing(Lasting::ThisRunOfTheMachine, [&] {
-        bool found = false;
-        const ProcessIdentity before = ownerOf(id, &found);
-        isOthers = found && before != me && before.isAlive();
-        if (isOthers && owner)
-            *owner = before;
-        return found && !isOthers && (before == me || setOwner(id, me)) && andThen();
-    });
-    if (taken)
-        return Claim::Taken;
-    return isOthers ? Claim::OwnedByOther : Claim::Failed;
-}
-
-bool DownloadList::release(qint64 id)
-{
-    return changing(Lasting::ThisRunOfTheMachine, [&] {
-        const ProcessIdentity me = ProcessIdentity::current();
-        return changesOne(u"UPDATE downloads SET owner_pid = NULL, owner_start_time = NULL, owner_boot_id = NULL "
-                          u"WHERE id = ? AND owner_pid = ? AND owner_start_time = ? AND owner_boot_id IS ?"_s,
-                          {id, me.pid, me.startTime, me.bootId});
-    });
-}
-
 void DownloadList::setStatementObserver(const std::function<void(const QString &statement)> &observer)
 {
     m_observer = observer;
@@ -492,24 +439,4 @@ bool DownloadList::failBy(Failure::Kind kind, const SqlError &error)
     if (damaged)
         return false;
     return fail(kind, error.isValid() ? error.text : kNoSuchDownload);
-}
-
-ProcessIdentity DownloadList::ownerOf(qint64 id, bool *found)
-{
-    auto row = m_rows->run(u"SELECT owner_pid, owner_start_time, owner_boot_id FROM downloads WHERE id = ?"_s, {id});
-    *found = row && row->next();
-    if (!*found)
-        return {};
-    return {row->value(0).toNumber(), row->value(1).toNumber(), row->value(2).toText()};
-}
-
-bool DownloadList::setOwner(qint64 id, const ProcessIdentity &owner)
-{
-    SqlValues values(3);
-    if (!owner.isNobody())
-        values = {owner.pid, owner.startTime, owner.bootId};
-    return changesOne(
-        u"UPDATE downloads SET owner_pid = ?, owner_start_time = ?, owner_boot_id = ?, fence = coalesce(fence, 0) + 1 "
-        u"WHERE id = ?"_s,
-        values + SqlValues{id});
 }
