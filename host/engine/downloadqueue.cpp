@@ -77,6 +77,7 @@ DownloadQueue::DownloadQueue(DownloadSession &session, const QueueOptions &optio
     connect(&m_streamTick, &QTimer::timeout, this, &DownloadQueue::watchStreams);
     connect(&m_session, &DownloadSession::finished, this, &DownloadQueue::onFinished);
     connect(&m_session, &DownloadSession::warned, this, &DownloadQueue::warn);
+    connect(&m_session, &DownloadSession::claimLost, this, &DownloadQueue::onClaimLost);
     connect(&m_session, &DownloadSession::sendingRequestHeaders, this, &DownloadQueue::onRequest);
     connect(&m_session, &DownloadSession::performingFilesOperations, this, &DownloadQueue::onFilesWorkedOn);
 }
@@ -373,6 +374,12 @@ void DownloadQueue::watch(QueuedDownload &active)
         {elapsedMs(), status.done, status.allocated, status.connections, run.areFilesWorkedOn, run.requests});
     if (run.finding != Watchdog::Finding::Fine)
         m_session.stop(active.id);
+}
+
+void DownloadQueue::onClaimLost(qint64 id, const Failure &who)
+{
+    if (QueuedDownload *const active = find(id))
+        active->run.lost = who;
 }
 
 void DownloadQueue::onRequest(qint64 id)

@@ -203,6 +203,7 @@ private:
     NetworkUsageSettings usageOf(const QueuedDownload &active) const;
     bool keepOptions(qint64 id, const std::function<void(DownloadOptions &)> &change, Failure *failure);
     void onRequest(qint64 id);
+    void onClaimLost(qint64 id, const Failure &who);
     void onFilesWorkedOn(qint64 id, bool performing);
     void onFinished(qint64 id, const AbstractDownloadPersistentInfo &info, const DownloadDetails &details,
                     const QList<QString> &responseHeaders);

@@ -39,6 +39,7 @@ bool DownloadQueue::pause(qint64 id, Failure *failure)
     } else {
         m_waiting.removeOne(id);
         pauseWaiting(id);
+        m_session.letGo(id);
         fillSoon();
     }
     return true;
@@ -97,6 +98,7 @@ void DownloadQueue::pauseAll()
     const QList<qint64> waiting = std::exchange(m_waiting, {});
     for (const qint64 id : waiting)
         pauseWaiting(id);
+    m_session.letGo(waiting);
     const QList<qint64> active = activeIds();
     for (const qint64 id : active)
         pause(id);

@@ -103,6 +103,10 @@ void DownloadQueue::onFinished(qint64 id, const AbstractDownloadPersistentInfo &
 
 void DownloadQueue::judge(QueuedDownload &active, const QList<QString> &responseHeaders)
 {
+    if (active.run.lost) {
+        end(active, active.run.lost);
+        return;
+    }
     // A stop may come too late.
     if (active.info.isFinished() && isStop(active.info.lastError))
         active.info.lastError = {};

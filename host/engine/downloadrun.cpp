@@ -290,7 +290,7 @@ void DownloadRun::onFilesOperations(bool performing)
         || record.files.first().isOnDisk())
         return;
     m_file = FileIdentity::planned();
-    if (!m_syncing && m_list)
+    if (!m_syncing && m_list && !m_isClaimLost)
         writeAtOnce(whatMayBeSaid(record));
 }
 
@@ -317,7 +317,7 @@ void DownloadRun::forgetBytes()
 void DownloadRun::save()
 {
     m_saveTimer.stop();
-    if (m_writing && takesBackFromList(info()))
+    if (m_writing && !m_isClaimLost && takesBackFromList(info()))
         writeAtOnce(whatMayBeSaid(info()));
     else if (isSaving())
         m_pending = Pending::AtOnce;
@@ -394,7 +394,7 @@ void DownloadRun::onSyncFailed(const AbstractDownloadPersistentInfo &snapshot, i
 
 void DownloadRun::commit(const AbstractDownloadPersistentInfo &snapshot)
 {
-    if (!m_list)
+    if (!m_list || m_isClaimLost)
         return;
     const Info record = whatMayBeSaid(snapshot);
     // Whoever takes back what the list says is about to change the file.
@@ -457,7 +457,9 @@ void DownloadRun::writeAtOnce(const AbstractDownloadPersistentInfo &record)
 void DownloadRun::onWritten(quint64 number, const AbstractDownloadPersistentInfo &record,
                             const std::optional<ResourceMemory> &memory, const Failure &failure)
 {
-    if (failure) {
+    if (failure.kind == Failure::Kind::OwnedByOther) {
+        loseClaim(failure);
+    } else if (failure) {
         Failure told = failure;
         told.subject.id = record.id;
         Q_EMIT saveFailed(told);
@@ -468,6 +470,15 @@ void DownloadRun::onWritten(quint64 number, const AbstractDownloadPersistentInfo
             m_lease.memory = *memory;
         m_savedMemory = memory ? memory : m_savedMemory;
     }
+}
+
+void DownloadRun::loseClaim(const Failure &who)
+{
+    if (std::exchange(m_isClaimLost, true))
+        return;
+    Q_EMIT claimLost(who);
+    // It may stand in the middle of telling something.
+    QMetaObject::invokeMethod(this, &DownloadRun::stop, Qt::QueuedConnection);
 }
 
 /// What is remembered may be newer than the bytes beside it: it grows more doubtful, and never less.

@@ -36,6 +36,7 @@ class ResourceGuard;
 /// What is there of the file came in one Content-Encoding, and what comes in another is no rest of it: such an answer
 /// ends the run as one from a server that has another file by now. After a sync that failed nothing that was written in
 /// this run is counted: the system forgets such a failure once it was told, so that no later success means anything.
+/// Where somebody else has claimed the download since, the list takes nothing of this run any more: it is stopped.
 class DownloadRun : public QObject
 {
     Q_OBJECT
@@ -92,6 +93,8 @@ public:
 
 Q_SIGNALS:
     void saveFailed(const Failure &failure);
+    /// Somebody else has claimed the download: it is being stopped, and nothing more of it is saved.
+    void claimLost(const Failure &who);
     void finished();
 
 private:
@@ -114,6 +117,7 @@ private:
     void onRunning(bool isRunning);
     void onFilesOperations(bool performing);
     void onChange(const QString &reason);
+    void loseClaim(const Failure &who);
     DownloadStore::Holdings holdings() const;
     void onResponseHeaders(qint64 sectionId, const QList<QString> &headers);
     std::string whoRefused(const AbstractDownloadPersistentInfo &record) const;
@@ -153,6 +157,7 @@ private:
     quint64 m_written = 0; ///< the last of which m_saved is
     Pending m_pending = Pending::Nothing; ///< since that began
     bool m_syncFailed = false;
+    bool m_isClaimLost = false;
     QTimer m_saveTimer;
     QList<QString> m_responseHeaders;
     std::function<QUrl(const QUrl &)> m_proxyFor;

@@ -107,7 +107,7 @@ bool DownloadSession::remove(qint64 id, bool withFile, Failure *failure)
 {
     const auto removed = [this, id, withFile](AbstractDownloadPersistentInfo &record) {
         const Failure undeleted = withFile ? deleteFiles(record) : Failure();
-        return undeleted || m_list.remove(id) ? undeleted : listFailure();
+        return undeleted || m_list.remove(id, fenceOf(id)) ? undeleted : listFailure();
     };
     if (!change(id, removed, failure))
         return false;
@@ -159,7 +159,7 @@ DownloadOptions DownloadSession::options(qint64 id)
 
 bool DownloadSession::setOptions(qint64 id, const DownloadOptions &options, Failure *failure)
 {
-    if (!m_list.setOptions(id, options)) {
+    if (!m_list.setOptions(id, options, fenceOf(id))) {
         *failure = listFailure();
         return false;
     }
@@ -170,7 +170,7 @@ bool DownloadSession::setOptions(qint64 id, const DownloadOptions &options, Fail
 
 bool DownloadSession::setDigestResult(qint64 id, ChecksumResult result, Failure *failure)
 {
-    if (!m_list.setDigestResult(id, result)) {
+    if (!m_list.setDigestResult(id, result, fenceOf(id))) {
         *failure = listFailure();
         return false;
     }

@@ -86,6 +86,8 @@ public:
     /// The download stays this process's between its runs, until letGo(). False when it is another's.
     bool hold(qint64 id, Failure *failure);
     void letGo(qint64 id);
+    /// The same for many that do not run.
+    void letGo(const QList<qint64> &ids);
     /// Of one that is held, as its newest run, or else its claim, left it; null = it is not. Good until the next call
     /// of the session, and until the loop.
     const Lease *lease(qint64 id) const;
@@ -150,6 +152,8 @@ Q_SIGNALS:
     void fileExistsActionRequired(qint64 id, int fileIndex, const QList<QString> &existingPaths);
     void performingFilesOperations(qint64 id, bool performing);
     void stopping(qint64 id);
+    /// Somebody else has the download now: nothing more of this run is kept, and finished() follows.
+    void claimLost(qint64 id, const Failure &who);
     /// Something that a person should know and that does not end the download.
     void warned(qint64 id, const Failure &what);
     void queried(qint64 id, const QueryResult &result);
@@ -179,6 +183,7 @@ private:
     bool takeLease(qint64 id, Lease &lease, Failure *failure);
     bool isTaken(qint64 id, DownloadStore::Claim claim, const ProcessIdentity &owner, Failure *failure);
     void releaseClaim(qint64 id);
+    qint64 fenceOf(qint64 id) const;
     void releaseRest();
 
     std::optional<Lease> claimToRun(qint64 id, Failure *failure);

@@ -144,7 +144,7 @@ void DownloadSession::releaseClaim(qint64 id)
 {
     if (!m_held.contains(id) && m_claimed.remove(id)) {
         m_servers.remove(id);
-        m_list.releaseSoon(id);
+        m_list.releaseSoon({id});
     }
 }
 
@@ -156,6 +156,13 @@ void DownloadSession::releaseRest()
     m_held.clear();
     for (const qint64 id : rest)
         releaseClaim(id);
+}
+
+/// 0 = it is not held.
+qint64 DownloadSession::fenceOf(qint64 id) const
+{
+    const Lease *const held = lease(id);
+    return held ? held->fence : 0;
 }
 
 std::optional<Lease> DownloadSession::claimToRun(qint64 id, Failure *failure)

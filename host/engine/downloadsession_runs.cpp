@@ -129,6 +129,19 @@ void DownloadSession::letGo(qint64 id)
         releaseClaim(id);
 }
 
+void DownloadSession::letGo(const QList<qint64> &ids)
+{
+    QList<qint64> free;
+    for (const qint64 id : ids) {
+        m_held.remove(id);
+        m_servers.remove(id);
+        if (!m_running.contains(id) && m_claimed.remove(id))
+            free.append(id);
+    }
+    if (!free.isEmpty())
+        m_list.releaseSoon(free);
+}
+
 const Lease *DownloadSession::lease(qint64 id) const
 {
     const auto lease = m_held.constFind(id);
@@ -252,6 +265,7 @@ void DownloadSession::relaySignals(DownloadRun *running)
     connect(download, &AbstractDownload::performingFilesOperations, this,
             [this, id](bool performing) { Q_EMIT performingFilesOperations(id, performing); });
     connect(download, &AbstractDownload::stopping, this, [this, id] { Q_EMIT stopping(id); });
+    connect(running, &DownloadRun::claimLost, this, [this, id](const Failure &who) { Q_EMIT claimLost(id, who); });
     connect(running, &DownloadRun::saveFailed, this, [this, id](const Failure &what) { Q_EMIT warned(id, what); });
     connect(running, &DownloadRun::finished, this, [this, running] { onFinished(running); });
 }

@@ -38,6 +38,7 @@ struct QueuedDownload {
         int ticks = 0; ///< that came since it began
         int requests = 0;
         bool areFilesWorkedOn = false; ///< as its module says
+        Failure lost; ///< who has claimed it since; none = nobody
     };
 
     /// An incomplete file that is in the way is none.

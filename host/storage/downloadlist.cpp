@@ -202,8 +202,8 @@ qint64 DownloadList::insertOwned(Record &record, const DownloadOptions &options)
 bool DownloadList::update(const Record &record, const Holdings &holdings, Lasting lasting)
 {
     const SqlValue identity = holdings.file.isKnown() ? SqlValue(holdings.file.text) : SqlValue();
-    return changing(lasting, [&] {
-        return m_rows->update(record, identity, holdings.contentEncoding, holdings.fence)
+    return changingUnder(holdings.fence, record.id, lasting, [&] {
+        return m_rows->update(record, identity, holdings.contentEncoding)
             && (!holdings.memory || MemoryRows::save(*m_rows, record.id, *holdings.memory));
     });
 }
@@ -229,9 +229,10 @@ ResourceMemory DownloadList::memory(qint64 id)
     return memory.value_or(ResourceMemory());
 }
 
-bool DownloadList::setDigestResult(qint64 id, ChecksumResult result)
+bool DownloadList::setDigestResult(qint64 id, ChecksumResult result, qint64 fence)
 {
-    return changing(Lasting::ThisRunOfTheMachine, [&] { return MemoryRows::setDigestResult(*m_rows, id, result); });
+    return changingUnder(fence, id, Lasting::ThisRunOfTheMachine,
+                         [&] { return MemoryRows::setDigestResult(*m_rows, id, result); });
 }
 
 std::optional<DownloadList::Record> DownloadList::load(qint64 id)
@@ -315,14 +316,16 @@ DownloadOptions DownloadList::options(qint64 id)
     return options.value_or(DownloadOptions());
 }
 
-bool DownloadList::setOptions(qint64 id, const DownloadOptions &options)
+bool DownloadList::setOptions(qint64 id, const DownloadOptions &options, qint64 fence)
 {
-    return changing(Lasting::ThisRunOfTheMachine, [&] { return ListRows::setOptions(*m_rows, id, options); });
+    return changingUnder(fence, id, Lasting::ThisRunOfTheMachine,
+                         [&] { return ListRows::setOptions(*m_rows, id, options); });
 }
 
-bool DownloadList::remove(qint64 id)
+bool DownloadList::remove(qint64 id, qint64 fence)
 {
-    return changing(Lasting::Always, [&] { return changesOne(u"DELETE FROM downloads WHERE id = ?"_s, {id}); });
+    return changingUnder(fence, id, Lasting::Always,
+                         [&] { return changesOne(u"DELETE FROM downloads WHERE id = ?"_s, {id}); });
 }
 
 void DownloadList::setStatementObserver(const std::function<void(const QString &statement)> &observer)
@@ -368,6 +371,25 @@ bool DownloadList::changing(Lasting lasting, const std::function<bool()> &work)
     SqlError error;
     const bool done = changed(lasting, work, &error);
     return done || failBy(kind, error);
+}
+
+/// Where somebody has claimed the download since, nothing is done.
+bool DownloadList::changingUnder(qint64 fence, qint64 id, Lasting lasting, const std::function<bool()> &work)
+{
+    bool isLost = false;
+    ProcessIdentity owner;
+    const auto whereItIsOurs = [&] {
+        const std::optional<qint64> newest = fence != 0 ? ListRows::fence(*m_rows, id) : fence;
+        bool isThere = false;
+        if (newest && *newest != fence)
+            owner = ownerOf(id, &isThere);
+        isLost = isThere;
+        return newest == fence && work();
+    };
+    const bool done = changing(lasting, whereItIsOurs);
+    if (isLost)
+        m_failure = Failure::make(Failure::Kind::OwnedByOther, Failure::Subject::of(id), {}, int(owner.pid));
+    return done;
 }
 
 /// Their transaction is open. Whether the list is damaged is asked once it is over.

@@ -1,12 +1,21 @@
 // SPDX-License-Identifier: MIT
 #include <host/storage/downloadstore.h>
 
+#include <algorithm>
+
 void DownloadStore::save(const Record &record, const Holdings &holdings, QObject *, const Saved &saved)
 {
     saved(update(record, holdings, Lasting::ThisRunOfTheMachine) ? Failure() : lastFailure());
 }
 
-void DownloadStore::releaseSoon(qint64 id)
+void DownloadStore::releaseSoon(const QList<qint64> &ids)
 {
-    release(id);
+    const auto releaseEach = [&ids](DownloadStore &store) {
+        std::for_each(ids.cbegin(), ids.cend(), [&store](qint64 id) { store.release(id); });
+        return true;
+    };
+    if (ids.size() == 1)
+        release(ids.constFirst());
+    else if (!together(releaseEach))
+        releaseEach(*this);
 }

@@ -39,7 +39,9 @@ public:
         FileIdentity file; ///< of the incomplete file; unknown = as before
         QString contentEncoding; ///< as which they came; null = as before
         std::optional<ResourceMemory> memory; ///< of where they came from; nothing = as before
-        qint64 fence = 0; ///< nothing is written where the download was claimed anew since that one; 0 = always
+        /// Nothing is written where the download was claimed anew since that one, and the failure is OwnedByOther,
+        /// with the new owner's number; 0 = always.
+        qint64 fence = 0;
     };
 
     /// How long a change lasts. Either way it outlives this process where the store is kept, and a download is never
@@ -87,7 +89,8 @@ public:
     /// Empty where nothing was kept, and, with a failure, when reading fails.
     virtual ResourceMemory memory(qint64 id) = 0;
     /// How the finished file compares with the digest that its server names, beside what proves it.
-    virtual bool setDigestResult(qint64 id, ChecksumResult result) = 0;
+    /// @param fence as that of Holdings
+    virtual bool setDigestResult(qint64 id, ChecksumResult result, qint64 fence = 0) = 0;
     /// Nothing, without an error, when there is none of that id.
     virtual std::optional<Record> load(qint64 id) = 0;
     /// By id.
@@ -115,10 +118,11 @@ public:
     /// The defaults when none were set, and, with a failure, when reading fails.
     virtual DownloadOptions options(qint64 id) = 0;
     /// Without storeSecrets user and password are forgotten.
-    virtual bool setOptions(qint64 id, const DownloadOptions &options) = 0;
+    /// @param fence as that of Holdings
+    virtual bool setOptions(qint64 id, const DownloadOptions &options, qint64 fence = 0) = 0;
 
-    /// Forgets a download. Its files stay.
-    virtual bool remove(qint64 id) = 0;
+    /// Forgets a download. Its files stay. @param fence as that of Holdings
+    virtual bool remove(qint64 id, qint64 fence = 0) = 0;
 
     /// Makes this process the owner of a download. @param owner gets who owns it, on OwnedByOther
     virtual Claim claim(qint64 id, ProcessIdentity *owner = nullptr) = 0;
@@ -126,6 +130,7 @@ public:
     virtual Claim claim(qint64 id, Lease &lease, ProcessIdentity *owner = nullptr) = 0;
     /// Gives up what claim() took; somebody else's download is left alone.
     virtual bool release(qint64 id) = 0;
-    /// The same, which may take its time. Calls that come later see it; where it fails, its owner's end gives it up.
-    virtual void releaseSoon(qint64 id);
+    /// The same for many, which may take its time. Calls that come later see it; where it fails, their owner's end
+    /// gives them up.
+    virtual void releaseSoon(const QList<qint64> &ids);
 };

@@ -85,8 +85,7 @@ qint64 MemoryStore::insertOwned(Record &record, const DownloadOptions &options)
 
 bool MemoryStore::update(const Record &record, const Holdings &holdings, Lasting)
 {
-    const bool isAnothers = holdings.fence != 0 && m_rows.value(record.id).lease.fence != holdings.fence;
-    Row *const row = find(isAnothers ? 0 : record.id);
+    Row *const row = find(record.id, holdings.fence);
     if (!row)
         return false;
     const qint64 placeKey = row->lease.record.sortIndex;
@@ -117,14 +116,13 @@ ResourceMemory MemoryStore::memory(qint64 id)
     return rowOf(id).lease.memory;
 }
 
-bool MemoryStore::setDigestResult(qint64 id, ChecksumResult result)
+bool MemoryStore::setDigestResult(qint64 id, ChecksumResult result, qint64 fence)
 {
     m_failure = {};
-    remember(id);
-    const auto row = m_rows.find(id);
-    if (row != m_rows.end() && row->isMemoryKept)
+    Row *const row = fence != 0 || m_rows.contains(id) ? find(id, fence) : nullptr;
+    if (row && row->isMemoryKept)
         row->lease.memory.evidence.digest = result;
-    return true;
+    return !m_failure;
 }
 
 std::optional<DownloadStore::Record> MemoryStore::load(qint64 id)
@@ -243,17 +241,17 @@ DownloadOptions MemoryStore::options(qint64 id)
     return rowOf(id).lease.options;
 }
 
-bool MemoryStore::setOptions(qint64 id, const DownloadOptions &options)
+bool MemoryStore::setOptions(qint64 id, const DownloadOptions &options, qint64 fence)
 {
-    Row *const row = find(id);
+    Row *const row = find(id, fence);
     if (row)
         row->lease.options = options.kept();
     return row != nullptr;
 }
 
-bool MemoryStore::remove(qint64 id)
+bool MemoryStore::remove(qint64 id, qint64 fence)
 {
-    const Row *const row = find(id);
+    const Row *const row = find(id, fence);
     if (!row)
         return false;
     m_places.erase(row->place());
@@ -313,15 +311,19 @@ MemoryStore::Row MemoryStore::rowOf(qint64 id)
     return m_rows.value(id);
 }
 
-/// Null, with a failure, where there is none.
-MemoryStore::Row *MemoryStore::find(qint64 id)
+/// Null, with a failure, where there is none, or where it has another number than the one that is meant.
+MemoryStore::Row *MemoryStore::find(qint64 id, qint64 fence)
 {
     remember(id);
     const auto row = m_rows.find(id);
-    const bool isThere = row != m_rows.end();
-    m_failure = isThere
-        ? Failure()
-        : Failure::make(Failure::Kind::CannotChangeList, {}, u"there is no such download for this process"_s);
+    const bool isLost = row != m_rows.end() && fence != 0 && row->lease.fence != fence;
+    const bool isThere = row != m_rows.end() && !isLost;
+    m_failure = {};
+    if (isLost)
+        m_failure =
+            Failure::make(Failure::Kind::OwnedByOther, Failure::Subject::of(id), {}, int(entryOf(*row).ownerPid));
+    else if (!isThere)
+        m_failure = Failure::make(Failure::Kind::CannotChangeList, {}, u"there is no such download for this process"_s);
     if (m_before && !m_before->failure)
         m_before->failure = m_failure;
     return isThere ? &*row : nullptr;

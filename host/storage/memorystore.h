@@ -32,7 +32,7 @@ public:
     FileIdentity fileIdentity(qint64 id) override;
     QString contentEncoding(qint64 id) override;
     ResourceMemory memory(qint64 id) override;
-    bool setDigestResult(qint64 id, ChecksumResult result) override;
+    bool setDigestResult(qint64 id, ChecksumResult result, qint64 fence = 0) override;
     std::optional<Record> load(qint64 id) override;
     QList<Record> loadUnfinished() override;
     QList<Record> findUnfinished(const QUrl &url, const QString &folder, const QString &outputName) override;
@@ -43,8 +43,8 @@ public:
     qint64 move(qint64 id, qint64 position, QList<RowPlace> *places = nullptr) override;
     qint64 count(ListFilter filter) override;
     DownloadOptions options(qint64 id) override;
-    bool setOptions(qint64 id, const DownloadOptions &options) override;
-    bool remove(qint64 id) override;
+    bool setOptions(qint64 id, const DownloadOptions &options, qint64 fence = 0) override;
+    bool remove(qint64 id, qint64 fence = 0) override;
     Claim claim(qint64 id, ProcessIdentity *owner = nullptr) override;
     Claim claim(qint64 id, Lease &lease, ProcessIdentity *owner = nullptr) override;
     bool release(qint64 id) override;
@@ -72,7 +72,7 @@ private:
     std::optional<QList<RowPlace>> placesWithout(qint64 id, qint64 position, qint64 count) const;
     void setPlace(const RowPlace &place);
     Row rowOf(qint64 id);
-    Row *find(qint64 id);
+    Row *find(qint64 id, qint64 fence = 0);
     QList<Record> select(const std::function<bool(const Row &)> &condition) const;
 
     const Failure m_warning;

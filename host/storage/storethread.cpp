@@ -94,9 +94,9 @@ void StoreThread::save(const Record &record, const Holdings &holdings, QObject *
         work();
 }
 
-void StoreThread::releaseSoon(qint64 id)
+void StoreThread::releaseSoon(const QList<qint64> &ids)
 {
-    const auto work = [this, id] { m_store->release(id); };
+    const auto work = [this, ids] { m_store->releaseSoon(ids); };
     if (m_thread.isRunning())
         QMetaObject::invokeMethod(&m_there, work, Qt::QueuedConnection);
     else
@@ -139,9 +139,9 @@ ResourceMemory StoreThread::memory(qint64 id)
     return call([id](DownloadStore &store) { return store.memory(id); });
 }
 
-bool StoreThread::setDigestResult(qint64 id, ChecksumResult result)
+bool StoreThread::setDigestResult(qint64 id, ChecksumResult result, qint64 fence)
 {
-    return call([id, result](DownloadStore &store) { return store.setDigestResult(id, result); });
+    return call([=](DownloadStore &store) { return store.setDigestResult(id, result, fence); });
 }
 
 std::optional<DownloadStore::Record> StoreThread::load(qint64 id)
@@ -195,14 +195,14 @@ DownloadOptions StoreThread::options(qint64 id)
     return call([id](DownloadStore &store) { return store.options(id); });
 }
 
-bool StoreThread::setOptions(qint64 id, const DownloadOptions &options)
+bool StoreThread::setOptions(qint64 id, const DownloadOptions &options, qint64 fence)
 {
-    return call([&](DownloadStore &store) { return store.setOptions(id, options); });
+    return call([&](DownloadStore &store) { return store.setOptions(id, options, fence); });
 }
 
-bool StoreThread::remove(qint64 id)
+bool StoreThread::remove(qint64 id, qint64 fence)
 {
-    return call([id](DownloadStore &store) { return store.remove(id); });
+    return call([=](DownloadStore &store) { return store.remove(id, fence); });
 }
 
 DownloadStore::Claim StoreThread::claim(qint64 id, ProcessIdentity *owner)

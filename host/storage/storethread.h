@@ -49,7 +49,7 @@ public:
     FileIdentity fileIdentity(qint64 id) override;
     QString contentEncoding(qint64 id) override;
     ResourceMemory memory(qint64 id) override;
-    bool setDigestResult(qint64 id, ChecksumResult result) override;
+    bool setDigestResult(qint64 id, ChecksumResult result, qint64 fence = 0) override;
     std::optional<Record> load(qint64 id) override;
     QList<Record> loadUnfinished() override;
     QList<Record> findUnfinished(const QUrl &url, const QString &folder, const QString &outputName) override;
@@ -60,12 +60,12 @@ public:
     qint64 move(qint64 id, qint64 position, QList<RowPlace> *places = nullptr) override;
     qint64 count(ListFilter filter) override;
     DownloadOptions options(qint64 id) override;
-    bool setOptions(qint64 id, const DownloadOptions &options) override;
-    bool remove(qint64 id) override;
+    bool setOptions(qint64 id, const DownloadOptions &options, qint64 fence = 0) override;
+    bool remove(qint64 id, qint64 fence = 0) override;
     Claim claim(qint64 id, ProcessIdentity *owner = nullptr) override;
     Claim claim(qint64 id, Lease &lease, ProcessIdentity *owner = nullptr) override;
     bool release(qint64 id) override;
-    void releaseSoon(qint64 id) override;
+    void releaseSoon(const QList<qint64> &ids) override;
 
 private:
     template<typename Question>

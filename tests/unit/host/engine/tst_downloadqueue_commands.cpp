@@ -30,6 +30,7 @@ private Q_SLOTS:
     void whatIsTakenIsTheQueuesNoLonger();
     void aPausedDownloadLeavesItsPlaceToAnother();
     void aPausedDownloadIsAnybodysAgain();
+    void whatIsPausedWhileItWaitsIsAnybodysAgain();
     void aPausedHashIsComparedAfterwards();
     void aPausedDownloadMayBeTaken();
     void whatIsBeingStoppedMayBeTaken();
@@ -119,6 +120,30 @@ void TestDownloadQueueCommands::aPausedDownloadIsAnybodysAgain()
     bench.queue->pause(id);
     QTRY_COMPARE(bench.queue->state(id), State::Paused);
     QCOMPARE(bench.session->list().page(ListFilter::Unfinished, 1).constFirst().ownerPid, 0);
+}
+
+void TestDownloadQueueCommands::whatIsPausedWhileItWaitsIsAnybodysAgain()
+{
+    QueueBench bench(QueueBench::oneAtATime());
+    const qint64 first = bench.bring(Place::Waiting);
+    const qint64 second = bench.append(u"done"_s);
+    const auto ownersOf = [&bench] {
+        QHash<qint64, qint64> owners;
+        for (const ListEntry &entry : bench.session->list().page(ListFilter::Unfinished, 9))
+            owners.insert(entry.id, entry.ownerPid);
+        return owners;
+    };
+    const qint64 mine = QCoreApplication::applicationPid();
+    QCOMPARE(ownersOf().value(first), mine);
+    QVERIFY(bench.queue->pause(first));
+    QCOMPARE(ownersOf().value(first), 0);
+    QCOMPARE(ownersOf().value(second), mine);
+    bench.queue->pauseAll();
+    QCOMPARE(ownersOf().value(second), 0);
+    bench.queue->resumeAll();
+    QVERIFY(bench.run());
+    QCOMPARE(bench.outcomeOf(first).failure.kind, Failure::Kind::None);
+    QCOMPARE(bench.outcomeOf(second).failure.kind, Failure::Kind::None);
 }
 
 void TestDownloadQueueCommands::aPausedHashIsComparedAfterwards()

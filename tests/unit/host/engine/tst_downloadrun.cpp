@@ -94,6 +94,7 @@ private Q_SLOTS:
     void aLinkInItsPlaceIsNotSynced();
     void aRealFileIsSynced();
     void aListThatFailsIsReported();
+    void whoLosesItsClaimIsStoppedAndSavesNothing();
     void withoutAListNothingIsSaved();
     void theStatusGathersWhatTheDownloadKnows();
 
@@ -503,6 +504,28 @@ void TestDownloadRun::aListThatFailsIsReported()
     QCOMPARE(failed.size(), 1);
     QCOMPARE(failed.first().first().value<Failure>().kind, Failure::Kind::CannotChangeList);
     QCOMPARE(failed.first().first().value<Failure>().subject.id, m_id);
+}
+
+void TestDownloadRun::whoLosesItsClaimIsStoppedAndSavesNothing()
+{
+    m_fake = makeDownload(u"/x"_s);
+    Lease lease;
+    QCOMPARE(m_list->claim(m_id, lease), DownloadStore::Claim::Taken);
+    DownloadRun download(m_fake, m_list.get(), nullptr);
+    QSignalSpy lost(&download, &DownloadRun::claimLost);
+    QSignalSpy failed(&download, &DownloadRun::saveFailed);
+    QSignalSpy finished(&download, &DownloadRun::finished);
+    download.run(AbstractDownloadCommand::Start, lease);
+    QVERIFY(m_list->release(m_id));
+    QCOMPARE(m_list->claim(m_id), DownloadStore::Claim::Taken);
+    m_fake->change(true, [](Info &info) { info.title = u"late"_s; });
+    QTRY_COMPARE(finished.size(), 1);
+    QCOMPARE(lost.size(), 1);
+    QCOMPARE(lost.first().first().value<Failure>().kind, Failure::Kind::OwnedByOther);
+    QVERIFY(failed.isEmpty());
+    QVERIFY(!m_fake->isRunning());
+    QVERIFY(inList().title.isEmpty());
+    QVERIFY(!inList().lastError);
 }
 
 void TestDownloadRun::withoutAListNothingIsSaved()

@@ -390,12 +390,23 @@ void TestDownloadStore::whoLostItsClaimWritesNothing()
     ResourceMemory memory;
     memory.evidence.answers = 1;
     QVERIFY(!list.update(record, {{}, u"gzip"_s, memory, first.fence}, lasting));
-    QVERIFY(!list.lastFailure().detail.isEmpty());
+    QCOMPARE(list.lastFailure().kind, Failure::Kind::OwnedByOther);
     QVERIFY(list.load(record.id)->title.isEmpty());
     QCOMPARE(list.contentEncoding(record.id), QString());
     QCOMPARE(list.memory(record.id), ResourceMemory());
+    DownloadOptions options;
+    options.rateLimit = 7;
+    QVERIFY(!list.setOptions(record.id, options, first.fence));
+    QCOMPARE(list.lastFailure().kind, Failure::Kind::OwnedByOther);
+    QVERIFY(!list.setDigestResult(record.id, ChecksumResult::Equal, first.fence));
+    QVERIFY(!list.remove(record.id, first.fence));
+    QCOMPARE(list.options(record.id).rateLimit, 0);
     QVERIFY(list.update(record, {{}, {}, {}, second.fence}, lasting));
     QCOMPARE(list.load(record.id)->title, u"late"_s);
+    QVERIFY(list.setOptions(record.id, options, second.fence));
+    QVERIFY(list.setDigestResult(record.id, ChecksumResult::Equal, second.fence));
+    QCOMPARE(list.options(record.id).rateLimit, 7);
+    QVERIFY(list.remove(record.id, second.fence));
 }
 
 void TestDownloadStore::aPageShowsTheNewestFirst()
