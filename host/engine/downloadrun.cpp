@@ -158,7 +158,7 @@ bool DownloadRun::isTellingMadeUp() const
 Lease DownloadRun::lease() const
 {
     Lease lease = m_lease;
-    lease.record = m_saved;
+    lease.record = m_refused.value_or(m_saved);
     if (m_sources.areSeveral())
         m_sources.restore(lease.record);
     lease.file = m_file;
@@ -462,10 +462,12 @@ void DownloadRun::onWritten(quint64 number, const AbstractDownloadPersistentInfo
     } else if (failure) {
         Failure told = failure;
         told.subject.id = record.id;
+        m_refused = record;
         Q_EMIT saveFailed(told);
     } else if (number > m_written) {
         m_written = number;
         m_saved = record;
+        m_refused.reset();
         if (memory)
             m_lease.memory = *memory;
         m_savedMemory = memory ? memory : m_savedMemory;

@@ -74,9 +74,11 @@ public:
     qint64 id() const;
     AbstractDownload *download() const { return m_download; }
     AbstractDownloadPersistentInfo info() const;
-    /// What it was given, as the run has left it. Its record is what the list has: after a sync that failed, less than
-    /// info() says.
+    /// What it was given, as the run has left it. Its record is what the disk has taken, and so the list, unless that
+    /// failed: after a sync that failed, less than info() says.
     Lease lease() const;
+    /// The list has not taken what it was given last.
+    bool isListBehind() const { return m_refused.has_value(); }
     DownloadStatus status() const;
     DownloadDetails details() const;
     /// The requests and answers that the download tells of just now were never sent.
@@ -152,6 +154,7 @@ private:
     FileIdentity m_file; ///< of the incomplete file, once it is about to be made
     std::optional<AbstractDownloadPersistentInfo> m_syncing; ///< the snapshot of the save that is under way
     std::optional<AbstractDownloadPersistentInfo> m_writing; ///< what the list was given, and has not answered yet
+    std::optional<AbstractDownloadPersistentInfo> m_refused; ///< what the list did not take, and nothing since
     bool m_isAsking = false; ///< inside of the call that gives it one
     quint64 m_writes = 0; ///< that were begun
     quint64 m_written = 0; ///< the last of which m_saved is

@@ -199,6 +199,7 @@ private:
     bool keepThatItIsEarly(Lease &lease);
     static ResourceMemory memoryOf(const Lease &lease);
     void relaySignals(DownloadRun *download);
+    void warnOfSave(qint64 id, const Failure &what);
     void onFinished(DownloadRun *download);
     void endWritersThread();
 
@@ -215,5 +216,6 @@ private:
     QHash<qint64, QtHostAndPort> m_servers; ///< of m_claimed; those that were added here and not held yet
     qint64 m_lastQueryId = 0;
     qint64 m_openedAt = 0; ///< nanoseconds since 1970
+    bool m_isListBehind = false; ///< and people know
     bool m_closing = false;
 };

@@ -13,6 +13,8 @@
 
 #include <QFileDevice>
 
+#include <utility>
+
 using namespace Qt::StringLiterals;
 
 namespace
@@ -266,8 +268,15 @@ void DownloadSession::relaySignals(DownloadRun *running)
             [this, id](bool performing) { Q_EMIT performingFilesOperations(id, performing); });
     connect(download, &AbstractDownload::stopping, this, [this, id] { Q_EMIT stopping(id); });
     connect(running, &DownloadRun::claimLost, this, [this, id](const Failure &who) { Q_EMIT claimLost(id, who); });
-    connect(running, &DownloadRun::saveFailed, this, [this, id](const Failure &what) { Q_EMIT warned(id, what); });
+    connect(running, &DownloadRun::saveFailed, this, [this, id](const Failure &what) { warnOfSave(id, what); });
     connect(running, &DownloadRun::finished, this, [this, running] { onFinished(running); });
+}
+
+/// What the list does not take of one download it takes of none: people hear of it once, until it is mended.
+void DownloadSession::warnOfSave(qint64 id, const Failure &what)
+{
+    if (what.kind != Failure::Kind::CannotChangeList || !std::exchange(m_isListBehind, true))
+        Q_EMIT warned(id, what);
 }
 
 void DownloadSession::onFinished(DownloadRun *running)
@@ -283,6 +292,7 @@ void DownloadSession::onFinished(DownloadRun *running)
     const QList<QString> responseHeaders = running->responseHeaders();
     const QueryResult result = QueryResult::from(info, responseHeaders);
     m_running.remove(id);
+    m_isListBehind = m_isListBehind && running->isListBehind();
     if (const auto lease = m_held.find(id); lease != m_held.end())
         *lease = running->lease();
     releaseClaim(id);

@@ -1,0 +1,147 @@
+// SPDX-License-Identifier: MIT
+#include <tests/support/sqlfile.h>
+#include <tests/unit/host/engine/queuebench.h>
+#include <tests/unit/host/engine/queuesteps.h>
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QTest>
+
+#include <csignal>
+#include <sys/resource.h>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+/// No file of this process may grow beyond so many bytes, as on a disk that is full, for as long as this object lives.
+class FullDisk
+{
+    Q_DISABLE_COPY_MOVE(FullDisk)
+
+public:
+    explicit FullDisk(qint64 bytes)
+        : m_handler(std::signal(SIGXFSZ, SIG_IGN))
+    {
+        ::getrlimit(RLIMIT_FSIZE, &m_before);
+        rlimit limit = m_before;
+        limit.rlim_cur = rlim_t(bytes);
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+    }
+
+    ~FullDisk()
+    {
+        ::setrlimit(RLIMIT_FSIZE, &m_before);
+        std::signal(SIGXFSZ, m_handler);
+    }
+
+private:
+    void (*const m_handler)(int);
+    rlimit m_before{};
+};
+
+qint64 sizeOfLog(const QueueBench &bench)
+{
+    return QFileInfo(bench.listPath() + "-wal"_L1).size();
+}
+
+}
+
+/// A list that fills up, goes away or becomes another's while downloads run.
+class TestListTrouble : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void aFullListStopsNoDownload();
+    void ofAFullListPeopleAreToldOnce();
+    void whatWasSavedBeforeItWasFullIsThereAfterwards();
+    void aListWhoseFolderIsGoneStopsNoDownload();
+    void whatSomebodyElseHasClaimedEndsWithWhoHasIt();
+};
+
+void TestListTrouble::aFullListStopsNoDownload()
+{
+    QueueBench bench;
+    QList<qint64> ids;
+    for (int i = 0; i < 4; ++i)
+        ids.append(bench.append(u"done"_s));
+    bench.session->list().count(ListFilter::All);
+    {
+        const FullDisk full(sizeOfLog(bench));
+        QVERIFY(bench.run());
+    }
+    for (const qint64 id : std::as_const(ids)) {
+        QCOMPARE(bench.outcomeOf(id).failure.kind, Failure::Kind::None);
+        QVERIFY(QFileInfo::exists(bench.outcomeOf(id).info.filePath(0)));
+    }
+}
+
+void TestListTrouble::ofAFullListPeopleAreToldOnce()
+{
+    QueueBench bench;
+    QList<Failure> told;
+    connect(bench.session.get(), &DownloadSession::warned, &bench,
+            [&told](qint64, const Failure &what) { told.append(what); });
+    for (int i = 0; i < 4; ++i)
+        bench.append(u"done"_s);
+    bench.session->list().count(ListFilter::All);
+    const FullDisk full(sizeOfLog(bench));
+    QVERIFY(bench.run());
+    QCOMPARE(told.size(), 1);
+    QCOMPARE(told.first().kind, Failure::Kind::CannotChangeList);
+    QCOMPARE(told.first().subject.path, bench.listPath());
+}
+
+void TestListTrouble::whatWasSavedBeforeItWasFullIsThereAfterwards()
+{
+    QueueBench bench;
+    const qint64 before = bench.append(u"done"_s);
+    QVERIFY(bench.run());
+    const qint64 during = bench.append(u"done"_s);
+    bench.session->list().count(ListFilter::All);
+    {
+        const FullDisk full(sizeOfLog(bench));
+        QVERIFY(bench.run());
+    }
+    QVERIFY(bench.session->record(before)->isFinished());
+    QVERIFY2(bench.session->record(during).has_value(), "it can be resumed");
+    const qint64 after = bench.append(u"done"_s);
+    QVERIFY(bench.run());
+    QVERIFY(bench.session->record(after)->isFinished());
+    QCOMPARE(SqlFile(bench.listPath()).value(u"PRAGMA integrity_check"_s).toString(), u"ok"_s);
+}
+
+void TestListTrouble::aListWhoseFolderIsGoneStopsNoDownload()
+{
+    QueueBench bench;
+    const qint64 id = bench.bring(QueueBench::Place::Running);
+    for (const QLatin1StringView suffix : {""_L1, "-wal"_L1, "-shm"_L1})
+        QVERIFY(QFile::remove(bench.listPath() + suffix));
+    const qint64 next = bench.append(u"done"_s);
+    bench.session->stop(id);
+    QVERIFY(bench.run());
+    QCOMPARE(bench.outcomeOf(next).failure.kind, Failure::Kind::None);
+    QVERIFY(QFileInfo::exists(bench.outcomeOf(next).info.filePath(0)));
+}
+
+/// On another machine, say, where nobody knows that this process lives.
+void TestListTrouble::whatSomebodyElseHasClaimedEndsWithWhoHasIt()
+{
+    QueueBench bench;
+    const qint64 id = bench.bring(QueueBench::Place::Running);
+    const SqlFile other(bench.listPath());
+    QVERIFY(other.run(u"UPDATE downloads SET fence = fence + 1, owner_pid = 1, title = 'theirs'"_s));
+    bench.session->stop(id);
+    QVERIFY(bench.run());
+    QCOMPARE(bench.outcomeOf(id).failure.kind, Failure::Kind::OwnedByOther);
+    QCOMPARE(bench.outcomeOf(id).failure.number, 1);
+    QCOMPARE(bench.endsOf(id), 1);
+    QCOMPARE(other.value(u"SELECT title FROM downloads"_s).toString(), u"theirs"_s);
+    QCOMPARE(other.value(u"SELECT owner_pid FROM downloads"_s).toInt(), 1);
+}
+
+QTEST_GUILESS_MAIN(TestListTrouble)
+#include "tst_listtrouble.moc"
