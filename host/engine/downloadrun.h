@@ -114,6 +114,10 @@ private:
         AtOnce,
     };
 
+    static bool hasFileOnDisk(const AbstractDownloadPersistentInfo &info);
+    static bool hasBytesOnDisk(const AbstractDownloadPersistentInfo &info);
+    static bool hasOtherName(const AbstractDownloadPersistentInfo &newer, const AbstractDownloadPersistentInfo &older);
+    static bool takesBack(const AbstractDownloadPersistentInfo &newer, const AbstractDownloadPersistentInfo &older);
     void advance(Life to);
     void onChanged(bool significantly);
     void onRunning(bool isRunning);
