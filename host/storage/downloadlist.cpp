@@ -406,11 +406,13 @@ bool DownloadList::changed(Lasting lasting, const std::function<bool()> &work, S
 {
     if (lasting == Lasting::Always)
         setSynchronous(u"FULL"_s);
+    const bool wasOwner = m_isOwner;
     bool done = false;
     {
         SqlTransaction transaction(m_rows->statements(), SqlTransaction::Kind::Write);
         const bool worked = transaction.isOpen() && work();
         done = worked && transaction.commit();
+        m_isOwner = done ? m_isOwner : wasOwner;
         *error = transaction.isOpen() && !worked ? m_rows->lastError() : transaction.lastError();
     }
     if (lasting == Lasting::Always)

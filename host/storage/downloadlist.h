@@ -67,6 +67,7 @@ public:
     Claim claim(qint64 id, ProcessIdentity *owner = nullptr) override;
     Claim claim(qint64 id, Lease &lease, ProcessIdentity *owner = nullptr) override;
     bool release(qint64 id) override;
+    void renewClaims() override;
 
     /// Called with each statement before it runs: for who looks into what is slow.
     void setStatementObserver(const std::function<void(const QString &statement)> &observer);
@@ -100,6 +101,7 @@ private:
     Failure m_warning;
     QString m_damage; ///< what was found when it was opened, behind a colon; empty = nothing that has words
     quint64 m_inode = 0; ///< of the file that is open
+    bool m_isOwner = false; ///< and the list knows for how long
     std::function<void(const QString &)> m_observer;
     Together *m_together = nullptr; ///< inside of what happens together
     std::unique_ptr<SqlDatabase> m_database;

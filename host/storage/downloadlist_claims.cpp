@@ -3,6 +3,7 @@
 
 #include <host/storage/listrows.h>
 #include <host/storage/memoryrows.h>
+#include <host/storage/owners.h>
 #include <host/storage/processidentity.h>
 #include <host/storage/recordrows.h>
 
@@ -41,7 +42,7 @@ DownloadList::Claim DownloadList::claim(qint64 id, ProcessIdentity *owner, const
     const bool taken = changing(Lasting::ThisRunOfTheMachine, [&] {
         bool found = false;
         const ProcessIdentity before = ownerOf(id, &found);
-        isOthers = found && before != me && before.isAlive();
+        isOthers = found && before != me && Owners::isAlive(*m_rows, before);
         if (isOthers && owner)
             *owner = before;
         return found && !isOthers && (before == me || setOwner(id, me)) && andThen();
@@ -75,8 +76,16 @@ bool DownloadList::setOwner(qint64 id, const ProcessIdentity &owner)
     SqlValues values(3);
     if (!owner.isNobody())
         values = {owner.pid, owner.startTime, owner.bootId};
+    m_isOwner = m_isOwner || (!owner.isNobody() && Owners::renew(*m_rows));
     return changesOne(
         u"UPDATE downloads SET owner_pid = ?, owner_start_time = ?, owner_boot_id = ?, fence = coalesce(fence, 0) + 1 "
         u"WHERE id = ?"_s,
         values + SqlValues{id});
+}
+
+/// Nobody waits for it: where it fails, the next one makes up for it.
+void DownloadList::renewClaims()
+{
+    if (isOpen() && m_isOwner)
+        changing(Lasting::ThisRunOfTheMachine, [this] { return Owners::renew(*m_rows); });
 }

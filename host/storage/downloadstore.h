@@ -133,4 +133,6 @@ public:
     /// The same for many, which may take its time. Calls that come later see it; where it fails, their owner's end
     /// gives them up.
     virtual void releaseSoon(const QList<qint64> &ids);
+    /// To be called every Owners::kRenewMs: else other machines take this process for dead.
+    virtual void renewClaims() {}
 };

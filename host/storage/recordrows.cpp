@@ -372,14 +372,12 @@ bool RecordRows::insert(AbstractDownloadPersistentInfo &record)
 }
 
 bool RecordRows::update(const AbstractDownloadPersistentInfo &record, const SqlValue &fileIdentity,
-                        const SqlValue &contentEncoding, qint64 fence)
+                        const SqlValue &contentEncoding)
 {
-    static const QString statement =
-        u"UPDATE downloads SET %1 = ?, file_identity = coalesce(?, file_identity), "
-        u"content_encoding = coalesce(?, content_encoding) "
-        u"WHERE id = ? AND ? IN (0, fence)"_s.arg(names(columnsOfRuns()).join(u" = ?, "_s));
-    auto change =
-        run(statement, cells(columnsOfRuns(), record) + SqlValues{fileIdentity, contentEncoding, record.id, fence});
+    static const QString statement = u"UPDATE downloads SET %1 = ?, file_identity = coalesce(?, file_identity), "
+                                     u"content_encoding = coalesce(?, content_encoding) "
+                                     u"WHERE id = ?"_s.arg(names(columnsOfRuns()).join(u" = ?, "_s));
+    auto change = run(statement, cells(columnsOfRuns(), record) + SqlValues{fileIdentity, contentEncoding, record.id});
     return change && change->changes() == 1 && deleteParts(record.id) && insertParts(record);
 }
 

@@ -24,10 +24,9 @@ public:
     /// Takes no notice of the record's id and place; gives it the new ones, behind all others.
     bool insert(AbstractDownloadPersistentInfo &record);
     /// All but its place. False, without an error, when the list has no record of that id.
-    /// @param fileIdentity null = the one that is there stays @param contentEncoding likewise @param fence of the claim
-    /// under which it is written: false where it is not the newest; 0 = whoever has it
+    /// @param fileIdentity null = the one that is there stays @param contentEncoding likewise
     bool update(const AbstractDownloadPersistentInfo &record, const SqlValue &fileIdentity = {},
-                const SqlValue &contentEncoding = {}, qint64 fence = 0);
+                const SqlValue &contentEncoding = {});
     /// Records that a condition over the table "downloads" holds for. @param condition with a "?" for each value
     /// @param index by which they are to be found; empty = the database chooses
     Records select(const QString &condition, const SqlValues &values, const QString &index = {});

@@ -241,6 +241,18 @@ constexpr QStringView kFinishedByPlace =
 
 constexpr QStringView kSeventhVersion[] = {kPlaces, kDownloadsByPlace, kFinishedByPlace};
 
+/// When those are taken for gone of whom no process can be seen here, see Owners.
+constexpr QStringView kOwnersTable = uR"(CREATE TABLE owners (
+    boot_id TEXT NOT NULL,
+    pid INTEGER NOT NULL,
+    start_time INTEGER NOT NULL,
+    machine TEXT NOT NULL,
+    until INTEGER NOT NULL,                -- seconds since 1970
+    PRIMARY KEY (boot_id, pid, start_time)
+) STRICT, WITHOUT ROWID)";
+
+constexpr QStringView kEighthVersion[] = {kOwnersTable};
+
 constexpr QStringView kHarmlessNames =
     u"'accept', 'accept-charset', 'accept-encoding', 'accept-language', 'cache-control', 'pragma', 'user-agent', "
     u"'referer', 'origin', 'dnt', 'sec-gpc', 'save-data', 'priority', 'upgrade-insecure-requests', "
@@ -259,7 +271,7 @@ constexpr Migration kMigrations[] = {
     {kFirstVersion, std::size(kFirstVersion)},       {kSecondVersion, std::size(kSecondVersion)},
     {kThirdVersion, std::size(kThirdVersion)},       {kFourthVersion, std::size(kFourthVersion)},
     {kFifthVersion, std::size(kFifthVersion), true}, {kSixthVersion, std::size(kSixthVersion)},
-    {kSeventhVersion, std::size(kSeventhVersion)},
+    {kSeventhVersion, std::size(kSeventhVersion)},   {kEighthVersion, std::size(kEighthVersion)},
 };
 
 /// Of another version it would be no flaw. It is there from the step that took something out to the wipe.
@@ -361,7 +373,7 @@ Schema::Finding migrated(const SqlDatabase &database, SqlTransaction &transactio
 
 const int Schema::kVersion = int(std::size(kMigrations));
 
-const QByteArray Schema::kFingerprint = QByteArrayLiteral("9f81fb079b6df622");
+const QByteArray Schema::kFingerprint = QByteArrayLiteral("783a5a38c8c1d279");
 
 const QList<SchemaCheck::Object> &Schema::objects(int version)
 {

@@ -16,6 +16,7 @@ class SqlDatabase;
 ///     downloads 1 ─── n files 1 ─── n sections
 ///               1 ─── n mirrors, cookies, headers, secret_headers
 ///               1 ─ 0..1 options
+///               n ─ 0..1 owners, by what an owner is known by
 namespace Schema
 {
 

@@ -2,6 +2,7 @@
 #include <host/storage/storethread.h>
 
 #include <host/storage/downloadlist.h>
+#include <host/storage/owners.h>
 #include <host/storage/processidentity.h>
 #include <host/storage/stores.h>
 
@@ -36,6 +37,11 @@ bool StoreThread::open(const StoreChoice &choice)
         return false;
     }
     m_store = std::move(opened);
+    inThread([this] {
+        m_renewal = std::make_unique<QTimer>();
+        QObject::connect(m_renewal.get(), &QTimer::timeout, &m_there, [this] { m_store->renewClaims(); });
+        m_renewal->start(Owners::kRenewMs);
+    });
     m_path = m_store->path();
     m_warning = m_store->warning();
     return true;
@@ -46,7 +52,10 @@ void StoreThread::end()
 {
     if (!m_thread.isRunning())
         return;
-    inThread([this] { m_store = std::make_unique<DownloadList>(); });
+    inThread([this] {
+        m_renewal.reset();
+        m_store = std::make_unique<DownloadList>();
+    });
     m_thread.quit();
     m_thread.wait();
 }

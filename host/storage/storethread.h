@@ -6,6 +6,7 @@
 
 #include <QObject>
 #include <QThread>
+#include <QTimer>
 
 #include <functional>
 #include <memory>
@@ -75,6 +76,7 @@ private:
 
     QThread m_thread;
     QObject m_there; ///< lives in it
+    std::unique_ptr<QTimer> m_renewal; ///< made and deleted there
     std::unique_ptr<DownloadStore> m_store; ///< used there, and here while nothing runs there
     qint64 m_calls = 0;
     QString m_path;

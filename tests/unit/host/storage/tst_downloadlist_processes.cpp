@@ -29,6 +29,9 @@ private Q_SLOTS:
 
     void aDownloadHasOneOwner();
     void anOwnerThatDiedIsNone();
+    void anOwnerOnAnotherMachineIsOneUntilItsEnd_data();
+    void anOwnerOnAnotherMachineIsOneUntilItsEnd();
+    void whoOwnsSomethingPutsItsEndOff();
     void aReleasedDownloadIsFree();
     void releasingSomebodyElsesDownloadDoesNothing();
     void claimingNothingFails();
@@ -149,6 +152,59 @@ void TestDownloadListProcesses::anOwnerThatDiedIsNone()
     const Shell shell(path());
     QCOMPARE(shell.value(u"SELECT owner_start_time FROM downloads"_s).toLongLong(),
              ProcessIdentity::current().startTime);
+}
+
+void TestDownloadListProcesses::anOwnerOnAnotherMachineIsOneUntilItsEnd_data()
+{
+    QTest::addColumn<QString>("machine");
+    QTest::addColumn<int>("seconds");
+    QTest::addColumn<DownloadList::Claim>("answer");
+    QTest::newRow("its end lies ahead") << u"elsewhere"_s << 60 << DownloadList::Claim::OwnedByOther;
+    QTest::newRow("its end has passed") << u"elsewhere"_s << -1 << DownloadList::Claim::Taken;
+    QTest::newRow("this machine has started anew since") << QString() << 60 << DownloadList::Claim::Taken;
+}
+
+/// Nobody can see from here whether it lives.
+void TestDownloadListProcesses::anOwnerOnAnotherMachineIsOneUntilItsEnd()
+{
+    QFETCH(QString, machine);
+    QFETCH(int, seconds);
+    QFETCH(DownloadList::Claim, answer);
+    DownloadList list;
+    openList(list);
+    Info record;
+    QVERIFY(list.insert(record) > 0);
+    Info mine;
+    QVERIFY(list.insertOwned(mine, {}) > 0);
+    const Shell shell(path());
+    const QString here = shell.value(u"SELECT machine FROM owners"_s).toString();
+    QVERIFY(!here.isEmpty());
+    QVERIFY(shell
+                .value(u"INSERT INTO owners VALUES ('another run', 1, 2, '%1', unixepoch() + %2)"_s
+                           .arg(machine.isEmpty() ? here : machine)
+                           .arg(seconds))
+                .isNull());
+    QVERIFY(shell
+                .value(u"UPDATE downloads SET owner_pid = 1, owner_start_time = 2, owner_boot_id = 'another run' "
+                       u"WHERE id = %1"_s.arg(record.id))
+                .isNull());
+    QCOMPARE(list.claim(record.id), answer);
+}
+
+void TestDownloadListProcesses::whoOwnsSomethingPutsItsEndOff()
+{
+    DownloadList list;
+    openList(list);
+    list.renewClaims();
+    const Shell shell(path());
+    QVERIFY2(shell.value(u"SELECT until FROM owners"_s).isNull(), "who owns nothing says nothing");
+    Info record;
+    QVERIFY(list.insertOwned(record, {}) > 0);
+    QVERIFY(shell.value(u"SELECT until > unixepoch() FROM owners"_s).toBool());
+    QVERIFY(shell.value(u"UPDATE owners SET until = unixepoch() - 1"_s).isNull());
+    list.renewClaims();
+    QVERIFY(shell.value(u"SELECT until > unixepoch() FROM owners"_s).toBool());
+    QCOMPARE(shell.value(u"SELECT count(*) FROM owners"_s).toInt(), 1);
 }
 
 void TestDownloadListProcesses::aReleasedDownloadIsFree()

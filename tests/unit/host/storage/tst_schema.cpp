@@ -69,8 +69,9 @@ void TestSchema::anEmptyDatabaseGetsTheTables()
     QString error;
     QVERIFY2(upgrade(&error), qPrintable(error));
     QCOMPARE(number(u"user_version"_s), Schema::kVersion);
-    const QStringList expected{u"addresses"_s, u"cookies"_s, u"downloads"_s, u"evidence"_s,       u"files"_s,
-                               u"headers"_s,   u"mirrors"_s, u"options"_s,   u"secret_headers"_s, u"sections"_s};
+    const QStringList expected{u"addresses"_s, u"cookies"_s,        u"downloads"_s, u"evidence"_s,
+                               u"files"_s,     u"headers"_s,        u"mirrors"_s,   u"options"_s,
+                               u"owners"_s,    u"secret_headers"_s, u"sections"_s};
     QCOMPARE(tables(), expected);
 }
 

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QtGlobal>
+
+class RecordRows;
+struct ProcessIdentity;
+
+/// Who of the owners of downloads lives. One on this machine is asked for itself. Of one on another machine nobody can
+/// see whether it does: it has a row of its own in the list, however many downloads it owns, with an end that it puts
+/// off while it lives. Opens no transaction of its own.
+namespace Owners
+{
+
+/// So far ahead the end lies when it is put off.
+constexpr qint64 kLeaseSeconds = 60;
+/// And so often it is.
+constexpr int kRenewMs = 20 * 1000;
+
+/// Puts off this process's. False when a statement failed, with the reason in the rows.
+bool renew(RecordRows &rows);
+bool isAlive(RecordRows &rows, const ProcessIdentity &owner);
+
+}
