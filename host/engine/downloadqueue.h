@@ -5,6 +5,7 @@
 #include <host/engine/downloadstate.h>
 #include <host/engine/downloadstatus.h>
 #include <host/engine/filehasher.h>
+#include <host/engine/limits.h>
 #include <host/engine/outbox.h>
 #include <host/engine/queueoptions.h>
 #include <host/engine/warning.h>
@@ -23,7 +24,6 @@
 #include <QObject>
 #include <QTimer>
 
-#include <functional>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -81,6 +81,9 @@ public:
     /// Has what is paused wait again, in its place; stateChanged() follows. It begins as if it were new here. False
     /// when it is not Paused, and after close().
     bool resume(qint64 id, Failure *failure = nullptr);
+    /// Is content with what is there of one that waits or has begun, which ends with that; stateChanged() follows.
+    /// False, with the reason, where that is not one piece from the start.
+    bool finishNow(qint64 id, Failure *failure);
     /// As pause(), and then it is known here no longer: stateChanged() to Removed is the last of it. False when it is
     /// not known. What is being stopped already leaves, too.
     bool take(qint64 id, Failure *failure = nullptr);
@@ -102,13 +105,11 @@ public:
     void setMostAtOnce(int count);
     /// bytes/s of all together, from now on; 0 = none.
     void setSpeedLimit(qint64 limit);
-    /// bytes/s of one download, from now on and in the list; 0 = the session's. False when the list cannot be written;
-    /// the limit holds all the same.
-    bool setSpeedLimitOf(qint64 id, qint64 limit, Failure *failure);
     /// Connections of all together, from now on; 0 = no limit.
     void setMostConnections(int count);
-    /// Connections of one download, from now on and in the list; 0 = the session's. False as above.
-    bool setMostConnectionsOf(qint64 id, int count, Failure *failure);
+    /// Of one download, from now on and in the list; 0 = the session's. False when the list cannot be written; the
+    /// limits hold all the same.
+    bool setLimitsOf(qint64 id, const Limits &limits, Failure *failure);
 
     /// Nothing runs and nothing waits.
     bool isIdle() const { return m_waiting.isEmpty() && m_order.isEmpty(); }
@@ -167,6 +168,7 @@ private:
     void pauseWaiting(qint64 id);
     void stop(QueuedDownload &active, bool isTaken);
     void giveUpWaiting();
+    void finishSoon(Entry &entry, qint64 id);
 
     void fill();
     void fillSoon();
@@ -201,7 +203,6 @@ private:
     void shareConnections();
     void shareSpeed();
     NetworkUsageSettings usageOf(const QueuedDownload &active) const;
-    bool keepOptions(qint64 id, const std::function<void(DownloadOptions &)> &change, Failure *failure);
     void onRequest(qint64 id);
     void onClaimLost(qint64 id, const Failure &who);
     void onFilesWorkedOn(qint64 id, bool performing);

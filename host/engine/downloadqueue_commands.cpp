@@ -3,6 +3,7 @@
 
 #include <host/engine/downloadsession.h>
 #include <host/engine/queueddownload.h>
+#include <host/policy/finishnow.h>
 
 #include <QThread>
 
@@ -54,6 +55,36 @@ bool DownloadQueue::resume(qint64 id, Failure *failure)
         return refuse(id, u"it is not paused"_s, failure);
     enqueue(id, entry->job);
     return true;
+}
+
+bool DownloadQueue::finishNow(qint64 id, Failure *failure)
+{
+    Q_ASSERT(QThread::currentThread() == thread());
+    const Outbox::Scope scope(m_outbox);
+    Entry *const entry = entryOf(id);
+    if (!entry || entry->state == DownloadState::Paused)
+        return refuse(id, u"it neither waits nor has begun"_s, failure);
+    if (entry->state == DownloadState::Running)
+        return m_session.finishNow(id, failure);
+    const auto record = entry->active ? std::optional(entry->active->info) : m_session.record(id);
+    *failure = record ? FinishNow::refusal(*record, false) : m_session.whyNoRecord(id);
+    if (*failure)
+        return false;
+    finishSoon(*entry, id);
+    return true;
+}
+
+/// Whoever waits goes on waiting for a place, but no server has to have room.
+void DownloadQueue::finishSoon(Entry &entry, qint64 id)
+{
+    if (entry.state != DownloadState::Waiting) {
+        tryAgain(id, Job::FinishNow);
+        return;
+    }
+    entry.job = Job::FinishNow;
+    if (entry.active)
+        entry.active->job = Job::FinishNow;
+    fillSoon();
 }
 
 bool DownloadQueue::take(qint64 id, Failure *failure)

@@ -323,8 +323,13 @@ void DownloadQueue::setChecksumResult(QueuedDownload &active, ChecksumResult res
     if (active.options.checksumAlgorithm.isEmpty() || active.options.checksumResult == result)
         return;
     active.options.checksumResult = result;
+    DownloadOptions kept = m_session.options(active.id);
+    // What was given since it began stays; with another checksum than that nothing was compared.
+    if (kept.checksumAlgorithm != active.options.checksumAlgorithm || kept.checksumHex != active.options.checksumHex)
+        return;
+    kept.checksumResult = result;
     Failure failure;
-    if (!m_session.setOptions(active.id, active.options, &failure))
+    if (!m_session.setOptions(active.id, kept, &failure))
         warn(active.id, failure);
 }
 

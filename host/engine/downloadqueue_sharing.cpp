@@ -15,18 +15,19 @@ namespace
 /// bytes/s of what has to wait for its reader and cannot be asked for again: its server sees that somebody is there.
 constexpr qint64 kTrickle = 1024;
 
+void apply(const Limits &limits, DownloadOptions &options)
+{
+    options.rateLimit = limits.rate.value_or(options.rateLimit);
+    options.connections = limits.connections.value_or(options.connections);
+    options.connectionsPerServer = limits.connectionsPerServer.value_or(options.connectionsPerServer);
+}
+
 }
 
 void DownloadQueue::setSpeedLimit(qint64 limit)
 {
     m_options.speedLimit = limit;
     shareSpeed();
-}
-
-bool DownloadQueue::setSpeedLimitOf(qint64 id, qint64 limit, Failure *failure)
-{
-    return keepOptions(
-        id, [limit](DownloadOptions &options) { options.rateLimit = limit; }, failure);
 }
 
 void DownloadQueue::setMostConnections(int count)
@@ -38,19 +39,13 @@ void DownloadQueue::setMostConnections(int count)
     fillSoon();
 }
 
-bool DownloadQueue::setMostConnectionsOf(qint64 id, int count, Failure *failure)
-{
-    return keepOptions(
-        id, [count](DownloadOptions &options) { options.connections = count; }, failure);
-}
-
-bool DownloadQueue::keepOptions(qint64 id, const std::function<void(DownloadOptions &)> &change, Failure *failure)
+bool DownloadQueue::setLimitsOf(qint64 id, const Limits &limits, Failure *failure)
 {
     if (QueuedDownload *const active = find(id))
-        change(active->options);
+        apply(limits, active->options);
     share();
     DownloadOptions options = m_session.options(id);
-    change(options);
+    apply(limits, options);
     return m_session.setOptions(id, options, failure);
 }
 

@@ -57,7 +57,8 @@ public:
     bool isServed(const QUrl &url, Failure *failure);
     /// The unfinished download of the same request, or a new one. It is this process's from now on. 0 = failed.
     /// @param line gets the one that the list has of it now
-    qint64 add(const DownloadRequest &request, Failure *failure, ListEntry *line = nullptr);
+    /// @param isNew gets whether the list did not have it; both may be null
+    qint64 add(const DownloadRequest &request, Failure *failure, ListEntry *line = nullptr, bool *isNew = nullptr);
     /// Goes on with a download of the list. What its file on disk cannot hold is fetched again.
     bool start(qint64 id, Failure *failure) { return start(id, Sources(), failure); }
     /// The same, from some of its addresses only.

@@ -29,7 +29,7 @@ constexpr qsizetype kReleasedAtTheEnd = 100;
 
 }
 
-qint64 DownloadSession::add(const DownloadRequest &asked, Failure *failure, ListEntry *line)
+qint64 DownloadSession::add(const DownloadRequest &asked, Failure *failure, ListEntry *line, bool *isNew)
 {
     Q_ASSERT(QThread::currentThread() == thread());
     if (!isServed(asked.url, failure))
@@ -39,9 +39,11 @@ qint64 DownloadSession::add(const DownloadRequest &asked, Failure *failure, List
     if (request.isStreamed && !stream)
         return 0;
     Lease added;
+    bool isKnown = false;
     QList<AbstractDownloadPersistentInfo> candidates;
     const bool isDone = m_list.together([&](DownloadStore &list) {
         const qint64 found = claimFound(list, request, failure);
+        isKnown = found != 0;
         if (found != 0 || *failure)
             return found != 0 && list.claim(found, added) == DownloadStore::Claim::Taken;
         added.record = request.newRecord();
@@ -56,10 +58,12 @@ qint64 DownloadSession::add(const DownloadRequest &asked, Failure *failure, List
     const qint64 id = added.record.id;
     m_claimed.insert(id);
     m_servers.insert(id, hostAndPortFromUrl(added.record.downloadUrl()));
-    if (const auto held = m_held.find(id); held != m_held.end())
+    if (const auto held = m_held.find(id); held != m_held.end() && !m_running.contains(id))
         *held = added;
     if (line)
         *line = added.entry();
+    if (isNew)
+        *isNew = !isKnown;
     if (stream)
         m_streams.insert(id, stream);
     else
@@ -73,8 +77,11 @@ qint64 DownloadSession::claimFound(DownloadStore &list, const DownloadRequest &r
     const QList<AbstractDownloadPersistentInfo> found =
         list.findUnfinished(request.url, request.folder, request.outputName);
     for (AbstractDownloadPersistentInfo record : found) {
-        if (!request.isSameDownload(record) || m_running.contains(record.id))
+        if (!request.isSameDownload(record))
             continue;
+        // What runs keeps what it began with.
+        if (m_running.contains(record.id))
+            return record.id;
         ProcessIdentity owner;
         const DownloadStore::Claim claim = list.claim(record.id, &owner);
         if (claim == DownloadStore::Claim::OwnedByOther)

@@ -69,9 +69,10 @@ public:
     /// Is content with the bytes that are there: they become the file. Answers when that has begun; changed() follows.
     /// A failure where they are not one piece from the start.
     void finishNow(qint64 id, const Callback &callback = {});
-    /// Asks the server whether it still has the file; answers when it has said so, with a failure where it has another
-    /// one, or nobody can tell. Changes nothing, and no signal follows but warned(). @param changes headers to be sent
-    /// along; a failure while the download is active.
+    /// Asks the server whether it still has the file; one after the other. Answers when it has said so, with a failure
+    /// where it has another one, or nobody can tell. changed() comes with Checking when it is asked, and follows with
+    /// the state of before; nothing else changes. @param changes headers to be sent along; a failure while the download
+    /// waits or is active, and where something else is begun with it meanwhile.
     void check(qint64 id, const OptionChanges &changes, const Callback &callback = {});
     /// Learns what an address holds without downloading it; answers with what was found. It is in no list, and no
     /// signal follows.

@@ -107,7 +107,7 @@ void LocalEngine::run(const EngineCommand &command)
     case Kind::Open:
         return open(command);
     case Kind::Prepare:
-        return answer(command, {.warnings = m_session->warnings()});
+        return prepared(command);
     case Kind::Add:
         return add(command);
     case Kind::Pause:
@@ -185,8 +185,16 @@ void LocalEngine::open(const EngineCommand &command)
         m_list.reset();
         return;
     }
-    const Failure warning = m_list->warning();
-    answer(command, {.warnings = warning ? QList<Failure>{warning} : QList<Failure>()});
+    m_listWarning = m_list->warning();
+    answer(command, {.warnings = m_listWarning ? QList<Failure>{m_listWarning} : QList<Failure>()});
+}
+
+/// What was said of the list when it was opened alone is not said again.
+void LocalEngine::prepared(const EngineCommand &command)
+{
+    QList<Failure> warnings = m_session->warnings();
+    warnings.removeAll(m_listWarning);
+    answer(command, {.warnings = warnings});
 }
 
 bool LocalEngine::openList()

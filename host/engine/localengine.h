@@ -65,6 +65,7 @@ private:
     void run(const EngineCommand &command);
     bool isRefused(const EngineCommand &command);
     void open(const EngineCommand &command);
+    void prepared(const EngineCommand &command);
     bool openList();
     bool bringUp(Failure *failure);
     void connectAll();
@@ -77,6 +78,7 @@ private:
     void begin(const EngineCommand &command, DownloadQueue::Job job);
     void append(const ListEntry &known, DownloadQueue::Job job);
     void pause(const EngineCommand &command);
+    bool haveQueueDo(const EngineCommand &command, bool (DownloadQueue::*operation)(qint64, Failure *));
     void pauseAll(const EngineCommand &command);
     void resumeAll(const EngineCommand &command);
     void remove(const EngineCommand &command);
@@ -95,6 +97,7 @@ private:
     // Lookups.
     void check(const EngineCommand &command);
     void checkNext();
+    void giveUpCheckOf(qint64 id);
     void beginCheck(const EngineCommand &command, AbstractDownloadPersistentInfo &record);
     void onChecked(const ResourceCheck::Result &result);
     void query(const EngineCommand &command);
@@ -143,10 +146,11 @@ private:
     qint64 ask(Question question);
     void apply(const Question &question, Question::Choice choice);
     void closeQuestion(qint64 questionId);
-    void closeQuestionsOf(qint64 id);
+    void closeQuestionsOf(qint64 id, DownloadState state);
 
     std::optional<EngineOptions> m_options; ///< nothing = open() was not called
     std::unique_ptr<DownloadStore> m_list; ///< until there is a session, which has its own
+    Failure m_listWarning; ///< as open() answered it
     std::unique_ptr<DownloadSession> m_session;
     std::unique_ptr<DownloadQueue> m_queue;
     std::unique_ptr<ResourceCheck> m_check;
@@ -161,11 +165,11 @@ private:
     QHash<qint64, EngineCommand> m_removals; ///< of those that are being paused for it
     QHash<qint64, Lookup> m_lookups; ///< by the session's number for the query
     QQueue<EngineCommand> m_checks; ///< the first one is under way
+    qint64 m_checking = 0; ///< the download that it is of; 0 = none is
     QList<Question> m_questions;
     QHash<qint64, int> m_fileIndexes; ///< by question
     Totals m_totals; ///< as they were told
     QTimer m_tick;
-    qint64 m_newest = 0; ///< number of the download added last
     qint64 m_lastQuestion = 0;
     bool m_isClosing = false;
     bool m_isFlushing = false;

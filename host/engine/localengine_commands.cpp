@@ -15,6 +15,19 @@ namespace
 /// Names of options.
 constexpr auto kRate = "limit-rate"_L1;
 constexpr auto kConnections = "max-connections"_L1;
+constexpr auto kConnectionsPerServer = "max-connections-per-server"_L1;
+
+Limits limitsAmong(const OptionValues &values)
+{
+    Limits limits;
+    if (values.has(kRate))
+        limits.rate = values.number(kRate);
+    if (values.has(kConnections))
+        limits.connections = int(values.number(kConnections));
+    if (values.has(kConnectionsPerServer))
+        limits.connectionsPerServer = int(values.number(kConnectionsPerServer));
+    return limits;
+}
 
 Failure wrongState(qint64 id, const QString &how)
 {
@@ -27,20 +40,20 @@ void LocalEngine::add(const EngineCommand &command)
 {
     const DownloadRequest request = command.request.value_or(DownloadRequest());
     Failure failure;
+    bool isNew = false;
     ListEntry added;
-    const qint64 id = m_session->add(request, &failure, &added);
+    const qint64 id = m_session->add(request, &failure, &added, &isNew);
     if (id == 0) {
         refuse(command, failure);
         return;
     }
     answer(command, {.ids = {id}});
-    if (id > m_newest) {
-        m_newest = id;
+    const bool isToBegin = command.flag && !isQueued(id);
+    if (isNew)
         tellAdded(rowOf(added));
-    } else if (!isQueued(id)) {
-        tellChanged(rowOf(added));
-    }
-    if (command.flag && !isQueued(id))
+    else if (!isToBegin)
+        tellRow(id);
+    if (isToBegin)
         append(added, DownloadQueue::Job::Download);
 }
 
@@ -64,6 +77,7 @@ void LocalEngine::begin(const EngineCommand &command, DownloadQueue::Job job)
 
 void LocalEngine::append(const ListEntry &known, DownloadQueue::Job job)
 {
+    giveUpCheckOf(known.id);
     m_reports.remove(known.id);
     if (job != DownloadQueue::Job::Download)
         m_jobs.insert(known.id, job);
@@ -78,11 +92,22 @@ void LocalEngine::append(const ListEntry &known, DownloadQueue::Job job)
 
 void LocalEngine::pause(const EngineCommand &command)
 {
+    haveQueueDo(command, &DownloadQueue::pause);
+}
+
+/// The queue may tell at once what comes of it; the answer is told before.
+bool LocalEngine::haveQueueDo(const EngineCommand &command, bool (DownloadQueue::*operation)(qint64, Failure *))
+{
+    const QQueue<EngineNews> before = std::exchange(m_news, {});
     Failure failure;
-    if (m_queue->pause(command.id, &failure))
+    const bool isDone = (m_queue.get()->*operation)(command.id, &failure);
+    const QQueue<EngineNews> after = std::exchange(m_news, before);
+    if (isDone)
         answer(command, {.ids = {command.id}});
     else
         refuse(command, failure);
+    m_news += after;
+    return isDone;
 }
 
 void LocalEngine::pauseAll(const EngineCommand &command)
@@ -127,6 +152,11 @@ void LocalEngine::remove(const EngineCommand &command)
 void LocalEngine::removeNow(const EngineCommand &command)
 {
     Failure failure;
+    if (!entry(command.id)) {
+        refuse(command, noSuch(command.id));
+        return;
+    }
+    giveUpCheckOf(command.id);
     if (!m_session->remove(command.id, command.flag, &failure)) {
         refuse(command, failure);
         return;
@@ -141,11 +171,8 @@ void LocalEngine::finishNow(const EngineCommand &command)
         begin(command, DownloadQueue::Job::FinishNow);
         return;
     }
-    Failure failure;
-    if (m_session->finishNow(command.id, &failure))
-        answer(command, {.ids = {command.id}});
-    else
-        refuse(command, failure);
+    if (haveQueueDo(command, &DownloadQueue::finishNow))
+        m_jobs.insert(command.id, DownloadQueue::Job::FinishNow);
 }
 
 void LocalEngine::move(const EngineCommand &command)
@@ -164,36 +191,23 @@ void LocalEngine::move(const EngineCommand &command)
 /// The queue gives them to what runs, and keeps them in the list.
 void LocalEngine::setLimits(const EngineCommand &command)
 {
-    const Limits limits = command.limits.value_or(Limits());
     Failure failure;
-    bool isDone = entry(command.id).has_value();
-    if (!isDone)
+    if (!entry(command.id))
         failure = noSuch(command.id);
-    if (isDone && limits.connectionsPerServer) {
-        DownloadOptions options = m_session->options(command.id);
-        options.connectionsPerServer = *limits.connectionsPerServer;
-        isDone = m_session->setOptions(command.id, options, &failure);
-    }
-    if (isDone && limits.rate)
-        isDone = m_queue->setSpeedLimitOf(command.id, *limits.rate, &failure);
-    if (isDone && limits.connections)
-        isDone = m_queue->setMostConnectionsOf(command.id, *limits.connections, &failure);
-    answerChange(command, isDone ? Failure() : failure);
+    else
+        m_queue->setLimitsOf(command.id, command.limits.value_or(Limits()), &failure);
+    answerChange(command, failure);
 }
 
 void LocalEngine::setOptions(const EngineCommand &command)
 {
     const OptionChanges changes = command.changes.value_or(OptionChanges());
     Failure failure;
-    bool isDone = entry(command.id).has_value();
-    if (!isDone)
+    if (!entry(command.id))
         failure = noSuch(command.id);
-    isDone = isDone && m_session->renew(command.id, changes, &failure);
-    if (isDone && isQueued(command.id) && changes.values.has(kRate))
-        isDone = m_queue->setSpeedLimitOf(command.id, changes.values.number(kRate), &failure);
-    if (isDone && isQueued(command.id) && changes.values.has(kConnections))
-        isDone = m_queue->setMostConnectionsOf(command.id, int(changes.values.number(kConnections)), &failure);
-    answerChange(command, isDone ? Failure() : failure);
+    else if (m_session->renew(command.id, changes, &failure) && isQueued(command.id))
+        m_queue->setLimitsOf(command.id, limitsAmong(changes.values), &failure);
+    answerChange(command, failure);
 }
 
 void LocalEngine::answerChange(const EngineCommand &command, const Failure &failure)

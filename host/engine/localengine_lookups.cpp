@@ -3,6 +3,8 @@
 
 #include <host/engine/downloadsession.h>
 
+#include <utility>
+
 using namespace Qt::StringLiterals;
 
 namespace
@@ -11,6 +13,14 @@ namespace
 Failure stopped()
 {
     return Failure::make(Failure::Kind::Stopped, {});
+}
+
+/// Of a download that would have to be at rest.
+Failure inTheWay(qint64 id)
+{
+    Failure failure = Failure::make(Failure::Kind::WrongState, Failure::Subject::of(id), u"it waits or runs"_s);
+    failure.remedies = {Failure::Remedy::StopFirst};
+    return failure;
 }
 
 }
@@ -32,9 +42,7 @@ void LocalEngine::checkNext()
             beginCheck(command, *record);
             return;
         }
-        const auto subject = Failure::Subject::of(command.id);
-        refuse(command,
-               record ? Failure::make(Failure::Kind::WrongState, subject, u"it waits or runs"_s) : noSuch(command.id));
+        refuse(command, record ? inTheWay(command.id) : noSuch(command.id));
         m_checks.dequeue();
     }
 }
@@ -46,7 +54,22 @@ void LocalEngine::beginCheck(const EngineCommand &command, AbstractDownloadPersi
     const QList<SecretHeader> missing = m_session->missingHeaders(command.id);
     if (!missing.isEmpty())
         warn(command.id, {.kind = Warning::Kind::HeadersMissing, .headers = missing});
+    m_checking = command.id;
     m_check->begin(record);
+    tellRow(command.id);
+}
+
+/// Something else is to be done with the download, and what the server says of it is not waited for.
+void LocalEngine::giveUpCheckOf(qint64 id)
+{
+    if (m_checking != id)
+        return;
+    m_check->stop();
+    m_checking = 0;
+    refuse(m_checks.dequeue(),
+           Failure::make(Failure::Kind::WrongState, Failure::Subject::of(id), u"something else was begun with it"_s));
+    tellRow(id);
+    QMetaObject::invokeMethod(this, &LocalEngine::checkNext, Qt::QueuedConnection);
 }
 
 void LocalEngine::onChecked(const ResourceCheck::Result &result)
@@ -54,6 +77,7 @@ void LocalEngine::onChecked(const ResourceCheck::Result &result)
     if (m_checks.isEmpty())
         return;
     const EngineCommand command = m_checks.dequeue();
+    m_checking = 0;
     EngineAnswer given;
     given.ids = {command.id};
     given.error = result.error;
@@ -63,6 +87,7 @@ void LocalEngine::onChecked(const ResourceCheck::Result &result)
     else if (result.finding == ResourceCheck::Finding::Unknown)
         given.failure = result.failure;
     answer(command, given);
+    tellRow(command.id);
     QMetaObject::invokeMethod(this, &LocalEngine::checkNext, Qt::QueuedConnection);
 }
 
@@ -79,7 +104,7 @@ void LocalEngine::query(const EngineCommand &command)
 
 void LocalEngine::setUrl(const EngineCommand &command)
 {
-    if (command.flag)
+    if (command.flag || isQueued(command.id) || !entry(command.id))
         setUrlNow(command);
     else
         query(command);
@@ -88,6 +113,15 @@ void LocalEngine::setUrl(const EngineCommand &command)
 void LocalEngine::setUrlNow(const EngineCommand &command)
 {
     Failure failure;
+    if (!entry(command.id)) {
+        refuse(command, noSuch(command.id));
+        return;
+    }
+    if (isQueued(command.id)) {
+        refuse(command, inTheWay(command.id));
+        return;
+    }
+    giveUpCheckOf(command.id);
     if (!m_session->setUrl(command.id, command.request.value_or(DownloadRequest()), &failure)) {
         refuse(command, failure);
         return;
@@ -141,4 +175,6 @@ void LocalEngine::endLookups()
         m_check->stop();
     while (!m_checks.isEmpty())
         refuse(m_checks.dequeue(), stopped());
+    if (const qint64 id = std::exchange(m_checking, 0); id != 0)
+        tellRow(id);
 }

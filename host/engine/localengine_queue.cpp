@@ -31,10 +31,17 @@ Action actionOf(Choice choice)
     }
 }
 
+/// In which a download is while it waits for the answer.
+DownloadState stateToAsk(Question::Kind kind)
+{
+    return kind == Question::Kind::FileExists ? DownloadState::Running : DownloadState::Asking;
+}
+
 }
 
 void LocalEngine::onStateChanged(qint64 id, DownloadState from, DownloadState to)
 {
+    closeQuestionsOf(id, to);
     switch (to) {
     case DownloadState::Waiting:
         return onWaiting(id);
@@ -145,7 +152,7 @@ void LocalEngine::tellAtRest(qint64 id, const std::optional<ListEntry> &known)
 {
     const Snapshot last = m_rows.take(id);
     m_jobs.remove(id);
-    closeQuestionsOf(id);
+    closeQuestionsOf(id, DownloadState::Paused);
     if (known)
         tellChanged(rowOf(*known));
     else if (last.id != 0)
@@ -214,11 +221,12 @@ void LocalEngine::closeQuestion(qint64 questionId)
     tell({EngineNews::Kind::QuestionClosed, questionId});
 }
 
-void LocalEngine::closeQuestionsOf(qint64 id)
+/// What a run that is over asked is void, and so is what to do next once that is done.
+void LocalEngine::closeQuestionsOf(qint64 id, DownloadState state)
 {
     const QList<Question> open = m_questions;
     for (const Question &question : open) {
-        if (question.downloadId != id)
+        if (question.downloadId != id || stateToAsk(question.kind) == state)
             continue;
         m_fileIndexes.remove(question.id);
         closeQuestion(question.id);

@@ -118,6 +118,8 @@ Snapshot LocalEngine::rowOf(const ListEntry &entry)
     }
     if (isQueued(entry.id))
         row.state = DownloadState::Waiting;
+    else if (entry.id == m_checking && entry.ownerPid == 0)
+        row.state = DownloadState::Checking;
     putStream(row);
     return row;
 }

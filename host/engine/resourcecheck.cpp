@@ -44,14 +44,18 @@ void ResourceCheck::begin(const AbstractDownloadPersistentInfo &record)
 {
     Q_ASSERT(QThread::currentThread() == thread());
     Q_ASSERT_X(!m_download, "ResourceCheck", "one check at a time");
+    ++m_number;
     m_guard = std::make_shared<ResourceGuard>(ResourceGuard::Task::Look);
     m_guard->setMemory(m_session.list().memory(record.id), true);
     const DownloadOptions options = m_session.options(record.id);
     m_guard->setKeptHeaders(options.headers);
     Result unserved;
     if (!m_session.isServed(record.url, &unserved.failure)) {
-        QMetaObject::invokeMethod(
-            this, [this, unserved] { Q_EMIT checked(unserved); }, Qt::QueuedConnection);
+        const auto tell = [this, unserved, number = m_number] {
+            if (number == m_number)
+                Q_EMIT checked(unserved);
+        };
+        QMetaObject::invokeMethod(this, tell, Qt::QueuedConnection);
         return;
     }
     m_download.reset(m_session.createDownload(record, m_guard, nullptr));
@@ -66,6 +70,7 @@ void ResourceCheck::begin(const AbstractDownloadPersistentInfo &record)
 
 void ResourceCheck::stop()
 {
+    ++m_number;
     m_lookTimer.stop();
     m_download.reset();
 }

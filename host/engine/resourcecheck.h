@@ -57,5 +57,6 @@ private:
     DownloadSession &m_session;
     std::shared_ptr<ResourceGuard> m_guard;
     std::unique_ptr<AbstractDownload> m_download;
+    quint64 m_number = 0; ///< of the check that was begun last; another one once that was stopped
     QTimer m_lookTimer;
 };

@@ -3,6 +3,8 @@
 
 #include <host/policy/contentencoding.h>
 
+#include <cstdlib>
+
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -11,6 +13,9 @@ namespace
 {
 
 using Record = AbstractDownloadPersistentInfo;
+
+/// Timer and clock never agree to the millisecond.
+constexpr qint64 kSameTimeMs = 500;
 
 bool isStop(const AbstractError &error)
 {
@@ -121,11 +126,11 @@ void SnapshotMaker::putStatus(Snapshot &snapshot, const DownloadStatus &status, 
     snapshot.speed = status.speed;
     snapshot.allocated = status.allocated;
     snapshot.connections = connectionsOf(status);
-    const bool isResting = status.retryInMs >= 0;
-    if (!isResting)
-        snapshot.restingUntil = {};
-    else if (!snapshot.restingUntil.isValid())
-        snapshot.restingUntil = now.addMSecs(status.retryInMs);
+    const QDateTime until = status.retryInMs >= 0 ? now.addMSecs(status.retryInMs) : QDateTime();
+    const bool isAsTold = until.isValid() && snapshot.restingUntil.isValid()
+        && std::abs(snapshot.restingUntil.msecsTo(until)) < kSameTimeMs;
+    if (!isAsTold)
+        snapshot.restingUntil = until;
 }
 
 SnapshotDetails SnapshotMaker::detailsOf(const AbstractDownloadPersistentInfo &record, const DownloadOptions &options,

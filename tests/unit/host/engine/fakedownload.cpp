@@ -157,9 +157,10 @@ void FakeDownload::restart()
 
 void FakeDownload::check()
 {
-    if (m_info.url.path() != FakePaths::kChecks)
+    const bool isAnswered = m_info.url.path() == FakePaths::kChecks;
+    m_isChecking = isAnswered || m_info.url.path() == FakePaths::kChecksForEver;
+    if (!isAnswered)
         return;
-    m_isChecking = true;
     const auto end = [this] {
         m_isChecking = false;
         m_checkStatus = 200;

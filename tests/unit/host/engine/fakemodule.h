@@ -12,6 +12,7 @@ inline const QString kFails = QStringLiteral("/fails"); ///< ends with status 40
 inline const QString kNothing = QStringLiteral("/nothing"); ///< begins no run at all
 /// Finds nothing changed, after a while, and does not say when that is.
 inline const QString kChecks = QStringLiteral("/checks");
+inline const QString kChecksForEver = QStringLiteral("/checks-for-ever"); ///< never finds out whether it has changed
 /// One step of the query for each run of this address, the last one for all that follow: "done", "run" (until it is
 /// stopped), "silent" (the same without a connection), "taken" (the file is there and is to be left alone), or
 /// "fail/CATEGORY/CODE[/BYTES[?][/HEADER LINE]]", which has so many bytes then (with "?" of a file of unknown size);

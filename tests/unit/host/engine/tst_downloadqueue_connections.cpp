@@ -28,6 +28,7 @@ private Q_SLOTS:
     void init();
     void cleanup();
     void aDownloadThatMayHaveMoreTakesThem();
+    void aDownloadThatMayHaveMoreToItsServerTakesThem();
     void allThatMayHaveMoreTakeThem();
     void whatEndedBeforeTheLimitRoseLeavesNobodyBehind();
 
@@ -89,10 +90,22 @@ void TestDownloadQueueConnections::aDownloadThatMayHaveMoreTakesThem()
     QVERIFY(m_server->waitForHeld(u"/a"_s, 2));
     QVERIFY(m_server->waitForHeld(u"/b"_s, 2));
     Failure failure;
-    QVERIFY2(m_queue->setMostConnectionsOf(id, 5, &failure), qPrintable(failure.detail));
+    QVERIFY2(m_queue->setLimitsOf(id, {{}, 5, {}}, &failure), qPrintable(failure.detail));
     QVERIFY(m_server->waitForHeld(u"/a"_s, 5));
     QCOMPARE(m_session->options(id).connections, 5);
     QCOMPARE(m_server->peakConnections(), 7);
+}
+
+void TestDownloadQueueConnections::aDownloadThatMayHaveMoreToItsServerTakesThem()
+{
+    const qint64 id = append(u"/a"_s);
+    Failure failure;
+    QVERIFY2(m_queue->setLimitsOf(id, {{}, 8, 3}, &failure), qPrintable(failure.detail));
+    QVERIFY(m_server->waitForHeld(u"/a"_s, 3));
+    QCOMPARE(m_server->peakConnections(), 3);
+    QVERIFY2(m_queue->setLimitsOf(id, {{}, {}, 5}, &failure), qPrintable(failure.detail));
+    QVERIFY(m_server->waitForHeld(u"/a"_s, 5));
+    QCOMPARE(m_server->peakConnections(), 5);
 }
 
 void TestDownloadQueueConnections::allThatMayHaveMoreTakeThem()

@@ -391,10 +391,10 @@ void TestDownloadQueuePausing::aDownloadsOwnLimitMayBeChangedWhileItRuns()
     QueueBench bench;
     const qint64 id = bench.append(u"run"_s);
     QTRY_VERIFY(bench.running(id));
-    QVERIFY(bench.queue->setSpeedLimitOf(id, 3000, &bench.error));
+    QVERIFY(bench.queue->setLimitsOf(id, {3000, {}, {}}, &bench.error));
     QCOMPARE(limitOf(bench, id), 3000 / kTransfers);
     QCOMPARE(bench.session->options(id).rateLimit, 3000);
-    QVERIFY(bench.queue->setSpeedLimitOf(id, 0, &bench.error));
+    QVERIFY(bench.queue->setLimitsOf(id, {0, {}, {}}, &bench.error));
     QCOMPARE(limitOf(bench, id), 0);
 }
 

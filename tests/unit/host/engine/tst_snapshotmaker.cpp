@@ -15,6 +15,7 @@ private Q_SLOTS:
     void theStateAtRest();
     void onePlaceIsKnownOfAnOnlyServer();
     void theTimeOfTheNextAttemptStays();
+    void aLongerRestHasATimeOfItsOwn();
     void secretsAreNotInTheDetails();
 };
 
@@ -81,6 +82,17 @@ void TestSnapshotMaker::theTimeOfTheNextAttemptStays()
     status.retryInMs = -1;
     SnapshotMaker::putStatus(snapshot, status, now);
     QVERIFY(!snapshot.restingUntil.isValid());
+}
+
+void TestSnapshotMaker::aLongerRestHasATimeOfItsOwn()
+{
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    DownloadStatus status;
+    status.retryInMs = 1000;
+    Snapshot snapshot;
+    SnapshotMaker::putStatus(snapshot, status, now);
+    SnapshotMaker::putStatus(snapshot, status, now.addMSecs(1000));
+    QCOMPARE(snapshot.restingUntil, now.addMSecs(2000));
 }
 
 void TestSnapshotMaker::secretsAreNotInTheDetails()

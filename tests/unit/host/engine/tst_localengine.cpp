@@ -1,0 +1,435 @@
+// SPDX-License-Identifier: MIT
+#include <host/engine/localengine.h>
+#include <tests/unit/host/engine/fakemodule.h>
+#include <tests/unit/host/engine/queuesteps.h>
+
+#include <QFileInfo>
+#include <QScopeGuard>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+const QString kLater = u"fail/HttpError/503/300/Retry-After: 600"_s;
+constexpr qint64 kKept = 300; ///< bytes of those that fail so
+constexpr auto kOnUnresumable = "on-unresumable"_L1;
+
+DownloadOptions with(Trouble::Policy onChanged)
+{
+    DownloadOptions options;
+    options.onChanged = int(onChanged);
+    return options;
+}
+
+OptionChanges change(QLatin1StringView name, const QVariant &value)
+{
+    OptionChanges changes;
+    changes.values.give(*OptionTable::ofHost().find(name), {value, u"a test"_s});
+    return changes;
+}
+
+}
+
+/// What the engine in this process makes of commands, in whatever state downloads are.
+class TestLocalEngine : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+    void theSameRequestIsFoundAgainAndNotAdded();
+    void theSameRequestBegunAgainWaitsFirst();
+    void theSameRequestIsTakenWhileItIsActive_data();
+    void theSameRequestIsTakenWhileItIsActive();
+    void whatIsNotThereIsSaid_data();
+    void whatIsNotThereIsSaid();
+    void whatIsNotAtRestTakesNoOtherAddress_data();
+    void whatIsNotAtRestTakesNoOtherAddress();
+    void finishNowEndsWithWhatIsThere_data();
+    void finishNowEndsWithWhatIsThere();
+    void finishNowOfNothingIsRefused();
+    void anAnswerComesBeforeWhatItDid_data();
+    void anAnswerComesBeforeWhatItDid();
+    void optionsThatWereGivenMeanwhileStay();
+    void limitsAreInTheList();
+    void aCheckIsSeenWhileItGoesOn();
+    void aCheckIsGivenUpForOtherWork_data();
+    void aCheckIsGivenUpForOtherWork();
+    void thatNothingIsKeptIsSaidOnce();
+
+private:
+    using Call = std::function<void(const Engine::Callback &)>;
+
+    void open(const QString &listPath);
+    void close();
+    EngineAnswer answerOf(const Call &call) const;
+    DownloadRequest request(const QString &steps) const;
+    qint64 add(const QString &steps, const DownloadOptions &options = {}, bool begin = true);
+    Snapshot row(qint64 id) const;
+    bool comesTo(qint64 id, DownloadState state) const;
+    qint64 bring(DownloadState state);
+
+    std::unique_ptr<QTemporaryDir> m_dir;
+    std::unique_ptr<Engine> m_engine;
+};
+
+void TestLocalEngine::init()
+{
+    m_dir = std::make_unique<QTemporaryDir>();
+    open(m_dir->filePath(u"list.sqlite"_s));
+}
+
+void TestLocalEngine::cleanup()
+{
+    if (m_engine)
+        close();
+}
+
+void TestLocalEngine::open(const QString &listPath)
+{
+    EngineOptions options;
+    options.session.listPath = listPath;
+    options.session.moduleFolders = {QStringLiteral(FAKE_MODULES) + "/good"_L1};
+    options.queue.retryWaitMs = 1;
+    options.queue.mostAtOnce = 1;
+    options.queue.canAsk = true;
+    m_engine = std::make_unique<LocalEngine>();
+    m_engine->open(options);
+}
+
+void TestLocalEngine::close()
+{
+    QSignalSpy closed(m_engine.get(), &Engine::closed);
+    m_engine->close();
+    QTRY_COMPARE(closed.size(), 1);
+    m_engine.reset();
+}
+
+EngineAnswer TestLocalEngine::answerOf(const Call &call) const
+{
+    std::optional<EngineAnswer> given;
+    call([&given](const EngineAnswer &answer) { given = answer; });
+    return QTest::qWaitFor([&given] { return given.has_value(); }) ? *given : EngineAnswer();
+}
+
+DownloadRequest TestLocalEngine::request(const QString &steps) const
+{
+    static int hosts = 0;
+    DownloadRequest request;
+    request.url = QUrl(u"http://host%1"_s.arg(++hosts) + FakePaths::kSteps);
+    request.url.setQuery(steps, QUrl::DecodedMode);
+    request.folder = m_dir->path();
+    return request;
+}
+
+qint64 TestLocalEngine::add(const QString &steps, const DownloadOptions &options, bool begin)
+{
+    DownloadRequest asked = request(steps);
+    asked.options = options;
+    return answerOf([&](const Engine::Callback &done) { m_engine->add(asked, begin, done); }).ids.value(0);
+}
+
+Snapshot TestLocalEngine::row(qint64 id) const
+{
+    return answerOf([&](const Engine::Callback &done) { m_engine->snapshot(id, done); }).snapshots.value(0);
+}
+
+bool TestLocalEngine::comesTo(qint64 id, DownloadState state) const
+{
+    return QTest::qWaitFor([&] { return row(id).state == state; });
+}
+
+/// A download of which a part is there; 0 = it does not come there.
+qint64 TestLocalEngine::bring(DownloadState state)
+{
+    const bool isToAsk = state == DownloadState::Asking;
+    const bool isToWait = state == DownloadState::Waiting;
+    const qint64 id = add((isToAsk        ? kChanged
+                               : isToWait ? kNotFound + u"/300"_s
+                                          : kLater)
+                              + u";done"_s,
+                          with(Trouble::Policy::Ask));
+    if (!isToWait)
+        return comesTo(id, state) ? id : 0;
+    const bool hasFailed = comesTo(id, DownloadState::Failed);
+    add(u"run"_s);
+    m_engine->resume(id);
+    return hasFailed && comesTo(id, state) ? id : 0;
+}
+
+void TestLocalEngine::theSameRequestIsFoundAgainAndNotAdded()
+{
+    const DownloadRequest asked = request(u"done"_s);
+    const Call adding = [&](const Engine::Callback &done) { m_engine->add(asked, false, done); };
+    const qint64 id = answerOf(adding).ids.value(0);
+    close();
+    open(m_dir->filePath(u"list.sqlite"_s));
+    QSignalSpy added(m_engine.get(), &Engine::added);
+    QSignalSpy changed(m_engine.get(), &Engine::changed);
+    QCOMPARE(answerOf(adding).ids, QList<qint64>{id});
+    QTRY_COMPARE(changed.size(), 1);
+    QCOMPARE(added.size(), 0);
+    QCOMPARE(answerOf([&](const Engine::Callback &done) { m_engine->snapshots({}, done); }).snapshots.size(), 1);
+}
+
+void TestLocalEngine::theSameRequestBegunAgainWaitsFirst()
+{
+    const DownloadRequest asked = request(kNotFound + u";done"_s);
+    const Call adding = [&](const Engine::Callback &done) { m_engine->add(asked, true, done); };
+    const qint64 id = answerOf(adding).ids.value(0);
+    QVERIFY(comesTo(id, DownloadState::Failed));
+    QList<DownloadState> states;
+    const QObject listener;
+    connect(m_engine.get(), &Engine::changed, &listener, [&](const Snapshot &row) { states.append(row.state); });
+    QCOMPARE(answerOf(adding).ids, QList<qint64>{id});
+    QVERIFY(comesTo(id, DownloadState::Done));
+    QCOMPARE(states.first(), DownloadState::Waiting);
+}
+
+void TestLocalEngine::theSameRequestIsTakenWhileItIsActive_data()
+{
+    QTest::addColumn<QString>("steps");
+    QTest::addColumn<DownloadState>("state");
+    QTest::newRow("running") << u"run"_s << DownloadState::Running;
+    QTest::newRow("resting") << kLater << DownloadState::Resting;
+    QTest::newRow("waiting") << u"done"_s << DownloadState::Waiting;
+}
+
+void TestLocalEngine::theSameRequestIsTakenWhileItIsActive()
+{
+    QFETCH(const QString, steps);
+    QFETCH(const DownloadState, state);
+    if (state == DownloadState::Waiting)
+        add(u"run"_s);
+    const DownloadRequest asked = request(steps);
+    const Call adding = [&](const Engine::Callback &done) { m_engine->add(asked, true, done); };
+    const qint64 id = answerOf(adding).ids.value(0);
+    QVERIFY(comesTo(id, state));
+    QSignalSpy changed(m_engine.get(), &Engine::changed);
+    QSignalSpy added(m_engine.get(), &Engine::added);
+    QCOMPARE(answerOf(adding).ids, QList<qint64>{id});
+    QTRY_VERIFY(!changed.isEmpty());
+    QCOMPARE(added.size(), 0);
+    QVERIFY(comesTo(id, state));
+}
+
+void TestLocalEngine::whatIsNotThereIsSaid_data()
+{
+    QTest::addColumn<int>("kind");
+    const auto row = [](const char *name, EngineCommand::Kind kind) { QTest::newRow(name) << int(kind); };
+    row("resume", EngineCommand::Kind::Resume);
+    row("restart", EngineCommand::Kind::Restart);
+    row("finish now", EngineCommand::Kind::FinishNow);
+    row("remove", EngineCommand::Kind::Remove);
+    row("check", EngineCommand::Kind::Check);
+    row("another address", EngineCommand::Kind::SetUrl);
+    row("move", EngineCommand::Kind::Move);
+    row("limits", EngineCommand::Kind::SetLimits);
+    row("options", EngineCommand::Kind::SetOptions);
+    row("snapshot", EngineCommand::Kind::Snapshot);
+}
+
+void TestLocalEngine::whatIsNotThereIsSaid()
+{
+    QFETCH(const int, kind);
+    EngineCommand command;
+    command.kind = EngineCommand::Kind(kind);
+    command.id = 77;
+    command.request = request(u"done"_s);
+    const EngineAnswer answer = answerOf([&](const Engine::Callback &done) { m_engine->send(command, done); });
+    QCOMPARE(answer.failure.kind, Failure::Kind::NoSuchDownload);
+    QCOMPARE(answer.failure.subject.id, 77);
+}
+
+void TestLocalEngine::whatIsNotAtRestTakesNoOtherAddress_data()
+{
+    QTest::addColumn<DownloadState>("state");
+    QTest::addColumn<bool>("force");
+    for (const bool force : {false, true}) {
+        const char *const how = force ? "by force" : "asked first";
+        QTest::addRow("waiting, %s", how) << DownloadState::Waiting << force;
+        QTest::addRow("resting, %s", how) << DownloadState::Resting << force;
+        QTest::addRow("asking, %s", how) << DownloadState::Asking << force;
+    }
+}
+
+void TestLocalEngine::whatIsNotAtRestTakesNoOtherAddress()
+{
+    QFETCH(const DownloadState, state);
+    QFETCH(const bool, force);
+    const qint64 id = bring(state);
+    QVERIFY(id != 0);
+    const QUrl before = row(id).url;
+    const DownloadRequest other = request(u"done"_s);
+    const EngineAnswer answer =
+        answerOf([&](const Engine::Callback &done) { m_engine->setUrl(id, other, force, done); });
+    QCOMPARE(answer.failure.kind, Failure::Kind::WrongState);
+    QCOMPARE(row(id).url, before);
+    QCOMPARE(row(id).state, state);
+}
+
+void TestLocalEngine::finishNowEndsWithWhatIsThere_data()
+{
+    QTest::addColumn<DownloadState>("state");
+    QTest::newRow("waiting") << DownloadState::Waiting;
+    QTest::newRow("resting") << DownloadState::Resting;
+    QTest::newRow("asking") << DownloadState::Asking;
+}
+
+void TestLocalEngine::finishNowEndsWithWhatIsThere()
+{
+    QFETCH(const DownloadState, state);
+    const qint64 id = bring(state);
+    QVERIFY(id != 0);
+    QVERIFY(answerOf([&](const Engine::Callback &done) { m_engine->finishNow(id, done); }).isOk());
+    m_engine->setMostAtOnce(2);
+    QVERIFY(comesTo(id, DownloadState::Done));
+    QCOMPARE(QFileInfo(row(id).details->path).size(), kKept);
+    QCOMPARE(answerOf([&](const Engine::Callback &done) { m_engine->questions(done); }).questions.size(), 0);
+}
+
+void TestLocalEngine::finishNowOfNothingIsRefused()
+{
+    add(u"run"_s);
+    const qint64 id = add(u"done"_s);
+    const EngineAnswer answer = answerOf([&](const Engine::Callback &done) { m_engine->finishNow(id, done); });
+    QCOMPARE(answer.failure.kind, Failure::Kind::CannotFinish);
+    QCOMPARE(row(id).state, DownloadState::Waiting);
+}
+
+void TestLocalEngine::anAnswerComesBeforeWhatItDid_data()
+{
+    QTest::addColumn<DownloadState>("state");
+    QTest::addColumn<int>("kind");
+    for (const DownloadState state : {DownloadState::Waiting, DownloadState::Resting, DownloadState::Asking}) {
+        const QLatin1StringView name = downloadStates().nameOf(state);
+        QTest::addRow("pause, %s", name.data()) << state << int(EngineCommand::Kind::Pause);
+        QTest::addRow("finish now, %s", name.data()) << state << int(EngineCommand::Kind::FinishNow);
+        QTest::addRow("limits, %s", name.data()) << state << int(EngineCommand::Kind::SetLimits);
+    }
+}
+
+void TestLocalEngine::anAnswerComesBeforeWhatItDid()
+{
+    QFETCH(const DownloadState, state);
+    QFETCH(const int, kind);
+    EngineCommand command;
+    command.kind = EngineCommand::Kind(kind);
+    command.id = bring(state);
+    QVERIFY(command.id != 0);
+    QVERIFY(answerOf([&](const Engine::Callback &done) { m_engine->snapshots({}, done); }).isOk());
+    QList<EngineNews::Kind> told;
+    const QObject listener;
+    connect(m_engine.get(), &Engine::told, &listener, [&](const EngineNews &news) {
+        if (news.id == command.id || news.kind == EngineNews::Kind::Answered)
+            told.append(news.kind);
+    });
+    m_engine->send(command, {});
+    m_engine->setMostAtOnce(2);
+    QTRY_VERIFY(told.contains(EngineNews::Kind::Changed));
+    QCOMPARE(told.first(), EngineNews::Kind::Answered);
+}
+
+void TestLocalEngine::optionsThatWereGivenMeanwhileStay()
+{
+    DownloadOptions options = with(Trouble::Policy::Ask);
+    options.checksumAlgorithm = u"sha-256"_s;
+    options.checksumHex =
+        QString::fromLatin1(QCryptographicHash::hash(QByteArray(kFileSize, 'x'), QCryptographicHash::Sha256).toHex());
+    QSignalSpy asked(m_engine.get(), &Engine::asked);
+    const qint64 id = add(kChanged + u";done"_s, options);
+    QVERIFY(comesTo(id, DownloadState::Asking));
+    m_engine->setOptions(id, change(kOnUnresumable, u"restart"_s));
+    m_engine->answer(asked.value(0).value(0).value<Question>().id, Question::Choice::FromTheBeginning);
+    QVERIFY(comesTo(id, DownloadState::Done));
+    const DownloadOptions kept = row(id).details->options;
+    QCOMPARE(kept.checksumResult, ChecksumResult::Equal);
+    QCOMPARE(Trouble::Policy(kept.onUnresumable), Trouble::Policy::Restart);
+}
+
+void TestLocalEngine::limitsAreInTheList()
+{
+    const qint64 id = add(u"run"_s);
+    QVERIFY(comesTo(id, DownloadState::Running));
+    QVERIFY(answerOf([&](const Engine::Callback &done) { m_engine->setLimits(id, {1000, 3, 2}, done); }).isOk());
+    const DownloadOptions kept = row(id).details->options;
+    QCOMPARE(kept.rateLimit, 1000);
+    QCOMPARE(kept.connections, 3);
+    QCOMPARE(kept.connectionsPerServer, 2);
+}
+
+void TestLocalEngine::aCheckIsSeenWhileItGoesOn()
+{
+    const qint64 id = add(u"done"_s, {}, false);
+    QList<DownloadState> states;
+    const QObject listener;
+    connect(m_engine.get(), &Engine::changed, &listener, [&](const Snapshot &row) { states.append(row.state); });
+    const EngineAnswer answer = answerOf([&](const Engine::Callback &done) { m_engine->check(id, {}, done); });
+    QCOMPARE(answer.failure.kind, Failure::Kind::NothingToCompare);
+    QTRY_COMPARE(states, QList<DownloadState>({DownloadState::Checking, DownloadState::Paused}));
+}
+
+void TestLocalEngine::aCheckIsGivenUpForOtherWork_data()
+{
+    QTest::addColumn<int>("kind");
+    QTest::newRow("resumed") << int(EngineCommand::Kind::Resume);
+    QTest::newRow("removed") << int(EngineCommand::Kind::Remove);
+    QTest::newRow("engine closed") << int(EngineCommand::Kind::Close);
+}
+
+void TestLocalEngine::aCheckIsGivenUpForOtherWork()
+{
+    QFETCH(const int, kind);
+    DownloadRequest asked = request(u"done"_s);
+    asked.url.setPath(FakePaths::kChecksForEver);
+    const qint64 id = answerOf([&](const Engine::Callback &done) { m_engine->add(asked, false, done); }).ids.value(0);
+    QList<DownloadState> states{DownloadState::Paused};
+    const QObject listener;
+    connect(m_engine.get(), &Engine::changed, &listener, [&](const Snapshot &row) { states.append(row.state); });
+    QList<Failure::Kind> answers;
+    const auto keep = [&](const EngineAnswer &answer) { answers.append(answer.failure.kind); };
+    m_engine->check(id, {}, keep);
+    m_engine->check(77, {}, keep);
+    QVERIFY(comesTo(id, DownloadState::Checking));
+    EngineCommand command;
+    command.kind = EngineCommand::Kind(kind);
+    command.id = id;
+    QVERIFY(answerOf([&](const Engine::Callback &done) { m_engine->send(command, done); }).isOk());
+    QTRY_COMPARE(answers.size(), 2);
+    if (command.kind == EngineCommand::Kind::Close)
+        m_engine.reset();
+    for (qsizetype i = 1; i < states.size(); ++i)
+        QVERIFY(states.at(i - 1) == states.at(i) || downloadStates().allows(states.at(i - 1), states.at(i)));
+    QVERIFY(states.contains(DownloadState::Checking));
+}
+
+void TestLocalEngine::thatNothingIsKeptIsSaidOnce()
+{
+    close();
+    const QByteArray home = qgetenv("HOME");
+    const QByteArray data = qgetenv("XDG_DATA_HOME");
+    const auto restored = qScopeGuard([&] {
+        qputenv("HOME", home);
+        qputenv("XDG_DATA_HOME", data);
+    });
+    qunsetenv("HOME");
+    qunsetenv("XDG_DATA_HOME");
+    m_engine = std::make_unique<LocalEngine>();
+    const EngineAnswer opened = answerOf([&](const Engine::Callback &done) { m_engine->open({}, done); });
+    QCOMPARE(opened.warnings.size(), 1);
+    const EngineAnswer prepared = answerOf([&](const Engine::Callback &done) { m_engine->prepare(done); });
+    QVERIFY(prepared.isOk());
+    QCOMPARE(prepared.warnings, QList<Failure>());
+}
+
+QTEST_GUILESS_MAIN(TestLocalEngine)
+#include "tst_localengine.moc"
