@@ -142,6 +142,7 @@ SessionOptions ChosenOptions::session(const OptionValues &values, const QString 
 {
     SessionOptions session;
     session.ignoreSslErrors = values.flag("insecure"_L1);
+    session.takesServersTime = !values.flag("no-remote-time"_L1);
     session.caCertificatesFile = absolute(values.text("ca-certificate"_L1), folder);
     session.usage.maximumConnections = int(values.number("max-connections"_L1));
     session.usage.maximumConnectionsPerServer = int(values.number("max-connections-per-server"_L1));

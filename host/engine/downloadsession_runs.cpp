@@ -9,6 +9,7 @@
 #include <host/network/resourceguard.h>
 #include <host/policy/diskcheck.h>
 #include <host/policy/finishnow.h>
+#include <host/storage/filetime.h>
 #include <inet/qt/download/framework/abstractdownloadmodule.h>
 
 #include <QFileDevice>
@@ -288,6 +289,8 @@ void DownloadSession::onFinished(DownloadRun *running)
     if (id > 0 && info.isFinished() && !info.lastError && !running->lease().record.isFinished())
         info.setLastError({QFileDevice::WriteError, ErrorCategory::kFile, errorSourceHere(),
                            "the disk did not take all of the file"});
+    if (m_options.takesServersTime && info.isFinished() && !info.files.isEmpty())
+        FileTime::set(info.filePath(0), running->lease().file, info.files.first().lastModified);
     const auto details = running->details();
     const QList<QString> responseHeaders = running->responseHeaders();
     const QueryResult result = QueryResult::from(info, responseHeaders);

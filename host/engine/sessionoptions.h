@@ -13,6 +13,7 @@ struct SessionOptions {
     bool isListKept = true; ///< false = in memory only
     QStringList moduleFolders; ///< empty = ModuleLoader::defaultFolders()
     bool ignoreSslErrors = false;
+    bool takesServersTime = true; ///< finished files are as old as their server says
     QString caCertificatesFile; ///< PEM, trusted besides the system's; empty = none
     NetworkOptions network;
     NetworkUsageSettings usage; ///< of every single download that has no settings of its own

@@ -94,6 +94,12 @@ const Row kRows[] = {
                "it; `skip`: leave it, that is as good as a download, of which nothing stays in the list; `fail`: "
                "leave it, that is an error; `ask`: ask on a terminal, else as `fail`",
      .field = OptionFields::skipExisting()},
+    {.name = "no-remote-time",
+     .group = "place",
+     .places = kAnywhere,
+     .help = "Leave a file the time at which it came, not the server's",
+     .manual = "leave a finished file the time at which it came; else it is as old as its server says "
+               "(`Last-Modified`)"},
     {.name = "mirror",
      .group = "naming",
      .type = Type::Url,

@@ -47,6 +47,8 @@ private Q_SLOTS:
     void theNameComesFromContentDisposition();
     void aDangerousNameStaysInTheFolder();
     void anExistingFileIsNotReplaced();
+    void aFileIsAsOldAsItsServerSays_data();
+    void aFileIsAsOldAsItsServerSays();
     void quietPrintsNothing();
 
 private:
@@ -258,6 +260,30 @@ void TestPlaitTransfer::anExistingFileIsNotReplaced()
     others.removeAll(u"file-1.bin"_s);
     QCOMPARE(others.size(), 1);
     QCOMPARE(TestFiles::readFile(plait.path(others.constFirst())), TestFiles::content(kSeed, 0, 1));
+}
+
+void TestPlaitTransfer::aFileIsAsOldAsItsServerSays_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<qint64>("size");
+    QTest::addColumn<bool>("isAsOld");
+    QTest::newRow("over one connection") << QStringList{u"-x"_s, u"1"_s} << qint64(1000) << true;
+    QTest::newRow("over several") << QStringList{u"-x"_s, u"4"_s} << kMiddleSize << true;
+    QTest::newRow("where nobody wants it") << QStringList{u"--no-remote-time"_s} << qint64(1000) << false;
+}
+
+void TestPlaitTransfer::aFileIsAsOldAsItsServerSays()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(qint64, size);
+    QFETCH(bool, isAsOld);
+    ScriptedServer server;
+    server.setResponse("/file.bin", ScriptedResponse::file(kSeed, size));
+    PlaitSandbox plait;
+    const PlaitResult result = plait.run(arguments + QStringList{server.url(u"/file.bin"_s).toString()});
+    QVERIFY2(result.status == 0, result.err);
+    const QDateTime said(QDate(2020, 1, 1), QTime(0, 0), Qt::UTC);
+    QCOMPARE(QFileInfo(plait.path(u"file.bin"_s)).lastModified() == said, isAsOld);
 }
 
 void TestPlaitTransfer::quietPrintsNothing()

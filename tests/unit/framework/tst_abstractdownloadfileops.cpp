@@ -61,6 +61,8 @@ private Q_SLOTS:
     void namesAreMadeSafe();
     void aNameThatAPersonChoseStaysAsTyped_data();
     void aNameThatAPersonChoseStaysAsTyped();
+    void aNameIsHiddenOnlyByTheAddressThatAPersonGave_data();
+    void aNameIsHiddenOnlyByTheAddressThatAPersonGave();
     void longNamesKeepTheirExtension();
     void safeNamesStayAsTheyAre();
 
@@ -276,6 +278,31 @@ void TestFileOps::aNameThatAPersonChoseStaysAsTyped()
     Record record;
     record.files = {fileOf(typed, 0, 0)};
     record.setFlag(Record::RenameBlocked, true);
+    Bench bench;
+    bench.perform(folder(), bench.ops->calcFilesInitOps({}, record, true));
+    QVERIFY2(!bench.error, qPrintable(bench.errorText()));
+    QVERIFY(QFileInfo(at(onDisk)).isFile());
+}
+
+void TestFileOps::aNameIsHiddenOnlyByTheAddressThatAPersonGave_data()
+{
+    QTest::addColumn<QString>("address");
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("onDisk");
+    QTest::newRow("the address says so") << u"http://a/x/.hidden"_s << u".hidden"_s << u".hidden"_s;
+    QTest::newRow("the server says so") << u"http://a/x/file"_s << u".bashrc"_s << u"bashrc"_s;
+    QTest::newRow("nothing but dots") << u"http://a/x/..."_s << u"..."_s << u"download"_s;
+    QTest::newRow("what is not safe behind the dot") << u"http://a/x/.CON"_s << u".CON"_s << u"_CON"_s;
+}
+
+void TestFileOps::aNameIsHiddenOnlyByTheAddressThatAPersonGave()
+{
+    QFETCH(QString, address);
+    QFETCH(QString, name);
+    QFETCH(QString, onDisk);
+    Record record;
+    record.url = QUrl(address);
+    record.files = {fileOf(name, 0, 0)};
     Bench bench;
     bench.perform(folder(), bench.ops->calcFilesInitOps({}, record, true));
     QVERIFY2(!bench.error, qPrintable(bench.errorText()));

@@ -39,6 +39,14 @@ bool isFinal(const AbstractDownloadFileInfo &file)
     return file.isOnDisk() && (file.fileFlags & AbstractDownloadFileInfo::FinalOnDisk) != 0;
 }
 
+/// A dot in front is no server's trick where the address, which a person gave, ends with that very name.
+bool isHiddenByAddress(const AbstractDownloadPersistentInfo &info, const AbstractDownloadFileInfo &file)
+{
+    const QString shown = file.name.mid(1);
+    return file.name.startsWith(u'.') && TargetFileName::safe(shown) == shown
+        && info.url.fileName(QUrl::FullyDecoded) == file.name;
+}
+
 Operation createOperation(int index, const AbstractDownloadFileInfo &file, qint64 size, bool isChosen)
 {
     return {index, Operation::Create, file.name, size, {}, isChosen};
@@ -135,11 +143,12 @@ QList<Operation> AbstractDownloadFileOps::calcFilesInitOps(const AbstractDownloa
     QList<Operation> operations;
     if (info.destinationType != AbstractDownloadPersistentInfo::ToFolder)
         return operations;
-    const bool isChosen = info.hasFlag(AbstractDownloadPersistentInfo::RenameBlocked);
+    const bool areChosen = info.hasFlag(AbstractDownloadPersistentInfo::RenameBlocked);
     for (int index = 0; index < info.files.size(); ++index) {
         const AbstractDownloadFileInfo &file = info.files.at(index);
         if (selectedOnly && !file.selected)
             continue;
+        const bool isChosen = areChosen || isHiddenByAddress(info, file);
         const qint64 size = file.size < 0 ? -1 : qMax<qint64>(file.dataStart, 0) + file.size;
         if (!file.isOnDisk())
             operations.append(createOperation(index, file, size, isChosen));
