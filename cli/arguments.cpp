@@ -2,6 +2,7 @@
 #include <cli/arguments.h>
 
 #include <cli/address.h>
+#include <cli/aftercommands.h>
 #include <cli/commandline.h>
 #include <cli/importedcommand.h>
 #include <cli/settingstext.h>
@@ -120,6 +121,8 @@ public:
         result.notes = m_line.notes;
         readPrinting(result);
         readLog(result);
+        result.onComplete = program("on-complete"_L1);
+        result.onError = program("on-error"_L1);
         return result;
     }
 
@@ -137,6 +140,17 @@ private:
         result.quiet = m_values.flag("quiet"_L1);
         if (result.command == Command::Config)
             result.settings = SettingsText::of(m_values, m_line.command->options());
+    }
+
+    /// A path stays relative to where the words were typed; a name is looked up in PATH.
+    QString program(QLatin1StringView option)
+    {
+        const QString typed = m_values.text(option);
+        const QString command = typed.contains(u'/') ? absolute(typed) : typed;
+        if (!command.isEmpty() && !AfterCommands::isProgram(command))
+            complain(u"--%1 \"%2\" is no program. Give its name or path alone: it is called with the path of a file and "
+                     u"the number of its download, and no shell reads them."_s.arg(option, typed));
+        return command;
     }
 
     void readLog(Arguments &result) const

@@ -40,6 +40,8 @@ struct Arguments {
     bool json = false;
     bool quiet = false;
     QString logFile; ///< empty = there is no home folder for one
+    QString onComplete; ///< program to be called for each download that is done; empty = none
+    QString onError; ///< for each that failed
     int logLevel = 0; ///< 0 = nothing is logged
     QString configFile; ///< that was read or would be; empty = there is no home folder for one
     QStringList notes; ///< to say before it is done

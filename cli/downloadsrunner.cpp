@@ -85,6 +85,10 @@ DownloadsRunner::DownloadsRunner(const Arguments &arguments, Engine &engine, Pri
     connect(&m_engine, &Engine::changed, this, &DownloadsRunner::onChanged);
     connect(&m_engine, &Engine::warned, this, &DownloadsRunner::onWarned);
     connect(&m_engine, &Engine::closed, this, &DownloadsRunner::onClosed);
+    connect(&m_after, &AfterCommands::idle, this, &DownloadsRunner::tellDone);
+    connect(&m_after, &AfterCommands::failed, this, [this](qint64 id, const QString &command, const QString &reason) {
+        m_printer.warn(id, u"\"%1\", called after download %2, failed: %3"_s.arg(command).arg(id).arg(reason));
+    });
     if (!m_questions)
         return;
     connect(&m_engine, &Engine::asked, this, &DownloadsRunner::onAsked);
@@ -270,9 +274,18 @@ void DownloadsRunner::onEnded(const Snapshot &snapshot)
     m_rows.remove(snapshot.id);
     m_printer.end(snapshot.id, summary);
     count(summary.status);
+    callAfter(snapshot, summary);
     if (snapshot.stream)
         leaveStream(snapshot);
     endIfDone();
+}
+
+/// What was stopped has neither come nor failed.
+void DownloadsRunner::callAfter(const Snapshot &snapshot, const Summary &summary)
+{
+    const QString &command = summary.status == ExitStatus::Done ? m_arguments.onComplete : m_arguments.onError;
+    if (!command.isEmpty() && summary.status != ExitStatus::Unfinished)
+        m_after.call(command, summary.path, snapshot.id);
 }
 
 void DownloadsRunner::endIfDone()
@@ -293,7 +306,14 @@ void DownloadsRunner::onClosed()
     // What was stopped before it began is as unfinished as what was stopped in the middle.
     if (m_stopping && m_done < m_arguments.requests.size() + m_ids.size())
         m_status = ExitStatus::Unfinished;
-    Q_EMIT done(m_status);
+    m_isClosed = true;
+    tellDone();
+}
+
+void DownloadsRunner::tellDone()
+{
+    if (m_isClosed && m_after.isIdle())
+        Q_EMIT done(m_status);
 }
 
 void DownloadsRunner::refuse(qint64 id, const QUrl &url, const Failure &failure)

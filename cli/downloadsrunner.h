@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cli/aftercommands.h>
 #include <cli/arguments.h>
 #include <cli/runner.h>
 #include <cli/summary.h>
@@ -53,7 +54,9 @@ private:
     void onProgress();
     void onAsked(const Question &question);
     void onWarned(qint64 id, const Warning &warning);
+    void callAfter(const Snapshot &snapshot, const Summary &summary);
     void onClosed();
+    void tellDone();
     void endIfDone();
     void refuse(qint64 id, const QUrl &url, const Failure &failure);
     void count(ExitStatus status);
@@ -88,11 +91,13 @@ private:
     QList<qint64> m_order; ///< those of them that have begun
     QHash<qint64, Snapshot> m_rows; ///< of those
     QTimer m_progressTimer;
+    AfterCommands m_after;
     qint64 m_refused = 0; ///< counts down: numbers for what never got one
     int m_done = 0;
     int m_failed = 0;
     bool m_isListKnown = true; ///< m_ids is complete
     bool m_stopping = false;
     bool m_isOutputGone = false; ///< what is streamed cannot be written
+    bool m_isClosed = false; ///< the engine
     ExitStatus m_status = ExitStatus::Done;
 };
