@@ -42,17 +42,20 @@ void LocalEngine::add(const EngineCommand &command)
     Failure failure;
     bool isNew = false;
     ListEntry added;
+    // What is warned of while it is added comes behind the news that it is there.
+    const QQueue<EngineNews> before = std::exchange(m_news, {});
     const qint64 id = m_session->add(request, &failure, &added, &isNew);
-    if (id == 0) {
+    const QQueue<EngineNews> warnings = std::exchange(m_news, before);
+    if (id != 0)
+        answer(command, {.ids = {id}});
+    else
         refuse(command, failure);
-        return;
-    }
-    answer(command, {.ids = {id}});
-    const bool isToBegin = command.flag && !isQueued(id);
-    if (isNew)
+    const bool isToBegin = id != 0 && command.flag && !isQueued(id);
+    if (isNew && id != 0)
         tellAdded(rowOf(added));
-    else if (!isToBegin)
+    else if (id != 0 && !isToBegin)
         tellRow(id);
+    m_news += warnings;
     if (isToBegin)
         append(added, DownloadQueue::Job::Download);
 }
