@@ -70,6 +70,8 @@ ProgressMode progressOf(const QString &text)
 {
     if (text == "bar"_L1)
         return ProgressMode::Bar;
+    if (text == "json"_L1)
+        return ProgressMode::Json;
     if (text == "line"_L1)
         return ProgressMode::Line;
     return text == "none"_L1 ? ProgressMode::None : ProgressMode::Auto;
@@ -192,6 +194,8 @@ private:
             complain(u"-o names one file, but there are several URLs. Use -d, or run plait once for each."_s);
         if (common.isStreamed && m_values.flag("json"_L1))
             complain(u"-o - and --json both need standard output. Leave one of them out."_s);
+        if (common.isStreamed && m_values.text("progress"_L1) == "json"_L1)
+            complain(u"-o - and --progress json both need standard output. Leave one of them out."_s);
         // What goes to whoever reads is in nobody's list.
         if (common.isStreamed)
             result.session.isListKept = false;

@@ -72,13 +72,14 @@ const Row kAfter[] = {
     {.name = "progress",
      .group = "run",
      .type = Type::Choice,
-     .choices = "auto bar line none",
+     .choices = "auto bar line json none",
      .fallback = "auto",
      .valueName = "HOW",
      .places = kSetting,
      .help = "How to show progress (default: auto)",
-     .manual = "`bar`: lines that are redrawn; `line`: a plain line every 30 s; `none`; `auto` (default): `bar` on a "
-               "terminal, else `line`"},
+     .manual = "`bar`: lines that are redrawn; `line`: a plain line for each download every 5 s; `json`: the "
+               "`progress` events of [json.md](json.md) alone, on standard output; `none`; `auto` (default): `bar` on "
+               "a terminal, else `line`"},
     {.name = "on-complete",
      .group = "run",
      .type = Type::Path,

@@ -200,7 +200,7 @@ void DownloadsRunner::onResumed(qint64 id, const EngineAnswer &answer)
 bool DownloadsRunner::expect(qint64 id)
 {
     if (m_asked.contains(id)) {
-        m_printer.note(u"the same download was asked for twice; it is download %1"_s.arg(id));
+        m_printer.note(u"the same download was asked for twice; it is fetched once, as download %1"_s.arg(id));
         return false;
     }
     m_asked.insert(id);
@@ -222,6 +222,7 @@ void DownloadsRunner::onChanged(const Snapshot &snapshot)
     if (!m_rows.contains(snapshot.id))
         onBegan(snapshot);
     m_rows.insert(snapshot.id, snapshot);
+    m_least[snapshot.id] = std::min(m_least.value(snapshot.id), snapshot.done());
     follow(snapshot);
     if (isAtRest(snapshot.state) && !isBeingWritten(snapshot))
         onEnded(snapshot);
@@ -230,6 +231,7 @@ void DownloadsRunner::onChanged(const Snapshot &snapshot)
 void DownloadsRunner::onBegan(const Snapshot &snapshot)
 {
     m_order.append(snapshot.id);
+    m_least.insert(snapshot.id, snapshot.done());
     m_printer.begin(snapshot.id, snapshot.url);
 }
 
@@ -243,7 +245,7 @@ void DownloadsRunner::onProgress()
     for (const qint64 id : std::as_const(m_order)) {
         const Snapshot &row = m_rows[id];
         const DownloadStatus status = statusOf(row);
-        overview.running.append({id, row.url, status});
+        overview.running.append({id, row.url, status, row.state});
         overview.bytesDone += status.done;
         overview.speed += status.speed;
         const bool isKnown = overview.bytesTotal >= 0 && status.total >= 0;
@@ -272,6 +274,7 @@ void DownloadsRunner::onEnded(const Snapshot &snapshot)
     m_expected.remove(snapshot.id);
     m_order.removeOne(snapshot.id);
     m_rows.remove(snapshot.id);
+    m_least.remove(snapshot.id);
     m_printer.end(snapshot.id, summary);
     count(summary.status);
     callAfter(snapshot, summary);
@@ -306,6 +309,7 @@ void DownloadsRunner::onClosed()
     // What was stopped before it began is as unfinished as what was stopped in the middle.
     if (m_stopping && m_done < m_arguments.requests.size() + m_ids.size())
         m_status = ExitStatus::Unfinished;
+    m_printer.finish();
     m_isClosed = true;
     tellDone();
 }
@@ -322,6 +326,7 @@ void DownloadsRunner::refuse(qint64 id, const QUrl &url, const Failure &failure)
     summary.url = url;
     summary.status = exitStatusOf(failure);
     summary.errorText = FailureWords::sentence(failure);
+    summary.reason = WarningWords::clause(failure);
     m_printer.begin(id, url);
     m_printer.end(id, summary);
     count(summary.status);
@@ -345,9 +350,13 @@ Summary DownloadsRunner::summaryOf(const Snapshot &snapshot) const
     summary.error = snapshot.error;
     summary.status = exitStatusOf(snapshot.failure);
     summary.errorText = FailureWords::sentence(snapshot.failure);
+    summary.reason = WarningWords::clause(snapshot.failure);
+    summary.isSkipped = run.isSkipped || snapshot.failure.kind == Failure::Kind::Skipped;
+    summary.isStopped = snapshot.failure.kind == Failure::Kind::Stopped;
     summary.name = snapshot.name();
     summary.path = run.path;
     summary.bytes = snapshot.done();
+    summary.fetched = std::max<qint64>(0, snapshot.done() - m_least.value(snapshot.id));
     summary.seconds = run.seconds;
     summary.connections = run.mostConnections;
     DownloadDetails details;
@@ -356,6 +365,7 @@ Summary DownloadsRunner::summaryOf(const Snapshot &snapshot) const
     summary.connectionsNote = ConnectionsNote::forDownload(details, run.limits, m_arguments.session.allTogether);
     summary.connectionsBound = ConnectionsNote::keyOf(run.bound);
     summary.contentEncoding = run.contentEncoding;
+    summary.checksum = snapshot.checksum;
     summary.assurance = snapshot.assurance;
     if (!run.isEncodingAskedFor)
         summary.encodingNote = ContentEncoding::note(run.contentEncoding);

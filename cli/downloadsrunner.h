@@ -90,6 +90,7 @@ private:
     QSet<qint64> m_expected; ///< those that have not ended, or are not written to the end
     QList<qint64> m_order; ///< those of them that have begun
     QHash<qint64, Snapshot> m_rows; ///< of those
+    QHash<qint64, qint64> m_least; ///< bytes that each had at its emptiest
     QTimer m_progressTimer;
     AfterCommands m_after;
     qint64 m_refused = 0; ///< counts down: numbers for what never got one

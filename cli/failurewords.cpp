@@ -316,6 +316,16 @@ QString fromNoAddress(const Failure &failure)
                                                                      reasons.join(u"; "_s));
 }
 
+QString sameResource(const Failure &failure)
+{
+    if (failure.number != 0)
+        return u"%1 is there already, from download %2; it is fetched once more"_s.arg(quotedFile(failure),
+                                                                                       numberOf(failure));
+    return u"download %1 has begun to fetch %2 into %3; this one begins once more. \"plait resume %1\" goes on with "
+           u"that "
+           u"one."_s.arg(numberOf(failure), quotedTitle(failure), quotedFolder(failure));
+}
+
 QString ofItsKind(const Failure &failure)
 {
     switch (failure.kind) {
@@ -375,7 +385,7 @@ QString ofItsKind(const Failure &failure)
     case Kind::FileMissing:
         return u"%1 is missing or not what the list says of it; the download begins anew"_s.arg(quotedFile(failure));
     case Kind::SameResource:
-        return u"download %1 is of the same resource, in the folder %2"_s.arg(numberOf(failure), quotedFolder(failure));
+        return sameResource(failure);
     case Kind::Skipped:
         return u"%1 is there already; skipped"_s.arg(quoted(failure.subject.title));
     case Kind::Stopped:

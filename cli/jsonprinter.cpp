@@ -15,6 +15,8 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
+constexpr double kSecondMs = 1000;
+
 /// A name and a password in it are nobody's business.
 QString shown(const QUrl &url)
 {
@@ -27,6 +29,8 @@ JsonPrinter::JsonPrinter(QTextStream &events, QTextStream &notes, Clock clock)
     : m_events(events)
     , m_notes(notes)
     , m_clock(std::move(clock))
+    , m_start(m_clock())
+    , m_progress(events, m_clock)
 {
 }
 
@@ -37,14 +41,7 @@ void JsonPrinter::begin(qint64 id, const QUrl &url)
 
 void JsonPrinter::progress(const Overview &overview)
 {
-    const qint64 now = m_clock();
-    for (const DownloadView &view : overview.running) {
-        const auto last = m_lastProgress.constFind(view.id);
-        if (last != m_lastProgress.cend() && now - *last < kProgressIntervalMs)
-            continue;
-        m_lastProgress.insert(view.id, now);
-        printProgress(view);
-    }
+    m_progress.tell(overview);
 }
 
 void JsonPrinter::warn(qint64 id, const QString &text)
@@ -66,7 +63,8 @@ void JsonPrinter::queried(qint64 id, const QueryResult &result)
 
 void JsonPrinter::end(qint64 id, const Summary &summary)
 {
-    m_lastProgress.remove(id);
+    m_progress.forget(id);
+    m_tally.add(summary);
     if (!summary.errorText.isEmpty())
         tell(summary.errorText);
     print(u"summary"_s,
@@ -78,6 +76,7 @@ void JsonPrinter::end(qint64 id, const Summary &summary)
            {u"description"_s, QString::fromStdString(summary.error.description)},
            {u"path"_s, summary.path},
            {u"bytes"_s, summary.bytes},
+           {u"fetched"_s, summary.fetched},
            {u"seconds"_s, summary.seconds},
            {u"connections"_s, summary.connections},
            {u"connections_bound"_s, summary.connectionsBound},
@@ -90,6 +89,7 @@ void JsonPrinter::end(qint64 id, const Summary &summary)
 
 void JsonPrinter::leave(qsizetype count)
 {
+    m_tally.unbegun += count;
     tell(ProgressLine::unbegun(count));
     print(u"unbegun"_s, {{u"count"_s, qint64(count)}});
 }
@@ -100,17 +100,25 @@ void JsonPrinter::note(const QString &text)
     print(u"note"_s, {{u"text"_s, text}});
 }
 
-void JsonPrinter::printProgress(const DownloadView &view)
+/// Of one alone its summary says everything.
+void JsonPrinter::finish()
 {
-    const DownloadStatus &status = view.status;
-    print(u"progress"_s,
-          {{u"id"_s, view.id},
-           {u"name"_s, status.name},
-           {u"done"_s, status.done},
-           {u"total"_s, status.total},
-           {u"speed"_s, status.speed},
-           {u"connections"_s, status.connections},
-           {u"retry_in_ms"_s, status.retryInMs}});
+    if (!m_tally.isOfMany())
+        return;
+    print(u"tally"_s,
+          {{u"done"_s, m_tally.done},
+           {u"failed"_s, m_tally.failed.size()},
+           {u"skipped"_s, m_tally.skipped},
+           {u"stopped"_s, m_tally.stopped},
+           {u"unbegun"_s, m_tally.unbegun},
+           {u"bytes"_s, m_tally.bytes},
+           {u"fetched"_s, m_tally.fetched},
+           {u"seconds"_s, double(m_clock() - m_start) / kSecondMs}});
+}
+
+void JsonPrinter::trace(const QString &text)
+{
+    m_notes << Shown::text(text) << '\n' << Qt::flush;
 }
 
 void JsonPrinter::print(const QString &event, QJsonObject object)

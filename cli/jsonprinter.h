@@ -3,8 +3,8 @@
 
 #include <cli/clock.h>
 #include <cli/printer.h>
-
-#include <QHash>
+#include <cli/progressevents.h>
+#include <cli/tally.h>
 
 class QJsonObject;
 class QTextStream;
@@ -14,8 +14,6 @@ class QTextStream;
 class JsonPrinter : public Printer
 {
 public:
-    static constexpr qint64 kProgressIntervalMs = 500; ///< between the "progress" events of one download
-
     /// Both streams outlive this object.
     JsonPrinter(QTextStream &events, QTextStream &notes, Clock clock = steadyClock());
 
@@ -26,14 +24,17 @@ public:
     void end(qint64 id, const Summary &summary) override;
     void leave(qsizetype count) override;
     void note(const QString &text) override;
+    void finish() override;
+    void trace(const QString &text) override;
 
 private:
-    void printProgress(const DownloadView &view);
     void print(const QString &event, QJsonObject object);
     void tell(const QString &text);
 
     QTextStream &m_events;
     QTextStream &m_notes;
     const Clock m_clock;
-    QHash<qint64, qint64> m_lastProgress; ///< when each download was told of
+    const qint64 m_start; ///< of the clock
+    ProgressEvents m_progress;
+    Tally m_tally;
 };

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/engine/downloadstate.h>
 #include <host/engine/downloadstatus.h>
 
 #include <QList>
@@ -12,6 +13,7 @@ struct DownloadView {
     qint64 id = 0; ///< of the list; below 0 = a query, which is in no list
     QUrl url;
     DownloadStatus status;
+    DownloadState state = DownloadState::Running;
 };
 
 /// All that a command has to do, at this moment.

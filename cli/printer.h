@@ -28,6 +28,10 @@ public:
     virtual void leave(qsizetype count) = 0;
     /// A remark that belongs to no download.
     virtual void note(const QString &text) = 0;
+    /// Everything has ended, and nothing more is told.
+    virtual void finish() {}
+    /// What goes on underneath, for whoever asked for that; it means nothing to programs.
+    virtual void trace(const QString &) {}
     /// While a person answers a question, nothing may move under what is typed. Messages come all the same.
     virtual void setTyping(bool) {}
 };

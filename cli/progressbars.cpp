@@ -49,7 +49,7 @@ Row rowOf(const DownloadView &view, TerminalLook look)
         row.name = ProgressLine::ascii(row.name);
     row.amount = status.total < 0 ? ProgressLine::size(status.done) : u"%1%"_s.arg(ProgressLine::percent(status));
     row.size = status.total < 0 ? QString() : u"of "_s + ProgressLine::size(status.total);
-    row.speed = ProgressLine::pace(status);
+    row.speed = ProgressLine::pace(view);
     row.left = ProgressLine::remaining(status.done, status.total, status.speed);
     if (status.connections > 0)
         row.connections = u"%1 conn"_s.arg(status.connections);

@@ -16,6 +16,7 @@ namespace
 
 constexpr int kShortestName = 8;
 constexpr qint64 kMillisecondsPerSecond = 1000;
+constexpr double kLongSpan = 59.95; ///< seconds; "60.0 s" is a minute
 constexpr uint kFirstBeyondAscii = 0x80;
 
 QString amount(const DownloadStatus &status)
@@ -26,10 +27,25 @@ QString amount(const DownloadStatus &status)
                                  ProgressLine::size(status.total));
 }
 
-QString facts(const DownloadStatus &status)
+/// Without bytes on their way.
+QString activity(const DownloadView &view)
 {
+    const DownloadStatus &status = view.status;
+    if (view.state == DownloadState::Asking)
+        return u"asking"_s;
+    if (view.state == DownloadState::Checking)
+        return u"checking"_s;
+    if (view.state == DownloadState::Hashing)
+        return u"comparing"_s;
+    const bool lacksBytes = status.total < 0 || status.done < status.total;
+    return status.connections == 0 && lacksBytes ? u"connecting"_s : QString();
+}
+
+QString facts(const DownloadView &view)
+{
+    const DownloadStatus &status = view.status;
     QStringList parts{amount(status)};
-    const QString pace = ProgressLine::pace(status);
+    const QString pace = ProgressLine::pace(view);
     if (!pace.isEmpty())
         parts.append(pace);
     if (status.connections > 1)
@@ -60,6 +76,11 @@ QString ProgressLine::duration(qint64 seconds)
     const QString tail = u"%1:%2"_s.arg((seconds / 60) % 60, seconds >= 3600 ? 2 : 1, 10, QLatin1Char('0'))
                              .arg(seconds % 60, 2, 10, QLatin1Char('0'));
     return seconds >= 3600 ? QString::number(seconds / 3600) + u':' + tail : tail;
+}
+
+QString ProgressLine::span(double seconds)
+{
+    return seconds < kLongSpan ? QString::number(seconds, 'f', 1) + u" s"_s : duration(qRound64(seconds));
 }
 
 QString ProgressLine::unbegun(qsizetype count)
@@ -102,13 +123,14 @@ QString ProgressLine::remaining(qint64 done, qint64 total, qint64 speed)
     return duration((total - done - 1) / speed + 1) + u" left"_s;
 }
 
-QString ProgressLine::pace(const DownloadStatus &status)
+QString ProgressLine::pace(const DownloadView &view)
 {
+    const DownloadStatus &status = view.status;
     if (status.retryInMs >= 0)
         return u"retrying in %1 s"_s.arg((status.retryInMs + kMillisecondsPerSecond - 1) / kMillisecondsPerSecond);
     if (status.allocated >= 0)
         return u"reserving the disk: "_s + size(status.allocated);
-    return status.speed > 0 ? size(status.speed) + u"/s"_s : QString();
+    return status.speed > 0 ? size(status.speed) + u"/s"_s : activity(view);
 }
 
 QString ProgressLine::ascii(const QString &text)
@@ -122,16 +144,21 @@ QString ProgressLine::ascii(const QString &text)
 
 QString ProgressLine::name(const DownloadView &view)
 {
-    if (!view.status.name.isEmpty())
-        return Shown::text(view.status.name);
-    const QString fileName = view.url.fileName();
-    return Shown::text(fileName.isEmpty() ? view.url.host() : fileName);
+    return name(view.status.name, view.url);
+}
+
+QString ProgressLine::name(const QString &name, const QUrl &url)
+{
+    if (!name.isEmpty())
+        return Shown::text(name);
+    const QString fileName = url.fileName();
+    return Shown::text(fileName.isEmpty() ? url.host() : fileName);
 }
 
 QString ProgressLine::line(const DownloadView &view, int width)
 {
     const QString name = ProgressLine::name(view);
-    const QString text = facts(view.status);
+    const QString text = facts(view);
     if (name.isEmpty())
         return TextColumns::left(text, width);
     const int room = std::max(kShortestName, width - TextColumns::width(text) - 2);

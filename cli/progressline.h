@@ -14,6 +14,8 @@ namespace ProgressLine
 QString size(qint64 bytes);
 /// "0:07", "12:34", "1:02:03".
 QString duration(qint64 seconds);
+/// How long something took: "7.3 s", from a minute on as above.
+QString span(double seconds);
 QString resume(QueryResult::Resume resume);
 /// Whole percent, rounded down, so that 100 means everything; -1 while the size is unknown, which is what a total
 /// below 0 means.
@@ -21,8 +23,8 @@ int percent(qint64 done, qint64 total);
 int percent(const DownloadStatus &status);
 /// "1:02 left"; empty when nobody can tell, or nothing is left. @param speed bytes/s
 QString remaining(qint64 done, qint64 total, qint64 speed);
-/// How fast it goes: "1.5 KiB/s", or what keeps it from going; empty when nothing moves.
-QString pace(const DownloadStatus &status);
+/// How fast it goes: "1.5 KiB/s", or what it does instead; empty when nothing moves.
+QString pace(const DownloadView &view);
 
 /// That so many were stopped before they began, and what to do.
 QString unbegun(qsizetype count);
@@ -31,6 +33,7 @@ QString unbegun(qsizetype count);
 QString ascii(const QString &text);
 /// The file's name or, while that is unknown, what the URL says; visible.
 QString name(const DownloadView &view);
+QString name(const QString &name, const QUrl &url);
 
 /// One line on how a download goes, which stands for itself; no wider than @p width columns, the name gives way.
 QString line(const DownloadView &view, int width);

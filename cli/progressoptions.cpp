@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <cli/progressoptions.h>
 
+#include <QDir>
 #include <QString>
 
 using namespace Qt::StringLiterals;
@@ -36,6 +37,7 @@ ProgressOptions ProgressOptions::of(ProgressMode asked, int terminalFile, bool q
     options.mode = settled(asked, terminalFile >= 0 && environment.value(u"TERM"_s) != "dumb"_L1);
     options.terminalFile = terminalFile;
     options.quiet = quiet;
+    options.folder = terminalFile >= 0 ? QDir::currentPath() : QString();
     options.look.unicode = isUtf8(environment);
     options.look.colour = environment.value(u"NO_COLOR"_s).isEmpty();
     return options;

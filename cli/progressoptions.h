@@ -11,7 +11,8 @@
 struct ProgressOptions {
     ProgressMode mode = ProgressMode::Line; ///< not Auto any more
     int terminalFile = -1; ///< descriptor that the notes go to; -1 = no terminal
-    bool quiet = false; ///< errors and answers only
+    bool quiet = false; ///< errors and answers only; events, too, where they are asked for
+    QString folder; ///< from where a person on the terminal sees files; empty = from everywhere
     TerminalLook look;
     Clock clock = steadyClock();
 

@@ -5,7 +5,6 @@
 #include <cli/progressline.h>
 #include <host/policy/shown.h>
 
-#include <QDir>
 #include <QTextStream>
 
 #include <algorithm>
@@ -16,21 +15,7 @@ namespace
 {
 
 constexpr int kLineWidth = 200;
-
-QString savedLine(const Summary &summary)
-{
-    const QString what = summary.isStreamed ? u"Wrote \"%1\" to standard output"_s.arg(summary.name)
-                                            : u"Saved \"%1\""_s.arg(QDir::toNativeSeparators(summary.path));
-    QString line =
-        u"%1: %2 in %3 s"_s.arg(what, ProgressLine::size(summary.bytes), QString::number(summary.seconds, 'f', 1));
-    if (!summary.connectionsNote.isEmpty())
-        line += ", "_L1 + summary.connectionsNote;
-    if (!summary.encodingNote.isEmpty())
-        line += "; "_L1 + summary.encodingNote;
-    if (const QString note = summary.assurance.note(); !note.isEmpty())
-        line += "; "_L1 + note;
-    return line;
-}
+constexpr double kSecondMs = 1000;
 
 }
 
@@ -38,7 +23,9 @@ ProgressPrinter::ProgressPrinter(QTextStream &answers, QTextStream &notes, const
     : m_answers(answers)
     , m_notes(notes)
     , m_options(options)
+    , m_start(m_options.clock())
     , m_screen(notes, options.terminalFile)
+    , m_events(answers, options.clock)
 {
 }
 
@@ -49,6 +36,7 @@ ProgressPrinter::~ProgressPrinter()
 
 void ProgressPrinter::begin(qint64 id, const QUrl &)
 {
+    ++m_begun;
     m_lastLine.insert(id, m_options.clock());
 }
 
@@ -56,6 +44,8 @@ void ProgressPrinter::progress(const Overview &overview)
 {
     const qint64 now = m_options.clock();
     take(overview, now);
+    if (m_options.mode == ProgressMode::Json)
+        m_events.tell(overview);
     if (m_options.quiet)
         return;
     if (m_options.mode == ProgressMode::Line)
@@ -66,7 +56,7 @@ void ProgressPrinter::progress(const Overview &overview)
 
 void ProgressPrinter::warn(qint64, const QString &text)
 {
-    print(u"plait: "_s + text);
+    note(text);
 }
 
 void ProgressPrinter::queried(qint64, const QueryResult &result)
@@ -88,16 +78,29 @@ void ProgressPrinter::queried(qint64, const QueryResult &result)
 void ProgressPrinter::end(qint64 id, const Summary &summary)
 {
     forget(id, summary.status != ExitStatus::Done);
-    if (!summary.errorText.isEmpty())
+    m_tally.add(summary);
+    tellEnd(summary);
+}
+
+void ProgressPrinter::tellEnd(const Summary &summary)
+{
+    if (!summary.errorText.isEmpty() && !isToldByTheTally(summary))
         print(u"plait: "_s + summary.errorText);
-    else if (!m_options.quiet && !summary.path.isEmpty())
-        print(savedLine(summary));
+    else if (summary.errorText.isEmpty() && !m_options.quiet && !summary.path.isEmpty())
+        print(ClosingWords::ofOne(summary, page()));
     else if (hasLiveLines())
         redraw(m_options.clock());
 }
 
+/// What is no error, or is said of all of them in one line.
+bool ProgressPrinter::isToldByTheTally(const Summary &summary) const
+{
+    return (m_options.quiet && summary.status == ExitStatus::Done) || (summary.isStopped && m_begun > 1);
+}
+
 void ProgressPrinter::leave(qsizetype count)
 {
+    m_tally.unbegun += count;
     note(ProgressLine::unbegun(count));
 }
 
@@ -107,10 +110,28 @@ void ProgressPrinter::note(const QString &text)
         print(u"plait: "_s + text);
 }
 
+void ProgressPrinter::finish()
+{
+    if (m_tally.isOfMany() && !m_options.quiet)
+        print(ClosingWords::ofAll(m_tally, double(m_options.clock() - m_start) / kSecondMs, page()));
+}
+
+void ProgressPrinter::trace(const QString &text)
+{
+    print(text);
+}
+
 void ProgressPrinter::setTyping(bool typing)
 {
     m_typing = typing;
     redraw(m_options.clock());
+}
+
+ClosingWords::Page ProgressPrinter::page() const
+{
+    const bool isTerminal = m_options.terminalFile >= 0;
+    // Some terminals wrap as soon as the last column is written.
+    return {isTerminal ? m_screen.size().columns - 1 : 0, m_options.folder, m_options.look.unicode};
 }
 
 /// Means are taken of everything that is measured, shown or not.
@@ -131,6 +152,7 @@ void ProgressPrinter::forget(qint64 id, bool failed)
 {
     m_speeds.remove(id);
     m_lastLine.remove(id);
+    m_events.forget(id);
     const auto isIt = [id](const DownloadView &view) { return view.id == id; };
     if (m_overview.running.removeIf(isIt) > 0)
         ++(failed ? m_overview.failed : m_overview.done);
@@ -165,10 +187,18 @@ void ProgressPrinter::printDueLines(qint64 now)
     }
 }
 
-/// The live lines move down, with the newest state in them: a message needs them drawn anew in any case.
 void ProgressPrinter::print(const QString &text)
 {
-    m_screen.print(Shown::text(text), liveLines());
+    print(QStringList{text});
+}
+
+/// The live lines move down, with the newest state in them: a message needs them drawn anew in any case.
+void ProgressPrinter::print(const QStringList &lines)
+{
+    QStringList visible;
+    for (const QString &line : lines)
+        visible.append(Shown::text(line));
+    m_screen.print(visible.join(u'\n'), liveLines());
     m_lastRedraw = m_options.clock();
     m_drawn = true;
 }

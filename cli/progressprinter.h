@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cli/closingwords.h>
 #include <cli/printer.h>
+#include <cli/progressevents.h>
 #include <cli/progressoptions.h>
 #include <cli/screen.h>
 #include <cli/smoothedspeed.h>
+#include <cli/tally.h>
 
 #include <QHash>
 
@@ -16,7 +19,7 @@ class ProgressPrinter : public Printer
 {
 public:
     static constexpr qint64 kRedrawIntervalMs = 100; ///< between redraws that nothing but progress asks for
-    static constexpr qint64 kLineIntervalMs = 30000;
+    static constexpr qint64 kLineIntervalMs = 5000; ///< between two lines of one download
 
     /// @param answers what was asked for @param notes everything else; both outlive this object
     ProgressPrinter(QTextStream &answers, QTextStream &notes, const ProgressOptions &options);
@@ -30,9 +33,14 @@ public:
     void end(qint64 id, const Summary &summary) override;
     void leave(qsizetype count) override;
     void note(const QString &text) override;
+    void finish() override;
+    void trace(const QString &text) override;
     void setTyping(bool typing) override;
 
 private:
+    void tellEnd(const Summary &summary);
+    bool isToldByTheTally(const Summary &summary) const;
+    ClosingWords::Page page() const;
     void take(const Overview &overview, qint64 now);
     void forget(qint64 id, bool failed);
     bool hasLiveLines() const;
@@ -40,11 +48,16 @@ private:
     void redraw(qint64 now);
     void printDueLines(qint64 now);
     void print(const QString &text);
+    void print(const QStringList &lines);
 
     QTextStream &m_answers;
     QTextStream &m_notes;
     const ProgressOptions m_options;
+    const qint64 m_start; ///< of the clock
     Screen m_screen;
+    ProgressEvents m_events;
+    Tally m_tally;
+    int m_begun = 0;
     Overview m_overview; ///< the newest, with smoothed speeds
     QHash<qint64, SmoothedSpeed> m_speeds;
     SmoothedSpeed m_overallSpeed;

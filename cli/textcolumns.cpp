@@ -102,6 +102,17 @@ QString TextColumns::shortened(const QString &text, int columns, const QString &
     return left(left(text, columns - width(ellipsis)) + ellipsis, columns);
 }
 
+QString TextColumns::middleShortened(const QString &text, int columns, const QString &ellipsis)
+{
+    const int room = columns - width(ellipsis);
+    if (width(text) <= columns || room < 2)
+        return shortened(text, columns, ellipsis);
+    QString end = text;
+    while (width(end) > room / 2)
+        end.remove(0, end.size() > 1 && end.at(0).isHighSurrogate() ? 2 : 1);
+    return left(text, room - width(end)) + ellipsis + end;
+}
+
 QString TextColumns::padded(const QString &text, int columns)
 {
     return text + blanks(columns - width(text));

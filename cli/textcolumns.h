@@ -13,6 +13,8 @@ int width(const QString &text);
 QString left(const QString &text, int columns);
 /// The text, if it fits, else its beginning with @p ellipsis behind.
 QString shortened(const QString &text, int columns, const QString &ellipsis);
+/// The same, but what is left out is its middle: the end of a file's name says what it is.
+QString middleShortened(const QString &text, int columns, const QString &ellipsis);
 /// With blanks behind, up to @p columns.
 QString padded(const QString &text, int columns);
 /// With blanks before, up to @p columns.

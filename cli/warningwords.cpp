@@ -21,18 +21,9 @@ bool isOfHttp(const Failure &failure)
             || failure.kind == Kind::LoginRequired || failure.kind == Kind::ProxyLoginRequired);
 }
 
-/// What happened, as one clause: a line about an attempt has no room for what to do.
-QString clauseOf(const Failure &failure)
+QString spoken(const QString &clause)
 {
-    if (failure.kind == Kind::ResourceChanged)
-        return u"another file"_s;
-    if (failure.kind == Kind::CannotResume)
-        return u"does not send the rest of a file alone"_s;
-    if (isOfHttp(failure))
-        return u"HTTP status %1"_s.arg(failure.number);
-    if (failure.kind == Kind::LoginRequired && failure.detail.isEmpty())
-        return u"it asks for a name and a password"_s;
-    return failure.detail.isEmpty() ? u"it failed without a reason"_s : failure.detail;
+    return clause.isEmpty() ? u"it failed without a reason"_s : clause;
 }
 
 QString whatComes(Warning::Next next)
@@ -62,10 +53,25 @@ QString WarningWords::sentence(qint64 id, const Warning &warning)
     case Warning::Kind::Failure:
         return FailureWords::sentence(warning.failure);
     case Warning::Kind::Retrying:
-        return u"%1: %2; %3%4"_s.arg(warning.failure.subject.url.toDisplayString(), clauseOf(warning.failure),
-                                     whatComes(warning.next), inTime(warning.inMs));
+        return u"%1: %2; %3%4"_s.arg(warning.failure.subject.url.toDisplayString(),
+                                     spoken(WarningWords::clause(warning.failure)), whatComes(warning.next),
+                                     inTime(warning.inMs));
     case Warning::Kind::HeadersMissing:
         return HeadersNote::missing(id, warning.headers);
     }
     return {};
+}
+
+/// A line about an attempt has no room for what to do.
+QString WarningWords::clause(const Failure &failure)
+{
+    if (failure.kind == Kind::ResourceChanged)
+        return u"another file"_s;
+    if (failure.kind == Kind::CannotResume)
+        return u"does not send the rest of a file alone"_s;
+    if (isOfHttp(failure))
+        return u"HTTP status %1"_s.arg(failure.number);
+    if (failure.kind == Kind::LoginRequired && failure.detail.isEmpty())
+        return u"it asks for a name and a password"_s;
+    return failure.detail;
 }

@@ -12,4 +12,7 @@ namespace WarningWords
 /// Empty where there is nothing to tell. @param id of the download
 QString sentence(qint64 id, const Warning &warning);
 
+/// What happened, as one clause; empty where there is none, or nothing happened.
+QString clause(const Failure &failure);
+
 }

@@ -97,7 +97,8 @@ qint64 DownloadSession::claimFound(DownloadStore &list, const DownloadRequest &r
     return 0;
 }
 
-/// The module knows which requests are for one resource. To fetch it twice may be meant, so it is only said.
+/// The module knows which requests are for one resource. To fetch it twice may be meant, so it is only said, and not
+/// at all where the other one's file is gone.
 void DownloadSession::warnOfTheSame(const AbstractDownloadPersistentInfo &record,
                                     const QList<AbstractDownloadPersistentInfo> &candidates)
 {
@@ -110,7 +111,11 @@ void DownloadSession::warnOfTheSame(const AbstractDownloadPersistentInfo &record
         const CompareDownloadsResult result = download->compareDownloads(other);
         if (result != CompareDownloadsResult::SameContent && result != CompareDownloadsResult::SameSource)
             continue;
-        Q_EMIT warned(record.id, Failure::make(Failure::Kind::SameResource, Failure::Subject::of(other)));
+        const Failure::Subject subject = Failure::Subject::of(other);
+        const bool isWhole = other.isFinished();
+        if (isWhole && !QFileInfo::exists(subject.path))
+            continue;
+        Q_EMIT warned(record.id, Failure::make(Failure::Kind::SameResource, subject, {}, isWhole ? 1 : 0));
         return;
     }
 }

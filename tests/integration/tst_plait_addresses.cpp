@@ -3,6 +3,7 @@
 #include <tests/support/scriptedserver.h>
 #include <tests/support/testfiles.h>
 
+#include <QFile>
 #include <QTest>
 
 #include <csignal>
@@ -45,7 +46,7 @@ private Q_SLOTS:
     void whoInsistsGetsItAndLosesNothing();
     void aFinishedDownloadTakesNoAddress();
     void aDownloadThatIsNotThereIsSaid();
-    void aSecondDownloadOfTheSameResourceIsSaid();
+    void whatIsThereAlreadyIsNamedUnlessItIsGone();
 
 private:
     /// Download 1, stopped in its middle.
@@ -148,16 +149,22 @@ void TestPlaitAddresses::aDownloadThatIsNotThereIsSaid()
     QVERIFY2(result.err.contains("no such download") || result.err.contains("no download 1"), result.err);
 }
 
-void TestPlaitAddresses::aSecondDownloadOfTheSameResourceIsSaid()
+void TestPlaitAddresses::whatIsThereAlreadyIsNamedUnlessItIsGone()
 {
     PlaitSandbox plait;
     const QString url = m_server->url(u"/fresh/file.bin"_s).toString();
     const PlaitResult first = plait.run({url});
     QCOMPARE(first.status, 0);
-    QVERIFY2(!first.err.contains("same resource"), first.err);
+    QVERIFY2(!first.err.contains("already"), first.err);
     const PlaitResult second = plait.runBare({url, u"-d"_s, plait.downloads() + u"/elsewhere"_s});
     QVERIFY2(second.status == 0, second.err);
-    QVERIFY2(second.err.contains("download 1 is of the same resource"), second.err);
+    const QString words = u"plait: \"%1\" is there already, from download 1; it is fetched once more\n"_s;
+    QVERIFY2(second.err.contains(words.arg(plait.path(u"file.bin"_s)).toUtf8()), second.err);
+
+    QVERIFY(QFile::remove(plait.path(u"file.bin"_s)) && QFile::remove(plait.path(u"elsewhere/file.bin"_s)));
+    const PlaitResult third = plait.run({url});
+    QCOMPARE(third.status, 0);
+    QVERIFY2(!third.err.contains("already"), third.err);
 }
 
 QTEST_GUILESS_MAIN(TestPlaitAddresses)

@@ -49,7 +49,8 @@ private Q_SLOTS:
     void anExistingFileIsNotReplaced();
     void aFileIsAsOldAsItsServerSays_data();
     void aFileIsAsOldAsItsServerSays();
-    void quietPrintsNothing();
+    void quietPrintsNothingButErrors();
+    void progressForProgramsStandsAlone();
 
 private:
     QStringList trust() const;
@@ -286,13 +287,32 @@ void TestPlaitTransfer::aFileIsAsOldAsItsServerSays()
     QCOMPARE(QFileInfo(plait.path(u"file.bin"_s)).lastModified() == said, isAsOld);
 }
 
-void TestPlaitTransfer::quietPrintsNothing()
+void TestPlaitTransfer::quietPrintsNothingButErrors()
 {
     PlaitSandbox plait;
-    const PlaitResult result = plait.run({u"-q"_s, m_servers.nginx().url(u"/file-1.bin"_s).toString()});
+    const QString url = m_servers.nginx().url(u"/file-1.bin"_s).toString();
+    for (const QStringList &more : {QStringList{}, {u"-d"_s, u"elsewhere"_s}, {u"--on-exists"_s, u"skip"_s}}) {
+        const PlaitResult result = plait.runBare(QStringList{u"-q"_s, url} + more);
+        QCOMPARE(result.status, 0);
+        QCOMPARE(result.out, QByteArray());
+        QCOMPARE(result.err, QByteArray());
+    }
+    const PlaitResult failed =
+        plait.runBare({u"-q"_s, m_servers.nginx().url(u"/status/404"_s).toString(), url, u"--on-exists"_s, u"skip"_s});
+    QCOMPARE(failed.status, 3);
+    QVERIFY2(failed.err.count('\n') == 1 && failed.err.contains("HTTP status 404"), failed.err);
+}
+
+void TestPlaitTransfer::progressForProgramsStandsAlone()
+{
+    PlaitSandbox plait;
+    const PlaitResult result =
+        plait.run({u"--progress"_s, u"json"_s, m_servers.nginx().url(u"/rate/100k/file-307200.bin"_s).toString()});
     QCOMPARE(result.status, 0);
-    QCOMPARE(result.out, QByteArray());
-    QCOMPARE(result.err, QByteArray());
+    QVERIFY(!result.out.isEmpty());
+    for (const QByteArray &line : result.out.split('\n'))
+        QVERIFY2(line.isEmpty() || line.contains("\"event\":\"progress\""), line);
+    QVERIFY2(result.err.startsWith("Saved \""), result.err);
 }
 
 QTEST_GUILESS_MAIN(TestPlaitTransfer)

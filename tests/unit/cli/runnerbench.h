@@ -38,6 +38,7 @@ public:
     QStringList lines;
     QList<Summary> summaries;
     Overview overview;
+    bool isFinished = false; ///< nothing more may be told
 
     void begin(qint64 id, const QUrl &url) override;
     void progress(const Overview &now) override { overview = now; }
@@ -46,4 +47,5 @@ public:
     void end(qint64 id, const Summary &summary) override;
     void leave(qsizetype count) override;
     void note(const QString &text) override { lines.append(text); }
+    void finish() override { isFinished = true; }
 };

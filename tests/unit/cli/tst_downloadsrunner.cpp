@@ -72,6 +72,7 @@ class TestDownloadsRunner : public QObject
 private Q_SLOTS:
     void init();
     void whatIsAddedIsFollowedToItsEnd();
+    void whatCameInThisRunIsToldAndHowItEnded();
     void aFewAreGivenAtATime();
     void whatIsRefusedIsSaidAndTheOthersGoOn();
     void theFirstFailureIsTheStatus();
@@ -96,6 +97,7 @@ void TestDownloadsRunner::init()
 {
     m_notes.lines.clear();
     m_notes.summaries.clear();
+    m_notes.isFinished = false;
 }
 
 void TestDownloadsRunner::begin(const Arguments &arguments, Questions *questions)
@@ -124,6 +126,35 @@ void TestDownloadsRunner::whatIsAddedIsFollowedToItsEnd()
     QCOMPARE(m_done.size(), 0);
     m_engine->tellClosed();
     QCOMPARE(m_done, QList<ExitStatus>{ExitStatus::Done});
+}
+
+void TestDownloadsRunner::whatCameInThisRunIsToldAndHowItEnded()
+{
+    const auto rowWith = [](qint64 id, DownloadState state, qint64 done) {
+        Snapshot snapshot =
+            row(id, state, state == DownloadState::Failed ? Failure::Kind::Skipped : Failure::Kind::None);
+        snapshot.files = {{.name = u"f"_s, .size = 100, .done = done}};
+        return snapshot;
+    };
+    begin(get(3));
+    for (qint64 id = 1; id <= 3; ++id)
+        QVERIFY(m_engine->answerTo(Kind::Add, answerOf(id)));
+    m_engine->tellChanged(rowWith(1, DownloadState::Running, 40));
+    m_engine->tellChanged(rowWith(1, DownloadState::Done, 100));
+    QCOMPARE(m_notes.summaries.last().fetched, 60);
+    // What was there was thrown away on the way.
+    m_engine->tellChanged(rowWith(2, DownloadState::Running, 40));
+    m_engine->tellChanged(rowWith(2, DownloadState::Running, 0));
+    m_engine->tellChanged(row(2, DownloadState::Failed, Failure::Kind::Stopped));
+    QVERIFY(m_notes.summaries.last().isStopped && !m_notes.summaries.last().isSkipped);
+    m_engine->tellChanged(rowWith(3, DownloadState::Running, 40));
+    m_engine->tellChanged(rowWith(3, DownloadState::Running, 0));
+    m_engine->tellChanged(rowWith(3, DownloadState::Failed, 100));
+    QCOMPARE(m_notes.summaries.last().fetched, 100);
+    QVERIFY(m_notes.summaries.last().isSkipped && !m_notes.summaries.last().isStopped);
+    QVERIFY(!m_notes.isFinished);
+    m_engine->tellClosed();
+    QVERIFY(m_notes.isFinished);
 }
 
 void TestDownloadsRunner::aFewAreGivenAtATime()

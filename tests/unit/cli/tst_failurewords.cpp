@@ -65,6 +65,7 @@ private Q_SLOTS:
     void wordsOfFailure_data();
     void wordsOfFailure();
     void aListThatWasSetAsideIsNamedAsItIsCalledNow();
+    void whatIsThereAlreadyIsNamed();
     void eachOfSeveralAddressesIsListed();
     void everyKindHasWordsWithoutGaps();
 };
@@ -336,6 +337,20 @@ void TestFailureWords::aListThatWasSetAsideIsNamedAsItIsCalledNow()
              u"the list \"/l\" was damaged: no table. It is kept as \"/l.damaged\", and a new list was begun; "
              u"incomplete files stay where they are. Run \"plait list --repair\" with that name to bring over what can "
              u"be read of it."_s);
+}
+
+void TestFailureWords::whatIsThereAlreadyIsNamed()
+{
+    Failure::Subject subject = Failure::Subject::of(3);
+    subject.title = u"x.iso"_s;
+    subject.path = u"/tmp/x.iso"_s;
+    subject.folder = u"/tmp"_s;
+    QCOMPARE(FailureWords::sentence(Failure::make(Failure::Kind::SameResource, subject, {}, 1)),
+             u"\"/tmp/x.iso\" is there already, from download 3; it is fetched once more"_s);
+    QCOMPARE(
+        FailureWords::sentence(Failure::make(Failure::Kind::SameResource, subject)),
+        u"download 3 has begun to fetch \"x.iso\" into \"/tmp\"; this one begins once more. \"plait resume 3\" goes "
+        u"on with that one."_s);
 }
 
 void TestFailureWords::eachOfSeveralAddressesIsListed()

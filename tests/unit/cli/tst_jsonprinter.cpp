@@ -33,6 +33,7 @@ private Q_SLOTS:
     void passwordsAreNotTold();
     void theSummaryHoldsEverything();
     void aQueryHoldsEverything();
+    void ofSeveralATallyIsTheLast();
     void errorsAreToldToPeopleToo();
 
 private:
@@ -145,6 +146,7 @@ void TestJsonPrinter::theSummaryHoldsEverything()
     summary.name = u"x.iso"_s;
     summary.path = u"/tmp/x.iso.part"_s;
     summary.bytes = 5;
+    summary.fetched = 4;
     summary.seconds = 1.5;
     summary.connections = 3;
     summary.connectionsBound = u"limit"_s;
@@ -163,6 +165,7 @@ void TestJsonPrinter::theSummaryHoldsEverything()
                                   {u"description"_s, u"gone"_s},
                                   {u"path"_s, u"/tmp/x.iso.part"_s},
                                   {u"bytes"_s, 5},
+                                  {u"fetched"_s, 4},
                                   {u"seconds"_s, 1.5},
                                   {u"connections"_s, 3},
                                   {u"connections_bound"_s, u"limit"_s},
@@ -188,6 +191,34 @@ void TestJsonPrinter::aQueryHoldsEverything()
                                   {u"type"_s, u"text/plain"_s},
                                   {u"resume"_s, u"no"_s},
                                   {u"url"_s, u"http://host/x"_s}}}));
+}
+
+void TestJsonPrinter::ofSeveralATallyIsTheLast()
+{
+    QTextStream answers(&m_eventsText);
+    QTextStream notes(&m_notesText);
+    qint64 now = 1000000;
+    JsonPrinter printer(answers, notes, [&now] { return now; });
+    Summary saved;
+    saved.bytes = 7;
+    saved.fetched = 5;
+    printer.end(1, saved);
+    Summary failed;
+    failed.status = ExitStatus::NotFound;
+    printer.end(2, failed);
+    printer.leave(3);
+    now += 1500;
+    printer.finish();
+    QCOMPARE(events().last(),
+             (QJsonObject{{u"event"_s, u"tally"_s},
+                          {u"done"_s, 1},
+                          {u"failed"_s, 1},
+                          {u"skipped"_s, 0},
+                          {u"stopped"_s, 0},
+                          {u"unbegun"_s, 3},
+                          {u"bytes"_s, 7},
+                          {u"fetched"_s, 5},
+                          {u"seconds"_s, 1.5}}));
 }
 
 void TestJsonPrinter::errorsAreToldToPeopleToo()

@@ -105,19 +105,28 @@ void TestProgressBars::whatKeepsADownloadFromMovingIsShown_data()
 {
     QTest::addColumn<qint64>("retryInMs");
     QTest::addColumn<qint64>("allocated");
+    QTest::addColumn<DownloadState>("state");
     QTest::addColumn<QString>("text");
 
-    QTest::newRow("a retry") << qint64(4200) << qint64(-1) << u"45%  retrying in 5 s"_s;
-    QTest::newRow("a retry right now") << qint64(0) << qint64(-1) << u"45%  retrying in 0 s"_s;
-    QTest::newRow("the disk") << qint64(-1) << 2 * kMiB << u"45%  reserving the disk: 2.0 MiB"_s;
+    QTest::newRow("a retry") << qint64(4200) << qint64(-1) << DownloadState::Resting << u"45%  retrying in 5 s"_s;
+    QTest::newRow("a retry right now") << qint64(0) << qint64(-1) << DownloadState::Resting
+                                       << u"45%  retrying in 0 s"_s;
+    QTest::newRow("the disk") << qint64(-1) << 2 * kMiB << DownloadState::Running
+                              << u"45%  reserving the disk: 2.0 MiB"_s;
+    QTest::newRow("no connection yet") << qint64(-1) << qint64(-1) << DownloadState::Running << u"45%  connecting"_s;
+    QTest::newRow("a question") << qint64(-1) << qint64(-1) << DownloadState::Asking << u"45%  asking"_s;
+    QTest::newRow("a look at the server") << qint64(-1) << qint64(-1) << DownloadState::Checking << u"45%  checking"_s;
+    QTest::newRow("its checksum") << qint64(-1) << qint64(-1) << DownloadState::Hashing << u"45%  comparing"_s;
 }
 
 void TestProgressBars::whatKeepsADownloadFromMovingIsShown()
 {
     QFETCH(qint64, retryInMs);
     QFETCH(qint64, allocated);
+    QFETCH(DownloadState, state);
     QFETCH(QString, text);
     Overview overview = overviewOf(1);
+    overview.running.first().state = state;
     DownloadStatus &status = overview.running.first().status;
     status.speed = 0;
     status.connections = 0;

@@ -19,6 +19,8 @@ private Q_SLOTS:
     void left();
     void shortened_data();
     void shortened();
+    void ofALongNameTheMiddleIsLeftOut_data();
+    void ofALongNameTheMiddleIsLeftOut();
     void blanksAreCountedInColumns();
 };
 
@@ -97,6 +99,26 @@ void TestTextColumns::shortened()
     QFETCH(QString, text);
     QFETCH(int, columns);
     QTEST(TextColumns::shortened(text, columns, u"..."_s), "shortened");
+}
+
+void TestTextColumns::ofALongNameTheMiddleIsLeftOut_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<int>("columns");
+    QTest::addColumn<QString>("shortened");
+
+    QTest::newRow("it fits") << u"abcd"_s << 4 << u"abcd"_s;
+    QTest::newRow("it does not") << u"abcdefgh.iso"_s << 9 << u"abcd….iso"_s;
+    QTest::newRow("wide characters") << u"文件文件.iso"_s << 9 << u"文件….iso"_s;
+    QTest::newRow("two code units stay together") << u"🎈🎈🎈🎈"_s << 5 << u"🎈…🎈"_s;
+    QTest::newRow("hardly any room") << u"abcd"_s << 2 << u"a…"_s;
+}
+
+void TestTextColumns::ofALongNameTheMiddleIsLeftOut()
+{
+    QFETCH(QString, text);
+    QFETCH(int, columns);
+    QTEST(TextColumns::middleShortened(text, columns, u"…"_s), "shortened");
 }
 
 void TestTextColumns::blanksAreCountedInColumns()

@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: MIT
+#include <cli/tally.h>
+
+#include <cli/progressline.h>
+#include <cli/summary.h>
+
+void Tally::add(const Summary &summary)
+{
+    fetched += summary.fetched;
+    if (summary.isSkipped)
+        ++skipped;
+    else if (summary.isStopped)
+        ++stopped;
+    else if (summary.status != ExitStatus::Done)
+        failed.append({ProgressLine::name(summary.name, summary.url),
+                       summary.reason.isEmpty() ? summary.errorText : summary.reason});
+    else
+        ++done;
+    if (summary.status == ExitStatus::Done && !summary.isSkipped)
+        bytes += summary.bytes;
+}

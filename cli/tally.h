@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QList>
+#include <QString>
+#include <QtGlobal>
+
+struct Summary;
+
+/// How the downloads of one command ended, all together. A value.
+struct Tally {
+    struct Failed {
+        QString name;
+        QString reason;
+    };
+
+    int done = 0;
+    int skipped = 0; ///< there was nothing to do
+    int stopped = 0;
+    qsizetype unbegun = 0; ///< stopped before they began
+    QList<Failed> failed = {};
+    qint64 bytes = 0; ///< of what is done
+    qint64 fetched = 0; ///< bytes that came, of whatever became of them
+
+    void add(const Summary &summary);
+    /// Of one alone its own last line says everything.
+    bool isOfMany() const { return done + skipped + stopped + unbegun + failed.size() > 1; }
+};
