@@ -13,6 +13,7 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
+const QString kEraseRest = u"\u001b[K"_s; ///< of a line
 const QString kEraseBelow = u"\r\u001b[J"_s;
 // A terminal that becomes narrower at this very moment must not wrap: the way back up would be too short.
 const QString kWrapOff = u"\u001b[?7l"_s;
@@ -50,7 +51,19 @@ Screen::Size Screen::size() const
 
 void Screen::show(const QStringList &lines)
 {
-    put({}, lines);
+    const Size now = size();
+    if (!canOverwrite(lines, now))
+        put({}, lines);
+    else if (lines != m_lines)
+        write(kWrapOff + lines.join(kEraseRest + u"\r\n"_s) + kEraseRest + upBy(lines.size() - 1) + u'\r' + kWrapOn,
+              true);
+    m_lines = lines;
+}
+
+/// Where the terminal has another size, lines that stand may have been wrapped anew.
+bool Screen::canOverwrite(const QStringList &lines, Size size) const
+{
+    return !m_lines.isEmpty() && m_lines.size() == lines.size() && m_shownAt == size;
 }
 
 void Screen::print(const QString &text, const QStringList &lines)
@@ -58,18 +71,24 @@ void Screen::print(const QString &text, const QStringList &lines)
     put(text + u'\n', lines);
 }
 
-/// In one piece, so that no half of it is ever seen.
 void Screen::put(const QString &before, const QStringList &lines)
 {
-    QString text = (m_live ? kEraseBelow : QString()) + before;
+    QString text = (m_lines.isEmpty() ? QString() : kEraseBelow) + before;
     if (!lines.isEmpty())
         text += kWrapOff + lines.join(u"\r\n"_s) + upBy(lines.size() - 1) + u'\r' + kWrapOn;
-    m_live = !lines.isEmpty();
-    if (m_live)
+    m_lines = lines;
+    m_shownAt = size();
+    write(text, !lines.isEmpty());
+}
+
+/// In one piece, so that no half of it is ever seen.
+void Screen::write(const QString &text, bool isLive)
+{
+    if (isLive)
         s_liveFile = m_file;
     if (!text.isEmpty())
         m_out << text << Qt::flush;
-    if (!m_live)
+    if (!isLive)
         s_liveFile = -1;
 }
 
@@ -79,5 +98,5 @@ void Screen::eraseAtOnce()
     const int file = s_liveFile;
     if (file < 0)
         return;
-    [[maybe_unused]] const ssize_t written = write(file, kCodes, sizeof kCodes - 1);
+    [[maybe_unused]] const ssize_t written = ::write(file, kCodes, sizeof kCodes - 1);
 }

@@ -17,6 +17,8 @@ public:
     struct Size {
         int columns = 80;
         int rows = 24;
+
+        friend bool operator==(const Size &, const Size &) = default;
     };
 
     /// @param out goes to @p file, a terminal's descriptor; outlives this object
@@ -24,8 +26,8 @@ public:
 
     /// Asked anew each time, since it may change at any moment.
     Size size() const;
-    /// Puts these in the place of the live lines. None may be wider than the terminal; what is cut off for that
-    /// reason is lost.
+    /// Puts these in the place of the live lines, over them where it can: nothing flickers. None may be wider than the
+    /// terminal; what is cut off for that reason is lost.
     void show(const QStringList &lines);
     /// One line of any width that stays, above these live lines.
     void print(const QString &text, const QStringList &lines);
@@ -36,8 +38,11 @@ public:
 
 private:
     void put(const QString &before, const QStringList &lines);
+    bool canOverwrite(const QStringList &lines, Size size) const;
+    void write(const QString &text, bool isLive);
 
     QTextStream &m_out;
     const int m_file;
-    bool m_live = false; ///< there are live lines
+    QStringList m_lines; ///< that are live
+    Size m_shownAt; ///< of the terminal then
 };

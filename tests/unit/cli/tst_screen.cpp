@@ -54,6 +54,8 @@ private Q_SLOTS:
     void whatHasNoSizeIsAsUsual_data();
     void whatHasNoSizeIsAsUsual();
     void onlyLiveLinesAreErasedAtOnce();
+    void whatStandsIsWrittenOverAndNeverErasedFirst();
+    void anotherSizeErasesWhatStands();
 };
 
 void TestScreen::theSizeIsAskedAnew()
@@ -104,6 +106,39 @@ void TestScreen::onlyLiveLinesAreErasedAtOnce()
     screen.show({});
     Screen::eraseAtOnce();
     QCOMPARE(terminal.shown(), QByteArray());
+}
+
+void TestScreen::whatStandsIsWrittenOverAndNeverErasedFirst()
+{
+    const Terminal terminal;
+    QString text;
+    QTextStream out(&text);
+    Screen screen(out, terminal.near);
+    screen.show({u"one 10%"_s, u"two"_s});
+    text.clear();
+    screen.show({u"one 9%"_s, u"two"_s});
+    QCOMPARE(text, u"\u001b[?7lone 9%\u001b[K\r\ntwo\u001b[K\u001b[1A\r\u001b[?7h"_s);
+    text.clear();
+    screen.show({u"one 9%"_s, u"two"_s});
+    QCOMPARE(text, QString());
+}
+
+void TestScreen::anotherSizeErasesWhatStands()
+{
+    const Terminal terminal;
+    QString text;
+    QTextStream out(&text);
+    Screen screen(out, terminal.near);
+    winsize size = {};
+    size.ws_col = 100;
+    size.ws_row = 7;
+    QCOMPARE(ioctl(terminal.far, TIOCSWINSZ, &size), 0);
+    screen.show({u"one"_s});
+    text.clear();
+    size.ws_col = 50;
+    QCOMPARE(ioctl(terminal.far, TIOCSWINSZ, &size), 0);
+    screen.show({u"one"_s});
+    QVERIFY2(text.startsWith(u"\r\u001b[J"_s), qPrintable(text));
 }
 
 QTEST_GUILESS_MAIN(TestScreen)
