@@ -139,7 +139,8 @@ private:
         result.sortBy = m_values.text("sort"_L1);
         result.progress = progressOf(m_values.text("progress"_L1));
         result.json = m_values.flag("json"_L1);
-        result.quiet = m_values.flag("quiet"_L1);
+        result.verbose = m_values.flag("verbose"_L1);
+        result.quiet = m_values.flag("quiet"_L1) && !result.verbose; // which may be a setting
         if (result.command == Command::Config)
             result.settings = SettingsText::of(m_values, m_line.command->options());
     }

@@ -39,6 +39,7 @@ struct Arguments {
     ProgressMode progress = ProgressMode::Auto;
     bool json = false;
     bool quiet = false;
+    bool verbose = false; ///< not both
     QString logFile; ///< empty = there is no home folder for one
     QString onComplete; ///< program to be called for each download that is done; empty = none
     QString onError; ///< for each that failed

@@ -36,6 +36,15 @@ const Row kBefore[] = {
      .group = "program",
      .places = kSetting,
      .help = "Print errors only"},
+    {.name = "verbose",
+     .letter = 'v',
+     .group = "program",
+     .places = kTyped,
+     .excludes = "quiet",
+     .help = "Tell of each request, its answer and each connection",
+     .manual =
+         "tell of each request (`>`), its answer (`<`), and each section that begins, ends or fails; the number in "
+         "front is the download's"},
     {.name = "log",
      .group = "program",
      .type = Type::Path,

@@ -15,6 +15,7 @@
 #include <cli/questions.h>
 #include <cli/signalwatcher.h>
 #include <cli/standardoutput.h>
+#include <cli/trace.h>
 #include <host/policy/shown.h>
 #include <host/storage/logfile.h>
 #include <inet/qt/download/framework/qtappdefaultlogger.h>
@@ -39,25 +40,27 @@ void complain(QTextStream &notes, const QString &text)
     notes << "plait: " << Shown::text(text) << '\n' << Qt::flush;
 }
 
-/// That the log cannot be written ends nothing; who named it is told.
-void startLog(const Arguments &arguments, QTextStream &notes)
+/// That the log cannot be written ends nothing; who named it is told. Gives what writes it; empty = nothing does.
+QtAppLogger::Sink startLog(const Arguments &arguments, QTextStream &notes)
 {
     if (arguments.logLevel == 0)
-        return;
+        return {};
     if (arguments.logFile.isEmpty()) {
         complain(notes, u"there is no home folder: no log is written. Name a file for it with --log."_s);
-        return;
+        return {};
     }
     const auto file = std::make_shared<LogFile>();
     QString reason;
     if (!file->open(arguments.logFile, &reason)) {
         complain(notes,
                  u"cannot write the log \"%1\": %2. Choose another file with --log."_s.arg(arguments.logFile, reason));
-        return;
+        return {};
     }
     QtAppLogger *const logger = QtAppDefaultLogger::instance();
     logger->setVerbosityLevel(arguments.logLevel);
-    logger->setSink([file](int level, const QString &line) { file->write(level, line); });
+    const auto sink = [file](int level, const QString &line) { file->write(level, line); };
+    logger->setSink(sink);
+    return sink;
 }
 
 /// Qt's own remarks are for the log; on a terminal they would stand in the middle of the progress.
@@ -145,7 +148,7 @@ bool open(const Arguments &arguments, Engine &engine, QTextStream &notes)
 
 ExitStatus runWithNetwork(const Arguments &arguments, Engine &engine, Streams &streams)
 {
-    startLog(arguments, streams.notes);
+    const QtAppLogger::Sink log = startLog(arguments, streams.notes);
     const bool isReady = open(arguments, engine, streams.notes)
         && isDone(answerOf([&engine](const Engine::Callback &done) { engine.prepare(done); }), streams.notes);
     if (!isReady)
@@ -155,6 +158,7 @@ ExitStatus runWithNetwork(const Arguments &arguments, Engine &engine, Streams &s
     if (isQuick)
         return ListCommands::change(arguments, engine, {streams.answers, streams.notes});
     const std::unique_ptr<Printer> printer = makePrinter(arguments, streams);
+    const auto trace = arguments.verbose ? std::make_unique<Trace>(*printer, log) : nullptr;
     const std::unique_ptr<Questions> questions =
         canAsk(arguments) ? std::make_unique<Questions>(*printer, STDIN_FILENO) : nullptr;
     return run(arguments, engine, *printer, questions.get(), streams.output);
