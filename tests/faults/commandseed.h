@@ -60,6 +60,7 @@ private:
         int file = 0;
         bool mayBeEarly = false; ///< somebody was content with what was there
         bool mayBeGone = false; ///< whether it was removed was never heard
+        bool mayLackFile = false; ///< nor whether its file was; that goes first
     };
 
     // The engine.

@@ -169,12 +169,14 @@ void CommandSeed::remove(qint64 id, bool withFile)
 {
     if (m_known.contains(id)) {
         m_known[id].mayBeGone = true;
-        if (!withFile)
+        m_known[id].mayLackFile = withFile;
+        // What an engine made in its last moment, when it was killed, the list may not know of.
+        if (!withFile || m_score.kills > 0)
             m_leftBehind.insert(m_known[id].file);
     }
     m_engine->remove(id, withFile, judged(Kind::Remove, id, [this, id](const EngineAnswer &answer) {
                          if (!isUnheard(answer) && m_known.contains(id))
-                             m_known[id].mayBeGone = answer.isOk();
+                             m_known[id].mayBeGone = m_known[id].mayLackFile = answer.isOk();
                      }));
 }
 
