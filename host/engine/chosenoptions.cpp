@@ -67,8 +67,7 @@ NetworkPath pathOf(const OptionValues &values, const QString &folder)
     NetworkPath path;
     path.interface = values.text("interface"_L1);
     path.family = values.flag("ipv4"_L1) ? Family::IPv4 : values.flag("ipv6"_L1) ? Family::IPv6 : Family::Any;
-    for (const QString &line : values.texts("resolve"_L1))
-        path.resolved.append(line.toUtf8());
+    path.resolved = values.texts("resolve"_L1);
     path.connectTimeoutMs = values.number("connect-timeout"_L1);
     path.silenceTimeoutMs = values.number("timeout"_L1);
     path.certificateFile = ChosenOptions::absolute(values.text("cert"_L1), folder);

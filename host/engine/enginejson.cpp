@@ -42,6 +42,19 @@ void describe(Fields &fields, Credential &value)
 }
 
 template<class Fields>
+void describe(Fields &fields, NetworkPath &value)
+{
+    fields("interface", value.interface);
+    fields("family", value.family);
+    fields("resolved", value.resolved);
+    fields("connectTimeoutMs", value.connectTimeoutMs);
+    fields("silenceTimeoutMs", value.silenceTimeoutMs);
+    fields("certificateFile", value.certificateFile);
+    fields("keyFile", value.keyFile);
+    fields("keyPassword", value.keyPassword);
+}
+
+template<class Fields>
 void describe(Fields &fields, NetworkOptions &value)
 {
     fields("proxy", value.proxy);
@@ -50,6 +63,7 @@ void describe(Fields &fields, NetworkOptions &value)
     fields("netrc", value.netrc);
     fields("netrcFile", value.netrcFile);
     fields("cookiesFile", value.cookiesFile);
+    fields("path", value.path);
 }
 
 template<class Fields>
@@ -59,6 +73,7 @@ void describe(Fields &fields, SessionOptions &value)
     fields("isListKept", value.isListKept);
     fields("moduleFolders", value.moduleFolders);
     fields("ignoreSslErrors", value.ignoreSslErrors);
+    fields("takesServersTime", value.takesServersTime);
     fields("caCertificatesFile", value.caCertificatesFile);
     fields("network", value.network);
     fields("usage", value.usage);

@@ -160,8 +160,8 @@ void Transfer::preparePath()
     if (path.family != NetworkPath::Family::Any)
         set(CURLOPT_IPRESOLVE, path.family == NetworkPath::Family::IPv4 ? long(CURL_IPRESOLVE_V4)
                                                                         : long(CURL_IPRESOLVE_V6));
-    for (const QByteArray &line : path.resolved)
-        m_resolved.reset(curl_slist_append(m_resolved.release(), line.constData()));
+    for (const QString &line : path.resolved)
+        m_resolved.reset(curl_slist_append(m_resolved.release(), line.toUtf8().constData()));
     if (m_resolved)
         set(CURLOPT_RESOLVE, m_resolved.get());
     if (path.connectTimeoutMs > 0)
