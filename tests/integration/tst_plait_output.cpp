@@ -54,6 +54,7 @@ private Q_SLOTS:
     void aReaderThatHasEnoughEndsTheListQuietly();
     void aReaderThatHasEnoughStopsADownload();
     void anotherFailureKeepsItsStatus();
+    void verboseTellsWhatIsAskedAndAnswered();
 
 private:
     /// To its end, with the list and the folder of the sandbox.
@@ -181,6 +182,20 @@ void TestPlaitOutput::anotherFailureKeepsItsStatus()
     const PlaitResult missing = runInto(Sink::FullDevice, {u"query"_s, u"--json"_s, url(u"/missing"_s)});
     QCOMPARE(missing.status, 3);
     QVERIFY2(missing.err.contains("cannot write to standard output"), missing.err.constData());
+}
+
+void TestPlaitOutput::verboseTellsWhatIsAskedAndAnswered()
+{
+    ScriptedServer server;
+    server.setResponse("/file.bin", ScriptedResponse::file(1, 1));
+    const PlaitResult result =
+        m_sandbox->run({u"-v"_s, u"--log-level"_s, u"0"_s, server.url(u"/file.bin"_s).toString()});
+    QCOMPARE(result.status, 0);
+    for (const char *line : {"] > GET /file.bin HTTP/1.1\n", "] > Host: 127.0.0.1", "] < HTTP/1.1 200 OK\n",
+                             "] < Content-Length: 1\n", "] section #1 finished"})
+        QVERIFY2(result.err.contains(line), result.err);
+    const QByteArray both = m_sandbox->run({u"-v"_s, u"-q"_s, u"http://host/"_s}).err;
+    QVERIFY2(both.contains("--verbose") && both.contains("--quiet"), both);
 }
 
 QTEST_GUILESS_MAIN(TestPlaitOutput)

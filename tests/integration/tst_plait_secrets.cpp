@@ -331,10 +331,10 @@ void TestPlaitSecrets::whatIsNotToBeSetIsRefusedUnsent_data()
 {
     QTest::addColumn<QString>("header");
     QTest::addColumn<QByteArray>("said");
-    QTest::newRow("Range") << u"Range: bytes=5-"_s << QByteArray("\"plait resume\" goes on with a file");
-    QTest::newRow("If-Range") << u"if-range: \"a\""_s << QByteArray("\"plait resume\" goes on with a file");
-    QTest::newRow("Content-Length") << u"Content-Length: 3"_s << QByteArray("--post-data");
-    QTest::newRow("Transfer-Encoding") << u"Transfer-Encoding: chunked"_s << QByteArray("--post-data");
+    QTest::newRow("Range") << u"Range: bytes=5-"_s << QByteArray("Resume the download instead.");
+    QTest::newRow("If-Range") << u"if-range: \"a\""_s << QByteArray("Resume the download instead.");
+    QTest::newRow("Content-Length") << u"Content-Length: 3"_s << QByteArray("it follows from what is sent");
+    QTest::newRow("Transfer-Encoding") << u"Transfer-Encoding: chunked"_s << QByteArray("it follows from what is sent");
 }
 
 void TestPlaitSecrets::whatIsNotToBeSetIsRefusedUnsent()

@@ -50,7 +50,6 @@ private Q_SLOTS:
     void aFileIsAsOldAsItsServerSays_data();
     void aFileIsAsOldAsItsServerSays();
     void quietPrintsNothingButErrors();
-    void verboseTellsWhatIsAskedAndAnswered();
     void progressForProgramsStandsAlone();
 
 private:
@@ -302,19 +301,6 @@ void TestPlaitTransfer::quietPrintsNothingButErrors()
         plait.runBare({u"-q"_s, m_servers.nginx().url(u"/status/404"_s).toString(), url, u"--on-exists"_s, u"skip"_s});
     QCOMPARE(failed.status, 3);
     QVERIFY2(failed.err.count('\n') == 1 && failed.err.contains("HTTP status 404"), failed.err);
-}
-
-void TestPlaitTransfer::verboseTellsWhatIsAskedAndAnswered()
-{
-    PlaitSandbox plait;
-    const PlaitResult result =
-        plait.run({u"-v"_s, u"--log-level"_s, u"0"_s, m_servers.nginx().url(u"/file-1.bin"_s).toString()});
-    QCOMPARE(result.status, 0);
-    for (const char *line : {"[1] > GET /file-1.bin HTTP/1.1\n", "[1] > Host: 127.0.0.1", "[1] < HTTP/1.1 200 OK\n",
-                             "[1] < Content-Length: 1\n", "[1] section #1 finished"})
-        QVERIFY2(result.err.contains(line), result.err);
-    const QByteArray both = plait.run({u"-v"_s, u"-q"_s, u"http://host/"_s}).err;
-    QVERIFY2(both.contains("--verbose") && both.contains("--quiet"), both);
 }
 
 void TestPlaitTransfer::progressForProgramsStandsAlone()

@@ -59,7 +59,7 @@ void TestArgumentsSecrets::aComplaintHoldsNoSecret_data()
     row("a number that is none", {u"show"_s, u"me:s3cr3t@x"_s}, u"\"…@x\" is no number"_s);
     row("a mistyped option", {kUrl, u"--use=me:s3cr3t"_s}, u"no option \"--use=…\""_s);
     row("a mistyped option with a word behind it", {u"list"_s, u"--use"_s, u"s3cr3t"_s}, u"no option \"--use\""_s);
-    row("a mistyped short option", {kUrl, u"-us3cr3t"_s}, u"no option \"-u…\""_s);
+    row("a mistyped short option", {kUrl, u"-ys3cr3t"_s}, u"\"-y\" is no option here"_s);
     row("an option of another command", {u"list"_s, u"--header=Cookie: s3cr3t"_s}, u"no option \"--header=…\""_s);
     row("a word too many", {u"config"_s, u"me:s3cr3t@x"_s}, u"\"…@x\" is a word too many"_s);
     row("a word that means nothing to list", {u"list"_s, u"me:s3cr3t@x"_s}, u"\"…@x\" means nothing to list"_s);
@@ -86,7 +86,7 @@ void TestArgumentsSecrets::aComplaintHoldsNoSecret()
     QCOMPARE(int(outcome.status), int(ExitStatus::BadOption));
     QVERIFY2(outcome.text.contains(part), qPrintable(outcome.text));
     QVERIFY2(!outcome.text.contains(kSecret), qPrintable(outcome.text));
-    QVERIFY2(outcome.text.endsWith(u'.'), qPrintable(outcome.text));
+    QVERIFY2(outcome.text.endsWith(u'.') || outcome.text.endsWith(u'?'), qPrintable(outcome.text));
 }
 
 void TestArgumentsSecrets::aComplaintAboutTheSettingsHoldsNoSecret_data()

@@ -50,12 +50,12 @@ void TestHarmlessHeaders::namesThatPeopleDoNotSet_data()
     QTest::addColumn<QString>("name");
     QTest::addColumn<bool>("everywhere");
     QTest::addColumn<QString>("said");
-    QTest::newRow("a range") << u"Range"_s << false << u"plait resume"_s;
-    QTest::newRow("a range in small letters") << u"range"_s << true << u"plait resume"_s;
-    QTest::newRow("a condition on a range") << u"If-Range"_s << false << u"plait resume"_s;
-    QTest::newRow("a length") << u"Content-Length"_s << false << u"--post-data"_s;
-    QTest::newRow("a coding") << u"Transfer-Encoding"_s << false << u"--post-data"_s;
-    QTest::newRow("a host for all") << u"host"_s << true << u"--header"_s;
+    QTest::newRow("a range") << u"Range"_s << false << u"Resume the download instead."_s;
+    QTest::newRow("a range in small letters") << u"range"_s << true << u"Resume the download instead."_s;
+    QTest::newRow("a condition on a range") << u"If-Range"_s << false << u"Resume the download instead."_s;
+    QTest::newRow("a length") << u"Content-Length"_s << false << u"it follows from what is sent"_s;
+    QTest::newRow("a coding") << u"Transfer-Encoding"_s << false << u"it follows from what is sent"_s;
+    QTest::newRow("a host for all") << u"host"_s << true << u"Give it for one server alone."_s;
     QTest::newRow("a host") << u"Host"_s << false << QString();
     QTest::newRow("a key") << u"X-Api-Key"_s << true << QString();
 }
