@@ -21,8 +21,9 @@ class StreamWriter;
 
 /// Downloads what the command line asks for: new URLs, or downloads of the list.
 ///
-///     begin() ──> all are given to the engine, a few at a time ──> each has ended ──> engine closed ──> done()
-///                                       └──────────── stop() ────────────────────────┘
+///     begin() ──> all are given to the engine, a few at a time ──> each has ended ──> engine closed ──┬──> done()
+///                                       └──────────── stop() ────────────────────────┘               │
+///                                          what --on-complete and --on-error called has ended ───────┘
 class DownloadsRunner : public Runner
 {
     Q_OBJECT
