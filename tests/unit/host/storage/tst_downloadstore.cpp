@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
-#include <host/storage/stores.h>
-#include <host/storage/storethread.h>
 #include <tests/unit/host/storage/randomrecord.h>
+#include <tests/unit/host/storage/storekinds.h>
 
 #include <QTemporaryDir>
 #include <QTest>
@@ -84,28 +83,14 @@ private:
 
 void TestDownloadStore::initTestCase_data()
 {
-    QTest::addColumn<bool>("isKept");
-    QTest::addColumn<bool>("hasThread");
-    QTest::newRow("in SQLite") << true << false;
-    QTest::newRow("in memory") << false << false;
-    QTest::newRow("in SQLite, in a thread of its own") << true << true;
+    StoreKinds::addRows();
 }
 
 void TestDownloadStore::init()
 {
-    QFETCH_GLOBAL(bool, isKept);
-    QFETCH_GLOBAL(bool, hasThread);
     m_dir = std::make_unique<QTemporaryDir>();
-    const StoreChoice choice{m_dir->filePath(u"list.sqlite"_s), isKept};
-    Failure failure;
-    if (hasThread) {
-        auto thread = std::make_unique<StoreThread>();
-        QVERIFY2(thread->open(choice), qPrintable(thread->lastFailure().detail));
-        m_list = std::move(thread);
-    } else {
-        m_list = Stores::open(choice, &failure);
-        QVERIFY2(m_list, qPrintable(failure.detail));
-    }
+    m_list = StoreKinds::open(m_dir->path());
+    QVERIFY(m_list);
 }
 
 void TestDownloadStore::cleanup()
