@@ -19,6 +19,9 @@ constexpr int kDone = 0;
 constexpr int kUnknown = 1;
 constexpr int kTimeOut = 2;
 
+/// A download gives up by itself after 120 s, with the same status.
+constexpr int kLongBeforeTheLimit = 60000;
+
 constexpr quint64 kSeed = 71;
 constexpr qint64 kSize = 1024 * 1024;
 }
@@ -74,8 +77,8 @@ void TestPlaitPath::init()
 
 PlaitResult TestPlaitPath::fetch(const QUrl &url, const QStringList &arguments)
 {
-    return m_plait->run(
-        arguments + QStringList{u"--tries"_s, u"1"_s, u"--ca-certificate"_s, m_ca.caFile(), url.toString()});
+    return m_plait->run(arguments
+                        + QStringList{u"--tries"_s, u"1"_s, u"--ca-certificate"_s, m_ca.caFile(), url.toString()});
 }
 
 void TestPlaitPath::verifyWhole(const PlaitResult &result) const
@@ -198,8 +201,9 @@ void TestPlaitPath::aConnectionThatDoesNotComeIsGivenUp()
     // It takes connections, and never says a word of TLS.
     QTcpServer silent;
     QVERIFY(silent.listen(QHostAddress::LocalHost));
-    const PlaitResult result =
-        fetch(QUrl(u"https://127.0.0.1:%1/x"_s.arg(silent.serverPort())), {u"--connect-timeout"_s, u"0.3"_s});
+    m_plait->start(
+        {u"--tries"_s, u"1"_s, u"--connect-timeout"_s, u"0.3"_s, u"https://127.0.0.1:%1/x"_s.arg(silent.serverPort())});
+    const PlaitResult result = m_plait->finish(kLongBeforeTheLimit);
     QVERIFY2(result.status == kTimeOut, result.err);
 }
 
@@ -210,8 +214,8 @@ void TestPlaitPath::aSilentConnectionIsGivenUpAndTheNextGoesOn()
     stuck.holdAfter = kSize / 4;
     stuck.holdGate = u"never"_s;
     server.setResponses("/file.bin", {stuck, ScriptedResponse::file(kSeed, kSize)});
-    verifyWhole(m_plait->run({u"-x"_s, u"1"_s, u"--retry-wait"_s, u"0"_s, u"--timeout"_s, u"1"_s,
-                              server.url(u"/file.bin"_s).toString()}));
+    verifyWhole(m_plait->run(
+        {u"-x"_s, u"1"_s, u"--retry-wait"_s, u"0"_s, u"--timeout"_s, u"1"_s, server.url(u"/file.bin"_s).toString()}));
     QCOMPARE(server.requests("/file.bin").size(), 2);
 }
 
