@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <host/storage/listrows.h>
 
+#include <host/storage/keptoptions.h>
 #include <host/storage/memoryrows.h>
 #include <host/storage/processidentity.h>
 #include <host/storage/recordrows.h>
@@ -175,7 +176,7 @@ std::optional<QList<ListEntry>> entriesOf(RecordRows &rows, const QString &state
 
 const QString kOptionColumns = u"rate_limit, connections, connections_per_server, checksum_algorithm, checksum_hex, "
                                u"checksum_result, on_changed, on_unresumable, "
-                               u"skip_existing, insecure, store_secrets, user, password"_s;
+                               u"skip_existing, insecure, store_secrets, user, password, further"_s;
 
 DownloadOptions optionsFrom(const SqlStatement &row)
 {
@@ -195,6 +196,7 @@ DownloadOptions optionsFrom(const SqlStatement &row)
     options.storeSecrets = next().toBool();
     options.user = SqlCells::toText(next());
     options.password = SqlCells::toText(next());
+    KeptOptions::give(SqlCells::toText(next()), options);
     return options;
 }
 
@@ -295,6 +297,7 @@ std::optional<DownloadOptions> ListRows::options(RecordRows &rows, qint64 id)
 
 bool ListRows::setOptions(RecordRows &rows, qint64 id, const DownloadOptions &options)
 {
+    const QString further = KeptOptions::toText(options);
     const SqlValues values{
         id,
         options.rateLimit,
@@ -310,6 +313,7 @@ bool ListRows::setOptions(RecordRows &rows, qint64 id, const DownloadOptions &op
         int(options.storeSecrets),
         secret(options.user, options),
         secret(options.password, options),
+        further.isEmpty() ? SqlValue() : SqlValue(further),
     };
     static const QString statement = u"INSERT OR REPLACE INTO options (download_id, %1) VALUES (%2)"_s.arg(
         kOptionColumns, QStringList(values.size(), u"?"_s).join(u", "_s));

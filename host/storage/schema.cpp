@@ -253,6 +253,16 @@ constexpr QStringView kOwnersTable = uR"(CREATE TABLE owners (
 
 constexpr QStringView kEighthVersion[] = {kOwnersTable};
 
+/// See KeptOptions. NULL where a download has none of them.
+constexpr QStringView kFurtherOptions = uR"(ALTER TABLE options ADD COLUMN further TEXT)";
+
+/// Whole sentences were known by their first word before they had a mark.
+constexpr QStringView kMarksOfSentences = uR"(UPDATE downloads SET error_source = coalesce(error_source, '') || ';whole'
+    WHERE error_category = 'QtFileError' AND error_description LIKE 'cannot %'
+        AND instr(coalesce(error_source, ''), ';errno=') = 0 AND instr(coalesce(error_source, ''), ';whole') = 0)";
+
+constexpr QStringView kNinthVersion[] = {kFurtherOptions, kMarksOfSentences};
+
 constexpr QStringView kHarmlessNames =
     u"'accept', 'accept-charset', 'accept-encoding', 'accept-language', 'cache-control', 'pragma', 'user-agent', "
     u"'referer', 'origin', 'dnt', 'sec-gpc', 'save-data', 'priority', 'upgrade-insecure-requests', "
@@ -272,6 +282,7 @@ constexpr Migration kMigrations[] = {
     {kThirdVersion, std::size(kThirdVersion)},       {kFourthVersion, std::size(kFourthVersion)},
     {kFifthVersion, std::size(kFifthVersion), true}, {kSixthVersion, std::size(kSixthVersion)},
     {kSeventhVersion, std::size(kSeventhVersion)},   {kEighthVersion, std::size(kEighthVersion)},
+    {kNinthVersion, std::size(kNinthVersion)},
 };
 
 /// Of another version it would be no flaw. It is there from the step that took something out to the wipe.
@@ -373,7 +384,7 @@ Schema::Finding migrated(const SqlDatabase &database, SqlTransaction &transactio
 
 const int Schema::kVersion = int(std::size(kMigrations));
 
-const QByteArray Schema::kFingerprint = QByteArrayLiteral("783a5a38c8c1d279");
+const QByteArray Schema::kFingerprint = QByteArrayLiteral("507c5e12f787f6ac");
 
 const QList<SchemaCheck::Object> &Schema::objects(int version)
 {

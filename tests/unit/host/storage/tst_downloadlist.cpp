@@ -52,6 +52,7 @@ private Q_SLOTS:
     void theDefaultPlaceFollowsTheEnvironment();
     void valuesCanBeReadInTheShell();
 
+    void optionsWithoutAColumnAreKeptTogether();
     void secretsAreKeptOnlyWhereAskedFor();
 
     void noReadingHoldsALock();
@@ -147,6 +148,21 @@ void TestDownloadList::valuesCanBeReadInTheShell()
     QCOMPARE(shell.value(u"SELECT name FROM files"_s).toString(), u"naïve.iso"_s);
     QCOMPARE(shell.value(u"SELECT sum(downloaded) FROM sections"_s).toInt(), 90);
     QCOMPARE(shell.value(u"PRAGMA journal_mode"_s).toString(), u"wal"_s);
+}
+
+void TestDownloadList::optionsWithoutAColumnAreKeptTogether()
+{
+    DownloadList list;
+    openList(list);
+    Info record;
+    DownloadOptions options;
+    options.connections = 3;
+    QVERIFY(list.insertOwned(record, options) > 0);
+    const Shell shell(path());
+    QVERIFY2(shell.value(u"SELECT further FROM options"_s).isNull(), "each of them has a column");
+    shell.value(u"UPDATE options SET further = '{\"insecure\":true,\"of-a-later-version\":1}'"_s);
+    options.insecure = true;
+    QCOMPARE(list.options(record.id), options);
 }
 
 void TestDownloadList::secretsAreKeptOnlyWhereAskedFor()

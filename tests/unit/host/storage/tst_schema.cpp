@@ -22,12 +22,15 @@ private Q_SLOTS:
     void theTablesAreKnownByTheirFingerprint();
     void aSecondUpgradeChangesNothing();
     void aListOfTheFirstVersionKeepsItsRecords();
+    void errorsInWholeSentencesGetTheirMark_data();
+    void errorsInWholeSentencesGetTheirMark();
     void aLaterVersionIsRefused();
     void anotherProgramsDatabaseIsRefused();
     void aFailedMigrationLeavesNothingBehind();
 
 private:
     void exec(const QString &statement) const;
+    void makeFirstVersion() const;
     bool upgrade(QString *error) const { return Schema::upgrade(*m_database, error) == Schema::Outcome::Done; }
     QStringList tables() const;
     int number(const QString &pragma) const;
@@ -98,7 +101,7 @@ void TestSchema::aSecondUpgradeChangesNothing()
     QCOMPARE(row.value(0).toInt(), 1);
 }
 
-void TestSchema::aListOfTheFirstVersionKeepsItsRecords()
+void TestSchema::makeFirstVersion() const
 {
     QFile script(QStringLiteral(FIRST_SCHEMA));
     QVERIFY(script.open(QIODevice::ReadOnly));
@@ -107,6 +110,11 @@ void TestSchema::aListOfTheFirstVersionKeepsItsRecords()
         if (!statement.trimmed().isEmpty())
             exec(QString::fromUtf8(statement));
     }
+}
+
+void TestSchema::aListOfTheFirstVersionKeepsItsRecords()
+{
+    makeFirstVersion();
     QString error;
     QVERIFY2(upgrade(&error), qPrintable(error));
     QCOMPARE(number(u"user_version"_s), Schema::kVersion);
@@ -118,6 +126,38 @@ void TestSchema::aListOfTheFirstVersionKeepsItsRecords()
     QVERIFY(row.value(2).isNull());
     QVERIFY(row.value(3).isNull());
     QCOMPARE(row.value(4).toNumber(), RowPlaces::kGap);
+}
+
+void TestSchema::errorsInWholeSentencesGetTheirMark_data()
+{
+    QTest::addColumn<QString>("category");
+    QTest::addColumn<QString>("source");
+    QTest::addColumn<QString>("description");
+    QTest::addColumn<QString>("marked");
+    const auto row = [](const char *name, const char *category, const char *source, const char *description,
+                        const char *marked) {
+        QTest::newRow(name) << QString::fromLatin1(category) << QString::fromLatin1(source)
+                            << QString::fromLatin1(description) << QString::fromLatin1(marked);
+    };
+    row("a sentence", "QtFileError", "a.cpp:1", "cannot create \"/a\": No. Try.", "a.cpp:1;whole");
+    row("a clause", "QtFileError", "a.cpp:1", "No space left on device", "a.cpp:1");
+    row("of another kind", "QtNetworkError", "a.cpp:1", "cannot go on", "a.cpp:1");
+    row("marked already", "QtFileError", "a.cpp:1;errno=20;whole", "cannot create", "a.cpp:1;errno=20;whole");
+}
+
+void TestSchema::errorsInWholeSentencesGetTheirMark()
+{
+    QFETCH(QString, category);
+    QFETCH(QString, source);
+    QFETCH(QString, description);
+    makeFirstVersion();
+    QVERIFY(m_database->run(u"UPDATE downloads SET error_category = ?, error_source = ?, error_description = ?"_s,
+                            {category, source, description}));
+    QString error;
+    QVERIFY2(upgrade(&error), qPrintable(error));
+    SqlStatement row = m_database->run(u"SELECT error_source FROM downloads"_s);
+    QVERIFY(row.next());
+    QTEST(row.value(0).toText(), "marked");
 }
 
 void TestSchema::aLaterVersionIsRefused()
