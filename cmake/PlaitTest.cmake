@@ -16,6 +16,14 @@ function(plait_share_test_headers target)
   target_precompile_headers(${target} REUSE_FROM plaittestheaders)
 endfunction()
 
+# plait_add_bench(NAME x SOURCES ... LIBS ...): what several test programs of a folder share, compiled once.
+function(plait_add_bench)
+  cmake_parse_arguments(arg "" "NAME" "SOURCES;LIBS" ${ARGN})
+  add_library(${arg_NAME} STATIC ${arg_SOURCES})
+  target_link_libraries(${arg_NAME} PUBLIC Qt6::Test Qt6::Network ${arg_LIBS} PRIVATE plait_rules)
+  plait_share_test_headers(${arg_NAME})
+endfunction()
+
 function(plait_add_test)
   cmake_parse_arguments(arg "" "NAME;TIMEOUT" "SOURCES;LIBS;LABELS" ${ARGN})
   add_executable(${arg_NAME} ${arg_SOURCES})
