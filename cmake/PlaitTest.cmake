@@ -29,6 +29,9 @@ function(plait_add_test)
   add_executable(${arg_NAME} ${arg_SOURCES})
   target_link_libraries(${arg_NAME} PRIVATE plait_rules Qt6::Test Qt6::Network plaitfatalassertions ${arg_LIBS})
   plait_share_test_headers(${arg_NAME})
+  # Nearly always empty, because tests include their own: reading all headers for it took a fifth of a test's time.
+  set_source_files_properties("${CMAKE_CURRENT_BINARY_DIR}/${arg_NAME}_autogen/mocs_compilation.cpp"
+    PROPERTIES SKIP_PRECOMPILE_HEADERS ON)
   set_target_properties(${arg_NAME} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests")
   add_test(NAME ${arg_NAME} COMMAND ${arg_NAME})
   if(NOT arg_TIMEOUT)
