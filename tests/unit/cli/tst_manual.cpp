@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include <tests/unit/cli/manualtables.h>
+#include <cli/pages/manualtables.h>
 
 #include <QFile>
 #include <QTest>
