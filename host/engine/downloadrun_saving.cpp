@@ -39,15 +39,18 @@ bool DownloadRun::takesBack(const Info &newer, const Info &older)
         || !DiskCheck::keepsAllBytes(newer.files.first(), older.files.first());
 }
 
-/// The file is about to be written from its beginning: the list must not say any more what the disk holds no longer.
+/// The file is about to be written from its beginning, or to go: the list must not say any more what the disk holds no
+/// longer. That it is the download's stays said, so that whoever comes after a crash finds it (DiskCheck::isDiscarded).
 void DownloadRun::forgetBytes()
 {
     Info begun = m_saved;
+    begun.setFinished(false, true);
     for (File &file : begun.files) {
+        file.fileFlags &= quint8(~File::FinalOnDisk);
         for (AbstractDownloadSection &section : file.sections)
             section.downloaded = 0;
     }
-    if (hasBytesOnDisk(m_saved) && !m_saved.isFinished())
+    if (hasBytesOnDisk(m_saved))
         commit(begun);
 }
 

@@ -106,7 +106,7 @@ bool DownloadSession::setUrl(qint64 id, const DownloadRequest &asked, Failure *f
 bool DownloadSession::remove(qint64 id, bool withFile, Failure *failure)
 {
     const auto removed = [this, id, withFile](AbstractDownloadPersistentInfo &record) {
-        const Failure undeleted = withFile ? deleteFiles(record) : Failure();
+        const Failure undeleted = leaveDisk(record, withFile);
         return undeleted || m_list.remove(id, fenceOf(id)) ? undeleted : listFailure();
     };
     if (!change(id, removed, failure))

@@ -189,6 +189,8 @@ private:
 
     std::optional<Lease> claimToRun(qint64 id, Failure *failure);
     void checkAgainstDisk(AbstractDownloadPersistentInfo &record, const FileIdentity &file);
+    void findFile(const AbstractDownloadPersistentInfo &record, const FileIdentity &file) const;
+    Failure leaveDisk(const AbstractDownloadPersistentInfo &record, bool withFile);
     void run(const Lease &lease, DownloadStore *list, AbstractDownloadCommand command, const Sources &sources = {});
     bool change(qint64 id, const std::function<Failure(AbstractDownloadPersistentInfo &)> &how, Failure *failure);
     /// Length of the file that the record names; -1 when it is not there. A link is none of ours, nor is a file that is
@@ -196,7 +198,7 @@ private:
     static qint64 lengthOnDisk(const AbstractDownloadPersistentInfo &record, const FileIdentity &known);
     /// "Finished" is said to nobody while the disk says otherwise.
     static void checkWhole(AbstractDownloadPersistentInfo &info, const FileIdentity &file);
-    static Failure deleteFiles(const AbstractDownloadPersistentInfo &record);
+    static Failure deleteFiles(const AbstractDownloadPersistentInfo &record, const FileIdentity &known);
     bool keepThatItIsEarly(Lease &lease);
     static ResourceMemory memoryOf(const Lease &lease);
     void relaySignals(DownloadRun *download);

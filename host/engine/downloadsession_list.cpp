@@ -195,10 +195,7 @@ void DownloadSession::checkAgainstDisk(AbstractDownloadPersistentInfo &record, c
 {
     if (record.isFinished())
         return;
-    if (lengthOnDisk(record, file) == -1) {
-        RenamedFile::takeBack(record, file);
-        AbandonedFile::remove(record, file, m_openedAt);
-    }
+    findFile(record, file);
     const auto subject = Failure::Subject::of(record);
     const DiskCheck::Repair repair = DiskCheck::repair(record, lengthOnDisk(record, file));
     if (repair == DiskCheck::Repair::None)
@@ -207,6 +204,15 @@ void DownloadSession::checkAgainstDisk(AbstractDownloadPersistentInfo &record, c
     Q_EMIT warned(record.id, Failure::make(isCut ? Failure::Kind::FileShorter : Failure::Kind::FileMissing, subject));
     if (!m_list.update(record))
         Q_EMIT warned(record.id, listFailure());
+}
+
+/// What a process that was killed had not told the list any more.
+void DownloadSession::findFile(const AbstractDownloadPersistentInfo &record, const FileIdentity &file) const
+{
+    const bool isOnDisk = !record.files.isEmpty() && record.files.first().isOnDisk();
+    if (isOnDisk && lengthOnDisk(record, file) == -1)
+        RenamedFile::takeBack(record, file);
+    AbandonedFile::remove(record, file, m_openedAt);
 }
 
 qint64 DownloadSession::lengthOnDisk(const AbstractDownloadPersistentInfo &record, const FileIdentity &known)
@@ -250,16 +256,35 @@ bool DownloadSession::change(qint64 id, const std::function<Failure(AbstractDown
     return !*failure;
 }
 
-Failure DownloadSession::deleteFiles(const AbstractDownloadPersistentInfo &record)
+/// The file goes before the row: what the list has of it no longer, nobody would find. A row whose file is gone can be
+/// removed once more.
+Failure DownloadSession::leaveDisk(const AbstractDownloadPersistentInfo &record, bool withFile)
 {
+    const FileIdentity known = m_list.fileIdentity(record.id);
+    if (!withFile) {
+        AbandonedFile::remove(record, known, m_openedAt);
+        return {};
+    }
+    if (!record.isFinished())
+        findFile(record, known);
+    return deleteFiles(record, known);
+}
+
+/// What stands in the place of a file is left alone. @param known of its first one
+Failure DownloadSession::deleteFiles(const AbstractDownloadPersistentInfo &record, const FileIdentity &known)
+{
+    const auto notDeleted = [&record](const QString &path, const QString &why) {
+        return Failure::make(Failure::Kind::CannotChange, Failure::Subject::of(record),
+                             u"\"%1\" cannot be deleted: %2"_s.arg(QDir::toNativeSeparators(path), why));
+    };
     for (int i = 0; i < record.files.size(); ++i) {
         if (!record.files.at(i).isOnDisk())
             continue;
         QFile file(record.filePath(i));
+        if (i == 0 && known.isOther(FileIdentity::of(file.fileName())))
+            return notDeleted(file.fileName(), u"it is another file than the one that was downloaded"_s);
         if (!file.remove() && file.exists())
-            return Failure::make(
-                Failure::Kind::CannotChange, Failure::Subject::of(record),
-                u"\"%1\" cannot be deleted: %2"_s.arg(QDir::toNativeSeparators(file.fileName()), file.errorString()));
+            return notDeleted(file.fileName(), file.errorString());
     }
     return {};
 }

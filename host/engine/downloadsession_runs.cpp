@@ -48,6 +48,7 @@ bool DownloadSession::start(qint64 id, const Sources &sources, Failure *failure)
     std::optional<Lease> lease = claimToRun(id, failure);
     if (!lease)
         return false;
+    const bool isDiscarded = DiskCheck::isDiscarded(lease->record);
     DiskCheck::forgetSectionsWithoutBytes(lease->record);
     if (m_streams.contains(id) && !prepareStream(*lease, failure)) {
         releaseClaim(id);
@@ -55,7 +56,7 @@ bool DownloadSession::start(qint64 id, const Sources &sources, Failure *failure)
     }
     if (sources.areSeveral())
         sources.applyTo(lease->record);
-    run(*lease, &m_list, AbstractDownloadCommand::Start, sources);
+    run(*lease, &m_list, isDiscarded ? AbstractDownloadCommand::Restart : AbstractDownloadCommand::Start, sources);
     return true;
 }
 
@@ -63,9 +64,12 @@ bool DownloadSession::restart(qint64 id, Failure *failure)
 {
     if (!mayBegin(id, failure))
         return false;
-    const std::optional<Lease> lease = claimToRun(id, failure);
+    std::optional<Lease> lease = claimToRun(id, failure);
     if (!lease)
         return false;
+    // It is not to be deleted with what it says of the one that was.
+    if (lease->record.isFinished() && lengthOnDisk(lease->record, lease->file) == -1)
+        DiskCheck::forgetProgress(lease->record);
     run(*lease, &m_list, AbstractDownloadCommand::Restart);
     return true;
 }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <host/policy/diskcheck.h>
 
+#include <inet/qt/download/framework/abstractdownloadfileops.h>
+
 #include <algorithm>
 #include <limits>
 
@@ -137,6 +139,15 @@ bool DiskCheck::isWhole(const AbstractDownloadPersistentInfo &info, qint64 lengt
     const AbstractDownloadFileInfo &file = info.files.first();
     const bool hasFinalName = (file.fileFlags & AbstractDownloadFileInfo::FinalOnDisk) != 0;
     return hasFinalName && file.isComplete() && lengthOnDisk == file.dataStart + file.size;
+}
+
+bool DiskCheck::isDiscarded(const AbstractDownloadPersistentInfo &info)
+{
+    if (info.isFinished() || info.files.isEmpty() || info.bytesDownloaded(false) > 0)
+        return false;
+    const AbstractDownloadFileInfo &file = info.files.first();
+    const bool isFinal = (file.fileFlags & AbstractDownloadFileInfo::FinalOnDisk) != 0;
+    return file.isOnDisk() && !isFinal && !file.relativePath().endsWith(AbstractDownloadFileOps::kPartSuffix);
 }
 
 void DiskCheck::forgetSectionsWithoutBytes(AbstractDownloadPersistentInfo &info)

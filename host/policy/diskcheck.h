@@ -36,6 +36,10 @@ bool keepsAllBytes(const AbstractDownloadFileInfo &newer, const AbstractDownload
 /// @param lengthOnDisk of the file that the record names; -1 = there is no such file
 bool isWhole(const AbstractDownloadPersistentInfo &info, qint64 lengthOnDisk);
 
+/// Whether the file is a finished one of before, none of whose bytes count any more: whoever was about to fetch it anew
+/// had said so, and has not deleted it.
+bool isDiscarded(const AbstractDownloadPersistentInfo &info);
+
 /// Without a byte there is nothing that an answer could fit to or not: the next one says anew what the file is. The file
 /// itself stays, with its name.
 void forgetSectionsWithoutBytes(AbstractDownloadPersistentInfo &info);

@@ -86,6 +86,7 @@ private Q_SLOTS:
     void aFileThatIsBeingRenamedIsSavedUnderItsNewName();
     void aFileThatIsGoneAtTheEndIsSavedAsItIs();
     void beforeARestartTheListForgetsTheBytes();
+    void beforeARestartTheListForgetsThatItWasFinished();
     void whatTheListTakesBackIsWrittenThroughAndProgressIsNot();
     void thatItWasFinishedEarlyIsKept();
     void theFileIsKnownAgain();
@@ -400,6 +401,23 @@ void TestDownloadRun::beforeARestartTheListForgetsTheBytes()
     QCOMPARE(bytesInList(), 300);
     DownloadRun download(m_fake, m_list.get(), nullptr, new FakeSyncer);
     download.run(AbstractDownloadCommand::Restart);
+    QCOMPARE(bytesInList(), 0);
+    QVERIFY2(inList().files.first().isOnDisk(), "the file is still the download's");
+}
+
+/// Else whoever is killed before the rest is there leaves a list that says so of a file that is gone.
+void TestDownloadRun::beforeARestartTheListForgetsThatItWasFinished()
+{
+    m_fake = makeDownload(u"/x"_s);
+    m_fake->change(true, [](Info &record) {
+        downloaded(300)(record);
+        record.files.first().fileFlags |= AbstractDownloadFileInfo::FinalOnDisk;
+        record.setFinished(true, true);
+    });
+    QVERIFY(m_list->update(m_fake->info()));
+    DownloadRun download(m_fake, m_list.get(), nullptr, new FakeSyncer);
+    download.run(AbstractDownloadCommand::Restart);
+    QVERIFY(!inList().isFinished());
     QCOMPARE(bytesInList(), 0);
     QVERIFY2(inList().files.first().isOnDisk(), "the file is still the download's");
 }
