@@ -175,7 +175,7 @@ QString checksumDiffers(const Failure &failure)
 {
     const QString which = failure.kind == Kind::DigestDiffers ? u"the server means"_s : u"was meant"_s;
     return u"%1 is not the file that %2: %3. The file stays as it is; \"plait restart %4\" fetches it again."_s.arg(
-        quotedFile(failure), which, failure.detail, numberOf(failure));
+        quotedFile(failure), which, reason(failure, u"its checksum is another one"_s), numberOf(failure));
 }
 
 QString checksumUnusable(const Failure &failure)

@@ -38,8 +38,20 @@ Record recordOf(const ListEntry &entry)
     return record;
 }
 
+/// Whoever compared it had both checksums.
+Failure mismatchOf(const ListEntry &entry)
+{
+    if (!entry.finished || !entry.hasChecksum || entry.checksumResult != ChecksumResult::Different)
+        return {};
+    const bool isServers = entry.evidence.digest == ChecksumResult::Different;
+    return Failure::make(isServers ? Failure::Kind::DigestDiffers : Failure::Kind::ChecksumDiffers,
+                         Failure::Subject::of(recordOf(entry)));
+}
+
 Failure failureOf(const ListEntry &entry)
 {
+    if (const Failure mismatch = mismatchOf(entry))
+        return mismatch;
     const bool hasFailed = entry.error && !isStop(entry.error) && !entry.finished;
     return hasFailed ? Failure::of(entry.error, recordOf(entry)) : Failure();
 }

@@ -35,7 +35,7 @@ struct Failure {
         // Of the file that is on the server.
         CannotResume,
         ResourceChanged,
-        ChecksumDiffers, ///< detail: both of them
+        ChecksumDiffers, ///< detail: both of them; empty = as the list has it, which keeps neither
         DigestDiffers, ///< the same, with the server's own
         ChecksumUnusable, ///< what the file is to be compared with makes no sense
         // Of the file that is here.

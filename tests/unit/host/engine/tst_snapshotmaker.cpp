@@ -13,6 +13,8 @@ class TestSnapshotMaker : public QObject
 private Q_SLOTS:
     void theStateAtRest_data();
     void theStateAtRest();
+    void aFileThatWasFoundWrongHasFailed_data();
+    void aFileThatWasFoundWrongHasFailed();
     void onePlaceIsKnownOfAnOnlyServer();
     void theTimeOfTheNextAttemptStays();
     void aLongerRestHasATimeOfItsOwn();
@@ -52,6 +54,32 @@ void TestSnapshotMaker::theStateAtRest()
     QFETCH(Failure::Kind, failure);
     QFETCH(DownloadState, state);
     QCOMPARE(SnapshotMaker::stateAtRest(entry, Failure::make(failure, {})), state);
+}
+
+void TestSnapshotMaker::aFileThatWasFoundWrongHasFailed_data()
+{
+    QTest::addColumn<ChecksumResult>("serversDigest");
+    QTest::addColumn<Failure::Kind>("kind");
+    using Kind = Failure::Kind;
+    QTest::newRow("a person's checksum") << ChecksumResult::NotCompared << Kind::ChecksumDiffers;
+    QTest::newRow("the server's own") << ChecksumResult::Different << Kind::DigestDiffers;
+}
+
+/// Also in an engine that has not compared it itself.
+void TestSnapshotMaker::aFileThatWasFoundWrongHasFailed()
+{
+    QFETCH(ChecksumResult, serversDigest);
+    QFETCH(Failure::Kind, kind);
+    ListEntry entry;
+    entry.id = 7;
+    entry.finished = true;
+    entry.hasChecksum = true;
+    entry.checksumResult = ChecksumResult::Different;
+    entry.evidence.digest = serversDigest;
+    const Snapshot row = SnapshotMaker::ofEntry(entry);
+    QCOMPARE(row.state, DownloadState::Failed);
+    QCOMPARE(row.failure.kind, kind);
+    QCOMPARE(row.failure.subject.id, 7);
 }
 
 void TestSnapshotMaker::onePlaceIsKnownOfAnOnlyServer()
