@@ -170,8 +170,7 @@ void CommandSeed::remove(qint64 id, bool withFile)
     if (m_known.contains(id)) {
         m_known[id].mayBeGone = true;
         m_known[id].mayLackFile = withFile;
-        // What an engine made in its last moment, when it was killed, the list may not know of.
-        if (!withFile || m_score.kills > 0)
+        if (!withFile)
             m_leftBehind.insert(m_known[id].file);
     }
     m_engine->remove(id, withFile, judged(Kind::Remove, id, [this, id](const EngineAnswer &answer) {
