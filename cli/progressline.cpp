@@ -16,6 +16,8 @@ namespace
 
 constexpr int kShortestName = 8;
 constexpr qint64 kMillisecondsPerSecond = 1000;
+/// Nobody counts the seconds of more.
+constexpr qint64 kLongWaitMs = 120 * kMillisecondsPerSecond;
 constexpr double kLongSpan = 59.95; ///< seconds; "60.0 s" is a minute
 constexpr uint kFirstBeyondAscii = 0x80;
 
@@ -126,6 +128,8 @@ QString ProgressLine::remaining(qint64 done, qint64 total, qint64 speed)
 QString ProgressLine::pace(const DownloadView &view)
 {
     const DownloadStatus &status = view.status;
+    if (status.retryInMs >= kLongWaitMs)
+        return u"waiting for "_s + duration(status.retryInMs / kMillisecondsPerSecond);
     if (status.retryInMs >= 0)
         return u"retrying in %1 s"_s.arg((status.retryInMs + kMillisecondsPerSecond - 1) / kMillisecondsPerSecond);
     if (status.allocated >= 0)

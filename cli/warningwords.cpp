@@ -4,6 +4,8 @@
 #include <cli/failurewords.h>
 #include <cli/headersnote.h>
 
+#include <QLocale>
+
 using namespace Qt::StringLiterals;
 
 namespace
@@ -12,6 +14,7 @@ namespace
 using Kind = Failure::Kind;
 
 constexpr qint64 kSecondMs = 1000;
+constexpr qint64 kDayMs = 24 * 60 * 60 * kSecondMs;
 
 /// Those kinds have no other number.
 bool isOfHttp(const Failure &failure)
@@ -45,6 +48,14 @@ QString inTime(qint64 ms)
     return ms < kSecondMs ? QString() : u" in %1 s"_s.arg((ms + kSecondMs / 2) / kSecondMs);
 }
 
+/// With the day where that might be another one.
+QString clockOf(const QDateTime &moment, qint64 inMs)
+{
+    const QDateTime local = moment.toLocalTime();
+    const QString clock = local.toString(u"HH:mm"_s);
+    return inMs < kDayMs ? clock : QLocale::c().toString(local, u"HH:mm 'on' dddd"_s);
+}
+
 }
 
 QString WarningWords::sentence(qint64 id, const Warning &warning)
@@ -58,6 +69,9 @@ QString WarningWords::sentence(qint64 id, const Warning &warning)
                                      inTime(warning.inMs));
     case Warning::Kind::HeadersMissing:
         return HeadersNote::missing(id, warning.headers);
+    case Warning::Kind::OutOfHours:
+        return u"it is not the hour that --schedule names: downloads wait until %1"_s.arg(
+            clockOf(warning.until, warning.inMs));
     }
     return {};
 }

@@ -61,6 +61,11 @@ void readOutput(const QString &output, DownloadRequest &request, QString *proble
         request.folder = ChosenOptions::absolute(folder, request.folder);
 }
 
+RatesOfDay rates(const OptionValues &values, QLatin1StringView name)
+{
+    return RatesOfDay::fromText(values.text(name)).value_or(RatesOfDay());
+}
+
 NetworkPath pathOf(const OptionValues &values, const QString &folder)
 {
     using Family = NetworkPath::Family;
@@ -145,7 +150,7 @@ SessionOptions ChosenOptions::session(const OptionValues &values, const QString 
     session.caCertificatesFile = absolute(values.text("ca-certificate"_L1), folder);
     session.usage.maximumConnections = int(values.number("max-connections"_L1));
     session.usage.maximumConnectionsPerServer = int(values.number("max-connections-per-server"_L1));
-    session.usage.downloadLimit = values.number("limit-rate"_L1);
+    session.usage.downloadLimit = rates(values, "limit-rate"_L1).usual;
     session.allTogether.maximumConnections = int(values.number("max-overall-connections"_L1));
     session.allTogether.maximumConnectionsPerServer = int(values.number("max-overall-connections-per-server"_L1));
     session.network = networkOf(values, folder);
@@ -157,7 +162,10 @@ QueueOptions ChosenOptions::queue(const OptionValues &values)
     QueueOptions queue;
     queue.mostAtOnce = int(values.number("max-downloads"_L1));
     queue.mostTries = int(values.number("tries"_L1));
-    queue.speedLimit = values.number("max-overall-download-limit"_L1);
+    queue.speedLimit = rates(values, "max-overall-download-limit"_L1).usual;
+    queue.speedTimes = rates(values, "max-overall-download-limit"_L1).timed;
+    queue.rateTimes = rates(values, "limit-rate"_L1).timed;
+    queue.schedule = TimesOfDay::fromText(values.text("schedule"_L1)).value_or(TimesOfDay());
     queue.retryWaitMs = values.number("retry-wait"_L1);
     return queue;
 }

@@ -105,7 +105,8 @@ DownloadStatus DownloadQueue::status(qint64 id) const
         status.name = active.info.files.first().name;
         status.sections = active.info.files.first().sections;
     }
-    status.retryInMs = it->second.state == DownloadState::Resting ? active.restTimer.remainingTime() : -1;
+    if (it->second.state == DownloadState::Resting)
+        status.retryInMs = active.isOutOfHours ? msToHours() : active.restTimer.remainingTime();
     return status;
 }
 
@@ -156,6 +157,7 @@ void DownloadQueue::fill()
         return;
     }
     shareConnections();
+    keepHours();
     if (!isIdle())
         return;
     m_tick.stop();
@@ -169,14 +171,20 @@ void DownloadQueue::tellDrained()
         Q_EMIT drained();
 }
 
-/// Place in the queue; -1 = there is none, or there are as many connections as may be, to their servers or at all.
+/// Place in the queue; -1 = there is none, it is not the hour, or there are as many connections as may be, to their
+/// servers or at all.
 qsizetype DownloadQueue::nextToBegin()
 {
+    const bool isTime = isInHours();
     const bool isNoneFree = isFull();
     for (qsizetype i = 0; i < std::min(m_waiting.size(), kLooksAhead); ++i) {
         const qint64 id = m_waiting.at(i);
         Entry &entry = m_entries.at(id);
-        if (entry.job == Job::FinishNow || !areConnectionsBounded())
+        if (entry.job == Job::FinishNow)
+            return i;
+        if (!isTime)
+            continue;
+        if (!areConnectionsBounded())
             return i;
         if (isNoneFree)
             continue;
@@ -299,6 +307,8 @@ void DownloadQueue::tryAgain(qint64 id, Job job)
     }
     active->server =
         active->sources.areSeveral() ? hostAndPortFromUrl(active->sources.current()) : serverOf(active->info);
+    if (job != Job::FinishNow && restOutOfHours(*active, job))
+        return;
     if (job != Job::FinishNow && (isFull() || isFull(active->server)))
         rest(*active, kTickMs, job);
     else if (!run(*active, job, &failure))
@@ -317,6 +327,7 @@ bool DownloadQueue::run(QueuedDownload &active, Job job, Failure *failure)
 {
     active.run = {};
     active.job = job;
+    active.isOutOfHours = false;
     if (job == Job::Restart) {
         active.mostBytes = 0;
         setChecksumResult(active, ChecksumResult::NotCompared);
@@ -359,8 +370,9 @@ void DownloadQueue::tick()
         }
     }
     share();
-    // Those that run may need fewer connections now.
-    if (areConnectionsBounded())
+    keepHours();
+    // Those that run may need fewer connections now, and the hours may have come.
+    if (areConnectionsBounded() || !m_options.schedule.isEmpty())
         fill();
 }
 

@@ -19,6 +19,7 @@
 #include <inet/qt/download/records/connectionsmap.h>
 #include <inet/qt/download/records/networkusagesettings.h>
 
+#include <QDateTime>
 #include <QElapsedTimer>
 #include <QList>
 #include <QObject>
@@ -45,6 +46,9 @@ struct QueuedDownload;
 /// Every change of a state is told by stateChanged(), behind all else that is told of it; see downloadStates(). Each
 /// download that has begun ends with exactly one ended(), also when it is paused; each time that it begins with one
 /// began(). What ended is no longer known here, unless it was paused.
+///
+/// Where its options name hours of the day, nothing runs at others: what would begin waits, and what runs is stopped and
+/// rests until they come. The clock is looked at once a second, so that it may be set, and a machine may sleep.
 ///
 /// Lives in the session's thread, and is to be called there. Signals come when a call or an event is done with, one
 /// after the other, and never from inside a call that comes from another signal. Operations that make no sense answer
@@ -134,12 +138,16 @@ Q_SIGNALS:
     void stateChanged(qint64 id, DownloadState from, DownloadState to);
     /// So many waited when the queue was closed, and more than 0.
     void neverBegan(qsizetype count);
+    /// All wait for the hours that the options name; told once each time. @param ms until then
+    void outOfHours(const QDateTime &until, qint64 ms);
     /// Nothing is left to do.
     void drained();
 
 protected:
     /// ms of the clock that the watchdog goes by; it only goes forward.
     virtual qint64 elapsedMs() const { return m_clock.elapsed(); }
+    /// What the clock on the wall says, by which hours go: people may set it, forward and back.
+    virtual QDateTime wallClock() const { return QDateTime::currentDateTime(); }
 
 private:
     enum class Life {
@@ -198,6 +206,16 @@ private:
     void goOnForReader(QueuedDownload &active);
     void takeForReader(QueuedDownload &active) const;
     static bool hasGoneOut(const QueuedDownload &active);
+    bool isInHours() const;
+    void keepHours();
+    void goOnInHours();
+    void stopOutOfHours();
+    bool restOutOfHours(QueuedDownload &active, Job job);
+    bool goesOnLater(QueuedDownload &active);
+    bool canWait(const QueuedDownload &active) const;
+    void tellHours();
+    qint64 msToHours() const;
+    qint64 speedLimitOf(const QueuedDownload &active) const;
     void share();
     qint64 mostConnectionsOf(const QueuedDownload &active) const;
     void shareConnections();
@@ -247,5 +265,6 @@ private:
     Outbox m_outbox;
     Life m_life = Life::Open;
     bool m_isFillDue = false;
+    bool m_areHoursTold = false; ///< since they were over
     bool m_hasNews = false; ///< since drained()
 };

@@ -118,7 +118,7 @@ void DownloadQueue::judge(QueuedDownload &active, const QList<QString> &response
         end(active, active.stopped());
         return;
     }
-    if (isStop(active.info.lastError) && restForReader(active))
+    if (isStop(active.info.lastError) && (restForReader(active) || goesOnLater(active)))
         return;
     const qint64 bytes = active.info.bytesDownloaded(false);
     if (bytes > active.mostBytes)

@@ -12,11 +12,14 @@
 namespace
 {
 
-/// bytes/s of what has to wait for its reader and cannot be asked for again: its server sees that somebody is there.
+/// bytes/s of what has to wait, for its reader or its hours, and cannot be asked for again: its server sees that
+/// somebody is there.
 constexpr qint64 kTrickle = 1024;
 
 void apply(const Limits &limits, DownloadOptions &options)
 {
+    if (limits.rate)
+        options.rateTimes.clear();
     options.rateLimit = limits.rate.value_or(options.rateLimit);
     options.connections = limits.connections.value_or(options.connections);
     options.connectionsPerServer = limits.connectionsPerServer.value_or(options.connectionsPerServer);
@@ -27,6 +30,7 @@ void apply(const Limits &limits, DownloadOptions &options)
 void DownloadQueue::setSpeedLimit(qint64 limit)
 {
     m_options.speedLimit = limit;
+    m_options.speedTimes.clear();
     shareSpeed();
 }
 
@@ -88,6 +92,15 @@ void DownloadQueue::shareConnections()
     }
 }
 
+/// Its own, at this hour.
+qint64 DownloadQueue::speedLimitOf(const QueuedDownload &active) const
+{
+    const bool hasOwn = active.options.rateLimit > 0 || !active.options.rateTimes.isEmpty();
+    const QList<RatesOfDay::Timed> &timed = hasOwn ? active.options.rateTimes : m_options.rateTimes;
+    const qint64 usual = hasOwn ? active.options.rateLimit : m_session.usageOf(active.options).downloadLimit;
+    return timed.isEmpty() ? usual : RatesOfDay{usual, timed}.at(wallClock());
+}
+
 void DownloadQueue::shareSpeed()
 {
     QList<SpeedShares::Item> items;
@@ -99,9 +112,10 @@ void DownloadQueue::shareSpeed()
         // A run adds one connection after the other within a moment; if each took what those before it left, all of
         // them together would take a multiple of the limit in their first second.
         const int transfers = std::max(status.connections, active.run.ticks == 0 ? int(active.mostConnections) : 0);
-        items.append({id, m_session.usageOf(active.options).downloadLimit, transfers, status.speed, active.share});
+        items.append({id, speedLimitOf(active), transfers, status.speed, active.share});
     }
-    const QHash<qint64, qint64> shares = SpeedShares::distribute(m_options.speedLimit, items);
+    const QHash<qint64, qint64> shares =
+        SpeedShares::distribute(RatesOfDay{m_options.speedLimit, m_options.speedTimes}.at(wallClock()), items);
     for (const SpeedShares::Item &item : std::as_const(items)) {
         QueuedDownload &active = *m_entries.at(item.id).active;
         active.share = shares.value(item.id);
@@ -116,7 +130,7 @@ NetworkUsageSettings DownloadQueue::usageOf(const QueuedDownload &active) const
     NetworkUsageSettings usage = m_session.usageOf(active.options);
     usage.downloadLimit = active.sharePerTransfer;
     usage.maximumConnections = active.mostConnections;
-    if (active.reading.verdict.what == StreamWindow::Verdict::What::Trickle)
+    if (active.reading.verdict.what == StreamWindow::Verdict::What::Trickle || !isInHours())
         usage.downloadLimit = kTrickle;
     return usage;
 }

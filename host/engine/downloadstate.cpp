@@ -15,11 +15,12 @@ constexpr Table::Name kNames[] = {
 
 constexpr Table::Exit kExits[] = {
     {State::Waiting, State::Running, "a place is free, and its server may have one more connection"},
-    {State::Waiting, State::Resting, "a place is free, and no connection"},
+    {State::Waiting, State::Resting, "a place is free, and no connection, or it is not the hour"},
     {State::Waiting, State::Failed, "it is another process's, or does not fit on the disk"},
     {State::Waiting, State::Done, "a file of its name is there, and that will do"},
     {State::Waiting, State::Paused, "pause"},
-    {State::Running, State::Resting, "failed, may pass (back-off, Retry-After), another address is left, or restart"},
+    {State::Running, State::Resting,
+     "failed, may pass (back-off, Retry-After), another address is left, restart, or its hours are over"},
     {State::Running, State::Asking, "changed or cannot be resumed, and somebody is there"},
     {State::Running, State::Hashing, "the file is there and has a checksum, or its server names a digest"},
     {State::Running, State::Done, "the file is there"},
@@ -30,7 +31,7 @@ constexpr Table::Exit kExits[] = {
     {State::Resting, State::Done, "a file of its name is there, and that will do"},
     {State::Resting, State::Paused, "pause"},
     {State::Asking, State::Running, "yes, from the beginning"},
-    {State::Asking, State::Resting, "yes, and no connection is free"},
+    {State::Asking, State::Resting, "yes, and no connection is free, or it is not the hour"},
     {State::Asking, State::Failed, "no"},
     {State::Asking, State::Paused, "pause"},
     {State::Hashing, State::Done, "equal"},

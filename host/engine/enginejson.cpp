@@ -81,10 +81,29 @@ void describe(Fields &fields, SessionOptions &value)
 }
 
 template<class Fields>
+void describe(Fields &fields, TimesOfDay &value)
+{
+    QString text = value.toText();
+    fields("text", text);
+    if (text != value.toText())
+        value = TimesOfDay::fromText(text).value_or(TimesOfDay());
+}
+
+template<class Fields>
+void describe(Fields &fields, RatesOfDay::Timed &value)
+{
+    fields("rate", value.rate);
+    fields("times", value.times);
+}
+
+template<class Fields>
 void describe(Fields &fields, QueueOptions &value)
 {
     fields("mostAtOnce", value.mostAtOnce);
     fields("speedLimit", value.speedLimit);
+    fields("speedTimes", value.speedTimes);
+    fields("rateTimes", value.rateTimes);
+    fields("schedule", value.schedule);
     fields("mostTries", value.mostTries);
     fields("retryWaitMs", value.retryWaitMs);
     fields("canAsk", value.canAsk);
@@ -335,6 +354,7 @@ void describe(Fields &fields, Warning &value)
     fields("attempt", value.attempt);
     fields("inMs", value.inMs);
     fields("headers", value.headers);
+    fields("until", value.until);
 }
 
 template<class Fields>

@@ -229,6 +229,9 @@ void LocalEngine::connectAll()
     connect(m_queue.get(), &DownloadQueue::warned, this, [this](qint64 id, const Failure &what) {
         warn(id, {Warning::Kind::Failure, what});
     });
+    connect(m_queue.get(), &DownloadQueue::outOfHours, this, [this](const QDateTime &until, qint64 ms) {
+        warn(0, {.kind = Warning::Kind::OutOfHours, .inMs = ms, .until = until});
+    });
     connect(m_session.get(), &DownloadSession::fileExistsActionRequired, this, &LocalEngine::onFileExists);
     connect(m_session.get(), &DownloadSession::queried, this, &LocalEngine::onQueried);
     connect(m_session.get(), &DownloadSession::finished, this, &LocalEngine::onLookedUp);

@@ -56,6 +56,7 @@ struct QueuedDownload {
     Run run;
     Reading reading;
     Afterwards afterwards = Afterwards::Nothing;
+    bool isOutOfHours = false; ///< it is being stopped, or rests, until they come
     std::optional<AbstractDownloadFileExistsAction> answer; ///< what somebody said of a file in the way
     QElapsedTimer clock;
     QTimer restTimer; ///< runs while it is Resting

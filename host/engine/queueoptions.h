@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/policy/ratesofday.h>
+#include <host/policy/timesofday.h>
+
+#include <QList>
 #include <QtGlobal>
 
 /// How a queue runs downloads.
@@ -10,4 +14,7 @@ struct QueueOptions {
     int mostTries = 5; ///< in a row that bring nothing; 0 = no end
     qint64 retryWaitMs = 1000; ///< after the first; doubled with each that follows
     bool canAsk = false; ///< somebody is there to answer decisionRequired()
+    QList<RatesOfDay::Timed> speedTimes = {}; ///< hours at which speedLimit is another one
+    QList<RatesOfDay::Timed> rateTimes = {}; ///< the same of each download that has no limit of its own
+    TimesOfDay schedule = {}; ///< at which downloads run; none = always
 };

@@ -4,6 +4,7 @@
 #include <host/policy/failure.h>
 #include <host/policy/secretheader.h>
 
+#include <QDateTime>
 #include <QList>
 #include <QtGlobal>
 
@@ -15,6 +16,7 @@ struct Warning {
         Failure, ///< failure: something did not work, or not as expected
         Retrying, ///< failure: what happened, subject.url: at which address; next, attempt, inMs
         HeadersMissing, ///< headers: that it was begun with, and that nobody knows now
+        OutOfHours, ///< of no download: until when all wait, and inMs
     };
 
     /// What comes by itself.
@@ -30,6 +32,7 @@ struct Warning {
     int attempt = 0; ///< which one of those comes that are counted together, from 2; 0 = it is not counted
     qint64 inMs = 0; ///< until then
     QList<SecretHeader> headers = {}; ///< without their values
+    QDateTime until = {};
 
     QJsonObject toJson() const;
     static Warning fromJson(const QJsonObject &json);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <host/policy/checksumresult.h>
+#include <host/policy/ratesofday.h>
 #include <host/policy/secretheader.h>
 
 #include <QList>
@@ -15,6 +16,7 @@ class OptionValues;
 /// A value. Numbers of policies are the host's own; the list keeps them without looking at them.
 struct DownloadOptions {
     qint64 rateLimit = 0; ///< bytes per second; 0 = none
+    QList<RatesOfDay::Timed> rateTimes; ///< hours at which it is another one
     int connections = 0; ///< at once; 0 = the default
     int connectionsPerServer = 0; ///< at once; 0 = the default
     QString checksumAlgorithm; ///< empty = there is no checksum to compare with

@@ -9,6 +9,20 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
+void putRates(const QVariant &value, DownloadOptions &options)
+{
+    const RatesOfDay rates = RatesOfDay::fromText(value.toString()).value_or(RatesOfDay());
+    options.rateLimit = rates.usual;
+    options.rateTimes = rates.timed;
+}
+
+QVariant shownRates(const DownloadOptions &options)
+{
+    if (options.rateTimes.isEmpty())
+        return options.rateLimit == 0 ? QVariant() : QVariant(options.rateLimit);
+    return RatesOfDay{options.rateLimit, options.rateTimes}.toText();
+}
+
 void putSkipExisting(const QVariant &value, DownloadOptions &options)
 {
     options.skipExisting = value.toString() == "skip"_L1;
@@ -50,6 +64,11 @@ QVariant OptionFields::policyText(int number)
             return text;
     }
     return {};
+}
+
+OptionField OptionFields::rates()
+{
+    return {&putRates, &shownRates};
 }
 
 OptionField OptionFields::skipExisting()

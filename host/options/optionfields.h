@@ -38,6 +38,8 @@ constexpr OptionField policy()
             [](const DownloadOptions &options) { return policyText(options.*Member); }, true};
 }
 
+/// Of how fast it may be, at which hours.
+OptionField rates();
 /// Of what to do with a file that is in the way: the part of it that is not in the download's record.
 OptionField skipExisting();
 /// Another one than before is yet to be compared.

@@ -24,7 +24,8 @@ struct OptionRow {
     enum class Type {
         Flag, ///< bool
         Number, ///< qint64 from least to most
-        Rate, ///< qint64, bytes a second; "500K", "2.5M"
+        Rate, ///< qint64, bytes a second; "500K", "2.5M". A QString where it depends on the hour, see RatesOfDay
+        Times, ///< hours of the day; "01:00-07:00", see TimesOfDay
         Seconds, ///< qint64, milliseconds; written in seconds, "0.25"
         Choice, ///< one word of `choices`
         Text,

@@ -4,6 +4,7 @@
 #include <host/parsing/checksum.h>
 #include <host/policy/harmlessheaders.h>
 #include <host/policy/proxychoice.h>
+#include <host/policy/ratesofday.h>
 #include <host/policy/redaction.h>
 
 #include <QFileInfo>
@@ -24,10 +25,7 @@ using Row = OptionRow;
 using Type = Row::Type;
 using Read = std::optional<QVariant>;
 
-constexpr double kMostRate = double(std::numeric_limits<qint32>::max()) * 1024;
-constexpr double kUnit = 1024;
 constexpr double kMsOfSecond = 1000;
-constexpr QStringView kUnits = u"KMG";
 
 Read flagOf(const QString &text)
 {
@@ -50,17 +48,19 @@ Read numberOf(const Row &row, const QString &text)
     return isNumber && number >= row.least && number <= row.most ? Read(number) : std::nullopt;
 }
 
-/// K, M and G are of 1024. Empty is 0.
-Read rateOf(const QString &typed)
+/// Where it is the same at all hours, a number.
+Read rateOf(const QString &text)
 {
-    QString text = typed.trimmed();
-    if (text.isEmpty())
-        return qint64(0);
-    const qsizetype unit = kUnits.indexOf(text.back().toUpper());
-    text.chop(unit >= 0 ? 1 : 0);
-    bool isNumber = false;
-    const double rate = text.toDouble(&isNumber) * std::pow(kUnit, double(unit + 1));
-    return isNumber && rate >= 0 && rate <= kMostRate ? Read(qint64(rate)) : std::nullopt;
+    const std::optional<RatesOfDay> rates = RatesOfDay::fromText(text);
+    if (!rates)
+        return std::nullopt;
+    return rates->timed.isEmpty() ? Read(rates->usual) : Read(rates->toText());
+}
+
+Read timesOf(const QString &text)
+{
+    const std::optional<TimesOfDay> times = TimesOfDay::fromText(text);
+    return times ? Read(times->toText()) : std::nullopt;
 }
 
 Read secondsOf(const Row &row, const QString &text)
@@ -84,6 +84,8 @@ Read valueOf(const Row &row, const QString &text)
         return numberOf(row, text);
     case Type::Rate:
         return rateOf(text);
+    case Type::Times:
+        return timesOf(text);
     case Type::Seconds:
         return secondsOf(row, text);
     case Type::Choice:
@@ -109,7 +111,11 @@ QString expectation(const Row &row)
     case Type::Number:
         return boundsOf(row);
     case Type::Rate:
-        return u"is no rate. Write bytes a second, as in 500K or 2.5M; 0 is no limit."_s;
+        return u"is no rate. Write bytes a second, as in 500K or 2.5M; 0 is no limit. For some hours of the day: "
+               "2M,500K@08:00-18:00."_s;
+    case Type::Times:
+        return u"tells no hours of the day. Write them as in 01:00-07:00, 22:00-06:00 or sat-sun@00:00-24:00; several "
+               "with commas between them."_s;
     case Type::Seconds:
         return u"is no number of seconds from 0 to %1."_s.arg(row.most);
     default:
@@ -214,16 +220,6 @@ QString textOf(const QJsonValue &json)
                                                            : json.toVariant().toString();
 }
 
-QString rateText(qint64 rate)
-{
-    for (qsizetype unit = kUnits.size() - 1; unit >= 0; --unit) {
-        const qint64 factor = qint64(1) << (10 * (unit + 1));
-        if (rate > 0 && rate % factor == 0)
-            return QString::number(rate / factor) + kUnits.at(unit);
-    }
-    return QString::number(rate);
-}
-
 }
 
 std::optional<QVariant> OptionValue::fromText(const OptionRow &row, const QString &text, const QString &subject,
@@ -240,7 +236,7 @@ QString OptionValue::toText(const OptionRow &row, const QVariant &value)
     case Type::Flag:
         return value.toBool() ? u"true"_s : u"false"_s;
     case Type::Rate:
-        return rateText(value.toLongLong());
+        return RatesOfDay::fromText(value.toString()).value_or(RatesOfDay()).toText();
     case Type::Seconds:
         return QString::number(double(value.toLongLong()) / kMsOfSecond);
     default:

@@ -18,8 +18,10 @@ QStringList KeptOptions::withColumns()
 QString KeptOptions::toText(const DownloadOptions &options, const QStringList &others)
 {
     QJsonObject values = options.values().toJson();
-    for (const QString &name : others)
-        values.remove(name);
+    for (const QString &name : others) {
+        if (name != "limit-rate"_L1 || options.rateTimes.isEmpty())
+            values.remove(name);
+    }
     return values.isEmpty() ? QString() : QString::fromUtf8(QJsonDocument(values).toJson(QJsonDocument::Compact));
 }
 

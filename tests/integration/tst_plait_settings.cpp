@@ -52,6 +52,11 @@ bool writeFile(const QString &path, const QByteArray &text)
         && file.write(text) == text.size() && file.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
 }
 
+QString hourFromNow(int hours)
+{
+    return QTime::currentTime().addSecs(hours * 3600).toString(u"HH:00"_s);
+}
+
 QByteArray lastLine(const QByteArray &text)
 {
     return text.trimmed().split('\n').constLast();
@@ -90,6 +95,8 @@ private Q_SLOTS:
     void theFileHasEffect();
     void theFileSaysWhatToDoWithAnExistingFile();
     void theFilesRateHolds();
+    void downloadsWaitForTheHoursOfTheFile();
+    void downloadsRunInTheHoursOfTheFile();
     void aValueOfTheFileMayHoldSpaces_data();
     void aValueOfTheFileMayHoldSpaces();
     void whatIsTypedComesBeforeTheFile();
@@ -197,6 +204,30 @@ void TestPlaitSettings::theFilesRateHolds()
     const PlaitResult result = m_plait->run({u"--config"_s, settingsFile(), u"--json"_s, url()});
     QVERIFY2(result.status == kDone, told(result));
     QVERIFY2(summaryIn(result.out).value("seconds"_L1).toDouble() > kLeastSeconds, result.out);
+}
+
+void TestPlaitSettings::downloadsWaitForTheHoursOfTheFile()
+{
+    m_server->setResponse("/file.bin", ScriptedResponse::file(kSeed, kSmallSize));
+    const QString begin = hourFromNow(2);
+    QVERIFY(writeFile(settingsFile(), "schedule = " + (begin + u'-' + hourFromNow(3)).toLatin1() + '\n'));
+    m_plait->start({u"--config"_s, settingsFile(), url()});
+    QTRY_VERIFY(m_plait->errorText().contains("downloads wait until " + begin.toLatin1()));
+    QVERIFY(m_server->requests().isEmpty());
+    m_plait->sendSignal(SIGTERM);
+    const PlaitResult result = m_plait->finish();
+    QVERIFY2(result.status == kUnfinished, told(result));
+    QVERIFY2(result.err.count("downloads wait") == 1, told(result));
+    QVERIFY(m_plait->files().isEmpty());
+}
+
+void TestPlaitSettings::downloadsRunInTheHoursOfTheFile()
+{
+    m_server->setResponse("/file.bin", ScriptedResponse::file(kSeed, kSmallSize));
+    QVERIFY(writeFile(settingsFile(), "schedule = " + (hourFromNow(-2) + u'-' + hourFromNow(2)).toLatin1() + '\n'));
+    const PlaitResult result = m_plait->run({u"--config"_s, settingsFile(), url()});
+    QVERIFY2(result.status == kDone && !result.err.contains("wait"), told(result));
+    QVERIFY(isWhole(kName, kSmallSize));
 }
 
 void TestPlaitSettings::aValueOfTheFileMayHoldSpaces_data()

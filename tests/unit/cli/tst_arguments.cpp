@@ -112,9 +112,11 @@ void TestArguments::everythingIsRead()
                                               u"--checksum"_s,
                                               u"md5=d41d8cd98f00b204e9800998ecf8427e"_s,
                                               u"--limit-rate"_s,
-                                              u"1.5K"_s,
+                                              u"1.5K,1K@08:00-18:00"_s,
                                               u"--max-overall-download-limit"_s,
-                                              u"2M"_s,
+                                              u"2M,1M@08:00-18:00"_s,
+                                              u"--schedule"_s,
+                                              u"1:00-7:00"_s,
                                               u"-j"_s,
                                               u"7"_s,
                                               u"--tries"_s,
@@ -168,8 +170,14 @@ void TestArguments::everythingIsRead()
     QCOMPARE(queue.mostTries, 0);
     QCOMPARE(queue.retryWaitMs, 250);
     QCOMPARE(queue.speedLimit, 2 * 1024 * 1024);
+    const TimesOfDay day = *TimesOfDay::fromText(u"08:00-18:00"_s);
+    QCOMPARE(queue.speedTimes, (QList<RatesOfDay::Timed>{{1024 * 1024, day}}));
+    QCOMPARE(queue.schedule, TimesOfDay::fromText(u"01:00-07:00"_s));
     const DownloadOptions &options = request.options;
     QCOMPARE(options.rateLimit, 1536);
+    QCOMPARE(options.rateTimes, (QList<RatesOfDay::Timed>{{1024, day}}));
+    QCOMPARE(queue.rateTimes, options.rateTimes);
+    QCOMPARE(session.usage.downloadLimit, 1536);
     QCOMPARE(options.checksumAlgorithm, u"md5"_s);
     QCOMPARE(options.checksumHex, u"d41d8cd98f00b204e9800998ecf8427e"_s);
     QCOMPARE(options.onChanged, int(Trouble::Policy::Restart));

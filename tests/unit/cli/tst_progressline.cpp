@@ -134,6 +134,8 @@ void TestProgressLine::line_data()
         << u"x.iso"_s << statusOf(0, 2048, 0, 1, 1024) << u"x.iso: 0% 0 B of 2.0 KiB, reserving the disk: 1.0 KiB"_s;
     QTest::newRow("it waits for a retry")
         << u"x.iso"_s << retrying(4001) << u"x.iso: 25% 512 B of 2.0 KiB, retrying in 5 s"_s;
+    QTest::newRow("it waits for its hours")
+        << u"x.iso"_s << retrying(18 * 3600 * 1000) << u"x.iso: 25% 512 B of 2.0 KiB, waiting for 18:00:00"_s;
     QTest::newRow("nothing is left at the end")
         << u"x.iso"_s << statusOf(10, 10, 5) << u"x.iso: 100% 10 B of 10 B, 5 B/s"_s;
     QTest::newRow("a name that would command the terminal")

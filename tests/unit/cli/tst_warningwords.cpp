@@ -13,6 +13,7 @@ private Q_SLOTS:
     void anAttemptIsSaidWithItsAddressWhatHappenedAndWhatComes_data();
     void anAttemptIsSaidWithItsAddressWhatHappenedAndWhatComes();
     void aFailureIsSaidAsEverywhere();
+    void hoursAreSaidByTheClock();
 };
 
 void TestWarningWords::anAttemptIsSaidWithItsAddressWhatHappenedAndWhatComes_data()
@@ -54,6 +55,18 @@ void TestWarningWords::aFailureIsSaidAsEverywhere()
     subject.title = u"x.iso"_s;
     QCOMPARE(WarningWords::sentence(7, {.failure = Failure::make(Failure::Kind::Skipped, subject)}),
              u"\"x.iso\" is there already; skipped"_s);
+}
+
+void TestWarningWords::hoursAreSaidByTheClock()
+{
+    Warning warning{.kind = Warning::Kind::OutOfHours,
+                    .inMs = 3600'000,
+                    .until = QDateTime(QDate(2026, 11, 21), QTime(1, 5))};
+    QCOMPARE(WarningWords::sentence(0, warning),
+             u"it is not the hour that --schedule names: downloads wait until 01:05"_s);
+    warning.inMs *= 24;
+    QCOMPARE(WarningWords::sentence(0, warning),
+             u"it is not the hour that --schedule names: downloads wait until 01:05 on Saturday"_s);
 }
 
 QTEST_GUILESS_MAIN(TestWarningWords)

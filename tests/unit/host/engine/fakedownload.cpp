@@ -7,6 +7,7 @@
 #include <QDir>
 #include <QFile>
 #include <QHash>
+#include <QRegularExpression>
 #include <QTimer>
 
 #include <algorithm>
@@ -187,8 +188,12 @@ void FakeDownload::takeStep()
 
 void FakeDownload::failAs(const QStringList &fields)
 {
-    if (fields.size() > 3)
-        keep(fields.at(3).section(u'?', 0, 0).toLongLong(), !fields.at(3).endsWith(u'?'));
+    static const QRegularExpression digits(u"^\\d+"_s);
+    const QString kept = fields.value(3);
+    if (kept.contains(u'+'))
+        m_info.resumeSupport = AbstractDownloadPersistentInfo::ResumeSupported;
+    if (!kept.isEmpty())
+        keep(digits.match(kept).captured().toLongLong(), !kept.contains(u'?'));
     if (fields.size() > 4)
         Q_EMIT gotResponseHeaders(1, {u"HTTP/1.1 503 Busy"_s, fields.at(4)});
     m_failedSource = m_info.downloadUrl();

@@ -15,7 +15,7 @@ inline const QString kChecks = QStringLiteral("/checks");
 inline const QString kChecksForEver = QStringLiteral("/checks-for-ever"); ///< never finds out whether it has changed
 /// One step of the query for each run of this address, the last one for all that follow: "done", "run" (until it is
 /// stopped), "silent" (the same without a connection), "taken" (the file is there and is to be left alone), or
-/// "fail/CATEGORY/CODE[/BYTES[?][/HEADER LINE]]", which has so many bytes then (with "?" of a file of unknown size);
-/// parted by ";".
+/// "fail/CATEGORY/CODE[/BYTES[?][+][/HEADER LINE]]", which has so many bytes then (with "?" of a file of unknown size, with
+/// "+" of one whose rest will be sent alone); parted by ";".
 inline const QString kSteps = QStringLiteral("/steps");
 }

@@ -4,6 +4,7 @@
 #include <host/engine/downloadqueue.h>
 #include <host/engine/downloadsession.h>
 
+#include <QDateTime>
 #include <QHash>
 #include <QList>
 #include <QObject>
@@ -22,9 +23,11 @@ public:
     using DownloadQueue::DownloadQueue;
 
     qint64 now = 0;
+    QDateTime wall{QDate(2026, 11, 16), QTime(12, 0)};
 
 protected:
     qint64 elapsedMs() const override { return now; }
+    QDateTime wallClock() const override { return wall; }
 };
 
 /// A session with the fake module and a list of its own, a queue, and all that the queue told.

@@ -43,6 +43,8 @@ void TestOptionValue::textBecomesAValue_data()
     row("a rate in small letters", u"limit-rate"_s, u"2m"_s, qint64(2 * 1024 * 1024));
     row("no limit", u"limit-rate"_s, u"0"_s, qint64(0));
     row("a rate of nothing", u"limit-rate"_s, QString(), qint64(0));
+    row("a rate at some hours", u"limit-rate"_s, u"500K@8:00-18:00,2048K"_s, u"2M,500K@08:00-18:00"_s);
+    row("hours", u"schedule"_s, u"1:00-7:00, Mon@22:00-23:00"_s, u"01:00-07:00,mon@22:00-23:00"_s);
     row("a wait of parts of a second", u"retry-wait"_s, u"0.25"_s, qint64(250));
     row("true", u"netrc"_s, u"true"_s, true);
     row("Yes", u"netrc"_s, u"Yes"_s, true);
@@ -82,9 +84,14 @@ void TestOptionValue::whatIsNoValueIsSaid_data()
     row("no number", u"tries"_s, u"many"_s, u"--tries \"many\" is no number from 0 to 1000000."_s);
     row("a part of one", u"tries"_s, u"1.5"_s, u"--tries \"1.5\" is no number from 0 to 1000000."_s);
     row("a rate of an unknown unit", u"limit-rate"_s, u"1X"_s,
-        u"--limit-rate \"1X\" is no rate. Write bytes a second, as in 500K or 2.5M; 0 is no limit."_s);
+        u"--limit-rate \"1X\" is no rate. Write bytes a second, as in 500K or 2.5M; 0 is no limit. For some hours of the "
+        u"day: 2M,500K@08:00-18:00."_s);
     row("a rate below nothing", u"limit-rate"_s, u"-1"_s,
-        u"--limit-rate \"-1\" is no rate. Write bytes a second, as in 500K or 2.5M; 0 is no limit."_s);
+        u"--limit-rate \"-1\" is no rate. Write bytes a second, as in 500K or 2.5M; 0 is no limit. For some hours of the "
+        u"day: 2M,500K@08:00-18:00."_s);
+    row("no hours", u"schedule"_s, u"at night"_s,
+        u"--schedule \"at night\" tells no hours of the day. Write them as in 01:00-07:00, 22:00-06:00 or "
+        u"sat-sun@00:00-24:00; several with commas between them."_s);
     row("a wait of days", u"retry-wait"_s, u"86400"_s,
         u"--retry-wait \"86400\" is no number of seconds from 0 to 3600."_s);
     row("perhaps", u"netrc"_s, u"perhaps"_s, u"--netrc \"perhaps\" is neither true nor false."_s);
@@ -128,6 +135,8 @@ void TestOptionValue::aValueCanBeWrittenAndReadAgain_data()
                                      {u"limit-rate"_s, u"3M"_s},
                                      {u"limit-rate"_s, u"2G"_s},
                                      {u"limit-rate"_s, u"0"_s},
+                                     {u"limit-rate"_s, u"2M,500K@mon-fri@08:00-18:00"_s},
+                                     {u"schedule"_s, u"01:00-07:00,sat-sun@00:00-24:00"_s},
                                      {u"retry-wait"_s, u"0.25"_s},
                                      {u"netrc"_s, u"false"_s},
                                      {u"tries"_s, u"1000000"_s},

@@ -33,6 +33,7 @@ class TestKeptOptions : public QObject
 private Q_SLOTS:
     void whatHasNoColumnComesBackFromTheText();
     void whatHasAColumnIsNotInTheText();
+    void aRateWithHoursHasNoColumn();
     void columnsAreOfOptionsThatAreKept();
     void whatNobodyKnowsIsLeftOut_data();
     void whatNobodyKnowsIsLeftOut();
@@ -55,6 +56,16 @@ void TestKeptOptions::whatHasAColumnIsNotInTheText()
     QStringList others = KeptOptions::withColumns();
     others.removeOne(u"limit-rate"_s);
     QCOMPARE(KeptOptions::toText(someOptions(), others), u"{\"limit-rate\":5000000000}"_s);
+}
+
+void TestKeptOptions::aRateWithHoursHasNoColumn()
+{
+    DownloadOptions options = someOptions();
+    options.rateTimes = RatesOfDay::fromText(u"500K@08:00-18:00"_s)->timed;
+    DownloadOptions back = someOptions();
+    back.rateLimit = 5;
+    KeptOptions::give(KeptOptions::toText(options), back);
+    QCOMPARE(back, options);
 }
 
 void TestKeptOptions::columnsAreOfOptionsThatAreKept()
