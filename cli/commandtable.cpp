@@ -145,7 +145,7 @@ const QList<CommandRow> &CommandTable::rows()
          .groups = "program headers sending place run network",
          .frequent = "config",
          .examples = "plait config\n"
-                     "plait config > ~/.config/plait/plait.conf"},
+                     "mkdir -p ~/.config/plait && plait config > ~/.config/plait/plait.conf"},
         {.name = "import",
          .command = Command::Import,
          .help = "Download what a copied line for curl, wget or aria2 asks for",

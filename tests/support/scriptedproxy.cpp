@@ -230,6 +230,6 @@ void ScriptedProxy::relay(QTcpSocket *socket, Client &client, quint16 port)
     connect(server, &QTcpSocket::disconnected, socket, &QTcpSocket::disconnectFromHost);
     connect(server, &QTcpSocket::disconnected, server, &QObject::deleteLater);
     connect(socket, &QObject::destroyed, server, &QTcpSocket::abort);
-    server->connectToHost(QHostAddress::LocalHost, port);
+    server->connectToHost(QHostAddress::LocalHost, m_target != 0 ? m_target : port);
     server->waitForConnected(kWaitMs);
 }

@@ -12,7 +12,7 @@
 class QTcpSocket;
 
 /// A proxy on 127.0.0.1, HTTP (requests with whole URLs, and CONNECT) and SOCKS5 on one port, that records what it is
-/// asked for. Every name leads to 127.0.0.1, at the port that was asked for. Lives in the test's thread, whose events
+/// asked for. Every name leads to 127.0.0.1, at the port that was asked for, or at one for all. Lives in the test's thread, whose events
 /// must go on.
 class ScriptedProxy : public QTcpServer
 {
@@ -41,6 +41,8 @@ public:
     void setDigest() { m_isDigest = true; }
     /// Clients have to speak TLS from now on.
     void setTls(const QSslConfiguration &configuration) { m_tls = configuration; }
+    /// Whatever port is asked for, this one is meant from now on.
+    void setTarget(quint16 port) { m_target = port; }
     /// In order, those that were refused included.
     QList<Call> calls() const { return m_calls; }
 
@@ -68,6 +70,7 @@ private:
 
     QByteArray m_login;
     bool m_isDigest = false;
+    quint16 m_target = 0; ///< 0 = the one that is asked for
     QSslConfiguration m_tls; ///< null = none
     QList<Call> m_calls;
     QHash<QTcpSocket *, Client> m_clients;
