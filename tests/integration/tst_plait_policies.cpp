@@ -2,19 +2,17 @@
 #include <tests/integration/partway.h>
 #include <tests/integration/plaitsandbox.h>
 #include <tests/support/scriptedserver.h>
+#include <tests/support/smalldisk.h>
 #include <tests/support/testfiles.h>
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QTemporaryDir>
 #include <QTest>
 
 #include <algorithm>
 #include <atomic>
 #include <csignal>
-
-#include <sys/mount.h>
 
 using namespace Qt::StringLiterals;
 
@@ -62,34 +60,6 @@ QStringList checksumOf(quint64 seed)
 {
     return {u"--checksum"_s, u"sha-256="_s + QString::fromLatin1(TestFiles::sha256OfContent(seed, kSize))};
 }
-
-// A file system of its own size, as long as this object lives.
-class SmallDisk
-{
-public:
-    explicit SmallDisk(qint64 size)
-    {
-        const QByteArray options = "mode=0700,size=" + QByteArray::number(size);
-        m_mounted =
-            m_dir.isValid() && ::mount("tmpfs", QFile::encodeName(m_dir.path()), "tmpfs", 0, options.constData()) == 0;
-    }
-
-    ~SmallDisk()
-    {
-        if (m_mounted) {
-            ::umount2(QFile::encodeName(m_dir.path()), MNT_DETACH);
-        }
-    }
-
-    bool isMounted() const { return m_mounted; }
-    QString path() const { return m_dir.path(); }
-
-private:
-    QTemporaryDir m_dir;
-    bool m_mounted = false;
-
-    Q_DISABLE_COPY_MOVE(SmallDisk)
-};
 }
 
 /// What is to be done when something is in the way is done as it was asked for, and nothing is lost unasked.
