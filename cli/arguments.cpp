@@ -5,9 +5,9 @@
 #include <cli/aftercommands.h>
 #include <cli/commandline.h>
 #include <cli/importedcommand.h>
+#include <cli/schemewords.h>
 #include <cli/settingstext.h>
 #include <host/engine/chosenoptions.h>
-#include <host/options/optionvalue.h>
 #include <host/policy/redaction.h>
 
 #include <QDir>
@@ -151,8 +151,9 @@ private:
         const QString typed = m_values.text(option);
         const QString command = typed.contains(u'/') ? absolute(typed) : typed;
         if (!command.isEmpty() && !AfterCommands::isProgram(command))
-            complain(u"--%1 \"%2\" is no program. Give its name or path alone: it is called with the path of a file and "
-                     u"the number of its download, and no shell reads them."_s.arg(option, typed));
+            complain(
+                u"--%1 \"%2\" is no program. Give its name or path alone: it is called with the path of a file and "
+                u"the number of its download, and no shell reads them."_s.arg(option, typed));
         return command;
     }
 
@@ -271,7 +272,7 @@ private:
         complain(isFileHere(text)
                      ? u"\"%1\" is a file here, not an address. For the addresses in it write \"-i %1\"."_s.arg(
                          Redaction::typed(text))
-                     : OptionValue::urlProblem(address));
+                     : SchemeWords::problemOf(address));
         return QUrl(address, QUrl::TolerantMode);
     }
 
@@ -306,7 +307,9 @@ Arguments::Outcome Arguments::parse(int argc, const char *const *argv, const QSt
     const QString named = CommandLine::configFileOf(words);
     const QString configFile = named.isEmpty() ? defaultConfigFile() : QDir(currentFolder).absoluteFilePath(named);
     if (!named.isEmpty() && !QFile::exists(configFile))
-        return {{}, ExitStatus::BadOption, u"there is no file \"%1\" to read settings from."_s.arg(configFile)};
+        return {{},
+                ExitStatus::BadOption,
+                u"there is no file \"%1\" to read settings from. Give --config another one."_s.arg(configFile)};
     const CommandLine::Outcome line = CommandLine::read(words, configFile);
     if (!line.command)
         return {{}, line.isHelp ? ExitStatus::Done : ExitStatus::BadOption, line.text};

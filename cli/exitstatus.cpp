@@ -15,8 +15,10 @@ ExitStatus exitStatusOf(const Failure &failure)
     case Kind::NotFound:
         return ExitStatus::NotFound;
     case Kind::NetworkFailed:
+    case Kind::ProxyFailed:
         return ExitStatus::NetworkProblem;
     case Kind::HostNotFound:
+    case Kind::ProxyNotFound:
         return ExitStatus::NameResolution;
     case Kind::BadAnswer:
         return ExitStatus::BadResponse;
@@ -27,6 +29,7 @@ ExitStatus exitStatusOf(const Failure &failure)
     case Kind::LoginRequired:
     case Kind::LoginRefused:
     case Kind::ProxyLoginRequired:
+    case Kind::ProxyLoginRefused:
         return ExitStatus::Authentication;
     case Kind::CertificateRefused:
     case Kind::ProxyCertificateRefused:

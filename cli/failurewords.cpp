@@ -1,10 +1,17 @@
 // SPDX-License-Identifier: MIT
 #include <cli/failurewords.h>
 
+#include <cli/failurenames.h>
+#include <cli/networkwords.h>
+
 #include <QDir>
 #include <QStringList>
 
+#include <cerrno>
+
 using namespace Qt::StringLiterals;
+
+using namespace FailureNames;
 
 namespace
 {
@@ -12,149 +19,10 @@ namespace
 using Kind = Failure::Kind;
 using Remedy = Failure::Remedy;
 
-QString quoted(const QString &text)
-{
-    return u'"' + text + u'"';
-}
-
-QString quotedUrl(const Failure &failure)
-{
-    return quoted(failure.subject.url.toDisplayString());
-}
-
-QString quotedHost(const Failure &failure)
-{
-    return quoted(failure.subject.host);
-}
-
-/// Where there is no name yet, the address is better known.
-QString quotedTitle(const Failure &failure)
-{
-    return failure.subject.path.isEmpty() ? quotedUrl(failure) : quoted(failure.subject.title);
-}
-
-QString quotedFolder(const Failure &failure)
-{
-    return quoted(QDir::toNativeSeparators(failure.subject.folder));
-}
-
-QString quotedFile(const Failure &failure)
-{
-    const QString &path = failure.subject.path;
-    return path.isEmpty() ? quotedFolder(failure) : quoted(QDir::toNativeSeparators(path));
-}
-
-QString numberOf(const Failure &failure)
-{
-    return QString::number(failure.subject.id);
-}
-
-/// The words of whoever told the cause, or ours where there are none.
-QString reason(const Failure &failure, const QString &otherwise)
-{
-    return failure.detail.isEmpty() ? otherwise : failure.detail;
-}
-
-/// " (HTTP status 404)", or nothing.
-QString inBrackets(const Failure &failure)
-{
-    return failure.number != 0 ? u" (HTTP status %1)"_s.arg(failure.number) : QString();
-}
-
 QString unknown(const Failure &failure)
 {
     return u"cannot download %1: %2. Run the same command again with --log FILE to see what happened."_s.arg(
         quotedTitle(failure), reason(failure, u"the transfer ended without a file and without a reason"_s));
-}
-
-QString timedOut(const Failure &failure)
-{
-    return u"cannot download %1: the server %2 sent nothing for too long. Run the same command again to resume."_s.arg(
-        quotedTitle(failure), quotedHost(failure));
-}
-
-QString nothingCame(const Failure &failure)
-{
-    return u"cannot download %1: nothing more came from the server. \"plait resume %2\" tries again."_s.arg(
-        quoted(failure.subject.title), numberOf(failure));
-}
-
-QString notFound(const Failure &failure)
-{
-    return u"cannot download %1: the server has no such file%2. Check the address."_s.arg(quotedUrl(failure),
-                                                                                          inBrackets(failure));
-}
-
-QString networkFailed(const Failure &failure)
-{
-    return u"cannot download %1 from %2: %3. Check the network and run the same command again to resume."_s.arg(
-        quotedTitle(failure), quotedHost(failure), reason(failure, u"the network failed"_s));
-}
-
-QString hostNotFound(const Failure &failure)
-{
-    return u"cannot find the host %1: %2. Check the address and the network."_s.arg(quotedHost(failure),
-                                                                                    reason(failure, u"no such name"_s));
-}
-
-QString badAnswer(const Failure &failure)
-{
-    if (failure.number != 0)
-        return u"cannot download %1: the server answered with HTTP status %2. Check the address, or try again later."_s
-            .arg(quotedUrl(failure), QString::number(failure.number));
-    return u"cannot download %1: %2. Try again later, or from another server."_s.arg(
-        quotedUrl(failure), reason(failure, u"the server's answer makes no sense"_s));
-}
-
-QString tooManyRedirects(const Failure &failure)
-{
-    return u"cannot download %1: the server sends from one address to the next without end. Open the address in a "
-           u"browser to see where it leads."_s.arg(quotedUrl(failure));
-}
-
-QString serverOverloaded(const Failure &failure)
-{
-    return u"cannot download %1: the server %2 has too much to do%3. Wait a while and run the same command again to "
-           u"resume."_s.arg(quotedTitle(failure), quotedHost(failure), inBrackets(failure));
-}
-
-QString loginAdvice(const Failure &failure)
-{
-    if (failure.remedies.contains(Remedy::GiveHeader))
-        return u"What it wants to see can only be given as a --header."_s;
-    return failure.kind == Kind::ProxyLoginRequired
-        ? u"Write them into its address (--proxy), as NAME:PASSWORD@ before the host."_s
-        : u"Give them with --user NAME:PASSWORD, or --netrc."_s;
-}
-
-QString loginRequired(const Failure &failure)
-{
-    const QString who = failure.kind == Kind::ProxyLoginRequired ? u"the proxy"_s : quotedHost(failure);
-    return u"cannot download %1: %2%3. %4"_s.arg(quotedUrl(failure),
-                                                 reason(failure, who + u" asks for a name and a password"_s),
-                                                 inBrackets(failure), loginAdvice(failure));
-}
-
-QString loginRefused(const Failure &failure)
-{
-    return u"cannot download %1: %2 asks for a name and a password: %3. %4"_s.arg(
-        quotedUrl(failure), quotedHost(failure), reason(failure, u"it let nobody in without"_s), loginAdvice(failure));
-}
-
-QString certificateRefused(const Failure &failure)
-{
-    if (failure.kind == Kind::ProxyCertificateRefused)
-        return u"cannot download %1: %2. Name its authority with --ca-certificate FILE."_s.arg(quotedUrl(failure),
-                                                                                               failure.detail);
-    return u"cannot download %1: the certificate of %2 is not trusted: %3. Name its authority with --ca-certificate "
-           u"FILE, or go on at your own risk with --insecure."_s.arg(quotedUrl(failure), quotedHost(failure),
-                                                                     reason(failure, u"it was refused"_s));
-}
-
-QString unsupportedUrl(const Failure &failure)
-{
-    return u"cannot download \"%1\": nothing here serves such an address. Write a whole one, as in "
-           u"\"https://example.com/file.zip\"."_s.arg(failure.subject.url.toDisplayString(QUrl::RemoveUserInfo));
 }
 
 QString cannotResume(const Failure &failure)
@@ -332,31 +200,24 @@ QString ofItsKind(const Failure &failure)
     case Kind::None:
         return {};
     case Kind::TimedOut:
-        return timedOut(failure);
     case Kind::NothingCame:
-        return nothingCame(failure);
     case Kind::NotFound:
-        return notFound(failure);
     case Kind::NetworkFailed:
-        return networkFailed(failure);
     case Kind::HostNotFound:
-        return hostNotFound(failure);
     case Kind::BadAnswer:
-        return badAnswer(failure);
     case Kind::TooManyRedirects:
-        return tooManyRedirects(failure);
     case Kind::ServerOverloaded:
-        return serverOverloaded(failure);
     case Kind::LoginRequired:
-    case Kind::ProxyLoginRequired:
-        return loginRequired(failure);
     case Kind::LoginRefused:
-        return loginRefused(failure);
+    case Kind::ProxyLoginRequired:
+    case Kind::ProxyLoginRefused:
+    case Kind::ProxyFailed:
+    case Kind::ProxyNotFound:
     case Kind::CertificateRefused:
     case Kind::ProxyCertificateRefused:
-        return certificateRefused(failure);
+    case Kind::EncryptionFailed:
     case Kind::UnsupportedUrl:
-        return unsupportedUrl(failure);
+        return NetworkWords::sentence(failure);
     case Kind::CannotResume:
         return cannotResume(failure);
     case Kind::ResourceChanged:
@@ -426,7 +287,8 @@ QString ofItsKind(const Failure &failure)
         return u"cannot use the proxy %1: %2. Give it as http://HOST:PORT, https://HOST:PORT or socks5://HOST:PORT."_s
             .arg(quoted(failure.subject.title), failure.detail);
     case Kind::CertificatesUnusable:
-        return u"cannot read the certificates in %1: %2."_s.arg(quotedFile(failure), failure.detail);
+        return u"cannot read the certificates in %1: %2. Name a file in PEM form with --ca-certificate."_s.arg(
+            quotedFile(failure), failure.detail);
     case Kind::ClientCertificateUnusable:
         return u"cannot show the certificate in %1 to servers: %2. Give it with --cert, and its key with --key."_s.arg(
             quotedFile(failure), failure.detail);
@@ -442,11 +304,20 @@ QString ofItsKind(const Failure &failure)
     case Kind::LoginsExposed:
         return u"other users of this machine can get at the passwords in %1. Run: chmod 600 %1"_s.arg(
             quotedFile(failure));
-    case Kind::EncryptionFailed:
     case Kind::Unknown:
         break;
     }
     return unknown(failure);
+}
+
+/// How what was told in whole sentences is done here.
+QString wayOut(const Failure &failure)
+{
+    if (failure.kind == Kind::NameTaken)
+        return u" -o NAME gives it another name, and --on-exists rename finds one."_s;
+    if (failure.kind == Kind::CannotCreateFile && failure.number == ENAMETOOLONG)
+        return u" -o NAME gives one."_s;
+    return failure.kind == Kind::CannotCreateFile && failure.number > 0 ? u" -d FOLDER names one."_s : QString();
 }
 
 }
@@ -455,5 +326,5 @@ QString FailureWords::sentence(const Failure &failure)
 {
     if (!failure.addresses.isEmpty())
         return fromNoAddress(failure);
-    return failure.remedies.contains(Remedy::AsDetailSays) ? failure.detail : ofItsKind(failure);
+    return failure.remedies.contains(Remedy::AsDetailSays) ? failure.detail + wayOut(failure) : ofItsKind(failure);
 }

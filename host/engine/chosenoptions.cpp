@@ -12,6 +12,9 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
+/// Of a folder's entry, less what marks an incomplete file.
+constexpr int kMostBytesOfName = 250;
+
 /// "Name: value" lines, by their names.
 QVariantMap headersOf(const QStringList &lines)
 {
@@ -39,6 +42,18 @@ AbstractDownloadExistingFileReaction reactionOf(const OptionValues &values)
     return text == "rename"_L1 ? Reaction::Rename : Reaction::Skip;
 }
 
+/// Why no file can be called so; empty = one can.
+QString problemOfName(const QString &path, const QString &name)
+{
+    const QFileInfo there(path);
+    if (there.exists() && !there.isFile())
+        return u"\"%1\" is a device or a pipe, not a file. Give the name of a file, or have the shell lead standard "
+               u"output there."_s.arg(path);
+    return name.toUtf8().size() > kMostBytesOfName
+        ? u"\"%1\" is too long: a name has at most %2 bytes. Give a shorter one."_s.arg(name).arg(kMostBytesOfName)
+        : QString();
+}
+
 void readOutput(const QString &output, DownloadRequest &request, QString *problem)
 {
     request.isStreamed = output == "-"_L1;
@@ -55,6 +70,7 @@ void readOutput(const QString &output, DownloadRequest &request, QString *proble
         *problem = u"\"%1\" names no file. Give a name; the folder can be given apart."_s.arg(output);
         return;
     }
+    *problem = problemOfName(path, name);
     request.outputName = name;
     const QString folder = output.chopped(name.size());
     if (!folder.isEmpty())

@@ -235,9 +235,12 @@ std::string DownloadRun::whoRefused(const AbstractDownloadPersistentInfo &record
     if (m_responseHeaders.value(0).section(u' ', 1, 1).toInt() != record.lastError.code)
         return {};
     const bool isProxys = record.lastError.code == kProxyUnauthorized;
-    const QUrl proxy = isProxys && m_proxyFor ? m_proxyFor(record.finalSource()) : QUrl();
-    const QString who = proxy.isEmpty() ? u'"' + record.finalSource().host() + u'"' : ProxyChoice::nameOf(proxy);
-    return AuthChallenges::refusal(who, AuthChallenges::valueIn(m_responseHeaders, isProxys)).toStdString();
+    const QUrl server = record.finalSource();
+    const QUrl proxy = isProxys && m_proxyFor ? m_proxyFor(server) : QUrl();
+    const QString who = proxy.isEmpty() ? u'"' + server.host() + u'"' : ProxyChoice::nameOf(proxy);
+    const QString serversUser = m_userFor ? m_userFor(server) : QString();
+    const QString user = isProxys ? proxy.userName(QUrl::FullyDecoded) : serversUser;
+    return AuthChallenges::refusal(who, AuthChallenges::valueIn(m_responseHeaders, isProxys), user).toStdString();
 }
 
 /// Nor are any under way.

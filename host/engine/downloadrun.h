@@ -71,6 +71,9 @@ public:
     /// Tells which proxy stands between here and a URL; before run().
     void setProxies(const std::function<QUrl(const QUrl &)> &proxyFor) { m_proxyFor = proxyFor; }
 
+    /// Tells whose password a URL's server gets where it asks for one, empty = nobody's; before run().
+    void setUsers(const std::function<QString(const QUrl &)> &userFor) { m_userFor = userFor; }
+
     qint64 id() const;
     AbstractDownload *download() const { return m_download; }
     AbstractDownloadPersistentInfo info() const;
@@ -168,6 +171,7 @@ private:
     QTimer m_saveTimer;
     QList<QString> m_responseHeaders;
     std::function<QUrl(const QUrl &)> m_proxyFor;
+    std::function<QString(const QUrl &)> m_userFor;
     QSharedPointer<DownloadAccessChief> m_chief;
     std::shared_ptr<ResourceGuard> m_guard; ///< null = everything is welcome
     std::optional<ResourceMemory> m_savedMemory; ///< what the list has of the guard's; nothing = another

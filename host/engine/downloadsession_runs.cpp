@@ -230,6 +230,7 @@ void DownloadSession::run(const Lease &lease, DownloadStore *list, AbstractDownl
     running->setSources(sources);
     running->setLasting(!m_streams.contains(record.id));
     running->setProxies([chief = m_chief](const QUrl &url) { return chief->proxyFor(url); });
+    running->setUsers([chief = m_chief](const QUrl &url) { return chief->userFor(url); });
     Q_ASSERT_X(!m_running.contains(record.id), "DownloadSession", "one run of a download at a time");
     m_running.insert(record.id, running);
     relaySignals(running);

@@ -237,9 +237,23 @@ Transfer::Next FtpTransfer::endWith(CURLcode code)
                                                       int(get<long>(CURLINFO_RESPONSE_CODE, 0)),
                                                       int(get<long>(CURLINFO_OS_ERRNO, 0)), !m_request.proxy.isEmpty()};
     const QNetworkReply::NetworkError error = TransferErrors::fromFtp(code, circumstances);
-    const bool isProxysLogin = error == QNetworkReply::ProxyAuthenticationRequiredError;
-    end(error, isProxysLogin ? AuthChallenges::refusal(ProxyChoice::nameOf(m_request.proxy), {}) : wordsFor(code));
+    end(error, textFor(error, code));
     return Next::Leave;
+}
+
+QString FtpTransfer::textFor(QNetworkReply::NetworkError error, CURLcode code) const
+{
+    const QUrl &proxy = m_request.proxy;
+    switch (error) {
+    case QNetworkReply::ProxyAuthenticationRequiredError:
+        return AuthChallenges::refusal(ProxyChoice::nameOf(proxy), {}, proxy.userName(QUrl::FullyDecoded));
+    case QNetworkReply::AuthenticationRequiredError:
+        return AuthChallenges::refusal(u'"' + m_request.url.host() + u'"', {}, m_request.login.user);
+    default:
+        break;
+    }
+    return TransferErrors::isProxys(error) ? wordsFor(code) + u" ("_s + ProxyChoice::nameOf(proxy) + u')'
+                                           : wordsFor(code);
 }
 
 bool FtpTransfer::isBehindEnd() const

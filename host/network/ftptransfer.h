@@ -56,6 +56,7 @@ private:
     void tellHead();
     Next tellNotSatisfiable();
     Next endWith(CURLcode code);
+    QString textFor(QNetworkReply::NetworkError error, CURLcode code) const;
 
     bool isBehindEnd() const;
     qint64 announcedLength() const;

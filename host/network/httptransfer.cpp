@@ -345,7 +345,16 @@ void HttpTransfer::endWithoutAnswer(CURLcode code)
         endWithoutProxy(error, wordsFor(code));
     else
         end(error,
-            TransferErrors::textFor(error, m_check.isProxys() ? m_request.proxy : m_request.url, wordsFor(code)));
+            TransferErrors::textFor(error, m_check.isProxys() ? m_request.proxy : m_request.url, wordsFor(code))
+                + wayThere(error));
+}
+
+/// Who was between, in brackets; empty = nobody, or nobody who matters.
+QString HttpTransfer::wayThere(QNetworkReply::NetworkError error) const
+{
+    const bool isOfNoMatter =
+        m_request.proxy.isEmpty() || m_check.isProxys() || error == QNetworkReply::SslHandshakeFailedError;
+    return isOfNoMatter ? QString() : u" (by way of "_s + ProxyChoice::nameOf(m_request.proxy) + u')';
 }
 
 void HttpTransfer::endCutShort(CURLcode code)
@@ -369,7 +378,8 @@ void HttpTransfer::endWithoutProxy(QNetworkReply::NetworkError error, const QStr
     if (error == QNetworkReply::SslHandshakeFailedError)
         end(error, SecurityWords::proxyCertificate(name.mid(name.indexOf(u'"')), words));
     else if (error == QNetworkReply::ProxyAuthenticationRequiredError)
-        end(error, AuthChallenges::refusal(name, QString::fromUtf8(challenges)));
+        end(error,
+            AuthChallenges::refusal(name, QString::fromUtf8(challenges), m_request.proxy.userName(QUrl::FullyDecoded)));
     else
         end(error, TransferErrors::textFor(error, m_request.url, words) + u" ("_s + name + u')');
 }

@@ -60,6 +60,7 @@ private:
     void endWithStatus();
     void endWithoutAnswer(CURLcode code);
     void endCutShort(CURLcode code);
+    QString wayThere(QNetworkReply::NetworkError error) const;
     void endWithoutProxy(QNetworkReply::NetworkError error, const QString &words);
 
     std::unique_ptr<curl_slist, ListDelete> m_headerList;

@@ -156,6 +156,11 @@ CredentialStore &NetworkAccessChief::credentials() const
     return m_hub->credentials();
 }
 
+QString NetworkAccessChief::userFor(const QUrl &url) const
+{
+    return m_hub->credentials().loginFor(url).user;
+}
+
 QUrl NetworkAccessChief::proxyFor(const QUrl &url) const
 {
     return m_hub->proxyFor(url);

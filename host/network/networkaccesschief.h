@@ -67,6 +67,8 @@ public:
 
     /// Between here and the URL; empty = none.
     QUrl proxyFor(const QUrl &url) const;
+    /// Whose password the server of this URL gets where it asks for one; empty = nobody's.
+    QString userFor(const QUrl &url) const;
 
 private:
     bool applyProxies(const NetworkOptions &options, Failure *failure);

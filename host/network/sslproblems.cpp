@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <host/network/sslproblems.h>
 
+#include <host/parsing/securitywords.h>
+
 #include <QSslCertificate>
 #include <QStringList>
 
@@ -58,6 +60,38 @@ QSslError::SslError kindOf(int code)
     }
 }
 
+QStringList namesOf(const QSslCertificate &certificate)
+{
+    QStringList names = certificate.subjectAlternativeNames().values();
+    if (names.isEmpty())
+        names = certificate.subjectInfo(QSslCertificate::CommonName);
+    names.sort();
+    return names;
+}
+
+QString clauseFor(const QSslError &error)
+{
+    const QSslCertificate certificate = error.certificate();
+    switch (error.error()) {
+    case QSslError::CertificateExpired:
+        return SecurityWords::expired(certificate.expiryDate());
+    case QSslError::CertificateNotYetValid:
+        return SecurityWords::notYetValid(certificate.effectiveDate());
+    case QSslError::HostNameMismatch:
+        return SecurityWords::ofOthers(namesOf(certificate));
+    case QSslError::SelfSignedCertificate:
+        return SecurityWords::selfSigned();
+    case QSslError::SelfSignedCertificateInChain:
+    case QSslError::UnableToGetIssuerCertificate:
+    case QSslError::UnableToGetLocalIssuerCertificate:
+    case QSslError::UnableToVerifyFirstCertificate:
+    case QSslError::CertificateUntrusted:
+        return SecurityWords::ofUnknownAuthority();
+    default:
+        return error.errorString();
+    }
+}
+
 }
 
 QList<QSslError> SslProblems::errorsFrom(const QList<CertificateProblem> &problems, const QByteArray &certificate)
@@ -74,7 +108,7 @@ QString SslProblems::textFor(const QList<QSslError> &errors)
 {
     QStringList texts;
     for (const QSslError &error : errors)
-        texts.append(error.errorString());
+        texts.append(clauseFor(error));
     texts.removeDuplicates();
     return texts.join("; "_L1);
 }

@@ -15,7 +15,7 @@ namespace SslProblems
 /// @param certificate the server's own, DER
 QList<QSslError> errorsFrom(const QList<CertificateProblem> &problems, const QByteArray &certificate);
 
-/// One sentence for all.
+/// Clauses, with semicolons between them.
 QString textFor(const QList<QSslError> &errors);
 
 }

@@ -8,6 +8,7 @@
 #include <QFile>
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include <sys/socket.h>
@@ -116,6 +117,8 @@ void Transfer::tellBody()
 
 QString Transfer::wordsFor(CURLcode code) const
 {
+    if (const int number = int(get<long>(CURLINFO_OS_ERRNO, 0)); code == CURLE_COULDNT_CONNECT && number > 0)
+        return QString::fromLocal8Bit(std::strerror(number));
     const QString text = QString::fromUtf8(m_errorText.constData());
     return text.isEmpty() ? QString::fromUtf8(curl_easy_strerror(code)) : text;
 }
@@ -158,8 +161,8 @@ void Transfer::preparePath()
     if (!path.interface.isEmpty())
         set(CURLOPT_INTERFACE, path.interface.toUtf8().constData());
     if (path.family != NetworkPath::Family::Any)
-        set(CURLOPT_IPRESOLVE, path.family == NetworkPath::Family::IPv4 ? long(CURL_IPRESOLVE_V4)
-                                                                        : long(CURL_IPRESOLVE_V6));
+        set(CURLOPT_IPRESOLVE,
+            path.family == NetworkPath::Family::IPv4 ? long(CURL_IPRESOLVE_V4) : long(CURL_IPRESOLVE_V6));
     for (const QString &line : path.resolved)
         m_resolved.reset(curl_slist_append(m_resolved.release(), line.toUtf8().constData()));
     if (m_resolved)

@@ -14,6 +14,7 @@ namespace
 using AuthChallenges::Challenge;
 
 constexpr auto kAsks = " asks for "_L1;
+constexpr auto kRefuses = " does not let in "_L1;
 constexpr auto kNotSpoken = "which plait does not speak"_L1;
 
 /// More says nothing more to people.
@@ -124,7 +125,7 @@ QString AuthChallenges::valueIn(const QList<QString> &lines, bool isProxys)
     return values.join(u", "_s);
 }
 
-QString AuthChallenges::refusal(const QString &who, const QString &value)
+QString AuthChallenges::refusal(const QString &who, const QString &value, const QString &user)
 {
     const QList<Challenge> challenges = parse(value);
     QList<Challenge> spoken = challenges;
@@ -138,12 +139,19 @@ QString AuthChallenges::refusal(const QString &who, const QString &value)
         return who + kAsks + u"a login by %1, "_s.arg(listed(challenges, name)) + kNotSpoken;
     }
     const QString asked = listed(spoken, &inWords);
-    return who + kAsks + u"a name and a password"_s + (asked.isEmpty() ? QString() : u" (%1)"_s.arg(asked));
+    const QString login =
+        user.isEmpty() ? kAsks + u"a name and a password"_s : kRefuses + u"\"%1\" with that password"_s.arg(user);
+    return who + login + (asked.isEmpty() ? QString() : u" (%1)"_s.arg(asked));
 }
 
 bool AuthChallenges::isRefusal(const QString &text)
 {
-    return text.contains(kAsks);
+    return text.contains(kAsks) || isOfGiven(text);
+}
+
+bool AuthChallenges::isOfGiven(const QString &text)
+{
+    return text.contains(kRefuses);
 }
 
 bool AuthChallenges::isOfUnspoken(const QString &text)

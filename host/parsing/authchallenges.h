@@ -31,11 +31,15 @@ bool isBasicAlone(const QList<Challenge> &challenges);
 /// @return the field's value, see parse(); empty = there is none
 QString valueIn(const QList<QString> &lines, bool isProxys);
 
-/// Who asks for what, as a clause. @param who as people know it
-QString refusal(const QString &who, const QString &value);
+/// Who asks for what, as a clause. @param who as people know it @param user whose password was given, and not taken;
+/// empty = none was
+QString refusal(const QString &who, const QString &value, const QString &user = {});
 
 /// Whether a text was made by refusal().
 bool isRefusal(const QString &text);
+
+/// Whether it is a refusal() of a name and a password that were given.
+bool isOfGiven(const QString &text);
 
 /// Whether it is a refusal() of things that cannot be given as a name and a password.
 bool isOfUnspoken(const QString &text);

@@ -26,11 +26,14 @@ struct Failure {
         TooManyRedirects,
         ServerOverloaded,
         LoginRequired, ///< detail: who asks for which login; empty = the subject's host, for a name and a password
-        LoginRefused, ///< by a server that lets nobody in without; detail: its words
+        LoginRefused, ///< one was given, and the server does not take it; detail: who, and whose
         ProxyLoginRequired, ///< as LoginRequired, by the proxy
+        ProxyLoginRefused, ///< as LoginRefused, by the proxy
+        ProxyFailed, ///< it cannot be reached, or lets nobody through; detail: names it
+        ProxyNotFound, ///< its host has no address; the same
         CertificateRefused,
         ProxyCertificateRefused, ///< detail: names the proxy, too
-        EncryptionFailed, ///< no encrypted connection could be agreed on
+        EncryptionFailed, ///< no encrypted connection could be agreed on; detail: with whom
         UnsupportedUrl, ///< no module serves it
         // Of the file that is on the server.
         CannotResume,
@@ -86,9 +89,12 @@ struct Failure {
         Resume,
         Restart,
         CheckAddress,
+        OtherScheme, ///< the port may speak https where http was asked for, or the other way round
         OpenInBrowser,
         OtherServer,
         CheckNetwork,
+        CheckProxy,
+        CheckClock, ///< of this machine
         GiveLogin,
         GiveProxyLogin,
         GiveHeader, ///< the login is of a kind that can only be given as a header

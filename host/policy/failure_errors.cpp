@@ -3,6 +3,7 @@
 
 #include <host/parsing/authchallenges.h>
 #include <host/parsing/securitywords.h>
+#include <host/policy/proxychoice.h>
 #include <host/policy/schemes.h>
 #include <inet/qt/download/framework/fileerror.h>
 
@@ -17,6 +18,9 @@ namespace
 using Kind = Failure::Kind;
 using Remedy = Failure::Remedy;
 using Info = AbstractDownloadPersistentInfo;
+
+constexpr int kHttpPort = 80;
+constexpr int kBadRequest = 400;
 
 Kind kindOfGeneric(int code)
 {
@@ -62,6 +66,7 @@ Kind kindOfSecurity(const QString &text)
     case SecurityWords::Refusal::ProxyCertificate:
         return Kind::ProxyCertificateRefused;
     case SecurityWords::Refusal::NoAgreement:
+    case SecurityWords::Refusal::NoTls:
         return Kind::EncryptionFailed;
     case SecurityWords::Refusal::Certificate:
         break;
@@ -76,8 +81,13 @@ Kind kindOfNetwork(int code)
     case QNetworkReply::ProxyTimeoutError:
         return Kind::TimedOut;
     case QNetworkReply::HostNotFoundError:
-    case QNetworkReply::ProxyNotFoundError:
         return Kind::HostNotFound;
+    case QNetworkReply::ProxyNotFoundError:
+        return Kind::ProxyNotFound;
+    case QNetworkReply::ProxyConnectionRefusedError:
+    case QNetworkReply::ProxyConnectionClosedError:
+    case QNetworkReply::UnknownProxyError:
+        return Kind::ProxyFailed;
     case QNetworkReply::TooManyRedirectsError:
         return Kind::TooManyRedirects;
     case QNetworkReply::ProxyAuthenticationRequiredError:
@@ -162,19 +172,61 @@ bool isLogin(Kind kind)
     return kind == Kind::LoginRequired || kind == Kind::ProxyLoginRequired;
 }
 
+Kind kindOfLogin(Kind kind, const QString &text)
+{
+    if (!AuthChallenges::isOfGiven(text))
+        return kind;
+    return kind == Kind::ProxyLoginRequired ? Kind::ProxyLoginRefused : Kind::LoginRefused;
+}
+
 /// Who asks for which login is known from its challenges alone; other words say no more than the kind does.
 Failure loginFailure(Kind kind, const AbstractError &error, const Info &info, const QString &text)
 {
     const auto subject = Failure::Subject::of(info);
-    if (AuthChallenges::isRefusal(text)) {
-        Failure failure = Failure::make(kind, subject, text, numberOf(error));
-        if (AuthChallenges::isOfUnspoken(text))
-            failure.remedies = {Remedy::GiveHeader};
-        return failure;
+    if (!AuthChallenges::isRefusal(text))
+        return Failure::make(kind, subject, {}, numberOf(error));
+    Failure failure = Failure::make(kindOfLogin(kind, text), subject, text, numberOf(error));
+    if (AuthChallenges::isOfUnspoken(text))
+        failure.remedies = {Remedy::GiveHeader};
+    return failure;
+}
+
+/// By what is wrong with the certificate; more than one thing may be.
+QList<Remedy> remediesOfCertificate(const QString &text)
+{
+    switch (SecurityWords::flawIn(text)) {
+    case SecurityWords::Flaw::Time:
+        return {Remedy::CheckClock, Remedy::AllowInsecure};
+    case SecurityWords::Flaw::Host:
+        return {Remedy::CheckAddress, Remedy::AllowInsecure};
+    case SecurityWords::Flaw::Authority:
+        break;
     }
-    const bool isFtps = kind == Kind::LoginRequired && Schemes::isFtp(info.finalSource());
-    return isFtps ? Failure::make(Kind::LoginRefused, subject, text)
-                  : Failure::make(kind, subject, {}, numberOf(error));
+    return {Remedy::NameAuthority, Remedy::AllowInsecure};
+}
+
+/// A server that expects TLS answers words of http with 400, with something that is none, or not at all.
+bool mayBeForTls(const AbstractError &error, const Info &info)
+{
+    const QUrl url = info.finalSource();
+    const bool isAtOtherPort = Schemes::isPlainHttp(url) && url.port(kHttpPort) != kHttpPort;
+    if (!isAtOtherPort || info.bytesDownloaded(false) > 0)
+        return false;
+    if (error.category == ErrorCategory::kHttp)
+        return error.code == kBadRequest;
+    return error.category == ErrorCategory::kNetwork
+        && (error.code == QNetworkReply::RemoteHostClosedError || error.code == QNetworkReply::ProtocolFailure);
+}
+
+/// Behind a proxy nobody knows who did not understand.
+void amendRemedies(Failure &failure, const AbstractError &error, const Info &info)
+{
+    if (failure.kind == Kind::CertificateRefused)
+        failure.remedies = remediesOfCertificate(failure.detail);
+    const bool isNoTls = SecurityWords::refusalIn(failure.detail) == SecurityWords::Refusal::NoTls;
+    if (failure.kind == Kind::EncryptionFailed ? isNoTls
+                                               : mayBeForTls(error, info) && !ProxyChoice::isNamedIn(failure.detail))
+        failure.remedies.append(Remedy::OtherScheme);
 }
 
 QString textOf(const AbstractError &error)
@@ -219,8 +271,9 @@ Failure Failure::of(const AbstractError &error, const AbstractDownloadPersistent
     const Kind kind = kindOf(error, info, text);
     if (isLogin(kind))
         return loginFailure(kind, error, info, clauseOf(text));
-    const bool isWhole = FileError::isWhole(error) || kind == Kind::EncryptionFailed;
+    const bool isWhole = FileError::isWhole(error);
     Failure failure = isWhole ? told(kind, Subject::of(info), text) : make(kind, Subject::of(info), clauseOf(text));
     failure.number = numberOf(error);
+    amendRemedies(failure, error, info);
     return failure;
 }

@@ -15,6 +15,8 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
+constexpr auto kName = "the proxy \""_L1;
+
 QString kindOf(const QString &scheme)
 {
     if (scheme == Schemes::kHttp || scheme == Schemes::kHttps)
@@ -153,7 +155,12 @@ bool ProxyChoice::fromEnvironment(const QProcessEnvironment &environment, Settin
 
 QString ProxyChoice::nameOf(const QUrl &proxy)
 {
-    return u"the proxy \"%1\""_s.arg(proxy.authority(QUrl::FullyEncoded | QUrl::RemoveUserInfo));
+    return kName + u"%1\""_s.arg(proxy.authority(QUrl::FullyEncoded | QUrl::RemoveUserInfo));
+}
+
+bool ProxyChoice::isNamedIn(const QString &text)
+{
+    return text.contains(kName);
 }
 
 QUrl ProxyChoice::forUrl(const QUrl &url, const Settings &settings)

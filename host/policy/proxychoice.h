@@ -41,6 +41,9 @@ bool fromEnvironment(const QProcessEnvironment &environment, Settings *settings,
 /// As people know it: the proxy "host:port".
 QString nameOf(const QUrl &proxy);
 
+/// Whether a text names one so.
+bool isNamedIn(const QString &text);
+
 /// The proxy for the URL; empty = none. Loopback is a host like another.
 QUrl forUrl(const QUrl &url, const Settings &settings);
 

@@ -86,7 +86,7 @@ bool DownloadList::beginFile()
     m_database.reset();
     const QString folder = QFileInfo(m_path).absolutePath();
     if (!makeFolder(folder))
-        return failToOpen(u"the folder \"%1\" cannot be made"_s.arg(folder));
+        return failToOpen(u"the folder \"%1\" cannot be made"_s.arg(folder), {Remedy::OtherList});
     const QString obstacle = DamagedList::obstacleAt(m_path);
     if (!obstacle.isEmpty())
         return failToOpen(obstacle, {Remedy::MoveAway, Remedy::OtherList});
@@ -94,7 +94,7 @@ bool DownloadList::beginFile()
         return failToOpen(u"it is no list of downloads"_s, {Remedy::OtherList});
     const QString fileError = makeFile(m_path);
     m_inode = DamagedList::inodeOf(m_path);
-    return fileError.isEmpty() || failToOpen(fileError);
+    return fileError.isEmpty() || failToOpen(fileError, {Remedy::OtherList});
 }
 
 DownloadList::Opening DownloadList::connectTo()
@@ -462,5 +462,7 @@ bool DownloadList::failBy(Failure::Kind kind, const SqlError &error)
         m_failure = m_warning ? m_warning : Failure::make(Failure::Kind::ListDamaged, subject());
     if (damaged)
         return false;
+    if (error.isInUse())
+        return fail(kind, u"another process has it to itself"_s, {Remedy::TryLater, Remedy::StopFirst});
     return fail(kind, error.isValid() ? error.text : kNoSuchDownload);
 }

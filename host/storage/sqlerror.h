@@ -14,4 +14,6 @@ struct SqlError {
     static SqlError of(sqlite3 *database);
 
     bool isValid() const { return number != 0; }
+    /// Somebody else had the database for longer than is waited.
+    bool isInUse() const;
 };

@@ -101,11 +101,11 @@ void TestPlaitCertificates::aFlawedCertificateIsRefusedWithItsReason_data()
 {
     QTest::addColumn<QString>("flaw");
     QTest::addColumn<QByteArray>("words");
-    QTest::newRow("one that has expired") << u"expired"_s << "expired"_ba;
+    QTest::newRow("one that has expired") << u"expired"_s << "it expired on 20"_ba;
     QTest::newRow("one that is not valid yet") << u"early"_s << "not yet valid"_ba;
     QTest::newRow("one that rests on itself") << u"self-signed"_s << "self-signed"_ba;
-    QTest::newRow("one of another name") << u"name"_s << "host name did not match"_ba;
-    QTest::newRow("one whose authority is not shown") << u"incomplete"_s << "issuer certificate"_ba;
+    QTest::newRow("one of another name") << u"name"_s << "it is for \""_ba;
+    QTest::newRow("one whose authority is not shown") << u"incomplete"_s << "nobody here knows the authority"_ba;
     QTest::newRow("one for clients") << u"purpose"_s << "purpose"_ba;
 }
 

@@ -217,7 +217,8 @@ void TestPlaitCredentials::wrongCredentialsAreAnAuthenticationProblem()
     server.setHandler("/file.bin", Authentication::basic("me:right", ScriptedResponse::file(kSeed, kSmallSize)));
     const PlaitResult result = m_plait->run({u"--user"_s, u"me:wrong"_s, server.url(u"/file.bin"_s).toString()});
     QVERIFY2(result.status == kAuthentication, result.err.constData());
-    QVERIFY2(result.err.contains("\"127.0.0.1\" asks for a name and a password (Basic realm \"realm\")"), result.err);
+    QVERIFY2(result.err.contains("\"127.0.0.1\" does not let in \"me\" with that password (Basic realm \"realm\")"),
+             result.err);
     QVERIFY(m_plait->files().isEmpty());
     QCOMPARE(server.requests().size(), 2);
 }

@@ -182,7 +182,7 @@ void TestPlaitFtp::aWrongPasswordIsSaid()
     PlaitSandbox plait;
     const PlaitResult result = plait.run({m_server->url(u"/file.bin"_s, u"tester:falsch"_s).toString()});
     QCOMPARE(result.status, kAuthentication);
-    QVERIFY2(result.err.contains("asks for a name and a password"), result.err);
+    QVERIFY2(result.err.contains("does not let in \"tester\" with that password"), result.err);
     QVERIFY2(result.err.contains("--user NAME:PASSWORD"), result.err);
     QVERIFY2(!result.err.contains("falsch") && !result.out.contains("falsch"), result.err);
     QVERIFY(plait.files().isEmpty());

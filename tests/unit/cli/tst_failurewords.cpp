@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <cli/failurewords.h>
+#include <host/parsing/authchallenges.h>
 #include <host/parsing/securitywords.h>
 #include <inet/qt/download/framework/fileerror.h>
 
@@ -87,7 +88,7 @@ void TestFailureWords::textOfError_data()
         << QStringList{u"\"https://user@files.example/dir/x.iso?a=1\""_s, u"(HTTP status 404)"_s,
                        u"Check the address."_s};
     QTest::newRow("an unexpected status is named")
-        << errorOf(ErrorCategory::kHttp, 500) << QStringList{u"HTTP status 500"_s, u"try again later"_s};
+        << errorOf(ErrorCategory::kHttp, 500) << QStringList{u"HTTP status 500"_s, u"again later"_s};
     QTest::newRow("a password says how to give it")
         << errorOf(ErrorCategory::kHttp, 401) << QStringList{u"\"files.example\""_s, u"--user"_s};
     QTest::newRow("a proxy's password is the proxy's")
@@ -131,6 +132,20 @@ void TestFailureWords::textOfError_data()
         << errorOf(ErrorCategory::kNetwork, QNetworkReply::SslHandshakeFailedError,
                    SecurityWords::noAgreement(u"x"_s, u"wrong version"_s).toUtf8().constData())
         << QStringList{u"cannot agree with \"x\" on an encrypted connection: wrong version. It may"_s};
+    QTest::newRow("what answers without encryption names the other address")
+        << errorOf(ErrorCategory::kNetwork, QNetworkReply::SslHandshakeFailedError,
+                   SecurityWords::noAgreement(u"x"_s, u"wrong version number"_s).toUtf8().constData())
+        << QStringList{u"\"x\" answers, but not in TLS. If that port speaks http, write \"http://"_s};
+    QTest::newRow("a proxy that refuses is told from the server")
+        << errorOf(ErrorCategory::kNetwork, QNetworkReply::ProxyConnectionRefusedError,
+                   "It refused (the proxy \"p:1\")")
+        << QStringList{u": It refused (the proxy \"p:1\"). "_s, u"--proxy"_s};
+    QTest::newRow("what may not be had says how to show who asks")
+        << errorOf(ErrorCategory::kHttp, 403) << QStringList{u"(HTTP status 403)"_s, u"--user"_s, u"--load-cookies"_s};
+    QTest::newRow("what is gone is not looked for again")
+        << errorOf(ErrorCategory::kHttp, 410) << QStringList{u"(HTTP status 410)"_s, u"another address"_s};
+    QTest::newRow("too many requests say how to ask less often")
+        << errorOf(ErrorCategory::kHttp, 429) << QStringList{u"(HTTP status 429)"_s, u"-x 1"_s};
     QTest::newRow("a piece that was not asked for keeps its reason")
         << errorOf(ErrorCategory::kNetwork, QNetworkReply::ProtocolFailure, "It sent \"bytes 0-9/10\".")
         << QStringList{u"It sent \"bytes 0-9/10\". "_s};
@@ -198,11 +213,13 @@ void TestFailureWords::anFtpServersLoginIsGivenByTheOption()
 {
     Info info = recordOf();
     info.url = QUrl(u"ftp://files.example/x.iso"_s);
-    const QString text = wordsFor(
-        errorOf(ErrorCategory::kNetwork, QNetworkReply::AuthenticationRequiredError, "Access denied: 530"), info);
-    QVERIFY2(text.contains(u"\"files.example\" asks for a name and a password: Access denied: 530."_s),
-             qPrintable(text));
-    QVERIFY2(text.contains(u"--user NAME:PASSWORD"_s), qPrintable(text));
+    for (const QString &user : {QString(), u"anna"_s}) {
+        const QByteArray told = AuthChallenges::refusal(u"\"files.example\""_s, {}, user).toUtf8();
+        const QString text = wordsFor(
+            errorOf(ErrorCategory::kNetwork, QNetworkReply::AuthenticationRequiredError, told.constData()), info);
+        QVERIFY2(text.contains(QString::fromUtf8(told) + u". "_s), qPrintable(text));
+        QVERIFY2(text.contains(u"--user NAME:PASSWORD"_s), qPrintable(text));
+    }
 }
 
 void TestFailureWords::anFtpFolderIsSaidToBeOne()
@@ -212,7 +229,7 @@ void TestFailureWords::anFtpFolderIsSaidToBeOne()
     const QString text = wordsFor(errorOf(ErrorCategory::kNetwork, QNetworkReply::ContentOperationNotPermittedError,
                                           "The address names a folder, not a file."),
                                   info);
-    QVERIFY2(text.contains(u"The address names a folder, not a file."_s), qPrintable(text));
+    QVERIFY2(text.contains(u"it is a folder, and plait fetches files."_s), qPrintable(text));
 }
 
 void TestFailureWords::aRecordWithoutAFileIsNamedByItsUrl()

@@ -40,7 +40,12 @@ int codeOf(int number, QFileDevice::FileError otherwise)
     }
 }
 
-QString adviceFor(int number)
+// What could not be done.
+const QString kCreate = u"create"_s;
+const QString kUseFolder = u"use the folder"_s;
+
+/// @param isNew whether it was about a file that is not there yet
+QString adviceFor(int number, bool isNew)
 {
     if (PlainFile::isInTheWay(number))
         return u" Move away what is in its place, or choose another name."_s;
@@ -54,7 +59,12 @@ QString adviceFor(int number)
         return u" Free some space and start the download again."_s;
     case ENAMETOOLONG:
         return u" Choose a shorter name."_s;
+    case ENOTDIR:
+        return u" Choose another folder."_s;
     case ENOENT:
+        if (isNew)
+            return u" Choose another folder."_s;
+        [[fallthrough]];
     case ENODATA:
         return u" Restart the download to fetch it again."_s;
     default:
@@ -73,7 +83,7 @@ Outcome failed(const QString &what, const QString &path, int number, QFileDevice
 {
     return failed(codeOf(number, otherwise),
                   "cannot "_L1 + what + " \""_L1 + path + "\": "_L1 + PlainFile::reason(path, number) + u'.'
-                      + adviceFor(number),
+                      + adviceFor(number, what == kCreate || what == kUseFolder),
                   FileError::sourceWith(source, number));
 }
 
@@ -90,7 +100,7 @@ Outcome incomplete(const QString &path, qint64 found, qint64 wanted, const std::
 {
     return failed(QFileDevice::ReadError,
                   "cannot finish \""_L1 + path + "\": bytes are missing, it has "_L1 + QString::number(found)
-                      + " of "_L1 + QString::number(wanted) + '.'_L1 + adviceFor(ENODATA),
+                      + " of "_L1 + QString::number(wanted) + '.'_L1 + adviceFor(ENODATA, false),
                   source);
 }
 
@@ -129,7 +139,7 @@ Outcome TargetFileOperator::perform(Operation &operation, Reaction reaction, boo
         return failed(QFileDevice::OpenError, u"no folder is set for the download. Choose one."_s, errorSourceHere());
     TargetFolder folder(m_folder);
     if (const int error = folder.open())
-        return failed(u"use the folder"_s, folder.pathOf({}), error, QFileDevice::OpenError, errorSourceHere());
+        return failed(kUseFolder, folder.pathOf({}), error, QFileDevice::OpenError, errorSourceHere());
     return operation.kind == Operation::Create ? create(folder, operation, reaction, truncate)
                                                : finish(folder, operation, reaction);
 }
@@ -143,13 +153,13 @@ Outcome TargetFileOperator::create(TargetFolder &folder, Operation &operation, R
         if (error == 0)
             return created(operation, part);
         if (error != EEXIST)
-            return failed(u"create"_s, folder.pathOf(part), error, QFileDevice::OpenError, errorSourceHere());
+            return failed(kCreate, folder.pathOf(part), error, QFileDevice::OpenError, errorSourceHere());
     }
     switch (reaction) {
     case Reaction::Ask:
         return {inTheWayOf(folder, name), {}};
     case Reaction::Skip:
-        return skipped(u"create"_s, folder.pathOf(name), QFileDevice::OpenError, errorSourceHere());
+        return skipped(kCreate, folder.pathOf(name), QFileDevice::OpenError, errorSourceHere());
     case Reaction::Overwrite:
         return createOver(folder, operation, name, truncate);
     case Reaction::NotSet:
@@ -171,7 +181,7 @@ Outcome TargetFileOperator::createNumbered(TargetFolder &folder, Operation &oper
         if (error == 0)
             return created(operation, part);
     }
-    return failed(u"create"_s, folder.pathOf(name), error, QFileDevice::OpenError, errorSourceHere());
+    return failed(kCreate, folder.pathOf(name), error, QFileDevice::OpenError, errorSourceHere());
 }
 
 /// The finished file stays until the new one takes its place. An incomplete one is begun anew rather than emptied: its
@@ -191,7 +201,7 @@ Outcome TargetFileOperator::createOver(TargetFolder &folder, Operation &operatio
         error = error == 0 ? folder.createExclusively(part) : error;
     }
     if (error != 0)
-        return failed(u"create"_s, folder.pathOf(part), error, QFileDevice::OpenError, errorSourceHere());
+        return failed(kCreate, folder.pathOf(part), error, QFileDevice::OpenError, errorSourceHere());
     return created(operation, part);
 }
 

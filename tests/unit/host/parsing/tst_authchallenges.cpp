@@ -27,6 +27,7 @@ private Q_SLOTS:
     void basicIsAllThatIsLeft();
     void aRefusalNamesWhatWasAskedFor_data();
     void aRefusalNamesWhatWasAskedFor();
+    void aRefusalOfWhatWasGivenNamesWhose();
     void fieldsOfOneNameAreOneList();
 };
 
@@ -113,6 +114,15 @@ void TestAuthChallenges::aRefusalNamesWhatWasAskedFor()
 {
     QFETCH(QString, value);
     QTEST(AuthChallenges::refusal(u"it"_s, value), "text");
+}
+
+void TestAuthChallenges::aRefusalOfWhatWasGivenNamesWhose()
+{
+    const QString text = AuthChallenges::refusal(u"it"_s, kBasic, u"anna"_s);
+    QCOMPARE(text, u"it does not let in \"anna\" with that password (Basic realm \"x\")"_s);
+    QVERIFY(AuthChallenges::isRefusal(text) && AuthChallenges::isOfGiven(text) && !AuthChallenges::isOfUnspoken(text));
+    QVERIFY(!AuthChallenges::isOfGiven(AuthChallenges::refusal(u"it"_s, kBasic)));
+    QVERIFY(AuthChallenges::isOfUnspoken(AuthChallenges::refusal(u"it"_s, u"NTLM"_s, u"anna"_s)));
 }
 
 void TestAuthChallenges::fieldsOfOneNameAreOneList()

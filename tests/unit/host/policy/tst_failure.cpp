@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <host/parsing/authchallenges.h>
 #include <host/parsing/securitywords.h>
 #include <host/policy/failure.h>
 #include <inet/qt/download/framework/fileerror.h>
@@ -54,7 +55,10 @@ private Q_SLOTS:
     void theNumberIsTheStatusOrTheSystemsOwn();
     void whoAsksForALoginIsToldWhereItIsKnown();
     void aLoginThatCannotBeSpokenIsGivenAsAHeader();
-    void anFtpServersOwnWordsAreKept();
+    void aLoginThatWasGivenIsToldFromNone();
+    void whatHelpsIsSaidByWhatIsWrongWithACertificate();
+    void aPortOfTlsIsGuessedWhereHttpIsNotUnderstood_data();
+    void aPortOfTlsIsGuessedWhereHttpIsNotUnderstood();
     void aWholeSentenceIsKnownByItsMark();
     void everyKindHasAKeyOfItsOwn();
     void jsonKeepsEverything();
@@ -97,12 +101,13 @@ void TestFailure::kindOfError_data()
     network("nobody listens", QNetworkReply::ConnectionRefusedError, Kind::NetworkFailed);
     network("a body cut short", QNetworkReply::RemoteHostClosedError, Kind::NetworkFailed);
     network("no such host", QNetworkReply::HostNotFoundError, Kind::HostNotFound);
-    network("no such proxy", QNetworkReply::ProxyNotFoundError, Kind::HostNotFound);
+    network("no such proxy", QNetworkReply::ProxyNotFoundError, Kind::ProxyNotFound);
     network("silence", QNetworkReply::TimeoutError, Kind::TimedOut);
     network("a proxy's silence", QNetworkReply::ProxyTimeoutError, Kind::TimedOut);
     network("a certificate that is not trusted", QNetworkReply::SslHandshakeFailedError, Kind::CertificateRefused);
     network("the network went away", QNetworkReply::TemporaryNetworkFailureError, Kind::NetworkFailed);
-    network("a proxy that refuses", QNetworkReply::ProxyConnectionRefusedError, Kind::NetworkFailed);
+    network("a proxy that refuses", QNetworkReply::ProxyConnectionRefusedError, Kind::ProxyFailed);
+    network("a proxy that lets nobody through", QNetworkReply::UnknownProxyError, Kind::ProxyFailed);
     network("any other network error", QNetworkReply::UnknownNetworkError, Kind::NetworkFailed);
     network("redirects counted by Qt", QNetworkReply::TooManyRedirectsError, Kind::TooManyRedirects);
     network("a redirect out of encryption", QNetworkReply::InsecureRedirectError, Kind::BadAnswer);
@@ -123,6 +128,8 @@ void TestFailure::kindOfError_data()
     };
     handshake("a proxy's certificate", SecurityWords::proxyCertificate(u"\"p:1\""_s, u"it is old"_s),
               Kind::ProxyCertificateRefused);
+    handshake("no encryption at all", SecurityWords::noAgreement(u"x"_s, u"wrong version number"_s),
+              Kind::EncryptionFailed);
     handshake("no common way to encrypt", SecurityWords::noAgreement(u"x"_s, u"too old"_s), Kind::EncryptionFailed);
 
     const auto file = [&row](const char *name, QFileDevice::FileError code, int number, Kind kind) {
@@ -218,13 +225,56 @@ void TestFailure::aLoginThatCannotBeSpokenIsGivenAsAHeader()
              {Remedy::GiveProxyLogin});
 }
 
-void TestFailure::anFtpServersOwnWordsAreKept()
+void TestFailure::aLoginThatWasGivenIsToldFromNone()
 {
-    const AbstractError error =
-        errorOf(ErrorCategory::kNetwork, QNetworkReply::AuthenticationRequiredError, "Access denied: 530");
-    const Failure failure = Failure::of(error, recordOf(u"ftp://files.example/x"_s));
-    QCOMPARE(failure.kind, Kind::LoginRefused);
-    QCOMPARE(failure.detail, u"Access denied: 530"_s);
+    const std::string words = AuthChallenges::refusal(u"\"h\""_s, {}, u"anna"_s).toStdString();
+    const Failure servers =
+        Failure::of(errorOf(ErrorCategory::kNetwork, QNetworkReply::AuthenticationRequiredError, words), Info());
+    QCOMPARE(servers.kind, Kind::LoginRefused);
+    QCOMPARE(servers.detail, QString::fromStdString(words));
+    QCOMPARE(Failure::of(errorOf(ErrorCategory::kHttp, 407, words), Info()).kind, Kind::ProxyLoginRefused);
+}
+
+void TestFailure::whatHelpsIsSaidByWhatIsWrongWithACertificate()
+{
+    const auto remediesOf = [](const QString &text) {
+        return Failure::of(errorOf(ErrorCategory::kNetwork, QNetworkReply::SslHandshakeFailedError, text.toStdString()),
+                           Info())
+            .remedies;
+    };
+    const QString old = SecurityWords::expired(QDateTime::fromSecsSinceEpoch(0));
+    const QString early = SecurityWords::notYetValid(QDateTime::fromSecsSinceEpoch(0));
+    const QString others = SecurityWords::ofOthers({u"a"_s, u"b"_s});
+    QCOMPARE(remediesOf(old).first(), Remedy::CheckClock);
+    QCOMPARE(remediesOf(early).first(), Remedy::CheckClock);
+    QCOMPARE(remediesOf(others).first(), Remedy::CheckAddress);
+    QCOMPARE(remediesOf(old + u"; "_s + others).first(), Remedy::CheckAddress);
+    QCOMPARE(remediesOf(SecurityWords::ofUnknownAuthority() + u"; "_s + others).first(), Remedy::NameAuthority);
+    QCOMPARE(remediesOf(u"It was rejected"_s).first(), Remedy::NameAuthority);
+}
+
+void TestFailure::aPortOfTlsIsGuessedWhereHttpIsNotUnderstood_data()
+{
+    QTest::addColumn<AbstractError>("error");
+    QTest::addColumn<QString>("url");
+    QTest::addColumn<bool>("isGuessed");
+    const AbstractError closed = errorOf(ErrorCategory::kNetwork, QNetworkReply::RemoteHostClosedError);
+    const AbstractError bad = errorOf(ErrorCategory::kHttp, 400);
+    QTest::newRow("closed without an answer") << closed << u"http://h:8443/x"_s << true;
+    QTest::newRow("400") << bad << u"http://h:8443/x"_s << true;
+    QTest::newRow("404") << errorOf(ErrorCategory::kHttp, 404) << u"http://h:8443/x"_s << false;
+    QTest::newRow("400 at http's own port") << bad << u"http://h/x"_s << false;
+    QTest::newRow("400 over https") << bad << u"https://h:8443/x"_s << false;
+    const AbstractError noTls = errorOf(ErrorCategory::kNetwork, QNetworkReply::SslHandshakeFailedError,
+                                        SecurityWords::noAgreement(u"h"_s, u"wrong version number"_s).toStdString());
+    QTest::newRow("http where https was asked for") << noTls << u"https://h:8080/x"_s << true;
+}
+
+void TestFailure::aPortOfTlsIsGuessedWhereHttpIsNotUnderstood()
+{
+    QFETCH(AbstractError, error);
+    QFETCH(QString, url);
+    QTEST(Failure::of(error, recordOf(url)).remedies.contains(Remedy::OtherScheme), "isGuessed");
 }
 
 void TestFailure::aWholeSentenceIsKnownByItsMark()

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: MIT
+#include <cli/failurenames.h>
+
+#include <QDir>
+
+using namespace Qt::StringLiterals;
+
+QString FailureNames::quoted(const QString &text)
+{
+    return u'"' + text + u'"';
+}
+
+QString FailureNames::quotedUrl(const Failure &failure)
+{
+    return quoted(failure.subject.url.toDisplayString());
+}
+
+QString FailureNames::quotedHost(const Failure &failure)
+{
+    return quoted(failure.subject.host);
+}
+
+QString FailureNames::quotedServer(const Failure &failure)
+{
+    const QUrl &url = failure.subject.url;
+    const bool isItsPort = url.port() > 0 && url.host() == failure.subject.host;
+    return isItsPort ? quoted(failure.subject.host + u':' + QString::number(url.port())) : quotedHost(failure);
+}
+
+QString FailureNames::quotedTitle(const Failure &failure)
+{
+    return failure.subject.path.isEmpty() ? quotedUrl(failure) : quoted(failure.subject.title);
+}
+
+QString FailureNames::quotedFolder(const Failure &failure)
+{
+    return quoted(QDir::toNativeSeparators(failure.subject.folder));
+}
+
+QString FailureNames::quotedFile(const Failure &failure)
+{
+    const QString &path = failure.subject.path;
+    return path.isEmpty() ? quotedFolder(failure) : quoted(QDir::toNativeSeparators(path));
+}
+
+QString FailureNames::numberOf(const Failure &failure)
+{
+    return QString::number(failure.subject.id);
+}
+
+QString FailureNames::reason(const Failure &failure, const QString &otherwise)
+{
+    return failure.detail.isEmpty() ? otherwise : failure.detail;
+}

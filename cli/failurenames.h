@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <host/policy/failure.h>
+
+#include <QString>
+
+/// What a failure is about, as it is called in a sentence.
+namespace FailureNames
+{
+
+QString quoted(const QString &text);
+QString quotedUrl(const Failure &failure);
+QString quotedHost(const Failure &failure);
+/// With its port, where the address names one.
+QString quotedServer(const Failure &failure);
+/// Where there is no name yet, the address is better known.
+QString quotedTitle(const Failure &failure);
+QString quotedFolder(const Failure &failure);
+/// Its folder where there is no name yet.
+QString quotedFile(const Failure &failure);
+/// Of the download, as commands take it.
+QString numberOf(const Failure &failure);
+/// The words of whoever told the cause, or ours where there are none.
+QString reason(const Failure &failure, const QString &otherwise);
+
+}
