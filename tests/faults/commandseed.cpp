@@ -362,7 +362,7 @@ void CommandSeed::checkFileOf(const Snapshot &row, const QString &path)
                                                           QString::number(int(row.failure.kind)), row.failure.detail));
         return;
     }
-    if (known.mayLackFile && !QFileInfo::exists(path))
+    if ((known.mayLackFile || isOthers) && !QFileInfo::exists(path))
         return;
     const QByteArray bytes = TestFiles::readFile(path);
     const bool isWhole = file.isVersion(bytes);
@@ -373,9 +373,13 @@ void CommandSeed::checkFileOf(const Snapshot &row, const QString &path)
              u"%1: \"%2\" with %3 bytes is not what the server has"_s.arg(name, path).arg(bytes.size()));
 }
 
-/// By another download of the same file, as somebody wanted.
+/// By another download of the same file, as somebody wanted: also while it was incomplete.
 bool CommandSeed::isOverwritten(const Snapshot &row) const
 {
+    using Reaction = AbstractDownloadExistingFileReaction;
+    const auto reaction = Reaction(m_world.files.at(m_known.value(row.id).file).onExists);
+    if (reaction != Reaction::Overwrite && reaction != Reaction::Ask)
+        return false;
     const QList<Snapshot> &rows = m_watch->rows();
     return std::any_of(rows.cbegin(), rows.cend(),
                        [&row](const Snapshot &other) { return other.id != row.id && other.name() == row.name(); });

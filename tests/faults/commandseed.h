@@ -59,7 +59,8 @@ private:
     struct Known {
         int file = 0;
         bool mayBeEarly = false; ///< somebody was content with what was there
-        bool mayBeGone = false; ///< whether it was removed was never heard
+        int removals = 0; ///< that are not answered yet
+        bool mayBeGone = false; ///< it is being removed, or whether it was was never heard
         bool mayLackFile = false; ///< nor whether its file was; that goes first
     };
 

@@ -168,13 +168,17 @@ void CommandSeed::giveCommand(const CommandStep &step)
 void CommandSeed::remove(qint64 id, bool withFile)
 {
     if (m_known.contains(id)) {
+        ++m_known[id].removals;
         m_known[id].mayBeGone = true;
-        m_known[id].mayLackFile = withFile;
+        m_known[id].mayLackFile = m_known[id].mayLackFile || withFile;
         if (!withFile)
             m_leftBehind.insert(m_known[id].file);
     }
     m_engine->remove(id, withFile, judged(Kind::Remove, id, [this, id](const EngineAnswer &answer) {
-                         if (!isUnheard(answer) && m_known.contains(id))
+                         if (!m_known.contains(id))
+                             return;
+                         const bool isLast = --m_known[id].removals == 0;
+                         if (!isUnheard(answer) && isLast)
                              m_known[id].mayBeGone = m_known[id].mayLackFile = answer.isOk();
                      }));
 }
