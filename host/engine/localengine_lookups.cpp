@@ -168,9 +168,12 @@ void LocalEngine::onLookedUp(qint64 id, const AbstractDownloadPersistentInfo &in
         answer(lookup.command, {.found = lookup.found});
 }
 
-/// Queries end with the session; a check has no other end.
+/// Queries end with the session, and what they find by then nobody hears. A check has no other end.
 void LocalEngine::endLookups()
 {
+    const QHash<qint64, Lookup> lookups = std::exchange(m_lookups, {});
+    for (const Lookup &lookup : lookups)
+        refuse(lookup.command, stopped());
     if (m_check)
         m_check->stop();
     while (!m_checks.isEmpty())

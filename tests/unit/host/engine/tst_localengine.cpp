@@ -64,6 +64,7 @@ private Q_SLOTS:
     void aCheckIsSeenWhileItGoesOn();
     void aCheckIsGivenUpForOtherWork_data();
     void aCheckIsGivenUpForOtherWork();
+    void whatIsLookedUpIsGivenUpWithTheEngine();
     void thatNothingIsKeptIsSaidOnce();
 
 private:
@@ -410,6 +411,22 @@ void TestLocalEngine::aCheckIsGivenUpForOtherWork()
     for (qsizetype i = 1; i < states.size(); ++i)
         QVERIFY(states.at(i - 1) == states.at(i) || downloadStates().allows(states.at(i - 1), states.at(i)));
     QVERIFY(states.contains(DownloadState::Checking));
+}
+
+void TestLocalEngine::whatIsLookedUpIsGivenUpWithTheEngine()
+{
+    const qint64 id = add(u"done"_s, {}, false);
+    const QUrl url = row(id).url;
+    QSignalSpy closed(m_engine.get(), &Engine::closed);
+    QList<Failure::Kind> answers;
+    const auto keep = [&](const EngineAnswer &answer) { answers.append(answer.failure.kind); };
+    m_engine->setUrl(id, request(u"done"_s), false, keep);
+    m_engine->query(request(u"done"_s), keep);
+    m_engine->close();
+    QTRY_COMPARE(closed.size(), 1);
+    QCOMPARE(answers, QList<Failure::Kind>(2, Failure::Kind::Stopped));
+    open(m_dir->filePath(u"list.sqlite"_s));
+    QCOMPARE(row(id).url, url);
 }
 
 void TestLocalEngine::thatNothingIsKeptIsSaidOnce()
