@@ -67,6 +67,8 @@ qint64 StandardOutput::writeData(const char *data, qint64 size)
 
 void StandardOutput::giveUp(int error)
 {
+    if (m_error != 0)
+        return;
     m_error = error;
     if (error == EPIPE)
         Q_EMIT readerGone();

@@ -25,7 +25,7 @@ public:
     /// @param status that it would have had @param complaint gets a sentence for people; empty = there is none
     ExitStatus finalStatus(ExitStatus status, QString *complaint) const;
 
-    /// Somebody else wrote to it, and it failed. @param error of errno
+    /// Somebody else wrote to it, and it failed; the first failure is the one that counts. @param error of errno
     void giveUp(int error);
 
     bool isSequential() const override { return true; }
