@@ -38,11 +38,14 @@ QStringList wrapped(const QString &text, qsizetype width)
 /// A name, and what it is beside it; below it where the name is long.
 QString entry(const QString &name, const QString &text, qsizetype column)
 {
-    const QStringList lines = wrapped(text, kWidth - column);
-    const bool isLong = kIndent.size() + name.size() + 1 > column;
-    QString result = isLong ? kIndent + name + u'\n' : (kIndent + name).leftJustified(column);
-    result += isLong ? QString(column, u' ') : QString();
-    return result + lines.join(u'\n' + QString(column, u' ')) + u'\n';
+    const QString nextLine = u'\n' + QString(column, u' ');
+    const QString words = wrapped(text, kWidth - column).join(nextLine);
+    const QString line = kIndent + name;
+    if (line.size() < column)
+        return line.leftJustified(column) + words + u'\n';
+    const bool fits = line.size() <= kWidth;
+    const QString names = fits ? line : kIndent + wrapped(name, kWidth - kIndent.size()).join(u'\n' + kIndent);
+    return names + nextLine + words + u'\n';
 }
 
 QString nameOf(const OptionRow &row)
@@ -88,8 +91,10 @@ QString frequentOptions(const CommandRow &command)
 
 QString ofTool(const Habits::Tool &tool)
 {
-    QString text = u"What you know from %1, and what it is here. A letter that several programs have for\n"
-                   "several things is asked about, or is the one of \"plait help options\".\n\n"_s.arg(tool.name);
+    const QString about =
+        u"What you know from %1, and what it is here. A letter that several programs have for several "
+        "things is asked about, or is the one of \"plait help options\"."_s.arg(tool.name);
+    QString text = wrapped(about, kWidth).join(u'\n') + u"\n\n"_s;
     for (const Habit &habit : tool.rows) {
         const QString value = habit.value ? u' ' + QLatin1StringView(habit.value) : QString();
         text += entry(QString::fromLatin1(habit.names).replace(u' ', u", "_s) + value,
