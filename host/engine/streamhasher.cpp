@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace
 {
 
@@ -36,6 +38,8 @@ private:
 
 void StreamHasher::Worker::readUpTo(const QString &path, qint64 end)
 {
+    if (m_position >= end)
+        return;
     if (!m_file.isOpen()) {
         m_file.setFileName(path);
         // Under its next name it is found the next time.
@@ -44,8 +48,10 @@ void StreamHasher::Worker::readUpTo(const QString &path, qint64 end)
     }
     while (m_position < end && m_errorText.isEmpty() && !QThread::currentThread()->isInterruptionRequested()) {
         const QByteArray chunk = m_file.read(std::min(kChunk, end - m_position));
+        // An end that comes too early is no error to the system.
         if (chunk.isEmpty())
-            m_errorText = m_file.errorString();
+            m_errorText = m_file.error() == QFileDevice::NoError ? u"it ends after %1 bytes"_s.arg(m_position)
+                                                                 : m_file.errorString();
         m_hash.addData(chunk);
         m_position += chunk.size();
     }
