@@ -3,8 +3,7 @@
 
 #include <host/engine/downloadsession.h>
 #include <host/storage/storethread.h>
-
-#include <QPointer>
+#include <inet/qt/download/framework/runguard.h>
 
 #include <utility>
 
@@ -62,12 +61,12 @@ void LocalEngine::tell(const EngineNews &news)
 /// Whoever hears of something may give commands, and destroy the engine.
 void LocalEngine::flush()
 {
-    const QPointer<LocalEngine> alive(this);
+    const RunGuard lives(this);
     if (std::exchange(m_isFlushing, true))
         return;
-    while (alive && !m_news.isEmpty())
+    while (lives && !m_news.isEmpty())
         deliver(m_news.dequeue());
-    if (alive)
+    if (lives)
         m_isFlushing = false;
 }
 

@@ -8,6 +8,7 @@
 #include <host/network/transfermanager.h>
 #include <host/parsing/partialanswer.h>
 #include <inet/qt/download/framework/abstractnetworkaccesschief.h>
+#include <inet/qt/download/framework/runguard.h>
 
 #include <QEvent>
 #include <QSslError>
@@ -232,18 +233,18 @@ void TransferReply::onNews()
     m_isLookDue = false;
     if (!m_transfer || isFinished())
         return;
-    const QPointer<TransferReply> self(this);
+    const RunGuard run(this, m_runsEnded);
     TransferPipe &pipe = m_transfer->pipe();
     pipe.acknowledge();
     // Before anything is told, so that data which comes while something is told waits for its own news.
     const std::optional<TransferPipe::End> end = pipe.end();
     if (const std::optional<TransferPipe::Head> head = pipe.takeHead())
         onHead(*head);
-    if (self && m_isHeadHeld && m_transfer && m_transfer->pipe().size() > 0)
+    if (run && m_isHeadHeld && m_transfer->pipe().size() > 0)
         tellHeldHead();
-    if (self && m_transfer && !isFinished() && !m_isHeadHeld)
+    if (run && !m_isHeadHeld)
         tellData();
-    if (self && m_transfer && !isFinished() && end)
+    if (run && end)
         tellEnd(*end);
 }
 
@@ -268,10 +269,10 @@ void TransferReply::tellEnd(const TransferPipe::End &end)
     const qint64 left = m_transfer->pipe().size();
     if (readBufferSize() > 0 && left > readBufferSize())
         return;
-    const QPointer<TransferReply> self(this);
+    const RunGuard run(this, m_runsEnded);
     // All is shown from now on.
     tellData();
-    if (self && m_transfer && !isFinished())
+    if (run)
         conclude(end);
 }
 
@@ -306,9 +307,9 @@ void TransferReply::noteOutcome(RequestPace::Outcome outcome)
 void TransferReply::askForTrust(const TransferPipe::End &end)
 {
     const QList<QSslError> errors = SslProblems::errorsFrom(end.problems, end.certificate);
-    const QPointer<TransferReply> self(this);
+    const RunGuard run(this, m_runsEnded);
     Q_EMIT sslErrors(errors);
-    if (!self || isFinished() || !m_transfer)
+    if (!run)
         return;
     if (!m_trustsAll && !isExpected(errors)) {
         if (!leadsBack(SslHandshakeFailedError))
@@ -322,16 +323,17 @@ void TransferReply::askForTrust(const TransferPipe::End &end)
 
 void TransferReply::endWith(NetworkError error, const QString &text)
 {
-    const QPointer<TransferReply> self(this);
+    const RunGuard lives(this);
     if (error != NoError)
         setError(error, text);
     setFinished(true);
+    ++m_runsEnded;
     endAnswer();
     if (error != NoError)
         Q_EMIT errorOccurred(error);
-    if (self)
+    if (lives)
         Q_EMIT readChannelFinished();
-    if (self)
+    if (lives)
         Q_EMIT finished();
 }
 

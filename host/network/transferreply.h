@@ -124,6 +124,7 @@ private:
     const Way m_way;
     std::optional<TransferPipe::Head> m_answer; ///< a good one, since it came
     Evidence::Answer m_evidence; ///< what that says of the resource
+    quint64 m_runsEnded = 0; ///< 1 = it has finished
     bool m_isAnswering = false; ///< it is good, and not over
     bool m_isLeading = false; ///< by an answer that no server sent
     bool m_isHeadHeld = false; ///< it is told with the first byte

@@ -4,6 +4,7 @@
 #include <host/network/fieldnames.h>
 #include <host/network/resourceguard.h>
 #include <host/network/transfermanager.h>
+#include <inet/qt/download/framework/runguard.h>
 
 #include <QNetworkCookie>
 #include <QNetworkCookieJar>
@@ -45,10 +46,10 @@ void TransferReply::tellHeldHead()
 bool TransferReply::isWelcome(TransferPipe::Head &head)
 {
     using Kind = ResourceGuard::Judgement::Kind;
-    const QPointer<TransferReply> self(this);
+    const RunGuard run(this, m_runsEnded);
     const std::shared_ptr<ResourceGuard> guard = m_way.guard;
     const ResourceGuard::Judgement judgement = guard->judge(m_way.path, head);
-    if (!self || isFinished())
+    if (!run)
         return false;
     switch (judgement.kind) {
     case Kind::Welcome:
@@ -77,11 +78,11 @@ bool TransferReply::isWelcome(TransferPipe::Head &head)
 
 void TransferReply::tellHead(const TransferPipe::Head &head)
 {
-    const QPointer<TransferReply> self(this);
+    const RunGuard run(this, m_runsEnded);
     setAttribute(QNetworkRequest::ConnectionEncryptedAttribute, head.isEncrypted);
     if (head.isEncrypted)
         Q_EMIT encrypted();
-    if (!self || isFinished())
+    if (!run)
         return;
     setAttribute(QNetworkRequest::HttpStatusCodeAttribute, head.status);
     setAttribute(QNetworkRequest::HttpReasonPhraseAttribute, head.reason);
@@ -92,7 +93,7 @@ void TransferReply::tellHead(const TransferPipe::Head &head)
         tellRedirect(target);
     else
         Q_EMIT metaDataChanged();
-    if (!self || !m_transfer)
+    if (!run || !m_transfer)
         return;
     m_transfer->pipe().headIsTold();
     afterRead(0);
@@ -114,9 +115,9 @@ void TransferReply::leadTo(const QUrl &target)
 {
     leave();
     m_isLeading = true;
-    const QPointer<TransferReply> self(this);
+    const RunGuard run(this, m_runsEnded);
     tellHead({kTemporaryRedirect, ResourceGuard::kMadeUpReason, {{"Location", target.toEncoded()}}, {}});
-    if (self && !isFinished())
+    if (run)
         endWith(NoError, {});
 }
 
