@@ -224,21 +224,14 @@ Salvage::Fate Salvage::copy(qint64 id, QString *reason)
     const qint64 newId = insertDownload(id);
     if (newId == 0)
         return lost(m_rows.lastError().isValid() ? m_rows.lastError().text : u"only traces of them are left"_s);
-    QStringList without;
-    for (const QString &table : kTables) {
-        const bool isPart = table != kDownloads && table != kFiles && table != kSections;
-        if (isPart && !copyParts(table, id, newId))
-            without.append(table);
-    }
-    if (!copyProgress(id, newId))
-        without.append(u"file and progress"_s);
+    const QStringList without = copyAllParts(id, newId);
     if (!isReadable(newId, reason))
         return Fate::Lost;
     // What the list had before is compared with, not what comes along.
     run(u"INSERT INTO brought VALUES (?)"_s, {newId});
     if (!transaction.commit())
         return lost(transaction.lastError().text);
-    for (const QString &part : std::as_const(without))
+    for (const QString &part : without)
         m_without[part].append(newId);
     if (newId != id)
         ++m_renumbered;
@@ -296,6 +289,20 @@ qint64 Salvage::insertDownload(qint64 id)
                                     names.join(u", "_s), values.join(u", "_s)),
                                 {id});
     return insertion && insertion->changes() == 1 ? number(u"SELECT last_insert_rowid()"_s, {}) : 0;
+}
+
+/// @return what of it stays behind
+QStringList Salvage::copyAllParts(qint64 id, qint64 newId)
+{
+    QStringList without;
+    for (const QString &table : kTables) {
+        const bool isPart = table != kDownloads && table != kFiles && table != kSections;
+        if (isPart && !copyParts(table, id, newId))
+            without.append(table);
+    }
+    if (!copyProgress(id, newId))
+        without.append(u"file and progress"_s);
+    return without;
 }
 
 /// True, too, when the damaged list's version has no such table.

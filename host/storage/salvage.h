@@ -61,6 +61,7 @@ private:
     qint64 idWithSameFile(qint64 id);
     bool isTaken(qint64 id);
     qint64 insertDownload(qint64 id);
+    QStringList copyAllParts(qint64 id, qint64 newId);
     bool copyParts(const QString &table, qint64 id, qint64 newId);
     bool copyNamesOfHeaders(qint64 id, qint64 newId);
     bool copyProgress(qint64 id, qint64 newId);
