@@ -111,30 +111,43 @@ void WwwDownload::start(AbstractDownloadCommand command)
         setFinished(false);
     if (!guard || isRunning())
         return;
-    log(u"starting..."_s);
-
-    m_plan.begin();
     const bool hadError = bool(m_record->lastError);
-    m_mode = command;
-    m_details = {};
-    clearLastError(false);
-    setRunning(true);
+    beginRun(command);
     if (!guard)
         return;
     if (m_record->resumeSupport == AbstractDownloadPersistentInfo::ResumeUnknown && m_pack.size() == 1)
         m_plan.allowResumeTest();
     if (isUnsupported()) {
-        m_record->setLastError(genericErrorAt(GenericErrorCode::NotSupported, kUnsupportedAtStartLine));
-        Q_EMIT changed(false);
-        if (guard)
-            setRunning(false);
+        endUnsupported();
         return;
     }
     if (hadError || wasFinished)
         Q_EMIT changed(false);
-    if (!guard)
-        return;
+    if (guard)
+        carryOut(command);
+}
 
+void WwwDownload::beginRun(AbstractDownloadCommand command)
+{
+    log(u"starting..."_s);
+    m_plan.begin();
+    m_mode = command;
+    m_details = {};
+    clearLastError(false);
+    setRunning(true);
+}
+
+void WwwDownload::endUnsupported()
+{
+    const RunGuard guard(this, m_runsEnded);
+    m_record->setLastError(genericErrorAt(GenericErrorCode::NotSupported, kUnsupportedAtStartLine));
+    Q_EMIT changed(false);
+    if (guard)
+        setRunning(false);
+}
+
+void WwwDownload::carryOut(AbstractDownloadCommand command)
+{
     if (command == AbstractDownloadCommand::Restart)
         startAgain();
     else if (queryMode())
@@ -247,14 +260,7 @@ void WwwDownload::onSectionsRunning(bool isRunning)
         return;
     }
     if (m_plan.ignoredId() != 0) {
-        // The decision waits until the removal is complete; a section started meanwhile makes it void.
-        QMetaObject::invokeMethod(
-            this,
-            [this] {
-                if (!m_pack.isRunning())
-                    onSectionsRunning(false);
-            },
-            Qt::QueuedConnection);
+        lookAgainOnceRemoved();
         return;
     }
     releaseTimer();
@@ -276,6 +282,16 @@ void WwwDownload::onSectionsRunning(bool isRunning)
         m_lastSslErrors = m_pack.lastSslErrors();
     }
     continueOrEnd();
+}
+
+/// The decision waits until the removal is complete; a section started meanwhile makes it void.
+void WwwDownload::lookAgainOnceRemoved()
+{
+    const auto look = [this] {
+        if (!m_pack.isRunning())
+            onSectionsRunning(false);
+    };
+    QMetaObject::invokeMethod(this, look, Qt::QueuedConnection);
 }
 
 void WwwDownload::continueOrEnd()

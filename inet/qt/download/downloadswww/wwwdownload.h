@@ -28,9 +28,9 @@
 ///      └───────────────────────────── stopping: waits for file operations and sections <┘
 ///
 /// A command to finish now goes through stopping into the final file operations. What the sections are to be, a
-/// SectionPlan decides; what of them and of given records is kept, a RecordKeeper. Receivers may stop it, start it again
-/// or delete it later from any of its signals. A record never holds an error while its download still runs: the error
-/// is written when stopping ends.
+/// SectionPlan decides; what of them and of given records is kept, a RecordKeeper. Receivers may stop it, start it
+/// again or delete it later from any of its signals. A record never holds an error while its download still runs: the
+/// error is written when stopping ends.
 ///
 /// Owned by the host; it, its sections and their transfers live in one thread. Writers and file operations live in the
 /// writers' thread.
@@ -176,6 +176,9 @@ private:
     void setRunning(bool on);
     void logState() const;
     void setFinished(bool finished);
+    void beginRun(AbstractDownloadCommand command);
+    void endUnsupported();
+    void carryOut(AbstractDownloadCommand command);
     void startAgain();
     void startQuery();
     void startDownload();
@@ -188,6 +191,7 @@ private:
     void writeErrorToRecord();
     void onSectionsFinishedDownloading();
     void onPostDownloadJobFinished();
+    void lookAgainOnceRemoved();
     void continueOrEnd();
     void setupTimer();
     void releaseTimer();

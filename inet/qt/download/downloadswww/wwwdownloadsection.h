@@ -179,7 +179,9 @@ private:
     static StatusVerdict judgeStatus(int status, qint64 position);
     void refuseStatus(StatusVerdict verdict, int status, bool isRecordChanged);
     void refuse(const AbstractError &error, bool isRecordChanged);
+    void tellOkResponse(bool isRecordChanged);
     void proceed();
+    bool learnResumeSupport(qint32 support);
     bool updateRedirectedSource();
     bool updateFinalUrl(const QUrl &answered);
     bool isFileInfoToBeBuilt() const;

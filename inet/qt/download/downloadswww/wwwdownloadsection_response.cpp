@@ -8,6 +8,8 @@
 #include <QCryptographicHash>
 #include <QRegularExpression>
 
+#include <utility>
+
 using namespace Qt::StringLiterals;
 
 namespace
@@ -65,18 +67,12 @@ void WwwDownloadSection::onDownloaderGotHeaders()
         refuseStatus(verdict, status, isFinalUrlNew);
         return;
     }
-    if (status != kNoStatus && m_section.position() > 0
-        && m_info->resumeSupport != AbstractDownloadPersistentInfo::ResumeSupported) {
-        m_info->resumeSupport = AbstractDownloadPersistentInfo::ResumeSupported;
-        changed = true;
-    }
 
     const HttpHeadersParser parser(downloader->headers());
-    if (parser.acceptRanges() == HttpHeadersParser::kRangesUnknown
-        && m_info->resumeSupport != AbstractDownloadPersistentInfo::ResumeNotSupported) {
-        m_info->resumeSupport = AbstractDownloadPersistentInfo::ResumeNotSupported;
-        changed = true;
-    }
+    if (status != kNoStatus && m_section.position() > 0)
+        changed |= learnResumeSupport(AbstractDownloadPersistentInfo::ResumeSupported);
+    if (parser.acceptRanges() == HttpHeadersParser::kRangesUnknown)
+        changed |= learnResumeSupport(AbstractDownloadPersistentInfo::ResumeNotSupported);
     const AbstractDownloadGuid guid = getDownloadGuid(m_info, parser);
     if (isFileInfoToBeBuilt()) {
         m_info->guid = guid;
@@ -90,9 +86,19 @@ void WwwDownloadSection::onDownloaderGotHeaders()
             return;
         }
     }
+    tellOkResponse(changed);
+}
 
+bool WwwDownloadSection::learnResumeSupport(qint32 support)
+{
+    return std::exchange(m_info->resumeSupport, support) != support;
+}
+
+void WwwDownloadSection::tellOkResponse(bool isRecordChanged)
+{
     const RunGuard guard(this, m_runsEnded);
-    if (changed)
+    const WwwDownloader *const downloader = m_downloader.get();
+    if (isRecordChanged)
         Q_EMIT persistentInfoChanged();
     // A stop may last, but takes the transfer away at once.
     if (!guard || m_downloader.get() != downloader)
