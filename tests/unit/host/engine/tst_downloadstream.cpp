@@ -134,7 +134,7 @@ void TestDownloadStream::whatIsHashedIsNeededUntilThen()
     const qint64 before = bytesOnDisk(path());
     QVERIFY(m_stream->take(2 * kMiB));
     QCOMPARE(m_stream->passed(), 0);
-    QCOMPARE(bytesOnDisk(path()), before);
+    QVERIFY(bytesOnDisk(path()) > before - 2 * kMiB);
     QTRY_COMPARE(m_stream->passed(), 2 * kMiB);
     QTRY_VERIFY(bytesOnDisk(path()) <= before - 2 * kMiB);
     m_stream->grow(kSize, path());
