@@ -2,6 +2,7 @@
 #include <host/engine/downloadqueue.h>
 #include <host/engine/downloadsession.h>
 #include <tests/support/scriptedserver.h>
+#include <tests/support/testfiles.h>
 
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -17,9 +18,20 @@ namespace
 constexpr quint64 kSeed = 61;
 constexpr qint64 kSize = 8000000;
 
+class QueueWithClock : public DownloadQueue
+{
+public:
+    using DownloadQueue::DownloadQueue;
+
+    QDateTime wall;
+
+protected:
+    QDateTime wallClock() const override { return wall; }
+};
+
 }
 
-/// Limits of connections that change while downloads of the real module run.
+/// Limits of connections, and hours of the day, that change while downloads of the real module run.
 class TestDownloadQueueConnections : public QObject
 {
     Q_OBJECT
@@ -31,6 +43,7 @@ private Q_SLOTS:
     void aDownloadThatMayHaveMoreToItsServerTakesThem();
     void allThatMayHaveMoreTakeThem();
     void whatEndedBeforeTheLimitRoseLeavesNobodyBehind();
+    void theBytesOfARunThatItsHoursEndedStay();
 
 private:
     qint64 append(const QString &path);
@@ -137,6 +150,38 @@ void TestDownloadQueueConnections::whatEndedBeforeTheLimitRoseLeavesNobodyBehind
     m_queue->setMostConnections(4);
     QVERIFY(m_server->waitForHeld(u"/b"_s, 2));
     QVERIFY(m_server->waitForHeld(u"/c"_s, 2));
+}
+
+void TestDownloadQueueConnections::theBytesOfARunThatItsHoursEndedStay()
+{
+    ScriptedResponse held = ScriptedResponse::file(kSeed, kSize);
+    held.holdAfter = kSize / 4;
+    m_server->setResponse("/a", held);
+    QueueOptions options;
+    options.schedule = *TimesOfDay::fromText(u"01:00-07:00"_s);
+    auto queue = std::make_unique<QueueWithClock>(*m_session, options);
+    queue->wall = QDateTime(QDate(2026, 11, 16), QTime(6, 59));
+    QSignalSpy ended(queue.get(), &DownloadQueue::ended);
+    m_queue = std::move(queue);
+    auto *const clock = static_cast<QueueWithClock *>(m_queue.get());
+    const qint64 id = append(u"/a"_s);
+    QVERIFY(m_server->waitForHeld(QString(), 2));
+
+    clock->wall = clock->wall.addSecs(60);
+    QTRY_COMPARE(m_queue->state(id), DownloadState::Resting);
+    QVERIFY(m_server->waitForNoConnections());
+    const qint64 kept = m_queue->status(id).done;
+    QVERIFY(kept > 0 && m_session->record(id)->bytesDownloaded(false) == kept);
+    const qsizetype asked = m_server->requests().size();
+
+    m_server->setResponse("/a", ScriptedResponse::file(kSeed, kSize));
+    clock->wall = clock->wall.addSecs(18 * 3600);
+    QTRY_COMPARE(ended.size(), 1);
+    const auto outcome = ended.first().first().value<DownloadOutcome>();
+    QVERIFY(!outcome.failure);
+    QCOMPARE(TestFiles::sha256OfFile(outcome.info.filePath(0)), TestFiles::sha256OfContent(kSeed, kSize));
+    for (qsizetype i = asked; i < m_server->requests().size(); ++i)
+        QVERIFY2(m_server->requests().at(i).header("Range").startsWith("bytes="), "what was kept is asked for again");
 }
 
 QTEST_GUILESS_MAIN(TestDownloadQueueConnections)
