@@ -20,6 +20,7 @@ constexpr int kRows = 24;
 // Four connections of this rate take a few seconds.
 const QString kSlowFile = u"/rate/100k/file.bin"_s;
 const QString kOtherSlowFile = u"/rate/100k/other.bin"_s;
+const QString kLongName = u"a-name-that-is-much-longer-than-any-terminal-of-forty-columns-could-show.bin"_s;
 
 QString allFrames(const TerminalModel &screen)
 {
@@ -76,6 +77,7 @@ private Q_SLOTS:
     void theStripShowsWhatIsThereAndWhereBytesArrive();
     void anotherSizeLeavesNoRemains_data();
     void anotherSizeLeavesNoRemains();
+    void severalDownloadsFitEverySize();
     void severalDownloadsLeaveTheirLastLinesAlone();
     void stoppingTakesTheLiveLinesAway();
     void noColourIsUsedWhereNoneIsWanted();
@@ -96,6 +98,7 @@ void TestPlaitTerminal::initTestCase()
     QVERIFY(m_server.addFile(u"file.bin"_s, kSeed, kSize));
     QVERIFY(m_server.addFile(u"other.bin"_s, kSeed + 1, kSize));
     QVERIFY(m_server.addFile(u"small.bin"_s, kSeed + 2, 1000));
+    QVERIFY(m_server.addFile(kLongName, kSeed + 3, kSize));
 }
 
 void TestPlaitTerminal::theStripShowsWhatIsThereAndWhereBytesArrive_data()
@@ -172,6 +175,35 @@ void TestPlaitTerminal::anotherSizeLeavesNoRemains()
     QVERIFY2(screen.wholeLines().size() == 1, qPrintable(screen.wholeLines().join(u'\n')));
     QVERIFY(screen.wholeLines().first().startsWith("Saved \""_L1));
     QCOMPARE(screen.lostCharacters(), 0);
+}
+
+/// One of them has a name that is wider than the narrowest.
+void TestPlaitTerminal::severalDownloadsFitEverySize()
+{
+    PlaitSandbox plait;
+    PlaitTerminal terminal(40, kRows);
+    const TerminalModel &screen = terminal.screen();
+    QVERIFY(terminal.start(plait, fourConnections({url(kSlowFile), url(u"/rate/100k/"_s + kLongName)})));
+    const auto showsAll = [&screen] {
+        const QStringList frame = screen.frames().isEmpty() ? QStringList() : screen.frames().last();
+        return frame.size() == 3 && frame.at(0).contains(u'%') && frame.at(1).contains(u'%');
+    };
+    for (const int columns : {40, 200, 40, 80, 20}) {
+        terminal.resize(columns, kRows);
+        const qsizetype seen = screen.frames().size();
+        // One of them may have been on its way when the size changed.
+        QVERIFY2(terminal.waitFor([&] { return screen.frames().size() >= seen + 2 && showsAll(); }), terminal.bytes());
+        const QStringList frame = screen.frames().last();
+        QVERIFY2(frame.at(0).startsWith("file.bin"_L1) && frame.at(1).startsWith(kLongName.left(5))
+                     && frame.at(2).startsWith("2 running"_L1),
+                 qPrintable(allFrames(screen)));
+        for (const QString &line : frame)
+            QVERIFY2(line.size() < columns, qPrintable(line));
+    }
+    QCOMPARE(terminal.finish(), 0);
+    QCOMPARE(screen.lostCharacters(), 0);
+    QVERIFY2(screen.unknownCodes().isEmpty(), qPrintable(screen.unknownCodes().join(u' ')));
+    QCOMPARE(screen.wholeLines().filter(u"Saved \""_s).size(), 2);
 }
 
 void TestPlaitTerminal::severalDownloadsLeaveTheirLastLinesAlone()
