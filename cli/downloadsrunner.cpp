@@ -265,7 +265,11 @@ void DownloadsRunner::onAsked(const Question &question)
 
 void DownloadsRunner::onWarned(qint64 id, const Warning &warning)
 {
-    m_printer.warn(id, WarningWords::sentence(id, warning));
+    const QString sentence = WarningWords::sentence(id, warning);
+    if (id == 0)
+        m_printer.note(sentence);
+    else
+        m_printer.warn(id, sentence);
 }
 
 void DownloadsRunner::onEnded(const Snapshot &snapshot)

@@ -57,8 +57,10 @@ QString examples()
 QString settingOf(const OptionRow &row)
 {
     const bool isFlag = row.type == OptionRow::Type::Flag;
-    const QString value = isFlag ? u"true"_s : QString::fromLatin1(row.valueName);
-    const QString told = QString::fromUtf8(row.manual ? row.manual : row.help);
+    // Quotes are for shells.
+    const QString value = isFlag ? u"true"_s : QString::fromLatin1(row.valueName).remove(u'\'');
+    QString told = QString::fromUtf8(row.manual ? row.manual : row.help);
+    told[0] = told.at(0).toLower();
     const QString name = u"%1 = %2"_s.arg(QLatin1StringView(row.name), value);
     return u".TP\n"_s + Roff::line(u'`' + name + u'`') + u'\n' + Roff::line(told) + u'\n';
 }

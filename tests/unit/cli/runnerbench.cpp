@@ -41,6 +41,13 @@ void ScriptedEngine::tellAsked(const Question &question)
     deliver(news);
 }
 
+void ScriptedEngine::tellWarned(qint64 id, const Warning &warning)
+{
+    EngineNews news{EngineNews::Kind::Warned, id};
+    news.warning = warning;
+    deliver(news);
+}
+
 void ScriptedEngine::tellClosed()
 {
     deliver({EngineNews::Kind::Closed});

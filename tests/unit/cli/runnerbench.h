@@ -22,6 +22,7 @@ public:
     bool answerTo(Kind kind, EngineAnswer answer = {});
     void tellChanged(const Snapshot &row);
     void tellAsked(const Question &question);
+    void tellWarned(qint64 id, const Warning &warning);
     void tellClosed();
 
 protected:

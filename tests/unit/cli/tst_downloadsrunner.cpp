@@ -82,6 +82,7 @@ private Q_SLOTS:
     void theSameDownloadTwiceIsSaidAndEndsOnce();
     void aStopLeavesTheRestAndSaysHowMany();
     void whatIsAnothersNewsIsNotShown();
+    void whatIsOfNoDownloadIsARemark();
     void anAnswerGoesToItsQuestion();
 
 private:
@@ -266,6 +267,16 @@ void TestDownloadsRunner::whatIsAnothersNewsIsNotShown()
     m_engine->tellChanged(row(9, DownloadState::Done));
     QCOMPARE(m_notes.lines, QStringList());
     QVERIFY(m_engine->of(Kind::Close).isEmpty());
+}
+
+void TestDownloadsRunner::whatIsOfNoDownloadIsARemark()
+{
+    begin(get(1));
+    Warning warning{.failure = Failure::make(Failure::Kind::Skipped, {})};
+    m_engine->tellWarned(0, warning);
+    m_engine->tellWarned(7, warning);
+    QCOMPARE(m_notes.lines.size(), 2);
+    QVERIFY(!m_notes.lines.first().startsWith("warn "_L1) && m_notes.lines.last().startsWith("warn 7: "_L1));
 }
 
 void TestDownloadsRunner::anAnswerGoesToItsQuestion()

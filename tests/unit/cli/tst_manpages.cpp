@@ -102,12 +102,14 @@ void TestManPages::theSettingsPageHasEachSettingAndNoOthers()
 {
     static const QRegularExpression setting(u"\\.TP\\n\\\\fB([a-z0-9\\\\-]+) = "_s);
     QStringList named;
-    for (const QRegularExpressionMatch &match : setting.globalMatch(ManPages::ofSettings(m_manual)))
+    const QString page = ManPages::ofSettings(m_manual);
+    for (const QRegularExpressionMatch &match : setting.globalMatch(page))
         named.append(match.captured(1).remove(u'\\'));
     QStringList expected;
     for (const OptionRow *row : CommandOptions::table().at(OptionRow::SettingsFile))
         expected.append(QString::fromLatin1(row->name));
     QCOMPARE(named, expected);
+    QVERIFY(page.contains("\\fBheader = N: V\\fP\nsend this header"_L1));
 }
 
 void TestManPages::aPageHasWhatPeopleLookFor()
