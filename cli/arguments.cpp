@@ -5,6 +5,7 @@
 #include <cli/aftercommands.h>
 #include <cli/commandline.h>
 #include <cli/importedcommand.h>
+#include <cli/listedrequests.h>
 #include <cli/schemewords.h>
 #include <cli/settingstext.h>
 #include <host/engine/chosenoptions.h>
@@ -182,18 +183,7 @@ private:
 
     void readRequests(Arguments &result)
     {
-        QStringList urls = m_line.words;
-        if (m_values.has("input-file"_L1))
-            urls += urlsOf(m_values.text("input-file"_L1));
-        if (urls.isEmpty())
-            complain(u"there is no URL. Give one, or a file of them with -i."_s);
-        for (const OfOneFile &one : kOfOneFile) {
-            if (m_values.has(one.option) && urls.size() > 1)
-                complain(one.complaint.toString());
-        }
         const DownloadRequest common = commonRequest();
-        if (!common.outputName.isEmpty() && urls.size() > 1)
-            complain(u"-o names one file, but there are several URLs. Use -d, or run plait once for each."_s);
         if (common.isStreamed && m_values.flag("json"_L1))
             complain(u"-o - and --json both need standard output. Leave one of them out."_s);
         if (common.isStreamed && m_values.text("progress"_L1) == "json"_L1)
@@ -201,10 +191,19 @@ private:
         // What goes to whoever reads is in nobody's list.
         if (common.isStreamed)
             result.session.isListKept = false;
-        result.requests.reserve(urls.size());
-        for (const QString &url : std::as_const(urls)) {
+        for (const QString &url : m_line.words) {
             result.requests.append(common);
             result.requests.last().url = readUrl(url);
+        }
+        if (m_values.has("input-file"_L1))
+            readList(m_values.text("input-file"_L1), result);
+        if (result.requests.isEmpty() && result.badLines.isEmpty())
+            complain(u"there is no URL. Give one, or a file of them with -i."_s);
+        if (!common.outputName.isEmpty() && result.requests.size() > 1)
+            complain(u"-o names one file, but there are several URLs. Use -d, or run plait once for each."_s);
+        for (const OfOneFile &one : kOfOneFile) {
+            if (m_values.has(one.option) && result.requests.size() > 1)
+                complain(one.complaint.toString());
         }
     }
 
@@ -246,24 +245,20 @@ private:
             result.ids.append(id);
     }
 
-    /// One a line; blank lines and those that begin with "#" are left out.
-    QStringList urlsOf(const QString &fileName)
+    void readList(const QString &fileName, Arguments &result)
     {
-        QFile file(fileName == "-"_L1 ? QString() : absolute(fileName));
-        const bool isOpen = fileName == "-"_L1 ? file.open(stdin, QIODevice::ReadOnly) : file.open(QIODevice::ReadOnly);
+        const bool isInput = fileName == "-"_L1;
+        QFile file(isInput ? QString() : absolute(fileName));
+        const bool isOpen = isInput ? file.open(stdin, QIODevice::ReadOnly) : file.open(QIODevice::ReadOnly);
         if (!isOpen) {
             complain(u"cannot read the URLs in \"%1\": %2."_s.arg(fileName, file.errorString()));
-            return {};
+            return;
         }
-        QStringList urls;
-        QTextStream stream(&file);
-        QString line;
-        while (stream.readLineInto(&line)) {
-            line = line.trimmed();
-            if (!line.isEmpty() && !line.startsWith(u'#'))
-                urls.append(line);
-        }
-        return urls;
+        const ListedRequests listed =
+            ListedRequests::of(AddressList::read(QTextStream(&file).readAll()),
+                               isInput ? u"standard input"_s : fileName, m_values, m_currentFolder);
+        result.requests += listed.requests;
+        result.badLines = listed.complaints;
     }
 
     QUrl readUrl(const QString &text)

@@ -24,6 +24,7 @@ struct Arguments {
 
     Command command = Command::Get;
     QList<DownloadRequest> requests; ///< of Get and Query, in order; of SetUrl the new address alone
+    QStringList badLines; ///< what is wrong with a list of addresses, a sentence each; the requests are the others
     QList<qint64> ids; ///< of the list; those that a command is about
     OptionChanges changes; ///< of downloads that are in the list already
     bool all = false; ///< Resume: everything that is unfinished

@@ -67,9 +67,8 @@ const Row kBefore[] = {
      .valueName = "FILE",
      .places = kTyped,
      .help = "Take URLs from this file, one a line; -: standard input",
-     .manual =
-         "take URLs from this file, one a line; `-`: standard input. Blank lines and lines that begin with `#` do "
-         "not count"},
+     .manual = "take URLs from this file, one a line; `-`: standard input. See [Lists of "
+               "addresses](#lists-of-addresses)"},
     {.name = "no-list",
      .group = "input",
      .places = kTyped,

@@ -105,6 +105,12 @@ bool DownloadsRunner::isAtRest(DownloadState state)
 void DownloadsRunner::begin()
 {
     m_progressTimer.start();
+    for (const QString &complaint : m_arguments.badLines) {
+        Summary summary;
+        summary.status = ExitStatus::BadOption;
+        summary.errorText = complaint;
+        refuse(--m_refused, summary);
+    }
     if (!m_arguments.all) {
         feed();
         return;
@@ -331,7 +337,12 @@ void DownloadsRunner::refuse(qint64 id, const QUrl &url, const Failure &failure)
     summary.status = exitStatusOf(failure);
     summary.errorText = FailureWords::sentence(failure);
     summary.reason = WarningWords::clause(failure);
-    m_printer.begin(id, url);
+    refuse(id, summary);
+}
+
+void DownloadsRunner::refuse(qint64 id, const Summary &summary)
+{
+    m_printer.begin(id, summary.url);
     m_printer.end(id, summary);
     count(summary.status);
 }

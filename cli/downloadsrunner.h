@@ -60,6 +60,7 @@ private:
     void tellDone();
     void endIfDone();
     void refuse(qint64 id, const QUrl &url, const Failure &failure);
+    void refuse(qint64 id, const Summary &summary);
     void count(ExitStatus status);
     Summary summaryOf(const Snapshot &snapshot) const;
 

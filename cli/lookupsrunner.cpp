@@ -24,7 +24,20 @@ qsizetype LookupsRunner::count() const
 
 void LookupsRunner::begin()
 {
+    for (const QString &complaint : m_arguments.badLines)
+        refuse(complaint);
     next();
+}
+
+/// It is no address that could be asked.
+void LookupsRunner::refuse(const QString &complaint)
+{
+    Summary summary;
+    summary.status = ExitStatus::BadOption;
+    summary.errorText = complaint;
+    m_status = summary.status;
+    m_printer.begin(--m_queries, {});
+    m_printer.end(m_queries, summary);
 }
 
 void LookupsRunner::stop()

@@ -23,6 +23,7 @@ public:
     void stop() override;
 
 private:
+    void refuse(const QString &complaint);
     void next();
     void query();
     void setUrl();

@@ -45,6 +45,7 @@ struct OptionRow {
         SettingsFile = 2,
         Download = 4, ///< the list keeps it for each download, and it may be changed there
         Service = 8, ///< who asks over a network may give it
+        Listed = 16, ///< each address of a list of them may have its own
     };
     Q_DECLARE_FLAGS(Places, Place)
 

@@ -64,6 +64,7 @@ private Q_SLOTS:
     void urlsComeFromAFile();
     void addressesComeAsPeopleHaveThem();
     void aFileOfAddressesIsNoAddress();
+    void badLinesOfAFileAreKeptApart();
     void settingsAreDefaults();
     void aSettingThatThereIsNoneOfIsSaid_data();
     void aSettingThatThereIsNoneOfIsSaid();
@@ -577,6 +578,23 @@ void TestArguments::aFileOfAddressesIsNoAddress()
     const Arguments::Outcome outcome = parse({file.fileName()});
     QVERIFY(!outcome.arguments);
     QVERIFY2(outcome.text.contains(u"is a file here"_s) && outcome.text.contains(u"-i "_s), qPrintable(outcome.text));
+}
+
+void TestArguments::badLinesOfAFileAreKeptApart()
+{
+    const QTemporaryDir dir;
+    QFile file(dir.filePath(u"urls"_s));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("\xef\xbb\xbfhttp://a/1\nx:\n");
+    file.close();
+    const Arguments::Outcome outcome = parse({u"-i"_s, file.fileName(), u"-o"_s, u"y"_s});
+    QVERIFY2(outcome.arguments, qPrintable(outcome.text));
+    QCOMPARE(outcome.arguments->requests.size(), 1);
+    QCOMPARE(outcome.arguments->requests.first().url, QUrl(u"http://a/1"_s));
+    QCOMPARE(outcome.arguments->requests.first().outputName, u"y"_s);
+    QCOMPARE(outcome.arguments->badLines.size(), 1);
+    QVERIFY2(outcome.arguments->badLines.first().startsWith(file.fileName() + u":2: "_s),
+             qPrintable(outcome.arguments->badLines.first()));
 }
 
 void TestArguments::settingsAreDefaults()

@@ -75,6 +75,7 @@ private Q_SLOTS:
     void whatCameInThisRunIsToldAndHowItEnded();
     void aFewAreGivenAtATime();
     void whatIsRefusedIsSaidAndTheOthersGoOn();
+    void badLinesOfAListAreSaidFirstAndTheOthersRun();
     void theFirstFailureIsTheStatus();
     void eachCommandAsksForItsOwn_data();
     void eachCommandAsksForItsOwn();
@@ -177,6 +178,21 @@ void TestDownloadsRunner::whatIsRefusedIsSaidAndTheOthersGoOn()
     QVERIFY(m_engine->of(Kind::Close).isEmpty());
     m_engine->tellChanged(row(7, DownloadState::Done));
     QCOMPARE(m_engine->of(Kind::Close).size(), 1);
+    m_engine->tellClosed();
+    QCOMPARE(m_done, QList<ExitStatus>{ExitStatus::BadOption});
+}
+
+void TestDownloadsRunner::badLinesOfAListAreSaidFirstAndTheOthersRun()
+{
+    Arguments arguments = get(1);
+    arguments.badLines = {u"urls.txt:2: one"_s, u"urls.txt:5: two"_s};
+    begin(arguments);
+    QCOMPARE(m_notes.summaries.size(), 2);
+    QCOMPARE(m_notes.summaries.last().errorText, u"urls.txt:5: two"_s);
+    QVERIFY(m_engine->answerTo(Kind::Add, answerOf(7)));
+    m_engine->tellChanged(row(7, DownloadState::Running));
+    m_engine->tellChanged(row(7, DownloadState::Done));
+    QCOMPARE(m_notes.lines.last(), u"end 7 0"_s);
     m_engine->tellClosed();
     QCOMPARE(m_done, QList<ExitStatus>{ExitStatus::BadOption});
 }

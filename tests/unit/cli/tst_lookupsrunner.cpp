@@ -69,6 +69,7 @@ private Q_SLOTS:
     void init();
     void oneIsAskedAfterTheOther();
     void aLoginIsNotShown();
+    void badLinesOfAListAreSaidFirstAndTheOthersAreAsked();
     void theFirstFailureIsTheStatus();
     void whatIsTheSameIsSaid();
     void anotherFileIsAStatusOfItsOwn();
@@ -130,6 +131,17 @@ void TestLookupsRunner::aLoginIsNotShown()
     begin(query(1));
     QCOMPARE(m_notes.lines, QStringList{u"begin -1 http://a/1"_s});
     QCOMPARE(m_engine->of(Kind::Query).first().request->url.password(), u"secret"_s);
+}
+
+void TestLookupsRunner::badLinesOfAListAreSaidFirstAndTheOthersAreAsked()
+{
+    Arguments arguments = query(1);
+    arguments.badLines = {u"urls.txt:2: one"_s};
+    begin(arguments);
+    QCOMPARE(m_notes.lines, (QStringList{u"begin -1 "_s, u"end -1 28"_s, u"begin -2 http://a/1"_s}));
+    QVERIFY(m_engine->answerTo(Kind::Query, found(u"one"_s)));
+    QVERIFY(isClosed());
+    QCOMPARE(m_done, QList<ExitStatus>{ExitStatus::BadOption});
 }
 
 void TestLookupsRunner::theFirstFailureIsTheStatus()
