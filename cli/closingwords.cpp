@@ -65,6 +65,8 @@ QString checksumOf(const Summary &summary)
 
 QStringList factsOf(const Summary &summary)
 {
+    if (summary.isThere)
+        return {u"it is there already"_s, u"--again fetches it again"_s};
     QStringList facts{amountOf(summary), checksumOf(summary)};
     for (const QString &fact : {summary.connectionsNote, summary.encodingNote, summary.assurance.note()}) {
         if (!fact.isEmpty())
@@ -119,8 +121,10 @@ QStringList indented(const QStringList &facts, const Page &page)
     return lines;
 }
 
-QString saved(const Summary &summary, const QString &name)
+QString headOf(const Summary &summary, const QString &name)
 {
+    if (summary.isThere)
+        return u"Skipped \"%1\":"_s.arg(name);
     return (summary.isStreamed ? u"Wrote \"%1\" to standard output:"_s : u"Saved \"%1\":"_s).arg(name);
 }
 
@@ -141,11 +145,11 @@ QStringList ClosingWords::ofOne(const Summary &summary, const Page &page)
 {
     const QStringList facts = factsOf(summary);
     const QString name = summary.isStreamed ? summary.name : shownPath(summary.path, page);
-    const QString line = saved(summary, name) + u' ' + facts.join(u", "_s);
+    const QString line = headOf(summary, name) + u' ' + facts.join(u", "_s);
     if (fits(line, page))
         return {line};
-    const int room = page.columns - TextColumns::width(saved(summary, {}));
-    return QStringList{saved(summary, TextColumns::middleShortened(name, room, ellipsis(page)))}
+    const int room = page.columns - TextColumns::width(headOf(summary, {}));
+    return QStringList{headOf(summary, TextColumns::middleShortened(name, room, ellipsis(page)))}
     + indented(facts, page);
 }
 

@@ -26,7 +26,7 @@ struct Page {
     bool unicode = true;
 };
 
-/// Of a file that is there.
+/// Of a file that is there, by this command or before it.
 QStringList ofOne(const Summary &summary, const Page &page);
 /// Of several downloads. @param seconds that they took together
 QStringList ofAll(const Tally &tally, double seconds, const Page &page);

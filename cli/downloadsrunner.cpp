@@ -187,6 +187,8 @@ void DownloadsRunner::onAdded(const QUrl &url, const EngineAnswer &answer)
 {
     if (!answer.isOk())
         refuse(--m_refused, url, answer.failure);
+    else if (!answer.existing.isEmpty())
+        skip(answer.snapshots.value(0), answer.existing);
     else
         expect(answer.ids.value(0));
     onAnswered();
@@ -328,6 +330,20 @@ void DownloadsRunner::tellDone()
 {
     if (m_isClosed && m_after.isIdle())
         Q_EMIT done(m_status);
+}
+
+void DownloadsRunner::skip(const Snapshot &there, const QString &path)
+{
+    Summary summary = summaryOf(there);
+    summary.isThere = true;
+    summary.isSkipped = true;
+    summary.fetched = 0;
+    summary.path = path;
+    summary.status = ExitStatus::Done;
+    summary.errorText.clear();
+    m_printer.begin(there.id, there.url);
+    m_printer.end(there.id, summary);
+    count(summary.status);
 }
 
 void DownloadsRunner::refuse(qint64 id, const QUrl &url, const Failure &failure)

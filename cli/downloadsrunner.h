@@ -59,6 +59,7 @@ private:
     void onClosed();
     void tellDone();
     void endIfDone();
+    void skip(const Snapshot &there, const QString &path);
     void refuse(qint64 id, const QUrl &url, const Failure &failure);
     void refuse(qint64 id, const Summary &summary);
     void count(ExitStatus status);

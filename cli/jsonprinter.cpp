@@ -67,6 +67,8 @@ void JsonPrinter::end(qint64 id, const Summary &summary)
     m_tally.add(summary);
     if (!summary.errorText.isEmpty())
         tell(summary.errorText);
+    if (summary.isThere)
+        print(u"skipped"_s, {{u"id"_s, id}, {u"path"_s, summary.path}, {u"bytes"_s, summary.bytes}});
     print(u"summary"_s,
           {{u"id"_s, id},
            {u"url"_s, shown(summary.url)},

@@ -28,6 +28,7 @@ struct Summary {
     QString encodingNote; ///< the same for people; empty where they asked for it, or there is nothing to say
     std::optional<ChecksumResult> checksum; ///< nothing = there was nothing to compare with
     FileAssurance assurance; ///< of a finished file
+    bool isThere = false; ///< it was, before anything was fetched
     ExitStatus status = ExitStatus::Done;
     bool isSkipped = false; ///< a file that was there is as good
     bool isStopped = false; ///< on purpose

@@ -54,6 +54,13 @@ QString problemOfName(const QString &path, const QString &name)
         : QString();
 }
 
+/// Who says what is to become of a file in the way means the next one, too.
+bool isOnlyOnce(const OptionValues &values)
+{
+    const bool isAboutFiles = values.has("on-exists"_L1) && values.text("on-exists"_L1) != "skip"_L1;
+    return !isAboutFiles && !values.flag("again"_L1);
+}
+
 void readOutput(const QString &output, DownloadRequest &request, QString *problem)
 {
     request.isStreamed = output == "-"_L1;
@@ -135,6 +142,7 @@ DownloadRequest ChosenOptions::request(const OptionValues &values, const QString
     for (const QString &mirror : values.texts("mirror"_L1))
         request.mirrors.append(QUrl(mirror, QUrl::TolerantMode));
     request.onExists = reactionOf(values);
+    request.onlyOnce = isOnlyOnce(values);
     request.changes = changes(values);
     request.options = DownloadOptions::of(values);
     request.options.storeSecrets = request.changes.storeSecrets;

@@ -26,6 +26,8 @@ struct DownloadRequest {
     QVariantMap headersForAll; ///< the same, for every server that the download leads to
     QList<QUrl> mirrors; ///< other addresses of the same file
     AbstractDownloadExistingFileReaction onExists = AbstractDownloadExistingFileReaction::NotSet;
+    /// What the list has finished of the same request, and the disk still holds, is as good as a download.
+    bool onlyOnce = false;
     DownloadOptions options; ///< how it is to be run, where it is new
     OptionChanges changes; ///< the same, where the list has it already
 

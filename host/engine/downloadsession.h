@@ -59,6 +59,17 @@ public:
     /// @param line gets the one that the list has of it now
     /// @param isNew gets whether the list did not have it; both may be null
     qint64 add(const DownloadRequest &request, Failure *failure, ListEntry *line = nullptr, bool *isNew = nullptr);
+    /// One that has finished and is all that a request asks for.
+    struct Done {
+        qint64 id = 0;
+        QString path; ///< of its file
+        bool isToCompare = false; ///< with a checksum, before that can be said
+    };
+    /// The one of the same request that is active here; 0 = none is.
+    qint64 findActive(const DownloadRequest &request) const;
+    /// The finished one of the same request whose file is on the disk in its full length. Nothing where there is none,
+    /// or an unfinished one beside it.
+    std::optional<Done> findDone(const DownloadRequest &request);
     /// Goes on with a download of the list. What its file on disk cannot hold is fetched again.
     bool start(qint64 id, Failure *failure) { return start(id, Sources(), failure); }
     /// The same, from some of its addresses only.

@@ -51,7 +51,10 @@ public:
 
     /// Puts a download into the list, behind all others; added() follows. Where an unfinished one of the same request
     /// is there already, that is taken, and changed() follows. @param begin resume() is part of it. Answers its number;
-    /// a failure where nobody serves the address.
+    /// a failure where nobody serves the address. Of a request that is to be fetched only once: where it is active, the
+    /// number of that one, and where the list has it finished and the disk holds it in full, that one's, its row and
+    /// the path; no signal follows. A finished one that is yet to be compared with its checksum, or that differed, is
+    /// taken like one that is unfinished.
     void add(const DownloadRequest &request, bool begin, const Callback &callback = {});
     /// Has a download wait for its turn, which comes in the order of the list; changed() follows with Waiting, and from
     /// there whatever happens to it. A failure where it waits or is active already, where there is none, or another

@@ -164,6 +164,7 @@ void describe(Fields &fields, DownloadRequest &value)
     fields("headersForAll", value.headersForAll);
     fields("mirrors", value.mirrors);
     fields("onExists", value.onExists);
+    fields("onlyOnce", value.onlyOnce);
     fields("options", value.options);
     fields("changes", value.changes);
 }
@@ -379,6 +380,7 @@ void describe(Fields &fields, EngineAnswer &value)
     fields("questions", value.questions);
     fields("warnings", value.warnings);
     fields("found", value.found);
+    fields("existing", value.existing);
 }
 
 template<class Fields>

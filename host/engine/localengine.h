@@ -75,6 +75,8 @@ private:
 
     // Commands.
     void add(const EngineCommand &command);
+    bool isThere(const EngineCommand &command);
+    void takeDone(const EngineCommand &command, const DownloadRequest &request, const ListEntry &known);
     void begin(const EngineCommand &command, DownloadQueue::Job job);
     void append(const ListEntry &known, DownloadQueue::Job job);
     void pause(const EngineCommand &command);

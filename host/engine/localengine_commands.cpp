@@ -38,6 +38,8 @@ Failure wrongState(qint64 id, const QString &how)
 
 void LocalEngine::add(const EngineCommand &command)
 {
+    if (isThere(command))
+        return;
     const DownloadRequest request = command.request.value_or(DownloadRequest());
     Failure failure;
     bool isNew = false;
@@ -58,6 +60,41 @@ void LocalEngine::add(const EngineCommand &command)
     m_news += warnings;
     if (isToBegin)
         append(added, DownloadQueue::Job::Download);
+}
+
+/// True, and answered, where nothing is to be put into the list.
+bool LocalEngine::isThere(const EngineCommand &command)
+{
+    const DownloadRequest request = command.request.value_or(DownloadRequest());
+    if (!request.onlyOnce || request.isStreamed)
+        return false;
+    if (const qint64 active = m_session->findActive(request); active != 0) {
+        answer(command, {.ids = {active}});
+        return true;
+    }
+    const std::optional<DownloadSession::Done> done = m_session->findDone(request);
+    const std::optional<ListEntry> known = done ? entry(done->id) : std::nullopt;
+    if (!known)
+        return false;
+    if (done->isToCompare)
+        takeDone(command, request, *known);
+    else
+        answer(command, {.ids = {done->id}, .snapshots = {rowOf(*known)}, .existing = done->path});
+    return true;
+}
+
+/// Its bytes are there; whether they are the right ones is all that is left to learn.
+void LocalEngine::takeDone(const EngineCommand &command, const DownloadRequest &request, const ListEntry &known)
+{
+    EngineCommand comparing = command;
+    comparing.id = known.id;
+    Failure failure;
+    if (isQueued(known.id) || !command.flag)
+        answer(command, {.ids = {known.id}});
+    else if (m_session->renew(known.id, request.changes, &failure))
+        begin(comparing, DownloadQueue::Job::Download);
+    else
+        refuse(command, failure);
 }
 
 void LocalEngine::begin(const EngineCommand &command, DownloadQueue::Job job)

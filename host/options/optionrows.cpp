@@ -101,6 +101,10 @@ const Row kRows[] = {
      .help = "Leave a file the time at which it came, not the server's",
      .manual = "leave a finished file the time at which it came; else it is as old as its server says "
                "(`Last-Modified`)"},
+    {.name = "again",
+     .group = "naming",
+     .places = kTyped | Row::Service | Row::Listed,
+     .help = "Fetch what the list has finished and the disk still holds, too"},
     {.name = "mirror",
      .group = "naming",
      .type = Type::Url,

@@ -7,7 +7,6 @@
 #include <host/storage/processidentity.h>
 #include <host/storage/recordrows.h>
 #include <host/storage/schema.h>
-#include <host/storage/sqlcells.h>
 #include <host/storage/sqldatabase.h>
 #include <host/storage/sqltransaction.h>
 
@@ -244,35 +243,6 @@ std::optional<DownloadList::Record> DownloadList::load(qint64 id)
 QList<DownloadList::Record> DownloadList::loadUnfinished()
 {
     return select(u"finished = 0"_s, {});
-}
-
-QList<DownloadList::Record> DownloadList::findUnfinished(const QUrl &url, const QString &folder,
-                                                         const QString &outputName)
-{
-    // Left to itself the database would look through everything that is unfinished.
-    const QString index = u"downloads_unfinished_by_url"_s;
-    const QString sameRequest = u"finished = 0 AND url = ? AND folder = ? AND "_s;
-    SqlValues values{SqlCells::fromUrl(url), folder, SqlCells::fromFlags(Record::RenameBlocked)};
-    QList<Record> records;
-    if (outputName.isEmpty()) {
-        records = select(sameRequest + u"flags & ? = 0"_s, values, index);
-    } else {
-        values.append(outputName);
-        records = select(sameRequest
-                             + u"flags & ? <> 0 AND EXISTS (SELECT 1 FROM files WHERE download_id = downloads.id "
-                               u"AND position = 0 AND name = ?)"_s,
-                         values, index);
-    }
-    std::reverse(records.begin(), records.end());
-    return records;
-}
-
-QList<DownloadList::Record> DownloadList::findByUrl(const QUrl &url, int limit)
-{
-    QList<Record> records = select(u"id IN (SELECT id FROM downloads WHERE url = ? ORDER BY id DESC LIMIT ?)"_s,
-                                   {SqlCells::fromUrl(url), limit});
-    std::reverse(records.begin(), records.end());
-    return records;
 }
 
 QList<DownloadList::Record> DownloadList::list()

@@ -98,6 +98,10 @@ public:
     /// Those that the same request would go on with, newest first.
     /// @param outputName as it was asked for by name; empty = the name was left to the server
     virtual QList<Record> findUnfinished(const QUrl &url, const QString &folder, const QString &outputName) = 0;
+    /// Those that are finished and of the same request, newest first. What the server named is found by that name, too.
+    /// @param limit most
+    virtual QList<Record> findFinished(const QUrl &url, const QString &folder, const QString &outputName,
+                                       int limit) = 0;
     /// Those with this address, newest first. @param limit most
     virtual QList<Record> findByUrl(const QUrl &url, int limit) = 0;
     /// All records, by id.

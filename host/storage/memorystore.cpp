@@ -19,6 +19,14 @@ bool isSameName(const AbstractDownloadPersistentInfo &record, const QString &out
     return isNamed && !record.files.isEmpty() && record.files.first().name == outputName;
 }
 
+/// However it came to be called so.
+bool isCalled(const AbstractDownloadPersistentInfo &record, const QString &outputName)
+{
+    return outputName.isEmpty() ? isSameName(record, outputName)
+                                : !record.files.isEmpty()
+            && (record.files.first().name == outputName || record.files.first().pathOnDisk == outputName);
+}
+
 }
 
 MemoryStore::MemoryStore(const Failure &warning)
@@ -148,6 +156,18 @@ QList<DownloadStore::Record> MemoryStore::findUnfinished(const QUrl &url, const 
     });
     std::reverse(records.begin(), records.end());
     return records;
+}
+
+QList<DownloadStore::Record> MemoryStore::findFinished(const QUrl &url, const QString &folder,
+                                                       const QString &outputName, int limit)
+{
+    m_failure = {};
+    QList<Record> records = select([&](const Row &row) {
+        const Record &record = row.lease.record;
+        return record.isFinished() && record.url == url && record.folder == folder && isCalled(record, outputName);
+    });
+    std::reverse(records.begin(), records.end());
+    return records.first(std::min<qsizetype>(limit, records.size()));
 }
 
 QList<DownloadStore::Record> MemoryStore::findByUrl(const QUrl &url, int limit)

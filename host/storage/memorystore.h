@@ -36,6 +36,7 @@ public:
     std::optional<Record> load(qint64 id) override;
     QList<Record> loadUnfinished() override;
     QList<Record> findUnfinished(const QUrl &url, const QString &folder, const QString &outputName) override;
+    QList<Record> findFinished(const QUrl &url, const QString &folder, const QString &outputName, int limit) override;
     QList<Record> findByUrl(const QUrl &url, int limit) override;
     QList<Record> list() override;
     QList<ListEntry> page(ListFilter filter, int limit, qint64 before = 0) override;

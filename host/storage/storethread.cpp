@@ -169,6 +169,12 @@ QList<DownloadStore::Record> StoreThread::findUnfinished(const QUrl &url, const 
     return call([&](DownloadStore &store) { return store.findUnfinished(url, folder, outputName); });
 }
 
+QList<DownloadStore::Record> StoreThread::findFinished(const QUrl &url, const QString &folder,
+                                                       const QString &outputName, int limit)
+{
+    return call([&](DownloadStore &store) { return store.findFinished(url, folder, outputName, limit); });
+}
+
 QList<DownloadStore::Record> StoreThread::findByUrl(const QUrl &url, int limit)
 {
     return call([&](DownloadStore &store) { return store.findByUrl(url, limit); });

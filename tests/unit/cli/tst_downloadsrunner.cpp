@@ -73,6 +73,7 @@ private Q_SLOTS:
     void init();
     void whatIsAddedIsFollowedToItsEnd();
     void whatCameInThisRunIsToldAndHowItEnded();
+    void whatIsThereAlreadyIsSkipped();
     void aFewAreGivenAtATime();
     void whatIsRefusedIsSaidAndTheOthersGoOn();
     void badLinesOfAListAreSaidFirstAndTheOthersRun();
@@ -157,6 +158,23 @@ void TestDownloadsRunner::whatCameInThisRunIsToldAndHowItEnded()
     QVERIFY(!m_notes.isFinished);
     m_engine->tellClosed();
     QVERIFY(m_notes.isFinished);
+}
+
+void TestDownloadsRunner::whatIsThereAlreadyIsSkipped()
+{
+    begin(get(2));
+    EngineAnswer there = answerOf(7);
+    there.snapshots = {row(7, DownloadState::Done)};
+    there.existing = u"/home/x"_s;
+    QVERIFY(m_engine->answerTo(Kind::Add, there));
+    QCOMPARE(m_notes.lines, (QStringList{u"begin 7 http://a/7"_s, u"end 7 0"_s}));
+    QVERIFY(m_notes.summaries.first().isThere && m_notes.summaries.first().isSkipped);
+    QCOMPARE(m_notes.summaries.first().path, u"/home/x"_s);
+    QCOMPARE(m_notes.summaries.first().fetched, 0);
+    QVERIFY(m_engine->of(Kind::Close).isEmpty());
+    QVERIFY(m_engine->answerTo(Kind::Add, there));
+    m_engine->tellClosed();
+    QCOMPARE(m_done, QList<ExitStatus>{ExitStatus::Done});
 }
 
 void TestDownloadsRunner::aFewAreGivenAtATime()

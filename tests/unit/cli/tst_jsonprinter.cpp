@@ -28,6 +28,7 @@ private Q_SLOTS:
     void init();
 
     void everyEventIsOneObjectOnOneLine();
+    void whatIsThereAlreadyIsAnEventOfItsOwn();
     void progressComesTwiceASecondAtMost();
     void aDownloadThatBeginsIsToldOfAtOnce();
     void passwordsAreNotTold();
@@ -88,6 +89,23 @@ void TestJsonPrinter::everyEventIsOneObjectOnOneLine()
     QCOMPARE(all.at(2), (QJsonObject{{u"event"_s, u"warning"_s}, {u"id"_s, 7}, {u"text"_s, u"look here"_s}}));
     QCOMPARE(all.at(3), (QJsonObject{{u"event"_s, u"note"_s}, {u"text"_s, u"by the way"_s}}));
     QVERIFY(m_eventsText.endsWith(u'\n'));
+}
+
+void TestJsonPrinter::whatIsThereAlreadyIsAnEventOfItsOwn()
+{
+    QTextStream answers(&m_eventsText);
+    QTextStream notes(&m_notesText);
+    JsonPrinter printer(answers, notes);
+    Summary summary;
+    summary.path = u"/tmp/x"_s;
+    summary.bytes = 5;
+    summary.isThere = true;
+    printer.end(7, summary);
+    QCOMPARE(events().size(), 2);
+    QCOMPARE(events().first(),
+             (QJsonObject{{u"event"_s, u"skipped"_s}, {u"id"_s, 7}, {u"path"_s, u"/tmp/x"_s}, {u"bytes"_s, 5}}));
+    QCOMPARE(events().last().value(u"event"_s).toString(), u"summary"_s);
+    QVERIFY(m_notesText.isEmpty());
 }
 
 void TestJsonPrinter::progressComesTwiceASecondAtMost()

@@ -160,6 +160,7 @@ private Q_SLOTS:
     void anAnswerStandsAboveTheLiveLines();
     void whatAQueryDoesNotLearnIsUnknown();
     void onATerminalALongLastLineIsCutBetweenItsFacts();
+    void whatIsThereAlreadyIsNotSaidToBeSaved();
     void whatStrangersSayCannotCommandTheTerminal();
 };
 
@@ -504,6 +505,18 @@ void TestProgressPrinter::onATerminalALongLastLineIsCutBetweenItsFacts()
     QCOMPARE(model.lines(),
              (QStringList{u"Saved \"/tmp/x.iso\":"_s, u"  2.0 KiB in 1.2 s (1.7 KiB/s),"_s,
                           u"  no checksum, 3 connections at most"_s}));
+}
+
+void TestProgressPrinter::whatIsThereAlreadyIsNotSaidToBeSaved()
+{
+    Summary summary = savedAs(u"/tmp/x.iso"_s);
+    summary.isThere = true;
+    Bench bench(ProgressMode::Line);
+    bench.printer.end(1, summary);
+    QCOMPARE(bench.notesText, u"Skipped \"/tmp/x.iso\": it is there already, --again fetches it again\n"_s);
+    Bench quiet(ProgressMode::Line, true);
+    quiet.printer.end(1, summary);
+    QVERIFY(quiet.notesText.isEmpty());
 }
 
 void TestProgressPrinter::whatStrangersSayCannotCommandTheTerminal()

@@ -120,6 +120,7 @@ EngineCommand fullCommand()
     request.headers = {{u"X-A"_s, u"1"_s}, {u"X-B"_s, u""_s}};
     request.mirrors = {QUrl(u"http://m/"_s)};
     request.onExists = AbstractDownloadExistingFileReaction::Overwrite;
+    request.onlyOnce = true;
     request.options = someOptions();
     request.changes.values = OptionValues::fromJson({{u"limit-rate"_s, 5000}});
     command.request = request;
@@ -178,6 +179,7 @@ void TestEngineJson::aCommandArrivesAsItWas()
     QCOMPARE(arrived.request->postData, command.request->postData);
     QCOMPARE(arrived.request->headers, command.request->headers);
     QCOMPARE(arrived.request->onExists, command.request->onExists);
+    QVERIFY(arrived.request->onlyOnce);
     QCOMPARE(arrived.request->options, command.request->options);
     QVERIFY(*arrived.changes == *command.changes);
     QCOMPARE(arrived.changes->values.number("limit-rate"_L1), 5000);
@@ -206,6 +208,7 @@ void TestEngineJson::anAnswerArrivesAsItWas()
     answer.questions = {{3, 1, Question::Kind::FileExists, u"t"_s, u"/p"_s, {Question::Choice::Skip}}};
     answer.warnings = {someFailure()};
     answer.found = QueryResult{u"n"_s, 5, u"t"_s, QueryResult::Resume::Supported, QUrl(u"http://h/"_s)};
+    answer.existing = u"/home/a b"_s;
     const EngineAnswer arrived = EngineAnswer::fromJson(sent(answer.toJson()));
     QCOMPARE(arrived.toJson(), answer.toJson());
     QVERIFY(!arrived.isOk());
@@ -216,6 +219,7 @@ void TestEngineJson::anAnswerArrivesAsItWas()
     QCOMPARE(arrived.questions, answer.questions);
     QCOMPARE(arrived.warnings, answer.warnings);
     QCOMPARE(arrived.found, answer.found);
+    QCOMPARE(arrived.existing, answer.existing);
     QVERIFY(EngineAnswer::fromJson(sent(EngineAnswer().toJson())).isOk());
 }
 

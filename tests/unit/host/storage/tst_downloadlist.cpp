@@ -247,6 +247,7 @@ void TestDownloadList::nothingLooksThroughAHundredThousandDownloads()
     timed("its move to the middle", [&] { list.move(kDownloads, kDownloads / 2); });
     timed("find one of the same URL", [&] { list.findUnfinished(record.url, u"/home"_s, u"x.iso"_s); });
     timed("find one without a name", [&] { list.findUnfinished(record.url, u"/home"_s, {}); });
+    timed("find a finished one", [&] { list.findFinished(record.url, u"/home"_s, u"x.iso"_s, 5); });
     timed("all unfinished ones", [&] { list.loadUnfinished(); });
     Info added = recordOf(u"http://a/same"_s, u"/home"_s, u"x.iso"_s);
     timed("a new one", [&] { list.insert(added); });
@@ -275,7 +276,7 @@ void TestDownloadList::nothingLooksThroughAHundredThousandDownloads()
         }
         QVERIFY2(plan.filter(u"SCAN"_s).isEmpty(), qPrintable(statement + u"\n  "_s + plan.join(u"\n  "_s)));
         const bool byUrl = statement.contains(u"url = ?"_s) && statement.startsWith(u"SELECT"_s);
-        QVERIFY2(!byUrl || plan.filter(u"downloads_unfinished_by_url"_s).size() == 1, qPrintable(plan.join(u'\n')));
+        QVERIFY2(!byUrl || plan.filter(u"_by_url (url=?)"_s).size() == 1, qPrintable(plan.join(u'\n')));
     }
 }
 

@@ -59,6 +59,9 @@ private Q_SLOTS:
     void aRecordThatIsNotThereIsNoError();
     void whatIsUnfinishedIsFound_data();
     void whatIsUnfinishedIsFound();
+    void whatIsFinishedIsFound_data();
+    void whatIsFinishedIsFound();
+    void theNewestFinishedAreFoundAndNoMore();
     void theNewestUnfinishedComesFirst();
     void unfinishedLeavesOutWhatIsFinished();
     void optionsComeBack();
@@ -203,6 +206,57 @@ void TestDownloadStore::whatIsUnfinishedIsFound()
     const QList<Info> found = list.findUnfinished(QUrl(url), folder, outputName);
     QVERIFY2(list.lastFailure().detail.isEmpty(), qPrintable(list.lastFailure().detail));
     QTEST(idsOf(found), "ids");
+}
+
+void TestDownloadStore::whatIsFinishedIsFound_data()
+{
+    QTest::addColumn<QString>("url");
+    QTest::addColumn<QString>("folder");
+    QTest::addColumn<QString>("outputName");
+    QTest::addColumn<QList<qint64>>("ids");
+
+    const QString url = u"http://a/x?q=1"_s;
+    QTest::newRow("the same URL and folder") << url << u"/home"_s << QString() << QList<qint64>{1};
+    QTest::newRow("the name that was asked for") << url << u"/home"_s << u"y"_s << QList<qint64>{2};
+    QTest::newRow("the name that the server gave") << url << u"/home"_s << u"served"_s << QList<qint64>{1};
+    QTest::newRow("the name that it got on the disk") << url << u"/home"_s << u"y (1)"_s << QList<qint64>{2};
+    QTest::newRow("another folder") << url << u"/tmp"_s << QString() << QList<qint64>{};
+    QTest::newRow("another URL") << u"http://a/x?q=2"_s << u"/home"_s << QString() << QList<qint64>{};
+    QTest::newRow("another name") << url << u"/home"_s << u"z"_s << QList<qint64>{};
+    QTest::newRow("what is unfinished is not found")
+        << u"http://a/open"_s << u"/home"_s << QString() << QList<qint64>{};
+}
+
+void TestDownloadStore::whatIsFinishedIsFound()
+{
+    QFETCH(QString, url);
+    QFETCH(QString, folder);
+    QFETCH(QString, outputName);
+    DownloadStore &list = *m_list;
+    Info plain = recordOf(u"http://a/x?q=1"_s, u"/home"_s);
+    AbstractDownloadFileInfo served;
+    served.name = u"served"_s;
+    plain.files = {served};
+    Info named = recordOf(u"http://a/x?q=1"_s, u"/home"_s, u"y"_s);
+    named.files.first().pathOnDisk = u"y (1)"_s;
+    const Info open = recordOf(u"http://a/open"_s, u"/home"_s);
+    plain.setFinished(true, true);
+    named.setFinished(true, true);
+    for (Info record : {plain, named, open})
+        QVERIFY(list.insert(record) > 0);
+    const QList<Info> found = list.findFinished(QUrl(url), folder, outputName, 9);
+    QVERIFY2(list.lastFailure().detail.isEmpty(), qPrintable(list.lastFailure().detail));
+    QTEST(idsOf(found), "ids");
+}
+
+void TestDownloadStore::theNewestFinishedAreFoundAndNoMore()
+{
+    DownloadStore &list = *m_list;
+    Info done = recordOf(u"http://a/x"_s, u"/home"_s);
+    done.setFinished(true, true);
+    for (int i = 0; i < 4; ++i)
+        QVERIFY(list.insert(done) > 0);
+    QCOMPARE(idsOf(list.findFinished(done.url, done.folder, {}, 2)), (QList<qint64>{4, 3}));
 }
 
 void TestDownloadStore::theNewestUnfinishedComesFirst()

@@ -169,7 +169,8 @@ bool TestStoresAlike::agreesOnRows(const Both &both)
     return both.agree([](DownloadStore &store) { return store.list(); })
         && both.agree([](DownloadStore &store) { return store.loadUnfinished(); })
         && both.agree([](DownloadStore &store) { return store.findByUrl(QUrl(u"http://a/1"_s), 2); })
-        && both.agree([](DownloadStore &store) { return store.findUnfinished(QUrl(u"http://a/1"_s), u"/f1"_s, {}); });
+        && both.agree([](DownloadStore &store) { return store.findUnfinished(QUrl(u"http://a/1"_s), u"/f1"_s, {}); })
+        && both.agree([](DownloadStore &store) { return store.findFinished(QUrl(u"http://a/1"_s), u"/f1"_s, {}, 2); });
 }
 
 void TestStoresAlike::whateverIsDoneTheyAgree_data()

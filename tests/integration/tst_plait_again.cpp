@@ -1,0 +1,246 @@
+// SPDX-License-Identifier: MIT
+#include <tests/integration/plaitsandbox.h>
+#include <tests/integration/realservers.h>
+#include <tests/support/testfiles.h>
+
+#include <QDir>
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTest>
+
+#include <csignal>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+constexpr quint64 kSeed = 81;
+constexpr qint64 kSize = 200000;
+constexpr int kFiles = 60;
+constexpr int kStops = 6;
+constexpr int kDone = 0;
+constexpr int kBadOption = 28;
+constexpr int kChecksumMismatch = 32;
+
+QString nameOf(int number)
+{
+    return u"f%1.bin"_s.arg(number);
+}
+
+qint64 sizeOf(int number)
+{
+    return kSize + number;
+}
+
+QByteArray rightHash(int number)
+{
+    return TestFiles::sha256OfContent(kSeed + quint64(number), sizeOf(number));
+}
+
+}
+
+/// The same command again: what is there is not fetched again, and what is not there is.
+class TestPlaitAgain : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void whatIsDoneIsSkippedAndSaid();
+    void whatCountsAsThere_data();
+    void whatCountsAsThere();
+    void aFileIsComparedWithAChecksumThatIsNew_data();
+    void aFileIsComparedWithAChecksumThatIsNew();
+    void anAddressThatStandsTwiceIsFetchedOnce();
+    void aListThatIsStoppedAgainAndAgainComesDownOnce();
+    void aListHasMirrorsOptionsOfItsOwnAndBadLines();
+
+private:
+    QString writeList(const QByteArray &text) const;
+    QByteArray urlOf(int number) { return m_servers.nginx().url(u'/' + nameOf(number)).toEncoded(); }
+    QByteArray list(int count);
+    qsizetype requests() { return m_servers.nginx().logEntries().size(); }
+
+    RealServers m_servers;
+    std::unique_ptr<PlaitSandbox> m_plait;
+};
+
+void TestPlaitAgain::initTestCase()
+{
+    QVERIFY2(m_servers.start(), qPrintable(m_servers.errorText()));
+    for (int i = 0; i < kFiles; ++i)
+        QVERIFY(m_servers.addFile(nameOf(i), kSeed + quint64(i), sizeOf(i)));
+}
+
+void TestPlaitAgain::init()
+{
+    m_plait = std::make_unique<PlaitSandbox>();
+}
+
+QString TestPlaitAgain::writeList(const QByteArray &text) const
+{
+    QFile file(QDir(m_plait->dataHome()).filePath(u"urls.txt"_s));
+    if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size())
+        qFatal("the list of addresses could not be written");
+    return file.fileName();
+}
+
+QByteArray TestPlaitAgain::list(int count)
+{
+    QByteArray text;
+    for (int i = 0; i < count; ++i)
+        text += urlOf(i) + '\n';
+    return text;
+}
+
+void TestPlaitAgain::whatIsDoneIsSkippedAndSaid()
+{
+    const QStringList command{u"-i"_s, writeList(list(3))};
+    QCOMPARE(m_plait->run(command).status, kDone);
+    const QStringList files = m_plait->files();
+    QCOMPARE(files.size(), 3);
+    const qsizetype before = requests();
+
+    const PlaitResult again = m_plait->run(command);
+    QVERIFY2(again.status == kDone, again.err);
+    for (const QString &name : files)
+        QVERIFY2(again.err.contains("Skipped \"" + m_plait->path(name).toUtf8() + "\": it is there already"),
+                 again.err);
+    const PlaitResult quiet = m_plait->run(command + QStringList{u"-q"_s});
+    QVERIFY2(quiet.status == kDone && quiet.err.isEmpty() && quiet.out.isEmpty(), quiet.err);
+    const PlaitResult told = m_plait->run(command + QStringList{u"--json"_s});
+    QCOMPARE(told.out.count("\"event\":\"skipped\""), 3);
+    QCOMPARE(told.out.count("\"event\":\"summary\""), 3);
+    QCOMPARE(m_plait->files(), files);
+    QCOMPARE(requests(), before);
+}
+
+void TestPlaitAgain::whatCountsAsThere_data()
+{
+    using Change = void (*)(PlaitSandbox &);
+    QTest::addColumn<QStringList>("first");
+    QTest::addColumn<Change>("change");
+    QTest::addColumn<QStringList>("second");
+    QTest::addColumn<QStringList>("files");
+    QTest::addColumn<bool>("isFetched");
+    const auto nothing = Change([](PlaitSandbox &) {});
+    const QString name = nameOf(0);
+    const QStringList one{name};
+    const QStringList two{u"f0 (1).bin"_s, name};
+    const auto row = [&](const char *title, const QStringList &first, Change change, const QStringList &second,
+                         const QStringList &files,
+                         bool isFetched) { QTest::newRow(title) << first << change << second << files << isFetched; };
+    row("the same command", {}, nothing, {}, one, false);
+    row("other options now", {}, nothing, {u"-x"_s, u"2"_s, u"--limit-rate"_s, u"9M"_s}, one, false);
+    row("other options then", {u"-x"_s, u"2"_s, u"--on-exists"_s, u"overwrite"_s}, nothing, {}, one, false);
+    row("the name that it has is asked for", {}, nothing, {u"-o"_s, name}, one, false);
+    row("the same name is asked for twice", {u"-o"_s, u"own"_s}, nothing, {u"-o"_s, u"own"_s}, {u"own"_s}, false);
+    row("another name now", {}, nothing, {u"-o"_s, u"own"_s}, {name, u"own"_s}, true);
+    row("another name then", {u"-o"_s, u"own"_s}, nothing, {}, {name, u"own"_s}, true);
+    row("it is asked for again", {}, nothing, {u"--again"_s}, two, true);
+    row("files in the way are to be replaced", {}, nothing, {u"--on-exists"_s, u"overwrite"_s}, one, true);
+    row("files in the way are to be skipped", {}, nothing, {u"--on-exists"_s, u"skip"_s}, one, false);
+    row("a body is sent", {u"--post-data"_s, u"x"_s}, nothing, {u"--post-data"_s, u"x"_s}, {}, true);
+    row("the file is gone", {}, Change([](PlaitSandbox &plait) { QFile::remove(plait.path(nameOf(0))); }), {}, one,
+        true);
+    row("the file is shorter", {}, Change([](PlaitSandbox &plait) { QFile::resize(plait.path(nameOf(0)), 5); }), {},
+        two, true);
+    row("the list has forgotten it", {}, Change([](PlaitSandbox &plait) {
+            plait.runBare({u"remove"_s, u"1"_s});
+        }),
+        {}, two, true);
+}
+
+void TestPlaitAgain::whatCountsAsThere()
+{
+    QFETCH(QStringList, first);
+    QFETCH(void (*)(PlaitSandbox &), change);
+    QFETCH(QStringList, second);
+    QFETCH(QStringList, files);
+    QFETCH(bool, isFetched);
+    const QStringList url{QString::fromUtf8(urlOf(0))};
+    m_plait->run(first + url);
+    change(*m_plait);
+    const qsizetype before = requests();
+    const PlaitResult result = m_plait->run(second + url);
+    QCOMPARE(m_plait->files(), files);
+    QVERIFY2((requests() > before) == isFetched, result.err);
+    QVERIFY2(files.isEmpty() || result.status == kDone, result.err);
+    QCOMPARE(result.err.contains("Skipped"), !isFetched);
+}
+
+void TestPlaitAgain::aFileIsComparedWithAChecksumThatIsNew_data()
+{
+    QTest::addColumn<QByteArray>("hash");
+    QTest::addColumn<int>("status");
+    QTest::newRow("its own") << rightHash(0) << kDone;
+    QTest::newRow("another one's") << rightHash(1) << kChecksumMismatch;
+}
+
+void TestPlaitAgain::aFileIsComparedWithAChecksumThatIsNew()
+{
+    QFETCH(QByteArray, hash);
+    QFETCH(int, status);
+    const QString url = QString::fromUtf8(urlOf(0));
+    QCOMPARE(m_plait->run({url}).status, kDone);
+    const qsizetype before = requests();
+    const QStringList command{url, u"--checksum"_s, u"sha-256="_s + QString::fromUtf8(hash)};
+    for (int i = 0; i < 2; ++i) {
+        const PlaitResult result = m_plait->run(command);
+        QVERIFY2(result.status == status, result.err);
+        QCOMPARE(m_plait->files(), QStringList{nameOf(0)});
+    }
+    QCOMPARE(requests(), before);
+    QCOMPARE(TestFiles::sha256OfFile(m_plait->path(nameOf(0))), rightHash(0));
+}
+
+void TestPlaitAgain::anAddressThatStandsTwiceIsFetchedOnce()
+{
+    const PlaitResult result = m_plait->run({u"-i"_s, writeList(list(4) + list(4) + list(4))});
+    QVERIFY2(result.status == kDone, result.err);
+    QCOMPARE(m_plait->files(), (QStringList{nameOf(0), nameOf(1), nameOf(2), nameOf(3)}));
+}
+
+void TestPlaitAgain::aListThatIsStoppedAgainAndAgainComesDownOnce()
+{
+    const QString file = writeList(list(kFiles));
+    const QStringList command{u"-j"_s, u"3"_s, u"--max-overall-download-limit"_s, u"6M"_s, u"-i"_s, file};
+    for (int stop = 0; stop < kStops; ++stop) {
+        const qsizetype before = m_plait->files().size();
+        m_plait->start(command);
+        QVERIFY(
+            QTest::qWaitFor([&] { return m_plait->files().size() >= before + 4 + stop; }, PlaitSandbox::kPatienceMs));
+        QVERIFY2(m_plait->isRunning(), m_plait->errorText());
+        m_plait->sendSignal(stop % 3 == 2 ? SIGKILL : SIGINT);
+        m_plait->finish();
+    }
+    const PlaitResult result = m_plait->run({u"-i"_s, file});
+    QVERIFY2(result.status == kDone, result.err);
+    QVERIFY2(result.err.contains("Skipped"), result.err);
+    QCOMPARE(m_plait->files().size(), kFiles);
+    for (int i = 0; i < kFiles; ++i)
+        QCOMPARE(TestFiles::sha256OfFile(m_plait->path(nameOf(i))), rightHash(i));
+}
+
+void TestPlaitAgain::aListHasMirrorsOptionsOfItsOwnAndBadLines()
+{
+    const QByteArray gone = m_servers.nginx().url(u"/gone.bin"_s).toEncoded();
+    const QByteArray text = "\xef\xbb\xbf# mine\r\n\r\n" + gone + '\t' + urlOf(0)
+        + "\r\n  out=mirrored.bin\r\n  checksum=sha-256=" + rightHash(0) + "\r\nnonsense:\r\n" + urlOf(1)
+        + "\r\n  split=99\r\n" + urlOf(2) + "\r\n  dir=sub\r\n  user-agent=Mine\r\n" + urlOf(3) + "\r\n";
+    const QString file = writeList(text);
+    const PlaitResult result = m_plait->run({u"-i"_s, file});
+    QVERIFY2(result.status == kBadOption, result.err);
+    QVERIFY2(result.err.contains(file.toUtf8() + ":6: \"nonsense:\" is no URL"), result.err);
+    QVERIFY2(result.err.contains(file.toUtf8() + ":8: split \"99\" is no number from 1 to 20"), result.err);
+    QCOMPARE(m_plait->files(), (QStringList{nameOf(3), u"mirrored.bin"_s}));
+    QCOMPARE(TestFiles::sha256OfFile(m_plait->path(u"mirrored.bin"_s)), rightHash(0));
+    QCOMPARE(TestFiles::sha256OfFile(m_plait->path(u"sub/"_s + nameOf(2))), rightHash(2));
+    QVERIFY(!m_servers.nginx().logEntriesOf("Mine").isEmpty());
+}
+
+QTEST_GUILESS_MAIN(TestPlaitAgain)
+#include "tst_plait_again.moc"
