@@ -120,6 +120,7 @@ public:
         result.changes = ChosenOptions::changes(m_values);
         result.all = m_values.flag("all"_L1);
         result.withFile = m_values.flag("delete-file"_L1);
+        result.isToAsk = m_values.flag("timestamping"_L1);
         result.force = m_values.flag("force"_L1);
         result.notes = m_line.notes;
         readPrinting(result);

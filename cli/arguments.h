@@ -29,6 +29,7 @@ struct Arguments {
     OptionChanges changes; ///< of downloads that are in the list already
     bool all = false; ///< Resume: everything that is unfinished
     bool withFile = false; ///< Remove: the file, too
+    bool isToAsk = false; ///< Get: the server, whether what is there already is its file still
     bool force = false; ///< SetUrl: even where the file there may be another one
     ListFilter filter = ListFilter::All;
     int limit = 0; ///< List: lines at most; 0 = no limit

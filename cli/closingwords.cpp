@@ -65,6 +65,8 @@ QString checksumOf(const Summary &summary)
 
 QStringList factsOf(const Summary &summary)
 {
+    if (summary.isUpToDate)
+        return {u"it is up to date"_s};
     if (summary.isThere)
         return {u"it is there already"_s, u"--again fetches it again"_s};
     QStringList facts{amountOf(summary), checksumOf(summary)};

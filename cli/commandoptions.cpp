@@ -108,6 +108,14 @@ const Row kAfter[] = {
      .places = kTyped,
      .help = "The same as \"plait query\"",
      .manual = "the same as `plait query`"},
+    {.name = "timestamping",
+     .letter = 'N',
+     .group = "naming",
+     .places = kSetting,
+     .help = "Ask the server whether what is there already is its file still",
+     .manual =
+         "ask the server whether what is there already is its file still; where it is another one, `--on-changed` "
+         "says what to do"},
     {.name = "finished", .group = "listing", .places = kTyped, .help = "Finished ones only"},
     {.name = "unfinished", .group = "listing", .places = kTyped, .help = "Unfinished ones only"},
     {.name = "limit",

@@ -156,7 +156,7 @@ void DownloadsRunner::addNext()
 {
     const DownloadRequest &request = m_arguments.requests.at(m_nextRequest++);
     ++m_unanswered;
-    m_engine.add(request, true, [this, url = request.url](const EngineAnswer &answer) { onAdded(url, answer); });
+    m_engine.add(request, true, [this, request](const EngineAnswer &answer) { onAdded(request, answer); });
 }
 
 void DownloadsRunner::resumeNext()
@@ -183,10 +183,12 @@ void DownloadsRunner::command(qint64 id, const Engine::Callback &callback)
     }
 }
 
-void DownloadsRunner::onAdded(const QUrl &url, const EngineAnswer &answer)
+void DownloadsRunner::onAdded(const DownloadRequest &request, const EngineAnswer &answer)
 {
     if (!answer.isOk())
-        refuse(--m_refused, url, answer.failure);
+        refuse(--m_refused, request.url, answer.failure);
+    else if (!answer.existing.isEmpty() && m_arguments.isToAsk)
+        askAbout(request, answer.snapshots.value(0), answer.existing);
     else if (!answer.existing.isEmpty())
         skip(answer.snapshots.value(0), answer.existing);
     else
@@ -332,12 +334,71 @@ void DownloadsRunner::tellDone()
         Q_EMIT done(m_status);
 }
 
-void DownloadsRunner::skip(const Snapshot &there, const QString &path)
+void DownloadsRunner::askAbout(const DownloadRequest &request, const Snapshot &there, const QString &path)
+{
+    ++m_unanswered;
+    m_engine.check(there.id, request.changes, [this, request, there, path](const EngineAnswer &answer) {
+        onChecked(request, there, path, answer);
+        onAnswered();
+    });
+}
+
+void DownloadsRunner::onChecked(const DownloadRequest &request, const Snapshot &there, const QString &path,
+                                const EngineAnswer &answer)
+{
+    // Whoever stopped it is not told that it was stopped.
+    if (m_stopping)
+        return;
+    if (answer.isOk())
+        skip(there, path, true);
+    else if (answer.failure.kind == Failure::Kind::ResourceChanged)
+        onChangedThere(Trouble::Policy(request.options.onChanged), there);
+    else
+        refuse(there.id, there.url, answer.failure);
+}
+
+/// The file that is there is a whole one, and stays where nobody says that it may go.
+void DownloadsRunner::onChangedThere(Trouble::Policy policy, const Snapshot &there)
+{
+    if (policy == Trouble::Policy::Restart) {
+        fetchAnew(there.id);
+    } else if (policy == Trouble::Policy::Ask && m_questions) {
+        ++m_unanswered;
+        const QString text =
+            u"The server has another file by now than \"%1\". Fetch it in its place?"_s.arg(there.name());
+        m_questions->ask(-there.id, text, {u"no"_s, u"yes"_s}, [this, there](int answer) {
+            onChangedThere(answer == 1 ? Trouble::Policy::Restart : Trouble::Policy::Fail, there);
+            onAnswered();
+        });
+    } else {
+        refuseChanged(there);
+    }
+}
+
+void DownloadsRunner::refuseChanged(const Snapshot &there)
+{
+    Summary summary;
+    summary.url = there.url;
+    summary.name = there.name();
+    summary.status = ExitStatus::ResourceChanged;
+    summary.errorText = u"%1: the server has another file by now. \"plait restart %2\" fetches it."_s.arg(
+        there.url.toDisplayString(), QString::number(there.id));
+    refuse(there.id, summary);
+}
+
+void DownloadsRunner::fetchAnew(qint64 id)
+{
+    ++m_unanswered;
+    m_engine.restart(id, [this, id](const EngineAnswer &answer) { onResumed(id, answer); });
+}
+
+void DownloadsRunner::skip(const Snapshot &there, const QString &path, bool isUpToDate)
 {
     Summary summary = summaryOf(there);
     summary.isThere = true;
     summary.isSkipped = true;
     summary.fetched = 0;
+    summary.isUpToDate = isUpToDate;
     summary.path = path;
     summary.status = ExitStatus::Done;
     summary.errorText.clear();

@@ -6,6 +6,7 @@
 #include <cli/runner.h>
 #include <cli/summary.h>
 #include <host/engine/engine.h>
+#include <host/policy/trouble.h>
 
 #include <QHash>
 #include <QList>
@@ -44,7 +45,7 @@ private:
     void addNext();
     void resumeNext();
     void command(qint64 id, const Engine::Callback &callback);
-    void onAdded(const QUrl &url, const EngineAnswer &answer);
+    void onAdded(const DownloadRequest &request, const EngineAnswer &answer);
     void onResumed(qint64 id, const EngineAnswer &answer);
     bool expect(qint64 id);
     void onAnswered();
@@ -59,7 +60,13 @@ private:
     void onClosed();
     void tellDone();
     void endIfDone();
-    void skip(const Snapshot &there, const QString &path);
+    void skip(const Snapshot &there, const QString &path, bool isUpToDate = false);
+    void askAbout(const DownloadRequest &request, const Snapshot &there, const QString &path);
+    void onChecked(const DownloadRequest &request, const Snapshot &there, const QString &path,
+                   const EngineAnswer &answer);
+    void onChangedThere(Trouble::Policy policy, const Snapshot &there);
+    void refuseChanged(const Snapshot &there);
+    void fetchAnew(qint64 id);
     void refuse(qint64 id, const QUrl &url, const Failure &failure);
     void refuse(qint64 id, const Summary &summary);
     void count(ExitStatus status);

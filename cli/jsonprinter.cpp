@@ -68,7 +68,11 @@ void JsonPrinter::end(qint64 id, const Summary &summary)
     if (!summary.errorText.isEmpty())
         tell(summary.errorText);
     if (summary.isThere)
-        print(u"skipped"_s, {{u"id"_s, id}, {u"path"_s, summary.path}, {u"bytes"_s, summary.bytes}});
+        print(u"skipped"_s,
+              {{u"id"_s, id},
+               {u"path"_s, summary.path},
+               {u"bytes"_s, summary.bytes},
+               {u"up_to_date"_s, summary.isUpToDate}});
     print(u"summary"_s,
           {{u"id"_s, id},
            {u"url"_s, shown(summary.url)},

@@ -29,6 +29,7 @@ struct Summary {
     std::optional<ChecksumResult> checksum; ///< nothing = there was nothing to compare with
     FileAssurance assurance; ///< of a finished file
     bool isThere = false; ///< it was, before anything was fetched
+    bool isUpToDate = false; ///< it is there, and the server says that it has the same
     ExitStatus status = ExitStatus::Done;
     bool isSkipped = false; ///< a file that was there is as good
     bool isStopped = false; ///< on purpose

@@ -16,6 +16,9 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
+/// What happens between the two commands.
+using Change = void (*)(PlaitSandbox &);
+
 constexpr quint64 kSeed = 81;
 constexpr qint64 kSize = 200000;
 constexpr int kFiles = 60;
@@ -23,6 +26,7 @@ constexpr int kStops = 6;
 constexpr int kDone = 0;
 constexpr int kBadOption = 28;
 constexpr int kChecksumMismatch = 32;
+constexpr int kResourceChanged = 33;
 
 QString nameOf(int number)
 {
@@ -54,6 +58,8 @@ private Q_SLOTS:
     void whatCountsAsThere();
     void aFileIsComparedWithAChecksumThatIsNew_data();
     void aFileIsComparedWithAChecksumThatIsNew();
+    void theServerIsAskedWhereThatIsWanted_data();
+    void theServerIsAskedWhereThatIsWanted();
     void anAddressThatStandsTwiceIsFetchedOnce();
     void aListThatIsStoppedAgainAndAgainComesDownOnce();
     void aListHasMirrorsOptionsOfItsOwnAndBadLines();
@@ -120,7 +126,6 @@ void TestPlaitAgain::whatIsDoneIsSkippedAndSaid()
 
 void TestPlaitAgain::whatCountsAsThere_data()
 {
-    using Change = void (*)(PlaitSandbox &);
     QTest::addColumn<QStringList>("first");
     QTest::addColumn<Change>("change");
     QTest::addColumn<QStringList>("second");
@@ -157,7 +162,7 @@ void TestPlaitAgain::whatCountsAsThere_data()
 void TestPlaitAgain::whatCountsAsThere()
 {
     QFETCH(QStringList, first);
-    QFETCH(void (*)(PlaitSandbox &), change);
+    QFETCH(Change, change);
     QFETCH(QStringList, second);
     QFETCH(QStringList, files);
     QFETCH(bool, isFetched);
@@ -195,6 +200,36 @@ void TestPlaitAgain::aFileIsComparedWithAChecksumThatIsNew()
     }
     QCOMPARE(requests(), before);
     QCOMPARE(TestFiles::sha256OfFile(m_plait->path(nameOf(0))), rightHash(0));
+}
+
+void TestPlaitAgain::theServerIsAskedWhereThatIsWanted_data()
+{
+    QTest::addColumn<bool>("hasChanged");
+    QTest::addColumn<QString>("onChanged");
+    QTest::addColumn<int>("status");
+    QTest::newRow("the same file") << false << u"restart"_s << kDone;
+    QTest::newRow("another one, which is wanted") << true << u"restart"_s << kDone;
+    QTest::newRow("another one, which is not") << true << u"fail"_s << kResourceChanged;
+    QTest::newRow("another one, and nobody to be asked") << true << u"ask"_s << kResourceChanged;
+}
+
+void TestPlaitAgain::theServerIsAskedWhereThatIsWanted()
+{
+    QFETCH(bool, hasChanged);
+    QFETCH(QString, onChanged);
+    QFETCH(int, status);
+    QVERIFY(m_servers.nginx().addFile(u"asked.bin"_s, kSeed, kSize));
+    const QString url = m_servers.nginx().url(u"/asked.bin"_s).toString();
+    QCOMPARE(m_plait->run({url}).status, kDone);
+    if (hasChanged)
+        QVERIFY(m_servers.nginx().addFile(u"asked.bin"_s, kSeed + 1, kSize + 7));
+    const PlaitResult result = m_plait->run({u"-N"_s, u"--on-changed"_s, onChanged, url});
+    QVERIFY2(result.status == status, result.err);
+    QCOMPARE(result.err.contains("is up to date"), !hasChanged);
+    QCOMPARE(m_plait->files(), QStringList{u"asked.bin"_s});
+    const bool isFetched = hasChanged && status == kDone;
+    QCOMPARE(TestFiles::sha256OfFile(m_plait->path(u"asked.bin"_s)),
+             isFetched ? TestFiles::sha256OfContent(kSeed + 1, kSize + 7) : TestFiles::sha256OfContent(kSeed, kSize));
 }
 
 void TestPlaitAgain::anAddressThatStandsTwiceIsFetchedOnce()

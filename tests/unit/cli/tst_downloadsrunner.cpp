@@ -74,6 +74,8 @@ private Q_SLOTS:
     void whatIsAddedIsFollowedToItsEnd();
     void whatCameInThisRunIsToldAndHowItEnded();
     void whatIsThereAlreadyIsSkipped();
+    void whatIsThereAlreadyIsAskedAboutWhereThatIsWanted_data();
+    void whatIsThereAlreadyIsAskedAboutWhereThatIsWanted();
     void aFewAreGivenAtATime();
     void whatIsRefusedIsSaidAndTheOthersGoOn();
     void badLinesOfAListAreSaidFirstAndTheOthersRun();
@@ -175,6 +177,53 @@ void TestDownloadsRunner::whatIsThereAlreadyIsSkipped()
     QVERIFY(m_engine->answerTo(Kind::Add, there));
     m_engine->tellClosed();
     QCOMPARE(m_done, QList<ExitStatus>{ExitStatus::Done});
+}
+
+void TestDownloadsRunner::whatIsThereAlreadyIsAskedAboutWhereThatIsWanted_data()
+{
+    using Failed = Failure::Kind;
+    QTest::addColumn<EngineAnswer>("found");
+    QTest::addColumn<int>("onChanged");
+    QTest::addColumn<bool>("isFetched");
+    QTest::addColumn<ExitStatus>("status");
+    const auto policy = [](Trouble::Policy which) { return int(which); };
+    QTest::newRow("the same") << EngineAnswer() << policy(Trouble::Policy::Restart) << false << ExitStatus::Done;
+    QTest::newRow("another one, which is wanted")
+        << refusal(Failed::ResourceChanged) << policy(Trouble::Policy::Restart) << true << ExitStatus::Done;
+    QTest::newRow("another one, which is not")
+        << refusal(Failed::ResourceChanged) << policy(Trouble::Policy::Fail) << false << ExitStatus::ResourceChanged;
+    QTest::newRow("another one, and nobody to be asked")
+        << refusal(Failed::ResourceChanged) << policy(Trouble::Policy::Ask) << false << ExitStatus::ResourceChanged;
+    QTest::newRow("nobody can tell") << refusal(Failed::TimedOut) << policy(Trouble::Policy::Restart) << false
+                                     << ExitStatus::TimeOut;
+}
+
+void TestDownloadsRunner::whatIsThereAlreadyIsAskedAboutWhereThatIsWanted()
+{
+    QFETCH(EngineAnswer, found);
+    QFETCH(int, onChanged);
+    QFETCH(bool, isFetched);
+    Arguments arguments = get(1);
+    arguments.isToAsk = true;
+    arguments.requests.first().options.onChanged = onChanged;
+    begin(arguments);
+    EngineAnswer there = answerOf(7);
+    there.snapshots = {row(7, DownloadState::Done)};
+    there.existing = u"/home/x"_s;
+    QVERIFY(m_engine->answerTo(Kind::Add, there));
+    QVERIFY(m_notes.lines.isEmpty() && m_engine->of(Kind::Close).isEmpty());
+    QVERIFY(m_engine->answerTo(Kind::Check, found));
+    QCOMPARE(!m_engine->of(Kind::Restart).isEmpty(), isFetched);
+    if (isFetched) {
+        QVERIFY(m_engine->answerTo(Kind::Restart, answerOf(7)));
+        m_engine->tellChanged(row(7, DownloadState::Running));
+        m_engine->tellChanged(row(7, DownloadState::Done));
+    }
+    QCOMPARE(m_notes.summaries.size(), 1);
+    QCOMPARE(m_notes.summaries.first().isUpToDate, found.isOk());
+    QVERIFY(!m_engine->of(Kind::Close).isEmpty());
+    m_engine->tellClosed();
+    QTEST(m_done.value(0), "status");
 }
 
 void TestDownloadsRunner::aFewAreGivenAtATime()

@@ -103,7 +103,11 @@ void TestJsonPrinter::whatIsThereAlreadyIsAnEventOfItsOwn()
     printer.end(7, summary);
     QCOMPARE(events().size(), 2);
     QCOMPARE(events().first(),
-             (QJsonObject{{u"event"_s, u"skipped"_s}, {u"id"_s, 7}, {u"path"_s, u"/tmp/x"_s}, {u"bytes"_s, 5}}));
+             (QJsonObject{{u"event"_s, u"skipped"_s},
+                          {u"id"_s, 7},
+                          {u"path"_s, u"/tmp/x"_s},
+                          {u"bytes"_s, 5},
+                          {u"up_to_date"_s, false}}));
     QCOMPARE(events().last().value(u"event"_s).toString(), u"summary"_s);
     QVERIFY(m_notesText.isEmpty());
 }

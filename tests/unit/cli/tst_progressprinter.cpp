@@ -514,6 +514,10 @@ void TestProgressPrinter::whatIsThereAlreadyIsNotSaidToBeSaved()
     Bench bench(ProgressMode::Line);
     bench.printer.end(1, summary);
     QCOMPARE(bench.notesText, u"Skipped \"/tmp/x.iso\": it is there already, --again fetches it again\n"_s);
+    summary.isUpToDate = true;
+    Bench asked(ProgressMode::Line);
+    asked.printer.end(1, summary);
+    QCOMPARE(asked.notesText, u"Skipped \"/tmp/x.iso\": it is up to date\n"_s);
     Bench quiet(ProgressMode::Line, true);
     quiet.printer.end(1, summary);
     QVERIFY(quiet.notesText.isEmpty());
