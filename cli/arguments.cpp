@@ -119,6 +119,7 @@ public:
         result.queue = ChosenOptions::queue(m_values);
         result.changes = ChosenOptions::changes(m_values);
         result.all = m_values.flag("all"_L1);
+        result.failed = m_values.flag("failed"_L1);
         result.withFile = m_values.flag("delete-file"_L1);
         result.isToAsk = m_values.flag("timestamping"_L1);
         result.force = m_values.flag("force"_L1);
@@ -175,9 +176,8 @@ private:
             readNewUrl(result);
         else if (result.command == Command::CheckList || result.command == Command::RepairList)
             result.setAsideList = absolute(m_line.words.value(0));
-        else if (result.command == Command::List && !m_line.words.isEmpty())
-            complain(u"\"%1\" means nothing to list. It takes a file with --check or --repair, and --list FILE for "
-                     u"another list."_s.arg(Redaction::typed(m_line.words.first())));
+        else if (result.command == Command::List)
+            result.text = m_line.words.value(0);
         else
             readIds(result);
     }
@@ -233,6 +233,8 @@ private:
             readId(word, result);
         if (result.command == Command::Resume && result.ids.isEmpty() && !m_values.flag("all"_L1))
             complain(u"resume needs numbers of downloads, or --all. Run \"plait list\" to see them."_s);
+        if (result.command == Command::Retry && result.ids.isEmpty() && !m_values.flag("failed"_L1))
+            complain(u"retry needs numbers of downloads, or --failed. Run \"plait list --failed\" to see them."_s);
     }
 
     void readId(const QString &word, Arguments &result)

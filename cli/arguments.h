@@ -31,7 +31,9 @@ struct Arguments {
     bool withFile = false; ///< Remove: the file, too
     bool isToAsk = false; ///< Get: the server, whether what is there already is its file still
     bool force = false; ///< SetUrl: even where the file there may be another one
+    bool failed = false; ///< List, Retry: what failed
     ListFilter filter = ListFilter::All;
+    QString text; ///< List: in name or address; empty = any
     int limit = 0; ///< List: lines at most; 0 = no limit
     QString sortBy; ///< List: "id", "name", "size" or "time"
     QString setAsideList; ///< CheckList, RepairList: another file than the list; absolute; empty = the list itself

@@ -16,11 +16,13 @@ enum class Command {
     RepairList,
     Show,
     Resume,
+    Retry,
     Restart,
     Check,
     Finish,
     SetUrl,
     Remove,
+    Clean,
     Config,
     Import, ///< does what Get does
     Help,

@@ -111,18 +111,21 @@ void DownloadsRunner::begin()
         summary.errorText = complaint;
         refuse(--m_refused, summary);
     }
-    if (!m_arguments.all) {
+    if (!m_arguments.all && !m_arguments.failed) {
         feed();
         return;
     }
     m_isListKnown = false;
-    m_engine.snapshots({0, -1, ListFilter::Unfinished, SnapshotQuery::Order::Position},
-                       [this](const EngineAnswer &answer) { takeUnfinished(answer); });
+    const ListFilter filter = m_arguments.failed ? ListFilter::All : ListFilter::Unfinished;
+    m_engine.snapshots({0, -1, filter, SnapshotQuery::Order::Position},
+                       [this](const EngineAnswer &answer) { takeListed(answer); });
 }
 
-void DownloadsRunner::takeUnfinished(const EngineAnswer &answer)
+void DownloadsRunner::takeListed(const EngineAnswer &answer)
 {
     for (const Snapshot &row : answer.snapshots) {
+        if (m_arguments.failed && row.state != DownloadState::Failed)
+            continue;
         if (row.ownerPid == 0)
             m_ids.append(row.id);
         else
@@ -131,7 +134,7 @@ void DownloadsRunner::takeUnfinished(const EngineAnswer &answer)
     if (!answer.isOk())
         refuse(--m_refused, {}, answer.failure);
     else if (m_ids.isEmpty())
-        m_printer.note(u"there is nothing unfinished"_s);
+        m_printer.note(m_arguments.failed ? u"there is nothing that failed"_s : u"there is nothing unfinished"_s);
     m_isListKnown = true;
     feed();
 }

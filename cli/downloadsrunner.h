@@ -40,7 +40,7 @@ public:
     void stop() override;
 
 private:
-    void takeUnfinished(const EngineAnswer &answer);
+    void takeListed(const EngineAnswer &answer);
     void feed();
     void addNext();
     void resumeNext();

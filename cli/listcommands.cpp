@@ -10,10 +10,12 @@
 #include <host/policy/shown.h>
 
 #include <QDir>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QTextStream>
 
+#include <algorithm>
 #include <optional>
 
 using namespace Qt::StringLiterals;
@@ -24,7 +26,7 @@ namespace
 using Output = ListCommands::Output;
 
 constexpr int kIdWidth = 6;
-constexpr int kStateWidth = 10;
+constexpr int kStateWidth = 12;
 constexpr int kSizeWidth = 10;
 constexpr int kLabelWidth = 14;
 
@@ -51,17 +53,30 @@ QString checksumWord(ChecksumResult result)
     return u"not-compared"_s;
 }
 
-/// One word, or how much of it is there.
+QString percentOf(const Snapshot &row)
+{
+    return u"%1%"_s.arg(ProgressLine::percent(row.done(), row.size()));
+}
+
+/// Of which a part is there.
+QString withPart(const QString &word, const Snapshot &row)
+{
+    return row.done() > 0 && row.size() > 0 ? word + u' ' + percentOf(row) : word;
+}
+
+/// A word, and how much of it is there.
 QString stateOf(const Snapshot &row)
 {
     if (row.ownerPid != 0 || row.state == DownloadState::Running)
-        return u"running"_s;
+        return withPart(u"running"_s, row);
     if (row.isFinished && row.checksum && *row.checksum != ChecksumResult::Equal)
         return *row.checksum == ChecksumResult::Different ? u"wrong"_s : u"unchecked"_s;
     if (row.isFinished)
         return row.assurance.assurance == Assurance::Unproven ? u"done?"_s : u"done"_s;
+    if (row.state == DownloadState::Failed)
+        return withPart(u"failed"_s, row);
     if (row.size() > 0)
-        return u"%1%"_s.arg(ProgressLine::percent(row.done(), row.size()));
+        return percentOf(row);
     return row.done() > 0 ? u"begun"_s : u"new"_s;
 }
 
@@ -87,6 +102,7 @@ QJsonObject objectOf(const Snapshot &row)
             {u"size"_s, row.size()},
             {u"done"_s, row.done()},
             {u"finished"_s, row.isFinished},
+            {u"failed"_s, row.state == DownloadState::Failed},
             {u"checksum"_s, row.checksum ? checksumWord(*row.checksum) : QString()},
             {u"assurance"_s, row.assurance.key()},
             {u"assurance_reason"_s, row.assurance.reason()},
@@ -100,7 +116,7 @@ SnapshotQuery::Order orderOf(const QString &name)
         return SnapshotQuery::Order::Created;
     if (name == "name"_L1)
         return SnapshotQuery::Order::Name;
-    return name == "size"_L1 ? SnapshotQuery::Order::Size : SnapshotQuery::Order::Newest;
+    return name == "size"_L1 ? SnapshotQuery::Order::Size : SnapshotQuery::Order::Position;
 }
 
 /// True, and said, where the command was not done.
@@ -111,11 +127,53 @@ bool hasFailed(const EngineAnswer &answer, const Output &output)
     return !answer.isOk();
 }
 
+bool isMeant(const Snapshot &row, const Arguments &arguments)
+{
+    if (arguments.failed && row.state != DownloadState::Failed)
+        return false;
+    return row.name().contains(arguments.text, Qt::CaseInsensitive)
+        || row.url.toDisplayString().contains(arguments.text, Qt::CaseInsensitive);
+}
+
+using Order = SnapshotQuery::Order;
+
+/// Of what the engine knows no filter for. In the order of the list the newest stand last.
+EngineAnswer search(const Arguments &arguments, Engine &engine, Order order)
+{
+    const SnapshotQuery all{0, -1, arguments.filter, order};
+    EngineAnswer page = answerOf([&](const Engine::Callback &done) { engine.snapshots(all, done); });
+    page.snapshots.removeIf([&arguments](const Snapshot &row) { return !isMeant(row, arguments); });
+    page.total = page.snapshots.size();
+    const qsizetype count = arguments.limit > 0 ? std::min<qsizetype>(arguments.limit, page.total) : page.total;
+    page.snapshots = order == Order::Position ? page.snapshots.last(count) : page.snapshots.first(count);
+    return page;
+}
+
+EngineAnswer newest(const Arguments &arguments, Engine &engine)
+{
+    SnapshotQuery query{0, 0, arguments.filter, Order::Position};
+    const EngineAnswer none = answerOf([&](const Engine::Callback &done) { engine.snapshots(query, done); });
+    if (!none.isOk())
+        return none;
+    query.first = std::max<qint64>(0, none.total - arguments.limit);
+    query.count = arguments.limit;
+    return answerOf([&](const Engine::Callback &done) { engine.snapshots(query, done); });
+}
+
+EngineAnswer chosen(const Arguments &arguments, Engine &engine)
+{
+    const Order order = orderOf(arguments.sortBy);
+    if (arguments.failed || !arguments.text.isEmpty())
+        return search(arguments, engine, order);
+    if (order == Order::Position && arguments.limit > 0)
+        return newest(arguments, engine);
+    const SnapshotQuery query{0, arguments.limit > 0 ? arguments.limit : -1, arguments.filter, order};
+    return answerOf([&](const Engine::Callback &done) { engine.snapshots(query, done); });
+}
+
 ExitStatus printList(const Arguments &arguments, Engine &engine, const Output &output)
 {
-    const SnapshotQuery query{0, arguments.limit > 0 ? arguments.limit : -1, arguments.filter,
-                              orderOf(arguments.sortBy)};
-    const EngineAnswer page = answerOf([&](const Engine::Callback &done) { engine.snapshots(query, done); });
+    const EngineAnswer page = chosen(arguments, engine);
     if (hasFailed(page, output))
         return exitStatusOf(page.failure);
     for (const Snapshot &row : page.snapshots) {
@@ -258,6 +316,40 @@ ExitStatus setUrl(const Arguments &arguments, Engine &engine, const Output &outp
     return ExitStatus::Done;
 }
 
+/// False for what has nothing on the disk that could be gone.
+bool isGone(const Snapshot &row, Engine &engine)
+{
+    if (row.done() == 0 && !row.isFinished)
+        return false;
+    const EngineAnswer answer = answerOf([&](const Engine::Callback &done) { engine.snapshot(row.id, done); });
+    if (!answer.isOk() || !answer.snapshots.first().details)
+        return false;
+    const QString path = answer.snapshots.first().details->path;
+    return path.isEmpty() || !QFileInfo::exists(path);
+}
+
+ExitStatus clean(const Arguments &arguments, Engine &engine, const Output &output)
+{
+    const SnapshotQuery all{0, -1, ListFilter::All, SnapshotQuery::Order::Position};
+    const EngineAnswer page = answerOf([&](const Engine::Callback &done) { engine.snapshots(all, done); });
+    bool isFine = !hasFailed(page, output);
+    qint64 count = 0;
+    for (const Snapshot &row : page.snapshots) {
+        if (row.ownerPid != 0 || (row.state != DownloadState::Done && !isGone(row, engine)))
+            continue;
+        const EngineAnswer answer = answerOf([&](const Engine::Callback &done) { engine.remove(row.id, false, done); });
+        count += answer.isOk() ? 1 : 0;
+        isFine = !hasFailed(answer, output) && isFine;
+    }
+    if (arguments.json)
+        output.answers << JsonLine::of({{u"event"_s, u"cleaned"_s}, {u"count"_s, count}}) << Qt::flush;
+    else if (!arguments.quiet)
+        output.notes << (count == 1 ? u"1 download is"_s : u"%1 downloads are"_s.arg(count))
+                     << " off the list; files stay\n"
+                     << Qt::flush;
+    return isFine ? ExitStatus::Done : ExitStatus::Unknown;
+}
+
 ExitStatus remove(const Arguments &arguments, Engine &engine, const Output &output)
 {
     ExitStatus status = ExitStatus::Done;
@@ -280,8 +372,14 @@ ExitStatus ListCommands::print(const Arguments &arguments, Engine &engine, const
 
 ExitStatus ListCommands::change(const Arguments &arguments, Engine &engine, const Output &output)
 {
-    return arguments.command == Arguments::Command::SetUrl ? setUrl(arguments, engine, output)
-                                                           : remove(arguments, engine, output);
+    switch (arguments.command) {
+    case Arguments::Command::SetUrl:
+        return setUrl(arguments, engine, output);
+    case Arguments::Command::Clean:
+        return clean(arguments, engine, output);
+    default:
+        return remove(arguments, engine, output);
+    }
 }
 
 ExitStatus ListCommands::printSettings(const Arguments &arguments, const Output &output)

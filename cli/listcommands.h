@@ -19,7 +19,7 @@ struct Output {
 
 /// list and show: they need the list alone, and so no module and no network. @param engine open
 ExitStatus print(const Arguments &arguments, Engine &engine, const Output &output);
-/// remove, and set-url with --force. @param engine open
+/// remove, clean, and set-url with --force. @param engine open
 ExitStatus change(const Arguments &arguments, Engine &engine, const Output &output);
 /// config
 ExitStatus printSettings(const Arguments &arguments, const Output &output);

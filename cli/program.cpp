@@ -154,6 +154,7 @@ ExitStatus runWithNetwork(const Arguments &arguments, Engine &engine, Streams &s
     if (!isReady)
         return ExitStatus::Unknown;
     const bool isQuick = arguments.command == Arguments::Command::Remove
+        || arguments.command == Arguments::Command::Clean
         || (arguments.command == Arguments::Command::SetUrl && arguments.force);
     if (isQuick)
         return ListCommands::change(arguments, engine, {streams.answers, streams.notes});

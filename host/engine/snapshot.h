@@ -23,7 +23,7 @@ class QJsonObject;
 
 /// What is there of a file.
 struct FileSnapshot {
-    QString name; ///< when it is whole; empty = not known yet
+    QString name; ///< on the disk, or as it will be called when it is whole; empty = not known yet
     qint64 size = -1; ///< bytes; -1 = unknown
     qint64 done = 0; ///< bytes on disk
     QList<AbstractDownloadSection> sections = {}; ///< of a download that is active, or was asked for by its number

@@ -34,6 +34,14 @@ bool hasServersDigest(const Lease &lease)
                        [](const KnownAddress &address) { return !address.identity.digest.isEmpty(); });
 }
 
+/// Where another file was in the way, it is not called what it would be.
+QString nameOf(const AbstractDownloadPersistentInfo &record)
+{
+    if (record.files.isEmpty())
+        return {};
+    return record.isFinished() ? record.files.first().relativePath() : record.files.first().name;
+}
+
 }
 
 ListEntry Lease::entry() const
@@ -41,7 +49,7 @@ ListEntry Lease::entry() const
     ListEntry entry;
     entry.id = record.id;
     entry.placeKey = record.sortIndex;
-    entry.name = record.files.isEmpty() ? QString() : record.files.first().name;
+    entry.name = nameOf(record);
     entry.url = record.url;
     entry.folder = record.folder;
     entry.size = sizeOf(record.files);

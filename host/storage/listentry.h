@@ -27,7 +27,7 @@ enum class ListOrder {
 struct ListEntry {
     qint64 id = 0;
     qint64 placeKey = 0; ///< by which rows are sorted where they stand: a smaller one comes first, see RowPlace
-    QString name; ///< of the first file; empty = not known yet
+    QString name; ///< of the first file: on the disk, or as it will be called there; empty = not known yet
     QUrl url;
     QString folder; ///< empty = none
     qint64 size = -1; ///< bytes; -1 = unknown

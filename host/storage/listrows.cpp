@@ -20,7 +20,8 @@ namespace
 const QString kEntryColumns = uR"(
     id, sort_index, url, folder, finished, owner_pid, owner_start_time, owner_boot_id,
     error_code, error_category, error_source, error_description, error_time, creation_time, finished_time,
-    (SELECT name FROM files WHERE download_id = downloads.id AND position = 0),
+    (SELECT iif(finished AND path_on_disk <> '', path_on_disk, name) FROM files
+        WHERE download_id = downloads.id AND position = 0),
     (SELECT CASE WHEN min(size) < 0 THEN -1 ELSE sum(size) END FROM files WHERE download_id = downloads.id),
     (SELECT sum(downloaded) FROM sections WHERE download_id = downloads.id),
     (SELECT checksum_result FROM options WHERE download_id = downloads.id AND checksum_algorithm <> ''),

@@ -524,10 +524,10 @@ void TestPlaitAssurance::theListSaysWhatIsUnproven()
 
     const QByteArrayList lines = m_plait->runBare({u"list"_s}).out.trimmed().split('\n');
     QCOMPARE(lines.size(), 2);
-    QVERIFY2(lines.at(0).contains("  done?  ") && lines.at(0).endsWith("  file.bin"), lines.at(0));
-    QVERIFY2(lines.at(1).contains("  done  ") && lines.at(1).endsWith("  sure.bin"), lines.at(1));
-    QCOMPARE(lines.at(0).indexOf("file.bin"),
-             lines.at(1).indexOf("sure.bin") + (lines.at(0).size() - lines.at(1).size()));
+    QVERIFY2(lines.at(0).contains("  done  ") && lines.at(0).endsWith("  sure.bin"), lines.at(0));
+    QVERIFY2(lines.at(1).contains("  done?  ") && lines.at(1).endsWith("  file.bin"), lines.at(1));
+    QCOMPARE(lines.at(1).indexOf("file.bin"),
+             lines.at(0).indexOf("sure.bin") + (lines.at(1).size() - lines.at(0).size()));
 
     const PlaitResult listed = m_plait->runBare({u"list"_s, u"--json"_s, u"-n"_s, u"1"_s});
     QCOMPARE(sureness(lastObjectIn(listed.out)), u"unproven: "_s + kNoLength);

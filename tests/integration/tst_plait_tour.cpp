@@ -263,9 +263,10 @@ QList<QJsonObject> TestPlaitTour::listed(const QStringList &arguments)
 QString TestPlaitTour::idOf(const QString &url)
 {
     const QList<QJsonObject> all = listed({});
-    const auto it = std::find_if(
-        all.begin(), all.end(), [&url](const QJsonObject &object) { return object.value(u"url"_s).toString() == url; });
-    return it == all.end() ? QString() : QString::number(it->value(u"id"_s).toInteger());
+    const auto it = std::find_if(all.rbegin(), all.rend(), [&url](const QJsonObject &object) {
+        return object.value(u"url"_s).toString() == url;
+    });
+    return it == all.rend() ? QString() : QString::number(it->value(u"id"_s).toInteger());
 }
 
 void TestPlaitTour::filesAreFetchedUnderTheirNames()
@@ -375,9 +376,9 @@ void TestPlaitTour::aChecksumTellsWhetherItIsTheFileThatWasMeant()
 void TestPlaitTour::theListAndTheServerAreAsked()
 {
     title(u"Looking"_s);
-    tell(u"All downloads are in the list, the newest first: number, state, size, name."_s);
+    tell(u"All downloads are in the list: number, state, size, name."_s);
     QVERIFY2(walk({u"list"_s}, kDone), complaint());
-    QVERIFY(sees("done       293.0 KiB  song.ogg\n"));
+    QVERIFY(sees("done         293.0 KiB  song.ogg\n"));
     tell(u"By name, size or time, and no more lines than are wanted:"_s);
     QVERIFY2(walk({u"list"_s, u"--sort"_s, u"name"_s, u"-n"_s, u"3"_s}, kDone), complaint());
     QVERIFY2(m_result.out.indexOf("cover.jpg") < m_result.out.indexOf("disk.img"), complaint());

@@ -158,6 +158,10 @@ void TestListCommands::aLineSaysHowFarItIs_data()
     };
     Snapshot running = rowOf(1, 2048, 0);
     running.state = DownloadState::Running;
+    Snapshot halfway = rowOf(1, 2048, 1024);
+    halfway.state = DownloadState::Running;
+    Snapshot failed = rowOf(1, 2048, 1024);
+    failed.state = DownloadState::Failed;
     Snapshot others = rowOf(1, 2048, 0);
     others.ownerPid = 7;
     row("nothing is there", rowOf(1, -1, 0), u"1 new ? a.iso"_s);
@@ -165,6 +169,8 @@ void TestListCommands::aLineSaysHowFarItIs_data()
     row("a part", rowOf(1, 2048, 1024), u"1 50% 2.0 KiB a.iso"_s);
     row("a part of nobody knows how much", rowOf(1, -1, 1024), u"1 begun ? a.iso"_s);
     row("it runs", running, u"1 running 2.0 KiB a.iso"_s);
+    row("it runs, and a part is there", halfway, u"1 running 50% 2.0 KiB a.iso"_s);
+    row("it failed", failed, u"1 failed 50% 2.0 KiB a.iso"_s);
     row("another process is at work on it", others, u"1 running 2.0 KiB a.iso"_s);
     row("it is done", finishedRow(Assurance::Consistent), u"1 done 100 B a.iso"_s);
     row("it is done, and nothing proves it", finishedRow(Assurance::Unproven), u"1 done? 100 B a.iso"_s);
