@@ -19,6 +19,7 @@ using Page = ClosingWords::Page;
 
 /// More failures than that are only counted: each was told of when it happened.
 constexpr qsizetype kMostFailures = 20;
+constexpr qsizetype kMostStopped = 3;
 constexpr int kNarrowest = 10;
 const QString kIndent = u"  "_s;
 
@@ -86,8 +87,8 @@ QStringList countsOf(const Tally &tally)
         counts.append(u"%1 skipped"_s.arg(tally.skipped));
     // Of what had not begun it was said already.
     const QString next = tally.unbegun > 0 ? QString() : u" (run the same command again to resume)"_s;
-    if (tally.stopped > 0)
-        counts.append(u"%1 stopped"_s.arg(tally.stopped) + next);
+    if (!tally.stopped.isEmpty())
+        counts.append(u"%1 stopped"_s.arg(tally.stopped.size()) + next);
     if (tally.unbegun > 0)
         counts.append(u"%1 not begun"_s.arg(tally.unbegun));
     return counts;
@@ -141,6 +142,16 @@ QString failureLine(const Tally::Failed &failed, const Page &page)
     return fitted(u"%1%2: %3"_s.arg(kIndent, name, failed.reason), page.columns, page);
 }
 
+/// In one line, however many they are.
+QString stoppedLine(const QStringList &names, const Page &page)
+{
+    const QStringList told = names.first(std::min(names.size(), kMostStopped));
+    const qsizetype rest = names.size() - told.size();
+    const QString more = rest > 0 ? u" and %1 more"_s.arg(rest) : QString();
+    const QString line = u"%1stopped: %2"_s.arg(kIndent, told.join(", "_L1));
+    return fitted(line, page.columns - TextColumns::width(more), page) + more;
+}
+
 }
 
 QStringList ClosingWords::ofOne(const Summary &summary, const Page &page)
@@ -164,5 +175,7 @@ QStringList ClosingWords::ofAll(const Tally &tally, double seconds, const Page &
         lines.append(failureLine(failed, page));
     if (tally.failed.size() > kMostFailures)
         lines.append(u"%1%2 and %3 more"_s.arg(kIndent, ellipsis(page)).arg(tally.failed.size() - kMostFailures));
+    if (!tally.stopped.isEmpty())
+        lines.append(stoppedLine(tally.stopped, page));
     return lines;
 }

@@ -93,6 +93,12 @@ QString notOnDisk(const Failure &failure)
            u"the disk."_s.arg(quotedFile(failure), failure.detail);
 }
 
+QString stopped(const Failure &failure)
+{
+    const QString what = u"stopped; run the same command again to resume"_s;
+    return failure.subject.title.isEmpty() ? what : quoted(failure.subject.title) + u": "_s + what;
+}
+
 QString stoppedBeforeComparing(const Failure &failure)
 {
     return u"stopped before %1 was compared with its checksum; \"plait resume %2\" does it"_s.arg(
@@ -250,7 +256,7 @@ QString ofItsKind(const Failure &failure)
     case Kind::Skipped:
         return u"%1 is there already; skipped"_s.arg(quoted(failure.subject.title));
     case Kind::Stopped:
-        return u"stopped; run the same command again to resume"_s;
+        return stopped(failure);
     case Kind::StoppedBeforeComparing:
         return stoppedBeforeComparing(failure);
     case Kind::NoSuchDownload:

@@ -115,7 +115,7 @@ void JsonPrinter::finish()
           {{u"done"_s, m_tally.done},
            {u"failed"_s, m_tally.failed.size()},
            {u"skipped"_s, m_tally.skipped},
-           {u"stopped"_s, m_tally.stopped},
+           {u"stopped"_s, m_tally.stopped.size()},
            {u"unbegun"_s, m_tally.unbegun},
            {u"bytes"_s, m_tally.bytes},
            {u"fetched"_s, m_tally.fetched},

@@ -10,7 +10,7 @@ void Tally::add(const Summary &summary)
     if (summary.isSkipped)
         ++skipped;
     else if (summary.isStopped)
-        ++stopped;
+        stopped.append(ProgressLine::name(summary.name, summary.url));
     else if (summary.status != ExitStatus::Done)
         failed.append({ProgressLine::name(summary.name, summary.url),
                        summary.reason.isEmpty() ? summary.errorText : summary.reason});

@@ -3,6 +3,7 @@
 
 #include <QList>
 #include <QString>
+#include <QStringList>
 #include <QtGlobal>
 
 struct Summary;
@@ -16,7 +17,7 @@ struct Tally {
 
     int done = 0;
     int skipped = 0; ///< there was nothing to do
-    int stopped = 0;
+    QStringList stopped = {}; ///< their names
     qsizetype unbegun = 0; ///< stopped before they began
     QList<Failed> failed = {};
     qint64 bytes = 0; ///< of what is done
@@ -24,5 +25,5 @@ struct Tally {
 
     void add(const Summary &summary);
     /// Of one alone its own last line says everything.
-    bool isOfMany() const { return done + skipped + stopped + unbegun + failed.size() > 1; }
+    bool isOfMany() const { return done + skipped + unbegun + stopped.size() + failed.size() > 1; }
 };

@@ -232,7 +232,7 @@ void TestPlaitTerminal::stoppingTakesTheLiveLinesAway()
     terminal.interrupt();
     QCOMPARE(terminal.finish(), 7);
     const QStringList left = screen.wholeLines();
-    QVERIFY2(left.size() == 2
+    QVERIFY2(left.size() == 3 && left.last().startsWith(u"  stopped: "_s) && left.last().contains(u"file.bin"_s)
                  && left.first().startsWith(u"0 done, 2 stopped (run the same command again to resume),"_s),
              qPrintable(left.join(u'\n')));
 }

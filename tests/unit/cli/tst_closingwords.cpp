@@ -65,6 +65,7 @@ private Q_SLOTS:
     void noLineIsTooWide();
     void everyEndIsCountedOnce();
     void aThousandFailuresAreNotToldAgain();
+    void whatWasStoppedIsNamedInOneLine();
 };
 
 void TestClosingWords::ofOne_data()
@@ -197,11 +198,12 @@ void TestClosingWords::everyEndIsCountedOnce()
     Summary stopped;
     stopped.status = ExitStatus::Unfinished;
     stopped.isStopped = true;
+    stopped.name = u"a.iso"_s;
     stopped.fetched = 5;
     tally.add(stopped);
     QCOMPARE(tally.done, 2);
     QCOMPARE(tally.skipped, 1);
-    QCOMPARE(tally.stopped, 1);
+    QCOMPARE(tally.stopped, QStringList{u"a.iso"_s});
     QCOMPARE(tally.failed.size(), 1);
     QCOMPARE(tally.bytes, 16 * kMiB);
     QCOMPARE(tally.fetched, 16 * kMiB + 5);
@@ -218,6 +220,20 @@ void TestClosingWords::aThousandFailuresAreNotToldAgain()
     const QStringList lines = ClosingWords::ofAll(tally, 1, {});
     QCOMPARE(lines.size(), 1 + 20 + 1);
     QCOMPARE(lines.last(), u"  … and 980 more"_s);
+}
+
+void TestClosingWords::whatWasStoppedIsNamedInOneLine()
+{
+    Tally tally;
+    Summary stopped;
+    stopped.isStopped = true;
+    for (const char *address :
+         {"http://a/1.iso", "http://a/2.iso", "http://a/3.iso", "http://a/4.iso", "http://a/5.iso"}) {
+        stopped.url = QUrl(QLatin1StringView(address));
+        tally.add(stopped);
+    }
+    QCOMPARE(ClosingWords::ofAll(tally, 1, {}).last(), u"  stopped: 1.iso, 2.iso, 3.iso and 2 more"_s);
+    QCOMPARE(ClosingWords::ofAll(tally, 1, {.columns = 30}).last(), u"  stopped: 1.iso, … and 2 more"_s);
 }
 
 QTEST_GUILESS_MAIN(TestClosingWords)

@@ -157,7 +157,8 @@ void TestFailureWords::textOfError_data()
         << errorOf(ErrorCategory::kFile, QFileDevice::PermissionsError, "Permission denied")
         << QStringList{u"cannot create \"/home/anna/x.iso.part\": Permission denied."_s};
     QTest::newRow("a stop says how to go on")
-        << errorOf(ErrorCategory::kGeneric, 4) << QStringList{u"stopped; run the same command again to resume"_s};
+        << errorOf(ErrorCategory::kGeneric, 4)
+        << QStringList{u"\"x.iso\": stopped; run the same command again to resume"_s};
     QTest::newRow("an unknown failure says where to look") << errorOf("OtherError", 3) << QStringList{u"--log FILE"_s};
 }
 

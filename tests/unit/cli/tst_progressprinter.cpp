@@ -391,13 +391,16 @@ void TestProgressPrinter::whatWasStoppedIsCounted()
     stopped.status = ExitStatus::Unfinished;
     stopped.isStopped = true;
     stopped.errorText = u"stopped"_s;
+    stopped.name = u"a.iso"_s;
     bench.printer.end(1, stopped);
+    stopped.name = u"b.iso"_s;
     bench.printer.end(2, stopped);
     bench.printer.leave(3);
     bench.printer.finish();
     QCOMPARE(bench.notesText,
              u"plait: 3 downloads had not begun; run the same command again to resume\n"
-             u"0 done, 2 stopped, 3 not begun, 0 B in 0.0 s\n"_s);
+             u"0 done, 2 stopped, 3 not begun, 0 B in 0.0 s\n"
+             u"  stopped: a.iso, b.iso\n"_s);
 }
 
 void TestProgressPrinter::eventsForProgramsStandAlone()
