@@ -3,6 +3,7 @@
 
 #include <host/storage/damagedlist.h>
 #include <host/storage/listrows.h>
+#include <host/storage/owners.h>
 #include <host/storage/processidentity.h>
 #include <host/storage/recordrows.h>
 #include <host/storage/schema.h>
@@ -81,7 +82,7 @@ void findRunning(RecordRows &rows, Findings &findings)
     while (owners && owners->next()) {
         const ProcessIdentity owner{owners->value(1).toNumber(), owners->value(2).toNumber(),
                                     owners->value(3).toText()};
-        if (!owner.isNobody() && owner.isAlive()) {
+        if (!owner.isNobody() && Owners::isAlive(rows, owner)) {
             findings.runningId = owners->value(0).toNumber();
             findings.runningPid = owner.pid;
         }

@@ -3,6 +3,7 @@
 
 #include <host/storage/keptoptions.h>
 #include <host/storage/memoryrows.h>
+#include <host/storage/owners.h>
 #include <host/storage/processidentity.h>
 #include <host/storage/recordrows.h>
 #include <host/storage/sqlcells.h>
@@ -125,7 +126,8 @@ Evidence evidenceFrom(const std::array<SqlValue, 4> &cells)
     return evidence;
 }
 
-ListEntry entryFrom(const SqlStatement &row)
+/// @param owner that the list has for it, who may be long gone
+ListEntry entryFrom(const SqlStatement &row, ProcessIdentity &owner)
 {
     int column = 0;
     const auto next = [&] { return row.value(column++); };
@@ -135,10 +137,9 @@ ListEntry entryFrom(const SqlStatement &row)
     entry.url = SqlCells::toUrl(next());
     entry.folder = SqlCells::toText(next());
     entry.finished = next().toBool();
-    ProcessIdentity owner{next().toNumber(), 0, {}};
+    owner.pid = next().toNumber();
     owner.startTime = next().toNumber();
     owner.bootId = SqlCells::toText(next());
-    entry.ownerPid = !owner.isNobody() && owner.isAlive() ? owner.pid : 0;
     entry.error.code = next().toInt();
     entry.error.category = SqlCells::toBytes(next()).toStdString();
     entry.error.source = SqlCells::toBytes(next()).toStdString();
@@ -168,10 +169,15 @@ std::optional<QList<ListEntry>> entriesOf(RecordRows &rows, const QString &state
     if (!lines)
         return std::nullopt;
     QList<ListEntry> entries;
+    QList<ProcessIdentity> owners;
     while (lines->next())
-        entries.append(entryFrom(lines.statement()));
+        entries.append(entryFrom(lines.statement(), owners.emplaceBack()));
     if (!rows.wasReadWhole(lines))
         return std::nullopt;
+    for (qsizetype i = 0; i < entries.size(); ++i) {
+        if (!owners.at(i).isNobody() && Owners::isAlive(rows, owners.at(i)))
+            entries[i].ownerPid = owners.at(i).pid;
+    }
     return entries;
 }
 

@@ -188,6 +188,9 @@ void TestDownloadListProcesses::anOwnerOnAnotherMachineIsOneUntilItsEnd()
                 .value(u"UPDATE downloads SET owner_pid = 1, owner_start_time = 2, owner_boot_id = 'another run' "
                        u"WHERE id = %1"_s.arg(record.id))
                 .isNull());
+    const qint64 shown = answer == DownloadList::Claim::OwnedByOther ? 1 : 0;
+    QCOMPARE(list.page(ListFilter::All, 10).last().ownerPid, shown);
+    QCOMPARE(list.page(ListFilter::All, ListOrder::Place, 0, 10).first().ownerPid, shown);
     QCOMPARE(list.claim(record.id), answer);
 }
 
