@@ -130,7 +130,10 @@ void LookupsRunner::onChecked(const EngineAnswer &answer)
     if (m_stopping)
         return;
     if (answer.isOk())
-        m_printer.note(u"download %1: the server has the same file"_s.arg(m_id));
+        m_printer.note((answer.warnings.isEmpty()
+                            ? u"download %1: the server has the same file"_s
+                            : u"download %1: the server has a file of the same size, and says no more of it"_s)
+                           .arg(m_id));
     if (answer.failure.kind == Failure::Kind::ResourceChanged)
         end(ExitStatus::ResourceChanged,
             u"download %1: the server has another file by now. \"plait restart %1\" fetches it."_s.arg(m_id), {});

@@ -73,7 +73,7 @@ public:
     /// A failure where they are not one piece from the start.
     void finishNow(qint64 id, const Callback &callback = {});
     /// Asks the server whether it still has the file; one after the other. Answers when it has said so, with a failure
-    /// where it has another one, or nobody can tell. changed() comes with Checking when it is asked, and follows with
+    /// where it has another one, or nobody can tell, and a warning where nothing but the size speaks for it. changed() comes with Checking when it is asked, and follows with
     /// the state of before; nothing else changes. @param changes headers to be sent along; a failure while the download
     /// waits or is active, and where something else is begun with it meanwhile.
     void check(qint64 id, const OptionChanges &changes, const Callback &callback = {});

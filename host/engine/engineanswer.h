@@ -21,7 +21,7 @@ struct EngineAnswer {
     QList<Snapshot> snapshots = {};
     qint64 total = 0; ///< of Snapshots: how many the filter lets through
     QList<Question> questions = {};
-    QList<Failure> warnings = {}; ///< of Open and Prepare: what a person should know though it succeeded
+    QList<Failure> warnings = {}; ///< of Open, Prepare and Check: what a person should know though it succeeded
     std::optional<QueryResult> found = {}; ///< of Query
     QString existing = {}; ///< of Add: path of the file that is there already; empty = it is to be fetched
 

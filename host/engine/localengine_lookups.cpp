@@ -86,6 +86,9 @@ void LocalEngine::onChecked(const ResourceCheck::Result &result)
         given.failure = Failure::make(Failure::Kind::ResourceChanged, subject);
     else if (result.finding == ResourceCheck::Finding::Unknown)
         given.failure = result.failure;
+    else if (!result.isProven)
+        given.warnings = {
+            Failure::make(Failure::Kind::NothingToCompare, subject, u"the server says no more of it than its size"_s)};
     answer(command, given);
     tellRow(command.id);
     QMetaObject::invokeMethod(this, &LocalEngine::checkNext, Qt::QueuedConnection);

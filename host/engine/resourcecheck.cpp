@@ -9,13 +9,24 @@
 
 #include <QThread>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 namespace
 {
 
 constexpr int kOk = 200;
+constexpr int kNotModified = 304;
 constexpr int kFirstRefusal = 400;
+
+/// Without anything, where nothing is known.
+ResourceIdentity knownIdentity(const ResourceMemory &memory, const QUrl &address)
+{
+    const auto known = std::find_if(memory.addresses.cbegin(), memory.addresses.cend(),
+                                    [&address](const KnownAddress &one) { return one.url == address; });
+    return known == memory.addresses.cend() ? ResourceIdentity() : known->identity;
+}
 
 /// Empty = none.
 QString encodingIn(const QList<ResourceIdentity::Field> &fields)
@@ -105,6 +116,9 @@ ResourceCheck::Result ResourceCheck::result() const
         return result;
     }
     result.finding = Finding::Same;
+    result.isProven = details.checkStatus == kNotModified
+        || knownIdentity(m_guard->memory(), info.downloadUrl())
+               .isComparableWith(ResourceIdentity::of(kOk, m_guard->lastFields()));
     return result;
 }
 

@@ -33,6 +33,7 @@ public:
 
     struct Result {
         Finding finding = Finding::Unknown;
+        bool isProven = false; ///< of the same: by more than its size
         AbstractError error; ///< why it is unknown, as it was told; may be empty
         Failure failure; ///< of an unknown one
     };

@@ -82,6 +82,12 @@ QUrl ResourceGuard::ledTo(const RequestPath &path) const
     return known && known->redirects <= kMostRedirects && !isTargetOfAnother(path.address) ? known->target : QUrl();
 }
 
+QList<ResourceIdentity::Field> ResourceGuard::conditionsOf(const RequestPath &path) const
+{
+    const KnownAddress *const known = m_task == Task::Look ? find(path.address) : nullptr;
+    return known ? known->identity.conditions() : QList<ResourceIdentity::Field>();
+}
+
 void ResourceGuard::beginRedirect(const RequestPath &path, const QUrl &target, bool isMadeUp)
 {
     m_following = {path, target};

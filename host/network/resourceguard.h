@@ -81,6 +81,10 @@ public:
     /// Of the last good answer.
     const QList<ResourceIdentity::Field> &lastFields() const { return m_lastFields; }
 
+    /// Of a task Look: what spares a server the file itself where it has not changed; it answers with 304 then. Empty =
+    /// nothing is known by which it could tell.
+    QList<ResourceIdentity::Field> conditionsOf(const RequestPath &path) const;
+
     // For the chief and the manager
 
     /// The next request is for @p url: whether it will go elsewhere, so that what its sender tells of it is made up.

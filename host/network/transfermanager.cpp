@@ -88,9 +88,12 @@ QNetworkReply *TransferManager::send(Operation operation, const QNetworkRequest 
     TransferReply::Way way{m_guard, {}, m_guard ? m_hub->gate() : nullptr};
     if (m_guard)
         way.path = m_guard->pathTo(request.url, PartialAnswer::askedStart(request.range).value_or(0) > 0);
+    TransferRequest ready = request;
+    if (m_guard && !request.isPost && Schemes::isHttp(request.url))
+        ready.headers += m_guard->conditionsOf(way.path);
     if (const QUrl target = m_guard && !request.isPost ? m_guard->ledTo(way.path) : QUrl(); !target.isEmpty())
         return new TransferReply(shown, way, target, this);
-    auto *const reply = new TransferReply(request.isPost ? operation : GetOperation, shown, request, way,
+    auto *const reply = new TransferReply(request.isPost ? operation : GetOperation, shown, ready, way,
                                           m_hub->means(), m_hub->loopFor(request.url), this);
     connect(reply, &TransferReply::redirectedWithLogin, this,
             [this](const QUrl &url) { m_hub->credentials().addRedirectLogin(url); });

@@ -102,6 +102,23 @@ ResourceIdentity ResourceIdentity::of(int status, const QList<Field> &fields)
     return identity;
 }
 
+bool ResourceIdentity::isComparableWith(const ResourceIdentity &newer) const
+{
+    const bool haveTags = !tagOf(*this).isEmpty() && !tagOf(newer).isEmpty();
+    const bool haveDates = lastModified.isValid() && newer.lastModified.isValid();
+    return haveTags || haveDates;
+}
+
+QList<ResourceIdentity::Field> ResourceIdentity::conditions() const
+{
+    QList<Field> fields;
+    if (!tagOf(*this).isEmpty())
+        fields.append({"If-None-Match", etag.isEmpty() ? "W/" + weakEtag : etag});
+    if (lastModified.isValid())
+        fields.append({"If-Modified-Since", HttpDate::format(lastModified).toLatin1()});
+    return fields;
+}
+
 QString ResourceIdentity::contradiction(const ResourceIdentity &newer) const
 {
     if (total >= 0 && newer.total >= 0 && total != newer.total)

@@ -23,6 +23,10 @@ struct ResourceIdentity {
 
     /// There is a validator: something that changes with the resource.
     bool hasValidator() const { return !etag.isEmpty() || !weakEtag.isEmpty() || lastModified.isValid(); }
+    /// Both have a validator of one kind, so that it can be said whether they are of one resource.
+    bool isComparableWith(const ResourceIdentity &newer) const;
+    /// Fields of a request that is to be answered only where the resource has changed; none without a validator.
+    QList<Field> conditions() const;
     /// In what the newer answer contradicts this one, as a clause ("its ETag is …, and was …"); empty = in nothing.
     /// What only one of them says contradicts nothing.
     QString contradiction(const ResourceIdentity &newer) const;

@@ -31,6 +31,8 @@ private Q_SLOTS:
     void cleanup();
     void theAnswerTells_data();
     void theAnswerTells();
+    void theFileIsAskedForOnlyWhereItHasChanged();
+    void nothingButTheSizeProvesNothing();
     void theAnswerIsWaitedFor();
     void redirectsAreFollowed();
     void whereNobodyAnswersItIsUnknown();
@@ -102,7 +104,7 @@ ResourceCheck::Result TestResourceCheck::resultOf(const AbstractDownloadPersiste
     m_results.clear();
     m_check->begin(record);
     const bool isTold = m_results.isEmpty() && QTest::qWaitFor([this] { return !m_results.isEmpty(); });
-    return isTold ? m_results.first() : ResourceCheck::Result{Finding(-1), {}, {}};
+    return isTold ? m_results.first() : ResourceCheck::Result{Finding(-1), false, {}, {}};
 }
 
 void TestResourceCheck::theAnswerTells_data()
@@ -124,7 +126,38 @@ void TestResourceCheck::theAnswerTells()
     m_server->setResponse(kPath, response);
     const ResourceCheck::Result result = resultOf(record);
     QTEST(result.finding, "finding");
+    QCOMPARE(result.isProven, result.finding == Finding::Same);
     QTEST(result.error.code, "code");
+}
+
+void TestResourceCheck::theFileIsAskedForOnlyWhereItHasChanged()
+{
+    const AbstractDownloadPersistentInfo record = fetch();
+    const ScriptedResponse before = file(1);
+    m_server->setHandler(kPath, [before](const ScriptedRequest &request) {
+        const bool isKnown = request.header("If-None-Match") == before.header("ETag")
+            && request.header("If-Modified-Since") == before.header("Last-Modified");
+        ScriptedResponse answer;
+        answer.status = isKnown ? 304 : 400;
+        return answer;
+    });
+    const ResourceCheck::Result result = resultOf(record);
+    QCOMPARE(result.finding, Finding::Same);
+    QVERIFY(result.isProven);
+    QVERIFY(!m_server->requests().first().hasHeader("If-None-Match"));
+}
+
+void TestResourceCheck::nothingButTheSizeProvesNothing()
+{
+    ScriptedResponse bare = file(1);
+    bare.headers.clear();
+    m_server->setResponse(kPath, bare);
+    const AbstractDownloadPersistentInfo record = fetch();
+    const ResourceCheck::Result same = resultOf(record);
+    QVERIFY(same.finding == Finding::Same && !same.isProven);
+    // What the server says by now, it did not say then.
+    m_server->setResponse(kPath, file(2));
+    QVERIFY(!resultOf(record).isProven);
 }
 
 void TestResourceCheck::theAnswerIsWaitedFor()
