@@ -43,12 +43,12 @@ QString withoutTail(const QString &line)
 
 }
 
-AddressList AddressList::read(const QString &text)
+AddressList AddressList::read(const QString &text, int firstLine)
 {
     AddressList list;
     const QStringList lines = (text.startsWith(QChar::ByteOrderMark) ? text.sliced(1) : text).split(u'\n');
     for (qsizetype i = 0; i < lines.size(); ++i) {
-        const int number = int(i + 1);
+        const int number = firstLine + int(i);
         const QString line = withoutTail(lines.at(i));
         const QString content = line.trimmed();
         if (content.isEmpty() || content.startsWith(u'#'))

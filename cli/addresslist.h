@@ -32,5 +32,6 @@ struct AddressList {
     QList<Entry> entries;
     QList<Option> strays; ///< options with no address above them
 
-    static AddressList read(const QString &text);
+    /// @param firstLine number of the line that the text begins with
+    static AddressList read(const QString &text, int firstLine = 1);
 };

@@ -16,6 +16,9 @@
 #include <QFileInfo>
 #include <QTextStream>
 
+#include <algorithm>
+#include <iterator>
+
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -196,9 +199,8 @@ private:
             result.requests.append(common);
             result.requests.last().url = readUrl(url);
         }
-        if (m_values.has("input-file"_L1))
-            readList(m_values.text("input-file"_L1), result);
-        if (result.requests.isEmpty() && result.badLines.isEmpty())
+        readList(m_values.text("input-file"_L1), result);
+        if (result.requests.isEmpty() && result.badLines.isEmpty() && !result.input)
             complain(u"there is no URL. Give one, or a file of them with -i."_s);
         if (!common.outputName.isEmpty() && result.requests.size() > 1)
             complain(u"-o names one file, but there are several URLs. Use -d, or run plait once for each."_s);
@@ -251,15 +253,31 @@ private:
     void readList(const QString &fileName, Arguments &result)
     {
         const bool isInput = fileName == "-"_L1;
+        const ListedRequests::Common common{isInput ? u"standard input"_s : fileName, m_values, m_currentFolder};
+        if (isInput && mayArrive(result.command))
+            result.input = common;
+        else if (!fileName.isEmpty())
+            readWholeList(fileName, common, result);
+    }
+
+    /// Of one file, there is one address; how many there are, the end of the list tells.
+    bool mayArrive(Command command) const
+    {
+        const bool isOfOne = std::any_of(std::cbegin(kOfOneFile), std::cend(kOfOneFile),
+                                         [this](const OfOneFile &one) { return m_values.has(one.option); });
+        return command == Command::Get && !isOfOne && !m_values.has("output"_L1);
+    }
+
+    void readWholeList(const QString &fileName, const ListedRequests::Common &common, Arguments &result)
+    {
+        const bool isInput = fileName == "-"_L1;
         QFile file(isInput ? QString() : absolute(fileName));
         const bool isOpen = isInput ? file.open(stdin, QIODevice::ReadOnly) : file.open(QIODevice::ReadOnly);
         if (!isOpen) {
             complain(u"cannot read the URLs in \"%1\": %2."_s.arg(fileName, file.errorString()));
             return;
         }
-        const ListedRequests listed =
-            ListedRequests::of(AddressList::read(QTextStream(&file).readAll()),
-                               isInput ? u"standard input"_s : fileName, m_values, m_currentFolder);
+        const ListedRequests listed = ListedRequests::of(AddressList::read(QTextStream(&file).readAll()), common);
         result.requests += listed.requests;
         result.badLines = listed.complaints;
     }

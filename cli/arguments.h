@@ -3,6 +3,7 @@
 
 #include <cli/commandtable.h>
 #include <cli/exitstatus.h>
+#include <cli/listedrequests.h>
 #include <cli/progressmode.h>
 #include <host/engine/downloadrequest.h>
 #include <host/engine/queueoptions.h>
@@ -25,6 +26,7 @@ struct Arguments {
     Command command = Command::Get;
     QList<DownloadRequest> requests; ///< of Get and Query, in order; of SetUrl the new address alone
     QStringList badLines; ///< what is wrong with a list of addresses, a sentence each; the requests are the others
+    std::optional<ListedRequests::Common> input; ///< Get: more addresses come through standard input; nothing = none do
     QList<qint64> ids; ///< of the list; those that a command is about
     OptionChanges changes; ///< of downloads that are in the list already
     bool all = false; ///< Resume: everything that is unfinished

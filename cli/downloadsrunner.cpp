@@ -4,6 +4,7 @@
 #include <cli/failurewords.h>
 #include <cli/printer.h>
 #include <cli/questions.h>
+#include <cli/requestfeed.h>
 #include <cli/streamwriter.h>
 #include <cli/warningwords.h>
 #include <host/policy/connectionsnote.h>
@@ -78,6 +79,7 @@ DownloadsRunner::DownloadsRunner(const Arguments &arguments, Engine &engine, Pri
     , m_printer(printer)
     , m_questions(questions)
     , m_output(output)
+    , m_requests(arguments.requests)
     , m_ids(arguments.ids)
 {
     m_progressTimer.setInterval(kProgressIntervalMs);
@@ -105,12 +107,8 @@ bool DownloadsRunner::isAtRest(DownloadState state)
 void DownloadsRunner::begin()
 {
     m_progressTimer.start();
-    for (const QString &complaint : m_arguments.badLines) {
-        Summary summary;
-        summary.status = ExitStatus::BadOption;
-        summary.errorText = complaint;
-        refuse(--m_refused, summary);
-    }
+    refuseLines(m_arguments.badLines);
+    listen();
     if (!m_arguments.all && !m_arguments.failed) {
         feed();
         return;
@@ -142,6 +140,8 @@ void DownloadsRunner::takeListed(const EngineAnswer &answer)
 void DownloadsRunner::stop()
 {
     m_stopping = true;
+    if (m_input)
+        m_input->stop();
     m_engine.close();
 }
 
@@ -157,7 +157,7 @@ void DownloadsRunner::feed()
 
 void DownloadsRunner::addNext()
 {
-    const DownloadRequest &request = m_arguments.requests.at(m_nextRequest++);
+    const DownloadRequest &request = m_requests.at(m_nextRequest++);
     ++m_unanswered;
     m_engine.add(request, true, [this, request](const EngineAnswer &answer) { onAdded(request, answer); });
 }
@@ -310,7 +310,7 @@ void DownloadsRunner::callAfter(const Snapshot &snapshot, const Summary &summary
 
 void DownloadsRunner::endIfDone()
 {
-    const bool isAllGiven = m_nextRequest == m_arguments.requests.size() || isGivenUp();
+    const bool isAllGiven = (m_isInputEnded && m_nextRequest == m_requests.size()) || isGivenUp();
     const bool isAllFed = m_isListKnown && isAllGiven && m_nextId == m_ids.size();
     if (isAllFed && m_unanswered == 0 && m_expected.isEmpty())
         m_engine.close();
@@ -319,12 +319,12 @@ void DownloadsRunner::endIfDone()
 void DownloadsRunner::onClosed()
 {
     m_progressTimer.stop();
-    const qsizetype unfed = m_arguments.requests.size() - m_nextRequest + m_ids.size() - m_nextId;
+    const qsizetype unfed = m_requests.size() - m_nextRequest + m_ids.size() - m_nextId;
     const qsizetype unbegun = m_expected.size() - m_order.size() + (m_stopping || isGivenUp() ? unfed : 0);
     if (unbegun > 0)
         m_printer.leave(unbegun);
     // What was stopped before it began is as unfinished as what was stopped in the middle.
-    if (m_stopping && m_done < m_arguments.requests.size() + m_ids.size())
+    if (m_stopping && (!m_isInputEnded || m_done < m_requests.size() + m_ids.size()))
         m_status = ExitStatus::Unfinished;
     m_printer.finish();
     m_isClosed = true;
@@ -335,79 +335,6 @@ void DownloadsRunner::tellDone()
 {
     if (m_isClosed && m_after.isIdle())
         Q_EMIT done(m_status);
-}
-
-void DownloadsRunner::askAbout(const DownloadRequest &request, const Snapshot &there, const QString &path)
-{
-    ++m_unanswered;
-    m_engine.check(there.id, request.changes, [this, request, there, path](const EngineAnswer &answer) {
-        onChecked(request, there, path, answer);
-        onAnswered();
-    });
-}
-
-void DownloadsRunner::onChecked(const DownloadRequest &request, const Snapshot &there, const QString &path,
-                                const EngineAnswer &answer)
-{
-    // Whoever stopped it is not told that it was stopped.
-    if (m_stopping)
-        return;
-    if (answer.isOk())
-        skip(there, path, true);
-    else if (answer.failure.kind == Failure::Kind::ResourceChanged)
-        onChangedThere(Trouble::Policy(request.options.onChanged), there);
-    else
-        refuse(there.id, there.url, answer.failure);
-}
-
-/// The file that is there is a whole one, and stays where nobody says that it may go.
-void DownloadsRunner::onChangedThere(Trouble::Policy policy, const Snapshot &there)
-{
-    if (policy == Trouble::Policy::Restart) {
-        fetchAnew(there.id);
-    } else if (policy == Trouble::Policy::Ask && m_questions) {
-        ++m_unanswered;
-        const QString text =
-            u"The server has another file by now than \"%1\". Fetch it in its place?"_s.arg(there.name());
-        m_questions->ask(-there.id, text, {u"no"_s, u"yes"_s}, [this, there](int answer) {
-            onChangedThere(answer == 1 ? Trouble::Policy::Restart : Trouble::Policy::Fail, there);
-            onAnswered();
-        });
-    } else {
-        refuseChanged(there);
-    }
-}
-
-void DownloadsRunner::refuseChanged(const Snapshot &there)
-{
-    Summary summary;
-    summary.url = there.url;
-    summary.name = there.name();
-    summary.status = ExitStatus::ResourceChanged;
-    summary.errorText = u"%1: the server has another file by now. \"plait restart %2\" fetches it."_s.arg(
-        there.url.toDisplayString(), QString::number(there.id));
-    refuse(there.id, summary);
-}
-
-void DownloadsRunner::fetchAnew(qint64 id)
-{
-    ++m_unanswered;
-    m_engine.restart(id, [this, id](const EngineAnswer &answer) { onResumed(id, answer); });
-}
-
-void DownloadsRunner::skip(const Snapshot &there, const QString &path, bool isUpToDate)
-{
-    Summary summary = summaryOf(there);
-    summary.isThere = true;
-    summary.isSkipped = true;
-    summary.fetched = 0;
-    summary.isUpToDate = isUpToDate;
-    summary.path = path;
-    summary.status = ExitStatus::Done;
-    summary.errorText.clear();
-    m_printer.begin(there.id, there.url);
-    m_printer.end(there.id, summary);
-    count(summary.status);
 }
 
 void DownloadsRunner::refuse(qint64 id, const QUrl &url, const Failure &failure)

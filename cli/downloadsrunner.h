@@ -17,6 +17,7 @@
 
 class Printer;
 class Questions;
+class RequestFeed;
 class StandardOutput;
 class StreamWriter;
 
@@ -40,6 +41,10 @@ public:
     void stop() override;
 
 private:
+    void refuseLines(const QStringList &complaints);
+    void listen();
+    void onArrived(const ListedRequests &listed);
+    void onInputEnded(const QString &problem);
     void takeListed(const EngineAnswer &answer);
     void feed();
     void addNext();
@@ -92,6 +97,8 @@ private:
     Questions *const m_questions;
     StandardOutput &m_output;
     std::unique_ptr<StreamWriter> m_writer; ///< of the download that is streamed now
+    QList<DownloadRequest> m_requests;
+    std::unique_ptr<RequestFeed> m_input; ///< null = none of them come through standard input
     QList<qint64> m_ids; ///< of the list, to be resumed
     qsizetype m_nextRequest = 0;
     qsizetype m_nextId = 0;
@@ -107,6 +114,7 @@ private:
     int m_done = 0;
     int m_failed = 0;
     bool m_isListKnown = true; ///< m_ids is complete
+    bool m_isInputEnded = true; ///< m_requests is
     bool m_stopping = false;
     bool m_isOutputGone = false; ///< what is streamed cannot be written
     bool m_isClosed = false; ///< the engine

@@ -107,7 +107,7 @@ void DownloadsRunner::leaveStream(const Snapshot &snapshot)
 bool DownloadsRunner::mayAddNext() const
 {
     const bool isNext = !isStreaming() || (m_expected.isEmpty() && m_unanswered == 0 && !isGivenUp());
-    return !m_stopping && m_unanswered < kAtATime && m_nextRequest < m_arguments.requests.size() && isNext;
+    return !m_stopping && m_unanswered < kAtATime && m_nextRequest < m_requests.size() && isNext;
 }
 
 bool DownloadsRunner::isGivenUp() const

@@ -6,7 +6,6 @@
 #include <cli/schemewords.h>
 #include <host/engine/chosenoptions.h>
 #include <host/options/optionvalue.h>
-#include <host/options/optionvalues.h>
 #include <host/policy/redaction.h>
 
 #include <optional>
@@ -31,13 +30,11 @@ QUrl urlOf(const QString &text)
 class Reader
 {
 public:
-    Reader(const QString &fileName, const OptionValues &common, const QString &folder)
-        : m_fileName(fileName)
-        , m_common(common)
-        , m_folder(folder)
+    explicit Reader(const ListedRequests::Common &common)
+        : m_common(common)
     {
         QString problem; // told by whoever read the common ones
-        m_plain = ChosenOptions::request(common, folder, &problem);
+        m_plain = ChosenOptions::request(common.values, common.folder, &problem);
     }
 
     ListedRequests read(const AddressList &list)
@@ -69,11 +66,11 @@ private:
 
     DownloadRequest ownRequest(const AddressList::Entry &entry)
     {
-        OptionValues values = m_common;
+        OptionValues values = m_common.values;
         for (const AddressList::Option &option : entry.options)
             give(option, entry, values);
         QString problem;
-        const DownloadRequest request = ChosenOptions::request(values, m_folder, &problem);
+        const DownloadRequest request = ChosenOptions::request(values, m_common.folder, &problem);
         if (request.isStreamed && !m_plain.isStreamed)
             problem = u"\"-\" is standard output, which is for all of them together. Give it as -o - then."_s;
         if (!problem.isEmpty())
@@ -109,20 +106,17 @@ private:
         return expanded ? OptionValue::fromText(row, *expanded, option.name, problem) : std::nullopt;
     }
 
-    QString placeOf(int line) const { return m_fileName + u':' + QString::number(line); }
+    QString placeOf(int line) const { return m_common.fileName + u':' + QString::number(line); }
     void complain(int line, const QString &what) { m_result.complaints.append(placeOf(line) + u": "_s + what); }
 
-    const QString m_fileName;
-    const OptionValues &m_common;
-    const QString m_folder;
+    const ListedRequests::Common &m_common;
     DownloadRequest m_plain;
     ListedRequests m_result;
 };
 
 }
 
-ListedRequests ListedRequests::of(const AddressList &list, const QString &fileName, const OptionValues &common,
-                                  const QString &folder)
+ListedRequests ListedRequests::of(const AddressList &list, const Common &common)
 {
-    return Reader(fileName, common, folder).read(list);
+    return Reader(common).read(list);
 }

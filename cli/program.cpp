@@ -103,7 +103,7 @@ std::unique_ptr<Printer> makePrinter(const Arguments &arguments, Streams &stream
 
 bool canAsk(const Arguments &arguments)
 {
-    return !arguments.json && !arguments.quiet && isatty(STDIN_FILENO) && isatty(STDERR_FILENO);
+    return !arguments.json && !arguments.quiet && !arguments.input && isatty(STDIN_FILENO) && isatty(STDERR_FILENO);
 }
 
 ExitStatus runToEnd(Runner &runner, const StandardOutput &output)

@@ -93,6 +93,22 @@ void PlaitSandbox::startBare(const QStringList &arguments)
     m_process = launch(arguments);
 }
 
+void PlaitSandbox::startReading(const QStringList &arguments)
+{
+    m_err.clear();
+    m_process = launch(arguments + QStringList{u"-d"_s, downloads()}, Input::Written);
+}
+
+void PlaitSandbox::write(const QByteArray &input)
+{
+    m_process->write(input);
+}
+
+void PlaitSandbox::endInput()
+{
+    m_process->closeWriteChannel();
+}
+
 bool PlaitSandbox::isRunning() const
 {
     return m_process && m_process->state() != QProcess::NotRunning;
@@ -196,12 +212,13 @@ QProcessEnvironment PlaitSandbox::environment() const
     return environment;
 }
 
-std::unique_ptr<QProcess> PlaitSandbox::launch(const QStringList &arguments) const
+std::unique_ptr<QProcess> PlaitSandbox::launch(const QStringList &arguments, Input input) const
 {
     auto process = std::make_unique<QProcess>();
     process->setProcessEnvironment(environment());
     process->setWorkingDirectory(downloads());
-    process->setStandardInputFile(QProcess::nullDevice());
+    if (input == Input::Nothing)
+        process->setStandardInputFile(QProcess::nullDevice());
     process->setChildProcessModifier([limit = rlim_t(m_descriptorLimit)] {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         const rlimit both{limit, limit};

@@ -43,6 +43,10 @@ public:
     void start(const QStringList &arguments);
     /// The same with these arguments and no others.
     void startBare(const QStringList &arguments);
+    /// Like start(), and its standard input is what write() gives it until endInput().
+    void startReading(const QStringList &arguments);
+    void write(const QByteArray &input);
+    void endInput();
     bool isRunning() const;
     /// Of the one in the background; 0 when there is none.
     qint64 processId() const;
@@ -76,7 +80,11 @@ public:
     QProcessEnvironment environment() const;
 
 private:
-    std::unique_ptr<QProcess> launch(const QStringList &arguments) const;
+    enum class Input {
+        Nothing,
+        Written,
+    };
+    std::unique_ptr<QProcess> launch(const QStringList &arguments, Input input = Input::Nothing) const;
 
     QTemporaryDir m_dir;
     QProcessEnvironment m_variables;

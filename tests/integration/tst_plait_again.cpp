@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <tests/integration/plaitsandbox.h>
 #include <tests/integration/realservers.h>
+#include <tests/support/scriptedserver.h>
 #include <tests/support/testfiles.h>
 
 #include <QDir>
@@ -24,6 +25,9 @@ constexpr qint64 kSize = 200000;
 constexpr int kFiles = 60;
 constexpr int kStops = 6;
 constexpr int kDone = 0;
+constexpr int kNotFound = 3;
+constexpr int kNetworkProblem = 6;
+constexpr int kUnfinished = 7;
 constexpr int kBadOption = 28;
 constexpr int kChecksumMismatch = 32;
 constexpr int kResourceChanged = 33;
@@ -45,6 +49,8 @@ QByteArray rightHash(int number)
 
 }
 
+Q_DECLARE_METATYPE(ScriptedResponse)
+
 /// The same command again: what is there is not fetched again, and what is not there is.
 class TestPlaitAgain : public QObject
 {
@@ -60,7 +66,11 @@ private Q_SLOTS:
     void aFileIsComparedWithAChecksumThatIsNew();
     void theServerIsAskedWhereThatIsWanted_data();
     void theServerIsAskedWhereThatIsWanted();
+    void whatTheServerSaysDecides_data();
+    void whatTheServerSaysDecides();
     void anAddressThatStandsTwiceIsFetchedOnce();
+    void aListIsReadAsItComes();
+    void aListThatIsWrittenNeedsAnAddress();
     void aListThatIsStoppedAgainAndAgainComesDownOnce();
     void aListHasMirrorsOptionsOfItsOwnAndBadLines();
 
@@ -230,6 +240,94 @@ void TestPlaitAgain::theServerIsAskedWhereThatIsWanted()
     const bool isFetched = hasChanged && status == kDone;
     QCOMPARE(TestFiles::sha256OfFile(m_plait->path(u"asked.bin"_s)),
              isFetched ? TestFiles::sha256OfContent(kSeed + 1, kSize + 7) : TestFiles::sha256OfContent(kSeed, kSize));
+}
+
+void TestPlaitAgain::whatTheServerSaysDecides_data()
+{
+    QTest::addColumn<ScriptedResponse>("before");
+    QTest::addColumn<ScriptedResponse>("now");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QByteArray>("words");
+    QTest::addColumn<bool>("isFetched");
+    const auto row = [](const char *title, const ScriptedResponse &before, const ScriptedResponse &now, int status,
+                        const char *words, bool isFetched) {
+        QTest::newRow(title) << before << now << status << QByteArray(words) << isFetched;
+    };
+    const ScriptedResponse file = ScriptedResponse::file(kSeed, kSize);
+    const ScriptedResponse other = ScriptedResponse::file(kSeed + 1, kSize);
+    ScriptedResponse unchanged;
+    unchanged.status = 304;
+    ScriptedResponse dated = file;
+    dated.headers = {{"Last-Modified", "Wed, 01 Jan 2020 00:00:00 GMT"}};
+    ScriptedResponse newer = other;
+    newer.headers = {{"Last-Modified", "Thu, 02 Jan 2020 00:00:00 GMT"}};
+    ScriptedResponse bare = file;
+    bare.headers.clear();
+    ScriptedResponse larger = ScriptedResponse::file(kSeed + 1, kSize + 1);
+    larger.headers.clear();
+    row("it has not changed", file, unchanged, kDone, "is up to date", false);
+    row("the same file once more", file, file, kDone, "is up to date", false);
+    row("another ETag", file, other, kDone, "Saved", true);
+    row("a date alone, and the same", dated, dated, kDone, "is up to date", false);
+    row("a date alone, and it has not changed", dated, unchanged, kDone, "is up to date", false);
+    row("a date alone, and another one", dated, newer, kDone, "Saved", true);
+    row("no word on it, and the same size", bare, bare, kDone, "says no more of it", false);
+    row("no word on it, and another size", bare, larger, kDone, "Saved", true);
+    row("no such file any more", file, ScriptedResponse::error(404), kNotFound, "no such file", false);
+    row("nobody answers", file, ScriptedResponse::noAnswer(), kNetworkProblem, "cannot", false);
+}
+
+void TestPlaitAgain::whatTheServerSaysDecides()
+{
+    QFETCH(ScriptedResponse, before);
+    QFETCH(ScriptedResponse, now);
+    QFETCH(int, status);
+    QFETCH(QByteArray, words);
+    QFETCH(bool, isFetched);
+    ScriptedServer server;
+    server.setResponse("/f.bin", before);
+    const QString url = server.url(u"/f.bin"_s).toString();
+    QCOMPARE(m_plait->run({url}).status, kDone);
+    server.setResponse("/f.bin", now);
+    const PlaitResult result = m_plait->run({u"-N"_s, u"--on-changed"_s, u"restart"_s, u"--tries"_s, u"1"_s, url});
+    QVERIFY2(result.status == status, result.err);
+    QVERIFY2(result.err.contains(words), result.err);
+    QCOMPARE(m_plait->files(), QStringList{u"f.bin"_s});
+    const qint64 size = isFetched ? now.size() : kSize;
+    QCOMPARE(TestFiles::sha256OfFile(m_plait->path(u"f.bin"_s)),
+             TestFiles::sha256OfContent(isFetched ? kSeed + 1 : kSeed, size));
+}
+
+/// Nobody knows yet whether more will come.
+void TestPlaitAgain::aListIsReadAsItComes()
+{
+    m_plait->startReading({u"-i"_s, u"-"_s});
+    m_plait->write(urlOf(0) + '\n');
+    QTRY_COMPARE_WITH_TIMEOUT(m_plait->files(), QStringList{nameOf(0)}, PlaitSandbox::kPatienceMs);
+    m_plait->write(urlOf(1) + '\n' + urlOf(2) + "\n  out=own.bin\nnonsense:\n");
+    QTRY_VERIFY_WITH_TIMEOUT(m_plait->has(u"own.bin"_s) && m_plait->has(nameOf(1)), PlaitSandbox::kPatienceMs);
+    QVERIFY(m_plait->isRunning());
+    m_plait->write(urlOf(3));
+    m_plait->endInput();
+    const PlaitResult result = m_plait->finish();
+    QVERIFY2(result.status == kBadOption, result.err);
+    QVERIFY2(result.err.contains("standard input:5: \"nonsense:\" is no URL"), result.err);
+    QCOMPARE(m_plait->files(), (QStringList{nameOf(0), nameOf(1), nameOf(3), u"own.bin"_s}));
+}
+
+void TestPlaitAgain::aListThatIsWrittenNeedsAnAddress()
+{
+    m_plait->startReading({u"-i"_s, u"-"_s});
+    m_plait->write("# nothing yet\n");
+    m_plait->endInput();
+    const PlaitResult result = m_plait->finish();
+    QVERIFY2(result.status == kBadOption && result.err.contains("there is no URL"), result.err);
+    // One who is stopped while more may come has not done all.
+    m_plait->startReading({u"-i"_s, u"-"_s});
+    m_plait->write(urlOf(0) + '\n');
+    QTRY_COMPARE_WITH_TIMEOUT(m_plait->files(), QStringList{nameOf(0)}, PlaitSandbox::kPatienceMs);
+    m_plait->sendSignal(SIGINT);
+    QCOMPARE(m_plait->finish().status, kUnfinished);
 }
 
 void TestPlaitAgain::anAddressThatStandsTwiceIsFetchedOnce()

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include <cli/addresslist.h>
+#include <cli/arrivinglist.h>
 
 #include <QTest>
 
@@ -38,6 +38,9 @@ class TestAddressList : public QObject
 private Q_SLOTS:
     void aListIsReadAsPeopleWriteIt_data();
     void aListIsReadAsPeopleWriteIt();
+    void anAddressThatMayGetOptionsWaits_data();
+    void anAddressThatMayGetOptionsWaits();
+    void aListComesInPiecesOfAnySize();
 };
 
 void TestAddressList::aListIsReadAsPeopleWriteIt_data()
@@ -78,6 +81,58 @@ void TestAddressList::aListIsReadAsPeopleWriteIt()
     QFETCH(QString, text);
     QFETCH(QStringList, read);
     QCOMPARE(shown(AddressList::read(text)), read);
+}
+
+void TestAddressList::anAddressThatMayGetOptionsWaits_data()
+{
+    QTest::addColumn<QByteArrayList>("pieces");
+    QTest::addColumn<QStringList>("followed");
+    QTest::addColumn<QStringList>("quiet");
+    const auto row = [](const char *title, const QByteArrayList &pieces, const QStringList &followed,
+                        const QStringList &quiet) { QTest::newRow(title) << pieces << followed << quiet; };
+    const QString first = u"1:http://a/1"_s;
+    const QString second = u"2:http://b/2"_s;
+    row("nothing", {}, {}, {});
+    row("one, and its line is not at its end", {"http://a/1"}, {}, {});
+    row("one", {"http://a/1\n"}, {}, {first});
+    row("two", {"http://a/1\nhttp://b/2\n"}, {first}, {second});
+    row("two, and the second line is not at its end", {"http://a/1\nhttp://b/2"}, {}, {});
+    row("a line that has only begun may be an option of the last", {"http://a/1\n  ou"}, {}, {});
+    row("one with options", {"http://a/1\n  out=x\n"}, {}, {});
+    row("who had options before may have more", {"http://a/1\n  out=x\nhttp://b/3\n"}, {u"1:http://a/1 {2:out=x}"_s},
+        {});
+    row("in pieces", {"http://a", "/1\nhttp:", "//b/2\n"}, {first}, {second});
+    row("bad lines are said at once", {"  out=x\nhttp://a/1\n"}, {u"?1:out=x"_s}, {u"2:http://a/1"_s});
+}
+
+void TestAddressList::anAddressThatMayGetOptionsWaits()
+{
+    QFETCH(QByteArrayList, pieces);
+    ArrivingList list;
+    QStringList followed;
+    for (const QByteArray &piece : std::as_const(pieces)) {
+        list.add(piece);
+        followed += shown(list.takeFollowed());
+    }
+    QTEST(followed, "followed");
+    QTEST(shown(list.takeQuiet()), "quiet");
+}
+
+/// Characters of several bytes, too.
+void TestAddressList::aListComesInPiecesOfAnySize()
+{
+    const QString text = u"http://a/ü\n  out=文\n# more\nhttp://b/2\thttp://c/2\r\n\nhttp://d/3"_s;
+    const QStringList whole = shown(AddressList::read(text));
+    for (int size = 1; size < 20; ++size) {
+        ArrivingList list;
+        QStringList read;
+        const QByteArray bytes = text.toUtf8();
+        for (qsizetype i = 0; i < bytes.size(); i += size) {
+            list.add(bytes.mid(i, size));
+            read += shown(list.takeFollowed());
+        }
+        QCOMPARE(read + shown(list.takeRest()), whole);
+    }
 }
 
 QTEST_APPLESS_MAIN(TestAddressList)

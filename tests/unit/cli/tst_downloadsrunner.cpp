@@ -194,6 +194,10 @@ void TestDownloadsRunner::whatIsThereAlreadyIsAskedAboutWhereThatIsWanted_data()
         << refusal(Failed::ResourceChanged) << policy(Trouble::Policy::Fail) << false << ExitStatus::ResourceChanged;
     QTest::newRow("another one, and nobody to be asked")
         << refusal(Failed::ResourceChanged) << policy(Trouble::Policy::Ask) << false << ExitStatus::ResourceChanged;
+    EngineAnswer sizeOnly;
+    sizeOnly.warnings = {Failure::make(Failed::NothingToCompare, Failure::Subject::of(7))};
+    QTest::newRow("nothing but the size speaks for it")
+        << sizeOnly << policy(Trouble::Policy::Restart) << false << ExitStatus::Done;
     QTest::newRow("nobody can tell") << refusal(Failed::TimedOut) << policy(Trouble::Policy::Restart) << false
                                      << ExitStatus::TimeOut;
 }
@@ -220,7 +224,7 @@ void TestDownloadsRunner::whatIsThereAlreadyIsAskedAboutWhereThatIsWanted()
         m_engine->tellChanged(row(7, DownloadState::Done));
     }
     QCOMPARE(m_notes.summaries.size(), 1);
-    QCOMPARE(m_notes.summaries.first().isUpToDate, found.isOk());
+    QCOMPARE(m_notes.summaries.first().isUpToDate, found.isOk() && found.warnings.isEmpty());
     QVERIFY(!m_engine->of(Kind::Close).isEmpty());
     m_engine->tellClosed();
     QTEST(m_done.value(0), "status");

@@ -22,7 +22,7 @@ void give(OptionValues &values, const QString &name, const QString &text)
 
 ListedRequests read(const QString &text, const OptionValues &common = {})
 {
-    return ListedRequests::of(AddressList::read(text), u"urls.txt"_s, common, kFolder);
+    return ListedRequests::of(AddressList::read(text), {u"urls.txt"_s, common, kFolder});
 }
 
 QStringList addressesIn(const ListedRequests &listed)
