@@ -47,6 +47,8 @@ Command commandOf(const CommandRow &row, const OptionValues &values)
         return Command::CheckList;
     if (row.command == Command::List && values.flag("repair"_L1))
         return Command::RepairList;
+    if (row.command == Command::Get && values.flag("dry-run"_L1))
+        return Command::Plan;
     return row.command == Command::Get && values.flag("query"_L1) ? Command::Query : row.command;
 }
 
@@ -173,7 +175,7 @@ private:
 
     void readWords(Arguments &result)
     {
-        if (result.command == Command::Get || result.command == Command::Query)
+        if (result.command == Command::Get || result.command == Command::Query || result.command == Command::Plan)
             readRequests(result);
         else if (result.command == Command::SetUrl)
             readNewUrl(result);

@@ -108,6 +108,13 @@ const Row kAfter[] = {
      .places = kTyped,
      .help = "The same as \"plait query\"",
      .manual = "the same as `plait query`"},
+    {.name = "dry-run",
+     .group = "naming",
+     .places = kTyped,
+     .excludes = "query",
+     .help = "Say what would be fetched, to where, over how many connections; fetch nothing",
+     .manual =
+         "say what would be fetched, to where, how large it is and over how many connections at most; fetch nothing"},
     {.name = "timestamping",
      .letter = 'N',
      .group = "naming",

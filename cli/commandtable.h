@@ -11,6 +11,7 @@
 enum class Command {
     Get,
     Query, ///< learn, do not download
+    Plan, ///< say what Get would do
     List,
     CheckList,
     RepairList,

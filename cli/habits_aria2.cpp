@@ -41,7 +41,7 @@ constexpr Habit kRows[] = {
     minor(always("-V --check-integrity", nullptr, "a file is compared with its checksum when it is finished")),
     advice("--hash-check-only", nullptr, "\"plait resume ID\" compares a finished file with its checksum again"),
     same("--conditional-get", nullptr, "timestamping"),
-    same("--dry-run", nullptr, "query"),
+    same("--dry-run", nullptr, "dry-run"),
     always("-R --remote-time", nullptr, "a finished file is as old as its server says"),
     advice("-Z --force-sequential", nullptr,
            "several addresses are several files; for one file write \"--mirror URL\""),

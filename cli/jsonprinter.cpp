@@ -61,6 +61,13 @@ void JsonPrinter::queried(qint64 id, const QueryResult &result)
            {u"url"_s, shown(result.url)}});
 }
 
+void JsonPrinter::planned(qint64 id, const FetchPlan &plan)
+{
+    QJsonObject object = plan.object();
+    object.insert(u"id"_s, id);
+    print(u"plan"_s, object);
+}
+
 void JsonPrinter::end(qint64 id, const Summary &summary)
 {
     m_progress.forget(id);

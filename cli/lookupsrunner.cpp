@@ -62,6 +62,8 @@ void LookupsRunner::next()
         lookAt(m_arguments.ids.at(m_index));
     else if (m_arguments.command == Arguments::Command::SetUrl)
         setUrl();
+    else if (m_arguments.command == Arguments::Command::Plan)
+        plan();
     else
         query();
 }
@@ -84,6 +86,22 @@ void LookupsRunner::onQueried(const EngineAnswer &answer)
 {
     if (answer.found)
         m_printer.queried(m_id, *answer.found);
+    end(answer.failure, answer.error);
+}
+
+void LookupsRunner::plan()
+{
+    const DownloadRequest &request = m_arguments.requests.at(m_index);
+    begin(--m_queries, request.url.adjusted(QUrl::RemoveUserInfo));
+    m_engine.plan(request, [this](const EngineAnswer &answer) { onPlanned(answer); });
+}
+
+void LookupsRunner::onPlanned(const EngineAnswer &answer)
+{
+    if (answer.isOk())
+        m_printer.planned(m_id,
+                          FetchPlan::of(m_arguments.requests.at(m_index), answer, m_arguments.isToAsk,
+                                        m_arguments.session.usage.maximumConnections));
     end(answer.failure, answer.error);
 }
 

@@ -26,10 +26,12 @@ private:
     void refuse(const QString &complaint);
     void next();
     void query();
+    void plan();
     void setUrl();
     void lookAt(qint64 id);
     void check(const EngineAnswer &known);
     void onQueried(const EngineAnswer &answer);
+    void onPlanned(const EngineAnswer &answer);
     void onUrlSet(const EngineAnswer &answer);
     void onChecked(const EngineAnswer &answer);
     void onWarned(qint64 id, const Warning &warning);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cli/fetchplan.h>
 #include <cli/overview.h>
 #include <cli/summary.h>
 #include <host/engine/queryresult.h>
@@ -23,6 +24,8 @@ public:
     virtual void progress(const Overview &overview) = 0;
     virtual void warn(qint64 id, const QString &text) = 0;
     virtual void queried(qint64 id, const QueryResult &result) = 0;
+    /// What would be done, where nothing is to be.
+    virtual void planned(qint64 id, const FetchPlan &plan) = 0;
     virtual void end(qint64 id, const Summary &summary) = 0;
     /// So many, more than 0, were stopped before they began; of each of them nothing is told.
     virtual void leave(qsizetype count) = 0;

@@ -120,6 +120,7 @@ ExitStatus run(const Arguments &arguments, Engine &engine, Printer &printer, Que
                StandardOutput &output)
 {
     const bool looksUp = arguments.command == Arguments::Command::Query
+        || arguments.command == Arguments::Command::Plan
         || arguments.command == Arguments::Command::Check || arguments.command == Arguments::Command::SetUrl;
     if (looksUp) {
         LookupsRunner runner(arguments, engine, printer);

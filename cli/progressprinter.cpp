@@ -75,6 +75,13 @@ void ProgressPrinter::queried(qint64, const QueryResult &result)
     m_screen.show(liveLines());
 }
 
+void ProgressPrinter::planned(qint64, const FetchPlan &plan)
+{
+    m_screen.show({});
+    m_answers << Shown::text(plan.text()) << '\n' << Qt::flush;
+    m_screen.show(liveLines());
+}
+
 void ProgressPrinter::end(qint64 id, const Summary &summary)
 {
     forget(id, summary.status != ExitStatus::Done);

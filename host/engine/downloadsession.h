@@ -67,6 +67,8 @@ public:
     };
     /// The one of the same request that is active here; 0 = none is.
     qint64 findActive(const DownloadRequest &request) const;
+    /// The unfinished one of the list that the same request would go on with; 0 = there is none.
+    qint64 findUnfinished(const DownloadRequest &request);
     /// The finished one of the same request whose file is on the disk in its full length. Nothing where there is none,
     /// or an unfinished one beside it.
     std::optional<Done> findDone(const DownloadRequest &request);

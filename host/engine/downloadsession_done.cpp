@@ -50,6 +50,17 @@ qint64 DownloadSession::findActive(const DownloadRequest &request) const
     return found == m_running.cend() ? 0 : found.key();
 }
 
+qint64 DownloadSession::findUnfinished(const DownloadRequest &request)
+{
+    const DownloadRequest listed = asListed(request);
+    const QList<AbstractDownloadPersistentInfo> found =
+        m_list.findUnfinished(listed.url, listed.folder, listed.outputName);
+    const auto same =
+        std::find_if(found.cbegin(), found.cend(),
+                     [&listed](const AbstractDownloadPersistentInfo &record) { return listed.isSameDownload(record); });
+    return same == found.cend() ? 0 : same->id;
+}
+
 std::optional<DownloadSession::Done> DownloadSession::findDone(const DownloadRequest &asked)
 {
     const DownloadRequest request = asListed(asked);

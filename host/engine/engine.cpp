@@ -88,6 +88,14 @@ void Engine::query(const DownloadRequest &request, const Callback &callback)
     send(command, callback);
 }
 
+void Engine::plan(const DownloadRequest &request, const Callback &callback)
+{
+    EngineCommand command = of(Kind::Query);
+    command.request = request;
+    command.flag = true;
+    send(command, callback);
+}
+
 void Engine::setUrl(qint64 id, const DownloadRequest &request, bool force, const Callback &callback)
 {
     EngineCommand command = of(Kind::SetUrl, id);

@@ -73,13 +73,18 @@ public:
     /// A failure where they are not one piece from the start.
     void finishNow(qint64 id, const Callback &callback = {});
     /// Asks the server whether it still has the file; one after the other. Answers when it has said so, with a failure
-    /// where it has another one, or nobody can tell, and a warning where nothing but the size speaks for it. changed() comes with Checking when it is asked, and follows with
-    /// the state of before; nothing else changes. @param changes headers to be sent along; a failure while the download
-    /// waits or is active, and where something else is begun with it meanwhile.
+    /// where it has another one, or nobody can tell, and a warning where nothing but the size speaks for it. changed()
+    /// comes with Checking when it is asked, and follows with the state of before; nothing else changes. @param changes
+    /// headers to be sent along; a failure while the download waits or is active, and where something else is begun
+    /// with it meanwhile.
     void check(qint64 id, const OptionChanges &changes, const Callback &callback = {});
     /// Learns what an address holds without downloading it; answers with what was found. It is in no list, and no
     /// signal follows.
     void query(const DownloadRequest &request, const Callback &callback = {});
+    /// Says what add() would do, and does nothing of it: answers with the row of the download that it would take, if
+    /// there is one, and with what the server has. Of what is there already and would not be fetched again, its path is
+    /// answered, and no server is asked.
+    void plan(const DownloadRequest &request, const Callback &callback = {});
     /// Gives a download another address of the same file; changed() follows. The address is asked first, and one of a
     /// file of another size is refused. @param force without asking. A failure where the download waits, is active or
     /// is finished.

@@ -23,7 +23,7 @@ struct EngineAnswer {
     QList<Question> questions = {};
     QList<Failure> warnings = {}; ///< of Open, Prepare and Check: what a person should know though it succeeded
     std::optional<QueryResult> found = {}; ///< of Query
-    QString existing = {}; ///< of Add: path of the file that is there already; empty = it is to be fetched
+    QString existing = {}; ///< of Add and Query: path of the file that is there already; empty = it is to be fetched
 
     bool isOk() const { return !failure; }
 

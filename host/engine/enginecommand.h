@@ -25,7 +25,7 @@ struct EngineCommand {
         Restart, ///< id
         FinishNow, ///< id
         Check, ///< id, changes
-        Query, ///< request
+        Query, ///< request, flag: with what the list has of it
         SetUrl, ///< id, request, flag: even where another file may be there
         Move, ///< id, value: the new position
         SetLimits, ///< id, limits

@@ -50,6 +50,7 @@ private:
     struct Lookup {
         EngineCommand command;
         QueryResult found;
+        EngineAnswer known; ///< what the list has of it
     };
 
     // News.
@@ -76,6 +77,7 @@ private:
     // Commands.
     void add(const EngineCommand &command);
     bool isThere(const EngineCommand &command);
+    EngineAnswer standingOf(const DownloadRequest &request);
     void takeDone(const EngineCommand &command, const DownloadRequest &request, const ListEntry &known);
     void begin(const EngineCommand &command, DownloadQueue::Job job);
     void append(const ListEntry &known, DownloadQueue::Job job);

@@ -3,6 +3,7 @@
 
 #include <host/engine/downloadsession.h>
 
+#include <algorithm>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -98,11 +99,29 @@ void LocalEngine::query(const EngineCommand &command)
 {
     Failure failure;
     const DownloadRequest request = command.request.value_or(DownloadRequest());
+    const bool isPlan = command.kind == EngineCommand::Kind::Query && command.flag;
+    const EngineAnswer known = isPlan ? standingOf(request) : EngineAnswer();
+    if (!known.existing.isEmpty()) {
+        answer(command, known);
+        return;
+    }
     const qint64 id = m_session->query(request, &failure);
     if (id != 0)
-        m_lookups.insert(id, {command, {}});
+        m_lookups.insert(id, {command, {}, known});
     else
         refuse(command, failure);
+}
+
+/// Of a request that is not given yet.
+EngineAnswer LocalEngine::standingOf(const DownloadRequest &request)
+{
+    const auto done = request.onlyOnce && !request.isStreamed ? m_session->findDone(request) : std::nullopt;
+    const qint64 active = m_session->findActive(request);
+    const qint64 id = done && active == 0 ? done->id : std::max(active, m_session->findUnfinished(request));
+    const std::optional<ListEntry> known = id != 0 ? entry(id) : std::nullopt;
+    if (!known)
+        return {};
+    return {.ids = {id}, .snapshots = {rowOf(*known)}, .existing = done && active == 0 ? done->path : QString()};
 }
 
 void LocalEngine::setUrl(const EngineCommand &command)
@@ -168,7 +187,7 @@ void LocalEngine::onLookedUp(qint64 id, const AbstractDownloadPersistentInfo &in
     else if (lookup.command.kind == EngineCommand::Kind::SetUrl)
         setUrlIfItFits(lookup.command, lookup.found);
     else
-        answer(lookup.command, {.found = lookup.found});
+        answer(lookup.command, {.ids = lookup.known.ids, .snapshots = lookup.known.snapshots, .found = lookup.found});
 }
 
 /// Queries end with the session, and what they find by then nobody hears. A check has no other end.

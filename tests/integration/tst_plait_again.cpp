@@ -10,6 +10,7 @@
 #include <QJsonObject>
 #include <QTest>
 
+#include <algorithm>
 #include <csignal>
 
 using namespace Qt::StringLiterals;
@@ -22,6 +23,7 @@ using Change = void (*)(PlaitSandbox &);
 
 constexpr quint64 kSeed = 81;
 constexpr qint64 kSize = 200000;
+constexpr qint64 kLargeSize = 2000000;
 constexpr int kFiles = 60;
 constexpr int kStops = 6;
 constexpr int kDone = 0;
@@ -68,6 +70,9 @@ private Q_SLOTS:
     void theServerIsAskedWhereThatIsWanted();
     void whatTheServerSaysDecides_data();
     void whatTheServerSaysDecides();
+    void aDryRunSaysWhatWouldBeDone_data();
+    void aDryRunSaysWhatWouldBeDone();
+    void aDryRunKnowsWhatWouldBeGoneOnWith();
     void anAddressThatStandsTwiceIsFetchedOnce();
     void aListIsReadAsItComes();
     void aListThatIsWrittenNeedsAnAddress();
@@ -87,6 +92,7 @@ private:
 void TestPlaitAgain::initTestCase()
 {
     QVERIFY2(m_servers.start(), qPrintable(m_servers.errorText()));
+    QVERIFY(m_servers.addFile(u"large.bin"_s, kSeed, kLargeSize));
     for (int i = 0; i < kFiles; ++i)
         QVERIFY(m_servers.addFile(nameOf(i), kSeed + quint64(i), sizeOf(i)));
 }
@@ -296,6 +302,83 @@ void TestPlaitAgain::whatTheServerSaysDecides()
     const qint64 size = isFetched ? now.size() : kSize;
     QCOMPARE(TestFiles::sha256OfFile(m_plait->path(u"f.bin"_s)),
              TestFiles::sha256OfContent(isFetched ? kSeed + 1 : kSeed, size));
+}
+
+void TestPlaitAgain::aDryRunSaysWhatWouldBeDone_data()
+{
+    QTest::addColumn<QStringList>("first");
+    QTest::addColumn<QStringList>("second");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QString>("out");
+    const QString small = QString::fromUtf8(urlOf(0));
+    const QString large = m_servers.nginx().url(u"/large.bin"_s).toString();
+    const QStringList fetched{small};
+    QTest::newRow("a small one") << QStringList() << fetched << kDone
+                                 << u"would fetch \"HERE/f0.bin\": 195.3 KiB, 1 connection\n"_s;
+    QTest::newRow("a large one") << QStringList() << QStringList{large} << kDone
+                                 << u"would fetch \"HERE/large.bin\": 1.9 MiB, 8 connections at most\n"_s;
+    QTest::newRow("under another name, with fewer")
+        << QStringList() << QStringList{u"-x"_s, u"3"_s, u"-o"_s, u"own"_s, large} << kDone
+        << u"would fetch \"HERE/own\": 1.9 MiB, 3 connections at most\n"_s;
+    QTest::newRow("into a pipe") << QStringList() << QStringList{u"-o"_s, u"-"_s, large} << kDone
+                                 << u"would fetch it to standard output: 1.9 MiB, 8 connections at most\n"_s;
+    QTest::newRow("what is there") << fetched << fetched << kDone
+                                   << u"would skip \"HERE/f0.bin\": it is there already\n"_s;
+    QTest::newRow("what is there, and is asked about")
+        << fetched << QStringList{u"-N"_s, small} << kDone
+        << u"would ask whether \"HERE/f0.bin\" is the server's file still\n"_s;
+    QTest::newRow("what is there, again") << fetched << QStringList{u"--again"_s, small} << kDone
+                                          << u"would fetch \"HERE/f0.bin\": 195.3 KiB, 1 connection, under a name with "
+                                             u"a number, as there is a file of that "
+                                             u"name\n"_s;
+    QTest::newRow("another file, to be replaced")
+        << QStringList{u"-o"_s, u"f1.bin"_s, small}
+        << QStringList{u"--on-exists"_s, u"overwrite"_s, QString::fromUtf8(urlOf(1))} << kDone
+        << u"would fetch \"HERE/f1.bin\": 195.3 KiB, 1 connection, in place of the file that is there\n"_s;
+    QTest::newRow("another file, to be left alone")
+        << QStringList{u"-o"_s, u"f1.bin"_s, small}
+        << QStringList{u"--on-exists"_s, u"fail"_s, QString::fromUtf8(urlOf(1))} << kDone
+        << u"would not fetch \"HERE/f1.bin\": there is a file of that name\n"_s;
+    QTest::newRow("what is nowhere") << QStringList() << QStringList{small + u"x"_s} << kNotFound << QString();
+    QTest::newRow("several") << fetched << QStringList{small, large} << kDone
+                             << u"would skip \"HERE/f0.bin\": it is there already\n"
+                                u"would fetch \"HERE/large.bin\": 1.9 MiB, 8 connections at most\n"_s;
+}
+
+void TestPlaitAgain::aDryRunSaysWhatWouldBeDone()
+{
+    QFETCH(QStringList, first);
+    QFETCH(QStringList, second);
+    QFETCH(int, status);
+    QFETCH(QString, out);
+    if (!first.isEmpty())
+        QCOMPARE(m_plait->run(first).status, kDone);
+    const QStringList files = m_plait->files();
+    const QByteArray listed = m_plait->runBare({u"list"_s}).out;
+    const PlaitResult result = m_plait->run(second + QStringList{u"--dry-run"_s});
+    QVERIFY2(result.status == status, result.err);
+    QCOMPARE(QString::fromUtf8(result.out), out.replace("HERE"_L1, m_plait->downloads()));
+    QCOMPARE(m_plait->files(), files);
+    QCOMPARE(m_plait->runBare({u"list"_s}).out, listed);
+}
+
+void TestPlaitAgain::aDryRunKnowsWhatWouldBeGoneOnWith()
+{
+    const QString url = m_servers.nginx().url(u"/large.bin"_s).toString();
+    m_plait->start({u"--limit-rate"_s, u"200K"_s, u"-x"_s, u"1"_s, url});
+    QVERIFY(QTest::qWaitFor([&] { return !m_plait->listedPieces().isEmpty(); }, PlaitSandbox::kPatienceMs));
+    m_plait->sendSignal(SIGINT);
+    QCOMPARE(m_plait->finish().status, kUnfinished);
+    const PlaitResult result = m_plait->run({u"--dry-run"_s, u"--json"_s, url});
+    const QList<QByteArray> lines = result.out.split('\n');
+    const auto line =
+        std::find_if(lines.cbegin(), lines.cend(), [](const QByteArray &one) { return one.contains("\"plan\""); });
+    QVERIFY2(line != lines.cend(), result.out);
+    const QJsonObject plan = QJsonDocument::fromJson(*line).object();
+    QCOMPARE(plan.value(u"action"_s).toString(), u"resume"_s);
+    QCOMPARE(plan.value(u"path"_s).toString(), m_plait->path(u"large.bin"_s));
+    QVERIFY(plan.value(u"done"_s).toInt() > 0);
+    QCOMPARE(m_plait->files(), QStringList{u"large.bin.part"_s});
 }
 
 /// Nobody knows yet whether more will come.

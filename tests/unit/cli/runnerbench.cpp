@@ -69,6 +69,11 @@ void Notebook::warn(qint64 id, const QString &text)
     lines.append(u"warn %1: %2"_s.arg(QString::number(id), text));
 }
 
+void Notebook::planned(qint64 id, const FetchPlan &plan)
+{
+    lines.append(u"planned %1 %2"_s.arg(QString::number(id), plan.text()));
+}
+
 void Notebook::queried(qint64 id, const QueryResult &result)
 {
     lines.append(u"queried %1 %2"_s.arg(QString::number(id), result.name));

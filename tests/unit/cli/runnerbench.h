@@ -45,6 +45,7 @@ public:
     void progress(const Overview &now) override { overview = now; }
     void warn(qint64 id, const QString &text) override;
     void queried(qint64 id, const QueryResult &result) override;
+    void planned(qint64 id, const FetchPlan &plan) override;
     void end(qint64 id, const Summary &summary) override;
     void leave(qsizetype count) override;
     void note(const QString &text) override { lines.append(text); }

@@ -21,6 +21,7 @@ public:
     void progress(const Overview &) override {}
     void warn(qint64, const QString &) override {}
     void queried(qint64, const QueryResult &) override {}
+    void planned(qint64, const FetchPlan &) override {}
     void end(qint64, const Summary &) override {}
     void leave(qsizetype) override {}
     void note(const QString &text) override { notes.append(text); }
