@@ -187,8 +187,19 @@ private:
             readIds(result);
     }
 
+    /// Which to curl is something else.
+    void checkFolder()
+    {
+        const QString folder = m_values.text("dir"_L1);
+        if (folder.contains(u'=') && !folder.contains(u'/') && !QFileInfo::exists(absolute(folder)))
+            complain(u"\"-d\" has several meanings: a folder here, and a body that is sent to curl. There is no folder "
+                     u"\"%1\": write \"--post-data DATA\" for a body, \"-d ./FOLDER\" for a new folder."_s.arg(
+                         Redaction::typed(folder)));
+    }
+
     void readRequests(Arguments &result)
     {
+        checkFolder();
         const DownloadRequest common = commonRequest();
         if (common.isStreamed && m_values.flag("json"_L1))
             complain(u"-o - and --json both need standard output. Leave one of them out."_s);

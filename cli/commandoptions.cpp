@@ -94,8 +94,8 @@ const Row kAfter[] = {
      .valueName = "COMMAND",
      .places = kSetting,
      .help = "Call this program with path and number of each finished download",
-     .manual = "call this program for each download that is done, with the path of its file and its number; no shell "
-               "reads them. plait ends when the last of these programs has"},
+     .manual = "call this program for each download that is done, with the path of its file (`-` where that went to "
+               "standard output) and its number; no shell reads them. plait ends when the last of these programs has"},
     {.name = "on-error",
      .group = "run",
      .type = Type::Path,

@@ -305,7 +305,7 @@ void DownloadsRunner::callAfter(const Snapshot &snapshot, const Summary &summary
 {
     const QString &command = summary.status == ExitStatus::Done ? m_arguments.onComplete : m_arguments.onError;
     if (!command.isEmpty() && summary.status != ExitStatus::Unfinished)
-        m_after.call(command, summary.path, snapshot.id);
+        m_after.call(command, snapshot.stream ? u"-"_s : summary.path, snapshot.id);
 }
 
 void DownloadsRunner::endIfDone()

@@ -25,6 +25,7 @@ class TestPlaitAfter : public QObject
 private Q_SLOTS:
     void init();
     void eachDownloadThatIsDoneIsToldWithItsPath();
+    void whatWentToStandardOutputHasNoPath();
     void eachThatFailedIsToldApart();
     void answersStayFreeOfWhatACommandWrites();
     void aCommandThatFailsIsSaidAndTheDownloadIsDone();
@@ -75,11 +76,20 @@ void TestPlaitAfter::eachDownloadThatIsDoneIsToldWithItsPath()
     const QString command = script("wc -c < \"$1\" >> \"$0.size\"; echo \"$2 $1\" >> \"${0%.after}.told\"");
     const PlaitResult result = fetch({u"--on-complete"_s, command});
     QVERIFY2(result.status == kNotFound, result.err);
-    QCOMPARE(told(),
-             "1 " + m_plait->path(u"a.bin"_s).toUtf8() + "\n3 " + m_plait->path(u"b.bin"_s).toUtf8() + '\n');
+    QCOMPARE(told(), "1 " + m_plait->path(u"a.bin"_s).toUtf8() + "\n3 " + m_plait->path(u"b.bin"_s).toUtf8() + '\n');
     QFile sizes(command + u".size"_s);
     QVERIFY(sizes.open(QIODevice::ReadOnly));
     QCOMPARE(sizes.readAll(), "1000\n1000\n"_ba);
+}
+
+void TestPlaitAfter::whatWentToStandardOutputHasNoPath()
+{
+    const QString command = script("echo \"$1\" >> \"${0%.after}.told\"");
+    const PlaitResult result =
+        m_plait->run({u"-o"_s, u"-"_s, u"--on-complete"_s, command, m_server.url(u"/a.bin"_s).toString()});
+    QVERIFY2(result.status == kDone, result.err);
+    QCOMPARE(result.out.size(), 1000);
+    QCOMPARE(told(), "-\n"_ba);
 }
 
 void TestPlaitAfter::eachThatFailedIsToldApart()
@@ -91,8 +101,8 @@ void TestPlaitAfter::eachThatFailedIsToldApart()
 
 void TestPlaitAfter::answersStayFreeOfWhatACommandWrites()
 {
-    const PlaitResult result = m_plait->run(
-        {u"--json"_s, u"--on-complete"_s, script("echo noise"), m_server.url(u"/a.bin"_s).toString()});
+    const PlaitResult result =
+        m_plait->run({u"--json"_s, u"--on-complete"_s, script("echo noise"), m_server.url(u"/a.bin"_s).toString()});
     QVERIFY2(result.status == kDone, result.err);
     QVERIFY2(!result.out.contains("noise"), result.out);
     QVERIFY2(result.err.contains("noise"), result.err);
@@ -109,8 +119,7 @@ void TestPlaitAfter::aCommandThatFailsIsSaidAndTheDownloadIsDone()
 void TestPlaitAfter::aLineForAShellIsNoProgram()
 {
     const qsizetype before = m_server.requests().size();
-    const PlaitResult result =
-        m_plait->run({u"--on-complete"_s, u"echo done"_s, m_server.url(u"/a.bin"_s).toString()});
+    const PlaitResult result = m_plait->run({u"--on-complete"_s, u"echo done"_s, m_server.url(u"/a.bin"_s).toString()});
     QCOMPARE(result.status, kBadOption);
     QVERIFY2(result.err.contains("--on-complete \"echo done\" is no program. Give its name or path alone"), result.err);
     QCOMPARE(m_server.requests().size(), before);

@@ -343,6 +343,7 @@ void TestPlaitHabits::itIsAnsweredWithWhatToWrite_data()
     QTest::addColumn<QString>("effect");
     addLine("-k URL", u"\"--insecure\""_s);
     addLine("-sk URL", u"\"--insecure\""_s);
+    addLine("-d a=1&b=2 URL", u"\"--post-data DATA\" for a body"_s);
     addLine("-t 5 URL", u"\"--tries N\""_s);
     addLine("-T 5 URL", u"\"--timeout\" to wget"_s);
     addLine("-U me URL", u"\"--user-agent NAME\""_s);
