@@ -297,6 +297,27 @@ void TestPlaitTour::filesAreFetchedUnderTheirNames()
     QVERIFY2(walk({u"-i"_s, u"urls.txt"_s, u"-j"_s, u"1"_s}, kDone), complaint());
     QVERIFY(isWhole(u"one.zip"_s, u"one.zip"_s));
     QVERIFY(isWhole(u"two.zip"_s, u"two.zip"_s));
+
+    tell(u"The same command again fetches what is missing, and nothing else; so it may be repeated for ever:"_s);
+    QVERIFY2(walk({u"-i"_s, u"urls.txt"_s, u"-j"_s, u"1"_s}, kDone), complaint());
+    QVERIFY(sees("one.zip\": it is there already"));
+
+    tell(u"With `-N` the server is asked whether what is there is its file still:"_s);
+    QVERIFY2(walk({u"-N"_s, url(u"song.ogg"_s)}, kDone), complaint());
+    QVERIFY(sees("it is up to date"));
+
+    tell(u"What would be fetched, to where, and over how many connections, says a dry run:"_s);
+    QVERIFY2(walk({u"--dry-run"_s, u"-x"_s, u"3"_s, url(u"one.zip"_s), url(u"disk.img"_s)}, kDone), complaint());
+    QVERIFY(sees("3 connections at most"));
+    QVERIFY(!m_plait.has(u"disk.img"_s));
+
+    tell(u"`-o -` writes to standard output, for who reads it there:"_s);
+    const QByteArray words = "What is in it.\n";
+    QFile text(QDir(m_servers.nginx().folder()).filePath(u"words.txt"_s));
+    QVERIFY(text.open(QIODevice::WriteOnly) && text.write(words) == words.size());
+    text.close();
+    QVERIFY2(walk({u"-q"_s, u"-o"_s, u"-"_s, url(u"words.txt"_s)}, kDone), complaint());
+    QCOMPARE(m_result.out, words);
 }
 
 void TestPlaitTour::aNameThatIsTakenIsTreatedAsAsked()
@@ -380,6 +401,9 @@ void TestPlaitTour::theListAndTheServerAreAsked()
     tell(u"All downloads are in the list: number, state, size, name."_s);
     QVERIFY2(walk({u"list"_s}, kDone), complaint());
     QVERIFY(sees("done         293.0 KiB  song.ogg\n"));
+    tell(u"Those that have a word in their name or address, and those that failed:"_s);
+    QVERIFY2(walk({u"list"_s, u"report"_s}, kDone), complaint());
+    QVERIFY2(walk({u"list"_s, u"--failed"_s}, kDone), complaint());
     tell(u"By name, size or time, and no more lines than are wanted:"_s);
     QVERIFY2(walk({u"list"_s, u"--sort"_s, u"name"_s, u"-n"_s, u"3"_s}, kDone), complaint());
     QVERIFY2(m_result.out.indexOf("cover.jpg") < m_result.out.indexOf("disk.img"), complaint());
@@ -510,6 +534,11 @@ void TestPlaitTour::downloadsAreTakenOffTheList()
     QVERIFY2(walk({u"show"_s, kept}, kUnknown), complaint());
     QVERIFY(sees("there is no download"));
     QVERIFY(listed({u"--unfinished"_s}).isEmpty());
+
+    tell(u"What is done, or gone, leaves the list with one word; what is not the file that was meant stays:"_s);
+    QVERIFY2(walk({u"clean"_s}, kDone), complaint());
+    const QList<QJsonObject> left = listed({});
+    QVERIFY(left.size() == 1 && left.first().value(u"name"_s).toString() == u"tool2.tar"_s);
 }
 
 void TestPlaitTour::settingsStandForOptions()
