@@ -8,6 +8,8 @@ ExitStatus exitStatusOf(const Failure &failure)
     case Kind::None:
     case Kind::Skipped:
     case Kind::SameResource:
+    case Kind::TakenOver:
+    case Kind::FoundWhole:
         return ExitStatus::Done;
     case Kind::TimedOut:
     case Kind::NothingCame:
@@ -38,6 +40,7 @@ ExitStatus exitStatusOf(const Failure &failure)
     case Kind::UnsupportedUrl:
         return ExitStatus::BadOption;
     case Kind::CannotResume:
+    case Kind::CannotTakeOver:
         return ExitStatus::CannotResume;
     case Kind::ResourceChanged:
         return ExitStatus::ResourceChanged;

@@ -190,6 +190,12 @@ QString fromNoAddress(const Failure &failure)
                                                                      reasons.join(u"; "_s));
 }
 
+QString cannotTakeOver(const Failure &failure)
+{
+    return u"cannot go on with %1: %2. It stays as it is. Without -c the file gets another name; with --on-exists "
+           u"overwrite it takes this one's place."_s.arg(quotedFile(failure), failure.detail);
+}
+
 QString sameResource(const Failure &failure)
 {
     if (failure.number != 0)
@@ -253,6 +259,14 @@ QString ofItsKind(const Failure &failure)
         return u"%1 is missing or not what the list says of it; the download begins anew"_s.arg(quotedFile(failure));
     case Kind::SameResource:
         return sameResource(failure);
+    case Kind::CannotTakeOver:
+        return cannotTakeOver(failure);
+    case Kind::TakenOver:
+        return u"%1 was begun already: %2 are there, and they are the server's wherever they were compared"_s.arg(
+            quoted(failure.subject.title), failure.detail);
+    case Kind::FoundWhole:
+        return u"%1 is complete already: it is as long as the server's file, and the same wherever they were compared"_s
+            .arg(quoted(failure.subject.title));
     case Kind::Skipped:
         return u"%1 is there already; skipped"_s.arg(quoted(failure.subject.title));
     case Kind::Stopped:

@@ -55,7 +55,7 @@ void HabitParts::add(const QString &part, const QString &name, const QString &va
 QString HabitParts::joinInto(QStringList &options, QStringList &addresses) const
 {
     const QString problems[] = {joinLogin(options), joinProxy(options), joinBody(options, addresses),
-                                joinMethod(options), offsetProblem()};
+                                joinMethod(options), joinOffset(options)};
     const auto problem =
         std::find_if(std::begin(problems), std::end(problems), [](const QString &text) { return !text.isEmpty(); });
     return problem == std::end(problems) ? QString() : *problem;
@@ -126,9 +126,11 @@ QString HabitParts::joinMethod(const QStringList &options) const
 }
 
 /// "-" is where the file ends that is there.
-QString HabitParts::offsetProblem() const
+QString HabitParts::joinOffset(QStringList &options) const
 {
     const QString offset = m_values.value(u"offset"_s).value(0, u"-"_s);
+    if (m_values.contains(u"offset"_s) && offset == "-"_L1)
+        options.append(u"--continue"_s);
     return offset == "-"_L1 ? QString()
                             : u"nobody can say where to go on but what is on the disk. Leave \"-C %1\" out: what is "
                               "unfinished is gone on with by itself."_s.arg(offset.left(20));

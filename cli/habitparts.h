@@ -21,7 +21,7 @@ private:
     QString joinProxy(QStringList &options) const;
     QString joinBody(QStringList &options, QStringList &addresses) const;
     QString joinMethod(const QStringList &options) const;
-    QString offsetProblem() const;
+    QString joinOffset(QStringList &options) const;
     QStringList queries() const;
 
     QHash<QString, QStringList> m_values;

@@ -39,7 +39,7 @@ constexpr Habit kRows[] = {
     advice("--location-trusted", nullptr, "to give a header to every server write \"--header-for-all 'N: V'\""),
     advice("--max-redirs", "N", "up to 15 redirects are followed, and that is not to be set"),
     part("-C --continue-at", "OFFSET", "offset",
-         "what is unfinished is gone on with by itself, from the byte where it stopped; leave it out"),
+         "with \"-\" as \"--continue\"; nobody can say where to go on but what is on the disk"),
     always("-f --fail --fail-with-body", nullptr, "what is no file is never saved as one"),
     always("--fail-early", nullptr, "each address is tried, and the first failure makes the exit status"),
     same("-s --silent", nullptr, "quiet"),

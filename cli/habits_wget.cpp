@@ -22,7 +22,7 @@ constexpr Habit kRows[] = {
     same("-i --input-file", "FILE", "input-file"),
     same("-o --output-file", "FILE", "log"),
     same("-a --append-output", "FILE", "log"),
-    always("-c --continue", nullptr, "what is unfinished is gone on with"),
+    same("-c --continue", nullptr, "continue"),
     refused("--start-pos", "OFFSET", "files are fetched whole; what is there already is not fetched again"),
     same("-nc --no-clobber", nullptr, "on-exists=skip"),
     same("-N --timestamping", nullptr, "timestamping"),

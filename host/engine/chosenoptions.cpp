@@ -134,6 +134,7 @@ DownloadRequest ChosenOptions::request(const OptionValues &values, const QString
     request.folder = QDir::cleanPath(QDir(folder).absoluteFilePath(values.text("dir"_L1)));
     if (values.has("output"_L1))
         readOutput(values.text("output"_L1), request, problem);
+    request.takesOver = values.flag("continue"_L1);
     request.referer = values.text("referer"_L1);
     request.userAgent = values.text("user-agent"_L1);
     request.postData = values.text("post-data"_L1).toLocal8Bit();

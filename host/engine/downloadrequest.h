@@ -19,6 +19,8 @@ struct DownloadRequest {
     /// Its bytes are for who asks, in their order, and kept for nobody: see Engine::takeStream(). Folder and name are
     /// the engine's then.
     bool isStreamed = false;
+    /// A file that another program has left under the name is gone on with, where it proves to be the server's.
+    bool takesOver = false;
     QString referer;
     QString userAgent; ///< empty = the program's
     QByteArray postData; ///< empty = GET

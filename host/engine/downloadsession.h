@@ -5,6 +5,7 @@
 #include <host/engine/downloadstatus.h>
 #include <host/engine/queryresult.h>
 #include <host/engine/sessionoptions.h>
+#include <host/network/smallfetch.h>
 #include <host/policy/failure.h>
 #include <host/policy/sources.h>
 #include <host/storage/storethread.h>
@@ -29,7 +30,9 @@ class QtAppSystemDefaultUserAgentManager;
 class ResourceGuard;
 class DownloadRun;
 class DownloadStream;
+class FileTakeOver;
 struct ProcessIdentity;
+struct TakenFile;
 
 /// The host as front ends see it: opens the list, has modules found, runs downloads and tells everything by signals.
 ///
@@ -58,7 +61,9 @@ public:
     /// The unfinished download of the same request, or a new one. It is this process's from now on. 0 = failed.
     /// @param line gets the one that the list has of it now
     /// @param isNew gets whether the list did not have it; both may be null
-    qint64 add(const DownloadRequest &request, Failure *failure, ListEntry *line = nullptr, bool *isNew = nullptr);
+    /// @param taken a file that it begins with; null = none
+    qint64 add(const DownloadRequest &request, Failure *failure, ListEntry *line = nullptr, bool *isNew = nullptr,
+               const TakenFile *taken = nullptr);
     /// One that has finished and is all that a request asks for.
     struct Done {
         qint64 id = 0;
@@ -72,6 +77,11 @@ public:
     /// The finished one of the same request whose file is on the disk in its full length. Nothing where there is none,
     /// or an unfinished one beside it.
     std::optional<Done> findDone(const DownloadRequest &request);
+    /// A file that lies where the request's would, that the list knows nothing of, and that the request would go on
+    /// with; empty = there is none.
+    QString fileToTakeOver(const DownloadRequest &request);
+    /// Looks whether that file is the server's; a child of @p parent, which begins it.
+    FileTakeOver *makeTakeOver(const DownloadRequest &request, const QString &path, QObject *parent);
     /// Goes on with a download of the list. What its file on disk cannot hold is fetched again.
     bool start(qint64 id, Failure *failure) { return start(id, Sources(), failure); }
     /// The same, from some of its addresses only.
@@ -190,6 +200,11 @@ private:
                                      const QSharedPointer<DownloadAccessChief> &chief, QObject *parent);
     void warnOfTheSame(const AbstractDownloadPersistentInfo &record,
                        const QList<AbstractDownloadPersistentInfo> &candidates);
+    QSharedPointer<QNetworkAccessManager> managerFor(const DownloadRequest &request) const;
+    bool trustsAll(const DownloadRequest &request) const;
+    QList<SmallFetch::Field> fieldsOf(const DownloadRequest &request) const;
+    static bool makeIncomplete(const TakenFile &file, Failure *failure);
+    static bool keepTaken(DownloadStore &list, Lease &added, const TakenFile &file);
     std::shared_ptr<DownloadStream> makeStream(DownloadRequest &request, Failure *failure);
     bool prepareStream(Lease &lease, Failure *failure) const;
     bool mayBegin(qint64 id, Failure *failure) const;

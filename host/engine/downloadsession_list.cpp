@@ -3,6 +3,7 @@
 
 #include <host/engine/downloadrequest.h>
 #include <host/engine/downloadstream.h>
+#include <host/engine/filetakeover.h>
 #include <host/engine/moduleregistry.h>
 #include <host/policy/diskcheck.h>
 #include <host/storage/abandonedfile.h>
@@ -29,14 +30,15 @@ constexpr qsizetype kReleasedAtTheEnd = 100;
 
 }
 
-qint64 DownloadSession::add(const DownloadRequest &asked, Failure *failure, ListEntry *line, bool *isNew)
+qint64 DownloadSession::add(const DownloadRequest &asked, Failure *failure, ListEntry *line, bool *isNew,
+                            const TakenFile *taken)
 {
     Q_ASSERT(QThread::currentThread() == thread());
     if (!isServed(asked.url, failure))
         return 0;
     DownloadRequest request = withoutSecrets(asked);
     const std::shared_ptr<DownloadStream> stream = request.isStreamed ? makeStream(request, failure) : nullptr;
-    if (request.isStreamed && !stream)
+    if ((request.isStreamed && !stream) || (taken && !makeIncomplete(*taken, failure)))
         return 0;
     Lease added;
     bool isKnown = false;
@@ -49,8 +51,12 @@ qint64 DownloadSession::add(const DownloadRequest &asked, Failure *failure, List
         added.record = request.newRecord();
         added.options = request.options.kept();
         candidates = list.findByUrl(added.record.url, kCandidates);
-        return list.insertOwned(added.record, request.options) != 0;
+        if (taken)
+            taken->putInto(added.record);
+        return list.insertOwned(added.record, request.options) != 0 && (!taken || keepTaken(list, added, *taken));
     });
+    if (taken && (!isDone || isKnown))
+        taken->giveBack();
     if (!isDone) {
         *failure = *failure ? *failure : listFailure();
         return 0;

@@ -157,6 +157,7 @@ void describe(Fields &fields, DownloadRequest &value)
     fields("folder", value.folder);
     fields("outputName", value.outputName);
     fields("isStreamed", value.isStreamed);
+    fields("takesOver", value.takesOver);
     fields("referer", value.referer);
     fields("userAgent", value.userAgent);
     fields("postData", value.postData);

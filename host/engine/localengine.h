@@ -16,6 +16,8 @@
 #include <optional>
 
 class DownloadSession;
+class FileTakeOver;
+struct TakenFile;
 
 /// The engine in this process: list, session and queue behind the face, and what front ends are told of them.
 ///
@@ -79,6 +81,9 @@ private:
     bool isThere(const EngineCommand &command);
     EngineAnswer standingOf(const DownloadRequest &request);
     void takeDone(const EngineCommand &command, const DownloadRequest &request, const ListEntry &known);
+    qint64 addNow(const EngineCommand &command, const TakenFile *taken);
+    void onTakenOver(FileTakeOver *work, const Failure &failure, const TakenFile &file);
+    void giveUpTakeOvers();
     void begin(const EngineCommand &command, DownloadQueue::Job job);
     void append(const ListEntry &known, DownloadQueue::Job job);
     void pause(const EngineCommand &command);
@@ -167,6 +172,7 @@ private:
     std::optional<QSet<qint64>> m_paused; ///< while all are: of those that had not begun
     QSet<qint64> m_others; ///< that were told to be another process's
     QHash<qint64, EngineCommand> m_removals; ///< of those that are being paused for it
+    QHash<FileTakeOver *, EngineCommand> m_takeOvers; ///< children; each of an add()
     QHash<qint64, Lookup> m_lookups; ///< by the session's number for the query
     QQueue<EngineCommand> m_checks; ///< the first one is under way
     qint64 m_checking = 0; ///< the download that it is of; 0 = none is

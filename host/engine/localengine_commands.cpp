@@ -36,17 +36,15 @@ Failure wrongState(qint64 id, const QString &how)
 
 }
 
-void LocalEngine::add(const EngineCommand &command)
+qint64 LocalEngine::addNow(const EngineCommand &command, const TakenFile *taken)
 {
-    if (isThere(command))
-        return;
     const DownloadRequest request = command.request.value_or(DownloadRequest());
     Failure failure;
     bool isNew = false;
     ListEntry added;
     // What is warned of while it is added comes behind the news that it is there.
     const QQueue<EngineNews> before = std::exchange(m_news, {});
-    const qint64 id = m_session->add(request, &failure, &added, &isNew);
+    const qint64 id = m_session->add(request, &failure, &added, &isNew, taken);
     const QQueue<EngineNews> warnings = std::exchange(m_news, before);
     if (id != 0)
         answer(command, {.ids = {id}});
@@ -60,6 +58,7 @@ void LocalEngine::add(const EngineCommand &command)
     m_news += warnings;
     if (isToBegin)
         append(added, DownloadQueue::Job::Download);
+    return id;
 }
 
 /// True, and answered, where nothing is to be put into the list.

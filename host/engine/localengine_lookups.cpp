@@ -196,6 +196,7 @@ void LocalEngine::endLookups()
     const QHash<qint64, Lookup> lookups = std::exchange(m_lookups, {});
     for (const Lookup &lookup : lookups)
         refuse(lookup.command, stopped());
+    giveUpTakeOvers();
     if (m_check)
         m_check->stop();
     while (!m_checks.isEmpty())

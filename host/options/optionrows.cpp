@@ -83,6 +83,12 @@ const Row kRows[] = {
      .help = "Exact name to save under, or a path; FOLDER/; -: standard output",
      .manual = "exact name to save under, or a path (default: the server's name), for one URL; a folder, or `FOLDER/`: "
                "save in it; `-`: write to standard output, see [Into a pipe](#into-a-pipe)"},
+    {.name = "continue",
+     .group = "naming",
+     .places = kTyped | Row::Service,
+     .help = "Go on with a file that another program has begun",
+     .manual = "go on with a file that another program has begun under the final name, see "
+               "[What others have begun](#what-others-have-begun). What was begun here is gone on with anyway"},
     {.name = "on-exists",
      .group = "place",
      .type = Type::Choice,

@@ -38,6 +38,7 @@ struct Failure {
         // Of the file that is on the server.
         CannotResume,
         ResourceChanged,
+        CannotTakeOver, ///< a file that nobody here has begun; detail: why not. It stays as it is
         ChecksumDiffers, ///< detail: both of them; empty = as the list has it, which keeps neither
         DigestDiffers, ///< the same, with the server's own
         ChecksumUnusable, ///< what the file is to be compared with makes no sense
@@ -62,6 +63,8 @@ struct Failure {
         CannotChange, ///< detail: why not
         CannotFinish, ///< now, with what is there; detail: why not
         SameResource, ///< subject: another download, of what this one is of; nothing failed
+        TakenOver, ///< such a file, of which the rest is fetched; detail: how much is there; nothing failed
+        FoundWhole, ///< such a file, of which nothing is missing; nothing failed
         NothingToCompare, ///< of a check; detail: why not
         // Of what everything stands on.
         CannotOpenList, ///< of downloads; detail: why not

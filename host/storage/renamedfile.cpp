@@ -13,15 +13,16 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
+constexpr auto kEnding = ".part"_L1;
+
 /// The name as it was meant to be, and the incomplete one without its ending: they differ when the first was taken.
 QStringList finalPaths(const AbstractDownloadPersistentInfo &record)
 {
     const AbstractDownloadFileInfo &file = record.files.first();
     const QDir folder(record.folder);
     QStringList paths{folder.filePath(file.name)};
-    const QString ending = u".part"_s;
-    if (file.relativePath().endsWith(ending))
-        paths.append(folder.filePath(file.relativePath().chopped(ending.size())));
+    if (file.relativePath().endsWith(kEnding))
+        paths.append(folder.filePath(file.relativePath().chopped(kEnding.size())));
     return paths;
 }
 
@@ -45,4 +46,14 @@ bool RenamedFile::takeBack(const AbstractDownloadPersistentInfo &record, const F
             return renameToFree(candidate, path);
     }
     return false;
+}
+
+bool RenamedFile::toIncomplete(const QString &path)
+{
+    return renameToFree(path, path + kEnding);
+}
+
+bool RenamedFile::toFinal(const QString &path)
+{
+    return renameToFree(path + kEnding, path);
 }

@@ -54,7 +54,7 @@ void TestHabitReader::whatIsTypedIsWrittenInOurWords_data()
     addReadRow("an empty value", u"--output= URL"_s, u"--output "_s);
     addReadRow("a value that looks like an option", u"-o -x URL"_s, u"--output=-x"_s);
     addReadRow("another name", u"--output-document=x URL"_s, u"--output=x"_s);
-    addReadRow("what is so without it", u"-L -J -c -f --create-dirs URL"_s, QString());
+    addReadRow("what is so without it", u"-L -J -c -f --create-dirs URL"_s, u"--continue"_s);
     addReadRow("curl's usual letters", u"-fsSL URL"_s, u"--quiet"_s);
     addReadRow("curl's usual letters with a name", u"-fsSLo x URL"_s, u"--quiet --output=x"_s);
     addReadRow("curl's name of the server before an address", u"-O URL"_s, QString());
@@ -69,7 +69,7 @@ void TestHabitReader::whatIsTypedIsWrittenInOurWords_data()
     addReadRow("connections in one word", u"-s5 URL"_s, u"--max-connections=5"_s);
     addReadRow("tries again are one fewer than tries", u"--retry 4 URL"_s, u"--tries=5"_s);
     addReadRow("tries", u"--max-tries=4 URL"_s, u"--tries=4"_s);
-    addReadRow("a part that is gone on with", u"-C - URL"_s, u""_s);
+    addReadRow("a part that is gone on with", u"-C - URL"_s, u"--continue"_s);
     addReadRow("cookies", u"-b a=1 URL"_s, u"--header=Cookie: a=1"_s);
     addReadRow("a file of cookies", u"-b jar URL"_s, u"--load-cookies=jar"_s);
     addReadRow("a name and a password", u"--http-user anna --http-passwd pw URL"_s, u"--user=anna:pw"_s);
@@ -79,7 +79,8 @@ void TestHabitReader::whatIsTypedIsWrittenInOurWords_data()
     addReadRow("a body in pieces", u"--data a=1 --data b=2 URL"_s, u"--post-data=a=1&b=2"_s);
     addReadRow("a switch that is off", u"--check-certificate=false --auto-file-renaming=false URL"_s,
                u"--insecure --on-exists=fail"_s);
-    addReadRow("a switch that is on", u"--continue=true --allow-overwrite=true URL"_s, u"--on-exists=overwrite"_s);
+    addReadRow("a switch that is on", u"--continue=true --allow-overwrite=true URL"_s,
+               u"--continue=true --on-exists=overwrite"_s);
     addReadRow("the referring page", u"-e http://r/ URL"_s, u"--referer=http://r/"_s);
     addReadRow("what nobody knows stays", u"--nonsense=x -Ä URL"_s, u"--nonsense=x -Ä"_s);
 }
@@ -112,7 +113,7 @@ void TestHabitReader::whatIsNotToBeHadIsSaid_data()
     row("a letter of ours that others have for the head", u"-i URL"_s, u"\"-i\" is \"--input-file FILE\" here"_s);
     row("what there is not", u"--min-split-size 1M URL"_s, u"\"--min-split-size\" is no option here: "_s);
     row("links", u"-r URL"_s, u"no links are followed"_s);
-    row("what cannot be turned off", u"--continue=false URL"_s, u"what is unfinished is gone on with"_s);
+    row("what cannot be turned off", u"--always-resume=false URL"_s, u"what is unfinished is gone on with"_s);
     row("a value that is missing", u"URL --out"_s, u"\"--output\" needs a value, FILE."_s);
     row("a value of others that is missing", u"URL --retry"_s, u"\"--retry\" needs a value, N."_s);
     row("a password without a name", u"--password pw URL"_s, u"no name"_s);

@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: MIT
+#include <host/engine/localengine.h>
+
+#include <host/engine/downloadsession.h>
+#include <host/engine/filetakeover.h>
+
+#include <utility>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+Failure noteOf(const TakenFile &file, qint64 id)
+{
+    Failure::Subject subject;
+    subject.id = id;
+    subject.path = file.path;
+    subject.title = file.path.section(u'/', -1);
+    if (file.isWhole())
+        return Failure::make(Failure::Kind::FoundWhole, subject);
+    return Failure::make(Failure::Kind::TakenOver, subject,
+                         u"%1 of %2 bytes"_s.arg(QString::number(file.size), QString::number(file.identity.total)));
+}
+
+}
+
+/// What another program has left is looked at first.
+void LocalEngine::add(const EngineCommand &command)
+{
+    if (isThere(command))
+        return;
+    const DownloadRequest request = command.request.value_or(DownloadRequest());
+    const QString path = m_session->fileToTakeOver(request);
+    if (path.isEmpty()) {
+        addNow(command, nullptr);
+        return;
+    }
+    FileTakeOver *const work = m_session->makeTakeOver(request, path, this);
+    m_takeOvers.insert(work, command);
+    connect(work, &FileTakeOver::done, this,
+            [this, work](const Failure &failure, const TakenFile &file) { onTakenOver(work, failure, file); });
+    work->begin();
+}
+
+/// A file that is another's may be in the way, as any is, where somebody said what is to become of it.
+void LocalEngine::onTakenOver(FileTakeOver *work, const Failure &failure, const TakenFile &file)
+{
+    const EngineCommand command = m_takeOvers.take(work);
+    work->deleteLater();
+    const bool isInTheWay = failure.kind == Failure::Kind::CannotTakeOver
+        && command.request->onExists != AbstractDownloadExistingFileReaction::NotSet;
+    if (failure && !isInTheWay) {
+        refuse(command, failure);
+        return;
+    }
+    const qint64 id = addNow(command, failure ? nullptr : &file);
+    if (id != 0)
+        warn(id, {.kind = Warning::Kind::Failure, .failure = failure ? failure : noteOf(file, id)});
+}
+
+void LocalEngine::giveUpTakeOvers()
+{
+    const auto takeOvers = std::exchange(m_takeOvers, {});
+    for (auto one = takeOvers.cbegin(); one != takeOvers.cend(); ++one) {
+        delete one.key();
+        refuse(one.value(), Failure::make(Failure::Kind::Stopped, {}));
+    }
+}
