@@ -3,6 +3,7 @@
 
 #include <cli/address.h>
 #include <cli/aftercommands.h>
+#include <cli/checksumfile.h>
 #include <cli/commandline.h>
 #include <cli/importedcommand.h>
 #include <cli/listedrequests.h>
@@ -205,6 +206,9 @@ private:
             complain(u"-o - and --json both need standard output. Leave one of them out."_s);
         if (common.isStreamed && m_values.text("progress"_L1) == "json"_L1)
             complain(u"-o - and --progress json both need standard output. Leave one of them out."_s);
+        if (common.isStreamed && isForEngine(common.options.checksumSource))
+            complain(u"what is streamed has gone before its checksum is looked for. Give it with --checksum "
+                     u"ALGORITHM=HEX."_s);
         // What goes to whoever reads is in nobody's list.
         if (common.isStreamed)
             result.session.isListKept = false;
@@ -218,8 +222,28 @@ private:
         if (!common.outputName.isEmpty() && result.requests.size() > 1)
             complain(u"-o names one file, but there are several URLs. Use -d, or run plait once for each."_s);
         for (const OfOneFile &one : kOfOneFile) {
-            if (m_values.has(one.option) && result.requests.size() > 1)
+            const bool isOfEach = m_values.text(one.option) == "auto"_L1;
+            if (m_values.has(one.option) && !isOfEach && result.requests.size() > 1)
                 complain(one.complaint.toString());
+        }
+        readChecksums(result, common);
+    }
+
+    /// An address is the engine's affair, and so is what stands beside the file.
+    static bool isForEngine(const QString &source) { return source == "auto"_L1 || source.contains("://"_L1); }
+
+    void readChecksums(Arguments &result, const DownloadRequest &common)
+    {
+        const QString &source = common.options.checksumSource;
+        if (source.contains("://"_L1))
+            complain(SchemeWords::problemOf(source));
+        else if (result.input && !source.isEmpty() && source != "auto"_L1)
+            complain(
+                u"--checksum-file takes an address where URLs come through standard input. Read them from a file."_s);
+        for (DownloadRequest &request : result.requests) {
+            const QString list = request.options.checksumSource;
+            if (!list.isEmpty() && !isForEngine(list))
+                complain(ChecksumFile::giveTo(request, absolute(list)));
         }
     }
 

@@ -10,6 +10,8 @@ ExitStatus exitStatusOf(const Failure &failure)
     case Kind::SameResource:
     case Kind::TakenOver:
     case Kind::FoundWhole:
+    case Kind::ChecksumFound:
+    case Kind::NoChecksumFound:
         return ExitStatus::Done;
     case Kind::TimedOut:
     case Kind::NothingCame:
@@ -46,6 +48,7 @@ ExitStatus exitStatusOf(const Failure &failure)
         return ExitStatus::ResourceChanged;
     case Kind::ChecksumDiffers:
     case Kind::DigestDiffers:
+    case Kind::ChecksumNotFound:
     case Kind::ChecksumUnusable:
         return ExitStatus::ChecksumMismatch;
     case Kind::DiskFull:

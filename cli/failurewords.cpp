@@ -237,6 +237,14 @@ QString ofItsKind(const Failure &failure)
     case Kind::ChecksumDiffers:
     case Kind::DigestDiffers:
         return checksumDiffers(failure);
+    case Kind::ChecksumNotFound:
+        return u"%1 is there, but was not compared with its checksum: of %2, %3. \"plait resume %4\" looks again."_s
+            .arg(quotedFile(failure), quotedUrl(failure), failure.detail, numberOf(failure));
+    case Kind::ChecksumFound:
+        return u"%1 is compared with the %2 checksum in %3"_s.arg(quoted(failure.subject.title), failure.detail,
+                                                                  quotedUrl(failure));
+    case Kind::NoChecksumFound:
+        return u"no checksum of %1 was found beside it"_s.arg(quoted(failure.subject.title));
     case Kind::ChecksumUnusable:
         return checksumUnusable(failure);
     case Kind::DiskFull:

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/engine/checksumsearch.h>
 #include <host/engine/downloadoutcome.h>
 #include <host/engine/downloadstate.h>
 #include <host/engine/downloadstatus.h>
@@ -47,8 +48,8 @@ struct QueuedDownload;
 /// download that has begun ends with exactly one ended(), also when it is paused; each time that it begins with one
 /// began(). What ended is no longer known here, unless it was paused.
 ///
-/// Where its options name hours of the day, nothing runs at others: what would begin waits, and what runs is stopped and
-/// rests until they come. The clock is looked at once a second, so that it may be set, and a machine may sleep.
+/// Where its options name hours of the day, nothing runs at others: what would begin waits, and what runs is stopped
+/// and rests until they come. The clock is looked at once a second, so that it may be set, and a machine may sleep.
 ///
 /// Lives in the session's thread, and is to be called there. Signals come when a call or an event is done with, one
 /// after the other, and never from inside a call that comes from another signal. Operations that make no sense answer
@@ -234,6 +235,9 @@ private:
     bool tryAgainLater(QueuedDownload &active, const QList<QString> &responseHeaders);
     static Failure whyEndedByWatchdog(const QueuedDownload &active);
     void retry(QueuedDownload &active, const Warning &how, Job job);
+    bool searchChecksum(QueuedDownload &active);
+    void onChecksumSearched(qint64 id, const ChecksumSearch::Found &found);
+    void takeChecksum(QueuedDownload &active, const Checksum &checksum);
     void compareChecksum(QueuedDownload &active);
     void hash(QueuedDownload &active);
     void onHashed(quint64 comparison, const QByteArray &digest, const QString &errorText);

@@ -225,6 +225,8 @@ void DownloadQueue::retry(QueuedDownload &active, const Warning &how, Job job)
 
 void DownloadQueue::compareChecksum(QueuedDownload &active)
 {
+    if (searchChecksum(active))
+        return;
     QString errorText;
     active.expected = expectedOf(active, &errorText);
     if (!active.expected && errorText.isEmpty()) {
@@ -261,7 +263,8 @@ void DownloadQueue::hash(QueuedDownload &active)
         connect(m_hasher.get(), &FileHasher::hashed, this, &DownloadQueue::onHashed);
     }
     active.comparison = m_hasher->hash(active.info.filePath(0), active.expected->algorithm);
-    transition(active.id, DownloadState::Hashing);
+    if (m_entries.at(active.id).state != DownloadState::Hashing)
+        transition(active.id, DownloadState::Hashing);
 }
 
 /// What was finished early on purpose is another file to every digest.

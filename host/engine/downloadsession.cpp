@@ -277,6 +277,11 @@ DownloadRequest DownloadSession::withoutSecrets(const DownloadRequest &request)
     result.referer = QString::fromUtf8(UrlCredentials::withoutLogin(request.referer.toUtf8()));
     for (QUrl &mirror : result.mirrors)
         mirror = m_chief->takeSecrets(mirror, nullptr);
+    if (const QString source = result.options.checksumSource; source.contains("://"_L1)) {
+        result.options.checksumSource = m_chief->takeSecrets(QUrl(source), nullptr).toString(QUrl::FullyEncoded);
+        const OptionRow *const row = result.changes.values.table().find(u"checksum-file"_s);
+        result.changes.values.give(*row, {result.options.checksumSource, {}});
+    }
     return result;
 }
 

@@ -30,6 +30,7 @@ class QtAppSystemDefaultUserAgentManager;
 class ResourceGuard;
 class DownloadRun;
 class DownloadStream;
+class ChecksumSearch;
 class FileTakeOver;
 struct ProcessIdentity;
 struct TakenFile;
@@ -80,6 +81,8 @@ public:
     /// A file that lies where the request's would, that the list knows nothing of, and that the request would go on
     /// with; empty = there is none.
     QString fileToTakeOver(const DownloadRequest &request);
+    /// Looks for the checksum of a finished file where its options say.
+    ChecksumSearch *makeChecksumSearch(const AbstractDownloadPersistentInfo &record, const DownloadOptions &options);
     /// Looks whether that file is the server's; a child of @p parent, which begins it.
     FileTakeOver *makeTakeOver(const DownloadRequest &request, const QString &path, QObject *parent);
     /// Goes on with a download of the list. What its file on disk cannot hold is fetched again.
@@ -200,9 +203,9 @@ private:
                                      const QSharedPointer<DownloadAccessChief> &chief, QObject *parent);
     void warnOfTheSame(const AbstractDownloadPersistentInfo &record,
                        const QList<AbstractDownloadPersistentInfo> &candidates);
-    QSharedPointer<QNetworkAccessManager> managerFor(const DownloadRequest &request) const;
-    bool trustsAll(const DownloadRequest &request) const;
-    QList<SmallFetch::Field> fieldsOf(const DownloadRequest &request) const;
+    QSharedPointer<QNetworkAccessManager> managerFor(const DownloadOptions &options) const;
+    bool trustsAll(const DownloadOptions &options) const;
+    QList<SmallFetch::Field> fieldsOf(const AbstractDownloadPersistentInfo &record) const;
     static bool makeIncomplete(const TakenFile &file, Failure *failure);
     static bool keepTaken(DownloadStore &list, Lease &added, const TakenFile &file);
     std::shared_ptr<DownloadStream> makeStream(DownloadRequest &request, Failure *failure);

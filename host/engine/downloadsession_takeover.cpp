@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include <host/engine/downloadsession.h>
 
+#include <host/engine/checksumsearch.h>
 #include <host/engine/filetakeover.h>
 #include <host/network/networkaccesschief.h>
 #include <host/network/resourceguard.h>
 #include <host/network/transfermanager.h>
+#include <host/parsing/checksumlist.h>
 #include <host/storage/renamedfile.h>
 #include <inet/qt/download/framework/qtappsystemdefaultuseragentmanager.h>
 
@@ -59,33 +61,56 @@ QString DownloadSession::fileToTakeOver(const DownloadRequest &asked)
 FileTakeOver *DownloadSession::makeTakeOver(const DownloadRequest &asked, const QString &path, QObject *parent)
 {
     const DownloadRequest request = withoutSecrets(asked);
-    const bool hasChecksum = !request.options.checksumAlgorithm.isEmpty();
-    return new FileTakeOver(managerFor(request),
-                            {path, request.url, fieldsOf(request), trustsAll(request), hasChecksum}, parent);
+    const DownloadOptions &options = request.options;
+    return new FileTakeOver(
+        managerFor(options),
+        {path, request.url, fieldsOf(request.newRecord()), trustsAll(options), !options.checksumAlgorithm.isEmpty()},
+        parent);
 }
 
-QSharedPointer<QNetworkAccessManager> DownloadSession::managerFor(const DownloadRequest &request) const
+ChecksumSearch *DownloadSession::makeChecksumSearch(const AbstractDownloadPersistentInfo &record,
+                                                    const DownloadOptions &options)
+{
+    const QUrl named = m_chief->takeSecrets(QUrl(options.checksumSource), nullptr);
+    const bool isBeside = options.checksumSource == "auto"_L1;
+    trustServers(record, options);
+    Failure ignored;
+    QList<QUrl> lists;
+    if (isBeside)
+        lists = ChecksumList::neighboursOf(record.url);
+    else if (named.isValid() && isServed(named, &ignored))
+        lists = {named};
+    QStringList names{record.url.fileName(QUrl::FullyDecoded), record.finalSource().fileName(QUrl::FullyDecoded)};
+    for (const AbstractDownloadFileInfo &file : record.files)
+        names.append(file.name);
+    names.removeAll(QString());
+    names.removeDuplicates();
+    return new ChecksumSearch(managerFor(options), {lists, record.url, names, fieldsOf(record), trustsAll(options)});
+}
+
+QSharedPointer<QNetworkAccessManager> DownloadSession::managerFor(const DownloadOptions &options) const
 {
     const auto guard = std::make_shared<ResourceGuard>(ResourceGuard::Task::Look);
-    guard->setKeptHeaders(request.options.headers);
+    guard->setKeptHeaders(options.headers);
     return m_chief->makeManager(guard);
 }
 
-bool DownloadSession::trustsAll(const DownloadRequest &request) const
+bool DownloadSession::trustsAll(const DownloadOptions &options) const
 {
-    return m_options.ignoreSslErrors || request.options.insecure;
+    return m_options.ignoreSslErrors || options.insecure;
 }
 
 /// What a module would send along.
-QList<SmallFetch::Field> DownloadSession::fieldsOf(const DownloadRequest &request) const
+QList<SmallFetch::Field> DownloadSession::fieldsOf(const AbstractDownloadPersistentInfo &record) const
 {
-    const QString agent = request.userAgent.isEmpty() ? m_userAgentManager->userAgent() : request.userAgent;
+    const QString agent = record.userAgent.isEmpty() ? m_userAgentManager->userAgent() : record.userAgent;
     QList<SmallFetch::Field> fields;
     if (!agent.isEmpty())
         fields.append({"User-Agent", agent.toUtf8()});
-    if (!request.referer.isEmpty())
-        fields.append({"Referer", request.referer.toUtf8()});
-    for (auto header = request.headers.cbegin(); header != request.headers.cend(); ++header)
+    if (!record.referer.isEmpty())
+        fields.append({"Referer", record.referer.toUtf8()});
+    const QVariantMap headers = record.parameters.value(u"headers"_s).toMap();
+    for (auto header = headers.cbegin(); header != headers.cend(); ++header)
         fields.append({header.key().toUtf8(), header.value().toString().toUtf8()});
     return fields;
 }

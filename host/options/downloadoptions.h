@@ -21,6 +21,8 @@ struct DownloadOptions {
     int connectionsPerServer = 0; ///< at once; 0 = the default
     QString checksumAlgorithm; ///< empty = there is no checksum to compare with
     QString checksumHex; ///< what the finished file has to have
+    /// Where a checksum is looked for in place of one that was given: "auto" = beside the file, or a list's address.
+    QString checksumSource;
     ChecksumResult checksumResult = ChecksumResult::NotCompared;
     int onChanged = 0; ///< what to do when the resource is another one by now
     int onUnresumable = 0; ///< what to do when the server cannot go on in the middle

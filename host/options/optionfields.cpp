@@ -41,6 +41,10 @@ QVariant shownChecksum(const DownloadOptions &options)
 
 void putChecksum(const QVariant &value, DownloadOptions &options)
 {
+    if (value.toString() == "auto"_L1) {
+        options.checksumSource = value.toString();
+        return;
+    }
     QString errorText;
     const std::optional<Checksum> checksum = Checksum::parse(value.toString(), &errorText);
     if (!checksum || checksum->toText() == shownChecksum(options).toString())

@@ -42,6 +42,16 @@ constexpr OptionField policy()
 OptionField rates();
 /// Of what to do with a file that is in the way: the part of it that is not in the download's record.
 OptionField skipExisting();
+/// Empty = nothing is said.
+template<auto Member>
+constexpr OptionField text()
+{
+    return {[](const QVariant &value, DownloadOptions &options) { options.*Member = value.toString(); },
+            [](const DownloadOptions &options) {
+                return (options.*Member).isEmpty() ? QVariant() : QVariant(options.*Member);
+            }};
+}
+
 /// Another one than before is yet to be compared.
 OptionField checksum();
 

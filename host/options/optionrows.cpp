@@ -126,8 +126,18 @@ const Row kRows[] = {
      .places = kTyped | Row::Download | Row::Service | Row::Listed,
      .help = "Compare the finished file with this hash",
      .manual = "compare the finished file with this hash: md5, sha-1, sha-224, sha-256, sha-384, sha-512, sha3-256, "
-               "sha3-512. For one URL",
+               "sha3-512. For one URL. `auto`: look for one beside the file, see "
+               "[Checksums beside the file](#checksums-beside-the-file)",
      .field = OptionFields::checksum()},
+    {.name = "checksum-file",
+     .group = "naming",
+     .type = Type::Text,
+     .valueName = "LIST",
+     .places = kTyped | Row::Download | Row::Service,
+     .help = "Take checksums from this list: a path or an address",
+     .manual = "compare the finished files with what this list has of them: a path or an address, see "
+               "[Checksums beside the file](#checksums-beside-the-file)",
+     .field = OptionFields::text<&DownloadOptions::checksumSource>()},
 
     {.name = "max-downloads",
      .letter = 'j',

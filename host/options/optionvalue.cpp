@@ -150,7 +150,7 @@ QString headerProblem(const Row &row, const QString &text, const QString &subjec
 QString checksumProblem(const QString &text, const QString &subject)
 {
     QString problem;
-    return Checksum::parse(text, &problem) ? QString() : subject + u' ' + problem;
+    return text == "auto"_L1 || Checksum::parse(text, &problem) ? QString() : subject + u' ' + problem;
 }
 
 QString proxyProblem(const QString &text, const QString &subject)

@@ -41,6 +41,7 @@ struct Failure {
         CannotTakeOver, ///< a file that nobody here has begun; detail: why not. It stays as it is
         ChecksumDiffers, ///< detail: both of them; empty = as the list has it, which keeps neither
         DigestDiffers, ///< the same, with the server's own
+        ChecksumNotFound, ///< in the list (subject.url) where it was to be looked for; detail: why not
         ChecksumUnusable, ///< what the file is to be compared with makes no sense
         // Of the file that is here.
         DiskFull,
@@ -65,6 +66,8 @@ struct Failure {
         SameResource, ///< subject: another download, of what this one is of; nothing failed
         TakenOver, ///< such a file, of which the rest is fetched; detail: how much is there; nothing failed
         FoundWhole, ///< such a file, of which nothing is missing; nothing failed
+        ChecksumFound, ///< in a list beside the file (subject.url); detail: of which kind; nothing failed
+        NoChecksumFound, ///< beside the file, where one might have been; nothing failed
         NothingToCompare, ///< of a check; detail: why not
         // Of what everything stands on.
         CannotOpenList, ///< of downloads; detail: why not

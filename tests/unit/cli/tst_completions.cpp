@@ -183,7 +183,7 @@ void TestCompletions::whatIsCompletedFitsWhereItStands_data()
         row("what is no folder is none", {u"-d"_s, u"file"_s}, {});
         row("an address is left to who types it", {u"get"_s, none}, {});
         row("a topic of help", {u"help"_s, u"cu"_s}, {u"curl"_s});
-        row("an option that was begun", {u"--ch"_s}, {u"--checksum"_s});
+        row("an option that was begun", {u"--checks"_s}, {u"--checksum"_s, u"--checksum-file"_s});
         row("an option behind an address", {u"http://h/x"_s, u"--ref"_s}, {u"--referer"_s});
     }
     QTest::newRow("bash: a value behind its sign")

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: MIT
+#include <host/engine/checksumsearch.h>
+
+#include <host/parsing/checksumlist.h>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+QString reasonOf(const AbstractError &error)
+{
+    return error.category == ErrorCategory::kHttp ? u"the server answers with HTTP status %1"_s.arg(error.code)
+                                                  : QString::fromStdString(error.description);
+}
+
+}
+
+ChecksumSearch::ChecksumSearch(const QSharedPointer<QNetworkAccessManager> &manager, const Asked &asked,
+                               QObject *parent)
+    : QObject(parent)
+    , m_asked(asked)
+    , m_fetch(manager)
+{
+    m_fetch.setParent(this);
+    connect(&m_fetch, &SmallFetch::done, this, &ChecksumSearch::onAnswer);
+}
+
+ChecksumSearch::~ChecksumSearch() = default;
+
+void ChecksumSearch::begin()
+{
+    QMetaObject::invokeMethod(this, &ChecksumSearch::askNext, Qt::QueuedConnection);
+}
+
+void ChecksumSearch::askNext()
+{
+    if (m_found.checksum || m_asked.lists.isEmpty()) {
+        const Found found = m_found;
+        Q_EMIT done(found);
+        return;
+    }
+    m_found.list = m_asked.lists.takeFirst();
+    m_fetch.begin({m_found.list, -1, ChecksumList::kMostBytes, m_asked.headers, m_asked.trustsAll});
+}
+
+void ChecksumSearch::onAnswer(const SmallFetch::Answer &answer)
+{
+    if (answer.error)
+        m_found.reason = reasonOf(answer.error);
+    else
+        look(answer);
+    askNext();
+}
+
+void ChecksumSearch::look(const SmallFetch::Answer &answer)
+{
+    const QList<ChecksumList::Entry> entries = ChecksumList::parse(answer.bytes);
+    if (answer.isCut)
+        m_found.reason = u"it is too large to be a list of checksums"_s;
+    else if (ChecksumList::isPage(answer.bytes) || entries.isEmpty())
+        m_found.reason = u"it is no list of checksums"_s;
+    else if (m_found.checksum = ChecksumList::find(entries, m_asked.names, m_asked.url.path()); !m_found.checksum)
+        m_found.reason = u"it has no checksum of \"%1\" that is the only one"_s.arg(m_asked.names.value(0));
+}

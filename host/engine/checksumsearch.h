@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <host/network/smallfetch.h>
+#include <host/parsing/checksum.h>
+
+#include <QList>
+#include <QObject>
+#include <QString>
+#include <QStringList>
+#include <QUrl>
+
+#include <optional>
+
+/// Looks for the checksum of a file in lists that stand beside it, one after the other, until one has it.
+///
+///     begin() ──> a list is fetched ──> it has the file's ──────────────> done()
+///                      ^      └──> none, or not the file's ──┬──> no more ──> done()
+///                      └──────────── the next ───────────────┘
+///
+/// Lives in its manager's thread.
+class ChecksumSearch : public QObject
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(ChecksumSearch)
+
+public:
+    struct Asked {
+        QList<QUrl> lists; ///< where they may be
+        QUrl url; ///< of the file
+        QStringList names; ///< that it may have in them, the best first
+        QList<SmallFetch::Field> headers;
+        bool trustsAll = false; ///< whatever certificate is shown
+    };
+
+    struct Found {
+        std::optional<Checksum> checksum;
+        QUrl list; ///< that has it, or the last one that was looked at
+        QString reason = QStringLiteral("it cannot be fetched"); ///< why there is none: a clause about the last one
+    };
+
+    ChecksumSearch(const QSharedPointer<QNetworkAccessManager> &manager, const Asked &asked, QObject *parent = nullptr);
+    ~ChecksumSearch() override;
+
+    /// Once. Answered by one done(), never from inside the call.
+    void begin();
+
+Q_SIGNALS:
+    void done(const ChecksumSearch::Found &found);
+
+private:
+    void askNext();
+    void onAnswer(const SmallFetch::Answer &answer);
+    void look(const SmallFetch::Answer &answer);
+
+    Asked m_asked;
+    Found m_found;
+    SmallFetch m_fetch;
+};

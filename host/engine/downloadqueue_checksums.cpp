@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: MIT
+#include <host/engine/downloadqueue.h>
+
+#include <host/engine/downloadsession.h>
+#include <host/engine/queueddownload.h>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+Failure noteOf(const QueuedDownload &active, const ChecksumSearch::Found &found)
+{
+    auto subject = Failure::Subject::of(active.info);
+    subject.url = found.list;
+    return found.checksum ? Failure::make(Failure::Kind::ChecksumFound, subject, found.checksum->algorithmName())
+                          : Failure::make(Failure::Kind::NoChecksumFound, subject, found.reason);
+}
+
+}
+
+/// It is looked for when the file is there and its name is known. False = there is nothing to look for.
+bool DownloadQueue::searchChecksum(QueuedDownload &active)
+{
+    const bool isWanted = active.options.checksumAlgorithm.isEmpty() && !active.isSearched && !active.reading.stream
+        && active.afterwards == QueuedDownload::Afterwards::Nothing;
+    if (!isWanted || active.options.checksumSource.isEmpty())
+        return false;
+    active.isSearched = true;
+    active.search.reset(m_session.makeChecksumSearch(active.info, active.options));
+    connect(active.search.get(), &ChecksumSearch::done, this,
+            [this, id = active.id](const ChecksumSearch::Found &found) { onChecksumSearched(id, found); });
+    active.search->begin();
+    transition(active.id, DownloadState::Hashing);
+    return true;
+}
+
+void DownloadQueue::onChecksumSearched(qint64 id, const ChecksumSearch::Found &found)
+{
+    const Outbox::Scope scope(m_outbox);
+    QueuedDownload *const active = findIn(id, DownloadState::Hashing);
+    if (!active || !active->search)
+        return;
+    active->search.release()->deleteLater();
+    const Failure note = noteOf(*active, found);
+    const bool isNamed = active->options.checksumSource != "auto"_L1;
+    if (!found.checksum && isNamed) {
+        end(*active, Failure::make(Failure::Kind::ChecksumNotFound, note.subject, found.reason));
+        return;
+    }
+    warn(id, note);
+    if (found.checksum)
+        takeChecksum(*active, *found.checksum);
+    compareChecksum(*active);
+}
+
+/// From now on it is as if somebody had given it.
+void DownloadQueue::takeChecksum(QueuedDownload &active, const Checksum &checksum)
+{
+    DownloadOptions kept = m_session.options(active.id);
+    for (DownloadOptions *const options : {&active.options, &kept}) {
+        options->checksumAlgorithm = checksum.algorithmName();
+        options->checksumHex = QString::fromLatin1(checksum.expected.toHex());
+        options->checksumResult = ChecksumResult::NotCompared;
+    }
+    Failure failure;
+    if (!m_session.setOptions(active.id, kept, &failure))
+        warn(active.id, failure);
+}
