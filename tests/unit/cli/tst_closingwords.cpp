@@ -63,7 +63,6 @@ private Q_SLOTS:
     void ofAll_data();
     void ofAll();
     void noLineIsTooWide();
-    void everyEndIsCountedOnce();
     void aThousandFailuresAreNotToldAgain();
     void whatWasStoppedIsNamedInOneLine();
 };
@@ -190,26 +189,6 @@ void TestClosingWords::noLineIsTooWide()
             QVERIFY2(TextColumns::width(line) <= columns, qPrintable(line));
         QVERIFY2(lines.first().contains(u".iso\""_s), qPrintable(lines.first()));
     }
-}
-
-void TestClosingWords::everyEndIsCountedOnce()
-{
-    Tally tally = mixed();
-    Summary stopped;
-    stopped.status = ExitStatus::Unfinished;
-    stopped.isStopped = true;
-    stopped.name = u"a.iso"_s;
-    stopped.fetched = 5;
-    tally.add(stopped);
-    QCOMPARE(tally.done, 2);
-    QCOMPARE(tally.skipped, 1);
-    QCOMPARE(tally.stopped, QStringList{u"a.iso"_s});
-    QCOMPARE(tally.failed.size(), 1);
-    QCOMPARE(tally.bytes, 16 * kMiB);
-    QCOMPARE(tally.fetched, 16 * kMiB + 5);
-    Tally one;
-    one.add(saved());
-    QVERIFY(tally.isOfMany() && !one.isOfMany());
 }
 
 void TestClosingWords::aThousandFailuresAreNotToldAgain()

@@ -79,7 +79,6 @@ private Q_SLOTS:
     void aDownloadThatWasBegunAnewBesideItsOldFileLeavesThatToIt();
     void aListOfTheFirstVersionIsBroughtOver();
     void whatCannotBeReadAtAllIsKept();
-    void numbersAreToldAsRanges();
 
 private:
     QString path() const { return m_dir->filePath(u"downloads.sqlite"_s); }
@@ -434,13 +433,6 @@ void TestListRepair::whatCannotBeReadAtAllIsKept()
     QCOMPARE(setAside().size(), 1);
     QCOMPARE(bytesOf(m_dir->filePath(setAside().first())), text);
     QVERIFY(listed().isEmpty());
-}
-
-void TestListRepair::numbersAreToldAsRanges()
-{
-    QCOMPARE(IdRanges::text({}), QString());
-    QCOMPARE(IdRanges::text({4}), u"4"_s);
-    QCOMPARE(IdRanges::text({1, 2, 3, 5, 8, 9}), u"1–3, 5, 8–9"_s);
 }
 
 QTEST_GUILESS_MAIN(TestListRepair)
