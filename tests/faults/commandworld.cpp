@@ -148,6 +148,15 @@ bool CommandFile::isBeginning(const QByteArray &bytes) const
     return begins(content, size) || (manner == Manner::Changed && begins(content + 1, laterSize));
 }
 
+bool CommandFile::isMixture(const QByteArray &bytes) const
+{
+    if (manner != Manner::Changed || size != laterSize || bytes.size() != size)
+        return false;
+    const QByteArray first = TestFiles::content(content, 0, size);
+    const qsizetype same = std::mismatch(bytes.cbegin(), bytes.cend(), first.cbegin()).first - bytes.cbegin();
+    return bytes.sliced(same) == TestFiles::content(content + 1, same, size - same);
+}
+
 QString CommandFile::inWords() const
 {
     QStringList words{QString::fromLatin1(kManners[int(manner)]), u"%1 bytes"_s.arg(size)};
