@@ -13,8 +13,9 @@
 using namespace Qt::StringLiterals;
 
 /// A list that is not open says so itself.
-StoreThread::StoreThread()
-    : m_store(std::make_unique<DownloadList>())
+StoreThread::StoreThread(int renewMs)
+    : m_renewMs(renewMs)
+    , m_store(std::make_unique<DownloadList>())
 {
     m_thread.setObjectName(u"list"_s);
     m_there.moveToThread(&m_thread);
@@ -40,7 +41,7 @@ bool StoreThread::open(const StoreChoice &choice)
     inThread([this] {
         m_renewal = std::make_unique<QTimer>();
         QObject::connect(m_renewal.get(), &QTimer::timeout, &m_there, [this] { m_store->renewClaims(); });
-        m_renewal->start(Owners::kRenewMs);
+        m_renewal->start(m_renewMs);
     });
     m_path = m_store->path();
     m_warning = m_store->warning();

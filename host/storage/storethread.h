@@ -2,6 +2,7 @@
 #pragma once
 
 #include <host/storage/downloadstore.h>
+#include <host/storage/owners.h>
 #include <host/storage/storechoice.h>
 
 #include <QObject>
@@ -27,7 +28,8 @@ class StoreThread : public QObject, public DownloadStore
     Q_DISABLE_COPY_MOVE(StoreThread)
 
 public:
-    StoreThread();
+    /// @param renewMs between two renewClaims() of its store
+    explicit StoreThread(int renewMs = Owners::kRenewMs);
     ~StoreThread() override;
 
     /// Once. False, with a failure, when there is no such store; before, and then, every call fails.
@@ -77,6 +79,7 @@ private:
 
     QThread m_thread;
     QObject m_there; ///< lives in it
+    const int m_renewMs;
     std::unique_ptr<QTimer> m_renewal; ///< made and deleted there
     std::unique_ptr<DownloadStore> m_store; ///< used there, and here while nothing runs there
     qint64 m_calls = 0;

@@ -43,6 +43,7 @@ private Q_SLOTS:
     void aFailedSaveSaysWhy();
     void aStoreThatCannotBeOpenedSaysWhy();
     void whatIsNotOpenFails();
+    void whoLivesPutsItsEndOff();
 
 private:
     QString path() const { return m_dir->filePath(u"list.sqlite"_s); }
@@ -145,6 +146,17 @@ void TestStoreThread::whatIsNotOpenFails()
     store.save(titled(1, {}), {}, this, [this](const Failure &failure) { m_words.append(failure.detail); });
     QTRY_COMPARE(m_words.size(), 1);
     QVERIFY(m_words.first().contains(u"not open"_s));
+}
+
+/// Else other machines would take what it works on.
+void TestStoreThread::whoLivesPutsItsEndOff()
+{
+    m_store = std::make_unique<StoreThread>(1);
+    QVERIFY(m_store->open({path()}));
+    QCOMPARE(m_store->claim(m_id), DownloadStore::Claim::Taken);
+    const SqlFile list(path());
+    QVERIFY(list.run(u"UPDATE owners SET until = 1"_s));
+    QTRY_VERIFY(list.value(u"SELECT until FROM owners"_s).toLongLong() > 1);
 }
 
 QTEST_GUILESS_MAIN(TestStoreThread)
