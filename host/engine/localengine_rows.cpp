@@ -4,7 +4,6 @@
 #include <host/engine/downloadsession.h>
 #include <host/engine/downloadstream.h>
 #include <host/engine/snapshotmaker.h>
-#include <inet/qt/download/response/fileinfoutils.h>
 
 #include <algorithm>
 #include <limits>
@@ -21,46 +20,21 @@ using Record = AbstractDownloadPersistentInfo;
 
 constexpr int kAll = std::numeric_limits<int>::max();
 
-/// Key of abstractDownloadsPeristentInfoCompFunction(); 0 = none of its.
-qint32 sortKeyOf(SnapshotQuery::Order order)
+ListOrder listOrderOf(SnapshotQuery::Order order)
 {
     switch (order) {
     case SnapshotQuery::Order::Position:
-    case SnapshotQuery::Order::Newest:
         break;
-    case SnapshotQuery::Order::Created:
-        return 1;
+    case SnapshotQuery::Order::Newest:
+        return ListOrder::Newest;
     case SnapshotQuery::Order::Name:
-        return 2;
+        return ListOrder::Name;
     case SnapshotQuery::Order::Size:
-        return 3;
+        return ListOrder::Size;
+    case SnapshotQuery::Order::Created:
+        return ListOrder::Created;
     }
-    return 0;
-}
-
-/// A record of what a line shows, for the comparisons that know records.
-Record sortable(const ListEntry &entry)
-{
-    Record record;
-    record.creationTime = entry.creationTime;
-    record.customTitle = entry.name.isEmpty() ? entry.url.toDisplayString() : entry.name;
-    AbstractDownloadFileInfo file;
-    file.size = entry.size;
-    record.files = {file};
-    return record;
-}
-
-void sortByKey(QList<ListEntry> &entries, qint32 key)
-{
-    const auto precedes = abstractDownloadsPeristentInfoCompFunction({key, 0});
-    QList<QPair<Record, ListEntry>> rows;
-    for (const ListEntry &entry : std::as_const(entries))
-        rows.append({sortable(entry), entry});
-    std::stable_sort(rows.begin(), rows.end(),
-                     [&precedes](const auto &a, const auto &b) { return precedes(a.first, b.first); });
-    entries.clear();
-    for (const auto &[record, entry] : std::as_const(rows))
-        entries.append(entry);
+    return ListOrder::Place;
 }
 
 /// Rows at rest are read without them.
@@ -69,11 +43,6 @@ void putSections(Snapshot &snapshot, const Record &record)
     const qsizetype files = std::min(snapshot.files.size(), record.files.size());
     for (qsizetype i = 0; i < files; ++i)
         snapshot.files[i].sections = record.files.at(i).sections;
-}
-
-QList<ListEntry> cut(const QList<ListEntry> &entries, const SnapshotQuery &query)
-{
-    return entries.mid(std::min<qsizetype>(query.first, entries.size()), query.count < 0 ? -1 : query.count);
 }
 
 }
@@ -263,17 +232,10 @@ void LocalEngine::tellOwnership(const Snapshot &row)
         tellChanged(row);
 }
 
-/// What is sorted by other than its place is read whole, but for the newest.
 QList<ListEntry> LocalEngine::pageOf(const SnapshotQuery &query)
 {
-    using Order = SnapshotQuery::Order;
     const int most = query.count < 0 ? kAll : int(std::min<qint64>(query.count, kAll));
-    if (query.order == Order::Newest && query.first == 0 && query.count < 0)
-        return list().page(query.filter, kAll);
-    if (query.order == Order::Newest || query.order == Order::Position)
-        return list().page(query.filter, query.order == Order::Newest ? ListOrder::Newest : ListOrder::Place,
-                           query.first, most);
-    QList<ListEntry> all = list().page(query.filter, kAll);
-    sortByKey(all, sortKeyOf(query.order));
-    return cut(all, query);
+    if (query.order == SnapshotQuery::Order::Newest && query.first == 0 && query.count < 0)
+        return list().page(query.filter, most);
+    return list().page(query.filter, listOrderOf(query.order), query.first, most);
 }

@@ -21,6 +21,9 @@ enum class ListFilter {
 enum class ListOrder {
     Place, ///< as they stand in the list: the first to begin comes first
     Newest, ///< those put into the list last come first
+    Name, ///< by NaturalOrder; the address where there is none yet; of equals the newest first, as in the next two
+    Size, ///< the smallest first, before it those of unknown size
+    Created, ///< the oldest first
 };
 
 /// A download as one line shows it. A value, read without the rest of the record.

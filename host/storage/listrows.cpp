@@ -17,17 +17,20 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
+/// Of a row of the table "files". Where another file was in the way, it is not called what it would be.
+const QString kNameOfFile = u"iif(finished AND path_on_disk <> '', path_on_disk, name)"_s;
+
 /// The parts are found by their keys, for the lines of the page alone.
 const QString kEntryColumns = uR"(
     id, sort_index, url, folder, finished, owner_pid, owner_start_time, owner_boot_id,
     error_code, error_category, error_source, error_description, error_time, creation_time, finished_time,
-    (SELECT iif(finished AND path_on_disk <> '', path_on_disk, name) FROM files
-        WHERE download_id = downloads.id AND position = 0),
+    (SELECT %1 FROM files WHERE download_id = downloads.id AND position = 0),
     (SELECT CASE WHEN min(size) < 0 THEN -1 ELSE sum(size) END FROM files WHERE download_id = downloads.id),
     (SELECT sum(downloaded) FROM sections WHERE download_id = downloads.id),
     (SELECT checksum_result FROM options WHERE download_id = downloads.id AND checksum_algorithm <> ''),
     answers, doubt, end_known, digest_result,
-    finished AND EXISTS (SELECT 1 FROM addresses WHERE download_id = downloads.id AND digest IS NOT NULL))"_s;
+    finished AND EXISTS (SELECT 1 FROM addresses WHERE download_id = downloads.id AND digest IS NOT NULL))"_s.arg(
+    kNameOfFile);
 
 /// Those that were finished early are another file to every digest; a person's checksum counts in its place.
 const QString kWithDigestNotCompared = uR"(SELECT addresses.download_id
@@ -54,11 +57,30 @@ QString conditionOf(ListFilter filter)
     return u"true"_s;
 }
 
+/// By which rows are sorted that no index has in their order: all of them are read, though little of each.
+QString keyOf(ListOrder order)
+{
+    switch (order) {
+    case ListOrder::Name:
+        return u"coalesce(nullif(%1, ''), url, '')"_s.arg(kNameOfFile);
+    case ListOrder::Size:
+        return u"CASE WHEN id IN (SELECT download_id FROM files WHERE position > 0) THEN "
+               u"(SELECT iif(min(size) < 0, -1, sum(size)) FROM files WHERE download_id = id) "
+               u"ELSE max(coalesce(size, -1), -1) END"_s;
+    case ListOrder::Created:
+        return u"creation_time"_s;
+    case ListOrder::Place:
+    case ListOrder::Newest:
+        break;
+    }
+    return {};
+}
+
 /// Which rows are meant, without anything else of them, so that those that are passed over cost next to nothing. Each
 /// part is an index in its order, or of few rows.
-QString placesOf(ListFilter filter)
+QString placesByIndex(ListFilter filter, const QString &key)
 {
-    const QString places = u"SELECT sort_index AS place_key, id AS place_id FROM downloads"_s;
+    const QString places = u"SELECT %1 AS place_key, id AS place_id FROM downloads"_s.arg(key);
     switch (filter) {
     case ListFilter::All:
         break;
@@ -68,6 +90,18 @@ QString placesOf(ListFilter filter)
         return places + u" WHERE finished = 1"_s;
     }
     return places;
+}
+
+QString placesOf(ListFilter filter, ListOrder order)
+{
+    if (order == ListOrder::Place)
+        return placesByIndex(filter, u"sort_index"_s);
+    if (order == ListOrder::Newest)
+        return placesByIndex(filter, u"0"_s);
+    const QString file =
+        order == ListOrder::Created ? QString() : u"LEFT JOIN files ON download_id = id AND position = 0"_s;
+    return u"SELECT %1 AS place_key, id AS place_id FROM downloads %2 WHERE %3"_s.arg(keyOf(order), file,
+                                                                                      conditionOf(filter));
 }
 
 /// Each part counts entries of an index.
@@ -88,7 +122,18 @@ QString countOf(ListFilter filter)
 
 QString orderOf(ListOrder order)
 {
-    return order == ListOrder::Place ? u"place_key, place_id"_s : u"place_id DESC"_s;
+    switch (order) {
+    case ListOrder::Place:
+        return u"place_key, place_id"_s;
+    case ListOrder::Newest:
+        return u"place_id DESC"_s;
+    case ListOrder::Name:
+        return u"place_key COLLATE \"natural\", place_id DESC"_s;
+    case ListOrder::Size:
+    case ListOrder::Created:
+        break;
+    }
+    return u"place_key, place_id DESC"_s;
 }
 
 std::optional<QList<RowPlace>> otherPlaces(RecordRows &rows, qint64 id, qint64 position, qint64 count)
@@ -260,7 +305,8 @@ std::optional<QList<ListEntry>> ListRows::page(RecordRows &rows, ListFilter filt
 {
     const QString statement =
         u"SELECT %1 FROM (%2 ORDER BY %3 LIMIT ? OFFSET ?) CROSS JOIN downloads ON id = place_id "
-        u"LEFT JOIN evidence ON download_id = id ORDER BY %3"_s.arg(kEntryColumns, placesOf(filter), orderOf(order));
+        u"LEFT JOIN evidence ON download_id = id ORDER BY %3"_s.arg(kEntryColumns, placesOf(filter, order),
+                                                                             orderOf(order));
     return entriesOf(rows, statement, {limit, first});
 }
 

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include <host/storage/memorystore.h>
 
+#include <host/policy/naturalorder.h>
 #include <host/storage/processidentity.h>
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -25,6 +27,28 @@ bool isCalled(const AbstractDownloadPersistentInfo &record, const QString &outpu
     return outputName.isEmpty() ? isSameName(record, outputName)
                                 : !record.files.isEmpty()
             && (record.files.first().name == outputName || record.files.first().pathOnDisk == outputName);
+}
+
+QString nameOf(const ListEntry &entry)
+{
+    return entry.name.isEmpty() ? entry.url.toString(QUrl::FullyEncoded) : entry.name;
+}
+
+bool precedes(ListOrder order, const ListEntry &a, const ListEntry &b)
+{
+    switch (order) {
+    case ListOrder::Name:
+        return NaturalOrder::precedes(nameOf(a), nameOf(b));
+    case ListOrder::Size:
+        return a.size < b.size;
+    case ListOrder::Created:
+        return a.creationTime.isValid() ? b.creationTime.isValid() && a.creationTime < b.creationTime
+                                        : b.creationTime.isValid();
+    case ListOrder::Place:
+    case ListOrder::Newest:
+        break;
+    }
+    return a.id > b.id;
 }
 
 }
@@ -208,9 +232,14 @@ QList<ListEntry> MemoryStore::page(ListFilter filter, ListOrder order, qint64 fi
     if (order == ListOrder::Place) {
         for (auto place = m_places.cbegin(); place != m_places.cend() && entries.size() < limit; ++place)
             take(*m_rows.constFind(place->id));
-    } else {
+    } else if (order == ListOrder::Newest) {
         for (auto row = m_rows.cend(); row != m_rows.cbegin() && entries.size() < limit;)
             take(*--row);
+    } else {
+        entries = page(filter, std::numeric_limits<int>::max());
+        std::stable_sort(entries.begin(), entries.end(),
+                         [order](const ListEntry &a, const ListEntry &b) { return precedes(order, a, b); });
+        entries = entries.mid(std::min<qint64>(first, entries.size()), limit);
     }
     return entries;
 }

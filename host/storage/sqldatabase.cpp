@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <host/storage/sqldatabase.h>
 
+#include <host/policy/naturalorder.h>
+
 #include <sqlite3.h>
 
 #include <algorithm>
@@ -23,6 +25,14 @@ int flagsFor(SqlDatabase::Access access)
         return kWrite | SQLITE_OPEN_URI;
     }
     return kWrite;
+}
+
+/// As SQLite asks for it.
+int compareNaturally(void *, int size, const void *text, int otherSize, const void *otherText)
+{
+    const QString one = QString::fromUtf8(static_cast<const char *>(text), size);
+    const QString other = QString::fromUtf8(static_cast<const char *>(otherText), otherSize);
+    return NaturalOrder::precedes(one, other) ? -1 : int(NaturalOrder::precedes(other, one));
 }
 
 }
@@ -67,6 +77,7 @@ bool SqlDatabase::open(const QString &path, Access access, int waitMs)
         return false;
     }
     sqlite3_busy_timeout(handle, waitMs);
+    sqlite3_create_collation_v2(handle, "natural", SQLITE_UTF8, nullptr, &compareNaturally, nullptr);
     return true;
 }
 

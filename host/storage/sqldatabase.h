@@ -13,7 +13,8 @@
 
 struct sqlite3;
 
-/// A connection to an SQLite database. Closed with this object; the file itself, once the last of its statements has
+/// A connection to an SQLite database. It knows a collation "natural" (NaturalOrder), for statements: tables that need one
+/// of ours could not be read by the sqlite3 shell. Closed with this object; the file itself, once the last of its statements has
 /// gone, too. Used in one thread at a time.
 class SqlDatabase
 {

@@ -39,6 +39,8 @@ private Q_SLOTS:
     void whatIsMovedOftenStaysInOrder();
     void whoSavesARecordLeavesItsPlaceAlone();
     void aPageByPositionIsCutFromItsOrder();
+    void aPageMayBeSortedByWhatALineShows_data();
+    void aPageMayBeSortedByWhatALineShows();
 
 private:
     void addMany(int count);
@@ -155,6 +157,50 @@ void TestDownloadStorePlaces::aPageByPositionIsCutFromItsOrder()
     QCOMPARE(ids(ListFilter::All, ListOrder::Newest, 1, 2), (QList<qint64>{7, 6}));
     QCOMPARE(ids(ListFilter::Unfinished, ListOrder::Newest, 1, 3), (QList<qint64>{6, 5, 4}));
     QCOMPARE(ids(ListFilter::Finished, ListOrder::Newest, 0, 0), QList<qint64>());
+}
+
+void TestDownloadStorePlaces::aPageMayBeSortedByWhatALineShows_data()
+{
+    using Ids = QList<qint64>;
+    QTest::addColumn<ListFilter>("filter");
+    QTest::addColumn<ListOrder>("order");
+    QTest::addColumn<Ids>("ids");
+    QTest::newRow("names as a person sorts them, equal ones the newest first")
+        << ListFilter::All << ListOrder::Name << Ids{5, 2, 3, 1, 4};
+    QTest::newRow("sizes, the unknown first") << ListFilter::All << ListOrder::Size << Ids{5, 4, 3, 1, 2};
+    QTest::newRow("times, the unknown first") << ListFilter::All << ListOrder::Created << Ids{4, 5, 3, 2, 1};
+    QTest::newRow("names of the unfinished") << ListFilter::Unfinished << ListOrder::Name << Ids{2, 1, 4};
+    QTest::newRow("sizes of the finished") << ListFilter::Finished << ListOrder::Size << Ids{5, 3};
+}
+
+void TestDownloadStorePlaces::aPageMayBeSortedByWhatALineShows()
+{
+    QFETCH(const ListFilter, filter);
+    QFETCH(const ListOrder, order);
+    QFETCH(const QList<qint64>, ids);
+    const auto add = [this](const QList<AbstractDownloadFileInfo> &files, int secondsAgo, bool isFinished) {
+        Info record;
+        record.url = QUrl(u"http://a/x"_s);
+        record.files = files;
+        if (secondsAgo >= 0)
+            record.creationTime = QDateTime::fromSecsSinceEpoch(1700000000 - secondsAgo);
+        record.setFinished(isFinished, true);
+        QVERIFY(m_list->insert(record) > 0);
+    };
+    const auto file = [](const QString &name, qint64 size) {
+        AbstractDownloadFileInfo info;
+        info.name = name;
+        info.size = size;
+        return info;
+    };
+    add({file(u"File10"_s, 300)}, 1, false);
+    add({file(u"file2"_s, 200), file(u"b"_s, 200)}, 2, false);
+    add({file(u"file010"_s, 20), file(u"a"_s, 20)}, 3, true);
+    add({}, -1, false);
+    add({file(u"FILE1"_s, 10), file(u"a"_s, -1)}, 3, true);
+    const QList<ListEntry> whole = m_list->page(filter, order, 0, 100);
+    QCOMPARE(idsOf(whole), ids);
+    QCOMPARE(idsOf(m_list->page(filter, order, 1, 2)), ids.mid(1, 2));
 }
 
 QTEST_GUILESS_MAIN(TestDownloadStorePlaces)

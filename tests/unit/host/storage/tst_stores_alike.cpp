@@ -158,7 +158,8 @@ bool TestStoresAlike::agreesOnRows(const Both &both)
         const auto isAsExpected = [&](DownloadStore &store) {
             QList<ListEntry> page = store.page(filter, 3);
             page += store.page(filter, 100, page.isEmpty() ? 0 : page.last().id);
-            for (const ListOrder order : {ListOrder::Place, ListOrder::Newest})
+            for (const ListOrder order :
+                 {ListOrder::Place, ListOrder::Newest, ListOrder::Name, ListOrder::Size, ListOrder::Created})
                 page += store.page(filter, order, 0, 2) + store.page(filter, order, 2, 100);
             expected = expected.isEmpty() ? page : expected;
             return std::equal(page.cbegin(), page.cend(), expected.cbegin(), expected.cend(), isSame);
