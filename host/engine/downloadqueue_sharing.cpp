@@ -45,12 +45,11 @@ void DownloadQueue::setMostConnections(int count)
 
 bool DownloadQueue::setLimitsOf(qint64 id, const Limits &limits, Failure *failure)
 {
-    if (QueuedDownload *const active = find(id))
+    if (QueuedDownload *const active = find(id)) {
         apply(limits, active->options);
-    share();
-    DownloadOptions options = m_session.options(id);
-    apply(limits, options);
-    return m_session.setOptions(id, options, failure);
+        share();
+    }
+    return m_session.changeOptions(id, [&limits](DownloadOptions &options) { apply(limits, options); }, failure);
 }
 
 void DownloadQueue::share()

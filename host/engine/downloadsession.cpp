@@ -159,7 +159,19 @@ DownloadOptions DownloadSession::options(qint64 id)
 
 bool DownloadSession::setOptions(qint64 id, const DownloadOptions &options, Failure *failure)
 {
-    if (!m_list.setOptions(id, options, fenceOf(id))) {
+    return changeOptions(id, [&options](DownloadOptions &kept) { kept = options; }, failure);
+}
+
+bool DownloadSession::changeOptions(qint64 id, const std::function<void(DownloadOptions &)> &how, Failure *failure)
+{
+    const Lease *const known = lease(id);
+    DownloadOptions options = known ? known->options : DownloadOptions();
+    const bool isDone = m_list.together([&, isKnown = known != nullptr, fence = fenceOf(id)](DownloadStore &list) {
+        options = isKnown ? options : list.options(id);
+        how(options);
+        return list.setOptions(id, options, fence);
+    });
+    if (!isDone) {
         *failure = listFailure();
         return false;
     }

@@ -140,6 +140,8 @@ public:
     Failure listFailure() const { return m_list.lastFailure(); }
     DownloadOptions options(qint64 id);
     bool setOptions(qint64 id, const DownloadOptions &options, Failure *failure);
+    /// The same for some of them, in one step. @param how changes them, in another thread
+    bool changeOptions(qint64 id, const std::function<void(DownloadOptions &)> &how, Failure *failure);
     /// See DownloadStore::setDigestResult().
     bool setDigestResult(qint64 id, ChecksumResult result, Failure *failure);
     DownloadStore &list() { return m_list; }

@@ -61,7 +61,8 @@ public:
     /// process is at work on it.
     void resume(qint64 id, const Callback &callback = {});
     /// Ends what waits or is active, in order: what is there of it is saved first. Answers when that has begun;
-    /// changed() follows with Paused, or with Done where nothing was left to be done. A failure where it does neither.
+    /// changed() follows with Paused, or with Done where nothing was left to be done; what had not begun is as it was
+    /// before it waited, so that it may have Failed. A failure where it does neither.
     void pause(qint64 id, const Callback &callback = {});
     /// Forgets a download; what is active is paused first. removed() follows and is the last of that number. @param
     /// withFile its file goes, too. Answers when it is gone. A failure where there is none, where another process is at

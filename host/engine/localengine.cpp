@@ -38,6 +38,7 @@ LocalEngine::~LocalEngine() = default;
 
 void LocalEngine::transmit(const EngineCommand &command)
 {
+    m_isEndAskedFor = m_isEndAskedFor || command.kind == Kind::Close;
     m_commands.enqueue(command);
     QMetaObject::invokeMethod(this, &LocalEngine::work, Qt::QueuedConnection);
 }
@@ -45,10 +46,32 @@ void LocalEngine::transmit(const EngineCommand &command)
 /// One at a time: what happens meanwhile is not to wait for a thousand of them.
 void LocalEngine::work()
 {
-    if (m_commands.isEmpty())
-        return;
-    run(m_commands.dequeue());
+    if (m_slice) {
+        doSlice();
+        QMetaObject::invokeMethod(this, &LocalEngine::work, Qt::QueuedConnection);
+    } else if (!m_commands.isEmpty()) {
+        run(m_commands.dequeue());
+    }
     flush();
+}
+
+/// The first at once.
+void LocalEngine::inSlices(Slice slice)
+{
+    m_slice = std::move(slice);
+    doSlice();
+    if (m_slice)
+        QMetaObject::invokeMethod(this, &LocalEngine::work, Qt::QueuedConnection);
+}
+
+/// It may be followed by slices of another kind. Whoever wants the engine to end does not wait for them.
+void LocalEngine::doSlice()
+{
+    Slice slice = std::exchange(m_slice, nullptr);
+    if (slice())
+        m_slice = std::move(slice);
+    if (m_isEndAskedFor && std::exchange(m_slice, nullptr) && m_sliced)
+        refuse(*std::exchange(m_sliced, std::nullopt), Failure::make(Failure::Kind::Stopped, {}));
 }
 
 void LocalEngine::tell(const EngineNews &news)

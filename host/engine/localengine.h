@@ -12,6 +12,7 @@
 #include <QSet>
 #include <QTimer>
 
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -48,6 +49,8 @@ private:
         Failure failure;
         std::optional<ListEntry> line; ///< see DownloadOutcome
     };
+    /// What a command does with some of many downloads. True = there are more.
+    using Slice = std::function<bool()>;
     /// A command whose answer takes a server's.
     struct Lookup {
         EngineCommand command;
@@ -65,6 +68,8 @@ private:
 
     // From its beginning to its end.
     void work();
+    void inSlices(Slice slice);
+    void doSlice();
     void run(const EngineCommand &command);
     bool isRefused(const EngineCommand &command);
     void open(const EngineCommand &command);
@@ -90,6 +95,7 @@ private:
     bool haveQueueDo(const EngineCommand &command, bool (DownloadQueue::*operation)(qint64, Failure *));
     void pauseAll(const EngineCommand &command);
     void resumeAll(const EngineCommand &command);
+    void resumeThese(const EngineCommand &command, const QList<ListEntry> &chosen);
     void remove(const EngineCommand &command);
     void removeNow(const EngineCommand &command);
     void finishNow(const EngineCommand &command);
@@ -142,8 +148,10 @@ private:
     void onWaiting(qint64 id);
     void onBegan(qint64 id);
     void onAtRest(qint64 id);
-    void tellAtRest(qint64 id, const std::optional<ListEntry> &known);
-    void tellPaused(QSet<qint64> ids);
+    void onPausedBeforeItBegan(qint64 id);
+    void tellAtRest(qint64 id, const std::optional<Snapshot> &row);
+    void tellPaused(const QSet<qint64> &ids);
+    bool tellPausedOf(QSet<qint64> &ids, qint64 &before);
     void warnOfMissingHeaders(qint64 id);
     void setState(qint64 id, DownloadState state);
     void onEnded(const DownloadOutcome &outcome);
@@ -168,6 +176,8 @@ private:
     QHash<qint64, DownloadQueue::Job> m_jobs; ///< of those that wait or are active, where it is no plain download
     QHash<qint64, Snapshot> m_rows; ///< of all that are active, and some that wait, as they were told
     QHash<qint64, Report> m_reports;
+    Slice m_slice; ///< of the command that is under way; null = none has more to do
+    std::optional<EngineCommand> m_sliced; ///< that command, until it is answered
     std::optional<ListEntry> m_appended; ///< while it is
     std::optional<QSet<qint64>> m_paused; ///< while all are: of those that had not begun
     QSet<qint64> m_others; ///< that were told to be another process's
@@ -181,6 +191,7 @@ private:
     Totals m_totals; ///< as they were told
     QTimer m_tick;
     qint64 m_lastQuestion = 0;
+    bool m_isEndAskedFor = false; ///< by a command that may not have begun yet
     bool m_isClosing = false;
     bool m_isFlushing = false;
 };

@@ -12,6 +12,9 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
+/// Of all downloads that a command is about, so many at a time.
+constexpr qsizetype kSliced = 200;
+
 /// Names of options.
 constexpr auto kRate = "limit-rate"_L1;
 constexpr auto kConnections = "max-connections"_L1;
@@ -154,23 +157,42 @@ void LocalEngine::pauseAll(const EngineCommand &command)
     answer(command, {.ids = m_queue->waitingIds() + m_queue->activeIds()});
     m_paused.emplace();
     m_queue->pauseAll();
-    tellPaused(*std::exchange(m_paused, std::nullopt));
+    const QSet<qint64> paused = *std::exchange(m_paused, std::nullopt);
+    tellPaused(paused);
 }
 
+/// The answer has all of their numbers, so that they are found before.
 void LocalEngine::resumeAll(const EngineCommand &command)
 {
-    const QList<ListEntry> unfinished = pageOf({0, -1, ListFilter::Unfinished, SnapshotQuery::Order::Position});
-    QList<ListEntry> chosen;
+    m_sliced = command;
+    inSlices([this, command, first = qint64(0), chosen = QList<ListEntry>()]() mutable {
+        const QList<ListEntry> unfinished = pageOf({first, kSliced, ListFilter::Unfinished});
+        for (const ListEntry &known : unfinished) {
+            if (!isQueued(known.id) && owned(known).ownerPid == 0)
+                chosen.append(owned(known));
+        }
+        first += kSliced;
+        if (unfinished.size() == kSliced)
+            return true;
+        resumeThese(command, chosen);
+        return false;
+    });
+}
+
+void LocalEngine::resumeThese(const EngineCommand &command, const QList<ListEntry> &chosen)
+{
     EngineAnswer given;
-    for (const ListEntry &known : unfinished) {
-        if (isQueued(known.id) || owned(known).ownerPid != 0)
-            continue;
-        chosen.append(known);
+    for (const ListEntry &known : chosen)
         given.ids.append(known.id);
-    }
+    m_sliced.reset();
     answer(command, given);
-    for (const ListEntry &known : std::as_const(chosen))
-        append(known, DownloadQueue::Job::Download);
+    inSlices([this, chosen, next = qsizetype(0)]() mutable {
+        for (const qsizetype end = std::min(next + kSliced, chosen.size()); next < end; ++next) {
+            if (!isQueued(chosen.at(next).id))
+                append(chosen.at(next), DownloadQueue::Job::Download);
+        }
+        return next < chosen.size();
+    });
 }
 
 /// What is active ends first; the answer comes with its end.
@@ -231,7 +253,7 @@ void LocalEngine::move(const EngineCommand &command)
 void LocalEngine::setLimits(const EngineCommand &command)
 {
     Failure failure;
-    if (!entry(command.id))
+    if (!m_rows.contains(command.id) && !entry(command.id))
         failure = noSuch(command.id);
     else
         m_queue->setLimitsOf(command.id, command.limits.value_or(Limits()), &failure);
@@ -246,6 +268,10 @@ void LocalEngine::setOptions(const EngineCommand &command)
         failure = noSuch(command.id);
     else if (m_session->renew(command.id, changes, &failure) && isQueued(command.id))
         m_queue->setLimitsOf(command.id, limitsAmong(changes.values), &failure);
+    // There may be a checksum now.
+    const auto row = m_rows.find(command.id);
+    if (const auto known = row != m_rows.end() && row->state == DownloadState::Waiting ? entry(command.id) : std::nullopt)
+        *row = rowOf(*known);
     answerChange(command, failure);
 }
 

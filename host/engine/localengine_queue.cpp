@@ -17,7 +17,7 @@ using Action = AbstractDownloadFileExistsAction;
 
 /// So few rows are read one by one.
 constexpr qsizetype kReadSingly = 20;
-constexpr int kReadAtOnce = 1000;
+constexpr int kReadAtOnce = 200;
 
 Action actionOf(Choice choice)
 {
@@ -57,7 +57,7 @@ void LocalEngine::onStateChanged(qint64 id, DownloadState from, DownloadState to
             m_paused->insert(id);
             return;
         }
-        return onAtRest(id);
+        return from == DownloadState::Waiting ? onPausedBeforeItBegan(id) : onAtRest(id);
     case DownloadState::Failed:
     case DownloadState::Done:
         return onAtRest(id);
@@ -128,33 +128,59 @@ void LocalEngine::onAtRest(qint64 id)
     std::optional<ListEntry> known;
     if (const auto report = m_reports.find(id); report != m_reports.end())
         known = std::exchange(report->line, std::nullopt);
-    tellAtRest(id, known ? known : entry(id));
+    known = known ? known : entry(id);
+    tellAtRest(id, known ? std::optional(rowOf(*known)) : std::nullopt);
+}
+
+/// The list has nothing new of it.
+void LocalEngine::onPausedBeforeItBegan(qint64 id)
+{
+    const auto row = m_rows.constFind(id);
+    if (row == m_rows.cend()) {
+        onAtRest(id);
+        return;
+    }
+    Snapshot paused = *row;
+    paused.state = SnapshotMaker::stateAtRest(*row);
+    putStream(paused);
+    tellAtRest(id, paused);
+}
+
+void LocalEngine::tellPaused(const QSet<qint64> &ids)
+{
+    const auto newest = std::max_element(ids.cbegin(), ids.cend());
+    if (newest != ids.cend())
+        inSlices([this, rest = QSet<qint64>(ids), before = *newest + 1]() mutable {
+            return tellPausedOf(rest, before);
+        });
 }
 
 /// In one pass over the list: there may be a hundred thousand.
-void LocalEngine::tellPaused(QSet<qint64> ids)
+/// @param ids those that are still to be told of @param before where the pass has come to
+bool LocalEngine::tellPausedOf(QSet<qint64> &ids, qint64 &before)
 {
-    const auto newest = std::max_element(ids.cbegin(), ids.cend());
-    qint64 before = newest == ids.cend() ? 0 : *newest + 1;
-    while (ids.size() > kReadSingly && before > 0) {
-        const QList<ListEntry> entries = list().page(ListFilter::All, kReadAtOnce, before);
-        for (const ListEntry &known : entries) {
-            if (ids.remove(known.id))
-                tellAtRest(known.id, owned(known));
-        }
-        before = entries.isEmpty() ? 0 : entries.last().id;
+    const QList<ListEntry> entries =
+        ids.size() > kReadSingly ? list().page(ListFilter::All, kReadAtOnce, before) : QList<ListEntry>();
+    for (const ListEntry &known : entries) {
+        if (ids.remove(known.id))
+            tellAtRest(known.id, rowOf(owned(known)));
+    }
+    if (!entries.isEmpty()) {
+        before = entries.last().id;
+        return !ids.isEmpty();
     }
     for (const qint64 id : std::as_const(ids))
         onAtRest(id);
+    return false;
 }
 
-void LocalEngine::tellAtRest(qint64 id, const std::optional<ListEntry> &known)
+void LocalEngine::tellAtRest(qint64 id, const std::optional<Snapshot> &row)
 {
     const Snapshot last = m_rows.take(id);
     m_jobs.remove(id);
     closeQuestionsOf(id, DownloadState::Paused);
-    if (known)
-        tellChanged(rowOf(*known));
+    if (row)
+        tellChanged(*row);
     else if (last.id != 0)
         tellGone(last);
     if (m_removals.contains(id) && !m_queue->state(id))

@@ -95,6 +95,16 @@ DownloadState SnapshotMaker::stateAtRest(const ListEntry &entry, const Failure &
     return isStopped ? DownloadState::Paused : DownloadState::Failed;
 }
 
+DownloadState SnapshotMaker::stateAtRest(const Snapshot &row)
+{
+    ListEntry entry;
+    entry.ownerPid = row.ownerPid;
+    entry.finished = row.isFinished;
+    entry.hasChecksum = row.checksum.has_value();
+    entry.checksumResult = row.checksum.value_or(ChecksumResult::NotCompared);
+    return stateAtRest(entry, row.failure);
+}
+
 Snapshot SnapshotMaker::ofEntry(const ListEntry &entry)
 {
     Snapshot snapshot;

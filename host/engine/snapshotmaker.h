@@ -14,6 +14,8 @@ namespace SnapshotMaker
 /// Paused, which is also what is complete and still to be compared with its checksum.
 /// @param failure of its last run; none = it had none
 DownloadState stateAtRest(const ListEntry &entry, const Failure &failure);
+/// The same of a row that has waited, and nothing was done with it.
+DownloadState stateAtRest(const Snapshot &row);
 
 /// Of a download at rest.
 Snapshot ofEntry(const ListEntry &entry);

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <host/engine/localengine.h>
+#include <host/storage/downloadlist.h>
 #include <tests/unit/host/engine/fakemodule.h>
 #include <tests/unit/host/engine/queuesteps.h>
 
@@ -8,6 +9,7 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
 
 #include <functional>
 #include <memory>
@@ -19,6 +21,7 @@ namespace
 {
 
 const QString kLater = u"fail/HttpError/503/300/Retry-After: 600"_s;
+constexpr int kMany = 500;
 constexpr qint64 kKept = 300; ///< bytes of those that fail so
 constexpr auto kOnUnresumable = "on-unresumable"_L1;
 
@@ -65,6 +68,8 @@ private Q_SLOTS:
     void aCheckIsGivenUpForOtherWork_data();
     void aCheckIsGivenUpForOtherWork();
     void whatIsLookedUpIsGivenUpWithTheEngine();
+    void whatIsDoneWithManyIsDoneWithAFewAtATime();
+    void whoEndsDoesNotWaitForMany();
     void thatNothingIsKeptIsSaidOnce();
 
 private:
@@ -78,6 +83,7 @@ private:
     Snapshot row(qint64 id) const;
     bool comesTo(qint64 id, DownloadState state) const;
     qint64 bring(DownloadState state);
+    void reopenWithMany();
 
     std::unique_ptr<QTemporaryDir> m_dir;
     std::unique_ptr<Engine> m_engine;
@@ -427,6 +433,68 @@ void TestLocalEngine::whatIsLookedUpIsGivenUpWithTheEngine()
     QCOMPARE(answers, QList<Failure::Kind>(2, Failure::Kind::Stopped));
     open(m_dir->filePath(u"list.sqlite"_s));
     QCOMPARE(row(id).url, url);
+}
+
+/// None of them ends by itself.
+void TestLocalEngine::reopenWithMany()
+{
+    close();
+    const QString listPath = m_dir->filePath(u"list.sqlite"_s);
+    DownloadList list;
+    QVERIFY(list.open(listPath));
+    QVERIFY(list.together([this](DownloadStore &store) {
+        for (int i = 0; i < kMany; ++i) {
+            AbstractDownloadPersistentInfo record = request(u"run"_s).newRecord();
+            store.insert(record);
+        }
+        return true;
+    }));
+    open(listPath);
+}
+
+void TestLocalEngine::whatIsDoneWithManyIsDoneWithAFewAtATime()
+{
+    reopenWithMany();
+    QHash<DownloadState, int> told;
+    QHash<DownloadState, QSet<int>> turns;
+    int turn = 0;
+    QTimer everyTurn;
+    connect(&everyTurn, &QTimer::timeout, &everyTurn, [&turn] { ++turn; });
+    everyTurn.start(0);
+    const QObject listener;
+    connect(m_engine.get(), &Engine::changed, &listener, [&](const Snapshot &row) {
+        ++told[row.state];
+        turns[row.state].insert(turn);
+    });
+    QList<int> waitingWhenAnswered;
+    const auto keep = [&](const EngineAnswer &answer) {
+        waitingWhenAnswered.append(answer.isOk() ? told[DownloadState::Waiting] : -1);
+    };
+    m_engine->resumeAll(keep);
+    m_engine->pause(kMany, keep);
+    QTRY_COMPARE(waitingWhenAnswered.size(), 2);
+    QCOMPARE(waitingWhenAnswered.first(), 0);
+    QVERIFY2(waitingWhenAnswered.last() == kMany, "what was resumed can be paused");
+    QVERIFY2(turns[DownloadState::Waiting].size() > 1, "others had their turn meanwhile");
+    told.clear();
+    m_engine->pauseAll();
+    QTRY_COMPARE(told[DownloadState::Paused], kMany - 1);
+    QVERIFY2(turns[DownloadState::Paused].size() > 1, "others had their turn meanwhile");
+}
+
+void TestLocalEngine::whoEndsDoesNotWaitForMany()
+{
+    reopenWithMany();
+    QList<Failure::Kind> answers;
+    const auto keep = [&](const EngineAnswer &answer) { answers.append(answer.failure.kind); };
+    QSignalSpy closed(m_engine.get(), &Engine::closed);
+    QSignalSpy changed(m_engine.get(), &Engine::changed);
+    m_engine->resumeAll(keep);
+    m_engine->close(keep);
+    QTRY_COMPARE(closed.size(), 1);
+    QCOMPARE(answers, (QList<Failure::Kind>{Failure::Kind::Stopped, Failure::Kind::None}));
+    QCOMPARE(changed.size(), 0);
+    m_engine.reset();
 }
 
 void TestLocalEngine::thatNothingIsKeptIsSaidOnce()
