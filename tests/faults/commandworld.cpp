@@ -153,8 +153,12 @@ bool CommandFile::isMixture(const QByteArray &bytes) const
     if (manner != Manner::Changed || size != laterSize || bytes.size() != size)
         return false;
     const QByteArray first = TestFiles::content(content, 0, size);
-    const qsizetype same = std::mismatch(bytes.cbegin(), bytes.cend(), first.cbegin()).first - bytes.cbegin();
-    return bytes.sliced(same) == TestFiles::content(content + 1, same, size - same);
+    const QByteArray later = TestFiles::content(content + 1, 0, size);
+    for (qsizetype i = 0; i < bytes.size(); ++i) {
+        if (bytes.at(i) != first.at(i) && bytes.at(i) != later.at(i))
+            return false;
+    }
+    return true;
 }
 
 QString CommandFile::inWords() const

@@ -40,7 +40,7 @@ struct CommandFile {
     bool isVersion(const QByteArray &bytes) const;
     /// The beginning of one.
     bool isBeginning(const QByteArray &bytes) const;
-    /// The beginning of the first with the rest of the other, which has its length.
+    /// Each byte is of one of two versions of the same length.
     bool isMixture(const QByteArray &bytes) const;
     QString inWords() const;
 };
