@@ -160,11 +160,15 @@ void TestPlaitServers::apacheRefusesWhoDoesNot_data()
 {
     QTest::addColumn<QString>("path");
     QTest::addColumn<QByteArray>("login");
+    QTest::addColumn<QByteArray>("words");
     for (const QString &way : {u"basic"_s, u"digest"_s}) {
         const QString path = u'/' + way + u"/file.bin"_s;
-        QTest::addRow("nobody, where it asks for %s", qPrintable(way)) << path << QByteArray();
-        QTest::addRow("a wrong password, where it asks for %s", qPrintable(way)) << path << "me:wrong"_ba;
-        QTest::addRow("a wrong name, where it asks for %s", qPrintable(way)) << path << "you:secret"_ba;
+        QTest::addRow("nobody, where it asks for %s", qPrintable(way))
+            << path << QByteArray() << "asks for a name and a password"_ba;
+        QTest::addRow("a wrong password, where it asks for %s", qPrintable(way)) << path << "me:wrong"_ba
+                                                                                 << R"(does not let in "me")"_ba;
+        QTest::addRow("a wrong name, where it asks for %s", qPrintable(way)) << path << "you:secret"_ba
+                                                                             << R"(does not let in "you")"_ba;
     }
 }
 
@@ -172,7 +176,8 @@ void TestPlaitServers::apacheRefusesWhoDoesNot()
 {
     QFETCH(QString, path);
     QFETCH(QByteArray, login);
-    verifyRefused(m_plait->run({apacheUrl(path, login).toString()}), kAuthentication, "a name and a password");
+    QFETCH(QByteArray, words);
+    verifyRefused(m_plait->run({apacheUrl(path, login).toString()}), kAuthentication, words);
 }
 
 void TestPlaitServers::oneConnectionToApacheServesOneFileAfterTheOther_data()
@@ -256,7 +261,7 @@ void TestPlaitServers::vsftpdRefusesAPasswordThatItDoesNotKnow()
     QVERIFY(server.addFile(kName, kSeed, kWord));
     QVERIFY2(server.start(), qPrintable(server.errorText()));
     const PlaitResult result = m_plait->run({server.url(u"/file.bin"_s, u"tester:falsch"_s).toString()});
-    verifyRefused(result, kAuthentication, "asks for a name and a password");
+    verifyRefused(result, kAuthentication, R"(does not let in "tester")");
     QVERIFY2(!result.err.contains("falsch") && !result.out.contains("falsch"), result.err);
     QCOMPARE(server.commands("RETR").size(), 0);
 }

@@ -180,7 +180,7 @@ void TestTransferReplyTls::aRefusedCertificateEndsIt()
              QStringList{u"refused certificate"_s} + Recorder::failureWith(QNetworkReply::SslHandshakeFailedError));
     QVERIFY(!errors.isEmpty());
     QCOMPARE(errors.first().certificate(), QSslCertificate::fromPath(m_ca->certificateFile()).constFirst());
-    QVERIFY2(reply->errorString().contains(errors.first().errorString()), qPrintable(reply->errorString()));
+    QVERIFY2(reply->errorString().contains(u"nobody here knows the authority"_s), qPrintable(reply->errorString()));
     QVERIFY(m_server->requests().isEmpty());
 }
 
