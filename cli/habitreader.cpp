@@ -5,6 +5,8 @@
 #include <cli/commandoptions.h>
 #include <cli/habitparts.h>
 
+#include <QRegularExpression>
+
 #include <algorithm>
 
 using namespace Qt::StringLiterals;
@@ -38,6 +40,31 @@ bool takesValue(const OptionRow &row)
     return row.type != OptionRow::Type::Flag;
 }
 
+/// "16" or "1M": digits, and a unit if need be.
+bool isAmount(const QString &text)
+{
+    static const QRegularExpression amount(u"^\\d+(?:\\.\\d+)?[KMGkmg]?$"_s);
+    return amount.match(text).hasMatch();
+}
+
+bool isFileName(const QString &text)
+{
+    static const QRegularExpression name(u"^[^/:= ]+\\.[A-Za-z0-9]{1,6}$"_s);
+    return name.match(text).hasMatch();
+}
+
+/// Whether what stands behind a letter in the same word is rather its value than more letters.
+bool isPlainlyValue(const Habit &habit, const QString &text)
+{
+    const bool isFile = qstrcmp(habit.value, "FILE") == 0;
+    return (habit.isNumber() && isAmount(text)) || (isFile && isFileName(text));
+}
+
+bool isOfFile(const OptionRow &row)
+{
+    return qstrcmp(row.name, "max-connections") == 0;
+}
+
 QString toldMeaning(const Habits::Meaning &meaning, const QString &name)
 {
     return u"\"%1\" to %2 (%3)"_s.arg(Habits::longName(meaning.habit, name), meaning.tools.join(" and "_L1),
@@ -69,6 +96,7 @@ public:
     {
         while (!m_rest.isEmpty() && m_read.complaint.isEmpty())
             readWord(m_rest.takeFirst());
+        tellLettersFromSplit();
         complain(m_parts.joinInto(m_read.options, m_read.addresses));
         return m_read;
     }
@@ -98,7 +126,8 @@ private:
         const bool isAttached = word.contains(u'=');
         const Following following = isAttached ? Following{true, true, false, word.section(u'=', 1)} : nextWord();
         const OptionRow *const own = ownOption(name.sliced(2));
-        if (own && m_command) {
+        if (own && m_command && !isOfOthers(*own, name, following)) {
+            m_hasSplit = m_hasSplit || name == "--split"_L1;
             copy(*own, following);
             return;
         }
@@ -110,6 +139,24 @@ private:
             copy(*own, following);
         else
             pass(word);
+    }
+
+    /// A choice that is none here, but is one of others: "--progress=dot:giga".
+    bool isOfOthers(const OptionRow &own, const QString &name, const Following &following) const
+    {
+        const bool isChoice = own.type == OptionRow::Type::Choice && following.isThere;
+        const bool isOurs = QString::fromLatin1(own.choices).split(u' ').contains(following.text);
+        return isChoice && !isOurs && Habits::meanings(name, m_tools).size() == 1;
+    }
+
+    /// To aria2, "-s" is of the file and "-x" of each server; where both were said, that is what was meant.
+    void tellLettersFromSplit()
+    {
+        for (const qsizetype at : std::as_const(m_letters)) {
+            QString &option = m_read.options[at];
+            if (m_hasSplit)
+                option.replace("--max-connections="_L1, "--max-connections-per-server="_L1);
+        }
     }
 
     /// "-qo", and what follows: flags up to the first that takes a value.
@@ -139,15 +186,24 @@ private:
     QList<const Habits::Tool *> toolsThatKnow(const QString &letters) const
     {
         QList<const Habits::Tool *> tools = m_tools;
-        for (const QChar letter : letters) {
-            const QString name = u'-' + QString(letter);
+        for (qsizetype i = 0; i < letters.size(); ++i) {
+            const QString name = u'-' + QString(letters.at(i));
             QList<const Habits::Tool *> knowing = tools;
             knowing.removeIf([&name](const Habits::Tool *tool) { return Habits::meanings(name, {tool}).isEmpty(); });
             if (knowing.isEmpty())
                 break;
+            if (isValueBehind(name, letters.sliced(i + 1), tools))
+                break;
             tools = knowing;
         }
         return tools;
+    }
+
+    static bool isValueBehind(const QString &name, const QString &rest, const QList<const Habits::Tool *> &tools)
+    {
+        const Meanings meanings = Habits::meanings(name, tools);
+        return std::any_of(meanings.cbegin(), meanings.cend(),
+                           [&rest](const Habits::Meaning &one) { return isPlainlyValue(one.habit, rest); });
     }
 
     const OptionRow *ownOption(const QString &name) const
@@ -176,7 +232,15 @@ private:
                                                                                    QLatin1StringView(row.valueName))
                      + told(name, meanings));
         else
-            copy(row, following);
+            copyOfLetter(row, following);
+    }
+
+    void copyOfLetter(const OptionRow &row, const Following &following)
+    {
+        const qsizetype before = m_read.options.size();
+        copy(row, following);
+        if (isOfFile(row) && m_read.options.size() > before)
+            m_letters.append(before);
     }
 
     void copy(const OptionRow &row, const Following &following)
@@ -225,10 +289,20 @@ private:
         Meanings fitting = meanings;
         if (meanings.size() > 1)
             fitting.removeIf([&](const Habits::Meaning &meaning) { return !fits(meaning.habit, following); });
+        preferValues(fitting, following);
         if (fitting.size() == 1)
             act(name, fitting.constFirst(), following);
         else
             complain(told(name, meanings));
+    }
+
+    static void preferValues(Meanings &fitting, const Following &following)
+    {
+        const auto isValue = [&following](const Habits::Meaning &meaning) {
+            return following.isLetters && isPlainlyValue(meaning.habit, following.text);
+        };
+        if (std::any_of(fitting.cbegin(), fitting.cend(), isValue))
+            fitting.removeIf([&isValue](const Habits::Meaning &meaning) { return !isValue(meaning); });
     }
 
     bool fits(const Habit &habit, const Following &following) const
@@ -294,6 +368,7 @@ private:
     void writeOwn(const Habit &habit, const QString &value)
     {
         const QString own = QString::fromLatin1(habit.own);
+        m_hasSplit = m_hasSplit || (m_command && own == "max-connections"_L1);
         if (!habit.own)
             m_read.addresses.append(value);
         else if (habit.made)
@@ -317,6 +392,8 @@ private:
     const QList<const Habits::Tool *> m_tools;
     HabitParts m_parts;
     HabitReader::Read m_read;
+    QList<qsizetype> m_letters; ///< where "-x" is among the options
+    bool m_hasSplit = false; ///< connections of a file were given by aria2's name
     bool m_tookAttached = false; ///< the value was the rest of the word
 };
 

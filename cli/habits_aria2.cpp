@@ -26,7 +26,7 @@ constexpr Habit kRows[] = {
     same("-s --split", "N", "max-connections"),
     same("-x --max-connection-per-server", "N", "max-connections-per-server"),
     same("-j --max-concurrent-downloads", "N", "max-downloads"),
-    advice("-k --min-split-size", "SIZE", kOwnDivision),
+    always("-k --min-split-size", "SIZE", kOwnDivision),
     always("--piece-length --stream-piece-selector --uri-selector", "HOW", kOwnDivision),
     same("-c --continue", nullptr, "continue"),
     always("--continue=false --always-resume", nullptr, "what is unfinished is gone on with"),

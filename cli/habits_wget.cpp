@@ -13,7 +13,8 @@ constexpr char kNoFolders[] = "a file lies in the folder of \"-d\", and no folde
 
 QString progressOf(const QString &value)
 {
-    return value.startsWith("dot"_L1) ? u"--progress=line"_s : u"--progress=bar"_s;
+    const QString kind = value.section(u':', 0, 0);
+    return u"--progress="_s + (kind == "dot"_L1 ? u"line"_s : kind == "bar"_L1 ? kind : value);
 }
 
 constexpr Habit kRows[] = {

@@ -25,7 +25,8 @@ using Type = OptionRow::Type;
 
 constexpr char kName[] = "plait";
 const QString kVersion = u"--version"_s;
-const QString kSeeHelp = u" Run \"plait --help\" to see what there is."_s;
+/// What cannot be done twice, and is not to be done by the last one alone.
+constexpr const char *kOnce[] = {"output", "checksum", "checksum-file", "post-data", "input-file"};
 
 /// As the parser beneath has them: "-q,--quiet".
 std::string namesOf(const OptionRow &row)
@@ -108,10 +109,7 @@ private:
             app.add_flag(namesOf(row), row.help);
             return;
         }
-        CLI::Option *const option = row.repeats
-            ? app.add_option(namesOf(row), m_many, row.help)->allow_extra_args(false)
-            : app.add_option(namesOf(row), m_one, row.help);
-        option->type_name(valuesOf(row));
+        app.add_option(namesOf(row), m_many, row.help)->allow_extra_args(false)->type_name(valuesOf(row));
     }
 
     void addWords(CLI::App &app, const CommandRow &command)
@@ -128,7 +126,6 @@ private:
     CLI::App m_app;
     std::vector<std::string> m_words;
     std::vector<std::string> m_many; ///< what was typed is taken from the options themselves
-    std::string m_one;
 };
 
 QList<OptionParser::Typed> optionsOf(const CLI::App &command)
@@ -136,8 +133,10 @@ QList<OptionParser::Typed> optionsOf(const CLI::App &command)
     QList<OptionParser::Typed> options;
     for (const OptionRow *row : CommandOptions::table().rows()) {
         const CLI::Option *const option = command.get_option_no_throw(std::string("--") + row->name);
-        if (option && option->count() > 0)
-            options.append({row, Grammar::toTexts(option->results())});
+        if (!option || option->count() == 0)
+            continue;
+        const QStringList texts = Grammar::toTexts(option->results());
+        options.append({row, row->repeats ? texts : QStringList{texts.constLast()}});
     }
     return options;
 }
@@ -156,18 +155,70 @@ OptionParser::Parsed answer(const QString &text)
     return parsed;
 }
 
-/// The parser's words, made a sentence. A value that it could not read may be anything.
-QString complaintOf(const CLI::ParseError &error)
-{
-    QStringList parts = QString::fromLocal8Bit(error.what()).simplified().split(u' ');
-    if (error.get_name() == "ConversionError" || error.get_name() == "ValidationError")
-        std::transform(parts.begin(), parts.end(), parts.begin(), &Redaction::typed);
-    return parts.join(u' ') + u'.' + kSeeHelp;
-}
-
 QString nameOf(const OptionRow &row)
 {
     return u"--"_s + QLatin1StringView(row.name);
+}
+
+QString seeOptions(const CommandRow *command)
+{
+    const bool isNamed = command && command->command != Command::Get;
+    const QString topic = isNamed ? u"options "_s + QLatin1StringView(command->name) : u"options"_s;
+    return u" Run \"plait help %1\" to see what there is."_s.arg(topic);
+}
+
+/// Of the first word of the parser's sentence, "--limit" or "--limit:"; null = it is of no option.
+const OptionRow *optionIn(const QString &sentence)
+{
+    const QString name = sentence.section(u' ', 0, 0).section(u':', 0, 0);
+    return name.startsWith("--"_L1) ? CommandOptions::table().find(name.sliced(2)) : nullptr;
+}
+
+QString complaintOfOption(const OptionRow &row, const QString &kind, const CommandRow *command)
+{
+    const QString name = nameOf(row);
+    if (kind == "ArgumentMismatch"_L1 && row.type != Type::Flag)
+        return u"\"%1\" needs a value. Write \"%1 %2\"."_s.arg(name, QLatin1StringView(row.valueName));
+    return u"the value of \"%1\" is none."_s.arg(name) + seeOptions(command);
+}
+
+QString complaintOfWords(const CommandRow &command)
+{
+    const bool isOfList = QLatin1StringView(command.wordName) == "ID"_L1;
+    return u"\"plait %1\" is written \"plait %2\"."_s.arg(QLatin1StringView(command.name),
+                                                          QString::fromUtf8(command.usage))
+        + (isOfList ? u" Run \"plait list\" to see the numbers."_s : QString());
+}
+
+/// The parser's finding in our words. A value that it could not read may be anything.
+QString complaintOf(const CLI::ParseError &error, const CommandRow *command)
+{
+    const QString kind = QString::fromStdString(error.get_name());
+    const QString sentence = QString::fromLocal8Bit(error.what()).simplified();
+    if (kind == "ExcludesError"_L1) // "--quiet excludes --verbose"
+        return u"\"%1\" and \"%2\" cannot stand together. Leave one of them out."_s.arg(sentence.section(u' ', 0, 0),
+                                                                                        sentence.section(u' ', -1));
+    if (const OptionRow *row = optionIn(sentence))
+        return complaintOfOption(*row, kind, command);
+    if (command && command->wordName && (kind == "ArgumentMismatch"_L1 || kind == "RequiredError"_L1))
+        return complaintOfWords(*command);
+    return u"that makes no sense here."_s + seeOptions(command);
+}
+
+/// Two different values where neither may be dropped; empty = there are none.
+QString complaintOfTwice(const CLI::App &chosen)
+{
+    for (const char *name : kOnce) {
+        const CLI::Option *const option = chosen.get_option_no_throw(std::string("--") + name);
+        const QStringList texts = option ? Grammar::toTexts(option->results()) : QStringList();
+        if (texts.isEmpty() || texts.count(texts.constFirst()) == texts.size())
+            continue;
+        const bool isSecret = CommandOptions::table().find(QString::fromLatin1(name))->isSecret;
+        const QString values =
+            isSecret ? QString() : u": \"%1\" and \"%2\""_s.arg(texts.constFirst(), texts.constLast());
+        return u"\"--%1\" is given twice%2. Run plait once for each."_s.arg(QLatin1StringView(name), values);
+    }
+    return {};
 }
 
 /// Where else there is an option of that name; empty = nowhere.
@@ -206,7 +257,7 @@ QString complaintOfOption(const QString &name, const QString &value, const Comma
     if (!elsewhere.isEmpty())
         return what + elsewhere;
     const QString nearest = name.startsWith("--"_L1) ? nearestTo(name, command) : QString();
-    return what + (nearest.isEmpty() ? kSeeHelp : u" Did you mean \"%1\"?"_s.arg(nearest));
+    return what + (nearest.isEmpty() ? seeOptions(command) : u" Did you mean \"%1\"?"_s.arg(nearest));
 }
 
 /// The value of an option that is none may be meant for one that is secret, and the word behind it may be its value.
@@ -219,7 +270,8 @@ QString complaintOfExtras(const QStringList &extras, const CommandRow *command)
         const QString name = isLong ? text.section(u'=', 0, 0) : text.left(2);
         return complaintOfOption(name, name == text ? QString() : isLong ? u"=…"_s : u"…"_s, command);
     }
-    return u"\"%1\" is a word too many."_s.arg(Redaction::typed(extras.value(0))) + kSeeHelp;
+    return u"\"%1\" is a word too many."_s.arg(Redaction::typed(extras.value(0)))
+        + (command && command->wordName ? u' ' + complaintOfWords(*command) : seeOptions(command));
 }
 
 /// What the words come to in those of ours.
@@ -247,7 +299,7 @@ OwnWords importedWords(const QStringList &words)
     const CommandRow &get = CommandTable::unnamed();
     const HabitReader::Read own = HabitReader::typed(parts.own, get);
     const ImportedCommand::Read line = ImportedCommand::read(parts.line);
-    return {QStringList{QString::fromLatin1(get.name)} + own.options + line.options + QStringList{u"--"_s}
+    return {QStringList{QString::fromLatin1(get.name)} + line.options + own.options + QStringList{u"--"_s}
                 + own.addresses + line.addresses,
             line.notes, own.complaint.isEmpty() ? line.complaint : own.complaint};
 }
@@ -281,6 +333,9 @@ OptionParser::Parsed OptionParser::parse(const QStringList &words)
         const CommandRow *const command = CommandTable::find(QString::fromStdString(chosen->get_name()));
         if (command->command == Command::Help)
             return helpAbout(grammar.words());
+        const QString twice = complaintOfTwice(*chosen);
+        if (!twice.isEmpty())
+            return complaint(twice);
         return {command, grammar.words(), optionsOf(*chosen), own.notes, false, {}};
     } catch (const CLI::CallForHelp &) {
         const CLI::App *const command = grammar.chosen();
@@ -291,6 +346,6 @@ OptionParser::Parsed OptionParser::parse(const QStringList &words)
         return complaint(
             complaintOfExtras(Grammar::toTexts(grammar.app().remaining(true)), CommandTable::find(words.value(0))));
     } catch (const CLI::ParseError &error) {
-        return complaint(complaintOf(error));
+        return complaint(complaintOf(error, CommandTable::find(words.value(0))));
     }
 }

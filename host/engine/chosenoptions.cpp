@@ -61,9 +61,15 @@ bool isOnlyOnce(const OptionValues &values)
     return !isAboutFiles && !values.flag("again"_L1);
 }
 
+/// Opened anew under such a name, what standard output is led into would be a file in the way.
+bool isStandardOutput(const QString &output)
+{
+    return output == "-"_L1 || output == "/dev/stdout"_L1 || output == "/dev/fd/1"_L1 || output == "/proc/self/fd/1"_L1;
+}
+
 void readOutput(const QString &output, DownloadRequest &request, QString *problem)
 {
-    request.isStreamed = output == "-"_L1;
+    request.isStreamed = isStandardOutput(output);
     if (request.isStreamed)
         return;
     const QString name = output.mid(output.lastIndexOf(u'/') + 1);

@@ -254,6 +254,9 @@ void TestPlaitHabits::itSettlesHowItRuns_data()
     addLine("--split=5", u"max-connections = 5"_s);
     addLine("-x 5", u"max-connections = 5"_s);
     addLine("--max-connection-per-server=3", u"max-connections-per-server = 3"_s);
+    addLine("-x4 -s16", u"max-connections = 16"_s);
+    addLine("-s16 -x4", u"max-connections-per-server = 4"_s);
+    addLine("-x5 -x6", u"max-connections = 6"_s);
     addLine("-j 3", u"max-downloads = 3"_s);
     addLine("--max-concurrent-downloads=3", u"max-downloads = 3"_s);
     addLine("--parallel-max 3", u"max-downloads = 3"_s);
@@ -321,7 +324,12 @@ void TestPlaitHabits::itIsSoAnyway_data()
                              "--trust-server-names URL",
                              "--parallel URL",
                              "--always-resume=true URL",
-                             "--disk-cache=32M URL"})
+                             "--disk-cache=32M URL",
+                             "--min-split-size=1M URL",
+                             "-x16 -s16 -k1M URL",
+                             "-x 4 -s 4 URL",
+                             "-x5 -x6 URL",
+                             "--progress=bar:force URL"})
         QTest::newRow(line) << QString::fromLatin1(line);
 }
 
@@ -356,7 +364,6 @@ void TestPlaitHabits::itIsAnsweredWithWhatToWrite_data()
     addLine("--cookie-jar jar URL", u"no file is written"_s);
     addLine("--save-cookies jar URL", u"no file is written"_s);
     addLine("--compressed URL", u"asked for as it is"_s);
-    addLine("--min-split-size=1M URL", u"while it comes"_s);
     addLine("-r URL", u"\"-i FILE\""_s);
     addLine("--recursive URL", u"\"-i FILE\""_s);
     addLine("-m URL", u"\"-i FILE\""_s);

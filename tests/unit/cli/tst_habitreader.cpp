@@ -67,6 +67,17 @@ void TestHabitReader::whatIsTypedIsWrittenInOurWords_data()
     addReadRow("silence", u"-s URL"_s, u"--quiet"_s);
     addReadRow("connections", u"-s 5 URL"_s, u"--max-connections=5"_s);
     addReadRow("connections in one word", u"-s5 URL"_s, u"--max-connections=5"_s);
+    addReadRow("aria2's usual line", u"-x16 -s16 -k1M -j5 URL"_s,
+               u"--max-connections-per-server=16 --max-connections=16 --max-downloads=5"_s);
+    addReadRow("aria2's usual line in names", u"--split=8 --max-connection-per-server=4 --min-split-size=1M URL"_s,
+               u"--max-connections=8 --max-connections-per-server=4"_s);
+    addReadRow("digits are a number where one is taken", u"-s46 URL"_s, u"--max-connections=46"_s);
+    addReadRow("a number among curl's letters", u"-sx4 URL"_s, u"--quiet --max-connections=4"_s);
+    addReadRow("wget's name in one word", u"-Oz2.txt URL"_s, u"--output=z2.txt"_s);
+    addReadRow("wget's name behind other letters", u"-qOq.txt URL"_s, u"--quiet --output=q.txt"_s);
+    addReadRow("wget's kinds of progress", u"--progress=bar:force URL"_s, u"--progress=bar"_s);
+    addReadRow("wget's dots", u"--progress dot:giga URL"_s, u"--progress=line"_s);
+    addReadRow("a kind of progress that nobody has", u"--progress=x:y URL"_s, u"--progress=x:y"_s);
     addReadRow("tries again are one fewer than tries", u"--retry 4 URL"_s, u"--tries=5"_s);
     addReadRow("tries", u"--max-tries=4 URL"_s, u"--tries=4"_s);
     addReadRow("a part that is gone on with", u"-C - URL"_s, u"--continue"_s);
@@ -111,7 +122,7 @@ void TestHabitReader::whatIsNotToBeHadIsSaid_data()
     row("a letter of ours that others have for proxies", u"-x http://p:1 URL"_s,
         u"\"--proxy\" to curl (write \"--proxy URL\")"_s);
     row("a letter of ours that others have for the head", u"-i URL"_s, u"\"-i\" is \"--input-file FILE\" here"_s);
-    row("what there is not", u"--min-split-size 1M URL"_s, u"\"--min-split-size\" is no option here: "_s);
+    row("what there is not", u"--lowest-speed-limit 1M URL"_s, u"\"--lowest-speed-limit\" is no option here: "_s);
     row("links", u"-r URL"_s, u"no links are followed"_s);
     row("what cannot be turned off", u"--always-resume=false URL"_s, u"what is unfinished is gone on with"_s);
     row("a value that is missing", u"URL --out"_s, u"\"--output\" needs a value, FILE."_s);

@@ -62,6 +62,9 @@ void TestOptionParser::wordsAreToldFromOptions_data()
         {{u"header"_s, {u"A:1"_s, u"B:2"_s}}});
     row("a synonym is ours", u"get --split 3 a"_s, {u"a"_s}, {{u"max-connections"_s, {u"3"_s}}});
     row("behind two dashes there are no options", u"get -q -- --tries"_s, {u"--tries"_s}, {{u"quiet"_s, {u"true"_s}}});
+    row("of what may be given once, the last counts", u"get -x 2 --tries 3 -x 4 --tries=5 a"_s, {u"a"_s},
+        {{u"max-connections"_s, {u"4"_s}}, {u"tries"_s, {u"5"_s}}});
+    row("the same name twice is one name", u"get -o f -o f a"_s, {u"a"_s}, {{u"output"_s, {u"f"_s}}});
     row("numbers of a command of the list", u"show 3 --json"_s, {u"3"_s}, {{u"json"_s, {u"true"_s}}});
     row("a value that is nothing of its kind is not looked at here", u"get --tries many a"_s, {u"a"_s},
         {{u"tries"_s, {u"many"_s}}});
@@ -137,14 +140,33 @@ void TestOptionParser::aComplaintSaysWhatToDo_data()
 {
     QTest::addColumn<QString>("line");
     QTest::addColumn<QString>("end");
-    const QString help = u"Run \"plait --help\" to see what there is."_s;
     QTest::newRow("an option that another command has")
         << u"show 1 --unfinished"_s << u"It is one of \"plait list\"."_s;
     QTest::newRow("an option with a slip") << u"list --limti 3"_s << u"Did you mean \"--limit\"?"_s;
-    QTest::newRow("a letter that is none") << u"list -y"_s << u"there is no option \"-y\" here. "_s + help;
-    QTest::newRow("a word too many") << u"config abc"_s << u"\"abc\" is a word too many. "_s + help;
-    QTest::newRow("an option without its value") << u"list --limit"_s << help;
-    QTest::newRow("no number to show") << u"show"_s << help;
+    QTest::newRow("a letter that is none")
+        << u"list -y"_s << u"there is no option \"-y\" here. Run \"plait help options list\" to see what there is."_s;
+    QTest::newRow("a long name that is near to none")
+        << u"get --xyzzy"_s
+        << u"there is no option \"--xyzzy\" here. Run \"plait help options\" to see what there is."_s;
+    QTest::newRow("a word too many")
+        << u"config abc"_s << u"\"abc\" is a word too many. Run \"plait help options config\" to see what there is."_s;
+    QTest::newRow("an option without its value")
+        << u"list --limit"_s << u"\"--limit\" needs a value. Write \"--limit N\"."_s;
+    QTest::newRow("two that exclude each other")
+        << u"get -q -v http://h/f"_s
+        << u"\"--quiet\" and \"--verbose\" cannot stand together. Leave one of them out."_s;
+    QTest::newRow("two names for a file")
+        << u"get -o a http://h/f -o b http://h/g"_s
+        << u"\"--output\" is given twice: \"a\" and \"b\". Run plait once for each."_s;
+    QTest::newRow("two bodies") << u"get --post-data pw=1 --post-data pw=2 http://h/f"_s
+                                << u"\"--post-data\" is given twice. Run plait once for each."_s;
+    QTest::newRow("no number to show")
+        << u"show"_s << u"\"plait show\" is written \"plait show ID…\". Run \"plait list\" to see the numbers."_s;
+    QTest::newRow("no number to remove")
+        << u"remove"_s << u"\"plait remove\" is written \"plait remove ID…\". Run \"plait list\" to see the numbers."_s;
+    QTest::newRow("no address to set")
+        << u"set-url 7"_s
+        << u"\"plait set-url\" is written \"plait set-url ID URL\". Run \"plait list\" to see the numbers."_s;
     QTest::newRow("no other program") << u"import ftp://h/f"_s << QString();
 }
 

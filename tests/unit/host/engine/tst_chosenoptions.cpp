@@ -107,9 +107,11 @@ void TestChosenOptions::aNameThatIsNoneIsSaid()
     ChosenOptions::request(valuesOf({{u"output"_s, u""_s}}), kFolder, &problem);
     QVERIFY2(problem.startsWith(u"\"\" names no file."_s), qPrintable(problem));
     problem = u"as it was"_s;
-    const DownloadRequest streamed = ChosenOptions::request(valuesOf({{u"output"_s, u"-"_s}}), kFolder, &problem);
-    QCOMPARE(problem, u"as it was"_s);
-    QVERIFY(streamed.isStreamed && streamed.outputName.isEmpty());
+    for (const QString &output : {u"-"_s, u"/dev/stdout"_s, u"/dev/fd/1"_s, u"/proc/self/fd/1"_s}) {
+        const DownloadRequest streamed = ChosenOptions::request(valuesOf({{u"output"_s, output}}), kFolder, &problem);
+        QCOMPARE(problem, u"as it was"_s);
+        QVERIFY2(streamed.isStreamed && streamed.outputName.isEmpty(), qPrintable(output));
+    }
 }
 
 void TestChosenOptions::whatIsSentAlong()
