@@ -8,6 +8,7 @@
 #include <host/policy/redaction.h>
 
 #include <QFileInfo>
+#include <QRegularExpression>
 #include <QUrl>
 
 #include <algorithm>
@@ -43,8 +44,10 @@ Read flagOf(const QString &text)
 
 Read numberOf(const Row &row, const QString &text)
 {
+    // What others call tries without an end is none here.
+    const bool isEndless = qstrcmp(row.name, "tries") == 0 && (text == "inf"_L1 || text == "infinity"_L1);
     bool isNumber = false;
-    const qint64 number = text.toLongLong(&isNumber);
+    const qint64 number = (isEndless ? u"0"_s : text).toLongLong(&isNumber);
     return isNumber && number >= row.least && number <= row.most ? Read(number) : std::nullopt;
 }
 
@@ -66,7 +69,7 @@ Read timesOf(const QString &text)
 Read secondsOf(const Row &row, const QString &text)
 {
     bool isNumber = false;
-    const double seconds = text.toDouble(&isNumber);
+    const double seconds = (text.endsWith(u's') ? text.chopped(1) : text).toDouble(&isNumber);
     return isNumber && seconds >= 0 && seconds <= double(row.most) ? Read(qint64(seconds * kMsOfSecond)) : std::nullopt;
 }
 
@@ -126,6 +129,21 @@ QString expectation(const Row &row)
 QString told(const QString &subject, const QString &text, const QString &what)
 {
     return u"%1 \"%2\" %3"_s.arg(subject, Redaction::typed(text).simplified(), what);
+}
+
+/// Whether the colons are all those of hours, as in "500K@25:00-26:00", and there is no login in it.
+bool hasHoursAlone(QString text)
+{
+    static const QRegularExpression hour(u"(?<!\\w)\\d{1,2}:\\d{2}(?!\\w)"_s);
+    return !text.remove(hour).contains(u':');
+}
+
+/// What people see of a value that is none: a login may stand anywhere, but hours are none.
+QString toldOf(const Row &row, const QString &text, const QString &subject)
+{
+    const bool isOfHours = (row.type == Type::Rate || row.type == Type::Times) && hasHoursAlone(text);
+    return isOfHours ? u"%1 \"%2\" %3"_s.arg(subject, text.simplified(), expectation(row))
+                     : told(subject, text, expectation(row));
 }
 
 /// It would begin a header that nobody sees on the command line.
@@ -226,7 +244,7 @@ std::optional<QVariant> OptionValue::fromText(const OptionRow &row, const QStrin
                                               QString *problem)
 {
     const Read value = valueOf(row, text);
-    *problem = value ? problemOf(row, text, subject) : told(subject, text, expectation(row));
+    *problem = value ? problemOf(row, text, subject) : toldOf(row, text, subject);
     return problem->isEmpty() ? value : std::nullopt;
 }
 

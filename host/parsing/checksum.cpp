@@ -53,21 +53,41 @@ bool isHex(const QString &text)
     });
 }
 
+/// The name of what people paste without one: of those with as many digits, the one that is usual.
+QString nameOfDigits(const QString &hex)
+{
+    const auto it = std::find_if(std::begin(kNames), std::end(kNames), [&hex](const Name &name) {
+        return hex.size() == QCryptographicHash::hashLength(name.algorithm) * 2;
+    });
+    return it == std::end(kNames) || !isHex(hex) ? QString() : it->text.toString();
 }
 
-std::optional<Checksum> Checksum::parse(const QString &text, QString *errorText)
+/// As a checksum is pasted, so it may stand: "sha256:HEX", and HEX alone where its length tells what it is.
+QString withName(const QString &text)
 {
+    const QString bareName = nameOfDigits(text);
+    if (!bareName.isEmpty())
+        return bareName + u'=' + text;
+    const qsizetype colon = text.contains(u'=') ? -1 : text.indexOf(u':');
+    return colon < 0 ? text : QString(text).replace(colon, 1, u'=');
+}
+
+}
+
+std::optional<Checksum> Checksum::parse(const QString &typed, QString *errorText)
+{
+    const QString text = withName(typed.trimmed());
     const qsizetype equals = text.indexOf(u'=');
     const Name *const name = equals > 0 ? find(text.left(equals)) : nullptr;
     if (!name) {
-        *errorText = u"\"%1\" is no checksum. Write ALGORITHM=HEX, with one of: %2."_s.arg(text, allNames());
+        *errorText = u"\"%1\" is no checksum. Write ALGORITHM=HEX, with one of: %2."_s.arg(typed, allNames());
         return std::nullopt;
     }
     const QString hex = text.sliced(equals + 1).trimmed();
     const int digits = QCryptographicHash::hashLength(name->algorithm) * 2;
     if (hex.size() != digits || !isHex(hex)) {
-        *errorText =
-            u"\"%1\" is no %2 checksum: that has %3 hexadecimal digits."_s.arg(text, name->text.toString()).arg(digits);
+        *errorText = u"\"%1\" is no %2 checksum: that has %3 hexadecimal digits."_s.arg(typed, name->text.toString())
+                         .arg(digits);
         return std::nullopt;
     }
     return Checksum{name->algorithm, QByteArray::fromHex(hex.toLatin1())};

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <host/parsing/ratetext.h>
 
+#include <QRegularExpression>
 #include <QStringView>
 
 #include <cmath>
@@ -13,11 +14,18 @@ constexpr double kMost = double(std::numeric_limits<qint32>::max()) * 1024;
 constexpr double kUnit = 1024;
 constexpr QStringView kUnits = u"KMG";
 
+/// "MB" and "MiB" are as good as "M".
+QString withoutBytes(const QString &text)
+{
+    static const QRegularExpression bytes(QStringLiteral("([KMG])i?B$"), QRegularExpression::CaseInsensitiveOption);
+    return QString(text).replace(bytes, QStringLiteral("\\1"));
+}
+
 }
 
 std::optional<qint64> RateText::read(const QString &typed)
 {
-    QString text = typed.trimmed();
+    QString text = withoutBytes(typed.trimmed());
     if (text.isEmpty())
         return 0;
     const qsizetype unit = kUnits.indexOf(text.back().toUpper());

@@ -41,6 +41,10 @@ void TestOptionValue::textBecomesAValue_data()
     row("a rate in bytes", u"limit-rate"_s, u"1000"_s, qint64(1000));
     row("a rate in K", u"limit-rate"_s, u"1.5K"_s, qint64(1536));
     row("a rate in small letters", u"limit-rate"_s, u"2m"_s, qint64(2 * 1024 * 1024));
+    row("a rate in MB", u"limit-rate"_s, u"1MB"_s, qint64(1024 * 1024));
+    row("a rate in KiB", u"limit-rate"_s, u"1.5KiB"_s, qint64(1536));
+    row("seconds with their unit", u"timeout"_s, u"10s"_s, qint64(10000));
+    row("tries without an end", u"tries"_s, u"inf"_s, qint64(0));
     row("no limit", u"limit-rate"_s, u"0"_s, qint64(0));
     row("a rate of nothing", u"limit-rate"_s, QString(), qint64(0));
     row("a rate at some hours", u"limit-rate"_s, u"500K@8:00-18:00,2048K"_s, u"2M,500K@08:00-18:00"_s);
@@ -84,14 +88,27 @@ void TestOptionValue::whatIsNoValueIsSaid_data()
     row("no number", u"tries"_s, u"many"_s, u"--tries \"many\" is no number from 0 to 1000000."_s);
     row("a part of one", u"tries"_s, u"1.5"_s, u"--tries \"1.5\" is no number from 0 to 1000000."_s);
     row("a rate of an unknown unit", u"limit-rate"_s, u"1X"_s,
-        u"--limit-rate \"1X\" is no rate. Write bytes a second, as in 500K or 2.5M; 0 is no limit. For some hours of the "
+        u"--limit-rate \"1X\" is no rate. Write bytes a second, as in 500K or 2.5M; 0 is no limit. For some hours of "
+        u"the "
         u"day: 2M,500K@08:00-18:00."_s);
     row("a rate below nothing", u"limit-rate"_s, u"-1"_s,
-        u"--limit-rate \"-1\" is no rate. Write bytes a second, as in 500K or 2.5M; 0 is no limit. For some hours of the "
+        u"--limit-rate \"-1\" is no rate. Write bytes a second, as in 500K or 2.5M; 0 is no limit. For some hours of "
+        u"the "
         u"day: 2M,500K@08:00-18:00."_s);
     row("no hours", u"schedule"_s, u"at night"_s,
         u"--schedule \"at night\" tells no hours of the day. Write them as in 01:00-07:00, 22:00-06:00 or "
         u"sat-sun@00:00-24:00; several with commas between them."_s);
+    row("hours that no day has", u"schedule"_s, u"25:00-26:00"_s,
+        u"--schedule \"25:00-26:00\" tells no hours of the day. Write them as in 01:00-07:00, 22:00-06:00 or "
+        "sat-sun@00:00-24:00; several with commas between them."_s);
+    row("a rate at hours that no day has", u"limit-rate"_s, u"500K@25:00-26:00"_s,
+        u"--limit-rate \"500K@25:00-26:00\" is no rate. Write bytes a second, as in 500K or 2.5M; 0 is no limit. For "
+        "some hours of the day: 2M,500K@08:00-18:00."_s);
+    row("a secret in the place of a rate", u"limit-rate"_s, u"me:s3cr3t@h"_s,
+        u"--limit-rate \"…@h\" is no rate. Write bytes a second, as in 500K or 2.5M; 0 is no limit. For some hours of "
+        "the day: 2M,500K@08:00-18:00."_s);
+    row("a number without an end", u"max-connections"_s, u"inf"_s,
+        u"--max-connections \"inf\" is no number from 1 to 20."_s);
     row("a wait of days", u"retry-wait"_s, u"86400"_s,
         u"--retry-wait \"86400\" is no number of seconds from 0 to 3600."_s);
     row("perhaps", u"netrc"_s, u"perhaps"_s, u"--netrc \"perhaps\" is neither true nor false."_s);

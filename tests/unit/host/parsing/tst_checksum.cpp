@@ -26,6 +26,13 @@ void TestChecksum::textIsRead_data()
     QTest::newRow("an algorithm in any spelling") << u"SHA1="_s + sha1 << u"sha-1="_s + sha1;
     QTest::newRow("digits in upper case") << u"sha_1="_s + sha1.toUpper() << u"sha-1="_s + sha1;
     QTest::newRow("blanks around the digits") << u"md5= "_s + md5 + u' ' << u"md5="_s + md5;
+    QTest::newRow("as it is pasted") << u"sha256:"_s + QString(64, u'a') << u"sha-256="_s + QString(64, u'a');
+    QTest::newRow("32 digits alone") << md5 << u"md5="_s + md5;
+    QTest::newRow("40 digits alone") << sha1.toUpper() << u"sha-1="_s + sha1;
+    QTest::newRow("56 digits alone") << QString(56, u'a') << u"sha-224="_s + QString(56, u'a');
+    QTest::newRow("64 digits alone") << QString(64, u'a') << u"sha-256="_s + QString(64, u'a');
+    QTest::newRow("96 digits alone") << QString(96, u'a') << u"sha-384="_s + QString(96, u'a');
+    QTest::newRow("128 digits alone") << QString(128, u'a') << u"sha-512="_s + QString(128, u'a');
     QTest::newRow("sha-256") << u"sha-256="_s + QString(64, u'a') << u"sha-256="_s + QString(64, u'a');
     QTest::newRow("sha-512") << u"sha512="_s + QString(128, u'0') << u"sha-512="_s + QString(128, u'0');
 }
@@ -44,7 +51,7 @@ void TestChecksum::whatIsNoChecksumIsExplained_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("part");
-    QTest::newRow("no algorithm") << u"d41d8cd98f00b204e9800998ecf8427e"_s << u"ALGORITHM=HEX"_s;
+    QTest::newRow("no algorithm") << u"d41d8cd98f00b204e9800998ecf842"_s << u"ALGORITHM=HEX"_s;
     QTest::newRow("an unknown algorithm") << u"crc=00"_s << u"sha-256"_s;
     QTest::newRow("too few digits") << u"md5=00"_s << u"32"_s;
     QTest::newRow("too many digits") << u"md5="_s + QString(33, u'0') << u"32"_s;
