@@ -168,7 +168,7 @@ QString listDamaged(const Failure &failure)
     if (failure.subject.keptAs.isEmpty())
         return u"the list %1 was damaged. It was set aside, and a new one begun."_s.arg(which);
     return u"the list %1 was damaged%3. It is kept as %2, and a new list was begun; incomplete files stay where they "
-           u"are. Run \"plait list --repair\" with that name to bring over what can be read of it."_s.arg(
+           u"are. To bring over what can be read of it, run: plait list --repair %2 --list %1"_s.arg(
                which, quoted(QDir::toNativeSeparators(failure.subject.keptAs)),
                failure.detail.isEmpty() ? QString() : u": "_s + failure.detail);
 }
@@ -199,8 +199,7 @@ QString cannotTakeOver(const Failure &failure)
 QString sameResource(const Failure &failure)
 {
     if (failure.number != 0)
-        return u"%1 is there already, from download %2; it is fetched once more"_s.arg(quotedFile(failure),
-                                                                                       numberOf(failure));
+        return u"%1 is there already, from download %2"_s.arg(quotedFile(failure), numberOf(failure));
     return u"download %1 has begun to fetch %2 into %3; this one begins once more. \"plait resume %1\" goes on with "
            u"that "
            u"one."_s.arg(numberOf(failure), quotedTitle(failure), quotedFolder(failure));
@@ -345,6 +344,8 @@ QString wayOut(const Failure &failure)
         return u" -o NAME gives it another name, and --on-exists rename finds one."_s;
     if (failure.kind == Kind::CannotCreateFile && failure.number == ENAMETOOLONG)
         return u" -o NAME gives one."_s;
+    if (failure.kind == Kind::FileFailed && failure.number == ESTALE)
+        return u" \"plait restart %1\" fetches it again."_s.arg(failure.subject.id);
     return failure.kind == Kind::CannotCreateFile && failure.number > 0 ? u" -d FOLDER names one."_s : QString();
 }
 

@@ -12,6 +12,7 @@
 #include <QDir>
 #include <QJsonArray>
 #include <QJsonObject>
+#include <QRegularExpression>
 #include <QTextStream>
 
 using namespace Qt::StringLiterals;
@@ -25,6 +26,14 @@ const QString kNoPlace = u"there is no home folder to keep a list in. Name its f
 QString listPathOf(const Arguments &arguments)
 {
     return EngineOptions{arguments.session, arguments.queue}.listPath();
+}
+
+/// Under which name the list stood that was set aside as this file; empty = it is none. It would be set aside once
+/// more, and an empty list begun under its name.
+QString nameBefore(const QString &path)
+{
+    static const QRegularExpression aside(u"^(.+)\\.damaged-\\d{8}-\\d{6}(-\\d+)?$"_s);
+    return aside.match(path).captured(1);
 }
 
 ExitStatus complain(QTextStream &notes, const QString &text)
@@ -121,6 +130,10 @@ ExitStatus ListCare::repair(const Arguments &arguments, QTextStream &answers, QT
     const QString path = listPathOf(arguments);
     if (path.isEmpty())
         return complain(notes, kNoPlace);
+    if (const QString before = nameBefore(path); !before.isEmpty() && arguments.setAsideList.isEmpty())
+        return complain(notes,
+                        u"\"%1\" is a list that was set aside. To bring over what can be read of it, run: plait list "
+                        u"--repair \"%1\" --list \"%2\""_s.arg(path, before));
     const ListRepair::Report report = arguments.setAsideList.isEmpty()
         ? ListRepair::repair(path)
         : ListRepair::bringOver(arguments.setAsideList, path);

@@ -353,8 +353,8 @@ void TestFailureWords::aListThatWasSetAsideIsNamedAsItIsCalledNow()
     subject.keptAs = u"/l.damaged"_s;
     QCOMPARE(FailureWords::sentence(Failure::make(Failure::Kind::ListDamaged, subject, u"no table"_s)),
              u"the list \"/l\" was damaged: no table. It is kept as \"/l.damaged\", and a new list was begun; "
-             u"incomplete files stay where they are. Run \"plait list --repair\" with that name to bring over what can "
-             u"be read of it."_s);
+             u"incomplete files stay where they are. To bring over what can be read of it, run: plait list --repair "
+             u"\"/l.damaged\" --list \"/l\""_s);
 }
 
 void TestFailureWords::whatIsThereAlreadyIsNamed()
@@ -364,7 +364,7 @@ void TestFailureWords::whatIsThereAlreadyIsNamed()
     subject.path = u"/tmp/x.iso"_s;
     subject.folder = u"/tmp"_s;
     QCOMPARE(FailureWords::sentence(Failure::make(Failure::Kind::SameResource, subject, {}, 1)),
-             u"\"/tmp/x.iso\" is there already, from download 3; it is fetched once more"_s);
+             u"\"/tmp/x.iso\" is there already, from download 3"_s);
     QCOMPARE(
         FailureWords::sentence(Failure::make(Failure::Kind::SameResource, subject)),
         u"download 3 has begun to fetch \"x.iso\" into \"/tmp\"; this one begins once more. \"plait resume 3\" goes "

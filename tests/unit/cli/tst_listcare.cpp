@@ -25,6 +25,7 @@ private Q_SLOTS:
     void aWholeListIsSaidToBe();
     void whatIsWrongIsSaidAndWhatToDo();
     void ofAnotherFileItIsSaidHowToBringItOver();
+    void aListThatWasSetAsideIsNotSetAsideOnceMore();
     void programsHearTheSame();
     void whatCannotBeLookedAtIsAComplaint_data();
     void whatCannotBeLookedAtIsAComplaint();
@@ -125,6 +126,17 @@ void TestListCare::ofAnotherFileItIsSaidHowToBringItOver()
     QVERIFY(run(&ListCare::check) != ExitStatus::Done);
     QVERIFY2(m_answers.contains(u"\"%1\" is damaged. Run \"plait list --repair FILE\""_s.arg(path())),
              qPrintable(m_answers));
+}
+
+void TestListCare::aListThatWasSetAsideIsNotSetAsideOnceMore()
+{
+    QVERIFY(makeList(1) && change({u"DROP TABLE cookies"_s}));
+    const QString aside = path() + u".damaged-20261122-130501"_s;
+    QVERIFY(QFile::rename(path(), aside));
+    m_arguments.session.listPath = aside;
+    QVERIFY(run(&ListCare::repair) != ExitStatus::Done);
+    QVERIFY2(m_notes.contains(u"plait list --repair \"%1\" --list \"%2\""_s.arg(aside, path())), qPrintable(m_notes));
+    QVERIFY(QFile::exists(aside) && !QFile::exists(path()));
 }
 
 void TestListCare::programsHearTheSame()
