@@ -222,6 +222,7 @@ private:
 
     std::optional<Lease> claimToRun(qint64 id, Failure *failure);
     void checkAgainstDisk(AbstractDownloadPersistentInfo &record, const FileIdentity &file);
+    void fetchAgainIfGone(Lease &lease);
     void findFile(const AbstractDownloadPersistentInfo &record, const FileIdentity &file) const;
     Failure leaveDisk(const AbstractDownloadPersistentInfo &record, bool withFile);
     void run(const Lease &lease, DownloadStore *list, AbstractDownloadCommand command, const Sources &sources = {});

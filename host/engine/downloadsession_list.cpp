@@ -11,12 +11,15 @@
 #include <host/storage/renamedfile.h>
 #include <inet/qt/download/framework/abstractdownload.h>
 #include <inet/qt/download/framework/abstractdownloadmodule.h>
+#include <inet/qt/download/framework/fileerror.h>
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 
+#include <cerrno>
 #include <memory>
+#include <string>
 
 using namespace Qt::StringLiterals;
 
@@ -27,6 +30,15 @@ namespace
 constexpr int kCandidates = 3;
 /// More are left to the end of the process.
 constexpr qsizetype kReleasedAtTheEnd = 100;
+
+/// Of a finished file that is not the one that was downloaded any more.
+std::string wordsForOther(const AbstractDownloadPersistentInfo &info)
+{
+    const QString path = info.files.isEmpty() ? info.folder : info.filePath(0);
+    return u"\"%1\" is not the file that was downloaded: its length is another one, or another "
+           u"file took its place. It stays as it is."_s.arg(QDir::toNativeSeparators(path))
+               .toStdString();
+}
 
 }
 
@@ -230,11 +242,30 @@ qint64 DownloadSession::lengthOnDisk(const AbstractDownloadPersistentInfo &recor
     return isOurs ? file.size() : -1;
 }
 
+/// What stands in the place of a finished file is left alone, whatever it is; where nothing does, nobody lost anything
+/// by it.
+void DownloadSession::fetchAgainIfGone(Lease &lease)
+{
+    AbstractDownloadPersistentInfo &record = lease.record;
+    const bool isOfFile = record.destinationType == AbstractDownloadPersistentInfo::ToFolder && !record.files.isEmpty();
+    if (!record.isFinished() || !isOfFile)
+        return;
+    const QFileInfo file(record.filePath(0));
+    if (file.exists() || file.isSymLink())
+        return;
+    const auto subject = Failure::Subject::of(record);
+    DiskCheck::forgetProgress(record);
+    Q_EMIT warned(record.id, Failure::make(Failure::Kind::FileMissing, subject));
+    if (!m_list.update(record))
+        Q_EMIT warned(record.id, listFailure());
+}
+
 void DownloadSession::checkWhole(AbstractDownloadPersistentInfo &info, const FileIdentity &file)
 {
     if (info.isFinished() && !info.lastError && !DiskCheck::isWhole(info, lengthOnDisk(info, file)))
-        info.setLastError({QFileDevice::FatalError, ErrorCategory::kFile, errorSourceHere(),
-                           "the finished file is not on the disk in its full length"});
+        info.setLastError({QFileDevice::FatalError, ErrorCategory::kFile,
+                           FileError::wholeSource(FileError::sourceWith(errorSourceHere(), ESTALE)),
+                           wordsForOther(info)});
 }
 
 /// @param how changes the record; answers why it cannot, or no failure

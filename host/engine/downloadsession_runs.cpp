@@ -48,6 +48,7 @@ bool DownloadSession::start(qint64 id, const Sources &sources, Failure *failure)
     std::optional<Lease> lease = claimToRun(id, failure);
     if (!lease)
         return false;
+    fetchAgainIfGone(*lease);
     const bool isDiscarded = DiskCheck::isDiscarded(lease->record);
     DiskCheck::forgetSectionsWithoutBytes(lease->record);
     if (m_streams.contains(id) && !prepareStream(*lease, failure)) {

@@ -104,6 +104,8 @@ private Q_SLOTS:
     void aChangedResourceIsNotMixedWithTheOldOne();
     void aServerThatNoLongerTakesRangesIsSaid();
     void aRemovedPartIsFetchedAnew();
+    void aFinishedFileThatWasDeletedIsFetchedAgain();
+    void aFinishedFileThatWasChangedStaysAndIsSaid();
 
 private:
     // Runs until something is on disk, stops it, and leaves it so.
@@ -327,6 +329,33 @@ void TestPlaitResume::aRemovedPartIsFetchedAnew()
     const PlaitResult result = plait.run({url.toString()});
     QVERIFY2(result.status == 0, result.err);
     verifyWhole(plait, kSmallSize);
+}
+
+void TestPlaitResume::aFinishedFileThatWasDeletedIsFetchedAgain()
+{
+    ScriptedServer server;
+    server.setHandler("/file.bin", [](const ScriptedRequest &) { return ScriptedResponse::file(kSeed, kSmallSize); });
+    PlaitSandbox plait;
+    QCOMPARE(plait.run({server.url(u"/file.bin"_s).toString()}).status, 0);
+    QVERIFY(QFile::remove(plait.path(kName)));
+    const PlaitResult result = plait.runBare({u"resume"_s, u"1"_s});
+    QVERIFY2(result.status == 0, result.err);
+    verifyWhole(plait, kSmallSize);
+}
+
+void TestPlaitResume::aFinishedFileThatWasChangedStaysAndIsSaid()
+{
+    ScriptedServer server;
+    server.setHandler("/file.bin", [](const ScriptedRequest &) { return ScriptedResponse::file(kSeed, kSmallSize); });
+    PlaitSandbox plait;
+    QCOMPARE(plait.run({server.url(u"/file.bin"_s).toString()}).status, 0);
+    QFile file(plait.path(kName));
+    QVERIFY(file.open(QIODevice::Append) && file.write("more") == 4);
+    file.close();
+    const PlaitResult result = plait.runBare({u"resume"_s, u"1"_s});
+    QVERIFY2(result.status != 0 && result.err.contains("length") && result.err.contains("\"plait restart 1\""),
+             result.err);
+    QCOMPARE(QFileInfo(file).size(), kSmallSize + 4);
 }
 
 QTEST_GUILESS_MAIN(TestPlaitResume)
