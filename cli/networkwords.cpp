@@ -102,15 +102,31 @@ QString adviceFor(const Failure &failure)
         : u"Check the address."_s + otherScheme(failure);
 }
 
+/// @param status of an answer without the file
+QString whatCame(int status)
+{
+    switch (status) {
+    case 301:
+    case 302:
+    case 303:
+    case 307:
+    case 308:
+        return u"the server sends on to another address, and does not say to which"_s;
+    case kForbidden:
+        return u"the server refuses to hand it out"_s;
+    default:
+        return u"the server does not send it"_s;
+    }
+}
+
 QString badAnswer(const Failure &failure)
 {
     if (isFtpFolder(failure))
         return cannotDownload(quotedUrl(failure),
                               u"it is a folder, and plait fetches files. Write the address of one that is in it."_s);
     if (failure.number != 0) {
-        const QString what =
-            failure.number == kForbidden ? u"the server refuses to hand it out"_s : u"the server does not send it"_s;
-        return cannotDownload(quotedUrl(failure), what + inBrackets(failure) + u". "_s + adviceFor(failure));
+        return cannotDownload(quotedUrl(failure),
+                              whatCame(failure.number) + inBrackets(failure) + u". "_s + adviceFor(failure));
     }
     return cannotDownload(
         quotedUrl(failure),

@@ -361,7 +361,9 @@ void HttpTransfer::endCutShort(CURLcode code)
 {
     tellHead();
     const QString received = QString::number(m_received);
-    if (m_plan.length >= 0)
+    if (code == CURLE_OPERATION_TIMEDOUT)
+        end(QNetworkReply::TimeoutError, u"Nothing more came for too long, after %1 bytes."_s.arg(received));
+    else if (m_plan.length >= 0)
         end(QNetworkReply::RemoteHostClosedError,
             u"The connection was closed after %1 of %2 bytes."_s.arg(received, QString::number(m_plan.length)));
     else if (m_plan.end == BodyFraming::End::Chunked)

@@ -60,7 +60,8 @@ QNetworkReply *TransferManager::createRequest(Operation operation, const QNetwor
     // A redirect may name any scheme; one that reads local files would hand them out as if they came from the network.
     if (!Schemes::isHttp(url) && !Schemes::isFtp(url))
         return refuse(operation, request, QNetworkReply::ProtocolUnknownError,
-                      u"Protocol \"%1\" is unknown"_s.arg(url.scheme()));
+                      u"The server sends on to \"%1\", and nothing is fetched from such an address"_s.arg(
+                          url.toDisplayString(QUrl::RemoveUserInfo)));
     const bool isServed = operation == GetOperation || (operation == PostOperation && Schemes::isHttp(url));
     if (!isServed)
         return refuse(operation, request, QNetworkReply::ProtocolInvalidOperationError,

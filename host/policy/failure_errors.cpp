@@ -99,8 +99,7 @@ Kind kindOfNetwork(int code)
         return Kind::NotFound;
     case QNetworkReply::ServiceUnavailableError:
         return Kind::ServerOverloaded;
-    case QNetworkReply::ProtocolUnknownError:
-        return Kind::UnsupportedUrl;
+    case QNetworkReply::ProtocolUnknownError: // What a person gave was refused before: a server has sent there.
     case QNetworkReply::InsecureRedirectError:
     case QNetworkReply::ContentAccessDenied:
     case QNetworkReply::ContentOperationNotPermittedError:

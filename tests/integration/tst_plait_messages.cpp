@@ -133,6 +133,9 @@ void TestPlaitMessages::initTestCase()
     m_selfSigned = secure(m_ca->issueSelfSigned(u"self"_s));
     m_http = std::make_unique<ScriptedServer>();
     m_http->setResponse("/file.bin", ScriptedResponse::file(kSeed, kSize));
+    m_http->setResponse("/nowhere", ScriptedResponse::error(302));
+    m_http->setResponse("/here", ScriptedResponse::redirect("file:///etc/hostname"));
+    m_http->setResponse("/there", ScriptedResponse::redirect("sftp://host.example/x"));
     m_http->setHandler("/private", Authentication::basic(kLogin, ScriptedResponse::file(kSeed, kSize)));
     for (const int status : {403, 404, 410, 429, 500, 503})
         m_http->setResponse("/" + QByteArray::number(status), ScriptedResponse::error(status));
@@ -322,6 +325,10 @@ void TestPlaitMessages::whatServersAndProxiesDo_data()
     row("410", "HTTP://410", kNotFound, {"no longer, for good (HTTP status 410)", "another address"});
     row("429", "HTTP://429", kServerOverloaded,
         {"too many requests from here (HTTP status 429)", "Wait a while", "-x 1"});
+    row("a redirect to nowhere", "HTTP://nowhere", kBadResponse,
+        {"sends on to another address, and does not say to which (HTTP status 302)"});
+    row("a redirect to a file of this machine", "HTTP://here", kBadResponse, {"sends on to \"file:///etc/hostname\""});
+    row("a redirect to another protocol", "HTTP://there", kBadResponse, {"sends on to \"sftp://host.example/x\""});
     row("500", "HTTP://500", kBadResponse, {"(HTTP status 500)", "again later"});
     row("503", "HTTP://503", kServerOverloaded, {"too much to do (HTTP status 503)", "Wait a while"});
 }

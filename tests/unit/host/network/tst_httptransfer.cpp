@@ -18,6 +18,7 @@ private Q_SLOTS:
     void whatLiesBehindAnotherAnswerIsPassedOver();
     void whatIsNoAnswerIsNotAskedForTwice_data();
     void whatIsNoAnswerIsNotAskedForTwice();
+    void silenceIsNoEndOfTheConnection();
 
 private:
     /// One after the other, beginning without a connection. @return what the last one came to
@@ -73,6 +74,24 @@ void TestHttpTransfer::whatIsNoAnswerIsNotAskedForTwice()
     QByteArray body;
     QCOMPARE(get(before + 1, &body), QNetworkReply::ProtocolFailure);
     QCOMPARE(m_server.requests().size() - already, 1 + 2 * before);
+}
+
+void TestHttpTransfer::silenceIsNoEndOfTheConnection()
+{
+    ScriptedResponse response = ScriptedResponse::ok("abcdef");
+    response.holdAfter = 3;
+    m_server.setResponses("/file", {response});
+    const QUrl url = m_server.url(u"/file"_s);
+    NetworkAccessChief chief;
+    NetworkOptions options;
+    options.path.silenceTimeoutMs = 1000;
+    Failure failure;
+    QVERIFY(chief.apply(options, &failure));
+    const QSharedPointer<QNetworkAccessManager> manager = chief.takeManager(url);
+    const std::unique_ptr<QNetworkReply> reply(manager->get(QNetworkRequest(url)));
+    QTRY_VERIFY_WITH_TIMEOUT(reply->isFinished(), ScriptedServer::kPatienceMs);
+    QCOMPARE(reply->error(), QNetworkReply::TimeoutError);
+    QCOMPARE(reply->errorString(), u"Nothing more came for too long, after 3 bytes."_s);
 }
 
 QTEST_GUILESS_MAIN(TestHttpTransfer)

@@ -209,6 +209,7 @@ void TestNetworkAccessChief::aRedirectCannotReachLocalFiles()
     const std::unique_ptr<QNetworkReply> reply(manager->get(QNetworkRequest(QUrl::fromLocalFile(path))));
     QVERIFY(waitForEnd(reply.get()));
     QCOMPARE(reply->error(), QNetworkReply::ProtocolUnknownError);
+    QVERIFY2(reply->errorString().contains(path), qPrintable(reply->errorString()));
     QCOMPARE(reply->readAll(), QByteArray());
 }
 

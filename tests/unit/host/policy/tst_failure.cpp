@@ -121,7 +121,7 @@ void TestFailure::kindOfError_data()
     network("a piece that was not asked for", QNetworkReply::ProtocolFailure, Kind::BadAnswer);
     network("a folder of an FTP server", QNetworkReply::ContentOperationNotPermittedError, Kind::BadAnswer);
     network("an FTP range behind the end", QNetworkReply::UnknownContentError, Kind::BadAnswer);
-    network("a scheme that Qt does not speak", QNetworkReply::ProtocolUnknownError, Kind::UnsupportedUrl);
+    network("a redirect to where nothing is fetched from", QNetworkReply::ProtocolUnknownError, Kind::BadAnswer);
 
     const auto handshake = [&row](const char *name, const QString &words, Kind kind) {
         row(name, errorOf(ErrorCategory::kNetwork, QNetworkReply::SslHandshakeFailedError, words.toStdString()), kind);
