@@ -6,6 +6,7 @@
 #include <cli/questions.h>
 #include <cli/requestfeed.h>
 #include <cli/streamwriter.h>
+#include <cli/tally.h>
 #include <cli/warningwords.h>
 #include <host/policy/connectionsnote.h>
 #include <host/policy/contentencoding.h>
@@ -250,10 +251,8 @@ void DownloadsRunner::onBegan(const Snapshot &snapshot)
 
 void DownloadsRunner::onProgress()
 {
-    Overview overview;
+    Overview overview = m_ended;
     overview.waiting = int(m_expected.size() - m_order.size());
-    overview.done = m_done;
-    overview.failed = m_failed;
     overview.bytesTotal = 0;
     for (const qint64 id : std::as_const(m_order)) {
         const Snapshot &row = m_rows[id];
@@ -293,7 +292,7 @@ void DownloadsRunner::onEnded(const Snapshot &snapshot)
     m_rows.remove(snapshot.id);
     m_least.remove(snapshot.id);
     m_printer.end(snapshot.id, summary);
-    count(summary.status);
+    count(summary);
     callAfter(snapshot, summary);
     if (snapshot.stream)
         leaveStream(snapshot);
@@ -324,7 +323,7 @@ void DownloadsRunner::onClosed()
     if (unbegun > 0)
         m_printer.leave(unbegun);
     // What was stopped before it began is as unfinished as what was stopped in the middle.
-    if (m_stopping && (!m_isInputEnded || m_done < m_requests.size() + m_ids.size()))
+    if (m_stopping && (!m_isInputEnded || m_wellEnded < m_requests.size() + m_ids.size()))
         m_status = ExitStatus::Unfinished;
     m_printer.finish();
     m_isClosed = true;
@@ -351,17 +350,16 @@ void DownloadsRunner::refuse(qint64 id, const Summary &summary)
 {
     m_printer.begin(id, summary.url);
     m_printer.end(id, summary);
-    count(summary.status);
+    count(summary);
 }
 
-void DownloadsRunner::count(ExitStatus status)
+void DownloadsRunner::count(const Summary &summary)
 {
-    if (status == ExitStatus::Done)
-        ++m_done;
-    else
-        ++m_failed;
+    ++Tally::placeIn(m_ended, summary);
+    if (summary.status == ExitStatus::Done)
+        ++m_wellEnded;
     if (m_status == ExitStatus::Done)
-        m_status = status;
+        m_status = summary.status;
 }
 
 Summary DownloadsRunner::summaryOf(const Snapshot &snapshot) const

@@ -3,6 +3,7 @@
 
 #include <cli/aftercommands.h>
 #include <cli/arguments.h>
+#include <cli/overview.h>
 #include <cli/runner.h>
 #include <cli/summary.h>
 #include <host/engine/engine.h>
@@ -74,7 +75,7 @@ private:
     void fetchAnew(qint64 id);
     void refuse(qint64 id, const QUrl &url, const Failure &failure);
     void refuse(qint64 id, const Summary &summary);
-    void count(ExitStatus status);
+    void count(const Summary &summary);
     Summary summaryOf(const Snapshot &snapshot) const;
 
     // What is streamed.
@@ -111,8 +112,8 @@ private:
     QTimer m_progressTimer;
     AfterCommands m_after;
     qint64 m_refused = 0; ///< counts down: numbers for what never got one
-    int m_done = 0;
-    int m_failed = 0;
+    int m_wellEnded = 0;
+    Overview m_ended; ///< its counts alone
     bool m_isListKnown = true; ///< m_ids is complete
     bool m_isInputEnded = true; ///< m_requests is
     bool m_stopping = false;

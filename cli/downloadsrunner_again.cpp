@@ -81,5 +81,5 @@ void DownloadsRunner::skip(const Snapshot &there, const QString &path, bool isUp
     summary.errorText.clear();
     m_printer.begin(there.id, there.url);
     m_printer.end(there.id, summary);
-    count(summary.status);
+    count(summary);
 }

@@ -21,6 +21,7 @@ struct Overview {
     QList<DownloadView> running = {}; ///< in the order in which they are shown; those that wait for a retry, too
     int waiting = 0; ///< not begun yet
     int done = 0;
+    int stopped = 0;
     int failed = 0;
     qint64 bytesDone = 0; ///< of all of them
     qint64 bytesTotal = -1; ///< of all of them; -1 = unknown

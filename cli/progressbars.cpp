@@ -50,7 +50,7 @@ Row rowOf(const DownloadView &view, TerminalLook look)
     row.amount = status.total < 0 ? ProgressLine::size(status.done) : u"%1%"_s.arg(ProgressLine::percent(status));
     row.size = status.total < 0 ? QString() : u"of "_s + ProgressLine::size(status.total);
     row.speed = ProgressLine::pace(view);
-    row.left = ProgressLine::remaining(status.done, status.total, status.speed);
+    row.left = ProgressLine::remaining(status);
     if (status.connections > 0)
         row.connections = u"%1 conn"_s.arg(status.connections);
     return row;
@@ -162,17 +162,26 @@ QStringList linesOf(const QList<DownloadView> &downloads, int width, TerminalLoo
     return lines;
 }
 
+/// All that has begun waits for its hour, or for a retry.
+bool isAllAtRest(const Overview &overview)
+{
+    return std::all_of(overview.running.cbegin(), overview.running.cend(),
+                       [](const DownloadView &view) { return view.status.retryInMs >= 0; });
+}
+
 QStringList overallParts(const Overview &overview)
 {
     QStringList parts{u"%1 running"_s.arg(overview.running.size()), u"%1 waiting"_s.arg(overview.waiting),
                       u"%1 done"_s.arg(overview.done)};
     if (overview.failed > 0)
         parts.append(u"%1 failed"_s.arg(overview.failed));
+    if (overview.stopped > 0)
+        parts.append(u"%1 stopped"_s.arg(overview.stopped));
     parts.append(ProgressLine::size(overview.speed) + u"/s"_s);
     if (overview.bytesTotal > 0)
         parts.append(u"%1%"_s.arg(ProgressLine::percent(overview.bytesDone, overview.bytesTotal)));
     const QString left = ProgressLine::remaining(overview.bytesDone, overview.bytesTotal, overview.speed);
-    if (!left.isEmpty())
+    if (!left.isEmpty() && !isAllAtRest(overview))
         parts.append(left);
     return parts;
 }
@@ -195,7 +204,7 @@ QStringList ProgressBars::lines(const Overview &overview, Screen::Size size, Ter
     const qsizetype rows = std::max(1, size.rows - 1);
     const qsizetype running = overview.running.size();
     const bool idle = running + overview.waiting == 0;
-    const bool several = running + overview.waiting + overview.done + overview.failed > 1;
+    const bool several = running + overview.waiting + overview.done + overview.stopped + overview.failed > 1;
     const qsizetype room = rows - (several ? 1 : 0);
     const qsizetype shown = running <= room ? running : std::max<qsizetype>(0, room - 1);
     QStringList lines = linesOf(overview.running.first(shown), width, look);

@@ -16,8 +16,6 @@ namespace
 
 constexpr int kShortestName = 8;
 constexpr qint64 kMillisecondsPerSecond = 1000;
-/// Nobody counts the seconds of more.
-constexpr qint64 kLongWaitMs = 120 * kMillisecondsPerSecond;
 constexpr double kLongSpan = 59.95; ///< seconds; "60.0 s" is a minute
 constexpr uint kFirstBeyondAscii = 0x80;
 
@@ -52,7 +50,7 @@ QString facts(const DownloadView &view)
         parts.append(pace);
     if (status.connections > 1)
         parts.append(u"%1 connections"_s.arg(status.connections));
-    const QString left = ProgressLine::remaining(status.done, status.total, status.speed);
+    const QString left = ProgressLine::remaining(status);
     if (!left.isEmpty())
         parts.append(left);
     return parts.join(u", "_s);
@@ -125,10 +123,21 @@ QString ProgressLine::remaining(qint64 done, qint64 total, qint64 speed)
     return duration((total - done - 1) / speed + 1) + u" left"_s;
 }
 
+QString ProgressLine::remaining(const DownloadStatus &status)
+{
+    return status.retryInMs >= 0 ? QString() : remaining(status.done, status.total, status.speed);
+}
+
+bool ProgressLine::isLongWait(const DownloadStatus &status)
+{
+    constexpr qint64 kLongWaitMs = 120 * kMillisecondsPerSecond;
+    return status.retryInMs >= kLongWaitMs;
+}
+
 QString ProgressLine::pace(const DownloadView &view)
 {
     const DownloadStatus &status = view.status;
-    if (status.retryInMs >= kLongWaitMs)
+    if (isLongWait(status))
         return u"waiting for "_s + duration(status.retryInMs / kMillisecondsPerSecond);
     if (status.retryInMs >= 0)
         return u"retrying in %1 s"_s.arg((status.retryInMs + kMillisecondsPerSecond - 1) / kMillisecondsPerSecond);

@@ -23,6 +23,10 @@ int percent(qint64 done, qint64 total);
 int percent(const DownloadStatus &status);
 /// "1:02 left"; empty when nobody can tell, or nothing is left. @param speed bytes/s
 QString remaining(qint64 done, qint64 total, qint64 speed);
+/// Empty, too, while it waits: then nothing follows from the speed that it had.
+QString remaining(const DownloadStatus &status);
+/// Whether it waits for so long that nobody counts the seconds.
+bool isLongWait(const DownloadStatus &status);
 /// How fast it goes: "1.5 KiB/s", or what it does instead; empty when nothing moves.
 QString pace(const DownloadView &view);
 

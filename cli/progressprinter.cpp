@@ -84,7 +84,7 @@ void ProgressPrinter::planned(qint64, const FetchPlan &plan)
 
 void ProgressPrinter::end(qint64 id, const Summary &summary)
 {
-    forget(id, summary.status != ExitStatus::Done);
+    forget(id, summary);
     m_tally.add(summary);
     tellEnd(summary);
 }
@@ -155,14 +155,14 @@ void ProgressPrinter::take(const Overview &overview, qint64 now)
 }
 
 /// Its line must not come back before the next news of the others.
-void ProgressPrinter::forget(qint64 id, bool failed)
+void ProgressPrinter::forget(qint64 id, const Summary &summary)
 {
     m_speeds.remove(id);
     m_lastLine.remove(id);
     m_events.forget(id);
     const auto isIt = [id](const DownloadView &view) { return view.id == id; };
     if (m_overview.running.removeIf(isIt) > 0)
-        ++(failed ? m_overview.failed : m_overview.done);
+        ++Tally::placeIn(m_overview, summary);
 }
 
 bool ProgressPrinter::hasLiveLines() const
@@ -187,7 +187,8 @@ void ProgressPrinter::printDueLines(qint64 now)
     for (const DownloadView &view : std::as_const(m_overview.running)) {
         if (!m_lastLine.contains(view.id))
             m_lastLine.insert(view.id, now);
-        if (now - m_lastLine.value(view.id) < kLineIntervalMs)
+        const qint64 interval = ProgressLine::isLongWait(view.status) ? kWaitIntervalMs : kLineIntervalMs;
+        if (now - m_lastLine.value(view.id) < interval)
             continue;
         m_lastLine.insert(view.id, now);
         print(ProgressLine::line(view, kLineWidth));

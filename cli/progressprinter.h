@@ -20,6 +20,7 @@ class ProgressPrinter : public Printer
 public:
     static constexpr qint64 kRedrawIntervalMs = 100; ///< between redraws that nothing but progress asks for
     static constexpr qint64 kLineIntervalMs = 5000; ///< between two lines of one download
+    static constexpr qint64 kWaitIntervalMs = 3600 * 1000; ///< while it waits for its hour; a night has many lines
 
     /// @param answers what was asked for @param notes everything else; both outlive this object
     ProgressPrinter(QTextStream &answers, QTextStream &notes, const ProgressOptions &options);
@@ -43,7 +44,7 @@ private:
     bool isToldByTheTally(const Summary &summary) const;
     ClosingWords::Page page() const;
     void take(const Overview &overview, qint64 now);
-    void forget(qint64 id, bool failed);
+    void forget(qint64 id, const Summary &summary);
     bool hasLiveLines() const;
     QStringList liveLines() const;
     void redraw(qint64 now);

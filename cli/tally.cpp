@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <cli/tally.h>
 
+#include <cli/overview.h>
 #include <cli/progressline.h>
 #include <cli/summary.h>
 
@@ -18,4 +19,11 @@ void Tally::add(const Summary &summary)
         ++done;
     if (summary.status == ExitStatus::Done && !summary.isSkipped)
         bytes += summary.bytes;
+}
+
+int &Tally::placeIn(Overview &overview, const Summary &summary)
+{
+    if (summary.isSkipped || summary.status == ExitStatus::Done)
+        return overview.done;
+    return summary.isStopped ? overview.stopped : overview.failed;
 }

@@ -6,6 +6,7 @@
 #include <QStringList>
 #include <QtGlobal>
 
+struct Overview;
 struct Summary;
 
 /// How the downloads of one command ended, all together. A value.
@@ -24,6 +25,8 @@ struct Tally {
     qint64 fetched = 0; ///< bytes that came, of whatever became of them
 
     void add(const Summary &summary);
+    /// Where a download that ended so is counted while others run.
+    static int &placeIn(Overview &overview, const Summary &summary);
     /// Of one alone its own last line says everything.
     bool isOfMany() const { return done + skipped + unbegun + stopped.size() + failed.size() > 1; }
 };

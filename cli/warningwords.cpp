@@ -52,8 +52,9 @@ QString inTime(qint64 ms)
 QString clockOf(const QDateTime &moment, qint64 inMs)
 {
     const QDateTime local = moment.toLocalTime();
-    const QString clock = local.toString(u"HH:mm"_s);
-    return inMs < kDayMs ? clock : QLocale::c().toString(local, u"HH:mm 'on' dddd"_s);
+    if (inMs < kDayMs)
+        return local.toString(u"HH:mm"_s) + (local.addMSecs(-inMs).date() == local.date() ? u""_s : u" tomorrow"_s);
+    return QLocale::c().toString(local, u"HH:mm 'on' dddd"_s);
 }
 
 }

@@ -67,6 +67,7 @@ private Q_SLOTS:
     void oneDownloadNeedsNoOverallLine();
     void theOverallLine_data();
     void theOverallLine();
+    void whatWasStoppedHasNotFailed();
     void moreThanFitAreCounted_data();
     void moreThanFitAreCounted();
     void nothingIsShownWhenNothingIsToBeDone();
@@ -253,6 +254,16 @@ void TestProgressBars::theOverallLine()
     const QStringList lines = ProgressBars::lines(overview, {columns, 24}, kAscii);
     QCOMPARE(lines.size(), 3);
     QTEST(lines.last(), "line");
+}
+
+void TestProgressBars::whatWasStoppedHasNotFailed()
+{
+    Overview overview = overviewOf(2);
+    overview.stopped = 3;
+    for (DownloadView &view : overview.running)
+        view.status.retryInMs = 3600 * 1000;
+    const QString line = ProgressBars::lines(overview, {80, 24}, kAscii).last();
+    QCOMPARE(line, u"2 running, 0 waiting, 0 done, 3 stopped, 2.0 MiB/s, 45%"_s);
 }
 
 void TestProgressBars::moreThanFitAreCounted_data()

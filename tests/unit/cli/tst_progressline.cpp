@@ -136,6 +136,10 @@ void TestProgressLine::line_data()
         << u"x.iso"_s << retrying(4001) << u"x.iso: 25% 512 B of 2.0 KiB, retrying in 5 s"_s;
     QTest::newRow("it waits for its hours")
         << u"x.iso"_s << retrying(18 * 3600 * 1000) << u"x.iso: 25% 512 B of 2.0 KiB, waiting for 18:00:00"_s;
+    DownloadStatus paced = retrying(18 * 3600 * 1000);
+    paced.speed = 5;
+    QTest::newRow("nobody knows how long is left while nothing comes")
+        << u"x.iso"_s << paced << u"x.iso: 25% 512 B of 2.0 KiB, waiting for 18:00:00"_s;
     QTest::newRow("nothing is left at the end")
         << u"x.iso"_s << statusOf(10, 10, 5) << u"x.iso: 100% 10 B of 10 B, 5 B/s"_s;
     QTest::newRow("a name that would command the terminal")

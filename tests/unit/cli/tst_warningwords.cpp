@@ -59,12 +59,14 @@ void TestWarningWords::aFailureIsSaidAsEverywhere()
 
 void TestWarningWords::hoursAreSaidByTheClock()
 {
-    Warning warning{.kind = Warning::Kind::OutOfHours,
-                    .inMs = 3600'000,
-                    .until = QDateTime(QDate(2026, 11, 21), QTime(1, 5))};
+    Warning warning{
+        .kind = Warning::Kind::OutOfHours, .inMs = 3600'000, .until = QDateTime(QDate(2026, 11, 21), QTime(1, 5))};
     QCOMPARE(WarningWords::sentence(0, warning),
              u"it is not the hour that --schedule names: downloads wait until 01:05"_s);
-    warning.inMs *= 24;
+    warning.inMs = 2 * 3600'000;
+    QCOMPARE(WarningWords::sentence(0, warning),
+             u"it is not the hour that --schedule names: downloads wait until 01:05 tomorrow"_s);
+    warning.inMs = 24 * 3600'000;
     QCOMPARE(WarningWords::sentence(0, warning),
              u"it is not the hour that --schedule names: downloads wait until 01:05 on Saturday"_s);
 }
