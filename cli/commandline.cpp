@@ -44,12 +44,40 @@ QString lateCommand(const QStringList &words)
     return found == words.cend() ? QString() : *found;
 }
 
-/// A word that is no command, but nearly one.
-QString nearlyACommand(const QStringList &words)
+/// What people call our commands who know others'.
+struct Synonym {
+    QLatin1StringView typed;
+    QLatin1StringView meant;
+};
+
+constexpr Synonym kSynonyms[] = {
+    {"ls"_L1, "list"_L1},         {"status"_L1, "list"_L1},       {"rm"_L1, "remove"_L1},    {"del"_L1, "remove"_L1},
+    {"delete"_L1, "remove"_L1},   {"info"_L1, "show"_L1},         {"add"_L1, "get"_L1},      {"download"_L1, "get"_L1},
+    {"fetch"_L1, "get"_L1},       {"continue"_L1, "resume"_L1},   {"start"_L1, "resume"_L1}, {"verify"_L1, "check"_L1},
+    {"settings"_L1, "config"_L1}, {"version"_L1, "--version"_L1},
+};
+
+constexpr QLatin1StringView kStops[] = {"stop"_L1, "pause"_L1, "cancel"_L1};
+
+/// A word that is no command, but nearly one, or another's name for one.
+QString nearlyACommand(const QString &first)
 {
     static const QRegularExpression name(u"^[a-z][a-z-]*$"_s);
-    const QString first = words.value(0);
+    const auto synonym = std::find_if(std::begin(kSynonyms), std::end(kSynonyms),
+                                      [&first](const Synonym &one) { return first == one.typed; });
+    if (synonym != std::end(kSynonyms))
+        return synonym->meant;
     return name.match(first).hasMatch() ? Nearest::of(first, CommandTable::names()) : QString();
+}
+
+/// The sentence about a first word that was meant for a command; empty = it was not.
+QString problemOfCommand(const QString &first)
+{
+    if (std::find(std::begin(kStops), std::end(kStops), first) != std::end(kStops))
+        return u"\"%1\" is no command: a download stops with the plait that runs it, by Ctrl-C. \"plait resume\" goes on."_s
+            .arg(first);
+    const QString meant = nearlyACommand(first);
+    return meant.isEmpty() ? QString() : u"\"%1\" is no command. Did you mean \"plait %2\"?"_s.arg(first, meant);
 }
 
 QStringList typedNames(const OptionRow &row)
@@ -137,9 +165,9 @@ Outcome CommandLine::read(const QStringList &typedWords, const QString &configFi
         return complaint(
             u"\"%1\" is a command, and a command comes first: \"plait %1 …\". Its options stand behind it."_s.arg(
                 late));
-    const QString meant = isNamed ? QString() : nearlyACommand(typedWords);
-    if (!meant.isEmpty())
-        return complaint(u"\"%1\" is no command. Did you mean \"plait %2\"?"_s.arg(typedWords.constFirst(), meant));
+    const QString misnamed = isNamed ? QString() : problemOfCommand(typedWords.value(0));
+    if (!misnamed.isEmpty())
+        return complaint(misnamed);
     QString problem = giveTyped(parsed.options, outcome.values);
     if (problem.isEmpty())
         problem = giveSettings(SettingsFile::read(configFile), *parsed.command, outcome.values);

@@ -184,9 +184,10 @@ const QList<CommandRow> &CommandTable::rows()
          .manual = "tell of a command, of all options, or of what other programs' options are here",
          .groups = "",
          .wordName = "TOPIC",
-         .wordHelp = "A command, \"options\", or \"curl\", \"wget\", \"aria2\"",
+         .wordHelp = "A command, an option, \"options\", or \"curl\", \"wget\", \"aria2\"",
          .mostWords = 2,
          .examples = "plait help resume\n"
+                     "plait help --limit-rate\n"
                      "plait help options\n"
                      "plait help options list\n"
                      "plait help curl"},

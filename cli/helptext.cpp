@@ -5,6 +5,10 @@
 #include <cli/habits.h>
 #include <cli/nearest.h>
 
+#include <QRegularExpression>
+
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 namespace
@@ -103,12 +107,60 @@ QString ofTool(const Habits::Tool &tool)
     return text;
 }
 
+/// Of Markdown, what people read.
+QString plain(QString text)
+{
+    static const QRegularExpression link(u"\\[([^\\]]*)\\]\\([^)]*\\)"_s);
+    return text.replace(link, u"\\1"_s).remove(u'`');
+}
+
+/// With dashes or without, by its name or its letter; null = there is none.
+const OptionRow *optionOf(const QString &topic)
+{
+    const OptionTable &table = CommandOptions::table();
+    if (topic.startsWith("--"_L1))
+        return table.find(topic.sliced(2));
+    if (!topic.startsWith(u'-'))
+        return table.find(topic);
+    const QList<const OptionRow *> &rows = table.rows();
+    const auto found = std::find_if(rows.cbegin(), rows.cend(), [&topic](const OptionRow *row) {
+        return row->letter && topic == u'-' + QString(QLatin1Char(row->letter));
+    });
+    return found == rows.cend() ? nullptr : *found;
+}
+
+QString ofOption(const OptionRow &row)
+{
+    QStringList commands;
+    for (const CommandRow &command : CommandTable::rows()) {
+        if (command.takes(row))
+            commands.append(QString::fromLatin1(command.name));
+    }
+    const QStringList others = row.names().sliced(1);
+    const QString text = row.manual ? plain(QString::fromUtf8(row.manual)) : QString::fromUtf8(row.help);
+    return entry(nameOf(row), text + (row.manual ? QString() : choicesOf(row)), kOptionWidth)
+        + (others.isEmpty() ? QString() : entry(u"The same:"_s, u"--"_s + others.join(", --"_L1), kOptionWidth))
+        + entry(u"Commands:"_s, commands.join(", "_L1), kOptionWidth);
+}
+
+/// What a name of other programs' is here; empty = nothing.
+QString ofHabit(const QString &topic)
+{
+    QString text;
+    const QList<Habits::Meaning> meanings = Habits::meanings(topic, Habits::tools());
+    for (const Habits::Meaning &meaning : meanings)
+        text += entry(u"%1 (%2)"_s.arg(topic, meaning.tools.join(", "_L1)), Habits::advice(meaning.habit), kHabitWidth);
+    return text;
+}
+
 QString unknown(const QString &topic)
 {
     QStringList topics = CommandTable::names() + QStringList{kOptions};
     const QList<const Habits::Tool *> tools = Habits::tools();
     for (const Habits::Tool *tool : tools)
         topics.append(tool->name);
+    for (const OptionRow *row : CommandOptions::table().rows())
+        topics += {QString::fromLatin1(row->name), u"--"_s + QLatin1StringView(row->name)};
     const QString nearest = Nearest::of(topic, topics);
     return u"there is no help about \"%1\". %2"_s.arg(topic.left(30),
                                                       nearest.isEmpty()
@@ -160,6 +212,10 @@ QString HelpText::about(const QStringList &topics, QString *problem)
         return isOptions ? ofOptions(*command) : ofCommand(*command);
     if (tool)
         return ofTool(*tool);
+    if (const OptionRow *option = optionOf(topic))
+        return ofOption(*option);
+    if (const QString habit = ofHabit(topic); !habit.isEmpty())
+        return habit;
     *problem = unknown(name);
     return {};
 }

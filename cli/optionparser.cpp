@@ -312,6 +312,13 @@ OwnWords inOwnWords(const QStringList &words)
     return isLikeOthers(command) ? typedWords(*command, words.sliced(1)) : OwnWords{words, {}, {}};
 }
 
+/// "help --limit-rate", which is no option of help.
+bool asksForOption(const QStringList &words)
+{
+    const QString topic = words.value(1);
+    return words.value(0) == "help"_L1 && topic.startsWith(u'-') && topic != "--help"_L1 && topic != "-h"_L1;
+}
+
 OptionParser::Parsed helpAbout(const QStringList &topics)
 {
     QString problem;
@@ -323,6 +330,8 @@ OptionParser::Parsed helpAbout(const QStringList &topics)
 
 OptionParser::Parsed OptionParser::parse(const QStringList &words)
 {
+    if (asksForOption(words))
+        return helpAbout({words.at(1)});
     const OwnWords own = inOwnWords(words);
     if (!own.complaint.isEmpty())
         return complaint(own.complaint);

@@ -35,7 +35,10 @@ class TestArguments : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase();
+
     void aUrlAloneIsEnough();
+    void aProxyReachesAddressesOfEachKind();
     void everythingIsRead();
     void whereTheFileGoes_data();
     void whereTheFileGoes();
@@ -70,6 +73,19 @@ private Q_SLOTS:
     void aSettingThatThereIsNoneOfIsSaid();
     void theVersionIsPrinted();
 };
+
+/// Variables for a proxy decide what is asked of whom.
+void TestArguments::initTestCase()
+{
+    for (const char *name : {"http_proxy", "all_proxy", "ALL_PROXY", "no_proxy", "NO_PROXY"})
+        qunsetenv(name);
+}
+
+void TestArguments::aProxyReachesAddressesOfEachKind()
+{
+    const Arguments::Outcome outcome = parse({u"-6"_s, u"--proxy"_s, u"http://p:1"_s, u"http://127.0.0.1/x"_s});
+    QVERIFY2(outcome.arguments, qPrintable(outcome.text));
+}
 
 void TestArguments::aUrlAloneIsEnough()
 {
@@ -397,6 +413,10 @@ void TestArguments::whatIsWrongIsSaid_data()
     QTest::newRow("an option without its value") << QStringList{url, u"-d"_s} << u"--dir"_s;
     QTest::newRow("no URL at all") << QStringList{u"example/x"_s} << u"\"example/x\" is no URL"_s;
     QTest::newRow("a command with a slip") << QStringList{u"lsit"_s} << u"Did you mean \"plait list\"?"_s;
+    QTest::newRow("IPv6 alone for an IPv4 address")
+        << QStringList{u"-6"_s, u"http://127.0.0.1/x"_s} << u"--ipv6 never reaches \"127.0.0.1\""_s;
+    QTest::newRow("IPv4 alone for an IPv6 address")
+        << QStringList{u"-4"_s, u"http://[::1]/x"_s} << u"--ipv4 never reaches \"[::1]\""_s;
     QTest::newRow("a URL without a host") << QStringList{u"http:///x"_s} << u"is no URL"_s;
     QTest::newRow("one bad URL among good ones") << QStringList{url, u"x"_s} << u"\"x\" is no URL"_s;
     QTest::newRow("one name for two files") << QStringList{url, url, u"-o"_s, u"y"_s} << u"several URLs"_s;

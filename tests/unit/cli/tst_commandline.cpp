@@ -25,7 +25,11 @@ private Q_SLOTS:
     void allOptionsOfACommandAreListed();
     void theProgramsHelpNamesAllCommandsOnOneScreen();
     void helpTellsOfOtherPrograms();
+    void helpTellsOfAnOption_data();
+    void helpTellsOfAnOption();
     void helpThatThereIsNoneOfNamesTheNearest();
+    void othersNamesOfCommandsAreAnswered_data();
+    void othersNamesOfCommandsAreAnswered();
     void everyOptionIsNear_data();
     void everyOptionIsNear();
     void everyGroupBelongsToACommandAndEveryCommandToGroups();
@@ -149,6 +153,49 @@ void TestCommandLine::helpTellsOfOtherPrograms()
         const QString text = helpOf({u"help"_s, name});
         QVERIFY2(text.contains("--output FILE"_L1) && text.contains("leave it out: "_L1), qPrintable(text));
     }
+}
+
+void TestCommandLine::helpTellsOfAnOption_data()
+{
+    QTest::addColumn<QString>("topic");
+    QTest::addColumn<QString>("part");
+    QTest::newRow("by its name") << u"--limit-rate"_s << u"see Times of"_s;
+    QTest::newRow("without dashes") << u"limit-rate"_s << u"--max-download-limit"_s;
+    QTest::newRow("the commands that take it") << u"schedule"_s << u"get, resume, retry, restart, finish"_s;
+    QTest::newRow("by its letter") << u"-x"_s << u"--max-connections N"_s;
+    QTest::newRow("by a name of others that is ours") << u"--split"_s << u"--max-connections N"_s;
+    QTest::newRow("of others") << u"--remote-name"_s << u"leave it out"_s;
+    QTest::newRow("what it may be") << u"sort"_s << u"name, size"_s;
+}
+
+void TestCommandLine::helpTellsOfAnOption()
+{
+    QFETCH(QString, topic);
+    QFETCH(QString, part);
+    const QString text = helpOf({u"help"_s, topic});
+    QVERIFY2(text.startsWith("  "_L1) && text.contains(part), qPrintable(text));
+    QVERIFY2(!text.contains(u'`') && !text.contains("]("_L1), qPrintable(text));
+}
+
+void TestCommandLine::othersNamesOfCommandsAreAnswered_data()
+{
+    QTest::addColumn<QStringList>("words");
+    QTest::addColumn<QString>("answer");
+    QTest::newRow("ls") << QStringList{u"ls"_s} << u"Did you mean \"plait list\"?"_s;
+    QTest::newRow("rm") << QStringList{u"rm"_s, u"3"_s} << u"Did you mean \"plait remove\"?"_s;
+    QTest::newRow("status") << QStringList{u"status"_s} << u"Did you mean \"plait list\"?"_s;
+    QTest::newRow("version") << QStringList{u"version"_s} << u"Did you mean \"plait --version\"?"_s;
+    QTest::newRow("stop") << QStringList{u"stop"_s, u"3"_s} << u"by Ctrl-C. \"plait resume\" goes on."_s;
+    QTest::newRow("pause") << QStringList{u"pause"_s, u"3"_s} << u"by Ctrl-C. \"plait resume\" goes on."_s;
+}
+
+void TestCommandLine::othersNamesOfCommandsAreAnswered()
+{
+    QFETCH(QStringList, words);
+    QFETCH(QString, answer);
+    const Outcome outcome = read(words);
+    QVERIFY(!outcome.command && !outcome.isHelp);
+    QVERIFY2(outcome.text.endsWith(answer), qPrintable(outcome.text));
 }
 
 void TestCommandLine::helpThatThereIsNoneOfNamesTheNearest()
