@@ -144,14 +144,17 @@ QString tooManyRedirects(const Failure &failure)
 
 QString serverOverloaded(const Failure &failure)
 {
+    // Of an answer, that is what it asked for.
+    const bool isAsked = failure.number != 0 && !failure.detail.isEmpty();
+    const QString asked = inBrackets(failure) + (isAsked ? u"; "_s + failure.detail : QString());
     if (failure.number == kTooManyRequests)
-        return cannotDownload(
-            quotedTitle(failure),
-            u"the server %1 has had too many requests from here%2. Wait a while and run the same "
-            u"command again to resume; -x 1 asks it less often."_s.arg(quotedHost(failure), inBrackets(failure)));
+        return cannotDownload(quotedTitle(failure),
+                              u"the server %1 has had too many requests from here%2. Wait %3 and run the same "
+                              u"command again to resume; -x 1 asks it less often."_s.arg(
+                                  quotedHost(failure), asked, isAsked ? u"that long"_s : u"a while"_s));
     return cannotDownload(quotedTitle(failure),
-                          u"the server %1 has too much to do%2. Wait a while and run the same command again to "
-                          u"resume."_s.arg(quotedHost(failure), inBrackets(failure)));
+                          u"the server %1 has too much to do%2. Wait %3 and run the same command again to "
+                          u"resume."_s.arg(quotedHost(failure), asked, isAsked ? u"that long"_s : u"a while"_s));
 }
 
 bool isProxys(Kind kind)

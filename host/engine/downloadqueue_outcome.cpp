@@ -68,6 +68,16 @@ AbstractError explained(const AbstractDownloadPersistentInfo &info)
     return {int(code), ErrorCategory::kDownload, error.source, {}};
 }
 
+/// An answer's status has no words of its own. Who tries again later has to know how much later.
+void noteAskedWait(AbstractDownloadPersistentInfo &info, const QList<QString> &responseHeaders)
+{
+    if (info.lastError.category != ErrorCategory::kHttp || !Retry::isWorthwhile(info.lastError))
+        return;
+    const qint64 ms = Retry::retryAfter(responseHeaders, QDateTime::currentDateTimeUtc()).value_or(0);
+    if (ms > 0)
+        info.lastError.description = u"it asks to wait for %1 s"_s.arg((ms + 999) / 1000).toStdString();
+}
+
 /// Of the address that failed, which need not be the one that the download has.
 Failure failureAt(const QUrl &url, const AbstractDownloadPersistentInfo &info)
 {
@@ -124,8 +134,10 @@ void DownloadQueue::judge(QueuedDownload &active, const QList<QString> &response
     if (bytes > active.mostBytes)
         active.failures = 0;
     active.mostBytes = std::max(active.mostBytes, bytes);
-    if (!tryNextSource(active) && !handleTrouble(active) && !tryAgainLater(active, responseHeaders))
+    if (!tryNextSource(active) && !handleTrouble(active) && !tryAgainLater(active, responseHeaders)) {
+        noteAskedWait(active.info, responseHeaders);
         endByItsError(active);
+    }
 }
 
 /// One of the addresses that people know.

@@ -133,6 +133,9 @@ void TestPlaitMessages::initTestCase()
     m_selfSigned = secure(m_ca->issueSelfSigned(u"self"_s));
     m_http = std::make_unique<ScriptedServer>();
     m_http->setResponse("/file.bin", ScriptedResponse::file(kSeed, kSize));
+    ScriptedResponse later = ScriptedResponse::error(503);
+    later.headers = {{"Retry-After", "7200"}};
+    m_http->setResponse("/later", later);
     m_http->setResponse("/nowhere", ScriptedResponse::error(302));
     m_http->setResponse("/here", ScriptedResponse::redirect("file:///etc/hostname"));
     m_http->setResponse("/there", ScriptedResponse::redirect("sftp://host.example/x"));
@@ -325,6 +328,8 @@ void TestPlaitMessages::whatServersAndProxiesDo_data()
     row("410", "HTTP://410", kNotFound, {"no longer, for good (HTTP status 410)", "another address"});
     row("429", "HTTP://429", kServerOverloaded,
         {"too many requests from here (HTTP status 429)", "Wait a while", "-x 1"});
+    row("503 until later", "HTTP://later", kServerOverloaded,
+        {"too much to do (HTTP status 503); it asks to wait for 7200 s", "Wait that long"});
     row("a redirect to nowhere", "HTTP://nowhere", kBadResponse,
         {"sends on to another address, and does not say to which (HTTP status 302)"});
     row("a redirect to a file of this machine", "HTTP://here", kBadResponse, {"sends on to \"file:///etc/hostname\""});

@@ -142,6 +142,7 @@ private Q_SLOTS:
     void noMoreThanTenTimesASecondIsDrawn();
     void theNewestStateIsDrawnWhenADownloadEnds();
     void speedsAreSmoothed();
+    void aNightOfWaitingIsNoThousandsOfLines();
     void messagesStandAboveTheLiveLines();
     void whatEndedHasNoLiveLineAnyMore();
     void liveLinesGoWithThePrinter();
@@ -240,6 +241,21 @@ void TestProgressPrinter::speedsAreSmoothed()
     bench.printer.progress(overviewOf({viewOf(1, 0, 100000, 0)}));
     model.feed(bench.taken());
     QVERIFY2(model.lines().first().contains("368 B/s      4:32 left"_L1), qPrintable(model.lines().first()));
+}
+
+void TestProgressPrinter::aNightOfWaitingIsNoThousandsOfLines()
+{
+    Bench bench;
+    DownloadView view = viewOf(1, 10, 100);
+    view.status.retryInMs = 8 * 3600 * 1000;
+    for (int i = 0; i < 3600; i += 5) {
+        bench.now = kStart + qint64(i) * 1000;
+        bench.printer.progress(overviewOf({view}));
+    }
+    QCOMPARE(bench.notesText, QString());
+    bench.now = kStart + 3600 * 1000;
+    bench.printer.progress(overviewOf({view}));
+    QCOMPARE(bench.notesText.count(u'\n'), 1);
 }
 
 void TestProgressPrinter::messagesStandAboveTheLiveLines()
