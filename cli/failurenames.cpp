@@ -5,6 +5,18 @@
 
 using namespace Qt::StringLiterals;
 
+namespace
+{
+
+/// As it stands in an address, where its colons are not those of a port.
+QString hostOf(const Failure &failure)
+{
+    const QString &host = failure.subject.host;
+    return host.count(u':') > 1 && !host.startsWith(u'[') ? u'[' + host + u']' : host;
+}
+
+}
+
 QString FailureNames::quoted(const QString &text)
 {
     return u'"' + text + u'"';
@@ -17,14 +29,14 @@ QString FailureNames::quotedUrl(const Failure &failure)
 
 QString FailureNames::quotedHost(const Failure &failure)
 {
-    return quoted(failure.subject.host);
+    return quoted(hostOf(failure));
 }
 
 QString FailureNames::quotedServer(const Failure &failure)
 {
     const QUrl &url = failure.subject.url;
     const bool isItsPort = url.port() > 0 && url.host() == failure.subject.host;
-    return isItsPort ? quoted(failure.subject.host + u':' + QString::number(url.port())) : quotedHost(failure);
+    return isItsPort ? quoted(hostOf(failure) + u':' + QString::number(url.port())) : quotedHost(failure);
 }
 
 QString FailureNames::quotedTitle(const Failure &failure)

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <cli/failurenames.h>
 #include <cli/failurewords.h>
 #include <host/parsing/authchallenges.h>
 #include <host/parsing/securitywords.h>
@@ -57,6 +58,7 @@ private Q_SLOTS:
     void everyTextIsOneSentenceOrMore();
     void noErrorHasNoText();
     void aPasswordInTheUrlIsNotShown();
+    void anAddressWithColonsHasItsBrackets();
     void anFtpServersLoginIsGivenByTheOption();
     void anFtpFolderIsSaidToBeOne();
     void aRecordWithoutAFileIsNamedByItsUrl();
@@ -199,6 +201,15 @@ void TestFailureWords::everyTextIsOneSentenceOrMore()
 void TestFailureWords::noErrorHasNoText()
 {
     QVERIFY(FailureWords::sentence({}).isEmpty());
+}
+
+void TestFailureWords::anAddressWithColonsHasItsBrackets()
+{
+    Failure::Subject subject;
+    subject.url = QUrl(u"http://[::1]:8080/x"_s);
+    subject.host = subject.url.host();
+    QCOMPARE(FailureNames::quotedServer(Failure::make(Failure::Kind::UnsupportedUrl, subject)), u"\"[::1]:8080\""_s);
+    QCOMPARE(FailureNames::quotedHost(Failure::make(Failure::Kind::UnsupportedUrl, subject)), u"\"[::1]\""_s);
 }
 
 void TestFailureWords::aPasswordInTheUrlIsNotShown()
