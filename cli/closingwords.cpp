@@ -136,8 +136,11 @@ bool fits(const QString &line, const Page &page)
     return page.columns <= 0 || TextColumns::width(line) <= page.columns;
 }
 
+/// What could not be read as an address has no name: its reason says where it stands.
 QString failureLine(const Tally::Failed &failed, const Page &page)
 {
+    if (failed.name.isEmpty())
+        return fitted(kIndent + failed.reason, page.columns, page);
     const QString name = fitted(failed.name, page.columns / 2, page);
     return fitted(u"%1%2: %3"_s.arg(kIndent, name, failed.reason), page.columns, page);
 }

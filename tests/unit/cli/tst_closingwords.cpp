@@ -62,6 +62,7 @@ private Q_SLOTS:
     void filesAreNamedFromWhereOneStands();
     void ofAll_data();
     void ofAll();
+    void aLineThatIsNoAddressHasNoName();
     void noLineIsTooWide();
     void aThousandFailuresAreNotToldAgain();
     void whatWasStoppedIsNamedInOneLine();
@@ -174,6 +175,14 @@ void TestClosingWords::ofAll()
 {
     QFETCH(int, columns);
     QTEST(ClosingWords::ofAll(mixed(), 64, {.columns = columns}), "lines");
+}
+
+void TestClosingWords::aLineThatIsNoAddressHasNoName()
+{
+    Tally tally;
+    tally.done = 1;
+    tally.failed.append({QString(), u"urls.txt:2: \"bad line\" is no URL"_s});
+    QCOMPARE(ClosingWords::ofAll(tally, 64, {.columns = 0}).last(), u"  urls.txt:2: \"bad line\" is no URL"_s);
 }
 
 void TestClosingWords::noLineIsTooWide()
