@@ -136,6 +136,7 @@ private:
     void forgetThatItIsEarly();
     void save();
     void saveSoon();
+    bool mustBeSaidAtOnce(const AbstractDownloadPersistentInfo &record) const;
     void begin(const AbstractDownloadPersistentInfo &snapshot);
     bool claimsNewBytes(const AbstractDownloadPersistentInfo &snapshot) const;
     void onSynced(const FileSyncer::Outcome &outcome);

@@ -57,12 +57,22 @@ void DownloadRun::forgetBytes()
 void DownloadRun::save()
 {
     m_saveTimer.stop();
-    if (m_writing && !m_isClaimLost && takesBackFromList(info()))
+    if (mustBeSaidAtOnce(info()))
         writeAtOnce(whatMayBeSaid(info()));
     else if (isSaving())
         m_pending = Pending::AtOnce;
     else
         begin(info());
+}
+
+/// Before the file is changed to match; and where it was just made, before anything is in it: bytes of which the list
+/// does not know whose they are would stay behind a process that is killed.
+bool DownloadRun::mustBeSaidAtOnce(const AbstractDownloadPersistentInfo &record) const
+{
+    if (!m_list || m_isClaimLost)
+        return false;
+    const bool isJustMade = hasFileOnDisk(record) && !hasBytesOnDisk(record) && !hasFileOnDisk(m_saved);
+    return isJustMade || (m_writing && takesBackFromList(record));
 }
 
 void DownloadRun::saveSoon()

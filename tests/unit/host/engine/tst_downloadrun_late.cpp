@@ -76,6 +76,8 @@ private Q_SLOTS:
     void theEndWaitsForTheLastSave();
     void whatIsTakenBackDoesNotWait();
     void aFileIsNotMadeBeforeTheListKnows();
+    void aFileThatWasMadeIsKnownBeforeAnythingIsInIt_data();
+    void aFileThatWasMadeIsKnownBeforeAnythingIsInIt();
     void anAnswerThatWasOvertakenIsNotWhatTheListSays();
     void aFailureIsTold();
 
@@ -157,6 +159,27 @@ void TestDownloadRunLate::aFileIsNotMadeBeforeTheListKnows()
     QCOMPARE(m_list->saves.size(), 1);
     Q_EMIT m_fake->performingFilesOperations(true);
     QVERIFY(m_list->fileIdentity(m_id).plannedAt() > 0);
+}
+
+void TestDownloadRunLate::aFileThatWasMadeIsKnownBeforeAnythingIsInIt_data()
+{
+    QTest::addColumn<bool>("isSaving");
+    QTest::newRow("nothing else is being saved") << false;
+    QTest::newRow("an earlier state is being saved") << true;
+}
+
+void TestDownloadRunLate::aFileThatWasMadeIsKnownBeforeAnythingIsInIt()
+{
+    QFETCH(bool, isSaving);
+    if (isSaving)
+        m_fake->change(true, titled(u"a"_s));
+    QCOMPARE(m_list->saves.size(), qsizetype(isSaving));
+    m_fake->change(true, downloaded(0));
+    QCOMPARE(m_list->load(m_id)->files.value(0).pathOnDisk, u"x.bin.part"_s);
+    QCOMPARE(m_list->updates, QList{DownloadStore::Lasting::ThisRunOfTheMachine});
+    // What follows does not hold up the bytes.
+    m_fake->change(true, downloaded(300));
+    QCOMPARE(m_list->updates.size(), 1);
 }
 
 void TestDownloadRunLate::anAnswerThatWasOvertakenIsNotWhatTheListSays()
