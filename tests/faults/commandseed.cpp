@@ -174,8 +174,6 @@ void CommandSeed::end(bool isKilled)
         m_watch->end();
         return;
     }
-    if (isKilled)
-        noteUntoldFiles();
     m_removed += m_watch->removed();
     CommandScore seen;
     seen.comparisons = m_watch->comparisons();
@@ -186,18 +184,6 @@ void CommandSeed::end(bool isKilled)
     m_questions.clear();
     m_stopping.clear();
     m_begun.clear();
-}
-
-/// What was written between the making of a file and the list's word of it, which waits for whoever keeps the list busy,
-/// is nobody's. An empty file is known by the moment in which it was made.
-void CommandSeed::noteUntoldFiles()
-{
-    const SqlFile list(listPath());
-    const QList<QVariantList> planned =
-        list.rows(u"SELECT url FROM downloads LEFT JOIN files ON download_id = id "
-                  u"WHERE file_identity LIKE 'planned:%' AND coalesce(file_flags, 0) & 1 = 0"_s);
-    for (const QVariantList &row : planned)
-        m_untold.insert(fileOf(QUrl(row.first().toString())));
 }
 
 /// Nothing was lost that somebody was told of, and what is gone stays so.
@@ -403,17 +389,9 @@ void CommandSeed::checkFiles()
         const CommandFile &served = m_world.files.at(file);
         const bool isPlanted = served.isInTheWay
             && TestFiles::readFile(pathOf(name)) == TestFiles::content(plantedSeed(served), 0, kPlantedSize);
-        if (!isPlanted && !paths.contains(pathOf(name)) && !mayBeNobodys(name, file))
+        if (!isPlanted && !paths.contains(pathOf(name)) && !m_leftBehind.contains(file))
             find(u"orphan"_s, u"there is a file \"%1\", and it is no download's"_s.arg(name));
     }
-}
-
-bool CommandSeed::mayBeNobodys(const QString &name, int file) const
-{
-    const QByteArray bytes = TestFiles::readFile(pathOf(name));
-    const bool isIncomplete = name.endsWith(u".part"_s) && !bytes.isEmpty();
-    const bool isSound = isIncomplete || m_world.files.at(file).isVersion(bytes);
-    return m_leftBehind.contains(file) || (isSound && m_untold.contains(file));
 }
 
 /// Whoever was killed owns nothing, whatever the list says.

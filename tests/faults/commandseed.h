@@ -69,7 +69,6 @@ private:
     void listen();
     void end(bool isKilled);
     void killEngine();
-    void noteUntoldFiles();
     void checkRowsOfBeginning();
     void pump(int ms);
     bool waitUntil(const QString &what, const std::function<bool()> &condition);
@@ -105,7 +104,6 @@ private:
     void checkRows();
     void checkFileOf(const Snapshot &row, const QString &path);
     bool isOverwritten(const Snapshot &row) const;
-    bool mayBeNobodys(const QString &name, int file) const;
     void checkFiles();
     void checkClaims();
     bool isGone(qint64 id) const { return m_known.value(id).mayBeGone || m_removed.contains(id); }
@@ -129,7 +127,6 @@ private:
     QSet<qint64> m_stopping; ///< that were told to pause, and have not yet
     QSet<qint64> m_begun; ///< that are active
     QSet<int> m_leftBehind; ///< files of which a removed download may have left something
-    QSet<int> m_untold; ///< likewise, where an engine was killed before it had told the list that they are there
     QList<Question> m_questions; ///< that are open
     QSet<qint64> m_resumed; ///< by the last resumeAll(), and not seen to wait yet
     QHash<qint64, QString> m_paths; ///< of files at the end
