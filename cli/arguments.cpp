@@ -159,8 +159,8 @@ public:
         result.withFile = m_values.flag("delete-file"_L1);
         result.isToAsk = m_values.flag("timestamping"_L1);
         result.force = m_values.flag("force"_L1);
-        result.notes = m_line.notes;
         readPrinting(result);
+        result.notes = m_line.notes + (result.quiet ? QStringList() : m_line.asides);
         readLog(result);
         result.onComplete = program("on-complete"_L1);
         result.onError = program("on-error"_L1);

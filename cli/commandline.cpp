@@ -156,8 +156,8 @@ Outcome CommandLine::read(const QStringList &typedWords, const QString &configFi
     const bool isNamed = beginsWithCommand(typedWords);
     const QStringList unnamed{QString::fromLatin1(CommandTable::unnamed().name)};
     const OptionParser::Parsed parsed = OptionParser::parse(isNamed ? typedWords : unnamed + typedWords);
-    Outcome outcome{parsed.command, parsed.words,  OptionValues(CommandOptions::table()),
-                    parsed.notes,   parsed.isHelp, parsed.text};
+    Outcome outcome{parsed.command, parsed.words, OptionValues(CommandOptions::table()), parsed.notes, parsed.asides,
+                    parsed.isHelp,  parsed.text};
     if (!parsed.command)
         return outcome;
     const QString late = isNamed ? QString() : lateCommand(parsed.words);

@@ -18,6 +18,7 @@ public:
         QStringList words; ///< what follows the command: URLs or numbers
         OptionValues values;
         QStringList notes; ///< sentences to say before it is done
+        QStringList asides; ///< the same, but not to those who want quiet
         bool isHelp = false; ///< the text is an answer, not a complaint
         QString text;
     };

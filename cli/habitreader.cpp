@@ -71,10 +71,11 @@ QString toldMeaning(const Habits::Meaning &meaning, const QString &name)
                                       Habits::advice(meaning.habit));
 }
 
-QString told(const QString &name, const Meanings &meanings)
+/// @param value what was typed, as far as it may be shown
+QString told(const QString &name, const Meanings &meanings, const QString &value = {})
 {
     if (meanings.size() == 1)
-        return u"\"%1\" is no option here: %2."_s.arg(name, Habits::advice(meanings.constFirst().habit));
+        return u"\"%1\" is no option here: %2."_s.arg(name, Habits::advice(meanings.constFirst().habit, value));
     QStringList parts;
     for (const Habits::Meaning &meaning : meanings)
         parts.append(toldMeaning(meaning, name));
@@ -339,17 +340,24 @@ private:
             return;
         const bool isOff = !habit.value && following.isAttached && !following.isLetters && following.text == "false"_L1;
         const QString value = habit.value ? taken(following) : QString();
-        switch (isOff ? Kind::Advice : habit.kind) {
+        if (isOff) {
+            turnOff(name, meaning);
+            return;
+        }
+        switch (habit.isNeedless && habit.isNeedless(value) ? Kind::Needless : habit.kind) {
         case Kind::Same:
             writeOwn(habit, value);
             break;
         case Kind::Always:
             break;
+        case Kind::Needless:
+            noteWithout(name, sayingOf(meaning));
+            break;
         case Kind::Part:
             m_parts.add(QString::fromLatin1(habit.own), name, value);
             break;
         case Kind::Advice:
-            leaveOut(name, meaning);
+            leaveOut(name, meaning, value);
             break;
         case Kind::Refused:
             complain(told(name, {meaning}));
@@ -357,12 +365,27 @@ private:
         }
     }
 
-    void leaveOut(const QString &name, const Habits::Meaning &meaning)
+    void leaveOut(const QString &name, const Habits::Meaning &meaning, const QString &value)
     {
+        const QString shown = meaning.habit.isNumber() && isAmount(value) ? value : QString();
         if (m_command)
-            complain(told(name, {meaning}));
+            complain(told(name, {meaning}, shown));
         else
-            m_read.notes.append(u"\"%1\" is left out: %2."_s.arg(name, Habits::advice(meaning.habit)));
+            noteWithout(name, Habits::advice(meaning.habit, shown));
+    }
+
+    /// Of what is not done without it, nothing is lost. What is so without it stays so.
+    void turnOff(const QString &name, const Habits::Meaning &meaning)
+    {
+        if (meaning.habit.kind == Kind::Always)
+            noteWithout(name + "=false"_L1, sayingOf(meaning));
+    }
+
+    static QString sayingOf(const Habits::Meaning &meaning) { return QString::fromUtf8(meaning.habit.says); }
+
+    void noteWithout(const QString &name, const QString &why)
+    {
+        m_read.notes.append(u"\"%1\" is left out: %2."_s.arg(name, why));
     }
 
     void writeOwn(const Habit &habit, const QString &value)

@@ -19,7 +19,7 @@ struct Read {
 };
 
 /// What was typed behind a command of ours. Our own names come first. What is not to be had, or has several meanings of
-/// which none is certain, is complained of.
+/// which none is certain, is complained of; without what nothing is missed, it is noted.
 Read typed(const QStringList &words, const CommandRow &command);
 /// The words of another program behind its name. What is not to be had is noted, as long as the rest asks for the same.
 Read imported(const QStringList &words, const Habits::Tool &tool);

@@ -29,6 +29,11 @@ bool meansTheSame(const Habit &one, const Habit &other)
         && (isTaken(one) || qstrcmp(one.says, other.says) == 0) && (one.value == nullptr) == (other.value == nullptr);
 }
 
+QString sayingOf(const Habit &habit, const QString &value)
+{
+    return QString::fromUtf8(habit.says).replace("%1"_L1, value.isEmpty() ? QString::fromLatin1(habit.value) : value);
+}
+
 void add(QList<Habits::Meaning> &meanings, const QString &tool, const Habit &habit)
 {
     const auto same = std::find_if(meanings.begin(), meanings.end(), [&habit](const Habits::Meaning &meaning) {
@@ -103,12 +108,12 @@ QString Habits::longName(const Habit &habit, const QString &name)
     return name.startsWith("--"_L1) || longOne == names.cend() ? name : *longOne;
 }
 
-QString Habits::advice(const Habit &habit)
+QString Habits::advice(const Habit &habit, const QString &typed)
 {
-    if (habit.kind == Habit::Kind::Always)
-        return u"leave it out: "_s + QString::fromUtf8(habit.says);
+    if (habit.kind == Habit::Kind::Always || habit.kind == Habit::Kind::Needless)
+        return u"leave it out: "_s + sayingOf(habit, typed);
     if (habit.kind != Habit::Kind::Same)
-        return QString::fromUtf8(habit.says);
+        return sayingOf(habit, typed);
     if (!habit.own)
         return u"write it as it is"_s;
     const QString own = QString::fromLatin1(habit.own);

@@ -40,7 +40,8 @@ QList<Meaning> meanings(const QString &name, const QList<const Tool *> &tools);
 /// The name by which people would know it: the long one, if it has one.
 QString longName(const Habit &habit, const QString &name);
 /// What it is here, for a person who is used to it: "write "--output FILE"".
-QString advice(const Habit &habit);
+/// @param value what was typed; empty = the name of the value stands for it
+QString advice(const Habit &habit, const QString &value = {});
 /// The long names of those that are taken, with their dashes.
 QStringList names();
 /// What others of the user's machine are not to see: the names, with their dashes.

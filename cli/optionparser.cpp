@@ -278,6 +278,7 @@ QString complaintOfExtras(const QStringList &extras, const CommandRow *command)
 struct OwnWords {
     QStringList words;
     QStringList notes;
+    QStringList asides;
     QString complaint;
 };
 
@@ -285,9 +286,12 @@ OwnWords typedWords(const CommandRow &command, const QStringList &words)
 {
     const HabitReader::Read read = HabitReader::typed(words, command);
     if (read.options.contains(kVersion))
-        return {{kVersion}, {}, {}};
+        return {{kVersion}, {}, {}, {}};
     const QStringList end = read.addresses.isEmpty() ? QStringList() : QStringList{u"--"_s};
-    return {QStringList{QString::fromLatin1(command.name)} + read.options + end + read.addresses, {}, read.complaint};
+    return {QStringList{QString::fromLatin1(command.name)} + read.options + end + read.addresses,
+            {},
+            read.notes,
+            read.complaint};
 }
 
 /// Another program's line becomes options and addresses of the command that it asks for.
@@ -295,13 +299,13 @@ OwnWords importedWords(const QStringList &words)
 {
     const ImportedCommand::Parts parts = ImportedCommand::partsOf(words);
     if (parts.own.contains("--help"_L1) || parts.own.contains("-h"_L1))
-        return {{u"import"_s, u"--help"_s}, {}, {}};
+        return {{u"import"_s, u"--help"_s}, {}, {}, {}};
     const CommandRow &get = CommandTable::unnamed();
     const HabitReader::Read own = HabitReader::typed(parts.own, get);
     const ImportedCommand::Read line = ImportedCommand::read(parts.line);
     return {QStringList{QString::fromLatin1(get.name)} + line.options + own.options + QStringList{u"--"_s}
                 + own.addresses + line.addresses,
-            line.notes, own.complaint.isEmpty() ? line.complaint : own.complaint};
+            line.notes, own.notes, own.complaint.isEmpty() ? line.complaint : own.complaint};
 }
 
 OwnWords inOwnWords(const QStringList &words)
@@ -309,7 +313,7 @@ OwnWords inOwnWords(const QStringList &words)
     const CommandRow *const command = CommandTable::find(words.value(0));
     if (command && command->command == Command::Import)
         return importedWords(words.sliced(1));
-    return isLikeOthers(command) ? typedWords(*command, words.sliced(1)) : OwnWords{words, {}, {}};
+    return isLikeOthers(command) ? typedWords(*command, words.sliced(1)) : OwnWords{words, {}, {}, {}};
 }
 
 /// "help --limit-rate", which is no option of help.
@@ -345,7 +349,7 @@ OptionParser::Parsed OptionParser::parse(const QStringList &words)
         const QString twice = complaintOfTwice(*chosen);
         if (!twice.isEmpty())
             return complaint(twice);
-        return {command, grammar.words(), optionsOf(*chosen), own.notes, false, {}};
+        return {command, grammar.words(), optionsOf(*chosen), own.notes, own.asides, false, {}};
     } catch (const CLI::CallForHelp &) {
         const CLI::App *const command = grammar.chosen();
         return helpAbout(command ? QStringList{QString::fromStdString(command->get_name())} : QStringList());

@@ -21,6 +21,7 @@ struct Parsed {
     QStringList words; ///< that belong to no option: addresses, numbers
     QList<Typed> options;
     QStringList notes; ///< sentences: what was left out of a line for another program
+    QStringList asides; ///< sentences: what was left out of what was typed, and is not missed
 
     bool isHelp = false; ///< the text is an answer, not a complaint
     QString text;

@@ -76,6 +76,8 @@ private Q_SLOTS:
     void itSettlesHowItRuns();
     void itIsSoAnyway_data();
     void itIsSoAnyway();
+    void itIsLeftOutWithALine_data();
+    void itIsLeftOutWithALine();
     void itIsAnsweredWithWhatToWrite_data();
     void itIsAnsweredWithWhatToWrite();
     void whatIsUnfinishedIsGoneOnWith_data();
@@ -223,7 +225,7 @@ void TestPlaitHabits::itIsSeenInWhatIsPrinted_data()
     QTest::addColumn<QString>("line");
     QTest::addColumn<QString>("effect");
     for (const char *line : {"-q URL", "--quiet URL", "-s URL", "--silent URL", "-sS URL", "-fsSL MOVED", "-fsSLO URL",
-                             "-nv -q URL", "--silent --show-error URL"})
+                             "-nv -q URL", "-q --compressed URL", "--silent --show-error URL"})
         addLine(line, u"nothing"_s);
     for (const char *line : {"-I URL", "--head URL", "--spider URL"})
         addLine(line, u"5000"_s);
@@ -318,7 +320,6 @@ void TestPlaitHabits::itIsSoAnyway_data()
                              "--remove-control-file URL",
                              "--no-conf URL",
                              "--no-netrc URL",
-                             "--async-dns=false URL",
                              "--enable-http-keep-alive=true URL",
                              "--ftp-pasv URL",
                              "--trust-server-names URL",
@@ -329,20 +330,38 @@ void TestPlaitHabits::itIsSoAnyway_data()
                              "-x16 -s16 -k1M URL",
                              "-x 4 -s 4 URL",
                              "-x5 -x6 URL",
-                             "--progress=bar:force URL"})
+                             "--progress=bar:force URL",
+                             "-g URL",
+                             "--globoff URL",
+                             "--https-only URL",
+                             "--conditional-get=false URL"})
         QTest::newRow(line) << QString::fromLatin1(line);
 }
 
 void TestPlaitHabits::itIsSoAnyway()
 {
     QFETCH(QString, line);
-    if (line.startsWith("--async-dns=false"_L1)) {
-        const PlaitResult refused = runLine(line);
-        QVERIFY2(refused.status == kBadOption && refused.err.contains("leave it out"), told(refused));
-        return;
-    }
     const PlaitResult result = runLine(line);
     QVERIFY2(result.status == kDone && isWhole(u"file.bin"_s), told(result));
+    QVERIFY2(!result.err.contains("left out"), told(result));
+}
+
+void TestPlaitHabits::itIsLeftOutWithALine_data()
+{
+    QTest::addColumn<QString>("line");
+    for (const char *line : {"--compressed URL", "--waitretry=1 URL", "--max-redirs 5 URL", "--async-dns=false URL",
+                             "--seed-time=0 URL", "--summary-interval=10 URL", "--speed-limit 1000 URL"})
+        QTest::newRow(line) << QString::fromLatin1(line);
+}
+
+void TestPlaitHabits::itIsLeftOutWithALine()
+{
+    QFETCH(QString, line);
+    const PlaitResult result = runLine(line);
+    QVERIFY2(result.status == kDone && isWhole(u"file.bin"_s), told(result));
+    const QByteArray name = line.section(u' ', 0, 0).toLatin1();
+    QVERIFY2(result.err.count(" is left out: ") == 1 && result.err.startsWith("plait: \"" + name.split('=').first()),
+             told(result));
 }
 
 void TestPlaitHabits::itIsAnsweredWithWhatToWrite_data()
@@ -363,7 +382,6 @@ void TestPlaitHabits::itIsAnsweredWithWhatToWrite_data()
     addLine("-c jar URL", u"no file is written"_s);
     addLine("--cookie-jar jar URL", u"no file is written"_s);
     addLine("--save-cookies jar URL", u"no file is written"_s);
-    addLine("--compressed URL", u"asked for as it is"_s);
     addLine("-r URL", u"\"-i FILE\""_s);
     addLine("--recursive URL", u"\"-i FILE\""_s);
     addLine("-m URL", u"\"-i FILE\""_s);
@@ -373,8 +391,9 @@ void TestPlaitHabits::itIsAnsweredWithWhatToWrite_data()
     addLine("-b URL", u"nohup plait"_s);
     addLine("--background URL", u"nohup plait"_s);
     addLine("-D URL", u"nohup plait"_s);
-    addLine("--max-time 5 URL", u"timeout SECONDS plait"_s);
-    addLine("--max-redirs 3 URL", u"15 redirects"_s);
+    addLine("--max-time 5 URL", u"\"timeout 5 plait …\""_s);
+    addLine("--stop=5 URL", u"\"timeout 5 plait …\""_s);
+    addLine("--max-redirs 0 URL", u"15 redirects"_s);
     addLine("--upload-file f URL", u"nothing is sent"_s);
     addLine("-F a=1 URL", u"\"--post-data DATA\""_s);
     addLine("--form a=1 URL", u"\"--post-data DATA\""_s);
@@ -383,20 +402,19 @@ void TestPlaitHabits::itIsAnsweredWithWhatToWrite_data()
     addLine("-C 100 URL", u"by itself"_s);
     addLine("-w %{http_code} URL", u"\"--json\""_s);
     addLine("--enable-rpc URL", u"\"--json\""_s);
-    addLine("--seed-time=0 URL", u"no torrents"_s);
+    addLine("--torrent-file=f URL", u"no torrents"_s);
     addLine("--socks4 h:1 URL", u"\"--proxy socks5://HOST:PORT\""_s);
     addLine("--noproxy x URL", u"no_proxy"_s);
     addLine("--proxy-user a:b URL", u"NAME:PASSWORD@HOST:PORT"_s);
     addLine("--ciphers x URL", u"OpenSSL"_s);
-    addLine("--proto =https URL", u"http, https and ftp"_s);
+    addLine("--proto =https URL", u"\"--checksum ALGO=HEX\""_s);
     addLine("--ask-password URL", u"~/.netrc"_s);
     addLine("--wait=5 URL", u"\"-j 1\""_s);
     addLine("--quota=5M URL", u"\"plait query URL\""_s);
     addLine("--server-response URL", u"\"plait query URL\""_s);
     addLine("--dump-header f URL", u"\"plait query URL\""_s);
-    addLine("--summary-interval=10 URL", u"\"--progress line\""_s);
     addLine("--location-trusted URL", u"\"--header-for-all 'N: V'\""_s);
-    addLine("--execute robots=off URL", u"plait.conf"_s);
+    addLine("--execute tries=3 URL", u"plait.conf"_s);
 }
 
 void TestPlaitHabits::itIsAnsweredWithWhatToWrite()

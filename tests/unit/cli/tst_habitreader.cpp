@@ -12,6 +12,8 @@ class TestHabitReader : public QObject
 private Q_SLOTS:
     void whatIsTypedIsWrittenInOurWords_data();
     void whatIsTypedIsWrittenInOurWords();
+    void whatIsNotMissedIsLeftOutAndNoted_data();
+    void whatIsNotMissedIsLeftOutAndNoted();
     void whatIsNotToBeHadIsSaid_data();
     void whatIsNotToBeHadIsSaid();
     void anotherProgramsLineIsWrittenInOurWords_data();
@@ -92,6 +94,10 @@ void TestHabitReader::whatIsTypedIsWrittenInOurWords_data()
                u"--insecure --on-exists=fail"_s);
     addReadRow("a switch that is on", u"--continue=true --allow-overwrite=true URL"_s,
                u"--continue=true --on-exists=overwrite"_s);
+    addReadRow("a switch that is off here anyway", u"--conditional-get=false --enable-rpc=false URL"_s, QString());
+    addReadRow("switches of which one means another of ours", u"--remote-time=false --always-resume=false URL"_s,
+               u"--no-remote-time --on-unresumable=restart"_s);
+    addReadRow("a time without anything", u"-y 30 URL"_s, u"--timeout=30"_s);
     addReadRow("the referring page", u"-e http://r/ URL"_s, u"--referer=http://r/"_s);
     addReadRow("what nobody knows stays", u"--nonsense=x -Ä URL"_s, u"--nonsense=x -Ä"_s);
 }
@@ -104,6 +110,38 @@ void TestHabitReader::whatIsTypedIsWrittenInOurWords()
     QVERIFY2(read.complaint.isEmpty(), qPrintable(read.complaint));
     QCOMPARE(read.addresses, QStringList{kUrl});
     QTEST(read.options.join(u' '), "options");
+}
+
+void TestHabitReader::whatIsNotMissedIsLeftOutAndNoted_data()
+{
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<QString>("note");
+    const auto row = [](const char *name, const QString &line, const QString &note) {
+        QTest::newRow(name) << line << note;
+    };
+    row("packing on the way", u"--compressed URL"_s, u"\"--compressed\" is left out: a file is asked for as it is"_s);
+    row("its value in the same word", u"--compression=auto URL"_s, u"\"--compression\" is left out: "_s);
+    row("its value behind it", u"--waitretry 3 URL"_s, u"\"--waitretry\" is left out: "_s);
+    row("fewer redirects", u"--max-redirs 5 URL"_s, u"\"--max-redirs\" is left out: up to 15"_s);
+    row("the two schemes that there are", u"--proto =http,https URL"_s, u"\"--proto\" is left out: "_s);
+    row("errors that pass anyway", u"--retry-on-http-error=429,503 URL"_s, u"\"--retry-on-http-error\" is left out"_s);
+    row("the TLS that there is", u"--secure-protocol=TLSv1_2 URL"_s, u"\"--secure-protocol\" is left out: "_s);
+    row("robots", u"--execute robots=off URL"_s, u"\"--execute\" is left out: no links"_s);
+    row("torrents", u"--seed-time=0 URL"_s, u"\"--seed-time\" is left out: "_s);
+    row("a switch that cannot be off", u"--async-dns=false URL"_s, u"\"--async-dns=false\" is left out: "_s);
+}
+
+void TestHabitReader::whatIsNotMissedIsLeftOutAndNoted()
+{
+    QFETCH(QString, line);
+    QFETCH(QString, note);
+    const HabitReader::Read read = typed(line.replace("URL"_L1, kUrl));
+    QVERIFY2(read.complaint.isEmpty(), qPrintable(read.complaint));
+    QCOMPARE(read.addresses, QStringList{kUrl});
+    QVERIFY2(read.options.isEmpty(), qPrintable(read.options.join(u' ')));
+    QCOMPARE(read.notes.size(), 1);
+    QVERIFY2(read.notes.constFirst().startsWith(note) && read.notes.constFirst().endsWith(u'.'),
+             qPrintable(read.notes.constFirst()));
 }
 
 void TestHabitReader::whatIsNotToBeHadIsSaid_data()
@@ -122,9 +160,15 @@ void TestHabitReader::whatIsNotToBeHadIsSaid_data()
     row("a letter of ours that others have for proxies", u"-x http://p:1 URL"_s,
         u"\"--proxy\" to curl (write \"--proxy URL\")"_s);
     row("a letter of ours that others have for the head", u"-i URL"_s, u"\"-i\" is \"--input-file FILE\" here"_s);
-    row("what there is not", u"--lowest-speed-limit 1M URL"_s, u"\"--lowest-speed-limit\" is no option here: "_s);
+    row("what there is not", u"--quota 1M URL"_s, u"\"--quota\" is no option here: "_s);
+    row("an end that is set", u"--max-time 60 URL"_s, u"write \"timeout 60 plait …\""_s);
+    row("an end that is none", u"--max-time x URL"_s, u"write \"timeout SECONDS plait …\""_s);
+    row("no redirects at all", u"--max-redirs 0 URL"_s, u"up to 15 redirects"_s);
+    row("no redirects away from https", u"--proto =https URL"_s, u"redirects are followed to http, too"_s);
+    row("an error that does not pass", u"--retry-on-http-error=404,503 URL"_s, u"and no others"_s);
+    row("a key that is to be looked at", u"--pinnedpubkey x URL"_s, u"\"--ca-certificate FILE\""_s);
+    row("the best TLS alone", u"--secure-protocol=TLSv1_3 URL"_s, u"TLS is 1.2 or later"_s);
     row("links", u"-r URL"_s, u"no links are followed"_s);
-    row("what cannot be turned off", u"--always-resume=false URL"_s, u"what is unfinished is gone on with"_s);
     row("a value that is missing", u"URL --out"_s, u"\"--output\" needs a value, FILE."_s);
     row("a value of others that is missing", u"URL --retry"_s, u"\"--retry\" needs a value, N."_s);
     row("a password without a name", u"--password pw URL"_s, u"no name"_s);

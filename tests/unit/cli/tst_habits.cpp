@@ -63,6 +63,7 @@ void TestHabits::everyRowIsWhole()
     if (habit.kind != Kind::Same)
         QVERIFY2(!says.isEmpty() && !says.endsWith(u'.') && !says.contains(u'|') && !says.contains(u'\n'), habit.says);
     QVERIFY(habit.kind != Kind::Part || habit.own);
+    QVERIFY(!habit.isNeedless || (habit.kind == Kind::Advice && habit.value));
     QVERIFY(habit.kind != Kind::Refused || !habit.isMinor);
 }
 
