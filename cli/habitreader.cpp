@@ -49,7 +49,7 @@ bool isAmount(const QString &text)
 
 bool isFileName(const QString &text)
 {
-    static const QRegularExpression name(u"^[^/:= ]+\\.[A-Za-z0-9]{1,6}$"_s);
+    static const QRegularExpression name(u"^(?:[^/:= ]+\\.[A-Za-z0-9]{1,6}|[^:= ]*/[^:= ]*)$"_s);
     return name.match(text).hasMatch();
 }
 
@@ -114,9 +114,20 @@ private:
             readLong(word);
         } else if (const Meanings whole = Habits::meanings(word, m_tools); word.size() > 2 && !whole.isEmpty()) {
             act(word, whole, nextWord()); // "-nc"
+        } else if (m_command && isLongName(word.section(u'=', 0, 0).sliced(1))) {
+            complain(u"\"%1\" with one dash is letters to plait. Write \"-%1\"."_s.arg(word.section(u'=', 0, 0)));
         } else {
+            m_word = word;
             readLetters(word.sliced(1));
+            m_word.clear();
         }
+    }
+
+    /// Two letters are letters.
+    static bool isLongName(const QString &name)
+    {
+        const bool isOurs = CommandOptions::table().find(name) || name == "help"_L1 || name == "version"_L1;
+        return name.size() > 2 && (isOurs || !Habits::meanings(u"--"_s + name, Habits::tools()).isEmpty());
     }
 
     Following nextWord() const { return {!m_rest.isEmpty(), false, false, m_rest.value(0)}; }
@@ -175,7 +186,10 @@ private:
     void readLetter(const QString &name, const QList<const Habits::Tool *> &tools, const Following &following)
     {
         const Meanings meanings = Habits::meanings(name, tools);
-        if (const OptionRow *own = ownLetter(name.at(1)))
+        const OptionRow *const own = ownLetter(name.at(1));
+        if (m_command && following.isLetters && following.text.startsWith(u'='))
+            complain(u"behind the letter of \"%1\" there is no \"=\". Put a blank in its place."_s.arg(name));
+        else if (own)
             copyLetter(*own, name, following);
         else if (!meanings.isEmpty())
             act(name, meanings, following);
@@ -183,28 +197,42 @@ private:
             pass(name);
     }
 
-    /// Letters in one word are of one program.
+    enum class LetterKind { Unknown, Flag, WithValue };
+
+    LetterKind kindOf(QChar letter, const QList<const Habits::Tool *> &tools) const
+    {
+        const OptionRow *const own = ownLetter(letter);
+        const Meanings meanings = Habits::meanings(u'-' + QString(letter), tools);
+        if (!own && meanings.isEmpty())
+            return LetterKind::Unknown;
+        const bool hasValue = own ? takesValue(*own) : meanings.constFirst().habit.value != nullptr;
+        return hasValue ? LetterKind::WithValue : LetterKind::Flag;
+    }
+
+    /// Letters in one word are of one program: of each that knows them, up to the first that takes the rest.
     QList<const Habits::Tool *> toolsThatKnow(const QString &letters) const
     {
         QList<const Habits::Tool *> tools = m_tools;
-        for (qsizetype i = 0; i < letters.size(); ++i) {
-            const QString name = u'-' + QString(letters.at(i));
-            QList<const Habits::Tool *> knowing = tools;
-            knowing.removeIf([&name](const Habits::Tool *tool) { return Habits::meanings(name, {tool}).isEmpty(); });
-            if (knowing.isEmpty())
-                break;
-            if (isValueBehind(name, letters.sliced(i + 1), tools))
-                break;
-            tools = knowing;
-        }
-        return tools;
+        tools.removeIf([&](const Habits::Tool *tool) {
+            const auto last = std::find_if(letters.cbegin(), letters.cend(),
+                                           [&](QChar letter) { return kindOf(letter, {tool}) != LetterKind::Flag; });
+            return last != letters.cend() && kindOf(*last, {tool}) == LetterKind::Unknown;
+        });
+        return tools.isEmpty() ? m_tools : tools;
     }
 
-    static bool isValueBehind(const QString &name, const QString &rest, const QList<const Habits::Tool *> &tools)
+    /// Each once, and none but the last with a value: "LJ" rather than a name. "C-" is usual, too.
+    bool areLetters(const QString &letters) const
     {
-        const Meanings meanings = Habits::meanings(name, tools);
-        return std::any_of(meanings.cbegin(), meanings.cend(),
-                           [&rest](const Habits::Meaning &one) { return isPlainlyValue(one.habit, rest); });
+        const QString text = letters.endsWith(u'-') ? letters.chopped(1) : letters;
+        for (qsizetype i = 0; i < text.size(); ++i) {
+            const LetterKind kind = kindOf(text.at(i), m_tools);
+            const bool isLast = i + 1 == text.size();
+            if (kind == LetterKind::Unknown || (kind == LetterKind::WithValue && !isLast)
+                || text.indexOf(text.at(i), i + 1) >= 0)
+                return false;
+        }
+        return true;
     }
 
     const OptionRow *ownOption(const QString &name) const
@@ -291,10 +319,19 @@ private:
         if (meanings.size() > 1)
             fitting.removeIf([&](const Habits::Meaning &meaning) { return !fits(meaning.habit, following); });
         preferValues(fitting, following);
+        preferLetters(fitting, following);
         if (fitting.size() == 1)
             act(name, fitting.constFirst(), following);
         else
-            complain(told(name, meanings));
+            complain(told(inItsWord(name, meanings), meanings));
+    }
+
+    /// "-O" in "-Ofoo", if that may be shown.
+    QString inItsWord(const QString &name, const Meanings &meanings) const
+    {
+        const bool isSecret = std::any_of(meanings.cbegin(), meanings.cend(),
+                                          [](const Habits::Meaning &meaning) { return meaning.habit.isSecret; });
+        return m_word.isEmpty() || m_word == name || isSecret ? name : u"%1\" in \"%2"_s.arg(name, m_word);
     }
 
     static void preferValues(Meanings &fitting, const Following &following)
@@ -304,6 +341,14 @@ private:
         };
         if (std::any_of(fitting.cbegin(), fitting.cend(), isValue))
             fitting.removeIf([&isValue](const Habits::Meaning &meaning) { return !isValue(meaning); });
+    }
+
+    void preferLetters(Meanings &fitting, const Following &following) const
+    {
+        const auto isFlag = [](const Habits::Meaning &meaning) { return !meaning.habit.value; };
+        if (fitting.size() > 1 && following.isLetters && areLetters(following.text)
+            && std::any_of(fitting.cbegin(), fitting.cend(), isFlag))
+            fitting.removeIf([&isFlag](const Habits::Meaning &meaning) { return !isFlag(meaning); });
     }
 
     bool fits(const Habit &habit, const Following &following) const
@@ -416,6 +461,7 @@ private:
     HabitParts m_parts;
     HabitReader::Read m_read;
     QList<qsizetype> m_letters; ///< where "-x" is among the options
+    QString m_word; ///< that has the letters which are being read
     bool m_hasSplit = false; ///< connections of a file were given by aria2's name
     bool m_tookAttached = false; ///< the value was the rest of the word
 };

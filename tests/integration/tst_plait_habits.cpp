@@ -414,6 +414,8 @@ void TestPlaitHabits::itIsAnsweredWithWhatToWrite_data()
     addLine("--server-response URL", u"\"plait query URL\""_s);
     addLine("--dump-header f URL", u"\"plait query URL\""_s);
     addLine("--location-trusted URL", u"\"--header-for-all 'N: V'\""_s);
+    addLine("-Ofoo URL", u"\"--output FILE\""_s);
+    addLine("-output foo URL", u"\"--output\""_s);
     addLine("--execute tries=3 URL", u"plait.conf"_s);
 }
 

@@ -77,6 +77,14 @@ void TestHabitReader::whatIsTypedIsWrittenInOurWords_data()
     addReadRow("a number among curl's letters", u"-sx4 URL"_s, u"--quiet --max-connections=4"_s);
     addReadRow("wget's name in one word", u"-Oz2.txt URL"_s, u"--output=z2.txt"_s);
     addReadRow("wget's name behind other letters", u"-qOq.txt URL"_s, u"--quiet --output=q.txt"_s);
+    addReadRow("wget's folder in one word", u"-Pfoo URL"_s, u"--dir=foo"_s);
+    addReadRow("wget's log in one word", u"-afoo URL"_s, u"--log=foo"_s);
+    addReadRow("curl's letters behind its name of the server", u"-OLs URL"_s, u"--quiet"_s);
+    addReadRow("the same where a part is gone on with", u"-OC- URL"_s, u"--continue"_s);
+    addReadRow("a name that no letters are", u"-Otest URL"_s, u"--output=test"_s);
+    addReadRow("a path in one word", u"-Osub/foo URL"_s, u"--output=sub/foo"_s);
+    addReadRow("ours with their values in one word", u"-ofoo -dsub -x16 -j4 URL"_s,
+               u"--output=foo --dir=sub --max-connections=16 --max-downloads=4"_s);
     addReadRow("wget's kinds of progress", u"--progress=bar:force URL"_s, u"--progress=bar"_s);
     addReadRow("wget's dots", u"--progress dot:giga URL"_s, u"--progress=line"_s);
     addReadRow("a kind of progress that nobody has", u"--progress=x:y URL"_s, u"--progress=x:y"_s);
@@ -169,6 +177,16 @@ void TestHabitReader::whatIsNotToBeHadIsSaid_data()
     row("a key that is to be looked at", u"--pinnedpubkey x URL"_s, u"\"--ca-certificate FILE\""_s);
     row("the best TLS alone", u"--secure-protocol=TLSv1_3 URL"_s, u"TLS is 1.2 or later"_s);
     row("links", u"-r URL"_s, u"no links are followed"_s);
+    row("a name or letters", u"-Ofoo URL"_s, u"\"-O\" in \"-Ofoo\" has several meanings: \"--remote-name\" to curl"_s);
+    row("the same behind another letter", u"-qOfile URL"_s, u"(write \"--output FILE\")"_s);
+    row("a program's name in one word", u"-Ume URL"_s, u"\"-U\" has several meanings"_s);
+    row("connections and letters", u"-s16x16 URL"_s, u"\"-s\" in \"-s16x16\" has several meanings"_s);
+    row("a name with one dash", u"-output foo URL"_s, u"Write \"--output\""_s);
+    row("another program's name with one dash", u"-continue-at - URL"_s, u"Write \"--continue-at\""_s);
+    row("its value in the same word", u"-out=foo URL"_s, u"Write \"--out\""_s);
+    row("help with one dash", u"-help URL"_s, u"Write \"--help\""_s);
+    row("an equals sign behind a letter", u"-o=foo URL"_s, u"Put a blank in its place"_s);
+    row("the same behind another program's letter", u"-P=sub URL"_s, u"behind the letter of \"-P\""_s);
     row("a value that is missing", u"URL --out"_s, u"\"--output\" needs a value, FILE."_s);
     row("a value of others that is missing", u"URL --retry"_s, u"\"--retry\" needs a value, N."_s);
     row("a password without a name", u"--password pw URL"_s, u"no name"_s);
