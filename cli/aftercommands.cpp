@@ -4,6 +4,8 @@
 #include <QProcess>
 #include <QStandardPaths>
 
+#include <csignal>
+
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -33,10 +35,12 @@ void AfterCommands::call(const QString &command, const QString &path, qint64 id)
     process->setArguments({path, QString::number(id)});
     process->setStandardInputFile(QProcess::nullDevice());
     process->setProcessChannelMode(QProcess::ForwardedChannels);
-    process->setChildProcessModifier([] { ::dup2(STDERR_FILENO, STDOUT_FILENO); });
-    connect(process, &QProcess::finished, this, [this, process, id](int status, QProcess::ExitStatus how) {
-        end(process, id, reasonOf(status, how));
+    process->setChildProcessModifier([] {
+        ::dup2(STDERR_FILENO, STDOUT_FILENO);
+        std::signal(SIGXFSZ, SIG_DFL);
     });
+    connect(process, &QProcess::finished, this,
+            [this, process, id](int status, QProcess::ExitStatus how) { end(process, id, reasonOf(status, how)); });
     connect(process, &QProcess::errorOccurred, this, [this, process, id](QProcess::ProcessError error) {
         if (error == QProcess::FailedToStart)
             end(process, id, u"it cannot be started"_s);

@@ -3,6 +3,7 @@
 
 #include <cli/failurenames.h>
 #include <cli/networkwords.h>
+#include <cli/roomwords.h>
 
 #include <QDir>
 #include <QStringList>
@@ -49,19 +50,6 @@ QString checksumDiffers(const Failure &failure)
 QString checksumUnusable(const Failure &failure)
 {
     return u"%1 is there, but was not compared with its checksum: %2"_s.arg(quotedFile(failure), failure.detail);
-}
-
-QString diskFull(const Failure &failure)
-{
-    return u"cannot save %1: %2. Make room on the disk of %3 and run the same command again to resume, or choose "
-           u"another folder with -d."_s.arg(quotedTitle(failure), reason(failure, u"the disk is full"_s),
-                                            quotedFolder(failure));
-}
-
-QString noRoom(const Failure &failure)
-{
-    return u"cannot download %1: %2. Make room, or choose another folder with -d."_s.arg(quoted(failure.subject.title),
-                                                                                         failure.detail);
 }
 
 QString nameTaken(const Failure &failure)
@@ -247,9 +235,8 @@ QString ofItsKind(const Failure &failure)
     case Kind::ChecksumUnusable:
         return checksumUnusable(failure);
     case Kind::DiskFull:
-        return diskFull(failure);
     case Kind::NoRoom:
-        return noRoom(failure);
+        return RoomWords::sentence(failure);
     case Kind::NameTaken:
         return nameTaken(failure);
     case Kind::CannotCreateFile:
@@ -344,6 +331,9 @@ QString wayOut(const Failure &failure)
         return u" -o NAME gives it another name, and --on-exists rename finds one."_s;
     if (failure.kind == Kind::CannotCreateFile && failure.number == ENAMETOOLONG)
         return u" -o NAME gives one."_s;
+    if (failure.kind == Kind::DiskFull)
+        return RoomWords::facts(failure)
+            + u" \"plait resume %1\" goes on; -d chooses another folder."_s.arg(numberOf(failure));
     if (failure.kind == Kind::FileFailed && failure.number == ESTALE)
         return u" \"plait restart %1\" fetches it again."_s.arg(failure.subject.id);
     return failure.kind == Kind::CannotCreateFile && failure.number > 0 ? u" -d FOLDER names one."_s : QString();

@@ -30,6 +30,8 @@ void StandardOutput::prepareProcess()
             (void)::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
     }
     std::signal(SIGPIPE, SIG_IGN);
+    // A file that grows beyond "ulimit -f" is a failure of its download, and no end of the others.
+    std::signal(SIGXFSZ, SIG_IGN);
 }
 
 StandardOutput::StandardOutput()

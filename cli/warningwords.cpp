@@ -3,6 +3,7 @@
 
 #include <cli/failurewords.h>
 #include <cli/headersnote.h>
+#include <cli/roomwords.h>
 
 #include <QLocale>
 
@@ -88,5 +89,7 @@ QString WarningWords::clause(const Failure &failure)
         return u"HTTP status %1"_s.arg(failure.number);
     if (failure.kind == Kind::LoginRequired && failure.detail.isEmpty())
         return u"it asks for a name and a password"_s;
+    if (failure.kind == Kind::NoRoom)
+        return RoomWords::reason(failure);
     return failure.detail;
 }

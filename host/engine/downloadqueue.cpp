@@ -3,17 +3,12 @@
 
 #include <host/engine/downloadsession.h>
 #include <host/engine/queueddownload.h>
+#include <host/storage/diskroom.h>
 #include <inet/qt/download/framework/qtappdefaultlogger.h>
 #include <inet/qt/download/framework/qtapploggertextstream.h>
 
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
-
 #include <algorithm>
-#include <filesystem>
 #include <limits>
-#include <system_error>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -36,15 +31,12 @@ Failure lackOfRoom(const AbstractDownloadPersistentInfo &record)
     // Of a new download nothing is known that would have to fit.
     if (needed <= 0)
         return {};
-    // Asked of the folder itself: in a container its mount may be listed nowhere.
-    std::error_code error;
-    const auto space = std::filesystem::space(QFile::encodeName(record.folder).toStdString(), error);
-    if (error || space.available >= quint64(needed))
+    const qint64 available = DiskRoom::freeIn(record.folder);
+    if (available < 0 || available >= needed)
         return {};
-    return Failure::make(
-        Failure::Kind::NoRoom, Failure::Subject::of(record),
-        u"it needs %1 more bytes, and the disk of \"%2\" has %3"_s.arg(
-            QString::number(needed), QDir::toNativeSeparators(record.folder), QString::number(space.available)));
+    Failure failure = Failure::make(Failure::Kind::NoRoom, Failure::Subject::of(record));
+    failure.room = {needed, available};
+    return failure;
 }
 
 /// There before anything was asked or downloaded; where the server gives the name, that is known only later.

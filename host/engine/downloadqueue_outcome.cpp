@@ -2,15 +2,18 @@
 #include <host/engine/downloadqueue.h>
 
 #include <host/engine/downloadsession.h>
+#include <host/engine/downloadstream.h>
 #include <host/engine/queueddownload.h>
 #include <host/parsing/checksum.h>
 #include <host/policy/retry.h>
+#include <host/storage/diskroom.h>
 
 #include <QDateTime>
 #include <QDir>
 #include <QRandomGenerator>
 
 #include <algorithm>
+#include <cerrno>
 #include <memory>
 
 using namespace Qt::StringLiterals;
@@ -84,6 +87,17 @@ Failure failureAt(const QUrl &url, const AbstractDownloadPersistentInfo &info)
     Failure failure = Failure::of(info.lastError, info);
     failure.subject.url = url.adjusted(QUrl::RemovePassword);
     return failure;
+}
+
+/// What of the file has to find room; -1 = nobody knows.
+qint64 neededBy(const QueuedDownload &active, int errorNumber)
+{
+    const AbstractDownloadPersistentInfo &info = active.info;
+    const qint64 size = info.files.isEmpty() ? -1 : info.files.first().size;
+    if (const DownloadStream *const stream = active.reading.stream.get())
+        return size < 0 ? StreamWindow::kWindow : std::min(size - stream->passed(), StreamWindow::kWindow);
+    // What is too long for one file is so as a whole.
+    return size < 0 || errorNumber == EFBIG ? size : std::max<qint64>(0, size - DiskRoom::takenBy(info.filePath(0)));
 }
 
 Warning retryOf(const Failure &failure, Warning::Next next, int attempt, qint64 ms)
@@ -371,6 +385,8 @@ Failure DownloadQueue::failureOf(const QueuedDownload &active) const
     if (active.run.finding != Watchdog::Finding::Fine && isStop(error))
         return Failure::make(Failure::Kind::NothingCame, Failure::Subject::of(active.info));
     Failure failure = Failure::of(error, active.info);
+    if (failure.kind == Failure::Kind::DiskFull)
+        failure.room = {neededBy(active, failure.number), DiskRoom::freeIn(active.info.folder)};
     if (active.sources.areSeveral() && !active.sources.hasNext())
         failure.addresses = active.sources.failed();
     return failure;

@@ -211,17 +211,22 @@ QList<Failure::Address> addressesFrom(const QJsonArray &array)
     return addresses;
 }
 
+Failure::Room roomFrom(const QJsonObject &object)
+{
+    return {object.value("needed"_L1).toInteger(-1), object.value("available"_L1).toInteger(-1)};
+}
+
 }
 
 Failure Failure::make(Kind kind, const Subject &subject, const QString &detail, int number)
 {
     const KindRow *const row = rowOf(kind);
-    return {kind, subject, detail, number, row ? row->remedies : QList<Remedy>(), {}};
+    return {kind, subject, detail, number, row ? row->remedies : QList<Remedy>(), {}, {}};
 }
 
 Failure Failure::told(Kind kind, const Subject &subject, const QString &sentences)
 {
-    return {kind, subject, sentences, 0, {Remedy::AsDetailSays}, {}};
+    return {kind, subject, sentences, 0, {Remedy::AsDetailSays}, {}, {}};
 }
 
 QString Failure::keyOf(Kind kind)
@@ -242,6 +247,8 @@ QJsonObject Failure::toJson() const
         object.insert("remedies"_L1, ::toJson(remedies));
     if (!addresses.isEmpty())
         object.insert("addresses"_L1, ::toJson(addresses));
+    if (room != Room())
+        object.insert("room"_L1, QJsonObject{{u"needed"_s, room.needed}, {u"available"_s, room.available}});
     return object;
 }
 
@@ -252,5 +259,6 @@ Failure Failure::fromJson(const QJsonObject &object)
             object.value("detail"_L1).toString(),
             object.value("number"_L1).toInt(),
             remediesFrom(object.value("remedies"_L1).toArray()),
-            addressesFrom(object.value("addresses"_L1).toArray())};
+            addressesFrom(object.value("addresses"_L1).toArray()),
+            roomFrom(object.value("room"_L1).toObject())};
 }

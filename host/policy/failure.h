@@ -45,7 +45,7 @@ struct Failure {
         ChecksumUnusable, ///< what the file is to be compared with makes no sense
         // Of the file that is here.
         DiskFull,
-        NoRoom, ///< known before anything was fetched; detail: how much is needed and there
+        NoRoom, ///< known before anything was fetched
         NameTaken, ///< detail: by what
         CannotCreateFile,
         FileFailed,
@@ -146,12 +146,21 @@ struct Failure {
         friend bool operator==(const Address &, const Address &) = default;
     };
 
+    /// Of the disk, where that was too small; bytes, -1 = nobody knows.
+    struct Room {
+        qint64 needed = -1; ///< beyond what the file takes already
+        qint64 available = -1;
+
+        friend bool operator==(const Room &, const Room &) = default;
+    };
+
     Kind kind = Kind::None;
     Subject subject = {};
     QString detail = {}; ///< the cause: a clause in the words of whoever told it, without a full stop; may be empty
     int number = 0; ///< the HTTP status, the system's error number, or what the kind says; 0 = none
     QList<Remedy> remedies = {};
     QList<Address> addresses = {}; ///< of a download that has several, and failed with all of them
+    Room room = {}; ///< of DiskFull and NoRoom
 
     /// Something failed, or was not done.
     explicit operator bool() const { return kind != Kind::None; }

@@ -85,6 +85,7 @@ private Q_SLOTS:
     void filesThatCannotBeRead();
     void whereTheFileGoes_data();
     void whereTheFileGoes();
+    void aFileThatMayNotBeSoLongIsToldFromAFullDisk();
     void aMachineWithoutANetworkIsToldFromAWrongAddress();
     void whatIsAtWorkOnADownloadIsNamed();
     void aFileThatWasDeletedIsSaidToBeMissing();
@@ -394,7 +395,8 @@ void TestPlaitMessages::whereTheFileGoes_data()
     columns();
     if (m_disk->isMounted())
         row("a full disk", "-d DISK HTTP://file.bin", kDiskFull,
-            {"No space left", "\"DISK\"", "again to resume", "-d."});
+            {"\"DISK/file.bin.part\": No space left", " It needs 1", " KiB more, and ", " is free there. ",
+             "Make room there and run \"plait resume 1\"", "-d."});
     const QString longName(251, u'n');
     row("a long name", qPrintable(u"HTTP://file.bin -o "_s + longName), kBadOption,
         {"is too long", "250 bytes", "Give a shorter one"});
@@ -413,6 +415,20 @@ void TestPlaitMessages::whereTheFileGoes()
 {
     QVERIFY(writeFile(m_plait->path(u"taken"_s), "mine"));
     verify();
+}
+
+void TestPlaitMessages::aFileThatMayNotBeSoLongIsToldFromAFullDisk()
+{
+    m_http->setResponse("/large.bin", ScriptedResponse::file(kSeed, kLargeSize));
+    const QStringList words{u"-c"_s, u"ulimit -f 2000 && exec \"$0\" \"$@\""_s, PlaitSandbox::program(),
+                            m_http->url(u"/large.bin"_s).toString()};
+    const ProgramRun run = ProgramRun::of(*m_plait, u"bash"_s, words, PlaitSandbox::kPatienceMs, {});
+    QVERIFY2(run.status == kDiskFull, run.err);
+    QVERIFY2(run.err.contains("large.bin.part\": File too large. It would be 2.9 MiB long"), run.err);
+    QVERIFY2(run.err.contains("(ulimit -f)"), run.err);
+    const PlaitResult resumed = m_plait->runBare({u"resume"_s, u"1"_s});
+    QVERIFY2(resumed.status == kDone, told(resumed));
+    QCOMPARE(TestFiles::sha256OfFile(m_plait->path(u"large.bin"_s)), TestFiles::sha256OfContent(kSeed, kLargeSize));
 }
 
 ProgramRun TestPlaitMessages::runBeside(const QStringList &arguments) const

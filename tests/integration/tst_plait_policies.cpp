@@ -433,6 +433,10 @@ void TestPlaitPolicies::aFileThatDidNotFitGoesOnWhenThereIsRoom()
     QVERIFY(TestFiles::writeFile(disk.path() + u"/ballast"_s, 1, 900000));
     PlaitResult result = plait.runBare({server.url(kPath).toString(), u"-d"_s, disk.path()});
     QVERIFY2(result.status == kDiskFull, statusText(result));
+    result = plait.runBare({u"resume"_s, u"1"_s});
+    QVERIFY2(result.status == kDiskFull, statusText(result));
+    QVERIFY2(result.err.contains("it does not fit. It needs "), result.err);
+    QVERIFY2(result.err.contains(" is free there. Make room there and run \"plait resume 1\""), result.err);
     QVERIFY(QFile::remove(disk.path() + u"/ballast"_s));
     result = plait.runBare({u"resume"_s, u"1"_s});
     QVERIFY2(result.status == kDone, statusText(result));

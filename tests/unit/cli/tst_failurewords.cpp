@@ -9,6 +9,8 @@
 #include <QNetworkReply>
 #include <QTest>
 
+#include <cerrno>
+
 using namespace Qt::StringLiterals;
 
 namespace
@@ -67,6 +69,8 @@ private Q_SLOTS:
     void anUnsupportedUrlIsQuoted();
     void wordsOfFailure_data();
     void wordsOfFailure();
+    void aDiskSaysHowMuchItLacks_data();
+    void aDiskSaysHowMuchItLacks();
     void aListThatWasSetAsideIsNamedAsItIsCalledNow();
     void whatIsThereAlreadyIsNamed();
     void eachOfSeveralAddressesIsListed();
@@ -152,9 +156,11 @@ void TestFailureWords::textOfError_data()
         << errorOf(ErrorCategory::kNetwork, QNetworkReply::ProtocolFailure, "It sent \"bytes 0-9/10\".")
         << QStringList{u"It sent \"bytes 0-9/10\". "_s};
     QTest::newRow("redirects without end") << errorOf(ErrorCategory::kGeneric, 2) << QStringList{u"without end"_s};
-    QTest::newRow("a full disk names the folder")
+    QTest::newRow("a full disk names the file")
         << errorOf(ErrorCategory::kFile, QFileDevice::ResourceError, "No space left on device")
-        << QStringList{u"cannot save \"x.iso\": No space left on device."_s, u"\"/home/anna\""_s, u"-d"_s};
+        << QStringList{
+               u"cannot save \"/home/anna/x.iso.part\": No space left on device. Make room there and run \"plait resume"_s,
+               u"-d."_s};
     QTest::newRow("a file that cannot be made names its path")
         << errorOf(ErrorCategory::kFile, QFileDevice::PermissionsError, "Permission denied")
         << QStringList{u"cannot create \"/home/anna/x.iso.part\": Permission denied."_s};
@@ -295,8 +301,10 @@ void TestFailureWords::wordsOfFailure_data()
         u"\"/home/anna/x.iso.part\" is not the file that the server means: it is X, and its own digest says Y. The "
         u"file "
         u"stays as it is; \"plait restart 5\" fetches it again."_s);
-    row("too little room says what to do", Kind::NoRoom, u"it needs 9"_s,
-        u"cannot download \"x.iso\": it needs 9. Make room, or choose another folder with -d."_s);
+    row("too little room says what to do", Kind::NoRoom, {},
+        u"cannot save \"/home/anna/x.iso.part\": it does not fit. Make room there and run \"plait resume 5\", or "
+        u"choose "
+        u"another folder with -d."_s);
     row("a stop before the comparison says how to go on", Kind::StoppedBeforeComparing, {},
         u"stopped before \"x.iso\" was compared with its checksum; \"plait resume 5\" does it"_s);
     row("what is there is skipped", Kind::Skipped, {}, u"\"x.iso\" is there already; skipped"_s);
@@ -355,6 +363,52 @@ void TestFailureWords::wordsOfFailure()
 {
     QFETCH(Failure, failure);
     QTEST(FailureWords::sentence(failure), "words");
+}
+
+void TestFailureWords::aDiskSaysHowMuchItLacks_data()
+{
+    QTest::addColumn<int>("number");
+    QTest::addColumn<qint64>("needed");
+    QTest::addColumn<qint64>("available");
+    QTest::addColumn<QString>("words");
+    const auto row = [](const char *name, int number, qint64 needed, qint64 available, const QString &words) {
+        QTest::newRow(name) << number << needed << available << words;
+    };
+    constexpr qint64 kMiB = 1 << 20;
+    row("too little", ENOSPC, 5 * kMiB, kMiB,
+        u" It needs 5.0 MiB more, and 1.0 MiB is free there. Make room there and "_s);
+    row("nearly enough", ENOSPC, kMiB + 1, kMiB,
+        u" It needs 1048577 bytes more, and 1048576 bytes is free there. Make room "_s);
+    row("nobody knows how much it will be", ENOSPC, -1, 0,
+        u" 0 B is free there; how much it needs, nobody knows. Make"_s);
+    row("nobody knows how much is free", ENOSPC, kMiB, -1, u": why. Make room there and run "_s);
+    row("enough, but not of what it takes", ENOSPC, 1, kMiB,
+        u" It needs 1 B more. 1.0 MiB is free there, but not for you, or not for another file. Make room"_s);
+    row("a quota", EDQUOT, kMiB, 2 * kMiB,
+        u" It needs 1.0 MiB more. 2.0 MiB is free there, but not for you. Make room there and run "_s);
+    row("a file that may not be so long", EFBIG, 5 * kMiB, 9 * kMiB,
+        u" It would be 5.0 MiB long, and neither every disk nor every shell (ulimit -f) allows that; 9.0 MiB is free "
+        u"there. Raise the limit and run \"plait resume 5\", or choose another folder with -d."_s);
+}
+
+void TestFailureWords::aDiskSaysHowMuchItLacks()
+{
+    QFETCH(int, number);
+    QFETCH(qint64, needed);
+    QFETCH(qint64, available);
+    QFETCH(QString, words);
+    Info info = recordOf();
+    info.id = 5;
+    Failure failure = Failure::make(Failure::Kind::DiskFull, Failure::Subject::of(info), u"why"_s, number);
+    failure.room = {needed, available};
+    const QString text = FailureWords::sentence(failure);
+    QVERIFY2(text.contains(words), qPrintable(text));
+    failure = Failure::told(Failure::Kind::DiskFull, failure.subject, u"It is not there: why."_s);
+    failure.number = number;
+    failure.room = {needed, available};
+    const QString facts = words.section(u" there"_s, 0, 0);
+    QVERIFY2(FailureWords::sentence(failure).contains(facts.section(u" Make"_s, 0, 0)),
+             qPrintable(FailureWords::sentence(failure)));
 }
 
 void TestFailureWords::aListThatWasSetAsideIsNamedAsItIsCalledNow()

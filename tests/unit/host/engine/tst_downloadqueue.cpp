@@ -233,6 +233,8 @@ void TestDownloadQueue::whatDoesNotFitOnTheDiskDoesNotBegin()
     QVERIFY(bench.run());
     QCOMPARE(bench.outcomeOf(id).failure.kind, Failure::Kind::NoRoom);
     QCOMPARE(bench.outcomeOf(id).failure.subject.title, u"huge.bin"_s);
+    QCOMPARE(bench.outcomeOf(id).failure.room.needed, file.size);
+    QVERIFY(bench.outcomeOf(id).failure.room.available > 0);
     QCOMPARE(bench.outcomeOf(id).attempts, 0);
 }
 

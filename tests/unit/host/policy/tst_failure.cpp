@@ -306,6 +306,7 @@ void TestFailure::jsonKeepsEverything()
     failure.detail = u"\u00e9\"\n"_s;
     failure.subject.keptAs = u"/k"_s;
     failure.addresses = {{QUrl(u"ftp://a/b"_s), u"gone"_s}, {QUrl(u"http://c/"_s), {}}};
+    failure.room = {qint64(1) << 40, 0};
     for (int remedy = 0; remedy <= int(Remedy::ReadLog); ++remedy)
         failure.remedies.append(Remedy(remedy));
     const QByteArray text = QJsonDocument(failure.toJson()).toJson();
