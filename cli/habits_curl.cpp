@@ -45,6 +45,8 @@ bool isPem(const QString &value)
 }
 
 constexpr char kNoSilence[] = "a connection that brings nothing for so long as \"--timeout\" says is given up";
+constexpr char kAskAgain[] =
+    "write \"-N\" (\"--timestamping\"): the server is asked whether what is there is its file still";
 constexpr char kOtherSchemes[] = "addresses are of http, https and ftp";
 constexpr char kProxyIsNotShown[] = "a proxy is shown no certificate, and its own is always checked";
 
@@ -217,8 +219,10 @@ constexpr Habit kRows[] = {
            "TEXT", kOtherSchemes),
     minor(advice("-l --list-only", nullptr, "folders are not listed; give the addresses of files")),
     always("-R --remote-time", nullptr, "a finished file is as old as its server says"),
-    advice("-z --time-cond", "TIME", "\"plait check ID\" tells whether the server still has the same file"),
-    advice("--etag-save --etag-compare", "FILE", "\"plait check ID\" tells whether the server still has the same file"),
+    advice("-z --time-cond", "TIME", kAskAgain),
+    advice("--etag-compare", "FILE", kAskAgain),
+    needless("--etag-save", "FILE",
+             "what a file is known by is in the list, and \"-N\" (\"--timestamping\") compares it"),
     advice("--xattr", nullptr, "\"plait show ID\" tells where a file is from"),
     refused("-: --next", nullptr, "run plait once for each"),
     advice("--metalink", nullptr,

@@ -349,8 +349,9 @@ void TestPlaitHabits::itIsSoAnyway()
 void TestPlaitHabits::itIsLeftOutWithALine_data()
 {
     QTest::addColumn<QString>("line");
-    for (const char *line : {"--compressed URL", "--waitretry=1 URL", "--max-redirs 5 URL", "--async-dns=false URL",
-                             "--seed-time=0 URL", "--summary-interval=10 URL", "--speed-limit 1000 URL"})
+    for (const char *line :
+         {"--compressed URL", "--waitretry=1 URL", "--max-redirs 5 URL", "--async-dns=false URL", "--seed-time=0 URL",
+          "--etag-save tag.txt URL", "--summary-interval=10 URL", "--speed-limit 1000 URL"})
         QTest::newRow(line) << QString::fromLatin1(line);
 }
 
@@ -414,6 +415,9 @@ void TestPlaitHabits::itIsAnsweredWithWhatToWrite_data()
     addLine("--server-response URL", u"\"plait query URL\""_s);
     addLine("--dump-header f URL", u"\"plait query URL\""_s);
     addLine("--location-trusted URL", u"\"--header-for-all 'N: V'\""_s);
+    addLine("-z file.bin URL", u"write \"-N\" (\"--timestamping\")"_s);
+    addLine("--time-cond 2026-01-01 URL", u"write \"-N\" (\"--timestamping\")"_s);
+    addLine("--etag-compare tag.txt --etag-save tag.txt URL", u"write \"-N\" (\"--timestamping\")"_s);
     addLine("-Ofoo URL", u"\"--output FILE\""_s);
     addLine("-output foo URL", u"\"--output\""_s);
     addLine("--execute tries=3 URL", u"plait.conf"_s);
