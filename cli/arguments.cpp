@@ -5,12 +5,12 @@
 #include <cli/aftercommands.h>
 #include <cli/checksumfile.h>
 #include <cli/commandline.h>
+#include <cli/familywords.h>
 #include <cli/importedcommand.h>
 #include <cli/listedrequests.h>
 #include <cli/schemewords.h>
 #include <cli/settingstext.h>
 #include <host/engine/chosenoptions.h>
-#include <host/policy/proxychoice.h>
 #include <host/policy/redaction.h>
 
 #include <QDir>
@@ -21,7 +21,6 @@
 #include <algorithm>
 #include <iterator>
 
-#include <arpa/inet.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -92,34 +91,6 @@ ListFilter filterOf(const OptionValues &values)
     if (finished == values.flag("unfinished"_L1))
         return ListFilter::All;
     return finished ? ListFilter::Finished : ListFilter::Unfinished;
-}
-
-/// Whether one goes to the address itself, as far as settings tell.
-bool isDirect(const QUrl &url, const OptionValues &values)
-{
-    ProxyChoice::Settings proxies;
-    Failure failure;
-    return values.text("proxy"_L1).isEmpty()
-        && ProxyChoice::fromEnvironment(QProcessEnvironment::systemEnvironment(), &proxies, &failure)
-        && ProxyChoice::forUrl(url, proxies).isEmpty();
-}
-
-bool isAddressOf(int family, const QString &host)
-{
-    in6_addr binary;
-    return inet_pton(family, host.toLatin1().constData(), &binary) == 1;
-}
-
-/// An address in numbers is of one kind, and can never be reached by the other; empty = it can.
-QString problemOfFamily(const QUrl &url, const OptionValues &values)
-{
-    const QString host = url.host();
-    const bool isLong = values.flag("ipv4"_L1) && isAddressOf(AF_INET6, host);
-    const bool isShort = values.flag("ipv6"_L1) && !values.flag("ipv4"_L1) && isAddressOf(AF_INET, host);
-    if ((!isLong && !isShort) || !isDirect(url, values))
-        return {};
-    return isLong ? u"--ipv4 never reaches \"[%1]\", which is an IPv6 address. Leave the option out."_s.arg(host)
-                  : u"--ipv6 never reaches \"%1\", which is an IPv4 address. Leave the option out."_s.arg(host);
 }
 
 /// A copied line may come through a pipe. Nobody is kept waiting at a terminal.
@@ -228,6 +199,17 @@ private:
                          Redaction::typed(folder)));
     }
 
+    /// Lists look at their own.
+    void checkFamilies(const QList<DownloadRequest> &requests, const QList<QUrl> &mirrors)
+    {
+        using Role = FamilyWords::Role;
+        const bool isOnly = requests.size() == 1 && mirrors.isEmpty();
+        for (const DownloadRequest &request : requests)
+            complain(FamilyWords::problemOf(request.url, m_values, isOnly ? Role::Only : Role::OneOfSeveral));
+        for (const QUrl &mirror : mirrors)
+            complain(FamilyWords::problemOf(mirror, m_values, Role::OneOfSeveral));
+    }
+
     void readRequests(Arguments &result)
     {
         checkFolder();
@@ -246,9 +228,8 @@ private:
             result.requests.append(common);
             result.requests.last().url = readUrl(url);
         }
+        checkFamilies(result.requests, common.mirrors);
         readList(m_values.text("input-file"_L1), result);
-        for (const DownloadRequest &request : std::as_const(result.requests))
-            complain(problemOfFamily(request.url, m_values));
         if (result.requests.isEmpty() && result.badLines.isEmpty() && !result.input)
             complain(u"there is no URL. Give one, or a file of them with -i."_s);
         if (!common.outputName.isEmpty() && result.requests.size() > 1)
@@ -296,6 +277,7 @@ private:
         readId(m_line.words.first(), result);
         result.requests = {commonRequest()};
         result.requests.first().url = readUrl(m_line.words.last());
+        checkFamilies(result.requests, {});
     }
 
     void readIds(Arguments &result)

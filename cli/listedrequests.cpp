@@ -2,6 +2,7 @@
 #include <cli/listedrequests.h>
 
 #include <cli/address.h>
+#include <cli/familywords.h>
 #include <cli/pathexpansion.h>
 #include <cli/schemewords.h>
 #include <host/engine/chosenoptions.h>
@@ -61,7 +62,20 @@ private:
         request.url = urlOf(entry.addresses.constFirst());
         for (const QString &mirror : entry.addresses.sliced(1))
             request.mirrors.append(urlOf(mirror));
-        m_result.requests.append(request);
+        if (canBeReached(request, entry.line))
+            m_result.requests.append(request);
+    }
+
+    bool canBeReached(const DownloadRequest &request, int line)
+    {
+        const QList<QUrl> addresses = QList<QUrl>{request.url} + request.mirrors;
+        const qsizetype before = m_result.complaints.size();
+        for (const QUrl &address : addresses) {
+            const QString problem = FamilyWords::problemOf(address, m_common.values, FamilyWords::Role::OneOfSeveral);
+            if (!problem.isEmpty())
+                complain(line, problem);
+        }
+        return m_result.complaints.size() == before;
     }
 
     DownloadRequest ownRequest(const AddressList::Entry &entry)

@@ -417,6 +417,11 @@ void TestArguments::whatIsWrongIsSaid_data()
         << QStringList{u"-6"_s, u"http://127.0.0.1/x"_s} << u"--ipv6 never reaches \"127.0.0.1\""_s;
     QTest::newRow("IPv4 alone for an IPv6 address")
         << QStringList{u"-4"_s, u"http://[::1]/x"_s} << u"--ipv4 never reaches \"[::1]\""_s;
+    QTest::newRow("IPv6 alone for a mirror in IPv4")
+        << QStringList{u"-6"_s, u"http://[::1]/x"_s, u"--mirror"_s, u"http://127.0.0.1/x"_s}
+        << u"--ipv6 never reaches \"127.0.0.1\", which is an IPv4 address. Leave the option out, or this address."_s;
+    QTest::newRow("IPv4 alone for a new address in IPv6")
+        << QStringList{u"set-url"_s, u"1"_s, u"http://[::1]/x"_s, u"-4"_s} << u"--ipv4 never reaches \"[::1]\""_s;
     QTest::newRow("a URL without a host") << QStringList{u"http:///x"_s} << u"is no URL"_s;
     QTest::newRow("one bad URL among good ones") << QStringList{url, u"x"_s} << u"\"x\" is no URL"_s;
     QTest::newRow("one name for two files") << QStringList{url, url, u"-o"_s, u"y"_s} << u"several URLs"_s;

@@ -46,6 +46,7 @@ private Q_SLOTS:
     void whatIsWrongIsSaidWithItsLineAndKeepsTheOthersFromNothing_data();
     void whatIsWrongIsSaidWithItsLineAndKeepsTheOthersFromNothing();
     void everythingWrongIsSaid();
+    void whatIsNeverReachedIsSaidOfEachAddress();
 };
 
 void TestListedRequests::severalAddressesOfALineAreOfOneFile()
@@ -153,6 +154,23 @@ void TestListedRequests::everythingWrongIsSaid()
     for (const QString &complaint : listed.complaints)
         places.append(complaint.section(u": "_s, 0, 0));
     QCOMPARE(places, (QStringList{u"urls.txt:1"_s, u"urls.txt:2"_s, u"urls.txt:4"_s, u"urls.txt:5"_s}));
+}
+
+void TestListedRequests::whatIsNeverReachedIsSaidOfEachAddress()
+{
+    OptionValues common;
+    common.give(*common.table().find(u"ipv6"_s), {true, {}});
+    const ListedRequests listed = read(u"http://[::1]/1\thttp://127.0.0.2/1\thttp://127.0.0.3/1\n"
+                                       "http://[::1]/2\n"
+                                       "http://a/3\n"
+                                       "  mirror=http://127.0.0.4/3\n"_s,
+                                       common);
+    QCOMPARE(addressesIn(listed), QStringList{u"http://[::1]/2"_s});
+    const QString never = u": --ipv6 never reaches \"127.0.0.%1\", which is an IPv4 address. "
+                          "Leave the option out, or this address."_s;
+    QCOMPARE(
+        listed.complaints,
+        (QStringList{u"urls.txt:1"_s + never.arg(2), u"urls.txt:1"_s + never.arg(3), u"urls.txt:3"_s + never.arg(4)}));
 }
 
 QTEST_APPLESS_MAIN(TestListedRequests)
