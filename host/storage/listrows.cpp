@@ -4,6 +4,7 @@
 #include <host/storage/keptoptions.h>
 #include <host/storage/memoryrows.h>
 #include <host/storage/owners.h>
+#include <host/storage/partrows.h>
 #include <host/storage/processidentity.h>
 #include <host/storage/recordrows.h>
 #include <host/storage/sqlcells.h>
@@ -258,10 +259,12 @@ SqlValue secret(const QString &text, const DownloadOptions &options)
     return options.storeSecrets ? SqlCells::fromText(text) : SqlValue();
 }
 
+const PartRows kSecretHeaders(u"secret_headers"_s, {u"download_id"_s, u"position"_s},
+                              {u"name"_s, u"value"_s, u"origin"_s});
+
 std::optional<QList<SecretHeader>> headersOf(RecordRows &rows, qint64 id)
 {
-    auto found =
-        rows.run(u"SELECT name, value, origin FROM secret_headers WHERE download_id = ? ORDER BY position"_s, {id});
+    auto found = rows.run(kSecretHeaders.select(), {id});
     if (!found)
         return std::nullopt;
     QList<SecretHeader> headers;
@@ -278,16 +281,12 @@ std::optional<QList<SecretHeader>> headersOf(RecordRows &rows, qint64 id)
 
 bool setHeaders(RecordRows &rows, qint64 id, const DownloadOptions &options)
 {
-    if (!rows.run(u"DELETE FROM secret_headers WHERE download_id = ?"_s, {id}))
-        return false;
-    int position = 0;
-    return std::all_of(options.headers.cbegin(), options.headers.cend(), [&](const SecretHeader &header) {
+    QList<SqlValues> headers;
+    for (const SecretHeader &header : options.headers) {
         const SqlValue value = header.value.isNull() ? SqlValue() : secret(header.value, options);
-        return bool(
-            rows.run(u"INSERT INTO secret_headers (download_id, position, name, value, origin) "
-                     u"VALUES (?, ?, ?, ?, ?)"_s,
-                     {id, position++, SqlCells::fromText(header.name), value, SqlCells::fromText(header.origin)}));
-    });
+        headers.append({SqlCells::fromText(header.name), value, SqlCells::fromText(header.origin)});
+    }
+    return kSecretHeaders.replace(rows, {id}, headers);
 }
 
 }
@@ -303,10 +302,9 @@ std::optional<QList<ListEntry>> ListRows::page(RecordRows &rows, ListFilter filt
 std::optional<QList<ListEntry>> ListRows::page(RecordRows &rows, ListFilter filter, ListOrder order, qint64 first,
                                                int limit)
 {
-    const QString statement =
-        u"SELECT %1 FROM (%2 ORDER BY %3 LIMIT ? OFFSET ?) CROSS JOIN downloads ON id = place_id "
-        u"LEFT JOIN evidence ON download_id = id ORDER BY %3"_s.arg(kEntryColumns, placesOf(filter, order),
-                                                                             orderOf(order));
+    const QString statement = u"SELECT %1 FROM (%2 ORDER BY %3 LIMIT ? OFFSET ?) CROSS JOIN downloads ON id = place_id "
+                              u"LEFT JOIN evidence ON download_id = id ORDER BY %3"_s.arg(
+                                  kEntryColumns, placesOf(filter, order), orderOf(order));
     return entriesOf(rows, statement, {limit, first});
 }
 

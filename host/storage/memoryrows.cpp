@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <host/storage/memoryrows.h>
 
+#include <host/storage/partrows.h>
 #include <host/storage/recordrows.h>
 #include <host/storage/sqlcells.h>
 
@@ -13,6 +14,14 @@ namespace
 enum Column : int { Url, Target, Redirects, Etag, WeakEtag, LastModified, Total, Digest };
 enum EvidenceColumn : int { Answers, Doubt, IsEndKnown, Address, FirstEtag, DigestResult };
 
+const PartRows kAddresses(u"addresses"_s, {u"download_id"_s, u"position"_s},
+                          {u"url"_s, u"target"_s, u"redirects"_s, u"etag"_s, u"weak_etag"_s, u"last_modified"_s,
+                           u"total"_s, u"digest"_s});
+
+const QString kPutEvidence =
+    PartRows::putting(u"evidence"_s, {u"download_id"_s},
+                      {u"answers"_s, u"doubt"_s, u"end_known"_s, u"address"_s, u"etag"_s, u"digest_result"_s});
+
 SqlValues cellsOf(const KnownAddress &address)
 {
     const ResourceIdentity &identity = address.identity;
@@ -24,6 +33,16 @@ SqlValues cellsOf(const KnownAddress &address)
             SqlCells::fromTime(identity.lastModified),
             identity.total,
             SqlCells::fromBytes(identity.digest)};
+}
+
+SqlValues cellsOf(const Evidence &evidence)
+{
+    return {evidence.answers,
+            int(evidence.doubt),
+            int(evidence.isEndKnown),
+            SqlCells::fromUrl(evidence.address),
+            SqlCells::fromBytes(evidence.etag),
+            int(evidence.digest)};
 }
 
 KnownAddress addressFrom(const SqlStatement &row)
@@ -57,9 +76,7 @@ Evidence evidenceFrom(const SqlStatement &row)
 std::optional<ResourceMemory> MemoryRows::load(RecordRows &rows, qint64 id)
 {
     ResourceMemory memory;
-    auto addresses = rows.run(u"SELECT url, target, redirects, etag, weak_etag, last_modified, total, digest "
-                              u"FROM addresses WHERE download_id = ? ORDER BY position"_s,
-                              {id});
+    auto addresses = rows.run(kAddresses.select(), {id});
     if (!addresses)
         return std::nullopt;
     while (addresses->next())
@@ -78,19 +95,11 @@ std::optional<ResourceMemory> MemoryRows::load(RecordRows &rows, qint64 id)
 
 bool MemoryRows::save(RecordRows &rows, qint64 id, const ResourceMemory &memory)
 {
-    if (!rows.run(u"DELETE FROM addresses WHERE download_id = ?"_s, {id}))
-        return false;
-    int position = 0;
-    for (const KnownAddress &address : memory.addresses) {
-        const SqlValues values = SqlValues{id, position++} + cellsOf(address);
-        if (!rows.run(u"INSERT INTO addresses VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"_s, values))
-            return false;
-    }
-    const Evidence &evidence = memory.evidence;
-    return bool(
-        rows.run(u"INSERT OR REPLACE INTO evidence VALUES (?, ?, ?, ?, ?, ?, ?)"_s,
-                 {id, evidence.answers, int(evidence.doubt), int(evidence.isEndKnown),
-                  SqlCells::fromUrl(evidence.address), SqlCells::fromBytes(evidence.etag), int(evidence.digest)}));
+    QList<SqlValues> addresses;
+    for (const KnownAddress &address : memory.addresses)
+        addresses.append(cellsOf(address));
+    return kAddresses.replace(rows, {id}, addresses)
+        && rows.run(kPutEvidence, SqlValues{id} + cellsOf(memory.evidence));
 }
 
 bool MemoryRows::setDigestResult(RecordRows &rows, qint64 id, ChecksumResult result)

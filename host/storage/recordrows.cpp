@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <host/storage/recordrows.h>
 
+#include <host/storage/partrows.h>
 #include <host/storage/rowplaces.h>
 #include <host/storage/sqlcells.h>
 #include <host/storage/variantjson.h>
@@ -163,15 +164,20 @@ const Columns<Download> &downloadColumns()
     return columns;
 }
 
-/// A run knows the place of a download as it was when the run began.
-const Columns<Download> &columnsOfRuns()
+/// By which indexes find downloads.
+bool isInIndex(const Column<Download> &column)
 {
-    static const Columns<Download> columns = [] {
-        Columns<Download> rest = downloadColumns();
-        rest.removeIf([](const Column<Download> &column) { return column.name == "sort_index"_L1; });
-        return rest;
-    }();
-    return columns;
+    return column.name == "flags"_L1 || column.name == "url"_L1;
+}
+
+/// A run knows the place of a download as it was when the run began.
+Columns<Download> columnsOfRuns(bool areInIndexes)
+{
+    Columns<Download> rest = downloadColumns();
+    rest.removeIf([areInIndexes](const Column<Download> &column) {
+        return column.name == "sort_index"_L1 || isInIndex(column) != areInIndexes;
+    });
+    return rest;
 }
 
 const Columns<File> &fileColumns()
@@ -281,6 +287,7 @@ template<typename Record>
 SqlValues cells(const Columns<Record> &columns, const Record &record)
 {
     SqlValues list;
+    list.reserve(columns.size());
     for (const Column<Record> &column : columns)
         list.append(column.get(record));
     return list;
@@ -306,23 +313,17 @@ QString insertStatement(const QString &table, const QStringList &columns)
     return u"INSERT INTO %1 (%2) VALUES (%3)"_s.arg(table, columns.join(u", "_s), marks.join(u", "_s));
 }
 
-/// The statements of a table that holds parts of records. Its rows are found by the columns in the key, of which the
-/// last is their position and the others say whose they are.
+/// A table that holds parts of records.
 template<typename Part>
 struct PartTable {
     PartTable(const QString &name, const QStringList &key, const Columns<Part> &itsColumns)
         : columns(itsColumns)
-        , insert(insertStatement(name, key + names(itsColumns)))
-        , select(u"SELECT %1 FROM %2 WHERE %3 = ? ORDER BY position"_s.arg(
-              names(itsColumns).join(u", "_s), name, key.first(key.size() - 1).join(u" = ? AND "_s)))
-        , erase(u"DELETE FROM %1 WHERE download_id = ?"_s.arg(name))
+        , rows(name, key, names(itsColumns))
     {
     }
 
     const Columns<Part> columns;
-    const QString insert;
-    const QString select;
-    const QString erase; ///< all of a download
+    const PartRows rows;
 };
 
 const PartTable<File> kFiles(u"files"_s, {u"download_id"_s, u"position"_s}, fileColumns());
@@ -332,19 +333,36 @@ const PartTable<Mirror> kMirrors(u"mirrors"_s, {u"download_id"_s, u"position"_s}
 const PartTable<QNetworkCookie> kCookies(u"cookies"_s, {u"download_id"_s, u"position"_s}, cookieColumns());
 const PartTable<Header> kHeaders(u"headers"_s, {u"download_id"_s, u"position"_s}, headerColumns());
 
+/// How parts are written: PartRows::insert or PartRows::replace.
+using Writing = decltype(&PartRows::insert);
+
 template<typename Part>
-bool insertAll(RecordRows &rows, const PartTable<Part> &table, const SqlValues &owner, const QList<Part> &parts)
+bool writeAll(RecordRows &rows, const PartTable<Part> &table, Writing write, const SqlValues &owner,
+              const QList<Part> &parts)
 {
+    QList<SqlValues> list;
+    for (const Part &part : parts)
+        list.append(cells(table.columns, part));
+    return (table.rows.*write)(rows, owner, list);
+}
+
+bool writeParts(RecordRows &rows, Writing write, const Download &record)
+{
+    const SqlValues owner{record.id};
+    if (!writeAll(rows, kFiles, write, owner, record.files) || !writeAll(rows, kMirrors, write, owner, record.mirrors)
+        || !writeAll(rows, kCookies, write, owner, record.cookies)
+        || !writeAll(rows, kHeaders, write, owner, headersAsList(record.parameters)))
+        return false;
     int position = 0;
-    return std::all_of(parts.cbegin(), parts.cend(), [&](const Part &part) {
-        return bool(rows.run(table.insert, owner + SqlValues{position++} + cells(table.columns, part)));
+    return std::all_of(record.files.cbegin(), record.files.cend(), [&](const File &file) {
+        return writeAll(rows, kSections, write, {record.id, position++}, file.sections);
     });
 }
 
 template<typename Part>
 bool selectAll(RecordRows &rows, const PartTable<Part> &table, const SqlValues &owner, QList<Part> &parts)
 {
-    auto found = rows.run(table.select, owner);
+    auto found = rows.run(table.rows.select(), owner);
     if (!found)
         return false;
     while (found->next()) {
@@ -368,17 +386,35 @@ bool RecordRows::insert(AbstractDownloadPersistentInfo &record)
     if (!insertion)
         return false;
     record.id = insertion->insertedId();
-    return insertParts(record);
+    return writeParts(*this, &PartRows::insert, record);
 }
 
 bool RecordRows::update(const AbstractDownloadPersistentInfo &record, const SqlValue &fileIdentity,
                         const SqlValue &contentEncoding)
 {
+    static const Columns<Download> columns = columnsOfRuns(false);
     static const QString statement = u"UPDATE downloads SET %1 = ?, file_identity = coalesce(?, file_identity), "
                                      u"content_encoding = coalesce(?, content_encoding) "
-                                     u"WHERE id = ?"_s.arg(names(columnsOfRuns()).join(u" = ?, "_s));
-    auto change = run(statement, cells(columnsOfRuns(), record) + SqlValues{fileIdentity, contentEncoding, record.id});
-    return change && change->changes() == 1 && deleteParts(record.id) && insertParts(record);
+                                     u"WHERE id = ?"_s.arg(names(columns).join(u" = ?, "_s));
+    auto change = run(statement, cells(columns, record) + SqlValues{fileIdentity, contentEncoding, record.id});
+    return change && change->changes() == 1 && updateIndexed(record) && writeParts(*this, &PartRows::replace, record);
+}
+
+/// To write one of them writes its indexes, too, whatever was there before. Saves are many, and few change any.
+bool RecordRows::updateIndexed(const AbstractDownloadPersistentInfo &record)
+{
+    static const Columns<Download> columns = columnsOfRuns(true);
+    static const QStringList statements = [] {
+        QStringList list;
+        for (const Column<Download> &column : columns)
+            list.append(u"UPDATE downloads SET %1 = ? WHERE id = ? AND %1 IS NOT ?"_s.arg(column.name));
+        return list;
+    }();
+    return std::equal(columns.cbegin(), columns.cend(), statements.cbegin(),
+                      [&](const Column<Download> &column, const QString &statement) {
+                          const SqlValue cell = column.get(record);
+                          return bool(run(statement, {cell, record.id, cell}));
+                      });
 }
 
 RecordRows::Records RecordRows::select(const QString &condition, const SqlValues &values, const QString &index)
@@ -435,27 +471,6 @@ std::optional<qint64> RecordRows::keyBehindAll()
         return std::nullopt;
     const SqlValue key = greatest->value(0);
     return RowPlaces::keyBehind(key.isNull() ? std::nullopt : std::optional(key.toNumber()));
-}
-
-bool RecordRows::insertParts(const AbstractDownloadPersistentInfo &record)
-{
-    const SqlValues owner{record.id};
-    if (!insertAll(*this, kFiles, owner, record.files) || !insertAll(*this, kMirrors, owner, record.mirrors)
-        || !insertAll(*this, kCookies, owner, record.cookies)
-        || !insertAll(*this, kHeaders, owner, headersAsList(record.parameters)))
-        return false;
-    int position = 0;
-    return std::all_of(record.files.cbegin(), record.files.cend(), [&](const File &file) {
-        return insertAll(*this, kSections, {record.id, position++}, file.sections);
-    });
-}
-
-/// The sections go with their files.
-bool RecordRows::deleteParts(qint64 id)
-{
-    const QString statements[] = {kFiles.erase, kMirrors.erase, kCookies.erase, kHeaders.erase};
-    return std::all_of(std::begin(statements), std::end(statements),
-                       [&](const QString &statement) { return bool(run(statement, {id})); });
 }
 
 bool RecordRows::loadParts(AbstractDownloadPersistentInfo &record)

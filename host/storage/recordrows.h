@@ -49,8 +49,7 @@ public:
 
 private:
     std::optional<qint64> keyBehindAll();
-    bool insertParts(const AbstractDownloadPersistentInfo &record);
-    bool deleteParts(qint64 id);
+    bool updateIndexed(const AbstractDownloadPersistentInfo &record);
     bool loadParts(AbstractDownloadPersistentInfo &record);
 
     PreparedStatements m_statements;

@@ -56,6 +56,8 @@ private Q_SLOTS:
     void secretsAreKeptOnlyWhereAskedFor();
 
     void noReadingHoldsALock();
+    void aSaveWritesOnlyWhatIsNew();
+    void partsThatAPersonTookOutComeBackInTheirOrder();
 
     void nothingLooksThroughAHundredThousandDownloads();
 
@@ -208,6 +210,48 @@ void TestDownloadList::noReadingHoldsALock()
         // Whoever reads keeps the log from being emptied.
         QCOMPARE(shell.value(u"PRAGMA wal_checkpoint(TRUNCATE)"_s), QVariant(0));
     }
+}
+
+void TestDownloadList::aSaveWritesOnlyWhatIsNew()
+{
+    constexpr qint64 kHead = 32;
+    constexpr qint64 kPage = 24 + 4096;
+    DownloadList list;
+    openList(list);
+    Info record = recordOf(u"http://a/x"_s, u"/home"_s, u"x.iso"_s);
+    record.files.first().sections = {{0, 100, 40}};
+    record.mirrors.append(AbstractDownloadMirrorInfo{QUrl(u"http://b/x"_s), {}});
+    QVERIFY(list.insert(record) > 0);
+    const Shell shell(path());
+    const auto pagesOfASave = [&]() -> qint64 {
+        if (shell.value(u"PRAGMA wal_checkpoint(TRUNCATE)"_s) != QVariant(0))
+            return -1;
+        return list.update(record) ? (QFileInfo(path() + "-wal"_L1).size() - kHead) / kPage : -1;
+    };
+    QCOMPARE(pagesOfASave(), 0);
+    record.files.first().sections.first().downloaded = 90;
+    QCOMPARE(pagesOfASave(), 1);
+    record.files.first().size = 100;
+    record.mirrors.clear();
+    QCOMPARE(pagesOfASave(), 2);
+    QVERIFY(list.load(record.id) == record);
+}
+
+void TestDownloadList::partsThatAPersonTookOutComeBackInTheirOrder()
+{
+    DownloadList list;
+    openList(list);
+    Info record = recordOf(u"http://a/x"_s, u"/home"_s, u"x.iso"_s);
+    for (qint64 i = 0; i < 4; ++i)
+        record.files.first().sections.append({i * 100, 100, i});
+    QVERIFY(list.insert(record) > 0);
+    QVERIFY(Shell(path()).value(u"DELETE FROM sections WHERE position = 1"_s).isNull());
+    QVERIFY(list.update(record));
+    QVERIFY(list.load(record.id) == record);
+    record.files.first().sections = record.files.first().sections.mid(0, 2);
+    QVERIFY(Shell(path()).value(u"DELETE FROM sections WHERE position = 2"_s).isNull());
+    QVERIFY(list.update(record));
+    QVERIFY(list.load(record.id) == record);
 }
 
 void TestDownloadList::nothingLooksThroughAHundredThousandDownloads()
