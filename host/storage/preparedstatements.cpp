@@ -3,6 +3,16 @@
 
 #include <utility>
 
+std::size_t PreparedStatements::Hash::operator()(const QString &text) const noexcept
+{
+    constexpr qsizetype kSamples = 16;
+    const qsizetype step = text.size() / kSamples + 1;
+    auto hash = std::size_t(text.size());
+    for (qsizetype i = 0; i < text.size(); i += step)
+        hash = hash * 31 + text.at(i).unicode();
+    return hash;
+}
+
 PreparedStatements::Run::Run(PreparedStatements *owner, Store::node_type node)
     : m_owner(owner)
     , m_node(std::move(node))

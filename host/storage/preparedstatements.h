@@ -5,6 +5,7 @@
 
 #include <QString>
 
+#include <cstddef>
 #include <unordered_map>
 
 /// The statements of a connection, each prepared once however often it runs. Only for those of which there are few
@@ -13,7 +14,11 @@ class PreparedStatements
 {
     Q_DISABLE_COPY_MOVE(PreparedStatements)
 
-    using Store = std::unordered_multimap<QString, SqlStatement>;
+    /// The texts are long, each runs often, and a few characters tell them apart.
+    struct Hash {
+        std::size_t operator()(const QString &text) const noexcept;
+    };
+    using Store = std::unordered_multimap<QString, SqlStatement, Hash>;
 
 public:
     /// A statement that ran, for its rows to be read. It is in nobody else's hands: the same one may run again
