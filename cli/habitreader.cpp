@@ -254,7 +254,7 @@ private:
     void copyLetter(const OptionRow &row, const QString &name, const Following &following)
     {
         const bool isMisread = following.text.contains("://"_L1)
-            && (row.type == OptionRow::Type::Number || row.type == OptionRow::Type::Path);
+            && (row.type == OptionRow::Type::Number || row.isPath());
         const Meanings meanings = Habits::meanings(name, m_tools);
         if (isMisread && !meanings.isEmpty())
             complain(u"\"%1\" is \"--%2 %3\" here, and an address is none. "_s.arg(name, QLatin1StringView(row.name),

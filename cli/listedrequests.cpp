@@ -112,9 +112,8 @@ private:
         }
         const QString written = option.value.value_or(u"true"_s);
         const QString text = row.type == OptionRow::Type::Url ? Address::meant(written) : written;
-        const bool isPath = row.type == OptionRow::Type::Path;
         const std::optional<QString> expanded =
-            isPath ? PathExpansion::expanded(text, QProcessEnvironment::systemEnvironment(), problem) : text;
+            row.isPath() ? PathExpansion::expanded(text, QProcessEnvironment::systemEnvironment(), problem) : text;
         if (!expanded)
             *problem = u"%1 \"%2\" "_s.arg(option.name, text) + *problem;
         return expanded ? OptionValue::fromText(row, *expanded, option.name, problem) : std::nullopt;

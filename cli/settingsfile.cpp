@@ -15,11 +15,6 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-bool isPath(const OptionRow &row)
-{
-    return row.type == OptionRow::Type::Path || row.type == OptionRow::Type::ExistingFile;
-}
-
 QString withoutQuotes(const QString &text)
 {
     const bool isQuoted =
@@ -108,7 +103,7 @@ std::optional<QVariant> SettingsFile::valueOf(const Setting &setting, QString *p
 {
     const QString name = QString::fromLatin1(setting.row->name);
     std::optional<QString> text = setting.text;
-    if (isPath(*setting.row))
+    if (setting.row->isPath())
         text = PathExpansion::expanded(setting.text, QProcessEnvironment::systemEnvironment(), problem);
     std::optional<QVariant> value;
     if (text)

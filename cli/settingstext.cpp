@@ -30,7 +30,7 @@ QString hidden(const OptionRow &row, const QString &value)
 QString written(const OptionRow &row, const QVariant &value)
 {
     const QString text = OptionValue::toText(row, value);
-    return row.type == Type::Path || row.type == Type::ExistingFile ? PathExpansion::literal(text) : text;
+    return row.isPath() ? PathExpansion::literal(text) : text;
 }
 
 /// A line of a settings file; quotes keep what a file would lose. What cannot be shown as it is, is a remark.

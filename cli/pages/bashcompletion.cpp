@@ -51,6 +51,12 @@ _plait() {
     case ${COMP_WORDS[1]} in
         %3) [ "$COMP_CWORD" -eq 1 ] || command=${COMP_WORDS[1]} ;;
     esac
+    local word
+    for word in "${COMP_WORDS[@]:1:COMP_CWORD - 1}"; do
+        case $command:$word in
+            %6) _plait_files -f "$current"; return ;;
+        esac
+    done
     if _plait_values "$before" "$current"; then
         return
     fi
@@ -136,5 +142,6 @@ QString words()
 QString Completions::forBash()
 {
     const QStringList commands = CommandTable::names();
-    return kScript.arg(values(), options(), commands.join(u" | "_s), commands.join(u' '), words());
+    const QString lines = u"import:"_s + beginningsOfLines().join(u" | import:"_s);
+    return kScript.arg(values(), options(), commands.join(u" | "_s), commands.join(u' '), words(), lines);
 }

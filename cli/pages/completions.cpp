@@ -7,14 +7,22 @@ using namespace Qt::StringLiterals;
 
 Completions::Source Completions::valuesOf(const OptionRow &row)
 {
-    const QLatin1StringView value(row.valueName);
-    if (row.type == OptionRow::Type::Choice)
+    using Type = OptionRow::Type;
+    switch (row.type) {
+    case Type::Choice:
         return Source::Words;
-    if (value == "COMMAND"_L1)
+    case Type::Program:
         return Source::Programs;
-    if (value == "DIR"_L1)
+    case Type::Folder:
         return Source::Folders;
-    return value == "FILE"_L1 ? Source::Files : Source::Nothing;
+    case Type::Path:
+    case Type::ExistingFile:
+    case Type::FileName:
+    case Type::FileOrUrl:
+        return Source::Files;
+    default:
+        return Source::Nothing;
+    }
 }
 
 Completions::Source Completions::wordsOf(const CommandRow &command)
@@ -22,9 +30,16 @@ Completions::Source Completions::wordsOf(const CommandRow &command)
     const QLatin1StringView word(command.wordName ? command.wordName : "");
     if (word == "ID"_L1)
         return Source::Downloads;
-    if (word == "TOPIC"_L1)
-        return Source::Topics;
-    return word == "FILE"_L1 ? Source::Files : Source::Nothing;
+    return word == "TOPIC"_L1 ? Source::Topics : Source::Nothing;
+}
+
+QStringList Completions::beginningsOfLines()
+{
+    QStringList beginnings{u"--"_s};
+    const QList<const Habits::Tool *> tools = Habits::tools();
+    for (const Habits::Tool *tool : tools)
+        beginnings.append(tool->name);
+    return beginnings << u"aria2c"_s;
 }
 
 QStringList Completions::topics()

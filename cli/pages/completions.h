@@ -29,6 +29,8 @@ enum class Source {
 
 Source valuesOf(const OptionRow &row);
 Source wordsOf(const CommandRow &command);
+/// Words of `import` behind which nothing is of plait: what follows is another program's line.
+QStringList beginningsOfLines();
 /// What there is help about.
 QStringList topics();
 /// Names of the commands that have the option.

@@ -23,6 +23,16 @@ function __plait_has
     contains -- $command $argv
 end
 
+# Whether what is typed is another program's line.
+function __plait_imports
+    set -l words (commandline -opc)
+    __plait_has import; or return 1
+    for word in $words[3..]
+        contains -- $word %2; and return 0
+    end
+    return 1
+end
+
 function __plait_begins
     test (count (commandline -opc)) -eq 1
 end
@@ -32,6 +42,7 @@ function __plait_downloads
 end
 
 complete -c plait -f
+complete -c plait -n __plait_imports -F
 complete -c plait -s h -l help -d 'Print what is needed most, and end'
 complete -c plait -n __plait_begins -l version -d 'Print the version'
 )sh"_s;
@@ -65,7 +76,7 @@ QString valueOf(const OptionRow &row)
 QString lineOf(const OptionRow &row)
 {
     const QString letter = row.letter ? u" -s "_s + QLatin1Char(row.letter) : QString();
-    return u"complete -c plait -n '__plait_has %1'%2 -l %3%4 -d %5\n"_s.arg(
+    return u"complete -c plait -n 'not __plait_imports; and __plait_has %1'%2 -l %3%4 -d %5\n"_s.arg(
         Completions::commandsWith(row).join(u' '), letter, QLatin1StringView(row.name), valueOf(row),
         quoted(QString::fromUtf8(row.help)));
 }
@@ -79,8 +90,6 @@ QString wordLineOf(const CommandRow &command)
         return condition + u" -a '(__plait_downloads)'\n"_s;
     case Source::Topics:
         return condition + u" -a '%1'\n"_s.arg(Completions::topics().join(u' '));
-    case Source::Files:
-        return condition + u" -F\n"_s;
     default:
         return {};
     }
@@ -90,7 +99,7 @@ QString wordLineOf(const CommandRow &command)
 
 QString Completions::forFish()
 {
-    QString script = kHead.arg(CommandTable::names().join(u' '));
+    QString script = kHead.arg(CommandTable::names().join(u' '), beginningsOfLines().join(u' '));
     for (const CommandRow &command : CommandTable::rows())
         script += u"complete -c plait -n __plait_begins -a %1 -d %2\n"_s.arg(QLatin1StringView(command.name),
                                                                              quoted(QString::fromUtf8(command.help)))

@@ -36,6 +36,10 @@ _plait() {
         _describe command commands
         return
     fi
+    if [[ $command == import ]] && (( ${words[(i)(%3)]} < CURRENT )); then
+        _files
+        return
+    fi
     case $command in
 %2    esac
 }
@@ -130,5 +134,5 @@ QString Completions::forZsh()
             u"        "_s + quoted(QLatin1StringView(command.name) + u':' + QString::fromUtf8(command.help)) + u'\n';
         cases += caseOf(command);
     }
-    return kScript.arg(commands, cases);
+    return kScript.arg(commands, cases, beginningsOfLines().join(u'|'));
 }

@@ -30,8 +30,12 @@ struct OptionRow {
         Choice, ///< one word of `choices`
         Text,
         Line, ///< text without a line break
-        Path, ///< of a file or a folder; relative to where one stands
+        Path, ///< of a file; relative to where one stands
         ExistingFile, ///< a Path to a file that is there
+        Folder, ///< the Path of a folder
+        Program, ///< the Path of a program, or its name
+        FileName, ///< text: a name or a path
+        FileOrUrl, ///< text: a path or an address
         Url,
         Proxy,
         Header, ///< "Name: value", for one server
@@ -72,6 +76,12 @@ struct OptionRow {
     QStringList names() const
     {
         return QString::fromLatin1(name).split(u' ') + QString::fromLatin1(otherNames).split(u' ', Qt::SkipEmptyParts);
+    }
+
+    /// Whether files of settings and lists may begin the value with "~" or a variable.
+    bool isPath() const
+    {
+        return type == Type::Path || type == Type::ExistingFile || type == Type::Folder || type == Type::Program;
     }
 };
 

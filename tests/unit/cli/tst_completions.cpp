@@ -55,6 +55,7 @@ _arguments() {
         [[ $told =~ '^(\([^)]*\)|\*)?(--[a-z0-9-]+)' ]] && print -r -- "$match[2]"
     done
 }
+_files() { print -r -- "files" }
 _describe() { print -rl -- "${(@P)${@[-1]}%%:*}" }
 words=("$@")
 CURRENT=$#words
@@ -180,6 +181,11 @@ void TestCompletions::whatIsCompletedFitsWhereItStands_data()
         row("one of several words", {u"--on-exists"_s, u"o"_s}, {u"overwrite"_s});
         row("numbers of the list", {u"resume"_s, none}, {u"12"_s, u"7"_s});
         row("a file", {u"-i"_s, u"file"_s}, {u"file.txt"_s});
+        row("a list of checksums", {u"--checksum-file"_s, u"file"_s}, {u"file.txt"_s});
+        row("nothing of ours behind the dashes of a line", {u"import"_s, u"--"_s, u"curl"_s, u"--out"_s}, {});
+        row("nothing of ours behind another program", {u"import"_s, u"wget"_s, u"--on-exists"_s, u"ski"_s}, {});
+        row("files for another program", {u"import"_s, u"--"_s, u"curl"_s, u"-T"_s, u"file"_s}, {u"file.txt"_s});
+        row("ours before the line", {u"import"_s, u"--on-ex"_s}, {u"--on-exists"_s});
         row("what is no folder is none", {u"-d"_s, u"file"_s}, {});
         row("an address is left to who types it", {u"get"_s, none}, {});
         row("a topic of help", {u"help"_s, u"cu"_s}, {u"curl"_s});
@@ -193,6 +199,8 @@ void TestCompletions::whatIsCompletedFitsWhereItStands_data()
         << QStringList{u"id"_s, u"name"_s, u"size"_s, u"time"_s};
     QTest::newRow("fish: a value behind its sign")
         << u"fish"_s << QStringList{u"plait"_s, u"--on-exists=sk"_s} << QStringList{u"--on-exists=skip"_s};
+    QTest::newRow("zsh: files behind the dashes of a line")
+        << u"zsh"_s << QStringList{u"plait"_s, u"import"_s, u"--"_s, u"curl"_s, u"--out"_s} << QStringList{u"files"_s};
     QTest::newRow("zsh: all commands") << u"zsh"_s << QStringList{u"plait"_s, none} << sorted(CommandTable::names());
 }
 
@@ -210,15 +218,15 @@ void TestCompletions::eachValueIsCompletedAsItsOptionWants()
     const QHash<QString, Source> expected{
         {u"dir"_s, Source::Folders},      {u"output"_s, Source::Files},         {u"input-file"_s, Source::Files},
         {u"cert"_s, Source::Files},       {u"on-complete"_s, Source::Programs}, {u"progress"_s, Source::Words},
-        {u"checksum"_s, Source::Nothing}, {u"limit-rate"_s, Source::Nothing},
+        {u"checksum"_s, Source::Nothing}, {u"limit-rate"_s, Source::Nothing},   {u"checksum-file"_s, Source::Files},
+        {u"log"_s, Source::Files},
     };
     for (auto option = expected.cbegin(); option != expected.cend(); ++option) {
         const OptionRow *const row = CommandOptions::table().find(option.key());
         QVERIFY2(row && Completions::valuesOf(*row) == option.value(), qPrintable(option.key()));
     }
     for (const OptionRow *row : CommandOptions::table().rows()) {
-        const bool isPath = row->type == OptionRow::Type::Path || row->type == OptionRow::Type::ExistingFile;
-        QVERIFY2(!isPath || Completions::valuesOf(*row) != Source::Nothing, row->name);
+        QVERIFY2(!row->isPath() || Completions::valuesOf(*row) != Source::Nothing, row->name);
     }
 }
 
