@@ -8,6 +8,7 @@
 #include <cli/familywords.h>
 #include <cli/importedcommand.h>
 #include <cli/listedrequests.h>
+#include <cli/nextcommand.h>
 #include <cli/schemewords.h>
 #include <cli/settingstext.h>
 #include <host/engine/chosenoptions.h>
@@ -285,9 +286,11 @@ private:
         for (const QString &word : m_line.words)
             readId(word, result);
         if (result.command == Command::Resume && result.ids.isEmpty() && !m_values.flag("all"_L1))
-            complain(u"resume needs numbers of downloads, or --all. Run \"plait list\" to see them."_s);
+            complain(u"resume needs numbers of downloads, or --all. Run \"%1\" to see them."_s.arg(
+                NextCommand::line(u"list"_s)));
         if (result.command == Command::Retry && result.ids.isEmpty() && !m_values.flag("failed"_L1))
-            complain(u"retry needs numbers of downloads, or --failed. Run \"plait list --failed\" to see them."_s);
+            complain(u"retry needs numbers of downloads, or --failed. Run \"%1\" to see them."_s.arg(
+                NextCommand::line(u"list --failed"_s)));
     }
 
     void readId(const QString &word, Arguments &result)
@@ -295,8 +298,8 @@ private:
         bool isNumber = false;
         const qint64 id = word.toLongLong(&isNumber);
         if (!isNumber || id <= 0)
-            complain(
-                u"\"%1\" is no number of a download. Run \"plait list\" to see them."_s.arg(Redaction::typed(word)));
+            complain(u"\"%1\" is no number of a download. Run \"%2\" to see them."_s.arg(Redaction::typed(word),
+                                                                                         NextCommand::line(u"list"_s)));
         else if (!result.ids.contains(id))
             result.ids.append(id);
     }

@@ -5,6 +5,7 @@
 #include <cli/commandoptions.h>
 #include <cli/habits.h>
 #include <cli/nearest.h>
+#include <cli/nextcommand.h>
 #include <cli/optionparser.h>
 #include <cli/settingsfile.h>
 #include <host/options/optionvalue.h>
@@ -74,8 +75,8 @@ QString nearlyACommand(const QString &first)
 QString problemOfCommand(const QString &first)
 {
     if (std::find(std::begin(kStops), std::end(kStops), first) != std::end(kStops))
-        return u"\"%1\" is no command: a download stops with the plait that runs it, by Ctrl-C. \"plait resume\" goes on."_s
-            .arg(first);
+        return u"\"%1\" is no command: a download stops with the plait that runs it, by Ctrl-C. \"%2\" goes on."_s.arg(
+            first, NextCommand::line(u"resume --all"_s));
     const QString meant = nearlyACommand(first);
     return meant.isEmpty() ? QString() : u"\"%1\" is no command. Did you mean \"plait %2\"?"_s.arg(first, meant);
 }
@@ -105,6 +106,17 @@ QString giveTyped(const QList<OptionParser::Typed> &options, OptionValues &value
     return {};
 }
 
+QString valueAmong(const QStringList &words, const QString &option)
+{
+    for (qsizetype i = 0; i < words.size() && words.at(i) != "--"_L1; ++i) {
+        if (words.at(i) == option)
+            return words.value(i + 1);
+        if (words.at(i).startsWith(option + u'='))
+            return words.at(i).sliced(option.size() + 1);
+    }
+    return {};
+}
+
 /// Those that the command has and that were not typed. The sentence, if one is none.
 QString giveSettings(const SettingsFile &file, const CommandRow &command, OptionValues &values)
 {
@@ -125,13 +137,12 @@ QString giveSettings(const SettingsFile &file, const CommandRow &command, Option
 
 QString CommandLine::configFileOf(const QStringList &words)
 {
-    for (qsizetype i = 0; i < words.size() && words.at(i) != "--"_L1; ++i) {
-        if (words.at(i) == "--config"_L1)
-            return words.value(i + 1);
-        if (words.at(i).startsWith("--config="_L1))
-            return words.at(i).sliced(9);
-    }
-    return {};
+    return valueAmong(words, u"--config"_s);
+}
+
+QString CommandLine::listFileOf(const QStringList &words)
+{
+    return valueAmong(words, u"--list"_s);
 }
 
 QList<QByteArray> CommandLine::secretOptions()

@@ -27,6 +27,8 @@ public:
     static Outcome read(const QStringList &words, const QString &configFile);
     /// --config FILE among the words; empty = it is not there.
     static QString configFileOf(const QStringList &words);
+    /// --list FILE among the words, in the same way.
+    static QString listFileOf(const QStringList &words);
     /// What is typed behind these is not for others' eyes, as "--user".
     static QList<QByteArray> secretOptions();
 };

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <cli/downloadsrunner.h>
 
+#include <cli/nextcommand.h>
 #include <cli/printer.h>
 #include <cli/questions.h>
 #include <cli/requestfeed.h>
@@ -58,8 +59,8 @@ void DownloadsRunner::refuseChanged(const Snapshot &there)
     summary.url = there.url;
     summary.name = there.name();
     summary.status = ExitStatus::ResourceChanged;
-    summary.errorText = u"%1: the server has another file by now. \"plait restart %2\" fetches it."_s.arg(
-        there.url.toDisplayString(), QString::number(there.id));
+    summary.errorText = u"%1: the server has another file by now. \"%2\" fetches it."_s.arg(
+        there.url.toDisplayString(), NextCommand::line(u"restart %1"_s.arg(there.id)));
     refuse(there.id, summary);
 }
 

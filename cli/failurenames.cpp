@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <cli/failurenames.h>
 
+#include <cli/nextcommand.h>
+
 #include <QDir>
 
 using namespace Qt::StringLiterals;
@@ -58,6 +60,11 @@ QString FailureNames::quotedFile(const Failure &failure)
 QString FailureNames::numberOf(const Failure &failure)
 {
     return QString::number(failure.subject.id);
+}
+
+QString FailureNames::commandOf(QLatin1StringView command, const Failure &failure)
+{
+    return NextCommand::line(command + u' ' + numberOf(failure));
 }
 
 QString FailureNames::reason(const Failure &failure, const QString &otherwise)

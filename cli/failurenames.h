@@ -21,6 +21,8 @@ QString quotedFolder(const Failure &failure);
 QString quotedFile(const Failure &failure);
 /// Of the download, as commands take it.
 QString numberOf(const Failure &failure);
+/// "plait resume 7": to be typed next, for the download.
+QString commandOf(QLatin1StringView command, const Failure &failure);
 /// The words of whoever told the cause, or ours where there are none.
 QString reason(const Failure &failure, const QString &otherwise);
 

@@ -3,6 +3,7 @@
 
 #include <cli/failurenames.h>
 #include <cli/networkwords.h>
+#include <cli/nextcommand.h>
 #include <cli/roomwords.h>
 
 #include <QDir>
@@ -29,22 +30,23 @@ QString unknown(const Failure &failure)
 QString cannotResume(const Failure &failure)
 {
     return u"cannot resume %1: the server does not send the rest of a file alone. What was downloaded stays in %2; "
-           u"\"plait restart %3\" fetches all of it again."_s.arg(quotedTitle(failure), quotedFile(failure),
-                                                                  numberOf(failure));
+           u"\"%3\" fetches all of it again."_s.arg(quotedTitle(failure), quotedFile(failure),
+                                                    commandOf("restart"_L1, failure));
 }
 
 QString resourceChanged(const Failure &failure)
 {
-    return u"cannot resume %1: the server no longer has the same file (%4). What was downloaded stays in %2; \"plait "
-           u"restart %3\" fetches the new one."_s.arg(quotedTitle(failure), quotedFile(failure), numberOf(failure),
-                                                      reason(failure, u"its ETag, size or date changed"_s));
+    return u"cannot resume %1: the server no longer has the same file (%4). What was downloaded stays in %2; \"%3\" "
+           u"fetches the new one."_s.arg(quotedTitle(failure), quotedFile(failure), commandOf("restart"_L1, failure),
+                                         reason(failure, u"its ETag, size or date changed"_s));
 }
 
 QString checksumDiffers(const Failure &failure)
 {
     const QString which = failure.kind == Kind::DigestDiffers ? u"the server means"_s : u"was meant"_s;
-    return u"%1 is not the file that %2: %3. The file stays as it is; \"plait restart %4\" fetches it again."_s.arg(
-        quotedFile(failure), which, reason(failure, u"its checksum is another one"_s), numberOf(failure));
+    return u"%1 is not the file that %2: %3. The file stays as it is; \"%4\" fetches it again."_s.arg(
+        quotedFile(failure), which, reason(failure, u"its checksum is another one"_s),
+        commandOf("restart"_L1, failure));
 }
 
 QString checksumUnusable(const Failure &failure)
@@ -89,19 +91,20 @@ QString stopped(const Failure &failure)
 
 QString stoppedBeforeComparing(const Failure &failure)
 {
-    return u"stopped before %1 was compared with its checksum; \"plait resume %2\" does it"_s.arg(
-        quoted(failure.subject.title), numberOf(failure));
+    return u"stopped before %1 was compared with its checksum; \"%2\" does it"_s.arg(quoted(failure.subject.title),
+                                                                                     commandOf("resume"_L1, failure));
 }
 
 QString noSuchDownload(const Failure &failure)
 {
-    return u"there is no download %1. Run \"plait list\" to see them."_s.arg(failure.subject.id);
+    return u"there is no download %1. Run \"%2\" to see them."_s.arg(QString::number(failure.subject.id),
+                                                                     NextCommand::line(u"list"_s));
 }
 
 QString cannotBegin(const Failure &failure)
 {
-    return u"cannot begin download %1: %2. Wait until that is done, and run \"plait resume %1\"."_s.arg(
-        numberOf(failure), failure.detail);
+    return u"cannot begin download %1: %2. Wait until that is done, and run \"%3\"."_s.arg(
+        numberOf(failure), failure.detail, commandOf("resume"_L1, failure));
 }
 
 QString ownedByOther(const Failure &failure)
@@ -153,12 +156,14 @@ QString aboutList(const QString &what, const Failure &failure)
 QString listDamaged(const Failure &failure)
 {
     const QString which = quotedFile(failure);
-    if (failure.subject.keptAs.isEmpty())
+    const QString kept = QDir::toNativeSeparators(failure.subject.keptAs);
+    if (kept.isEmpty())
         return u"the list %1 was damaged. It was set aside, and a new one begun."_s.arg(which);
     return u"the list %1 was damaged%3. It is kept as %2, and a new list was begun; incomplete files stay where they "
-           u"are. To bring over what can be read of it, run: plait list --repair %2 --list %1"_s.arg(
-               which, quoted(QDir::toNativeSeparators(failure.subject.keptAs)),
-               failure.detail.isEmpty() ? QString() : u": "_s + failure.detail);
+           u"are. To bring over what can be read of it, run: %4"_s.arg(
+               which, quoted(kept), failure.detail.isEmpty() ? QString() : u": "_s + failure.detail,
+               NextCommand::lineFor(QDir::toNativeSeparators(failure.subject.path),
+                                    u"list --repair "_s + NextCommand::quoted(kept)));
 }
 
 QString moduleUnusable(const Failure &failure)
@@ -188,9 +193,9 @@ QString sameResource(const Failure &failure)
 {
     if (failure.number != 0)
         return u"%1 is there already, from download %2"_s.arg(quotedFile(failure), numberOf(failure));
-    return u"download %1 has begun to fetch %2 into %3; this one begins once more. \"plait resume %1\" goes on with "
-           u"that "
-           u"one."_s.arg(numberOf(failure), quotedTitle(failure), quotedFolder(failure));
+    return u"download %1 has begun to fetch %2 into %3; this one begins once more. \"%4\" goes on with that "
+           u"one."_s.arg(numberOf(failure), quotedTitle(failure), quotedFolder(failure),
+                         commandOf("resume"_L1, failure));
 }
 
 QString ofItsKind(const Failure &failure)
@@ -225,8 +230,8 @@ QString ofItsKind(const Failure &failure)
     case Kind::DigestDiffers:
         return checksumDiffers(failure);
     case Kind::ChecksumNotFound:
-        return u"%1 is there, but was not compared with its checksum: of %2, %3. \"plait resume %4\" looks again."_s
-            .arg(quotedFile(failure), quotedUrl(failure), failure.detail, numberOf(failure));
+        return u"%1 is there, but was not compared with its checksum: of %2, %3. \"%4\" looks again."_s.arg(
+            quotedFile(failure), quotedUrl(failure), failure.detail, commandOf("resume"_L1, failure));
     case Kind::ChecksumFound:
         return u"%1 is compared with the %2 checksum in %3"_s.arg(quoted(failure.subject.title), failure.detail,
                                                                   quotedUrl(failure));
@@ -333,9 +338,9 @@ QString wayOut(const Failure &failure)
         return u" -o NAME gives one."_s;
     if (failure.kind == Kind::DiskFull)
         return RoomWords::facts(failure)
-            + u" \"plait resume %1\" goes on; -d chooses another folder."_s.arg(numberOf(failure));
+            + u" \"%1\" goes on; -d chooses another folder."_s.arg(commandOf("resume"_L1, failure));
     if (failure.kind == Kind::FileFailed && failure.number == ESTALE)
-        return u" \"plait restart %1\" fetches it again."_s.arg(failure.subject.id);
+        return u" \"%1\" fetches it again."_s.arg(commandOf("restart"_L1, failure));
     return failure.kind == Kind::CannotCreateFile && failure.number > 0 ? u" -d FOLDER names one."_s : QString();
 }
 

@@ -3,6 +3,7 @@
 
 #include <cli/failurewords.h>
 #include <cli/jsonline.h>
+#include <cli/nextcommand.h>
 #include <host/engine/engineoptions.h>
 #include <host/policy/shown.h>
 #include <host/storage/idranges.h>
@@ -47,7 +48,9 @@ void say(const QString &text, QTextStream &answers)
     answers << Shown::text(text) << '\n';
 }
 
-void sayFindings(const ListCheck::Findings &findings, const QString &path, bool isTheList, QTextStream &answers)
+/// @param setAside the list that was looked at, if it is another than the one in use
+void sayFindings(const ListCheck::Findings &findings, const QString &path, const QString &setAside,
+                 QTextStream &answers)
 {
     for (const QString &problem : findings.problems)
         say(problem, answers);
@@ -55,8 +58,10 @@ void sayFindings(const ListCheck::Findings &findings, const QString &path, bool 
     if (findings.problems.isEmpty())
         say(u"the list \"%1\" is whole; downloads: %2"_s.arg(shown).arg(findings.downloads), answers);
     else
-        say(u"the list \"%1\" is damaged. Run \"plait list --repair%2\" to bring over what can be read of it."_s.arg(
-                shown, isTheList ? QString() : u" FILE"_s),
+        say(u"the list \"%1\" is damaged. Run \"%2\" to bring over what can be read of it."_s.arg(
+                shown,
+                NextCommand::line(u"list --repair"_s
+                                  + (setAside.isEmpty() ? QString() : u' ' + NextCommand::quoted(setAside)))),
             answers);
 }
 
@@ -121,7 +126,7 @@ ExitStatus ListCare::check(const Arguments &arguments, QTextStream &answers, QTe
                                  {u"downloads"_s, findings.downloads},
                                  {u"problems"_s, QJsonArray::fromStringList(findings.problems)}});
     else
-        sayFindings(findings, path, isTheList, answers);
+        sayFindings(findings, path, arguments.setAsideList, answers);
     return findings.problems.isEmpty() ? ExitStatus::Done : ExitStatus::Unknown;
 }
 
@@ -132,8 +137,8 @@ ExitStatus ListCare::repair(const Arguments &arguments, QTextStream &answers, QT
         return complain(notes, kNoPlace);
     if (const QString before = nameBefore(path); !before.isEmpty() && arguments.setAsideList.isEmpty())
         return complain(notes,
-                        u"\"%1\" is a list that was set aside. To bring over what can be read of it, run: plait list "
-                        u"--repair \"%1\" --list \"%2\""_s.arg(path, before));
+                        u"\"%1\" is a list that was set aside. To bring over what can be read of it, run: %2"_s.arg(
+                            path, NextCommand::lineFor(before, u"list --repair "_s + NextCommand::quoted(path))));
     const ListRepair::Report report = arguments.setAsideList.isEmpty()
         ? ListRepair::repair(path)
         : ListRepair::bringOver(arguments.setAsideList, path);

@@ -4,6 +4,7 @@
 #include <cli/answerof.h>
 #include <cli/failurewords.h>
 #include <cli/jsonline.h>
+#include <cli/nextcommand.h>
 #include <cli/progressline.h>
 #include <host/engine/engine.h>
 #include <host/policy/fileassurance.h>
@@ -312,7 +313,8 @@ ExitStatus setUrl(const Arguments &arguments, Engine &engine, const Output &outp
     if (hasFailed(answer, output))
         return ExitStatus::Unknown;
     if (!arguments.quiet)
-        output.notes << "download " << id << " goes on from its new address with \"plait resume " << id << "\"\n";
+        output.notes << "download " << id << " goes on from its new address with \""
+                     << NextCommand::line(u"resume %1"_s.arg(id)) << "\"\n";
     return ExitStatus::Done;
 }
 

@@ -3,6 +3,7 @@
 
 #include <cli/failurewords.h>
 #include <cli/headersnote.h>
+#include <cli/nextcommand.h>
 #include <cli/printer.h>
 
 using namespace Qt::StringLiterals;
@@ -116,7 +117,8 @@ void LookupsRunner::onUrlSet(const EngineAnswer &answer)
 {
     const qint64 id = m_arguments.ids.first();
     if (answer.isOk())
-        m_printer.note(u"download %1 goes on from its new address with \"plait resume %1\""_s.arg(id));
+        m_printer.note(u"download %1 goes on from its new address with \"%2\""_s.arg(
+            QString::number(id), NextCommand::line(u"resume %1"_s.arg(id))));
     const bool isOther = answer.failure.kind == Failure::Kind::ResourceChanged && !answer.error;
     if (isOther)
         end(ExitStatus::ResourceChanged,
@@ -154,7 +156,9 @@ void LookupsRunner::onChecked(const EngineAnswer &answer)
                            .arg(m_id));
     if (answer.failure.kind == Failure::Kind::ResourceChanged)
         end(ExitStatus::ResourceChanged,
-            u"download %1: the server has another file by now. \"plait restart %1\" fetches it."_s.arg(m_id), {});
+            u"download %1: the server has another file by now. \"%2\" fetches it."_s.arg(
+                QString::number(m_id), NextCommand::line(u"restart %1"_s.arg(m_id))),
+            {});
     else
         end(answer.failure, answer.error);
 }

@@ -57,7 +57,7 @@ QString nothingCame(const Failure &failure)
 {
     return cannotDownload(
         quoted(failure.subject.title),
-        u"nothing more came from the server. \"plait resume %1\" tries again."_s.arg(numberOf(failure)));
+        u"nothing more came from the server. \"%1\" tries again."_s.arg(commandOf("resume"_L1, failure)));
 }
 
 QString notFound(const Failure &failure)

@@ -6,6 +6,7 @@
 #include <cli/helptext.h>
 #include <cli/importedcommand.h>
 #include <cli/nearest.h>
+#include <cli/nextcommand.h>
 #include <host/policy/redaction.h>
 
 #include <CLI/CLI.hpp>
@@ -187,7 +188,7 @@ QString complaintOfWords(const CommandRow &command)
     const bool isOfList = QLatin1StringView(command.wordName) == "ID"_L1;
     return u"\"plait %1\" is written \"plait %2\"."_s.arg(QLatin1StringView(command.name),
                                                           QString::fromUtf8(command.usage))
-        + (isOfList ? u" Run \"plait list\" to see the numbers."_s : QString());
+        + (isOfList ? u" Run \"%1\" to see the numbers."_s.arg(NextCommand::line(u"list"_s)) : QString());
 }
 
 /// The parser's finding in our words. A value that it could not read may be anything.

@@ -10,6 +10,7 @@
 #include <cli/listcare.h>
 #include <cli/listcommands.h>
 #include <cli/lookupsrunner.h>
+#include <cli/nextcommand.h>
 #include <cli/processtitle.h>
 #include <cli/progressprinter.h>
 #include <cli/questions.h>
@@ -119,8 +120,7 @@ ExitStatus runToEnd(Runner &runner, const StandardOutput &output)
 ExitStatus run(const Arguments &arguments, Engine &engine, Printer &printer, Questions *questions,
                StandardOutput &output)
 {
-    const bool looksUp = arguments.command == Arguments::Command::Query
-        || arguments.command == Arguments::Command::Plan
+    const bool looksUp = arguments.command == Arguments::Command::Query || arguments.command == Arguments::Command::Plan
         || arguments.command == Arguments::Command::Check || arguments.command == Arguments::Command::SetUrl;
     if (looksUp) {
         LookupsRunner runner(arguments, engine, printer);
@@ -200,6 +200,10 @@ int Program::run(int argc, char *argv[], const EngineFactory &makeEngine)
     Streams streams;
     // Parsing may wait for URLs on standard input: meanwhile nobody is to read secrets off the process.
     const std::vector<std::string> typed(argv, argv + argc);
+    QStringList typedWords;
+    for (int i = 1; i < argc; ++i)
+        typedWords.append(QString::fromLocal8Bit(argv[i]));
+    NextCommand::setFiles(CommandLine::listFileOf(typedWords), CommandLine::configFileOf(typedWords));
     ProcessTitle::hide(argc, argv, CommandLine::secretOptions());
     std::vector<const char *> words;
     words.reserve(typed.size());

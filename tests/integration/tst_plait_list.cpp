@@ -29,6 +29,21 @@ QVariant valueIn(const QString &list, const QString &statement)
     return SqlFile(list).value(statement);
 }
 
+/// Runs the command that a message names: Run "plait …".
+PlaitResult pasted(const PlaitSandbox &sandbox, const QByteArray &message)
+{
+    static const QRegularExpression named(u"Run \"(plait [^\"]*)\""_s);
+    QProcessEnvironment environment = sandbox.environment();
+    environment.insert(u"PLAIT"_s, PlaitSandbox::program());
+    QProcess shell;
+    shell.setProcessEnvironment(environment);
+    shell.start(u"sh"_s,
+                {u"-c"_s, u"plait() { \"$PLAIT\" \"$@\"; }; "_s + named.match(QString::fromUtf8(message)).captured(1)});
+    const bool hasEnded = shell.waitForFinished(PlaitSandbox::kPatienceMs);
+    const QByteArray out = shell.readAllStandardOutput();
+    return {hasEnded ? shell.exitCode() : -1, out, shell.readAllStandardError()};
+}
+
 }
 
 /// Several processes at work on one list, and lists that are damaged.
@@ -45,6 +60,7 @@ private Q_SLOTS:
     void aDamagedListIsSaidByEveryCommand();
     void aDamagedListIsCheckedAndRepaired();
     void whatWasSetAsideIsBroughtOverOnce();
+    void commandsThatAreNamedWorkAsTheyArePasted();
     void withoutAPlaceForItTheListIsInMemory_data();
     void withoutAPlaceForItTheListIsInMemory();
     void withoutAHomeFolderNothingIsPutIntoTheRoot();
@@ -205,6 +221,21 @@ void TestPlaitList::whatWasSetAsideIsBroughtOverOnce()
     }
     QCOMPARE(valueIn(listOf(sandbox), u"SELECT count(*) FROM downloads WHERE finished = 1"_s).toInt(), 1);
     QCOMPARE(setAside(sandbox).size(), 1);
+}
+
+void TestPlaitList::commandsThatAreNamedWorkAsTheyArePasted()
+{
+    PlaitSandbox sandbox;
+    const QString list = sandbox.path(u"anna's list.sqlite"_s);
+    const QStringList ofThisList{u"--list"_s, list};
+    QCOMPARE(sandbox.run({u"--list"_s, list, m_servers.nginx().url(u"/"_s + nameOf(0)).toString()}).status, 0);
+    QCOMPARE(valueIn(list, u"DROP TABLE mirrors"_s), QVariant());
+    const PlaitResult damaged = sandbox.runBare(QStringList{u"list"_s, u"--check"_s} + ofThisList);
+    const PlaitResult repaired = pasted(sandbox, damaged.out);
+    QVERIFY2(repaired.status == 0 && repaired.out.contains("brought over"), damaged.out + repaired.err);
+    const PlaitResult unknown = sandbox.runBare(QStringList{u"show"_s, u"9"_s} + ofThisList);
+    const PlaitResult shown = pasted(sandbox, unknown.err);
+    QVERIFY2(shown.status == 0 && shown.out.contains(nameOf(0).toUtf8()), unknown.err + shown.err);
 }
 
 void TestPlaitList::withoutAPlaceForItTheListIsInMemory_data()

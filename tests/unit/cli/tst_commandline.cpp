@@ -185,8 +185,8 @@ void TestCommandLine::othersNamesOfCommandsAreAnswered_data()
     QTest::newRow("rm") << QStringList{u"rm"_s, u"3"_s} << u"Did you mean \"plait remove\"?"_s;
     QTest::newRow("status") << QStringList{u"status"_s} << u"Did you mean \"plait list\"?"_s;
     QTest::newRow("version") << QStringList{u"version"_s} << u"Did you mean \"plait --version\"?"_s;
-    QTest::newRow("stop") << QStringList{u"stop"_s, u"3"_s} << u"by Ctrl-C. \"plait resume\" goes on."_s;
-    QTest::newRow("pause") << QStringList{u"pause"_s, u"3"_s} << u"by Ctrl-C. \"plait resume\" goes on."_s;
+    QTest::newRow("stop") << QStringList{u"stop"_s, u"3"_s} << u"by Ctrl-C. \"plait resume --all\" goes on."_s;
+    QTest::newRow("pause") << QStringList{u"pause"_s, u"3"_s} << u"by Ctrl-C. \"plait resume --all\" goes on."_s;
 }
 
 void TestCommandLine::othersNamesOfCommandsAreAnswered()

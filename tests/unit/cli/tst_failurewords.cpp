@@ -419,7 +419,7 @@ void TestFailureWords::aListThatWasSetAsideIsNamedAsItIsCalledNow()
     QCOMPARE(FailureWords::sentence(Failure::make(Failure::Kind::ListDamaged, subject, u"no table"_s)),
              u"the list \"/l\" was damaged: no table. It is kept as \"/l.damaged\", and a new list was begun; "
              u"incomplete files stay where they are. To bring over what can be read of it, run: plait list --repair "
-             u"\"/l.damaged\" --list \"/l\""_s);
+             u"/l.damaged --list /l"_s);
 }
 
 void TestFailureWords::whatIsThereAlreadyIsNamed()

@@ -124,7 +124,7 @@ void TestListCare::ofAnotherFileItIsSaidHowToBringItOver()
     m_arguments.session.listPath = m_dir->filePath(u"whole.sqlite"_s);
     m_arguments.setAsideList = path();
     QVERIFY(run(&ListCare::check) != ExitStatus::Done);
-    QVERIFY2(m_answers.contains(u"\"%1\" is damaged. Run \"plait list --repair FILE\""_s.arg(path())),
+    QVERIFY2(m_answers.contains(u"\"%1\" is damaged. Run \"plait list --repair %1\""_s.arg(path())),
              qPrintable(m_answers));
 }
 
@@ -135,7 +135,7 @@ void TestListCare::aListThatWasSetAsideIsNotSetAsideOnceMore()
     QVERIFY(QFile::rename(path(), aside));
     m_arguments.session.listPath = aside;
     QVERIFY(run(&ListCare::repair) != ExitStatus::Done);
-    QVERIFY2(m_notes.contains(u"plait list --repair \"%1\" --list \"%2\""_s.arg(aside, path())), qPrintable(m_notes));
+    QVERIFY2(m_notes.contains(u"plait list --repair %1 --list %2"_s.arg(aside, path())), qPrintable(m_notes));
     QVERIFY(QFile::exists(aside) && !QFile::exists(path()));
 }
 
