@@ -168,8 +168,10 @@ private:
         return command;
     }
 
-    void readLog(Arguments &result) const
+    void readLog(Arguments &result)
     {
+        if (m_values.text("log"_L1) == "-"_L1)
+            complain(u"--log names a file, and \"-\" is none. Write \"-v\" to see what happens."_s);
         const QString named = absolute(m_values.text("log"_L1));
         result.logFile = named.isEmpty() ? defaultLogFile() : named;
         const int level = named.isEmpty() ? kDefaultLogLevel : kLogLevelOfANamedLog;
@@ -232,7 +234,10 @@ private:
         checkFamilies(result.requests, common.mirrors);
         readList(m_values.text("input-file"_L1), result);
         if (result.requests.isEmpty() && result.badLines.isEmpty() && !result.input)
-            complain(u"there is no URL. Give one, or a file of them with -i."_s);
+            complain(common.mirrors.isEmpty()
+                         ? u"there is no URL. Give one, or a file of them with -i."_s
+                         : u"--mirror names another address of a file, and there is none to download. Leave the option "
+                           u"out: no links are followed."_s);
         if (!common.outputName.isEmpty() && result.requests.size() > 1)
             complain(u"-o names one file, but there are several URLs. Use -d, or run plait once for each."_s);
         for (const OfOneFile &one : kOfOneFile) {
@@ -263,6 +268,8 @@ private:
 
     DownloadRequest commonRequest()
     {
+        if (m_values.text("output"_L1) == "/dev/null"_L1)
+            complain(u"-o \"/dev/null\" is no file. To keep nothing of what comes, write \"-o - > /dev/null\"."_s);
         QString problem;
         DownloadRequest request = ChosenOptions::request(m_values, m_currentFolder, &problem);
         complain(problem.isEmpty() ? problem : u"-o "_s + problem);

@@ -54,6 +54,7 @@ void HabitParts::add(const QString &part, const QString &name, const QString &va
 
 QString HabitParts::joinInto(QStringList &options, QStringList &addresses) const
 {
+    joinProgress(options);
     const QString problems[] = {joinLogin(options), joinProxy(options), joinBody(options, addresses),
                                 joinMethod(options), joinOffset(options)};
     const auto problem =
@@ -123,6 +124,13 @@ QString HabitParts::joinMethod(const QStringList &options) const
         return {};
     return u"a request \"%1\" %2 body is not sent: there are GET, and POST with \"--post-data DATA\"."_s.arg(
         method.left(20), hasBody ? u"with a"_s : u"without a"_s);
+}
+
+/// "-q --show-progress" shows that alone. Who asked for it is not left without.
+void HabitParts::joinProgress(QStringList &options) const
+{
+    if (m_values.contains(u"progress"_s) && options.removeAll(u"--quiet"_s) > 0)
+        options.prepend(u"--progress=bar"_s);
 }
 
 /// "-" is where the file ends that is there.

@@ -22,6 +22,7 @@ private:
     QString joinBody(QStringList &options, QStringList &addresses) const;
     QString joinMethod(const QStringList &options) const;
     QString joinOffset(QStringList &options) const;
+    void joinProgress(QStringList &options) const;
     QStringList queries() const;
 
     QHash<QString, QStringList> m_values;

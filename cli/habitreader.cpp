@@ -4,6 +4,7 @@
 #include <cli/address.h>
 #include <cli/commandoptions.h>
 #include <cli/habitparts.h>
+#include <cli/nextcommand.h>
 
 #include <QRegularExpression>
 
@@ -253,8 +254,8 @@ private:
     /// A letter of ours, which other programs have for other things.
     void copyLetter(const OptionRow &row, const QString &name, const Following &following)
     {
-        const bool isMisread = following.text.contains("://"_L1)
-            && (row.type == OptionRow::Type::Number || row.isPath());
+        const bool isMisread =
+            following.text.contains("://"_L1) && (row.type == OptionRow::Type::Number || row.isPath());
         const Meanings meanings = Habits::meanings(name, m_tools);
         if (isMisread && !meanings.isEmpty())
             complain(u"\"%1\" is \"--%2 %3\" here, and an address is none. "_s.arg(name, QLatin1StringView(row.name),
@@ -320,6 +321,7 @@ private:
             fitting.removeIf([&](const Habits::Meaning &meaning) { return !fits(meaning.habit, following); });
         preferValues(fitting, following);
         preferLetters(fitting, following);
+        preferKnown(fitting, following);
         if (fitting.size() == 1)
             act(name, fitting.constFirst(), following);
         else
@@ -341,6 +343,16 @@ private:
         };
         if (std::any_of(fitting.cbegin(), fitting.cend(), isValue))
             fitting.removeIf([&isValue](const Habits::Meaning &meaning) { return !isValue(meaning); });
+    }
+
+    /// "robots=off" is of one program.
+    static void preferKnown(Meanings &fitting, const Following &following)
+    {
+        const auto isKnown = [&following](const Habits::Meaning &meaning) {
+            return meaning.habit.isNeedless && meaning.habit.isNeedless(following.text);
+        };
+        if (fitting.size() > 1 && std::any_of(fitting.cbegin(), fitting.cend(), isKnown))
+            fitting.removeIf([&isKnown](const Habits::Meaning &meaning) { return !isKnown(meaning); });
     }
 
     void preferLetters(Meanings &fitting, const Following &following) const
@@ -412,7 +424,8 @@ private:
 
     void leaveOut(const QString &name, const Habits::Meaning &meaning, const QString &value)
     {
-        const QString shown = meaning.habit.isNumber() && isAmount(value) ? value : QString();
+        const bool isToBeShown = !meaning.habit.isSecret && (!meaning.habit.isNumber() || isAmount(value));
+        const QString shown = isToBeShown && !value.isEmpty() ? NextCommand::quoted(value) : QString();
         if (m_command)
             complain(told(name, {meaning}, shown));
         else

@@ -100,7 +100,7 @@ constexpr Habit kRows[] = {
     same("--interface --multiple-interface", "NAME", "interface"),
     same("--disable-ipv6", nullptr, "ipv4"),
     always("--async-dns --enable-async-dns6", nullptr, "a name that takes long holds up nothing else"),
-    advice("--async-dns-server", "ADDRESSES", "names are left to the system"),
+    advice("--async-dns-server", "ADDRESSES", "names and ways are left to the system"),
     needless("--dscp --socket-recv-buffer-size --rlimit-nofile", "N", "that is left to the system"),
     always("--event-poll", "HOW", "that is left to the system"),
 

@@ -149,7 +149,7 @@ constexpr Habit kRows[] = {
     advice("--ciphers --tls13-ciphers --tls-max --curves --proxy-ciphers --proxy-tls13-ciphers --engine", "LIST",
            "what TLS does is left to OpenSSL's settings"),
     adviceUnless(&allowsBothWebSchemes, "--proto --proto-redir", "LIST",
-                 "redirects are followed to http, too; leave it out, and compare the file by \"--checksum ALGO=HEX\""),
+                 "without it redirects are followed to http, too: compare the file by \"--checksum ALGO=HEX\""),
     advice("--proto-default", "SCHEME", "write the address with its scheme, as in \"https://example.com/file\""),
     always("--ssl --ssl-no-revoke --ssl-allow-beast --ssl-revoke-best-effort --ssl-auto-client-cert --false-start "
            "--proxy-ssl-allow-beast --proxy-ssl-auto-client-cert",

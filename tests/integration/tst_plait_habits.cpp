@@ -375,7 +375,10 @@ void TestPlaitHabits::itIsAnsweredWithWhatToWrite_data()
     addLine("-t 5 URL", u"\"--tries N\""_s);
     addLine("-T 5 URL", u"\"--timeout\" to wget"_s);
     addLine("-U me URL", u"\"--user-agent NAME\""_s);
-    addLine("-e robots=off URL", u"\"--referer URL\""_s);
+    addLine("-e tries=3 URL", u"\"--referer URL\""_s);
+    addLine("--mirror URL", u"there is none to download"_s);
+    addLine("-l - URL", u"\"-v\""_s);
+    addLine("-O /dev/null URL", u"\"-o - > /dev/null\""_s);
     addLine("-m 5 URL", u"\"--max-tries\" to aria2"_s);
     addLine("-w 5 URL", u"\"--json\""_s);
     addLine("-x http://p:1 URL", u"\"--proxy URL\""_s);

@@ -85,6 +85,8 @@ void TestHabitReader::whatIsTypedIsWrittenInOurWords_data()
     addReadRow("a path in one word", u"-Osub/foo URL"_s, u"--output=sub/foo"_s);
     addReadRow("ours with their values in one word", u"-ofoo -dsub -x16 -j4 URL"_s,
                u"--output=foo --dir=sub --max-connections=16 --max-downloads=4"_s);
+    addReadRow("progress alone", u"-q --show-progress URL"_s, u"--progress=bar"_s);
+    addReadRow("progress that is shown anyway", u"--show-progress URL"_s, QString());
     addReadRow("wget's kinds of progress", u"--progress=bar:force URL"_s, u"--progress=bar"_s);
     addReadRow("wget's dots", u"--progress dot:giga URL"_s, u"--progress=line"_s);
     addReadRow("a kind of progress that nobody has", u"--progress=x:y URL"_s, u"--progress=x:y"_s);
@@ -134,7 +136,7 @@ void TestHabitReader::whatIsNotMissedIsLeftOutAndNoted_data()
     row("the two schemes that there are", u"--proto =http,https URL"_s, u"\"--proto\" is left out: "_s);
     row("errors that pass anyway", u"--retry-on-http-error=429,503 URL"_s, u"\"--retry-on-http-error\" is left out"_s);
     row("the TLS that there is", u"--secure-protocol=TLSv1_2 URL"_s, u"\"--secure-protocol\" is left out: "_s);
-    row("robots", u"--execute robots=off URL"_s, u"\"--execute\" is left out: no links"_s);
+    row("robots", u"-e robots=off URL"_s, u"\"-e\" is left out: no links"_s);
     row("torrents", u"--seed-time=0 URL"_s, u"\"--seed-time\" is left out: "_s);
     row("a switch that cannot be off", u"--async-dns=false URL"_s, u"\"--async-dns=false\" is left out: "_s);
 }
@@ -175,6 +177,7 @@ void TestHabitReader::whatIsNotToBeHadIsSaid_data()
     row("no redirects away from https", u"--proto =https URL"_s, u"redirects are followed to http, too"_s);
     row("an error that does not pass", u"--retry-on-http-error=404,503 URL"_s, u"and no others"_s);
     row("a key that is to be looked at", u"--pinnedpubkey x URL"_s, u"\"--ca-certificate FILE\""_s);
+    row("hosts without a proxy", u"--noproxy * URL"_s, u"write \"no_proxy='*' plait …\""_s);
     row("the best TLS alone", u"--secure-protocol=TLSv1_3 URL"_s, u"TLS is 1.2 or later"_s);
     row("links", u"-r URL"_s, u"no links are followed"_s);
     row("a name or letters", u"-Ofoo URL"_s, u"\"-O\" in \"-Ofoo\" has several meanings: \"--remote-name\" to curl"_s);
