@@ -23,6 +23,12 @@ bool isTaken(const Habit &habit)
     return habit.kind != Habit::Kind::Advice && habit.kind != Habit::Kind::Refused;
 }
 
+/// Who typed something like it may be told of it.
+bool isWorthNaming(const Habit &habit)
+{
+    return isTaken(habit) && habit.kind != Habit::Kind::Needless && !habit.isMinor;
+}
+
 bool meansTheSame(const Habit &one, const Habit &other)
 {
     return one.kind == other.kind && qstrcmp(one.own, other.own) == 0
@@ -143,7 +149,7 @@ QStringList Habits::names()
     const QList<const Tool *> all = tools();
     for (const Tool *tool : all) {
         for (const Habit &habit : tool->rows)
-            names += isTaken(current(habit)) ? namesOf(habit) : QStringList();
+            names += isWorthNaming(current(habit)) ? namesOf(habit) : QStringList();
     }
     names.removeIf([](const QString &name) { return !name.startsWith("--"_L1) || name.contains(u'='); });
     return names;

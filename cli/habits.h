@@ -42,7 +42,7 @@ QString longName(const Habit &habit, const QString &name);
 /// What it is here, for a person who is used to it: "write "--output FILE"".
 /// @param value what was typed; empty = the name of the value stands for it
 QString advice(const Habit &habit, const QString &value = {});
-/// The long names of those that are taken, with their dashes.
+/// The long names of those that are taken, with their dashes, but for rare ones and what is left out.
 QStringList names();
 /// What others of the user's machine are not to see: the names, with their dashes.
 QStringList secretNames();

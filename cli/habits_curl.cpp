@@ -181,7 +181,7 @@ constexpr Habit kRows[] = {
     same("--connect-timeout", "SECONDS", "connect-timeout"),
     advice("-m --max-time", "SECONDS",
            "write \"timeout %1 plait …\"; what has come is kept, and the same line goes on with it"),
-    same("-y --speed-time", "SECONDS", "timeout"),
+    minor(same("-y --speed-time", "SECONDS", "timeout")),
     needless("-Y --speed-limit", "RATE", kNoSilence),
     same("--retry", "N", "tries", &triesOf),
     same("--retry-delay", "SECONDS", "retry-wait"),
