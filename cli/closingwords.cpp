@@ -86,7 +86,9 @@ QStringList countsOf(const Tally &tally)
     if (tally.skipped > 0)
         counts.append(u"%1 skipped"_s.arg(tally.skipped));
     // Of what had not begun it was said already.
-    const QString next = tally.unbegun > 0 ? QString() : u" (run the same command again to resume)"_s;
+    const QString command =
+        tally.isStreamed ? u" (the same command begins anew)"_s : u" (run the same command again to resume)"_s;
+    const QString next = tally.unbegun > 0 ? QString() : command;
     if (!tally.stopped.isEmpty())
         counts.append(u"%1 stopped"_s.arg(tally.stopped.size()) + next);
     if (tally.unbegun > 0)

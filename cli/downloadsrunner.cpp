@@ -5,6 +5,7 @@
 #include <cli/printer.h>
 #include <cli/questions.h>
 #include <cli/requestfeed.h>
+#include <cli/streamwords.h>
 #include <cli/streamwriter.h>
 #include <cli/tally.h>
 #include <cli/warningwords.h>
@@ -341,7 +342,7 @@ void DownloadsRunner::refuse(qint64 id, const QUrl &url, const Failure &failure)
     Summary summary;
     summary.url = url;
     summary.status = exitStatusOf(failure);
-    summary.errorText = FailureWords::sentence(failure);
+    summary.errorText = isStreaming() ? StreamWords::sentence(failure, 0) : FailureWords::sentence(failure);
     summary.reason = WarningWords::clause(failure);
     refuse(id, summary);
 }

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <cli/downloadsrunner.h>
 
-#include <cli/failurewords.h>
 #include <cli/printer.h>
 #include <cli/standardoutput.h>
+#include <cli/streamwords.h>
 #include <cli/streamwriter.h>
 
 #include <cstring>
@@ -11,36 +11,6 @@
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
-
-namespace
-{
-
-/// Of what cannot be put right any more.
-QString sentenceOf(const Failure &failure, const QString &url, qint64 out)
-{
-    using Kind = Failure::Kind;
-    switch (failure.kind) {
-    case Kind::ResourceChanged:
-        return u"cannot go on with \"%1\": the server no longer has the same file (%2), and %3 bytes of the one before "
-               u"went "
-               u"out already. Run the same command again for the new one."_s.arg(
-                   url, failure.detail.isEmpty() ? u"its ETag, size or date changed"_s : failure.detail,
-                   QString::number(out));
-    case Kind::CannotResume:
-        return u"cannot go on with \"%1\": the server does not send the rest of a file alone, and %2 bytes went out "
-               u"already. "
-               u"Run the same command again to begin anew."_s.arg(url, QString::number(out));
-    case Kind::ChecksumDiffers:
-    case Kind::DigestDiffers:
-        return u"what came from \"%1\" is not the file that was meant: %2. All of it went out already."_s.arg(
-            url, failure.detail);
-    default:
-        return FailureWords::sentence(failure)
-            + u" %1 bytes went out before that; the same command begins anew."_s.arg(out);
-    }
-}
-
-}
 
 void DownloadsRunner::follow(const Snapshot &snapshot)
 {
@@ -89,8 +59,8 @@ void DownloadsRunner::explainStream(const Snapshot &snapshot, Summary &summary) 
         summary.errorText.clear();
     } else if (summary.status == ExitStatus::Unfinished) {
         summary.errorText = u"stopped after %1 bytes; the same command begins anew"_s.arg(out);
-    } else if (summary.status != ExitStatus::Done && out > 0) {
-        summary.errorText = sentenceOf(snapshot.failure, snapshot.url.toDisplayString(), out);
+    } else if (summary.status != ExitStatus::Done) {
+        summary.errorText = StreamWords::sentence(snapshot.failure, out);
     }
 }
 

@@ -67,6 +67,11 @@ QString FailureNames::commandOf(QLatin1StringView command, const Failure &failur
     return NextCommand::line(command + u' ' + numberOf(failure));
 }
 
+QString FailureNames::sameCommand(const Failure &failure)
+{
+    return failure.subject.id == 0 ? u"run the same command again"_s : u"run the same command again to resume"_s;
+}
+
 QString FailureNames::reason(const Failure &failure, const QString &otherwise)
 {
     return failure.detail.isEmpty() ? otherwise : failure.detail;

@@ -23,6 +23,8 @@ QString quotedFile(const Failure &failure);
 QString numberOf(const Failure &failure);
 /// "plait resume 7": to be typed next, for the download.
 QString commandOf(QLatin1StringView command, const Failure &failure);
+/// What to run to go on: of what is in no list, nothing can be resumed.
+QString sameCommand(const Failure &failure);
 /// The words of whoever told the cause, or ours where there are none.
 QString reason(const Failure &failure, const QString &otherwise);
 

@@ -68,8 +68,8 @@ QString cannotCreateFile(const Failure &failure)
 
 QString fileFailed(const Failure &failure)
 {
-    return u"cannot write %1: %2. Check the disk and run the same command again to resume."_s.arg(
-        quotedFile(failure), reason(failure, u"the disk reported an error"_s));
+    return u"cannot write %1: %2. Check the disk and %3."_s.arg(
+        quotedFile(failure), reason(failure, u"the disk reported an error"_s), sameCommand(failure));
 }
 
 QString cannotReadFile(const Failure &failure)
@@ -85,7 +85,7 @@ QString notOnDisk(const Failure &failure)
 
 QString stopped(const Failure &failure)
 {
-    const QString what = u"stopped; run the same command again to resume"_s;
+    const QString what = u"stopped; "_s + sameCommand(failure);
     return failure.subject.title.isEmpty() ? what : quoted(failure.subject.title) + u": "_s + what;
 }
 

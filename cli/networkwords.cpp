@@ -50,14 +50,15 @@ QString timedOut(const Failure &failure)
 {
     return cannotDownload(
         quotedTitle(failure),
-        u"the server %1 sent nothing for too long. Run the same command again to resume."_s.arg(quotedServer(failure)));
+        u"the server %1 sent nothing for too long; %2."_s.arg(quotedServer(failure), sameCommand(failure)));
 }
 
 QString nothingCame(const Failure &failure)
 {
-    return cannotDownload(
-        quoted(failure.subject.title),
-        u"nothing more came from the server. \"%1\" tries again."_s.arg(commandOf("resume"_L1, failure)));
+    const QString command =
+        failure.subject.id == 0 ? u"the same command"_s : u"\"%1\""_s.arg(commandOf("resume"_L1, failure));
+    return cannotDownload(quoted(failure.subject.title),
+                          u"nothing more came from the server. "_s + command + u" tries again."_s);
 }
 
 QString notFound(const Failure &failure)
@@ -73,9 +74,9 @@ QString notFound(const Failure &failure)
 
 QString networkFailed(const Failure &failure)
 {
-    return u"cannot download %1 from %2: %3. Check the address and the network, and run the same command again to "
-           u"resume.%4"_s.arg(quotedTitle(failure), quotedServer(failure), reason(failure, u"the network failed"_s),
-                              otherScheme(failure));
+    return u"cannot download %1 from %2: %3. Check the address and the network, and %4.%5"_s.arg(
+        quotedTitle(failure), quotedServer(failure), reason(failure, u"the network failed"_s), sameCommand(failure),
+        otherScheme(failure));
 }
 
 QString hostNotFound(const Failure &failure)
@@ -147,14 +148,14 @@ QString serverOverloaded(const Failure &failure)
     // Of an answer, that is what it asked for.
     const bool isAsked = failure.number != 0 && !failure.detail.isEmpty();
     const QString asked = inBrackets(failure) + (isAsked ? u"; "_s + failure.detail : QString());
+    const QString howLong = isAsked ? u"that long"_s : u"a while"_s;
     if (failure.number == kTooManyRequests)
         return cannotDownload(quotedTitle(failure),
-                              u"the server %1 has had too many requests from here%2. Wait %3 and run the same "
-                              u"command again to resume; -x 1 asks it less often."_s.arg(
-                                  quotedHost(failure), asked, isAsked ? u"that long"_s : u"a while"_s));
+                              u"the server %1 has had too many requests from here%2. Wait %3 and %4; -x 1 asks it less "
+                              u"often."_s.arg(quotedHost(failure), asked, howLong, sameCommand(failure)));
     return cannotDownload(quotedTitle(failure),
-                          u"the server %1 has too much to do%2. Wait %3 and run the same command again to "
-                          u"resume."_s.arg(quotedHost(failure), asked, isAsked ? u"that long"_s : u"a while"_s));
+                          u"the server %1 has too much to do%2. Wait %3 and %4."_s.arg(quotedHost(failure), asked,
+                                                                                       howLong, sameCommand(failure)));
 }
 
 bool isProxys(Kind kind)

@@ -8,6 +8,7 @@
 void Tally::add(const Summary &summary)
 {
     fetched += summary.fetched;
+    isStreamed = isStreamed || summary.isStreamed;
     if (summary.isSkipped)
         ++skipped;
     else if (summary.isStopped)

@@ -89,15 +89,18 @@ Failure failureAt(const QUrl &url, const AbstractDownloadPersistentInfo &info)
     return failure;
 }
 
-/// What of the file has to find room; -1 = nobody knows.
-qint64 neededBy(const QueuedDownload &active, int errorNumber)
+/// What comes before it is read finds its room where what was read gives it back, and with the file's end all of it is.
+Failure::Room roomOf(const QueuedDownload &active, int errorNumber)
 {
     const AbstractDownloadPersistentInfo &info = active.info;
     const qint64 size = info.files.isEmpty() ? -1 : info.files.first().size;
+    const qint64 available = DiskRoom::freeIn(info.folder);
+    const qint64 taken = info.files.isEmpty() ? 0 : DiskRoom::takenBy(info.filePath(0));
     if (const DownloadStream *const stream = active.reading.stream.get())
-        return size < 0 ? StreamWindow::kWindow : std::min(size - stream->passed(), StreamWindow::kWindow);
+        return {size < 0 ? StreamWindow::kWindow : std::min(size - stream->passed(), StreamWindow::kWindow),
+                available < 0 ? available : available + taken};
     // What is too long for one file is so as a whole.
-    return size < 0 || errorNumber == EFBIG ? size : std::max<qint64>(0, size - DiskRoom::takenBy(info.filePath(0)));
+    return {size < 0 || errorNumber == EFBIG ? size : std::max<qint64>(0, size - taken), available};
 }
 
 Warning retryOf(const Failure &failure, Warning::Next next, int attempt, qint64 ms)
@@ -386,7 +389,7 @@ Failure DownloadQueue::failureOf(const QueuedDownload &active) const
         return Failure::make(Failure::Kind::NothingCame, Failure::Subject::of(active.info));
     Failure failure = Failure::of(error, active.info);
     if (failure.kind == Failure::Kind::DiskFull)
-        failure.room = {neededBy(active, failure.number), DiskRoom::freeIn(active.info.folder)};
+        failure.room = roomOf(active, failure.number);
     if (active.sources.areSeveral() && !active.sources.hasNext())
         failure.addresses = active.sources.failed();
     return failure;

@@ -85,6 +85,7 @@ private Q_SLOTS:
     void filesThatCannotBeRead();
     void whereTheFileGoes_data();
     void whereTheFileGoes();
+    void aStreamOnAFullDiskIsOfferedNothingThatNeedsAFile();
     void aFileThatMayNotBeSoLongIsToldFromAFullDisk();
     void aMachineWithoutANetworkIsToldFromAWrongAddress();
     void whatIsAtWorkOnADownloadIsNamed();
@@ -415,6 +416,21 @@ void TestPlaitMessages::whereTheFileGoes()
 {
     QVERIFY(writeFile(m_plait->path(u"taken"_s), "mine"));
     verify();
+}
+
+void TestPlaitMessages::aStreamOnAFullDiskIsOfferedNothingThatNeedsAFile()
+{
+    const SmallDisk disk(1048576);
+    if (!disk.isMounted())
+        QSKIP("a disk of one's own can be mounted by root only");
+    m_http->setResponse("/large.bin", ScriptedResponse::file(kSeed, kLargeSize));
+    m_plait->setVariable(u"XDG_CACHE_HOME"_s, disk.path());
+    const PlaitResult result = m_plait->runBare({u"-o"_s, u"-"_s, m_http->url(u"/large.bin"_s).toString()});
+    QVERIFY2(result.status == kDiskFull, told(result));
+    for (const QByteArray &part : {"in \"" + disk.path().toUtf8(), QByteArray("No space left on device. It needs "),
+                                   QByteArray("and 1.0 MiB is free there"), QByteArray("XDG_CACHE_HOME")})
+        QVERIFY2(result.err.contains(part), part + " is not in: " + result.err);
+    QVERIFY2(!result.err.contains("resume") && !result.err.contains("-d"), result.err);
 }
 
 void TestPlaitMessages::aFileThatMayNotBeSoLongIsToldFromAFullDisk()
