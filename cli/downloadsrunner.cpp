@@ -382,7 +382,8 @@ Summary DownloadsRunner::summaryOf(const Snapshot &snapshot) const
     summary.connections = run.mostConnections;
     DownloadDetails details;
     details.mostConnections = run.mostConnections;
-    details.bound = run.bound;
+    if (m_arguments.verbose || !ConnectionsNote::isInner(run.bound))
+        details.bound = run.bound;
     summary.connectionsNote = ConnectionsNote::forDownload(details, run.limits, m_arguments.session.allTogether);
     summary.connectionsBound = ConnectionsNote::keyOf(run.bound);
     summary.contentEncoding = run.contentEncoding;

@@ -50,10 +50,15 @@ QString ConnectionsNote::forDownload(const DownloadDetails &details, const Netwo
 {
     if (details.mostConnections < 1)
         return {};
-    const QString count = details.mostConnections == 1 ? u"1 connection"_s
-                                                       : u"%1 connections"_s.arg(details.mostConnections);
+    const QString count =
+        details.mostConnections == 1 ? u"1 connection"_s : u"%1 connections"_s.arg(details.mostConnections);
     const QString reason = reasonOf(details, limits, overall);
     return reason.isEmpty() ? count + " at most"_L1 : count + " at most: "_L1 + reason;
+}
+
+bool ConnectionsNote::isInner(ConnectionsBound bound)
+{
+    return bound == ConnectionsBound::SpaceNotTaken;
 }
 
 QString ConnectionsNote::keyOf(ConnectionsBound bound)

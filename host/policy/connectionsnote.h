@@ -14,6 +14,8 @@ namespace ConnectionsNote
 /// @param limits those of the download @param overall those of all downloads together
 QString forDownload(const DownloadDetails &details, const NetworkUsageSettings &limits,
                     const NetworkUsageSettings &overall);
+/// Of the program's own workings: neither another server nor another option would make more of them.
+bool isInner(ConnectionsBound bound);
 /// The reason alone, as one word for programs; empty when nothing bounded the number.
 QString keyOf(ConnectionsBound bound);
 

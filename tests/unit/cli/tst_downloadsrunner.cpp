@@ -64,6 +64,8 @@ Snapshot row(qint64 id, DownloadState state, Failure::Kind failure = Failure::Ki
 
 }
 
+Q_DECLARE_METATYPE(ConnectionsBound)
+
 /// What "get", "resume", "restart" and "finish" ask of an engine, and what they make of its news.
 class TestDownloadsRunner : public QObject
 {
@@ -73,6 +75,8 @@ private Q_SLOTS:
     void init();
     void whatIsAddedIsFollowedToItsEnd();
     void whatCameInThisRunIsToldAndHowItEnded();
+    void whyThereWereNotMoreConnectionsIsToldWhereItHelps_data();
+    void whyThereWereNotMoreConnectionsIsToldWhereItHelps();
     void whatIsThereAlreadyIsSkipped();
     void whatIsThereAlreadyIsAskedAboutWhereThatIsWanted_data();
     void whatIsThereAlreadyIsAskedAboutWhereThatIsWanted();
@@ -160,6 +164,37 @@ void TestDownloadsRunner::whatCameInThisRunIsToldAndHowItEnded()
     QVERIFY(!m_notes.isFinished);
     m_engine->tellClosed();
     QVERIFY(m_notes.isFinished);
+}
+
+void TestDownloadsRunner::whyThereWereNotMoreConnectionsIsToldWhereItHelps_data()
+{
+    QTest::addColumn<ConnectionsBound>("bound");
+    QTest::addColumn<bool>("verbose");
+    QTest::addColumn<QString>("note");
+    using B = ConnectionsBound;
+    QTest::newRow("another server would do")
+        << B::RangesNotHonoured << false << u"1 connection at most: the server does not honour ranges"_s;
+    QTest::newRow("nothing would") << B::SpaceNotTaken << false << u"1 connection at most"_s;
+    QTest::newRow("nothing would, and all is asked for")
+        << B::SpaceNotTaken << true << u"1 connection at most: the disk space was still being reserved"_s;
+}
+
+void TestDownloadsRunner::whyThereWereNotMoreConnectionsIsToldWhereItHelps()
+{
+    QFETCH(ConnectionsBound, bound);
+    QFETCH(bool, verbose);
+    Arguments arguments = get(1);
+    arguments.verbose = verbose;
+    begin(arguments);
+    QVERIFY(m_engine->answerTo(Kind::Add, answerOf(7)));
+    m_engine->tellChanged(row(7, DownloadState::Running));
+    Snapshot done = row(7, DownloadState::Done);
+    done.run = RunSnapshot();
+    done.run->mostConnections = 1;
+    done.run->bound = bound;
+    m_engine->tellChanged(done);
+    QTEST(m_notes.summaries.value(0).connectionsNote, "note");
+    QVERIFY(!m_notes.summaries.value(0).connectionsBound.isEmpty());
 }
 
 void TestDownloadsRunner::whatIsThereAlreadyIsSkipped()
