@@ -95,10 +95,8 @@ std::unique_ptr<Printer> makePrinter(const Arguments &arguments, Streams &stream
     if (arguments.json)
         return std::make_unique<JsonPrinter>(streams.answers, streams.notes);
     const int terminal = isatty(STDERR_FILENO) ? STDERR_FILENO : -1;
-    // Nothing is to move where the file itself is printed.
-    const bool isInTheWay = arguments.isStreaming() && isatty(STDOUT_FILENO);
-    const ProgressOptions options = ProgressOptions::of(isInTheWay ? ProgressMode::None : arguments.progress, terminal,
-                                                        arguments.quiet, QProcessEnvironment::systemEnvironment());
+    const ProgressOptions options =
+        ProgressOptions::of(arguments.progress, terminal, arguments.quiet, QProcessEnvironment::systemEnvironment());
     return std::make_unique<ProgressPrinter>(streams.answers, streams.notes, options);
 }
 
@@ -166,8 +164,21 @@ ExitStatus runWithNetwork(const Arguments &arguments, Engine &engine, Streams &s
     return run(arguments, engine, *printer, questions.get(), streams.output);
 }
 
+/// What a terminal makes of a file's bytes nobody has asked for.
+bool wouldSpill(const Arguments &arguments)
+{
+    return arguments.command == Arguments::Command::Get && arguments.isStreaming() && isatty(STDOUT_FILENO);
+}
+
 ExitStatus run(const Arguments &arguments, Streams &streams, const Program::EngineFactory &makeEngine)
 {
+    if (wouldSpill(arguments)) {
+        complain(
+            streams.notes,
+            u"\"-o -\" would write the file to the terminal, which may take its bytes for commands. Nothing was "
+            u"fetched. Write \"-o FILE\", or send it on: \"| less\", \"> FILE\"; \"| cat\" shows it all the same."_s);
+        return ExitStatus::BadOption;
+    }
     switch (arguments.command) {
     case Arguments::Command::List:
     case Arguments::Command::Show: {

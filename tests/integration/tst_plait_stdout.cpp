@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <tests/integration/plaitsandbox.h>
+#include <tests/integration/plaitterminal.h>
 #include <tests/support/ftpserver.h>
 #include <tests/support/scriptedserver.h>
 #include <tests/support/testfiles.h>
@@ -189,6 +190,8 @@ private Q_SLOTS:
     void whoStopsItLeavesNothingBehind();
     void whatADeadProcessLeftGoesWithTheNext();
     void answersOfJsonWouldBeInTheWay();
+    void nothingIsSpiltOntoATerminal_data();
+    void nothingIsSpiltOntoATerminal();
     void aFolderIsNoNameOfAFile_data();
     void aFolderIsNoNameOfAFile();
 
@@ -456,6 +459,25 @@ void TestPlaitStdout::answersOfJsonWouldBeInTheWay()
     QCOMPARE(result.status, kBadOption);
     QCOMPARE(result.out, QByteArray());
     QVERIFY2(result.err.contains("-o - and --json"), result.err.constData());
+}
+
+void TestPlaitStdout::nothingIsSpiltOntoATerminal_data()
+{
+    QTest::addColumn<QString>("output");
+    QTest::newRow("as others write it") << u"-"_s;
+    QTest::newRow("by its name") << u"/dev/stdout"_s;
+}
+
+void TestPlaitStdout::nothingIsSpiltOntoATerminal()
+{
+    QFETCH(QString, output);
+    constexpr int kColumns = 200;
+    constexpr int kRows = 24;
+    PlaitTerminal terminal(kColumns, kRows);
+    QVERIFY(terminal.start(*m_sandbox, {u"-o"_s, output, url(u"/file.bin"_s)}));
+    QCOMPARE(terminal.finish(), kBadOption);
+    QVERIFY2(terminal.bytes().contains("Nothing was fetched. Write \"-o FILE\""), terminal.bytes());
+    QVERIFY2(m_server->requests().isEmpty(), terminal.bytes());
 }
 
 void TestPlaitStdout::aFolderIsNoNameOfAFile_data()
