@@ -272,8 +272,10 @@ void DownloadsRunner::onAsked(const Question &question)
     QStringList words;
     for (const Question::Choice choice : question.choices)
         words.append(wordOf(choice));
-    m_questions->ask(question.id, textOf(question), words,
-                     [this, question](int answer) { m_engine.answer(question.id, question.choices.value(answer)); });
+    m_questions->ask(question.id, textOf(question), words, [this, question](int answer) {
+        const bool isAnswered = answer != Questions::kNobody;
+        m_engine.answer(question.id, isAnswered ? question.choices.value(answer) : Question::Choice::No);
+    });
 }
 
 void DownloadsRunner::onWarned(qint64 id, const Warning &warning)

@@ -100,7 +100,7 @@ void Questions::onReadable()
     char buffer[kMostAtOnce];
     const ssize_t count = ::read(m_inputFile, buffer, sizeof buffer);
     if (count <= 0) {
-        answerAll();
+        leaveAll();
         return;
     }
     m_typed.append(buffer, count);
@@ -109,13 +109,12 @@ void Questions::onReadable()
         take(QString::fromLocal8Bit(m_typed.left(end)).trimmed());
 }
 
-/// Nobody will answer any more: what changes nothing is the first choice.
-void Questions::answerAll()
+void Questions::leaveAll()
 {
     rest();
     const QQueue<Question> open = std::exchange(m_questions, {});
     for (const Question &question : open)
-        question.answered(0);
+        question.answered(kNobody);
 }
 
 void Questions::take(const QString &line)

@@ -18,12 +18,15 @@ class Questions : public QObject
     Q_DISABLE_COPY_MOVE(Questions)
 
 public:
+    /// In place of a choice: the input is at its end.
+    static constexpr int kNobody = -1;
+
     /// @param inputFile descriptor of the terminal that answers are typed at
     Questions(Printer &printer, int inputFile, QObject *parent = nullptr);
 
     /// @param id of the question @param choices a word each; the beginning of one is enough for an
     /// answer, an empty line is the first
-    /// @param answered gets the number of the choice
+    /// @param answered gets the number of the choice, or kNobody
     void ask(qint64 id, const QString &question, const QStringList &choices, const std::function<void(int)> &answered);
     /// Forgets it, where nobody has answered yet.
     void withdraw(qint64 id);
@@ -41,7 +44,7 @@ private:
     void rest();
     void forgetWhatWasTyped();
     void onReadable();
-    void answerAll();
+    void leaveAll();
     void take(const QString &line);
 
     Printer &m_printer;

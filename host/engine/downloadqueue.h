@@ -103,9 +103,10 @@ public:
     void close();
     /// The answer to decisionRequired(). Nothing where none is open.
     void decide(qint64 id, bool restart);
-    /// The answer to the session's fileExistsActionRequired(). What people skip is as good as a download; where there
-    /// is nobody to ask, it is an error.
+    /// The answer to the session's fileExistsActionRequired(). What people skip is as good as a download.
     void answerFileExists(qint64 id, int fileIndex, AbstractDownloadFileExistsAction action);
+    /// There is nobody to answer: the file stays as it is, and the download ends with that error.
+    void leaveUnanswered(qint64 id, int fileIndex);
     /// From now on; at least 1. What is more than that goes on.
     void setMostAtOnce(int count);
     /// bytes/s of all together, from now on; 0 = none.

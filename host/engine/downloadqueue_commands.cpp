@@ -178,6 +178,13 @@ void DownloadQueue::answerFileExists(qint64 id, int fileIndex, AbstractDownloadF
     m_session.fileExistsAction(id, fileIndex, action);
 }
 
+void DownloadQueue::leaveUnanswered(qint64 id, int fileIndex)
+{
+    if (QueuedDownload *const active = find(id))
+        active->isUnanswered = true;
+    answerFileExists(id, fileIndex, AbstractDownloadFileExistsAction::Skip);
+}
+
 void DownloadQueue::setMostAtOnce(int count)
 {
     m_options.mostAtOnce = std::max(1, count);

@@ -398,7 +398,7 @@ Failure DownloadQueue::failureOf(const QueuedDownload &active) const
 bool DownloadQueue::mayBeSkipped(const QueuedDownload &active) const
 {
     const bool isLeft = active.answer == AbstractDownloadFileExistsAction::Skip;
-    return active.options.skipExisting || (isLeft && m_options.canAsk);
+    return active.options.skipExisting || (isLeft && !active.isUnanswered);
 }
 
 /// The file that is there is as good as a download, of which nothing is left to do or to list.

@@ -120,7 +120,8 @@ public:
     void snapshots(const SnapshotQuery &query, const Callback &callback = {});
     /// Answers all questions that are open.
     void questions(const Callback &callback = {});
-    /// One of the question's choices; answered() follows. A failure where it is no longer open.
+    /// One of the question's choices, or No, which every question takes: nobody will answer. answered() follows. A
+    /// failure where it is no longer open.
     void answer(qint64 questionId, Question::Choice choice, const Callback &callback = {});
 
     /// Ends everything in order, then closed() follows. What was active is told of until it has ended; of what waited

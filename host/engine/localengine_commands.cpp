@@ -270,7 +270,8 @@ void LocalEngine::setOptions(const EngineCommand &command)
         m_queue->setLimitsOf(command.id, limitsAmong(changes.values), &failure);
     // There may be a checksum now.
     const auto row = m_rows.find(command.id);
-    if (const auto known = row != m_rows.end() && row->state == DownloadState::Waiting ? entry(command.id) : std::nullopt)
+    if (const auto known =
+            row != m_rows.end() && row->state == DownloadState::Waiting ? entry(command.id) : std::nullopt)
         *row = rowOf(*known);
     answerChange(command, failure);
 }
@@ -331,7 +332,9 @@ void LocalEngine::answerQuestion(const EngineCommand &command)
     const auto found = std::find_if(m_questions.cbegin(), m_questions.cend(),
                                     [&command](const Question &question) { return question.id == command.id; });
     const auto choice = Question::Choice(command.value);
-    if (found == m_questions.cend() || !found->choices.contains(choice)) {
+    const bool isChoice =
+        found != m_questions.cend() && (choice == Question::Choice::No || found->choices.contains(choice));
+    if (!isChoice) {
         refuse(command, Failure::make(Failure::Kind::WrongState, {}, u"the question is no longer open"_s));
         return;
     }

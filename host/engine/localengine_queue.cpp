@@ -150,9 +150,8 @@ void LocalEngine::tellPaused(const QSet<qint64> &ids)
 {
     const auto newest = std::max_element(ids.cbegin(), ids.cend());
     if (newest != ids.cend())
-        inSlices([this, rest = QSet<qint64>(ids), before = *newest + 1]() mutable {
-            return tellPausedOf(rest, before);
-        });
+        inSlices(
+            [this, rest = QSet<qint64>(ids), before = *newest + 1]() mutable { return tellPausedOf(rest, before); });
 }
 
 /// In one pass over the list: there may be a hundred thousand.
@@ -211,7 +210,7 @@ void LocalEngine::onDecision(qint64 id, Trouble::Kind kind)
 void LocalEngine::onFileExists(qint64 id, int fileIndex, const QList<QString> &paths)
 {
     if (!m_options->queue.canAsk) {
-        m_queue->answerFileExists(id, fileIndex, Action::Skip);
+        m_queue->leaveUnanswered(id, fileIndex);
         return;
     }
     Question question;
@@ -235,7 +234,9 @@ qint64 LocalEngine::ask(Question question)
 
 void LocalEngine::apply(const Question &question, Question::Choice choice)
 {
-    if (question.kind == Question::Kind::FileExists)
+    if (question.kind == Question::Kind::FileExists && choice == Choice::No)
+        m_queue->leaveUnanswered(question.downloadId, m_fileIndexes.take(question.id));
+    else if (question.kind == Question::Kind::FileExists)
         m_queue->answerFileExists(question.downloadId, m_fileIndexes.take(question.id), actionOf(choice));
     else
         m_queue->decide(question.downloadId, choice == Choice::FromTheBeginning);

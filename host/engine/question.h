@@ -16,7 +16,7 @@ struct Question {
     };
 
     enum class Choice {
-        No, ///< the download ends with its error
+        No, ///< nothing is changed, and the download ends with its error
         FromTheBeginning,
         Rename,
         Overwrite,

@@ -60,6 +60,7 @@ struct QueuedDownload {
     Afterwards afterwards = Afterwards::Nothing;
     bool isOutOfHours = false; ///< it is being stopped, or rests, until they come
     std::optional<AbstractDownloadFileExistsAction> answer; ///< what somebody said of a file in the way
+    bool isUnanswered = false; ///< nobody said it
     QElapsedTimer clock;
     QTimer restTimer; ///< runs while it is Resting
     int attempts = 0; ///< of all

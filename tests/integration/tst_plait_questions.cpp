@@ -103,6 +103,7 @@ private Q_SLOTS:
     void init();
     void anExistingFileIsTreatedAsAnswered_data();
     void anExistingFileIsTreatedAsAnswered();
+    void theEndOfTheInputLeavesEverythingAsItIs();
     void aNameOfOnesOwnIsAskedAbout_data();
     void aNameOfOnesOwnIsAskedAbout();
     void anAnswerDecidesHowItGoesOn_data();
@@ -168,7 +169,6 @@ void TestPlaitQuestions::anExistingFileIsTreatedAsAnswered_data()
     QTest::newRow("over is enough for overwrite") << Lines{"over\n"} << one << contentOf(kSeed);
     QTest::newRow("S is enough for skip") << Lines{"S\n"} << one << kExisting;
     QTest::newRow("an empty line is the first choice") << Lines{"\n"} << both << kExisting;
-    QTest::newRow("the end of the input is the first choice") << Lines{"\x04"} << both << kExisting;
     QTest::newRow("white space around it does not count") << Lines{"  o \n"} << one << contentOf(kSeed);
     QTest::newRow("nonsense is asked again") << Lines{"what?\n", "overwritten\n", "o\n"} << one << contentOf(kSeed);
 }
@@ -191,6 +191,23 @@ void TestPlaitQuestions::anExistingFileIsTreatedAsAnswered()
     QCOMPARE(TestFiles::readFile(m_plait->path(kName)), underTheName);
     if (files.size() > 1)
         QCOMPARE(TestFiles::readFile(m_plait->path(files.first())), contentOf(kSeed));
+}
+
+void TestPlaitQuestions::theEndOfTheInputLeavesEverythingAsItIs()
+{
+    m_server->setResponse("/file.bin", ScriptedResponse::file(kSeed, kSize));
+    QVERIFY(writeFile(m_plait->path(kName), kExisting));
+    PlaitTerminal terminal(kColumns, kRows);
+    QVERIFY(terminal.start(*m_plait, {u"--on-exists"_s, u"ask"_s, url()}));
+    QVERIFY2(answer(terminal, kHowToSave, {"\x04"}), terminal.bytes());
+    const int status = terminal.finish();
+    QVERIFY2(status == kFileExists, told(status, terminal.bytes()));
+    QVERIFY2(terminal.bytes().contains("--on-exists rename"), terminal.bytes());
+    QCOMPARE(m_plait->files(), QStringList{kName});
+    QCOMPARE(TestFiles::readFile(m_plait->path(kName)), kExisting);
+    const PlaitResult resumed = m_plait->runBare({u"--on-exists"_s, u"rename"_s, url()});
+    QVERIFY2(resumed.status == kDone, told(resumed.status, resumed.err));
+    QCOMPARE(m_plait->files(), QStringList({u"file (1).bin"_s, kName}));
 }
 
 void TestPlaitQuestions::aNameOfOnesOwnIsAskedAbout_data()

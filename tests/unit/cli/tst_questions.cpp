@@ -55,7 +55,7 @@ private Q_SLOTS:
     void nothingMovesWhileAPersonTypes();
     void whatIsWithdrawnIsNotAnswered();
     void theNextQuestionComesWhereTheFirstIsWithdrawn();
-    void whereNobodyCanAnswerTheFirstChoiceHolds();
+    void whereNobodyCanAnswerNoChoiceIsMade();
 
 private:
     void ask(qint64 id)
@@ -223,13 +223,13 @@ void TestQuestions::theNextQuestionComesWhereTheFirstIsWithdrawn()
 }
 
 /// It is the one that changes nothing.
-void TestQuestions::whereNobodyCanAnswerTheFirstChoiceHolds()
+void TestQuestions::whereNobodyCanAnswerNoChoiceIsMade()
 {
     ask(7);
     ask(8);
     ::close(m_ends[1]);
     m_ends[1] = ::dup(m_ends[0]);
-    QTRY_COMPARE(m_answers, (Answers{{7, 0}, {8, 0}}));
+    QTRY_COMPARE(m_answers, (Answers{{7, Questions::kNobody}, {8, Questions::kNobody}}));
     QVERIFY(!m_screen->isTyping);
 }
 
