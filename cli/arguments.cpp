@@ -173,7 +173,8 @@ private:
         if (m_values.text("log"_L1) == "-"_L1)
             complain(u"--log names a file, and \"-\" is none. Write \"-v\" to see what happens."_s);
         const QString named = absolute(m_values.text("log"_L1));
-        result.logFile = named.isEmpty() ? defaultLogFile() : named;
+        result.isLogNamed = !named.isEmpty();
+        result.logFile = result.isLogNamed ? named : defaultLogFile();
         const int level = named.isEmpty() ? kDefaultLogLevel : kLogLevelOfANamedLog;
         result.logLevel = m_values.has("log-level"_L1) ? int(m_values.number("log-level"_L1)) : level;
     }

@@ -47,6 +47,7 @@ struct Arguments {
     bool quiet = false;
     bool verbose = false; ///< not both
     QString logFile; ///< empty = there is no home folder for one
+    bool isLogNamed = false; ///< somebody wants it there
     QString onComplete; ///< program to be called for each download that is done; empty = none
     QString onError; ///< for each that failed
     int logLevel = 0; ///< 0 = nothing is logged

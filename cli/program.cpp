@@ -25,6 +25,7 @@
 #include <QDir>
 #include <QTextStream>
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -41,20 +42,19 @@ void complain(QTextStream &notes, const QString &text)
     notes << "plait: " << Shown::text(text) << '\n' << Qt::flush;
 }
 
-/// That the log cannot be written ends nothing; who named it is told. Gives what writes it; empty = nothing does.
-QtAppLogger::Sink startLog(const Arguments &arguments, QTextStream &notes)
+/// Gives what writes it; empty = nothing does. That it cannot be written ends nothing. @param problem the sentence then
+QtAppLogger::Sink startLog(const Arguments &arguments, QString *problem)
 {
     if (arguments.logLevel == 0)
         return {};
     if (arguments.logFile.isEmpty()) {
-        complain(notes, u"there is no home folder: no log is written. Name a file for it with --log."_s);
+        *problem = u"there is no home folder: no log is written. Name a file for it with --log."_s;
         return {};
     }
     const auto file = std::make_shared<LogFile>();
     QString reason;
     if (!file->open(arguments.logFile, &reason)) {
-        complain(notes,
-                 u"cannot write the log \"%1\": %2. Choose another file with --log."_s.arg(arguments.logFile, reason));
+        *problem = u"cannot write the log \"%1\": %2. Choose another file with --log."_s.arg(arguments.logFile, reason);
         return {};
     }
     QtAppLogger *const logger = QtAppDefaultLogger::instance();
@@ -138,17 +138,37 @@ bool isDone(const EngineAnswer &answer, QTextStream &notes)
     return answer.isOk();
 }
 
-bool open(const Arguments &arguments, Engine &engine, QTextStream &notes)
+/// Where nothing can be kept, list and log go the same way: that is one line. Nobody has asked for either.
+void tellUnkept(EngineAnswer &opened, const Arguments &arguments, const QString &logProblem, QTextStream &notes)
+{
+    const auto list = std::find_if(opened.warnings.cbegin(), opened.warnings.cend(),
+                                   [](const Failure &warning) { return warning.kind == Failure::Kind::ListInMemory; });
+    const bool isLogTold = !logProblem.isEmpty() && (arguments.isLogNamed || list == opened.warnings.cend());
+    if (isLogTold && (arguments.isLogNamed || !arguments.quiet))
+        complain(notes, logProblem);
+    if (list == opened.warnings.cend())
+        return;
+    const QString also = logProblem.isEmpty() || isLogTold ? QString() : u" There is no log, either (--log)."_s;
+    if (!arguments.quiet)
+        complain(notes, FailureWords::sentence(*list) + also);
+    opened.warnings.erase(list);
+}
+
+/// @param logProblem why there is no log; empty = there is one, or none is wanted
+bool open(const Arguments &arguments, Engine &engine, QTextStream &notes, const QString &logProblem = {})
 {
     EngineOptions options{arguments.session, arguments.queue};
     options.queue.canAsk = canAsk(arguments);
-    return isDone(answerOf([&](const Engine::Callback &done) { engine.open(options, done); }), notes);
+    EngineAnswer opened = answerOf([&](const Engine::Callback &done) { engine.open(options, done); });
+    tellUnkept(opened, arguments, logProblem, notes);
+    return isDone(opened, notes);
 }
 
 ExitStatus runWithNetwork(const Arguments &arguments, Engine &engine, Streams &streams)
 {
-    const QtAppLogger::Sink log = startLog(arguments, streams.notes);
-    const bool isReady = open(arguments, engine, streams.notes)
+    QString logProblem;
+    const QtAppLogger::Sink log = startLog(arguments, &logProblem);
+    const bool isReady = open(arguments, engine, streams.notes, logProblem)
         && isDone(answerOf([&engine](const Engine::Callback &done) { engine.prepare(done); }), streams.notes);
     if (!isReady)
         return ExitStatus::Unknown;
