@@ -9,6 +9,7 @@
 #include <cli/importedcommand.h>
 #include <cli/listedrequests.h>
 #include <cli/nextcommand.h>
+#include <cli/pathexpansion.h>
 #include <cli/schemewords.h>
 #include <cli/settingstext.h>
 #include <host/engine/chosenoptions.h>
@@ -382,7 +383,12 @@ Arguments::Outcome Arguments::parse(int argc, const char *const *argv, const QSt
     for (int i = 1; i < argc; ++i)
         words.append(QString::fromLocal8Bit(argv[i]));
     words = withLineOfInput(words);
-    const QString named = CommandLine::configFileOf(words);
+    QString problem;
+    const std::optional<QString> config =
+        PathExpansion::inHome(CommandLine::configFileOf(words), QProcessEnvironment::systemEnvironment(), &problem);
+    if (!config)
+        return {{}, ExitStatus::BadOption, u"the file of --config "_s + problem};
+    const QString named = *config;
     const QString configFile = named.isEmpty() ? defaultConfigFile() : QDir(currentFolder).absoluteFilePath(named);
     if (!named.isEmpty() && !QFile::exists(configFile))
         return {{},

@@ -7,6 +7,7 @@
 #include <cli/nearest.h>
 #include <cli/nextcommand.h>
 #include <cli/optionparser.h>
+#include <cli/pathexpansion.h>
 #include <cli/settingsfile.h>
 #include <host/options/optionvalue.h>
 
@@ -89,15 +90,33 @@ QStringList typedNames(const OptionRow &row)
     return names;
 }
 
+/// Files and folders, and what may be something else as well.
+bool mayBePath(const OptionRow &row)
+{
+    using Type = OptionRow::Type;
+    return row.isPath() || row.type == Type::FileOrUrl || row.type == Type::FileName;
+}
+
+/// What is meant by a word that was typed. Nothing, with a sentence, where that is not known.
+std::optional<QString> meantBy(const QString &typed, const OptionRow &row, QString *problem)
+{
+    if (!mayBePath(row))
+        return row.type == OptionRow::Type::Url ? Address::meant(typed) : typed;
+    const auto path = PathExpansion::inHome(typed, QProcessEnvironment::systemEnvironment(), problem);
+    if (!path)
+        *problem = u"--%1 \"%2\" "_s.arg(QLatin1StringView(row.name), typed) + *problem;
+    return path;
+}
+
 /// The sentence, if a value is none.
 QString giveTyped(const QList<OptionParser::Typed> &options, OptionValues &values)
 {
     for (const OptionParser::Typed &option : options) {
         for (const QString &typed : option.texts) {
-            const QString text = option.row->type == OptionRow::Type::Url ? Address::meant(typed) : typed;
             QString problem;
-            const auto value =
-                OptionValue::fromText(*option.row, text, u"--"_s + QLatin1StringView(option.row->name), &problem);
+            const auto text = meantBy(typed, *option.row, &problem);
+            const QString name = u"--"_s + QLatin1StringView(option.row->name);
+            const auto value = text ? OptionValue::fromText(*option.row, *text, name, &problem) : std::nullopt;
             if (!value)
                 return problem;
             values.give(*option.row, {*value, kTyped});

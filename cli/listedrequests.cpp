@@ -103,6 +103,16 @@ private:
             complain(option.line, problem + u" The address of line %1 is left out."_s.arg(entry.line));
     }
 
+    /// Names of files have dollar signs that mean nothing.
+    static std::optional<QString> expandedFor(const OptionRow &row, const QString &text, QString *problem)
+    {
+        const QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        if (row.isPath())
+            return PathExpansion::expanded(text, environment, problem);
+        const bool isName = row.type == OptionRow::Type::FileName;
+        return isName ? PathExpansion::inHome(text, environment, problem) : text;
+    }
+
     static std::optional<QVariant> valueOf(const OptionRow &row, const AddressList::Option &option, QString *problem)
     {
         if (!option.value && row.type != OptionRow::Type::Flag) {
@@ -112,8 +122,7 @@ private:
         }
         const QString written = option.value.value_or(u"true"_s);
         const QString text = row.type == OptionRow::Type::Url ? Address::meant(written) : written;
-        const std::optional<QString> expanded =
-            row.isPath() ? PathExpansion::expanded(text, QProcessEnvironment::systemEnvironment(), problem) : text;
+        const std::optional<QString> expanded = expandedFor(row, text, problem);
         if (!expanded)
             *problem = u"%1 \"%2\" "_s.arg(option.name, text) + *problem;
         return expanded ? OptionValue::fromText(row, *expanded, option.name, problem) : std::nullopt;

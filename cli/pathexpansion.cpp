@@ -63,6 +63,16 @@ std::optional<QString> PathExpansion::expanded(const QString &path, const QProce
     return result + text.sliced(end);
 }
 
+std::optional<QString> PathExpansion::inHome(const QString &path, const QProcessEnvironment &environment,
+                                             QString *problem)
+{
+    problem->clear();
+    if (path != "~"_L1 && !path.startsWith("~/"_L1))
+        return path;
+    const QString home = valueOf(kHome, environment, problem);
+    return problem->isEmpty() ? std::optional(home + path.sliced(1)) : std::nullopt;
+}
+
 QString PathExpansion::literal(const QString &path)
 {
     QString text = path;

@@ -108,6 +108,8 @@ private Q_SLOTS:
     void configSaysWhereAValueComesFrom();
     void aMistakeInTheFileIsSaidWithItsLine();
     void pathsInTheFileAreExpanded();
+    void aTildeThatNoShellHasReadIsTheHomeFolder_data();
+    void aTildeThatNoShellHasReadIsTheHomeFolder();
     void configPrintsWhatHolds_data();
     void configPrintsWhatHolds();
     void configHidesThePasswordOfAProxy_data();
@@ -357,6 +359,35 @@ void TestPlaitSettings::pathsInTheFileAreExpanded()
     QVERIFY2(result.status == kDone, told(result));
     QCOMPARE(TestFiles::sha256OfFile(home() + "/archive/"_L1 + kName), TestFiles::sha256OfContent(kSeed, kSmallSize));
     QVERIFY(TestFiles::readFile(home() + "/logs/plait.log"_L1).contains("file.bin"));
+}
+
+void TestPlaitSettings::aTildeThatNoShellHasReadIsTheHomeFolder_data()
+{
+    QTest::addColumn<QStringList>("words");
+    QTest::addColumn<QString>("path"); // below the home folder, or the one of downloads
+    QTest::newRow("a file, in quotes") << QStringList{u"-o"_s, u"~/a/x.bin"_s} << u"HOME/a/x.bin"_s;
+    QTest::newRow("a file, behind a sign of equality") << QStringList{u"--output=~/x.bin"_s} << u"HOME/x.bin"_s;
+    QTest::newRow("a folder") << QStringList{u"-d"_s, u"~/a"_s} << u"HOME/a/file.bin"_s;
+    QTest::newRow("a folder by another's name") << QStringList{u"--directory-prefix=~/b"_s} << u"HOME/b/file.bin"_s;
+    QTest::newRow("the home folder") << QStringList{u"-d"_s, u"~"_s} << u"HOME/file.bin"_s;
+    QTest::newRow("a list of addresses") << QStringList{u"-i"_s, u"~/urls.txt"_s} << u"HOME/listed.bin"_s;
+    QTest::newRow("settings") << QStringList{u"--config=~/my.conf"_s} << u"HOME/set/file.bin"_s;
+    QTest::newRow("a file that is called so") << QStringList{u"-o"_s, u"./~"_s} << u"~"_s;
+    QTest::newRow("a file whose name begins so") << QStringList{u"-o"_s, u"~x.bin"_s} << u"~x.bin"_s;
+}
+
+void TestPlaitSettings::aTildeThatNoShellHasReadIsTheHomeFolder()
+{
+    QFETCH(QStringList, words);
+    QFETCH(QString, path);
+    m_server->setResponse("/file.bin", ScriptedResponse::file(kSeed, kSmallSize));
+    QVERIFY(QDir().mkpath(home()));
+    QVERIFY(writeFile(home() + "/my.conf"_L1, "dir = ~/set\n"));
+    QVERIFY(writeFile(home() + "/urls.txt"_L1, url().toLocal8Bit() + "\n  out=~/listed.bin\n"));
+    const PlaitResult result = m_plait->runBare(words.contains(u"-i"_s) ? words : words + QStringList{url()});
+    QVERIFY2(result.status == kDone, told(result));
+    const QString file = path.startsWith("HOME/"_L1) ? home() + path.sliced(4) : m_plait->path(path);
+    QCOMPARE(TestFiles::sha256OfFile(file), TestFiles::sha256OfContent(kSeed, kSmallSize));
 }
 
 void TestPlaitSettings::configPrintsWhatHolds_data()

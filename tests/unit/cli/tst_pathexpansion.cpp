@@ -12,6 +12,8 @@ class TestPathExpansion : public QObject
 private Q_SLOTS:
     void whatStandsForSomethingIsReplaced_data();
     void whatStandsForSomethingIsReplaced();
+    void behindAShellTheHomeFolderAloneIsMeant_data();
+    void behindAShellTheHomeFolderAloneIsMeant();
     void whatMeansNothingIsSaid_data();
     void whatMeansNothingIsSaid();
     void aLiteralPathComesBackAsItWas_data();
@@ -51,6 +53,30 @@ void TestPathExpansion::whatStandsForSomethingIsReplaced()
     const std::optional<QString> expanded = PathExpansion::expanded(path, environment(), &problem);
     QVERIFY2(expanded, qPrintable(problem));
     QTEST(*expanded, "expanded");
+}
+
+void TestPathExpansion::behindAShellTheHomeFolderAloneIsMeant_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("meant");
+    QTest::newRow("the home folder") << u"~"_s << u"/home/anna"_s;
+    QTest::newRow("something in it") << u"~/a/~"_s << u"/home/anna/a/~"_s;
+    QTest::newRow("a file of that name") << u"./~"_s << u"./~"_s;
+    QTest::newRow("a name that begins so") << u"~old.txt"_s << u"~old.txt"_s;
+    QTest::newRow("what the shell has left of a dollar sign") << u"$HOME/x"_s << u"$HOME/x"_s;
+    QTest::newRow("nothing") << QString() << QString();
+}
+
+void TestPathExpansion::behindAShellTheHomeFolderAloneIsMeant()
+{
+    QFETCH(QString, path);
+    QString problem;
+    const std::optional<QString> meant = PathExpansion::inHome(path, environment(), &problem);
+    QVERIFY2(meant, qPrintable(problem));
+    QTEST(*meant, "meant");
+    const bool isOfHome = *meant != path;
+    QCOMPARE(PathExpansion::inHome(path, {}, &problem).has_value(), !isOfHome);
+    QCOMPARE(problem.contains("\"HOME\", which is not set"_L1), isOfHome);
 }
 
 void TestPathExpansion::whatMeansNothingIsSaid_data()
