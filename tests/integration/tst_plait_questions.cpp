@@ -216,13 +216,15 @@ void TestPlaitQuestions::aNameOfOnesOwnIsAskedAbout_data()
     QTest::addColumn<QString>("newFile");
     QTest::newRow("rename") << QByteArray("rename\n") << u"mine (1).bin"_s;
     QTest::newRow("overwrite") << QByteArray("overwrite\n") << u"mine.bin"_s;
+    QTest::newRow("rename, of a hidden one") << QByteArray("rename\n") << u".mine (1)"_s;
+    QTest::newRow("overwrite, of a hidden one") << QByteArray("overwrite\n") << u".mine"_s;
 }
 
 void TestPlaitQuestions::aNameOfOnesOwnIsAskedAbout()
 {
     QFETCH(QByteArray, line);
     QFETCH(QString, newFile);
-    const QString name = u"mine.bin"_s;
+    const QString name = newFile.startsWith(u'.') ? u".mine"_s : u"mine.bin"_s;
     m_server->setResponse("/file.bin", ScriptedResponse::file(kSeed, kSize));
     QVERIFY(writeFile(m_plait->path(name), kExisting));
     PlaitTerminal terminal(kColumns, kRows);
