@@ -87,7 +87,7 @@ QStringList countsOf(const Tally &tally)
         counts.append(u"%1 skipped"_s.arg(tally.skipped));
     // Of what had not begun it was said already.
     const QString command =
-        tally.isStreamed ? u" (the same command begins anew)"_s : u" (run the same command again to resume)"_s;
+        tally.areListed ? u" (run the same command again to resume)"_s : u" (the same command begins anew)"_s;
     const QString next = tally.unbegun > 0 ? QString() : command;
     if (!tally.stopped.isEmpty())
         counts.append(u"%1 stopped"_s.arg(tally.stopped.size()) + next);

@@ -287,6 +287,19 @@ void DownloadsRunner::onWarned(qint64 id, const Warning &warning)
         m_printer.warn(id, sentence);
 }
 
+bool DownloadsRunner::isListKept() const
+{
+    return m_arguments.session.isListKept;
+}
+
+/// What only this process knows no later command can name.
+Failure DownloadsRunner::asListed(Failure failure) const
+{
+    if (!isListKept())
+        failure.subject.id = 0;
+    return failure;
+}
+
 void DownloadsRunner::onEnded(const Snapshot &snapshot)
 {
     const Summary summary = summaryOf(snapshot);
@@ -344,7 +357,7 @@ void DownloadsRunner::refuse(qint64 id, const QUrl &url, const Failure &failure)
     Summary summary;
     summary.url = url;
     summary.status = exitStatusOf(failure);
-    summary.errorText = isStreaming() ? StreamWords::sentence(failure, 0) : FailureWords::sentence(failure);
+    summary.errorText = isStreaming() ? StreamWords::sentence(failure, 0) : FailureWords::sentence(asListed(failure));
     summary.reason = WarningWords::clause(failure);
     refuse(id, summary);
 }
@@ -372,7 +385,8 @@ Summary DownloadsRunner::summaryOf(const Snapshot &snapshot) const
     summary.url = snapshot.url;
     summary.error = snapshot.error;
     summary.status = exitStatusOf(snapshot.failure);
-    summary.errorText = FailureWords::sentence(snapshot.failure);
+    summary.isListed = isListKept();
+    summary.errorText = FailureWords::sentence(asListed(snapshot.failure));
     summary.reason = WarningWords::clause(snapshot.failure);
     summary.isSkipped = run.isSkipped || snapshot.failure.kind == Failure::Kind::Skipped;
     summary.isStopped = snapshot.failure.kind == Failure::Kind::Stopped;

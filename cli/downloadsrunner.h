@@ -88,6 +88,8 @@ private:
     bool mayAddNext() const;
     bool isGivenUp() const;
     bool isStreaming() const;
+    bool isListKept() const;
+    Failure asListed(Failure failure) const;
 
     /// So many commands are given to the engine before their answers are awaited.
     static constexpr int kAtATime = 20;

@@ -69,7 +69,13 @@ QString FailureNames::commandOf(QLatin1StringView command, const Failure &failur
 
 QString FailureNames::sameCommand(const Failure &failure)
 {
-    return failure.subject.id == 0 ? u"run the same command again"_s : u"run the same command again to resume"_s;
+    return failure.subject.id == 0 ? u"run the same command again to begin anew"_s
+                                   : u"run the same command again to resume"_s;
+}
+
+QString FailureNames::command(QLatin1StringView verb, const Failure &failure)
+{
+    return failure.subject.id == 0 ? u"the same command"_s : u'"' + commandOf(verb, failure) + u'"';
 }
 
 QString FailureNames::reason(const Failure &failure, const QString &otherwise)

@@ -23,7 +23,9 @@ QString quotedFile(const Failure &failure);
 QString numberOf(const Failure &failure);
 /// "plait resume 7": to be typed next, for the download.
 QString commandOf(QLatin1StringView command, const Failure &failure);
-/// What to run to go on: of what is in no list, nothing can be resumed.
+/// The same in quotes, or what helps where no command can name it. @param verb "resume" or "restart"
+QString command(QLatin1StringView verb, const Failure &failure);
+/// What to run to go on: of what is in no list, nothing can be resumed, and no command can name it.
 QString sameCommand(const Failure &failure);
 /// The words of whoever told the cause, or ours where there are none.
 QString reason(const Failure &failure, const QString &otherwise);

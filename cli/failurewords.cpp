@@ -30,23 +30,22 @@ QString unknown(const Failure &failure)
 QString cannotResume(const Failure &failure)
 {
     return u"cannot resume %1: the server does not send the rest of a file alone. What was downloaded stays in %2; "
-           u"\"%3\" fetches all of it again."_s.arg(quotedTitle(failure), quotedFile(failure),
-                                                    commandOf("restart"_L1, failure));
+           u"%3 fetches all of it again."_s.arg(quotedTitle(failure), quotedFile(failure),
+                                                command("restart"_L1, failure));
 }
 
 QString resourceChanged(const Failure &failure)
 {
-    return u"cannot resume %1: the server no longer has the same file (%4). What was downloaded stays in %2; \"%3\" "
-           u"fetches the new one."_s.arg(quotedTitle(failure), quotedFile(failure), commandOf("restart"_L1, failure),
+    return u"cannot resume %1: the server no longer has the same file (%4). What was downloaded stays in %2; %3 "
+           u"fetches the new one."_s.arg(quotedTitle(failure), quotedFile(failure), command("restart"_L1, failure),
                                          reason(failure, u"its ETag, size or date changed"_s));
 }
 
 QString checksumDiffers(const Failure &failure)
 {
     const QString which = failure.kind == Kind::DigestDiffers ? u"the server means"_s : u"was meant"_s;
-    return u"%1 is not the file that %2: %3. The file stays as it is; \"%4\" fetches it again."_s.arg(
-        quotedFile(failure), which, reason(failure, u"its checksum is another one"_s),
-        commandOf("restart"_L1, failure));
+    return u"%1 is not the file that %2: %3. The file stays as it is; %4 fetches it again."_s.arg(
+        quotedFile(failure), which, reason(failure, u"its checksum is another one"_s), command("restart"_L1, failure));
 }
 
 QString checksumUnusable(const Failure &failure)
@@ -91,8 +90,8 @@ QString stopped(const Failure &failure)
 
 QString stoppedBeforeComparing(const Failure &failure)
 {
-    return u"stopped before %1 was compared with its checksum; \"%2\" does it"_s.arg(quoted(failure.subject.title),
-                                                                                     commandOf("resume"_L1, failure));
+    return u"stopped before %1 was compared with its checksum; %2 does it"_s.arg(quoted(failure.subject.title),
+                                                                                 command("resume"_L1, failure));
 }
 
 QString noSuchDownload(const Failure &failure)
@@ -230,8 +229,8 @@ QString ofItsKind(const Failure &failure)
     case Kind::DigestDiffers:
         return checksumDiffers(failure);
     case Kind::ChecksumNotFound:
-        return u"%1 is there, but was not compared with its checksum: of %2, %3. \"%4\" looks again."_s.arg(
-            quotedFile(failure), quotedUrl(failure), failure.detail, commandOf("resume"_L1, failure));
+        return u"%1 is there, but was not compared with its checksum: of %2, %3. To look again, run %4."_s.arg(
+            quotedFile(failure), quotedUrl(failure), failure.detail, command("resume"_L1, failure));
     case Kind::ChecksumFound:
         return u"%1 is compared with the %2 checksum in %3"_s.arg(quoted(failure.subject.title), failure.detail,
                                                                   quotedUrl(failure));
@@ -338,9 +337,9 @@ QString wayOut(const Failure &failure)
         return u" -o NAME gives one."_s;
     if (failure.kind == Kind::DiskFull)
         return RoomWords::facts(failure)
-            + u" \"%1\" goes on; -d chooses another folder."_s.arg(commandOf("resume"_L1, failure));
+            + u" To go on, run %1; -d chooses another folder."_s.arg(command("resume"_L1, failure));
     if (failure.kind == Kind::FileFailed && failure.number == ESTALE)
-        return u" \"%1\" fetches it again."_s.arg(commandOf("restart"_L1, failure));
+        return u" To fetch it again, run %1."_s.arg(command("restart"_L1, failure));
     return failure.kind == Kind::CannotCreateFile && failure.number > 0 ? u" -d FOLDER names one."_s : QString();
 }
 

@@ -55,10 +55,9 @@ QString timedOut(const Failure &failure)
 
 QString nothingCame(const Failure &failure)
 {
-    const QString command =
-        failure.subject.id == 0 ? u"the same command"_s : u"\"%1\""_s.arg(commandOf("resume"_L1, failure));
-    return cannotDownload(quoted(failure.subject.title),
-                          u"nothing more came from the server. "_s + command + u" tries again."_s);
+    return cannotDownload(
+        quoted(failure.subject.title),
+        u"nothing more came from the server. To try again, run %1."_s.arg(command("resume"_L1, failure)));
 }
 
 QString notFound(const Failure &failure)

@@ -139,7 +139,7 @@ bool isDone(const EngineAnswer &answer, QTextStream &notes)
 }
 
 /// Where nothing can be kept, list and log go the same way: that is one line. Nobody has asked for either.
-void tellUnkept(EngineAnswer &opened, const Arguments &arguments, const QString &logProblem, QTextStream &notes)
+void tellUnkept(EngineAnswer &opened, Arguments &arguments, const QString &logProblem, QTextStream &notes)
 {
     const auto list = std::find_if(opened.warnings.cbegin(), opened.warnings.cend(),
                                    [](const Failure &warning) { return warning.kind == Failure::Kind::ListInMemory; });
@@ -148,14 +148,16 @@ void tellUnkept(EngineAnswer &opened, const Arguments &arguments, const QString 
         complain(notes, logProblem);
     if (list == opened.warnings.cend())
         return;
+    arguments.session.isListKept = false;
     const QString also = logProblem.isEmpty() || isLogTold ? QString() : u" There is no log, either (--log)."_s;
     if (!arguments.quiet)
         complain(notes, FailureWords::sentence(*list) + also);
     opened.warnings.erase(list);
 }
 
-/// @param logProblem why there is no log; empty = there is one, or none is wanted
-bool open(const Arguments &arguments, Engine &engine, QTextStream &notes, const QString &logProblem = {})
+/// The arguments know afterwards whether there is a list. @param logProblem why there is no log; empty = there is one,
+/// or none is wanted
+bool open(Arguments &arguments, Engine &engine, QTextStream &notes, const QString &logProblem = {})
 {
     EngineOptions options{arguments.session, arguments.queue};
     options.queue.canAsk = canAsk(arguments);
@@ -164,7 +166,7 @@ bool open(const Arguments &arguments, Engine &engine, QTextStream &notes, const 
     return isDone(opened, notes);
 }
 
-ExitStatus runWithNetwork(const Arguments &arguments, Engine &engine, Streams &streams)
+ExitStatus runWithNetwork(Arguments &arguments, Engine &engine, Streams &streams)
 {
     QString logProblem;
     const QtAppLogger::Sink log = startLog(arguments, &logProblem);
@@ -190,7 +192,7 @@ bool wouldSpill(const Arguments &arguments)
     return arguments.command == Arguments::Command::Get && arguments.isStreaming() && isatty(STDOUT_FILENO);
 }
 
-ExitStatus run(const Arguments &arguments, Streams &streams, const Program::EngineFactory &makeEngine)
+ExitStatus run(Arguments arguments, Streams &streams, const Program::EngineFactory &makeEngine)
 {
     if (wouldSpill(arguments)) {
         complain(

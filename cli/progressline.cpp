@@ -83,12 +83,11 @@ QString ProgressLine::span(double seconds)
     return seconds < kLongSpan ? QString::number(seconds, 'f', 1) + u" s"_s : duration(qRound64(seconds));
 }
 
-QString ProgressLine::unbegun(qsizetype count, bool isStreamed)
+QString ProgressLine::unbegun(qsizetype count, bool areListed)
 {
     const QString what = count == 1 ? u"1 download"_s : u"%1 downloads"_s.arg(count);
-    return what
-        + (isStreamed ? u" had not begun; the same command begins anew with the first"_s
-                      : u" had not begun; run the same command again to resume"_s);
+    return what + u" had not begun; "_s
+        + (areListed ? u"run the same command again to resume"_s : u"the same command begins anew with all"_s);
 }
 
 QString ProgressLine::resume(QueryResult::Resume resume)

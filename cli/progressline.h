@@ -30,8 +30,9 @@ bool isLongWait(const DownloadStatus &status);
 /// How fast it goes: "1.5 KiB/s", or what it does instead; empty when nothing moves.
 QString pace(const DownloadView &view);
 
-/// That so many were stopped before they began, and what to do. @param isStreamed they cannot be resumed
-QString unbegun(qsizetype count, bool isStreamed = false);
+/// That so many were stopped before they began, and what to do. @param areListed else those that had begun
+/// begin anew, too
+QString unbegun(qsizetype count, bool areListed = true);
 
 /// For terminals that may know nothing else.
 QString ascii(const QString &text);

@@ -108,7 +108,7 @@ bool ProgressPrinter::isToldByTheTally(const Summary &summary) const
 void ProgressPrinter::leave(qsizetype count)
 {
     m_tally.unbegun += count;
-    note(ProgressLine::unbegun(count, m_tally.isStreamed));
+    note(ProgressLine::unbegun(count, m_tally.areListed));
 }
 
 void ProgressPrinter::note(const QString &text)

@@ -27,7 +27,7 @@ QString whyNotFree(const Failure &failure)
 QString wayOut(const Failure &failure)
 {
     const QString first = failure.number == EFBIG ? u"Raise the limit"_s : u"Make room there"_s;
-    return u" %1 and run \"%2\", or choose another folder with -d."_s.arg(first, commandOf("resume"_L1, failure));
+    return u" %1 and run %2, or choose another folder with -d."_s.arg(first, command("resume"_L1, failure));
 }
 
 }

@@ -18,6 +18,7 @@ struct Summary {
     AbstractError error; ///< code 0 = none
     QString path; ///< of the file on disk, as it is named now; empty = there is none
     bool isStreamed = false; ///< it went to standard output, and is on no disk
+    bool isListed = true; ///< a later command can go on with it
     qint64 bytes = 0; ///< of the resource that are on disk
     qint64 fetched = 0; ///< bytes that came in this run
     double seconds = 0; ///< that this run took

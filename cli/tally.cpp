@@ -8,7 +8,7 @@
 void Tally::add(const Summary &summary)
 {
     fetched += summary.fetched;
-    isStreamed = isStreamed || summary.isStreamed;
+    areListed = areListed && summary.isListed;
     if (summary.isSkipped)
         ++skipped;
     else if (summary.isStopped)

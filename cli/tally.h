@@ -22,7 +22,7 @@ struct Tally {
     qsizetype unbegun = 0; ///< stopped before they began
     QList<Failed> failed = {};
     qint64 bytes = 0; ///< of what is done
-    bool isStreamed = false; ///< they are in no list, so that nothing of them can be resumed
+    bool areListed = true; ///< a later command can go on with them
     qint64 fetched = 0; ///< bytes that came, of whatever became of them
 
     void add(const Summary &summary);

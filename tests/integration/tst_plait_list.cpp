@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <tests/integration/plaitsandbox.h>
 #include <tests/integration/realservers.h>
+#include <tests/support/scriptedserver.h>
 #include <tests/support/sqlfile.h>
 #include <tests/support/testfiles.h>
 
@@ -42,6 +43,11 @@ PlaitResult pasted(const PlaitSandbox &sandbox, const QByteArray &message)
     const bool hasEnded = shell.waitForFinished(PlaitSandbox::kPatienceMs);
     const QByteArray out = shell.readAllStandardOutput();
     return {hasEnded ? shell.exitCode() : -1, out, shell.readAllStandardError()};
+}
+
+QString refusedUrl()
+{
+    return u"http://127.0.0.1:%1/x.bin"_s.arg(ScriptedServer::refusedPort());
 }
 
 }
@@ -259,6 +265,8 @@ void TestPlaitList::withoutAPlaceForItTheListIsInMemory()
     QCOMPARE(plait.files(), QStringList{nameOf(0)});
     QVERIFY2(result.err.contains(reason) && result.err.contains("kept in memory"), result.err.constData());
     QVERIFY(!QFile::exists(u"/.local/share/plait"_s));
+    const PlaitResult failed = plait.run({u"--tries"_s, u"1"_s, refusedUrl()});
+    QVERIFY2(failed.status != 0 && failed.err.contains("again to begin anew"), failed.err);
 }
 
 void TestPlaitList::withoutAHomeFolderNothingIsPutIntoTheRoot()
@@ -296,6 +304,9 @@ void TestPlaitList::whoWantsNoListGetsNone()
     QCOMPARE(plait.files(), QStringList{nameOf(0)});
     QVERIFY2(!result.err.contains("memory"), result.err.constData());
     QVERIFY(!QFile::exists(listOf(plait)));
+    const PlaitResult failed = plait.run({u"--no-list"_s, u"--tries"_s, u"1"_s, refusedUrl()});
+    QVERIFY2(failed.status != 0 && failed.err.contains("again to begin anew"), failed.err);
+    QVERIFY2(!failed.err.contains("resume"), failed.err);
 }
 
 void TestPlaitList::aNamedListHasToBeUsable()

@@ -223,7 +223,7 @@ void TestClosingWords::whatWasStoppedIsNamedInOneLine()
     QCOMPARE(ClosingWords::ofAll(tally, 1, {}).last(), u"  stopped: 1.iso, 2.iso, 3.iso and 2 more"_s);
     QCOMPARE(ClosingWords::ofAll(tally, 1, {.columns = 30}).last(), u"  stopped: 1.iso, … and 2 more"_s);
     QVERIFY(ClosingWords::ofAll(tally, 1, {}).first().contains(u"5 stopped (run the same command again to resume)"_s));
-    stopped.isStreamed = true;
+    stopped.isListed = false;
     tally.add(stopped);
     QVERIFY(ClosingWords::ofAll(tally, 1, {}).first().contains(u"6 stopped (the same command begins anew)"_s));
 }

@@ -296,7 +296,7 @@ void TestFailureWords::wordsOfFailure_data()
         QTest::newRow(name) << failure << words;
     };
     row("a watchdog's end says how to go on", Kind::NothingCame, {},
-        u"cannot download \"x.iso\": nothing more came from the server. \"plait resume 5\" tries again."_s);
+        u"cannot download \"x.iso\": nothing more came from the server. To try again, run \"plait resume 5\"."_s);
     row("a wrong file says how to fetch it again", Kind::ChecksumDiffers, u"it is X, and Y was asked for"_s,
         u"\"/home/anna/x.iso.part\" is not the file that was meant: it is X, and Y was asked for. The file stays as it "
         u"is; \"plait restart 5\" fetches it again."_s);
