@@ -26,8 +26,8 @@ QString whyNotFree(const Failure &failure)
 
 QString wayOut(const Failure &failure)
 {
-    const QString first = failure.number == EFBIG ? u"Raise the limit"_s : u"Make room there"_s;
-    return u" %1 and run %2, or choose another folder with -d."_s.arg(first, command("resume"_L1, failure));
+    return u" %1 and run %2, or choose another folder with -d."_s.arg(RoomWords::firstStep(failure),
+                                                                      command("resume"_L1, failure));
 }
 
 }
@@ -36,6 +36,11 @@ QString RoomWords::reason(const Failure &failure)
 {
     return FailureNames::reason(failure,
                                 failure.kind == Failure::Kind::NoRoom ? u"it does not fit"_s : u"the disk is full"_s);
+}
+
+QString RoomWords::firstStep(const Failure &failure)
+{
+    return failure.number == EFBIG ? u"Raise the limit"_s : u"Make room there"_s;
 }
 
 QString RoomWords::facts(const Failure &failure)

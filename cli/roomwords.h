@@ -15,6 +15,8 @@ QString sentence(const Failure &failure);
 // Parts of it.
 /// A clause.
 QString reason(const Failure &failure);
+/// "Make room there", or what else may help first.
+QString firstStep(const Failure &failure);
 /// " It needs 5.2 GiB more, and 1.0 GiB is free there."; empty where nobody knows.
 QString facts(const Failure &failure);
 

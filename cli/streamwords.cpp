@@ -17,8 +17,9 @@ using Kind = Failure::Kind;
 QString cannotKeep(const Failure &failure, const QString &why)
 {
     const QString where = failure.subject.folder.isEmpty() ? QString() : u" in "_s + quotedFolder(failure);
-    return u"cannot keep what comes of %1%2 until it is read: %3. Make room there, or name a folder on another disk in "
-           u"XDG_CACHE_HOME, and run the same command again."_s.arg(quotedUrl(failure), where, why);
+    return u"cannot keep what comes of %1%2 until it is read: %3. %4, or name a folder on another disk in "
+           u"XDG_CACHE_HOME, and run the same command again."_s.arg(quotedUrl(failure), where, why,
+                                                                    RoomWords::firstStep(failure));
 }
 
 QString cannotGoOn(const Failure &failure, const QString &why, const QString &next)

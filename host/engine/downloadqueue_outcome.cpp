@@ -96,7 +96,8 @@ Failure::Room roomOf(const QueuedDownload &active, int errorNumber)
     const qint64 size = info.files.isEmpty() ? -1 : info.files.first().size;
     const qint64 available = DiskRoom::freeIn(info.folder);
     const qint64 taken = info.files.isEmpty() ? 0 : DiskRoom::takenBy(info.filePath(0));
-    if (const DownloadStream *const stream = active.reading.stream.get())
+    const DownloadStream *const stream = active.reading.stream.get();
+    if (stream && errorNumber != EFBIG)
         return {size < 0 ? StreamWindow::kWindow : std::min(size - stream->passed(), StreamWindow::kWindow),
                 available < 0 ? available : available + taken};
     // What is too long for one file is so as a whole.

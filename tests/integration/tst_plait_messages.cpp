@@ -442,6 +442,11 @@ void TestPlaitMessages::aFileThatMayNotBeSoLongIsToldFromAFullDisk()
     QVERIFY2(run.status == kDiskFull, run.err);
     QVERIFY2(run.err.contains("large.bin.part\": File too large. It would be 2.9 MiB long"), run.err);
     QVERIFY2(run.err.contains("(ulimit -f)"), run.err);
+    const ProgramRun streamed =
+        ProgramRun::of(*m_plait, u"bash"_s, words + QStringList{u"--progress"_s, u"none"_s, u"-o"_s, u"-"_s}, PlaitSandbox::kPatienceMs, {});
+    QVERIFY2(streamed.status == kDiskFull, streamed.err);
+    QVERIFY2(streamed.err.contains("File too large. It would be 2.9 MiB long"), streamed.err);
+    QVERIFY2(streamed.err.contains("Raise the limit, or name a folder on another disk"), streamed.err);
     const PlaitResult resumed = m_plait->runBare({u"resume"_s, u"1"_s});
     QVERIFY2(resumed.status == kDone, told(resumed));
     QCOMPARE(TestFiles::sha256OfFile(m_plait->path(u"large.bin"_s)), TestFiles::sha256OfContent(kSeed, kLargeSize));

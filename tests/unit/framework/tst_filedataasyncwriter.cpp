@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <inet/qt/download/framework/filedataasyncwriter.h>
+#include <inet/qt/download/framework/fileerror.h>
 
 #include <tests/unit/framework/filecontent.h>
 #include <tests/unit/framework/filewriterbench.h>
@@ -81,6 +82,8 @@ private Q_SLOTS:
     void dataAfterCloseIsIgnored_data() { threads(); }
     void dataAfterCloseIsIgnored();
 
+    void whatDoesNotFitIsOneKindOfError_data();
+    void whatDoesNotFitIsOneKindOfError();
     void aFullDiskFailsOnce_data() { threads(); }
     void aFullDiskFailsOnce();
     void noFailureAfterClose_data() { threads(); }
@@ -409,6 +412,28 @@ void TestFileWriter::dataAfterCloseIsIgnored()
     bench.settle();
     QCOMPARE(bench.said, (QStringList{u"closed"_s, u"all"_s}));
     QCOMPARE(contentOf(path()), QByteArray());
+}
+
+void TestFileWriter::whatDoesNotFitIsOneKindOfError_data()
+{
+    QTest::addColumn<int>("number");
+    QTest::addColumn<int>("code");
+    QTest::newRow("a full disk") << ENOSPC << int(QFileDevice::ResourceError);
+    QTest::newRow("a quota") << EDQUOT << int(QFileDevice::ResourceError);
+    QTest::newRow("a file that may not be so long") << EFBIG << int(QFileDevice::ResourceError);
+    QTest::newRow("a broken disk") << EIO << int(QFileDevice::WriteError);
+}
+
+void TestFileWriter::whatDoesNotFitIsOneKindOfError()
+{
+    QFETCH(int, number);
+    Bench bench(false);
+    bench.openAndWait(path());
+    SystemCalls::writeError = number;
+    bench.writer->processData("abc");
+    bench.settle();
+    QTEST(bench.writer->lastError().code, "code");
+    QCOMPARE(FileError::numberOf(bench.writer->lastError()), number);
 }
 
 void TestFileWriter::aFullDiskFailsOnce()

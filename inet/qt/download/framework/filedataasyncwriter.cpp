@@ -106,6 +106,7 @@ public:
     qint64 position = 0;
     qint64 lastEnd = 0; ///< behind the last byte written
     qint64 unsynced = 0;
+    int writeError = 0; ///< the system's number for the write that failed; 0 = it has none
     qint64 writebackFrom = 0; ///< bytes before it are on their way to the disk
     qint64 sizeToReserve = -1;
     std::unique_ptr<FileSpaceReserver> reserver;
@@ -278,7 +279,10 @@ void FileDataAsyncWriter::Private::write(const QByteArray &data)
     if (written > 0)
         QMetaObject::invokeMethod(
             q, [this, written] { Q_EMIT q->dataProcessed(written); }, Qt::QueuedConnection);
-    if (written < data.size())
+    // Of a quota and of a file that may not be so long, the system's number alone tells.
+    if (written < data.size() && writeError != 0)
+        failByErrno(writeError, QFileDevice::WriteError, errorSourceHere());
+    else if (written < data.size())
         failByFile(QFileDevice::WriteError, errorSourceHere());
     else if (syncError != 0)
         failByErrno(syncError, QFileDevice::WriteError, errorSourceHere());
@@ -291,8 +295,10 @@ qint64 FileDataAsyncWriter::Private::writeAll(const QByteArray &data)
     while (written < data.size()) {
         const qint64 room = writebackFrom + kWritebackStep - (position + written);
         const qint64 count = file->write(data.constData() + written, qMin(data.size() - written, room));
-        if (count <= 0)
+        if (count <= 0) {
+            writeError = count < 0 ? errno : 0;
             break;
+        }
         written += count;
         startWritebackIfDue(position + written);
     }
