@@ -139,6 +139,8 @@ QString listAdvice(const Failure &failure)
                                 : u" Move that out of the way."_s;
     if (failure.remedies.contains(Remedy::NewerProgram))
         return u" Use that version."_s;
+    if (failure.remedies.contains(Remedy::MakeRoom))
+        return u" Make room there, name another file with --list, or keep none with --no-list."_s;
     if (failure.remedies.contains(Remedy::StopFirst))
         return u" Wait until that is done, or stop it."_s;
     return isAnotherWelcome ? u" Name another file with --list."_s : QString();

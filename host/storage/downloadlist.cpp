@@ -434,5 +434,7 @@ bool DownloadList::failBy(Failure::Kind kind, const SqlError &error)
         return false;
     if (error.isInUse())
         return fail(kind, u"another process has it to itself"_s, {Remedy::TryLater, Remedy::StopFirst});
+    if (error.isFull())
+        return fail(kind, error.text, Schema::remediesOf(Schema::Outcome::Full));
     return fail(kind, error.isValid() ? error.text : kNoSuchDownload);
 }

@@ -331,6 +331,8 @@ QList<SchemaCheck::Object> makeObjects(int version)
 Schema::Finding trouble(const SqlError &error)
 {
     const QString text = error.text.simplified();
+    if (error.isFull())
+        return {Schema::Outcome::Full, 0, {}, text};
     if (DamagedList::suspicionOf(error) == DamagedList::Suspicion::None)
         return {Schema::Outcome::Failed, 0, {}, text};
     return {Schema::Outcome::Damaged, 0, {text}, text};
@@ -440,6 +442,8 @@ QList<Failure::Remedy> Schema::remediesOf(Outcome outcome)
     using Remedy = Failure::Remedy;
     if (outcome == Outcome::OfLaterVersion)
         return {Remedy::NewerProgram};
+    if (outcome == Outcome::Full)
+        return {Remedy::MakeRoom, Remedy::OtherList};
     return outcome == Outcome::OfAnotherProgram ? QList{Remedy::MoveAway, Remedy::OtherList} : QList<Remedy>();
 }
 
@@ -472,7 +476,7 @@ bool Schema::isWhole(const SqlDatabase &database)
     const Finding finding = lookAtOneMoment(database, statements);
     // What cannot be read at this moment, and what a later version made of it, is no damage.
     const bool isOfThisVersion = finding.outcome == Outcome::Done && finding.version == kVersion;
-    const bool isNothingSaid = finding.outcome == Outcome::Failed || finding.outcome == Outcome::OfLaterVersion
-        || finding.outcome == Outcome::OfAnotherProgram;
+    const bool isNothingSaid = finding.outcome == Outcome::Failed || finding.outcome == Outcome::Full
+        || finding.outcome == Outcome::OfLaterVersion || finding.outcome == Outcome::OfAnotherProgram;
     return isOfThisVersion || isNothingSaid;
 }

@@ -32,6 +32,7 @@ enum class Outcome {
     OfLaterVersion, ///< the file was written by a later version: it is to be left alone
     OfAnotherProgram, ///< the file is none of this program's: it is to be left alone
     Damaged, ///< it is a list, or was, and not one that can be worked with
+    Full, ///< the disk is
     Failed, ///< the database did not do what it was told; that says nothing of what is in it
 };
 

@@ -5,6 +5,14 @@
 
 using namespace Qt::StringLiterals;
 
+namespace
+{
+
+/// What an extended number is a kind of.
+constexpr int kPrimary = 0xff;
+
+}
+
 SqlError SqlError::of(sqlite3 *database)
 {
     if (!database)
@@ -14,6 +22,10 @@ SqlError SqlError::of(sqlite3 *database)
 
 bool SqlError::isInUse() const
 {
-    constexpr int kPrimary = 0xff;
     return (number & kPrimary) == SQLITE_BUSY || (number & kPrimary) == SQLITE_LOCKED;
+}
+
+bool SqlError::isFull() const
+{
+    return (number & kPrimary) == SQLITE_FULL;
 }

@@ -16,4 +16,6 @@ struct SqlError {
     bool isValid() const { return number != 0; }
     /// Somebody else had the database for longer than is waited.
     bool isInUse() const;
+    /// The disk is.
+    bool isFull() const;
 };

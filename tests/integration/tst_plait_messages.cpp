@@ -377,6 +377,9 @@ void TestPlaitMessages::filesThatCannotBeRead_data()
         {"noise:1: \"neither\" is no setting", "plait config"});
     row("a list that is none", "--list noise HTTP://file.bin", kUnknown,
         {"noise\": it is no list of downloads", "--list"});
+    if (m_disk->isMounted())
+        row("a list on a full disk", "--list DISK/x.sqlite HTTP://file.bin", kUnknown,
+            {"DISK/x.sqlite\": database or disk is full. Make room there", "--list", "--no-list"});
     row("a list where no folder can be", "--list /dev/null/x.sqlite HTTP://file.bin", kUnknown,
         {"the folder \"/dev/null\" cannot be made", "--list"});
     row("a list that is a folder", "--list HERE HTTP://file.bin", kUnknown, {"\"HERE\": it is a folder", "--list"});
@@ -443,7 +446,8 @@ void TestPlaitMessages::aFileThatMayNotBeSoLongIsToldFromAFullDisk()
     QVERIFY2(run.err.contains("large.bin.part\": File too large. It would be 2.9 MiB long"), run.err);
     QVERIFY2(run.err.contains("(ulimit -f)"), run.err);
     const ProgramRun streamed =
-        ProgramRun::of(*m_plait, u"bash"_s, words + QStringList{u"--progress"_s, u"none"_s, u"-o"_s, u"-"_s}, PlaitSandbox::kPatienceMs, {});
+        ProgramRun::of(*m_plait, u"bash"_s, words + QStringList{u"--progress"_s, u"none"_s, u"-o"_s, u"-"_s},
+                       PlaitSandbox::kPatienceMs, {});
     QVERIFY2(streamed.status == kDiskFull, streamed.err);
     QVERIFY2(streamed.err.contains("File too large. It would be 2.9 MiB long"), streamed.err);
     QVERIFY2(streamed.err.contains("Raise the limit, or name a folder on another disk"), streamed.err);

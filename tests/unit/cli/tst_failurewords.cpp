@@ -337,7 +337,10 @@ void TestFailureWords::wordsOfFailure_data()
     row("a list of a later version", Kind::CannotOpenList, u"it is newer"_s,
         u"cannot open the list \"/home/anna/x.iso.part\": it is newer. Use that version."_s, {Remedy::NewerProgram});
     row("a list that is full", Kind::CannotChangeList, u"database or disk is full"_s,
-        u"cannot change the list \"/home/anna/x.iso.part\": database or disk is full."_s);
+        u"cannot change the list \"/home/anna/x.iso.part\": database or disk is full. Make room there, name another "
+        u"file "
+        u"with --list, or keep none with --no-list."_s,
+        {Remedy::MakeRoom});
     row("a list in use", Kind::CannotRepairList, u"process 7 is at work on download 5"_s,
         u"cannot repair the list \"/home/anna/x.iso.part\": process 7 is at work on download 5. Wait until that is "
         u"done, or stop it."_s,
