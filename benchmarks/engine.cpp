@@ -5,7 +5,6 @@
 #include <host/storage/downloadlist.h>
 #include <tests/support/nginxserver.h>
 #include <tests/support/testca.h>
-#include <tests/unit/host/storage/shell.h>
 
 #include <QCoreApplication>
 #include <QDir>
@@ -29,6 +28,8 @@ namespace
 using Order = SnapshotQuery::Order;
 
 constexpr int kRows = 100000;
+constexpr qint64 kScatter = 7919;
+constexpr qint64 kFirstTime = 1700000000;
 constexpr qint64 kPage = 50;
 constexpr int kRounds = 5;
 constexpr int kWaiting = 1000;
@@ -51,29 +52,34 @@ QString number(double value, int decimals)
     return QString::number(value, 'f', decimals);
 }
 
+AbstractDownloadPersistentInfo recordOf(int number, const QString &folder)
+{
+    AbstractDownloadPersistentInfo record;
+    record.url = QUrl(u"http://127.0.0.1:1/%1"_s.arg(number));
+    record.folder = folder;
+    record.creationTime = QDateTime::fromSecsSinceEpoch(kFirstTime + number);
+    record.setFinished(number % 2 == 1, true);
+    AbstractDownloadFileInfo file;
+    file.name = u"name %1"_s.arg(number * kScatter % kRows);
+    file.size = number;
+    file.sections = {AbstractDownloadSection{0, number, 0}};
+    record.files = {file};
+    return record;
+}
+
 /// Every second row is finished.
 bool makeList(const QString &path)
 {
     DownloadList list;
-    if (!list.open(path))
-        return false;
-    AbstractDownloadPersistentInfo record;
-    record.url = QUrl(u"http://127.0.0.1:1/"_s);
-    record.folder = QFileInfo(path).absolutePath();
-    record.creationTime = QDateTime::currentDateTimeUtc();
-    AbstractDownloadFileInfo file;
-    file.name = u"x"_s;
-    file.size = 1;
-    file.sections = {AbstractDownloadSection{0, 1, 0}};
-    record.files = {file};
-    if (list.insert(record) == 0)
-        return false;
-    const Shell shell(path);
-    return shell.multiply(record.id, kRows - 1)
-        && shell.value(u"UPDATE downloads SET url = url || id, flags = flags | (id % 2 * 2), sort_index = id << 32"_s)
-               .isNull()
-        && shell.value(u"UPDATE files SET name = 'name ' || (download_id * 7919 % 100000), size = download_id"_s)
-               .isNull();
+    const QString folder = QFileInfo(path).absolutePath();
+    return list.open(path) && list.together([&](DownloadStore &store) {
+        for (int number = 1; number <= kRows; ++number) {
+            AbstractDownloadPersistentInfo record = recordOf(number, folder);
+            if (store.insert(record) == 0)
+                return false;
+        }
+        return true;
+    });
 }
 
 /// An engine on the list, and the calls to it that are waited for.

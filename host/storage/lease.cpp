@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <host/storage/lease.h>
 
+#include <host/storage/rowkeys.h>
+
 #include <algorithm>
 #include <numeric>
 
@@ -8,15 +10,6 @@ namespace
 {
 
 using File = AbstractDownloadFileInfo;
-
-/// -1 = not known of all of them.
-qint64 sizeOf(const QList<File> &files)
-{
-    qint64 size = files.isEmpty() ? -1 : 0;
-    for (const File &file : files)
-        size = file.size < 0 || size < 0 ? -1 : size + file.size;
-    return size;
-}
 
 qint64 doneOf(const QList<File> &files)
 {
@@ -34,14 +27,6 @@ bool hasServersDigest(const Lease &lease)
                        [](const KnownAddress &address) { return !address.identity.digest.isEmpty(); });
 }
 
-/// Where another file was in the way, it is not called what it would be.
-QString nameOf(const AbstractDownloadPersistentInfo &record)
-{
-    if (record.files.isEmpty())
-        return {};
-    return record.isFinished() ? record.files.first().relativePath() : record.files.first().name;
-}
-
 }
 
 ListEntry Lease::entry() const
@@ -49,10 +34,10 @@ ListEntry Lease::entry() const
     ListEntry entry;
     entry.id = record.id;
     entry.placeKey = record.sortIndex;
-    entry.name = nameOf(record);
+    entry.name = RowKeys::nameOf(record);
     entry.url = record.url;
     entry.folder = record.folder;
-    entry.size = sizeOf(record.files);
+    entry.size = RowKeys::sizeOf(record);
     entry.done = doneOf(record.files);
     entry.finished = record.isFinished();
     entry.evidence = memory.evidence;

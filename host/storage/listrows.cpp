@@ -58,27 +58,7 @@ QString conditionOf(ListFilter filter)
     return u"true"_s;
 }
 
-/// By which rows are sorted that no index has in their order: all of them are read, though little of each.
-QString keyOf(ListOrder order)
-{
-    switch (order) {
-    case ListOrder::Name:
-        return u"coalesce(nullif(%1, ''), url, '')"_s.arg(kNameOfFile);
-    case ListOrder::Size:
-        return u"CASE WHEN id IN (SELECT download_id FROM files WHERE position > 0) THEN "
-               u"(SELECT iif(min(size) < 0, -1, sum(size)) FROM files WHERE download_id = id) "
-               u"ELSE max(coalesce(size, -1), -1) END"_s;
-    case ListOrder::Created:
-        return u"creation_time"_s;
-    case ListOrder::Place:
-    case ListOrder::Newest:
-        break;
-    }
-    return {};
-}
-
-/// Which rows are meant, without anything else of them, so that those that are passed over cost next to nothing. Each
-/// part is an index in its order, or of few rows.
+/// Rows of one filter, by an index in the order of the key.
 QString placesByIndex(ListFilter filter, const QString &key)
 {
     const QString places = u"SELECT %1 AS place_key, id AS place_id FROM downloads"_s.arg(key);
@@ -93,16 +73,32 @@ QString placesByIndex(ListFilter filter, const QString &key)
     return places;
 }
 
+/// Of all rows it is merged.
+QString placesByHalves(ListFilter filter, const QString &key)
+{
+    if (filter != ListFilter::All)
+        return placesByIndex(filter, key);
+    return u"%1 UNION ALL SELECT %2, id FROM downloads WHERE finished = 0"_s.arg(
+        placesByIndex(ListFilter::Finished, key), key);
+}
+
+/// Which rows are meant, without anything else of them, so that those that are passed over cost next to nothing. Each
+/// part is an index in its order, or of few rows.
 QString placesOf(ListFilter filter, ListOrder order)
 {
-    if (order == ListOrder::Place)
+    switch (order) {
+    case ListOrder::Place:
         return placesByIndex(filter, u"sort_index"_s);
-    if (order == ListOrder::Newest)
-        return placesByIndex(filter, u"0"_s);
-    const QString file =
-        order == ListOrder::Created ? QString() : u"LEFT JOIN files ON download_id = id AND position = 0"_s;
-    return u"SELECT %1 AS place_key, id AS place_id FROM downloads %2 WHERE %3"_s.arg(keyOf(order), file,
-                                                                                      conditionOf(filter));
+    case ListOrder::Newest:
+        break;
+    case ListOrder::Name:
+        return placesByHalves(filter, u"name_key"_s);
+    case ListOrder::Size:
+        return placesByHalves(filter, u"size_key"_s);
+    case ListOrder::Created:
+        return placesByHalves(filter, u"creation_time"_s);
+    }
+    return placesByIndex(filter, u"0"_s);
 }
 
 /// Each part counts entries of an index.
@@ -129,7 +125,6 @@ QString orderOf(ListOrder order)
     case ListOrder::Newest:
         return u"place_id DESC"_s;
     case ListOrder::Name:
-        return u"place_key COLLATE \"natural\", place_id DESC"_s;
     case ListOrder::Size:
     case ListOrder::Created:
         break;

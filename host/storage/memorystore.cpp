@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <host/storage/memorystore.h>
 
-#include <host/policy/naturalorder.h>
 #include <host/storage/processidentity.h>
+#include <host/storage/rowkeys.h>
 
 #include <algorithm>
 #include <limits>
@@ -29,26 +29,45 @@ bool isCalled(const AbstractDownloadPersistentInfo &record, const QString &outpu
             && (record.files.first().name == outputName || record.files.first().pathOnDisk == outputName);
 }
 
-QString nameOf(const ListEntry &entry)
-{
-    return entry.name.isEmpty() ? entry.url.toString(QUrl::FullyEncoded) : entry.name;
-}
+struct Line {
+    ListEntry entry;
+    QByteArray nameKey; ///< only where it is sorted by
+};
 
-bool precedes(ListOrder order, const ListEntry &a, const ListEntry &b)
+bool precedes(ListOrder order, const Line &a, const Line &b)
 {
     switch (order) {
     case ListOrder::Name:
-        return NaturalOrder::precedes(nameOf(a), nameOf(b));
+        return a.nameKey < b.nameKey;
     case ListOrder::Size:
-        return a.size < b.size;
+        return a.entry.size < b.entry.size;
     case ListOrder::Created:
-        return a.creationTime.isValid() ? b.creationTime.isValid() && a.creationTime < b.creationTime
-                                        : b.creationTime.isValid();
+        return a.entry.creationTime.isValid()
+            ? b.entry.creationTime.isValid() && a.entry.creationTime < b.entry.creationTime
+            : b.entry.creationTime.isValid();
     case ListOrder::Place:
     case ListOrder::Newest:
         break;
     }
-    return a.id > b.id;
+    return a.entry.id > b.entry.id;
+}
+
+/// Of equals the order stays.
+QList<ListEntry> sorted(const QList<ListEntry> &entries, ListOrder order)
+{
+    QList<Line> lines;
+    lines.reserve(entries.size());
+    for (const ListEntry &entry : entries) {
+        const bool byName = order == ListOrder::Name;
+        lines.append({entry, byName ? RowKeys::nameKey(entry.name, entry.url).toUtf8() : QByteArray()});
+    }
+    std::stable_sort(lines.begin(), lines.end(),
+                     [order](const Line &a, const Line &b) { return precedes(order, a, b); });
+    QList<ListEntry> result;
+    result.reserve(lines.size());
+    for (const Line &line : std::as_const(lines))
+        result.append(line.entry);
+    return result;
 }
 
 }
@@ -236,9 +255,7 @@ QList<ListEntry> MemoryStore::page(ListFilter filter, ListOrder order, qint64 fi
         for (auto row = m_rows.cend(); row != m_rows.cbegin() && entries.size() < limit;)
             take(*--row);
     } else {
-        entries = page(filter, std::numeric_limits<int>::max());
-        std::stable_sort(entries.begin(), entries.end(),
-                         [order](const ListEntry &a, const ListEntry &b) { return precedes(order, a, b); });
+        entries = sorted(page(filter, std::numeric_limits<int>::max()), order);
         entries = entries.mid(std::min<qint64>(first, entries.size()), limit);
     }
     return entries;

@@ -2,6 +2,7 @@
 #include <host/storage/recordrows.h>
 
 #include <host/storage/partrows.h>
+#include <host/storage/rowkeys.h>
 #include <host/storage/rowplaces.h>
 #include <host/storage/sqlcells.h>
 #include <host/storage/tablecolumns.h>
@@ -105,7 +106,19 @@ const Columns<Download> &downloadColumns()
 /// By which indexes find downloads.
 bool isInIndex(const Column<Download> &column)
 {
-    return column.name == "flags"_L1 || column.name == "url"_L1;
+    return column.name == "flags"_L1 || column.name == "url"_L1 || column.name == "creation_time"_L1;
+}
+
+/// By which pages are sorted; nobody reads them.
+Columns<Download> keyColumns()
+{
+    const auto set = [](Download &, const SqlValue &) {};
+    return {{"name_key"_L1,
+             [](const Download &record) {
+                 return SqlCells::fromText(RowKeys::nameKey(RowKeys::nameOf(record), record.url));
+             },
+             set},
+            {"size_key"_L1, [](const Download &record) { return SqlValue(RowKeys::sizeOf(record)); }, set}};
 }
 
 /// A run knows the place of a download as it was when the run began.
@@ -115,7 +128,7 @@ Columns<Download> columnsOfRuns(bool areInIndexes)
     rest.removeIf([areInIndexes](const Column<Download> &column) {
         return column.name == "sort_index"_L1 || isInIndex(column) != areInIndexes;
     });
-    return rest;
+    return areInIndexes ? rest + keyColumns() : rest;
 }
 
 const Columns<File> &fileColumns()
@@ -282,12 +295,13 @@ bool selectAll(RecordRows &rows, const PartTable<Part> &table, const SqlValues &
 
 bool RecordRows::insert(AbstractDownloadPersistentInfo &record)
 {
-    static const QString statement = insertStatement(u"downloads"_s, names(downloadColumns()));
+    static const Columns<Download> columns = downloadColumns() + keyColumns();
+    static const QString statement = insertStatement(u"downloads"_s, names(columns));
     const std::optional<qint64> key = keyBehindAll();
     if (!key)
         return false;
     record.sortIndex = *key;
-    auto insertion = run(statement, cells(downloadColumns(), record));
+    auto insertion = run(statement, cells(columns, record));
     if (!insertion)
         return false;
     record.id = insertion->insertedId();
@@ -309,17 +323,26 @@ bool RecordRows::update(const AbstractDownloadPersistentInfo &record, const SqlV
 bool RecordRows::updateIndexed(const AbstractDownloadPersistentInfo &record)
 {
     static const Columns<Download> columns = columnsOfRuns(true);
-    static const QStringList statements = [] {
+    static const QString select = u"SELECT %1 FROM downloads WHERE id = ?"_s.arg(names(columns).join(u", "_s));
+    static const QStringList updates = [] {
         QStringList list;
         for (const Column<Download> &column : columns)
-            list.append(u"UPDATE downloads SET %1 = ? WHERE id = ? AND %1 IS NOT ?"_s.arg(column.name));
+            list.append(u"UPDATE downloads SET %1 = ? WHERE id = ?"_s.arg(column.name));
         return list;
     }();
-    return std::equal(columns.cbegin(), columns.cend(), statements.cbegin(),
-                      [&](const Column<Download> &column, const QString &statement) {
-                          const SqlValue cell = column.get(record);
-                          return bool(run(statement, {cell, record.id, cell}));
-                      });
+    const SqlValues now = cells(columns, record);
+    SqlValues before;
+    if (auto row = run(select, {record.id}); row && row->next()) {
+        for (int i = 0; i < int(columns.size()); ++i)
+            before.append(row->value(i));
+    }
+    if (before.isEmpty())
+        return false;
+    for (qsizetype i = 0; i < columns.size(); ++i) {
+        if (now.at(i) != before.at(i) && !run(updates.at(i), {now.at(i), record.id}))
+            return false;
+    }
+    return true;
 }
 
 RecordRows::Records RecordRows::select(const QString &condition, const SqlValues &values, const QString &index)

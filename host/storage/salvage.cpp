@@ -225,6 +225,7 @@ Salvage::Fate Salvage::copy(qint64 id, QString *reason)
     if (newId == 0)
         return lost(m_rows.lastError().isValid() ? m_rows.lastError().text : u"only traces of them are left"_s);
     const QStringList without = copyAllParts(id, newId);
+    run(Schema::sortKeysUpdate() + u" WHERE id = ?"_s, {newId});
     if (!isReadable(newId, reason))
         return Fate::Lost;
     // What the list had before is compared with, not what comes along.

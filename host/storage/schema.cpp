@@ -123,7 +123,7 @@ Schema::Finding migrated(const SqlDatabase &database, SqlTransaction &transactio
 
 const int Schema::kVersion = int(std::size(kMigrations));
 
-const QByteArray Schema::kFingerprint = QByteArrayLiteral("507c5e12f787f6ac");
+const QByteArray Schema::kFingerprint = QByteArrayLiteral("be1ca04484606d4f");
 
 const QList<SchemaCheck::Object> &Schema::objects(int version)
 {
@@ -192,6 +192,11 @@ QString Schema::harmlessNames()
 QString Schema::refusedNames()
 {
     return kRefusedNames.toString();
+}
+
+QString Schema::sortKeysUpdate()
+{
+    return kSortKeys.toString();
 }
 
 /// Rows that were deleted before are still in free places of pages, and earlier states of pages in the log beside the

@@ -52,6 +52,9 @@ Finding look(const SqlDatabase &database);
 QString harmlessNames();
 QString refusedNames();
 
+/// The statement that gives all rows the keys by which pages are sorted: of what stands in the tables.
+QString sortKeysUpdate();
+
 /// What a step took out of the tables leaves the file, too, and what lies beside it: done by upgrade(), and tried again
 /// with each one while it fails, because somebody else is at work.
 void wipe(const SqlDatabase &database);

@@ -254,6 +254,28 @@ constexpr QStringView kMarksOfSentences = uR"(UPDATE downloads SET error_source 
 
 constexpr QStringView kNinthVersion[] = {kFurtherOptions, kMarksOfSentences};
 
+/// By which pages of the list are sorted, see RowKeys: ready made, because no index has what stands in other tables,
+/// and in plain letters, so that the sqlite3 shell can work with the indexes.
+constexpr QStringView kNameKey = uR"(ALTER TABLE downloads ADD COLUMN name_key TEXT)";
+constexpr QStringView kSizeKey = uR"(ALTER TABLE downloads ADD COLUMN size_key INTEGER)";
+
+constexpr QStringView kSortKeys = uR"(UPDATE downloads SET
+    name_key = natural_key(coalesce(nullif((SELECT iif(finished AND path_on_disk <> '', path_on_disk, name)
+        FROM files WHERE download_id = downloads.id AND position = 0), ''), url, '')),
+    size_key = (SELECT iif(min(size) >= 0, CAST(total(size) AS INTEGER), -1)
+        FROM files WHERE download_id = downloads.id))";
+
+/// Read from their ends: so the newest of equals come first.
+constexpr QStringView kFinishedByName =
+    uR"(CREATE INDEX downloads_by_finished_and_name ON downloads (finished, name_key DESC))";
+constexpr QStringView kFinishedBySize =
+    uR"(CREATE INDEX downloads_by_finished_and_size ON downloads (finished, size_key DESC))";
+constexpr QStringView kFinishedByCreation =
+    uR"(CREATE INDEX downloads_by_finished_and_creation ON downloads (finished, creation_time DESC))";
+
+constexpr QStringView kTenthVersion[] = {kNameKey,        kSizeKey,        kSortKeys,
+                                         kFinishedByName, kFinishedBySize, kFinishedByCreation};
+
 constexpr QStringView kHarmlessNames =
     u"'accept', 'accept-charset', 'accept-encoding', 'accept-language', 'cache-control', 'pragma', 'user-agent', "
     u"'referer', 'origin', 'dnt', 'sec-gpc', 'save-data', 'priority', 'upgrade-insecure-requests', "
@@ -273,7 +295,7 @@ constexpr Migration kMigrations[] = {
     {kThirdVersion, std::size(kThirdVersion)},       {kFourthVersion, std::size(kFourthVersion)},
     {kFifthVersion, std::size(kFifthVersion), true}, {kSixthVersion, std::size(kSixthVersion)},
     {kSeventhVersion, std::size(kSeventhVersion)},   {kEighthVersion, std::size(kEighthVersion)},
-    {kNinthVersion, std::size(kNinthVersion)},
+    {kNinthVersion, std::size(kNinthVersion)},       {kTenthVersion, std::size(kTenthVersion)},
 };
 
 }

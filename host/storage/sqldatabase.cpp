@@ -27,12 +27,11 @@ int flagsFor(SqlDatabase::Access access)
     return kWrite;
 }
 
-/// As SQLite asks for it.
-int compareNaturally(void *, int size, const void *text, int otherSize, const void *otherText)
+void putNaturalKey(sqlite3_context *context, int, sqlite3_value **names)
 {
-    const QString one = QString::fromUtf8(static_cast<const char *>(text), size);
-    const QString other = QString::fromUtf8(static_cast<const char *>(otherText), otherSize);
-    return NaturalOrder::precedes(one, other) ? -1 : int(NaturalOrder::precedes(other, one));
+    const auto *const name = reinterpret_cast<const char *>(sqlite3_value_text(*names));
+    const QByteArray key = NaturalOrder::key(QString::fromUtf8(name, sqlite3_value_bytes(*names))).toUtf8();
+    sqlite3_result_text(context, key.constData(), int(key.size()), SQLITE_TRANSIENT);
 }
 
 }
@@ -77,7 +76,8 @@ bool SqlDatabase::open(const QString &path, Access access, int waitMs)
         return false;
     }
     sqlite3_busy_timeout(handle, waitMs);
-    sqlite3_create_collation_v2(handle, "natural", SQLITE_UTF8, nullptr, &compareNaturally, nullptr);
+    sqlite3_create_function_v2(handle, "natural_key", 1, SQLITE_UTF8 | SQLITE_DETERMINISTIC | SQLITE_DIRECTONLY,
+                               nullptr, &putNaturalKey, nullptr, nullptr, nullptr);
     return true;
 }
 

@@ -13,9 +13,9 @@
 
 struct sqlite3;
 
-/// A connection to an SQLite database. It knows a collation "natural" (NaturalOrder), for statements: tables that need one
-/// of ours could not be read by the sqlite3 shell. Closed with this object; the file itself, once the last of its statements has
-/// gone, too. Used in one thread at a time.
+/// A connection to an SQLite database. It knows a function natural_key (NaturalOrder::key()), for statements: tables
+/// and indexes that need one of ours could not be used by the sqlite3 shell. Closed with this object; the file itself,
+/// once the last of its statements has gone, too. Used in one thread at a time.
 class SqlDatabase
 {
     Q_DISABLE_COPY_MOVE(SqlDatabase)

@@ -231,7 +231,7 @@ void TestDownloadList::aSaveWritesOnlyWhatIsNew()
     QCOMPARE(pagesOfASave(), 0);
     record.files.first().sections.first().downloaded = 90;
     QCOMPARE(pagesOfASave(), 1);
-    record.files.first().size = 100;
+    record.files.first().contentType = u"text/plain"_s;
     record.mirrors.clear();
     QCOMPARE(pagesOfASave(), 2);
     QVERIFY(list.load(record.id) == record);
@@ -283,8 +283,9 @@ void TestDownloadList::nothingLooksThroughAHundredThousandDownloads()
     timed("a page in the middle", [&] { list.page(ListFilter::Finished, 50, kDownloads / 2); });
     timed("first page of the unfinished ones", [&] { list.page(ListFilter::Unfinished, 50); });
     for (const ListFilter filter : {ListFilter::All, ListFilter::Unfinished, ListFilter::Finished}) {
-        for (const ListOrder order : {ListOrder::Place, ListOrder::Newest}) {
-            timed("first page by position", [&] { list.page(filter, order, 0, 50); });
+        for (const ListOrder order :
+             {ListOrder::Place, ListOrder::Newest, ListOrder::Name, ListOrder::Size, ListOrder::Created}) {
+            timed("first page in an order", [&] { list.page(filter, order, 0, 50); });
             timed("a page in the middle", [&] { list.page(filter, order, kDownloads / 2, 50); });
         }
     }

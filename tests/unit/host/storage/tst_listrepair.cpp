@@ -271,6 +271,7 @@ void TestListRepair::progressComesWholeOrNotAtAll()
     QCOMPARE(records.size(), 3);
     for (const Info &record : records)
         QVERIFY2(record.files.isEmpty(), "a file without its sections would be begun anew, over what is there");
+    QCOMPARE(Shell(path()).value(u"SELECT max(size_key) FROM downloads"_s), QVariant(-1));
 }
 
 void TestListRepair::aRowOfAnotherTypeCostsOneDownload()
@@ -419,6 +420,7 @@ void TestListRepair::aListOfTheFirstVersionIsBroughtOver()
     QCOMPARE(report.brought, 1);
     QCOMPARE(report.remarks, QStringList());
     QCOMPARE(listed().first().url, QUrl(u"http://a/old.iso"_s));
+    QCOMPARE(Shell(path()).value(u"SELECT name_key || ' ' || size_key FROM downloads"_s), u"http://a/old.iso -1"_s);
 }
 
 void TestListRepair::whatCannotBeReadAtAllIsKept()

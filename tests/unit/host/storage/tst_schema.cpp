@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <host/policy/naturalorder.h>
 #include <host/storage/rowplaces.h>
 #include <host/storage/schema.h>
 #include <host/storage/sqldatabase.h>
@@ -24,6 +25,8 @@ private Q_SLOTS:
     void aListOfTheFirstVersionKeepsItsRecords();
     void errorsInWholeSentencesGetTheirMark_data();
     void errorsInWholeSentencesGetTheirMark();
+    void rowsGetTheKeysByWhichTheyAreSorted_data();
+    void rowsGetTheKeysByWhichTheyAreSorted();
     void aLaterVersionIsRefused();
     void anotherProgramsDatabaseIsRefused();
     void aFailedMigrationLeavesNothingBehind();
@@ -158,6 +161,44 @@ void TestSchema::errorsInWholeSentencesGetTheirMark()
     SqlStatement row = m_database->run(u"SELECT error_source FROM downloads"_s);
     QVERIFY(row.next());
     QTEST(row.value(0).toText(), "marked");
+}
+
+void TestSchema::rowsGetTheKeysByWhichTheyAreSorted_data()
+{
+    QTest::addColumn<bool>("isFinished");
+    QTest::addColumn<QString>("files");
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<qint64>("size");
+    const auto row = [](const char *name, bool isFinished, const QString &files, const QString &sortedBy, qint64 size) {
+        QTest::newRow(name) << isFinished << files << sortedBy << size;
+    };
+    const QString rest = u"1, '%1', 0, NULL, '', 0)"_s;
+    const QString file = u"(1, 0, 0, 'File010.iso', 300, "_s + rest;
+    row("no file yet: its address", false, {}, u"http://a/old.iso"_s, -1);
+    row("a file", false, file.arg(QString()), u"file10.iso"_s, 300);
+    row("a file that is not called so yet", false, file.arg(u"File010 (1).iso"_s), u"file10.iso"_s, 300);
+    row("a file that is called otherwise", true, file.arg(u"File010 (1).iso"_s), u"file10 (1).iso"_s, 300);
+    row("several", true, file.arg(QString()) + u", (1, 1, 0, 'b', 20, "_s + rest.arg(QString()), u"file10.iso"_s, 320);
+    row("several, one of unknown size", true, file.arg(QString()) + u", (1, 1, 0, 'b', -1, "_s + rest.arg(QString()),
+        u"file10.iso"_s, -1);
+}
+
+void TestSchema::rowsGetTheKeysByWhichTheyAreSorted()
+{
+    QFETCH(const bool, isFinished);
+    QFETCH(const QString, files);
+    QFETCH(const QString, name);
+    QFETCH(const qint64, size);
+    makeFirstVersion();
+    exec(u"UPDATE downloads SET flags = %1"_s.arg(isFinished ? 2 : 0));
+    if (!files.isEmpty())
+        exec(u"INSERT INTO files VALUES "_s + files);
+    QString error;
+    QVERIFY2(upgrade(&error), qPrintable(error));
+    SqlStatement row = m_database->run(u"SELECT name_key, size_key FROM downloads"_s);
+    QVERIFY(row.next());
+    QCOMPARE(row.value(0).toText(), NaturalOrder::key(name));
+    QCOMPARE(row.value(1), SqlValue(size));
 }
 
 void TestSchema::aLaterVersionIsRefused()
