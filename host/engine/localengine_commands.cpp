@@ -32,6 +32,11 @@ Limits limitsAmong(const OptionValues &values)
     return limits;
 }
 
+bool standsBefore(const ListEntry &one, const ListEntry &other)
+{
+    return std::pair(one.placeKey, one.id) < std::pair(other.placeKey, other.id);
+}
+
 Failure wrongState(qint64 id, const QString &how)
 {
     return Failure::make(Failure::Kind::WrongState, Failure::Subject::of(id), how);
@@ -161,19 +166,22 @@ void LocalEngine::pauseAll(const EngineCommand &command)
     tellPaused(paused);
 }
 
-/// The answer has all of their numbers, so that they are found before.
+/// The answer has all of their numbers, so that they are found before: by their ids, as any of them may come to its end
+/// or be removed in the middle, and then put into the order of the list.
 void LocalEngine::resumeAll(const EngineCommand &command)
 {
     m_sliced = command;
-    inSlices([this, command, first = qint64(0), chosen = QList<ListEntry>()]() mutable {
-        const QList<ListEntry> unfinished = pageOf({first, kSliced, ListFilter::Unfinished});
+    inSlices([this, command, before = qint64(0), chosen = QList<ListEntry>()]() mutable {
+        const QList<ListEntry> unfinished = list().page(ListFilter::Unfinished, kSliced, before);
         for (const ListEntry &known : unfinished) {
             if (!isQueued(known.id) && owned(known).ownerPid == 0)
                 chosen.append(owned(known));
         }
-        first += kSliced;
-        if (unfinished.size() == kSliced)
+        if (!unfinished.isEmpty()) {
+            before = unfinished.last().id;
             return true;
+        }
+        std::sort(chosen.begin(), chosen.end(), standsBefore);
         resumeThese(command, chosen);
         return false;
     });

@@ -69,6 +69,7 @@ private Q_SLOTS:
     void aCheckIsGivenUpForOtherWork();
     void whatIsLookedUpIsGivenUpWithTheEngine();
     void whatIsDoneWithManyIsDoneWithAFewAtATime();
+    void allThatIsUnfinishedIsResumedInItsOrder();
     void whoEndsDoesNotWaitForMany();
     void thatNothingIsKeptIsSaidOnce();
 
@@ -480,6 +481,31 @@ void TestLocalEngine::whatIsDoneWithManyIsDoneWithAFewAtATime()
     m_engine->pauseAll();
     QTRY_COMPARE(told[DownloadState::Paused], kMany - 1);
     QVERIFY2(turns[DownloadState::Paused].size() > 1, "others had their turn meanwhile");
+}
+
+void TestLocalEngine::allThatIsUnfinishedIsResumedInItsOrder()
+{
+    constexpr qint64 kGone = 50;
+    reopenWithMany();
+    DownloadList other;
+    QVERIFY(other.open(m_dir->filePath(u"list.sqlite"_s)));
+    m_engine->setMostAtOnce(1);
+    answerOf([this](const Engine::Callback &done) { m_engine->prepare(done); });
+    answerOf([this](const Engine::Callback &done) { m_engine->move(kMany, kGone, done); });
+    std::optional<EngineAnswer> resumed;
+    m_engine->resumeAll([&resumed](const EngineAnswer &answer) { resumed = answer; });
+    // Another program takes some away when the first of them have been looked at.
+    const auto removeSome = [&other] {
+        for (qint64 id = 1; id <= kGone; ++id)
+            other.remove(id);
+    };
+    QMetaObject::invokeMethod(m_engine.get(), removeSome, Qt::QueuedConnection);
+    QTRY_VERIFY(resumed.has_value());
+    QList<qint64> expected{kMany};
+    for (qint64 id = kGone + 1; id < kMany; ++id)
+        expected.append(id);
+    resumed->ids.removeIf([](qint64 id) { return id <= kGone; });
+    QCOMPARE(resumed->ids, expected);
 }
 
 void TestLocalEngine::whoEndsDoesNotWaitForMany()
