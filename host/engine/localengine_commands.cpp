@@ -66,6 +66,8 @@ qint64 LocalEngine::addNow(const EngineCommand &command, const TakenFile *taken)
     m_news += warnings;
     if (isToBegin)
         append(added, DownloadQueue::Job::Download);
+    else if (id != 0 && !isQueued(id) && !m_session->stream(id))
+        m_session->letGo(id); // whoever wants to begin it may
     return id;
 }
 

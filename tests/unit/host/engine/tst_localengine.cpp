@@ -70,6 +70,7 @@ private Q_SLOTS:
     void whatIsLookedUpIsGivenUpWithTheEngine();
     void whatIsDoneWithManyIsDoneWithAFewAtATime();
     void allThatIsUnfinishedIsResumedInItsOrder();
+    void whatIsOnlyAddedIsNobodys();
     void whoEndsDoesNotWaitForMany();
     void thatNothingIsKeptIsSaidOnce();
 
@@ -506,6 +507,15 @@ void TestLocalEngine::allThatIsUnfinishedIsResumedInItsOrder()
         expected.append(id);
     resumed->ids.removeIf([](qint64 id) { return id <= kGone; });
     QCOMPARE(resumed->ids, expected);
+}
+
+/// Whoever stays for long keeps nobody from it.
+void TestLocalEngine::whatIsOnlyAddedIsNobodys()
+{
+    const qint64 id = add(u"run"_s, {}, false);
+    DownloadList other;
+    QVERIFY(other.open(m_dir->filePath(u"list.sqlite"_s)));
+    QTRY_COMPARE(other.page(ListFilter::All, 1, id + 1).first().ownerPid, qint64(0));
 }
 
 void TestLocalEngine::whoEndsDoesNotWaitForMany()
