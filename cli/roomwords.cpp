@@ -53,8 +53,8 @@ QString RoomWords::facts(const Failure &failure)
         return u' ' + there + u"; how much it needs, nobody knows."_s;
     const QString wanted = amount(needed, available);
     if (failure.number == EFBIG)
-        return u" It would be %1 long, and neither every disk nor every shell (ulimit -f) allows that; %2."_s.arg(
-            wanted, there);
+        return u" It would be %1 long; not every disk, nor every shell (ulimit -f), allows that. %2."_s.arg(wanted,
+                                                                                                            there);
     if (needed <= available)
         return u" It needs %1 more. %2, %3."_s.arg(wanted, there, whyNotFree(failure));
     return u" It needs %1 more, and %2."_s.arg(wanted, there);

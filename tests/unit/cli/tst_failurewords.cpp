@@ -393,7 +393,7 @@ void TestFailureWords::aDiskSaysHowMuchItLacks_data()
     row("a quota", EDQUOT, kMiB, 2 * kMiB,
         u" It needs 1.0 MiB more. 2.0 MiB is free there, but not for you. Make room there and run "_s);
     row("a file that may not be so long", EFBIG, 5 * kMiB, 9 * kMiB,
-        u" It would be 5.0 MiB long, and neither every disk nor every shell (ulimit -f) allows that; 9.0 MiB is free "
+        u" It would be 5.0 MiB long; not every disk, nor every shell (ulimit -f), allows that. 9.0 MiB is free "
         u"there. Raise the limit and run \"plait resume 5\", or choose another folder with -d."_s);
 }
 
