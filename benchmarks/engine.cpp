@@ -16,7 +16,10 @@
 #include <QTimer>
 
 #include <algorithm>
+#include <array>
+#include <ctime>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <optional>
 
@@ -32,6 +35,8 @@ constexpr qint64 kScatter = 7919;
 constexpr qint64 kFirstTime = 1700000000;
 constexpr qint64 kPage = 50;
 constexpr int kRounds = 5;
+/// A transfer's time depends on what else the machine does at that moment more than on the changes.
+constexpr int kTransferRounds = 9;
 constexpr int kWaiting = 1000;
 constexpr int kChangesPerSecond = 1000;
 constexpr int kChangesIntervalMs = 10;
@@ -171,13 +176,23 @@ bool runPages(const QString &listPath, QTextStream &out)
     return true;
 }
 
+/// What happens beside a transfer.
+enum class Beside {
+    Nothing,
+    Client, ///< as many calls of the client's own as there would be changes, without the engine
+    Changes,
+};
+constexpr Beside kBeside[] = {Beside::Nothing, Beside::Client, Beside::Changes};
+constexpr const char *kBesideNames[] = {"alone", "beside the client's own calls", "beside changes"};
+
 /// Limits of what waits are changed, and it is paused and resumed, so many times a second.
 class Changes : public QObject
 {
 public:
-    Changes(Engine &engine, const QList<qint64> &ids)
+    Changes(Engine &engine, const QList<qint64> &ids, Beside beside)
         : m_engine(engine)
         , m_ids(ids)
+        , m_beside(beside)
     {
         m_timer.setInterval(kChangesIntervalMs);
         m_timer.setTimerType(Qt::PreciseTimer);
@@ -186,6 +201,8 @@ public:
 
     void start()
     {
+        if (m_beside == Beside::Nothing)
+            return;
         m_clock.start();
         m_timer.start();
     }
@@ -210,6 +227,10 @@ private:
             ++m_answered;
             m_refused += answer.isOk() ? 0 : 1;
         };
+        if (m_beside == Beside::Client) {
+            ++m_given;
+            return done({});
+        }
         switch (m_given++ % 3) {
         case 0:
             return m_engine.setLimits(id, {1000 + m_given, 2, 1}, done);
@@ -222,6 +243,7 @@ private:
 
     Engine &m_engine;
     const QList<qint64> m_ids;
+    const Beside m_beside;
     QTimer m_timer;
     QElapsedTimer m_clock;
     qint64 m_given = 0;
@@ -232,8 +254,17 @@ private:
 
 struct Transfer {
     double seconds = 0;
-    int changes = 0; ///< that were answered while it ran
+    double processorSeconds = 0; ///< of engine and client
+    double rate = 0; ///< answers a second to what was asked beside it
 };
+
+double medianOf(const QList<Transfer> &transfers, double Transfer::*member)
+{
+    QList<double> values;
+    for (const Transfer &transfer : transfers)
+        values.append(transfer.*member);
+    return median(values);
+}
 
 bool isSameFile(const QString &one, const QString &other)
 {
@@ -241,7 +272,7 @@ bool isSameFile(const QString &one, const QString &other)
 }
 
 /// Behind it stand others, which wait for as long as it runs.
-std::optional<Transfer> transfer(const QString &listPath, const QUrl &url, const QString &original, bool isChanging)
+std::optional<Transfer> transfer(const QString &listPath, const QUrl &url, const QString &original, Beside beside)
 {
     Bench bench(listPath);
     const QTemporaryDir target;
@@ -250,18 +281,20 @@ std::optional<Transfer> transfer(const QString &listPath, const QUrl &url, const
     request.folder = target.path();
     QEventLoop loop;
     QElapsedTimer clock;
+    std::clock_t begin = 0;
     Transfer found;
     qint64 id = 0;
     QList<qint64> waiting;
     for (qint64 i = 1; i <= kWaiting; ++i)
         waiting.append(2 * i);
-    Changes changes(bench.engine(), waiting);
+    Changes changes(bench.engine(), waiting, beside);
     Snapshot last;
     QObject::connect(&bench.engine(), &Engine::changed, &loop, [&](const Snapshot &row) {
         if (row.id != id || (row.state != DownloadState::Done && row.state != DownloadState::Failed))
             return;
         found.seconds = double(clock.elapsed()) / 1000;
-        found.changes = changes.answered();
+        found.processorSeconds = double(std::clock() - begin) / CLOCKS_PER_SEC;
+        found.rate = changes.answered() / found.seconds;
         last = row;
         changes.stop();
         bench.engine().pauseAll();
@@ -270,11 +303,11 @@ std::optional<Transfer> transfer(const QString &listPath, const QUrl &url, const
     if (!Bench::ask([&](const Engine::Callback &done) { bench.engine().prepare(done); }).isOk())
         return std::nullopt;
     clock.start();
+    begin = std::clock();
     id = Bench::ask([&](const Engine::Callback &done) { bench.engine().add(request, true, done); }).ids.value(0);
     for (const qint64 other : std::as_const(waiting))
         bench.engine().resume(other);
-    if (isChanging)
-        changes.start();
+    changes.start();
     loop.exec();
     while (changes.unanswered() > 0)
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
@@ -291,23 +324,25 @@ bool runChanges(const QString &listPath, QTextStream &out)
         out << "nginx: " << server.errorText() << '\n';
         return false;
     }
-    QList<double> alone;
-    QList<double> beside;
-    double changes = 0;
-    for (int round = 0; round < kRounds; ++round) {
-        for (const bool isChanging : {false, true}) {
-            const auto found =
-                transfer(listPath, server.url(u'/' + kFileName), QDir(server.folder()).filePath(kFileName), isChanging);
-            if (!found)
-                return false;
-            (isChanging ? beside : alone).append(found->seconds);
-            changes += found->changes / found->seconds / kRounds;
-        }
+    const QString original = QDir(server.folder()).filePath(kFileName);
+    std::array<QList<Transfer>, std::size(kBeside)> transfers;
+    for (std::size_t i = 0; i < kTransferRounds * std::size(kBeside); ++i) {
+        // Each is the first of as many rounds.
+        const Beside beside = kBeside[(i + i / std::size(kBeside)) % std::size(kBeside)];
+        const auto found = transfer(listPath, server.url(u'/' + kFileName), original, beside);
+        if (!found)
+            return false;
+        transfers.at(std::size_t(beside)).append(*found);
     }
-    out << kSize / 1048576 << " MiB, " << kWaiting << " downloads waiting, medians of " << kRounds << "\n  alone "
-        << number(median(alone), 2) << " s, beside " << number(changes, 0) << " changes a second "
-        << number(median(beside), 2) << " s: " << number(median(beside) / median(alone), 3) << " times as long\n"
-        << Qt::flush;
+    out << kSize / 1048576 << " MiB, " << kWaiting << " downloads waiting, medians of " << kTransferRounds << '\n';
+    const double alone = medianOf(transfers.front(), &Transfer::seconds);
+    for (std::size_t i = 0; i < transfers.size(); ++i) {
+        const double seconds = medianOf(transfers.at(i), &Transfer::seconds);
+        out << "  " << kBesideNames[i] << ", " << number(medianOf(transfers.at(i), &Transfer::rate), 0)
+            << " a second: " << number(seconds, 2) << " s, " << number(seconds / alone, 3) << " times as long; "
+            << number(medianOf(transfers.at(i), &Transfer::processorSeconds), 2) << " s of processors\n"
+            << Qt::flush;
+    }
     return true;
 }
 
