@@ -29,6 +29,9 @@ struct Habit {
     bool isMinor = false; ///< where another program means something else by that name, that one is meant
 
     bool isNumber() const;
+    /// Whether this, behind a letter in the same word, is rather its value than more letters: "16", "1M", "x.iso",
+    /// "a/b".
+    bool isPlainlyValue(const QString &text) const;
 };
 
 /// Rows in the fewest words.

@@ -6,8 +6,6 @@
 #include <cli/habitparts.h>
 #include <cli/nextcommand.h>
 
-#include <QRegularExpression>
-
 #include <algorithm>
 
 using namespace Qt::StringLiterals;
@@ -39,26 +37,6 @@ bool isAddress(const QString &word)
 bool takesValue(const OptionRow &row)
 {
     return row.type != OptionRow::Type::Flag;
-}
-
-/// "16" or "1M": digits, and a unit if need be.
-bool isAmount(const QString &text)
-{
-    static const QRegularExpression amount(u"^\\d+(?:\\.\\d+)?[KMGkmg]?$"_s);
-    return amount.match(text).hasMatch();
-}
-
-bool isFileName(const QString &text)
-{
-    static const QRegularExpression name(u"^(?:[^/:= ]+\\.[A-Za-z0-9]{1,6}|[^:= ]*/[^:= ]*)$"_s);
-    return name.match(text).hasMatch();
-}
-
-/// Whether what stands behind a letter in the same word is rather its value than more letters.
-bool isPlainlyValue(const Habit &habit, const QString &text)
-{
-    const bool isFile = qstrcmp(habit.value, "FILE") == 0;
-    return (habit.isNumber() && isAmount(text)) || (isFile && isFileName(text));
 }
 
 bool isOfFile(const OptionRow &row)
@@ -99,6 +77,7 @@ public:
         while (!m_rest.isEmpty() && m_read.complaint.isEmpty())
             readWord(m_rest.takeFirst());
         tellLettersFromSplit();
+        tellSilenceFromQuiet();
         complain(m_parts.joinInto(m_read.options, m_read.addresses));
         return m_read;
     }
@@ -141,6 +120,7 @@ private:
         const OptionRow *const own = ownOption(name.sliced(2));
         if (own && m_command && !isOfOthers(*own, name, following)) {
             m_hasSplit = m_hasSplit || name == "--split"_L1;
+            m_isSilent = m_isSilent || name == "--silent"_L1;
             copy(*own, following);
             return;
         }
@@ -170,6 +150,13 @@ private:
             if (m_hasSplit)
                 option.replace("--max-connections="_L1, "--max-connections-per-server="_L1);
         }
+    }
+
+    /// To curl, "-sv" shows no progress, and tells all the rest.
+    void tellSilenceFromQuiet()
+    {
+        if (m_isSilent && m_read.options.contains("--verbose"_L1) && m_read.options.removeAll(u"--quiet"_s) > 0)
+            m_read.options.prepend(u"--progress=none"_s);
     }
 
     /// "-qo", and what follows: flags up to the first that takes a value.
@@ -339,7 +326,7 @@ private:
     static void preferValues(Meanings &fitting, const Following &following)
     {
         const auto isValue = [&following](const Habits::Meaning &meaning) {
-            return following.isLetters && isPlainlyValue(meaning.habit, following.text);
+            return following.isLetters && meaning.habit.isPlainlyValue(following.text);
         };
         if (std::any_of(fitting.cbegin(), fitting.cend(), isValue))
             fitting.removeIf([&isValue](const Habits::Meaning &meaning) { return !isValue(meaning); });
@@ -424,7 +411,8 @@ private:
 
     void leaveOut(const QString &name, const Habits::Meaning &meaning, const QString &value)
     {
-        const bool isToBeShown = !meaning.habit.isSecret && (!meaning.habit.isNumber() || isAmount(value));
+        const bool isToBeShown =
+            !meaning.habit.isSecret && (!meaning.habit.isNumber() || meaning.habit.isPlainlyValue(value));
         const QString shown = isToBeShown && !value.isEmpty() ? NextCommand::quoted(value) : QString();
         if (m_command)
             complain(told(name, {meaning}, shown));
@@ -450,6 +438,7 @@ private:
     {
         const QString own = QString::fromLatin1(habit.own);
         m_hasSplit = m_hasSplit || (m_command && own == "max-connections"_L1);
+        m_isSilent = m_isSilent || own == "quiet"_L1;
         if (!habit.own)
             m_read.addresses.append(value);
         else if (habit.made)
@@ -476,6 +465,7 @@ private:
     QList<qsizetype> m_letters; ///< where "-x" is among the options
     QString m_word; ///< that has the letters which are being read
     bool m_hasSplit = false; ///< connections of a file were given by aria2's name
+    bool m_isSilent = false; ///< quiet was asked for by curl's name
     bool m_tookAttached = false; ///< the value was the rest of the word
 };
 

@@ -3,6 +3,8 @@
 
 #include <cli/commandoptions.h>
 
+#include <QRegularExpression>
+
 #include <algorithm>
 
 using namespace Qt::StringLiterals;
@@ -51,6 +53,24 @@ void add(QList<Habits::Meaning> &meanings, const QString &tool, const Habit &hab
         same->tools.append(tool);
 }
 
+/// Digits, and a unit if need be.
+bool isAmount(const QString &text)
+{
+    static const QRegularExpression amount(u"^\\d+(?:\\.\\d+)?[KMGkmg]?$"_s);
+    return amount.match(text).hasMatch();
+}
+
+bool isFileName(const QString &text)
+{
+    static const QRegularExpression name(u"^(?:[^/:= ]+\\.[A-Za-z0-9]{1,6}|[^:= ]*/[^:= ]*)$"_s);
+    return name.match(text).hasMatch();
+}
+
+}
+
+bool Habit::isPlainlyValue(const QString &text) const
+{
+    return (isNumber() && isAmount(text)) || (qstrcmp(value, "FILE") == 0 && isFileName(text));
 }
 
 bool Habit::isNumber() const

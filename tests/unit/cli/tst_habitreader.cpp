@@ -85,6 +85,8 @@ void TestHabitReader::whatIsTypedIsWrittenInOurWords_data()
     addReadRow("a path in one word", u"-Osub/foo URL"_s, u"--output=sub/foo"_s);
     addReadRow("ours with their values in one word", u"-ofoo -dsub -x16 -j4 URL"_s,
                u"--output=foo --dir=sub --max-connections=16 --max-downloads=4"_s);
+    addReadRow("no progress, and all the rest", u"-sv URL"_s, u"--progress=none --verbose"_s);
+    addReadRow("the same in names", u"--silent --verbose URL"_s, u"--progress=none --verbose"_s);
     addReadRow("progress alone", u"-q --show-progress URL"_s, u"--progress=bar"_s);
     addReadRow("progress that is shown anyway", u"--show-progress URL"_s, QString());
     addReadRow("wget's kinds of progress", u"--progress=bar:force URL"_s, u"--progress=bar"_s);
