@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <cli/failurenames.h>
 
+#include <cli/clausewords.h>
 #include <cli/nextcommand.h>
 
 #include <QDir>
@@ -78,7 +79,13 @@ QString FailureNames::command(QLatin1StringView verb, const Failure &failure)
     return failure.subject.id == 0 ? u"the same command"_s : u'"' + commandOf(verb, failure) + u'"';
 }
 
+QString FailureNames::cause(const Failure &failure)
+{
+    return failure.cause.isEmpty() ? failure.detail : ClauseWords::of(failure.cause);
+}
+
 QString FailureNames::reason(const Failure &failure, const QString &otherwise)
 {
-    return failure.detail.isEmpty() ? otherwise : failure.detail;
+    const QString known = cause(failure);
+    return known.isEmpty() ? otherwise : known;
 }

@@ -27,7 +27,9 @@ QString commandOf(QLatin1StringView command, const Failure &failure);
 QString command(QLatin1StringView verb, const Failure &failure);
 /// What to run to go on: of what is in no list, nothing can be resumed, and no command can name it.
 QString sameCommand(const Failure &failure);
-/// The words of whoever told the cause, or ours where there are none.
+/// The cause, in our words or in those of whoever told it; empty = nobody knows it.
+QString cause(const Failure &failure);
+/// The same, or what is said where nobody knows it.
 QString reason(const Failure &failure, const QString &otherwise);
 
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <cli/failurewords.h>
 
+#include <cli/clausewords.h>
 #include <cli/failurenames.h>
 #include <cli/networkwords.h>
 #include <cli/nextcommand.h>
@@ -50,7 +51,7 @@ QString checksumDiffers(const Failure &failure)
 
 QString checksumUnusable(const Failure &failure)
 {
-    return u"%1 is there, but was not compared with its checksum: %2"_s.arg(quotedFile(failure), failure.detail);
+    return u"%1 is there, but was not compared with its checksum: %2"_s.arg(quotedFile(failure), cause(failure));
 }
 
 QString nameTaken(const Failure &failure)
@@ -73,13 +74,13 @@ QString fileFailed(const Failure &failure)
 
 QString cannotReadFile(const Failure &failure)
 {
-    return u"cannot read %1 for its checksum: %2."_s.arg(quotedFile(failure), failure.detail);
+    return u"cannot read %1 for its checksum: %2."_s.arg(quotedFile(failure), cause(failure));
 }
 
 QString notOnDisk(const Failure &failure)
 {
     return u"cannot make sure that %1 is on the disk: %2. What was written in this run will be fetched again. Check "
-           u"the disk."_s.arg(quotedFile(failure), failure.detail);
+           u"the disk."_s.arg(quotedFile(failure), cause(failure));
 }
 
 QString stopped(const Failure &failure)
@@ -103,7 +104,7 @@ QString noSuchDownload(const Failure &failure)
 QString cannotBegin(const Failure &failure)
 {
     return u"cannot begin download %1: %2. Wait until that is done, and run \"%3\"."_s.arg(
-        numberOf(failure), failure.detail, commandOf("resume"_L1, failure));
+        numberOf(failure), cause(failure), commandOf("resume"_L1, failure));
 }
 
 QString ownedByOther(const Failure &failure)
@@ -127,7 +128,7 @@ QString adviceFor(const Failure &failure)
 /// @param what as in: cannot "change" download 7
 QString cannot(const QString &what, const Failure &failure, const QString &when = {})
 {
-    return u"cannot %1 download %2%3: %4."_s.arg(what, numberOf(failure), when, failure.detail) + adviceFor(failure);
+    return u"cannot %1 download %2%3: %4."_s.arg(what, numberOf(failure), when, cause(failure)) + adviceFor(failure);
 }
 
 /// What to do about a list that cannot be worked with.
@@ -162,7 +163,7 @@ QString listDamaged(const Failure &failure)
         return u"the list %1 was damaged. It was set aside, and a new one begun."_s.arg(which);
     return u"the list %1 was damaged%3. It is kept as %2, and a new list was begun; incomplete files stay where they "
            u"are. To bring over what can be read of it, run: %4"_s.arg(
-               which, quoted(kept), failure.detail.isEmpty() ? QString() : u": "_s + failure.detail,
+               which, quoted(kept), cause(failure).isEmpty() ? QString() : u": "_s + cause(failure),
                NextCommand::lineFor(QDir::toNativeSeparators(failure.subject.path),
                                     u"list --repair "_s + NextCommand::quoted(kept)));
 }
@@ -172,14 +173,14 @@ QString moduleUnusable(const Failure &failure)
     const QString advice = failure.remedies.contains(Remedy::MoveAway)
         ? u"Move it out of the way."_s
         : u"Install the one that came with this program."_s;
-    return u"cannot load the module %1: %2. %3"_s.arg(quotedFile(failure), failure.detail, advice);
+    return u"cannot load the module %1: %2. %3"_s.arg(quotedFile(failure), cause(failure), advice);
 }
 
 QString fromNoAddress(const Failure &failure)
 {
     QStringList reasons;
     for (const Failure::Address &address : failure.addresses)
-        reasons.append(u"%1: %2"_s.arg(address.url.toDisplayString(), address.reason));
+        reasons.append(u"%1: %2"_s.arg(address.url.toDisplayString(), ClauseWords::of(address.reason)));
     return u"cannot download %1 from any of its addresses: %2"_s.arg(quoted(failure.subject.title),
                                                                      reasons.join(u"; "_s));
 }
@@ -187,7 +188,7 @@ QString fromNoAddress(const Failure &failure)
 QString cannotTakeOver(const Failure &failure)
 {
     return u"cannot go on with %1: %2. It stays as it is. Without -c the file gets another name; with --on-exists "
-           u"overwrite it takes this one's place."_s.arg(quotedFile(failure), failure.detail);
+           u"overwrite it takes this one's place."_s.arg(quotedFile(failure), cause(failure));
 }
 
 QString sameResource(const Failure &failure)
@@ -232,9 +233,9 @@ QString ofItsKind(const Failure &failure)
         return checksumDiffers(failure);
     case Kind::ChecksumNotFound:
         return u"%1 is there, but was not compared with its checksum: of %2, %3. To look again, run %4."_s.arg(
-            quotedFile(failure), quotedUrl(failure), failure.detail, command("resume"_L1, failure));
+            quotedFile(failure), quotedUrl(failure), cause(failure), command("resume"_L1, failure));
     case Kind::ChecksumFound:
-        return u"%1 is compared with the %2 checksum in %3"_s.arg(quoted(failure.subject.title), failure.detail,
+        return u"%1 is compared with the %2 checksum in %3"_s.arg(quoted(failure.subject.title), cause(failure),
                                                                   quotedUrl(failure));
     case Kind::NoChecksumFound:
         return u"no checksum of %1 was found beside it"_s.arg(quoted(failure.subject.title));
@@ -263,7 +264,7 @@ QString ofItsKind(const Failure &failure)
         return cannotTakeOver(failure);
     case Kind::TakenOver:
         return u"%1 was begun already: %2 are there, and they are the server's wherever they were compared"_s.arg(
-            quoted(failure.subject.title), failure.detail);
+            quoted(failure.subject.title), cause(failure));
     case Kind::FoundWhole:
         return u"%1 is complete already: it is as long as the server's file, and the same wherever they were compared"_s
             .arg(quoted(failure.subject.title));
@@ -298,29 +299,29 @@ QString ofItsKind(const Failure &failure)
         return listDamaged(failure);
     case Kind::ListInMemory:
         return u"%1: the list of downloads is kept in memory, and gone when this program ends. Name a file for it with "
-               u"--list."_s.arg(failure.detail);
+               u"--list."_s.arg(cause(failure));
     case Kind::NoModule:
-        return u"cannot find a module in %1. Set PLAIT_MODULE_DIR to the folder that holds them."_s.arg(failure.detail);
+        return u"cannot find a module in %1. Set PLAIT_MODULE_DIR to the folder that holds them."_s.arg(cause(failure));
     case Kind::ModuleUnusable:
         return moduleUnusable(failure);
     case Kind::ProxyUnusable:
         return u"cannot use the proxy %1: %2. Give it as http://HOST:PORT, https://HOST:PORT or socks5://HOST:PORT."_s
-            .arg(quoted(failure.subject.title), failure.detail);
+            .arg(quoted(failure.subject.title), cause(failure));
     case Kind::CertificatesUnusable:
         return u"cannot read the certificates in %1: %2. Name a file in PEM form with --ca-certificate."_s.arg(
-            quotedFile(failure), failure.detail);
+            quotedFile(failure), cause(failure));
     case Kind::ClientCertificateUnusable:
         return u"cannot show the certificate in %1 to servers: %2. Give it with --cert, and its key with --key."_s.arg(
-            quotedFile(failure), failure.detail);
+            quotedFile(failure), cause(failure));
     case Kind::InterfaceUnusable:
         return u"cannot go out by the interface %1: %2. Give one of them, or an address of this machine."_s.arg(
-            quoted(failure.subject.title), failure.detail);
+            quoted(failure.subject.title), cause(failure));
     case Kind::CookiesUnusable:
         return u"cannot read the cookies in %1: %2. Export them in Netscape's format (cookies.txt)."_s.arg(
-            quotedFile(failure), failure.detail);
+            quotedFile(failure), cause(failure));
     case Kind::LoginsUnusable:
         return u"cannot read the logins in %1: %2. Correct the file, or go on without it."_s.arg(quotedFile(failure),
-                                                                                                 failure.detail);
+                                                                                                 cause(failure));
     case Kind::LoginsExposed:
         return u"other users of this machine can get at the passwords in %1. Run: chmod 600 %1"_s.arg(
             quotedFile(failure));

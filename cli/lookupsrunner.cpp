@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <cli/lookupsrunner.h>
 
+#include <cli/failurenames.h>
 #include <cli/failurewords.h>
 #include <cli/headersnote.h>
 #include <cli/nextcommand.h>
@@ -122,8 +123,8 @@ void LookupsRunner::onUrlSet(const EngineAnswer &answer)
     const bool isOther = answer.failure.kind == Failure::Kind::ResourceChanged && !answer.error;
     if (isOther)
         end(ExitStatus::ResourceChanged,
-            u"cannot change download %1: %2. --force gives it the address all the same."_s.arg(QString::number(id),
-                                                                                               answer.failure.detail),
+            u"cannot change download %1: %2. --force gives it the address all the same."_s.arg(
+                QString::number(id), FailureNames::cause(answer.failure)),
             {});
     else
         end(answer.failure, answer.error);

@@ -88,7 +88,7 @@ QString proxyFailed(const Failure &failure)
 {
     return cannotDownload(
         quotedUrl(failure),
-        u"%1. Correct it in --proxy, or in the environment; no_proxy='*' goes without one."_s.arg(failure.detail));
+        u"%1. Correct it in --proxy, or in the environment; no_proxy='*' goes without one."_s.arg(cause(failure)));
 }
 
 /// What may help with an answer that has a status and no file.
@@ -145,8 +145,8 @@ QString tooManyRedirects(const Failure &failure)
 QString serverOverloaded(const Failure &failure)
 {
     // Of an answer, that is what it asked for.
-    const bool isAsked = failure.number != 0 && !failure.detail.isEmpty();
-    const QString asked = inBrackets(failure) + (isAsked ? u"; "_s + failure.detail : QString());
+    const bool isAsked = failure.number != 0 && !cause(failure).isEmpty();
+    const QString asked = inBrackets(failure) + (isAsked ? u"; "_s + cause(failure) : QString());
     const QString howLong = isAsked ? u"that long"_s : u"a while"_s;
     if (failure.number == kTooManyRequests)
         return cannotDownload(quotedTitle(failure),
@@ -195,7 +195,7 @@ QString certificateRefused(const Failure &failure)
 {
     if (failure.kind == Kind::ProxyCertificateRefused)
         return cannotDownload(quotedUrl(failure),
-                              failure.detail + u". Name its authority with --ca-certificate FILE."_s);
+                              cause(failure) + u". Name its authority with --ca-certificate FILE."_s);
     return cannotDownload(
         quotedUrl(failure),
         u"the certificate of %1 is not trusted: %2. %3, or go on at your own risk with --insecure."_s.arg(
@@ -207,7 +207,7 @@ QString encryptionFailed(const Failure &failure)
     const QString advice = failure.remedies.contains(Remedy::OtherScheme)
         ? otherScheme(failure)
         : u" It may know only versions of TLS before 1.2, which are not safe."_s;
-    return cannotDownload(quotedUrl(failure), failure.detail + u'.' + advice);
+    return cannotDownload(quotedUrl(failure), cause(failure) + u'.' + advice);
 }
 
 }

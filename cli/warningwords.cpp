@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <cli/warningwords.h>
 
+#include <cli/failurenames.h>
 #include <cli/failurewords.h>
 #include <cli/headersnote.h>
 #include <cli/roomwords.h>
@@ -87,9 +88,9 @@ QString WarningWords::clause(const Failure &failure)
         return u"does not send the rest of a file alone"_s;
     if (isOfHttp(failure))
         return u"HTTP status %1"_s.arg(failure.number);
-    if (failure.kind == Kind::LoginRequired && failure.detail.isEmpty())
+    if (failure.kind == Kind::LoginRequired && FailureNames::cause(failure).isEmpty())
         return u"it asks for a name and a password"_s;
     if (failure.kind == Kind::NoRoom)
         return RoomWords::reason(failure);
-    return failure.detail;
+    return FailureNames::cause(failure);
 }

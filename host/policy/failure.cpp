@@ -198,7 +198,8 @@ QJsonArray toJson(const QList<Failure::Address> &addresses)
 {
     QJsonArray array;
     for (const Failure::Address &address : addresses)
-        array.append(QJsonObject{{u"url"_s, address.url.toString(QUrl::FullyEncoded)}, {u"reason"_s, address.reason}});
+        array.append(
+            QJsonObject{{u"url"_s, address.url.toString(QUrl::FullyEncoded)}, {u"reason"_s, address.reason.toJson()}});
     return array;
 }
 
@@ -207,7 +208,7 @@ QList<Failure::Address> addressesFrom(const QJsonArray &array)
     QList<Failure::Address> addresses;
     for (const QJsonValue &value : array)
         addresses.append(
-            {QUrl(value.toObject().value("url"_L1).toString()), value.toObject().value("reason"_L1).toString()});
+            {QUrl(value.toObject().value("url"_L1).toString()), Clause::fromJson(value.toObject().value("reason"_L1))});
     return addresses;
 }
 
@@ -218,21 +219,31 @@ Failure::Room roomFrom(const QJsonObject &object)
 
 }
 
-Failure Failure::make(Kind kind, const Subject &subject, const QString &detail, int number)
+Failure Failure::make(Kind kind, const Subject &subject, const Clause &cause, int number)
 {
     const KindRow *const row = rowOf(kind);
-    return {kind, subject, detail, number, row ? row->remedies : QList<Remedy>(), {}, {}};
+    Failure failure{kind, subject, {}, number, row ? row->remedies : QList<Remedy>()};
+    if (cause.kind == Clause::Kind::Told)
+        failure.detail = cause.values.value(0);
+    else
+        failure.cause = cause;
+    return failure;
 }
 
 Failure Failure::told(Kind kind, const Subject &subject, const QString &sentences)
 {
-    return {kind, subject, sentences, 0, {Remedy::AsDetailSays}, {}, {}};
+    return {kind, subject, sentences, 0, {Remedy::AsDetailSays}};
 }
 
 QString Failure::keyOf(Kind kind)
 {
     const KindRow *const row = rowOf(kind);
     return row ? QString(row->key) : QString();
+}
+
+QString Failure::plain() const
+{
+    return cause.isEmpty() ? detail : cause.plain();
 }
 
 QJsonObject Failure::toJson() const
@@ -249,6 +260,8 @@ QJsonObject Failure::toJson() const
         object.insert("addresses"_L1, ::toJson(addresses));
     if (room != Room())
         object.insert("room"_L1, QJsonObject{{u"needed"_s, room.needed}, {u"available"_s, room.available}});
+    if (!cause.isEmpty())
+        object.insert("cause"_L1, cause.toJson());
     return object;
 }
 
@@ -260,5 +273,6 @@ Failure Failure::fromJson(const QJsonObject &object)
             object.value("number"_L1).toInt(),
             remediesFrom(object.value("remedies"_L1).toArray()),
             addressesFrom(object.value("addresses"_L1).toArray()),
-            roomFrom(object.value("room"_L1).toObject())};
+            roomFrom(object.value("room"_L1).toObject()),
+            Clause::fromJson(object.value("cause"_L1))};
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/parsing/clause.h>
 #include <inet/qt/download/records/abstractdownloadpersistentinfo.h>
 #include <inet/qt/download/records/abstracterror.h>
 
@@ -141,7 +142,7 @@ struct Failure {
     /// One of several addresses, and why it did not do.
     struct Address {
         QUrl url;
-        QString reason; ///< a clause
+        Clause reason;
 
         friend bool operator==(const Address &, const Address &) = default;
     };
@@ -161,17 +162,20 @@ struct Failure {
     QList<Remedy> remedies = {};
     QList<Address> addresses = {}; ///< of a download that has several, and failed with all of them
     Room room = {}; ///< of DiskFull and NoRoom
+    Clause cause = {}; ///< the same as data, where nobody else told it; then the detail is empty
 
     /// Something failed, or was not done.
     explicit operator bool() const { return kind != Kind::None; }
 
     /// With the remedies that the kind has.
-    static Failure make(Kind kind, const Subject &subject, const QString &detail = {}, int number = 0);
+    static Failure make(Kind kind, const Subject &subject, const Clause &cause = {}, int number = 0);
     /// Of what was told in whole sentences.
     static Failure told(Kind kind, const Subject &subject, const QString &sentences);
     /// Of a download's run that ended with this error and left this record. Without an error: none when it is finished.
     static Failure of(const AbstractError &error, const AbstractDownloadPersistentInfo &info);
 
+    /// The cause for logs and tests: as it was told, or as Clause::plain() has it.
+    QString plain() const;
     /// What is empty is left out.
     QJsonObject toJson() const;
     /// Names that a later version knows are Unknown as kinds, and left out as remedies.

@@ -21,7 +21,7 @@ QUrl Sources::current() const
     return left == m_urls.cend() ? QUrl() : *left;
 }
 
-void Sources::putAside(const QUrl &url, const QString &reason, bool mayPass)
+void Sources::putAside(const QUrl &url, const Clause &reason, bool mayPass)
 {
     if (m_urls.contains(url) && !isAside(url))
         m_aside.append({url, reason, mayPass});

@@ -24,8 +24,8 @@ public:
     bool contains(const QUrl &url) const { return m_urls.contains(url); }
     /// The one that a run begins with; empty when none is left.
     QUrl current() const;
-    /// @param reason a clause, as in "HTTP status 404" @param mayPass the same address may do at another time
-    void putAside(const QUrl &url, const QString &reason, bool mayPass = false);
+    /// @param reason as in "HTTP status 404" @param mayPass the same address may do at another time
+    void putAside(const QUrl &url, const Clause &reason, bool mayPass = false);
     bool isAside(const QUrl &url) const;
     /// Some were put aside for what may pass.
     bool mayAnyPass() const;
@@ -46,7 +46,7 @@ public:
 private:
     struct Aside {
         QUrl url;
-        QString reason;
+        Clause reason;
         bool mayPass = false;
     };
 

@@ -248,7 +248,7 @@ void TestDownloadQueueRetrying::whenAllArePutAsideEachIsListed()
     QCOMPARE(bench.endsOf(id), 1);
     const QList<Failure::Address> addresses = bench.outcomeOf(id).failure.addresses;
     QCOMPARE(addresses.size(), 3);
-    QCOMPARE(addresses.at(0).reason, u"HTTP status 404"_s);
+    QCOMPARE(addresses.at(0).reason, Clause(Clause::Kind::HttpStatus, {u"404"_s}));
     QCOMPARE(addresses.at(1), (Failure::Address{second, u"HTTP status 403"_s}));
     QCOMPARE(addresses.at(2), (Failure::Address{third, u"another file"_s}));
 }
@@ -285,7 +285,7 @@ void TestDownloadQueueRetrying::addressesThatMayDoLaterAreTriedAgain()
     const QList<Failure::Address> addresses = other.outcomeOf(never).failure.addresses;
     QCOMPARE(addresses.size(), 2);
     QCOMPARE(addresses.at(0).url, gone);
-    QCOMPARE(addresses.at(1).reason, u"HTTP status 503"_s);
+    QCOMPARE(addresses.at(1).reason, Clause(Clause::Kind::HttpStatus, {u"503"_s}));
 }
 
 void TestDownloadQueueRetrying::aRefusedConnectionIsNoReasonToPutAnAddressAside()

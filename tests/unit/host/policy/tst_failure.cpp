@@ -305,8 +305,10 @@ void TestFailure::jsonKeepsEverything()
         Failure::of(errorOf(ErrorCategory::kHttp, 404), recordOf(u"https://files.example/%C3%A9?a=%26"_s));
     failure.detail = u"\u00e9\"\n"_s;
     failure.subject.keptAs = u"/k"_s;
-    failure.addresses = {{QUrl(u"ftp://a/b"_s), u"gone"_s}, {QUrl(u"http://c/"_s), {}}};
+    failure.addresses = {{QUrl(u"ftp://a/b"_s), u"gone"_s},
+                         {QUrl(u"http://c/"_s), {Clause::Kind::HttpStatus, {u"404"_s}}}};
     failure.room = {qint64(1) << 40, 0};
+    failure.cause = {Clause::Kind::StrayRows, {u"%1"_s, u"3"_s}, {Clause::Kind::Damaged}};
     for (int remedy = 0; remedy <= int(Remedy::ReadLog); ++remedy)
         failure.remedies.append(Remedy(remedy));
     const QByteArray text = QJsonDocument(failure.toJson()).toJson();
