@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <cli/listcare.h>
 
+#include <cli/clausewords.h>
 #include <cli/failurewords.h>
 #include <cli/jsonline.h>
 #include <cli/nextcommand.h>
@@ -52,8 +53,8 @@ void say(const QString &text, QTextStream &answers)
 void sayFindings(const ListCheck::Findings &findings, const QString &path, const QString &setAside,
                  QTextStream &answers)
 {
-    for (const QString &problem : findings.problems)
-        say(problem, answers);
+    for (const Clause &problem : findings.problems)
+        say(ClauseWords::of(problem), answers);
     const QString shown = QDir::toNativeSeparators(path);
     if (findings.problems.isEmpty())
         say(u"the list \"%1\" is whole; downloads: %2"_s.arg(shown).arg(findings.downloads), answers);
@@ -73,7 +74,8 @@ QString sentenceOf(const ListRepair::Report &report)
 
 QStringList remarksOf(const ListRepair::Report &report)
 {
-    return report.warning ? QStringList{FailureWords::sentence(report.warning)} + report.remarks : report.remarks;
+    const QStringList remarks = ClauseWords::of(report.remarks);
+    return report.warning ? QStringList{FailureWords::sentence(report.warning)} + remarks : remarks;
 }
 
 void sayReport(const ListRepair::Report &report, const QString &path, QTextStream &answers)
@@ -90,7 +92,7 @@ void sayReport(const ListRepair::Report &report, const QString &path, QTextStrea
     for (const QString &remark : remarksOf(report))
         say(remark, answers);
     for (auto it = report.lost.cbegin(); it != report.lost.cend(); ++it)
-        say(u"not brought over: %1 (%2)"_s.arg(IdRanges::text(it.value()), it.key()), answers);
+        say(u"not brought over: %1 (%2)"_s.arg(IdRanges::text(it.value()), ClauseWords::of(it.key())), answers);
 }
 
 QJsonObject objectOf(const ListRepair::Report &report, const QString &path)
@@ -124,7 +126,7 @@ ExitStatus ListCare::check(const Arguments &arguments, QTextStream &answers, QTe
         answers << JsonLine::of({{u"event"_s, u"check"_s},
                                  {u"list"_s, path},
                                  {u"downloads"_s, findings.downloads},
-                                 {u"problems"_s, QJsonArray::fromStringList(findings.problems)}});
+                                 {u"problems"_s, QJsonArray::fromStringList(ClauseWords::of(findings.problems))}});
     else
         sayFindings(findings, path, arguments.setAsideList, answers);
     return findings.problems.isEmpty() ? ExitStatus::Done : ExitStatus::Unknown;

@@ -3,6 +3,7 @@
 
 #include <cli/answerof.h>
 #include <cli/arguments.h>
+#include <cli/clausewords.h>
 #include <cli/commandline.h>
 #include <cli/downloadsrunner.h>
 #include <cli/failurewords.h>
@@ -52,9 +53,10 @@ QtAppLogger::Sink startLog(const Arguments &arguments, QString *problem)
         return {};
     }
     const auto file = std::make_shared<LogFile>();
-    QString reason;
+    Clause reason;
     if (!file->open(arguments.logFile, &reason)) {
-        *problem = u"cannot write the log \"%1\": %2. Choose another file with --log."_s.arg(arguments.logFile, reason);
+        *problem = u"cannot write the log \"%1\": %2. Choose another file with --log."_s.arg(arguments.logFile,
+                                                                                             ClauseWords::of(reason));
         return {};
     }
     QtAppLogger *const logger = QtAppDefaultLogger::instance();

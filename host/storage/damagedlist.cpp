@@ -130,15 +130,13 @@ bool DamagedList::mayBeList(const QString &path)
     return !beginning || beginning->isEmpty() || *beginning == kMagic;
 }
 
-QString DamagedList::obstacleAt(const QString &path)
+Clause DamagedList::obstacleAt(const QString &path)
 {
     for (const QLatin1String suffix : {""_L1, "-journal"_L1, "-wal"_L1, "-shm"_L1}) {
-        const QString obstacle = PlainFile::obstacleAt(path + suffix);
-        if (obstacle.isEmpty())
-            continue;
-        const QString what =
-            suffix.isEmpty() ? u"it"_s : u"\"%1\" beside it"_s.arg(QDir::toNativeSeparators(path + suffix));
-        return u"%1 is %2, not a file"_s.arg(what, obstacle);
+        const Clause obstacle = PlainFile::obstacleAt(path + suffix);
+        if (!obstacle.isEmpty())
+            return suffix.isEmpty() ? Clause(Clause::Kind::NotAFile, {}, obstacle)
+                                    : Clause(Clause::Kind::NotAFileBeside, {path + suffix}, obstacle);
     }
     return {};
 }

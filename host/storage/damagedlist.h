@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/parsing/clause.h>
+
 #include <QString>
 #include <QtGlobal>
 
@@ -29,7 +31,7 @@ bool mayBeList(const QString &path);
 
 /// Why what lies at a list's name, or at those of the files that SQLite keeps beside it, cannot be opened: a clause
 /// that says what it is; empty = it can, or nothing is there. Looks, opens nothing.
-QString obstacleAt(const QString &path);
+Clause obstacleAt(const QString &path);
 
 /// Reads a row of each table and says whether SQLite had to say so. Quick, and sees only part of what may be wrong.
 bool looksDamaged(const SqlDatabase &database);

@@ -26,8 +26,6 @@ namespace
 using Remedy = Failure::Remedy;
 
 constexpr auto kOnlyMyFile = QFileDevice::ReadOwner | QFileDevice::WriteOwner;
-const QString kNotOpen = u"it is not open"_s;
-const QString kNoSuchDownload = u"there is no such download for this process"_s;
 constexpr auto kOnlyMyFolder = kOnlyMyFile | QFileDevice::ExeOwner;
 
 /// The file has its permissions before anything is in it, and SQLite gives the same to the files beside it. One thread
@@ -85,12 +83,12 @@ bool DownloadList::beginFile()
     m_database.reset();
     const QString folder = QFileInfo(m_path).absolutePath();
     if (!makeFolder(folder))
-        return failToOpen(u"the folder \"%1\" cannot be made"_s.arg(folder), {Remedy::OtherList});
-    const QString obstacle = DamagedList::obstacleAt(m_path);
+        return failToOpen({Clause::Kind::FolderNotMade, {folder}}, {Remedy::OtherList});
+    const Clause obstacle = DamagedList::obstacleAt(m_path);
     if (!obstacle.isEmpty())
         return failToOpen(obstacle, {Remedy::MoveAway, Remedy::OtherList});
     if (!DamagedList::mayBeList(m_path))
-        return failToOpen(u"it is no list of downloads"_s, {Remedy::OtherList});
+        return failToOpen(Clause::Kind::NoList, {Remedy::OtherList});
     const QString fileError = makeFile(m_path);
     m_inode = DamagedList::inodeOf(m_path);
     return fileError.isEmpty() || failToOpen(fileError, {Remedy::OtherList});
@@ -100,7 +98,7 @@ DownloadList::Opening DownloadList::connectTo()
 {
     auto database = std::make_unique<SqlDatabase>();
     if (!database->open(m_path)) {
-        failToOpen(database->lastError().text);
+        failToOpen(database->lastError().clause());
         return Opening::Failed;
     }
     // In this mode a crash of the machine may lose the last progress but never harms the list.
@@ -108,13 +106,13 @@ DownloadList::Opening DownloadList::connectTo()
     database->run(u"PRAGMA foreign_keys = ON"_s);
     // What is taken out of the list is not left in free places of its file.
     database->run(u"PRAGMA secure_delete = ON"_s);
-    QString reason;
+    Clause reason;
     Schema::Outcome outcome = Schema::upgrade(*database, &reason);
     if (outcome == Schema::Outcome::Done && DamagedList::looksDamaged(*database) && DamagedList::isDamaged(*database))
         outcome = Schema::Outcome::Damaged;
     if (outcome == Schema::Outcome::Damaged) {
         m_damage = reason;
-        failToOpen(reason.isEmpty() ? u"it is damaged"_s : u"it is damaged: "_s + reason);
+        failToOpen({Clause::Kind::Damaged, {}, reason});
         return Opening::Damaged;
     }
     if (outcome != Schema::Outcome::Done) {
@@ -139,12 +137,12 @@ bool DownloadList::beginAnew()
     QString newPath;
     const QString reason = DamagedList::setAside(m_path, m_inode, &newPath);
     if (!reason.isEmpty())
-        return failToOpen(u"it is damaged and cannot be set aside: %1"_s.arg(reason));
+        return failToOpen({Clause::Kind::CannotSetAsideDamaged, {}, reason});
     if (!newPath.isEmpty()) {
         m_warning = Failure::make(Failure::Kind::ListDamaged, subject(), m_damage);
         m_warning.subject.keptAs = newPath;
     }
-    m_damage.clear();
+    m_damage = {};
     return beginFile() && connectTo() == Opening::Done;
 }
 
@@ -159,7 +157,7 @@ bool DownloadList::together(const Work &work)
     Q_ASSERT_X(!m_together, "DownloadList", "nothing happens together inside of another such thing");
     Together together;
     if (!isOpen())
-        return fail(Failure::Kind::CannotChangeList, kNotOpen);
+        return fail(Failure::Kind::CannotChangeList, Clause::Kind::ListNotOpen);
     m_failure = {};
     SqlError error;
     bool isWorkDone = false;
@@ -316,7 +314,7 @@ QList<DownloadList::Record> DownloadList::select(const QString &condition, const
 bool DownloadList::reading(const std::function<bool()> &work)
 {
     if (!isOpen())
-        return fail(Failure::Kind::CannotReadList, kNotOpen);
+        return fail(Failure::Kind::CannotReadList, Clause::Kind::ListNotOpen);
     m_failure = {};
     if (m_together)
         return changingWithOthers(Failure::Kind::CannotReadList, work);
@@ -334,7 +332,7 @@ bool DownloadList::changing(Lasting lasting, const std::function<bool()> &work)
 {
     const auto kind = Failure::Kind::CannotChangeList;
     if (!isOpen())
-        return fail(kind, kNotOpen);
+        return fail(kind, Clause::Kind::ListNotOpen);
     m_failure = {};
     if (m_together)
         return changingWithOthers(kind, work);
@@ -369,7 +367,7 @@ bool DownloadList::changingWithOthers(Failure::Kind kind, const std::function<bo
         return true;
     if (m_together->kind == Failure::Kind::None)
         *m_together = {kind, m_rows->lastError()};
-    return fail(kind, m_together->error.text);
+    return fail(kind, m_together->error.clause());
 }
 
 bool DownloadList::changed(Lasting lasting, const std::function<bool()> &work, SqlError *error)
@@ -412,14 +410,14 @@ Failure::Subject DownloadList::subject() const
     return subject;
 }
 
-bool DownloadList::fail(Failure::Kind kind, const QString &reason, const QList<Remedy> &remedies)
+bool DownloadList::fail(Failure::Kind kind, const Clause &reason, const QList<Remedy> &remedies)
 {
-    m_failure = Failure::make(kind, subject(), reason.trimmed());
+    m_failure = Failure::make(kind, subject(), reason);
     m_failure.remedies = remedies;
     return false;
 }
 
-bool DownloadList::failToOpen(const QString &reason, const QList<Remedy> &remedies)
+bool DownloadList::failToOpen(const Clause &reason, const QList<Remedy> &remedies)
 {
     return fail(Failure::Kind::CannotOpenList, reason, remedies);
 }
@@ -433,8 +431,8 @@ bool DownloadList::failBy(Failure::Kind kind, const SqlError &error)
     if (damaged)
         return false;
     if (error.isInUse())
-        return fail(kind, u"another process has it to itself"_s, {Remedy::TryLater, Remedy::StopFirst});
+        return fail(kind, Clause::Kind::ListInUse, {Remedy::TryLater, Remedy::StopFirst});
     if (error.isFull())
-        return fail(kind, error.text, Schema::remediesOf(Schema::Outcome::Full));
-    return fail(kind, error.isValid() ? error.text : kNoSuchDownload);
+        return fail(kind, error.clause(), Schema::remediesOf(Schema::Outcome::Full));
+    return fail(kind, error.isValid() ? error.clause() : Clause::Kind::NotOfThisProcess);
 }

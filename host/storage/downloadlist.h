@@ -88,8 +88,8 @@ private:
     bool changed(Lasting lasting, const std::function<bool()> &work, SqlError *error);
     void setSynchronous(const QString &how);
     bool changesOne(const QString &statement, const QList<SqlValue> &values);
-    bool fail(Failure::Kind kind, const QString &reason, const QList<Failure::Remedy> &remedies = {});
-    bool failToOpen(const QString &reason, const QList<Failure::Remedy> &remedies = {});
+    bool fail(Failure::Kind kind, const Clause &reason, const QList<Failure::Remedy> &remedies = {});
+    bool failToOpen(const Clause &reason, const QList<Failure::Remedy> &remedies = {});
     bool failBy(Failure::Kind kind, const SqlError &error);
     Failure::Subject subject() const;
     bool read(qint64 id, Lease &lease);
@@ -100,7 +100,7 @@ private:
     QString m_path;
     Failure m_failure;
     Failure m_warning;
-    QString m_damage; ///< what was found when it was opened, behind a colon; empty = nothing that has words
+    Clause m_damage; ///< what was found when it was opened; empty = nothing that has words
     quint64 m_inode = 0; ///< of the file that is open
     bool m_isOwner = false; ///< and the list knows for how long
     std::function<void(const QString &)> m_observer;

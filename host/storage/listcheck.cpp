@@ -21,19 +21,20 @@ using ListCheck::Findings;
 
 constexpr int kMostComplaints = 20; ///< of SQLite's own check
 
-Failure unreadable(const QString &reason, const QList<Failure::Remedy> &remedies = {})
+Failure unreadable(const Clause &reason, const QList<Failure::Remedy> &remedies = {})
 {
     Failure failure = Failure::make(Failure::Kind::CannotReadList, {}, reason);
     failure.remedies = remedies;
     return failure;
 }
 
-void notice(Findings &findings, const SqlError &error, const QString &what)
+/// @param value what it says besides why
+void notice(Findings &findings, const SqlError &error, Clause::Kind what, const QStringList &value = {})
 {
     if (DamagedList::suspicionOf(error) == DamagedList::Suspicion::None)
-        findings.failure = unreadable(error.text.simplified());
+        findings.failure = unreadable(error.clause());
     else
-        findings.problems.append(u"%1: %2"_s.arg(what, error.text.simplified()));
+        findings.problems.append(Clause(what, value, error.clause()));
 }
 
 void checkContent(const SqlDatabase &database, Findings &findings)
@@ -42,10 +43,10 @@ void checkContent(const SqlDatabase &database, Findings &findings)
     while (check.next()) {
         const QString complaint = check.value(0).toText();
         if (complaint != "ok"_L1)
-            findings.problems.append(u"SQLite's check says: "_s + complaint.simplified());
+            findings.problems.append(Clause(Clause::Kind::SaidByCheck, {}, complaint.simplified()));
     }
     if (check.lastError().isValid())
-        notice(findings, check.lastError(), u"the file cannot be checked"_s);
+        notice(findings, check.lastError(), Clause::Kind::FileNotChecked);
 }
 
 void checkStrays(const SqlDatabase &database, Findings &findings)
@@ -53,8 +54,7 @@ void checkStrays(const SqlDatabase &database, Findings &findings)
     SqlStatement strays =
         database.run(u"SELECT \"table\", count(*) FROM pragma_foreign_key_check GROUP BY \"table\""_s);
     while (strays.next())
-        findings.problems.append(u"the table \"%1\" has rows that belong to nothing: %2"_s.arg(
-            strays.value(0).toText(), strays.value(1).toText()));
+        findings.problems.append(Clause(Clause::Kind::StrayRows, {strays.value(0).toText(), strays.value(1).toText()}));
 }
 
 void checkRecord(RecordRows &rows, qint64 id, Findings &findings)
@@ -63,7 +63,7 @@ void checkRecord(RecordRows &rows, qint64 id, Findings &findings)
     if (records && ListRows::options(rows, id))
         ++findings.downloads;
     else
-        notice(findings, rows.lastError(), u"download %1 cannot be read"_s.arg(id));
+        notice(findings, rows.lastError(), Clause::Kind::DownloadUnreadable, {QString::number(id)});
 }
 
 void checkRecords(RecordRows &rows, Findings &findings)
@@ -72,7 +72,7 @@ void checkRecords(RecordRows &rows, Findings &findings)
     while (ids && !findings.failure && ids->next())
         checkRecord(rows, ids->value(0).toNumber(), findings);
     if (!ids || !rows.wasReadWhole(ids))
-        notice(findings, rows.lastError(), u"the downloads cannot be read"_s);
+        notice(findings, rows.lastError(), Clause::Kind::DownloadsUnreadable);
 }
 
 void findRunning(RecordRows &rows, Findings &findings)
@@ -92,14 +92,14 @@ void findRunning(RecordRows &rows, Findings &findings)
 /// Why the file is none to open; none = it is.
 Failure refusalOf(const QString &path)
 {
-    const QString obstacle = DamagedList::obstacleAt(path);
+    const Clause obstacle = DamagedList::obstacleAt(path);
     if (!obstacle.isEmpty())
         return unreadable(obstacle, {Failure::Remedy::MoveAway, Failure::Remedy::OtherList});
     if (!QFile::exists(path))
-        return unreadable(u"there is no such file"_s);
+        return unreadable(Clause::Kind::NoSuchFile);
     // A list that was set aside has another ending, and may have lost its beginning.
     const bool isSetAside = path.contains(".sqlite.damaged-"_L1);
-    return isSetAside || DamagedList::mayBeList(path) ? Failure() : unreadable(u"it is no list of downloads"_s);
+    return isSetAside || DamagedList::mayBeList(path) ? Failure() : unreadable(Clause::Kind::NoList);
 }
 
 /// As it is at one moment, while others work on it.
@@ -129,7 +129,7 @@ ListCheck::Findings ListCheck::look(const QString &path)
     findings.failure = refusalOf(path);
     SqlDatabase database;
     if (!findings.failure && !database.open(path, SqlDatabase::Access::Look))
-        findings.failure = unreadable(database.lastError().text.simplified());
+        findings.failure = unreadable(database.lastError().clause());
     if (!findings.failure)
         lookInto(database, findings);
     if (findings.failure)

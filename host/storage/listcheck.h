@@ -3,8 +3,8 @@
 
 #include <host/policy/failure.h>
 
+#include <QList>
 #include <QString>
-#include <QStringList>
 
 /// Looks whether a list is whole, as far as that can be seen, and changes nothing of it.
 namespace ListCheck
@@ -12,7 +12,7 @@ namespace ListCheck
 
 struct Findings {
     Failure failure; ///< why nobody could look; none = somebody did
-    QStringList problems; ///< what is wrong, a sentence each; empty = nothing
+    QList<Clause> problems; ///< what is wrong; empty = nothing
     qint64 downloads = -1; ///< that could be read; -1 = nobody could look
     qint64 runningId = 0; ///< a download that a living process is at work on; 0 = there is none
     qint64 runningPid = 0;

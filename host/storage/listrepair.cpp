@@ -21,7 +21,7 @@ Report refusal(const Failure &failure)
     return report;
 }
 
-Failure failureOf(Failure::Kind kind, const QString &path, const QString &reason)
+Failure failureOf(Failure::Kind kind, const QString &path, const Clause &reason)
 {
     Failure failure = Failure::make(kind, {}, reason);
     failure.subject.path = path;
@@ -30,9 +30,9 @@ Failure failureOf(Failure::Kind kind, const QString &path, const QString &reason
 
 Failure inUse(const ListCheck::Findings &findings, const QString &listPath)
 {
-    Failure failure =
-        failureOf(Failure::Kind::CannotRepairList, listPath,
-                  u"process %1 is at work on download %2"_s.arg(findings.runningPid).arg(findings.runningId));
+    Failure failure = failureOf(
+        Failure::Kind::CannotRepairList, listPath,
+        {Clause::Kind::ProcessAtWork, {QString::number(findings.runningPid), QString::number(findings.runningId)}});
     failure.remedies = {Failure::Remedy::TryLater, Failure::Remedy::StopFirst};
     return failure;
 }
@@ -48,7 +48,7 @@ Report salvage(const QString &damagedPath, const QString &listPath)
     report.warning = list.warning();
     SqlDatabase database;
     if (!database.open(listPath, SqlDatabase::Access::WriteAndAttach))
-        return refusal(failureOf(Failure::Kind::CannotOpenList, listPath, database.lastError().text.simplified()));
+        return refusal(failureOf(Failure::Kind::CannotOpenList, listPath, database.lastError().clause()));
     database.run(u"PRAGMA foreign_keys = ON"_s);
     Salvage salvage(database);
     if (!salvage.run(damagedPath)) {
@@ -79,9 +79,9 @@ ListRepair::Report ListRepair::repair(const QString &listPath)
     QString newPath;
     const QString reason = DamagedList::setAside(listPath, inode, &newPath);
     if (!reason.isEmpty() || newPath.isEmpty())
-        return refusal(failureOf(Failure::Kind::CannotRepairList, listPath,
-                                 u"it cannot be set aside: "_s
-                                     + (reason.isEmpty() ? u"another process has just done so"_s : reason)));
+        return refusal(failureOf(
+            Failure::Kind::CannotRepairList, listPath,
+            {Clause::Kind::CannotSetAside, {}, reason.isEmpty() ? Clause::Kind::JustSetAside : Clause(reason)}));
     Report report = salvage(newPath, listPath);
     report.wasSetAside = true;
     return report;
@@ -92,9 +92,9 @@ ListRepair::Report ListRepair::bringOver(const QString &damagedPath, const QStri
     const quint64 inode = DamagedList::inodeOf(damagedPath);
     if (inode != 0 && inode == DamagedList::inodeOf(listPath))
         return repair(listPath);
-    const QString obstacle = DamagedList::obstacleAt(damagedPath);
+    const Clause obstacle = DamagedList::obstacleAt(damagedPath);
     if (!obstacle.isEmpty() || inode == 0)
         return refusal(failureOf(Failure::Kind::CannotReadList, damagedPath,
-                                 obstacle.isEmpty() ? u"there is no such file"_s : obstacle));
+                                 obstacle.isEmpty() ? Clause::Kind::NoSuchFile : obstacle));
     return salvage(damagedPath, listPath);
 }

@@ -6,7 +6,6 @@
 #include <QList>
 #include <QMap>
 #include <QString>
-#include <QStringList>
 
 /// Makes a whole list of a damaged one. Nothing is overwritten or deleted.
 namespace ListRepair
@@ -20,8 +19,8 @@ struct Report {
     Failure warning; ///< of the list that was brought over into; none = there is nothing to tell
     int brought = 0;
     int present = 0; ///< were in the list already
-    QMap<QString, QList<qint64>> lost; ///< could not be brought over: their numbers, by reason
-    QStringList remarks; ///< of those that were brought over
+    QMap<Clause, QList<qint64>> lost; ///< could not be brought over: their numbers, by reason
+    QList<Clause> remarks; ///< of those that were brought over
 };
 
 /// Sets the list aside if it is damaged, begins a new one and brings over what can be read. Refused while a process is

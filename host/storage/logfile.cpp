@@ -36,37 +36,37 @@ void makeFolder(const QString &path)
     QDir().mkdir(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
 }
 
-QString reasonOf(int number)
+Clause reasonOf(int number)
 {
     if (number == ELOOP)
-        return u"it is a symbolic link"_s;
+        return Clause::Kind::SymbolicLink;
     return QString::fromLocal8Bit(std::strerror(number));
 }
 
 /// Empty = it will do.
-QString objectionTo(int file)
+Clause objectionTo(int file)
 {
     struct stat found = {};
     if (fstat(file, &found) != 0)
         return reasonOf(errno);
     if (!S_ISREG(found.st_mode))
-        return u"it is no plain file"_s;
+        return Clause::Kind::NoPlainFile;
     if (found.st_nlink > 1)
-        return u"the file has another name, too"_s;
+        return Clause::Kind::HasOtherName;
     if (found.st_uid != geteuid())
-        return u"it belongs to somebody else"_s;
+        return Clause::Kind::OfSomebodyElse;
     const bool isPrivate = (found.st_mode & kAllRights) == kOwnerOnly;
-    return isPrivate || fchmod(file, kOwnerOnly) == 0 ? QString() : reasonOf(errno);
+    return isPrivate || fchmod(file, kOwnerOnly) == 0 ? Clause() : reasonOf(errno);
 }
 
-/// -1, with the reason in @p errorText, where it cannot be used. Whatever else lies there neither blocks nor is
+/// -1, with the reason in @p why, where it cannot be used. Whatever else lies there neither blocks nor is
 /// changed.
-int opened(const QByteArray &path, int flags, QString *errorText)
+int opened(const QByteArray &path, int flags, Clause *why)
 {
     const int file =
         ::open(path.constData(), flags | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, kOwnerOnly);
-    *errorText = file < 0 ? reasonOf(errno) : objectionTo(file);
-    if (errorText->isEmpty())
+    *why = file < 0 ? reasonOf(errno) : objectionTo(file);
+    if (why->isEmpty())
         return file;
     if (file >= 0)
         ::close(file);
@@ -81,7 +81,7 @@ QByteArray nameOfOld(const QByteArray &path, int number)
 /// An earlier version may have left them open to all.
 void closeOldFiles(const QByteArray &path)
 {
-    QString ignored;
+    Clause ignored;
     for (int i = 1; i <= LogFile::kOldFiles; ++i) {
         const int file = opened(nameOfOld(path, i), O_WRONLY, &ignored);
         if (file >= 0)
@@ -110,13 +110,13 @@ LogFile::~LogFile()
     close();
 }
 
-bool LogFile::open(const QString &path, QString *errorText)
+bool LogFile::open(const QString &path, Clause *why)
 {
     close();
     makeFolder(QFileInfo(path).absolutePath());
     m_path = QFile::encodeName(path);
     closeOldFiles(m_path);
-    return reopen(errorText);
+    return reopen(why);
 }
 
 void LogFile::write(int level, const QString &text)
@@ -130,10 +130,10 @@ void LogFile::write(int level, const QString &text)
     } while (written < 0 && errno == EINTR);
 }
 
-bool LogFile::reopen(QString *errorText)
+bool LogFile::reopen(Clause *why)
 {
     close();
-    m_file = opened(m_path, O_WRONLY | O_CREAT, errorText);
+    m_file = opened(m_path, O_WRONLY | O_CREAT, why);
     return m_file >= 0;
 }
 
@@ -150,7 +150,7 @@ bool LogFile::isAtItsPlace() const
 /// nothing is logged any more: the bound holds whatever lies in the way.
 bool LogFile::makeRoom(qint64 bytes)
 {
-    QString ignored;
+    Clause ignored;
     if (!isAtItsPlace() && !reopen(&ignored))
         return false;
     struct stat found = {};

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/parsing/clause.h>
+
 #include <QString>
 
 #include <sys/types.h>
@@ -25,12 +27,12 @@ public:
 
     /// Appends to the file, which is made where it is missing, as its folder is. Only a plain file of this user will
     /// do, under no other name, and not behind a link. False, with the reason in @p errorText, where there is none.
-    bool open(const QString &path, QString *errorText);
+    bool open(const QString &path, Clause *why);
     /// One line, with time and level before the text. What cannot be written is lost.
     void write(int level, const QString &text);
 
 private:
-    bool reopen(QString *errorText);
+    bool reopen(Clause *why);
     bool isAtItsPlace() const;
     bool makeRoom(qint64 bytes);
     bool moveAside() const;

@@ -389,7 +389,7 @@ MemoryStore::Row *MemoryStore::find(qint64 id, qint64 fence)
         m_failure =
             Failure::make(Failure::Kind::OwnedByOther, Failure::Subject::of(id), {}, int(entryOf(*row).ownerPid));
     else if (!isThere)
-        m_failure = Failure::make(Failure::Kind::CannotChangeList, {}, u"there is no such download for this process"_s);
+        m_failure = Failure::make(Failure::Kind::CannotChangeList, {}, Clause::Kind::NotOfThisProcess);
     if (m_before && !m_before->failure)
         m_before->failure = m_failure;
     return isThere ? &*row : nullptr;

@@ -388,7 +388,7 @@ bool RecordRows::wasReadWhole(PreparedStatements::Run &run)
 bool RecordRows::isRefused(const QString &column)
 {
     if (!column.isEmpty())
-        m_error = {kCorrupt, u"the column \"%1\" holds what it cannot hold"_s.arg(column)};
+        m_error = {kCorrupt, {}, column};
     return !column.isEmpty();
 }
 

@@ -97,9 +97,11 @@ bool Salvage::run(const QString &damagedPath)
     for (QList<qint64> &lost : m_lost)
         std::sort(lost.begin(), lost.end());
     for (auto it = m_without.cbegin(); it != m_without.cend(); ++it)
-        m_remarks.append(u"brought over without %1: %2"_s.arg(it.key(), IdRanges::text(it.value())));
+        m_remarks.append(Clause(Clause::Kind::WithoutTable, {it.key(), IdRanges::text(it.value())}));
+    if (!m_withoutProgress.isEmpty())
+        m_remarks.append(Clause(Clause::Kind::WithoutProgress, {IdRanges::text(m_withoutProgress)}));
     if (m_renumbered > 0)
-        m_remarks.append(u"brought over with another number, because theirs was taken: %1"_s.arg(m_renumbered));
+        m_remarks.append(Clause(Clause::Kind::Renumbered, {QString::number(m_renumbered)}));
     return true;
 }
 
@@ -108,7 +110,7 @@ bool Salvage::attach(const QString &path)
     // Otherwise one part of the tables' descriptions that cannot be understood hides all others.
     m_database.run(u"PRAGMA writable_schema = ON"_s);
     const SqlStatement attached = m_database.run(u"ATTACH ? AS old"_s, {addressFor(path)});
-    m_reason = attached.lastError().text.simplified();
+    m_reason = attached.lastError().clause();
     m_database.run(u"PRAGMA writable_schema = OFF"_s);
     return bool(attached);
 }
@@ -118,7 +120,7 @@ bool Salvage::readTables()
     SqlStatement version = m_database.run(u"PRAGMA old.user_version"_s);
     m_version = version.next() ? version.value(0).toInt() : 0;
     if (m_version > Schema::kVersion) {
-        m_reason = u"it was written by a later version of this program"_s;
+        m_reason = Clause::Kind::OfLaterVersion;
         m_remedies = Schema::remediesOf(Schema::Outcome::OfLaterVersion);
         return false;
     }
@@ -130,8 +132,8 @@ bool Salvage::readTables()
     const auto lacking = std::find_if(kOfADownload.cbegin(), kOfADownload.cend(), lacks);
     if (lacking == kOfADownload.cend())
         return true;
-    m_reason = there.isEmpty() ? u"there is no table of downloads in it"_s
-                               : u"its table of downloads has no column \"%1\""_s.arg(*lacking);
+    m_reason = there.isEmpty() ? Clause(Clause::Kind::NoTableOfDownloads)
+                               : Clause(Clause::Kind::NoColumnOfDownloads, {*lacking});
     return false;
 }
 
@@ -194,7 +196,7 @@ void Salvage::probe(qint64 from, qint64 to)
 
 void Salvage::bringOver(qint64 id)
 {
-    QString reason;
+    Clause reason;
     switch (copy(id, &reason)) {
     case Fate::Brought:
         ++m_brought;
@@ -208,32 +210,35 @@ void Salvage::bringOver(qint64 id)
     }
 }
 
-Salvage::Fate Salvage::copy(qint64 id, QString *reason)
+Salvage::Fate Salvage::copy(qint64 id, Clause *reason)
 {
     SqlTransaction transaction(m_rows.statements(), SqlTransaction::Kind::Write);
-    const auto lost = [&](const QString &why) {
-        *reason = why.simplified();
+    const auto lost = [&](const Clause &why) {
+        *reason = why;
         return Fate::Lost;
     };
     if (!transaction.isOpen())
-        return lost(transaction.lastError().text);
+        return lost(transaction.lastError().clause());
     if (idOfSame(id) > 0)
         return Fate::Present;
     if (idWithSameFile(id) > 0)
-        return lost(u"other downloads of the list are at their files by now"_s);
+        return lost(Clause::Kind::FilesOfOthers);
     const qint64 newId = insertDownload(id);
     if (newId == 0)
-        return lost(m_rows.lastError().isValid() ? m_rows.lastError().text : u"only traces of them are left"_s);
-    const QStringList without = copyAllParts(id, newId);
+        return lost(m_rows.lastError().isValid() ? m_rows.lastError().clause() : Clause::Kind::TracesOnly);
+    bool hasProgress = false;
+    const QStringList without = copyAllParts(id, newId, &hasProgress);
     run(Schema::sortKeysUpdate() + u" WHERE id = ?"_s, {newId});
     if (!isReadable(newId, reason))
         return Fate::Lost;
     // What the list had before is compared with, not what comes along.
     run(u"INSERT INTO brought VALUES (?)"_s, {newId});
     if (!transaction.commit())
-        return lost(transaction.lastError().text);
-    for (const QString &part : without)
-        m_without[part].append(newId);
+        return lost(transaction.lastError().clause());
+    for (const QString &table : without)
+        m_without[table].append(newId);
+    if (!hasProgress)
+        m_withoutProgress.append(newId);
     if (newId != id)
         ++m_renumbered;
     return Fate::Brought;
@@ -292,8 +297,8 @@ qint64 Salvage::insertDownload(qint64 id)
     return insertion && insertion->changes() == 1 ? number(u"SELECT last_insert_rowid()"_s, {}) : 0;
 }
 
-/// @return what of it stays behind
-QStringList Salvage::copyAllParts(qint64 id, qint64 newId)
+/// @return tables of which nothing came along
+QStringList Salvage::copyAllParts(qint64 id, qint64 newId, bool *hasProgress)
 {
     QStringList without;
     for (const QString &table : kTables) {
@@ -301,8 +306,7 @@ QStringList Salvage::copyAllParts(qint64 id, qint64 newId)
         if (isPart && !copyParts(table, id, newId))
             without.append(table);
     }
-    if (!copyProgress(id, newId))
-        without.append(u"file and progress"_s);
+    *hasProgress = copyProgress(id, newId);
     return without;
 }
 
@@ -343,13 +347,13 @@ bool Salvage::copyProgress(qint64 id, qint64 newId)
     return isCopied;
 }
 
-bool Salvage::isReadable(qint64 id, QString *reason)
+bool Salvage::isReadable(qint64 id, Clause *reason)
 {
     const RecordRows::Records records = m_rows.select(u"id = ?"_s, {id});
     const bool isThere = records && records->size() == 1;
     const bool isWhole = isThere && ListRows::options(m_rows, id);
     if (!isWhole)
-        *reason = m_rows.lastError().text.simplified();
+        *reason = m_rows.lastError().clause();
     return isWhole;
 }
 

@@ -30,16 +30,16 @@ public:
     /// False with a reason: nothing can be read of the file.
     bool run(const QString &damagedPath);
 
-    /// Why nothing can be read: a clause.
-    QString reason() const { return m_reason; }
+    /// Why nothing can be read.
+    Clause reason() const { return m_reason; }
     QList<Failure::Remedy> remedies() const { return m_remedies; }
     int brought() const { return m_brought; }
     /// That were in the list already.
     int present() const { return m_present; }
     /// What could not be brought over, and why: the ids, by reason.
-    const QMap<QString, QList<qint64>> &lost() const { return m_lost; }
-    /// What people should know of those that were brought over; a sentence each.
-    QStringList remarks() const { return m_remarks; }
+    const QMap<Clause, QList<qint64>> &lost() const { return m_lost; }
+    /// What people should know of those that were brought over.
+    QList<Clause> remarks() const { return m_remarks; }
 
 private:
     struct Table {
@@ -56,16 +56,16 @@ private:
     QList<qint64> findIds();
     void probe(qint64 from, qint64 to);
     void bringOver(qint64 id);
-    Fate copy(qint64 id, QString *reason);
+    Fate copy(qint64 id, Clause *reason);
     qint64 idOfSame(qint64 id);
     qint64 idWithSameFile(qint64 id);
     bool isTaken(qint64 id);
     qint64 insertDownload(qint64 id);
-    QStringList copyAllParts(qint64 id, qint64 newId);
+    QStringList copyAllParts(qint64 id, qint64 newId, bool *hasProgress);
     bool copyParts(const QString &table, qint64 id, qint64 newId);
     bool copyNamesOfHeaders(qint64 id, qint64 newId);
     bool copyProgress(qint64 id, qint64 newId);
-    bool isReadable(qint64 id, QString *reason);
+    bool isReadable(qint64 id, Clause *reason);
     bool run(const QString &statement, const SqlValues &values);
     qint64 number(const QString &statement, const SqlValues &values, bool *failed = nullptr);
 
@@ -73,11 +73,12 @@ private:
     RecordRows m_rows;
     QHash<QString, Table> m_tables;
     QSet<qint64> m_ids;
-    QString m_reason;
+    Clause m_reason;
     QList<Failure::Remedy> m_remedies;
-    QMap<QString, QList<qint64>> m_lost;
-    QMap<QString, QList<qint64>> m_without; ///< brought over, but not this part
-    QStringList m_remarks;
+    QMap<Clause, QList<qint64>> m_lost;
+    QMap<QString, QList<qint64>> m_without; ///< brought over, but not this table
+    QList<qint64> m_withoutProgress;
+    QList<Clause> m_remarks;
     int m_brought = 0;
     int m_present = 0;
     int m_renumbered = 0;

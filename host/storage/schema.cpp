@@ -67,7 +67,7 @@ QList<SchemaCheck::Object> makeObjects(int version)
 /// The statements that lead here are right for every database: SQLite complains of them when the file is not.
 Schema::Finding trouble(const SqlError &error)
 {
-    const QString text = error.text.simplified();
+    const Clause text = error.clause();
     if (error.isFull())
         return {Schema::Outcome::Full, 0, {}, text};
     if (DamagedList::suspicionOf(error) == DamagedList::Suspicion::None)
@@ -76,13 +76,13 @@ Schema::Finding trouble(const SqlError &error)
 }
 
 /// To make the tables only to hold others against them takes longer than all else that is done to open a list.
-QStringList flawsOf(const QList<SchemaCheck::Object> &found, int version)
+QList<Clause> flawsOf(const QList<SchemaCheck::Object> &found, int version)
 {
     const bool isNew = version == 0 && found.isEmpty();
     if (isNew || (version == Schema::kVersion && SchemaCheck::fingerprint(found) == Schema::kFingerprint))
         return {};
     if (version < 0)
-        return {u"its tables have version %1"_s.arg(version)};
+        return {Clause(Clause::Kind::TablesOfVersion, {QString::number(version)})};
     return SchemaCheck::flaws(found, Schema::objects(version))
         + SchemaCheck::early(found, Schema::objects(version), Schema::objects(Schema::kVersion));
 }
@@ -148,19 +148,17 @@ Schema::Finding Schema::look(const SqlDatabase &database)
         return {Outcome::OfLaterVersion,
                 *version,
                 {},
-                u"it was written by a later version of this program (its tables have version %1, this program knows up "
-                u"to %2)"_s.arg(*version)
-                    .arg(kVersion)};
+                {Clause::Kind::OfLaterTables, {QString::number(*version), QString::number(kVersion)}}};
     const QList<SchemaCheck::Object> found = SchemaCheck::objectsOf(database, &error);
     if (error.isValid())
         return trouble(error);
     if (*applicationId != kApplicationId && !found.isEmpty())
-        return {Outcome::OfAnotherProgram, *version, {}, u"it is the database of another program"_s};
-    const QStringList flaws = flawsOf(found, *version);
+        return {Outcome::OfAnotherProgram, *version, {}, Clause::Kind::OfAnotherProgram};
+    const QList<Clause> flaws = flawsOf(found, *version);
     return {flaws.isEmpty() ? Outcome::Done : Outcome::Damaged, *version, flaws, flaws.value(0)};
 }
 
-Schema::Outcome Schema::upgrade(const SqlDatabase &database, QString *reason)
+Schema::Outcome Schema::upgrade(const SqlDatabase &database, Clause *reason)
 {
     PreparedStatements statements(database);
     Finding finding = lookAtOneMoment(database, statements);

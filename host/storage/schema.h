@@ -40,8 +40,8 @@ enum class Outcome {
 struct Finding {
     Outcome outcome = Outcome::Done; ///< Done: the tables are those of the version
     int version = 0; ///< that the file claims to have; 0 = no tables yet
-    QStringList flaws; ///< all that is wrong, each as the beginning of a sentence, when it is damaged
-    QString reason; ///< as that of upgrade()
+    QList<Clause> flaws; ///< all that is wrong, when it is damaged
+    Clause reason; ///< as that of upgrade()
 };
 
 /// Changes nothing. Inside of a transaction version and tables are of one moment.
@@ -61,8 +61,8 @@ void wipe(const SqlDatabase &database);
 
 /// Brings the tables from whatever version they have to kVersion, in one transaction.
 /// Tables that are not those of the version that they claim to have are damage, and are left as they are.
-/// @param reason gets why it is not Done: a clause
-Outcome upgrade(const SqlDatabase &database, QString *reason);
+/// @param reason gets why it is not Done
+Outcome upgrade(const SqlDatabase &database, Clause *reason);
 
 /// What a person can do about a list of which that came.
 QList<Failure::Remedy> remediesOf(Outcome outcome);

@@ -99,30 +99,29 @@ QByteArray SchemaCheck::fingerprint(const QList<Object> &objects)
     return QCryptographicHash::hash(lines.join(u'\n').toUtf8(), QCryptographicHash::Sha256).toHex().first(16);
 }
 
-QStringList SchemaCheck::flaws(const QList<Object> &found, const QList<Object> &expected)
+QList<Clause> SchemaCheck::flaws(const QList<Object> &found, const QList<Object> &expected)
 {
-    QStringList flaws;
+    QList<Clause> flaws;
     for (const Object &ours : expected) {
         const Object *const object = find(found, ours);
         if (!object)
-            flaws.append(u"the %1 \"%2\" is missing"_s.arg(ours.type, ours.name));
+            flaws.append(Clause(Clause::Kind::ObjectMissing, {ours.type, ours.name}));
         else if (!isAsExpected(*object, ours))
-            flaws.append(u"the %1 \"%2\" is not as this program makes it"_s.arg(ours.type, ours.name));
+            flaws.append(Clause(Clause::Kind::ObjectChanged, {ours.type, ours.name}));
     }
     for (const Object &object : found) {
         if (mayInterfere(object) && !find(expected, object) && isOnOneOf(object, expected))
-            flaws.append(u"the %1 \"%2\" on the table \"%3\" is none of this program's"_s.arg(object.type, object.name,
-                                                                                              object.table));
+            flaws.append(Clause(Clause::Kind::ObjectOfOthers, {object.type, object.name, object.table}));
     }
     return flaws;
 }
 
-QStringList SchemaCheck::early(const QList<Object> &found, const QList<Object> &expected, const QList<Object> &last)
+QList<Clause> SchemaCheck::early(const QList<Object> &found, const QList<Object> &expected, const QList<Object> &last)
 {
-    QStringList early;
+    QList<Clause> early;
     for (const Object &ours : last) {
         if (!ours.name.startsWith("sqlite_"_L1) && !find(expected, ours) && find(found, ours))
-            early.append(u"the %1 \"%2\" is there before its version"_s.arg(ours.type, ours.name));
+            early.append(Clause(Clause::Kind::ObjectTooEarly, {ours.type, ours.name}));
     }
     return early;
 }

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/parsing/clause.h>
+
 #include <QByteArray>
 #include <QList>
 #include <QString>
-#include <QStringList>
 
 class SqlDatabase;
 struct SqlError;
@@ -30,10 +31,10 @@ QList<Object> objectsOf(const SqlDatabase &database, SqlError *error);
 /// The same for the same objects, in whatever order; for no others.
 QByteArray fingerprint(const QList<Object> &objects);
 
-/// What is wrong with those that were found, each as the beginning of a sentence; empty = nothing.
-QStringList flaws(const QList<Object> &found, const QList<Object> &expected);
+/// What is wrong with those that were found; empty = nothing.
+QList<Clause> flaws(const QList<Object> &found, const QList<Object> &expected);
 
-/// What is there although it only comes with the last version, in the same words.
-QStringList early(const QList<Object> &found, const QList<Object> &expected, const QList<Object> &last);
+/// What is there although it only comes with the last version.
+QList<Clause> early(const QList<Object> &found, const QList<Object> &expected, const QList<Object> &last);
 
 }

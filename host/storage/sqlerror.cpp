@@ -16,8 +16,13 @@ constexpr int kPrimary = 0xff;
 SqlError SqlError::of(sqlite3 *database)
 {
     if (!database)
-        return {SQLITE_MISUSE, u"the database is not open"_s};
+        return {SQLITE_MISUSE, QString::fromLatin1(sqlite3_errstr(SQLITE_MISUSE))};
     return {sqlite3_extended_errcode(database), QString(static_cast<const QChar *>(sqlite3_errmsg16(database)))};
+}
+
+Clause SqlError::clause() const
+{
+    return column.isEmpty() ? Clause(text.simplified()) : Clause(Clause::Kind::UnusableColumn, {column});
 }
 
 bool SqlError::isInUse() const

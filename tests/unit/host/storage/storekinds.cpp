@@ -39,6 +39,6 @@ std::unique_ptr<DownloadStore> StoreKinds::open(const QString &folder)
     Failure failure;
     auto store = hasThread ? openInThread(choice, &failure) : Stores::open(choice, &failure);
     if (!store)
-        QTest::qFail(qPrintable(failure.detail), __FILE__, __LINE__);
+        QTest::qFail(qPrintable(failure.plain()), __FILE__, __LINE__);
     return store;
 }

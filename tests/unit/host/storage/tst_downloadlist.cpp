@@ -66,7 +66,7 @@ private Q_SLOTS:
 
 private:
     QString path() const { return m_dir->filePath(u"data/plait/downloads.sqlite"_s); }
-    void openList(DownloadList &list) const { QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail)); }
+    void openList(DownloadList &list) const { QVERIFY2(list.open(path()), qPrintable(list.lastFailure().plain())); }
 
     std::unique_ptr<QTemporaryDir> m_dir;
 };
@@ -84,7 +84,7 @@ void TestDownloadList::removingARecordRemovesItsParts()
     for (quint32 seed = 0; seed < 20; ++seed) {
         Info record = randomRecord(seed);
         QVERIFY(list.insert(record) > 0);
-        QVERIFY2(list.remove(record.id), qPrintable(list.lastFailure().detail));
+        QVERIFY2(list.remove(record.id), qPrintable(list.lastFailure().plain()));
         QVERIFY(!list.remove(record.id));
     }
     const Shell shell(path());
@@ -333,7 +333,7 @@ void TestDownloadList::aFolderThatCannotBeMadeIsReported()
     QVERIFY(!list.open(path()));
     QCOMPARE(list.lastFailure().kind, Failure::Kind::CannotOpenList);
     QCOMPARE(list.lastFailure().subject.path, path());
-    QVERIFY2(list.lastFailure().detail.startsWith(u"the folder"_s), qPrintable(list.lastFailure().detail));
+    QVERIFY2(list.lastFailure().plain().startsWith(u"folder-not-made("_s), qPrintable(list.lastFailure().plain()));
     QVERIFY(!list.isOpen());
 }
 
@@ -342,7 +342,7 @@ void TestDownloadList::aClosedListSaysSo()
     DownloadList list;
     Info record;
     QCOMPARE(list.insert(record), 0);
-    QVERIFY(list.lastFailure().detail.contains(u"not open"_s));
+    QVERIFY(list.lastFailure().plain().contains(u"list-not-open"_s));
     QVERIFY(list.list().isEmpty());
     QVERIFY(!list.remove(1));
 }

@@ -59,7 +59,7 @@ private:
     }
     /// A list whose table begins with nonsense; @param table empty = the last quarter of the file is nonsense
     void fillAndDamage(const QString &table) const;
-    void openList(DownloadList &list) const { QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail)); }
+    void openList(DownloadList &list) const { QVERIFY2(list.open(path()), qPrintable(list.lastFailure().plain())); }
 
     std::unique_ptr<QTemporaryDir> m_dir;
 };
@@ -96,7 +96,7 @@ void TestDownloadListDamage::aFileThatIsNoDatabaseIsSetAside()
     const QByteArray text(8192, 'x');
     QVERIFY(QDir().mkpath(folder()) && write(path(), text));
     DownloadList list;
-    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail));
+    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().plain()));
     QCOMPARE(list.warning().kind, Failure::Kind::ListDamaged);
     QCOMPARE(list.warning().subject.path, path());
     const QStringList aside = setAside();
@@ -116,11 +116,11 @@ void TestDownloadListDamage::aDamagedListIsSetAside()
 {
     fillAndDamage(u"downloads"_s);
     DownloadList list;
-    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail));
+    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().plain()));
     QVERIFY(list.warning());
     QCOMPARE(setAside().size(), 1);
     QVERIFY(list.list().isEmpty());
-    QVERIFY(list.lastFailure().detail.isEmpty());
+    QVERIFY(list.lastFailure().plain().isEmpty());
 }
 
 void TestDownloadListDamage::damageThatIsFoundLaterIsSetAside()
@@ -152,7 +152,7 @@ void TestDownloadListDamage::whatWasSetAsideIsNotKeptOpen()
     for (const QString &name : names)
         QVERIFY(!QFile::symLinkTarget(descriptors.filePath(name)).contains(u".damaged-"_s));
     QVERIFY2(!list.load(1), "the same statement reads the new list");
-    QVERIFY(list.lastFailure().detail.isEmpty());
+    QVERIFY(list.lastFailure().plain().isEmpty());
     QCOMPARE(list.insert(record), 1);
     QCOMPARE(list.load(1), record);
 }
@@ -181,7 +181,7 @@ void TestDownloadListDamage::anotherProgramsDatabaseIsLeftAlone()
     const QByteArray before = read(path());
     DownloadList list;
     QVERIFY(!list.open(path()));
-    QVERIFY2(list.lastFailure().detail.contains(u"another program"_s), qPrintable(list.lastFailure().detail));
+    QVERIFY2(list.lastFailure().plain().contains(u"of-another-program"_s), qPrintable(list.lastFailure().plain()));
     QVERIFY(setAside().isEmpty());
     QCOMPARE(Shell(path()).value(u"SELECT count(*) FROM songs"_s).toInt(), 0);
 }
@@ -197,7 +197,7 @@ void TestDownloadListDamage::aListOfALaterVersionIsLeftAlone()
     QVERIFY(Shell(path()).value(u"PRAGMA user_version = 99"_s).isNull());
     DownloadList list;
     QVERIFY(!list.open(path()));
-    QVERIFY2(list.lastFailure().detail.contains(u"later version"_s), qPrintable(list.lastFailure().detail));
+    QVERIFY2(list.lastFailure().plain().contains(u"of-later-tables("_s), qPrintable(list.lastFailure().plain()));
     QVERIFY(setAside().isEmpty());
     QCOMPARE(Shell(path()).value(u"SELECT count(*) FROM downloads"_s).toInt(), 1);
 }

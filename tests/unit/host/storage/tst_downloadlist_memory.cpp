@@ -79,7 +79,7 @@ void TestDownloadListMemory::init()
     m_list.reset();
     m_dir = std::make_unique<QTemporaryDir>();
     m_list = std::make_unique<DownloadList>();
-    QVERIFY2(m_list->open(path()), qPrintable(m_list->lastFailure().detail));
+    QVERIFY2(m_list->open(path()), qPrintable(m_list->lastFailure().plain()));
 }
 
 qint64 TestDownloadListMemory::insert()
@@ -109,7 +109,7 @@ void TestDownloadListMemory::itComesBackToTheByte()
 {
     QFETCH(ResourceMemory, memory);
     const qint64 id = insert();
-    QVERIFY2(save(id, memory), qPrintable(m_list->lastFailure().detail));
+    QVERIFY2(save(id, memory), qPrintable(m_list->lastFailure().plain()));
     QCOMPARE(m_list->memory(id), memory);
 }
 

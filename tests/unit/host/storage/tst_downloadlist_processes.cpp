@@ -41,7 +41,7 @@ private Q_SLOTS:
 
 private:
     QString path() const { return m_dir->filePath(u"data/plait/downloads.sqlite"_s); }
-    void openList(DownloadList &list) const { QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail)); }
+    void openList(DownloadList &list) const { QVERIFY2(list.open(path()), qPrintable(list.lastFailure().plain())); }
 
     std::unique_ptr<QTemporaryDir> m_dir;
 };
@@ -90,12 +90,12 @@ void TestDownloadListProcesses::aSecondOneTakesNoLocksFromTheFirst()
     QFETCH(QString, name);
     const QString file = m_dir->filePath(name);
     DownloadList first;
-    QVERIFY2(first.open(file), qPrintable(first.lastFailure().detail));
+    QVERIFY2(first.open(file), qPrintable(first.lastFailure().plain()));
     Info record;
     QVERIFY(first.insert(record) > 0);
     {
         DownloadList second;
-        QVERIFY2(second.open(file), qPrintable(second.lastFailure().detail));
+        QVERIFY2(second.open(file), qPrintable(second.lastFailure().plain()));
         QCOMPARE(second.list().size(), 1);
     }
     const QStringList words{file, u"SELECT count(*) FROM downloads"_s};
@@ -218,7 +218,7 @@ void TestDownloadListProcesses::aReleasedDownloadIsFree()
     QVERIFY(list.insert(record) > 0);
     QCOMPARE(list.claim(record.id), DownloadList::Claim::Taken);
     QVERIFY2(list.update(record), "saving leaves the owner alone");
-    QVERIFY2(list.release(record.id), qPrintable(list.lastFailure().detail));
+    QVERIFY2(list.release(record.id), qPrintable(list.lastFailure().plain()));
     const Shell shell(path());
     QVERIFY(shell.value(u"SELECT owner_pid FROM downloads"_s).isNull());
 }
@@ -244,7 +244,7 @@ void TestDownloadListProcesses::claimingNothingFails()
     DownloadList list;
     openList(list);
     QCOMPARE(list.claim(5), DownloadList::Claim::Failed);
-    QVERIFY(list.lastFailure().detail.contains(u"no such download"_s));
+    QVERIFY(list.lastFailure().plain().contains(u"not-of-this-process"_s));
 }
 
 void TestDownloadListProcesses::aNewDownloadOfThisProcessIsThereAtOnce()
@@ -254,7 +254,7 @@ void TestDownloadListProcesses::aNewDownloadOfThisProcessIsThereAtOnce()
     Info record = randomRecord(1);
     DownloadOptions options;
     options.rateLimit = 1000;
-    QVERIFY2(list.insertOwned(record, options) > 0, qPrintable(list.lastFailure().detail));
+    QVERIFY2(list.insertOwned(record, options) > 0, qPrintable(list.lastFailure().plain()));
     QCOMPARE(list.load(record.id), record);
     QCOMPARE(list.options(record.id), options);
     const Shell shell(path());

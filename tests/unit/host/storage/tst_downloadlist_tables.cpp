@@ -113,7 +113,7 @@ void TestDownloadListTables::makeList(const QStringList &statements) const
 {
     {
         DownloadList list;
-        QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail));
+        QVERIFY2(list.open(path()), qPrintable(list.lastFailure().plain()));
         Info record = someDownload();
         QVERIFY(list.insertOwned(record, {}) > 0 && list.release(record.id));
     }
@@ -127,28 +127,32 @@ void TestDownloadListTables::tablesThatAreNotAListsAreSetAside_data()
     const auto row = [](const char *name, const QStringList &statements, const QString &reason) {
         QTest::newRow(name) << statements << reason;
     };
-    row("a table is gone", {u"DROP TABLE cookies"_s}, u"\"cookies\" is missing"_s);
-    row("all tables are gone", {u"DELETE FROM sqlite_master WHERE name <> 'headers'"_s}, u"\"downloads\" is missing"_s);
-    row("a column is gone", {u"ALTER TABLE options DROP COLUMN password"_s}, u"\"options\" is not"_s);
+    row("a table is gone", {u"DROP TABLE cookies"_s}, u"object-missing(table, cookies)"_s);
+    row("all tables are gone", {u"DELETE FROM sqlite_master WHERE name <> 'headers'"_s},
+        u"object-missing(table, downloads)"_s);
+    row("a column is gone", {u"ALTER TABLE options DROP COLUMN password"_s}, u"object-changed(table, options)"_s);
     row("a column has another name", {u"ALTER TABLE downloads RENAME COLUMN title TO name"_s},
-        u"\"downloads\" is not"_s);
+        u"object-changed(table, downloads)"_s);
     row("a column demands a value", {u"ALTER TABLE downloads ADD COLUMN x TEXT NOT NULL DEFAULT ''"_s},
-        u"\"downloads\" is not"_s);
-    row("an index is gone", {u"DROP INDEX downloads_unfinished_by_url"_s}, u"by_url\" is missing"_s);
+        u"object-changed(table, downloads)"_s);
+    row("an index is gone", {u"DROP INDEX downloads_unfinished_by_url"_s},
+        u"object-missing(index, downloads_unfinished_by_url)"_s);
     row("an index is another",
         {u"DROP INDEX downloads_by_url"_s, u"CREATE INDEX downloads_by_url ON downloads (title)"_s},
-        u"by_url\" is not"_s);
-    row("an index allows each address once", {u"CREATE UNIQUE INDEX u ON downloads (url)"_s}, u"index \"u\""_s);
-    row("a trigger refuses changes", {QString::fromLatin1(kRaise)}, u"trigger \"t\""_s);
-    row("a trigger undoes changes", {QString::fromLatin1(kIgnore)}, u"trigger \"t\""_s);
+        u"object-changed(index, downloads_by_url)"_s);
+    row("an index allows each address once", {u"CREATE UNIQUE INDEX u ON downloads (url)"_s},
+        u"object-of-others(index, u, downloads)"_s);
+    row("a trigger refuses changes", {QString::fromLatin1(kRaise)}, u"object-of-others(trigger, t, "_s);
+    row("a trigger undoes changes", {QString::fromLatin1(kIgnore)}, u"object-of-others(trigger, t, "_s);
     row("a view is in the place of a table",
         {u"DROP TABLE headers"_s, u"CREATE VIEW headers AS SELECT 1 AS download_id, 0 AS position"_s},
-        u"\"headers\" is missing"_s);
+        u"object-missing(table, headers)"_s);
     row("a table is not strict any more",
-        {u"UPDATE sqlite_master SET sql = replace(sql, 'STRICT, ', '') WHERE name = 'files'"_s}, u"\"files\" is not"_s);
-    row("the version says that there are no tables", {u"PRAGMA user_version = 0"_s}, u"before its version"_s);
-    row("the version says that the tables are older", {u"PRAGMA user_version = 1"_s}, u"before its version"_s);
-    row("the version is below all", {u"PRAGMA user_version = -5"_s}, u"version -5"_s);
+        {u"UPDATE sqlite_master SET sql = replace(sql, 'STRICT, ', '') WHERE name = 'files'"_s},
+        u"object-changed(table, files)"_s);
+    row("the version says that there are no tables", {u"PRAGMA user_version = 0"_s}, u"object-too-early("_s);
+    row("the version says that the tables are older", {u"PRAGMA user_version = 1"_s}, u"object-too-early("_s);
+    row("the version is below all", {u"PRAGMA user_version = -5"_s}, u"tables-of-version(-5)"_s);
 }
 
 void TestDownloadListTables::tablesThatAreNotAListsAreSetAside()
@@ -157,12 +161,12 @@ void TestDownloadListTables::tablesThatAreNotAListsAreSetAside()
     QFETCH(QString, reason);
     makeList(statements);
     DownloadList list;
-    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail));
+    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().plain()));
     QCOMPARE(setAside().size(), 1);
     QVERIFY2(list.warning().subject.keptAs.contains(setAside().first()), qPrintable(list.warning().subject.keptAs));
-    QVERIFY2(list.warning().detail.contains(reason), qPrintable(list.warning().detail));
+    QVERIFY2(list.warning().plain().contains(reason), qPrintable(list.warning().plain()));
     Info record = someDownload();
-    QVERIFY2(list.insert(record) > 0, qPrintable(list.lastFailure().detail));
+    QVERIFY2(list.insert(record) > 0, qPrintable(list.lastFailure().plain()));
     QCOMPARE(list.list().size(), 1);
 }
 
@@ -183,7 +187,7 @@ void TestDownloadListTables::additionsThatDoNoHarmStay()
     QFETCH(QString, statement);
     makeList({statement});
     DownloadList list;
-    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail));
+    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().plain()));
     QCOMPARE(list.warning(), Failure());
     QVERIFY(setAside().isEmpty());
     std::optional<Info> record = list.load(1);
@@ -205,7 +209,7 @@ void TestDownloadListTables::tablesThatAreChangedLaterAreSetAside()
     QFETCH(QString, statement);
     makeList({});
     DownloadList list;
-    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail));
+    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().plain()));
     Info record = *list.load(1);
     run({statement});
     QVERIFY(!list.update(record));
@@ -220,8 +224,8 @@ void TestDownloadListTables::aRowOfAnotherTypeIsDamage()
               u"UPDATE sections SET downloaded = 'many'"_s,
               u"UPDATE sqlite_master SET sql = replace(sql, 'WITHOUT', 'STRICT, WITHOUT') WHERE name = 'sections'"_s});
     DownloadList list;
-    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail));
-    QVERIFY2(!list.warning(), qPrintable(list.warning().detail));
+    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().plain()));
+    QVERIFY2(!list.warning(), qPrintable(list.warning().plain()));
     QVERIFY(!list.load(1));
     QCOMPARE(list.lastFailure().kind, Failure::Kind::ListDamaged);
     QCOMPARE(setAside().size(), 1);
@@ -231,19 +235,19 @@ void TestDownloadListTables::rowsOfNoDownloadThatAreInTheWayAreDamage()
 {
     makeList({u"INSERT INTO headers VALUES (2, 0, 'N', 'V')"_s});
     DownloadList list;
-    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail));
+    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().plain()));
     Info record = someDownload();
     record.parameters = {{u"headers"_s, QVariantMap{{u"A"_s, u"b"_s}}}};
     QCOMPARE(list.insert(record), 0);
     QCOMPARE(setAside().size(), 1);
-    QVERIFY2(list.insert(record) > 0, qPrintable(list.lastFailure().detail));
+    QVERIFY2(list.insert(record) > 0, qPrintable(list.lastFailure().plain()));
 }
 
 void TestDownloadListTables::aListThatCannotGrowIsNotDamaged()
 {
     makeList({});
     DownloadList list;
-    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail));
+    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().plain()));
     Info record = someDownload();
     record.title = QString(100000, u't');
     {
@@ -252,7 +256,7 @@ void TestDownloadListTables::aListThatCannotGrowIsNotDamaged()
         QVERIFY(list.lastFailure());
     }
     QVERIFY(setAside().isEmpty());
-    QVERIFY2(list.insert(record) > 0, qPrintable(list.lastFailure().detail));
+    QVERIFY2(list.insert(record) > 0, qPrintable(list.lastFailure().plain()));
     QCOMPARE(list.list().size(), 2);
 }
 
@@ -260,7 +264,7 @@ void TestDownloadListTables::anUnknownDownloadIsNoDamage()
 {
     makeList({});
     DownloadList list;
-    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail));
+    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().plain()));
     Info record = someDownload();
     record.id = 7;
     QVERIFY(!list.update(record));
@@ -274,7 +278,7 @@ void TestDownloadListTables::aListThatALaterVersionTookOverMeanwhileIsNotDamaged
 {
     makeList({});
     DownloadList list;
-    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail));
+    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().plain()));
     run({u"ALTER TABLE downloads ADD COLUMN later TEXT NOT NULL DEFAULT ''"_s, u"PRAGMA user_version = 1000"_s});
     QVERIFY(!list.remove(7));
     QVERIFY(setAside().isEmpty());

@@ -106,9 +106,9 @@ void TestDownloadStore::everyFieldComesBack()
     DownloadStore &list = *m_list;
     for (quint32 seed = 0; seed < kRandomRecords; ++seed) {
         Info record = randomRecord(seed);
-        QVERIFY2(list.insert(record) > 0, qPrintable(list.lastFailure().detail));
+        QVERIFY2(list.insert(record) > 0, qPrintable(list.lastFailure().plain()));
         const std::optional<Info> back = list.load(record.id);
-        QVERIFY2(back.has_value(), qPrintable(list.lastFailure().detail));
+        QVERIFY2(back.has_value(), qPrintable(list.lastFailure().plain()));
         QVERIFY2(*back == record, qPrintable(u"seed %1"_s.arg(seed)));
     }
     QCOMPARE(list.list().size(), qsizetype(kRandomRecords));
@@ -140,7 +140,7 @@ void TestDownloadStore::anUpdateReplacesEverything()
     for (quint32 seed = 1000; seed < 1050; ++seed) {
         Info changed = randomRecord(seed);
         changed.id = record.id;
-        QVERIFY2(list.update(changed), qPrintable(list.lastFailure().detail));
+        QVERIFY2(list.update(changed), qPrintable(list.lastFailure().plain()));
         changed.sortIndex = record.sortIndex;
         QVERIFY2(list.load(record.id) == changed, qPrintable(u"seed %1"_s.arg(seed)));
     }
@@ -172,7 +172,7 @@ void TestDownloadStore::aRecordThatIsNotThereIsNoError()
 {
     DownloadStore &list = *m_list;
     QVERIFY(!list.load(5).has_value());
-    QVERIFY(list.lastFailure().detail.isEmpty());
+    QVERIFY(list.lastFailure().plain().isEmpty());
 }
 
 void TestDownloadStore::whatIsUnfinishedIsFound_data()
@@ -204,7 +204,7 @@ void TestDownloadStore::whatIsUnfinishedIsFound()
     for (Info *record : {&plain, &named, &done})
         QVERIFY(list.insert(*record) > 0);
     const QList<Info> found = list.findUnfinished(QUrl(url), folder, outputName);
-    QVERIFY2(list.lastFailure().detail.isEmpty(), qPrintable(list.lastFailure().detail));
+    QVERIFY2(list.lastFailure().plain().isEmpty(), qPrintable(list.lastFailure().plain()));
     QTEST(idsOf(found), "ids");
 }
 
@@ -245,7 +245,7 @@ void TestDownloadStore::whatIsFinishedIsFound()
     for (Info record : {plain, named, open})
         QVERIFY(list.insert(record) > 0);
     const QList<Info> found = list.findFinished(QUrl(url), folder, outputName, 9);
-    QVERIFY2(list.lastFailure().detail.isEmpty(), qPrintable(list.lastFailure().detail));
+    QVERIFY2(list.lastFailure().plain().isEmpty(), qPrintable(list.lastFailure().plain()));
     QTEST(idsOf(found), "ids");
 }
 
@@ -302,7 +302,7 @@ void TestDownloadStore::optionsComeBack()
     options.storeSecrets = true;
     options.insecure = true;
     options.headers = {{u"X-A"_s, u"1"_s, u"http://a:80"_s}, {u"X-B"_s, u""_s, u"*"_s}, {u"X-C"_s, {}, {}}};
-    QVERIFY2(list.setOptions(record.id, options), qPrintable(list.lastFailure().detail));
+    QVERIFY2(list.setOptions(record.id, options), qPrintable(list.lastFailure().plain()));
     QCOMPARE(list.options(record.id), options);
     QVERIFY2(list.update(record), "saving the record leaves the options alone");
     QCOMPARE(list.options(record.id), options);
@@ -535,7 +535,7 @@ void TestDownloadStore::whatRunsIsOwned()
     Info record;
     QVERIFY(list.insert(record) > 0);
     QVERIFY2(!list.release(record.id), "nobody has taken it");
-    QVERIFY(!list.lastFailure().detail.isEmpty());
+    QVERIFY(!list.lastFailure().plain().isEmpty());
     Lease taken;
     QCOMPARE(list.claim(record.id, taken), DownloadStore::Claim::Taken);
     QCOMPARE(taken.record, record);
@@ -554,7 +554,7 @@ void TestDownloadStore::whatHappensTogetherHappensAltogether()
     const bool done = list.together([&](DownloadStore &store) {
         return store.insertOwned(first, {}) != 0 && store.insert(second) != 0 && store.count(ListFilter::All) == 2;
     });
-    QVERIFY2(done, qPrintable(list.lastFailure().detail));
+    QVERIFY2(done, qPrintable(list.lastFailure().plain()));
     QVERIFY(second.id > first.id);
     QCOMPARE(idsOf(list.list()), (QList<qint64>{first.id, second.id}));
 }

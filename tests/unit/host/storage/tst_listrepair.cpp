@@ -112,7 +112,7 @@ void TestListRepair::init()
 void TestListRepair::makeList(int count)
 {
     DownloadList list;
-    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail));
+    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().plain()));
     for (int i = 1; i <= count; ++i) {
         Info record = recordFor(i);
         QVERIFY(list.insert(record) > 0);
@@ -138,7 +138,7 @@ void TestListRepair::aWholeListIsFoundWhole()
     makeList(5);
     const ListCheck::Findings findings = ListCheck::look(path());
     QCOMPARE(findings.failure, Failure());
-    QCOMPARE(findings.problems, QStringList());
+    QCOMPARE(findings.problems, QList<Clause>());
     QCOMPARE(findings.downloads, 5);
     QCOMPARE(findings.runningId, 0);
 }
@@ -147,22 +147,22 @@ void TestListRepair::aLookFindsWhatIsWrongAndChangesNothing_data()
 {
     QTest::addColumn<QStringList>("statements");
     QTest::addColumn<QString>("problem");
-    QTest::newRow("a table is gone") << QStringList{u"DROP TABLE cookies"_s} << u"\"cookies\" is missing"_s;
+    QTest::newRow("a table is gone") << QStringList{u"DROP TABLE cookies"_s} << u"object-missing(table, cookies)"_s;
     QTest::newRow("a trigger refuses changes")
         << QStringList{u"CREATE TRIGGER t BEFORE UPDATE ON files BEGIN SELECT RAISE(ABORT, 'no'); END"_s}
-        << u"trigger \"t\""_s;
+        << u"object-of-others(trigger, t, files)"_s;
     QTest::newRow("rows belong to no download")
-        << QStringList{u"INSERT INTO headers VALUES (99, 0, 'N', 'V')"_s} << u"\"headers\" has rows that belong"_s;
+        << QStringList{u"INSERT INTO headers VALUES (99, 0, 'N', 'V')"_s} << u"stray-rows(headers, 1)"_s;
     QTest::newRow("an index lacks rows")
         << QStringList{u"UPDATE sqlite_master SET rootpage = (SELECT rootpage FROM sqlite_master WHERE name = "
                        u"'options_not_compared') WHERE name = 'downloads_by_url'"_s}
-        << u"SQLite's check says"_s;
+        << u"said-by-check("_s;
     QTest::newRow("a row is of another type")
         << QStringList{u"UPDATE sqlite_master SET sql = replace(sql, 'STRICT, ', '') WHERE name = 'sections'"_s,
                        u"UPDATE sections SET downloaded = 'many' WHERE download_id = 2"_s,
                        u"UPDATE sqlite_master SET sql = replace(sql, 'WITHOUT', 'STRICT, WITHOUT') WHERE name = "
                        u"'sections'"_s}
-        << u"download 2 cannot be read"_s;
+        << u"download-unreadable(2, "_s;
 }
 
 void TestListRepair::aLookFindsWhatIsWrongAndChangesNothing()
@@ -174,7 +174,9 @@ void TestListRepair::aLookFindsWhatIsWrongAndChangesNothing()
     const QByteArray before = bytesOf(path());
     const ListCheck::Findings findings = ListCheck::look(path());
     QCOMPARE(findings.failure, Failure());
-    const QString all = findings.problems.join(u'\n');
+    QString all;
+    for (const Clause &one : findings.problems)
+        all += one.plain() + u'\n';
     QVERIFY2(all.contains(problem), qPrintable(all));
     QCOMPARE(bytesOf(path()), before);
     QVERIFY(setAside().isEmpty());
@@ -183,12 +185,12 @@ void TestListRepair::aLookFindsWhatIsWrongAndChangesNothing()
 void TestListRepair::aFileThatIsNoListIsNotJudged()
 {
     QVERIFY(Shell(path()).value(u"CREATE TABLE songs (title TEXT)"_s).isNull());
-    QVERIFY(ListCheck::look(path()).failure.detail.contains(u"another program"_s));
-    QVERIFY(ListRepair::repair(path()).failure.detail.contains(u"another program"_s));
-    QVERIFY(ListCheck::look(m_dir->filePath(u"none"_s)).failure.detail.contains(u"no such file"_s));
-    QVERIFY(ListCheck::look(m_dir->path()).failure.detail.contains(u"a folder"_s));
-    QVERIFY(
-        ListRepair::bringOver(m_dir->path(), m_dir->filePath(u"new.sqlite"_s)).failure.detail.contains(u"a folder"_s));
+    QVERIFY(ListCheck::look(path()).failure.cause == Clause(Clause::Kind::OfAnotherProgram));
+    QVERIFY(ListRepair::repair(path()).failure.cause == Clause(Clause::Kind::OfAnotherProgram));
+    QVERIFY(ListCheck::look(m_dir->filePath(u"none"_s)).failure.cause == Clause(Clause::Kind::NoSuchFile));
+    QVERIFY(ListCheck::look(m_dir->path()).failure.plain() == "not-a-file(a-folder)"_L1);
+    QCOMPARE(ListRepair::bringOver(m_dir->path(), m_dir->filePath(u"new.sqlite"_s)).failure.plain(),
+             u"not-a-file(a-folder)"_s);
     QVERIFY(setAside().isEmpty());
 }
 
@@ -211,9 +213,8 @@ void TestListRepair::aListInUseIsNotRepaired()
     }
     run({u"DROP INDEX downloads_by_url"_s});
     const ListRepair::Report report = ListRepair::repair(path());
-    QVERIFY2(report.failure.detail.contains(
-                 u"process %1 is at work on download 2"_s.arg(QCoreApplication::applicationPid())),
-             qPrintable(report.failure.detail));
+    QVERIFY2(report.failure.plain().contains(u"process-at-work(%1, 2)"_s.arg(QCoreApplication::applicationPid())),
+             qPrintable(report.failure.plain()));
     QVERIFY(setAside().isEmpty());
 }
 
@@ -238,14 +239,14 @@ void TestListRepair::everythingIsBroughtOverWhenOnlyTheTablesAreWrong()
     QCOMPARE(report.failure, Failure());
     QCOMPARE(report.brought, 20);
     QVERIFY(report.lost.isEmpty());
-    QCOMPARE(report.remarks, QStringList());
+    QCOMPARE(report.remarks, QList<Clause>());
     QCOMPARE(setAside().size(), 1);
     QVERIFY(report.from.endsWith(setAside().first()));
     QCOMPARE(listed(), m_records);
     DownloadList list;
     QVERIFY(list.open(path()));
     QCOMPARE(list.options(7).rateLimit, 7);
-    QCOMPARE(ListCheck::look(path()).problems, QStringList());
+    QCOMPARE(ListCheck::look(path()).problems, QList<Clause>());
 }
 
 void TestListRepair::aTableThatIsGoneCostsOnlyWhatWasInIt()
@@ -254,7 +255,7 @@ void TestListRepair::aTableThatIsGoneCostsOnlyWhatWasInIt()
     run({u"DROP TABLE headers"_s});
     const ListRepair::Report report = ListRepair::repair(path());
     QCOMPARE(report.brought, 3);
-    QCOMPARE(report.remarks, QStringList{u"brought over without headers: 1–3"_s});
+    QCOMPARE(report.remarks, (QList<Clause>{{Clause::Kind::WithoutTable, {u"headers"_s, u"1–3"_s}}}));
     for (Info &record : m_records)
         record.parameters.clear();
     QCOMPARE(listed(), m_records);
@@ -266,7 +267,7 @@ void TestListRepair::progressComesWholeOrNotAtAll()
     run({u"DROP TABLE sections"_s});
     const ListRepair::Report report = ListRepair::repair(path());
     QCOMPARE(report.brought, 3);
-    QCOMPARE(report.remarks, QStringList{u"brought over without file and progress: 1–3"_s});
+    QCOMPARE(report.remarks, (QList<Clause>{{Clause::Kind::WithoutProgress, {u"1–3"_s}}}));
     const QList<Info> records = listed();
     QCOMPARE(records.size(), 3);
     for (const Info &record : records)
@@ -376,7 +377,7 @@ void TestListRepair::anUnfinishedDownloadWhoseFileIsAnothersIsLeftOut()
     }
     const ListRepair::Report report = ListRepair::bringOver(asidePath(), path());
     QCOMPARE(report.brought, 0);
-    QCOMPARE(report.lost.value(u"other downloads of the list are at their files by now"_s), QList<qint64>{1});
+    QCOMPARE(report.lost.value(Clause::Kind::FilesOfOthers), QList<qint64>{1});
     QCOMPARE(listed(), QList<Info>{again});
 }
 
@@ -399,7 +400,7 @@ void TestListRepair::aDownloadThatWasBegunAnewBesideItsOldFileLeavesThatToIt()
         QVERIFY(list.open(path()) && list.insert(again) > 0);
     }
     const ListRepair::Report report = ListRepair::bringOver(asidePath(), path());
-    QVERIFY2(report.lost.isEmpty(), qPrintable(report.lost.keys().join(u'\n')));
+    QVERIFY(report.lost.isEmpty());
     QCOMPARE(report.brought, 1);
     old.id = 2;
     QCOMPARE(listed(), (QList<Info>{again, old}));
@@ -418,7 +419,7 @@ void TestListRepair::aListOfTheFirstVersionIsBroughtOver()
     const ListRepair::Report report = ListRepair::bringOver(asidePath(), path());
     QCOMPARE(report.failure, Failure());
     QCOMPARE(report.brought, 1);
-    QCOMPARE(report.remarks, QStringList());
+    QCOMPARE(report.remarks, QList<Clause>());
     QCOMPARE(listed().first().url, QUrl(u"http://a/old.iso"_s));
     QCOMPARE(Shell(path()).value(u"SELECT name_key || ' ' || size_key FROM downloads"_s), u"http://a/old.iso -1"_s);
 }

@@ -100,7 +100,7 @@ void TestListSecrets::namesStayAndValuesLeaveTheFile()
     makeEarlierList(path());
     QVERIFY(filesWithSecret().contains(u"downloads.sqlite"_s));
     DownloadList list;
-    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail));
+    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().plain()));
     QCOMPARE(filesWithSecret(), QStringList());
     const std::optional<Info> record = list.load(1);
     QVERIFY(record);
@@ -127,13 +127,13 @@ void TestListSecrets::whatCouldNotLeaveAtOnceLeavesLater()
         QVERIFY(reader.run(u"BEGIN"_s) && reader.run(u"SELECT count(*) FROM headers"_s));
         SqlDatabase upgraded;
         QVERIFY(upgraded.open(path(), SqlDatabase::Access::Write, 0));
-        QString errorText;
-        QCOMPARE(Schema::upgrade(upgraded, &errorText), Schema::Outcome::Done);
+        Clause ignored;
+        QCOMPARE(Schema::upgrade(upgraded, &ignored), Schema::Outcome::Done);
         QVERIFY(!filesWithSecret().isEmpty());
         QVERIFY(ListCheck::look(path()).problems.isEmpty());
     }
     DownloadList list;
-    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail));
+    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().plain()));
     QCOMPARE(filesWithSecret(), QStringList());
     QCOMPARE(list.options(1).headers.size(), 4);
 }
@@ -141,14 +141,14 @@ void TestListSecrets::whatCouldNotLeaveAtOnceLeavesLater()
 void TestListSecrets::aNewListHasNothingToWipe()
 {
     DownloadList list;
-    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail));
+    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().plain()));
     QCOMPARE(Shell(path()).value(u"SELECT count(*) FROM sqlite_master WHERE name = 'wipe_due'"_s).toInt(), 0);
 }
 
 void TestListSecrets::valuesAreKeptOnlyWhereAskedFor()
 {
     DownloadList list;
-    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail));
+    QVERIFY2(list.open(path()), qPrintable(list.lastFailure().plain()));
     Info record;
     DownloadOptions options;
     options.headers = {{u"X-Vault-Token"_s, QString::fromLatin1(kSecret), u"http://a:80"_s}};
@@ -164,7 +164,7 @@ void TestListSecrets::whatIsRemovedLeavesTheFile()
 {
     {
         DownloadList list;
-        QVERIFY2(list.open(path()), qPrintable(list.lastFailure().detail));
+        QVERIFY2(list.open(path()), qPrintable(list.lastFailure().plain()));
         Info record;
         DownloadOptions options;
         options.storeSecrets = true;
@@ -185,7 +185,7 @@ void TestListSecrets::valuesOfADamagedListAreLeftBehind()
     const ListRepair::Report report = ListRepair::bringOver(asidePath(), path());
     QCOMPARE(report.failure, Failure());
     QCOMPARE(report.brought, 1);
-    QCOMPARE(report.remarks, QStringList());
+    QCOMPARE(report.remarks, QList<Clause>());
     DownloadList list;
     QVERIFY(list.open(path()));
     QCOMPARE(list.load(1)->parameters.value(u"headers"_s).toMap(), (QVariantMap{{u"Accept"_s, u"a/b"_s}}));

@@ -84,14 +84,14 @@ private:
 
     std::unique_ptr<QTemporaryDir> m_dir;
     QString m_path;
-    QString m_errorText;
+    Clause m_why;
 };
 
 void TestLogFile::init()
 {
     m_dir = std::make_unique<QTemporaryDir>();
     m_path = m_dir->filePath(u"plait.log"_s);
-    m_errorText.clear();
+    m_why = {};
 }
 
 QByteArray TestLogFile::content(int old) const
@@ -110,13 +110,13 @@ qint64 TestLogFile::totalSize() const
 
 bool TestLogFile::open(LogFile &file)
 {
-    return file.open(m_path, &m_errorText);
+    return file.open(m_path, &m_why);
 }
 
 void TestLogFile::aLineHasTimeLevelAndText()
 {
     LogFile file;
-    QVERIFY2(open(file), qPrintable(m_errorText));
+    QVERIFY2(open(file), qPrintable(m_why.plain()));
     file.write(4, u"writer opened."_s);
     const QRegularExpression form(uR"(^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3} 4 writer opened\.\n$)"_s);
     QVERIFY2(form.match(QString::fromUtf8(content())).hasMatch(), content().constData());
@@ -125,7 +125,7 @@ void TestLogFile::aLineHasTimeLevelAndText()
 void TestLogFile::aLineIsOneLineWithoutSecretsAndCommands()
 {
     LogFile file;
-    QVERIFY2(open(file), qPrintable(m_errorText));
+    QVERIFY2(open(file), qPrintable(m_why.plain()));
     file.write(1, u"a\r\nb \u001b[2J \u202e http://me:pw@host/x?token=y\nCookie: id=z"_s);
     const QByteArray text = content();
     QCOMPARE(text.count('\n'), 1);
@@ -136,7 +136,7 @@ void TestLogFile::aLineIsOneLineWithoutSecretsAndCommands()
 void TestLogFile::aLineIsNeverTooLong()
 {
     LogFile file;
-    QVERIFY2(open(file), qPrintable(m_errorText));
+    QVERIFY2(open(file), qPrintable(m_why.plain()));
     file.write(1, u"short http://me:"_s + QString(LogFile::kMostBytes, u'x') + u"@host/ behind"_s);
     QVERIFY2(content().endsWith(" 1 short …\n"), content().right(200).constData());
     file.write(1, u"ab "_s.repeated(LogFile::kLongestText));
@@ -148,7 +148,7 @@ void TestLogFile::itIsAppendedTo()
 {
     for (int run = 0; run < 2; ++run) {
         LogFile file;
-        QVERIFY2(open(file), qPrintable(m_errorText));
+        QVERIFY2(open(file), qPrintable(m_why.plain()));
         file.write(1, u"line"_s);
     }
     QCOMPARE(content().count('\n'), 2);
@@ -175,7 +175,7 @@ void TestLogFile::theOwnerAloneReadsIt()
         }
     }
     LogFile file;
-    QVERIFY2(open(file), qPrintable(m_errorText));
+    QVERIFY2(open(file), qPrintable(m_why.plain()));
     QCOMPARE(rightsOf(m_path), kOwnerOnly);
     if (rightsBefore >= 0)
         QCOMPARE(rightsOf(old), kOwnerOnly);
@@ -188,25 +188,25 @@ void TestLogFile::itsFolderIsMadeForTheOwnerAlone()
     const NoUmask everythingIsAllowed;
     const QString folder = m_dir->filePath(u"state/plait"_s);
     LogFile file;
-    QVERIFY2(file.open(folder + "/plait.log"_L1, &m_errorText), qPrintable(m_errorText));
+    QVERIFY2(file.open(folder + "/plait.log"_L1, &m_why), qPrintable(m_why.plain()));
     QCOMPARE(rightsOf(folder), mode_t(0700));
 }
 
 void TestLogFile::whatIsNoPlainFileIsRefused_data()
 {
     QTest::addColumn<QByteArray>("kind");
-    QTest::addColumn<QString>("reason");
-    QTest::newRow("a link to a file") << QByteArray("link") << u"it is a symbolic link"_s;
-    QTest::newRow("a link to nothing") << QByteArray("dangling") << u"it is a symbolic link"_s;
-    QTest::newRow("a file with another name") << QByteArray("hard") << u"the file has another name, too"_s;
-    QTest::newRow("a fifo that nobody reads") << QByteArray("fifo") << QString();
-    QTest::newRow("a folder") << QByteArray("folder") << QString();
+    QTest::addColumn<Clause>("reason");
+    QTest::newRow("a link to a file") << QByteArray("link") << Clause(Clause::Kind::SymbolicLink);
+    QTest::newRow("a link to nothing") << QByteArray("dangling") << Clause(Clause::Kind::SymbolicLink);
+    QTest::newRow("a file with another name") << QByteArray("hard") << Clause(Clause::Kind::HasOtherName);
+    QTest::newRow("a fifo that nobody reads") << QByteArray("fifo") << Clause();
+    QTest::newRow("a folder") << QByteArray("folder") << Clause();
 }
 
 void TestLogFile::whatIsNoPlainFileIsRefused()
 {
     QFETCH(QByteArray, kind);
-    QFETCH(QString, reason);
+    QFETCH(Clause, reason);
     const QString victim = m_dir->filePath(u"victim"_s);
     const QByteArray victimPath = QFile::encodeName(victim);
     const QByteArray path = QFile::encodeName(m_path);
@@ -223,7 +223,7 @@ void TestLogFile::whatIsNoPlainFileIsRefused()
     const mode_t rights = rightsOf(victim);
     LogFile file;
     QVERIFY(!open(file));
-    QVERIFY2(!m_errorText.isEmpty() && (reason.isEmpty() || m_errorText == reason), qPrintable(m_errorText));
+    QVERIFY2(!m_why.isEmpty() && (reason.isEmpty() || m_why == reason), qPrintable(m_why.plain()));
     file.write(1, u"goes nowhere"_s);
     QCOMPARE(TestFiles::readFile(victim), kind == "dangling" ? QByteArray() : QByteArray("theirs\n"));
     QCOMPARE(rightsOf(victim), rights);
@@ -232,7 +232,7 @@ void TestLogFile::whatIsNoPlainFileIsRefused()
 void TestLogFile::itIsBoundedWhileItIsWritten()
 {
     LogFile file;
-    QVERIFY2(open(file), qPrintable(m_errorText));
+    QVERIFY2(open(file), qPrintable(m_why.plain()));
     const QString line = longLine();
     const qint64 most = (LogFile::kOldFiles + 1) * LogFile::kMostBytes;
     const int count = int(2 * most / longLine().size());
@@ -256,7 +256,7 @@ void TestLogFile::aFullOneIsMovedAsideWhenItIsOpened()
     QVERIFY(writeFile(m_path, before));
     QVERIFY(writeFile(m_path + u".1"_s, "older\n"));
     LogFile file;
-    QVERIFY2(open(file), qPrintable(m_errorText));
+    QVERIFY2(open(file), qPrintable(m_why.plain()));
     file.write(1, u"line"_s);
     QCOMPARE(content().count('\n'), 1);
     QVERIFY(content(1) == before);
@@ -267,7 +267,7 @@ void TestLogFile::twoProgramsShareOne()
 {
     LogFile one;
     LogFile other;
-    QVERIFY2(open(one) && open(other), qPrintable(m_errorText));
+    QVERIFY2(open(one) && open(other), qPrintable(m_why.plain()));
     one.write(1, u"first"_s);
     const QString line = longLine();
     while (content(1).isEmpty())
@@ -283,7 +283,7 @@ void TestLogFile::whatCannotBeMovedAsideEndsTheLog()
     QVERIFY(QDir().mkpath(m_path + u".1/full"_s));
     QVERIFY(QDir().mkpath(m_path + u".2/full"_s));
     LogFile file;
-    QVERIFY2(open(file), qPrintable(m_errorText));
+    QVERIFY2(open(file), qPrintable(m_why.plain()));
     const QString line = longLine();
     for (qint64 i = 0; i < 2 * LogFile::kMostBytes / longLine().size(); ++i)
         file.write(1, line);
@@ -299,7 +299,7 @@ void TestLogFile::aLinkInAnOldOnesPlaceIsNotFollowed()
     QVERIFY(QFile::link(victim, m_path + u".1"_s));
     QVERIFY(writeFile(m_path, QByteArray(LogFile::kMostBytes, 'x')));
     LogFile file;
-    QVERIFY2(open(file), qPrintable(m_errorText));
+    QVERIFY2(open(file), qPrintable(m_why.plain()));
     QCOMPARE(rightsOf(victim), mode_t(0644));
     file.write(1, u"line"_s);
     QCOMPARE(TestFiles::readFile(victim), "theirs\n");

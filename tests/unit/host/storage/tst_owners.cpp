@@ -44,8 +44,8 @@ void TestOwners::init()
     m_rows.reset();
     m_database.emplace();
     QVERIFY(m_database->open(SqlDatabase::inMemory()));
-    QString reason;
-    QVERIFY2(Schema::upgrade(*m_database, &reason) == Schema::Outcome::Done, qPrintable(reason));
+    Clause reason;
+    QVERIFY2(Schema::upgrade(*m_database, &reason) == Schema::Outcome::Done, qPrintable(reason.plain()));
     m_rows.emplace(*m_database);
 }
 

@@ -34,7 +34,7 @@ private Q_SLOTS:
 private:
     void exec(const QString &statement) const;
     void makeFirstVersion() const;
-    bool upgrade(QString *error) const { return Schema::upgrade(*m_database, error) == Schema::Outcome::Done; }
+    bool upgrade(Clause *error) const { return Schema::upgrade(*m_database, error) == Schema::Outcome::Done; }
     QStringList tables() const;
     int number(const QString &pragma) const;
 
@@ -72,8 +72,8 @@ int TestSchema::number(const QString &pragma) const
 
 void TestSchema::anEmptyDatabaseGetsTheTables()
 {
-    QString error;
-    QVERIFY2(upgrade(&error), qPrintable(error));
+    Clause error;
+    QVERIFY2(upgrade(&error), qPrintable(error.plain()));
     QCOMPARE(number(u"user_version"_s), Schema::kVersion);
     const QStringList expected{u"addresses"_s, u"cookies"_s,        u"downloads"_s, u"evidence"_s,
                                u"files"_s,     u"headers"_s,        u"mirrors"_s,   u"options"_s,
@@ -83,8 +83,8 @@ void TestSchema::anEmptyDatabaseGetsTheTables()
 
 void TestSchema::theTablesAreKnownByTheirFingerprint()
 {
-    QString error;
-    QVERIFY2(upgrade(&error), qPrintable(error));
+    Clause error;
+    QVERIFY2(upgrade(&error), qPrintable(error.plain()));
     SqlError failure;
     const QList<SchemaCheck::Object> found = SchemaCheck::objectsOf(*m_database, &failure);
     QCOMPARE(Schema::kFingerprint, SchemaCheck::fingerprint(found));
@@ -95,10 +95,10 @@ void TestSchema::theTablesAreKnownByTheirFingerprint()
 
 void TestSchema::aSecondUpgradeChangesNothing()
 {
-    QString error;
-    QVERIFY2(upgrade(&error), qPrintable(error));
+    Clause error;
+    QVERIFY2(upgrade(&error), qPrintable(error.plain()));
     exec(u"INSERT INTO headers VALUES (1, 0, 'N', 'V')"_s);
-    QVERIFY2(upgrade(&error), qPrintable(error));
+    QVERIFY2(upgrade(&error), qPrintable(error.plain()));
     SqlStatement row = m_database->run(u"SELECT count(*) FROM headers"_s);
     QVERIFY(row.next());
     QCOMPARE(row.value(0).toInt(), 1);
@@ -118,8 +118,8 @@ void TestSchema::makeFirstVersion() const
 void TestSchema::aListOfTheFirstVersionKeepsItsRecords()
 {
     makeFirstVersion();
-    QString error;
-    QVERIFY2(upgrade(&error), qPrintable(error));
+    Clause error;
+    QVERIFY2(upgrade(&error), qPrintable(error.plain()));
     QCOMPARE(number(u"user_version"_s), Schema::kVersion);
     SqlStatement row =
         m_database->run(u"SELECT url, finished, file_identity, content_encoding, sort_index / id FROM downloads"_s);
@@ -156,8 +156,8 @@ void TestSchema::errorsInWholeSentencesGetTheirMark()
     makeFirstVersion();
     QVERIFY(m_database->run(u"UPDATE downloads SET error_category = ?, error_source = ?, error_description = ?"_s,
                             {category, source, description}));
-    QString error;
-    QVERIFY2(upgrade(&error), qPrintable(error));
+    Clause error;
+    QVERIFY2(upgrade(&error), qPrintable(error.plain()));
     SqlStatement row = m_database->run(u"SELECT error_source FROM downloads"_s);
     QVERIFY(row.next());
     QTEST(row.value(0).toText(), "marked");
@@ -193,8 +193,8 @@ void TestSchema::rowsGetTheKeysByWhichTheyAreSorted()
     exec(u"UPDATE downloads SET flags = %1"_s.arg(isFinished ? 2 : 0));
     if (!files.isEmpty())
         exec(u"INSERT INTO files VALUES "_s + files);
-    QString error;
-    QVERIFY2(upgrade(&error), qPrintable(error));
+    Clause error;
+    QVERIFY2(upgrade(&error), qPrintable(error.plain()));
     SqlStatement row = m_database->run(u"SELECT name_key, size_key FROM downloads"_s);
     QVERIFY(row.next());
     QCOMPARE(row.value(0).toText(), NaturalOrder::key(name));
@@ -203,26 +203,28 @@ void TestSchema::rowsGetTheKeysByWhichTheyAreSorted()
 
 void TestSchema::aLaterVersionIsRefused()
 {
-    QString error;
-    QVERIFY2(upgrade(&error), qPrintable(error));
+    Clause error;
+    QVERIFY2(upgrade(&error), qPrintable(error.plain()));
     exec(u"PRAGMA user_version = %1"_s.arg(Schema::kVersion + 1));
     QCOMPARE(Schema::upgrade(*m_database, &error), Schema::Outcome::OfLaterVersion);
-    QVERIFY2(error.contains(u"version %1"_s.arg(Schema::kVersion + 1)), qPrintable(error));
+    QCOMPARE(error,
+             Clause(Clause::Kind::OfLaterTables,
+                    {QString::number(Schema::kVersion + 1), QString::number(Schema::kVersion)}));
 }
 
 void TestSchema::anotherProgramsDatabaseIsRefused()
 {
     exec(u"CREATE TABLE songs (title TEXT)"_s);
-    QString error;
+    Clause error;
     QCOMPARE(Schema::upgrade(*m_database, &error), Schema::Outcome::OfAnotherProgram);
-    QVERIFY2(error.contains(u"another program"_s), qPrintable(error));
+    QCOMPARE(error, Clause(Clause::Kind::OfAnotherProgram));
     QCOMPARE(tables(), QStringList{u"songs"_s});
 }
 
 void TestSchema::aFailedMigrationLeavesNothingBehind()
 {
-    QString error;
-    QVERIFY2(upgrade(&error), qPrintable(error));
+    Clause error;
+    QVERIFY2(upgrade(&error), qPrintable(error.plain()));
     const QStringList all = tables();
     exec(u"PRAGMA foreign_keys = OFF"_s);
     for (const QString &table : all) {
@@ -231,7 +233,7 @@ void TestSchema::aFailedMigrationLeavesNothingBehind()
     }
     exec(u"PRAGMA user_version = 0"_s);
     QCOMPARE(Schema::upgrade(*m_database, &error), Schema::Outcome::Damaged);
-    QVERIFY2(error.contains(u"headers"_s), qPrintable(error));
+    QVERIFY2(error.values.contains(u"headers"_s), qPrintable(error.plain()));
     QCOMPARE(tables(), QStringList{u"headers"_s});
     QCOMPARE(number(u"user_version"_s), 0);
 }

@@ -71,21 +71,21 @@ void TestSchemaCheck::whatMayBeThereBesideOurs_data()
 void TestSchemaCheck::whatMayBeThereBesideOurs()
 {
     QFETCH(QStringList, statements);
-    QCOMPARE(SchemaCheck::flaws(madeBy(statements), ours()), QStringList());
+    QCOMPARE(SchemaCheck::flaws(madeBy(statements), ours()), QList<Clause>());
 }
 
 void TestSchemaCheck::whatIsWrongIsSaid_data()
 {
     QTest::addColumn<QStringList>("statements");
-    QTest::addColumn<QStringList>("flaws");
-    const auto row = [](const char *name, const QStringList &statements, const QString &flaw) {
-        QTest::newRow(name) << statements << QStringList{flaw};
+    QTest::addColumn<QList<Clause>>("flaws");
+    const auto row = [](const char *name, const QStringList &statements, const Clause &flaw) {
+        QTest::newRow(name) << statements << QList<Clause>{flaw};
     };
     const QStringList all{kTables, kIndex};
-    const QString otherTable = u"the table \"songs\" is not as this program makes it"_s;
-    row("no index", {kTables}, u"the index \"by_title\" is missing"_s);
+    const Clause otherTable{Clause::Kind::ObjectChanged, {u"table"_s, u"songs"_s}};
+    row("no index", {kTables}, {Clause::Kind::ObjectMissing, {u"index"_s, u"by_title"_s}});
     row("another index of the name", {kTables, u"CREATE INDEX by_title ON songs (id)"_s},
-        u"the index \"by_title\" is not as this program makes it"_s);
+        {Clause::Kind::ObjectChanged, {u"index"_s, u"by_title"_s}});
     row("a column of another kind", {u"CREATE TABLE songs (id INTEGER PRIMARY KEY, title BLOB NOT NULL)"_s, kIndex},
         otherTable);
     row("a column less", {u"CREATE TABLE songs (title TEXT NOT NULL)"_s, kIndex}, otherTable);
@@ -95,22 +95,22 @@ void TestSchemaCheck::whatIsWrongIsSaid_data()
     row("a column more that demands something",
         all + QStringList{u"ALTER TABLE songs ADD COLUMN year INTEGER CHECK (year > 0)"_s}, otherTable);
     row("an index that refuses rows", all + QStringList{u"CREATE UNIQUE INDEX mine ON songs (title)"_s},
-        u"the index \"mine\" on the table \"songs\" is none of this program's"_s);
+        {Clause::Kind::ObjectOfOthers, {u"index"_s, u"mine"_s, u"songs"_s}});
     row("a trigger that undoes changes",
         all + QStringList{u"CREATE TRIGGER mine AFTER INSERT ON songs BEGIN DELETE FROM songs; END"_s},
-        u"the trigger \"mine\" on the table \"songs\" is none of this program's"_s);
+        {Clause::Kind::ObjectOfOthers, {u"trigger"_s, u"mine"_s, u"songs"_s}});
     row("a trigger on it by another spelling",
         all + QStringList{u"CREATE TRIGGER mine AFTER INSERT ON SONGS BEGIN DELETE FROM songs; END"_s},
-        u"the trigger \"mine\" on the table \"SONGS\" is none of this program's"_s);
+        {Clause::Kind::ObjectOfOthers, {u"trigger"_s, u"mine"_s, u"SONGS"_s}});
     row("a view in the table's place", {u"CREATE VIEW songs AS SELECT 1 AS title"_s},
-        u"the table \"songs\" is missing"_s);
+        {Clause::Kind::ObjectMissing, {u"table"_s, u"songs"_s}});
 }
 
 void TestSchemaCheck::whatIsWrongIsSaid()
 {
     QFETCH(QStringList, statements);
-    QFETCH(QStringList, flaws);
-    QStringList found = SchemaCheck::flaws(madeBy(statements), ours());
+    QFETCH(QList<Clause>, flaws);
+    QList<Clause> found = SchemaCheck::flaws(madeBy(statements), ours());
     if (statements.size() == 1)
         found = found.first(1); // without the table there is no index either
     QCOMPARE(found, flaws);
@@ -119,9 +119,9 @@ void TestSchemaCheck::whatIsWrongIsSaid()
 void TestSchemaCheck::whatComesWithALaterVersionIsEarly()
 {
     const Objects first = madeBy({kTables});
-    QCOMPARE(SchemaCheck::early(first, first, ours()), QStringList());
-    QCOMPARE(SchemaCheck::early(ours(), first, ours()),
-             QStringList{u"the index \"by_title\" is there before its version"_s});
+    QCOMPARE(SchemaCheck::early(first, first, ours()), QList<Clause>());
+    const QList<Clause> byTitle{{Clause::Kind::ObjectTooEarly, {u"index"_s, u"by_title"_s}}};
+    QCOMPARE(SchemaCheck::early(ours(), first, ours()), byTitle);
 }
 
 void TestSchemaCheck::aFingerprintIsOfWhatThereIs()

@@ -56,7 +56,7 @@ void TestStores::theUsualPlaceIsAFile()
 {
     Failure failure;
     const std::unique_ptr<DownloadStore> store = Stores::open({}, &failure);
-    QVERIFY2(store, qPrintable(failure.detail));
+    QVERIFY2(store, qPrintable(failure.plain()));
     QVERIFY(isWorking(*store) && !store->warning());
     QCOMPARE(store->path(), m_dir->filePath(u".local/share/plait/downloads.sqlite"_s));
     QVERIFY(QFile::exists(store->path()));
@@ -67,12 +67,12 @@ void TestStores::whereNothingCanBeKeptItIsInMemory_data()
     QTest::addColumn<QByteArray>("home");
     QTest::addColumn<QByteArray>("dataHome");
     QTest::addColumn<QString>("reason");
-    QTest::newRow("no home folder") << QByteArray() << QByteArray() << u"there is no home folder"_s;
-    QTest::newRow("nonsense for a home folder") << QByteArray("here") << QByteArray() << u"there is no home folder"_s;
-    QTest::newRow("a home folder that is none") << QByteArray("/dev/null") << QByteArray() << u"cannot be written"_s;
-    QTest::newRow("one that nobody can write") << QByteArray("/proc/self") << QByteArray() << u"cannot be written"_s;
+    QTest::newRow("no home folder") << QByteArray() << QByteArray() << u"no-home-folder"_s;
+    QTest::newRow("nonsense for a home folder") << QByteArray("here") << QByteArray() << u"no-home-folder"_s;
+    QTest::newRow("a home folder that is none") << QByteArray("/dev/null") << QByteArray() << u"folder-not-writable("_s;
+    QTest::newRow("one that nobody can write") << QByteArray("/proc/self") << QByteArray() << u"folder-not-writable("_s;
     QTest::newRow("a folder for data that is none")
-        << QByteArray("/tmp") << QByteArray("/dev/null/data") << u"cannot be written"_s;
+        << QByteArray("/tmp") << QByteArray("/dev/null/data") << u"folder-not-writable("_s;
 }
 
 void TestStores::whereNothingCanBeKeptItIsInMemory()
@@ -87,10 +87,10 @@ void TestStores::whereNothingCanBeKeptItIsInMemory()
         qputenv("XDG_DATA_HOME", dataHome);
     Failure failure;
     const std::unique_ptr<DownloadStore> store = Stores::open({}, &failure);
-    QVERIFY2(store, qPrintable(failure.detail));
+    QVERIFY2(store, qPrintable(failure.plain()));
     QVERIFY(isWorking(*store) && store->path().isEmpty());
     QCOMPARE(store->warning().kind, Failure::Kind::ListInMemory);
-    QVERIFY2(store->warning().detail.contains(reason), qPrintable(store->warning().detail));
+    QVERIFY2(store->warning().plain().contains(reason), qPrintable(store->warning().plain()));
 }
 
 void TestStores::aListThatIsThereIsNotPassedOver()
@@ -99,7 +99,7 @@ void TestStores::aListThatIsThereIsNotPassedOver()
     QVERIFY(QDir().mkpath(folder + "/downloads.sqlite"_L1));
     Failure failure;
     QVERIFY(!Stores::open({}, &failure));
-    QVERIFY2(failure.detail.contains(u"a folder"_s), qPrintable(failure.detail));
+    QVERIFY2(failure.plain().contains(u"a-folder"_s), qPrintable(failure.plain()));
 }
 
 void TestStores::aNamedFileHasToBeUsable()

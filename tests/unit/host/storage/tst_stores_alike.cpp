@@ -139,7 +139,7 @@ bool TestStoresAlike::agreesOnAStep(const Both &both, QRandomGenerator &dice)
         [&](DownloadStore &store) { return qint64(store.remove(id)); },
     };
     return both.agree(steps[dice.bounded(int(std::size(steps)))])
-        && both.agree([](DownloadStore &store) { return store.lastFailure().detail.isEmpty(); });
+        && both.agree([](DownloadStore &store) { return store.lastFailure().plain().isEmpty(); });
 }
 
 bool TestStoresAlike::agreesOnOne(const Both &both, qint64 id)
@@ -187,7 +187,7 @@ void TestStoresAlike::whateverIsDoneTheyAgree()
     QRandomGenerator dice(seed);
     DownloadList kept;
     MemoryStore inMemory;
-    QVERIFY2(kept.open(m_dir.filePath(u"%1.sqlite"_s.arg(seed))), qPrintable(kept.lastFailure().detail));
+    QVERIFY2(kept.open(m_dir.filePath(u"%1.sqlite"_s.arg(seed))), qPrintable(kept.lastFailure().plain()));
     const Both both(kept, inMemory);
     for (int step = 0; step < kSteps; ++step) {
         QVERIFY2(agreesOnAStep(both, dice), qPrintable(u"step %1"_s.arg(step)));

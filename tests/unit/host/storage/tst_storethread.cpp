@@ -51,7 +51,7 @@ private:
     void save(const QString &title, QObject *context)
     {
         m_store->save(titled(m_id, title), {}, context,
-                      [this, title](const Failure &failure) { m_words.append(title + failure.detail); });
+                      [this, title](const Failure &failure) { m_words.append(title + failure.plain()); });
     }
 
     std::unique_ptr<QTemporaryDir> m_dir;
@@ -65,7 +65,7 @@ void TestStoreThread::init()
     m_dir = std::make_unique<QTemporaryDir>();
     m_store = std::make_unique<StoreThread>();
     m_words.clear();
-    QVERIFY2(m_store->open({path()}), qPrintable(m_store->lastFailure().detail));
+    QVERIFY2(m_store->open({path()}), qPrintable(m_store->lastFailure().plain()));
     Info record;
     m_id = m_store->insert(record);
     QVERIFY(m_id > 0);
@@ -126,14 +126,14 @@ void TestStoreThread::aFailedSaveSaysWhy()
     m_id = 77;
     save(u"nobody's: "_s, this);
     QTRY_COMPARE(m_words.size(), 1);
-    QVERIFY2(m_words.first().startsWith(u"nobody's: there is no such download"_s), qPrintable(m_words.first()));
+    QVERIFY2(m_words.first().startsWith(u"nobody's: not-of-this-process"_s), qPrintable(m_words.first()));
 }
 
 void TestStoreThread::aStoreThatCannotBeOpenedSaysWhy()
 {
     StoreThread store;
     QVERIFY(!store.open({m_dir->path()}));
-    QVERIFY2(store.lastFailure().detail.contains(u"a folder"_s), qPrintable(store.lastFailure().detail));
+    QVERIFY2(store.lastFailure().plain().contains(u"a-folder"_s), qPrintable(store.lastFailure().plain()));
     QCOMPARE(store.path(), m_dir->path());
     QVERIFY(!store.load(1));
 }
@@ -142,10 +142,10 @@ void TestStoreThread::whatIsNotOpenFails()
 {
     StoreThread store;
     QCOMPARE(store.claim(1), DownloadStore::Claim::Failed);
-    QVERIFY(store.lastFailure().detail.contains(u"not open"_s));
-    store.save(titled(1, {}), {}, this, [this](const Failure &failure) { m_words.append(failure.detail); });
+    QVERIFY(store.lastFailure().plain().contains(u"list-not-open"_s));
+    store.save(titled(1, {}), {}, this, [this](const Failure &failure) { m_words.append(failure.plain()); });
     QTRY_COMPARE(m_words.size(), 1);
-    QVERIFY(m_words.first().contains(u"not open"_s));
+    QVERIFY(m_words.first().contains(u"list-not-open"_s));
 }
 
 /// Else other machines would take what it works on.
