@@ -4,6 +4,7 @@
 #include <cli/address.h>
 #include <cli/aftercommands.h>
 #include <cli/checksumfile.h>
+#include <cli/clausewords.h>
 #include <cli/commandline.h>
 #include <cli/familywords.h>
 #include <cli/importedcommand.h>
@@ -272,9 +273,9 @@ private:
     {
         if (m_values.text("output"_L1) == "/dev/null"_L1)
             complain(u"-o \"/dev/null\" is no file. To keep nothing of what comes, write \"-o - > /dev/null\"."_s);
-        QString problem;
+        Clause problem;
         DownloadRequest request = ChosenOptions::request(m_values, m_currentFolder, &problem);
-        complain(problem.isEmpty() ? problem : u"-o "_s + problem);
+        complain(problem.isEmpty() ? QString() : u"-o "_s + ClauseWords::of(problem));
         return request;
     }
 

@@ -2,6 +2,7 @@
 #include <cli/commandline.h>
 
 #include <cli/address.h>
+#include <cli/clausewords.h>
 #include <cli/commandoptions.h>
 #include <cli/habits.h>
 #include <cli/nearest.h>
@@ -114,11 +115,12 @@ QString giveTyped(const QList<OptionParser::Typed> &options, OptionValues &value
     for (const OptionParser::Typed &option : options) {
         for (const QString &typed : option.texts) {
             QString problem;
+            Clause wrong;
             const auto text = meantBy(typed, *option.row, &problem);
             const QString name = u"--"_s + QLatin1StringView(option.row->name);
-            const auto value = text ? OptionValue::fromText(*option.row, *text, name, &problem) : std::nullopt;
+            const auto value = text ? OptionValue::fromText(*option.row, *text, name, &wrong) : std::nullopt;
             if (!value)
-                return problem;
+                return text ? ClauseWords::of(wrong) : problem;
             values.give(*option.row, {*value, kTyped});
         }
     }

@@ -2,6 +2,7 @@
 #include <cli/listedrequests.h>
 
 #include <cli/address.h>
+#include <cli/clausewords.h>
 #include <cli/familywords.h>
 #include <cli/pathexpansion.h>
 #include <cli/schemewords.h>
@@ -34,7 +35,7 @@ public:
     explicit Reader(const ListedRequests::Common &common)
         : m_common(common)
     {
-        QString problem; // told by whoever read the common ones
+        Clause problem; // told by whoever read the common ones
         m_plain = ChosenOptions::request(common.values, common.folder, &problem);
     }
 
@@ -83,8 +84,9 @@ private:
         OptionValues values = m_common.values;
         for (const AddressList::Option &option : entry.options)
             give(option, entry, values);
-        QString problem;
-        const DownloadRequest request = ChosenOptions::request(values, m_common.folder, &problem);
+        Clause wrong;
+        const DownloadRequest request = ChosenOptions::request(values, m_common.folder, &wrong);
+        QString problem = ClauseWords::of(wrong);
         if (request.isStreamed && !m_plain.isStreamed)
             problem = u"\"-\" is standard output, which is for all of them together. Give it as -o - then."_s;
         if (!problem.isEmpty())
@@ -125,7 +127,12 @@ private:
         const std::optional<QString> expanded = expandedFor(row, text, problem);
         if (!expanded)
             *problem = u"%1 \"%2\" "_s.arg(option.name, text) + *problem;
-        return expanded ? OptionValue::fromText(row, *expanded, option.name, problem) : std::nullopt;
+        if (!expanded)
+            return std::nullopt;
+        Clause wrong;
+        const auto value = OptionValue::fromText(row, *expanded, option.name, &wrong);
+        *problem = ClauseWords::of(wrong);
+        return value;
     }
 
     QString placeOf(int line) const { return m_common.fileName + u':' + QString::number(line); }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <cli/schemewords.h>
 
+#include <cli/clausewords.h>
 #include <cli/nearest.h>
 #include <host/options/optionvalue.h>
 #include <host/policy/redaction.h>
@@ -112,7 +113,7 @@ QString SchemeWords::ofUnserved(const QUrl &url)
 
 QString SchemeWords::problemOf(const QString &typed)
 {
-    const QString problem = OptionValue::urlProblem(typed);
+    const QString problem = ClauseWords::of(OptionValue::urlProblem(typed));
     if (problem.isEmpty())
         return {};
     const QString shown = quoted(Redaction::typed(typed));

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <cli/settingsfile.h>
 
+#include <cli/clausewords.h>
 #include <cli/commandoptions.h>
 #include <cli/pathexpansion.h>
 #include <host/options/optionvalue.h>
@@ -106,8 +107,11 @@ std::optional<QVariant> SettingsFile::valueOf(const Setting &setting, QString *p
     if (setting.row->isPath())
         text = PathExpansion::expanded(setting.text, QProcessEnvironment::systemEnvironment(), problem);
     std::optional<QVariant> value;
+    Clause wrong;
     if (text)
-        value = OptionValue::fromText(*setting.row, *text, name, problem);
+        value = OptionValue::fromText(*setting.row, *text, name, &wrong);
+    if (text)
+        *problem = ClauseWords::of(wrong);
     else
         *problem = u"%1 \"%2\" "_s.arg(name, setting.text) + *problem;
     if (!value)

@@ -8,10 +8,10 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-QString reasonOf(const AbstractError &error)
+Clause reasonOf(const AbstractError &error)
 {
-    return error.category == ErrorCategory::kHttp ? u"the server answers with HTTP status %1"_s.arg(error.code)
-                                                  : QString::fromStdString(error.description);
+    return error.category == ErrorCategory::kHttp ? Clause(Clause::Kind::AnsweredWith, {QString::number(error.code)})
+                                                  : Clause(QString::fromStdString(error.description));
 }
 
 }
@@ -57,9 +57,9 @@ void ChecksumSearch::look(const SmallFetch::Answer &answer)
 {
     const QList<ChecksumList::Entry> entries = ChecksumList::parse(answer.bytes);
     if (answer.isCut)
-        m_found.reason = u"it is too large to be a list of checksums"_s;
+        m_found.reason = Clause::Kind::TooLargeForChecksums;
     else if (ChecksumList::isPage(answer.bytes) || entries.isEmpty())
-        m_found.reason = u"it is no list of checksums"_s;
+        m_found.reason = Clause::Kind::NoListOfChecksums;
     else if (m_found.checksum = ChecksumList::find(entries, m_asked.names, m_asked.url.path()); !m_found.checksum)
-        m_found.reason = u"it has no checksum of \"%1\" that is the only one"_s.arg(m_asked.names.value(0));
+        m_found.reason = {Clause::Kind::NoChecksumOf, {m_asked.names.value(0)}};
 }

@@ -36,7 +36,7 @@ public:
     struct Found {
         std::optional<Checksum> checksum;
         QUrl list; ///< that has it, or the last one that was looked at
-        QString reason = QStringLiteral("it cannot be fetched"); ///< why there is none: a clause about the last one
+        Clause reason = Clause::Kind::NotFetched; ///< why there is none: about the last one
     };
 
     ChecksumSearch(const QSharedPointer<QNetworkAccessManager> &manager, const Asked &asked, QObject *parent = nullptr);

@@ -43,15 +43,14 @@ AbstractDownloadExistingFileReaction reactionOf(const OptionValues &values)
 }
 
 /// Why no file can be called so; empty = one can.
-QString problemOfName(const QString &path, const QString &name)
+Clause problemOfName(const QString &path, const QString &name)
 {
     const QFileInfo there(path);
     if (there.exists() && !there.isFile())
-        return u"\"%1\" is a device or a pipe, not a file. Give the name of a file, or have the shell lead standard "
-               u"output there."_s.arg(path);
+        return {Clause::Kind::NameOfDevice, {path}};
     return name.toUtf8().size() > kMostBytesOfName
-        ? u"\"%1\" is too long: a name has at most %2 bytes. Give a shorter one."_s.arg(name).arg(kMostBytesOfName)
-        : QString();
+        ? Clause(Clause::Kind::NameTooLong, {name, QString::number(kMostBytesOfName)})
+        : Clause();
 }
 
 /// Who says what is to become of a file in the way means the next one, too.
@@ -67,7 +66,7 @@ bool isStandardOutput(const QString &output)
     return output == "-"_L1 || output == "/dev/stdout"_L1 || output == "/dev/fd/1"_L1 || output == "/proc/self/fd/1"_L1;
 }
 
-void readOutput(const QString &output, DownloadRequest &request, QString *problem)
+void readOutput(const QString &output, DownloadRequest &request, Clause *problem)
 {
     request.isStreamed = isStandardOutput(output);
     if (request.isStreamed)
@@ -80,7 +79,7 @@ void readOutput(const QString &output, DownloadRequest &request, QString *proble
         return;
     }
     if (name.isEmpty()) {
-        *problem = u"\"%1\" names no file. Give a name; the folder can be given apart."_s.arg(output);
+        *problem = {Clause::Kind::NamesNoFile, {output}};
         return;
     }
     *problem = problemOfName(path, name);
@@ -113,7 +112,7 @@ NetworkPath pathOf(const OptionValues &values, const QString &folder)
 NetworkOptions networkOf(const OptionValues &values, const QString &folder)
 {
     NetworkOptions network;
-    QString problem;
+    Clause problem;
     const QString proxy = values.text("proxy"_L1);
     if (!proxy.isEmpty())
         network.proxy = ProxyChoice::checkedProxy(proxy, &problem);
@@ -134,7 +133,7 @@ QString ChosenOptions::absolute(const QString &path, const QString &folder)
     return path.isEmpty() ? QString() : QDir::cleanPath(QDir(folder).absoluteFilePath(path));
 }
 
-DownloadRequest ChosenOptions::request(const OptionValues &values, const QString &folder, QString *problem)
+DownloadRequest ChosenOptions::request(const OptionValues &values, const QString &folder, Clause *problem)
 {
     DownloadRequest request;
     request.folder = QDir::cleanPath(QDir(folder).absoluteFilePath(values.text("dir"_L1)));

@@ -15,7 +15,7 @@ namespace ChosenOptions
 
 /// All but the address. @param folder that relative paths are relative to; absolute
 /// @param problem a sentence where the name to save under is none; else as it was
-DownloadRequest request(const OptionValues &values, const QString &folder, QString *problem);
+DownloadRequest request(const OptionValues &values, const QString &folder, Clause *problem);
 /// For downloads of the list.
 OptionChanges changes(const OptionValues &values);
 /// For all downloads. @param folder as above

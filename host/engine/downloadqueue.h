@@ -172,7 +172,7 @@ private:
     bool isRunning(const QueuedDownload &active) const;
     void transition(qint64 id, DownloadState to);
     void forget(qint64 id);
-    static bool refuse(qint64 id, const QString &reason, Failure *failure);
+    static bool refuse(qint64 id, Clause::Kind reason, Failure *failure);
     void enqueue(qint64 id, Job job);
     void putAmongWaiting(qint64 id);
     void pauseWaiting(qint64 id);
@@ -241,9 +241,9 @@ private:
     void takeChecksum(QueuedDownload &active, const Checksum &checksum);
     void compareChecksum(QueuedDownload &active);
     void hash(QueuedDownload &active);
-    void onHashed(quint64 comparison, const QByteArray &digest, const QString &errorText);
-    void concludeHash(QueuedDownload &active, const QByteArray &digest, const QString &errorText);
-    std::optional<Checksum> expectedOf(const QueuedDownload &active, QString *errorText) const;
+    void onHashed(quint64 comparison, const QByteArray &digest, const Clause &why);
+    void concludeHash(QueuedDownload &active, const QByteArray &digest, const Clause &why);
+    std::optional<Checksum> expectedOf(const QueuedDownload &active, Clause *problem) const;
     static Failure mismatch(const QueuedDownload &active, const QByteArray &digest);
     Failure failureOf(const QueuedDownload &active) const;
     std::optional<Checksum> serversDigest(const QueuedDownload &active) const;

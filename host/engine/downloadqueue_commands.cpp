@@ -18,9 +18,9 @@ bool DownloadQueue::append(qint64 id, Job job, Failure *failure, qint64 placeKey
     const Outbox::Scope scope(m_outbox);
     const std::optional<DownloadState> known = state(id);
     if (m_life == Life::Closing)
-        return refuse(id, u"the queue is closed"_s, failure);
+        return refuse(id, Clause::Kind::QueueClosed, failure);
     if (known && *known != DownloadState::Paused)
-        return refuse(id, u"it waits or has begun already"_s, failure);
+        return refuse(id, Clause::Kind::WaitsOrHasBegun, failure);
     m_entries[id].placeKey = placeKey;
     enqueue(id, job);
     return true;
@@ -32,9 +32,9 @@ bool DownloadQueue::pause(qint64 id, Failure *failure)
     const Outbox::Scope scope(m_outbox);
     const Entry *const entry = entryOf(id);
     if (!entry || entry->state == DownloadState::Paused)
-        return refuse(id, u"it neither waits nor has begun"_s, failure);
+        return refuse(id, Clause::Kind::NeitherWaitsNorBegan, failure);
     if (entry->active && entry->active->afterwards != QueuedDownload::Afterwards::Nothing)
-        return refuse(id, u"it is being stopped already"_s, failure);
+        return refuse(id, Clause::Kind::BeingStopped, failure);
     if (entry->active) {
         stop(*entry->active, false);
     } else {
@@ -52,7 +52,7 @@ bool DownloadQueue::resume(qint64 id, Failure *failure)
     const Outbox::Scope scope(m_outbox);
     const Entry *const entry = entryOf(id);
     if (m_life == Life::Closing || !entry || entry->state != DownloadState::Paused)
-        return refuse(id, u"it is not paused"_s, failure);
+        return refuse(id, Clause::Kind::NotPaused, failure);
     enqueue(id, entry->job);
     return true;
 }
@@ -63,7 +63,7 @@ bool DownloadQueue::finishNow(qint64 id, Failure *failure)
     const Outbox::Scope scope(m_outbox);
     Entry *const entry = entryOf(id);
     if (!entry || entry->state == DownloadState::Paused)
-        return refuse(id, u"it neither waits nor has begun"_s, failure);
+        return refuse(id, Clause::Kind::NeitherWaitsNorBegan, failure);
     if (entry->state == DownloadState::Running)
         return m_session.finishNow(id, failure);
     const auto record = entry->active ? std::optional(entry->active->info) : m_session.record(id);
@@ -93,7 +93,7 @@ bool DownloadQueue::take(qint64 id, Failure *failure)
     const Outbox::Scope scope(m_outbox);
     Entry *const entry = entryOf(id);
     if (!entry)
-        return refuse(id, u"it is not in the queue"_s, failure);
+        return refuse(id, Clause::Kind::NotInQueue, failure);
     if (entry->active) {
         stop(*entry->active, true);
         return true;
@@ -191,7 +191,7 @@ void DownloadQueue::setMostAtOnce(int count)
     fillSoon();
 }
 
-bool DownloadQueue::refuse(qint64 id, const QString &reason, Failure *failure)
+bool DownloadQueue::refuse(qint64 id, Clause::Kind reason, Failure *failure)
 {
     if (failure)
         *failure = Failure::make(Failure::Kind::WrongState, Failure::Subject::of(id), reason);

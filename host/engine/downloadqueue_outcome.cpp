@@ -29,18 +29,17 @@ bool isStop(const AbstractError &error)
 }
 
 /// One clause, for a line about an attempt.
-QString clauseOf(const AbstractError &error)
+Clause clauseOf(const AbstractError &error)
 {
     if (error.category == ErrorCategory::kHttp)
-        return u"HTTP status %1"_s.arg(error.code);
+        return {Clause::Kind::HttpStatus, {QString::number(error.code)}};
     if (error.category == ErrorCategory::kDownload)
-        return DownloadErrorCode(error.code) == DownloadErrorCode::ResourceChanged
-            ? u"another file"_s
-            : u"does not send the rest of a file alone"_s;
+        return DownloadErrorCode(error.code) == DownloadErrorCode::ResourceChanged ? Clause::Kind::OtherFile
+                                                                                   : Clause::Kind::NotTheRestAlone;
     QString text = QString::fromStdString(error.description).simplified();
     if (text.endsWith(u'.'))
         text.chop(1);
-    return text.isEmpty() ? u"it failed without a reason"_s : text;
+    return text.isEmpty() ? Clause::Kind::NoReason : Clause(text);
 }
 
 DownloadState stateAfter(const Failure &failure)
@@ -242,9 +241,8 @@ Failure DownloadQueue::whyEndedByWatchdog(const QueuedDownload &active)
     auto subject = Failure::Subject::of(active.info);
     subject.url = failedUrl(active);
     return Failure::make(Failure::Kind::NothingCame, subject,
-                         active.run.finding == Watchdog::Finding::Silent
-                             ? u"nothing happened for too long"_s
-                             : u"the server ends each transfer after a few bytes"_s);
+                         active.run.finding == Watchdog::Finding::Silent ? Clause::Kind::SilentTooLong
+                                                                         : Clause::Kind::EndsAfterFewBytes);
 }
 
 void DownloadQueue::retry(QueuedDownload &active, const Warning &how, Job job)
@@ -257,9 +255,9 @@ void DownloadQueue::compareChecksum(QueuedDownload &active)
 {
     if (searchChecksum(active))
         return;
-    QString errorText;
-    active.expected = expectedOf(active, &errorText);
-    if (!active.expected && errorText.isEmpty()) {
+    Clause problem;
+    active.expected = expectedOf(active, &problem);
+    if (!active.expected && problem.isEmpty()) {
         end(active, {});
         return;
     }
@@ -268,18 +266,18 @@ void DownloadQueue::compareChecksum(QueuedDownload &active)
         return;
     }
     if (!active.expected) {
-        end(active, Failure::make(Failure::Kind::ChecksumUnusable, Failure::Subject::of(active.info), errorText));
+        end(active, Failure::make(Failure::Kind::ChecksumUnusable, Failure::Subject::of(active.info), problem));
         return;
     }
     hash(active);
 }
 
 /// Nothing, and a reason, where what was given makes no sense.
-std::optional<Checksum> DownloadQueue::expectedOf(const QueuedDownload &active, QString *errorText) const
+std::optional<Checksum> DownloadQueue::expectedOf(const QueuedDownload &active, Clause *problem) const
 {
     if (active.options.checksumAlgorithm.isEmpty())
         return serversDigest(active);
-    return Checksum::parse(active.options.checksumAlgorithm + u'=' + active.options.checksumHex, errorText);
+    return Checksum::parse(active.options.checksumAlgorithm + u'=' + active.options.checksumHex, problem);
 }
 
 void DownloadQueue::hash(QueuedDownload &active)
@@ -304,20 +302,20 @@ std::optional<Checksum> DownloadQueue::serversDigest(const QueuedDownload &activ
     return memory.evidence.doubt == Evidence::Doubt::FinishedEarly ? std::nullopt : memory.digest();
 }
 
-void DownloadQueue::onHashed(quint64 comparison, const QByteArray &digest, const QString &errorText)
+void DownloadQueue::onHashed(quint64 comparison, const QByteArray &digest, const Clause &why)
 {
     const Outbox::Scope scope(m_outbox);
     const auto isIt = [&](qint64 id) { return m_entries.at(id).active->comparison == comparison; };
     const auto found = std::find_if(m_order.cbegin(), m_order.cend(), isIt);
     QueuedDownload *const active = found == m_order.cend() ? nullptr : findIn(*found, DownloadState::Hashing);
     if (active)
-        concludeHash(*active, digest, errorText);
+        concludeHash(*active, digest, why);
 }
 
-void DownloadQueue::concludeHash(QueuedDownload &active, const QByteArray &digest, const QString &errorText)
+void DownloadQueue::concludeHash(QueuedDownload &active, const QByteArray &digest, const Clause &why)
 {
     if (digest.isEmpty()) {
-        end(active, Failure::make(Failure::Kind::CannotReadFile, Failure::Subject::of(active.info), errorText));
+        end(active, Failure::make(Failure::Kind::CannotReadFile, Failure::Subject::of(active.info), why));
         return;
     }
     const bool isEqual = digest == active.expected->expected;
@@ -332,12 +330,11 @@ void DownloadQueue::concludeHash(QueuedDownload &active, const QByteArray &diges
 Failure DownloadQueue::mismatch(const QueuedDownload &active, const QByteArray &digest)
 {
     const bool isGiven = !active.options.checksumAlgorithm.isEmpty();
-    const QString detail = isGiven ? u"its %1 checksum is %2, and %3 was asked for"_s
-                                   : u"its %1 checksum is %2, and the server's own digest says %3"_s;
+    const QStringList values{active.expected->algorithmName(), QString::fromLatin1(digest.toHex()),
+                             QString::fromLatin1(active.expected->expected.toHex())};
     return Failure::make(isGiven ? Failure::Kind::ChecksumDiffers : Failure::Kind::DigestDiffers,
                          Failure::Subject::of(active.info),
-                         detail.arg(active.expected->algorithmName(), QString::fromLatin1(digest.toHex()),
-                                    QString::fromLatin1(active.expected->expected.toHex())));
+                         {isGiven ? Clause::Kind::ChecksumIs : Clause::Kind::DigestIs, values});
 }
 
 FileAssurance DownloadQueue::assuranceOf(const QueuedDownload &active) const

@@ -37,12 +37,11 @@ void DownloadQueue::follow(QueuedDownload &active)
     if (!stream)
         return;
     stream->disconnect(this);
-    connect(stream, &DownloadStream::hashed, this,
-            [this, id = active.id](const QByteArray &digest, const QString &why) {
-                const Outbox::Scope scope(m_outbox);
-                if (QueuedDownload *const hashed = findIn(id, DownloadState::Hashing))
-                    concludeHash(*hashed, digest, why);
-            });
+    connect(stream, &DownloadStream::hashed, this, [this, id = active.id](const QByteArray &digest, const Clause &why) {
+        const Outbox::Scope scope(m_outbox);
+        if (QueuedDownload *const hashed = findIn(id, DownloadState::Hashing))
+            concludeHash(*hashed, digest, why);
+    });
     if (!m_streamTick.isActive())
         m_streamTick.start();
 }

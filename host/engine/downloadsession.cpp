@@ -17,7 +17,7 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-Failure cannotChange(qint64 id, const QString &reason)
+Failure cannotChange(qint64 id, Clause::Kind reason)
 {
     return Failure::make(Failure::Kind::CannotChange, Failure::Subject::of(id), reason);
 }
@@ -82,7 +82,7 @@ bool DownloadSession::setUrl(qint64 id, const DownloadRequest &asked, Failure *f
     const DownloadRequest request = withoutSecrets(asked);
     const auto merge = [this, &request, id](AbstractDownloadPersistentInfo &record) {
         if (record.isFinished())
-            return cannotChange(id, u"it is finished already"_s);
+            return cannotChange(id, Clause::Kind::Finished);
         // The module knows which of a record's fields belong to the address.
         const std::unique_ptr<AbstractDownload> download(
             m_modules->moduleFor(request.url)->createDownload(id, nullptr));
@@ -92,7 +92,7 @@ bool DownloadSession::setUrl(qint64 id, const DownloadRequest &asked, Failure *f
         fresh.effectiveUrl.clear();
         fresh.finalUrl.clear();
         if (!download->mergeIntoThisDownload(fresh, {{u"Update URL"_s}}))
-            return cannotChange(id, u"its module does not take another address"_s);
+            return cannotChange(id, Clause::Kind::NoOtherAddress);
         DownloadOptions options = m_list.options(id);
         forgetSecretsOf(record.url, request.url, options);
         request.changes.applyTo(options);
@@ -159,7 +159,8 @@ DownloadOptions DownloadSession::options(qint64 id)
 
 bool DownloadSession::setOptions(qint64 id, const DownloadOptions &options, Failure *failure)
 {
-    return changeOptions(id, [&options](DownloadOptions &kept) { kept = options; }, failure);
+    return changeOptions(
+        id, [&options](DownloadOptions &kept) { kept = options; }, failure);
 }
 
 bool DownloadSession::changeOptions(qint64 id, const std::function<void(DownloadOptions &)> &how, Failure *failure)

@@ -274,7 +274,7 @@ bool DownloadSession::change(qint64 id, const std::function<Failure(AbstractDown
 {
     *failure = {};
     if (m_running.contains(id)) {
-        *failure = Failure::make(Failure::Kind::CannotChange, Failure::Subject::of(id), u"it runs"_s);
+        *failure = Failure::make(Failure::Kind::CannotChange, Failure::Subject::of(id), Clause::Kind::Running);
         failure->remedies = {Failure::Remedy::StopFirst};
         return false;
     }
@@ -310,16 +310,16 @@ Failure DownloadSession::leaveDisk(const AbstractDownloadPersistentInfo &record,
 /// What stands in the place of a file is left alone. @param known of its first one
 Failure DownloadSession::deleteFiles(const AbstractDownloadPersistentInfo &record, const FileIdentity &known)
 {
-    const auto notDeleted = [&record](const QString &path, const QString &why) {
+    const auto notDeleted = [&record](const QString &path, const Clause &why) {
         return Failure::make(Failure::Kind::CannotChange, Failure::Subject::of(record),
-                             u"\"%1\" cannot be deleted: %2"_s.arg(QDir::toNativeSeparators(path), why));
+                             {Clause::Kind::NotDeleted, {path}, why});
     };
     for (int i = 0; i < record.files.size(); ++i) {
         if (!record.files.at(i).isOnDisk())
             continue;
         QFile file(record.filePath(i));
         if (i == 0 && known.isOther(FileIdentity::of(file.fileName())))
-            return notDeleted(file.fileName(), u"it is another file than the one that was downloaded"_s);
+            return notDeleted(file.fileName(), Clause::Kind::AnotherFile);
         if (!file.remove() && file.exists())
             return notDeleted(file.fileName(), file.errorString());
     }

@@ -36,8 +36,7 @@ bool DownloadSession::mayBegin(qint64 id, Failure *failure) const
     Q_ASSERT(QThread::currentThread() == thread());
     if (!m_closing && !m_running.contains(id))
         return true;
-    *failure = Failure::make(Failure::Kind::CannotBegin, Failure::Subject::of(id),
-                             u"it runs already, or the program is about to end"_s);
+    *failure = Failure::make(Failure::Kind::CannotBegin, Failure::Subject::of(id), Clause::Kind::RunningOrEnding);
     return false;
 }
 

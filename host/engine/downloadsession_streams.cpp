@@ -28,8 +28,8 @@ QString nameFor(const QUrl &url)
 /// Null and a failure where there is no place for it. Else the request is for that place.
 std::shared_ptr<DownloadStream> DownloadSession::makeStream(DownloadRequest &request, Failure *failure)
 {
-    QString errorText;
-    std::shared_ptr<DownloadStream> stream = DownloadStream::make(&errorText);
+    Clause why;
+    std::shared_ptr<DownloadStream> stream = DownloadStream::make(&why);
     if (stream) {
         request.folder = stream->folder();
         request.outputName = nameFor(request.url);
@@ -37,7 +37,7 @@ std::shared_ptr<DownloadStream> DownloadSession::makeStream(DownloadRequest &req
     }
     Failure::Subject subject;
     subject.url = request.url;
-    *failure = Failure::make(Failure::Kind::CannotCreateFile, subject, errorText);
+    *failure = Failure::make(Failure::Kind::CannotCreateFile, subject, why);
     return nullptr;
 }
 
@@ -57,7 +57,7 @@ bool DownloadSession::prepareStream(Lease &lease, Failure *failure) const
     const StreamWindow::Ranges there = record.files.isEmpty() ? StreamWindow::Ranges() : record.files.first().sections;
     if (StreamWindow::ready(there) < m_streams.value(record.id)->ready()) {
         *failure = Failure::make(Failure::Kind::CannotBegin, Failure::Subject::of(record),
-                                 u"its file is gone from \"%1\""_s.arg(record.folder));
+                                 {Clause::Kind::FileGone, {record.folder}});
         return false;
     }
     if (record.files.isEmpty())

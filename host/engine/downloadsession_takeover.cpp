@@ -122,7 +122,7 @@ bool DownloadSession::makeIncomplete(const TakenFile &file, Failure *failure)
         return true;
     Failure::Subject subject;
     subject.path = file.path;
-    *failure = Failure::make(Failure::Kind::CannotTakeOver, subject, u"it cannot be renamed"_s);
+    *failure = Failure::make(Failure::Kind::CannotTakeOver, subject, Clause::Kind::NotRenamed);
     return false;
 }
 

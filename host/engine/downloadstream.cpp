@@ -6,9 +6,9 @@
 #include <algorithm>
 #include <utility>
 
-std::shared_ptr<DownloadStream> DownloadStream::make(QString *errorText)
+std::shared_ptr<DownloadStream> DownloadStream::make(Clause *why)
 {
-    std::unique_ptr<Spool> spool = Spool::make(errorText);
+    std::unique_ptr<Spool> spool = Spool::make(why);
     return spool ? std::shared_ptr<DownloadStream>(new DownloadStream(std::move(spool))) : nullptr;
 }
 

@@ -26,7 +26,7 @@ class DownloadStream : public QObject
 
 public:
     /// Null and a reason where there is no place for it.
-    static std::shared_ptr<DownloadStream> make(QString *errorText);
+    static std::shared_ptr<DownloadStream> make(Clause *why);
     ~DownloadStream() override;
 
     /// Where the download is to put its file; absolute.
@@ -51,8 +51,8 @@ public:
     void finishHash();
 
 Q_SIGNALS:
-    /// @param digest empty = the file could not be read, see @p errorText
-    void hashed(const QByteArray &digest, const QString &errorText);
+    /// @param digest empty = the file could not be read, see @p why
+    void hashed(const QByteArray &digest, const Clause &why);
 
 private:
     explicit DownloadStream(std::unique_ptr<Spool> spool);

@@ -12,11 +12,11 @@ constexpr qint64 kChunk = qint64(1024) * 1024;
 
 /// Empty, without an error, when nobody wants it any more.
 QByteArray digestOf(const QString &path, QCryptographicHash::Algorithm algorithm, const std::atomic<bool> &isWanted,
-                    QString *errorText)
+                    Clause *why)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
-        *errorText = file.errorString();
+        *why = file.errorString();
         return {};
     }
     QCryptographicHash hash(algorithm);
@@ -25,7 +25,7 @@ QByteArray digestOf(const QString &path, QCryptographicHash::Algorithm algorithm
             return {};
         const QByteArray chunk = file.read(kChunk);
         if (chunk.isEmpty()) {
-            *errorText = file.errorString();
+            *why = file.errorString();
             return {};
         }
         hash.addData(chunk);
@@ -59,9 +59,9 @@ quint64 FileHasher::hash(const QString &path, QCryptographicHash::Algorithm algo
     const auto isWanted = std::make_shared<std::atomic<bool>>(true);
     m_wanted.insert(number, isWanted);
     const auto work = [this, number, path, algorithm, isWanted] {
-        QString errorText;
-        const QByteArray digest = *isWanted ? digestOf(path, algorithm, *isWanted, &errorText) : QByteArray();
-        const auto tell = [this, number, digest, errorText] { answer(number, digest, errorText); };
+        Clause why;
+        const QByteArray digest = *isWanted ? digestOf(path, algorithm, *isWanted, &why) : QByteArray();
+        const auto tell = [this, number, digest, why] { answer(number, digest, why); };
         QMetaObject::invokeMethod(this, tell, Qt::QueuedConnection);
     };
     QMetaObject::invokeMethod(m_worker, work, Qt::QueuedConnection);
@@ -74,8 +74,8 @@ void FileHasher::giveUp(quint64 number)
         *wanted = false;
 }
 
-void FileHasher::answer(quint64 number, const QByteArray &digest, const QString &errorText)
+void FileHasher::answer(quint64 number, const QByteArray &digest, const Clause &why)
 {
     if (m_wanted.remove(number))
-        Q_EMIT hashed(number, digest, errorText);
+        Q_EMIT hashed(number, digest, why);
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <host/parsing/checksum.h>
+#include <host/parsing/clause.h>
 
 #include <QHash>
 #include <QObject>
@@ -28,13 +29,13 @@ public:
     void giveUp(quint64 number);
 
 Q_SIGNALS:
-    /// @param digest empty = the file could not be read, see @p errorText
-    void hashed(quint64 number, const QByteArray &digest, const QString &errorText);
+    /// @param digest empty = the file could not be read, see @p why
+    void hashed(quint64 number, const QByteArray &digest, const Clause &why);
 
 private:
     using Wanted = std::shared_ptr<std::atomic<bool>>;
 
-    void answer(quint64 number, const QByteArray &digest, const QString &errorText);
+    void answer(quint64 number, const QByteArray &digest, const Clause &why);
 
     QThread m_thread;
     QObject *const m_worker; ///< lives in the thread

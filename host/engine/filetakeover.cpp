@@ -71,7 +71,7 @@ FileTakeOver::~FileTakeOver() = default;
 
 void FileTakeOver::begin()
 {
-    if (const QString reason = obstacle(); !reason.isEmpty()) {
+    if (const Clause reason = obstacle(); !reason.isEmpty()) {
         QMetaObject::invokeMethod(
             this, [this, reason] { refuse(reason); }, Qt::QueuedConnection);
         return;
@@ -83,21 +83,20 @@ void FileTakeOver::begin()
     askNext();
 }
 
-/// What can be seen without the server: a clause; empty = nothing is in the way.
-QString FileTakeOver::obstacle()
+/// What can be seen without the server; empty = nothing is in the way.
+Clause FileTakeOver::obstacle()
 {
     if (!m_file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
         return m_file.errorString();
     if (m_file.size() == 0)
-        return u"it is empty"_s;
+        return Clause::Kind::FileEmpty;
     for (const QLatin1StringView ending : kNotesOfOthers) {
         if (QFileInfo::exists(m_asked.path + ending))
-            return u"\"%1\" beside it says that another program has not finished it"_s.arg(
-                QFileInfo(m_asked.path).fileName() + ending);
+            return {Clause::Kind::NoteOfOthers, {QFileInfo(m_asked.path).fileName() + ending}};
     }
     if (QFileInfo::exists(m_asked.path + u".part"_s))
-        return u"\"%1.part\" stands beside it"_s.arg(QFileInfo(m_asked.path).fileName());
-    return hasHoles(m_file) ? u"it has holes, where nothing was written yet"_s : QString();
+        return {Clause::Kind::BegunBeside, {QFileInfo(m_asked.path).fileName() + u".part"_s}};
+    return hasHoles(m_file) ? Clause::Kind::FileHasHoles : Clause();
 }
 
 void FileTakeOver::askNext()
@@ -121,7 +120,7 @@ void FileTakeOver::onAnswer(const SmallFetch::Answer &answer)
         m_taken.target = answer.redirects > 0 ? answer.url : QUrl();
         m_taken.redirects = answer.redirects;
     }
-    if (const QString reason = TakeOver::refusal(m_local, *m_first, found); !reason.isEmpty()) {
+    if (const Clause reason = TakeOver::refusal(m_local, *m_first, found); !reason.isEmpty()) {
         refuse(reason);
         return;
     }
@@ -145,7 +144,7 @@ QByteArray FileTakeOver::ours(const TakeOver::Piece &piece)
     return m_file.seek(piece.offset) ? m_file.read(piece.size) : QByteArray();
 }
 
-void FileTakeOver::refuse(const QString &reason)
+void FileTakeOver::refuse(const Clause &reason)
 {
     end(Failure::make(Failure::Kind::CannotTakeOver, subject(), reason));
 }

@@ -61,12 +61,12 @@ Q_SIGNALS:
     void done(const Failure &failure, const TakenFile &file);
 
 private:
-    QString obstacle();
+    Clause obstacle();
     void askNext();
     void onAnswer(const SmallFetch::Answer &answer);
     TakeOver::Answer judged(const SmallFetch::Answer &answer);
     QByteArray ours(const TakeOver::Piece &piece);
-    void refuse(const QString &reason);
+    void refuse(const Clause &reason);
     void end(const Failure &failure);
     Failure::Subject subject() const;
 

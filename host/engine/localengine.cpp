@@ -20,9 +20,9 @@ bool isOfTheListAlone(Kind kind)
     return kind == Kind::Snapshot || kind == Kind::Snapshots || kind == Kind::Questions;
 }
 
-Failure wrongState(const QString &detail)
+Failure wrongState(Clause::Kind how)
 {
-    return Failure::make(Failure::Kind::WrongState, {}, detail);
+    return Failure::make(Failure::Kind::WrongState, {}, how);
 }
 
 }
@@ -175,7 +175,7 @@ void LocalEngine::run(const EngineCommand &command)
     case Kind::Close:
         return close(command);
     }
-    refuse(command, wrongState(u"this engine does not know the command"_s));
+    refuse(command, wrongState(Clause::Kind::UnknownCommand));
 }
 
 /// What cannot be done as the engine is now; the rest finds what it needs.
@@ -185,9 +185,9 @@ bool LocalEngine::isRefused(const EngineCommand &command)
         return false;
     Failure failure;
     if (!m_options || (!m_list && !m_session))
-        refuse(command, wrongState(u"the engine is not open"_s));
+        refuse(command, wrongState(Clause::Kind::EngineNotOpen));
     else if (m_isClosing)
-        refuse(command, wrongState(u"the engine is about to end"_s));
+        refuse(command, wrongState(Clause::Kind::EngineEnding));
     else if (!isOfTheListAlone(command.kind) && !bringUp(&failure))
         refuse(command, failure);
     else
@@ -198,7 +198,7 @@ bool LocalEngine::isRefused(const EngineCommand &command)
 void LocalEngine::open(const EngineCommand &command)
 {
     if (m_options) {
-        refuse(command, wrongState(u"the engine is open already"_s));
+        refuse(command, wrongState(Clause::Kind::EngineOpen));
         return;
     }
     m_options = command.options.value_or(EngineOptions());

@@ -37,7 +37,7 @@ bool standsBefore(const ListEntry &one, const ListEntry &other)
     return std::pair(one.placeKey, one.id) < std::pair(other.placeKey, other.id);
 }
 
-Failure wrongState(qint64 id, const QString &how)
+Failure wrongState(qint64 id, Clause::Kind how)
 {
     return Failure::make(Failure::Kind::WrongState, Failure::Subject::of(id), how);
 }
@@ -112,9 +112,9 @@ void LocalEngine::begin(const EngineCommand &command, DownloadQueue::Job job)
     if (!known) {
         refuse(command, noSuch(command.id));
     } else if (isQueued(command.id)) {
-        refuse(command, wrongState(command.id, u"it waits or runs already"_s));
+        refuse(command, wrongState(command.id, Clause::Kind::WaitsOrRunsAlready));
     } else if (job != DownloadQueue::Job::Download && m_session->stream(command.id)) {
-        refuse(command, wrongState(command.id, u"it is streamed, and somebody may have read of it"_s));
+        refuse(command, wrongState(command.id, Clause::Kind::Streamed));
     } else if (known->ownerPid != 0) {
         refuse(command,
                Failure::make(Failure::Kind::OwnedByOther, Failure::Subject::of(command.id), {}, int(known->ownerPid)));
@@ -209,7 +209,7 @@ void LocalEngine::resumeThese(const EngineCommand &command, const QList<ListEntr
 void LocalEngine::remove(const EngineCommand &command)
 {
     if (m_removals.contains(command.id)) {
-        refuse(command, wrongState(command.id, u"it is being removed already"_s));
+        refuse(command, wrongState(command.id, Clause::Kind::BeingRemoved));
         return;
     }
     if (!m_queue->state(command.id)) {
@@ -321,9 +321,9 @@ void LocalEngine::takeStream(const EngineCommand &command)
 {
     const std::shared_ptr<DownloadStream> stream = m_session->stream(command.id);
     if (!stream) {
-        refuse(command, wrongState(command.id, u"it is not streamed"_s));
+        refuse(command, wrongState(command.id, Clause::Kind::NotStreamed));
     } else if (!stream->take(command.value)) {
-        refuse(command, wrongState(command.id, u"not so much of it is there"_s));
+        refuse(command, wrongState(command.id, Clause::Kind::NotSoMuchThere));
     } else {
         answer(command, {.ids = {command.id}});
         // Of what is active, the next news tell it.
@@ -345,7 +345,7 @@ void LocalEngine::answerQuestion(const EngineCommand &command)
     const bool isChoice =
         found != m_questions.cend() && (choice == Question::Choice::No || found->choices.contains(choice));
     if (!isChoice) {
-        refuse(command, Failure::make(Failure::Kind::WrongState, {}, u"the question is no longer open"_s));
+        refuse(command, Failure::make(Failure::Kind::WrongState, {}, Clause::Kind::QuestionClosed));
         return;
     }
     const Question question = *found;

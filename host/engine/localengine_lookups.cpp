@@ -19,7 +19,7 @@ Failure stopped()
 /// Of a download that would have to be at rest.
 Failure inTheWay(qint64 id)
 {
-    Failure failure = Failure::make(Failure::Kind::WrongState, Failure::Subject::of(id), u"it waits or runs"_s);
+    Failure failure = Failure::make(Failure::Kind::WrongState, Failure::Subject::of(id), Clause::Kind::WaitsOrRuns);
     failure.remedies = {Failure::Remedy::StopFirst};
     return failure;
 }
@@ -68,7 +68,7 @@ void LocalEngine::giveUpCheckOf(qint64 id)
     m_check->stop();
     m_checking = 0;
     refuse(m_checks.dequeue(),
-           Failure::make(Failure::Kind::WrongState, Failure::Subject::of(id), u"something else was begun with it"_s));
+           Failure::make(Failure::Kind::WrongState, Failure::Subject::of(id), Clause::Kind::OtherBegun));
     tellRow(id);
     QMetaObject::invokeMethod(this, &LocalEngine::checkNext, Qt::QueuedConnection);
 }
@@ -88,8 +88,7 @@ void LocalEngine::onChecked(const ResourceCheck::Result &result)
     else if (result.finding == ResourceCheck::Finding::Unknown)
         given.failure = result.failure;
     else if (!result.isProven)
-        given.warnings = {
-            Failure::make(Failure::Kind::NothingToCompare, subject, u"the server says no more of it than its size"_s)};
+        given.warnings = {Failure::make(Failure::Kind::NothingToCompare, subject, Clause::Kind::OnlySizeSaid)};
     answer(command, given);
     tellRow(command.id);
     QMetaObject::invokeMethod(this, &LocalEngine::checkNext, Qt::QueuedConnection);
@@ -163,8 +162,7 @@ void LocalEngine::setUrlIfItFits(const EngineCommand &command, const QueryResult
     }
     refuse(command,
            Failure::make(Failure::Kind::ResourceChanged, Failure::Subject::of(command.id),
-                         u"the file there has %1 bytes, and the download is of one with %2"_s.arg(
-                             QString::number(found.size), QString::number(size))));
+                         {Clause::Kind::OtherSize, {QString::number(found.size), QString::number(size)}}));
 }
 
 void LocalEngine::onQueried(qint64 id, const QueryResult &result)

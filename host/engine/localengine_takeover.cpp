@@ -19,8 +19,9 @@ Failure noteOf(const TakenFile &file, qint64 id)
     subject.title = file.path.section(u'/', -1);
     if (file.isWhole())
         return Failure::make(Failure::Kind::FoundWhole, subject);
-    return Failure::make(Failure::Kind::TakenOver, subject,
-                         u"%1 of %2 bytes"_s.arg(QString::number(file.size), QString::number(file.identity.total)));
+    return Failure::make(
+        Failure::Kind::TakenOver, subject,
+        {Clause::Kind::BytesThere, {QString::number(file.size), QString::number(file.identity.total)}});
 }
 
 }

@@ -17,7 +17,7 @@ using Entry = AbstractDownloadModuleEntry;
 
 using Remedy = Failure::Remedy;
 
-Failure unusable(const QLibrary &library, const QString &reason, Remedy remedy = Remedy::Reinstall)
+Failure unusable(const QLibrary &library, const Clause &reason, Remedy remedy = Remedy::Reinstall)
 {
     Failure::Subject subject;
     subject.path = library.fileName();
@@ -36,13 +36,12 @@ const Entry *entryOf(QLibrary &library, Failure *failure)
     }
     const auto function = reinterpret_cast<Entry::Function>(library.resolve(Entry::kEntrySymbol));
     if (!function) {
-        *failure = unusable(library, u"it has no \"%1\" and is no module"_s.arg(QLatin1String(Entry::kEntrySymbol)),
-                            Remedy::MoveAway);
+        *failure = unusable(library, {Clause::Kind::NoEntryIn, {QLatin1String(Entry::kEntrySymbol)}}, Remedy::MoveAway);
         return nullptr;
     }
     const Entry *const entry = function(Entry::kInterfaceVersion);
     if (!entry)
-        *failure = unusable(library, u"it does not speak interface version %1"_s.arg(Entry::kInterfaceVersion));
+        *failure = unusable(library, {Clause::Kind::OtherInterface, {QString::number(Entry::kInterfaceVersion)}});
     return entry;
 }
 
@@ -72,6 +71,6 @@ QList<AbstractDownloadModule *> ModuleLoader::load(const QString &path, QObject 
             modules.append(module);
     }
     if (entry && modules.isEmpty())
-        *failure = unusable(library, u"it holds no module"_s);
+        *failure = unusable(library, Clause::Kind::NoModuleIn);
     return modules;
 }

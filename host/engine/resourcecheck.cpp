@@ -112,7 +112,7 @@ ResourceCheck::Result ResourceCheck::result() const
     if (result.error || details.checkStatus < 0) {
         result.failure = result.error ? Failure::of(result.error, info)
                                       : Failure::make(Failure::Kind::NothingToCompare, Failure::Subject::of(info),
-                                                      u"nothing of it was downloaded that could be compared"_s);
+                                                      Clause::Kind::NothingComparable);
         return result;
     }
     result.finding = Finding::Same;

@@ -26,14 +26,14 @@ public:
     void readUpTo(const QString &path, qint64 end);
     bool hasRead(qint64 bytes) const { return m_position >= bytes; }
     QByteArray digest() const { return m_hash.result(); }
-    QString errorText() const { return m_errorText.isEmpty() ? m_file.errorString() : m_errorText; }
+    Clause why() const { return m_why.isEmpty() ? Clause(m_file.errorString()) : m_why; }
     qint64 position() const { return m_position; }
 
 private:
     QCryptographicHash m_hash;
     QFile m_file;
     qint64 m_position = 0;
-    QString m_errorText;
+    Clause m_why;
 };
 
 void StreamHasher::Worker::readUpTo(const QString &path, qint64 end)
@@ -46,12 +46,13 @@ void StreamHasher::Worker::readUpTo(const QString &path, qint64 end)
         if (!m_file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
             return;
     }
-    while (m_position < end && m_errorText.isEmpty() && !QThread::currentThread()->isInterruptionRequested()) {
+    while (m_position < end && m_why.isEmpty() && !QThread::currentThread()->isInterruptionRequested()) {
         const QByteArray chunk = m_file.read(std::min(kChunk, end - m_position));
         // An end that comes too early is no error to the system.
         if (chunk.isEmpty())
-            m_errorText = m_file.error() == QFileDevice::NoError ? u"it ends after %1 bytes"_s.arg(m_position)
-                                                                 : m_file.errorString();
+            m_why = m_file.error() == QFileDevice::NoError
+                ? Clause(Clause::Kind::FileEndsEarly, {QString::number(m_position)})
+                : Clause(m_file.errorString());
         m_hash.addData(chunk);
         m_position += chunk.size();
     }
@@ -85,11 +86,11 @@ void StreamHasher::follow(const QString &path, qint64 bytes)
 
 void StreamHasher::finish(const QString &path, qint64 bytes)
 {
-    const auto tell = [this](const QByteArray &digest, const QString &errorText) { Q_EMIT hashed(digest, errorText); };
+    const auto tell = [this](const QByteArray &digest, const Clause &why) { Q_EMIT hashed(digest, why); };
     post([this, tell, path, bytes](Worker &worker) {
         worker.readUpTo(path, bytes);
         const QByteArray digest = worker.hasRead(bytes) ? worker.digest() : QByteArray();
-        const auto answer = [tell, digest, text = worker.errorText()] { tell(digest, text); };
+        const auto answer = [tell, digest, why = worker.why()] { tell(digest, why); };
         QMetaObject::invokeMethod(this, answer, Qt::QueuedConnection);
     });
 }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/parsing/clause.h>
+
 #include <QByteArray>
 #include <QCryptographicHash>
 #include <QObject>
@@ -34,8 +36,8 @@ public:
 
 Q_SIGNALS:
     void advanced();
-    /// @param digest empty = the file could not be read, see @p errorText
-    void hashed(const QByteArray &digest, const QString &errorText);
+    /// @param digest empty = the file could not be read, see @p why
+    void hashed(const QByteArray &digest, const Clause &why);
 
 private:
     class Worker;

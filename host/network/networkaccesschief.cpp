@@ -26,7 +26,7 @@ namespace
 /// Larger files are none that people write, nor browsers.
 constexpr qint64 kMaximumFileSize = 64 * 1024 * 1024;
 
-Failure unusable(Failure::Kind kind, const QString &fileName, const QString &reason = {})
+Failure unusable(Failure::Kind kind, const QString &fileName, const Clause &reason = {})
 {
     Failure::Subject subject;
     subject.path = fileName;
@@ -34,7 +34,7 @@ Failure unusable(Failure::Kind kind, const QString &fileName, const QString &rea
 }
 
 /// Nothing, with a reason, when it cannot be read.
-std::optional<QByteArray> contentOf(const QString &fileName, QString *reason)
+std::optional<QByteArray> contentOf(const QString &fileName, Clause *reason)
 {
     QFile file(fileName);
     if (!file.open(QIODevice::ReadOnly)) {
@@ -42,7 +42,7 @@ std::optional<QByteArray> contentOf(const QString &fileName, QString *reason)
         return std::nullopt;
     }
     if (file.size() > kMaximumFileSize) {
-        *reason = u"it is far too large to be such a file"_s;
+        *reason = Clause::Kind::FarTooLarge;
         return std::nullopt;
     }
     return file.readAll();
@@ -118,7 +118,7 @@ bool NetworkAccessChief::addCaCertificates(const QString &path, Failure *failure
     }
     const QList<QSslCertificate> certificates = QSslCertificate::fromDevice(&file, QSsl::Pem);
     if (certificates.isEmpty()) {
-        *failure = unusable(Failure::Kind::CertificatesUnusable, path, u"there are none in PEM form in it"_s);
+        *failure = unusable(Failure::Kind::CertificatesUnusable, path, Clause::Kind::NoCertificates);
         return false;
     }
     for (const QSslCertificate &certificate : certificates)
@@ -180,7 +180,7 @@ bool NetworkAccessChief::applyProxies(const NetworkOptions &options, Failure *fa
         settings = environment;
     }
     if (isGiven) {
-        QString reason;
+        Clause reason;
         const QString text = options.proxy.toString(QUrl::FullyEncoded);
         settings.everywhere = ProxyChoice::checkedProxy(text, &reason);
         if (settings.everywhere.isEmpty()) {
@@ -196,7 +196,7 @@ bool NetworkAccessChief::loadNetrc(const QString &fileName, bool mustExist, Fail
 {
     if (!mustExist && !QFileInfo::exists(fileName))
         return true;
-    QString reason;
+    Clause reason;
     const std::optional<QByteArray> text = contentOf(fileName, &reason);
     const std::optional<QList<Netrc::Entry>> entries = text ? Netrc::parse(*text, &reason) : std::nullopt;
     if (!entries) {
@@ -211,7 +211,7 @@ bool NetworkAccessChief::loadNetrc(const QString &fileName, bool mustExist, Fail
 
 bool NetworkAccessChief::loadCookies(const QString &fileName, Failure *failure)
 {
-    QString reason;
+    Clause reason;
     const std::optional<QByteArray> text = contentOf(fileName, &reason);
     const std::optional<QList<QNetworkCookie>> cookies =
         text ? NetscapeCookies::parse(*text, QDateTime::currentDateTimeUtc(), &reason) : std::nullopt;

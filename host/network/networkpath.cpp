@@ -44,10 +44,10 @@ Failure interfaceProblem(const QString &interface)
         return {};
     Failure::Subject subject;
     subject.title = interface;
-    return Failure::make(Failure::Kind::InterfaceUnusable, subject, u"this machine has %1"_s.arg(names.join(", "_L1)));
+    return Failure::make(Failure::Kind::InterfaceUnusable, subject, {Clause::Kind::MachineHas, {names.join(", "_L1)}});
 }
 
-Failure unusable(const QString &path, const QString &reason)
+Failure unusable(const QString &path, const Clause &reason)
 {
     Failure::Subject subject;
     subject.path = path;
@@ -73,9 +73,7 @@ Failure keyProblem(const QString &path)
 {
     const int reason = ERR_GET_REASON(ERR_peek_last_error());
     const bool isOfAnother = reason == X509_R_KEY_VALUES_MISMATCH || reason == X509_R_KEY_TYPE_MISMATCH;
-    return unusable(path,
-                    isOfAnother ? u"the key is of another certificate"_s
-                                : u"there is no key in PEM form in it, or it has another password"_s);
+    return unusable(path, isOfAnother ? Clause::Kind::KeyOfAnother : Clause::Kind::NoKey);
 }
 
 Failure certificateProblem(const NetworkPath &path)
@@ -92,7 +90,7 @@ Failure certificateProblem(const NetworkPath &path)
     // What was noted before, by whomever, is no news of these files.
     ERR_clear_error();
     if (SSL_CTX_use_certificate_chain_file(context.get(), QFile::encodeName(path.certificateFile).constData()) != 1)
-        return unusable(path.certificateFile, u"there is no certificate in PEM form in it"_s);
+        return unusable(path.certificateFile, Clause::Kind::NoCertificate);
     const bool fits =
         SSL_CTX_use_PrivateKey_file(context.get(), QFile::encodeName(keyFile).constData(), SSL_FILETYPE_PEM) == 1;
     return fits ? Failure() : keyProblem(keyFile);

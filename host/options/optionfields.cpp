@@ -45,7 +45,7 @@ void putChecksum(const QVariant &value, DownloadOptions &options)
         options.checksumSource = value.toString();
         return;
     }
-    QString errorText;
+    Clause errorText;
     const std::optional<Checksum> checksum = Checksum::parse(value.toString(), &errorText);
     if (!checksum || checksum->toText() == shownChecksum(options).toString())
         return;

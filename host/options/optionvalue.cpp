@@ -98,37 +98,30 @@ Read valueOf(const Row &row, const QString &text)
     }
 }
 
-QString boundsOf(const Row &row)
-{
-    return row.most == std::numeric_limits<int>::max()
-        ? u"is no number from %1 on."_s.arg(row.least)
-        : u"is no number from %1 to %2."_s.arg(QString::number(row.least), QString::number(row.most));
-}
-
-/// What a text that is no value should be, as the end of a sentence.
-QString expectation(const Row &row)
+/// What a text that is no value should be.
+Clause expectation(const Row &row, QStringList values)
 {
     switch (row.type) {
     case Type::Flag:
-        return u"is neither true nor false."_s;
+        return {Clause::Kind::NoTruth, values};
     case Type::Number:
-        return boundsOf(row);
+        if (row.most == std::numeric_limits<int>::max())
+            return {Clause::Kind::NoNumberFrom, values << QString::number(row.least)};
+        return {Clause::Kind::NoNumberBetween, values << QString::number(row.least) << QString::number(row.most)};
     case Type::Rate:
-        return u"is no rate. Write bytes a second, as in 500K or 2.5M; 0 is no limit. For some hours of the day: "
-               "2M,500K@08:00-18:00."_s;
+        return {Clause::Kind::NoRate, values};
     case Type::Times:
-        return u"tells no hours of the day. Write them as in 01:00-07:00, 22:00-06:00 or sat-sun@00:00-24:00; several "
-               "with commas between them."_s;
+        return {Clause::Kind::NoHours, values};
     case Type::Seconds:
-        return u"is no number of seconds from 0 to %1."_s.arg(row.most);
+        return {Clause::Kind::NoSeconds, values << QString::number(row.most)};
     default:
-        return u"is none of %1."_s.arg(choicesOf(row).join(", "_L1));
+        return {Clause::Kind::NoChoice, values << choicesOf(row).join(", "_L1)};
     }
 }
 
-QString told(const QString &subject, const QString &text, const QString &what)
+Clause told(const QString &subject, const QString &text, Clause::Kind what, const Clause &of = {})
 {
-    return u"%1 \"%2\" %3"_s.arg(subject, Redaction::typed(text).simplified(), what);
+    return {what, {subject, Redaction::typed(text).simplified()}, of};
 }
 
 /// Whether the colons are all those of hours, as in "500K@25:00-26:00", and there is no login in it.
@@ -139,46 +132,42 @@ bool hasHoursAlone(QString text)
 }
 
 /// What people see of a value that is none: a login may stand anywhere, but hours are none.
-QString toldOf(const Row &row, const QString &text, const QString &subject)
+Clause toldOf(const Row &row, const QString &text, const QString &subject)
 {
     const bool isOfHours = (row.type == Type::Rate || row.type == Type::Times) && hasHoursAlone(text);
-    return isOfHours ? u"%1 \"%2\" %3"_s.arg(subject, text.simplified(), expectation(row))
-                     : told(subject, text, expectation(row));
+    const QString shown = isOfHours ? text : Redaction::typed(text);
+    return expectation(row, {subject, shown.simplified()});
 }
 
 /// It would begin a header that nobody sees on the command line.
-QString lineBreakProblem(const QString &text, const QString &subject, const QString &shown)
+Clause lineBreakProblem(const QString &text, const QString &subject, const QString &shown)
 {
-    return text.contains(u'\n') || text.contains(u'\r')
-        ? u"%1 \"%2\" holds a line break. Give one line."_s.arg(subject, shown.simplified())
-        : QString();
+    return text.contains(u'\n') || text.contains(u'\r') ? Clause(Clause::Kind::LineBreak, {subject, shown.simplified()})
+                                                        : Clause();
 }
 
-QString headerProblem(const Row &row, const QString &text, const QString &subject)
+Clause headerProblem(const Row &row, const QString &text, const QString &subject)
 {
     const QString name = text.left(text.indexOf(u':'));
     const bool isName = name.size() < text.size() && !name.isEmpty() && name.trimmed() == name && !name.contains(u' ');
     if (!isName)
-        return u"%1 \"…\" is no header. Write it as \"Name: value\"."_s.arg(subject);
-    const QString refusal = HarmlessHeaders::refusal(name, row.type == Type::HeaderForAll);
-    return refusal.isEmpty() ? lineBreakProblem(text, subject, u"…"_s)
-                             : u"%1 \"%2: …\" %3"_s.arg(subject, name, refusal);
+        return {Clause::Kind::NoHeader, {subject}};
+    const auto refusal = HarmlessHeaders::refusal(name, row.type == Type::HeaderForAll);
+    return refusal ? Clause(*refusal, {subject, name}) : lineBreakProblem(text, subject, u"…"_s);
 }
 
-QString checksumProblem(const QString &text, const QString &subject)
+Clause checksumProblem(const QString &text, const QString &subject)
 {
-    QString problem;
-    return text == "auto"_L1 || Checksum::parse(text, &problem) ? QString() : subject + u' ' + problem;
+    Clause problem;
+    return text == "auto"_L1 || Checksum::parse(text, &problem) ? Clause()
+                                                                : Clause(Clause::Kind::ValueOf, {subject}, problem);
 }
 
-QString proxyProblem(const QString &text, const QString &subject)
+Clause proxyProblem(const QString &text, const QString &subject)
 {
-    QString problem;
+    Clause problem;
     ProxyChoice::checkedProxy(text, &problem);
-    return problem.isEmpty() ? problem
-                             : told(subject, text,
-                                    u"is no proxy: %1. Give it as http://HOST:PORT, https://HOST:PORT or "
-                                    u"socks5://HOST:PORT."_s.arg(problem));
+    return problem.isEmpty() ? problem : told(subject, text, Clause::Kind::NoProxy, problem);
 }
 
 bool isIpAddress(const QString &text)
@@ -190,25 +179,21 @@ bool isIpAddress(const QString &text)
 }
 
 /// An IPv6 address has colons, too, with brackets or without.
-QString hostAddressProblem(const QString &text, const QString &subject)
+Clause hostAddressProblem(const QString &text, const QString &subject)
 {
     const QStringList addresses = text.section(u':', 2).remove(u'[').remove(u']').split(u',');
     const bool areAddresses = std::all_of(addresses.cbegin(), addresses.cend(), isIpAddress);
     const bool isWhole = areAddresses && !text.section(u':', 0, 0).isEmpty() && text.section(u':', 1, 1).toUShort() > 0;
-    return isWhole ? QString()
-                   : told(subject, text,
-                          u"tells no address of a host. Write HOST:PORT:ADDRESS, as in "
-                          "\"example.com:443:192.0.2.1\"."_s);
+    return isWhole ? Clause() : told(subject, text, Clause::Kind::NoHostAddress);
 }
 
-QString fileProblem(const QString &text, const QString &subject)
+Clause fileProblem(const QString &text, const QString &subject)
 {
-    return QFileInfo::exists(text) ? QString()
-                                   : told(subject, text, u"is not there. Give the path of a file that is."_s);
+    return QFileInfo::exists(text) ? Clause() : told(subject, text, Clause::Kind::NoFileThere);
 }
 
 /// Why a text that may be a value is none; empty = it is one.
-QString problemOf(const Row &row, const QString &text, const QString &subject)
+Clause problemOf(const Row &row, const QString &text, const QString &subject)
 {
     switch (row.type) {
     case Type::Line:
@@ -219,9 +204,9 @@ QString problemOf(const Row &row, const QString &text, const QString &subject)
     case Type::Url:
         return OptionValue::urlProblem(text);
     case Type::Proxy:
-        return text.isEmpty() ? QString() : proxyProblem(text, subject);
+        return text.isEmpty() ? Clause() : proxyProblem(text, subject);
     case Type::Checksum:
-        return text.isEmpty() ? QString() : checksumProblem(text, subject);
+        return text.isEmpty() ? Clause() : checksumProblem(text, subject);
     case Type::HostAddress:
         return hostAddressProblem(text, subject);
     case Type::ExistingFile:
@@ -241,7 +226,7 @@ QString textOf(const QJsonValue &json)
 }
 
 std::optional<QVariant> OptionValue::fromText(const OptionRow &row, const QString &text, const QString &subject,
-                                              QString *problem)
+                                              Clause *problem)
 {
     const Read value = valueOf(row, text);
     *problem = value ? problemOf(row, text, subject) : toldOf(row, text, subject);
@@ -262,10 +247,10 @@ QString OptionValue::toText(const OptionRow &row, const QVariant &value)
     }
 }
 
-std::optional<QVariant> OptionValue::fromJson(const OptionRow &row, const QJsonValue &json, QString *problem)
+std::optional<QVariant> OptionValue::fromJson(const OptionRow &row, const QJsonValue &json, Clause *problem)
 {
     const QString subject = u"\"%1\""_s.arg(QLatin1String(row.name));
-    *problem = u"%1 is neither a text nor a number nor a truth."_s.arg(subject);
+    *problem = {Clause::Kind::NoJsonValue, {QLatin1String(row.name)}};
     if (json.isBool() || json.isDouble() || json.isString())
         return fromText(row, textOf(json), subject, problem);
     return std::nullopt;
@@ -284,12 +269,10 @@ QVariant OptionValue::fallback(const OptionRow &row)
         .value_or(row.type == Type::Flag ? QVariant(false) : QVariant());
 }
 
-QString OptionValue::urlProblem(const QString &text)
+Clause OptionValue::urlProblem(const QString &text)
 {
     const QUrl url(text, QUrl::TolerantMode);
     const bool isWhole =
         url.isValid() && !url.scheme().isEmpty() && (!url.host().isEmpty() || url.scheme() == "file"_L1);
-    return isWhole
-        ? QString()
-        : u"\"%1\" is no URL. Write a whole one, as in \"https://example.com/file.zip\"."_s.arg(Redaction::typed(text));
+    return isWhole ? Clause() : Clause(Clause::Kind::NoUrl, {Redaction::typed(text)});
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <host/options/optionrow.h>
+#include <host/parsing/clause.h>
 
 #include <QJsonValue>
 #include <QString>
@@ -15,20 +16,20 @@
 namespace OptionValue
 {
 
-/// Nothing, with a sentence, where the text is no value of that option. Secrets are not in the sentence.
+/// Nothing, with a problem, where the text is no value of that option. Secrets are not in the problem.
 /// @param subject how the option is called there: "--tries"
-std::optional<QVariant> fromText(const OptionRow &row, const QString &text, const QString &subject, QString *problem);
+std::optional<QVariant> fromText(const OptionRow &row, const QString &text, const QString &subject, Clause *problem);
 /// As fromText() takes it.
 QString toText(const OptionRow &row, const QVariant &value);
 
 /// A bool, a number (of bytes a second; of seconds), or text; what fromText() takes is taken as well.
-std::optional<QVariant> fromJson(const OptionRow &row, const QJsonValue &json, QString *problem);
+std::optional<QVariant> fromJson(const OptionRow &row, const QJsonValue &json, Clause *problem);
 QJsonValue toJson(const OptionRow &row, const QVariant &value);
 
 /// What holds where nothing is said: false, 0 or empty where the row has no default.
 QVariant fallback(const OptionRow &row);
 
 /// Why the text is no address that can be asked; empty = it is one.
-QString urlProblem(const QString &text);
+Clause urlProblem(const QString &text);
 
 }

@@ -70,7 +70,7 @@ QJsonObject OptionValues::toJson() const
 OptionValues OptionValues::fromJson(const QJsonObject &object)
 {
     OptionValues values;
-    QString problem;
+    Clause problem;
     for (auto it = object.constBegin(); it != object.constEnd(); ++it) {
         if (const OptionRow *const row = values.table().find(it.key()))
             values.giveJson(*row, it.value(), &problem);
@@ -78,13 +78,13 @@ OptionValues OptionValues::fromJson(const QJsonObject &object)
     return values;
 }
 
-std::optional<OptionValues> OptionValues::checked(const QJsonObject &object, OptionRow::Place place, QString *problem)
+std::optional<OptionValues> OptionValues::checked(const QJsonObject &object, OptionRow::Place place, Clause *problem)
 {
     OptionValues values;
     for (auto it = object.constBegin(); it != object.constEnd(); ++it) {
         const OptionRow *const row = values.table().find(it.key());
         if (!row || !row->places.testFlag(place)) {
-            *problem = u"\"%1\" is no option here."_s.arg(it.key());
+            *problem = {Clause::Kind::NoOption, {it.key()}};
             return std::nullopt;
         }
         if (!values.giveJson(*row, it.value(), problem))
@@ -93,7 +93,7 @@ std::optional<OptionValues> OptionValues::checked(const QJsonObject &object, Opt
     return values;
 }
 
-bool OptionValues::giveJson(const OptionRow &row, const QJsonValue &json, QString *problem)
+bool OptionValues::giveJson(const OptionRow &row, const QJsonValue &json, Clause *problem)
 {
     const QJsonArray all = row.repeats && json.isArray() ? json.toArray() : QJsonArray{json};
     return std::all_of(all.begin(), all.end(), [&](const QJsonValue &one) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <host/options/optiontable.h>
+#include <host/parsing/clause.h>
 
 #include <QJsonObject>
 #include <QLatin1StringView>
@@ -53,14 +54,14 @@ public:
     /// What toJson() made. What is no option here, or none of its values, is left out.
     static OptionValues fromJson(const QJsonObject &object);
     /// Nothing, with a sentence, where a name is none of an option that may stand there, or a value none of its values.
-    static std::optional<OptionValues> checked(const QJsonObject &object, OptionRow::Place place, QString *problem);
+    static std::optional<OptionValues> checked(const QJsonObject &object, OptionRow::Place place, Clause *problem);
 
     /// Where it was said does not count.
     friend bool operator==(const OptionValues &a, const OptionValues &b) { return a.toJson() == b.toJson(); }
 
 private:
     QVariant value(QLatin1StringView name) const;
-    bool giveJson(const OptionRow &row, const QJsonValue &json, QString *problem);
+    bool giveJson(const OptionRow &row, const QJsonValue &json, Clause *problem);
 
     const OptionTable *m_table;
     QMap<QString, QList<Given>> m_given;

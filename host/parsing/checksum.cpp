@@ -74,20 +74,19 @@ QString withName(const QString &text)
 
 }
 
-std::optional<Checksum> Checksum::parse(const QString &typed, QString *errorText)
+std::optional<Checksum> Checksum::parse(const QString &typed, Clause *problem)
 {
     const QString text = withName(typed.trimmed());
     const qsizetype equals = text.indexOf(u'=');
     const Name *const name = equals > 0 ? find(text.left(equals)) : nullptr;
     if (!name) {
-        *errorText = u"\"%1\" is no checksum. Write ALGORITHM=HEX, with one of: %2."_s.arg(typed, allNames());
+        *problem = {Clause::Kind::NoChecksum, {typed, allNames()}};
         return std::nullopt;
     }
     const QString hex = text.sliced(equals + 1).trimmed();
     const int digits = QCryptographicHash::hashLength(name->algorithm) * 2;
     if (hex.size() != digits || !isHex(hex)) {
-        *errorText = u"\"%1\" is no %2 checksum: that has %3 hexadecimal digits."_s.arg(typed, name->text.toString())
-                         .arg(digits);
+        *problem = {Clause::Kind::ChecksumOfOtherLength, {typed, name->text.toString(), QString::number(digits)}};
         return std::nullopt;
     }
     return Checksum{name->algorithm, QByteArray::fromHex(hex.toLatin1())};

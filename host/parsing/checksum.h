@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/parsing/clause.h>
+
 #include <QByteArray>
 #include <QCryptographicHash>
 #include <QString>
@@ -12,8 +14,8 @@ struct Checksum {
     QCryptographicHash::Algorithm algorithm = QCryptographicHash::Sha256;
     QByteArray expected; ///< raw bytes; never empty
 
-    /// Nothing, with a sentence, when the text is none.
-    static std::optional<Checksum> parse(const QString &text, QString *errorText);
+    /// Nothing, with a problem, when the text is none.
+    static std::optional<Checksum> parse(const QString &text, Clause *problem);
     /// "sha-256=0123…", as parse() takes it.
     QString toText() const;
     QString algorithmName() const;

@@ -41,7 +41,7 @@ QString unescaped(QString name)
 
 std::optional<Entry> entryOf(const QString &algorithm, const QString &hex, const QString &name)
 {
-    QString ignored;
+    Clause ignored;
     const auto checksum = Checksum::parse(algorithm + u'=' + hex, &ignored);
     return checksum ? std::optional<Entry>({name, *checksum}) : std::nullopt;
 }

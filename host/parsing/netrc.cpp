@@ -109,9 +109,9 @@ private:
     int m_line = 1;
 };
 
-QString complaint(int line, const QString &what)
+Clause complaint(int line, const Clause &what)
 {
-    return u"line %1: %2"_s.arg(QString::number(line), what);
+    return {Clause::Kind::InLine, {QString::number(line)}, what};
 }
 
 /// Takes the word behind a keyword into the entries. False = there is none such keyword here.
@@ -146,7 +146,7 @@ bool isFor(const Netrc::Entry &entry, const QString &user)
 
 }
 
-std::optional<QList<Netrc::Entry>> Netrc::parse(const QByteArray &text, QString *reason)
+std::optional<QList<Netrc::Entry>> Netrc::parse(const QByteArray &text, Clause *reason)
 {
     QList<Entry> entries;
     Words words(text);
@@ -158,19 +158,18 @@ std::optional<QList<Netrc::Entry>> Netrc::parse(const QByteArray &text, QString 
         }
         // What stands there is not repeated: it may well be a password.
         if (!isKnown(*keyword)) {
-            *reason =
-                complaint(line, u"a word stands where machine, default, login, password, account or macdef should"_s);
+            *reason = complaint(line, Clause::Kind::StrayWord);
             return std::nullopt;
         }
         const std::optional<QString> value = words.value();
         if (!value) {
-            *reason = complaint(line, u"there is no word behind \"%1\""_s.arg(*keyword));
+            *reason = complaint(line, {Clause::Kind::NoWordBehind, {*keyword}});
             return std::nullopt;
         }
         if (*keyword == "macdef"_L1) {
             words.skipMacro();
         } else if (!take(*keyword, *value, entries)) {
-            *reason = complaint(line, u"\"%1\" stands before the first machine"_s.arg(*keyword));
+            *reason = complaint(line, {Clause::Kind::BeforeFirstMachine, {*keyword}});
             return std::nullopt;
         }
     }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/parsing/clause.h>
 #include <host/parsing/urlcredentials.h>
 
 #include <QByteArray>
@@ -25,8 +26,8 @@ struct Entry {
 /// All entries in their order. Macros ("macdef") are skipped; a "#" begins a comment where a keyword would stand, but
 /// not in a password; a word in double quotes may hold blanks, and quotes and backslashes behind a backslash. Nothing,
 /// with a reason that names the line, when the text is no netrc file.
-/// @param reason gets a clause; nothing of what the file says is in it
-std::optional<QList<Entry>> parse(const QByteArray &text, QString *reason);
+/// @param reason gets why; nothing of what the file says is in it
+std::optional<QList<Entry>> parse(const QByteArray &text, Clause *reason);
 
 /// The first entry for the host, else, where that may serve, the default. @param user of whom the password is wanted;
 /// empty = of anybody

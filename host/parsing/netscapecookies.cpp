@@ -41,18 +41,18 @@ bool isComment(const QByteArray &line)
 }
 
 /// What is wrong with the fields; empty = nothing. Their content is not repeated: values are secret.
-QString problem(const QList<QByteArray> &fields)
+Clause problem(const QList<QByteArray> &fields)
 {
     if (fields.size() != kFields)
-        return u"it has %1 fields with tabs between them, not 7"_s.arg(fields.size());
+        return {Clause::Kind::NumberOfFields, {QString::number(fields.size())}};
     if (fields.at(Domain).trimmed().isEmpty() || fields.at(Domain).trimmed() == ".")
-        return u"it names no domain"_s;
+        return Clause::Kind::NoDomain;
     if (!flag(fields.at(Subdomains)))
-        return u"the second field is neither TRUE nor FALSE"_s;
+        return Clause::Kind::SecondFieldNoTruth;
     if (!flag(fields.at(Secure)))
-        return u"the fourth field is neither TRUE nor FALSE"_s;
+        return Clause::Kind::FourthFieldNoTruth;
     if (!seconds(fields.at(Expiry)))
-        return u"the fifth field is no number of seconds"_s;
+        return Clause::Kind::FifthFieldNoSeconds;
     return {};
 }
 
@@ -91,7 +91,7 @@ QList<QByteArray> fieldsOf(QByteArray line)
 }
 
 std::optional<QList<QNetworkCookie>> NetscapeCookies::parse(const QByteArray &text, const QDateTime &now,
-                                                            QString *reason)
+                                                            Clause *reason)
 {
     QList<QNetworkCookie> cookies;
     int number = 0;
@@ -103,8 +103,8 @@ std::optional<QList<QNetworkCookie>> NetscapeCookies::parse(const QByteArray &te
         if (isComment(line))
             continue;
         const QList<QByteArray> fields = fieldsOf(line);
-        if (const QString what = problem(fields); !what.isEmpty()) {
-            *reason = u"line %1 is no cookie: %2"_s.arg(QString::number(number), what);
+        if (const Clause what = problem(fields); !what.isEmpty()) {
+            *reason = {Clause::Kind::NoCookieInLine, {QString::number(number)}, what};
             return std::nullopt;
         }
         const QNetworkCookie cookie = cookieOf(fields, line.startsWith(kHttpOnly));

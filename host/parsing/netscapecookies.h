@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/parsing/clause.h>
+
 #include <QByteArray>
 #include <QDateTime>
 #include <QList>
@@ -18,7 +20,7 @@ namespace NetscapeCookies
 /// All cookies that have not expired; expiry 0 lasts as long as the session. Whether hosts below the domain get one is
 /// for the second field to say; a dot before the domain says nothing. "#HttpOnly_" before a domain marks the cookie so;
 /// other lines that begin with "#" and empty ones are comments.
-/// Nothing, with a reason that names the line, when the text is no such file. @param reason gets a clause
-std::optional<QList<QNetworkCookie>> parse(const QByteArray &text, const QDateTime &now, QString *reason);
+/// Nothing, with a reason that names the line, when the text is no such file. @param reason gets why
+std::optional<QList<QNetworkCookie>> parse(const QByteArray &text, const QDateTime &now, Clause *reason);
 
 }

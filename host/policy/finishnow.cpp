@@ -20,7 +20,7 @@ qint64 contiguousBytes(const AbstractDownloadFileInfo &file)
     return bytes;
 }
 
-Failure refused(const AbstractDownloadPersistentInfo &info, const QString &reason,
+Failure refused(const AbstractDownloadPersistentInfo &info, Clause::Kind reason,
                 const QList<Failure::Remedy> &remedies = {})
 {
     Failure failure = Failure::make(Failure::Kind::CannotFinish, Failure::Subject::of(info), reason);
@@ -33,15 +33,14 @@ Failure refused(const AbstractDownloadPersistentInfo &info, const QString &reaso
 Failure FinishNow::refusal(const AbstractDownloadPersistentInfo &info, bool isRunning)
 {
     if (info.isFinished())
-        return refused(info, u"it is finished already"_s);
+        return refused(info, Clause::Kind::Finished);
     if (info.files.isEmpty() || info.files.first().bytesDownloaded() <= 0)
-        return refused(info, u"nothing of it has been downloaded yet"_s, {Failure::Remedy::Remove});
+        return refused(info, Clause::Kind::NothingThere, {Failure::Remedy::Remove});
     const AbstractDownloadFileInfo &file = info.files.first();
     if (isRunning && file.sections.size() > 1)
-        return refused(info, u"it runs over several connections"_s, {Failure::Remedy::StopFirst});
+        return refused(info, Clause::Kind::SeveralConnections, {Failure::Remedy::StopFirst});
     if (contiguousBytes(file) != file.bytesDownloaded())
-        return refused(info, u"its bytes are not one piece from the start: the file would have holes"_s,
-                       {Failure::Remedy::OneConnection});
+        return refused(info, Clause::Kind::HasGaps, {Failure::Remedy::OneConnection});
     return {};
 }
 

@@ -21,18 +21,14 @@ constexpr QLatin1StringView kHarmless[] = {
 
 struct Refusal {
     QLatin1StringView name;
-    const char16_t *reason;
+    Clause::Kind reason;
 };
 
-constexpr char16_t kRangesAreOurs[] =
-    u"is not to be set: which bytes are asked for follows from what is there. Resume the download instead.";
-constexpr char16_t kLengthIsOurs[] = u"is not to be set: it follows from what is sent. Leave it out.";
-
 constexpr Refusal kRefusals[] = {
-    {"range"_L1, kRangesAreOurs},
-    {"if-range"_L1, kRangesAreOurs},
-    {"content-length"_L1, kLengthIsOurs},
-    {"transfer-encoding"_L1, kLengthIsOurs},
+    {"range"_L1, Clause::Kind::RangeIsOurs},
+    {"if-range"_L1, Clause::Kind::RangeIsOurs},
+    {"content-length"_L1, Clause::Kind::LengthIsOurs},
+    {"transfer-encoding"_L1, Clause::Kind::LengthIsOurs},
 };
 
 bool isSame(const QString &name, QLatin1StringView lowerCase)
@@ -68,13 +64,13 @@ QVariantMap HarmlessHeaders::takeOthersFrom(QVariantMap *headers)
     return others;
 }
 
-QString HarmlessHeaders::refusal(const QString &name, bool everywhere)
+std::optional<Clause::Kind> HarmlessHeaders::refusal(const QString &name, bool everywhere)
 {
     const auto found = std::find_if(std::begin(kRefusals), std::end(kRefusals),
                                     [&name](const Refusal &refusal) { return isSame(name, refusal.name); });
     if (found != std::end(kRefusals))
-        return QString::fromUtf16(found->reason);
+        return found->reason;
     if (everywhere && isSame(name, "host"_L1))
-        return u"names one server, and cannot be right for all. Give it for one server alone."_s;
-    return {};
+        return Clause::Kind::HostIsOfOne;
+    return std::nullopt;
 }

@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/parsing/clause.h>
+
 #include <QString>
 #include <QStringList>
 #include <QVariantMap>
+
+#include <optional>
 
 /// What may be told to whom of the headers that people give with a request. Pure.
 ///
@@ -21,8 +25,8 @@ bool isHarmless(const QString &name);
 /// Takes all others out of @p headers (name to text) and gives them back.
 QVariantMap takeOthersFrom(QVariantMap *headers);
 
-/// Why a header of that name is not for people to give, and what to do instead, as a sentence's end behind the name;
-/// empty = it is. @param everywhere it would go to every server that the download leads to
-QString refusal(const QString &name, bool everywhere = false);
+/// Why a header of that name is not for people to give, as a clause about a value of an option;
+/// nothing = it is. @param everywhere it would go to every server that the download leads to
+std::optional<Clause::Kind> refusal(const QString &name, bool everywhere = false);
 
 }

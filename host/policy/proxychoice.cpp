@@ -104,32 +104,32 @@ bool readVariable(const QProcessEnvironment &environment, const QStringList &nam
     const QString text = environment.value(*name).trimmed();
     if (text.isEmpty())
         return true;
-    QString reason;
+    Clause reason;
     *proxy = ProxyChoice::checkedProxy(text, &reason);
     if (proxy->isEmpty())
-        *failure = ProxyChoice::unusable(text, u"%1 (environment variable %2)"_s.arg(reason, *name));
+        *failure = ProxyChoice::unusable(text, {Clause::Kind::OfVariable, {*name}, reason});
     return !proxy->isEmpty();
 }
 
 }
 
-Failure ProxyChoice::unusable(const QString &text, const QString &reason)
+Failure ProxyChoice::unusable(const QString &text, const Clause &reason)
 {
     Failure::Subject subject;
     subject.title = Redaction::typed(text);
     return Failure::make(Failure::Kind::ProxyUnusable, subject, reason);
 }
 
-QUrl ProxyChoice::checkedProxy(const QString &text, QString *reason)
+QUrl ProxyChoice::checkedProxy(const QString &text, Clause *reason)
 {
-    reason->clear();
+    *reason = {};
     const bool hasScheme = text.contains("://"_L1);
     QUrl proxy(hasScheme ? text : "http://"_L1 + text, QUrl::TolerantMode);
     if (!proxy.isValid() || proxy.host().isEmpty())
-        *reason = u"it names no host"_s;
+        *reason = Clause::Kind::NamesNoHost;
     const QString kind = kindOf(proxy.scheme());
     if (reason->isEmpty() && kind.isEmpty())
-        *reason = u"\"%1\" is no kind of proxy that can be used"_s.arg(proxy.scheme());
+        *reason = {Clause::Kind::NoKindOfProxy, {proxy.scheme()}};
     if (!reason->isEmpty())
         return {};
     proxy.setScheme(kind);

@@ -29,10 +29,10 @@ struct Settings {
 /// A proxy's URL in full: scheme http, https or socks5, host, port, and the login if it has one. A text without a
 /// scheme is an http proxy. Empty, with a reason, when the text names no proxy that can be used.
 /// @param reason gets a clause
-QUrl checkedProxy(const QString &text, QString *reason);
+QUrl checkedProxy(const QString &text, Clause *reason);
 
 /// Of a text that names no such proxy. A login in it is left out.
-Failure unusable(const QString &text, const QString &reason);
+Failure unusable(const QString &text, const Clause &reason);
 
 /// False, with a failure, when a variable names a proxy that cannot be used: it is there because direct connections
 /// are not wanted. HTTP_PROXY in upper case is not looked at, as a web server makes it of a client's Proxy header.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/parsing/clause.h>
 #include <host/policy/resourceidentity.h>
 
 #include <QByteArray>
@@ -44,9 +45,9 @@ struct Answer {
 /// What is to be asked for: the beginning, the end, and two places between.
 QList<Piece> piecesOf(qint64 size);
 
-/// Why the file is not taken over: a clause about it; empty = nothing speaks against it yet.
+/// Why the file is not taken over; empty = nothing speaks against it yet.
 /// @param first the answer to the first question, which may be this one
-QString refusal(const Local &local, const Answer &first, const Answer &answer);
+Clause refusal(const Local &local, const Answer &first, const Answer &answer);
 
 /// No further question says more: the server does not send parts, and a checksum will tell.
 bool isSettled(const Local &local, const Answer &first);

@@ -84,7 +84,7 @@ int makeInCache(QString *path)
 
 }
 
-std::unique_ptr<Spool> Spool::make(QString *errorText)
+std::unique_ptr<Spool> Spool::make(Clause *why)
 {
     QString path;
     int errorNumber = 0;
@@ -93,8 +93,7 @@ std::unique_ptr<Spool> Spool::make(QString *errorText)
         lock = makeLocked(QDir::tempPath(), &path, &errorNumber);
     if (lock != kNone)
         return std::unique_ptr<Spool>(new Spool(path, lock));
-    *errorText = u"cannot make a folder in \"%1\": %2"_s.arg(QDir::tempPath(),
-                                                             QString::fromLocal8Bit(std::strerror(errorNumber)));
+    *why = {Clause::Kind::NoFolderMade, {QDir::tempPath()}, QString::fromLocal8Bit(std::strerror(errorNumber))};
     return nullptr;
 }
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/parsing/clause.h>
+
 #include <QString>
 #include <QtGlobal>
 
@@ -16,7 +18,7 @@ class Spool
 
 public:
     /// Null and a reason where none can be made.
-    static std::unique_ptr<Spool> make(QString *errorText);
+    static std::unique_ptr<Spool> make(Clause *why);
     ~Spool();
 
     /// Absolute.

@@ -139,7 +139,7 @@ void CommandSeed::begin(bool canAsk)
     options.queue.canAsk = canAsk;
     m_engine->open(options, counted(u"open"_s, [this](const EngineAnswer &answer) {
                        if (!answer.isOk() || !answer.warnings.isEmpty())
-                           find(u"open"_s, answer.failure.detail + answer.warnings.value(0).detail);
+                           find(u"open"_s, answer.failure.plain() + answer.warnings.value(0).plain());
                    }));
     m_watch->load();
     waitUntil(u"the first page"_s, [this] { return m_watch->isLoaded() || m_isClosed; });
@@ -245,11 +245,11 @@ void CommandSeed::note(const EngineNews &news)
             QString::number(news.id), QString(downloadStates().nameOf(news.snapshot->state)),
             QString::number(news.snapshot->done()), QString::number(news.snapshot->size()),
             news.snapshot->failure ? u": failure %1 %2"_s.arg(QString::number(int(news.snapshot->failure.kind)),
-                                                              news.snapshot->failure.detail)
+                                                              news.snapshot->failure.plain())
                                    : QString()));
     else if (news.kind == News::Warned)
         m_history.append(u"    %1 is warned of: kind %2, %3"_s.arg(
-            QString::number(news.id), QString::number(int(news.warning->kind)), news.warning->failure.detail));
+            QString::number(news.id), QString::number(int(news.warning->kind)), news.warning->failure.plain()));
     else if (news.kind != News::Answered && news.kind != News::TotalsChanged)
         m_history.append(u"    %1: news of kind %2"_s.arg(news.id).arg(int(news.kind)));
 }
@@ -328,7 +328,7 @@ void CommandSeed::checkRows()
                                if (answer.isOk() && answer.snapshots.first().details)
                                    checkFileOf(answer.snapshots.first(), answer.snapshots.first().details->path);
                                else
-                                   find(u"snapshot"_s, answer.failure.detail);
+                                   find(u"snapshot"_s, answer.failure.plain());
                            }));
     }
     waitUntil(u"the last snapshots"_s, [&unanswered] { return unanswered == 0; });
@@ -345,7 +345,7 @@ void CommandSeed::checkFileOf(const Snapshot &row, const QString &path)
     if (row.state != DownloadState::Done && !isShortOne && !isOthers) {
         find(u"not done"_s,
              u"%1 is %2 at the end (failure %3 %4)"_s.arg(name, QString(downloadStates().nameOf(row.state)),
-                                                          QString::number(int(row.failure.kind)), row.failure.detail));
+                                                          QString::number(int(row.failure.kind)), row.failure.plain()));
         return;
     }
     if ((known.mayLackFile || isOthers) && !QFileInfo::exists(path))

@@ -78,7 +78,7 @@ void CommandSeed::add(const CommandStep &step)
                       if (answer.isOk())
                           know(answer.ids.value(0), file);
                       else if (!isUnheard(answer))
-                          find(u"refused"_s, u"add: %1"_s.arg(answer.failure.detail));
+                          find(u"refused"_s, u"add: %1"_s.arg(answer.failure.plain()));
                   }));
 }
 
@@ -147,7 +147,7 @@ void CommandSeed::giveCommand(const CommandStep &step)
     const Limits limits{step.value, int(step.value % 5), step.flag ? 0 : 2};
     const Engine::Callback callback = judged(step.kind, 0, [this, kind = step.kind](const EngineAnswer &answer) {
         if (!answer.isOk() && !isUnheard(answer) && kind != Kind::Query)
-            find(u"refused"_s, u"a command to all: %1"_s.arg(answer.failure.detail));
+            find(u"refused"_s, u"a command to all: %1"_s.arg(answer.failure.plain()));
         if (kind == Kind::PauseAll)
             m_stopping += QSet<qint64>(answer.ids.cbegin(), answer.ids.cend());
     });
@@ -246,14 +246,14 @@ void CommandSeed::onAnswer(CommandStep::Kind kind, qint64 id, const EngineAnswer
     m_history.append(u"  %1 %2: %3"_s.arg(
         inWords(kind), QString::number(id),
         answer.isOk() ? u"done"_s
-                      : u"refused (%1) %2"_s.arg(QString::number(int(answer.failure.kind)), answer.failure.detail)));
+                      : u"refused (%1) %2"_s.arg(QString::number(int(answer.failure.kind)), answer.failure.plain())));
     if (isUnheard(answer))
         return;
     const QString wrong = whyWrong(kind, id, answer);
     if (!wrong.isEmpty())
-        find(
-            answer.isOk() ? u"accepted"_s : u"refused"_s,
-            u"%1 of download %2, which %3: %4"_s.arg(inWords(kind), QString::number(id), wrong, answer.failure.detail));
+        find(answer.isOk() ? u"accepted"_s : u"refused"_s,
+             u"%1 of download %2, which %3: %4"_s.arg(inWords(kind), QString::number(id), wrong,
+                                                      answer.failure.plain()));
     if (kind == Kind::Pause && answer.isOk())
         m_stopping.insert(id);
 }

@@ -16,7 +16,7 @@ const QString kFolder = u"/home/anna"_s;
 void give(OptionValues &values, const QString &name, const QString &text)
 {
     const OptionRow &row = *values.table().find(name);
-    QString problem;
+    Clause problem;
     values.give(row, {*OptionValue::fromText(row, text, name, &problem), {}});
 }
 

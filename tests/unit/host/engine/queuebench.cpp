@@ -52,7 +52,7 @@ QueueBench::QueueBench(const QueueOptions &options)
     sessionOptions.listPath = listPath();
     sessionOptions.moduleFolders = {QStringLiteral(FAKE_MODULES) + "/good"_L1};
     if (!session->open(sessionOptions, &error))
-        qFatal("%s", qPrintable(error.detail));
+        qFatal("%s", qPrintable(error.plain()));
     queue = std::make_unique<BenchQueue>(*session, options);
     connect(queue.get(), &DownloadQueue::began, this, [this](qint64 id) {
         began.append(id);

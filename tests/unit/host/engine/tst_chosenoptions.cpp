@@ -27,10 +27,10 @@ SessionOptions sessionOf(const QJsonObject &json)
 
 DownloadRequest requestOf(const QJsonObject &json, const QString &folder = kFolder)
 {
-    QString problem;
+    Clause problem;
     const DownloadRequest request = ChosenOptions::request(valuesOf(json), folder, &problem);
     if (!problem.isEmpty())
-        qWarning().noquote() << problem;
+        qWarning().noquote() << problem.plain();
     return request;
 }
 
@@ -103,13 +103,13 @@ void TestChosenOptions::whereTheFileGoes()
 
 void TestChosenOptions::aNameThatIsNoneIsSaid()
 {
-    QString problem;
+    Clause problem;
     ChosenOptions::request(valuesOf({{u"output"_s, u""_s}}), kFolder, &problem);
-    QVERIFY2(problem.startsWith(u"\"\" names no file."_s), qPrintable(problem));
-    problem = u"as it was"_s;
+    QCOMPARE(problem, Clause(Clause::Kind::NamesNoFile, {QString()}));
+    problem = Clause(u"as it was"_s);
     for (const QString &output : {u"-"_s, u"/dev/stdout"_s, u"/dev/fd/1"_s, u"/proc/self/fd/1"_s}) {
         const DownloadRequest streamed = ChosenOptions::request(valuesOf({{u"output"_s, output}}), kFolder, &problem);
-        QCOMPARE(problem, u"as it was"_s);
+        QCOMPARE(problem, Clause(u"as it was"_s));
         QVERIFY2(streamed.isStreamed && streamed.outputName.isEmpty(), qPrintable(output));
     }
 }

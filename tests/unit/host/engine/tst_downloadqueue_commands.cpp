@@ -321,7 +321,7 @@ void TestDownloadQueueCommands::whatMakesNoSenseIsRefusedAndChangesNothing()
     Failure failure;
     QVERIFY(!command(*bench.queue, id, &failure));
     QCOMPARE(failure.kind, Failure::Kind::WrongState);
-    QVERIFY(!failure.detail.isEmpty());
+    QVERIFY(!failure.plain().isEmpty());
     QCOMPARE(bench.queue->state(id), before);
     QCOMPARE(bench.states.value(id), states);
 }

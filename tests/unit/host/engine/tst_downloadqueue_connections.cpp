@@ -70,7 +70,7 @@ void TestDownloadQueueConnections::init()
     options.moduleFolders = {QStringLiteral(MODULE_FOLDER)};
     options.usage.maximumConnections = 2;
     Failure failure;
-    QVERIFY2(m_session->open(options, &failure), qPrintable(failure.detail));
+    QVERIFY2(m_session->open(options, &failure), qPrintable(failure.plain()));
     m_queue = std::make_unique<DownloadQueue>(*m_session, QueueOptions());
 }
 
@@ -103,7 +103,7 @@ void TestDownloadQueueConnections::aDownloadThatMayHaveMoreTakesThem()
     QVERIFY(m_server->waitForHeld(u"/a"_s, 2));
     QVERIFY(m_server->waitForHeld(u"/b"_s, 2));
     Failure failure;
-    QVERIFY2(m_queue->setLimitsOf(id, {{}, 5, {}}, &failure), qPrintable(failure.detail));
+    QVERIFY2(m_queue->setLimitsOf(id, {{}, 5, {}}, &failure), qPrintable(failure.plain()));
     QVERIFY(m_server->waitForHeld(u"/a"_s, 5));
     QCOMPARE(m_session->options(id).connections, 5);
     QCOMPARE(m_server->peakConnections(), 7);
@@ -113,10 +113,10 @@ void TestDownloadQueueConnections::aDownloadThatMayHaveMoreToItsServerTakesThem(
 {
     const qint64 id = append(u"/a"_s);
     Failure failure;
-    QVERIFY2(m_queue->setLimitsOf(id, {{}, 8, 3}, &failure), qPrintable(failure.detail));
+    QVERIFY2(m_queue->setLimitsOf(id, {{}, 8, 3}, &failure), qPrintable(failure.plain()));
     QVERIFY(m_server->waitForHeld(u"/a"_s, 3));
     QCOMPARE(m_server->peakConnections(), 3);
-    QVERIFY2(m_queue->setLimitsOf(id, {{}, {}, 5}, &failure), qPrintable(failure.detail));
+    QVERIFY2(m_queue->setLimitsOf(id, {{}, {}, 5}, &failure), qPrintable(failure.plain()));
     QVERIFY(m_server->waitForHeld(u"/a"_s, 5));
     QCOMPARE(m_server->peakConnections(), 5);
 }

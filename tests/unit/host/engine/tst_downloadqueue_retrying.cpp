@@ -249,8 +249,8 @@ void TestDownloadQueueRetrying::whenAllArePutAsideEachIsListed()
     const QList<Failure::Address> addresses = bench.outcomeOf(id).failure.addresses;
     QCOMPARE(addresses.size(), 3);
     QCOMPARE(addresses.at(0).reason, Clause(Clause::Kind::HttpStatus, {u"404"_s}));
-    QCOMPARE(addresses.at(1), (Failure::Address{second, u"HTTP status 403"_s}));
-    QCOMPARE(addresses.at(2), (Failure::Address{third, u"another file"_s}));
+    QCOMPARE(addresses.at(1), (Failure::Address{second, {Clause::Kind::HttpStatus, {u"403"_s}}}));
+    QCOMPARE(addresses.at(2), (Failure::Address{third, Clause::Kind::OtherFile}));
 }
 
 void TestDownloadQueueRetrying::theListHasAllMirrorsAgainAfterwards()

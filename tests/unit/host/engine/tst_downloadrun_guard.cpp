@@ -96,7 +96,7 @@ void TestDownloadRunGuard::init()
     m_list.reset();
     m_dir = std::make_unique<QTemporaryDir>();
     m_list = std::make_unique<DownloadList>();
-    QVERIFY2(m_list->open(m_dir->filePath(u"list.sqlite"_s)), qPrintable(m_list->lastFailure().detail));
+    QVERIFY2(m_list->open(m_dir->filePath(u"list.sqlite"_s)), qPrintable(m_list->lastFailure().plain()));
 }
 
 void TestDownloadRunGuard::begin(AbstractDownloadCommand command)

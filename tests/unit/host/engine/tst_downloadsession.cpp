@@ -79,7 +79,7 @@ void TestDownloadSession::init()
     m_dir = std::make_unique<QTemporaryDir>();
     m_session = std::make_unique<DownloadSession>();
     m_error = {};
-    QVERIFY2(m_session->open(options(), &m_error), qPrintable(m_error.detail));
+    QVERIFY2(m_session->open(options(), &m_error), qPrintable(m_error.plain()));
 }
 
 void TestDownloadSession::cleanup()
@@ -125,10 +125,10 @@ std::optional<Info> TestDownloadSession::inList(qint64 id) const
 void TestDownloadSession::aDownloadRunsAndIsRemembered()
 {
     const qint64 id = add(FakePaths::kDone);
-    QVERIFY2(id > 0, qPrintable(m_error.detail));
+    QVERIFY2(id > 0, qPrintable(m_error.plain()));
     QSignalSpy progress(m_session.get(), &DownloadSession::progressChanged);
     const Info info = runToEnd(id);
-    QVERIFY2(info.isFinished(), qPrintable(m_error.detail));
+    QVERIFY2(info.isFinished(), qPrintable(m_error.plain()));
     QVERIFY(!info.lastError);
     QCOMPARE(progress.size(), 1);
     QCOMPARE(progress.first().first().toLongLong(), id);
@@ -271,7 +271,7 @@ void TestDownloadSession::startingTwiceIsRefused()
     QVERIFY(m_session->start(id, &m_error));
     QVERIFY(!m_session->start(id, &m_error));
     QVERIFY(!m_session->start(id + 1, &m_error));
-    QVERIFY2(m_error.detail.contains(u"no such download"_s), qPrintable(m_error.detail));
+    QVERIFY2(m_error.plain().contains(u"not-of-this-process"_s), qPrintable(m_error.plain()));
 }
 
 void TestDownloadSession::finishingNowIsRefusedWhereTheFileWouldHaveHoles()
@@ -285,10 +285,10 @@ void TestDownloadSession::finishingNowIsRefusedWhereTheFileWouldHaveHoles()
     QVERIFY(list.update(info));
     QVERIFY(writeFile(m_dir->filePath(u"fake.bin.part"_s), 20));
     QVERIFY(!m_session->finishNow(id, &m_error));
-    QVERIFY2(m_error.detail.contains(u"holes"_s), qPrintable(m_error.detail));
+    QVERIFY2(m_error.plain().contains(u"has-gaps"_s), qPrintable(m_error.plain()));
     QVERIFY(m_session->isIdle());
     QCOMPARE(inList(id)->files.first().sections, info.files.first().sections);
-    QVERIFY2(m_session->start(id, &m_error), qPrintable(m_error.detail));
+    QVERIFY2(m_session->start(id, &m_error), qPrintable(m_error.plain()));
 }
 
 void TestDownloadSession::finishingNowMakesWhatIsThereTheFile()
@@ -297,7 +297,7 @@ void TestDownloadSession::finishingNowMakesWhatIsThereTheFile()
     QCOMPARE(runToEnd(id).bytesDownloaded(false), 10);
     QVERIFY(writeFile(m_dir->filePath(u"fake.bin.part"_s), 10));
     QSignalSpy finished(m_session.get(), &DownloadSession::finished);
-    QVERIFY2(m_session->finishNow(id, &m_error), qPrintable(m_error.detail));
+    QVERIFY2(m_session->finishNow(id, &m_error), qPrintable(m_error.plain()));
     QVERIFY(finished.wait());
     const Info info = finished.first().at(1).value<Info>();
     QVERIFY2(info.isFinished() && !info.lastError, info.lastError.description.c_str());
@@ -371,10 +371,10 @@ void TestDownloadSession::aMissingModuleIsReported()
     other.moduleFolders = {u"/nowhere"_s};
     other.listPath = m_dir->filePath(u"other.sqlite"_s);
     DownloadSession session;
-    QVERIFY2(session.open(other, &m_error), qPrintable(m_error.detail));
+    QVERIFY2(session.open(other, &m_error), qPrintable(m_error.plain()));
     QCOMPARE(session.add(request(QLatin1String(kEndless)), &m_error), 0);
     QCOMPARE(m_error.kind, Failure::Kind::NoModule);
-    QCOMPARE(m_error.detail, u"\"/nowhere\""_s);
+    QCOMPARE(m_error.plain(), u"\"/nowhere\""_s);
 }
 
 /// As after a module was taken away that had begun it.
@@ -385,14 +385,14 @@ void TestDownloadSession::aDownloadOfTheListThatNobodyServesIsNotStarted()
     SessionOptions other = options();
     other.moduleFolders = {u"/nowhere"_s};
     DownloadSession session;
-    QVERIFY2(session.open(other, &m_error), qPrintable(m_error.detail));
+    QVERIFY2(session.open(other, &m_error), qPrintable(m_error.plain()));
     QVERIFY(!session.start(id, &m_error));
     QCOMPARE(m_error.kind, Failure::Kind::NoModule);
     QVERIFY(session.isIdle());
     // Nobody holds it on to.
     DownloadSession whole;
-    QVERIFY2(whole.open(options(), &m_error), qPrintable(m_error.detail));
-    QVERIFY2(whole.start(id, &m_error), qPrintable(m_error.detail));
+    QVERIFY2(whole.open(options(), &m_error), qPrintable(m_error.plain()));
+    QVERIFY2(whole.start(id, &m_error), qPrintable(m_error.plain()));
 }
 
 void TestDownloadSession::whatIsNoModuleIsWarnedOfWhileOthersServe()
@@ -401,13 +401,13 @@ void TestDownloadSession::whatIsNoModuleIsWarnedOfWhileOthersServe()
     other.listPath = m_dir->filePath(u"other.sqlite"_s);
     other.moduleFolders.prepend(QStringLiteral(FAKE_MODULES) + "/version"_L1);
     DownloadSession session;
-    QVERIFY2(session.open(other, &m_error), qPrintable(m_error.detail));
+    QVERIFY2(session.open(other, &m_error), qPrintable(m_error.plain()));
     QSignalSpy warned(&session, &DownloadSession::warned);
     QVERIFY(session.add(request(QLatin1String(kEndless)), &m_error) > 0);
     QTRY_COMPARE(warned.size(), 1);
     const auto what = warned.first().at(1).value<Failure>();
     QCOMPARE(warned.first().at(0).toLongLong(), 0);
-    QVERIFY2(what.detail.contains(u"interface version 43"_s), qPrintable(what.detail));
+    QVERIFY2(what.plain().contains(u"other-interface(43)"_s), qPrintable(what.plain()));
 }
 
 void TestDownloadSession::aListThatCannotBeOpenedIsReported()
@@ -430,7 +430,7 @@ void TestDownloadSession::certificatesThatAreNoneAreReported()
     QCOMPARE(m_error.subject.path, other.caCertificatesFile);
     QVERIFY(writeFile(other.caCertificatesFile, 10));
     QVERIFY(!session.open(other, &m_error));
-    QVERIFY2(m_error.detail.contains(u"none in PEM form"_s), qPrintable(m_error.detail));
+    QVERIFY2(m_error.plain().contains(u"no-certificates"_s), qPrintable(m_error.plain()));
 }
 
 QTEST_GUILESS_MAIN(TestDownloadSession)

@@ -106,7 +106,7 @@ void TestDownloadSessionKilled::open()
     options.listPath = path(u"list.sqlite"_s);
     options.moduleFolders = {QStringLiteral(FAKE_MODULES) + "/good"_L1};
     m_session = std::make_unique<DownloadSession>();
-    QVERIFY2(m_session->open(options, &m_failure), qPrintable(m_failure.detail));
+    QVERIFY2(m_session->open(options, &m_failure), qPrintable(m_failure.plain()));
 }
 
 void TestDownloadSessionKilled::anEmptyFileThatNobodyKnewGoes_data()
@@ -127,7 +127,7 @@ void TestDownloadSessionKilled::anEmptyFileThatNobodyKnewGoes()
     const qint64 id = put([](Info &) {}, plan);
     QVERIFY(id > 0);
     open();
-    QVERIFY2(m_session->start(id, &m_failure), qPrintable(m_failure.detail));
+    QVERIFY2(m_session->start(id, &m_failure), qPrintable(m_failure.plain()));
     QVERIFY(!files().contains(left));
     QVERIFY(other.isEmpty() || files().contains(other));
 }
@@ -151,7 +151,7 @@ void TestDownloadSessionKilled::aRemovalFindsTheFileThatJustGotItsName()
     });
     QVERIFY(QFile::rename(path(u"files/file.bin.part"_s), path(u"files/file.bin"_s)));
     open();
-    QVERIFY2(m_session->remove(id, withFile, &m_failure), qPrintable(m_failure.detail));
+    QVERIFY2(m_session->remove(id, withFile, &m_failure), qPrintable(m_failure.plain()));
     QTEST(files(), "left");
 }
 
@@ -170,7 +170,7 @@ void TestDownloadSessionKilled::aRemovalTakesTheEmptyFileThatNobodyKnew()
     QVERIFY(writeFile(path(u"files/file (1).bin.part"_s), 0));
     const qint64 id = put([](Info &) {}, plan);
     open();
-    QVERIFY2(m_session->remove(id, withFile, &m_failure), qPrintable(m_failure.detail));
+    QVERIFY2(m_session->remove(id, withFile, &m_failure), qPrintable(m_failure.plain()));
     QCOMPARE(files(), QStringList{kName});
 }
 
@@ -186,9 +186,9 @@ void TestDownloadSessionKilled::aRemovalLeavesAnotherFileInItsPlace()
     QVERIFY(writeFile(path(u"files/file.bin"_s), kSize));
     open();
     QVERIFY(!m_session->remove(id, true, &m_failure));
-    QVERIFY2(m_failure.detail.contains(u"another file"_s), qPrintable(m_failure.detail));
+    QVERIFY2(m_failure.plain().contains(u"another-file"_s), qPrintable(m_failure.plain()));
     QVERIFY(files().contains(kName));
-    QVERIFY2(m_session->remove(id, false, &m_failure), qPrintable(m_failure.detail));
+    QVERIFY2(m_session->remove(id, false, &m_failure), qPrintable(m_failure.plain()));
 }
 
 /// Its file goes before its row.
@@ -202,7 +202,7 @@ void TestDownloadSessionKilled::aRemovalWhoseFileIsGoneIsDone()
     });
     QVERIFY(QFile::remove(path(u"files/file.bin"_s)));
     open();
-    QVERIFY2(m_session->remove(id, true, &m_failure), qPrintable(m_failure.detail));
+    QVERIFY2(m_session->remove(id, true, &m_failure), qPrintable(m_failure.plain()));
     QVERIFY(!m_session->record(id));
 }
 
@@ -215,7 +215,7 @@ void TestDownloadSessionKilled::aRestartThatHadNotDeletedTheFileIsOne()
         record.files.first().fileFlags = File::CreatedOnDisk;
     });
     open();
-    QVERIFY2(m_session->start(id, &m_failure), qPrintable(m_failure.detail));
+    QVERIFY2(m_session->start(id, &m_failure), qPrintable(m_failure.plain()));
     QCOMPARE(files(), QStringList());
 }
 
@@ -230,7 +230,7 @@ void TestDownloadSessionKilled::aRestartLeavesAnotherFileInItsPlace()
     QVERIFY(QFile::rename(path(u"files/file.bin"_s), path(u"files/elsewhere"_s)));
     QVERIFY(writeFile(path(u"files/file.bin"_s), kSize));
     open();
-    QVERIFY2(m_session->restart(id, &m_failure), qPrintable(m_failure.detail));
+    QVERIFY2(m_session->restart(id, &m_failure), qPrintable(m_failure.plain()));
     QVERIFY(files().contains(kName));
 }
 

@@ -78,9 +78,9 @@ void TestDownloadStream::init()
     m_stream.reset();
     m_cache = std::make_unique<QTemporaryDir>();
     qputenv("XDG_CACHE_HOME", m_cache->path().toLocal8Bit());
-    QString errorText;
-    m_stream = DownloadStream::make(&errorText);
-    QVERIFY2(m_stream, qPrintable(errorText));
+    Clause why;
+    m_stream = DownloadStream::make(&why);
+    QVERIFY2(m_stream, qPrintable(why.plain()));
 }
 
 void TestDownloadStream::nothingIsReadyBeforeItsFileIsThere()
@@ -185,10 +185,10 @@ void TestDownloadStream::withoutAHasherNothingIsAnswered()
 void TestDownloadStream::aFileThatCannotBeReadIsAnsweredWithTheReason_data()
 {
     QTest::addColumn<qint64>("size"); // -1 = there is no file
-    QTest::addColumn<QString>("reason");
-    QTest::newRow("it is gone") << qint64(-1) << u"No such file or directory"_s;
-    QTest::newRow("somebody has cut it") << qint64(100) << u"it ends after 100 bytes"_s;
-    QTest::newRow("somebody has emptied it") << qint64(0) << u"it ends after 0 bytes"_s;
+    QTest::addColumn<Clause>("reason");
+    QTest::newRow("it is gone") << qint64(-1) << Clause(u"No such file or directory"_s);
+    QTest::newRow("somebody has cut it") << qint64(100) << Clause(Clause::Kind::FileEndsEarly, {u"100"_s});
+    QTest::newRow("somebody has emptied it") << qint64(0) << Clause(Clause::Kind::FileEndsEarly, {u"0"_s});
 }
 
 void TestDownloadStream::aFileThatCannotBeReadIsAnsweredWithTheReason()
@@ -202,7 +202,7 @@ void TestDownloadStream::aFileThatCannotBeReadIsAnsweredWithTheReason()
     QVERIFY(hashed.wait());
     QCOMPARE(hashed.size(), 1);
     QCOMPARE(hashed.constFirst().at(0).toByteArray(), QByteArray());
-    QTEST(hashed.constFirst().at(1).toString(), "reason");
+    QTEST(hashed.constFirst().at(1).value<Clause>(), "reason");
 }
 
 void TestDownloadStream::theHashersEndWaitsForNoFile()

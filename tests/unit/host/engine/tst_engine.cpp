@@ -96,7 +96,7 @@ void TestEngine::newsBecomeSignals()
             [&told](qint64 id, qint64 position) { told.append(u"moved %1 to %2"_s.arg(id).arg(position)); });
     connect(&engine, &Engine::removed, this, [&told](qint64 id) { told.append(u"removed %1"_s.arg(id)); });
     connect(&engine, &Engine::warned, this, [&told](qint64 id, const Warning &warning) {
-        told.append(u"%1: %2"_s.arg(QString::number(id), warning.failure.detail));
+        told.append(u"%1: %2"_s.arg(QString::number(id), warning.failure.plain()));
     });
     EngineNews added{EngineNews::Kind::Added, 7, 2};
     added.snapshot = Snapshot();

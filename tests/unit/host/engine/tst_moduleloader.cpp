@@ -38,7 +38,7 @@ void TestModuleLoader::aModuleIsLoadedAndMakesDownloads()
     QObject parent;
     Failure failure;
     const QList<AbstractDownloadModule *> modules = ModuleLoader::load(libraryOf(u"good"_s), &parent, &failure);
-    QVERIFY2(!failure, qPrintable(failure.detail));
+    QVERIFY2(!failure, qPrintable(failure.plain()));
     QCOMPARE(modules.size(), 1);
     QCOMPARE(modules.first()->parent(), &parent);
     QCOMPARE(modules.first()->uniqueId(), u"downloadswww"_s);
@@ -51,9 +51,9 @@ void TestModuleLoader::whatIsNoModuleIsReported_data()
     QTest::addColumn<QString>("kind");
     QTest::addColumn<QString>("text");
 
-    QTest::newRow("no entry symbol") << u"none"_s << u"it has no \"downloadsModuleEntry\""_s;
-    QTest::newRow("another interface version") << u"version"_s << u"it does not speak interface version 43"_s;
-    QTest::newRow("an entry without a module") << u"id"_s << u"it holds no module"_s;
+    QTest::newRow("no entry symbol") << u"none"_s << u"no-entry-in(downloadsModuleEntry)"_s;
+    QTest::newRow("another interface version") << u"version"_s << u"other-interface(43)"_s;
+    QTest::newRow("an entry without a module") << u"id"_s << u"no-module-in"_s;
 }
 
 void TestModuleLoader::whatIsNoModuleIsReported()
@@ -63,7 +63,7 @@ void TestModuleLoader::whatIsNoModuleIsReported()
     Failure failure;
     QVERIFY(ModuleLoader::load(libraryOf(kind), nullptr, &failure).isEmpty());
     QCOMPARE(failure.kind, Failure::Kind::ModuleUnusable);
-    QVERIFY2(failure.detail.startsWith(text), qPrintable(failure.detail));
+    QVERIFY2(failure.plain().startsWith(text), qPrintable(failure.plain()));
     QCOMPARE(failure.subject.path, libraryOf(kind));
 }
 

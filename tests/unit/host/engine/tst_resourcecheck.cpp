@@ -70,7 +70,7 @@ void TestResourceCheck::open(const QString &moduleFolder)
     options.listPath = m_dir->filePath(u"list.sqlite"_s);
     options.moduleFolders = {moduleFolder};
     Failure failure;
-    QVERIFY2(m_session->open(options, &failure), qPrintable(failure.detail));
+    QVERIFY2(m_session->open(options, &failure), qPrintable(failure.plain()));
     m_check = std::make_unique<ResourceCheck>(*m_session);
     connect(m_check.get(), &ResourceCheck::checked, this,
             [this](const ResourceCheck::Result &result) { m_results.append(result); });

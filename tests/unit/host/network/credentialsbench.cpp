@@ -64,7 +64,7 @@ bool CredentialsBench::apply(const NetworkOptions &options)
     Failure failure;
     const bool applied = m_chief->apply(options, &failure);
     if (!applied)
-        qWarning("%s", qPrintable(failure.detail));
+        qWarning("%s", qPrintable(failure.plain()));
     return applied;
 }
 

@@ -179,7 +179,7 @@ void TestNetworkAccessChief::aFurtherAuthorityIsTrusted()
     m_server = std::make_unique<ScriptedServer>(ca.serverConfiguration());
     m_server->setResponse("/file", ScriptedResponse::ok("content"));
     Failure failure;
-    QVERIFY2(m_chief->addCaCertificates(ca.caFile(), &failure), qPrintable(failure.detail));
+    QVERIFY2(m_chief->addCaCertificates(ca.caFile(), &failure), qPrintable(failure.plain()));
     const Manager manager = take();
     const std::unique_ptr<QNetworkReply> reply(get(manager));
     QVERIFY(waitForEnd(reply.get()));
@@ -192,12 +192,12 @@ void TestNetworkAccessChief::aFileWithoutCertificatesIsRefused()
     const QTemporaryDir dir;
     Failure failure;
     QVERIFY(!m_chief->addCaCertificates(dir.filePath(u"missing.pem"_s), &failure));
-    QVERIFY2(failure.subject.path.contains(u"missing.pem"_s), qPrintable(failure.detail));
+    QVERIFY2(failure.subject.path.contains(u"missing.pem"_s), qPrintable(failure.plain()));
     QFile file(dir.filePath(u"empty.pem"_s));
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.close();
     QVERIFY(!m_chief->addCaCertificates(file.fileName(), &failure));
-    QVERIFY2(failure.detail.contains(u"none in PEM form"_s), qPrintable(failure.detail));
+    QVERIFY2(failure.plain().contains(u"no-certificates"_s), qPrintable(failure.plain()));
 }
 
 void TestNetworkAccessChief::aRedirectCannotReachLocalFiles()

@@ -371,7 +371,7 @@ void TestNetworkCredentials::aNetrcFileThatIsNotThereIsNoComplaintUnlessNamed()
     options.netrcFile = m_dir.filePath(u"missing"_s);
     Failure failure;
     QVERIFY(!m_chief->apply(options, &failure));
-    QVERIFY2(failure.subject.path.contains(u"missing"_s), qPrintable(failure.detail));
+    QVERIFY2(failure.subject.path.contains(u"missing"_s), qPrintable(failure.plain()));
 }
 
 void TestNetworkCredentials::filesThatCannotBeUsedAreRefused_data()
@@ -391,7 +391,7 @@ void TestNetworkCredentials::filesThatCannotBeUsedAreRefused()
     (isNetrc ? options.netrcFile : options.cookiesFile) = write(u"bad"_s, text);
     Failure failure;
     QVERIFY(!m_chief->apply(options, &failure));
-    QVERIFY2(failure.detail.contains(u"line 1"_s), qPrintable(failure.detail));
+    QVERIFY2(failure.plain().contains(u"in-line(1, "_s), qPrintable(failure.plain()));
 }
 
 void TestNetworkCredentials::loadedCookiesAreSentWhereTheyBelong()
@@ -408,7 +408,7 @@ void TestNetworkCredentials::loadedCookiesAreSentWhereTheyBelong()
                                 "localhost\tFALSE\t/\tFALSE\t0\telsewhere\t3\n");
     QVERIFY(apply(options));
     Failure failure;
-    QVERIFY2(m_chief->addCaCertificates(ca.caFile(), &failure), qPrintable(failure.detail));
+    QVERIFY2(m_chief->addCaCertificates(ca.caFile(), &failure), qPrintable(failure.plain()));
     const Reply plain = get(m_url);
     const Reply safe = get(secure.url(u"/file"_s));
     QVERIFY(waitForEnd(plain) && waitForEnd(safe));

@@ -112,7 +112,7 @@ void TestNetworkCredentialsProxies::aProxyIsUsedForHttps()
     options.proxy = m_proxy->url(scheme);
     QVERIFY(apply(options));
     Failure failure;
-    QVERIFY2(m_chief->addCaCertificates(ca.caFile(), &failure), qPrintable(failure.detail));
+    QVERIFY2(m_chief->addCaCertificates(ca.caFile(), &failure), qPrintable(failure.plain()));
     const Reply reply = get(secure.url(u"/file"_s));
     QVERIFY(waitForEnd(reply));
     QVERIFY2(reply->error() == QNetworkReply::NoError, qPrintable(reply->errorString()));
@@ -160,7 +160,7 @@ void TestNetworkCredentialsProxies::theProxysLoginStaysWithTheProxy()
     options.proxy = m_proxy->url(u"http"_s, u"proxy:pw"_s);
     QVERIFY(apply(options));
     Failure failure;
-    QVERIFY2(m_chief->addCaCertificates(ca.caFile(), &failure), qPrintable(failure.detail));
+    QVERIFY2(m_chief->addCaCertificates(ca.caFile(), &failure), qPrintable(failure.plain()));
     m_chief->takeSecrets(secure.url(u"/file"_s), nullptr);
     const Reply reply = get(secure.url(u"/file"_s));
     QVERIFY(waitForEnd(reply));
@@ -242,7 +242,7 @@ void TestNetworkCredentialsProxies::aSecureProxyIsUsed()
     options.proxy = m_proxy->url(u"https"_s, u"me:pw"_s);
     QVERIFY(apply(options));
     Failure failure;
-    QVERIFY2(m_chief->addCaCertificates(ca.caFile(), &failure), qPrintable(failure.detail));
+    QVERIFY2(m_chief->addCaCertificates(ca.caFile(), &failure), qPrintable(failure.plain()));
     const Reply reply = get(isServerSecure ? secure.url(u"/file"_s) : m_url);
     QVERIFY(waitForEnd(reply));
     QVERIFY2(reply->error() == QNetworkReply::NoError, qPrintable(reply->errorString()));
@@ -291,7 +291,7 @@ void TestNetworkCredentialsProxies::aServerThatIsTrustedForOnceMayLieBehindAProx
     options.proxy = m_proxy->url(scheme);
     QVERIFY(apply(options));
     Failure failure;
-    QVERIFY2(m_chief->addCaCertificates(ca.caFile(), &failure), qPrintable(failure.detail));
+    QVERIFY2(m_chief->addCaCertificates(ca.caFile(), &failure), qPrintable(failure.plain()));
     const Reply reply = get(secure.url(u"/file"_s));
     reply->ignoreSslErrors();
     QVERIFY(waitForEnd(reply));
@@ -318,7 +318,7 @@ void TestNetworkCredentialsProxies::aSecureProxyIsKnownAgainOnTheNextConnection(
     options.proxy = m_proxy->url(u"https"_s);
     QVERIFY(apply(options));
     Failure failure;
-    QVERIFY2(m_chief->addCaCertificates(ca.caFile(), &failure), qPrintable(failure.detail));
+    QVERIFY2(m_chief->addCaCertificates(ca.caFile(), &failure), qPrintable(failure.plain()));
     m_chief->takeSecrets(secure.url(u"/file"_s), nullptr);
     const Reply reply = get(secure.url(u"/file"_s));
     reply->ignoreSslErrors();
@@ -403,7 +403,7 @@ void TestNetworkCredentialsProxies::aProxyThatIsNoneIsRefused()
     for (const QString &text : {u"127.0.0.1:8080"_s, u"gopher://p"_s}) {
         options.proxy = QUrl(text);
         const bool applied = m_chief->apply(options, &failure);
-        QVERIFY2(!applied && failure.kind == Failure::Kind::ProxyUnusable, qPrintable(failure.detail));
+        QVERIFY2(!applied && failure.kind == Failure::Kind::ProxyUnusable, qPrintable(failure.plain()));
     }
 }
 

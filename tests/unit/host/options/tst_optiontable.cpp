@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <cli/clausewords.h>
 #include <host/options/downloadoptions.h>
 #include <host/options/optiontable.h>
 #include <host/options/optionvalue.h>
@@ -47,12 +48,12 @@ void TestOptionTable::everyRowCanBeReadAndDescribed()
     QCOMPARE(qstrlen(row.choices) > 0, row.type == Row::Type::Choice);
     QVERIFY(row.least <= row.most);
     QCOMPARE(row.type == Row::Type::Number || row.type == Row::Type::Seconds, row.most > 0);
-    QString problem;
+    Clause problem;
     const QString fallback = QString::fromLatin1(row.fallback);
     if (!fallback.isEmpty() && fallback != "0"_L1)
         QVERIFY2(QLatin1StringView(row.help).contains("default: "_L1 + fallback), row.help);
     if (!fallback.isEmpty())
-        QVERIFY2(OptionValue::fromText(row, fallback, name, &problem), qPrintable(problem));
+        QVERIFY2(OptionValue::fromText(row, fallback, name, &problem), qPrintable(ClauseWords::of(problem)));
 }
 
 void TestOptionTable::noNameAndNoLetterStandsTwice()
@@ -82,9 +83,9 @@ void TestOptionTable::whatTheListKeepsOfADownloadComesBackFromIt()
         : name == "on-exists"_L1                         ? u"skip"_s
         : row.type == Row::Type::Choice                  ? u"restart"_s
                                                          : u"7"_s;
-    QString problem;
+    Clause problem;
     const std::optional<QVariant> value = OptionValue::fromText(row, text, name, &problem);
-    QVERIFY2(value, qPrintable(problem));
+    QVERIFY2(value, qPrintable(ClauseWords::of(problem)));
     DownloadOptions options;
     QVERIFY(row.field.put && row.field.shown);
     row.field.put(*value, options);

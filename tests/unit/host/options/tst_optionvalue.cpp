@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <cli/clausewords.h>
 #include <host/options/optiontable.h>
 #include <host/options/optionvalue.h>
 
@@ -66,9 +67,9 @@ void TestOptionValue::textBecomesAValue()
 {
     QFETCH(QString, name);
     QFETCH(QString, text);
-    QString problem;
+    Clause problem;
     const std::optional<QVariant> value = OptionValue::fromText(row(name), text, name, &problem);
-    QVERIFY2(value, qPrintable(problem));
+    QVERIFY2(value, qPrintable(ClauseWords::of(problem)));
     QVERIFY(problem.isEmpty());
     QTEST(*value, "value");
 }
@@ -138,9 +139,9 @@ void TestOptionValue::whatIsNoValueIsSaid()
 {
     QFETCH(QString, name);
     QFETCH(QString, text);
-    QString problem;
+    Clause problem;
     QVERIFY(!OptionValue::fromText(row(name), text, u"--"_s + name, &problem));
-    QTEST(problem, "problem");
+    QTEST(ClauseWords::of(problem), "problem");
 }
 
 void TestOptionValue::aValueCanBeWrittenAndReadAgain_data()
@@ -166,9 +167,9 @@ void TestOptionValue::aValueCanBeWrittenAndReadAgain()
 {
     QFETCH(QString, name);
     QFETCH(QString, text);
-    QString problem;
+    Clause problem;
     const std::optional<QVariant> value = OptionValue::fromText(row(name), text, name, &problem);
-    QVERIFY2(value, qPrintable(problem));
+    QVERIFY2(value, qPrintable(ClauseWords::of(problem)));
     QCOMPARE(OptionValue::toText(row(name), *value), text);
     QCOMPARE(OptionValue::fromJson(row(name), OptionValue::toJson(row(name), *value), &problem), value);
 }
@@ -190,19 +191,19 @@ void TestOptionValue::jsonBecomesAValue()
 {
     QFETCH(QString, name);
     QFETCH(QJsonValue, json);
-    QString problem;
+    Clause problem;
     const std::optional<QVariant> value = OptionValue::fromJson(row(name), json, &problem);
-    QVERIFY2(value, qPrintable(problem));
+    QVERIFY2(value, qPrintable(ClauseWords::of(problem)));
     QTEST(*value, "value");
 }
 
 void TestOptionValue::whatIsNoValueInJsonIsSaid()
 {
-    QString problem;
+    Clause problem;
     QVERIFY(!OptionValue::fromJson(row(u"tries"_s), -1, &problem));
-    QCOMPARE(problem, u"\"tries\" \"-1\" is no number from 0 to 1000000."_s);
+    QCOMPARE(ClauseWords::of(problem), u"\"tries\" \"-1\" is no number from 0 to 1000000."_s);
     QVERIFY(!OptionValue::fromJson(row(u"tries"_s), QJsonObject(), &problem));
-    QCOMPARE(problem, u"\"tries\" is neither a text nor a number nor a truth."_s);
+    QCOMPARE(ClauseWords::of(problem), u"\"tries\" is neither a text nor a number nor a truth."_s);
 }
 
 void TestOptionValue::whereNothingIsSaidTheDefaultHolds()

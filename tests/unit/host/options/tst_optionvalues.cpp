@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <cli/clausewords.h>
 #include <host/options/optionvalues.h>
 
 #include <QJsonArray>
@@ -63,9 +64,9 @@ void TestOptionValues::valuesTravelAsJson()
     const QJsonObject json{
         {u"retry-wait"_s, 1.5}, {u"limit-rate"_s, 2048}, {u"insecure"_s, true}, {u"header"_s, QJsonArray{u"A: 1"_s}}};
     QCOMPARE(values.toJson(), json);
-    QString problem;
+    Clause problem;
     const std::optional<OptionValues> again = OptionValues::checked(json, OptionRow::Service, &problem);
-    QVERIFY2(again, qPrintable(problem));
+    QVERIFY2(again, qPrintable(ClauseWords::of(problem)));
     QVERIFY(*again == values);
     QCOMPARE(again->number("retry-wait"_L1), 1500);
 }
@@ -88,9 +89,9 @@ void TestOptionValues::whatMayNotStandThereIsRefused()
 {
     QFETCH(QJsonObject, json);
     QFETCH(QString, part);
-    QString problem;
+    Clause problem;
     QVERIFY(!OptionValues::checked(json, OptionRow::Service, &problem));
-    QVERIFY2(problem.contains(part), qPrintable(problem));
+    QVERIFY2(ClauseWords::of(problem).contains(part), qPrintable(ClauseWords::of(problem)));
 }
 
 void TestOptionValues::whatALaterProgramKnowsIsLeftOut()

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <cli/clausewords.h>
 #include <host/parsing/checksum.h>
 
 #include <QTest>
@@ -40,11 +41,11 @@ void TestChecksum::textIsRead_data()
 void TestChecksum::textIsRead()
 {
     QFETCH(QString, text);
-    QString errorText;
-    const std::optional<Checksum> checksum = Checksum::parse(text, &errorText);
-    QVERIFY2(checksum, qPrintable(errorText));
+    Clause problem;
+    const std::optional<Checksum> checksum = Checksum::parse(text, &problem);
+    QVERIFY2(checksum, qPrintable(ClauseWords::of(problem)));
     QTEST(checksum->toText(), "read");
-    QCOMPARE(Checksum::parse(checksum->toText(), &errorText), checksum);
+    QCOMPARE(Checksum::parse(checksum->toText(), &problem), checksum);
 }
 
 void TestChecksum::whatIsNoChecksumIsExplained_data()
@@ -63,9 +64,9 @@ void TestChecksum::whatIsNoChecksumIsExplained()
 {
     QFETCH(QString, text);
     QFETCH(QString, part);
-    QString errorText;
-    QVERIFY(!Checksum::parse(text, &errorText));
-    QVERIFY2(errorText.contains(part), qPrintable(errorText));
+    Clause problem;
+    QVERIFY(!Checksum::parse(text, &problem));
+    QVERIFY2(ClauseWords::of(problem).contains(part), qPrintable(ClauseWords::of(problem)));
 }
 
 QTEST_GUILESS_MAIN(TestChecksum)

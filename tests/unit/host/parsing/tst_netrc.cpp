@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <cli/clausewords.h>
 #include <host/parsing/netrc.h>
 
 #include <QTest>
@@ -71,9 +72,9 @@ void TestNetrc::textsThatAreRead()
 {
     QFETCH(QByteArray, text);
     QFETCH(Entries, entries);
-    QString error;
+    Clause error;
     const std::optional<Entries> read = Netrc::parse(text, &error);
-    QVERIFY2(read, qPrintable(error));
+    QVERIFY2(read, qPrintable(ClauseWords::of(error)));
     QCOMPARE(*read, entries);
 }
 
@@ -92,16 +93,16 @@ void TestNetrc::textsThatAreRefused()
 {
     QFETCH(QByteArray, text);
     QFETCH(QString, line);
-    QString error;
+    Clause error;
     QVERIFY(!Netrc::parse(text, &error));
-    QVERIFY2(error.contains(line), qPrintable(error));
+    QVERIFY2(ClauseWords::of(error).contains(line), qPrintable(ClauseWords::of(error)));
 }
 
 void TestNetrc::aComplaintDoesNotRepeatThePassword()
 {
-    QString error;
+    Clause error;
     QVERIFY(!Netrc::parse("machine a login me password pass phrase-2", &error));
-    QVERIFY2(!error.contains(u"phrase-2"_s), qPrintable(error));
+    QVERIFY2(!ClauseWords::of(error).contains(u"phrase-2"_s), qPrintable(ClauseWords::of(error)));
 }
 
 void TestNetrc::entriesForAHost_data()

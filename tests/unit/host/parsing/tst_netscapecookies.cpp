@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <cli/clausewords.h>
 #include <host/network/sharedcookiejar.h>
 #include <host/parsing/netscapecookies.h>
 
@@ -11,7 +12,7 @@ namespace
 
 const QDateTime kNow = QDateTime::fromSecsSinceEpoch(1'700'000'000, Qt::UTC);
 
-QList<QNetworkCookie> parsed(const QByteArray &text, QString *error)
+QList<QNetworkCookie> parsed(const QByteArray &text, Clause *error)
 {
     return NetscapeCookies::parse(text, kNow, error).value_or(QList<QNetworkCookie>());
 }
@@ -34,10 +35,10 @@ private Q_SLOTS:
 
 void TestNetscapeCookies::everyFieldIsTaken()
 {
-    QString error;
+    Clause error;
     const QList<QNetworkCookie> cookies =
         parsed("#HttpOnly_.Example.com\tTRUE\t/a\tTRUE\t1800000000\tname\tva=l;ue\r\n", &error);
-    QVERIFY2(cookies.size() == 1, qPrintable(error));
+    QVERIFY2(cookies.size() == 1, qPrintable(ClauseWords::of(error)));
     const QNetworkCookie &cookie = cookies.first();
     QCOMPARE(cookie.domain(), u".example.com"_s);
     QCOMPARE(cookie.path(), u"/a"_s);
@@ -73,9 +74,9 @@ void TestNetscapeCookies::textsThatAreRead()
 {
     QFETCH(QByteArray, text);
     QFETCH(QList<QByteArray>, values);
-    QString error;
+    Clause error;
     const QList<QNetworkCookie> cookies = parsed(text, &error);
-    QVERIFY2(error.isEmpty(), qPrintable(error));
+    QVERIFY2(error.isEmpty(), qPrintable(ClauseWords::of(error)));
     QList<QByteArray> found;
     for (const QNetworkCookie &cookie : cookies)
         found.append(cookie.value());
@@ -103,10 +104,10 @@ void TestNetscapeCookies::textsThatAreRefused()
 {
     QFETCH(QByteArray, text);
     QFETCH(QString, words);
-    QString error;
+    Clause error;
     QVERIFY(!NetscapeCookies::parse(text, kNow, &error));
-    QVERIFY2(error.contains(words), qPrintable(error));
-    QVERIFY(!error.contains(u"secret"_s));
+    QVERIFY2(ClauseWords::of(error).contains(words), qPrintable(ClauseWords::of(error)));
+    QVERIFY(!ClauseWords::of(error).contains(u"secret"_s));
 }
 
 void TestNetscapeCookies::aCookieGoesWhereItBelongs_data()
@@ -137,7 +138,7 @@ void TestNetscapeCookies::aCookieGoesWhereItBelongs()
     QFETCH(QByteArray, line);
     QFETCH(QUrl, url);
     QFETCH(bool, sent);
-    QString error;
+    Clause error;
     SharedCookieJar jar;
     const QList<QNetworkCookie> cookies = parsed(line, &error);
     QCOMPARE(cookies.size(), 1);

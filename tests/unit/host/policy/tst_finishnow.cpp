@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <cli/clausewords.h>
 #include <host/policy/finishnow.h>
 
 #include <QTest>
@@ -50,7 +51,8 @@ void TestFinishNow::onlyOnePieceFromTheStartMakesAFile_data()
     QTest::newRow("one section that runs") << recordOf(one) << true << QString();
     QTest::newRow("the second follows upon the full first") << recordOf(filledUpToTheNext) << false << QString();
     QTest::newRow("the others have nothing yet") << recordOf(onlyTheFirst) << false << QString();
-    QTest::newRow("several that run may write at any moment") << recordOf(onlyTheFirst) << true << u"runs over several"_s;
+    QTest::newRow("several that run may write at any moment")
+        << recordOf(onlyTheFirst) << true << u"runs over several"_s;
     QTest::newRow("a gap") << recordOf({{0, 500, 499}, {500, 500, 1}}) << false << u"holes"_s;
     QTest::newRow("nothing at the start") << recordOf({{0, 500, 0}, {500, 500, 1}}) << false << u"holes"_s;
     QTest::newRow("no bytes") << recordOf({{0, 1000, 0}}) << false << u"nothing"_s;
@@ -63,7 +65,7 @@ void TestFinishNow::onlyOnePieceFromTheStartMakesAFile()
     QFETCH(Info, info);
     QFETCH(bool, isRunning);
     QFETCH(QString, refusal);
-    const QString text = FinishNow::refusal(info, isRunning).detail;
+    const QString text = ClauseWords::of(FinishNow::refusal(info, isRunning).cause);
     QVERIFY2(refusal.isEmpty() ? text.isEmpty() : text.contains(refusal), qPrintable(text));
 }
 

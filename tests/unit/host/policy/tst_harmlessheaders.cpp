@@ -49,26 +49,22 @@ void TestHarmlessHeaders::namesThatPeopleDoNotSet_data()
 {
     QTest::addColumn<QString>("name");
     QTest::addColumn<bool>("everywhere");
-    QTest::addColumn<QString>("said");
-    QTest::newRow("a range") << u"Range"_s << false << u"Resume the download instead."_s;
-    QTest::newRow("a range in small letters") << u"range"_s << true << u"Resume the download instead."_s;
-    QTest::newRow("a condition on a range") << u"If-Range"_s << false << u"Resume the download instead."_s;
-    QTest::newRow("a length") << u"Content-Length"_s << false << u"it follows from what is sent"_s;
-    QTest::newRow("a coding") << u"Transfer-Encoding"_s << false << u"it follows from what is sent"_s;
-    QTest::newRow("a host for all") << u"host"_s << true << u"Give it for one server alone."_s;
-    QTest::newRow("a host") << u"Host"_s << false << QString();
-    QTest::newRow("a key") << u"X-Api-Key"_s << true << QString();
+    QTest::addColumn<std::optional<Clause::Kind>>("refusal");
+    QTest::newRow("a range") << u"Range"_s << false << std::optional(Clause::Kind::RangeIsOurs);
+    QTest::newRow("a range in small letters") << u"range"_s << true << std::optional(Clause::Kind::RangeIsOurs);
+    QTest::newRow("a condition on a range") << u"If-Range"_s << false << std::optional(Clause::Kind::RangeIsOurs);
+    QTest::newRow("a length") << u"Content-Length"_s << false << std::optional(Clause::Kind::LengthIsOurs);
+    QTest::newRow("a coding") << u"Transfer-Encoding"_s << false << std::optional(Clause::Kind::LengthIsOurs);
+    QTest::newRow("a host for all") << u"host"_s << true << std::optional(Clause::Kind::HostIsOfOne);
+    QTest::newRow("a host") << u"Host"_s << false << std::optional<Clause::Kind>();
+    QTest::newRow("a key") << u"X-Api-Key"_s << true << std::optional<Clause::Kind>();
 }
 
 void TestHarmlessHeaders::namesThatPeopleDoNotSet()
 {
     QFETCH(QString, name);
     QFETCH(bool, everywhere);
-    QFETCH(QString, said);
-    const QString refusal = HarmlessHeaders::refusal(name, everywhere);
-    QCOMPARE(refusal.isEmpty(), said.isEmpty());
-    QVERIFY2(refusal.contains(said), qPrintable(refusal));
-    QVERIFY(refusal.isEmpty() || refusal.endsWith(u'.'));
+    QTEST(HarmlessHeaders::refusal(name, everywhere), "refusal");
 }
 
 QTEST_GUILESS_MAIN(TestHarmlessHeaders)

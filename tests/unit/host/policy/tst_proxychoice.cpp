@@ -45,9 +45,9 @@ void TestProxyChoice::proxiesThatCanBeUsed()
 {
     QFETCH(QString, text);
     QFETCH(QString, proxy);
-    QString error;
+    Clause error;
     QCOMPARE(ProxyChoice::checkedProxy(text, &error).toString(QUrl::FullyEncoded), proxy);
-    QVERIFY2(error.isEmpty(), qPrintable(error));
+    QVERIFY2(error.isEmpty(), qPrintable(error.plain()));
 }
 
 void TestProxyChoice::proxiesThatCannotBeUsed_data()
@@ -63,12 +63,12 @@ void TestProxyChoice::proxiesThatCannotBeUsed_data()
 void TestProxyChoice::proxiesThatCannotBeUsed()
 {
     QFETCH(QString, text);
-    QString error;
+    Clause error;
     QVERIFY(ProxyChoice::checkedProxy(text, &error).isEmpty());
     QVERIFY(!error.isEmpty());
     const Failure failure = ProxyChoice::unusable(text, error);
     QCOMPARE(failure.kind, Failure::Kind::ProxyUnusable);
-    QVERIFY2(!(failure.detail + failure.subject.title).contains(u"secret"_s), qPrintable(failure.subject.title));
+    QVERIFY2(!(failure.plain() + failure.subject.title).contains(u"secret"_s), qPrintable(failure.subject.title));
 }
 
 void TestProxyChoice::variablesOfTheEnvironment_data()
@@ -111,7 +111,7 @@ void TestProxyChoice::variablesOfTheEnvironment()
         environment.insert(variable.section(u'=', 0, 0), variable.section(u'=', 1));
     ProxyChoice::Settings settings;
     Failure failure;
-    QVERIFY2(ProxyChoice::fromEnvironment(environment, &settings, &failure), qPrintable(failure.detail));
+    QVERIFY2(ProxyChoice::fromEnvironment(environment, &settings, &failure), qPrintable(failure.plain()));
     QCOMPARE(ProxyChoice::forUrl(url, settings).toString(), proxy);
 }
 
@@ -122,7 +122,7 @@ void TestProxyChoice::aBadVariableIsNamed()
     ProxyChoice::Settings settings;
     Failure failure;
     QVERIFY(!ProxyChoice::fromEnvironment(environment, &settings, &failure));
-    QVERIFY2(failure.detail.contains(u"https_proxy"_s), qPrintable(failure.detail));
+    QVERIFY2(failure.plain().contains(u"https_proxy"_s), qPrintable(failure.plain()));
     QCOMPARE(failure.subject.title, u"quic://p"_s);
 }
 

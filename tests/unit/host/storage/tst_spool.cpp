@@ -24,10 +24,10 @@ struct stat infoOf(const QString &path)
 
 std::unique_ptr<Spool> made()
 {
-    QString errorText;
-    std::unique_ptr<Spool> spool = Spool::make(&errorText);
+    Clause why;
+    std::unique_ptr<Spool> spool = Spool::make(&why);
     if (!spool)
-        qWarning().noquote() << errorText;
+        qWarning().noquote() << why.plain();
     return spool;
 }
 
