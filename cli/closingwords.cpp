@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <cli/closingwords.h>
 
+#include <cli/filewords.h>
 #include <cli/progressline.h>
 #include <cli/summary.h>
 #include <cli/tally.h>
@@ -71,7 +72,8 @@ QStringList factsOf(const Summary &summary)
     if (summary.isThere)
         return {u"it is there already"_s, u"--again fetches it again"_s};
     QStringList facts{amountOf(summary), checksumOf(summary)};
-    for (const QString &fact : {summary.connectionsNote, summary.encodingNote, summary.assurance.note()}) {
+    for (const QString &fact :
+         {summary.connectionsNote, summary.encodingNote, FileWords::ofAssurance(summary.assurance)}) {
         if (!fact.isEmpty())
             facts.append(fact);
     }

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <cli/downloadsrunner.h>
 
+#include <cli/connectionsnote.h>
 #include <cli/failurewords.h>
+#include <cli/filewords.h>
 #include <cli/printer.h>
 #include <cli/questions.h>
 #include <cli/requestfeed.h>
@@ -9,8 +11,6 @@
 #include <cli/streamwriter.h>
 #include <cli/tally.h>
 #include <cli/warningwords.h>
-#include <host/policy/connectionsnote.h>
-#include <host/policy/contentencoding.h>
 
 #include <algorithm>
 
@@ -406,7 +406,7 @@ Summary DownloadsRunner::summaryOf(const Snapshot &snapshot) const
     summary.checksum = snapshot.checksum;
     summary.assurance = snapshot.assurance;
     if (!run.isEncodingAskedFor)
-        summary.encodingNote = ContentEncoding::note(run.contentEncoding);
+        summary.encodingNote = FileWords::ofEncoding(run.contentEncoding);
     if (snapshot.stream)
         explainStream(snapshot, summary);
     return summary;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <cli/jsonprinter.h>
 
+#include <cli/filewords.h>
 #include <cli/jsonline.h>
 #include <cli/progressline.h>
 #include <host/policy/shown.h>
@@ -95,7 +96,7 @@ void JsonPrinter::end(qint64 id, const Summary &summary)
            {u"connections_bound"_s, summary.connectionsBound},
            {u"content_encoding"_s, summary.contentEncoding},
            {u"assurance"_s, summary.assurance.key()},
-           {u"assurance_reason"_s, summary.assurance.reason()},
+           {u"assurance_reason"_s, FileWords::ofDoubt(summary.assurance.doubt)},
            {u"error"_s, summary.errorText},
            {u"status"_s, int(summary.status)}});
 }

@@ -3,6 +3,7 @@
 
 #include <cli/answerof.h>
 #include <cli/failurewords.h>
+#include <cli/filewords.h>
 #include <cli/jsonline.h>
 #include <cli/nextcommand.h>
 #include <cli/progressline.h>
@@ -106,7 +107,7 @@ QJsonObject objectOf(const Snapshot &row)
             {u"failed"_s, row.state == DownloadState::Failed},
             {u"checksum"_s, row.checksum ? checksumWord(*row.checksum) : QString()},
             {u"assurance"_s, row.assurance.key()},
-            {u"assurance_reason"_s, row.assurance.reason()},
+            {u"assurance_reason"_s, FileWords::ofDoubt(row.assurance.doubt)},
             {u"error_code"_s, row.error.code},
             {u"created"_s, timeText(row.created)}};
 }
@@ -224,7 +225,7 @@ void addAssurance(Facts &facts, const SnapshotDetails &details)
         addFact(facts, u"digest"_s, u"%1, %2"_s.arg(servers->toText(), checksumWord(digest)));
     const FileAssurance assurance = FileAssurance::of(details.memory.evidence, checksum);
     addFact(facts, u"assurance"_s, assurance.key());
-    addFact(facts, u"doubt"_s, assurance.reason());
+    addFact(facts, u"doubt"_s, FileWords::ofDoubt(assurance.doubt));
 }
 
 void addFile(Facts &facts, const FileSnapshot &file, const SnapshotDetails &details)

@@ -50,13 +50,13 @@ bool isCompression(const QString &encoding)
     return std::all_of(names.cbegin(), names.cend(), [](const QString &name) { return known.contains(name); });
 }
 
-QString inWords(const QString &encoding)
+}
+
+QString ContentEncoding::shown(const QString &encoding)
 {
     if (encoding.isEmpty())
         return u"plain"_s;
     return (isCompression(encoding) ? u"compressed (%1)"_s : u"encoded (%1)"_s).arg(encoding.left(kLongestShown));
-}
-
 }
 
 std::optional<ContentEncoding::Answer> ContentEncoding::of(const QList<QString> &lines)
@@ -73,14 +73,9 @@ std::optional<ContentEncoding::Answer> ContentEncoding::of(const QList<QString> 
     return Answer{status == kStatusPartialContent, names.join(u", "_s)};
 }
 
-QString ContentEncoding::note(const QString &encoding)
-{
-    return encoding.isEmpty() ? QString() : u"the server sent it %1, and it was saved as sent"_s.arg(inWords(encoding));
-}
-
 QString ContentEncoding::change(const QString &before, const QString &now)
 {
-    return u"what is there came %1, and it sends the rest %2"_s.arg(inWords(before), inWords(now));
+    return u"what is there came %1, and it sends the rest %2"_s.arg(shown(before), shown(now));
 }
 
 bool ContentEncoding::isAskedFor(const QList<QString> &headerNames)

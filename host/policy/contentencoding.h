@@ -22,8 +22,8 @@ struct Answer {
 /// @return nothing when the answer brings another thing, such as an error page
 std::optional<Answer> of(const QList<QString> &lines);
 
-/// How it came and was saved, as the end of a sentence; empty where there is nothing to say.
-QString note(const QString &encoding);
+/// What kind of encoding it is, with its name: "compressed (gzip)"; of none "plain".
+QString shown(const QString &encoding);
 
 /// Why the rest of a file does not fit to what is there of it.
 QString change(const QString &before, const QString &now);

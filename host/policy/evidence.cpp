@@ -71,26 +71,3 @@ QString keyOf(Assurance assurance)
     }
     return u"unproven"_s;
 }
-
-QString textOf(Evidence::Doubt doubt)
-{
-    switch (doubt) {
-    case Evidence::Doubt::None:
-        return {};
-    case Evidence::Doubt::WeakValidator:
-        return u"its parts have only a weak validator in common"_s;
-    case Evidence::Doubt::ValidatorVanished:
-        return u"only some of its parts came with a validator"_s;
-    case Evidence::Doubt::NothingIdentifies:
-        return u"the server names nothing that identifies the file"_s;
-    case Evidence::Doubt::SeveralAddresses:
-        return u"its parts came from several addresses"_s;
-    case Evidence::Doubt::NoLength:
-        return u"the server did not say how long the file is"_s;
-    case Evidence::Doubt::Unknown:
-        return u"nobody kept what its first parts came with"_s;
-    case Evidence::Doubt::FinishedEarly:
-        return u"it was finished with what was there"_s;
-    }
-    return {};
-}

@@ -59,5 +59,3 @@ struct Evidence {
 
 /// "verified", "consistent" or "unproven".
 QString keyOf(Assurance assurance);
-/// A clause for people and programs: "its parts have only a weak validator in common". Empty for None.
-QString textOf(Evidence::Doubt doubt);

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <host/policy/fileassurance.h>
 
-using namespace Qt::StringLiterals;
-
 FileAssurance FileAssurance::of(const Evidence &evidence, std::optional<ChecksumResult> checksum)
 {
     const ChecksumResult compared = checksum.value_or(evidence.digest);
@@ -17,14 +15,4 @@ FileAssurance FileAssurance::of(const Evidence &evidence, std::optional<Checksum
 QString FileAssurance::key() const
 {
     return assurance ? keyOf(*assurance) : QString();
-}
-
-QString FileAssurance::reason() const
-{
-    return textOf(doubt);
-}
-
-QString FileAssurance::note() const
-{
-    return assurance == Assurance::Unproven ? u"%1: %2"_s.arg(key(), reason()) : QString();
 }

@@ -19,10 +19,6 @@ struct FileAssurance {
 
     /// One word, see keyOf(Assurance); empty = there is nothing to say.
     QString key() const;
-    /// Why it is unproven, as a clause; empty where it is not.
-    QString reason() const;
-    /// "unproven: its parts have …"; empty where people need no word.
-    QString note() const;
 
     friend bool operator==(const FileAssurance &, const FileAssurance &) = default;
 };

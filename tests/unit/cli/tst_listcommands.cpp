@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <cli/filewords.h>
 #include <cli/listcommands.h>
 #include <host/engine/engine.h>
 
@@ -324,7 +325,8 @@ void TestListCommands::aFinishedOneIsShownWithWhatProvesIt()
     details.memory.evidence.doubt = Evidence::Doubt::SeveralAddresses;
     m_engine->rows[0].details = details;
     print(Command::Show, {1});
-    QVERIFY2(has(u"assurance"_s, u"unproven"_s) && has(u"doubt"_s, textOf(Evidence::Doubt::SeveralAddresses)),
+    QVERIFY2(has(u"assurance"_s, u"unproven"_s)
+                 && has(u"doubt"_s, FileWords::ofDoubt(Evidence::Doubt::SeveralAddresses)),
              qPrintable(m_answers));
 }
 

@@ -59,6 +59,27 @@ constexpr Room kRooms[] = {
     {"benchmarks/", "benchmarks", "*", "QtCore QtNetwork QtTest", ""},
 };
 
+struct Speaker {
+    const char *files; ///< beginning of their paths
+    const char *why; ///< they have words
+};
+
+// An error that passes the framework has a text, as a QNetworkReply's has one. Whoever tells such errors words them.
+constexpr Speaker kSpeakers[] = {
+    {"host/network/", "what a transfer says of its end"},
+    {"host/parsing/authchallenges", "the same, of a login"},
+    {"host/parsing/partialanswer", "the same, of a piece of the file"},
+    {"host/parsing/securitywords", "the same, of a certificate"},
+    {"host/policy/contentencoding", "the same, of another encoding"},
+    {"host/policy/proxychoice", "how these call a proxy"},
+    {"host/policy/resourceidentity", "the same, of another file"},
+    {"host/engine/downloadqueue_outcome", "the error of a record: how long a server asks to wait"},
+    {"host/engine/downloadsession_list", "the error of a record: the file is another one"},
+    {"host/engine/downloadsession_runs", "the error of a record: not all is on the disk"},
+    {"host/engine/downloadstate", "what leads from state to state, for the chart"},
+    {"host/options/optionrows", "help, as a column of the table"},
+};
+
 // The operating system's own; the C++ library's names have neither a dot nor a slash.
 constexpr const char *kSystemHeaders[] = {
     "arpa/", "cxxabi.h", "dlfcn.h",  "errno.h", "fcntl.h", "linux/",   "netdb.h", "netinet/",  "poll.h", "pthread.h",
@@ -179,6 +200,30 @@ QStringList includeProblems(const QString &path, const QString &text)
             match.hasMatch() ? reasonAgainst(*room, match.captured(1).front(), match.captured(2)) : QString();
         if (!reason.isEmpty()) {
             problems.append(u"%1:%2: %3"_s.arg(path).arg(i + 1).arg(reason));
+        }
+    }
+    return problems;
+}
+
+QStringList sentenceProblems(const QString &path, const QString &text)
+{
+    static const QRegularExpression commentOrText(
+        u"//[^\\n]*|/\\*[\\s\\S]*?\\*/|Q_ASSERT_X\\([^;]*;|<<\\s*\"[^\"\\n]*\"|"
+        "'(?:[^'\\\\\\n]|\\\\.)+'|\"(?:[^\"\\\\\\n]|\\\\.)*\""_s);
+    static const QRegularExpression sentence(u"[A-Za-z]{2,} [a-z]{2,}"_s);
+    static const QRegularExpression noSentence(
+        u"[A-Z]{4,}|\\b(AND|IN)\\b|^\"(ddd|yyyy|<!doctype|SQLite format|stream hasher)"_s);
+    const bool isSpeaker = std::any_of(std::begin(kSpeakers), std::end(kSpeakers), [&path](const Speaker &speaker) {
+        return path.startsWith(QLatin1String(speaker.files));
+    });
+    QStringList problems;
+    auto matches = isSpeaker ? QRegularExpressionMatchIterator() : commentOrText.globalMatch(text);
+    while (matches.isValid() && matches.hasNext()) {
+        const QRegularExpressionMatch match = matches.next();
+        const QString words = match.captured();
+        if (words.startsWith(u'"') && sentence.match(words).hasMatch() && !noSentence.match(words).hasMatch()) {
+            const qsizetype line = text.left(match.capturedStart()).count(u'\n') + 1;
+            problems.append(u"%1:%2: words for people, which are a front end's (%3)"_s.arg(path).arg(line).arg(words));
         }
     }
     return problems;

@@ -17,6 +17,11 @@ QStringList headProblems(const QString &path, const QString &text);
 /// What of it speaks of a command line that only one front end has: texts with options or commands of the program.
 QStringList commandLineProblems(const QString &path, const QString &text);
 
+/// Which of its texts read like a sentence that people would meet, where only front ends have words. What may have them
+/// all the same is listed with the reason; of others, SQL, formats of dates, the log's lines and what asserts say do
+/// not count.
+QStringList sentenceProblems(const QString &path, const QString &text);
+
 /// The Qt module ("QtCore") that a header named without its module belongs to; empty when Qt has none of that name.
 QString qtModuleOf(const QString &header);
 }

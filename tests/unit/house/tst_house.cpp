@@ -18,6 +18,7 @@ private Q_SLOTS:
     void everySourceIncludesOnlyWhatItsRoomMayUse();
     void everySourceBeginsWithItsLicence();
     void theHostSpeaksNoCommandLine();
+    void theHostLeavesWordsToFrontEnds();
     void everyDecisionIsHeldByTests();
     void everyFileThatTheGuideNamesIsThere();
     void rulesForIncludes_data();
@@ -26,6 +27,8 @@ private Q_SLOTS:
     void rulesForHeads();
     void rulesForWords_data();
     void rulesForWords();
+    void rulesForSentences_data();
+    void rulesForSentences();
     void aProblemNamesItsLine();
     void qtHeadersAreKnownByTheirModule_data();
     void qtHeadersAreKnownByTheirModule();
@@ -89,6 +92,14 @@ void TestHouse::theHostSpeaksNoCommandLine()
     QVERIFY2(all.size() > 50, "the host's sources were not found");
     for (const Source &source : all)
         problems += HouseRules::commandLineProblems(source.path, source.text);
+    QVERIFY2(problems.isEmpty(), qPrintable(u'\n' + problems.join(u'\n')));
+}
+
+void TestHouse::theHostLeavesWordsToFrontEnds()
+{
+    QStringList problems;
+    for (const Source &source : sources({u"host"_s}, {u"*.h"_s, u"*.cpp"_s}))
+        problems += HouseRules::sentenceProblems(source.path, source.text);
     QVERIFY2(problems.isEmpty(), qPrintable(u'\n' + problems.join(u'\n')));
 }
 
@@ -263,6 +274,38 @@ void TestHouse::rulesForWords()
     QFETCH(QString, line);
     const QStringList problems = HouseRules::commandLineProblems(u"host/a.cpp"_s, line);
     QTEST(int(problems.size()), "problems");
+}
+
+void TestHouse::rulesForSentences_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<int>("problems");
+    const auto row = [](const char *name, const QString &line, int problems) {
+        QTest::newRow(name) << u"host/engine/a.cpp"_s << line << problems;
+    };
+    row("a clause", uR"(f(u"it is not open"_s);)"_s, 1);
+    row("a part of one", uR"(f(" at most: "_L1);)"_s, 1);
+    row("a clause with a value", uR"(f(u"the table \"%1\" is missing"_s);)"_s, 1);
+    row("one in several lines", uR"(f(u"it is not "\n"open by now"_s);)"_s, 2);
+    row("a word", uR"(f(u"headers"_s);)"_s, 0);
+    row("a key", uR"(f("not-compared"_L1, "further, password");)"_s, 0);
+    row("SQL", uR"(f(u"SELECT id FROM downloads WHERE id is null"_s);)"_s, 0);
+    row("the format of a date", uR"(f(u"yyyy-MM-dd hh:mm"_s);)"_s, 0);
+    row("a line of the log", uR"(log() << "Download " << id << " in the queue: " << name;)"_s, 0);
+    row("an assert", uR"(Q_ASSERT_X(!m_run, "Session", "one run at a time");)"_s, 0);
+    row("a text behind an assert", uR"(Q_ASSERT_X(a, "b", "one run"); f(u"not so much"_s);)"_s, 1);
+    row("a comment", uR"(f(1); // "it is not open")"_s, 0);
+    QTest::newRow("who tells the errors of a transfer")
+        << u"host/network/a.cpp"_s << uR"(f(u"Connection refused"_s);)"_s << 0;
+    QTest::newRow("the help of an option") << u"host/options/optionrows.cpp"_s << uR"(f("Go before others");)"_s << 0;
+}
+
+void TestHouse::rulesForSentences()
+{
+    QFETCH(QString, path);
+    QFETCH(QString, line);
+    QTEST(int(HouseRules::sentenceProblems(path, line).size()), "problems");
 }
 
 void TestHouse::aProblemNamesItsLine()

@@ -25,8 +25,6 @@ private Q_SLOTS:
     void anAnswerSaysItsEncoding();
     void otherAnswersBringNoFile_data();
     void otherAnswersBringNoFile();
-    void whatIsSaidOfIt_data();
-    void whatIsSaidOfIt();
     void aChangeNamesBoth();
     void aHeaderOfAnySpellingAsksForIt();
 };
@@ -76,24 +74,6 @@ void TestContentEncoding::otherAnswersBringNoFile()
 {
     QFETCH(QString, status);
     QVERIFY(!ContentEncoding::of(head(status, {u"Content-Encoding: gzip"_s})));
-}
-
-void TestContentEncoding::whatIsSaidOfIt_data()
-{
-    QTest::addColumn<QString>("encoding");
-    QTest::addColumn<QString>("note");
-    QTest::newRow("none") << QString() << QString();
-    QTest::newRow("a compression") << u"gzip"_s << u"the server sent it compressed (gzip), and it was saved as sent"_s;
-    QTest::newRow("two") << u"br, gzip"_s << u"the server sent it compressed (br, gzip), and it was saved as sent"_s;
-    QTest::newRow("another thing") << u"exi"_s << u"the server sent it encoded (exi), and it was saved as sent"_s;
-    QTest::newRow("a name that is none") << QString(
-        5000, u'x') << u"the server sent it encoded ("_s + QString(60, u'x') + u"), and it was saved as sent"_s;
-}
-
-void TestContentEncoding::whatIsSaidOfIt()
-{
-    QFETCH(QString, encoding);
-    QTEST(ContentEncoding::note(encoding), "note");
 }
 
 void TestContentEncoding::aChangeNamesBoth()

@@ -61,8 +61,6 @@ private Q_SLOTS:
     void aDigestProvesWhatAnswersDoNot();
     void whatFollowsADoubtDoesNotLiftIt();
     void oldBytesStayUnproven();
-    void eachDoubtHasItsWords_data();
-    void eachDoubtHasItsWords();
     void eachAssuranceHasItsKey();
 };
 
@@ -124,28 +122,11 @@ void TestEvidence::oldBytesStayUnproven()
     QCOMPARE(evidence.reason(), Doubt::Unknown);
 }
 
-void TestEvidence::eachDoubtHasItsWords_data()
-{
-    QTest::addColumn<Doubt>("doubt");
-    for (int number = 1; number <= int(Doubt::FinishedEarly); ++number)
-        QTest::addRow("%d", number) << Doubt(number);
-}
-
-void TestEvidence::eachDoubtHasItsWords()
-{
-    QFETCH(Doubt, doubt);
-    const QString words = textOf(doubt);
-    QVERIFY(!words.isEmpty());
-    for (int number = 0; number <= int(Doubt::FinishedEarly); ++number)
-        QVERIFY(Doubt(number) == doubt || textOf(Doubt(number)) != words);
-}
-
 void TestEvidence::eachAssuranceHasItsKey()
 {
     QCOMPARE(keyOf(Assurance::Unproven), u"unproven"_s);
     QCOMPARE(keyOf(Assurance::Consistent), u"consistent"_s);
     QCOMPARE(keyOf(Assurance::Verified), u"verified"_s);
-    QVERIFY(textOf(Doubt::None).isEmpty());
 }
 
 QTEST_GUILESS_MAIN(TestEvidence)

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include <host/policy/connectionsnote.h>
+#include <cli/connectionsnote.h>
 
 #include <QSet>
 #include <QTest>
