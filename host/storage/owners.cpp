@@ -15,11 +15,8 @@ namespace
 /// Rows of those that have long gone are in nobody's way, and no use.
 constexpr qint64 kForgottenAfterSeconds = 24 * 60 * 60;
 
-QString thisMachine()
-{
-    static const QString id = QString::fromLatin1(QSysInfo::machineUniqueId());
-    return id.isEmpty() ? QSysInfo::machineHostName() : id;
-}
+/// One that renews is never so far ahead; one that is was written by a clock that was wrong.
+constexpr qint64 kFarAheadSeconds = 2 * Owners::kLeaseSeconds;
 
 }
 
@@ -30,16 +27,16 @@ bool Owners::renew(RecordRows &rows)
     return rows.run(u"DELETE FROM owners WHERE until < ?"_s, {now - kForgottenAfterSeconds})
         && rows.run(
             u"INSERT OR REPLACE INTO owners (boot_id, pid, start_time, machine, until) VALUES (?, ?, ?, ?, ?)"_s,
-            {me.bootId, me.pid, me.startTime, thisMachine(), now + kLeaseSeconds});
+            {me.bootId, me.pid, me.startTime, QSysInfo::machineHostName(), now + kLeaseSeconds});
 }
 
-/// A process of an earlier run of this machine has gone, whatever end it gave itself.
+/// A machine's own id proves nothing: copies of one image share it.
 bool Owners::isAlive(RecordRows &rows, const ProcessIdentity &owner)
 {
-    if (owner.isNobody() || owner.bootId == ProcessIdentity::current().bootId)
+    if (owner.isNobody() || owner.isHere())
         return owner.isAlive();
-    auto row = rows.run(u"SELECT machine, until FROM owners WHERE boot_id = ? AND pid = ? AND start_time = ?"_s,
+    auto row = rows.run(u"SELECT until FROM owners WHERE boot_id = ? AND pid = ? AND start_time = ?"_s,
                         {owner.bootId, owner.pid, owner.startTime});
-    return row && row->next() && row->value(0).toText() != thisMachine()
-        && row->value(1).toNumber() > QDateTime::currentSecsSinceEpoch();
+    const qint64 left = row && row->next() ? row->value(0).toNumber() - QDateTime::currentSecsSinceEpoch() : 0;
+    return left > 0 && left <= kFarAheadSeconds;
 }

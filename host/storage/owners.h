@@ -6,9 +6,10 @@
 class RecordRows;
 struct ProcessIdentity;
 
-/// Who of the owners of downloads lives. One on this machine is asked for itself. Of one on another machine nobody can
-/// see whether it does: it has a row of its own in the list, however many downloads it owns, with an end that it puts
-/// off while it lives. Opens no transaction of its own.
+/// Who of the owners of downloads lives. One among the processes that can be seen here is asked for itself. Of one on
+/// another machine, in another container, or of this machine before it started anew, nobody can see whether it does: it
+/// has a row of its own in the list, however many downloads it owns, with an end that it puts off while it lives. Opens
+/// no transaction of its own.
 namespace Owners
 {
 

@@ -4,6 +4,8 @@
 #include <QCoreApplication>
 #include <QFile>
 
+#include <sys/stat.h>
+
 using namespace Qt::StringLiterals;
 
 namespace
@@ -20,6 +22,21 @@ QByteArray contentOf(const QString &path)
 QList<QByteArray> fieldsBehindName(const QByteArray &stat)
 {
     return stat.mid(stat.lastIndexOf(')') + 2).split(' ');
+}
+
+/// Of this run of the machine. A namespace's number is given out again only once all its processes have gone.
+QString readPlace()
+{
+    const QString boot = QString::fromLatin1(contentOf(u"/proc/sys/kernel/random/boot_id"_s).trimmed());
+    struct stat numbers = {};
+    const bool isKnown = stat("/proc/self/ns/pid", &numbers) == 0;
+    return isKnown ? u"%1/%2"_s.arg(boot).arg(numbers.st_ino) : boot;
+}
+
+const QString &placeHere()
+{
+    static const QString place = readPlace();
+    return place;
 }
 
 constexpr int kStateField = 0;
@@ -44,11 +61,17 @@ ProcessIdentity ProcessIdentity::ofProcess(qint64 pid)
     const QList<QByteArray> fields = fieldsBehindName(contentOf(u"/proc/%1/stat"_s.arg(pid)));
     if (fields.size() <= kStartTimeField || hasEnded(fields.at(kStateField)))
         return {};
-    const QByteArray bootId = contentOf(u"/proc/sys/kernel/random/boot_id"_s).trimmed();
-    return {pid, fields.at(kStartTimeField).toLongLong(), QString::fromLatin1(bootId)};
+    return {pid, fields.at(kStartTimeField).toLongLong(), placeHere()};
+}
+
+/// What earlier versions wrote is looked for here: one that was killed is not waited for.
+bool ProcessIdentity::isHere() const
+{
+    const QString &here = placeHere();
+    return bootId == here || (!bootId.contains(u'/') && bootId == here.section(u'/', 0, 0));
 }
 
 bool ProcessIdentity::isAlive() const
 {
-    return !isNobody() && ofProcess(pid) == *this;
+    return !isNobody() && isHere() && ofProcess(pid).startTime == startTime;
 }

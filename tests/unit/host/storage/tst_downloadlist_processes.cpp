@@ -29,8 +29,8 @@ private Q_SLOTS:
 
     void aDownloadHasOneOwner();
     void anOwnerThatDiedIsNone();
-    void anOwnerOnAnotherMachineIsOneUntilItsEnd_data();
-    void anOwnerOnAnotherMachineIsOneUntilItsEnd();
+    void anOwnerThatCannotBeSeenIsOneUntilItsEnd_data();
+    void anOwnerThatCannotBeSeenIsOneUntilItsEnd();
     void whoOwnsSomethingPutsItsEndOff();
     void aReleasedDownloadIsFree();
     void releasingSomebodyElsesDownloadDoesNothing();
@@ -154,20 +154,23 @@ void TestDownloadListProcesses::anOwnerThatDiedIsNone()
              ProcessIdentity::current().startTime);
 }
 
-void TestDownloadListProcesses::anOwnerOnAnotherMachineIsOneUntilItsEnd_data()
+void TestDownloadListProcesses::anOwnerThatCannotBeSeenIsOneUntilItsEnd_data()
 {
-    QTest::addColumn<QString>("machine");
+    QTest::addColumn<QString>("place");
     QTest::addColumn<int>("seconds");
     QTest::addColumn<DownloadList::Claim>("answer");
+    const QString here = ProcessIdentity::current().bootId;
     QTest::newRow("its end lies ahead") << u"elsewhere"_s << 60 << DownloadList::Claim::OwnedByOther;
     QTest::newRow("its end has passed") << u"elsewhere"_s << -1 << DownloadList::Claim::Taken;
-    QTest::newRow("this machine has started anew since") << QString() << 60 << DownloadList::Claim::Taken;
+    QTest::newRow("it runs in another container") << here + u'1' << 60 << DownloadList::Claim::OwnedByOther;
+    QTest::newRow("it ran in another container") << here + u'1' << -1 << DownloadList::Claim::Taken;
+    QTest::newRow("it ran here") << here << 60 << DownloadList::Claim::Taken;
 }
 
 /// Nobody can see from here whether it lives.
-void TestDownloadListProcesses::anOwnerOnAnotherMachineIsOneUntilItsEnd()
+void TestDownloadListProcesses::anOwnerThatCannotBeSeenIsOneUntilItsEnd()
 {
-    QFETCH(QString, machine);
+    QFETCH(QString, place);
     QFETCH(int, seconds);
     QFETCH(DownloadList::Claim, answer);
     DownloadList list;
@@ -177,16 +180,12 @@ void TestDownloadListProcesses::anOwnerOnAnotherMachineIsOneUntilItsEnd()
     Info mine;
     QVERIFY(list.insertOwned(mine, {}) > 0);
     const Shell shell(path());
-    const QString here = shell.value(u"SELECT machine FROM owners"_s).toString();
-    QVERIFY(!here.isEmpty());
-    QVERIFY(shell
-                .value(u"INSERT INTO owners VALUES ('another run', 1, 2, '%1', unixepoch() + %2)"_s
-                           .arg(machine.isEmpty() ? here : machine)
-                           .arg(seconds))
+    QVERIFY(shell.value(u"INSERT INTO owners VALUES ('%1', 1, 2, 'a', unixepoch() + %2)"_s.arg(place).arg(seconds))
                 .isNull());
     QVERIFY(shell
-                .value(u"UPDATE downloads SET owner_pid = 1, owner_start_time = 2, owner_boot_id = 'another run' "
-                       u"WHERE id = %1"_s.arg(record.id))
+                .value(u"UPDATE downloads SET owner_pid = 1, owner_start_time = 2, owner_boot_id = '%1' WHERE id = %2"_s
+                           .arg(place)
+                           .arg(record.id))
                 .isNull());
     const qint64 shown = answer == DownloadList::Claim::OwnedByOther ? 1 : 0;
     QCOMPARE(list.page(ListFilter::All, 10).last().ownerPid, shown);

@@ -30,10 +30,11 @@ private Q_SLOTS:
     void whoeverIsHereIsAskedForItself();
     void whoeverIsElsewhereLivesUntilItsEnd_data();
     void whoeverIsElsewhereLivesUntilItsEnd();
+    void whoeverIsInAnotherContainerLivesUntilItsEnd();
 
 private:
     qint64 number(const QString &statement, const SqlValues &values = {});
-    bool addElsewhere(const QString &machine, qint64 secondsFromNow);
+    bool add(const ProcessIdentity &owner, qint64 secondsFromNow);
 
     std::optional<SqlDatabase> m_database;
     std::optional<RecordRows> m_rows;
@@ -56,13 +57,12 @@ qint64 TestOwners::number(const QString &statement, const SqlValues &values)
     return row && row->next() ? row->value(0).toNumber() : -1;
 }
 
-/// @param machine empty = this one
-bool TestOwners::addElsewhere(const QString &machine, qint64 secondsFromNow)
+bool TestOwners::add(const ProcessIdentity &owner, qint64 secondsFromNow)
 {
     return m_rows
-               ->run(u"INSERT INTO owners (boot_id, pid, start_time, machine, until) SELECT ?, ?, ?, "
-                     u"coalesce(nullif(?, ''), machine), unixepoch() + ? FROM owners LIMIT 1"_s,
-                     {kElsewhere.bootId, kElsewhere.pid, kElsewhere.startTime, machine, secondsFromNow})
+               ->run(u"INSERT INTO owners (boot_id, pid, start_time, machine, until) SELECT ?, ?, ?, machine, "
+                     u"unixepoch() + ? FROM owners LIMIT 1"_s,
+                     {owner.bootId, owner.pid, owner.startTime, secondsFromNow})
                ->changes()
         == 1;
 }
@@ -85,7 +85,7 @@ void TestOwners::whoRenewsHasOneRowWithAnEnd()
 void TestOwners::whatHasLongEndedGoesWithTheNextThatRenews()
 {
     QVERIFY(Owners::renew(*m_rows));
-    QVERIFY(addElsewhere(u"there"_s, -kDay + Owners::kLeaseSeconds));
+    QVERIFY(add(kElsewhere, -kDay + Owners::kLeaseSeconds));
     QVERIFY(Owners::renew(*m_rows));
     QCOMPARE(number(u"SELECT count(*) FROM owners"_s), 2);
     QVERIFY(m_rows->run(u"UPDATE owners SET until = until - ?"_s, {2 * Owners::kLeaseSeconds}));
@@ -106,24 +106,35 @@ void TestOwners::whoeverIsHereIsAskedForItself()
 
 void TestOwners::whoeverIsElsewhereLivesUntilItsEnd_data()
 {
-    QTest::addColumn<QString>("machine");
     QTest::addColumn<qint64>("seconds");
     QTest::addColumn<bool>("isAlive");
-    QTest::newRow("its end lies ahead") << u"there"_s << kDay << true;
-    QTest::newRow("its end has passed") << u"there"_s << qint64(-1) << false;
-    QTest::newRow("it was this machine, before it started anew") << QString() << kDay << false;
+    QTest::newRow("its end lies ahead") << Owners::kLeaseSeconds << true;
+    QTest::newRow("by a clock that is ahead of this one") << Owners::kLeaseSeconds + 30 << true;
+    QTest::newRow("its end has passed") << qint64(-1) << false;
+    QTest::newRow("by a clock that was wrong") << kDay << false;
 }
 
 void TestOwners::whoeverIsElsewhereLivesUntilItsEnd()
 {
-    QFETCH(QString, machine);
     QFETCH(qint64, seconds);
     QVERIFY2(!Owners::isAlive(*m_rows, kElsewhere), "nobody has said so");
-    QVERIFY(Owners::renew(*m_rows) && addElsewhere(machine, seconds));
+    QVERIFY(Owners::renew(*m_rows) && add(kElsewhere, seconds));
     QTEST(Owners::isAlive(*m_rows, kElsewhere), "isAlive");
     ProcessIdentity another = kElsewhere;
     ++another.startTime;
     QVERIFY(!Owners::isAlive(*m_rows, another));
+}
+
+/// No process of that number is seen here, and that proves nothing.
+void TestOwners::whoeverIsInAnotherContainerLivesUntilItsEnd()
+{
+    ProcessIdentity owner = ProcessIdentity::current();
+    owner.bootId += u'1';
+    QVERIFY(Owners::renew(*m_rows) && add(owner, Owners::kLeaseSeconds));
+    QVERIFY(Owners::isAlive(*m_rows, owner));
+    QVERIFY(m_rows->run(u"UPDATE owners SET until = unixepoch() - 1"_s, {}));
+    QVERIFY(!Owners::isAlive(*m_rows, owner));
+    QVERIFY2(Owners::isAlive(*m_rows, ProcessIdentity::current()), "it is seen, however late it is");
 }
 
 QTEST_GUILESS_MAIN(TestOwners)

@@ -16,6 +16,8 @@ private Q_SLOTS:
     void anotherProcessDies();
     void aNumberGivenOutAgainIsSomebodyElse();
     void anEarlierRunOfTheMachineIsOver();
+    void anotherContainerIsNotHere();
+    void anOwnerThatAnEarlierVersionWroteIsLookedForHere();
     void nobodyIsNotAlive();
     void aProcessThatNobodyAsksForIsDead();
 };
@@ -55,6 +57,27 @@ void TestProcessIdentity::anEarlierRunOfTheMachineIsOver()
     ProcessIdentity earlier = ProcessIdentity::current();
     earlier.bootId = u"another"_s;
     QVERIFY(!earlier.isAlive());
+}
+
+/// Its numbers are other processes'.
+void TestProcessIdentity::anotherContainerIsNotHere()
+{
+    ProcessIdentity elsewhere = ProcessIdentity::current();
+    QVERIFY(elsewhere.isHere());
+    QVERIFY2(elsewhere.bootId.contains(u'/'), qPrintable(elsewhere.bootId));
+    elsewhere.bootId += u'1';
+    QVERIFY(!elsewhere.isHere());
+    QVERIFY(!elsewhere.isAlive());
+}
+
+void TestProcessIdentity::anOwnerThatAnEarlierVersionWroteIsLookedForHere()
+{
+    ProcessIdentity owner = ProcessIdentity::current();
+    owner.bootId = owner.bootId.section(u'/', 0, 0);
+    QVERIFY(owner.isAlive());
+    --owner.startTime;
+    QVERIFY(owner.isHere());
+    QVERIFY(!owner.isAlive());
 }
 
 void TestProcessIdentity::nobodyIsNotAlive()
