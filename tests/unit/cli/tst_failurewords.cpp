@@ -73,6 +73,7 @@ private Q_SLOTS:
     void wordsOfFailure();
     void aDiskSaysHowMuchItLacks_data();
     void aDiskSaysHowMuchItLacks();
+    void whoHasItNoLongerIsNotNamed();
     void aListThatWasSetAsideIsNamedAsItIsCalledNow();
     void whatIsThereAlreadyIsNamed();
     void eachOfSeveralAddressesIsListed();
@@ -415,6 +416,13 @@ void TestFailureWords::aDiskSaysHowMuchItLacks()
     const QString facts = words.section(u" there"_s, 0, 0);
     QVERIFY2(FailureWords::sentence(failure).contains(facts.section(u" Make"_s, 0, 0)),
              qPrintable(FailureWords::sentence(failure)));
+}
+
+void TestFailureWords::whoHasItNoLongerIsNotNamed()
+{
+    QCOMPARE(
+        FailureWords::sentence(Failure::make(Failure::Kind::OwnedByOther, Failure::Subject::of(qint64(5)))),
+        u"lost download 5: another process has worked on it meanwhile, or removed it. \"plait show 5\" shows it."_s);
 }
 
 void TestFailureWords::aListThatWasSetAsideIsNamedAsItIsCalledNow()
