@@ -61,7 +61,7 @@ struct Failure {
         NoSuchDownload,
         WrongState, ///< makes no sense for the download as it is now; detail: how that is
         CannotBegin, ///< detail: why not
-        OwnedByOther, ///< another process is at work on it; number: which
+        OwnedByOther, ///< another process is at work on it; number: which, 0 = it has been, and is done
         CannotChange, ///< detail: why not
         CannotFinish, ///< now, with what is there; detail: why not
         SameResource, ///< subject: another download, of what this one is of; nothing failed

@@ -341,7 +341,8 @@ bool DownloadList::changing(Lasting lasting, const std::function<bool()> &work)
     return done || failBy(kind, error);
 }
 
-/// Where somebody has claimed the download since, nothing is done.
+/// Where somebody has claimed the download since, or taken it out, nothing is done. That a list begun anew in place of
+/// a damaged one lacks it is nobody's doing.
 bool DownloadList::changingUnder(qint64 fence, qint64 id, Lasting lasting, const std::function<bool()> &work)
 {
     bool isLost = false;
@@ -351,7 +352,7 @@ bool DownloadList::changingUnder(qint64 fence, qint64 id, Lasting lasting, const
         bool isThere = false;
         if (newest && *newest != fence)
             owner = ownerOf(id, &isThere);
-        isLost = isThere;
+        isLost = isThere || (newest && *newest != fence && !m_isNewOne);
         return newest == fence && work();
     };
     const bool done = changing(lasting, whereItIsOurs);
@@ -426,6 +427,7 @@ bool DownloadList::failToOpen(const Clause &reason, const QList<Remedy> &remedie
 bool DownloadList::failBy(Failure::Kind kind, const SqlError &error)
 {
     const bool damaged = DamagedList::isConfirmed(*m_database, error);
+    m_isNewOne = m_isNewOne || damaged;
     if (damaged && beginAnew())
         m_failure = m_warning ? m_warning : Failure::make(Failure::Kind::ListDamaged, subject());
     if (damaged)

@@ -103,6 +103,7 @@ private:
     Clause m_damage; ///< what was found when it was opened; empty = nothing that has words
     quint64 m_inode = 0; ///< of the file that is open
     bool m_isOwner = false; ///< and the list knows for how long
+    bool m_isNewOne = false; ///< begun in place of one that was found damaged while it was used
     std::function<void(const QString &)> m_observer;
     Together *m_together = nullptr; ///< inside of what happens together
     std::unique_ptr<SqlDatabase> m_database;

@@ -39,8 +39,8 @@ public:
         FileIdentity file; ///< of the incomplete file; unknown = as before
         QString contentEncoding; ///< as which they came; null = as before
         std::optional<ResourceMemory> memory; ///< of where they came from; nothing = as before
-        /// Nothing is written where the download was claimed anew since that one, and the failure is OwnedByOther,
-        /// with the new owner's number; 0 = always.
+        /// Nothing is written where the download was claimed anew since that one, or removed, and the failure is
+        /// OwnedByOther, with the number of who owns it now, or 0; a fence of 0 = always.
         qint64 fence = 0;
     };
 

@@ -382,17 +382,17 @@ MemoryStore::Row *MemoryStore::find(qint64 id, qint64 fence)
 {
     remember(id);
     const auto row = m_rows.find(id);
-    const bool isLost = row != m_rows.end() && fence != 0 && row->lease.fence != fence;
-    const bool isThere = row != m_rows.end() && !isLost;
+    const bool isThere = row != m_rows.end();
+    const bool isLost = fence != 0 && (!isThere || row->lease.fence != fence);
     m_failure = {};
     if (isLost)
-        m_failure =
-            Failure::make(Failure::Kind::OwnedByOther, Failure::Subject::of(id), {}, int(entryOf(*row).ownerPid));
+        m_failure = Failure::make(Failure::Kind::OwnedByOther, Failure::Subject::of(id), {},
+                                  isThere ? int(entryOf(*row).ownerPid) : 0);
     else if (!isThere)
         m_failure = Failure::make(Failure::Kind::CannotChangeList, {}, Clause::Kind::NotOfThisProcess);
     if (m_before && !m_before->failure)
         m_before->failure = m_failure;
-    return isThere ? &*row : nullptr;
+    return isThere && !isLost ? &*row : nullptr;
 }
 
 QList<DownloadStore::Record> MemoryStore::select(const std::function<bool(const Row &)> &condition) const

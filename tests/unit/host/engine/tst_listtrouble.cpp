@@ -60,6 +60,7 @@ private Q_SLOTS:
     void whatWasSavedBeforeItWasFullIsThereAfterwards();
     void aListWhoseFolderIsGoneStopsNoDownload();
     void whatSomebodyElseHasClaimedEndsWithWhoHasIt();
+    void whatSomebodyElseHasRemovedIsNotSaidToBeSaved();
 };
 
 void TestListTrouble::aFullListStopsNoDownload()
@@ -141,6 +142,17 @@ void TestListTrouble::whatSomebodyElseHasClaimedEndsWithWhoHasIt()
     QCOMPARE(bench.endsOf(id), 1);
     QCOMPARE(other.value(u"SELECT title FROM downloads"_s).toString(), u"theirs"_s);
     QCOMPARE(other.value(u"SELECT owner_pid FROM downloads"_s).toInt(), 1);
+}
+
+void TestListTrouble::whatSomebodyElseHasRemovedIsNotSaidToBeSaved()
+{
+    QueueBench bench;
+    const qint64 id = bench.bring(QueueBench::Place::Running);
+    QVERIFY(SqlFile(bench.listPath()).run(u"DELETE FROM downloads"_s));
+    bench.session->stop(id);
+    QVERIFY(bench.run());
+    QCOMPARE(bench.outcomeOf(id).failure.kind, Failure::Kind::OwnedByOther);
+    QCOMPARE(bench.outcomeOf(id).failure.number, 0);
 }
 
 QTEST_GUILESS_MAIN(TestListTrouble)

@@ -70,6 +70,7 @@ private Q_SLOTS:
     void whatProvesTheFileComesBack();
     void aServersDigestIsToBeCompared();
     void whoLostItsClaimWritesNothing();
+    void whoseDownloadIsRemovedHasLostIt();
     void aPageShowsTheNewestFirst();
     void pagesGoOnWhereTheLastOneEnded();
     void aPageShowsWhatALineNeeds();
@@ -446,6 +447,24 @@ void TestDownloadStore::whoLostItsClaimWritesNothing()
     QVERIFY(list.setDigestResult(record.id, ChecksumResult::Equal, second.fence));
     QCOMPARE(list.options(record.id).rateLimit, 7);
     QVERIFY(list.remove(record.id, second.fence));
+}
+
+/// Who removed it has taken it before.
+void TestDownloadStore::whoseDownloadIsRemovedHasLostIt()
+{
+    DownloadStore &list = *m_list;
+    Info record;
+    QVERIFY(list.insertOwned(record, {}) > 0);
+    Lease lease;
+    QCOMPARE(list.claim(record.id, lease), DownloadStore::Claim::Taken);
+    QVERIFY(list.remove(record.id));
+    QVERIFY(!list.update(record, {{}, {}, {}, lease.fence}, DownloadStore::Lasting::Always));
+    QCOMPARE(list.lastFailure().kind, Failure::Kind::OwnedByOther);
+    QCOMPARE(list.lastFailure().number, 0);
+    QVERIFY(!list.setOptions(record.id, {}, lease.fence));
+    QCOMPARE(list.lastFailure().kind, Failure::Kind::OwnedByOther);
+    QVERIFY(!list.setOptions(record.id, {}));
+    QCOMPARE(list.lastFailure().kind, Failure::Kind::CannotChangeList);
 }
 
 void TestDownloadStore::aPageShowsTheNewestFirst()
