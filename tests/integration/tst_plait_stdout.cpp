@@ -72,6 +72,8 @@ ScriptedResponse longFile()
     response.bodyMaker = stamped;
     response.bodySize = kLong;
     response.honoursRanges = true;
+    // One that is kept for the next request would look like one that is at work.
+    response.closesConnection = true;
     response.withHeader("ETag", "\"long\"");
     return response;
 }
