@@ -244,6 +244,9 @@ void Engine::emitSignal(const EngineNews &news)
     case EngineNews::Kind::Warned:
         Q_EMIT warned(news.id, news.warning.value_or(Warning()));
         break;
+    case EngineNews::Kind::ListChanged:
+        Q_EMIT listChanged();
+        break;
     case EngineNews::Kind::Closed:
         Q_EMIT closed();
         break;

@@ -38,6 +38,8 @@ public:
 
     /// Between two changed() of one download that say nothing of its state.
     static constexpr int kNewsIntervalMs = 200;
+    /// Between two looks at what other programs do to the list.
+    static constexpr int kOthersIntervalMs = 2000;
 
     explicit Engine(QObject *parent = nullptr);
     ~Engine() override;
@@ -146,6 +148,10 @@ Q_SIGNALS:
     void totalsChanged(const Totals &totals);
     /// Something that a person should know and that ends nothing. Id 0 = of no download.
     void warned(qint64 id, const Warning &warning);
+    /// Another program has changed rows of the list, their number or their order: whoever shows them takes the page
+    /// again, and leaves alone what is told of rows before that comes. At most every kOthersIntervalMs, and before the
+    /// next added() or moved().
+    void listChanged();
     /// The last of all.
     void closed();
     /// Each of the above, and each answer, once more, before it is told: for who passes all of it on.

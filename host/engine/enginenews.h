@@ -25,6 +25,7 @@ struct EngineNews {
         QuestionClosed, ///< id: of the question
         TotalsChanged, ///< totals
         Warned, ///< id, warning
+        ListChanged,
         Closed,
     };
 

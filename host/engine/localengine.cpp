@@ -32,6 +32,9 @@ LocalEngine::LocalEngine(QObject *parent)
 {
     m_tick.setInterval(kNewsIntervalMs);
     connect(&m_tick, &QTimer::timeout, this, &LocalEngine::tick);
+    m_othersTimer.setInterval(kOthersIntervalMs);
+    connect(&m_othersTimer, &QTimer::timeout, this,
+            [this] { list().askOthersChanges(this, [this](qint64 changes) { tellOfOthers(changes); }); });
 }
 
 LocalEngine::~LocalEngine() = default;
@@ -232,14 +235,17 @@ bool LocalEngine::bringUp(Failure *failure)
 {
     if (m_session)
         return true;
+    const qint64 rows = watchedRows();
     m_list.reset();
     auto session = std::make_unique<DownloadSession>();
     if (!session->open(m_options->session, failure)) {
         session.reset();
         openList();
+        watchAnew(rows);
         return false;
     }
     m_session = std::move(session);
+    watchAnew(rows);
     m_queue = std::make_unique<DownloadQueue>(*m_session, m_options->queue);
     m_check = std::make_unique<ResourceCheck>(*m_session);
     connectAll();
@@ -292,5 +298,6 @@ void LocalEngine::onDrained()
 void LocalEngine::onClosed()
 {
     m_tick.stop();
+    m_othersTimer.stop();
     tell({EngineNews::Kind::Closed});
 }

@@ -134,6 +134,10 @@ private:
     void tellIfChanged(qint64 id);
     void tellChanged(const Snapshot &snapshot);
     void tellAdded(const Snapshot &snapshot);
+    void tellOfOthers(qint64 changes);
+    void beginToWatchOthers();
+    qint64 watchedRows();
+    void watchAnew(qint64 before);
     void tellRemoved(qint64 id);
     void tellOwnership(const Snapshot &row);
     void tick();
@@ -190,6 +194,8 @@ private:
     QHash<qint64, int> m_fileIndexes; ///< by question
     Totals m_totals; ///< as they were told
     QTimer m_tick;
+    QTimer m_othersTimer; ///< once somebody has rows of the list
+    std::optional<qint64> m_othersChanges; ///< that all who have rows of the list were told of
     qint64 m_lastQuestion = 0;
     bool m_isEndAskedFor = false; ///< by a command that may not have begun yet
     bool m_isClosing = false;

@@ -255,6 +255,9 @@ void LocalEngine::move(const EngineCommand &command)
         return;
     }
     answer(command, {.ids = {command.id}});
+    qint64 others = 0;
+    list().count(ListFilter::All, &others);
+    tellOfOthers(others);
     tell({EngineNews::Kind::Moved, command.id, position});
     m_queue->setPlaces(places);
 }

@@ -132,9 +132,50 @@ void LocalEngine::tellChanged(const Snapshot &snapshot)
 
 void LocalEngine::tellAdded(const Snapshot &snapshot)
 {
-    EngineNews news{EngineNews::Kind::Added, snapshot.id, list().count(ListFilter::All) - 1};
+    qint64 others = 0;
+    EngineNews news{EngineNews::Kind::Added, snapshot.id, list().count(ListFilter::All, &others) - 1};
+    tellOfOthers(others);
     news.snapshot = snapshot;
     tell(news);
+}
+
+/// Where rows of others came or went, no place is what those who have rows take it for.
+void LocalEngine::tellOfOthers(qint64 changes)
+{
+    if (m_othersChanges && *std::exchange(m_othersChanges, changes) != changes && !m_isClosing)
+        tell({EngineNews::Kind::ListChanged});
+}
+
+/// Before any are read.
+void LocalEngine::beginToWatchOthers()
+{
+    if (m_othersChanges)
+        return;
+    m_othersChanges = 0;
+    list().count(ListFilter::All, &*m_othersChanges);
+    m_othersTimer.start();
+}
+
+/// How many there are, when all has been told that others did until now; -1 = nobody has any.
+qint64 LocalEngine::watchedRows()
+{
+    if (!m_othersChanges)
+        return -1;
+    qint64 others = 0;
+    const qint64 rows = list().count(ListFilter::All, &others);
+    tellOfOthers(others);
+    return rows;
+}
+
+/// Each connection to the list counts for itself. @param before watchedRows() of the last one
+void LocalEngine::watchAnew(qint64 before)
+{
+    if (before < 0)
+        return;
+    qint64 others = 0;
+    const bool isAsBefore = list().count(ListFilter::All, &others) == before;
+    m_othersChanges = isAsBefore ? others : others - 1;
+    tellOfOthers(others);
 }
 
 void LocalEngine::tellRemoved(qint64 id)
@@ -204,6 +245,7 @@ void LocalEngine::answerSnapshot(const EngineCommand &command)
 void LocalEngine::answerPage(const EngineCommand &command)
 {
     const SnapshotQuery query = command.query.value_or(SnapshotQuery());
+    beginToWatchOthers();
     const QList<ListEntry> entries = pageOf(query);
     if (list().lastFailure()) {
         refuse(command, list().lastFailure());

@@ -270,11 +270,20 @@ qint64 DownloadList::move(qint64 id, qint64 position, QList<RowPlace> *places)
     return isMoved ? *place : -1;
 }
 
-qint64 DownloadList::count(ListFilter filter)
+qint64 DownloadList::count(ListFilter filter, qint64 *othersChanges)
 {
     std::optional<qint64> number;
     reading([&] { return (number = ListRows::count(*m_rows, filter)).has_value(); });
+    if (othersChanges)
+        askOthersChanges(nullptr, [othersChanges](qint64 changes) { *othersChanges = changes; });
     return number.value_or(-1);
+}
+
+void DownloadList::askOthersChanges(QObject *, const std::function<void(qint64)> &told)
+{
+    std::optional<qint64> changes;
+    reading([&] { return (changes = ListRows::othersChanges(*m_rows)).has_value(); });
+    told(changes.value_or(0));
 }
 
 DownloadOptions DownloadList::options(qint64 id)

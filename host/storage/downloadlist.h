@@ -61,7 +61,8 @@ public:
     QList<ListEntry> page(ListFilter filter, int limit, qint64 before = 0) override;
     QList<ListEntry> page(ListFilter filter, ListOrder order, qint64 first, int limit) override;
     qint64 move(qint64 id, qint64 position, QList<RowPlace> *places = nullptr) override;
-    qint64 count(ListFilter filter) override;
+    qint64 count(ListFilter filter, qint64 *othersChanges = nullptr) override;
+    void askOthersChanges(QObject *context, const std::function<void(qint64)> &told) override;
     DownloadOptions options(qint64 id) override;
     bool setOptions(qint64 id, const DownloadOptions &options, qint64 fence = 0) override;
     bool remove(qint64 id, qint64 fence = 0) override;

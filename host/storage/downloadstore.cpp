@@ -8,6 +8,11 @@ void DownloadStore::save(const Record &record, const Holdings &holdings, QObject
     saved(update(record, holdings, Lasting::ThisRunOfTheMachine) ? Failure() : lastFailure());
 }
 
+void DownloadStore::askOthersChanges(QObject *, const std::function<void(qint64)> &told)
+{
+    told(0);
+}
+
 void DownloadStore::releaseSoon(const QList<qint64> &ids)
 {
     const auto releaseEach = [&ids](DownloadStore &store) {

@@ -116,8 +116,12 @@ public:
     /// whoever works on the download. @param places gets the new places, its own first, behind it those of rows that
     /// had to make room and stand where they stood. Answers the place that it got; -1 = failed.
     virtual qint64 move(qint64 id, qint64 position, QList<RowPlace> *places = nullptr) = 0;
-    /// -1 = failed.
-    virtual qint64 count(ListFilter filter) = 0;
+    /// -1 = failed. @param othersChanges gets a number that is another one as soon as somebody else has changed the
+    /// list; 0 = nobody else can
+    virtual qint64 count(ListFilter filter, qint64 *othersChanges = nullptr) = 0;
+    /// That number, which may take its time. @param told called once, in this thread, perhaps from inside; not at all
+    /// when the context has gone by then
+    virtual void askOthersChanges(QObject *context, const std::function<void(qint64)> &told);
 
     /// The defaults when none were set, and, with a failure, when reading fails.
     virtual DownloadOptions options(qint64 id) = 0;

@@ -327,6 +327,14 @@ std::optional<qint64> ListRows::count(RecordRows &rows, ListFilter filter)
     return number->value(0).toNumber();
 }
 
+std::optional<qint64> ListRows::othersChanges(RecordRows &rows)
+{
+    auto version = rows.run(u"PRAGMA data_version"_s, {});
+    if (!version || !version->next())
+        return std::nullopt;
+    return version->value(0).toNumber();
+}
+
 std::optional<DownloadOptions> ListRows::options(RecordRows &rows, qint64 id)
 {
     static const QString statement = u"SELECT %1 FROM options WHERE download_id = ?"_s.arg(kOptionColumns);

@@ -24,6 +24,8 @@ std::optional<QList<ListEntry>> page(RecordRows &rows, ListFilter filter, ListOr
 /// See DownloadStore::move(). Inside of a transaction.
 std::optional<qint64> move(RecordRows &rows, qint64 id, qint64 position, QList<RowPlace> *places);
 std::optional<qint64> count(RecordRows &rows, ListFilter filter);
+/// Another number as soon as another connection has changed the database.
+std::optional<qint64> othersChanges(RecordRows &rows);
 
 std::optional<DownloadOptions> options(RecordRows &rows, qint64 id);
 bool setOptions(RecordRows &rows, qint64 id, const DownloadOptions &options);

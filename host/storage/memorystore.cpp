@@ -296,9 +296,11 @@ void MemoryStore::setPlace(const RowPlace &place)
     m_places.insert(place);
 }
 
-qint64 MemoryStore::count(ListFilter filter)
+qint64 MemoryStore::count(ListFilter filter, qint64 *othersChanges)
 {
     m_failure = {};
+    if (othersChanges)
+        *othersChanges = 0;
     return std::count_if(m_rows.cbegin(), m_rows.cend(), [filter](const Row &row) { return isMeant(row, filter); });
 }
 

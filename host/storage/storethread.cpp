@@ -201,9 +201,25 @@ qint64 StoreThread::move(qint64 id, qint64 position, QList<RowPlace> *places)
     return call([&](DownloadStore &store) { return store.move(id, position, places); });
 }
 
-qint64 StoreThread::count(ListFilter filter)
+qint64 StoreThread::count(ListFilter filter, qint64 *othersChanges)
 {
-    return call([filter](DownloadStore &store) { return store.count(filter); });
+    return call([=](DownloadStore &store) { return store.count(filter, othersChanges); });
+}
+
+void StoreThread::askOthersChanges(QObject *context, const std::function<void(qint64)> &told)
+{
+    const auto answer = [there = QPointer(context), told](qint64 changes) {
+        if (there)
+            told(changes);
+    };
+    const auto work = [this, answer] {
+        m_store->askOthersChanges(nullptr, [&](qint64 changes) {
+            QMetaObject::invokeMethod(
+                this, [answer, changes] { answer(changes); }, Qt::QueuedConnection);
+        });
+    };
+    if (m_thread.isRunning())
+        QMetaObject::invokeMethod(&m_there, work, Qt::QueuedConnection);
 }
 
 DownloadOptions StoreThread::options(qint64 id)

@@ -4,6 +4,7 @@
 #include <QPointer>
 
 #include <algorithm>
+#include <utility>
 
 DownloadsModel::DownloadsModel(Engine &engine, QObject *parent)
     : QAbstractListModel(parent)
@@ -14,8 +15,9 @@ DownloadsModel::DownloadsModel(Engine &engine, QObject *parent)
 /// The answer may come when there is no model any more.
 void DownloadsModel::load()
 {
+    ++m_pages;
     m_engine.snapshots({}, [model = QPointer(this)](const EngineAnswer &page) {
-        if (model && page.isOk())
+        if (model && --model->m_pages == 0 && page.isOk())
             model->take(page);
     });
 }
@@ -31,6 +33,9 @@ void DownloadsModel::take(const EngineAnswer &page)
 /// From the page on: what the signals said before is in it.
 void DownloadsModel::follow()
 {
+    if (std::exchange(m_isFollowing, true))
+        return;
+    connect(&m_engine, &Engine::listChanged, this, &DownloadsModel::load);
     connect(&m_engine, &Engine::added, this, &DownloadsModel::onAdded);
     connect(&m_engine, &Engine::changed, this, &DownloadsModel::onChanged);
     connect(&m_engine, &Engine::removed, this, &DownloadsModel::onRemoved);
@@ -74,6 +79,8 @@ QHash<int, QByteArray> DownloadsModel::roleNames() const
 
 void DownloadsModel::onAdded(const Snapshot &snapshot, qint64 position)
 {
+    if (!isUpToDate())
+        return;
     beginInsertRows({}, int(position), int(position));
     m_rows.insert(position, snapshot);
     endInsertRows();
@@ -101,7 +108,7 @@ void DownloadsModel::onRemoved(qint64 id)
 /// Views count the place behind which it goes as if the row were still at the old one.
 void DownloadsModel::onMoved(qint64 id, qint64 position)
 {
-    const int from = rowOf(id);
+    const int from = isUpToDate() ? rowOf(id) : -1;
     const int to = int(position);
     if (from < 0 || !beginMoveRows({}, from, from, {}, to > from ? to + 1 : to))
         return;

@@ -5,8 +5,9 @@
 
 #include <QAbstractListModel>
 
-/// The list of an engine as views show it: a front end, and the example of one. It takes one page and applies the
-/// signals that follow; it asks for nothing again, and knows nothing of modules, queue or list.
+/// The list of an engine as views show it: a front end, and the example of one. It takes a page and applies the
+/// signals that follow; it asks again only where another program has changed the list, and knows nothing of modules,
+/// queue or list.
 ///
 ///     DownloadsModel model(engine);
 ///     view.setModel(&model);
@@ -37,6 +38,8 @@ public:
     QHash<int, QByteArray> roleNames() const override;
 
     const QList<Snapshot> &rows() const { return m_rows; }
+    /// The rows are those of the list. Else a page is on its way.
+    bool isUpToDate() const { return m_pages == 0; }
 
 private:
     void take(const EngineAnswer &page);
@@ -48,5 +51,7 @@ private:
     int rowOf(qint64 id) const;
 
     Engine &m_engine;
+    int m_pages = 0; ///< that were asked for and have not come
+    bool m_isFollowing = false;
     QList<Snapshot> m_rows; ///< in the order of the list
 };

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <host/engine/localengine.h>
+#include <host/storage/downloadlist.h>
 #include <tests/support/scriptedserver.h>
 #include <tests/support/testfiles.h>
 #include <tests/unit/host/engine/downloadsmodel.h>
@@ -59,6 +60,7 @@ private Q_SLOTS:
     void aPageTakenInTheMiddleIsFollowedToTheEnd();
     void anAnsweredQuestionLetsItsDownloadGoOn();
     void ofWhatWasRemovedNothingMoreIsSaid();
+    void whatAnotherProgramDoesToTheListIsShown();
 
 private:
     void keep(const EngineNews &news);
@@ -303,6 +305,34 @@ void TestEngineFrontend::ofWhatWasRemovedNothingMoreIsSaid()
     QTRY_VERIFY(isAnswered());
     QCOMPARE(m_removed.size(), 12);
     QCOMPARE(QDir(m_dir->path()).entryList({u"file*"_s}, QDir::Files), QStringList());
+}
+
+/// A service and a command line work on one list all day.
+void TestEngineFrontend::whatAnotherProgramDoesToTheListIsShown()
+{
+    // It is shown a little later than it is in the list.
+    disconnect(m_engine.get(), &Engine::told, this, &TestEngineFrontend::keep);
+    m_server->release(kGate);
+    const auto rowsAre = [this](const QList<qint64> &ids) {
+        return m_model->isUpToDate()
+            && std::equal(ids.cbegin(), ids.cend(), m_model->rows().cbegin(), m_model->rows().cend(),
+                          [](qint64 id, const Snapshot &row) { return row.id == id; });
+    };
+    DownloadList other;
+    QVERIFY(other.open(m_dir->filePath(u"list.sqlite"_s)));
+    AbstractDownloadPersistentInfo record = request(7).newRecord();
+    QVERIFY(other.insert(record) != 0);
+    m_engine->add(request(1), true, counted());
+    m_engine->add(request(2), true, counted());
+    QTRY_VERIFY_WITH_TIMEOUT(rowsAre({1, 2, 3}), ScriptedServer::kPatienceMs);
+    QVERIFY(other.move(3, 0) == 0);
+    m_engine->move(2, 2, counted());
+    QTRY_VERIFY_WITH_TIMEOUT(rowsAre({3, 1, 2}), ScriptedServer::kPatienceMs);
+    QTRY_COMPARE_WITH_TIMEOUT(count(DownloadState::Done), 2, ScriptedServer::kPatienceMs);
+    // Nobody does anything here.
+    QVERIFY(other.remove(1));
+    QTRY_VERIFY_WITH_TIMEOUT(rowsAre({3, 2}), ScriptedServer::kPatienceMs);
+    compare();
 }
 
 QTEST_GUILESS_MAIN(TestEngineFrontend)

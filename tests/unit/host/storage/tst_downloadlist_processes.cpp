@@ -27,6 +27,8 @@ private Q_SLOTS:
     void aSecondOneTakesNoLocksFromTheFirst_data();
     void aSecondOneTakesNoLocksFromTheFirst();
 
+    void whatOthersChangeIsNoticed();
+
     void aDownloadHasOneOwner();
     void anOwnerThatDiedIsNone();
     void anOwnerThatCannotBeSeenIsOneUntilItsEnd_data();
@@ -107,6 +109,32 @@ void TestDownloadListProcesses::aSecondOneTakesNoLocksFromTheFirst()
     reader.start(u"sqlite3"_s, words);
     QVERIFY(reader.waitForFinished());
     QCOMPARE(reader.readAllStandardOutput().trimmed(), QByteArray("2"));
+}
+
+void TestDownloadListProcesses::whatOthersChangeIsNoticed()
+{
+    DownloadList list;
+    DownloadList other;
+    openList(list);
+    openList(other);
+    const auto changes = [](DownloadList &of) {
+        qint64 number = 0;
+        of.count(ListFilter::All, &number);
+        return number;
+    };
+    const qint64 before = changes(list);
+    QVERIFY(before != 0);
+    Info own;
+    QVERIFY(list.insert(own) != 0);
+    QCOMPARE(changes(list), before);
+    Info others;
+    QVERIFY(other.insert(others) != 0);
+    const qint64 after = changes(list);
+    QVERIFY(after != before);
+    QCOMPARE(changes(list), after);
+    qint64 told = 0;
+    list.askOthersChanges(nullptr, [&told](qint64 number) { told = number; });
+    QCOMPARE(told, after);
 }
 
 void TestDownloadListProcesses::aDownloadHasOneOwner()
