@@ -62,7 +62,8 @@ public:
     /// The unfinished download of the same request, or a new one. It is this process's from now on. 0 = failed.
     /// @param line gets the one that the list has of it now
     /// @param isNew gets whether the list did not have it; both may be null
-    /// @param taken a file that it begins with; null = none
+    /// @param taken a file that it begins with; null = none. Fails where that is not as it was compared any more, or
+    /// findDone() has it by now
     qint64 add(const DownloadRequest &request, Failure *failure, ListEntry *line = nullptr, bool *isNew = nullptr,
                const TakenFile *taken = nullptr);
     /// One that has finished and is all that a request asks for.
@@ -208,6 +209,9 @@ private:
     QSharedPointer<QNetworkAccessManager> managerFor(const DownloadOptions &options) const;
     bool trustsAll(const DownloadOptions &options) const;
     QList<SmallFetch::Field> fieldsOf(const AbstractDownloadPersistentInfo &record) const;
+    std::optional<Done> findDone(DownloadStore &list, const DownloadRequest &request) const;
+    bool isStillFree(DownloadStore &list, const DownloadRequest &request, const TakenFile &file,
+                     Failure *failure) const;
     static bool makeIncomplete(const TakenFile &file, Failure *failure);
     static bool keepTaken(DownloadStore &list, Lease &added, const TakenFile &file);
     std::shared_ptr<DownloadStream> makeStream(DownloadRequest &request, Failure *failure);

@@ -61,22 +61,28 @@ qint64 DownloadSession::findUnfinished(const DownloadRequest &request)
     return same == found.cend() ? 0 : same->id;
 }
 
-std::optional<DownloadSession::Done> DownloadSession::findDone(const DownloadRequest &asked)
+std::optional<DownloadSession::Done> DownloadSession::findDone(const DownloadRequest &request)
+{
+    return findDone(m_list, request);
+}
+
+/// Perhaps in the list's thread.
+std::optional<DownloadSession::Done> DownloadSession::findDone(DownloadStore &list, const DownloadRequest &asked) const
 {
     const DownloadRequest request = asListed(asked);
     // What a body does there, it is to do again.
     if (!request.postData.isEmpty())
         return std::nullopt;
     const QList<AbstractDownloadPersistentInfo> found =
-        m_list.findFinished(request.url, request.folder, request.outputName, kCandidates);
-    const auto there = std::find_if(found.cbegin(), found.cend(), [this](const AbstractDownloadPersistentInfo &record) {
+        list.findFinished(request.url, request.folder, request.outputName, kCandidates);
+    const auto there = std::find_if(found.cbegin(), found.cend(), [&](const AbstractDownloadPersistentInfo &record) {
         return record.postData.isEmpty() && !m_running.contains(record.id) && isOnDisk(record)
-            && m_list.memory(record.id).evidence.doubt != Evidence::Doubt::FinishedEarly;
+            && list.memory(record.id).evidence.doubt != Evidence::Doubt::FinishedEarly;
     });
-    if (there == found.cend() || !m_list.findUnfinished(request.url, request.folder, request.outputName).isEmpty())
+    if (there == found.cend() || !list.findUnfinished(request.url, request.folder, request.outputName).isEmpty())
         return std::nullopt;
-    const ResourceMemory memory = m_list.memory(there->id);
-    const DownloadOptions options = m_list.options(there->id);
+    const ResourceMemory memory = list.memory(there->id);
+    const DownloadOptions options = list.options(there->id);
     const bool isGiven = !options.checksumAlgorithm.isEmpty();
     const ChecksumResult result = isGiven ? options.checksumResult : memory.evidence.digest;
     const bool isDue = (isGiven || memory.digest()) && result != ChecksumResult::Equal;

@@ -50,24 +50,30 @@ qint64 DownloadSession::add(const DownloadRequest &asked, Failure *failure, List
         return 0;
     DownloadRequest request = withoutSecrets(asked);
     const std::shared_ptr<DownloadStream> stream = request.isStreamed ? makeStream(request, failure) : nullptr;
-    if ((request.isStreamed && !stream) || (taken && !makeIncomplete(*taken, failure)))
+    if (request.isStreamed && !stream)
         return 0;
     Lease added;
     bool isKnown = false;
+    bool isRenamed = false;
     QList<AbstractDownloadPersistentInfo> candidates;
     const bool isDone = m_list.together([&](DownloadStore &list) {
         const qint64 found = claimFound(list, request, failure);
         isKnown = found != 0;
         if (found != 0 || *failure)
             return found != 0 && list.claim(found, added) == DownloadStore::Claim::Taken;
+        if (taken && !isStillFree(list, request, *taken, failure))
+            return false;
         added.record = request.newRecord();
         added.options = request.options.kept();
         candidates = list.findByUrl(added.record.url, kCandidates);
         if (taken)
             taken->putInto(added.record);
-        return list.insertOwned(added.record, request.options) != 0 && (!taken || keepTaken(list, added, *taken));
+        if (list.insertOwned(added.record, request.options) == 0)
+            return false;
+        isRenamed = taken && makeIncomplete(*taken, failure);
+        return !taken || (isRenamed && keepTaken(list, added, *taken));
     });
-    if (taken && (!isDone || isKnown))
+    if (isRenamed && !isDone)
         taken->giveBack();
     if (!isDone) {
         *failure = *failure ? *failure : listFailure();

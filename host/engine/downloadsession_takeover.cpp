@@ -14,6 +14,7 @@
 #include <QFileInfo>
 
 #include <algorithm>
+#include <cerrno>
 #include <memory>
 
 using namespace Qt::StringLiterals;
@@ -33,6 +34,13 @@ QStringList namesFor(const DownloadRequest &request)
     names.append(name);
     names.removeIf([](const QString &one) { return one.isEmpty() || one.contains(u'/'); });
     return names;
+}
+
+Failure cannotTakeOver(const TakenFile &file, const Clause &reason)
+{
+    Failure::Subject subject;
+    subject.path = file.path;
+    return Failure::make(Failure::Kind::CannotTakeOver, subject, reason);
 }
 
 }
@@ -115,14 +123,22 @@ QList<SmallFetch::Field> DownloadSession::fieldsOf(const AbstractDownloadPersist
     return fields;
 }
 
+/// In the list's thread. To compare it took answers of a server, and meanwhile somebody else may have gone on with it.
+bool DownloadSession::isStillFree(DownloadStore &list, const DownloadRequest &request, const TakenFile &file,
+                                  Failure *failure) const
+{
+    if (file.isAsCompared() && !(request.onlyOnce && findDone(list, request)))
+        return true;
+    *failure = cannotTakeOver(file, Clause::Kind::ChangedWhileCompared);
+    return false;
+}
+
 /// From now on it is called as what is incomplete.
 bool DownloadSession::makeIncomplete(const TakenFile &file, Failure *failure)
 {
     if (file.isWhole() || RenamedFile::toIncomplete(file.path))
         return true;
-    Failure::Subject subject;
-    subject.path = file.path;
-    *failure = Failure::make(Failure::Kind::CannotTakeOver, subject, Clause::Kind::NotRenamed);
+    *failure = cannotTakeOver(file, {Clause::Kind::NotRenamed, {}, qt_error_string(errno)});
     return false;
 }
 

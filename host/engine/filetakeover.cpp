@@ -51,6 +51,11 @@ ResourceMemory TakenFile::memory(const QUrl &url) const
     return memory;
 }
 
+bool TakenFile::isAsCompared() const
+{
+    return QFileInfo(path).size() == size && FileIdentity::of(path) == found;
+}
+
 void TakenFile::giveBack() const
 {
     if (!isWhole())
@@ -78,6 +83,7 @@ void FileTakeOver::begin()
     }
     m_local = {m_file.size(), QFileInfo(m_file).lastModified(), m_asked.hasChecksum};
     m_taken.path = m_asked.path;
+    m_taken.found = FileIdentity::of(m_file.handle());
     m_taken.size = m_local.size;
     m_pieces = TakeOver::piecesOf(m_local.size);
     askNext();

@@ -5,6 +5,7 @@
 #include <host/policy/failure.h>
 #include <host/policy/resourcememory.h>
 #include <host/policy/takeover.h>
+#include <inet/qt/download/framework/fileidentity.h>
 
 #include <QFile>
 #include <QList>
@@ -17,6 +18,7 @@
 /// A file that was found, and may be gone on with: the beginning of what its address has, or all of that.
 struct TakenFile {
     QString path; ///< as it was found
+    FileIdentity found; ///< the file that was compared, whatever stands there by now
     qint64 size = 0; ///< bytes that are there
     ResourceIdentity identity; ///< of what the server has; its total is known
     QUrl target; ///< where the address's redirects led; empty = it answers itself
@@ -27,6 +29,8 @@ struct TakenFile {
     void putInto(AbstractDownloadPersistentInfo &record) const;
     /// What is remembered of the resource. @param url of the download
     ResourceMemory memory(const QUrl &url) const;
+    /// The same file stands there, and nobody has written to it.
+    bool isAsCompared() const;
     /// Its name is the one that it was found under again.
     void giveBack() const;
 };

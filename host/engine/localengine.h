@@ -86,7 +86,7 @@ private:
     bool isThere(const EngineCommand &command);
     EngineAnswer standingOf(const DownloadRequest &request);
     void takeDone(const EngineCommand &command, const DownloadRequest &request, const ListEntry &known);
-    qint64 addNow(const EngineCommand &command, const TakenFile *taken);
+    qint64 addNow(const EngineCommand &command, const TakenFile *taken, bool *isNew = nullptr);
     void onTakenOver(FileTakeOver *work, const Failure &failure, const TakenFile &file);
     void giveUpTakeOvers();
     void begin(const EngineCommand &command, DownloadQueue::Job job);

@@ -44,22 +44,23 @@ Failure wrongState(qint64 id, Clause::Kind how)
 
 }
 
-qint64 LocalEngine::addNow(const EngineCommand &command, const TakenFile *taken)
+/// What was not free to be taken over any more may be finished by now.
+qint64 LocalEngine::addNow(const EngineCommand &command, const TakenFile *taken, bool *isNew)
 {
     const DownloadRequest request = command.request.value_or(DownloadRequest());
     Failure failure;
-    bool isNew = false;
+    bool isAdded = false;
     ListEntry added;
     // What is warned of while it is added comes behind the news that it is there.
     const QQueue<EngineNews> before = std::exchange(m_news, {});
-    const qint64 id = m_session->add(request, &failure, &added, &isNew, taken);
+    const qint64 id = m_session->add(request, &failure, &added, &isAdded, taken);
     const QQueue<EngineNews> warnings = std::exchange(m_news, before);
     if (id != 0)
         answer(command, {.ids = {id}});
-    else
+    else if (!taken || !isThere(command))
         refuse(command, failure);
     const bool isToBegin = id != 0 && command.flag && !isQueued(id);
-    if (isNew && id != 0)
+    if (isAdded && id != 0)
         tellAdded(rowOf(added));
     else if (id != 0 && !isToBegin)
         tellRow(id);
@@ -68,6 +69,8 @@ qint64 LocalEngine::addNow(const EngineCommand &command, const TakenFile *taken)
         append(added, DownloadQueue::Job::Download);
     else if (id != 0 && !isQueued(id) && !m_session->stream(id))
         m_session->letGo(id); // whoever wants to begin it may
+    if (isNew)
+        *isNew = isAdded;
     return id;
 }
 

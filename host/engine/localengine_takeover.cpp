@@ -55,8 +55,9 @@ void LocalEngine::onTakenOver(FileTakeOver *work, const Failure &failure, const 
         refuse(command, failure);
         return;
     }
-    const qint64 id = addNow(command, failure ? nullptr : &file);
-    if (id != 0)
+    bool isNew = false;
+    const qint64 id = addNow(command, failure ? nullptr : &file, &isNew);
+    if (id != 0 && (failure || isNew))
         warn(id, {.kind = Warning::Kind::Failure, .failure = failure ? failure : noteOf(file, id)});
 }
 

@@ -93,6 +93,7 @@ constexpr std::pair<Kind, QLatin1StringView> kKeys[] = {
     {Kind::NoFolderMade, "no-folder-made"_L1},
     {Kind::FileEmpty, "file-empty"_L1},
     {Kind::FileHasHoles, "file-has-holes"_L1},
+    {Kind::ChangedWhileCompared, "changed-while-compared"_L1},
     {Kind::NoteOfOthers, "note-of-others"_L1},
     {Kind::BegunBeside, "begun-beside"_L1},
     {Kind::BytesThere, "bytes-there"_L1},

@@ -90,12 +90,13 @@ struct Clause {
         FileGone, ///< value: its folder
         FileEndsEarly, ///< value: how many it has
         NotDeleted, ///< value: the file; of: why not
-        NotRenamed,
+        NotRenamed, ///< of: why not
         AnotherFile,
         NoFolderMade, ///< value: where; of: why not
         // Of a file that another program has begun.
         FileEmpty,
         FileHasHoles,
+        ChangedWhileCompared,
         NoteOfOthers, ///< value: a file beside it
         BegunBeside, ///< value: a file that was begun here
         BytesThere, ///< values: how many are there, of how many

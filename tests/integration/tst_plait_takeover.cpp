@@ -6,6 +6,7 @@
 #include <tests/support/testfiles.h>
 
 #include <QFile>
+#include <QProcess>
 #include <QTest>
 
 #include <algorithm>
@@ -17,11 +18,13 @@ namespace
 {
 constexpr int kDone = 0;
 constexpr int kCannotResume = 8;
+constexpr int kNoSuchDownload = 1;
 constexpr int kChecksumMismatch = 32;
 constexpr quint64 kSeed = 61;
 constexpr qint64 kSize = 900000;
 constexpr qint64 kHalf = 500000;
 const QString kName = u"file.bin"_s;
+const QString kGate = u"compared"_s;
 
 QByteArray told(const PlaitResult &result)
 {
@@ -46,6 +49,9 @@ private Q_SLOTS:
     void whatWasBegunElsewhereIsGoneOnWith();
     void itIsGoneOnWithOverFtp();
     void whatWasTakenOverMayBeStoppedAndGoneOnWith();
+    void whatIsAskedForTwiceAtOnceIsTakenOverOnce();
+    void whatAnotherProcessFinishesMeanwhileIsLeftToIt();
+    void whatIsWrittenToWhileItIsComparedIsLeftAlone();
     void whatIsCompleteIsNotFetchedAgain();
     void whatIsNotTheServersIsLeftAlone_data();
     void whatIsNotTheServersIsLeftAlone();
@@ -59,6 +65,7 @@ private Q_SLOTS:
 private:
     QString url() const { return m_server->url(u"/file.bin"_s).toString(); }
     QByteArray write(qint64 size, qint64 spoiltAt = -1) const;
+    void holdWhatIsComparedFor(const QByteArray &agent);
     bool isWhole(const QString &name = kName) const
     {
         return TestFiles::sha256OfFile(m_plait->path(name)) == TestFiles::sha256OfContent(kSeed, kSize);
@@ -73,6 +80,17 @@ void TestPlaitTakeOver::init()
     m_server = std::make_unique<ScriptedServer>();
     m_server->setResponse("/file.bin", ScriptedResponse::file(kSeed, kSize));
     m_plait = std::make_unique<PlaitSandbox>();
+}
+
+/// At the gate.
+void TestPlaitTakeOver::holdWhatIsComparedFor(const QByteArray &agent)
+{
+    m_server->setHandler("/file.bin", [agent](const ScriptedRequest &request) {
+        ScriptedResponse response = ScriptedResponse::file(kSeed, kSize);
+        if (request.header("User-Agent") == agent)
+            response.headGate = kGate;
+        return response;
+    });
 }
 
 /// What another program leaves: the first bytes, one of them another, perhaps. @return what was written
@@ -147,6 +165,54 @@ void TestPlaitTakeOver::whatWasTakenOverMayBeStoppedAndGoneOnWith()
     const QList<ScriptedRequest> requests = m_server->requests().mid(before);
     QVERIFY(std::all_of(requests.cbegin(), requests.cend(),
                         [](const ScriptedRequest &request) { return PartWay::startOf(request) >= kHalf; }));
+}
+
+void TestPlaitTakeOver::whatIsAskedForTwiceAtOnceIsTakenOverOnce()
+{
+    QVERIFY(!write(kHalf).isEmpty());
+    const PlaitResult result = m_plait->runBare({u"-c"_s, url(), url()});
+    QVERIFY2(result.status == kDone && isWhole(), told(result));
+    QVERIFY2(result.err.count("was begun already") == 1, told(result));
+    QCOMPARE(m_plait->files(), QStringList(kName));
+    QCOMPARE(m_plait->runBare({u"show"_s, u"2"_s}).status, kNoSuchDownload);
+}
+
+void TestPlaitTakeOver::whatAnotherProcessFinishesMeanwhileIsLeftToIt()
+{
+    QVERIFY(!write(kHalf).isEmpty());
+    holdWhatIsComparedFor("slow");
+    QProcess slow;
+    slow.setProcessEnvironment(m_plait->environment());
+    slow.setWorkingDirectory(m_plait->downloads());
+    slow.setProcessChannelMode(QProcess::MergedChannels);
+    slow.start(PlaitSandbox::program(), {u"-c"_s, url(), u"--user-agent"_s, u"slow"_s});
+    QVERIFY2(m_server->waitForHeld(kGate), slow.readAll());
+    const PlaitResult quick = m_plait->runBare({u"-c"_s, url()});
+    QVERIFY2(quick.status == kDone && isWhole(), told(quick));
+    m_server->release(kGate);
+    QTRY_COMPARE_WITH_TIMEOUT(slow.state(), QProcess::NotRunning, PlaitSandbox::kPatienceMs);
+    const QByteArray words = slow.readAll();
+    QVERIFY2(slow.exitCode() == kDone && words.startsWith("Skipped") && isWhole(), words);
+    const QList<ScriptedRequest> requests = m_server->requests();
+    const bool isFetchedBySlow = std::any_of(requests.cbegin(), requests.cend(), [](const ScriptedRequest &request) {
+        return request.header("User-Agent") == "slow" && PartWay::startOf(request) >= kHalf;
+    });
+    QVERIFY2(!isFetchedBySlow, words);
+    QCOMPARE(m_plait->runBare({u"show"_s, u"2"_s}).status, kNoSuchDownload);
+}
+
+void TestPlaitTakeOver::whatIsWrittenToWhileItIsComparedIsLeftAlone()
+{
+    QVERIFY(!write(kHalf).isEmpty());
+    holdWhatIsComparedFor("slow");
+    m_plait->startBare({u"-c"_s, url(), u"--user-agent"_s, u"slow"_s});
+    QVERIFY2(m_server->waitForHeld(kGate), m_plait->errorText());
+    const QByteArray bytes = write(kHalf + 1);
+    m_server->release(kGate);
+    const PlaitResult result = m_plait->finish();
+    QVERIFY2(result.status == kCannotResume && result.err.contains("it was changed while"), told(result));
+    QCOMPARE(TestFiles::readFile(m_plait->path(kName)), bytes);
+    QCOMPARE(m_plait->files(), QStringList(kName));
 }
 
 void TestPlaitTakeOver::whatIsCompleteIsNotFetchedAgain()
