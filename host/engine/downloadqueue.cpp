@@ -69,7 +69,7 @@ DownloadQueue::DownloadQueue(DownloadSession &session, const QueueOptions &optio
     connect(&m_streamTick, &QTimer::timeout, this, &DownloadQueue::watchStreams);
     connect(&m_session, &DownloadSession::finished, this, &DownloadQueue::onFinished);
     connect(&m_session, &DownloadSession::warned, this, &DownloadQueue::warn);
-    connect(&m_session, &DownloadSession::claimLost, this, &DownloadQueue::onClaimLost);
+    connect(&m_session, &DownloadSession::cannotGoOn, this, &DownloadQueue::onGivenUp);
     connect(&m_session, &DownloadSession::sendingRequestHeaders, this, &DownloadQueue::onRequest);
     connect(&m_session, &DownloadSession::performingFilesOperations, this, &DownloadQueue::onFilesWorkedOn);
 }
@@ -380,10 +380,10 @@ void DownloadQueue::watch(QueuedDownload &active)
         m_session.stop(active.id);
 }
 
-void DownloadQueue::onClaimLost(qint64 id, const Failure &who)
+void DownloadQueue::onGivenUp(qint64 id, const Failure &why)
 {
     if (QueuedDownload *const active = find(id))
-        active->run.lost = who;
+        active->run.givenUp = why;
 }
 
 void DownloadQueue::onRequest(qint64 id)

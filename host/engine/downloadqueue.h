@@ -224,7 +224,7 @@ private:
     void shareSpeed();
     NetworkUsageSettings usageOf(const QueuedDownload &active) const;
     void onRequest(qint64 id);
-    void onClaimLost(qint64 id, const Failure &who);
+    void onGivenUp(qint64 id, const Failure &why);
     void onFilesWorkedOn(qint64 id, bool performing);
     void onFinished(qint64 id, const AbstractDownloadPersistentInfo &info, const DownloadDetails &details,
                     const QList<QString> &responseHeaders);

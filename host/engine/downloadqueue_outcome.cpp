@@ -130,8 +130,8 @@ void DownloadQueue::onFinished(qint64 id, const AbstractDownloadPersistentInfo &
 
 void DownloadQueue::judge(QueuedDownload &active, const QList<QString> &responseHeaders)
 {
-    if (active.run.lost) {
-        end(active, active.run.lost);
+    if (active.run.givenUp) {
+        end(active, active.run.givenUp);
         return;
     }
     // A stop may come too late.

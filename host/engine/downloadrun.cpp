@@ -143,13 +143,13 @@ void DownloadRun::run(AbstractDownloadCommand command, const Lease &lease)
     m_contentEncoding = lease.contentEncoding;
     if (hasFileOnDisk(m_saved) && !m_saved.isFinished())
         OwnFiles::set(m_saved.filePath(0), m_file);
-    if (command == AbstractDownloadCommand::Restart) {
+    const bool isAnew = command == AbstractDownloadCommand::Restart;
+    if (isAnew)
         m_savedMemory.reset();
-        forgetBytes();
-    } else {
+    else
         forgetThatItIsEarly();
-    }
-    m_download->doCommand(command);
+    if (!isAnew || forgetBytes())
+        m_download->doCommand(command);
     // A command that has nothing to do begins no run, or one that is over by now.
     if (!m_download->isRunning())
         end();

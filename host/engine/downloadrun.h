@@ -36,7 +36,9 @@ class ResourceGuard;
 /// What is there of the file came in one Content-Encoding, and what comes in another is no rest of it: such an answer
 /// ends the run as one from a server that has another file by now. After a sync that failed nothing that was written in
 /// this run is counted: the system forgets such a failure once it was told, so that no later success means anything.
-/// Where somebody else has claimed the download since, the list takes nothing of this run any more: it is stopped.
+/// Where somebody else has claimed the download since, the list takes nothing of this run any more: it is stopped. So it
+/// is where the list does not take back what it says of bytes: whoever came after a crash would believe that. A restart
+/// then does not begin, and the file stays as it is.
 class DownloadRun : public QObject
 {
     Q_OBJECT
@@ -98,8 +100,9 @@ public:
 
 Q_SIGNALS:
     void saveFailed(const Failure &failure);
-    /// Somebody else has claimed the download: it is being stopped, and nothing more of it is saved.
-    void claimLost(const Failure &who);
+    /// It is being stopped, or does not begin: somebody else has claimed the download, and nothing more of it is saved;
+    /// or the list does not take back what it says of the file.
+    void cannotGoOn(const Failure &why);
     void finished();
 
 private:
@@ -126,13 +129,13 @@ private:
     void onRunning(bool isRunning);
     void onFilesOperations(bool performing);
     void onChange(const QString &reason);
-    void loseClaim(const Failure &who);
+    void giveUp(const Failure &why);
     DownloadStore::Holdings holdings() const;
     void onResponseHeaders(qint64 sectionId, const QList<QString> &headers);
     std::string whoRefused(const AbstractDownloadPersistentInfo &record) const;
     bool isWithoutBytes() const;
     void leaveSpaceUntaken();
-    void forgetBytes();
+    bool forgetBytes();
     void forgetThatItIsEarly();
     void save();
     void saveSoon();
@@ -147,7 +150,7 @@ private:
     AbstractDownloadPersistentInfo whatMayBeSaid(const AbstractDownloadPersistentInfo &snapshot);
     void commit(const AbstractDownloadPersistentInfo &snapshot);
     void write(const AbstractDownloadPersistentInfo &record);
-    void writeAtOnce(const AbstractDownloadPersistentInfo &record);
+    bool writeAtOnce(const AbstractDownloadPersistentInfo &record);
     void onWritten(quint64 number, const AbstractDownloadPersistentInfo &record,
                    const std::optional<ResourceMemory> &memory, const Failure &failure);
     void afterSave();
@@ -169,6 +172,7 @@ private:
     Pending m_pending = Pending::Nothing; ///< since that began
     bool m_syncFailed = false;
     bool m_isClaimLost = false;
+    bool m_isGivenUp = false; ///< and everybody was told
     QTimer m_saveTimer;
     QList<QString> m_responseHeaders;
     std::function<QUrl(const QUrl &)> m_proxyFor;

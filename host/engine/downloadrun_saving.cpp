@@ -41,8 +41,11 @@ bool DownloadRun::takesBack(const Info &newer, const Info &older)
 
 /// The file is about to be written from its beginning, or to go: the list must not say any more what the disk holds no
 /// longer. That it is the download's stays said, so that whoever comes after a crash finds it (DiskCheck::isDiscarded).
-void DownloadRun::forgetBytes()
+/// False = it still says so.
+bool DownloadRun::forgetBytes()
 {
+    if (!m_list || !hasBytesOnDisk(m_saved))
+        return true;
     Info begun = m_saved;
     begun.setFinished(false, true);
     for (File &file : begun.files) {
@@ -50,8 +53,7 @@ void DownloadRun::forgetBytes()
         for (AbstractDownloadSection &section : file.sections)
             section.downloaded = 0;
     }
-    if (hasBytesOnDisk(m_saved))
-        commit(begun);
+    return writeAtOnce(whatMayBeSaid(begun));
 }
 
 void DownloadRun::save()
@@ -194,13 +196,18 @@ void DownloadRun::write(const AbstractDownloadPersistentInfo &record)
     m_isAsking = false;
 }
 
-void DownloadRun::writeAtOnce(const AbstractDownloadPersistentInfo &record)
+/// False = the list has nothing of it.
+bool DownloadRun::writeAtOnce(const AbstractDownloadPersistentInfo &record)
 {
-    const auto lasting =
-        takesBackFromList(record) ? DownloadStore::Lasting::Always : DownloadStore::Lasting::ThisRunOfTheMachine;
+    const bool isTakingBack = takesBackFromList(record);
+    const auto lasting = isTakingBack ? DownloadStore::Lasting::Always : DownloadStore::Lasting::ThisRunOfTheMachine;
     const DownloadStore::Holdings known = holdings();
     const bool isDone = m_list->update(record, known, lasting);
-    onWritten(++m_writes, record, known.memory, isDone ? Failure() : m_list->lastFailure());
+    const Failure failure = isDone ? Failure() : m_list->lastFailure();
+    if (failure && isTakingBack)
+        giveUp(failure);
+    onWritten(++m_writes, record, known.memory, failure);
+    return isDone;
 }
 
 /// @param number of the write; the answer to one that was overtaken comes later, and is older
@@ -208,12 +215,14 @@ void DownloadRun::onWritten(quint64 number, const AbstractDownloadPersistentInfo
                             const std::optional<ResourceMemory> &memory, const Failure &failure)
 {
     if (failure.kind == Failure::Kind::OwnedByOther) {
-        loseClaim(failure);
+        m_isClaimLost = true;
+        giveUp(failure);
     } else if (failure) {
         Failure told = failure;
         told.subject.id = record.id;
         m_refused = record;
-        Q_EMIT saveFailed(told);
+        if (!m_isGivenUp)
+            Q_EMIT saveFailed(told);
     } else if (number > m_written) {
         m_written = number;
         m_saved = record;
@@ -224,11 +233,11 @@ void DownloadRun::onWritten(quint64 number, const AbstractDownloadPersistentInfo
     }
 }
 
-void DownloadRun::loseClaim(const Failure &who)
+void DownloadRun::giveUp(const Failure &why)
 {
-    if (std::exchange(m_isClaimLost, true))
+    if (std::exchange(m_isGivenUp, true))
         return;
-    Q_EMIT claimLost(who);
+    Q_EMIT cannotGoOn(why);
     // It may stand in the middle of telling something.
     QMetaObject::invokeMethod(this, &DownloadRun::stop, Qt::QueuedConnection);
 }

@@ -182,8 +182,9 @@ Q_SIGNALS:
     void fileExistsActionRequired(qint64 id, int fileIndex, const QList<QString> &existingPaths);
     void performingFilesOperations(qint64 id, bool performing);
     void stopping(qint64 id);
-    /// Somebody else has the download now: nothing more of this run is kept, and finished() follows.
-    void claimLost(qint64 id, const Failure &who);
+    /// Somebody else has the download now, or the list does not take back what the run is about to undo: finished()
+    /// follows.
+    void cannotGoOn(qint64 id, const Failure &why);
     /// Something that a person should know and that does not end the download.
     void warned(qint64 id, const Failure &what);
     void queried(qint64 id, const QueryResult &result);
@@ -225,8 +226,8 @@ private:
     void releaseRest();
 
     std::optional<Lease> claimToRun(qint64 id, Failure *failure);
-    void checkAgainstDisk(AbstractDownloadPersistentInfo &record, const FileIdentity &file);
-    void fetchAgainIfGone(Lease &lease);
+    bool checkAgainstDisk(AbstractDownloadPersistentInfo &record, const FileIdentity &file);
+    bool fetchAgainIfGone(AbstractDownloadPersistentInfo &record);
     void findFile(const AbstractDownloadPersistentInfo &record, const FileIdentity &file) const;
     Failure leaveDisk(const AbstractDownloadPersistentInfo &record, bool withFile);
     void run(const Lease &lease, DownloadStore *list, AbstractDownloadCommand command, const Sources &sources = {});

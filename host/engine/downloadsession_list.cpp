@@ -211,23 +211,30 @@ std::optional<Lease> DownloadSession::claimToRun(qint64 id, Failure *failure)
         releaseClaim(id);
         return std::nullopt;
     }
-    checkAgainstDisk(lease.record, lease.file);
+    if (!checkAgainstDisk(lease.record, lease.file)) {
+        *failure = listFailure();
+        releaseClaim(id);
+        return std::nullopt;
+    }
     return lease;
 }
 
-void DownloadSession::checkAgainstDisk(AbstractDownloadPersistentInfo &record, const FileIdentity &file)
+/// False = the list goes on saying what the disk cannot hold. The file must not grow then: it would look as if it had
+/// those bytes.
+bool DownloadSession::checkAgainstDisk(AbstractDownloadPersistentInfo &record, const FileIdentity &file)
 {
     if (record.isFinished())
-        return;
+        return true;
     findFile(record, file);
     const auto subject = Failure::Subject::of(record);
     const DiskCheck::Repair repair = DiskCheck::repair(record, lengthOnDisk(record, file));
     if (repair == DiskCheck::Repair::None)
-        return;
+        return true;
+    if (!m_list.update(record))
+        return false;
     const bool isCut = repair == DiskCheck::Repair::CutBack;
     Q_EMIT warned(record.id, Failure::make(isCut ? Failure::Kind::FileShorter : Failure::Kind::FileMissing, subject));
-    if (!m_list.update(record))
-        Q_EMIT warned(record.id, listFailure());
+    return true;
 }
 
 /// What a process that was killed had not told the list any more.
@@ -249,21 +256,21 @@ qint64 DownloadSession::lengthOnDisk(const AbstractDownloadPersistentInfo &recor
 }
 
 /// What stands in the place of a finished file is left alone, whatever it is; where nothing does, nobody lost anything
-/// by it.
-void DownloadSession::fetchAgainIfGone(Lease &lease)
+/// by it. False = the list goes on saying that it is whole.
+bool DownloadSession::fetchAgainIfGone(AbstractDownloadPersistentInfo &record)
 {
-    AbstractDownloadPersistentInfo &record = lease.record;
     const bool isOfFile = record.destinationType == AbstractDownloadPersistentInfo::ToFolder && !record.files.isEmpty();
     if (!record.isFinished() || !isOfFile)
-        return;
+        return true;
     const QFileInfo file(record.filePath(0));
     if (file.exists() || file.isSymLink())
-        return;
+        return true;
     const auto subject = Failure::Subject::of(record);
     DiskCheck::forgetProgress(record);
-    Q_EMIT warned(record.id, Failure::make(Failure::Kind::FileMissing, subject));
     if (!m_list.update(record))
-        Q_EMIT warned(record.id, listFailure());
+        return false;
+    Q_EMIT warned(record.id, Failure::make(Failure::Kind::FileMissing, subject));
+    return true;
 }
 
 void DownloadSession::checkWhole(AbstractDownloadPersistentInfo &info, const FileIdentity &file)

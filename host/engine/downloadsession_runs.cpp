@@ -47,7 +47,11 @@ bool DownloadSession::start(qint64 id, const Sources &sources, Failure *failure)
     std::optional<Lease> lease = claimToRun(id, failure);
     if (!lease)
         return false;
-    fetchAgainIfGone(*lease);
+    if (!fetchAgainIfGone(lease->record)) {
+        *failure = listFailure();
+        releaseClaim(id);
+        return false;
+    }
     const bool isDiscarded = DiskCheck::isDiscarded(lease->record);
     DiskCheck::forgetSectionsWithoutBytes(lease->record);
     if (m_streams.contains(id) && !prepareStream(*lease, failure)) {
@@ -273,7 +277,7 @@ void DownloadSession::relaySignals(DownloadRun *running)
     connect(download, &AbstractDownload::performingFilesOperations, this,
             [this, id](bool performing) { Q_EMIT performingFilesOperations(id, performing); });
     connect(download, &AbstractDownload::stopping, this, [this, id] { Q_EMIT stopping(id); });
-    connect(running, &DownloadRun::claimLost, this, [this, id](const Failure &who) { Q_EMIT claimLost(id, who); });
+    connect(running, &DownloadRun::cannotGoOn, this, [this, id](const Failure &why) { Q_EMIT cannotGoOn(id, why); });
     connect(running, &DownloadRun::saveFailed, this, [this, id](const Failure &what) { warnOfSave(id, what); });
     connect(running, &DownloadRun::finished, this, [this, running] { onFinished(running); });
 }

@@ -38,7 +38,7 @@ struct QueuedDownload {
         int ticks = 0; ///< that came since it began
         int requests = 0;
         bool areFilesWorkedOn = false; ///< as its module says
-        Failure lost; ///< who has claimed it since; none = nobody
+        Failure givenUp; ///< why it cannot go on, whatever its error says; none = it can
     };
 
     /// An incomplete file that is in the way is none.

@@ -530,7 +530,7 @@ void TestDownloadRun::whoLosesItsClaimIsStoppedAndSavesNothing()
     Lease lease;
     QCOMPARE(m_list->claim(m_id, lease), DownloadStore::Claim::Taken);
     DownloadRun download(m_fake, m_list.get(), nullptr);
-    QSignalSpy lost(&download, &DownloadRun::claimLost);
+    QSignalSpy lost(&download, &DownloadRun::cannotGoOn);
     QSignalSpy failed(&download, &DownloadRun::saveFailed);
     QSignalSpy finished(&download, &DownloadRun::finished);
     download.run(AbstractDownloadCommand::Start, lease);

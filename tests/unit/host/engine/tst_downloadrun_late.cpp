@@ -25,17 +25,25 @@ public:
     {
         saves.enqueue([this, record, holdings, saved] { MemoryStore::save(record, holdings, nullptr, saved); });
     }
+    using MemoryStore::update;
     /// Whoever asks otherwise gets what was saved before.
     bool update(const Record &record, const Holdings &holdings, Lasting lasting) override
     {
         updates.append(lasting);
-        return MemoryStore::update(record, holdings, lasting);
+        return !refusal && MemoryStore::update(record, holdings, lasting);
     }
+    Failure lastFailure() const override { return refusal ? refusal : MemoryStore::lastFailure(); }
     void answer() { saves.dequeue()(); }
 
     QQueue<std::function<void()>> saves;
     QList<Lasting> updates;
+    Failure refusal; ///< of all that asks otherwise; none = it takes it
 };
+
+Failure full()
+{
+    return Failure::make(Failure::Kind::CannotChangeList, {}, u"database or disk is full"_s);
+}
 
 /// A disk that has everything.
 class QuickSyncer : public FileSyncer
@@ -75,6 +83,9 @@ private Q_SLOTS:
     void savesThatComeMeanwhileBecomeOne();
     void theEndWaitsForTheLastSave();
     void whatIsTakenBackDoesNotWait();
+    void whoCannotTakeBackIsStoppedAndToldOfIt();
+    void aRestartDoesNotBeginWhereTheListKeepsTheBytes_data();
+    void aRestartDoesNotBeginWhereTheListKeepsTheBytes();
     void aFileIsNotMadeBeforeTheListKnows();
     void aFileThatWasMadeIsKnownBeforeAnythingIsInIt_data();
     void aFileThatWasMadeIsKnownBeforeAnythingIsInIt();
@@ -147,6 +158,54 @@ void TestDownloadRunLate::whatIsTakenBackDoesNotWait()
     m_fake->change(true, downloaded(350));
     QCOMPARE(m_list->updates, QList{DownloadStore::Lasting::Always});
     QCOMPARE(m_list->load(m_id)->bytesDownloaded(false), 350);
+}
+
+void TestDownloadRunLate::whoCannotTakeBackIsStoppedAndToldOfIt()
+{
+    m_fake->change(true, downloaded(300));
+    m_list->answer();
+    QSignalSpy givenUp(m_run.get(), &DownloadRun::cannotGoOn);
+    m_list->refusal = full();
+    m_fake->change(true, downloaded(200));
+    QCOMPARE(givenUp.size(), 1);
+    QCOMPARE(givenUp.first().first().value<Failure>().detail, full().detail);
+    QTRY_VERIFY(!m_fake->isRunning());
+    QCOMPARE(givenUp.size(), 1);
+    QCOMPARE(m_run->lease().record.bytesDownloaded(false), 200);
+}
+
+void TestDownloadRunLate::aRestartDoesNotBeginWhereTheListKeepsTheBytes_data()
+{
+    QTest::addColumn<Failure>("refusal");
+    QTest::newRow("because it is full") << full();
+    QTest::newRow("because somebody else has claimed the download")
+        << Failure::make(Failure::Kind::OwnedByOther, Failure::Subject::of(1), {}, 1);
+}
+
+void TestDownloadRunLate::aRestartDoesNotBeginWhereTheListKeepsTheBytes()
+{
+    QFETCH(Failure, refusal);
+    m_fake = new FakeDownload(m_id, nullptr);
+    Info info = *m_list->load(m_id);
+    downloaded(300)(info);
+    QVERIFY(m_list->update(info));
+    m_fake->setInfo(info);
+    m_run = std::make_unique<DownloadRun>(m_fake, m_list.get(), nullptr, new QuickSyncer);
+    QSignalSpy began(m_fake, &FakeDownload::running);
+    QSignalSpy failed(m_run.get(), &DownloadRun::saveFailed);
+    QSignalSpy givenUp(m_run.get(), &DownloadRun::cannotGoOn);
+    QSignalSpy finished(m_run.get(), &DownloadRun::finished);
+    m_list->refusal = refusal;
+    m_run->run(AbstractDownloadCommand::Restart);
+    QCOMPARE(givenUp.size(), 1);
+    QCOMPARE(givenUp.first().first().value<Failure>().kind, refusal.kind);
+    QCOMPARE(finished.size(), 0);
+    if (!m_list->saves.isEmpty())
+        m_list->answer();
+    QTRY_COMPARE(finished.size(), 1);
+    QVERIFY2(failed.isEmpty(), "it is told once");
+    QVERIFY(began.isEmpty());
+    QCOMPARE(m_list->load(m_id)->bytesDownloaded(false), 300);
 }
 
 void TestDownloadRunLate::aFileIsNotMadeBeforeTheListKnows()

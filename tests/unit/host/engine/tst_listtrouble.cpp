@@ -58,6 +58,8 @@ private Q_SLOTS:
     void aFullListStopsNoDownload();
     void ofAFullListPeopleAreToldOnce();
     void whatWasSavedBeforeItWasFullIsThereAfterwards();
+    void whereTheListDoesNotTakeBackNothingBegins_data();
+    void whereTheListDoesNotTakeBackNothingBegins();
     void aListWhoseFolderIsGoneStopsNoDownload();
     void whatSomebodyElseHasClaimedEndsWithWhoHasIt();
     void whatSomebodyElseHasRemovedIsNotSaidToBeSaved();
@@ -113,6 +115,50 @@ void TestListTrouble::whatWasSavedBeforeItWasFullIsThereAfterwards()
     QVERIFY(bench.run());
     QVERIFY(bench.session->record(after)->isFinished());
     QCOMPARE(SqlFile(bench.listPath()).value(u"PRAGMA integrity_check"_s).toString(), u"ok"_s);
+}
+
+void TestListTrouble::whereTheListDoesNotTakeBackNothingBegins_data()
+{
+    QTest::addColumn<QString>("steps");
+    QTest::addColumn<bool>("isAnew");
+    QTest::addColumn<int>("length");
+    const QString kept = u"fail/HttpError/404/500+;done"_s;
+    QTest::newRow("the file lost its end") << kept << false << 100;
+    QTest::newRow("the file is gone") << kept << false << -1;
+    QTest::newRow("the file was finished, and is gone") << u"done"_s << false << -1;
+    QTest::newRow("all of it is to be fetched anew") << kept << true << 500;
+    QTest::newRow("all of what is finished is to be fetched anew") << u"done"_s << true << kFileSize;
+}
+
+/// Else the next one who comes finds a file that is long enough again, and believes the list.
+void TestListTrouble::whereTheListDoesNotTakeBackNothingBegins()
+{
+    QFETCH(QString, steps);
+    QFETCH(bool, isAnew);
+    QFETCH(int, length);
+    QueueBench bench;
+    const qint64 id = bench.append(steps);
+    QVERIFY(bench.run());
+    const DownloadStore::Record before = *bench.session->record(id);
+    QFile file(before.filePath(0));
+    QVERIFY(length < 0 ? file.remove() : file.resize(length));
+    Failure failure;
+    QVERIFY(bench.session->hold(id, &failure));
+    bench.outcomes.clear();
+    {
+        const FullDisk full(sizeOfLog(bench));
+        QVERIFY(bench.queue->append(id, isAnew ? DownloadQueue::Job::Restart : DownloadQueue::Job::Download));
+        QVERIFY(bench.run());
+    }
+    QCOMPARE(bench.outcomeOf(id).failure.kind, Failure::Kind::CannotChangeList);
+    QCOMPARE(bench.outcomeOf(id).failure.subject.path, bench.listPath());
+    QCOMPARE(bench.session->record(id)->bytesDownloaded(false), before.bytesDownloaded(false));
+    QCOMPARE(QFileInfo(file).exists() ? QFileInfo(file).size() : -1, length);
+    bench.outcomes.clear();
+    QVERIFY(bench.queue->append(id, isAnew ? DownloadQueue::Job::Restart : DownloadQueue::Job::Download));
+    QVERIFY(bench.run());
+    QCOMPARE(bench.outcomeOf(id).failure.kind, Failure::Kind::None);
+    QCOMPARE(QFileInfo(bench.outcomeOf(id).info.filePath(0)).size(), kFileSize);
 }
 
 void TestListTrouble::aListWhoseFolderIsGoneStopsNoDownload()
