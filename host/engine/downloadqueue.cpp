@@ -39,6 +39,11 @@ Failure lackOfRoom(const AbstractDownloadPersistentInfo &record)
     return failure;
 }
 
+bool isListInUse(const Failure &failure)
+{
+    return failure.kind == Failure::Kind::CannotChangeList && failure.remedies.contains(Failure::Remedy::TryLater);
+}
+
 /// There before anything was asked or downloaded; where the server gives the name, that is known only later.
 bool isNamedTargetThere(const QueuedDownload &download)
 {
@@ -241,7 +246,7 @@ void DownloadQueue::begin(qint64 id)
     m_outbox.put([this, id, failure] {
         QueuedDownload *const active = findIn(id, DownloadState::Waiting);
         if (active && failure)
-            end(*active, failure);
+            endUnlessItPasses(*active, failure, active->job);
         else if (active)
             tryAgain(id, active->job);
     });
@@ -261,6 +266,39 @@ Lease DownloadQueue::unclaimed(qint64 id, Failure *failure)
     return lease;
 }
 
+/// What it begins with.
+void DownloadQueue::setLease(QueuedDownload &active, const Lease &lease)
+{
+    active.options = lease.options;
+    active.info = lease.record;
+    active.sources = Sources(active.info);
+    active.mostBytes = active.info.bytesDownloaded(false);
+}
+
+/// False where it is not ours, as it was when it was to begin.
+bool DownloadQueue::holdIfFree(QueuedDownload &active, Failure *failure)
+{
+    if (m_session.lease(active.id))
+        return true;
+    if (!m_session.hold(active.id, failure))
+        return false;
+    m_isListInUseTold = false;
+    setLease(active, *m_session.lease(active.id));
+    return true;
+}
+
+/// A list that somebody else has to himself is free again sooner or later; people hear of it once.
+void DownloadQueue::endUnlessItPasses(QueuedDownload &active, const Failure &failure, Job job)
+{
+    if (!isListInUse(failure) || active.afterwards != QueuedDownload::Afterwards::Nothing) {
+        end(active, failure);
+        return;
+    }
+    if (!std::exchange(m_isListInUseTold, true))
+        warn(active.id, failure);
+    rest(active, kTickMs, job);
+}
+
 void DownloadQueue::makeActive(Entry &entry, qint64 id, const Lease &lease)
 {
     entry.active = std::make_unique<QueuedDownload>();
@@ -268,10 +306,7 @@ void DownloadQueue::makeActive(Entry &entry, qint64 id, const Lease &lease)
     active.id = id;
     active.job = entry.job;
     active.clock.start();
-    active.options = lease.options;
-    active.info = lease.record;
-    active.sources = Sources(active.info);
-    active.mostBytes = active.info.bytesDownloaded(false);
+    setLease(active, lease);
     active.reading.stream = m_session.stream(id);
     follow(active);
     active.restTimer.setSingleShot(true);
@@ -286,13 +321,18 @@ void DownloadQueue::tryAgain(qint64 id, Job job)
     QueuedDownload *const active = find(id);
     if (!active || isRunning(*active))
         return;
+    Failure failure;
+    if (!holdIfFree(*active, &failure)) {
+        endUnlessItPasses(*active, failure, job);
+        return;
+    }
     if (job == Job::Download && active->options.skipExisting && isNamedTargetThere(*active)) {
         endAsSkipped(*active);
         return;
     }
     // What is streamed never lies on the disk as a whole.
     const bool mayLackRoom = job == Job::Download && !active->reading.stream;
-    Failure failure = mayLackRoom ? lackOfRoom(active->info) : Failure();
+    failure = mayLackRoom ? lackOfRoom(active->info) : Failure();
     if (failure) {
         end(*active, failure);
         return;
@@ -304,7 +344,7 @@ void DownloadQueue::tryAgain(qint64 id, Job job)
     if (job != Job::FinishNow && (isFull() || isFull(active->server)))
         rest(*active, kTickMs, job);
     else if (!run(*active, job, &failure))
-        end(*active, failure);
+        endUnlessItPasses(*active, failure, job);
 }
 
 void DownloadQueue::rest(QueuedDownload &active, qint64 ms, Job job)

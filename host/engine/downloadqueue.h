@@ -188,6 +188,9 @@ private:
     bool isFull(const QtHostAndPort &server) const;
     bool areConnectionsBounded() const;
     void begin(qint64 id);
+    bool holdIfFree(QueuedDownload &active, Failure *failure);
+    static void setLease(QueuedDownload &active, const Lease &lease);
+    void endUnlessItPasses(QueuedDownload &active, const Failure &failure, Job job);
     void makeActive(Entry &entry, qint64 id, const Lease &lease);
     Lease unclaimed(qint64 id, Failure *failure);
     void tryAgain(qint64 id, Job job);
@@ -270,6 +273,7 @@ private:
     Outbox m_outbox;
     Life m_life = Life::Open;
     bool m_isFillDue = false;
+    bool m_isListInUseTold = false; ///< since something was claimed behind that
     bool m_areHoursTold = false; ///< since they were over
     bool m_hasNews = false; ///< since drained()
 };

@@ -15,7 +15,7 @@ constexpr Table::Name kNames[] = {
 
 constexpr Table::Exit kExits[] = {
     {State::Waiting, State::Running, "a place is free, and its server may have one more connection"},
-    {State::Waiting, State::Resting, "a place is free, and no connection, or it is not the hour"},
+    {State::Waiting, State::Resting, "a place is free, and no connection, it is not the hour, or the list is in use"},
     {State::Waiting, State::Failed, "it is another process's, or does not fit on the disk"},
     {State::Waiting, State::Done, "a file of its name is there, and that will do"},
     {State::Waiting, State::Paused, "pause"},
@@ -27,7 +27,7 @@ constexpr Table::Exit kExits[] = {
     {State::Running, State::Failed, "for good"},
     {State::Running, State::Paused, "pause, once all is saved"},
     {State::Resting, State::Running, "the time is up"},
-    {State::Resting, State::Failed, "it does not fit on the disk any more"},
+    {State::Resting, State::Failed, "it is another process's, or does not fit on the disk any more"},
     {State::Resting, State::Done, "a file of its name is there, and that will do"},
     {State::Resting, State::Paused, "pause"},
     {State::Asking, State::Running, "yes, from the beginning"},

@@ -69,6 +69,7 @@ public:
     Claim claim(qint64 id, ProcessIdentity *owner = nullptr) override;
     Claim claim(qint64 id, Lease &lease, ProcessIdentity *owner = nullptr) override;
     bool release(qint64 id) override;
+    void setWait(int ms) override;
     void renewClaims() override;
 
     /// Called with each statement before it runs: for who looks into what is slow.

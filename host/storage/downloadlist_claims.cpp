@@ -6,6 +6,7 @@
 #include <host/storage/owners.h>
 #include <host/storage/processidentity.h>
 #include <host/storage/recordrows.h>
+#include <host/storage/sqldatabase.h>
 
 using namespace Qt::StringLiterals;
 
@@ -81,6 +82,12 @@ bool DownloadList::setOwner(qint64 id, const ProcessIdentity &owner)
         u"UPDATE downloads SET owner_pid = ?, owner_start_time = ?, owner_boot_id = ?, fence = coalesce(fence, 0) + 1 "
         u"WHERE id = ?"_s,
         values + SqlValues{id});
+}
+
+void DownloadList::setWait(int ms)
+{
+    if (isOpen())
+        m_database->setWait(ms < 0 ? SqlDatabase::kWaitMs : ms);
 }
 
 /// Nobody waits for it: where it fails, the next one makes up for it.

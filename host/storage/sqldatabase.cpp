@@ -81,6 +81,11 @@ bool SqlDatabase::open(const QString &path, Access access, int waitMs)
     return true;
 }
 
+void SqlDatabase::setWait(int waitMs) const
+{
+    sqlite3_busy_timeout(m_handle.get(), waitMs);
+}
+
 SqlStatement SqlDatabase::prepare(const QString &text, Use use) const
 {
     SqlStatement statement;

@@ -46,6 +46,8 @@ public:
     /// Once.
     bool open(const QString &path, Access access = Access::Write, int waitMs = kWaitMs);
     bool isOpen() const { return m_handle != nullptr; }
+    /// From now on, instead of what open() was told.
+    void setWait(int waitMs) const;
     /// Why open() failed.
     SqlError lastError() const { return m_error; }
 

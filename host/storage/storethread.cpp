@@ -244,7 +244,12 @@ DownloadStore::Claim StoreThread::claim(qint64 id, ProcessIdentity *owner)
 
 DownloadStore::Claim StoreThread::claim(qint64 id, Lease &lease, ProcessIdentity *owner)
 {
-    return call([&](DownloadStore &store) { return store.claim(id, lease, owner); });
+    return call([&](DownloadStore &store) {
+        store.setWait(kClaimWaitMs);
+        const Claim claim = store.claim(id, lease, owner);
+        store.setWait(-1);
+        return claim;
+    });
 }
 
 bool StoreThread::release(qint64 id)

@@ -32,6 +32,10 @@ public:
     explicit StoreThread(int renewMs = Owners::kRenewMs);
     ~StoreThread() override;
 
+    /// So long a claim waits for another process that has the list to itself. Who claims can do so later, and nothing
+    /// else of its thread goes on meanwhile.
+    static constexpr int kClaimWaitMs = 500;
+
     /// Once. False, with a failure, when there is no such store; before, and then, every call fails.
     bool open(const StoreChoice &choice);
 

@@ -60,6 +60,7 @@ private Q_SLOTS:
     void whatWasSavedBeforeItWasFullIsThereAfterwards();
     void whereTheListDoesNotTakeBackNothingBegins_data();
     void whereTheListDoesNotTakeBackNothingBegins();
+    void whatIsToBeginWaitsForAListThatIsInUse();
     void aListWhoseFolderIsGoneStopsNoDownload();
     void whatSomebodyElseHasClaimedEndsWithWhoHasIt();
     void whatSomebodyElseHasRemovedIsNotSaidToBeSaved();
@@ -159,6 +160,27 @@ void TestListTrouble::whereTheListDoesNotTakeBackNothingBegins()
     QVERIFY(bench.run());
     QCOMPARE(bench.outcomeOf(id).failure.kind, Failure::Kind::None);
     QCOMPARE(QFileInfo(bench.outcomeOf(id).info.filePath(0)).size(), kFileSize);
+}
+
+void TestListTrouble::whatIsToBeginWaitsForAListThatIsInUse()
+{
+    QueueBench bench;
+    QList<Failure> told;
+    connect(bench.queue.get(), &DownloadQueue::warned, &bench,
+            [&told](qint64, const Failure &what) { told.append(what); });
+    const qint64 id = bench.add(u"done"_s);
+    const SqlFile other(bench.listPath());
+    QVERIFY(other.run(u"BEGIN IMMEDIATE"_s));
+    QVERIFY(bench.queue->append(id));
+    QTRY_COMPARE(bench.queue->state(id), std::optional(DownloadState::Resting));
+    QCOMPARE(told.size(), 1);
+    QCOMPARE(told.first().kind, Failure::Kind::CannotChangeList);
+    QVERIFY(other.run(u"ROLLBACK"_s));
+    QVERIFY(bench.run());
+    QCOMPARE(bench.endsOf(id), 1);
+    QCOMPARE(bench.outcomeOf(id).failure.kind, Failure::Kind::None);
+    QVERIFY(bench.session->record(id)->isFinished());
+    QCOMPARE(told.size(), 1);
 }
 
 void TestListTrouble::aListWhoseFolderIsGoneStopsNoDownload()
