@@ -41,7 +41,7 @@ Failure lackOfRoom(const AbstractDownloadPersistentInfo &record)
 
 bool isListInUse(const Failure &failure)
 {
-    return failure.kind == Failure::Kind::CannotChangeList && failure.remedies.contains(Failure::Remedy::TryLater);
+    return failure.kind == Failure::Kind::CannotChangeList && failure.cause.kind == Clause::Kind::ListInUse;
 }
 
 /// There before anything was asked or downloaded; where the server gives the name, that is known only later.

@@ -84,6 +84,10 @@ public:
     Lease lease() const;
     /// The list has not taken what it was given last.
     bool isListBehind() const { return m_refused.has_value(); }
+    /// What that was; nothing where it has taken it, or the download is another's.
+    std::optional<AbstractDownloadPersistentInfo> unsaved() const;
+    /// What is known of the bytes beside the record, as the list is to have it.
+    DownloadStore::Holdings holdings() const;
     DownloadStatus status() const;
     DownloadDetails details() const;
     /// The requests and answers that the download tells of just now were never sent.
@@ -130,7 +134,6 @@ private:
     void onFilesOperations(bool performing);
     void onChange(const QString &reason);
     void giveUp(const Failure &why);
-    DownloadStore::Holdings holdings() const;
     void onResponseHeaders(qint64 sectionId, const QList<QString> &headers);
     std::string whoRefused(const AbstractDownloadPersistentInfo &record) const;
     bool isWithoutBytes() const;

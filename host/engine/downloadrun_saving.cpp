@@ -251,6 +251,11 @@ DownloadStore::Holdings DownloadRun::holdings() const
     return holdings;
 }
 
+std::optional<AbstractDownloadPersistentInfo> DownloadRun::unsaved() const
+{
+    return m_isClaimLost ? std::nullopt : m_refused;
+}
+
 void DownloadRun::afterSave()
 {
     const bool isOver = m_life > Life::Running;

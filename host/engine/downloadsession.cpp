@@ -26,6 +26,7 @@ Failure cannotChange(qint64 id, Clause::Kind reason)
 
 DownloadSession::DownloadSession(QObject *parent)
     : QObject(parent)
+    , m_unsaved(m_list, this)
     , m_userAgentManager(QSharedPointer<QtAppSystemDefaultUserAgentManager>::create())
 {
     m_writersThread.setObjectName(u"writers"_s);
@@ -38,6 +39,7 @@ DownloadSession::~DownloadSession()
         delete download;
     }
     m_running.clear();
+    m_unsaved.writeAllNow();
     releaseRest();
     m_writersThread.quit();
     m_writersThread.wait();

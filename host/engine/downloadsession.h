@@ -5,6 +5,7 @@
 #include <host/engine/downloadstatus.h>
 #include <host/engine/queryresult.h>
 #include <host/engine/sessionoptions.h>
+#include <host/engine/unsavedleases.h>
 #include <host/network/smallfetch.h>
 #include <host/policy/failure.h>
 #include <host/policy/sources.h>
@@ -247,6 +248,7 @@ private:
 
     SessionOptions m_options;
     StoreThread m_list;
+    UnsavedLeases m_unsaved; ///< of runs that are over
     QThread m_writersThread;
     QSharedPointer<NetworkAccessChief> m_chief;
     const QSharedPointer<QtAppSystemDefaultUserAgentManager> m_userAgentManager;

@@ -48,6 +48,11 @@ qint64 DownloadSession::add(const DownloadRequest &asked, Failure *failure, List
     Q_ASSERT(QThread::currentThread() == thread());
     if (!isServed(asked.url, failure))
         return 0;
+    // What the list does not know yet would look unfinished.
+    if (!m_unsaved.writeAllNow()) {
+        *failure = listFailure();
+        return 0;
+    }
     DownloadRequest request = withoutSecrets(asked);
     const std::shared_ptr<DownloadStream> stream = request.isStreamed ? makeStream(request, failure) : nullptr;
     if (request.isStreamed && !stream)
@@ -148,7 +153,8 @@ bool DownloadSession::takeClaim(qint64 id, Failure *failure)
 {
     Q_ASSERT(QThread::currentThread() == thread());
     ProcessIdentity owner;
-    const DownloadStore::Claim claim = m_list.claim(id, &owner);
+    const bool isUpToDate = m_unsaved.writeNow(id);
+    const DownloadStore::Claim claim = isUpToDate ? m_list.claim(id, &owner) : DownloadStore::Claim::Failed;
     return isTaken(id, claim, owner, failure);
 }
 
@@ -156,7 +162,8 @@ bool DownloadSession::takeLease(qint64 id, Lease &lease, Failure *failure)
 {
     Q_ASSERT(QThread::currentThread() == thread());
     ProcessIdentity owner;
-    const DownloadStore::Claim claim = m_list.claim(id, lease, &owner);
+    const bool isUpToDate = m_unsaved.writeNow(id);
+    const DownloadStore::Claim claim = isUpToDate ? m_list.claim(id, lease, &owner) : DownloadStore::Claim::Failed;
     return isTaken(id, claim, owner, failure);
 }
 

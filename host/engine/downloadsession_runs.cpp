@@ -236,6 +236,7 @@ void DownloadSession::run(const Lease &lease, DownloadStore *list, AbstractDownl
     running->setProxies([chief = m_chief](const QUrl &url) { return chief->proxyFor(url); });
     running->setUsers([chief = m_chief](const QUrl &url) { return chief->userFor(url); });
     Q_ASSERT_X(!m_running.contains(record.id), "DownloadSession", "one run of a download at a time");
+    m_unsaved.forget(record.id);
     m_running.insert(record.id, running);
     relaySignals(running);
     download->setWritersThread(&m_writersThread);
@@ -305,6 +306,8 @@ void DownloadSession::onFinished(DownloadRun *running)
     const QueryResult result = QueryResult::from(info, responseHeaders);
     m_running.remove(id);
     m_isListBehind = m_isListBehind && running->isListBehind();
+    if (const std::optional<AbstractDownloadPersistentInfo> unsaved = running->unsaved())
+        m_unsaved.keep(*unsaved, running->holdings());
     if (const auto lease = m_held.find(id); lease != m_held.end())
         *lease = running->lease();
     releaseClaim(id);

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <host/engine/unsavedleases.h>
 #include <tests/support/sqlfile.h>
 #include <tests/unit/host/engine/queuebench.h>
 #include <tests/unit/host/engine/queuesteps.h>
@@ -7,6 +8,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QTest>
+#include <QTimer>
 
 #include <csignal>
 #include <sys/resource.h>
@@ -42,6 +44,13 @@ private:
     rlimit m_before{};
 };
 
+/// What is to be made up for is tried now.
+void tryAgain(const QueueBench &bench)
+{
+    auto *const unsaved = bench.session->findChild<UnsavedLeases *>();
+    QMetaObject::invokeMethod(unsaved->findChild<QTimer *>(), "timeout");
+}
+
 qint64 sizeOfLog(const QueueBench &bench)
 {
     return QFileInfo(bench.listPath() + "-wal"_L1).size();
@@ -58,6 +67,9 @@ private Q_SLOTS:
     void aFullListStopsNoDownload();
     void ofAFullListPeopleAreToldOnce();
     void whatWasSavedBeforeItWasFullIsThereAfterwards();
+    void whatFinishedWhileItWasFullIsInItLater_data();
+    void whatFinishedWhileItWasFullIsInItLater();
+    void whatSomebodyElseHasClaimedSinceIsNotWrittenLater();
     void whereTheListDoesNotTakeBackNothingBegins_data();
     void whereTheListDoesNotTakeBackNothingBegins();
     void whatIsToBeginWaitsForAListThatIsInUse();
@@ -116,6 +128,60 @@ void TestListTrouble::whatWasSavedBeforeItWasFullIsThereAfterwards()
     QVERIFY(bench.run());
     QVERIFY(bench.session->record(after)->isFinished());
     QCOMPARE(SqlFile(bench.listPath()).value(u"PRAGMA integrity_check"_s).toString(), u"ok"_s);
+}
+
+void TestListTrouble::whatFinishedWhileItWasFullIsInItLater_data()
+{
+    QTest::addColumn<std::function<void(QueueBench &)>>("how");
+    const auto row = [](const char *name, const std::function<void(QueueBench &)> &how) { QTest::newRow(name) << how; };
+    row("by itself", [](QueueBench &bench) { tryAgain(bench); });
+    row("with the next that is added", [](QueueBench &bench) { bench.add(u"done"_s); });
+    row("before one of them begins anew", [](QueueBench &bench) {
+        Failure failure;
+        for (const DownloadOutcome &outcome : std::as_const(bench.outcomes))
+            QVERIFY(bench.session->hold(outcome.id, &failure));
+    });
+    row("at the end", [](QueueBench &bench) {
+        bench.queue.reset();
+        bench.session.reset();
+    });
+}
+
+void TestListTrouble::whatFinishedWhileItWasFullIsInItLater()
+{
+    QFETCH(std::function<void(QueueBench &)>, how);
+    QueueBench bench;
+    for (int i = 0; i < 3; ++i)
+        bench.append(u"done"_s);
+    bench.session->list().count(ListFilter::All);
+    const SqlFile list(bench.listPath());
+    const QString finished = u"SELECT count(*) FROM downloads WHERE finished"_s;
+    {
+        const FullDisk full(sizeOfLog(bench));
+        QVERIFY(bench.run());
+        tryAgain(bench);
+        bench.session->list().count(ListFilter::All);
+    }
+    QCOMPARE(list.value(finished).toInt(), 0);
+    how(bench);
+    QTRY_COMPARE(list.value(finished).toInt(), 3);
+}
+
+void TestListTrouble::whatSomebodyElseHasClaimedSinceIsNotWrittenLater()
+{
+    QueueBench bench;
+    bench.append(u"done"_s);
+    bench.session->list().count(ListFilter::All);
+    {
+        const FullDisk full(sizeOfLog(bench));
+        QVERIFY(bench.run());
+    }
+    const SqlFile other(bench.listPath());
+    QVERIFY(other.run(u"UPDATE downloads SET fence = fence + 1, owner_pid = 1, title = 'theirs'"_s));
+    tryAgain(bench);
+    QTRY_VERIFY(bench.session->findChild<UnsavedLeases *>()->isEmpty());
+    QCOMPARE(other.value(u"SELECT title FROM downloads"_s).toString(), u"theirs"_s);
+    QCOMPARE(other.value(u"SELECT finished FROM downloads"_s).toInt(), 0);
 }
 
 void TestListTrouble::whereTheListDoesNotTakeBackNothingBegins_data()
