@@ -155,7 +155,7 @@ bool runPages(const QString &listPath, QTextStream &out)
                                                           {Order::Name, "name"},
                                                           {Order::Size, "size"}};
     constexpr std::pair<ListFilter, const char *> kFilters[] = {
-        {ListFilter::All, "all"}, {ListFilter::Unfinished, "unfinished"}, {ListFilter::Finished, "finished"}};
+        {ListFilter::All, "all"}, {ListFilter::Unfinished, "unfinished"}, {ListFilter::Done, "finished"}};
     Bench bench(listPath);
     if (!bench.isOpen())
         return false;

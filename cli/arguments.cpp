@@ -93,7 +93,7 @@ ListFilter filterOf(const OptionValues &values)
     const bool finished = values.flag("finished"_L1);
     if (finished == values.flag("unfinished"_L1))
         return ListFilter::All;
-    return finished ? ListFilter::Finished : ListFilter::Unfinished;
+    return finished ? ListFilter::Done : ListFilter::Unfinished;
 }
 
 /// A copied line may come through a pipe. Nobody is kept waiting at a terminal.

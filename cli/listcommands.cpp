@@ -66,15 +66,23 @@ QString withPart(const QString &word, const Snapshot &row)
     return row.done() > 0 && row.size() > 0 ? word + u' ' + percentOf(row) : word;
 }
 
+/// Every byte is there. What was to be compared is the file only where that says so.
+QString finishedWord(const Snapshot &row)
+{
+    if (!row.checksum || *row.checksum == ChecksumResult::Equal)
+        return u"done"_s;
+    return *row.checksum == ChecksumResult::Different ? u"wrong"_s : u"unchecked"_s;
+}
+
 /// A word, and how much of it is there.
 QString stateOf(const Snapshot &row)
 {
     if (row.ownerPid != 0 || row.state == DownloadState::Running)
         return withPart(u"running"_s, row);
-    if (row.isFinished && row.checksum && *row.checksum != ChecksumResult::Equal)
-        return *row.checksum == ChecksumResult::Different ? u"wrong"_s : u"unchecked"_s;
+    if (row.state == DownloadState::Done && row.assurance.assurance == Assurance::Unproven)
+        return u"done?"_s;
     if (row.isFinished)
-        return row.assurance.assurance == Assurance::Unproven ? u"done?"_s : u"done"_s;
+        return finishedWord(row);
     if (row.state == DownloadState::Failed)
         return withPart(u"failed"_s, row);
     if (row.size() > 0)
@@ -269,7 +277,7 @@ Facts factsOf(const Snapshot &row)
     addOptions(facts, details);
     if (!row.isFinished)
         addIdentities(facts, details.memory);
-    add(u"state"_s, row.isFinished ? u"done"_s : u"unfinished"_s);
+    add(u"state"_s, row.isFinished ? finishedWord(row) : u"unfinished"_s);
     if (row.isFinished)
         addAssurance(facts, details);
     add(u"created"_s, timeText(row.created));

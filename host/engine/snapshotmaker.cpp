@@ -86,7 +86,7 @@ DownloadState SnapshotMaker::stateAtRest(const ListEntry &entry, const Failure &
 {
     if (entry.ownerPid != 0)
         return DownloadState::Running;
-    if (entry.finished && (!entry.hasChecksum || entry.checksumResult == ChecksumResult::Equal))
+    if (entry.isDone())
         return DownloadState::Done;
     if (entry.finished)
         return entry.checksumResult == ChecksumResult::Different ? DownloadState::Failed : DownloadState::Paused;

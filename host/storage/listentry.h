@@ -14,7 +14,7 @@
 enum class ListFilter {
     All,
     Unfinished, ///< or finished, but not yet compared with their checksum, or with the digest that their server names
-    Finished,
+    Done, ///< finished, and what they were to be compared with says that they are the file
 };
 
 /// In which order rows of the list are read.
@@ -44,4 +44,7 @@ struct ListEntry {
     QDateTime creationTime; ///< invalid = not known
     QDateTime finishedTime; ///< invalid = not finished
     QDateTime errorTime; ///< invalid = no error
+
+    /// As ListFilter::Done has it.
+    bool isDone() const { return finished && (!hasChecksum || checksumResult == ChecksumResult::Equal); }
 };

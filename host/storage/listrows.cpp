@@ -45,6 +45,13 @@ const QString kNotCompared =
     u"id IN (SELECT download_id FROM options WHERE checksum_algorithm <> '' AND checksum_result = 0 UNION "_s
     + kWithDigestNotCompared + u')';
 
+/// Of those that are finished, the few that are another file.
+const QString kDifferent = uR"(id IN (SELECT download_id FROM options WHERE checksum_algorithm <> '' AND checksum_result = 2
+    UNION SELECT download_id FROM evidence WHERE digest_result = 2 AND NOT EXISTS
+        (SELECT 1 FROM options WHERE options.download_id = evidence.download_id AND checksum_algorithm <> '')))"_s;
+
+const QString kDone = u"finished = 1 AND NOT "_s + kNotCompared + u" AND NOT "_s + kDifferent;
+
 QString conditionOf(ListFilter filter)
 {
     switch (filter) {
@@ -52,25 +59,31 @@ QString conditionOf(ListFilter filter)
         break;
     case ListFilter::Unfinished:
         return u"(finished = 0 OR "_s + kNotCompared + u')';
-    case ListFilter::Finished:
-        return u"finished = 1"_s;
+    case ListFilter::Done:
+        return kDone;
     }
     return u"true"_s;
+}
+
+/// An index is to be read in the order of the key.
+QString placesIn(const QString &condition, const QString &key)
+{
+    return u"SELECT %1 AS place_key, id AS place_id FROM downloads WHERE %2"_s.arg(key, condition);
 }
 
 /// Rows of one filter, by an index in the order of the key.
 QString placesByIndex(ListFilter filter, const QString &key)
 {
-    const QString places = u"SELECT %1 AS place_key, id AS place_id FROM downloads"_s.arg(key);
     switch (filter) {
     case ListFilter::All:
         break;
     case ListFilter::Unfinished:
-        return u"%1 WHERE finished = 0 UNION ALL %1 WHERE +finished = 1 AND %2"_s.arg(places, kNotCompared);
-    case ListFilter::Finished:
-        return places + u" WHERE finished = 1"_s;
+        return placesIn(u"finished = 0"_s, key) + u" UNION ALL "_s
+            + placesIn(u"+finished = 1 AND "_s + kNotCompared, key);
+    case ListFilter::Done:
+        return placesIn(kDone, key);
     }
-    return places;
+    return placesIn(u"true"_s, key);
 }
 
 /// Of all rows it is merged.
@@ -78,8 +91,7 @@ QString placesByHalves(ListFilter filter, const QString &key)
 {
     if (filter != ListFilter::All)
         return placesByIndex(filter, key);
-    return u"%1 UNION ALL SELECT %2, id FROM downloads WHERE finished = 0"_s.arg(
-        placesByIndex(ListFilter::Finished, key), key);
+    return placesIn(u"finished = 1"_s, key) + u" UNION ALL "_s + placesIn(u"finished = 0"_s, key);
 }
 
 /// Which rows are meant, without anything else of them, so that those that are passed over cost next to nothing. Each
@@ -101,7 +113,7 @@ QString placesOf(ListFilter filter, ListOrder order)
     return placesByIndex(filter, u"0"_s);
 }
 
-/// Each part counts entries of an index.
+/// Each part counts entries of an index, or is a look at few.
 QString countOf(ListFilter filter)
 {
     const QString all = u"(SELECT count(*) FROM downloads)"_s;
@@ -111,8 +123,8 @@ QString countOf(ListFilter filter)
         break;
     case ListFilter::Unfinished:
         return where.arg(u"finished = 0"_s) + u" + "_s + where.arg(u"+finished = 1 AND "_s + kNotCompared);
-    case ListFilter::Finished:
-        return where.arg(u"finished = 1"_s);
+    case ListFilter::Done:
+        return where.arg(kDone);
     }
     return all;
 }

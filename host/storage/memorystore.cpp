@@ -359,8 +359,8 @@ bool MemoryStore::isMeant(const Row &row, ListFilter filter)
         break;
     case ListFilter::Unfinished:
         return !row.lease.record.isFinished() || isNotCompared;
-    case ListFilter::Finished:
-        return row.lease.record.isFinished();
+    case ListFilter::Done:
+        return entry.isDone();
     }
     return true;
 }

@@ -123,7 +123,7 @@ Schema::Finding migrated(const SqlDatabase &database, SqlTransaction &transactio
 
 const int Schema::kVersion = int(std::size(kMigrations));
 
-const QByteArray Schema::kFingerprint = QByteArrayLiteral("be1ca04484606d4f");
+const QByteArray Schema::kFingerprint = QByteArrayLiteral("9526abc26ab14a3c");
 
 const QList<SchemaCheck::Object> &Schema::objects(int version)
 {

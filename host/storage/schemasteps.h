@@ -276,6 +276,14 @@ constexpr QStringView kFinishedByCreation =
 constexpr QStringView kTenthVersion[] = {kNameKey,        kSizeKey,        kSortKeys,
                                          kFinishedByName, kFinishedBySize, kFinishedByCreation};
 
+/// The few files that are not the one of their checksum, or of their server's digest.
+constexpr QStringView kOptionsDifferent =
+    uR"(CREATE INDEX options_different ON options (download_id) WHERE checksum_algorithm <> '' AND checksum_result = 2)";
+constexpr QStringView kEvidenceDifferent =
+    uR"(CREATE INDEX evidence_different ON evidence (download_id) WHERE digest_result = 2)";
+
+constexpr QStringView kEleventhVersion[] = {kOptionsDifferent, kEvidenceDifferent};
+
 constexpr QStringView kHarmlessNames =
     u"'accept', 'accept-charset', 'accept-encoding', 'accept-language', 'cache-control', 'pragma', 'user-agent', "
     u"'referer', 'origin', 'dnt', 'sec-gpc', 'save-data', 'priority', 'upgrade-insecure-requests', "
@@ -296,6 +304,7 @@ constexpr Migration kMigrations[] = {
     {kFifthVersion, std::size(kFifthVersion), true}, {kSixthVersion, std::size(kSixthVersion)},
     {kSeventhVersion, std::size(kSeventhVersion)},   {kEighthVersion, std::size(kEighthVersion)},
     {kNinthVersion, std::size(kNinthVersion)},       {kTenthVersion, std::size(kTenthVersion)},
+    {kEleventhVersion, std::size(kEleventhVersion)},
 };
 
 }

@@ -18,6 +18,7 @@ constexpr qint64 kSize = 3000;
 constexpr int kDone = 0;
 constexpr int kNotFound = 3;
 constexpr int kBadOption = 28;
+constexpr int kWrong = 32;
 
 }
 
@@ -35,6 +36,7 @@ private Q_SLOTS:
     void aFileIsCalledAsItIsOnTheDisk();
     void whatFailedIsTriedAgain();
     void whatIsDoneOrGoneLeavesTheListAndNotTheDisk();
+    void aWrongFileHasFailedForEveryCommand();
 
 private:
     QString url(const QString &name) { return m_servers.nginx().url(u'/' + name).toString(); }
@@ -131,6 +133,27 @@ void TestPlaitListing::whatIsDoneOrGoneLeavesTheListAndNotTheDisk()
     QCOMPARE(m_plait->files(), (QStringList{u"one.bin"_s, u"three.bin"_s}));
     const PlaitResult again = m_plait->runBare({u"clean"_s, u"--json"_s});
     QCOMPARE(again.out, QByteArray("{\"count\":0,\"event\":\"cleaned\"}\n"));
+}
+
+/// All of it is there, and it is not what was meant.
+void TestPlaitListing::aWrongFileHasFailedForEveryCommand()
+{
+    const QStringList command{u"--again"_s, u"--checksum"_s, u"md5="_s + QString(32, u'0'), url(u"one.bin"_s)};
+    QCOMPARE(m_plait->run(command).status, kWrong);
+    const QString wrong = u"5 wrong"_s;
+    QCOMPARE(shown({u"--done"_s}), (QStringList{u"1 done"_s, u"3 done"_s, u"4 done"_s}));
+    QCOMPARE(shown({u"--done"_s, u"one"_s}), QStringList{u"1 done"_s});
+    QCOMPARE(shown({u"--failed"_s}), (QStringList{u"2 failed"_s, wrong}));
+    QCOMPARE(shown({u"--unfinished"_s}), QStringList{u"2 failed"_s});
+    QVERIFY(m_plait->runBare({u"show"_s, u"5"_s}).out.contains("\nstate         wrong\n"));
+
+    QCOMPARE(m_plait->runBare({u"clean"_s}).status, kDone);
+    QCOMPARE(shown(), (QStringList{u"2 failed"_s, wrong}));
+    const PlaitResult retried = m_plait->runBare({u"retry"_s, u"--failed"_s});
+    QVERIFY2(retried.err.contains("is not the file that was meant"), retried.err);
+    const PlaitResult again = m_plait->run({url(u"one.bin"_s)});
+    QVERIFY2(again.status == kWrong && again.err.contains("plait restart 5"), again.err);
+    QCOMPARE(m_plait->files(), (QStringList{u"one (1).bin"_s, u"one.bin"_s, u"three.bin"_s, u"two.bin"_s}));
 }
 
 QTEST_GUILESS_MAIN(TestPlaitListing)

@@ -136,7 +136,7 @@ Ids TestEngineOrder::beganWith() const
 void TestEngineOrder::waitForAll()
 {
     m_server->release(kGate);
-    QTRY_COMPARE_WITH_TIMEOUT(page({0, -1, ListFilter::Finished, Order::Position}).size(), qsizetype(m_added),
+    QTRY_COMPARE_WITH_TIMEOUT(page({0, -1, ListFilter::Done, Order::Position}).size(), qsizetype(m_added),
                               ScriptedServer::kPatienceMs);
 }
 
@@ -192,7 +192,7 @@ void TestEngineOrder::pagesAreCutFromTheWhole_data()
 {
     QTest::addColumn<ListFilter>("filter");
     QTest::addColumn<Order>("order");
-    for (const ListFilter filter : {ListFilter::All, ListFilter::Unfinished, ListFilter::Finished}) {
+    for (const ListFilter filter : {ListFilter::All, ListFilter::Unfinished, ListFilter::Done}) {
         for (const Order order : {Order::Position, Order::Newest, Order::Name, Order::Size, Order::Created})
             QTest::addRow("filter %d, order %d", int(filter), int(order)) << filter << order;
     }
@@ -205,7 +205,7 @@ void TestEngineOrder::pagesAreCutFromTheWhole()
     m_server->release(kGate);
     add(true);
     add(true);
-    QTRY_COMPARE_WITH_TIMEOUT(page({0, -1, ListFilter::Finished, Order::Position}).size(), 2,
+    QTRY_COMPARE_WITH_TIMEOUT(page({0, -1, ListFilter::Done, Order::Position}).size(), 2,
                               ScriptedServer::kPatienceMs);
     for (int i = 0; i < 5; ++i)
         add();

@@ -126,7 +126,7 @@ EngineCommand fullCommand()
     command.request = request;
     command.changes = request.changes;
     command.limits = Limits{0, std::nullopt, 2};
-    command.query = SnapshotQuery{10, 50, ListFilter::Finished, SnapshotQuery::Order::Size};
+    command.query = SnapshotQuery{10, 50, ListFilter::Done, SnapshotQuery::Order::Size};
     return command;
 }
 

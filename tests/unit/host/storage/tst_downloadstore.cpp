@@ -69,6 +69,8 @@ private Q_SLOTS:
     void theEncodingStaysUntilAnotherIsSaid();
     void whatProvesTheFileComesBack();
     void aServersDigestIsToBeCompared();
+    void doneIsWhatNothingSpeaksAgainst_data();
+    void doneIsWhatNothingSpeaksAgainst();
     void whoLostItsClaimWritesNothing();
     void whoseDownloadIsRemovedHasLostIt();
     void aPageShowsTheNewestFirst();
@@ -391,8 +393,11 @@ void TestDownloadStore::aServersDigestIsToBeCompared()
     QVERIFY(found.first().hasChecksum);
     QCOMPARE(found.first().checksumResult, ChecksumResult::NotCompared);
 
+    QCOMPARE(list.count(ListFilter::Done), 0);
+
     QVERIFY(list.setDigestResult(record.id, ChecksumResult::Equal));
     QCOMPARE(list.count(ListFilter::Unfinished), 0);
+    QCOMPARE(list.count(ListFilter::Done), 1);
     QVERIFY(list.setDigestResult(record.id, ChecksumResult::NotCompared));
     memory.evidence.doubt = Evidence::Doubt::FinishedEarly;
     QVERIFY(list.update(record, {{}, {}, memory}, lasting));
@@ -407,6 +412,47 @@ void TestDownloadStore::aServersDigestIsToBeCompared()
     options.checksumResult = ChecksumResult::Equal;
     QVERIFY(list.setOptions(record.id, options));
     QVERIFY2(list.page(ListFilter::Unfinished, 2).isEmpty(), "a person's checksum counts in its place");
+}
+
+/// Pages and counts agree with what a line says of itself, whoever compared it.
+void TestDownloadStore::doneIsWhatNothingSpeaksAgainst_data()
+{
+    QTest::addColumn<std::optional<ChecksumResult>>("given");
+    QTest::addColumn<ChecksumResult>("servers");
+    QTest::addColumn<bool>("isDone");
+    using Result = ChecksumResult;
+    using Given = std::optional<Result>;
+    QTest::newRow("nothing was compared") << Given() << Result::NotCompared << true;
+    QTest::newRow("the server's digest is right") << Given() << Result::Equal << true;
+    QTest::newRow("it is another file to the server's digest") << Given() << Result::Different << false;
+    QTest::newRow("the checksum is right") << Given(Result::Equal) << Result::NotCompared << true;
+    QTest::newRow("the checksum is wrong") << Given(Result::Different) << Result::NotCompared << false;
+    QTest::newRow("the checksum is still to be compared") << Given(Result::NotCompared) << Result::Equal << false;
+    QTest::newRow("a checksum counts in the place of a digest") << Given(Result::Equal) << Result::Different << true;
+    QTest::newRow("also where it is wrong") << Given(Result::Different) << Result::Equal << false;
+}
+
+void TestDownloadStore::doneIsWhatNothingSpeaksAgainst()
+{
+    QFETCH(std::optional<ChecksumResult>, given);
+    QFETCH(ChecksumResult, servers);
+    DownloadStore &list = *m_list;
+    Info record;
+    record.setFinished(true, true);
+    QVERIFY(list.insert(record) > 0);
+    ResourceMemory memory;
+    memory.evidence.answers = 1;
+    QVERIFY(list.update(record, {{}, {}, memory}, DownloadStore::Lasting::Always));
+    QVERIFY(list.setDigestResult(record.id, servers));
+    DownloadOptions options;
+    options.checksumAlgorithm = given ? u"md5"_s : QString();
+    options.checksumHex = given ? QString(32, u'0') : QString();
+    options.checksumResult = given.value_or(ChecksumResult::NotCompared);
+    QVERIFY(list.setOptions(record.id, options));
+    QTEST(list.page(ListFilter::All, 1).first().isDone(), "isDone");
+    QTEST(list.count(ListFilter::Done) == 1, "isDone");
+    for (const ListOrder order : {ListOrder::Place, ListOrder::Newest, ListOrder::Name})
+        QTEST(list.page(ListFilter::Done, order, 0, 1).size() == 1, "isDone");
 }
 
 /// Whoever it is that has it now: also this process again.
@@ -477,10 +523,10 @@ void TestDownloadStore::aPageShowsTheNewestFirst()
         QVERIFY(list.insert(record) > 0);
     }
     QCOMPARE(idsOf(list.page(ListFilter::All, 10)), (QList<qint64>{6, 5, 4, 3, 2, 1}));
-    QCOMPARE(idsOf(list.page(ListFilter::Finished, 10)), (QList<qint64>{4, 1}));
+    QCOMPARE(idsOf(list.page(ListFilter::Done, 10)), (QList<qint64>{4, 1}));
     QCOMPARE(idsOf(list.page(ListFilter::Unfinished, 3)), (QList<qint64>{6, 5, 3}));
     QCOMPARE(list.count(ListFilter::All), 6);
-    QCOMPARE(list.count(ListFilter::Finished), 2);
+    QCOMPARE(list.count(ListFilter::Done), 2);
     QCOMPARE(list.count(ListFilter::Unfinished), 4);
 }
 

@@ -153,10 +153,10 @@ void TestDownloadStorePlaces::aPageByPositionIsCutFromItsOrder()
     QCOMPARE(ids(ListFilter::All, ListOrder::Place, 8, 3), QList<qint64>());
     QCOMPARE(ids(ListFilter::Unfinished, ListOrder::Place, 0, 9), (QList<qint64>{8, 2, 4, 5, 6}));
     QCOMPARE(ids(ListFilter::Unfinished, ListOrder::Place, 2, 2), (QList<qint64>{4, 5}));
-    QCOMPARE(ids(ListFilter::Finished, ListOrder::Place, 1, 2), (QList<qint64>{3, 5}));
+    QCOMPARE(ids(ListFilter::Done, ListOrder::Place, 1, 2), (QList<qint64>{3, 7}));
     QCOMPARE(ids(ListFilter::All, ListOrder::Newest, 1, 2), (QList<qint64>{7, 6}));
     QCOMPARE(ids(ListFilter::Unfinished, ListOrder::Newest, 1, 3), (QList<qint64>{6, 5, 4}));
-    QCOMPARE(ids(ListFilter::Finished, ListOrder::Newest, 0, 0), QList<qint64>());
+    QCOMPARE(ids(ListFilter::Done, ListOrder::Newest, 0, 0), QList<qint64>());
 }
 
 void TestDownloadStorePlaces::aPageMayBeSortedByWhatALineShows_data()
@@ -170,7 +170,7 @@ void TestDownloadStorePlaces::aPageMayBeSortedByWhatALineShows_data()
     QTest::newRow("sizes, the unknown first") << ListFilter::All << ListOrder::Size << Ids{5, 4, 3, 1, 2};
     QTest::newRow("times, the unknown first") << ListFilter::All << ListOrder::Created << Ids{4, 5, 3, 2, 1};
     QTest::newRow("names of the unfinished") << ListFilter::Unfinished << ListOrder::Name << Ids{2, 1, 4};
-    QTest::newRow("sizes of the finished") << ListFilter::Finished << ListOrder::Size << Ids{5, 3};
+    QTest::newRow("sizes of the finished") << ListFilter::Done << ListOrder::Size << Ids{5, 3};
 }
 
 void TestDownloadStorePlaces::aPageMayBeSortedByWhatALineShows()

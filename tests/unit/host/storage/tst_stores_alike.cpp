@@ -153,7 +153,7 @@ bool TestStoresAlike::agreesOnOne(const Both &both, qint64 id)
 
 bool TestStoresAlike::agreesOnRows(const Both &both)
 {
-    for (const ListFilter filter : {ListFilter::All, ListFilter::Unfinished, ListFilter::Finished}) {
+    for (const ListFilter filter : {ListFilter::All, ListFilter::Unfinished, ListFilter::Done}) {
         QList<ListEntry> expected;
         const auto isAsExpected = [&](DownloadStore &store) {
             QList<ListEntry> page = store.page(filter, 3);
