@@ -32,11 +32,12 @@ bool isOnDisk(const AbstractDownloadPersistentInfo &record)
     return !record.files.isEmpty() && DiskCheck::isWhole(record, file.isFile() ? file.size() : -1);
 }
 
-/// A checksum that is given now, and was not then.
+/// A checksum that is given now, or a list of them that is named now, and was not then.
 bool isOtherChecksum(const DownloadOptions &asked, const DownloadOptions &had)
 {
-    return !asked.checksumAlgorithm.isEmpty()
-        && (asked.checksumAlgorithm != had.checksumAlgorithm || asked.checksumHex != had.checksumHex);
+    if (asked.checksumAlgorithm.isEmpty())
+        return asked.isToBeCompared() && asked.checksumSource != had.checksumSource;
+    return asked.checksumAlgorithm != had.checksumAlgorithm || asked.checksumHex != had.checksumHex;
 }
 
 }
@@ -83,7 +84,7 @@ std::optional<DownloadSession::Done> DownloadSession::findDone(DownloadStore &li
         return std::nullopt;
     const ResourceMemory memory = list.memory(there->id);
     const DownloadOptions options = list.options(there->id);
-    const bool isGiven = !options.checksumAlgorithm.isEmpty();
+    const bool isGiven = options.isToBeCompared();
     const ChecksumResult result = isGiven ? options.checksumResult : memory.evidence.digest;
     const bool isDue = (isGiven || memory.digest()) && result != ChecksumResult::Equal;
     return Done{there->id, there->filePath(0), isDue || isOtherChecksum(request.options, options)};

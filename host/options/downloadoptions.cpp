@@ -4,6 +4,8 @@
 #include <host/options/optionvalue.h>
 #include <host/options/optionvalues.h>
 
+using namespace Qt::StringLiterals;
+
 DownloadOptions DownloadOptions::of(const OptionValues &values)
 {
     DownloadOptions options;
@@ -33,6 +35,12 @@ OptionValues DownloadOptions::values() const
             values.give(*row, {value, {}});
     }
     return values;
+}
+
+bool DownloadOptions::isToBeCompared() const
+{
+    const bool isListNamed = !checksumSource.isEmpty() && checksumSource != "auto"_L1;
+    return !checksumAlgorithm.isEmpty() || isListNamed;
 }
 
 DownloadOptions DownloadOptions::kept() const

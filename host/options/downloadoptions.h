@@ -40,6 +40,9 @@ struct DownloadOptions {
     /// The same, as the download has it: what it says nothing of is not among them.
     OptionValues values() const;
 
+    /// A person gave a checksum, or named a list that has to have it; a file is not done before that was compared.
+    bool isToBeCompared() const;
+
     /// As they come back from the list: what is not to be kept has gone.
     DownloadOptions kept() const;
 

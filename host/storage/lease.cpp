@@ -43,7 +43,7 @@ ListEntry Lease::entry() const
     entry.evidence = memory.evidence;
     entry.evidence.address.clear();
     entry.evidence.etag.clear();
-    entry.hasChecksum = !options.checksumAlgorithm.isEmpty();
+    entry.hasChecksum = options.isToBeCompared();
     entry.checksumResult = entry.hasChecksum ? options.checksumResult : entry.evidence.digest;
     entry.hasChecksum =
         entry.hasChecksum || hasServersDigest(*this) || entry.checksumResult != ChecksumResult::NotCompared;

@@ -234,6 +234,9 @@ std::optional<QList<ListEntry>> entriesOf(RecordRows &rows, const QString &state
     return entries;
 }
 
+/// In the place of an algorithm: a list is to name one, and has not been read yet.
+const QString kNamedByList = u"list"_s;
+
 const QString kOptionColumns = u"rate_limit, connections, connections_per_server, checksum_algorithm, checksum_hex, "
                                u"checksum_result, on_changed, on_unresumable, "
                                u"skip_existing, insecure, store_secrets, user, password, further"_s;
@@ -247,6 +250,8 @@ DownloadOptions optionsFrom(const SqlStatement &row)
     options.connections = next().toInt();
     options.connectionsPerServer = next().toInt();
     options.checksumAlgorithm = SqlCells::toText(next());
+    if (options.checksumAlgorithm == kNamedByList)
+        options.checksumAlgorithm.clear();
     options.checksumHex = SqlCells::toText(next());
     options.checksumResult = ChecksumResult(next().toInt());
     options.onChanged = next().toInt();
@@ -363,13 +368,14 @@ std::optional<DownloadOptions> ListRows::options(RecordRows &rows, qint64 id)
 
 bool ListRows::setOptions(RecordRows &rows, qint64 id, const DownloadOptions &options)
 {
+    const bool isNamedByList = options.isToBeCompared() && options.checksumAlgorithm.isEmpty();
     const QString further = KeptOptions::toText(options);
     const SqlValues values{
         id,
         options.rateLimit,
         options.connections,
         options.connectionsPerServer,
-        SqlCells::fromText(options.checksumAlgorithm),
+        SqlCells::fromText(isNamedByList ? kNamedByList : options.checksumAlgorithm),
         SqlCells::fromText(options.checksumHex),
         int(options.checksumResult),
         options.onChanged,

@@ -69,6 +69,7 @@ private Q_SLOTS:
     void theEncodingStaysUntilAnotherIsSaid();
     void whatProvesTheFileComesBack();
     void aServersDigestIsToBeCompared();
+    void whatAListIsToNameIsToBeCompared();
     void doneIsWhatNothingSpeaksAgainst_data();
     void doneIsWhatNothingSpeaksAgainst();
     void whoLostItsClaimWritesNothing();
@@ -412,6 +413,23 @@ void TestDownloadStore::aServersDigestIsToBeCompared()
     options.checksumResult = ChecksumResult::Equal;
     QVERIFY(list.setOptions(record.id, options));
     QVERIFY2(list.page(ListFilter::Unfinished, 2).isEmpty(), "a person's checksum counts in its place");
+}
+
+void TestDownloadStore::whatAListIsToNameIsToBeCompared()
+{
+    DownloadStore &list = *m_list;
+    Info record;
+    record.setFinished(true, true);
+    QVERIFY(list.insert(record) > 0);
+    DownloadOptions options;
+    options.checksumSource = u"http://a/SHA256SUMS"_s;
+    QVERIFY(list.setOptions(record.id, options));
+    QCOMPARE(list.options(record.id), options);
+    QCOMPARE(list.count(ListFilter::Unfinished), 1);
+    QCOMPARE(list.count(ListFilter::Done), 0);
+    options.checksumSource = u"auto"_s;
+    QVERIFY(list.setOptions(record.id, options));
+    QCOMPARE(list.count(ListFilter::Done), 1);
 }
 
 /// Pages and counts agree with what a line says of itself, whoever compared it.

@@ -115,6 +115,14 @@ void TestLease::whatIsToBeCompared_data()
         lease.options.checksumResult = Result::Different;
         lease.memory.evidence.digest = Result::Equal;
     });
+    row("one that a list is to name", true, Result::NotCompared, [](Lease &lease) {
+        lease.options.checksumSource = u"http://a/SHA256SUMS"_s;
+        lease.memory.evidence.digest = Result::Equal;
+    });
+    row("what may stand beside the file is none yet", true, Result::Equal, [](Lease &lease) {
+        lease.options.checksumSource = u"auto"_s;
+        lease.memory.evidence.digest = Result::Equal;
+    });
     row("a person's that is none any more", true, Result::NotCompared,
         [](Lease &lease) { lease.options.checksumResult = Result::Equal; });
 }
