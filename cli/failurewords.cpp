@@ -54,6 +54,14 @@ QString checksumUnusable(const Failure &failure)
     return u"%1 is there, but was not compared with its checksum: %2"_s.arg(quotedFile(failure), cause(failure));
 }
 
+QString noChecksumFound(const Failure &failure)
+{
+    if (failure.cause.isEmpty())
+        return u"no checksum of %1 was found beside it"_s.arg(quoted(failure.subject.title));
+    return u"nobody knows whether there is a checksum of %1 beside it: of %2, %3. To look again, run %4."_s.arg(
+        quoted(failure.subject.title), quotedUrl(failure), cause(failure), command("resume"_L1, failure));
+}
+
 QString nameTaken(const Failure &failure)
 {
     return u"cannot give %1 its final name: %2. Move what is in the way, or choose another name with -o."_s.arg(
@@ -241,7 +249,7 @@ QString ofItsKind(const Failure &failure)
         return u"%1 is compared with the %2 checksum in %3"_s.arg(quoted(failure.subject.title), cause(failure),
                                                                   quotedUrl(failure));
     case Kind::NoChecksumFound:
-        return u"no checksum of %1 was found beside it"_s.arg(quoted(failure.subject.title));
+        return noChecksumFound(failure);
     case Kind::ChecksumUnusable:
         return checksumUnusable(failure);
     case Kind::DiskFull:

@@ -2,6 +2,7 @@
 #include <host/engine/checksumsearch.h>
 
 #include <host/parsing/checksumlist.h>
+#include <host/policy/retry.h>
 
 using namespace Qt::StringLiterals;
 
@@ -20,9 +21,10 @@ ChecksumSearch::ChecksumSearch(const QSharedPointer<QNetworkAccessManager> &mana
                                QObject *parent)
     : QObject(parent)
     , m_asked(asked)
-    , m_fetch(manager)
+    , m_fetch(manager, asked.patience)
 {
     m_fetch.setParent(this);
+    connect(&m_fetch, &SmallFetch::retrying, this, &ChecksumSearch::retrying);
     connect(&m_fetch, &SmallFetch::done, this, &ChecksumSearch::onAnswer);
 }
 
@@ -35,7 +37,7 @@ void ChecksumSearch::begin()
 
 void ChecksumSearch::askNext()
 {
-    if (m_found.checksum || m_asked.lists.isEmpty()) {
+    if (m_found.checksum || m_found.isUnanswered || m_asked.lists.isEmpty()) {
         const Found found = m_found;
         Q_EMIT done(found);
         return;
@@ -46,10 +48,11 @@ void ChecksumSearch::askNext()
 
 void ChecksumSearch::onAnswer(const SmallFetch::Answer &answer)
 {
-    if (answer.error)
-        m_found.reason = reasonOf(answer.error);
-    else
+    if (!answer.error)
         look(answer);
+    else
+        m_found.reason = reasonOf(answer.error);
+    m_found.isUnanswered = Retry::isWorthwhile(answer.error);
     askNext();
 }
 

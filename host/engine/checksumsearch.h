@@ -14,7 +14,7 @@
 
 /// Looks for the checksum of a file in lists that stand beside it, one after the other, until one has it.
 ///
-///     begin() ──> a list is fetched ──> it has the file's ──────────────> done()
+///     begin() ──> a list is fetched ──> it has the file's, or cannot be asked for ──> done()
 ///                      ^      └──> none, or not the file's ──┬──> no more ──> done()
 ///                      └──────────── the next ───────────────┘
 ///
@@ -31,12 +31,14 @@ public:
         QStringList names; ///< that it may have in them, the best first
         QList<SmallFetch::Field> headers;
         bool trustsAll = false; ///< whatever certificate is shown
+        SmallFetch::Patience patience;
     };
 
     struct Found {
         std::optional<Checksum> checksum;
         QUrl list; ///< that has it, or the last one that was looked at
         Clause reason = Clause::Kind::NotFetched; ///< why there is none: about the last one
+        bool isUnanswered = false; ///< a failure that may pass has outlasted all tries: nobody knows whether there is one
     };
 
     ChecksumSearch(const QSharedPointer<QNetworkAccessManager> &manager, const Asked &asked, QObject *parent = nullptr);
@@ -47,6 +49,8 @@ public:
 
 Q_SIGNALS:
     void done(const ChecksumSearch::Found &found);
+    /// As SmallFetch::retrying().
+    void retrying(const SmallFetch::Answer &answer, int attempt, qint64 inMs);
 
 private:
     void askNext();

@@ -240,6 +240,7 @@ private:
     static Failure whyEndedByWatchdog(const QueuedDownload &active);
     void retry(QueuedDownload &active, const Warning &how, Job job);
     bool searchChecksum(QueuedDownload &active);
+    void onChecksumSearchRests(qint64 id, const SmallFetch::Answer &answer, int attempt, qint64 inMs);
     void onChecksumSearched(qint64 id, const ChecksumSearch::Found &found);
     void takeChecksum(QueuedDownload &active, const Checksum &checksum);
     void compareChecksum(QueuedDownload &active);

@@ -13,8 +13,9 @@ Failure noteOf(const QueuedDownload &active, const ChecksumSearch::Found &found)
 {
     auto subject = Failure::Subject::of(active.info);
     subject.url = found.list;
-    return found.checksum ? Failure::make(Failure::Kind::ChecksumFound, subject, found.checksum->algorithmName())
-                          : Failure::make(Failure::Kind::NoChecksumFound, subject, found.reason);
+    if (found.checksum)
+        return Failure::make(Failure::Kind::ChecksumFound, subject, found.checksum->algorithmName());
+    return Failure::make(Failure::Kind::NoChecksumFound, subject, found.isUnanswered ? found.reason : Clause());
 }
 
 }
@@ -27,12 +28,27 @@ bool DownloadQueue::searchChecksum(QueuedDownload &active)
     if (!isWanted || active.options.checksumSource.isEmpty())
         return false;
     active.isSearched = true;
-    active.search.reset(m_session.makeChecksumSearch(active.info, active.options));
+    active.search.reset(
+        m_session.makeChecksumSearch(active.info, active.options, {m_options.mostTries, m_options.retryWaitMs}));
+    connect(active.search.get(), &ChecksumSearch::retrying, this,
+            [this, id = active.id](const SmallFetch::Answer &answer, int attempt, qint64 inMs) {
+                onChecksumSearchRests(id, answer, attempt, inMs);
+            });
     connect(active.search.get(), &ChecksumSearch::done, this,
             [this, id = active.id](const ChecksumSearch::Found &found) { onChecksumSearched(id, found); });
     active.search->begin();
     transition(active.id, DownloadState::Hashing);
     return true;
+}
+
+void DownloadQueue::onChecksumSearchRests(qint64 id, const SmallFetch::Answer &answer, int attempt, qint64 inMs)
+{
+    const Outbox::Scope scope(m_outbox);
+    AbstractDownloadPersistentInfo list;
+    list.id = id;
+    list.url = answer.url;
+    const Warning how{Warning::Kind::Retrying, Failure::of(answer.error, list), Warning::Next::Again, attempt, inMs};
+    m_outbox.put([this, id, how] { Q_EMIT retrying(id, how); });
 }
 
 void DownloadQueue::onChecksumSearched(qint64 id, const ChecksumSearch::Found &found)
@@ -43,8 +59,7 @@ void DownloadQueue::onChecksumSearched(qint64 id, const ChecksumSearch::Found &f
         return;
     active->search.release()->deleteLater();
     const Failure note = noteOf(*active, found);
-    const bool isNamed = active->options.checksumSource != "auto"_L1;
-    if (!found.checksum && isNamed) {
+    if (!found.checksum && active->options.isToBeCompared()) {
         end(*active, Failure::make(Failure::Kind::ChecksumNotFound, note.subject, found.reason));
         return;
     }

@@ -84,9 +84,11 @@ public:
     /// with; empty = there is none.
     QString fileToTakeOver(const DownloadRequest &request);
     /// Looks for the checksum of a finished file where its options say.
-    ChecksumSearch *makeChecksumSearch(const AbstractDownloadPersistentInfo &record, const DownloadOptions &options);
+    ChecksumSearch *makeChecksumSearch(const AbstractDownloadPersistentInfo &record, const DownloadOptions &options,
+                                       const SmallFetch::Patience &patience);
     /// Looks whether that file is the server's; a child of @p parent, which begins it.
-    FileTakeOver *makeTakeOver(const DownloadRequest &request, const QString &path, QObject *parent);
+    FileTakeOver *makeTakeOver(const DownloadRequest &request, const QString &path,
+                               const SmallFetch::Patience &patience, QObject *parent);
     /// Goes on with a download of the list. What its file on disk cannot hold is fetched again.
     bool start(qint64 id, Failure *failure) { return start(id, Sources(), failure); }
     /// The same, from some of its addresses only.

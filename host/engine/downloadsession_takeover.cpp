@@ -66,18 +66,20 @@ QString DownloadSession::fileToTakeOver(const DownloadRequest &asked)
     return {};
 }
 
-FileTakeOver *DownloadSession::makeTakeOver(const DownloadRequest &asked, const QString &path, QObject *parent)
+FileTakeOver *DownloadSession::makeTakeOver(const DownloadRequest &asked, const QString &path,
+                                            const SmallFetch::Patience &patience, QObject *parent)
 {
     const DownloadRequest request = withoutSecrets(asked);
     const DownloadOptions &options = request.options;
+    const bool hasChecksum = !options.checksumAlgorithm.isEmpty();
     return new FileTakeOver(
         managerFor(options),
-        {path, request.url, fieldsOf(request.newRecord()), trustsAll(options), !options.checksumAlgorithm.isEmpty()},
-        parent);
+        {path, request.url, fieldsOf(request.newRecord()), trustsAll(options), hasChecksum, patience}, parent);
 }
 
 ChecksumSearch *DownloadSession::makeChecksumSearch(const AbstractDownloadPersistentInfo &record,
-                                                    const DownloadOptions &options)
+                                                    const DownloadOptions &options,
+                                                    const SmallFetch::Patience &patience)
 {
     const QUrl named = m_chief->takeSecrets(QUrl(options.checksumSource), nullptr);
     const bool isBeside = options.checksumSource == "auto"_L1;
@@ -93,7 +95,8 @@ ChecksumSearch *DownloadSession::makeChecksumSearch(const AbstractDownloadPersis
         names.append(file.name);
     names.removeAll(QString());
     names.removeDuplicates();
-    return new ChecksumSearch(managerFor(options), {lists, record.url, names, fieldsOf(record), trustsAll(options)});
+    return new ChecksumSearch(managerFor(options),
+                              {lists, record.url, names, fieldsOf(record), trustsAll(options), patience});
 }
 
 QSharedPointer<QNetworkAccessManager> DownloadSession::managerFor(const DownloadOptions &options) const

@@ -66,10 +66,14 @@ FileTakeOver::FileTakeOver(const QSharedPointer<QNetworkAccessManager> &manager,
     : QObject(parent)
     , m_asked(asked)
     , m_file(asked.path)
-    , m_fetch(manager)
+    , m_fetch(manager, asked.patience)
 {
     m_fetch.setParent(this);
     connect(&m_fetch, &SmallFetch::done, this, &FileTakeOver::onAnswer);
+    connect(&m_fetch, &SmallFetch::retrying, this,
+            [this](const SmallFetch::Answer &answer, int attempt, qint64 inMs) {
+                Q_EMIT retrying(failureOf(answer), attempt, inMs);
+            });
 }
 
 FileTakeOver::~FileTakeOver() = default;
@@ -114,9 +118,7 @@ void FileTakeOver::askNext()
 void FileTakeOver::onAnswer(const SmallFetch::Answer &answer)
 {
     if (answer.error) {
-        AbstractDownloadPersistentInfo record;
-        record.url = m_asked.url;
-        end(Failure::of(answer.error, record));
+        end(failureOf(answer));
         return;
     }
     const TakeOver::Answer found = judged(answer);
@@ -136,6 +138,13 @@ void FileTakeOver::onAnswer(const SmallFetch::Answer &answer)
         end({});
     else
         askNext();
+}
+
+Failure FileTakeOver::failureOf(const SmallFetch::Answer &answer) const
+{
+    AbstractDownloadPersistentInfo record;
+    record.url = m_asked.url;
+    return Failure::of(answer.error, record);
 }
 
 TakeOver::Answer FileTakeOver::judged(const SmallFetch::Answer &answer)

@@ -52,6 +52,7 @@ public:
         QList<SmallFetch::Field> headers;
         bool trustsAll = false; ///< whatever certificate is shown
         bool hasChecksum = false;
+        SmallFetch::Patience patience;
     };
 
     FileTakeOver(const QSharedPointer<QNetworkAccessManager> &manager, const Asked &asked, QObject *parent = nullptr);
@@ -63,11 +64,14 @@ public:
 Q_SIGNALS:
     /// @param failure CannotTakeOver, with the reason, or why the server could not be asked; none = it is taken
     void done(const Failure &failure, const TakenFile &file);
+    /// As SmallFetch::retrying(). @param failure why
+    void retrying(const Failure &failure, int attempt, qint64 inMs);
 
 private:
     Clause obstacle();
     void askNext();
     void onAnswer(const SmallFetch::Answer &answer);
+    Failure failureOf(const SmallFetch::Answer &answer) const;
     TakeOver::Answer judged(const SmallFetch::Answer &answer);
     QByteArray ours(const TakeOver::Piece &piece);
     void refuse(const Clause &reason);

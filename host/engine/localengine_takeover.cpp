@@ -37,8 +37,13 @@ void LocalEngine::add(const EngineCommand &command)
         addNow(command, nullptr);
         return;
     }
-    FileTakeOver *const work = m_session->makeTakeOver(request, path, this);
+    const QueueOptions &queue = m_options->queue;
+    FileTakeOver *const work =
+        m_session->makeTakeOver(request, path, {queue.mostTries, queue.retryWaitMs}, this);
     m_takeOvers.insert(work, command);
+    connect(work, &FileTakeOver::retrying, this, [this](const Failure &failure, int attempt, qint64 inMs) {
+        warn(0, {Warning::Kind::Retrying, failure, Warning::Next::Again, attempt, inMs});
+    });
     connect(work, &FileTakeOver::done, this,
             [this, work](const Failure &failure, const TakenFile &file) { onTakenOver(work, failure, file); });
     work->begin();

@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include <host/network/smallfetch.h>
 
+#include <host/policy/retry.h>
+
+#include <QDateTime>
 #include <QNetworkReply>
 #include <QNetworkRequest>
+#include <QRandomGenerator>
 
 #include <algorithm>
 
@@ -42,11 +46,15 @@ QByteArray SmallFetch::Answer::field(const char *name) const
     return found == fields.cend() ? QByteArray() : found->second;
 }
 
-SmallFetch::SmallFetch(const QSharedPointer<QNetworkAccessManager> &manager, QObject *parent)
+SmallFetch::SmallFetch(const QSharedPointer<QNetworkAccessManager> &manager, const Patience &patience, QObject *parent)
     : QObject(parent)
     , m_manager(manager)
+    , m_patience(patience)
     , m_silence(this)
+    , m_rest(this)
 {
+    m_rest.setSingleShot(true);
+    connect(&m_rest, &QTimer::timeout, this, &SmallFetch::ask);
     m_silence.setSingleShot(true);
     m_silence.setInterval(kPatienceMs);
     connect(&m_silence, &QTimer::timeout, this, [this] {
@@ -62,10 +70,16 @@ SmallFetch::~SmallFetch()
 
 void SmallFetch::begin(const Asked &asked)
 {
-    Q_ASSERT_X(!m_reply, "SmallFetch", "one at a time");
+    Q_ASSERT_X(!m_reply && !m_rest.isActive(), "SmallFetch", "one at a time");
     m_asked = asked;
+    m_attempt = 1;
+    ask();
+}
+
+void SmallFetch::ask()
+{
     m_answer = {};
-    send(asked.url);
+    send(m_asked.url);
 }
 
 void SmallFetch::send(const QUrl &url)
@@ -128,5 +142,24 @@ void SmallFetch::end(const AbstractError &error)
 {
     m_answer.error = error;
     const Answer answer = m_answer;
-    Q_EMIT done(answer);
+    const std::optional<qint64> ms = rest();
+    if (!ms) {
+        Q_EMIT done(answer);
+        return;
+    }
+    m_rest.start(int(*ms));
+    Q_EMIT retrying(answer, ++m_attempt, *ms);
+}
+
+std::optional<qint64> SmallFetch::rest() const
+{
+    const bool isLast = m_patience.mostTries > 0 && m_attempt >= m_patience.mostTries;
+    if (isLast || !Retry::isWorthwhile(m_answer.error))
+        return std::nullopt;
+    Retry::Wait wait{m_attempt, m_patience.waitMs, QRandomGenerator::global()->generateDouble()};
+    wait.askedMs = Retry::parseRetryAfter(QString::fromLatin1(m_answer.field("Retry-After")),
+                                          QDateTime::currentDateTimeUtc());
+    if (wait.askedMs.value_or(0) > Retry::kLongestAskedMs)
+        return std::nullopt;
+    return Retry::delayMs(wait);
 }

@@ -52,6 +52,9 @@ private Q_SLOTS:
     void aNamedListIsTaken();
     void aNamedListThatSaysNothingLeavesTheFileUncompared_data();
     void aNamedListThatSaysNothingLeavesTheFileUncompared();
+    void aListThatMayComeIsWaitedFor_data();
+    void aListThatMayComeIsWaitedFor();
+    void ofOneThatDoesNotComeNobodySaysThatThereIsNone();
     void aListOfThisMachineIsReadBeforeAnythingIsAsked();
     void whoMayHaveTheFileMayHaveItsSum();
 
@@ -190,7 +193,49 @@ void TestPlaitChecksums::aNamedListThatSaysNothingLeavesTheFileUncompared()
     QVERIFY2(result.status == kWrong && result.err.contains("was not compared with its checksum"), told(result));
     QVERIFY2(result.err.contains('"' + url(u"/all.txt"_s).toUtf8() + '"') && result.err.contains(words), told(result));
     QCOMPARE(m_plait->files(), QStringList(u"file.bin"_s));
+    const PlaitResult repeated = m_plait->run({u"--checksum-file"_s, url(u"/all.txt"_s), url()});
+    QVERIFY2(repeated.status == kWrong && repeated.err.contains(words), told(repeated));
+    QVERIFY2(m_plait->runBare({u"list"_s}).out.contains(" unchecked "), "it is not done");
     put("/all.txt", sum() + "  file.bin\n");
+    const QList<QStringList> commands = PartWay::commandsIn(result.err);
+    QCOMPARE(commands.size(), 1);
+    const PlaitResult again = m_plait->runBare(commands.first());
+    QVERIFY2(again.status == kDone && again.err.contains("checksum verified"), told(again));
+}
+
+void TestPlaitChecksums::aListThatMayComeIsWaitedFor_data()
+{
+    QTest::addColumn<QStringList>("options");
+    QTest::newRow("beside the file") << QStringList{u"--checksum"_s, u"auto"_s};
+    QTest::newRow("that is named") << QStringList{u"--checksum-file"_s, u"LIST"_s};
+}
+
+void TestPlaitChecksums::aListThatMayComeIsWaitedFor()
+{
+    QFETCH(QStringList, options);
+    options.replaceInStrings(u"LIST"_s, url(u"/pub/file.bin.sha256"_s));
+    m_server->setHandler("/pub/file.bin.sha256", [count = std::make_shared<int>(0)](const ScriptedRequest &) {
+        const int number = ++*count;
+        if (number == 1)
+            return ScriptedResponse::error(503);
+        return number == 2 ? ScriptedResponse::noAnswer() : ScriptedResponse::ok(sum() + '\n');
+    });
+    const PlaitResult result = m_plait->run(options + QStringList{u"--retry-wait"_s, u"0"_s, url()});
+    QVERIFY2(result.status == kDone && result.err.contains("checksum verified"), told(result));
+    QVERIFY2(result.err.contains("file.bin.sha256: HTTP status 503; trying again\n"), told(result));
+}
+
+/// Where it is too busy to say, it may well be there.
+void TestPlaitChecksums::ofOneThatDoesNotComeNobodySaysThatThereIsNone()
+{
+    m_server->setFallback([](const ScriptedRequest &) { return ScriptedResponse::error(503); });
+    const PlaitResult result = m_plait->run(
+        {u"--checksum"_s, u"auto"_s, u"--tries"_s, u"2"_s, u"--retry-wait"_s, u"0"_s, url()});
+    QVERIFY2(result.status == kDone && !result.err.contains("no checksum of"), told(result));
+    QVERIFY2(result.err.contains("the server answers with HTTP status 503"), told(result));
+    QCOMPARE(m_server->requests().size(), 3);
+    put("/pub/SHA256SUMS", sum() + "  file.bin\n");
+    m_server->setFallback([](const ScriptedRequest &) { return ScriptedResponse::error(404); });
     const QList<QStringList> commands = PartWay::commandsIn(result.err);
     QCOMPARE(commands.size(), 1);
     const PlaitResult again = m_plait->runBare(commands.first());

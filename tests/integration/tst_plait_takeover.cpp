@@ -19,6 +19,7 @@ namespace
 constexpr int kDone = 0;
 constexpr int kCannotResume = 8;
 constexpr int kNoSuchDownload = 1;
+constexpr int kOverloaded = 29;
 constexpr int kChecksumMismatch = 32;
 constexpr quint64 kSeed = 61;
 constexpr qint64 kSize = 900000;
@@ -55,6 +56,8 @@ private Q_SLOTS:
     void whatIsCompleteIsNotFetchedAgain();
     void whatIsNotTheServersIsLeftAlone_data();
     void whatIsNotTheServersIsLeftAlone();
+    void whatMayPassIsWaitedForAndComparedThen();
+    void whatDoesNotPassIsToldAndNothingIsTouched();
     void aServerThatHasChangedSinceIsNotGoneOnWith();
     void aServerWithoutRangesIsNotGoneOnWith_data();
     void aServerWithoutRangesIsNotGoneOnWith();
@@ -263,6 +266,37 @@ void TestPlaitTakeOver::whatIsNotTheServersIsLeftAlone()
     QVERIFY2(result.err.contains(words) && result.err.contains("stays as it is"), told(result));
     QCOMPARE(TestFiles::readFile(m_plait->path(kName)), bytes);
     QCOMPARE(m_plait->files(), before);
+}
+
+/// Each question as often as a download tries.
+void TestPlaitTakeOver::whatMayPassIsWaitedForAndComparedThen()
+{
+    QVERIFY(!write(kHalf).isEmpty());
+    m_server->setHandler("/file.bin", [count = std::make_shared<int>(0)](const ScriptedRequest &) {
+        const int number = ++*count;
+        if (number == 1)
+            return ScriptedResponse::error(503);
+        return number == 3 ? ScriptedResponse::noAnswer() : ScriptedResponse::file(kSeed, kSize);
+    });
+    const PlaitResult result = m_plait->runBare({u"-c"_s, u"--tries"_s, u"2"_s, u"--retry-wait"_s, u"0"_s, url()});
+    QVERIFY2(result.status == kDone && isWhole(), told(result));
+    QVERIFY2(result.err.contains(url().toUtf8() + ": HTTP status 503; trying again\n"), told(result));
+    QVERIFY2(result.err.contains("\"file.bin\" was begun already"), told(result));
+    QCOMPARE(m_plait->files(), QStringList(kName));
+}
+
+void TestPlaitTakeOver::whatDoesNotPassIsToldAndNothingIsTouched()
+{
+    const QByteArray bytes = write(kHalf);
+    m_server->setResponse("/file.bin", ScriptedResponse::error(503));
+    const PlaitResult result = m_plait->runBare({u"-c"_s, u"--tries"_s, u"3"_s, u"--retry-wait"_s, u"0"_s, url()});
+    QVERIFY2(result.status == kOverloaded && result.err.contains("again"), told(result));
+    QCOMPARE(m_server->requests().size(), 3);
+    QCOMPARE(TestFiles::readFile(m_plait->path(kName)), bytes);
+    QCOMPARE(m_plait->files(), QStringList(kName));
+    m_server->setResponse("/file.bin", ScriptedResponse::file(kSeed, kSize));
+    const PlaitResult again = m_plait->runBare({u"-c"_s, url()});
+    QVERIFY2(again.status == kDone && isWhole(), told(again));
 }
 
 void TestPlaitTakeOver::aServerThatHasChangedSinceIsNotGoneOnWith()
