@@ -40,6 +40,12 @@ ExitStatus exitStatusOf(const Failure &failure)
     case Kind::EncryptionFailed:
         return ExitStatus::CertificateRefused;
     case Kind::UnsupportedUrl:
+    case Kind::ProxyUnusable:
+    case Kind::CertificatesUnusable:
+    case Kind::ClientCertificateUnusable:
+    case Kind::InterfaceUnusable:
+    case Kind::CookiesUnusable:
+    case Kind::LoginsUnusable:
         return ExitStatus::BadOption;
     case Kind::CannotResume:
     case Kind::CannotTakeOver:
@@ -63,6 +69,7 @@ ExitStatus exitStatusOf(const Failure &failure)
     case Kind::FileShorter:
     case Kind::FileMissing:
     case Kind::NotOnDisk:
+    case Kind::CannotDeleteFile:
         return ExitStatus::FileError;
     case Kind::Stopped:
     case Kind::StoppedBeforeComparing:
@@ -83,12 +90,6 @@ ExitStatus exitStatusOf(const Failure &failure)
     case Kind::ListDamaged:
     case Kind::NoModule:
     case Kind::ModuleUnusable:
-    case Kind::ProxyUnusable:
-    case Kind::CertificatesUnusable:
-    case Kind::ClientCertificateUnusable:
-    case Kind::InterfaceUnusable:
-    case Kind::CookiesUnusable:
-    case Kind::LoginsUnusable:
     case Kind::LoginsExposed:
         break;
     }

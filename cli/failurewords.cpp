@@ -294,6 +294,9 @@ QString ofItsKind(const Failure &failure)
     case Kind::WrongState:
     case Kind::CannotChange:
         return cannot(u"change"_s, failure);
+    case Kind::CannotDeleteFile:
+        return u"cannot remove download %1: %2. \"%3\" takes it off the list and leaves the file."_s.arg(
+            numberOf(failure), cause(failure), commandOf("remove"_L1, failure));
     case Kind::CannotFinish:
         return cannot(u"finish"_s, failure, u" now"_s);
     case Kind::NothingToCompare:

@@ -38,10 +38,10 @@ QString nameBefore(const QString &path)
     return aside.match(path).captured(1);
 }
 
-ExitStatus complain(QTextStream &notes, const QString &text)
+ExitStatus complain(QTextStream &notes, const QString &text, ExitStatus status)
 {
     notes << "plait: " << Shown::text(text) << '\n' << Qt::flush;
-    return ExitStatus::Unknown;
+    return status;
 }
 
 void say(const QString &text, QTextStream &answers)
@@ -118,10 +118,10 @@ ExitStatus ListCare::check(const Arguments &arguments, QTextStream &answers, QTe
     const bool isTheList = arguments.setAsideList.isEmpty();
     const QString path = isTheList ? listPathOf(arguments) : arguments.setAsideList;
     if (path.isEmpty())
-        return complain(notes, kNoPlace);
+        return complain(notes, kNoPlace, ExitStatus::Unknown);
     const ListCheck::Findings findings = ListCheck::look(path);
     if (findings.failure)
-        return complain(notes, FailureWords::sentence(findings.failure));
+        return complain(notes, FailureWords::sentence(findings.failure), exitStatusOf(findings.failure));
     if (arguments.json)
         answers << JsonLine::of({{u"event"_s, u"check"_s},
                                  {u"list"_s, path},
@@ -136,16 +136,17 @@ ExitStatus ListCare::repair(const Arguments &arguments, QTextStream &answers, QT
 {
     const QString path = listPathOf(arguments);
     if (path.isEmpty())
-        return complain(notes, kNoPlace);
+        return complain(notes, kNoPlace, ExitStatus::Unknown);
     if (const QString before = nameBefore(path); !before.isEmpty() && arguments.setAsideList.isEmpty())
         return complain(notes,
                         u"\"%1\" is a list that was set aside. To bring over what can be read of it, run: %2"_s.arg(
-                            path, NextCommand::lineFor(before, u"list --repair "_s + NextCommand::quoted(path))));
+                            path, NextCommand::lineFor(before, u"list --repair "_s + NextCommand::quoted(path))),
+                        ExitStatus::BadOption);
     const ListRepair::Report report = arguments.setAsideList.isEmpty()
         ? ListRepair::repair(path)
         : ListRepair::bringOver(arguments.setAsideList, path);
     if (report.failure)
-        return complain(notes, sentenceOf(report));
+        return complain(notes, sentenceOf(report), exitStatusOf(report.failure));
     if (arguments.json)
         answers << JsonLine::of(objectOf(report, path));
     else

@@ -129,12 +129,15 @@ SnapshotQuery::Order orderOf(const QString &name)
     return name == "size"_L1 ? SnapshotQuery::Order::Size : SnapshotQuery::Order::Position;
 }
 
-/// True, and said, where the command was not done.
-bool hasFailed(const EngineAnswer &answer, const Output &output)
+/// True, and said, where the command was not done. Of several failures the first one decides.
+bool hasFailed(const EngineAnswer &answer, const Output &output, ExitStatus &status)
 {
-    if (!answer.isOk())
-        complain(output, FailureWords::sentence(answer.failure));
-    return !answer.isOk();
+    if (answer.isOk())
+        return false;
+    complain(output, FailureWords::sentence(answer.failure));
+    if (status == ExitStatus::Done)
+        status = exitStatusOf(answer.failure);
+    return true;
 }
 
 bool isMeant(const Snapshot &row, const Arguments &arguments)
@@ -183,9 +186,10 @@ EngineAnswer chosen(const Arguments &arguments, Engine &engine)
 
 ExitStatus printList(const Arguments &arguments, Engine &engine, const Output &output)
 {
+    ExitStatus status = ExitStatus::Done;
     const EngineAnswer page = chosen(arguments, engine);
-    if (hasFailed(page, output))
-        return exitStatusOf(page.failure);
+    if (hasFailed(page, output, status))
+        return status;
     for (const Snapshot &row : page.snapshots) {
         if (arguments.json)
             output.answers << JsonLine::of(objectOf(row));
@@ -305,9 +309,7 @@ ExitStatus show(const Arguments &arguments, Engine &engine, const Output &output
     ExitStatus status = ExitStatus::Done;
     for (const qint64 id : arguments.ids) {
         const EngineAnswer answer = answerOf([&](const Engine::Callback &done) { engine.snapshot(id, done); });
-        if (hasFailed(answer, output))
-            status = exitStatusOf(answer.failure);
-        else
+        if (!hasFailed(answer, output, status))
             printFacts(factsOf(answer.snapshots.first()), arguments.json, output.answers);
     }
     output.answers.flush();
@@ -316,15 +318,14 @@ ExitStatus show(const Arguments &arguments, Engine &engine, const Output &output
 
 ExitStatus setUrl(const Arguments &arguments, Engine &engine, const Output &output)
 {
+    ExitStatus status = ExitStatus::Done;
     const qint64 id = arguments.ids.first();
     const EngineAnswer answer =
         answerOf([&](const Engine::Callback &done) { engine.setUrl(id, arguments.requests.first(), true, done); });
-    if (hasFailed(answer, output))
-        return ExitStatus::Unknown;
-    if (!arguments.quiet)
+    if (!hasFailed(answer, output, status) && !arguments.quiet)
         output.notes << "download " << id << " goes on from its new address with \""
                      << NextCommand::line(u"resume %1"_s.arg(id)) << "\"\n";
-    return ExitStatus::Done;
+    return status;
 }
 
 /// False for what has nothing on the disk that could be gone.
@@ -341,24 +342,24 @@ bool isGone(const Snapshot &row, Engine &engine)
 
 ExitStatus clean(const Arguments &arguments, Engine &engine, const Output &output)
 {
+    ExitStatus status = ExitStatus::Done;
     const SnapshotQuery all{0, -1, ListFilter::All, SnapshotQuery::Order::Position};
     const EngineAnswer page = answerOf([&](const Engine::Callback &done) { engine.snapshots(all, done); });
-    bool isFine = !hasFailed(page, output);
-    qint64 count = 0;
+    hasFailed(page, output, status);
+    qint64 cleaned = 0;
     for (const Snapshot &row : page.snapshots) {
         if (row.ownerPid != 0 || (row.state != DownloadState::Done && !isGone(row, engine)))
             continue;
         const EngineAnswer answer = answerOf([&](const Engine::Callback &done) { engine.remove(row.id, false, done); });
-        count += answer.isOk() ? 1 : 0;
-        isFine = !hasFailed(answer, output) && isFine;
+        cleaned += hasFailed(answer, output, status) ? 0 : 1;
     }
     if (arguments.json)
-        output.answers << JsonLine::of({{u"event"_s, u"cleaned"_s}, {u"count"_s, count}}) << Qt::flush;
+        output.answers << JsonLine::of({{u"event"_s, u"cleaned"_s}, {u"count"_s, cleaned}}) << Qt::flush;
     else if (!arguments.quiet)
-        output.notes << (count == 1 ? u"1 download is"_s : u"%1 downloads are"_s.arg(count))
+        output.notes << (cleaned == 1 ? u"1 download is"_s : u"%1 downloads are"_s.arg(cleaned))
                      << " off the list; files stay\n"
                      << Qt::flush;
-    return isFine ? ExitStatus::Done : ExitStatus::Unknown;
+    return status;
 }
 
 ExitStatus remove(const Arguments &arguments, Engine &engine, const Output &output)
@@ -367,8 +368,7 @@ ExitStatus remove(const Arguments &arguments, Engine &engine, const Output &outp
     for (const qint64 id : arguments.ids) {
         const EngineAnswer answer =
             answerOf([&](const Engine::Callback &done) { engine.remove(id, arguments.withFile, done); });
-        if (hasFailed(answer, output))
-            status = ExitStatus::Unknown;
+        hasFailed(answer, output, status);
     }
     return status;
 }

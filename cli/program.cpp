@@ -130,14 +130,14 @@ ExitStatus run(const Arguments &arguments, Engine &engine, Printer &printer, Que
     return runToEnd(runner, output);
 }
 
-/// False, and said, where the command was not done; what is said in spite of success is told, too.
-bool isDone(const EngineAnswer &answer, QTextStream &notes)
+/// Done, or what came of it, which is said then; what is said in spite of success is told, too.
+ExitStatus statusOf(const EngineAnswer &answer, QTextStream &notes)
 {
     if (!answer.isOk())
         complain(notes, FailureWords::sentence(answer.failure));
     for (const Failure &warning : answer.warnings)
         complain(notes, FailureWords::sentence(warning));
-    return answer.isOk();
+    return exitStatusOf(answer.failure);
 }
 
 /// Where nothing can be kept, list and log go the same way: that is one line. Nobody has asked for either.
@@ -159,23 +159,24 @@ void tellUnkept(EngineAnswer &opened, Arguments &arguments, const QString &logPr
 
 /// The arguments know afterwards whether there is a list. @param logProblem why there is no log; empty = there is one,
 /// or none is wanted
-bool open(Arguments &arguments, Engine &engine, QTextStream &notes, const QString &logProblem = {})
+ExitStatus open(Arguments &arguments, Engine &engine, QTextStream &notes, const QString &logProblem = {})
 {
     EngineOptions options{arguments.session, arguments.queue};
     options.queue.canAsk = canAsk(arguments);
     EngineAnswer opened = answerOf([&](const Engine::Callback &done) { engine.open(options, done); });
     tellUnkept(opened, arguments, logProblem, notes);
-    return isDone(opened, notes);
+    return statusOf(opened, notes);
 }
 
 ExitStatus runWithNetwork(Arguments &arguments, Engine &engine, Streams &streams)
 {
     QString logProblem;
     const QtAppLogger::Sink log = startLog(arguments, &logProblem);
-    const bool isReady = open(arguments, engine, streams.notes, logProblem)
-        && isDone(answerOf([&engine](const Engine::Callback &done) { engine.prepare(done); }), streams.notes);
-    if (!isReady)
-        return ExitStatus::Unknown;
+    ExitStatus status = open(arguments, engine, streams.notes, logProblem);
+    if (status == ExitStatus::Done)
+        status = statusOf(answerOf([&engine](const Engine::Callback &done) { engine.prepare(done); }), streams.notes);
+    if (status != ExitStatus::Done)
+        return status;
     const bool isQuick = arguments.command == Arguments::Command::Remove
         || arguments.command == Arguments::Command::Clean
         || (arguments.command == Arguments::Command::SetUrl && arguments.force);
@@ -207,9 +208,10 @@ ExitStatus run(Arguments arguments, Streams &streams, const Program::EngineFacto
     case Arguments::Command::List:
     case Arguments::Command::Show: {
         const std::unique_ptr<Engine> engine = makeEngine();
-        return open(arguments, *engine, streams.notes)
+        const ExitStatus status = open(arguments, *engine, streams.notes);
+        return status == ExitStatus::Done
             ? ListCommands::print(arguments, *engine, {streams.answers, streams.notes})
-            : ExitStatus::Unknown;
+            : status;
     }
     case Arguments::Command::CheckList:
         return ListCare::check(arguments, streams.answers, streams.notes);

@@ -331,7 +331,7 @@ Failure DownloadSession::leaveDisk(const AbstractDownloadPersistentInfo &record,
 Failure DownloadSession::deleteFiles(const AbstractDownloadPersistentInfo &record, const FileIdentity &known)
 {
     const auto notDeleted = [&record](const QString &path, const Clause &why) {
-        return Failure::make(Failure::Kind::CannotChange, Failure::Subject::of(record),
+        return Failure::make(Failure::Kind::CannotDeleteFile, Failure::Subject::of(record),
                              {Clause::Kind::NotDeleted, {path}, why});
     };
     for (int i = 0; i < record.files.size(); ++i) {

@@ -67,6 +67,7 @@ const QList<KindRow> &kindRows()
         {Kind::CannotBegin, "cannot-begin"_L1, {Remedy::TryLater}},
         {Kind::OwnedByOther, "owned-by-other"_L1, {Remedy::TryLater}},
         {Kind::CannotChange, "cannot-change"_L1},
+        {Kind::CannotDeleteFile, "cannot-delete-file"_L1},
         {Kind::CannotFinish, "cannot-finish"_L1},
         {Kind::SameResource, "same-resource"_L1},
         {Kind::TakenOver, "taken-over"_L1},

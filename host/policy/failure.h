@@ -63,6 +63,7 @@ struct Failure {
         CannotBegin, ///< detail: why not
         OwnedByOther, ///< another process is at work on it; number: which, 0 = it has been, and is done
         CannotChange, ///< detail: why not
+        CannotDeleteFile, ///< and so the download stays in the list; detail: which one, and why not
         CannotFinish, ///< now, with what is there; detail: why not
         SameResource, ///< subject: another download, of what this one is of; nothing failed
         TakenOver, ///< such a file, of which the rest is fetched; detail: how much is there; nothing failed

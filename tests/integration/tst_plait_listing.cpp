@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <tests/integration/partway.h>
 #include <tests/integration/plaitsandbox.h>
 #include <tests/integration/realservers.h>
 #include <tests/support/testfiles.h>
@@ -17,6 +18,7 @@ constexpr quint64 kSeed = 83;
 constexpr qint64 kSize = 3000;
 constexpr int kDone = 0;
 constexpr int kNotFound = 3;
+constexpr int kFileError = 17;
 constexpr int kBadOption = 28;
 constexpr int kWrong = 32;
 
@@ -37,6 +39,7 @@ private Q_SLOTS:
     void whatFailedIsTriedAgain();
     void whatIsDoneOrGoneLeavesTheListAndNotTheDisk();
     void aWrongFileHasFailedForEveryCommand();
+    void whatCannotBeDeletedStaysInTheList();
 
 private:
     QString url(const QString &name) { return m_servers.nginx().url(u'/' + name).toString(); }
@@ -154,6 +157,21 @@ void TestPlaitListing::aWrongFileHasFailedForEveryCommand()
     const PlaitResult again = m_plait->run({url(u"one.bin"_s)});
     QVERIFY2(again.status == kWrong && again.err.contains("plait restart 5"), again.err);
     QCOMPARE(m_plait->files(), (QStringList{u"one (1).bin"_s, u"one.bin"_s, u"three.bin"_s, u"two.bin"_s}));
+}
+
+/// Another file stands in its place, and is somebody's.
+void TestPlaitListing::whatCannotBeDeletedStaysInTheList()
+{
+    const QString path = m_plait->path(u"one.bin"_s);
+    QVERIFY(QFile::remove(path) && TestFiles::writeFile(path, kSeed + 1, 1));
+    const PlaitResult result = m_plait->runBare({u"remove"_s, u"--delete-file"_s, u"1"_s, u"3"_s});
+    QVERIFY2(result.status == kFileError && result.err.contains("one.bin\" cannot be deleted"), result.err);
+    QCOMPARE(shown(), (QStringList{u"1 done"_s, u"2 failed"_s, u"4 done"_s}));
+    QCOMPARE(m_plait->files(), (QStringList{u"one.bin"_s, u"three.bin"_s}));
+    const QList<QStringList> commands = PartWay::commandsIn(result.err);
+    QCOMPARE(commands, QList<QStringList>({{u"remove"_s, u"1"_s}}));
+    QCOMPARE(m_plait->runBare(commands.first()).status, kDone);
+    QVERIFY(m_plait->has(u"one.bin"_s));
 }
 
 QTEST_GUILESS_MAIN(TestPlaitListing)

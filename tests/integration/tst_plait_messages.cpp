@@ -324,7 +324,7 @@ void TestPlaitMessages::whatServersAndProxiesDo_data()
         {"from \"REFUSED\": Connection refused", "Check the address"});
     row("no such name", "http://nobody.invalid/file.bin", kNameResolution,
         {"cannot find the host \"nobody.invalid\"", "Check the address"});
-    row("an interface that is not there", "--interface wlan7 http://REFUSED/file.bin", kUnknown,
+    row("an interface that is not there", "--interface wlan7 http://REFUSED/file.bin", kBadOption,
         {"\"wlan7\"", "this machine has lo", "Give one of them"});
     row("404", "HTTP://404", kNotFound, {"\"HTTP://404\"", "(HTTP status 404)", "Check the address"});
     row("410", "HTTP://410", kNotFound, {"no longer, for good (HTTP status 410)", "another address"});
@@ -348,28 +348,28 @@ void TestPlaitMessages::whatServersAndProxiesDo()
 void TestPlaitMessages::filesThatCannotBeRead_data()
 {
     columns();
-    row("cookies that are not there", "--load-cookies missing.txt HTTP://file.bin", kUnknown,
+    row("cookies that are not there", "--load-cookies missing.txt HTTP://file.bin", kBadOption,
         {"missing.txt\": No such file", "cookies.txt"});
-    row("cookies that are none", "--load-cookies noise HTTP://file.bin", kUnknown,
+    row("cookies that are none", "--load-cookies noise HTTP://file.bin", kBadOption,
         {"noise\": line 1 is no cookie", "Netscape's format"});
-    row("cookies as JSON", "--load-cookies cookies.json HTTP://file.bin", kUnknown,
+    row("cookies as JSON", "--load-cookies cookies.json HTTP://file.bin", kBadOption,
         {"cookies.json\": line 1", "Netscape's format"});
-    row("cookies in a folder", "--load-cookies HERE HTTP://file.bin", kUnknown, {"\"HERE\"", "is a directory"});
+    row("cookies in a folder", "--load-cookies HERE HTTP://file.bin", kBadOption, {"\"HERE\"", "is a directory"});
     row("an authority that is not there", "--ca-certificate missing.pem HTTP://file.bin", kBadOption,
         {"--ca-certificate \"missing.pem\" is not there", "Give the path"});
-    row("an authority that is none", "--ca-certificate noise HTTP://file.bin", kUnknown,
+    row("an authority that is none", "--ca-certificate noise HTTP://file.bin", kBadOption,
         {"noise\": there are none in PEM form", "--ca-certificate"});
-    row("a folder as authority", "--ca-certificate HERE HTTP://file.bin", kUnknown,
+    row("a folder as authority", "--ca-certificate HERE HTTP://file.bin", kBadOption,
         {"\"HERE\": ", "is a directory", "--ca-certificate"});
     row("a certificate that is not there", "--cert missing.pem HTTP://file.bin", kBadOption,
         {"--cert \"missing.pem\" is not there", "Give the path"});
-    row("a certificate that is none", "--cert noise HTTP://file.bin", kUnknown,
+    row("a certificate that is none", "--cert noise HTTP://file.bin", kBadOption,
         {"noise\" to servers: there is no certificate", "--cert"});
-    row("a certificate without its key", "--cert CAFILE HTTP://file.bin", kUnknown,
+    row("a certificate without its key", "--cert CAFILE HTTP://file.bin", kBadOption,
         {"\"CAFILE\" to servers: there is no key", "--key"});
-    row("logins that are not there", "--netrc-file missing HTTP://file.bin", kUnknown,
+    row("logins that are not there", "--netrc-file missing HTTP://file.bin", kBadOption,
         {"missing\": No such file", "go on without it"});
-    row("logins that make no sense", "--netrc-file noise HTTP://file.bin", kUnknown,
+    row("logins that make no sense", "--netrc-file noise HTTP://file.bin", kBadOption,
         {"noise\": line 1: ", "Correct the file"});
     row("settings that are not there", "--config missing.conf HTTP://file.bin", kBadOption,
         {"missing.conf\"", "--config"});

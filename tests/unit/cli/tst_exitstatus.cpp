@@ -64,6 +64,12 @@ void TestExitStatus::statusOfFailure_data()
     row(Kind::ProxyCertificateRefused, ExitStatus::CertificateRefused);
     row(Kind::EncryptionFailed, ExitStatus::CertificateRefused);
     row(Kind::UnsupportedUrl, ExitStatus::BadOption);
+    row(Kind::ProxyUnusable, ExitStatus::BadOption);
+    row(Kind::CertificatesUnusable, ExitStatus::BadOption);
+    row(Kind::ClientCertificateUnusable, ExitStatus::BadOption);
+    row(Kind::InterfaceUnusable, ExitStatus::BadOption);
+    row(Kind::CookiesUnusable, ExitStatus::BadOption);
+    row(Kind::LoginsUnusable, ExitStatus::BadOption);
     row(Kind::CannotResume, ExitStatus::CannotResume);
     row(Kind::ResourceChanged, ExitStatus::ResourceChanged);
     row(Kind::ChecksumDiffers, ExitStatus::ChecksumMismatch);
@@ -75,6 +81,7 @@ void TestExitStatus::statusOfFailure_data()
     row(Kind::CannotCreateFile, ExitStatus::CannotCreateFile);
     row(Kind::FileFailed, ExitStatus::FileError);
     row(Kind::CannotReadFile, ExitStatus::FileError);
+    row(Kind::CannotDeleteFile, ExitStatus::FileError);
     row(Kind::Stopped, ExitStatus::Unfinished);
     row(Kind::StoppedBeforeComparing, ExitStatus::Unfinished);
     row(Kind::Skipped, ExitStatus::Done);
@@ -89,9 +96,7 @@ void TestExitStatus::statusOfFailure_data()
     row(Kind::NothingToCompare, ExitStatus::Unknown);
     row(Kind::CannotOpenList, ExitStatus::Unknown);
     row(Kind::NoModule, ExitStatus::Unknown);
-    row(Kind::ClientCertificateUnusable, ExitStatus::Unknown);
-    row(Kind::InterfaceUnusable, ExitStatus::Unknown);
-    row(Kind::LoginsUnusable, ExitStatus::Unknown);
+    row(Kind::CannotChangeList, ExitStatus::Unknown);
 }
 
 void TestExitStatus::statusOfFailure()

@@ -318,6 +318,9 @@ void TestFailureWords::wordsOfFailure_data()
         u"there is no download 5. Run \"plait list\" to see them."_s);
     row("what runs is not changed", Kind::CannotChange, u"it runs"_s,
         u"cannot change download 5: it runs. Stop it first."_s, {Remedy::StopFirst});
+    row("what cannot be deleted stays in the list", Kind::CannotDeleteFile, u"\"x\" cannot be deleted: it is busy"_s,
+        u"cannot remove download 5: \"x\" cannot be deleted: it is busy. \"plait remove 5\" takes it off the list and "
+        u"leaves the file."_s);
     row("what has holes is not finished", Kind::CannotFinish, u"it has holes"_s,
         u"cannot finish download 5 now: it has holes. Resume it with -x 1 until the first gap is filled, or download "
         u"all "

@@ -352,8 +352,14 @@ void TestListCommands::whatIsRefusedIsSaidAndTheOthersGoOn()
     QVERIFY2(m_notes.startsWith(u"plait: "_s) && m_notes.contains(u"2"_s) && m_notes.count(u'\n') == 1,
              qPrintable(m_notes));
     QVERIFY2(has(u"id"_s, u"3"_s), qPrintable(m_answers));
-    QVERIFY(change(Command::Remove, {2, 3}) != ExitStatus::Done);
-    QCOMPARE(m_engine->commands.constLast().id, 3);
+    const auto unreadable = Failure::make(Failure::Kind::FileFailed, Failure::Subject::of(3), u"the disk is gone"_s);
+    m_engine->refusals = {{3, unreadable}, {4, noSuch(4)}};
+    QCOMPARE(change(Command::Remove, {2, 3, 4, 5}), ExitStatus::FileError);
+    QCOMPARE(m_engine->commands.constLast().id, 5);
+    Snapshot done = finishedRow(Assurance::Consistent);
+    done.id = 3;
+    m_engine->rows = {done};
+    QCOMPARE(change(Command::Clean, {}), ExitStatus::FileError);
     m_engine->refusals = {{0, Failure::make(Failure::Kind::CannotReadList, {}, u"it is gone"_s)}};
     QVERIFY(print(Command::List) != ExitStatus::Done);
     QVERIFY2(m_notes.contains(u"it is gone"_s) && m_answers.isEmpty(), qPrintable(m_notes));
@@ -385,8 +391,8 @@ void TestListCommands::aNewAddressIsTakenAndSaid()
     m_arguments.quiet = true;
     QCOMPARE(change(Command::SetUrl, {4}), ExitStatus::Done);
     QVERIFY(m_notes.isEmpty());
-    m_engine->refusals = {{4, noSuch(4)}};
-    QVERIFY(change(Command::SetUrl, {4}) != ExitStatus::Done);
+    m_engine->refusals = {{4, Failure::make(Failure::Kind::UnsupportedUrl, Failure::Subject::of(4))}};
+    QCOMPARE(change(Command::SetUrl, {4}), ExitStatus::BadOption);
     QVERIFY(m_notes.startsWith(u"plait: "_s));
 }
 
