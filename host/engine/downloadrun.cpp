@@ -43,7 +43,7 @@ DownloadRun::DownloadRun(AbstractDownload *download, DownloadStore *list, QObjec
     m_download->setParent(this);
     m_syncer->setParent(this);
     m_saveTimer.setSingleShot(true);
-    m_saveTimer.setInterval(kSaveIntervalMs);
+    m_saveTimer.setInterval(m_leastRestMs);
     connect(&m_saveTimer, &QTimer::timeout, this, &DownloadRun::save);
     connect(m_syncer, &FileSyncer::synced, this, &DownloadRun::onSynced);
     connect(m_download, &AbstractDownload::changed, this, &DownloadRun::onChanged);

@@ -30,8 +30,9 @@ class ResourceGuard;
 ///     saved
 ///
 /// Owns the download. The list never says of a byte that it is there before the disk has it: what a snapshot counts was
-/// written before. The record is saved at once when it changed significantly, else at most every kSaveIntervalMs and,
-/// where syncing is slow, in a sixth of the time; and always at the end. While one save is under way all others wait
+/// written before. The record is saved at once when it changed significantly, else at most every kSaveIntervalMs (the
+/// first times sooner, so that a process that is killed early has not fetched in vain) and, where syncing is slow, in a
+/// sixth of the time; and always at the end. While one save is under way all others wait
 /// and become one, or part of that save where they say nothing else of the file.
 /// What is there of the file came in one Content-Encoding, and what comes in another is no rest of it: such an answer
 /// ends the run as one from a server that has another file by now. After a sync that failed nothing that was written in
@@ -46,6 +47,8 @@ class DownloadRun : public QObject
 
 public:
     static constexpr int kSaveIntervalMs = 1000;
+    /// Of the first one; doubled with each sync, up to that.
+    static constexpr int kFirstSaveMs = 250;
     /// Between two saves of progress, as a multiple of what the last sync took.
     static constexpr int kRestFactor = 5;
 
@@ -176,6 +179,7 @@ private:
     bool m_syncFailed = false;
     bool m_isClaimLost = false;
     bool m_isGivenUp = false; ///< and everybody was told
+    int m_leastRestMs = kFirstSaveMs; ///< between two saves of progress
     QTimer m_saveTimer;
     QList<QString> m_responseHeaders;
     std::function<QUrl(const QUrl &)> m_proxyFor;

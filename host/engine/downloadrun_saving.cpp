@@ -106,7 +106,8 @@ bool DownloadRun::claimsNewBytes(const AbstractDownloadPersistentInfo &snapshot)
 void DownloadRun::onSynced(const FileSyncer::Outcome &outcome)
 {
     Info snapshot = *std::exchange(m_syncing, std::nullopt);
-    m_saveTimer.setInterval(int(std::clamp(kRestFactor * outcome.milliseconds, qint64(kSaveIntervalMs),
+    m_leastRestMs = std::min(2 * m_leastRestMs, kSaveIntervalMs);
+    m_saveTimer.setInterval(int(std::clamp(kRestFactor * outcome.milliseconds, qint64(m_leastRestMs),
                                            qint64(std::numeric_limits<int>::max()))));
     // Whatever stands in its place, the disk has not been asked for this file.
     const bool isGone = outcome.error == ENOENT || m_file.isOther(outcome.file);

@@ -79,6 +79,7 @@ private Q_SLOTS:
     void theNameIsSyncedWithTheFirstBytes();
     void whatClaimsNoNewBytesNeedsNoSync();
     void theEndWaitsForItsSync();
+    void theFirstSavesOfProgressComeSooner();
     void afterASlowSyncTheNextOneRests();
     void aDownloadThatIsDroppedSavesNothing();
     void whatTheDiskRefusedIsNotCounted();
@@ -160,7 +161,7 @@ void TestDownloadRun::otherChangesAreSavedTogetherALittleLater()
     download.run(AbstractDownloadCommand::Start);
     QTimer *const timer = download.findChild<QTimer *>();
     QVERIFY(timer && timer->isSingleShot());
-    QCOMPARE(timer->interval(), DownloadRun::kSaveIntervalMs);
+    QCOMPARE(timer->interval(), DownloadRun::kFirstSaveMs);
 
     fake->change(false, [](Info &info) { info.title = u"one"_s; });
     QVERIFY(timer->isActive());
@@ -309,6 +310,21 @@ void TestDownloadRun::theEndWaitsForItsSync()
     QCOMPARE(bytesInList(), 170);
     QCoreApplication::processEvents();
     QCOMPARE(finished.size(), 1);
+}
+
+/// Who is killed in its first second, again and again, comes on all the same.
+void TestDownloadRun::theFirstSavesOfProgressComeSooner()
+{
+    begin(0);
+    QTimer *const timer = m_download->findChild<QTimer *>();
+    for (const int wait : {DownloadRun::kFirstSaveMs, 2 * DownloadRun::kFirstSaveMs, DownloadRun::kSaveIntervalMs,
+                           DownloadRun::kSaveIntervalMs}) {
+        QCOMPARE(timer->interval(), wait);
+        m_fake->change(false, downloaded(100 * (m_disk->calls.size() + 1)));
+        QMetaObject::invokeMethod(timer, "timeout");
+        m_disk->answer();
+        QCOMPARE(bytesInList(), 100 * m_disk->calls.size());
+    }
 }
 
 void TestDownloadRun::afterASlowSyncTheNextOneRests()
