@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <inet/qt/download/framework/abstractdownloadfileops.h>
 
+#include <tests/support/ordinaryuser.h>
 #include <tests/unit/framework/filecontent.h>
 #include <tests/unit/framework/fileopsbench.h>
-#include <tests/unit/framework/ordinaryuser.h>
 #include <tests/unit/framework/systemcalls.h>
 
 #include <QDir>

@@ -2,9 +2,9 @@
 #include <inet/qt/download/framework/filedataasyncwriter.h>
 #include <inet/qt/download/framework/fileerror.h>
 
+#include <tests/support/ordinaryuser.h>
 #include <tests/unit/framework/filecontent.h>
 #include <tests/unit/framework/filewriterbench.h>
-#include <tests/unit/framework/ordinaryuser.h>
 #include <tests/unit/framework/systemcalls.h>
 
 #include <QFile>

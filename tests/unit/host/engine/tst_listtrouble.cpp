@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <host/engine/unsavedleases.h>
+#include <host/storage/downloadlist.h>
+#include <tests/support/ordinaryuser.h>
 #include <tests/support/sqlfile.h>
 #include <tests/unit/host/engine/queuebench.h>
 #include <tests/unit/host/engine/queuesteps.h>
@@ -11,7 +13,10 @@
 #include <QTimer>
 
 #include <csignal>
+#include <optional>
+
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
 
@@ -51,6 +56,36 @@ void tryAgain(const QueueBench &bench)
     QMetaObject::invokeMethod(unsaved->findChild<QTimer *>(), "timeout");
 }
 
+/// Nobody may open these files, for as long as this object lives; what is open already stays so. For their folder, which
+/// everybody may write to, it is the same as before.
+class Forbidden
+{
+    Q_DISABLE_COPY_MOVE(Forbidden)
+
+public:
+    explicit Forbidden(const QStringList &paths)
+        : m_paths(paths)
+    {
+        ::chmod(QFile::encodeName(QFileInfo(paths.first()).path()).constData(), 0777);
+        for (const QString &path : m_paths)
+            ::chmod(QFile::encodeName(path).constData(), 0);
+        m_user.emplace();
+    }
+
+    ~Forbidden()
+    {
+        m_user.reset();
+        for (const QString &path : m_paths)
+            ::chmod(QFile::encodeName(path).constData(), 0600);
+    }
+
+    bool isOk() const { return m_user->isOk() && !QFile(m_paths.first()).open(QIODevice::ReadOnly); }
+
+private:
+    const QStringList m_paths;
+    std::optional<OrdinaryUser> m_user;
+};
+
 qint64 sizeOfLog(const QueueBench &bench)
 {
     return QFileInfo(bench.listPath() + "-wal"_L1).size();
@@ -74,6 +109,7 @@ private Q_SLOTS:
     void whereTheListDoesNotTakeBackNothingBegins();
     void whatIsToBeginWaitsForAListThatIsInUse();
     void aListWhoseFolderIsGoneStopsNoDownload();
+    void aListThatNobodyMayOpenAnyMoreStopsNoDownload();
     void whatSomebodyElseHasClaimedEndsWithWhoHasIt();
     void whatSomebodyElseHasRemovedIsNotSaidToBeSaved();
 };
@@ -260,6 +296,30 @@ void TestListTrouble::aListWhoseFolderIsGoneStopsNoDownload()
     QVERIFY(bench.run());
     QCOMPARE(bench.outcomeOf(next).failure.kind, Failure::Kind::None);
     QVERIFY(QFileInfo::exists(bench.outcomeOf(next).info.filePath(0)));
+}
+
+void TestListTrouble::aListThatNobodyMayOpenAnyMoreStopsNoDownload()
+{
+    QueueBench bench;
+    const qint64 running = bench.bring(QueueBench::Place::Running);
+    qint64 next = 0;
+    {
+        const Forbidden forbidden({bench.listPath(), bench.listPath() + "-wal"_L1, bench.listPath() + "-shm"_L1});
+        if (!forbidden.isOk())
+            QSKIP("rights cannot be given up here");
+        next = bench.append(u"done"_s);
+        QVERIFY2(next != 0, "it is open");
+        bench.session->stop(running);
+        QVERIFY(bench.run());
+    }
+    QCOMPARE(bench.outcomeOf(running).failure.kind, Failure::Kind::Stopped);
+    QCOMPARE(bench.outcomeOf(next).failure.kind, Failure::Kind::None);
+    QVERIFY(QFileInfo::exists(bench.outcomeOf(next).info.filePath(0)));
+    DownloadList list;
+    QVERIFY2(list.open(bench.listPath()), qPrintable(list.lastFailure().detail));
+    QVERIFY(list.load(next)->isFinished());
+    QCOMPARE(list.load(running)->bytesDownloaded(false), bench.outcomeOf(running).info.bytesDownloaded(false));
+    QCOMPARE(SqlFile(bench.listPath()).value(u"PRAGMA integrity_check"_s).toString(), u"ok"_s);
 }
 
 /// On another machine, say, where nobody knows that this process lives.
