@@ -67,7 +67,7 @@ void DownloadsRunner::refuseChanged(const Snapshot &there)
 void DownloadsRunner::fetchAnew(qint64 id)
 {
     ++m_unanswered;
-    m_engine.restart(id, [this, id](const EngineAnswer &answer) { onResumed(id, answer); });
+    m_engine.replace(id, [this, id](const EngineAnswer &answer) { onResumed(id, answer); });
 }
 
 void DownloadsRunner::skip(const Snapshot &there, const QString &path, bool isUpToDate)

@@ -4,6 +4,7 @@
 #include <host/engine/downloadsession.h>
 #include <host/engine/queueddownload.h>
 #include <host/storage/diskroom.h>
+#include <host/storage/replacedfile.h>
 #include <inet/qt/download/framework/qtappdefaultlogger.h>
 #include <inet/qt/download/framework/qtapploggertextstream.h>
 
@@ -49,7 +50,7 @@ bool isNamedTargetThere(const QueuedDownload &download)
 {
     const AbstractDownloadPersistentInfo &info = download.info;
     return info.hasFlag(AbstractDownloadPersistentInfo::RenameBlocked) && !info.isFinished()
-        && info.bytesDownloaded(false) == 0 && download.isTargetThere();
+        && info.bytesDownloaded(false) == 0 && download.isTargetThere() && !ReplacedFile::isPlanned(info);
 }
 
 QtHostAndPort serverOf(const AbstractDownloadPersistentInfo &info)

@@ -95,6 +95,9 @@ public:
     bool start(qint64 id, const Sources &sources, Failure *failure);
     /// Fetches all of it again; what was downloaded is discarded.
     bool restart(qint64 id, Failure *failure);
+    /// Makes a finished download one to be fetched anew, whose file stays until the new one is whole and takes its
+    /// place (ReplacedFile). One that was given a checksum is saved beside it.
+    bool beginReplacing(qint64 id, Failure *failure);
     /// Is content with the bytes that are there: they become the file. False when they are not one piece from the
     /// start.
     bool finishNow(qint64 id, Failure *failure);
@@ -244,6 +247,7 @@ private:
     bool keepThatItIsEarly(Lease &lease);
     static ResourceMemory memoryOf(const Lease &lease);
     void relaySignals(DownloadRun *download);
+    void onFileInTheWay(const DownloadRun &download, int fileIndex, const QList<QString> &paths);
     void warnOfSave(qint64 id, const Failure &what);
     void onFinished(DownloadRun *download);
     void endWritersThread();

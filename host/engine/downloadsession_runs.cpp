@@ -10,6 +10,7 @@
 #include <host/policy/diskcheck.h>
 #include <host/policy/finishnow.h>
 #include <host/storage/filetime.h>
+#include <host/storage/replacedfile.h>
 #include <inet/qt/download/framework/abstractdownloadmodule.h>
 
 #include <QFileDevice>
@@ -76,6 +77,19 @@ bool DownloadSession::restart(qint64 id, Failure *failure)
         DiskCheck::forgetProgress(lease->record);
     run(*lease, &m_list, AbstractDownloadCommand::Restart);
     return true;
+}
+
+bool DownloadSession::beginReplacing(qint64 id, Failure *failure)
+{
+    const auto plan = [this, id](AbstractDownloadPersistentInfo &record) {
+        ReplacedFile::plan(record, m_list.fileIdentity(id));
+        DownloadOptions options = m_list.options(id);
+        options.checksumResult = ChecksumResult::NotCompared;
+        const bool isKept = m_list.setOptions(id, options)
+            && m_list.update(record, {{}, u""_s, ResourceMemory()}, DownloadStore::Lasting::Always);
+        return isKept ? Failure() : listFailure();
+    };
+    return change(id, plan, failure);
 }
 
 bool DownloadSession::finishNow(qint64 id, Failure *failure)
@@ -274,13 +288,24 @@ void DownloadSession::relaySignals(DownloadRun *running)
                     Q_EMIT sendingRequestHeaders(running->id(), section, lines);
             });
     connect(download, &AbstractDownload::fileExistsActionRequired, this,
-            [this, id](int file, const QList<QString> &paths) { Q_EMIT fileExistsActionRequired(id, file, paths); });
+            [this, running](int file, const QList<QString> &paths) { onFileInTheWay(*running, file, paths); });
     connect(download, &AbstractDownload::performingFilesOperations, this,
             [this, id](bool performing) { Q_EMIT performingFilesOperations(id, performing); });
     connect(download, &AbstractDownload::stopping, this, [this, id] { Q_EMIT stopping(id); });
     connect(running, &DownloadRun::cannotGoOn, this, [this, id](const Failure &why) { Q_EMIT cannotGoOn(id, why); });
     connect(running, &DownloadRun::saveFailed, this, [this, id](const Failure &what) { warnOfSave(id, what); });
     connect(running, &DownloadRun::finished, this, [this, running] { onFinished(running); });
+}
+
+/// Of a file that is to be replaced it was said before.
+void DownloadSession::onFileInTheWay(const DownloadRun &download, int fileIndex, const QList<QString> &paths)
+{
+    const bool mayReplace = !download.lease().options.isToBeCompared();
+    const auto action = ReplacedFile::answer(download.info(), paths, mayReplace);
+    if (action)
+        fileExistsAction(download.id(), fileIndex, *action);
+    else
+        Q_EMIT fileExistsActionRequired(download.id(), fileIndex, paths);
 }
 
 /// What the list does not take of one download it takes of none: people hear of it once, until it is mended.

@@ -69,6 +69,13 @@ void Engine::restart(qint64 id, const Callback &callback)
     send(of(Kind::Restart, id), callback);
 }
 
+void Engine::replace(qint64 id, const Callback &callback)
+{
+    EngineCommand command = of(Kind::Restart, id);
+    command.flag = true;
+    send(command, callback);
+}
+
 void Engine::finishNow(qint64 id, const Callback &callback)
 {
     send(of(Kind::FinishNow, id), callback);

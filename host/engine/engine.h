@@ -72,6 +72,9 @@ public:
     void remove(qint64 id, bool withFile, const Callback &callback = {});
     /// As resume(), but what is there is discarded and fetched again.
     void restart(qint64 id, const Callback &callback = {});
+    /// The same, but a finished file stays until the new one is whole and takes its place; with a checksum that was
+    /// given, the new one is saved beside it.
+    void replace(qint64 id, const Callback &callback = {});
     /// Is content with the bytes that are there: they become the file. Answers when that has begun; changed() follows.
     /// A failure where they are not one piece from the start.
     void finishNow(qint64 id, const Callback &callback = {});

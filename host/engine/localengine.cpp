@@ -142,7 +142,7 @@ void LocalEngine::run(const EngineCommand &command)
     case Kind::Remove:
         return remove(command);
     case Kind::Restart:
-        return begin(command, DownloadQueue::Job::Restart);
+        return restart(command);
     case Kind::FinishNow:
         return finishNow(command);
     case Kind::Check:

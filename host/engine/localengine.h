@@ -90,6 +90,7 @@ private:
     void onTakenOver(FileTakeOver *work, const Failure &failure, const TakenFile &file);
     void giveUpTakeOvers();
     void begin(const EngineCommand &command, DownloadQueue::Job job);
+    void restart(const EngineCommand &command);
     void append(const ListEntry &known, DownloadQueue::Job job);
     void pause(const EngineCommand &command);
     bool haveQueueDo(const EngineCommand &command, bool (DownloadQueue::*operation)(qint64, Failure *));

@@ -127,6 +127,19 @@ void LocalEngine::begin(const EngineCommand &command, DownloadQueue::Job job)
     }
 }
 
+void LocalEngine::restart(const EngineCommand &command)
+{
+    const std::optional<ListEntry> known = command.flag ? entry(command.id) : std::nullopt;
+    const bool isAtRest = known && known->ownerPid == 0 && !isQueued(command.id) && !m_session->stream(command.id);
+    Failure failure;
+    if (!isAtRest || !known->finished)
+        begin(command, DownloadQueue::Job::Restart);
+    else if (m_session->beginReplacing(command.id, &failure))
+        begin(command, DownloadQueue::Job::Download);
+    else
+        refuse(command, failure);
+}
+
 void LocalEngine::append(const ListEntry &known, DownloadQueue::Job job)
 {
     giveUpCheckOf(known.id);

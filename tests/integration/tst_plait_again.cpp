@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <tests/integration/partway.h>
 #include <tests/integration/plaitsandbox.h>
 #include <tests/integration/realservers.h>
 #include <tests/support/scriptedserver.h>
@@ -12,6 +13,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <memory>
 
 using namespace Qt::StringLiterals;
 
@@ -68,6 +70,10 @@ private Q_SLOTS:
     void aFileIsComparedWithAChecksumThatIsNew();
     void theServerIsAskedWhereThatIsWanted_data();
     void theServerIsAskedWhereThatIsWanted();
+    void whatIsThereStaysUntilTheNewOneIsWhole();
+    void whatIsThereStaysWhereTheNewOneDoesNotCome();
+    void theNewOneGetsTheNameOfTheOneThatIsThere();
+    void aNewOneThatIsNotTheOneOfItsChecksumReplacesNothing();
     void whatTheServerSaysDecides_data();
     void whatTheServerSaysDecides();
     void aDryRunSaysWhatWouldBeDone_data();
@@ -246,6 +252,85 @@ void TestPlaitAgain::theServerIsAskedWhereThatIsWanted()
     const bool isFetched = hasChanged && status == kDone;
     QCOMPARE(TestFiles::sha256OfFile(m_plait->path(u"asked.bin"_s)),
              isFetched ? TestFiles::sha256OfContent(kSeed + 1, kSize + 7) : TestFiles::sha256OfContent(kSeed, kSize));
+}
+
+/// Also for the process that comes after one that was killed.
+void TestPlaitAgain::whatIsThereStaysUntilTheNewOneIsWhole()
+{
+    ScriptedServer server;
+    server.setResponse("/f.bin", ScriptedResponse::file(kSeed, kSize));
+    const QString url = server.url(u"/f.bin"_s).toString();
+    QCOMPARE(m_plait->run({url}).status, kDone);
+    server.setResponse("/f.bin", PartWay::held(kSeed + 1, kLargeSize, kSize));
+    m_plait->start({u"-N"_s, u"--on-changed"_s, u"restart"_s, url});
+    QVERIFY2(server.waitForHeld(QString()), m_plait->errorText());
+    QTRY_VERIFY_WITH_TIMEOUT(m_plait->has(u"f.bin.part"_s), PlaitSandbox::kPatienceMs);
+    m_plait->sendSignal(SIGKILL);
+    m_plait->finish();
+    QCOMPARE(m_plait->files(), (QStringList{u"f.bin"_s, u"f.bin.part"_s}));
+    QCOMPARE(TestFiles::sha256OfFile(m_plait->path(u"f.bin"_s)), TestFiles::sha256OfContent(kSeed, kSize));
+
+    server.setResponse("/f.bin", ScriptedResponse::file(kSeed + 1, kLargeSize));
+    const PlaitResult result = m_plait->runBare({u"resume"_s, u"--all"_s});
+    QVERIFY2(result.status == kDone, result.err);
+    QCOMPARE(m_plait->files(), QStringList{u"f.bin"_s});
+    QCOMPARE(TestFiles::sha256OfFile(m_plait->path(u"f.bin"_s)), TestFiles::sha256OfContent(kSeed + 1, kLargeSize));
+}
+
+void TestPlaitAgain::whatIsThereStaysWhereTheNewOneDoesNotCome()
+{
+    ScriptedServer server;
+    server.setResponse("/f.bin", ScriptedResponse::file(kSeed, kSize));
+    const QString url = server.url(u"/f.bin"_s).toString();
+    QCOMPARE(m_plait->run({url}).status, kDone);
+    // Whether it has changed is asked first.
+    server.setHandler("/f.bin", [count = std::make_shared<int>(0)](const ScriptedRequest &) {
+        return ++*count == 1 ? ScriptedResponse::file(kSeed + 1, kSize) : ScriptedResponse::error(404);
+    });
+    for (int i = 0; i < 2; ++i) {
+        const PlaitResult result = m_plait->run({u"-N"_s, u"--on-changed"_s, u"restart"_s, url});
+        QVERIFY2(result.status == kNotFound, result.err);
+        QCOMPARE(m_plait->files(), QStringList{u"f.bin"_s});
+        QCOMPARE(TestFiles::sha256OfFile(m_plait->path(u"f.bin"_s)), TestFiles::sha256OfContent(kSeed, kSize));
+    }
+    server.setResponse("/f.bin", ScriptedResponse::file(kSeed + 1, kSize));
+    const PlaitResult result = m_plait->run({u"-N"_s, url});
+    QVERIFY2(result.status == kDone, result.err);
+    QCOMPARE(m_plait->files(), QStringList{u"f.bin"_s});
+    QCOMPARE(TestFiles::sha256OfFile(m_plait->path(u"f.bin"_s)), TestFiles::sha256OfContent(kSeed + 1, kSize));
+}
+
+/// Another file of the wished name is somebody's, and stays it.
+void TestPlaitAgain::theNewOneGetsTheNameOfTheOneThatIsThere()
+{
+    QVERIFY(TestFiles::writeFile(m_plait->path(u"f.bin"_s), kSeed, 1));
+    ScriptedServer server;
+    const QString url = server.url(u"/f.bin"_s).toString();
+    for (int i = 0; i < 3; ++i) {
+        server.setResponse("/f.bin", ScriptedResponse::file(kSeed + quint64(i), kSize + i));
+        const PlaitResult result = m_plait->run({u"-N"_s, u"--on-changed"_s, u"restart"_s, url});
+        QVERIFY2(result.status == kDone, result.err);
+        QCOMPARE(m_plait->files(), (QStringList{u"f (1).bin"_s, u"f.bin"_s}));
+        QCOMPARE(TestFiles::sha256OfFile(m_plait->path(u"f (1).bin"_s)),
+                 TestFiles::sha256OfContent(kSeed + quint64(i), kSize + i));
+    }
+    QCOMPARE(QFileInfo(m_plait->path(u"f.bin"_s)).size(), 1);
+}
+
+void TestPlaitAgain::aNewOneThatIsNotTheOneOfItsChecksumReplacesNothing()
+{
+    ScriptedServer server;
+    server.setResponse("/f.bin", ScriptedResponse::file(kSeed, kSize));
+    const QStringList command{u"-N"_s,         u"--on-changed"_s,
+                              u"restart"_s,    u"--checksum"_s,
+                              u"sha-256="_s + QString::fromLatin1(TestFiles::sha256OfContent(kSeed, kSize)),
+                              server.url(u"/f.bin"_s).toString()};
+    QCOMPARE(m_plait->run(command).status, kDone);
+    server.setResponse("/f.bin", ScriptedResponse::file(kSeed + 1, kSize));
+    const PlaitResult result = m_plait->run(command);
+    QVERIFY2(result.status == kChecksumMismatch, result.err);
+    QCOMPARE(m_plait->files(), (QStringList{u"f (1).bin"_s, u"f.bin"_s}));
+    QCOMPARE(TestFiles::sha256OfFile(m_plait->path(u"f.bin"_s)), TestFiles::sha256OfContent(kSeed, kSize));
 }
 
 void TestPlaitAgain::whatTheServerSaysDecides_data()

@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: MIT
+#include <host/storage/replacedfile.h>
+
+#include <host/policy/diskcheck.h>
+
+#include <QFileInfo>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+using Action = AbstractDownloadFileExistsAction;
+using Reaction = AbstractDownloadExistingFileReaction;
+
+const QString kKey = u"replaces"_s;
+const QString kFile = u"file"_s;
+const QString kReaction = u"reaction"_s;
+
+QVariantMap planOf(const AbstractDownloadPersistentInfo &record)
+{
+    return record.parameters.value(kKey).toMap();
+}
+
+/// The one that is there, unless it is known to be another's.
+FileIdentity identityOf(const AbstractDownloadPersistentInfo &record, const FileIdentity &known)
+{
+    const FileIdentity there = record.files.isEmpty() ? FileIdentity() : FileIdentity::of(record.filePath(0));
+    return known.isOther(there) ? FileIdentity() : there;
+}
+
+/// Of several files of one name this one has a number, and the next is to have the same.
+void keepName(AbstractDownloadPersistentInfo &record)
+{
+    if (record.files.isEmpty() || record.hasFlag(AbstractDownloadPersistentInfo::RenameBlocked))
+        return;
+    const AbstractDownloadFileInfo &file = record.files.first();
+    if (file.relativePath() != file.name)
+        record.presetFileName = QFileInfo(file.relativePath()).completeBaseName();
+}
+
+}
+
+void ReplacedFile::plan(AbstractDownloadPersistentInfo &record, const FileIdentity &file)
+{
+    const Reaction before = isPlanned(record) ? Reaction(planOf(record).value(kReaction).toInt())
+                                              : record.existingFileReaction;
+    record.parameters.insert(
+        kKey, QVariantMap{{kFile, identityOf(record, file).text}, {kReaction, int(before)}});
+    record.existingFileReaction = Reaction::Ask;
+    keepName(record);
+    DiskCheck::forgetProgress(record);
+}
+
+bool ReplacedFile::isPlanned(const AbstractDownloadPersistentInfo &record)
+{
+    return record.parameters.contains(kKey) && record.existingFileReaction == Reaction::Ask;
+}
+
+std::optional<Action> ReplacedFile::answer(const AbstractDownloadPersistentInfo &record, const QStringList &inTheWay,
+                                           bool mayReplace)
+{
+    if (!isPlanned(record))
+        return std::nullopt;
+    const FileIdentity file{planOf(record).value(kFile).toString()};
+    const bool isIt = inTheWay.size() == 1 && file.isKnown() && FileIdentity::of(inTheWay.first()) == file;
+    if (isIt && mayReplace)
+        return Action::Overwrite;
+    switch (Reaction(planOf(record).value(kReaction).toInt())) {
+    case Reaction::Ask:
+        return std::nullopt;
+    case Reaction::Skip:
+        return isIt ? Action::Rename : Action::Skip;
+    case Reaction::Overwrite:
+        return isIt ? Action::Rename : Action::Overwrite;
+    case Reaction::NotSet:
+    case Reaction::Rename:
+        break;
+    }
+    return Action::Rename;
+}

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <inet/qt/download/framework/fileidentity.h>
+#include <inet/qt/download/records/abstractdownloadpersistentinfo.h>
+
+#include <QStringList>
+
+#include <optional>
+
+/// The file of a finished download whose server has another one by now. It stays until the new one is whole and takes
+/// its place by a rename, so that whatever becomes of that one, the person has either.
+///
+/// The record says so while it is unfinished: who takes it up after a crash knows the file by what it is. Nothing else
+/// that stands there is ever replaced.
+namespace ReplacedFile
+{
+
+/// Makes the finished record one that begins anew beside its file, under the name that this has. What was to become of
+/// files in the way is remembered, and holds for all others.
+/// @param file what the list says of the download's file
+void plan(AbstractDownloadPersistentInfo &record, const FileIdentity &file);
+
+bool isPlanned(const AbstractDownloadPersistentInfo &record);
+
+/// What is to be done about files in the way; nothing = a person has to say, as for any other download.
+/// @param mayReplace the new file counts as soon as it is whole
+std::optional<AbstractDownloadFileExistsAction> answer(const AbstractDownloadPersistentInfo &record,
+                                                       const QStringList &inTheWay, bool mayReplace);
+
+}
