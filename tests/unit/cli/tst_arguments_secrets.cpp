@@ -59,7 +59,7 @@ void TestArgumentsSecrets::aComplaintHoldsNoSecret_data()
     row("a number that is none", {u"show"_s, u"me:s3cr3t@x"_s}, u"\"…@x\" is no number"_s);
     row("a mistyped option", {kUrl, u"--use=me:s3cr3t"_s}, u"no option \"--use=…\""_s);
     row("a mistyped option with a word behind it", {u"list"_s, u"--use"_s, u"s3cr3t"_s}, u"no option \"--use\""_s);
-    row("a mistyped short option", {kUrl, u"-ys3cr3t"_s}, u"\"-y\" is no option here"_s);
+    row("a mistyped short option", {kUrl, u"-Bs3cr3t"_s}, u"\"-B\" is no option here"_s);
     row("an option of another command", {u"list"_s, u"--header=Cookie: s3cr3t"_s}, u"no option \"--header=…\""_s);
     row("a word too many", {u"config"_s, u"me:s3cr3t@x"_s}, u"\"…@x\" is a word too many"_s);
     row("a rate that is none", {kUrl, u"--limit-rate=me:s3cr3t"_s}, u"\"me:…\" is no rate"_s);
