@@ -130,8 +130,7 @@ void TestReplacedFile::onlyTheVeryFileIsReplaced()
     QFETCH(bool, mayReplace);
     for (const QString &name : {u"f.bin"_s, u"g.bin"_s, u"f.bin.part"_s})
         QVERIFY(make(name));
-    if (!FileIdentity::of(path(u"f.bin"_s)).isKnown())
-        QSKIP("this file system tells files apart by their names alone");
+    QVERIFY(FileIdentity::of(path(u"f.bin"_s)).isKnown());
     Info record = finished(u"f.bin"_s, u"f.bin"_s);
     record.existingFileReaction = reaction;
     ReplacedFile::plan(record, {});
