@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -97,12 +98,6 @@ QString shortened(const QString &text)
     return text.left(text.lastIndexOf(u' ', LogFile::kLongestText) + 1) + u'…';
 }
 
-QByteArray lineOf(int level, const QString &text)
-{
-    const QString head = QDateTime::currentDateTime().toString(Qt::ISODateWithMs) + u' ' + QString::number(level);
-    return (head + u' ' + Shown::visible(Redaction::line(shortened(text))) + u'\n').toUtf8();
-}
-
 }
 
 LogFile::~LogFile()
@@ -117,6 +112,22 @@ bool LogFile::open(const QString &path, Clause *why)
     m_path = QFile::encodeName(path);
     closeOldFiles(m_path);
     return reopen(why);
+}
+
+QByteArray LogFile::lineOf(int level, const QString &text)
+{
+    const QString head = now() + u' ' + QString::number(level);
+    return (head + u' ' + Shown::visible(Redaction::line(shortened(text))) + u'\n').toUtf8();
+}
+
+/// What local time is has the system look at a file, and a second has many lines.
+QString LogFile::now()
+{
+    constexpr int kThousand = 1000;
+    const qint64 time = QDateTime::currentMSecsSinceEpoch();
+    if (const qint64 second = time / kThousand; std::exchange(m_second, second) != second)
+        m_secondText = QDateTime::fromSecsSinceEpoch(second).toString(Qt::ISODate);
+    return m_secondText + u'.' + QString::number(time % kThousand).rightJustified(3, u'0');
 }
 
 void LogFile::write(int level, const QString &text)
@@ -134,16 +145,20 @@ bool LogFile::reopen(Clause *why)
 {
     close();
     m_file = opened(m_path, O_WRONLY | O_CREAT, why);
+    struct stat found = {};
+    if (m_file >= 0 && fstat(m_file, &found) == 0) {
+        m_device = found.st_dev;
+        m_inode = found.st_ino;
+    }
     return m_file >= 0;
 }
 
-/// Another program may have moved it aside.
-bool LogFile::isAtItsPlace() const
+/// Nothing where another program has moved it aside.
+std::optional<qint64> LogFile::sizeAtItsPlace() const
 {
     struct stat there = {};
-    struct stat here = {};
-    return lstat(m_path.constData(), &there) == 0 && fstat(m_file, &here) == 0 && there.st_ino == here.st_ino
-        && there.st_dev == here.st_dev;
+    const bool isThere = lstat(m_path.constData(), &there) == 0 && there.st_ino == m_inode && there.st_dev == m_device;
+    return isThere ? std::optional<qint64>(there.st_size) : std::nullopt;
 }
 
 /// Whoever moves the file aside holds its lock; who waited for that finds another file in its place. Without room
@@ -151,13 +166,16 @@ bool LogFile::isAtItsPlace() const
 bool LogFile::makeRoom(qint64 bytes)
 {
     Clause ignored;
-    if (!isAtItsPlace() && !reopen(&ignored))
-        return false;
-    struct stat found = {};
-    if (fstat(m_file, &found) != 0 || found.st_size + bytes <= kMostBytes)
+    std::optional<qint64> size = sizeAtItsPlace();
+    if (!size) {
+        if (!reopen(&ignored))
+            return false;
+        size = sizeAtItsPlace();
+    }
+    if (size.value_or(0) + bytes <= kMostBytes)
         return true;
     while (flock(m_file, LOCK_EX) != 0 && errno == EINTR) {}
-    if (isAtItsPlace() && !moveAside()) {
+    if (sizeAtItsPlace() && !moveAside()) {
         close();
         return false;
     }

@@ -3,7 +3,10 @@
 
 #include <host/parsing/clause.h>
 
+#include <QByteArray>
 #include <QString>
+
+#include <optional>
 
 #include <sys/types.h>
 
@@ -33,11 +36,18 @@ public:
 
 private:
     bool reopen(Clause *why);
-    bool isAtItsPlace() const;
+    std::optional<qint64> sizeAtItsPlace() const;
     bool makeRoom(qint64 bytes);
     bool moveAside() const;
     void close();
 
+    QByteArray lineOf(int level, const QString &text);
+    QString now();
+
     QByteArray m_path;
     int m_file = -1;
+    dev_t m_device = 0; ///< of the file, as long as it is open, as the next
+    ino_t m_inode = 0;
+    qint64 m_second = -1; ///< since 1970, of the last line
+    QString m_secondText; ///< how it is written in local time
 };
