@@ -337,18 +337,23 @@ void CommandSeed::checkRows()
 void CommandSeed::checkFileOf(const Snapshot &row, const QString &path)
 {
     const Known &known = m_known[row.id];
+    const QList<Known> overwriters = overwritersOf(row);
+    const auto isAny = [&](bool Known::*what) {
+        return known.*what
+            || std::any_of(overwriters.cbegin(), overwriters.cend(), [what](const Known &other) { return other.*what; });
+    };
     const CommandFile &file = m_world.files.at(known.file);
     const QString name = u"download %1 of %2"_s.arg(QString::number(row.id), CommandWorld::nameOf(known.file));
     const bool isShortOne = known.mayBeEarly && row.failure.kind == Failure::Kind::ChecksumDiffers;
     m_paths.insert(row.id, path);
-    const bool isOthers = row.failure.kind == Failure::Kind::FileFailed && isOverwritten(row);
+    const bool isOthers = row.failure.kind == Failure::Kind::FileFailed && !overwriters.isEmpty();
     if (row.state != DownloadState::Done && !isShortOne && !isOthers) {
         find(u"not done"_s,
              u"%1 is %2 at the end (failure %3 %4)"_s.arg(name, QString(downloadStates().nameOf(row.state)),
                                                           QString::number(int(row.failure.kind)), row.failure.plain()));
         return;
     }
-    if ((known.mayLackFile || isOthers) && !QFileInfo::exists(path))
+    if ((isAny(&Known::mayLackFile) || isOthers) && !QFileInfo::exists(path))
         return;
     const QByteArray bytes = TestFiles::readFile(path);
     const bool isWhole = file.isVersion(bytes);
@@ -356,21 +361,26 @@ void CommandSeed::checkFileOf(const Snapshot &row, const QString &path)
     m_score.early += int(!isWhole);
     // Addresses are not told apart by what names their files: that is said of what came from several of them.
     const bool isUnproven = row.assurance.doubt == Evidence::Doubt::SeveralAddresses && file.isMixture(bytes);
-    if (!isWhole && !isUnproven && !(known.mayBeEarly && file.isBeginning(bytes)))
+    if (!isWhole && !isUnproven && !(isAny(&Known::mayBeEarly) && file.isBeginning(bytes)))
         find(u"wrong file"_s,
              u"%1: \"%2\" with %3 bytes is not what the server has"_s.arg(name, path).arg(bytes.size()));
 }
 
-/// By another download of the same file, as somebody wanted: also while it was incomplete.
-bool CommandSeed::isOverwritten(const Snapshot &row) const
+/// Whose files may have taken the place of this one's, as somebody wanted: also while that was incomplete. Some have been
+/// removed by now, and their files with them.
+QList<CommandSeed::Known> CommandSeed::overwritersOf(const Snapshot &row) const
 {
     using Reaction = AbstractDownloadExistingFileReaction;
-    const auto reaction = Reaction(m_world.files.at(m_known.value(row.id).file).onExists);
+    const int file = m_known.value(row.id).file;
+    const auto reaction = Reaction(m_world.files.at(file).onExists);
+    QList<Known> overwriters;
     if (reaction != Reaction::Overwrite && reaction != Reaction::Ask)
-        return false;
-    const QList<Snapshot> &rows = m_watch->rows();
-    return std::any_of(rows.cbegin(), rows.cend(),
-                       [&row](const Snapshot &other) { return other.id != row.id && other.name() == row.name(); });
+        return overwriters;
+    for (auto it = m_known.cbegin(); it != m_known.cend(); ++it) {
+        if (it.key() != row.id && it->file == file)
+            overwriters.append(*it);
+    }
+    return overwriters;
 }
 
 /// What downloads have, what lay there before, and what removed ones left behind: nothing else.

@@ -103,7 +103,7 @@ private:
     void resumeAll();
     void checkRows();
     void checkFileOf(const Snapshot &row, const QString &path);
-    bool isOverwritten(const Snapshot &row) const;
+    QList<Known> overwritersOf(const Snapshot &row) const;
     void checkFiles();
     void checkClaims();
     bool isGone(qint64 id) const { return m_known.value(id).mayBeGone || m_removed.contains(id); }
