@@ -40,6 +40,7 @@ private Q_SLOTS:
     void whatIsDoneOrGoneLeavesTheListAndNotTheDisk();
     void aWrongFileHasFailedForEveryCommand();
     void whatCannotBeDeletedStaysInTheList();
+    void aFileThatTookThePlaceOfAnotherBelongsToTheLastDownload();
 
 private:
     QString url(const QString &name) { return m_servers.nginx().url(u'/' + name).toString(); }
@@ -171,6 +172,19 @@ void TestPlaitListing::whatCannotBeDeletedStaysInTheList()
     const QList<QStringList> commands = PartWay::commandsIn(result.err);
     QCOMPARE(commands, QList<QStringList>({{u"remove"_s, u"1"_s}}));
     QCOMPARE(m_plait->runBare(commands.first()).status, kDone);
+    QVERIFY(m_plait->has(u"one.bin"_s));
+}
+
+/// Whose name it bears as well loses nothing that was not overwritten already.
+void TestPlaitListing::aFileThatTookThePlaceOfAnotherBelongsToTheLastDownload()
+{
+    QCOMPARE(m_plait->run({u"--again"_s, u"--on-exists"_s, u"overwrite"_s, url(u"one.bin"_s)}).status, kDone);
+    const PlaitResult result = m_plait->runBare({u"remove"_s, u"--delete-file"_s, u"1"_s});
+    QVERIFY2(result.status == kFileError && result.err.contains("it is another file"), result.err);
+    QVERIFY(m_plait->has(u"one.bin"_s));
+    QCOMPARE(m_plait->runBare({u"remove"_s, u"--delete-file"_s, u"5"_s}).status, kDone);
+    QVERIFY(!m_plait->has(u"one.bin"_s));
+    QCOMPARE(m_plait->run({url(u"one.bin"_s)}).status, kDone);
     QVERIFY(m_plait->has(u"one.bin"_s));
 }
 
