@@ -90,6 +90,8 @@ QString WarningWords::clause(const Failure &failure)
         return u"HTTP status %1"_s.arg(failure.number);
     if (failure.kind == Kind::LoginRequired && FailureNames::cause(failure).isEmpty())
         return u"it asks for a name and a password"_s;
+    if (failure.kind == Kind::TimedOut && FailureNames::cause(failure).isEmpty())
+        return u"it sent nothing for too long"_s;
     if (failure.kind == Kind::NoRoom)
         return RoomWords::reason(failure);
     return FailureNames::cause(failure);

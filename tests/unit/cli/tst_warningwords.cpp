@@ -39,6 +39,8 @@ void TestWarningWords::anAttemptIsSaidWithItsAddressWhatHappenedAndWhatComes_dat
     row("a number of the system is no status",
         Failure::make(Kind::NetworkFailed, subject, u"Connection refused"_s, 111), Next::Again, 1000,
         u"http://a/f: Connection refused; trying again in 1 s"_s);
+    row("silence, of which nobody says more", Failure::make(Kind::TimedOut, subject), Next::Again, 2000,
+        u"http://a/f: it sent nothing for too long; trying again in 2 s"_s);
     row("nobody said why", Failure::make(Kind::Unknown, subject), Next::Again, 0,
         u"http://a/f: it failed without a reason; trying again"_s);
 }
