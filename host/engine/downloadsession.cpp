@@ -29,7 +29,7 @@ DownloadSession::DownloadSession(QObject *parent)
     , m_unsaved(m_list, this)
     , m_userAgentManager(QSharedPointer<QtAppSystemDefaultUserAgentManager>::create())
 {
-    m_writersThread.setObjectName(u"writers"_s);
+    connect(&m_writers, &WriterThreads::ended, this, &DownloadSession::closed);
 }
 
 DownloadSession::~DownloadSession()
@@ -41,13 +41,11 @@ DownloadSession::~DownloadSession()
     m_running.clear();
     m_unsaved.writeAllNow();
     releaseRest();
-    m_writersThread.quit();
-    m_writersThread.wait();
 }
 
 bool DownloadSession::open(const SessionOptions &options, Failure *failure)
 {
-    Q_ASSERT_X(!m_writersThread.isRunning(), "DownloadSession", "it is open already");
+    Q_ASSERT_X(!m_writers.hasBegun(), "DownloadSession", "it is open already");
     m_options = options;
     m_openedAt = FileIdentity::now();
     m_chief = QSharedPointer<NetworkAccessChief>::create();
@@ -64,8 +62,7 @@ bool DownloadSession::open(const SessionOptions &options, Failure *failure)
         *failure = listFailure();
         return false;
     }
-    connect(&m_writersThread, &QThread::finished, this, &DownloadSession::closed);
-    m_writersThread.start();
+    m_writers.begin();
     return true;
 }
 
@@ -249,7 +246,7 @@ void DownloadSession::close()
     m_closing = true;
     stopAll();
     if (isIdle())
-        QMetaObject::invokeMethod(this, &DownloadSession::endWritersThread, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(this, &DownloadSession::endWriters, Qt::QueuedConnection);
 }
 
 /// They are not looked for yet.
@@ -300,10 +297,10 @@ DownloadRequest DownloadSession::withoutSecrets(const DownloadRequest &request)
     return result;
 }
 
-void DownloadSession::endWritersThread()
+void DownloadSession::endWriters()
 {
-    // Downloads let go of their sections, and these of their writers, each by a deferred deletion. The writers' thread
+    // Downloads let go of their sections, and these of their writers, each by a deferred deletion. The writers' threads
     // must still be there for the last of them.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    m_writersThread.quit();
+    m_writers.end();
 }

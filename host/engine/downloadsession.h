@@ -6,6 +6,7 @@
 #include <host/engine/queryresult.h>
 #include <host/engine/sessionoptions.h>
 #include <host/engine/unsavedleases.h>
+#include <host/engine/writerthreads.h>
 #include <host/network/smallfetch.h>
 #include <host/policy/failure.h>
 #include <host/policy/sources.h>
@@ -17,7 +18,6 @@
 #include <QObject>
 #include <QSet>
 #include <QSharedPointer>
-#include <QThread>
 
 #include <functional>
 #include <memory>
@@ -38,10 +38,10 @@ struct TakenFile;
 
 /// The host as front ends see it: opens the list, has modules found, runs downloads and tells everything by signals.
 ///
-///     new ── open() ──> open ── close() ──> closing (stops what runs) ──> writers' thread ended ── closed() ──> closed
+///     new ── open() ──> open ── close() ──> closing (stops what runs) ──> writers' threads ended ── closed() ──> closed
 ///
 /// A download's run begins with start() or query() and ends with exactly one finished(). Operations that fail return
-/// false or 0 and say why. Lives in the thread of the downloads; only the writers have one of their own.
+/// false or 0 and say why. Lives in the thread of the downloads; only the writers have some of their own.
 class DownloadSession : public QObject
 {
     Q_OBJECT
@@ -250,12 +250,11 @@ private:
     void onFileInTheWay(const DownloadRun &download, int fileIndex, const QList<QString> &paths);
     void warnOfSave(qint64 id, const Failure &what);
     void onFinished(DownloadRun *download);
-    void endWritersThread();
+    void endWriters();
 
     SessionOptions m_options;
     StoreThread m_list;
     UnsavedLeases m_unsaved; ///< of runs that are over
-    QThread m_writersThread;
     QSharedPointer<NetworkAccessChief> m_chief;
     const QSharedPointer<QtAppSystemDefaultUserAgentManager> m_userAgentManager;
     ModuleRegistry *m_modules = nullptr; ///< a child, once it is open
@@ -268,4 +267,5 @@ private:
     qint64 m_openedAt = 0; ///< nanoseconds since 1970
     bool m_isListBehind = false; ///< and people know
     bool m_closing = false;
+    WriterThreads m_writers; ///< ends before all that is above
 };

@@ -253,7 +253,7 @@ void DownloadSession::run(const Lease &lease, DownloadStore *list, AbstractDownl
     m_unsaved.forget(record.id);
     m_running.insert(record.id, running);
     relaySignals(running);
-    download->setWritersThread(&m_writersThread);
+    download->setWritersThread(m_writers.threadFor(record.id));
     download->setSettings({});
     prepare(*download, record, lease.options);
     running->setUsage(usageOf(lease.options));
@@ -341,5 +341,5 @@ void DownloadSession::onFinished(DownloadRun *running)
         Q_EMIT queried(id, result);
     Q_EMIT finished(id, info, details, responseHeaders);
     if (m_closing && isIdle())
-        QMetaObject::invokeMethod(this, &DownloadSession::endWritersThread, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(this, &DownloadSession::endWriters, Qt::QueuedConnection);
 }

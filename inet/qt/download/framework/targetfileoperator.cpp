@@ -104,13 +104,16 @@ Outcome incomplete(const QString &path, qint64 found, qint64 wanted, const std::
                   source);
 }
 
+/// The incomplete file is looked for first: whoever else makes one may be giving it the final name just now.
 QStringList inTheWayOf(const TargetFolder &folder, const QString &name)
 {
+    const QString part = TargetFileName::partOf(name);
+    const bool isPartThere = folder.exists(part);
     QStringList paths;
-    for (const QString &candidate : {name, TargetFileName::partOf(name)}) {
-        if (folder.exists(candidate))
-            paths.append(folder.pathOf(candidate));
-    }
+    if (folder.exists(name))
+        paths.append(folder.pathOf(name));
+    if (isPartThere)
+        paths.append(folder.pathOf(part));
     return paths;
 }
 
