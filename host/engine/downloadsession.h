@@ -205,6 +205,7 @@ private:
     DownloadRequest withoutSecrets(const DownloadRequest &request);
     QList<SecretHeader> takeHeaders(const QUrl &url, const QVariantMap &own, const QVariantMap &forAll,
                                     QVariantMap *harmless);
+    void remember(const QList<SecretHeader> &headers);
     static void addHarmless(const QVariantMap &headers, AbstractDownloadPersistentInfo &record);
     static void forgetSecretsOf(const QUrl &before, const QUrl &after, DownloadOptions &options);
     void trustServers(const AbstractDownloadPersistentInfo &record, const DownloadOptions &options);

@@ -45,21 +45,33 @@ void putHarmless(const QVariantMap &headers, QVariantMap &into)
     }
 }
 
+/// The secret ones. @param harmless gets the others
+QList<SecretHeader> sorted(const QUrl &url, const QVariantMap &own, const QVariantMap &forAll, QVariantMap *harmless)
+{
+    QVariantMap ownOnes = own;
+    QVariantMap ones = forAll;
+    const QList<SecretHeader> secret =
+        secretOnes(&ones, SecretHeader::kEverywhere) + secretOnes(&ownOnes, originOf(url));
+    putHarmless(ones, *harmless);
+    putHarmless(ownOnes, *harmless);
+    return secret;
+}
+
 }
 
 /// What is left in the request's headers is harmless, and goes everywhere.
 QList<SecretHeader> DownloadSession::takeHeaders(const QUrl &url, const QVariantMap &own, const QVariantMap &forAll,
                                                  QVariantMap *harmless)
 {
-    QVariantMap ownOnes = own;
-    QVariantMap ones = forAll;
-    const QList<SecretHeader> secret =
-        secretOnes(&ones, SecretHeader::kEverywhere) + secretOnes(&ownOnes, originOf(url));
-    for (const SecretHeader &header : secret)
-        m_chief->credentials().add(header);
-    putHarmless(ones, *harmless);
-    putHarmless(ownOnes, *harmless);
+    const QList<SecretHeader> secret = sorted(url, own, forAll, harmless);
+    remember(secret);
     return secret;
+}
+
+void DownloadSession::remember(const QList<SecretHeader> &headers)
+{
+    for (const SecretHeader &header : headers)
+        m_chief->credentials().add(header);
 }
 
 void DownloadSession::takeHeaders(AbstractDownloadPersistentInfo &record, OptionChanges &changes)
@@ -85,7 +97,9 @@ bool DownloadSession::renew(qint64 id, const OptionChanges &given, Failure *fail
     if (!record)
         return true;
     const QVariantMap before = record->parameters;
-    takeHeaders(*record, changes);
+    QVariantMap harmless;
+    changes.secretHeaders = sorted(record->url, changes.headers, changes.headersForAll, &harmless);
+    addHarmless(harmless, *record);
     const auto putHeaders = [&record](Record &fresh) {
         fresh.parameters = record->parameters;
         return Failure();
@@ -95,7 +109,10 @@ bool DownloadSession::renew(qint64 id, const OptionChanges &given, Failure *fail
     const DownloadOptions known = options(id);
     DownloadOptions changed = known;
     changes.applyTo(changed);
-    return changed == known || setOptions(id, changed, failure);
+    if (changed != known && !setOptions(id, changed, failure))
+        return false;
+    remember(changes.secretHeaders);
+    return true;
 }
 
 QList<SecretHeader> DownloadSession::missingHeaders(qint64 id)

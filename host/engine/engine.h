@@ -101,7 +101,8 @@ public:
     void move(qint64 id, qint64 position, const Callback &callback = {});
     /// From now on and in the list; changed() follows.
     void setLimits(qint64 id, const Limits &limits, const Callback &callback = {});
-    /// Options of a download, for its next run; limits from now on. changed() follows.
+    /// Options of a download, for its next run; limits from now on. changed() follows. While it runs, headers that the
+    /// list keeps are refused (CannotChange), and all that came with them.
     void setOptions(qint64 id, const OptionChanges &changes, const Callback &callback = {});
     /// pause() for all that waits or is active.
     void pauseAll(const Callback &callback = {});

@@ -43,6 +43,7 @@ private Q_SLOTS:
     void fewerAtOnceLeaveThoseThatRunAlone();
     void whatMakesNoSenseIsRefusedAndChangesNothing_data();
     void whatMakesNoSenseIsRefusedAndChangesNothing();
+    void headersThatAreRefusedAreNotSentEither();
     void commandsFromInsideTheSignals();
     void thousandsThatWaitAreGivenUpAtOnce();
 };
@@ -324,6 +325,28 @@ void TestDownloadQueueCommands::whatMakesNoSenseIsRefusedAndChangesNothing()
     QVERIFY(!failure.plain().isEmpty());
     QCOMPARE(bench.queue->state(id), before);
     QCOMPARE(bench.states.value(id), states);
+}
+
+/// What the list did not take, no request of the running download has either.
+void TestDownloadQueueCommands::headersThatAreRefusedAreNotSentEither()
+{
+    QueueBench bench(QueueBench::oneAtATime());
+    const qint64 id = bench.bring(Place::Running);
+    QVERIFY(id > 0);
+    DownloadOptions options = bench.session->options(id);
+    options.headers = {{u"X-Token"_s, QString(), SecretHeader::kEverywhere}};
+    Failure failure;
+    QVERIFY(bench.session->setOptions(id, options, &failure));
+    QCOMPARE(bench.session->missingHeaders(id).size(), 1);
+    OptionChanges changes;
+    changes.headersForAll = {{u"X-Token"_s, u"secret"_s}, {u"Accept-Language"_s, u"de"_s}};
+    QVERIFY(!bench.session->renew(id, changes, &failure));
+    QCOMPARE(failure.kind, Failure::Kind::CannotChange);
+    QCOMPARE(bench.session->missingHeaders(id).size(), 1);
+    bench.session->stop(id);
+    QVERIFY(bench.run());
+    QVERIFY(bench.session->renew(id, changes, &failure));
+    QCOMPARE(bench.session->missingHeaders(id).size(), 0);
 }
 
 /// Each is told once, in the order in which it came about, whoever calls from inside of what.
