@@ -160,7 +160,9 @@ private:
     void warnOfMissingHeaders(qint64 id);
     void setState(qint64 id, DownloadState state);
     void onEnded(const DownloadOutcome &outcome);
-    void tellGone(Snapshot last);
+    std::optional<Snapshot> rowNotRead(qint64 id) const;
+    Snapshot ended(Snapshot last) const;
+    void tellGone(const Snapshot &last);
 
     // Questions.
     void onDecision(qint64 id, Trouble::Kind kind);

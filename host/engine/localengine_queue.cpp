@@ -85,7 +85,10 @@ void LocalEngine::onWaiting(qint64 id)
 void LocalEngine::onBegan(qint64 id)
 {
     if (!m_rows.contains(id)) {
-        const std::optional<ListEntry> known = entry(id);
+        std::optional<ListEntry> known = entry(id);
+        const Lease *const lease = known || !list().lastFailure() ? nullptr : m_session->lease(id);
+        if (lease)
+            known = lease->entry();
         if (!known)
             return;
         m_rows.insert(id, rowOf(*known));
@@ -129,7 +132,22 @@ void LocalEngine::onAtRest(qint64 id)
     if (const auto report = m_reports.find(id); report != m_reports.end())
         known = std::exchange(report->line, std::nullopt);
     known = known ? known : entry(id);
-    tellAtRest(id, known ? std::optional(rowOf(*known)) : std::nullopt);
+    if (known)
+        tellAtRest(id, rowOf(*known));
+    else
+        tellAtRest(id, list().lastFailure() ? rowNotRead(id) : std::nullopt);
+}
+
+/// Of what the list has and cannot tell of at this moment.
+std::optional<Snapshot> LocalEngine::rowNotRead(qint64 id) const
+{
+    const auto row = m_rows.constFind(id);
+    if (row == m_rows.cend())
+        return std::nullopt;
+    Snapshot last = ended(*row);
+    if (m_queue->state(id) == DownloadState::Paused)
+        last.state = DownloadState::Paused;
+    return last;
 }
 
 /// The list has nothing new of it.
@@ -186,14 +204,20 @@ void LocalEngine::tellAtRest(qint64 id, const std::optional<Snapshot> &row)
         removeNow(m_removals.take(id));
 }
 
-/// What is skipped before it has anything leaves the list.
-void LocalEngine::tellGone(Snapshot last)
+/// As it was told, with what came of its run.
+Snapshot LocalEngine::ended(Snapshot last) const
 {
     const Report report = m_reports.value(last.id);
     last.state = report.failure && !report.run.isSkipped ? DownloadState::Failed : DownloadState::Done;
     last.run = report.run;
     last.failure = report.failure;
-    tellChanged(last);
+    return last;
+}
+
+/// What is skipped before it has anything leaves the list.
+void LocalEngine::tellGone(const Snapshot &last)
+{
+    tellChanged(ended(last));
     tellRemoved(last.id);
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <host/engine/localengine.h>
 #include <host/storage/downloadlist.h>
+#include <tests/support/sqlfile.h>
 #include <tests/unit/host/engine/fakemodule.h>
 #include <tests/unit/host/engine/queuesteps.h>
 
@@ -64,6 +65,7 @@ private Q_SLOTS:
     void anAnswerComesBeforeWhatItDid();
     void optionsThatWereGivenMeanwhileStay();
     void limitsAreInTheList();
+    void whatCannotBeReadIsNotToldToBeGone();
     void aCheckIsSeenWhileItGoesOn();
     void aCheckIsGivenUpForOtherWork_data();
     void aCheckIsGivenUpForOtherWork();
@@ -374,6 +376,33 @@ void TestLocalEngine::limitsAreInTheList()
     QCOMPARE(kept.rateLimit, 1000);
     QCOMPARE(kept.connections, 3);
     QCOMPARE(kept.connectionsPerServer, 2);
+}
+
+/// More bytes than a number has room for cannot be added up.
+void TestLocalEngine::whatCannotBeReadIsNotToldToBeGone()
+{
+    QVERIFY(comesTo(add(u"run"_s), DownloadState::Running));
+    const qint64 id = add(u"done"_s);
+    QVERIFY(comesTo(id, DownloadState::Waiting));
+    const SqlFile list(m_dir->filePath(u"list.sqlite"_s));
+    const QString file =
+        u"INSERT INTO files (download_id, position, type, name, size, selected, path_on_disk, file_flags, "
+        u"content_type, data_start) VALUES (?, %1, 0, 'x', 9223372036854775807, 1, '', 0, '', 0)"_s;
+    for (const QString &position : {u"0"_s, u"1"_s})
+        QVERIFY2(list.run(file.arg(position), {id}), qPrintable(list.errorText()));
+    QList<DownloadState> states;
+    const QObject listener;
+    connect(m_engine.get(), &Engine::changed, &listener, [&](const Snapshot &row) {
+        if (row.id == id)
+            states.append(row.state);
+    });
+    QSignalSpy removed(m_engine.get(), &Engine::removed);
+    QVERIFY(answerOf([&](const Engine::Callback &done) { m_engine->pauseAll(done); }).isOk());
+    QTRY_VERIFY(!states.isEmpty());
+    QCOMPARE(states, QList<DownloadState>{DownloadState::Paused});
+    QVERIFY(list.run(u"DELETE FROM files WHERE download_id = ?"_s, {id}));
+    QCOMPARE(row(id).state, DownloadState::Paused);
+    QCOMPARE(removed.size(), 0);
 }
 
 void TestLocalEngine::aCheckIsSeenWhileItGoesOn()
