@@ -57,6 +57,24 @@ Command commandOf(const CommandRow &row, const OptionValues &values)
     return row.command == Command::Get && values.flag("query"_L1) ? Command::Query : row.command;
 }
 
+/// It works on what is in the list.
+bool isOfTheList(Command command)
+{
+    switch (command) {
+    case Command::Resume:
+    case Command::Retry:
+    case Command::Restart:
+    case Command::Check:
+    case Command::Finish:
+    case Command::SetUrl:
+    case Command::Remove:
+    case Command::Clean:
+        return true;
+    default:
+        return false;
+    }
+}
+
 /// Empty = neither the variable names a folder, nor is there a home folder. Qt would take the root for one.
 QString fileIn(const char *variable, QLatin1StringView belowHome, QLatin1StringView name)
 {
@@ -125,6 +143,7 @@ public:
         result.session = ChosenOptions::session(m_values, m_currentFolder);
         result.session.listPath = absolute(m_values.text("list"_L1));
         result.session.isListKept = !m_values.flag("no-list"_L1);
+        result.session.isListNeeded = isOfTheList(result.command);
         readWords(result);
         result.queue = ChosenOptions::queue(m_values);
         result.changes = ChosenOptions::changes(m_values);

@@ -34,6 +34,7 @@ constexpr Words kWords[] = {
     {Kind::NoHomeFolder, u"there is no home folder"},
     {Kind::FolderNotMade, u"the folder \"%1\" cannot be made"},
     {Kind::FolderNotWritable, u"the folder \"%1\" cannot be written"},
+    {Kind::FileNotWritable, u"the file \"%1\" cannot be written"},
     {Kind::ListNotOpen, u"it is not open"},
     {Kind::ListInUse, u"another process has it to itself"},
     {Kind::NotOfThisProcess, u"there is no such download for this process"},

@@ -58,7 +58,7 @@ bool DownloadSession::open(const SessionOptions &options, Failure *failure)
     if (!areCertificatesUsable || !m_chief->apply(options.network, failure))
         return false;
     prepareModules();
-    if (!m_list.open({options.listPath, options.isListKept})) {
+    if (!m_list.open({options.listPath, options.isListKept, options.isListNeeded})) {
         *failure = listFailure();
         return false;
     }

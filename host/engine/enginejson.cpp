@@ -71,6 +71,7 @@ void describe(Fields &fields, SessionOptions &value)
 {
     fields("listPath", value.listPath);
     fields("isListKept", value.isListKept);
+    fields("isListNeeded", value.isListNeeded);
     fields("moduleFolders", value.moduleFolders);
     fields("ignoreSslErrors", value.ignoreSslErrors);
     fields("takesServersTime", value.takesServersTime);

@@ -225,7 +225,8 @@ void LocalEngine::prepared(const EngineCommand &command)
 bool LocalEngine::openList()
 {
     auto list = std::make_unique<StoreThread>();
-    const bool isOpen = list->open({m_options->session.listPath, m_options->session.isListKept});
+    const bool isOpen = list->open(
+        {.path = m_options->session.listPath, .isKept = m_options->session.isListKept, .isForReading = true});
     m_list = std::move(list);
     return isOpen;
 }

@@ -11,6 +11,7 @@
 struct SessionOptions {
     QString listPath; ///< empty = the usual one
     bool isListKept = true; ///< false = in memory only
+    bool isListNeeded = false; ///< for what is in it: a list that is there and cannot be written is a failure
     QStringList moduleFolders; ///< empty = ModuleLoader::defaultFolders()
     bool ignoreSslErrors = false;
     bool takesServersTime = true; ///< finished files are as old as their server says

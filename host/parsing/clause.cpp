@@ -31,6 +31,7 @@ constexpr std::pair<Kind, QLatin1StringView> kKeys[] = {
     {Kind::NoHomeFolder, "no-home-folder"_L1},
     {Kind::FolderNotMade, "folder-not-made"_L1},
     {Kind::FolderNotWritable, "folder-not-writable"_L1},
+    {Kind::FileNotWritable, "file-not-writable"_L1},
     {Kind::ListNotOpen, "list-not-open"_L1},
     {Kind::ListInUse, "list-in-use"_L1},
     {Kind::NotOfThisProcess, "not-of-this-process"_L1},

@@ -29,6 +29,7 @@ struct Clause {
         NoHomeFolder,
         FolderNotMade, ///< value: the folder
         FolderNotWritable, ///< the same
+        FileNotWritable, ///< value: it
         ListNotOpen,
         ListInUse, ///< by another process, which has it to itself
         NotOfThisProcess, ///< there is no such download, or another process has it

@@ -18,6 +18,9 @@
 #include <algorithm>
 #include <mutex>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 using namespace Qt::StringLiterals;
 
 namespace
@@ -40,6 +43,21 @@ QString makeFile(const QString &path)
     return {};
 }
 
+bool mayUse(const QString &path, int how)
+{
+    return ::faccessat(AT_FDCWD, QFile::encodeName(path).constData(), how, AT_EACCESS) == 0;
+}
+
+/// Others have no business there. What its owner may do stays.
+void closeToOthers(const QString &path)
+{
+    const QFileDevice::Permissions before = QFile::permissions(path);
+    const auto ofOthers = QFileDevice::ReadGroup | QFileDevice::WriteGroup | QFileDevice::ExeGroup
+        | QFileDevice::ReadOther | QFileDevice::WriteOther | QFileDevice::ExeOther;
+    if (before & ofOthers)
+        QFile::setPermissions(path, before & kOnlyMyFile);
+}
+
 }
 
 QString DownloadList::defaultPath()
@@ -54,6 +72,15 @@ bool DownloadList::makeFolder(const QString &path)
 {
     const QFileInfo folder(path);
     return folder.isDir() || (QDir().mkpath(folder.path()) && QDir().mkdir(path, kOnlyMyFolder)) || folder.isDir();
+}
+
+Clause DownloadList::obstacleToWriting(const QString &path)
+{
+    // SQLite has other files beside it.
+    const QString folder = QFileInfo(path).canonicalPath();
+    if (!mayUse(folder, W_OK | X_OK))
+        return {Clause::Kind::FolderNotWritable, {folder}};
+    return mayUse(path, W_OK) ? Clause() : Clause(Clause::Kind::FileNotWritable, {path});
 }
 
 DownloadList::DownloadList() = default;
@@ -71,10 +98,29 @@ bool DownloadList::open(const QString &path)
 {
     m_path = path;
     m_warning = {};
+    m_isForReading = false;
     if (!beginFile())
         return false;
     const Opening opening = connectTo();
     return opening == Opening::Done || (opening == Opening::Damaged && beginAnew());
+}
+
+bool DownloadList::openToRead(const QString &path)
+{
+    m_path = path;
+    m_isForReading = true;
+    m_rows.reset();
+    // Who is at work on it keeps a log beside it, and what looks at a list without that one does not see it.
+    const bool isStill = QFileInfo(path + "-wal"_L1).size() == 0;
+    m_database = std::make_unique<SqlDatabase>();
+    if (!m_database->open(path, isStill ? SqlDatabase::Access::LookAtStill : SqlDatabase::Access::Look))
+        return failToOpen(m_database->lastError().clause());
+    const Schema::Finding found = Schema::look(*m_database);
+    if (found.outcome != Schema::Outcome::Done || found.version != Schema::kVersion)
+        return failToOpen(found.reason, Schema::remediesOf(found.outcome));
+    m_rows = std::make_unique<RecordRows>(*m_database);
+    m_rows->setObserver(m_observer);
+    return true;
 }
 
 bool DownloadList::beginFile()
@@ -89,6 +135,8 @@ bool DownloadList::beginFile()
         return failToOpen(obstacle, {Remedy::MoveAway, Remedy::OtherList});
     if (!DamagedList::mayBeList(m_path))
         return failToOpen(Clause::Kind::NoList, {Remedy::OtherList});
+    if (const Clause reason = QFile::exists(m_path) ? obstacleToWriting(m_path) : Clause(); !reason.isEmpty())
+        return failToOpen(reason, {Remedy::OtherList});
     const QString fileError = makeFile(m_path);
     m_inode = DamagedList::inodeOf(m_path);
     return fileError.isEmpty() || failToOpen(fileError, {Remedy::OtherList});
@@ -122,7 +170,7 @@ DownloadList::Opening DownloadList::connectTo()
     // Not before it is known to be ours. The first one decides for all that come later; who comes at the same moment
     // finds it done.
     database->run(u"PRAGMA journal_mode = WAL"_s);
-    QFile(m_path).setPermissions(kOnlyMyFile);
+    closeToOthers(m_path);
     m_rows = std::make_unique<RecordRows>(*database);
     m_database = std::move(database);
     m_rows->setObserver(m_observer);
@@ -435,7 +483,7 @@ bool DownloadList::failToOpen(const Clause &reason, const QList<Remedy> &remedie
 /// No error is that of a statement that found nothing to change.
 bool DownloadList::failBy(Failure::Kind kind, const SqlError &error)
 {
-    const bool damaged = DamagedList::isConfirmed(*m_database, error);
+    const bool damaged = !m_isForReading && DamagedList::isConfirmed(*m_database, error);
     m_isNewOne = m_isNewOne || damaged;
     if (damaged && beginAnew())
         m_failure = m_warning ? m_warning : Failure::make(Failure::Kind::ListDamaged, subject());

@@ -32,11 +32,16 @@ public:
     /// Missing parents get what the system gives, the last folder is its owner's alone. True, too, where it is there.
     static bool makeFolder(const QString &path);
 
+    /// Why nothing can be put into a file that is there; empty = it can.
+    static Clause obstacleToWriting(const QString &path);
+
     DownloadList();
     ~DownloadList() override;
 
     /// Makes the file and its folder where they are missing, and brings an older one up to date.
     bool open(const QString &path);
+    /// A file that cannot be written, of this version; whatever would change it fails.
+    bool openToRead(const QString &path);
     bool isOpen() const { return m_rows != nullptr; }
 
     QString path() const override { return m_path; }
@@ -103,6 +108,7 @@ private:
     Failure m_failure;
     Failure m_warning;
     Clause m_damage; ///< what was found when it was opened; empty = nothing that has words
+    bool m_isForReading = false;
     quint64 m_inode = 0; ///< of the file that is open
     bool m_isOwner = false; ///< and the list knows for how long
     bool m_isNewOne = false; ///< begun in place of one that was found damaged while it was used

@@ -12,6 +12,12 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
+QByteArray nameFor(const QString &path, SqlDatabase::Access access)
+{
+    return access == SqlDatabase::Access::LookAtStill ? "file:" + path.toUtf8().toPercentEncoding("/") + "?immutable=1"
+                                                      : path.toUtf8();
+}
+
 /// Each connection is in one thread at a time: SQLite needs no lock around it.
 int flagsFor(SqlDatabase::Access access)
 {
@@ -21,6 +27,8 @@ int flagsFor(SqlDatabase::Access access)
         break;
     case SqlDatabase::Access::Look:
         return SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_READONLY;
+    case SqlDatabase::Access::LookAtStill:
+        return SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_READONLY | SQLITE_OPEN_URI;
     case SqlDatabase::Access::WriteAndAttach:
         return kWrite | SQLITE_OPEN_URI;
     }
@@ -68,7 +76,7 @@ SqlDatabase::~SqlDatabase() = default;
 bool SqlDatabase::open(const QString &path, Access access, int waitMs)
 {
     sqlite3 *handle = nullptr;
-    const int answer = sqlite3_open_v2(path.toUtf8().constData(), &handle, flagsFor(access), nullptr);
+    const int answer = sqlite3_open_v2(nameFor(path, access).constData(), &handle, flagsFor(access), nullptr);
     m_handle.reset(handle);
     if (answer != SQLITE_OK) {
         m_error = SqlError::of(handle);

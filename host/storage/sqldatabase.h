@@ -24,6 +24,7 @@ public:
     enum class Access {
         Write, ///< a missing file is made
         Look, ///< nothing is ever changed; a missing file is not made
+        LookAtStill, ///< the same, at a file that nobody changes: without locks and without files beside it
         WriteAndAttach, ///< other files may be attached by a "file:" address
     };
     /// How often a statement will be wanted.

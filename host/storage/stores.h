@@ -11,8 +11,9 @@ namespace Stores
 {
 
 /// Open, in the thread that calls. Where the usual place cannot be used because there is no home folder, or none that
-/// can be written, the list is kept in memory and warns of that; a file that was named, and one that is there, has to
-/// be usable. @param failure gets why, when there is none
+/// can be written, or the list that is there cannot, it is kept in memory and warns of that; a file that was named, and
+/// one that is needed, has to be usable. What is for reading alone is the list that is there in either case.
+/// @param failure gets why, when there is none
 std::unique_ptr<DownloadStore> open(const StoreChoice &choice, Failure *failure);
 
 }
