@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <inet/qt/download/framework/abstractdownloadfileops.h>
+#include <inet/qt/download/framework/ownfiles.h>
 
 #include <tests/unit/framework/filecontent.h>
 #include <tests/unit/framework/fileopsbench.h>
@@ -40,6 +41,8 @@ private Q_SLOTS:
     void aFileOfEqualLengthIsNotTakenForTheFinishedOne();
     void aFinishedFileIsKnownByItselfAlone();
     void anotherFileInItsPlaceIsNotFinished();
+    void aFileThatIsAnothersByNowIsLeftAsItIs_data();
+    void aFileThatIsAnothersByNowIsLeftAsItIs();
     void aFileExchangedInTheLastMomentDoesNotGetTheName();
     void finishingDoesNotTakeTheOldFileForTheNew();
     void finishingReactsToAnExistingFile_data();
@@ -210,6 +213,27 @@ void TestFileOpsFinishing::anotherFileInItsPlaceIsNotFinished()
     QVERIFY2(bench.errorText().contains(u"another file"_s), qPrintable(bench.errorText()));
     QCOMPARE(names(), QStringList{u"a.bin.part"_s});
     QCOMPARE(contentOf(at(u"a.bin.part"_s)), "foreign");
+}
+
+void TestFileOpsFinishing::aFileThatIsAnothersByNowIsLeftAsItIs_data()
+{
+    QTest::addColumn<int>("answers");
+    QTest::newRow("when it is to be cut") << 0;
+    QTest::newRow("when it is to get its name") << 1;
+}
+
+void TestFileOpsFinishing::aFileThatIsAnothersByNowIsLeftAsItIs()
+{
+    QFETCH(int, answers);
+    makeFile(at(u"a.bin.part"_s), "abcdef");
+    OwnFiles::setPermission(at(u"a.bin.part"_s), [&answers] { return answers-- > 0; });
+    Bench bench;
+    bench.perform(folder(), {toFinish(u"a.bin.part"_s, answers == 0 ? 3 : 6)});
+    OwnFiles::forget(at(u"a.bin.part"_s));
+    QCOMPARE(bench.done, 0);
+    QVERIFY2(bench.errorText().contains(u"another process"_s), qPrintable(bench.errorText()));
+    QCOMPARE(names(), QStringList{u"a.bin.part"_s});
+    QCOMPARE(contentOf(at(u"a.bin.part"_s)), "abcdef");
 }
 
 void TestFileOpsFinishing::aFileExchangedInTheLastMomentDoesNotGetTheName()

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <inet/qt/download/framework/filedataasyncwriter.h>
+#include <inet/qt/download/framework/ownfiles.h>
 
 #include <tests/unit/framework/filecontent.h>
 #include <tests/unit/framework/filewriterbench.h>
@@ -10,6 +11,9 @@
 #include <QFileInfo>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <atomic>
+#include <functional>
 
 #include <sys/stat.h>
 
@@ -23,11 +27,18 @@ class TestFileWriterOpening : public QObject
 
 private Q_SLOTS:
     void init();
+    void cleanup();
 
     void onlyPlainFilesAreOpened_data();
     void onlyPlainFilesAreOpened();
     void anotherFileInItsPlaceIsNotOpened_data() { threads(); }
     void anotherFileInItsPlaceIsNotOpened();
+    void aFileThatIsAnothersByNowIsNotOpened_data() { threads(); }
+    void aFileThatIsAnothersByNowIsNotOpened();
+    void aFileThatBecomesAnothersGetsNotOneBlockMore_data() { threads(); }
+    void aFileThatBecomesAnothersGetsNotOneBlockMore();
+    void aFileThatBecomesAnothersIsNotReserved_data() { threads(); }
+    void aFileThatBecomesAnothersIsNotReserved();
     void aFolderMayBeReachedThroughALink_data() { threads(); }
     void aFolderMayBeReachedThroughALink();
     void whatIsThereIsKeptThoughItWasNotExpected_data() { threads(); }
@@ -43,6 +54,8 @@ private:
 
     QString path(const QString &name = u"file"_s) const { return m_dir->filePath(name); }
 
+    void mayBeChanged(const std::function<bool()> &answer) const { OwnFiles::setPermission(path(), answer); }
+
     std::unique_ptr<QTemporaryDir> m_dir;
 };
 
@@ -50,6 +63,11 @@ void TestFileWriterOpening::init()
 {
     m_dir = std::make_unique<QTemporaryDir>();
     QVERIFY(m_dir->isValid());
+}
+
+void TestFileWriterOpening::cleanup()
+{
+    OwnFiles::forget(path());
 }
 
 void TestFileWriterOpening::onlyPlainFilesAreOpened_data()
@@ -113,6 +131,56 @@ void TestFileWriterOpening::anotherFileInItsPlaceIsNotOpened()
     QVERIFY(QByteArray::fromStdString(second.writer->lastError().description).contains("another file"));
     QCOMPARE(second.writer->lastError().code, int(QFileDevice::OpenError));
     QCOMPARE(contentOf(path()), "foreign");
+}
+
+void TestFileWriterOpening::aFileThatIsAnothersByNowIsNotOpened()
+{
+    QFETCH(bool, ownThread);
+    mayBeChanged([] { return false; });
+    Bench bench(ownThread);
+    bench.writer->open(path(), 0, false);
+    bench.writer->processData("abc");
+    bench.settle();
+    QCOMPARE(bench.said, (QStringList{u"failed"_s, u"all"_s}));
+    QVERIFY(QByteArray::fromStdString(bench.writer->lastError().description).contains("another process"));
+    QVERIFY2(!QFileInfo::exists(path()), "it is not made either");
+    OwnFiles::forget(path());
+    bench.openAndWait(path());
+}
+
+/// Whoever asks for permission may have stood still since the block before.
+void TestFileWriterOpening::aFileThatBecomesAnothersGetsNotOneBlockMore()
+{
+    QFETCH(bool, ownThread);
+    std::atomic<bool> isOurs = true;
+    mayBeChanged([&isOurs] { return isOurs.load(); });
+    Bench bench(ownThread);
+    bench.openAndWait(path());
+    bench.writer->processData("abc");
+    bench.settle();
+    isOurs = false;
+    bench.writer->processData("def");
+    bench.settle();
+    isOurs = true;
+    bench.writer->processData("ghi");
+    bench.settle();
+    QCOMPARE(bench.said, (QStringList{u"3"_s, u"all"_s, u"failed"_s, u"all"_s, u"all"_s}));
+    QCOMPARE(bench.writer->lastError().code, int(QFileDevice::WriteError));
+    QCOMPARE(contentOf(path()), "abc");
+}
+
+void TestFileWriterOpening::aFileThatBecomesAnothersIsNotReserved()
+{
+    QFETCH(bool, ownThread);
+    constexpr qint64 kSize = 1000000;
+    std::atomic<int> asked = 0;
+    mayBeChanged([&asked] { return asked++ == 0; });
+    Bench bench(ownThread);
+    bench.writer->schedulePreallocateOnOpen(kSize);
+    bench.writer->open(path(), 0, false);
+    bench.settle();
+    QCOMPARE(bench.said, (QStringList{u"failed"_s, u"all"_s}));
+    QCOMPARE(contentOf(path()), "");
 }
 
 void TestFileWriterOpening::aFolderMayBeReachedThroughALink()

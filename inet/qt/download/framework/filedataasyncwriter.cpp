@@ -102,6 +102,7 @@ public:
     State state = State::Closed;
     int opening = 0; ///< number of the open() that the state belongs to
     QString filePath;
+    OwnFiles::Permission mayChange; ///< empty = always
     std::unique_ptr<QFile> file;
     qint64 position = 0;
     qint64 lastEnd = 0; ///< behind the last byte written
@@ -114,6 +115,8 @@ public:
 
 private:
     bool openPlainFile(const QString &path, bool exists);
+    bool isTaken() const { return mayChange && !mayChange(); }
+    bool failIfTaken();
     void reserve();
     void reserveStep();
     void onReserved(FileSpaceReserver::Result result);
@@ -254,8 +257,9 @@ void FileDataAsyncWriter::Private::openFile(const QString &path, qint64 start, b
 bool FileDataAsyncWriter::Private::openPlainFile(const QString &path, bool exists)
 {
     filePath = path;
-    int error = 0;
-    const int descriptor = PlainFile::open(path, exists ? 0 : O_CREAT, error);
+    mayChange = OwnFiles::permission(path);
+    int error = isTaken() ? PlainFile::kTaken : 0;
+    const int descriptor = error == 0 ? PlainFile::open(path, exists ? 0 : O_CREAT, error) : -1;
     file = std::make_unique<QFile>();
     if (descriptor >= 0
         && !file->open(descriptor, QIODevice::ReadWrite | QIODevice::Unbuffered, QFile::AutoCloseHandle))
@@ -288,15 +292,17 @@ void FileDataAsyncWriter::Private::write(const QByteArray &data)
         failByErrno(syncError, QFileDevice::WriteError, errorSourceHere());
 }
 
-/// How much got written; less than all only after a failure.
+/// How much got written; less than all only after a failure. Who stood still between two blocks may have lost the file.
 qint64 FileDataAsyncWriter::Private::writeAll(const QByteArray &data)
 {
     qint64 written = 0;
     while (written < data.size()) {
         const qint64 room = writebackFrom + kWritebackStep - (position + written);
-        const qint64 count = file->write(data.constData() + written, qMin(data.size() - written, room));
+        const bool isLost = isTaken();
+        const qint64 count = isLost ? -1 : file->write(data.constData() + written, qMin(data.size() - written, room));
         if (count <= 0) {
-            writeError = count < 0 ? errno : 0;
+            const int number = count < 0 ? errno : 0;
+            writeError = isLost ? PlainFile::kTaken : number;
             break;
         }
         written += count;
@@ -346,7 +352,7 @@ void FileDataAsyncWriter::Private::seekTo(qint64 target)
 void FileDataAsyncWriter::Private::reserve()
 {
     const qint64 size = std::exchange(sizeToReserve, -1);
-    if (size < 0)
+    if (size < 0 || failIfTaken())
         return;
     reserver = std::make_unique<FileSpaceReserver>(filePath, size);
     reportedReserved = 0;
@@ -355,7 +361,7 @@ void FileDataAsyncWriter::Private::reserve()
 
 void FileDataAsyncWriter::Private::reserveStep()
 {
-    if (reserver && state == State::Open)
+    if (reserver && state == State::Open && !failIfTaken())
         onReserved(reserver->reserveStep(file->handle()));
 }
 
@@ -389,6 +395,14 @@ void FileDataAsyncWriter::Private::reportReserved()
     reportedReserved = reserved;
     QMetaObject::invokeMethod(
         q, [this, reserved] { Q_EMIT q->preallocatingProgress(reserved); }, Qt::QueuedConnection);
+}
+
+bool FileDataAsyncWriter::Private::failIfTaken()
+{
+    const bool isLost = isTaken();
+    if (isLost)
+        failByErrno(PlainFile::kTaken, QFileDevice::WriteError, errorSourceHere());
+    return isLost;
 }
 
 void FileDataAsyncWriter::Private::failByFile(int fallbackCode, const std::string &source)

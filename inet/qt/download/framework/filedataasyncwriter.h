@@ -8,8 +8,8 @@
 /// Writes data into a file at a place. Several may write into one file at once, each at its own place.
 ///
 /// A file is never truncated by opening it. Only plain files are written to, never through a link, and where the file
-/// of a path is known (OwnFiles) no other in its place. Errors are of category "QtFileError" with the device's own
-/// text.
+/// of a path is known (OwnFiles) no other in its place. Where the file needs a permission, that is asked for before
+/// each block; without it nothing is written. Errors are of category "QtFileError" with the device's own text.
 class DOWNLOADFRAMEWORK_EXPORT FileDataAsyncWriter : public AbstractDataAsyncProcessor
 {
     Q_OBJECT

@@ -12,6 +12,7 @@ namespace
 struct Known {
     QMutex mutex;
     QHash<QString, FileIdentity> files;
+    QHash<QString, OwnFiles::Permission> permissions;
 };
 
 Known &known()
@@ -30,18 +31,34 @@ FileIdentity knownAt(const QString &path)
 
 void OwnFiles::set(const QString &path, const FileIdentity &file)
 {
-    if (!file.isKnown() || file.plannedAt() > 0) {
-        forget(path);
-        return;
-    }
+    const bool isThere = file.isKnown() && file.plannedAt() == 0;
     const QMutexLocker lock(&known().mutex);
-    known().files.insert(QDir::cleanPath(path), file);
+    known().files.insert(QDir::cleanPath(path), isThere ? file : FileIdentity());
 }
 
 void OwnFiles::forget(const QString &path)
 {
     const QMutexLocker lock(&known().mutex);
     known().files.remove(QDir::cleanPath(path));
+    known().permissions.remove(QDir::cleanPath(path));
+}
+
+void OwnFiles::setPermission(const QString &path, const Permission &mayChange)
+{
+    const QMutexLocker lock(&known().mutex);
+    known().permissions.insert(QDir::cleanPath(path), mayChange);
+}
+
+OwnFiles::Permission OwnFiles::permission(const QString &path)
+{
+    const QMutexLocker lock(&known().mutex);
+    return known().permissions.value(QDir::cleanPath(path));
+}
+
+bool OwnFiles::mayChange(const QString &path)
+{
+    const Permission asked = permission(path);
+    return !asked || asked();
 }
 
 bool OwnFiles::isOwn(const QString &path, int descriptor)

@@ -83,6 +83,8 @@ QString PlainFile::reason(const QString &path, int error)
 {
     if (error == kAnotherFile)
         return u"it is another file than the one that this download made"_s;
+    if (error == kTaken)
+        return u"another process is at work on it by now"_s;
     struct stat status = {};
     const bool isThere = error == ENOTSUP && ::lstat(QFile::encodeName(path).constData(), &status) == 0;
     const QString kind = isThere ? kindOf(status.st_mode) : QString();

@@ -12,6 +12,8 @@ namespace PlainFile
 
 /// In the place of the system's error number: another file than the one that was meant.
 inline constexpr int kAnotherFile = -1;
+/// The same: the file is another process's (OwnFiles::setPermission()).
+inline constexpr int kTaken = -2;
 
 /// @param flags O_CREAT and the like; to read and write, where they do not say otherwise
 /// @param error the system's error number, where the answer is -1; ENOTSUP = no plain file

@@ -156,8 +156,8 @@ int TargetFolder::createExclusively(const QString &name)
 
 int TargetFolder::takeOver(const QString &name)
 {
-    int error = 0;
-    const Descriptor file(PlainFile::open(m_folder, name, O_RDWR, error));
+    int error = OwnFiles::mayChange(pathOf(name)) ? 0 : PlainFile::kTaken;
+    const Descriptor file(error == 0 ? PlainFile::open(m_folder, name, O_RDWR, error) : -1);
     if (file.isValid())
         OwnFiles::set(pathOf(name), FileIdentity::of(file.number()));
     return error;
@@ -175,11 +175,15 @@ bool TargetFolder::isOtherUnder(const QString &newName, const QString &name) con
 
 int TargetFolder::remove(const QString &name)
 {
+    if (!OwnFiles::mayChange(pathOf(name)))
+        return PlainFile::kTaken;
     return resultOf(::unlinkat(m_folder, QFile::encodeName(name).constData(), 0));
 }
 
 int TargetFolder::bringToSize(const QString &name, qint64 size, bool mayGrow, qint64 &found)
 {
+    if (!OwnFiles::mayChange(pathOf(name)))
+        return PlainFile::kTaken;
     int error = 0;
     const Descriptor file(PlainFile::open(m_folder, name, O_RDWR, error));
     if (!file.isValid())
@@ -194,6 +198,8 @@ int TargetFolder::bringToSize(const QString &name, qint64 size, bool mayGrow, qi
 
 int TargetFolder::renameWithoutReplacing(const QString &name, const QString &newName)
 {
+    if (!OwnFiles::mayChange(pathOf(name)))
+        return PlainFile::kTaken;
     const QByteArray from = QFile::encodeName(name);
     const QByteArray to = QFile::encodeName(newName);
     if (::renameat2(m_folder, from.constData(), m_folder, to.constData(), RENAME_NOREPLACE) == 0)
@@ -210,6 +216,8 @@ int TargetFolder::renameWithoutReplacing(const QString &name, const QString &new
 
 int TargetFolder::renameOver(const QString &name, const QString &newName)
 {
+    if (!OwnFiles::mayChange(pathOf(name)))
+        return PlainFile::kTaken;
     return resultOf(
         ::renameat(m_folder, QFile::encodeName(name).constData(), m_folder, QFile::encodeName(newName).constData()));
 }

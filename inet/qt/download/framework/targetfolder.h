@@ -6,7 +6,8 @@
 
 /// An open folder, in which names are looked up and changed without ever following a link or leaving it.
 ///
-/// Every operation returns 0, the system's error number or PlainFile::kAnotherFile. Used in one thread.
+/// Every operation returns 0, the system's error number, PlainFile::kAnotherFile or, where a file is taken, kTaken.
+/// Used in one thread.
 class TargetFolder
 {
     Q_DISABLE_COPY_MOVE(TargetFolder)
