@@ -398,23 +398,14 @@ bool DownloadList::changing(Lasting lasting, const std::function<bool()> &work)
     return done || failBy(kind, error);
 }
 
-/// Where somebody has claimed the download since, or taken it out, nothing is done. That a list begun anew in place of
-/// a damaged one lacks it is nobody's doing.
+/// Where somebody has claimed the download since, or taken it out, nothing is done.
 bool DownloadList::changingUnder(qint64 fence, qint64 id, Lasting lasting, const std::function<bool()> &work)
 {
-    bool isLost = false;
-    ProcessIdentity owner;
-    const auto whereItIsOurs = [&] {
-        const std::optional<qint64> newest = fence != 0 ? ListRows::fence(*m_rows, id) : fence;
-        bool isThere = false;
-        if (newest && *newest != fence)
-            owner = ownerOf(id, &isThere);
-        isLost = isThere || (newest && *newest != fence && !m_isNewOne);
-        return newest == fence && work();
-    };
+    Failure lost;
+    const auto whereItIsOurs = [&] { return isOurs(id, fence, &lost) && work(); };
     const bool done = changing(lasting, whereItIsOurs);
-    if (isLost)
-        m_failure = Failure::make(Failure::Kind::OwnedByOther, Failure::Subject::of(id), {}, int(owner.pid));
+    if (lost)
+        m_failure = lost;
     return done;
 }
 

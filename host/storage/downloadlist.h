@@ -75,7 +75,8 @@ public:
     Claim claim(qint64 id, Lease &lease, ProcessIdentity *owner = nullptr) override;
     bool release(qint64 id) override;
     void setWait(int ms) override;
-    void renewClaims() override;
+    bool renewClaims() override;
+    Failure lostTo(qint64 id, qint64 fence) override;
 
     /// Called with each statement before it runs: for who looks into what is slow.
     void setStatementObserver(const std::function<void(const QString &statement)> &observer);
@@ -102,6 +103,7 @@ private:
     bool read(qint64 id, Lease &lease);
     Claim claim(qint64 id, ProcessIdentity *owner, const std::function<bool()> &andThen);
     ProcessIdentity ownerOf(qint64 id, bool *found);
+    bool isOurs(qint64 id, qint64 fence, Failure *lost);
     bool setOwner(qint64 id, const ProcessIdentity &owner);
 
     QString m_path;

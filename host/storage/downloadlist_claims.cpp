@@ -72,6 +72,27 @@ ProcessIdentity DownloadList::ownerOf(qint64 id, bool *found)
     return {row->value(0).toNumber(), row->value(1).toNumber(), row->value(2).toText()};
 }
 
+/// Inside of a transaction. That a list begun anew in place of a damaged one lacks a download is nobody's doing.
+/// @param lost gets who has it now
+bool DownloadList::isOurs(qint64 id, qint64 fence, Failure *lost)
+{
+    const std::optional<qint64> newest = fence != 0 ? ListRows::fence(*m_rows, id) : fence;
+    if (!newest || *newest == fence)
+        return newest.has_value();
+    bool isThere = false;
+    const ProcessIdentity owner = ownerOf(id, &isThere);
+    if (isThere || !m_isNewOne)
+        *lost = Failure::make(Failure::Kind::OwnedByOther, Failure::Subject::of(id), {}, int(owner.pid));
+    return false;
+}
+
+Failure DownloadList::lostTo(qint64 id, qint64 fence)
+{
+    Failure lost;
+    reading([&] { return isOurs(id, fence, &lost) || lost; });
+    return lost;
+}
+
 bool DownloadList::setOwner(qint64 id, const ProcessIdentity &owner)
 {
     SqlValues values(3);
@@ -91,8 +112,7 @@ void DownloadList::setWait(int ms)
 }
 
 /// Nobody waits for it: where it fails, the next one makes up for it.
-void DownloadList::renewClaims()
+bool DownloadList::renewClaims()
 {
-    if (isOpen() && m_isOwner)
-        changing(Lasting::ThisRunOfTheMachine, [this] { return Owners::renew(*m_rows); });
+    return !isOpen() || !m_isOwner || changing(Lasting::ThisRunOfTheMachine, [this] { return Owners::renew(*m_rows); });
 }

@@ -141,8 +141,12 @@ public:
     /// The same for many, which may take its time. Calls that come later see it; where it fails, their owner's end
     /// gives them up.
     virtual void releaseSoon(const QList<qint64> &ids);
-    /// So long an operation waits, from now on, for somebody else who has the store to himself; -1 = as long as at first.
+    /// So long an operation waits, from now on, for somebody else who has the store to himself; -1 = as long as at
+    /// first.
     virtual void setWait(int) {}
-    /// To be called every Owners::kRenewMs: else other machines take this process for dead.
-    virtual void renewClaims() {}
+    /// To be called every Owners::kRenewMs: else other machines take this process for dead. False = it did not work.
+    virtual bool renewClaims() { return true; }
+    /// Who has claimed a download since it was under that number, or removed it: the failure of what is written under
+    /// it. None = nobody has, or nobody can tell.
+    virtual Failure lostTo(qint64 id, qint64 fence) = 0;
 };

@@ -350,6 +350,11 @@ bool MemoryStore::release(qint64 id)
     return row != nullptr;
 }
 
+Failure MemoryStore::lostTo(qint64 id, qint64 fence)
+{
+    return find(id, fence) || m_failure.kind != Failure::Kind::OwnedByOther ? Failure() : m_failure;
+}
+
 bool MemoryStore::isMeant(const Row &row, ListFilter filter)
 {
     const ListEntry entry = entryOf(row);

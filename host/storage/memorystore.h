@@ -49,6 +49,7 @@ public:
     Claim claim(qint64 id, ProcessIdentity *owner = nullptr) override;
     Claim claim(qint64 id, Lease &lease, ProcessIdentity *owner = nullptr) override;
     bool release(qint64 id) override;
+    Failure lostTo(qint64 id, qint64 fence) override;
 
 private:
     struct Row {

@@ -17,6 +17,9 @@ namespace Owners
 constexpr qint64 kLeaseSeconds = 60;
 /// And so often it is.
 constexpr int kRenewMs = 20 * 1000;
+/// For so long nobody takes an owner for dead: the end is in whole seconds, clocks of machines differ, and a block that
+/// is on its way to the disk takes its time.
+constexpr int kSureMs = 50 * 1000;
 
 /// Puts off this process's. False when a statement failed, with the reason in the rows.
 bool renew(RecordRows &rows);

@@ -8,13 +8,39 @@
 
 #include <QPointer>
 
+#include <algorithm>
+#include <ctime>
 #include <functional>
+#include <limits>
 
 using namespace Qt::StringLiterals;
 
+namespace
+{
+
+constexpr qint64 kMsPerSecond = 1000;
+constexpr qint64 kNsPerMs = 1000 * 1000;
+/// Of what is not open, and what nobody else can claim.
+constexpr qint64 kForEver = std::numeric_limits<qint64>::max();
+
+/// Where the list cannot be changed.
+constexpr qint64 kUntilLookedAgainMs = 5 * kMsPerSecond;
+
+/// Goes on while the machine sleeps, as the clocks of others do.
+qint64 nowMs()
+{
+    timespec now = {};
+    ::clock_gettime(CLOCK_BOOTTIME, &now);
+    return now.tv_sec * kMsPerSecond + now.tv_nsec / kNsPerMs;
+}
+
+}
+
 /// A list that is not open says so itself.
-StoreThread::StoreThread(int renewMs)
+StoreThread::StoreThread(int renewMs, qint64 sureMs)
     : m_renewMs(renewMs)
+    , m_sureMs(sureMs)
+    , m_sureUntilMs(kForEver)
     , m_store(std::make_unique<DownloadList>())
 {
     m_thread.setObjectName(u"list"_s);
@@ -39,8 +65,9 @@ bool StoreThread::open(const StoreChoice &choice)
     }
     m_store = std::move(opened);
     inThread([this] {
+        m_sureUntilMs = nowMs() + m_sureMs;
         m_renewal = std::make_unique<QTimer>();
-        QObject::connect(m_renewal.get(), &QTimer::timeout, &m_there, [this] { m_store->renewClaims(); });
+        QObject::connect(m_renewal.get(), &QTimer::timeout, &m_there, [this] { renew(); });
         m_renewal->start(m_renewMs);
     });
     m_path = m_store->path();
@@ -55,6 +82,7 @@ void StoreThread::end()
         return;
     inThread([this] {
         m_renewal.reset();
+        m_sureUntilMs = kForEver;
         m_store = std::make_unique<DownloadList>();
     });
     m_thread.quit();
@@ -255,4 +283,59 @@ DownloadStore::Claim StoreThread::claim(qint64 id, Lease &lease, ProcessIdentity
 bool StoreThread::release(qint64 id)
 {
     return call([id](DownloadStore &store) { return store.release(id); });
+}
+
+bool StoreThread::renewClaims()
+{
+    return call([](DownloadStore &store) { return store.renewClaims(); });
+}
+
+Failure StoreThread::lostTo(qint64 id, qint64 fence)
+{
+    return call([=](DownloadStore &store) { return store.lostTo(id, fence); });
+}
+
+bool StoreThread::isSure(int lapses) const
+{
+    // In this order: what was renewed meanwhile has been counted before.
+    return nowMs() <= m_sureUntilMs && lapses == m_lapses;
+}
+
+Failure StoreThread::look(qint64 id, qint64 fence, int *lapses)
+{
+    Failure lost;
+    if (!m_thread.isRunning())
+        return lost;
+    inThread([&] {
+        m_store->setWait(kClaimWaitMs);
+        if (nowMs() > m_sureUntilMs)
+            renew();
+        *lapses = m_lapses;
+        lost = m_store->lostTo(id, fence);
+        m_store->setWait(-1);
+    });
+    return lost;
+}
+
+/// Behind a renewal that is under way.
+void StoreThread::doubt()
+{
+    if (m_thread.isRunning())
+        inThread([this] { m_sureUntilMs = 0; });
+}
+
+/// In the list's thread. The time counts from before it: the process may stand still in the middle. A list that takes
+/// nothing is no reason to stop: whose a download is can still be read, and nobody else claims anything there either,
+/// as a rule.
+void StoreThread::renew()
+{
+    const qint64 now = nowMs();
+    const bool isLate = now > m_sureUntilMs;
+    if (isLate)
+        ++m_lapses;
+    const bool isDone = m_store->renewClaims();
+    if (isDone || isLate)
+        m_sureUntilMs = now + (isDone ? m_sureMs : std::min(m_sureMs, kUntilLookedAgainMs));
+    if (isDone && isLate)
+        Q_EMIT lapsed();
 }

@@ -9,6 +9,7 @@
 #include <QThread>
 #include <QTimer>
 
+#include <atomic>
 #include <functional>
 #include <memory>
 
@@ -28,8 +29,8 @@ class StoreThread : public QObject, public DownloadStore
     Q_DISABLE_COPY_MOVE(StoreThread)
 
 public:
-    /// @param renewMs between two renewClaims() of its store
-    explicit StoreThread(int renewMs = Owners::kRenewMs);
+    /// @param renewMs between two renewClaims() of its store @param sureMs so long after one its claims hold for sure
+    explicit StoreThread(int renewMs = Owners::kRenewMs, qint64 sureMs = Owners::kSureMs);
     ~StoreThread() override;
 
     /// So long a claim waits for another process that has the list to itself. Who claims can do so later, and nothing
@@ -75,16 +76,35 @@ public:
     Claim claim(qint64 id, Lease &lease, ProcessIdentity *owner = nullptr) override;
     bool release(qint64 id) override;
     void releaseSoon(const QList<qint64> &ids) override;
+    bool renewClaims() override;
+    Failure lostTo(qint64 id, qint64 fence) override;
+
+    /// In any thread: the claims of this process hold, if they did after so many lapses, which is how often they were
+    /// renewed too late, and so may have been another's meanwhile.
+    bool isSure(int lapses) const;
+    /// In any thread but the list's: renews the claims, if that is overdue, and answers as lostTo().
+    /// @param lapses gets how many there had been before it was looked at
+    Failure look(qint64 id, qint64 fence, int *lapses);
+    /// The claims may be another's by now: for who hears that the machine has slept.
+    void doubt();
+
+Q_SIGNALS:
+    /// The claims were renewed too late: each of them is to be looked at.
+    void lapsed();
 
 private:
     template<typename Question>
     auto call(const Question &question);
     void inThread(const std::function<void()> &work);
     void end();
+    void renew();
 
     QThread m_thread;
     QObject m_there; ///< lives in it
     const int m_renewMs;
+    const qint64 m_sureMs;
+    std::atomic<qint64> m_sureUntilMs; ///< since the machine started, and also while it sleeps
+    std::atomic<int> m_lapses = 0;
     std::unique_ptr<QTimer> m_renewal; ///< made and deleted there
     std::unique_ptr<DownloadStore> m_store; ///< used there, and here while nothing runs there
     qint64 m_calls = 0;

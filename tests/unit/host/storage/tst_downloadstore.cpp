@@ -489,6 +489,9 @@ void TestDownloadStore::whoLostItsClaimWritesNothing()
     QCOMPARE(list.claim(record.id, second), DownloadStore::Claim::Taken);
     QVERIFY(second.fence > first.fence);
 
+    QVERIFY(!list.lostTo(record.id, second.fence));
+    QCOMPARE(list.lostTo(record.id, first.fence).kind, Failure::Kind::OwnedByOther);
+
     const auto lasting = DownloadStore::Lasting::Always;
     record.title = u"late"_s;
     ResourceMemory memory;
@@ -522,6 +525,7 @@ void TestDownloadStore::whoseDownloadIsRemovedHasLostIt()
     Lease lease;
     QCOMPARE(list.claim(record.id, lease), DownloadStore::Claim::Taken);
     QVERIFY(list.remove(record.id));
+    QCOMPARE(list.lostTo(record.id, lease.fence).kind, Failure::Kind::OwnedByOther);
     QVERIFY(!list.update(record, {{}, {}, {}, lease.fence}, DownloadStore::Lasting::Always));
     QCOMPARE(list.lastFailure().kind, Failure::Kind::OwnedByOther);
     QCOMPARE(list.lastFailure().number, 0);
