@@ -7,6 +7,7 @@
 #include <host/policy/contentencoding.h>
 #include <host/policy/finishnow.h>
 #include <host/policy/proxychoice.h>
+#include <host/storage/claimfence.h>
 #include <inet/qt/download/framework/ownfiles.h>
 
 #include <QThread>
@@ -52,7 +53,10 @@ DownloadRun::DownloadRun(AbstractDownload *download, DownloadStore *list, QObjec
     connect(m_download, &AbstractDownload::gotResponseHeaders, this, &DownloadRun::onResponseHeaders);
 }
 
-DownloadRun::~DownloadRun() = default;
+DownloadRun::~DownloadRun()
+{
+    unguard();
+}
 
 void DownloadRun::setGuard(const std::shared_ptr<ResourceGuard> &guard)
 {
@@ -143,6 +147,8 @@ void DownloadRun::run(AbstractDownloadCommand command, const Lease &lease)
     m_contentEncoding = lease.contentEncoding;
     if (hasFileOnDisk(m_saved) && !m_saved.isFinished())
         OwnFiles::set(m_saved.filePath(0), m_file);
+    if (hasFileOnDisk(m_saved))
+        guard(m_saved.filePath(0));
     const bool isAnew = command == AbstractDownloadCommand::Restart;
     if (isAnew)
         m_savedMemory.reset();
@@ -257,12 +263,31 @@ void DownloadRun::onFilesOperations(bool performing)
     if (!performing && !m_isLasting)
         leaveSpaceUntaken();
     const Info record = info();
+    // Before its first writer opens it.
+    if (!performing && hasFileOnDisk(record))
+        guard(record.filePath(0));
     if (!performing || record.destinationType != Info::ToFolder || record.files.isEmpty()
         || record.files.first().isOnDisk())
         return;
     m_file = FileIdentity::planned();
     if (!m_syncing && m_list && !m_isClaimLost)
         writeAtOnce(whatMayBeSaid(record));
+}
+
+void DownloadRun::guard(const QString &path)
+{
+    if (!m_fence || m_guarded.contains(path))
+        return;
+    m_guarded.append(path);
+    OwnFiles::setPermission(path, [fence = m_fence] { return fence->holds(); });
+}
+
+/// What outlived the list would ask it no more.
+void DownloadRun::unguard()
+{
+    for (const QString &path : std::as_const(m_guarded))
+        OwnFiles::forget(path);
+    m_guarded.clear();
 }
 
 /// Before the file's first writer opens it: what nobody keeps takes no more room than what is written.
@@ -277,9 +302,13 @@ void DownloadRun::end()
 {
     if (m_life != Life::Running)
         return;
+    // Who was refused the file ends with the error of a disk.
+    if (const Failure lost = m_fence ? m_fence->lost() : Failure())
+        loseClaim(lost);
     advance(Life::Ending);
     if (const Info record = info(); hasFileOnDisk(record))
         OwnFiles::forget(record.filePath(0));
+    unguard();
     save();
     // The download is still inside its own signal.
     if (!isSaving())

@@ -13,12 +13,14 @@
 #include <QObject>
 #include <QSharedPointer>
 #include <QString>
+#include <QStringList>
 #include <QTimer>
 
 #include <functional>
 #include <memory>
 #include <optional>
 
+class ClaimFence;
 class DownloadAccessChief;
 class ResourceGuard;
 
@@ -37,9 +39,9 @@ class ResourceGuard;
 /// What is there of the file came in one Content-Encoding, and what comes in another is no rest of it: such an answer
 /// ends the run as one from a server that has another file by now. After a sync that failed nothing that was written in
 /// this run is counted: the system forgets such a failure once it was told, so that no later success means anything.
-/// Where somebody else has claimed the download since, the list takes nothing of this run any more: it is stopped. So it
-/// is where the list does not take back what it says of bytes: whoever came after a crash would believe that. A restart
-/// then does not begin, and the file stays as it is.
+/// Where somebody else has claimed the download since, neither the list nor the file takes anything of this run any
+/// more: it is stopped. So it is where the list does not take back what it says of bytes: whoever came after a crash
+/// would believe that. A restart then does not begin, and the file stays as it is.
 class DownloadRun : public QObject
 {
     Q_OBJECT
@@ -68,6 +70,10 @@ public:
 
     /// The one of the download's access chief; before run(). What it refuses ends the run as a changed resource.
     void setGuard(const std::shared_ptr<ResourceGuard> &guard);
+
+    /// Of the claim under which it runs; before run(). Asked before anything is done to the file. None = the file
+    /// cannot be lost to anybody.
+    void setFence(const std::shared_ptr<ClaimFence> &fence) { m_fence = fence; }
 
     /// Before run(). False = nobody wants the file once this process has ended: the disk need not have what the list
     /// says, and no room of it is taken ahead.
@@ -102,6 +108,8 @@ public:
     /// that it knows; the list is written under its number
     void run(AbstractDownloadCommand command, const Lease &lease = {});
     void stop();
+    /// Looks whether the download is still this process's; where it is not, as cannotGoOn() says.
+    void lookAfterClaim();
     /// Is content with what is there; for what FinishNow does not refuse.
     void finishNow();
 
@@ -136,6 +144,9 @@ private:
     void onRunning(bool isRunning);
     void onFilesOperations(bool performing);
     void onChange(const QString &reason);
+    void guard(const QString &path);
+    void unguard();
+    void loseClaim(const Failure &who);
     void giveUp(const Failure &why);
     void onResponseHeaders(qint64 sectionId, const QList<QString> &headers);
     std::string whoRefused(const AbstractDownloadPersistentInfo &record) const;
@@ -185,6 +196,8 @@ private:
     std::function<QUrl(const QUrl &)> m_proxyFor;
     std::function<QString(const QUrl &)> m_userFor;
     QSharedPointer<DownloadAccessChief> m_chief;
+    std::shared_ptr<ClaimFence> m_fence; ///< null = there is none
+    QStringList m_guarded; ///< paths of files that need its permission
     std::shared_ptr<ResourceGuard> m_guard; ///< null = everything is welcome
     std::optional<ResourceMemory> m_savedMemory; ///< what the list has of the guard's; nothing = another
     QString m_contentEncoding; ///< of what is there or comes; null = nobody has said yet

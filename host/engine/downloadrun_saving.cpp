@@ -3,6 +3,7 @@
 
 #include <host/network/resourceguard.h>
 #include <host/policy/diskcheck.h>
+#include <host/storage/claimfence.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -216,8 +217,7 @@ void DownloadRun::onWritten(quint64 number, const AbstractDownloadPersistentInfo
                             const std::optional<ResourceMemory> &memory, const Failure &failure)
 {
     if (failure.kind == Failure::Kind::OwnedByOther) {
-        m_isClaimLost = true;
-        giveUp(failure);
+        loseClaim(failure);
     } else if (failure) {
         Failure told = failure;
         told.subject.id = record.id;
@@ -232,6 +232,18 @@ void DownloadRun::onWritten(quint64 number, const AbstractDownloadPersistentInfo
             m_lease.memory = *memory;
         m_savedMemory = memory ? memory : m_savedMemory;
     }
+}
+
+void DownloadRun::lookAfterClaim()
+{
+    if (m_life == Life::Running && m_fence && !m_fence->holds())
+        loseClaim(m_fence->lost());
+}
+
+void DownloadRun::loseClaim(const Failure &who)
+{
+    m_isClaimLost = true;
+    giveUp(who);
 }
 
 void DownloadRun::giveUp(const Failure &why)

@@ -62,6 +62,7 @@ bool DownloadSession::open(const SessionOptions &options, Failure *failure)
         *failure = listFailure();
         return false;
     }
+    connect(&m_list, &StoreThread::lapsed, this, &DownloadSession::lookAfterClaims);
     m_writers.begin();
     return true;
 }

@@ -9,6 +9,7 @@
 #include <host/network/resourceguard.h>
 #include <host/policy/diskcheck.h>
 #include <host/policy/finishnow.h>
+#include <host/storage/claimfence.h>
 #include <host/storage/filetime.h>
 #include <host/storage/replacedfile.h>
 #include <inet/qt/download/framework/abstractdownloadmodule.h>
@@ -245,6 +246,8 @@ void DownloadSession::run(const Lease &lease, DownloadStore *list, AbstractDownl
     chief->serve(*download, serversOf(record));
     running->setChief(chief);
     running->setGuard(guard);
+    if (list)
+        running->setFence(std::make_shared<ClaimFence>(m_list, record.id, lease.fence));
     running->setSources(sources);
     running->setLasting(!m_streams.contains(record.id));
     running->setProxies([chief = m_chief](const QUrl &url) { return chief->proxyFor(url); });
@@ -259,6 +262,14 @@ void DownloadSession::run(const Lease &lease, DownloadStore *list, AbstractDownl
     running->setUsage(usageOf(lease.options));
     download->setInfo(record);
     running->run(command, lease);
+}
+
+/// Also what writes nothing now, as from a server that is silent, is over where it is another's.
+void DownloadSession::lookAfterClaims()
+{
+    const QList<DownloadRun *> runs = m_running.values();
+    for (DownloadRun *const run : runs)
+        run->lookAfterClaim();
 }
 
 ResourceMemory DownloadSession::memoryOf(const Lease &lease)

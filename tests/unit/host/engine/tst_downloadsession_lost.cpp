@@ -1,0 +1,175 @@
+// SPDX-License-Identifier: MIT
+#include <host/engine/downloadqueue.h>
+#include <host/engine/downloadsession.h>
+#include <tests/support/scriptedserver.h>
+#include <tests/support/sqlfile.h>
+#include <tests/support/testfiles.h>
+
+#include <QFileInfo>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+constexpr quint64 kSeed = 62;
+constexpr qint64 kSize = 2000000;
+constexpr qint64 kHalf = kSize / 2;
+
+}
+
+/// Downloads of the real module in a process that stood still for so long that others may have taken them, and have.
+class TestDownloadSessionLost : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+    void theFileOfWhatIsAnothersGetsNoByteMore();
+    void theFileOfWhatIsAnothersDoesNotGetItsName();
+    void whatIsAnothersIsOverThoughNothingComes();
+    void whatIsStillOursGoesOn();
+
+private:
+    qint64 append(const QString &path);
+    /// Half of it is on the disk and in the list, and the rest waits at the server.
+    qint64 beginHalf(const QString &path);
+    void lose(qint64 id) const
+    {
+        QVERIFY(m_other->run(u"UPDATE downloads SET fence = fence + 1, owner_pid = 77, owner_boot_id = 'there' "
+                             u"WHERE id = %1"_s.arg(id)));
+    }
+    /// As if this process had stood still until now.
+    void standStill() { static_cast<StoreThread &>(m_session->list()).doubt(); }
+    QString partOf(const QString &path) const { return m_dir->path() + path + ".part"_L1; }
+    Failure failureOf(qint64 id) const { return m_ends.value(id).failure; }
+
+    std::unique_ptr<QTemporaryDir> m_dir;
+    std::unique_ptr<ScriptedServer> m_server;
+    std::unique_ptr<DownloadSession> m_session;
+    std::unique_ptr<DownloadQueue> m_queue;
+    std::unique_ptr<SqlFile> m_other;
+    QHash<qint64, DownloadOutcome> m_ends;
+};
+
+void TestDownloadSessionLost::init()
+{
+    m_ends.clear();
+    m_dir = std::make_unique<QTemporaryDir>();
+    m_server = std::make_unique<ScriptedServer>();
+    m_server->setFallback([](const ScriptedRequest &request) {
+        ScriptedResponse response = ScriptedResponse::file(kSeed, kSize);
+        response.holdAfter = kHalf;
+        response.holdGate = QString::fromLatin1(request.path());
+        return response;
+    });
+    m_session = std::make_unique<DownloadSession>();
+    SessionOptions options;
+    options.listPath = m_dir->filePath(u"list.sqlite"_s);
+    options.moduleFolders = {QStringLiteral(MODULE_FOLDER)};
+    options.usage.maximumConnections = 1;
+    Failure failure;
+    QVERIFY2(m_session->open(options, &failure), qPrintable(failure.plain()));
+    m_other = std::make_unique<SqlFile>(options.listPath);
+    m_queue = std::make_unique<DownloadQueue>(*m_session, QueueOptions());
+    connect(m_queue.get(), &DownloadQueue::ended, this,
+            [this](const DownloadOutcome &outcome) { m_ends.insert(outcome.id, outcome); });
+}
+
+void TestDownloadSessionLost::cleanup()
+{
+    m_queue.reset();
+    // In order, so that nothing is left behind in the writers' thread.
+    QSignalSpy closed(m_session.get(), &DownloadSession::closed);
+    m_session->close();
+    QTRY_COMPARE(closed.size(), 1);
+    m_session.reset();
+    m_server.reset();
+}
+
+qint64 TestDownloadSessionLost::append(const QString &path)
+{
+    DownloadRequest request;
+    request.url = m_server->url(path);
+    request.folder = m_dir->path();
+    Failure failure;
+    const qint64 id = m_session->add(request, &failure);
+    m_queue->append(id);
+    return id;
+}
+
+qint64 TestDownloadSessionLost::beginHalf(const QString &path)
+{
+    const qint64 id = append(path);
+    const auto isKept = [this, id] {
+        return m_session->list().load(id).value_or(DownloadStore::Record()).bytesDownloaded(false) == kHalf;
+    };
+    return QTest::qWaitFor(isKept, ScriptedServer::kPatienceMs) ? id : 0;
+}
+
+void TestDownloadSessionLost::theFileOfWhatIsAnothersGetsNoByteMore()
+{
+    const qint64 id = beginHalf(u"/a.bin"_s);
+    QVERIFY(id > 0);
+    lose(id);
+    const QByteArray before = TestFiles::sha256OfFile(partOf(u"/a.bin"_s));
+    standStill();
+    m_server->release(u"/a.bin"_s);
+    QTRY_VERIFY(m_ends.contains(id));
+    QCOMPARE(failureOf(id).kind, Failure::Kind::OwnedByOther);
+    QCOMPARE(failureOf(id).number, 77);
+    QCOMPARE(TestFiles::sha256OfFile(partOf(u"/a.bin"_s)), before);
+}
+
+void TestDownloadSessionLost::theFileOfWhatIsAnothersDoesNotGetItsName()
+{
+    const qint64 id = beginHalf(u"/a.bin"_s);
+    QVERIFY(id > 0);
+    connect(m_session.get(), &DownloadSession::performingFilesOperations, this, [&] {
+        if (m_ends.isEmpty() && m_session->info(id).bytesDownloaded(false) == kSize) {
+            lose(id);
+            standStill();
+        }
+    });
+    m_server->release(u"/a.bin"_s);
+    QTRY_VERIFY(m_ends.contains(id));
+    QCOMPARE(failureOf(id).kind, Failure::Kind::OwnedByOther);
+    QVERIFY(QFileInfo::exists(partOf(u"/a.bin"_s)));
+    QVERIFY(!QFileInfo::exists(m_dir->filePath(u"a.bin"_s)));
+}
+
+void TestDownloadSessionLost::whatIsAnothersIsOverThoughNothingComes()
+{
+    const qint64 silent = beginHalf(u"/silent.bin"_s);
+    const qint64 ours = beginHalf(u"/ours.bin"_s);
+    QVERIFY(silent > 0 && ours > 0);
+    lose(silent);
+    standStill();
+    m_server->release(u"/ours.bin"_s);
+    QTRY_VERIFY(m_ends.contains(silent));
+    QCOMPARE(failureOf(silent).kind, Failure::Kind::OwnedByOther);
+    QTRY_VERIFY(m_ends.contains(ours));
+    QCOMPARE(failureOf(ours).kind, Failure::Kind::None);
+}
+
+void TestDownloadSessionLost::whatIsStillOursGoesOn()
+{
+    const qint64 id = beginHalf(u"/a.bin"_s);
+    QVERIFY(id > 0);
+    QVERIFY(m_other->run(u"UPDATE owners SET until = 1"_s));
+    standStill();
+    m_server->release(u"/a.bin"_s);
+    QTRY_VERIFY(m_ends.contains(id));
+    QCOMPARE(failureOf(id).kind, Failure::Kind::None);
+    QCOMPARE(TestFiles::sha256OfFile(m_dir->filePath(u"a.bin"_s)), TestFiles::sha256OfContent(kSeed, kSize));
+    QVERIFY(m_other->value(u"SELECT until FROM owners"_s).toLongLong() > 1);
+}
+
+QTEST_GUILESS_MAIN(TestDownloadSessionLost)
+#include "tst_downloadsession_lost.moc"
