@@ -80,7 +80,8 @@ bool DownloadSession::setUrl(qint64 id, const DownloadRequest &asked, Failure *f
     if (!isServed(asked.url, failure))
         return false;
     const DownloadRequest request = withoutSecrets(asked);
-    const auto merge = [this, &request, id](AbstractDownloadPersistentInfo &record) {
+    const auto merge = [this, &request, id](Lease &lease) {
+        AbstractDownloadPersistentInfo &record = lease.record;
         if (record.isFinished())
             return cannotChange(id, Clause::Kind::Finished);
         // The module knows which of a record's fields belong to the address.
@@ -93,21 +94,20 @@ bool DownloadSession::setUrl(qint64 id, const DownloadRequest &asked, Failure *f
         fresh.finalUrl.clear();
         if (!download->mergeIntoThisDownload(fresh, {{u"Update URL"_s}}))
             return cannotChange(id, Clause::Kind::NoOtherAddress);
-        DownloadOptions options = m_list.options(id);
-        forgetSecretsOf(record.url, request.url, options);
-        request.changes.applyTo(options);
+        forgetSecretsOf(record.url, request.url, lease.options);
+        request.changes.applyTo(lease.options);
         record = download->info();
         addHarmless(request.headers, record);
-        return m_list.setOptions(id, options) ? Failure() : listFailure();
+        return m_list.setOptions(id, lease.options, lease.fence) ? Failure() : listFailure();
     };
     return change(id, merge, failure);
 }
 
 bool DownloadSession::remove(qint64 id, bool withFile, Failure *failure)
 {
-    const auto removed = [this, id, withFile](AbstractDownloadPersistentInfo &record) {
-        const Failure undeleted = leaveDisk(record, withFile);
-        return undeleted || m_list.remove(id, fenceOf(id)) ? undeleted : listFailure();
+    const auto removed = [this, id, withFile](Lease &lease) {
+        const Failure undeleted = leaveDisk(lease, withFile);
+        return undeleted || m_list.remove(id, lease.fence) ? undeleted : listFailure();
     };
     if (!change(id, removed, failure))
         return false;

@@ -226,7 +226,6 @@ private:
     std::shared_ptr<DownloadStream> makeStream(DownloadRequest &request, Failure *failure);
     bool prepareStream(Lease &lease, Failure *failure) const;
     bool mayBegin(qint64 id, Failure *failure) const;
-    bool takeClaim(qint64 id, Failure *failure);
     bool takeLease(qint64 id, Lease &lease, Failure *failure);
     bool isTaken(qint64 id, DownloadStore::Claim claim, const ProcessIdentity &owner, Failure *failure);
     void releaseClaim(qint64 id);
@@ -234,12 +233,15 @@ private:
     void releaseRest();
 
     std::optional<Lease> claimToRun(qint64 id, Failure *failure);
-    bool checkAgainstDisk(AbstractDownloadPersistentInfo &record, const FileIdentity &file);
-    bool fetchAgainIfGone(AbstractDownloadPersistentInfo &record);
+    Failure lostBetweenRuns(const Lease &held);
+    void leaveClaim(qint64 id, const Failure &why);
+    bool updateUnder(const Lease &lease);
+    bool checkAgainstDisk(Lease &lease);
+    bool fetchAgainIfGone(Lease &lease);
     void findFile(const AbstractDownloadPersistentInfo &record, const FileIdentity &file) const;
-    Failure leaveDisk(const AbstractDownloadPersistentInfo &record, bool withFile);
+    Failure leaveDisk(const Lease &lease, bool withFile);
     void run(const Lease &lease, DownloadStore *list, AbstractDownloadCommand command, const Sources &sources = {});
-    bool change(qint64 id, const std::function<Failure(AbstractDownloadPersistentInfo &)> &how, Failure *failure);
+    bool change(qint64 id, const std::function<Failure(Lease &)> &how, Failure *failure);
     /// Length of the file that the record names; -1 when it is not there. A link is none of ours, nor is a file that is
     /// known to be another than the one that was made.
     static qint64 lengthOnDisk(const AbstractDownloadPersistentInfo &record, const FileIdentity &known);

@@ -100,8 +100,8 @@ bool DownloadSession::renew(qint64 id, const OptionChanges &given, Failure *fail
     QVariantMap harmless;
     changes.secretHeaders = sorted(record->url, changes.headers, changes.headersForAll, &harmless);
     addHarmless(harmless, *record);
-    const auto putHeaders = [&record](Record &fresh) {
-        fresh.parameters = record->parameters;
+    const auto putHeaders = [&record](Lease &fresh) {
+        fresh.record.parameters = record->parameters;
         return Failure();
     };
     if (record->parameters != before && !change(id, putHeaders, failure))

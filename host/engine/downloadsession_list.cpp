@@ -7,6 +7,7 @@
 #include <host/engine/moduleregistry.h>
 #include <host/policy/diskcheck.h>
 #include <host/storage/abandonedfile.h>
+#include <host/storage/claimfence.h>
 #include <host/storage/processidentity.h>
 #include <host/storage/renamedfile.h>
 #include <inet/qt/download/framework/abstractdownload.h>
@@ -149,15 +150,6 @@ void DownloadSession::warnOfTheSame(const AbstractDownloadPersistentInfo &record
     }
 }
 
-bool DownloadSession::takeClaim(qint64 id, Failure *failure)
-{
-    Q_ASSERT(QThread::currentThread() == thread());
-    ProcessIdentity owner;
-    const bool isUpToDate = m_unsaved.writeNow(id);
-    const DownloadStore::Claim claim = isUpToDate ? m_list.claim(id, &owner) : DownloadStore::Claim::Failed;
-    return isTaken(id, claim, owner, failure);
-}
-
 bool DownloadSession::takeLease(qint64 id, Lease &lease, Failure *failure)
 {
     Q_ASSERT(QThread::currentThread() == thread());
@@ -214,30 +206,53 @@ std::optional<Lease> DownloadSession::claimToRun(qint64 id, Failure *failure)
     Lease lease = held ? *held : Lease();
     if (!held && !takeLease(id, lease, failure))
         return std::nullopt;
-    if (!isServed(lease.record.url, failure)) {
-        releaseClaim(id);
+    *failure = held ? lostBetweenRuns(lease) : Failure();
+    if (*failure || !isServed(lease.record.url, failure)) {
+        leaveClaim(id, *failure);
         return std::nullopt;
     }
-    if (!checkAgainstDisk(lease.record, lease.file)) {
+    if (!checkAgainstDisk(lease)) {
         *failure = listFailure();
-        releaseClaim(id);
+        leaveClaim(id, *failure);
         return std::nullopt;
     }
     return lease;
 }
 
+/// Before anything is done to its file: a process may stand still while a download rests, too.
+Failure DownloadSession::lostBetweenRuns(const Lease &held)
+{
+    ClaimFence fence(m_list, held.record.id, held.fence);
+    return fence.holds() ? Failure() : fence.lost();
+}
+
+/// What does not run after all. What is another process's is not held any more either.
+void DownloadSession::leaveClaim(qint64 id, const Failure &why)
+{
+    if (why.kind == Failure::Kind::OwnedByOther)
+        m_held.remove(id);
+    releaseClaim(id);
+}
+
+/// With nothing beside the record.
+bool DownloadSession::updateUnder(const Lease &lease)
+{
+    return m_list.update(lease.record, {{}, {}, {}, lease.fence}, DownloadStore::Lasting::Always);
+}
+
 /// False = the list goes on saying what the disk cannot hold. The file must not grow then: it would look as if it had
 /// those bytes.
-bool DownloadSession::checkAgainstDisk(AbstractDownloadPersistentInfo &record, const FileIdentity &file)
+bool DownloadSession::checkAgainstDisk(Lease &lease)
 {
+    AbstractDownloadPersistentInfo &record = lease.record;
     if (record.isFinished())
         return true;
-    findFile(record, file);
+    findFile(record, lease.file);
     const auto subject = Failure::Subject::of(record);
-    const DiskCheck::Repair repair = DiskCheck::repair(record, lengthOnDisk(record, file));
+    const DiskCheck::Repair repair = DiskCheck::repair(record, lengthOnDisk(record, lease.file));
     if (repair == DiskCheck::Repair::None)
         return true;
-    if (!m_list.update(record))
+    if (!updateUnder(lease))
         return false;
     const bool isCut = repair == DiskCheck::Repair::CutBack;
     Q_EMIT warned(record.id, Failure::make(isCut ? Failure::Kind::FileShorter : Failure::Kind::FileMissing, subject));
@@ -264,8 +279,9 @@ qint64 DownloadSession::lengthOnDisk(const AbstractDownloadPersistentInfo &recor
 
 /// What stands in the place of a finished file is left alone, whatever it is; where nothing does, nobody lost anything
 /// by it. False = the list goes on saying that it is whole.
-bool DownloadSession::fetchAgainIfGone(AbstractDownloadPersistentInfo &record)
+bool DownloadSession::fetchAgainIfGone(Lease &lease)
 {
+    AbstractDownloadPersistentInfo &record = lease.record;
     const bool isOfFile = record.destinationType == AbstractDownloadPersistentInfo::ToFolder && !record.files.isEmpty();
     if (!record.isFinished() || !isOfFile)
         return true;
@@ -274,7 +290,7 @@ bool DownloadSession::fetchAgainIfGone(AbstractDownloadPersistentInfo &record)
         return true;
     const auto subject = Failure::Subject::of(record);
     DiskCheck::forgetProgress(record);
-    if (!m_list.update(record))
+    if (!updateUnder(lease))
         return false;
     Q_EMIT warned(record.id, Failure::make(Failure::Kind::FileMissing, subject));
     return true;
@@ -288,9 +304,8 @@ void DownloadSession::checkWhole(AbstractDownloadPersistentInfo &info, const Fil
                            wordsForOther(info)});
 }
 
-/// @param how changes the record; answers why it cannot, or no failure
-bool DownloadSession::change(qint64 id, const std::function<Failure(AbstractDownloadPersistentInfo &)> &how,
-                             Failure *failure)
+/// @param how changes the record of what is ours by then; answers why it cannot, or no failure
+bool DownloadSession::change(qint64 id, const std::function<Failure(Lease &)> &how, Failure *failure)
 {
     *failure = {};
     if (m_running.contains(id)) {
@@ -298,11 +313,11 @@ bool DownloadSession::change(qint64 id, const std::function<Failure(AbstractDown
         failure->remedies = {Failure::Remedy::StopFirst};
         return false;
     }
-    if (!takeClaim(id, failure))
+    Lease lease;
+    if (!takeLease(id, lease, failure))
         return false;
-    std::optional<AbstractDownloadPersistentInfo> record = m_list.load(id);
-    *failure = record ? how(*record) : whyNoRecord(id);
-    if (!*failure && m_list.load(id) && !m_list.update(*record))
+    *failure = how(lease);
+    if (!*failure && m_list.load(id) && !updateUnder(lease))
         *failure = listFailure();
     m_servers.remove(id);
     // Its next run is to find what was changed.
@@ -315,16 +330,15 @@ bool DownloadSession::change(qint64 id, const std::function<Failure(AbstractDown
 
 /// The file goes before the row: what the list has of it no longer, nobody would find. A row whose file is gone can be
 /// removed once more.
-Failure DownloadSession::leaveDisk(const AbstractDownloadPersistentInfo &record, bool withFile)
+Failure DownloadSession::leaveDisk(const Lease &lease, bool withFile)
 {
-    const FileIdentity known = m_list.fileIdentity(record.id);
     if (!withFile) {
-        AbandonedFile::remove(record, known, m_openedAt);
+        AbandonedFile::remove(lease.record, lease.file, m_openedAt);
         return {};
     }
-    if (!record.isFinished())
-        findFile(record, known);
-    return deleteFiles(record, known);
+    if (!lease.record.isFinished())
+        findFile(lease.record, lease.file);
+    return deleteFiles(lease.record, lease.file);
 }
 
 /// What stands in the place of a file is left alone. @param known of its first one

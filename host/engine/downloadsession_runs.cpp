@@ -49,9 +49,9 @@ bool DownloadSession::start(qint64 id, const Sources &sources, Failure *failure)
     std::optional<Lease> lease = claimToRun(id, failure);
     if (!lease)
         return false;
-    if (!fetchAgainIfGone(lease->record)) {
+    if (!fetchAgainIfGone(*lease)) {
         *failure = listFailure();
-        releaseClaim(id);
+        leaveClaim(id, *failure);
         return false;
     }
     const bool isDiscarded = DiskCheck::isDiscarded(lease->record);
@@ -82,12 +82,11 @@ bool DownloadSession::restart(qint64 id, Failure *failure)
 
 bool DownloadSession::beginReplacing(qint64 id, Failure *failure)
 {
-    const auto plan = [this, id](AbstractDownloadPersistentInfo &record) {
-        ReplacedFile::plan(record, m_list.fileIdentity(id));
-        DownloadOptions options = m_list.options(id);
-        options.checksumResult = ChecksumResult::NotCompared;
-        const bool isKept = m_list.setOptions(id, options)
-            && m_list.update(record, {{}, u""_s, ResourceMemory()}, DownloadStore::Lasting::Always);
+    const auto plan = [this, id](Lease &lease) {
+        ReplacedFile::plan(lease.record, lease.file);
+        lease.options.checksumResult = ChecksumResult::NotCompared;
+        const bool isKept = m_list.setOptions(id, lease.options, lease.fence)
+            && m_list.update(lease.record, {{}, u""_s, ResourceMemory(), lease.fence}, DownloadStore::Lasting::Always);
         return isKept ? Failure() : listFailure();
     };
     return change(id, plan, failure);
@@ -108,7 +107,7 @@ bool DownloadSession::finishNow(qint64 id, Failure *failure)
     if (!*failure && !keepThatItIsEarly(*lease))
         *failure = listFailure();
     if (*failure) {
-        releaseClaim(id);
+        leaveClaim(id, *failure);
         return false;
     }
     // All that is there being all that there is, a start has nothing to fetch and gives the file its name.
@@ -123,7 +122,7 @@ bool DownloadSession::keepThatItIsEarly(Lease &lease)
     if (!FinishNow::isEarly(lease.record))
         return true;
     lease.memory.evidence.doubt = Evidence::Doubt::FinishedEarly;
-    return m_list.update(lease.record, {lease.file, lease.contentEncoding, lease.memory},
+    return m_list.update(lease.record, {lease.file, lease.contentEncoding, lease.memory, lease.fence},
                          DownloadStore::Lasting::ThisRunOfTheMachine);
 }
 

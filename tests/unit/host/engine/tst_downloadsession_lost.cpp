@@ -5,11 +5,13 @@
 #include <tests/support/sqlfile.h>
 #include <tests/support/testfiles.h>
 
+#include <QFile>
 #include <QFileInfo>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <functional>
 #include <memory>
 
 using namespace Qt::StringLiterals;
@@ -35,11 +37,16 @@ private Q_SLOTS:
     void theFileOfWhatIsAnothersDoesNotGetItsName();
     void whatIsAnothersIsOverThoughNothingComes();
     void whatIsStillOursGoesOn();
+    void whatWasLostBetweenTwoRunsIsLeftAsItIs();
+    void theListOfWhatIsAnothersIsNotRepaired_data();
+    void theListOfWhatIsAnothersIsNotRepaired();
 
 private:
     qint64 append(const QString &path);
-    /// Half of it is on the disk and in the list, and the rest waits at the server.
+    /// Half of it is on the disk, and the rest waits at the server.
     qint64 beginHalf(const QString &path);
+    /// It rests like this, and stays this process's.
+    qint64 holdHalf(const QString &path);
     void lose(qint64 id) const
     {
         QVERIFY(m_other->run(u"UPDATE downloads SET fence = fence + 1, owner_pid = 77, owner_boot_id = 'there' "
@@ -107,10 +114,17 @@ qint64 TestDownloadSessionLost::append(const QString &path)
 qint64 TestDownloadSessionLost::beginHalf(const QString &path)
 {
     const qint64 id = append(path);
-    const auto isKept = [this, id] {
-        return m_session->list().load(id).value_or(DownloadStore::Record()).bytesDownloaded(false) == kHalf;
-    };
-    return QTest::qWaitFor(isKept, ScriptedServer::kPatienceMs) ? id : 0;
+    const auto isThere = [this, id] { return m_session->info(id).bytesDownloaded(false) == kHalf; };
+    return QTest::qWaitFor(isThere, ScriptedServer::kPatienceMs) ? id : 0;
+}
+
+qint64 TestDownloadSessionLost::holdHalf(const QString &path)
+{
+    const qint64 id = beginHalf(path);
+    m_session->stop(id);
+    Failure failure;
+    const bool isOver = QTest::qWaitFor([this, id] { return m_ends.contains(id); }, ScriptedServer::kPatienceMs);
+    return isOver && m_session->hold(id, &failure) ? id : 0;
 }
 
 void TestDownloadSessionLost::theFileOfWhatIsAnothersGetsNoByteMore()
@@ -149,6 +163,8 @@ void TestDownloadSessionLost::whatIsAnothersIsOverThoughNothingComes()
     const qint64 silent = beginHalf(u"/silent.bin"_s);
     const qint64 ours = beginHalf(u"/ours.bin"_s);
     QVERIFY(silent > 0 && ours > 0);
+    // No save that is due tells it.
+    QTRY_COMPARE(m_session->list().load(silent)->bytesDownloaded(false), kHalf);
     lose(silent);
     standStill();
     m_server->release(u"/ours.bin"_s);
@@ -169,6 +185,65 @@ void TestDownloadSessionLost::whatIsStillOursGoesOn()
     QCOMPARE(failureOf(id).kind, Failure::Kind::None);
     QCOMPARE(TestFiles::sha256OfFile(m_dir->filePath(u"a.bin"_s)), TestFiles::sha256OfContent(kSeed, kSize));
     QVERIFY(m_other->value(u"SELECT until FROM owners"_s).toLongLong() > 1);
+}
+
+/// By its new owner it is finished; the list that this process remembers knows it as incomplete.
+void TestDownloadSessionLost::whatWasLostBetweenTwoRunsIsLeftAsItIs()
+{
+    const qint64 id = holdHalf(u"/a.bin"_s);
+    QVERIFY(id > 0);
+    lose(id);
+    QVERIFY(QFile::rename(partOf(u"/a.bin"_s), m_dir->filePath(u"a.bin"_s)));
+    standStill();
+    Failure failure;
+    QVERIFY(!m_session->start(id, &failure));
+    QCOMPARE(failure.kind, Failure::Kind::OwnedByOther);
+    QCOMPARE(failure.number, 77);
+    QVERIFY(QFileInfo::exists(m_dir->filePath(u"a.bin"_s)));
+    QVERIFY(!m_session->lease(id));
+}
+
+void TestDownloadSessionLost::theListOfWhatIsAnothersIsNotRepaired_data()
+{
+    using Session = DownloadSession;
+    using How = std::function<bool(Session &, qint64, Failure *)>;
+    QTest::addColumn<How>("how");
+    QTest::addColumn<bool>("isFinished");
+    const How start = [](Session &session, qint64 id, Failure *failure) { return session.start(id, failure); };
+    QTest::newRow("that has more than the disk") << start << false;
+    QTest::newRow("that says of a file that is gone that it is whole") << start << true;
+    QTest::newRow("that is to be finished early")
+        << How([](Session &session, qint64 id, Failure *failure) { return session.finishNow(id, failure); }) << false;
+}
+
+/// Also where no clock told that it may be.
+void TestDownloadSessionLost::theListOfWhatIsAnothersIsNotRepaired()
+{
+    using How = std::function<bool(DownloadSession &, qint64, Failure *)>;
+    QFETCH(How, how);
+    QFETCH(bool, isFinished);
+    const qint64 id = holdHalf(u"/a.bin"_s);
+    QVERIFY(id > 0);
+    if (isFinished) {
+        m_server->release(u"/a.bin"_s);
+        m_ends.clear();
+        QVERIFY(m_queue->append(id));
+        QTRY_VERIFY(m_ends.contains(id));
+        QVERIFY(QFile::remove(m_dir->filePath(u"a.bin"_s)));
+        Failure failure;
+        QVERIFY(m_session->hold(id, &failure));
+    } else {
+        QVERIFY(QFile::resize(partOf(u"/a.bin"_s), kHalf / 2));
+    }
+    lose(id);
+    Failure failure;
+    const QList<QVariantList> before = m_other->rows(u"SELECT * FROM sections"_s);
+    const QVariant wasFinished = m_other->value(u"SELECT finished FROM downloads"_s);
+    QVERIFY(!how(*m_session, id, &failure));
+    QCOMPARE(failure.kind, Failure::Kind::OwnedByOther);
+    QCOMPARE(m_other->rows(u"SELECT * FROM sections"_s), before);
+    QCOMPARE(m_other->value(u"SELECT finished FROM downloads"_s), wasFinished);
+    QVERIFY(!m_session->lease(id));
 }
 
 QTEST_GUILESS_MAIN(TestDownloadSessionLost)
