@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <cli/address.h>
 
+#include <cli/foreignbytes.h>
+
 #include <QRegularExpression>
 
 using namespace Qt::StringLiterals;
@@ -73,7 +75,7 @@ QString Address::meant(const QString &text)
 {
     static const QRegularExpression beginning(
         u"^(?://)?(\\[[0-9a-fA-F:.]+\\]|[^\\s/?#:@\\[\\]]+)(?::(\\d{1,5}))?(?=[/?#]|$)"_s);
-    const QString inner = withoutSurroundings(text);
+    const QString inner = withoutSurroundings(ForeignBytes::percentEncoded(text));
     const QRegularExpressionMatch match = beginning.match(inner);
     const QString host = match.captured(1);
     if (!match.hasMatch() || !(isNumeric(host) || isThisMachine(host) || isName(host)))

@@ -10,7 +10,8 @@ namespace Address
 
 /// The address that was meant: without what stands around it, and with a scheme where it begins with a host. https, but
 /// http for this machine, for hosts that are numbers, and for ports other than those of https: certificates are for
-/// names, and who names a port mostly has a plain server there. A text that is no address stays what it is.
+/// names, and who names a port mostly has a plain server there. Foreign bytes (ForeignBytes) are percent-encoded. A
+/// text that is no address stays what it is.
 QString meant(const QString &text);
 
 }

@@ -11,8 +11,8 @@ namespace
 /// Addresses may be indented, too, and have "=" in them.
 bool isOption(const QString &line)
 {
-    static const QRegularExpression indentedName(u"^[ \t]+[A-Za-z][A-Za-z0-9-]*[ \t]*(?:=|$)"_s);
-    return indentedName.match(line).hasMatch();
+    static const QRegularExpression indentedName(u"^[ \t]+[A-Za-z][A-Za-z0-9-]*[ \t]*$"_s);
+    return indentedName.match(line.section(u'=', 0, 0)).hasMatch();
 }
 
 AddressList::Option optionOf(const QString &text, int line)

@@ -7,6 +7,7 @@
 #include <cli/clausewords.h>
 #include <cli/commandline.h>
 #include <cli/familywords.h>
+#include <cli/foreignbytes.h>
 #include <cli/importedcommand.h>
 #include <cli/listedrequests.h>
 #include <cli/nextcommand.h>
@@ -19,7 +20,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QTextStream>
+#include <QStringDecoder>
 
 #include <algorithm>
 #include <iterator>
@@ -85,6 +86,36 @@ QString fileIn(const char *variable, QLatin1StringView belowHome, QLatin1StringV
     return QDir::isAbsolutePath(home) ? QDir::cleanPath(home) + belowHome + name : QString();
 }
 
+/// Where plait keeps what is its own; empty = each of these folders can be named.
+QString problemOfHome()
+{
+    for (const char *variable : {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_STATE_HOME", "XDG_CACHE_HOME"}) {
+        const QString folder = ForeignBytes::text(qgetenv(variable));
+        if (ForeignBytes::areIn(folder) && QDir::isAbsolutePath(folder))
+            return u"%1 names the folder \"%2\", which is not UTF-8, and would become another one. Name another "
+                   u"folder: "
+                   u"\"%1=/path plait …\"."_s.arg(QLatin1StringView(variable), ForeignBytes::shown(folder));
+    }
+    return {};
+}
+
+QString problemOfFolder(const QString &folder)
+{
+    return ForeignBytes::areIn(folder)
+        ? u"the folder \"%1\" is not UTF-8, and would become another one. Rename it, or name another one with -d."_s
+              .arg(ForeignBytes::shown(folder))
+        : QString();
+}
+
+/// Windows writes lists in two bytes a character, and says so in front.
+QString textOfList(const QByteArray &bytes)
+{
+    const auto encoding = QStringConverter::encodingForData(bytes);
+    if (!encoding || *encoding == QStringConverter::Utf8)
+        return ForeignBytes::text(bytes);
+    return QStringDecoder(*encoding).decode(bytes);
+}
+
 QString defaultConfigFile()
 {
     return fileIn("XDG_CONFIG_HOME", "/.config"_L1, "/plait/plait.conf"_L1);
@@ -122,7 +153,7 @@ QStringList withLineOfInput(const QStringList &words)
         return words;
     QFile file;
     const QByteArray line = file.open(stdin, QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    return words + QStringList{u"--"_s, QString::fromLocal8Bit(line)};
+    return words + QStringList{u"--"_s, ForeignBytes::text(line)};
 }
 
 /// Makes arguments of what was chosen. The first complaint stays.
@@ -157,6 +188,7 @@ public:
         readLog(result);
         result.onComplete = program("on-complete"_L1);
         result.onError = program("on-error"_L1);
+        checkCurrentFolder();
         return result;
     }
 
@@ -200,6 +232,20 @@ private:
         result.logLevel = m_values.has("log-level"_L1) ? int(m_values.number("log-level"_L1)) : level;
     }
 
+    /// Of other paths it matters only where they begin in the folder that one stands in.
+    void checkCurrentFolder()
+    {
+        const QList<const OptionRow *> rows = m_line.command->options();
+        const bool isNeeded = std::any_of(rows.cbegin(), rows.cend(), [this](const OptionRow *row) {
+            const QString path = m_values.text(QLatin1StringView(row->name));
+            const bool isWithin = row->type == OptionRow::Type::Program ? path.contains(u'/') : path != "-"_L1;
+            return row->isPath() && qstrcmp(row->name, "dir") != 0 && !path.isEmpty() && isWithin
+                && !QDir::isAbsolutePath(path);
+        });
+        if (isNeeded)
+            complain(problemOfFolder(m_currentFolder));
+    }
+
     void readWords(Arguments &result)
     {
         if (result.command == Command::Get || result.command == Command::Query || result.command == Command::Plan)
@@ -207,11 +253,17 @@ private:
         else if (result.command == Command::SetUrl)
             readNewUrl(result);
         else if (result.command == Command::CheckList || result.command == Command::RepairList)
-            result.setAsideList = absolute(m_line.words.value(0));
+            readSetAside(result);
         else if (result.command == Command::List)
             result.text = m_line.words.value(0);
         else
             readIds(result);
+    }
+
+    void readSetAside(Arguments &result)
+    {
+        result.setAsideList = absolute(m_line.words.value(0));
+        complain(problemOfFolder(result.setAsideList));
     }
 
     /// Which to curl is something else.
@@ -239,6 +291,8 @@ private:
     {
         checkFolder();
         const DownloadRequest common = commonRequest();
+        if (!common.isStreamed && result.command != Command::Query)
+            complain(problemOfFolder(common.folder));
         if (common.isStreamed && m_values.flag("json"_L1))
             complain(u"-o - and --json both need standard output. Leave one of them out."_s);
         if (common.isStreamed && m_values.text("progress"_L1) == "json"_L1)
@@ -360,7 +414,7 @@ private:
             complain(u"cannot read the URLs in \"%1\": %2."_s.arg(fileName, file.errorString()));
             return;
         }
-        const ListedRequests listed = ListedRequests::of(AddressList::read(QTextStream(&file).readAll()), common);
+        const ListedRequests listed = ListedRequests::of(AddressList::read(textOfList(file.readAll())), common);
         result.requests += listed.requests;
         result.badLines = listed.complaints;
     }
@@ -401,7 +455,7 @@ Arguments::Outcome Arguments::parse(int argc, const char *const *argv, const QSt
 {
     QStringList words;
     for (int i = 1; i < argc; ++i)
-        words.append(QString::fromLocal8Bit(argv[i]));
+        words.append(ForeignBytes::text(argv[i]));
     words = withLineOfInput(words);
     QString problem;
     const std::optional<QString> config =
@@ -410,6 +464,10 @@ Arguments::Outcome Arguments::parse(int argc, const char *const *argv, const QSt
         return {{}, ExitStatus::BadOption, u"the file of --config "_s + problem};
     const QString named = *config;
     const QString configFile = named.isEmpty() ? defaultConfigFile() : QDir(currentFolder).absoluteFilePath(named);
+    if (ForeignBytes::areIn(configFile))
+        return {{},
+                ExitStatus::BadOption,
+                u"--config \"%1\" "_s.arg(ForeignBytes::shown(configFile)) + ForeignBytes::problem(true)};
     if (!named.isEmpty() && !QFile::exists(configFile))
         return {{},
                 ExitStatus::BadOption,
@@ -417,6 +475,9 @@ Arguments::Outcome Arguments::parse(int argc, const char *const *argv, const QSt
     const CommandLine::Outcome line = CommandLine::read(words, configFile);
     if (!line.command)
         return {{}, line.isHelp ? ExitStatus::Done : ExitStatus::BadOption, line.text};
+    problem = problemOfHome();
+    if (!problem.isEmpty())
+        return {{}, ExitStatus::BadOption, problem};
     Reader reader(line, currentFolder);
     Arguments arguments = reader.arguments();
     if (!reader.complaint().isEmpty())

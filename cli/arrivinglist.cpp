@@ -1,17 +1,19 @@
 // SPDX-License-Identifier: MIT
 #include <cli/arrivinglist.h>
 
+#include <cli/foreignbytes.h>
+
 #include <algorithm>
 
 namespace
 {
 
 /// Behind the end of so many lines.
-qsizetype endOfLines(const QString &text, int count)
+qsizetype endOfLines(const QByteArray &text, int count)
 {
     qsizetype end = 0;
     for (; count > 0; --count)
-        end = text.indexOf(u'\n', end) + 1;
+        end = text.indexOf('\n', end) + 1;
     return end;
 }
 
@@ -19,7 +21,7 @@ qsizetype endOfLines(const QString &text, int count)
 
 void ArrivingList::add(const QByteArray &bytes)
 {
-    m_text += m_decoder.decode(bytes);
+    m_text += bytes;
 }
 
 AddressList ArrivingList::takeFollowed()
@@ -31,7 +33,7 @@ AddressList ArrivingList::takeFollowed()
 AddressList ArrivingList::takeQuiet()
 {
     const AddressList known = wholeLines();
-    const bool isBegun = !m_text.endsWith(u'\n') && !m_text.isEmpty();
+    const bool isBegun = !m_text.endsWith('\n') && !m_text.isEmpty();
     const bool mayHaveOptions = m_hasOptions || isBegun
         || std::any_of(known.entries.cbegin(), known.entries.cend(),
                        [](const AddressList::Entry &entry) { return !entry.options.isEmpty(); });
@@ -45,14 +47,14 @@ AddressList ArrivingList::takeRest()
 
 AddressList ArrivingList::wholeLines() const
 {
-    return AddressList::read(m_text.first(m_text.lastIndexOf(u'\n') + 1), m_line);
+    return AddressList::read(ForeignBytes::text(m_text.first(m_text.lastIndexOf('\n') + 1)), m_line);
 }
 
 AddressList ArrivingList::take(qsizetype length)
 {
-    const QString taken = m_text.first(length);
-    const AddressList list = AddressList::read(taken, m_line);
-    m_line += int(taken.count(u'\n'));
+    const QByteArray taken = m_text.first(length);
+    const AddressList list = AddressList::read(ForeignBytes::text(taken), m_line);
+    m_line += int(taken.count('\n'));
     m_text.remove(0, length);
     m_hasOptions = m_hasOptions
         || std::any_of(list.entries.cbegin(), list.entries.cend(),

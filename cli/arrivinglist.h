@@ -4,8 +4,6 @@
 #include <cli/addresslist.h>
 
 #include <QByteArray>
-#include <QString>
-#include <QStringDecoder>
 
 /// A list of addresses of which nobody knows when more of it comes. A value.
 ///
@@ -29,8 +27,7 @@ private:
     AddressList take(qsizetype length);
     AddressList wholeLines() const;
 
-    QStringDecoder m_decoder{QStringDecoder::Utf8};
-    QString m_text; ///< that was not taken yet
+    QByteArray m_text; ///< that was not taken yet
     int m_line = 1; ///< that it begins with
     bool m_hasOptions = false;
 };

@@ -4,6 +4,7 @@
 #include <cli/address.h>
 #include <cli/clausewords.h>
 #include <cli/commandoptions.h>
+#include <cli/foreignbytes.h>
 #include <cli/habits.h>
 #include <cli/nearest.h>
 #include <cli/nextcommand.h>
@@ -98,11 +99,26 @@ bool mayBePath(const OptionRow &row)
     return row.isPath() || row.type == Type::FileOrUrl || row.type == Type::FileName;
 }
 
+/// The sentence about a value with bytes that no text has; empty = there are none.
+QString problemOfBytes(const OptionRow &row, const QString &text)
+{
+    if (!ForeignBytes::areIn(text))
+        return {};
+    const QString name = u"--"_s + QLatin1StringView(row.name);
+    const QString what = row.isSecret ? u"the value of "_s + name : u"%1 \"%2\""_s.arg(name, ForeignBytes::shown(text));
+    return what + u' ' + ForeignBytes::problem(mayBePath(row));
+}
+
 /// What is meant by a word that was typed. Nothing, with a sentence, where that is not known.
 std::optional<QString> meantBy(const QString &typed, const OptionRow &row, QString *problem)
 {
+    if (row.type == OptionRow::Type::Url)
+        return Address::meant(typed);
+    *problem = problemOfBytes(row, typed);
+    if (!problem->isEmpty())
+        return std::nullopt;
     if (!mayBePath(row))
-        return row.type == OptionRow::Type::Url ? Address::meant(typed) : typed;
+        return typed;
     const auto path = PathExpansion::inHome(typed, QProcessEnvironment::systemEnvironment(), problem);
     if (!path)
         *problem = u"--%1 \"%2\" "_s.arg(QLatin1StringView(row.name), typed) + *problem;

@@ -4,6 +4,7 @@
 #include <cli/address.h>
 #include <cli/clausewords.h>
 #include <cli/familywords.h>
+#include <cli/foreignbytes.h>
 #include <cli/pathexpansion.h>
 #include <cli/schemewords.h>
 #include <host/engine/chosenoptions.h>
@@ -91,6 +92,8 @@ private:
             problem = u"\"-\" is standard output, which is for all of them together. Give it as -o - then."_s;
         if (!problem.isEmpty())
             complain(entry.line, u"out "_s + problem);
+        if (ForeignBytes::areIn(request.folder))
+            complain(entry.line, u"the folder "_s + ForeignBytes::problem(true));
         return request;
     }
 
@@ -124,6 +127,11 @@ private:
         }
         const QString written = option.value.value_or(u"true"_s);
         const QString text = row.type == OptionRow::Type::Url ? Address::meant(written) : written;
+        if (ForeignBytes::areIn(text)) {
+            *problem = u"the value of \"%1\" "_s.arg(option.name)
+                + ForeignBytes::problem(row.isPath() || row.type == OptionRow::Type::FileName);
+            return std::nullopt;
+        }
         const std::optional<QString> expanded = expandedFor(row, text, problem);
         if (!expanded)
             *problem = u"%1 \"%2\" "_s.arg(option.name, text) + *problem;

@@ -2,6 +2,7 @@
 #include <cli/optionparser.h>
 
 #include <cli/commandoptions.h>
+#include <cli/foreignbytes.h>
 #include <cli/habitreader.h>
 #include <cli/helptext.h>
 #include <cli/importedcommand.h>
@@ -78,7 +79,7 @@ public:
     {
         std::vector<std::string> reversed;
         std::transform(words.crbegin(), words.crend(), std::back_inserter(reversed),
-                       [](const QString &word) { return word.toLocal8Bit().toStdString(); });
+                       [](const QString &word) { return ForeignBytes::bytes(word).toStdString(); });
         m_app.parse(reversed);
     }
 
@@ -86,7 +87,7 @@ public:
     {
         QStringList result;
         for (const std::string &text : texts)
-            result.append(QString::fromLocal8Bit(text));
+            result.append(ForeignBytes::text(QByteArray::fromStdString(text)));
         return result;
     }
 

@@ -30,6 +30,8 @@ QString valueOf(const QString &name, const QProcessEnvironment &environment, QSt
         *problem = u"has a \"$\" that no variable's name follows. Write \"$$\" for a dollar sign."_s;
     else if (value.isEmpty())
         *problem = u"names the variable \"%1\", which is not set. Set it, or write the path in full."_s.arg(name);
+    else if (value.contains(QChar::ReplacementCharacter)) // which stands for whatever was there
+        *problem = u"names the variable \"%1\", whose value is not UTF-8. Set it to another one."_s.arg(name);
     return value;
 }
 

@@ -7,6 +7,7 @@
 #include <cli/commandline.h>
 #include <cli/downloadsrunner.h>
 #include <cli/failurewords.h>
+#include <cli/foreignbytes.h>
 #include <cli/jsonprinter.h>
 #include <cli/listcare.h>
 #include <cli/listcommands.h>
@@ -23,10 +24,10 @@
 #include <inet/qt/download/framework/qtappdefaultlogger.h>
 
 #include <QCoreApplication>
-#include <QDir>
 #include <QTextStream>
 
 #include <algorithm>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -189,6 +190,13 @@ ExitStatus runWithNetwork(Arguments &arguments, Engine &engine, Streams &streams
     return run(arguments, engine, *printer, questions.get(), streams.output);
 }
 
+/// Empty = it is gone.
+QString currentFolder()
+{
+    std::error_code problem;
+    return ForeignBytes::text(QByteArray::fromStdString(std::filesystem::current_path(problem).string()));
+}
+
 /// What a terminal makes of a file's bytes nobody has asked for.
 bool wouldSpill(const Arguments &arguments)
 {
@@ -239,14 +247,14 @@ int Program::run(int argc, char *argv[], const EngineFactory &makeEngine)
     const std::vector<std::string> typed(argv, argv + argc);
     QStringList typedWords;
     for (int i = 1; i < argc; ++i)
-        typedWords.append(QString::fromLocal8Bit(argv[i]));
+        typedWords.append(ForeignBytes::text(argv[i]));
     NextCommand::setFiles(CommandLine::listFileOf(typedWords), CommandLine::configFileOf(typedWords));
     ProcessTitle::hide(argc, argv, CommandLine::secretOptions());
     std::vector<const char *> words;
     words.reserve(typed.size());
     for (const std::string &word : typed)
         words.push_back(word.c_str());
-    const Arguments::Outcome outcome = Arguments::parse(argc, words.data(), QDir::currentPath());
+    const Arguments::Outcome outcome = Arguments::parse(argc, words.data(), currentFolder());
     if (!outcome.arguments) {
         if (outcome.status == ExitStatus::Done)
             streams.answers << outcome.text;

@@ -3,6 +3,7 @@
 
 #include <cli/clausewords.h>
 #include <cli/commandoptions.h>
+#include <cli/foreignbytes.h>
 #include <cli/pathexpansion.h>
 #include <host/options/optionvalue.h>
 #include <host/policy/redaction.h>
@@ -56,7 +57,8 @@ SettingsFile SettingsFile::read(const QString &fileName)
         settings.m_problem = u"cannot read the settings in \"%1\": %2."_s.arg(fileName, file.errorString());
         return settings;
     }
-    const QStringList lines = QString::fromLocal8Bit(file.readAll()).split(u'\n');
+    const QString text = ForeignBytes::text(file.readAll());
+    const QStringList lines = (text.startsWith(QChar::ByteOrderMark) ? text.sliced(1) : text).split(u'\n');
     for (qsizetype i = 0; i < lines.size() && settings.m_problem.isEmpty(); ++i)
         settings.readLine(lines.at(i).trimmed(), int(i + 1));
     return settings;
@@ -70,6 +72,8 @@ void SettingsFile::readLine(const QString &text, int line)
     const OptionRow *const row = CommandOptions::table().find(name);
     if (!row || !row->places.testFlag(OptionRow::SettingsFile))
         complain(line, whyNoSetting(name));
+    else if (ForeignBytes::areIn(text))
+        complain(line, u"the value of \"%1\" "_s.arg(name) + ForeignBytes::problem(row->isPath()));
     else if (text.contains(u'='))
         add(*row, withoutQuotes(text.section(u'=', 1).trimmed()), line);
     else if (row->type == OptionRow::Type::Flag)
