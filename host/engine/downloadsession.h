@@ -202,6 +202,8 @@ Q_SIGNALS:
     void closed();
 
 private:
+    struct Entering;
+
     void prepareModules();
     DownloadRequest withoutSecrets(const DownloadRequest &request);
     QList<SecretHeader> takeHeaders(const QUrl &url, const QVariantMap &own, const QVariantMap &forAll,
@@ -210,6 +212,8 @@ private:
     static void addHarmless(const QVariantMap &headers, AbstractDownloadPersistentInfo &record);
     static void forgetSecretsOf(const QUrl &before, const QUrl &after, DownloadOptions &options);
     void trustServers(const AbstractDownloadPersistentInfo &record, const DownloadOptions &options);
+    bool enter(DownloadStore &list, Entering &entering);
+    void noteEntered(const Lease &lease);
     qint64 claimFound(DownloadStore &list, const DownloadRequest &request, Failure *failure);
     AbstractDownload *createDownload(const AbstractDownloadPersistentInfo &record,
                                      const QSharedPointer<DownloadAccessChief> &chief, QObject *parent);

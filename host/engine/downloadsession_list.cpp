@@ -43,6 +43,17 @@ std::string wordsForOther(const AbstractDownloadPersistentInfo &info)
 
 }
 
+/// A download on its way into the list.
+struct DownloadSession::Entering {
+    const DownloadRequest &request;
+    const TakenFile *taken; ///< nullptr = none
+    Failure *failure;
+    Lease lease;
+    bool isKnown; ///< it was in the list, unfinished
+    bool isRenamed; ///< the file that is taken has the name of one that is being downloaded
+    QList<AbstractDownloadPersistentInfo> candidates; ///< of the same address
+};
+
 qint64 DownloadSession::add(const DownloadRequest &asked, Failure *failure, ListEntry *line, bool *isNew,
                             const TakenFile *taken)
 {
@@ -58,47 +69,55 @@ qint64 DownloadSession::add(const DownloadRequest &asked, Failure *failure, List
     const std::shared_ptr<DownloadStream> stream = request.isStreamed ? makeStream(request, failure) : nullptr;
     if (request.isStreamed && !stream)
         return 0;
-    Lease added;
-    bool isKnown = false;
-    bool isRenamed = false;
-    QList<AbstractDownloadPersistentInfo> candidates;
-    const bool isDone = m_list.together([&](DownloadStore &list) {
-        const qint64 found = claimFound(list, request, failure);
-        isKnown = found != 0;
-        if (found != 0 || *failure)
-            return found != 0 && list.claim(found, added) == DownloadStore::Claim::Taken;
-        if (taken && !isStillFree(list, request, *taken, failure))
-            return false;
-        added.record = request.newRecord();
-        added.options = request.options.kept();
-        candidates = list.findByUrl(added.record.url, kCandidates);
-        if (taken)
-            taken->putInto(added.record);
-        if (list.insertOwned(added.record, request.options) == 0)
-            return false;
-        isRenamed = taken && makeIncomplete(*taken, failure);
-        return !taken || (isRenamed && keepTaken(list, added, *taken));
-    });
-    if (isRenamed && !isDone)
-        taken->giveBack();
-    if (!isDone) {
+    Entering entering{request, taken, failure, {}, false, false, {}};
+    if (!m_list.together([&](DownloadStore &list) { return enter(list, entering); })) {
+        if (entering.isRenamed)
+            taken->giveBack();
         *failure = *failure ? *failure : listFailure();
         return 0;
     }
-    const qint64 id = added.record.id;
-    m_claimed.insert(id);
-    m_servers.insert(id, hostAndPortFromUrl(added.record.downloadUrl()));
-    if (const auto held = m_held.find(id); held != m_held.end() && !m_running.contains(id))
-        *held = added;
+    const Lease &lease = entering.lease;
+    noteEntered(lease);
     if (line)
-        *line = added.entry();
+        *line = lease.entry();
     if (isNew)
-        *isNew = !isKnown;
+        *isNew = !entering.isKnown;
     if (stream)
-        m_streams.insert(id, stream);
+        m_streams.insert(lease.record.id, stream);
     else
-        warnOfTheSame(added.record, candidates);
-    return id;
+        warnOfTheSame(lease.record, entering.candidates);
+    return lease.record.id;
+}
+
+/// In the list's thread. False = nothing of it is to stay in the list; the failure is the list's own unless there is one.
+bool DownloadSession::enter(DownloadStore &list, Entering &entering)
+{
+    const qint64 found = claimFound(list, entering.request, entering.failure);
+    entering.isKnown = found != 0;
+    if (found != 0 || *entering.failure)
+        return found != 0 && list.claim(found, entering.lease) == DownloadStore::Claim::Taken;
+    const TakenFile *const taken = entering.taken;
+    if (taken && !isStillFree(list, entering.request, *taken, entering.failure))
+        return false;
+    Lease &lease = entering.lease;
+    lease.record = entering.request.newRecord();
+    lease.options = entering.request.options.kept();
+    entering.candidates = list.findByUrl(lease.record.url, kCandidates);
+    if (taken)
+        taken->putInto(lease.record);
+    if (list.insertOwned(lease.record, entering.request.options) == 0)
+        return false;
+    entering.isRenamed = taken && makeIncomplete(*taken, entering.failure);
+    return !taken || (entering.isRenamed && keepTaken(list, lease, *taken));
+}
+
+void DownloadSession::noteEntered(const Lease &lease)
+{
+    const qint64 id = lease.record.id;
+    m_claimed.insert(id);
+    m_servers.insert(id, hostAndPortFromUrl(lease.record.downloadUrl()));
+    if (const auto held = m_held.find(id); held != m_held.end() && !m_running.contains(id))
+        *held = lease;
 }
 
 /// In the list's thread.
