@@ -349,7 +349,7 @@ void DownloadsRunner::onClosed()
 void DownloadsRunner::tellDone()
 {
     if (m_isClosed && m_after.isIdle())
-        Q_EMIT done(m_status);
+        finish(m_status);
 }
 
 void DownloadsRunner::refuse(qint64 id, const QUrl &url, const Failure &failure)

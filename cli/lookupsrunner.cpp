@@ -16,7 +16,7 @@ LookupsRunner::LookupsRunner(const Arguments &arguments, Engine &engine, Printer
     , m_printer(printer)
 {
     connect(&m_engine, &Engine::warned, this, &LookupsRunner::onWarned);
-    connect(&m_engine, &Engine::closed, this, [this] { Q_EMIT done(m_status); });
+    connect(&m_engine, &Engine::closed, this, [this] { finish(m_status); });
 }
 
 qsizetype LookupsRunner::count() const

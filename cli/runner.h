@@ -24,4 +24,16 @@ public:
 Q_SIGNALS:
     /// @param status of the first thing that failed
     void done(ExitStatus status);
+
+protected:
+    /// Once. Nothing may come behind it: whoever hears of it may be rid of this.
+    void finish(ExitStatus status)
+    {
+        Q_ASSERT_X(!m_hasEnded, "Runner", "one done()");
+        m_hasEnded = true;
+        Q_EMIT done(status);
+    }
+
+private:
+    bool m_hasEnded = false;
 };

@@ -4,6 +4,8 @@
 #include <host/parsing/checksumlist.h>
 #include <host/policy/retry.h>
 
+#include <QThread>
+
 using namespace Qt::StringLiterals;
 
 namespace
@@ -32,12 +34,16 @@ ChecksumSearch::~ChecksumSearch() = default;
 
 void ChecksumSearch::begin()
 {
+    Q_ASSERT(QThread::currentThread() == thread());
+    Q_ASSERT_X(m_found.list.isEmpty() && !m_isDone, "ChecksumSearch", "one search");
     QMetaObject::invokeMethod(this, &ChecksumSearch::askNext, Qt::QueuedConnection);
 }
 
 void ChecksumSearch::askNext()
 {
     if (m_found.checksum || m_found.isUnanswered || m_asked.lists.isEmpty()) {
+        Q_ASSERT_X(!m_isDone, "ChecksumSearch", "one done()");
+        m_isDone = true;
         const Found found = m_found;
         Q_EMIT done(found);
         return;

@@ -60,4 +60,5 @@ private:
     Asked m_asked;
     Found m_found;
     SmallFetch m_fetch;
+    bool m_isDone = false;
 };

@@ -5,6 +5,7 @@
 #include <inet/qt/download/records/abstractdownloadpersistentinfo.h>
 
 #include <QFileInfo>
+#include <QThread>
 
 #include <utility>
 
@@ -80,6 +81,7 @@ FileTakeOver::~FileTakeOver() = default;
 
 void FileTakeOver::begin()
 {
+    Q_ASSERT(QThread::currentThread() == thread());
     if (const Clause reason = obstacle(); !reason.isEmpty()) {
         QMetaObject::invokeMethod(
             this, [this, reason] { refuse(reason); }, Qt::QueuedConnection);
@@ -176,6 +178,8 @@ Failure::Subject FileTakeOver::subject() const
 
 void FileTakeOver::end(const Failure &failure)
 {
+    Q_ASSERT_X(!m_isDone, "FileTakeOver", "one done()");
+    m_isDone = true;
     m_file.close();
     Q_EMIT done(failure, m_taken);
 }

@@ -85,4 +85,5 @@ private:
     std::optional<TakeOver::Answer> m_first;
     TakenFile m_taken;
     SmallFetch m_fetch;
+    bool m_isDone = false;
 };

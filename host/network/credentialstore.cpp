@@ -40,8 +40,21 @@ QList<CredentialStore::Header> keptFor(const Origin &origin, const QList<SecretH
 
 }
 
+void CredentialStore::add(const Credential &credential)
+{
+    Q_ASSERT(isInItsThread());
+    m_credentials.append(credential);
+}
+
+void CredentialStore::setNetrc(const QList<Netrc::Entry> &entries)
+{
+    Q_ASSERT(isInItsThread());
+    m_netrc = entries;
+}
+
 QUrl CredentialStore::takeSecrets(const QUrl &url, QVariantMap *headers)
 {
+    Q_ASSERT(isInItsThread());
     const Origin origin = Origin::of(url);
     const UrlCredentials::Split split = UrlCredentials::split(url);
     if (origin.isValid())
@@ -56,12 +69,14 @@ QUrl CredentialStore::takeSecrets(const QUrl &url, QVariantMap *headers)
 
 void CredentialStore::add(const SecretHeader &header)
 {
+    Q_ASSERT(isInItsThread());
     QList<Header> &headers = header.isEverywhere() ? m_headersForAll : m_headers[Origin::of(QUrl(header.origin))];
     setHeader(headers, header.name.toUtf8(), header.value.toUtf8());
 }
 
 void CredentialStore::addRedirectLogin(const QUrl &url)
 {
+    Q_ASSERT(isInItsThread());
     const Login login = UrlCredentials::split(url).login;
     if (!login.isEmpty())
         m_redirectLogins.insert(Origin::of(url), login);
@@ -69,6 +84,7 @@ void CredentialStore::addRedirectLogin(const QUrl &url)
 
 QList<CredentialStore::Header> CredentialStore::headersFor(const QUrl &url, const QList<SecretHeader> &kept) const
 {
+    Q_ASSERT(isInItsThread());
     const Origin origin = Origin::of(url);
     QList<Header> headers = origin.isValid() ? keptFor(origin, kept) : QList<Header>();
     const QList<Header> given = origin.isValid() ? m_headersForAll + m_headers.value(origin) : QList<Header>();
@@ -90,6 +106,7 @@ bool CredentialStore::hasHeaderFor(const QUrl &url, const QString &name) const
 
 Login CredentialStore::loginFor(const QUrl &url) const
 {
+    Q_ASSERT(isInItsThread());
     const Origin origin = Origin::of(url);
     if (const Login login = m_logins.value(origin); !login.isEmpty())
         return completed(login, origin);

@@ -12,6 +12,7 @@
 #include <QNetworkRequest>
 #include <QPair>
 #include <QSet>
+#include <QThread>
 #include <QVariantMap>
 
 /// The credentials of a session, and to whom they may be shown.
@@ -32,8 +33,8 @@ public:
 
     CredentialStore() = default;
 
-    void add(const Credential &credential) { m_credentials.append(credential); }
-    void setNetrc(const QList<Netrc::Entry> &entries) { m_netrc = entries; }
+    void add(const Credential &credential);
+    void setNetrc(const QList<Netrc::Entry> &entries);
 
     /// See NetworkAccessChief::takeSecrets().
     QUrl takeSecrets(const QUrl &url, QVariantMap *headers);
@@ -59,6 +60,9 @@ private:
     QByteArray bearerFor(const Origin &origin) const;
     bool isOwn(const Origin &origin) const { return m_own.contains(origin); }
     const Credential *optionFor(const Origin &origin) const;
+    bool isInItsThread() const { return QThread::currentThread() == m_thread; }
+
+    QThread *const m_thread = QThread::currentThread();
 
     QSet<Origin> m_own;
     QHash<Origin, QList<Header>> m_headers;

@@ -12,6 +12,7 @@
 
 #include <QEvent>
 #include <QSslError>
+#include <QThread>
 #include <QTimer>
 
 #include <algorithm>
@@ -323,6 +324,8 @@ void TransferReply::askForTrust(const TransferPipe::End &end)
 
 void TransferReply::endWith(NetworkError error, const QString &text)
 {
+    Q_ASSERT(QThread::currentThread() == thread());
+    Q_ASSERT_X(!isFinished(), "TransferReply", "one finished()");
     const RunGuard lives(this);
     if (error != NoError)
         setError(error, text);
