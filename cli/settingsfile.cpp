@@ -4,6 +4,7 @@
 #include <cli/clausewords.h>
 #include <cli/commandoptions.h>
 #include <cli/foreignbytes.h>
+#include <cli/nearest.h>
 #include <cli/pathexpansion.h>
 #include <host/options/optionvalue.h>
 #include <host/policy/redaction.h>
@@ -17,11 +18,35 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-QString withoutQuotes(const QString &text)
+/// Where the "#" of a remark stands, which has a blank before it; else the end of the text.
+qsizetype remarkIn(const QString &text)
 {
-    const bool isQuoted =
-        text.size() > 1 && (text.front() == u'"' || text.front() == u'\'') && text.back() == text.front();
-    return isQuoted ? text.sliced(1, text.size() - 2) : text;
+    for (qsizetype i = 1; i < text.size(); ++i) {
+        if (text.at(i) == u'#' && text.at(i - 1).isSpace())
+            return i;
+    }
+    return text.size();
+}
+
+/// The text between the quote that a value begins with and the one that nothing but a remark follows. Nothing where
+/// there is none.
+std::optional<QString> quotedIn(const QString &value)
+{
+    for (qsizetype i = value.indexOf(value.front(), 1); i > 0; i = value.indexOf(value.front(), i + 1)) {
+        const QString behind = value.sliced(i + 1);
+        if (behind.left(remarkIn(behind)).trimmed().isEmpty())
+            return value.sliced(1, i - 1);
+    }
+    return std::nullopt;
+}
+
+/// @param text behind the sign. Nothing where it begins with a quote and does not end with it
+std::optional<QString> valueIn(const QString &text)
+{
+    const QString value = text.trimmed();
+    if (value.startsWith(u'"') || value.startsWith(u'\''))
+        return quotedIn(value);
+    return text.left(remarkIn(text)).trimmed();
 }
 
 /// A line without a sign is a name as a whole, with the value in it.
@@ -30,14 +55,27 @@ QString shownName(const QString &name)
     return Redaction::typed(name.section(u' ', 0, 0).section(u'\t', 0, 0));
 }
 
+QStringList settingNames()
+{
+    QStringList names;
+    for (const OptionRow *row : CommandOptions::table().rows()) {
+        if (row->places.testFlag(OptionRow::SettingsFile))
+            names += row->names();
+    }
+    return names;
+}
+
 QString whyNoSetting(const QString &name)
 {
     const QString what = u"\"%1\" is no setting"_s.arg(shownName(name));
-    const OptionRow *const row = CommandOptions::table().find(name);
+    if (const OptionRow *const row = CommandOptions::table().find(name))
+        return what
+            + u": it counts for one command line alone. Take it out, and give --%1 where it is meant."_s.arg(
+                QLatin1StringView(row->name));
+    const QString nearest = Nearest::of(name, settingNames());
     return what
-        + (row ? u": it counts for one command line alone. Take it out, and give --%1 where it is meant."_s.arg(
-               QLatin1StringView(row->name))
-               : u". Run \"plait config\" to see what there is."_s);
+        + (nearest.isEmpty() ? u". Run \"plait config\" to see what there is."_s
+                             : u". Did you mean \"%1\"?"_s.arg(nearest));
 }
 
 }
@@ -66,20 +104,35 @@ SettingsFile SettingsFile::read(const QString &fileName)
 
 void SettingsFile::readLine(const QString &text, int line)
 {
-    if (text.isEmpty() || text.startsWith(u'#') || text.startsWith(u';') || text.startsWith(u'['))
+    if (text.isEmpty() || text.startsWith(u'#') || text.startsWith(u';'))
         return;
-    const QString name = text.section(u'=', 0, 0).trimmed();
+    const qsizetype sign = text.left(remarkIn(text)).indexOf(u'=');
+    const QString name = text.left(sign < 0 ? remarkIn(text) : sign).trimmed();
     const OptionRow *const row = CommandOptions::table().find(name);
-    if (!row || !row->places.testFlag(OptionRow::SettingsFile))
+    if (text.startsWith(u'['))
+        complain(line, u"a line in brackets is no setting, and there are no sections. Take it out."_s);
+    else if (!row || !row->places.testFlag(OptionRow::SettingsFile))
         complain(line, whyNoSetting(name));
-    else if (ForeignBytes::areIn(text))
-        complain(line, u"the value of \"%1\" "_s.arg(name) + ForeignBytes::problem(row->isPath()));
-    else if (text.contains(u'='))
-        add(*row, withoutQuotes(text.section(u'=', 1).trimmed()), line);
+    else if (sign >= 0)
+        readValue(*row, text.sliced(sign + 1), line);
     else if (row->type == OptionRow::Type::Flag)
         add(*row, u"true"_s, line);
     else
         complain(line, u"\"%1\" has no value. Write it as \"%1 = %2\"."_s.arg(name, QLatin1StringView(row->valueName)));
+}
+
+void SettingsFile::readValue(const OptionRow &row, const QString &text, int line)
+{
+    const std::optional<QString> value = valueIn(text);
+    if (value && ForeignBytes::areIn(*value))
+        complain(line,
+                 u"the value of \"%1\" "_s.arg(QLatin1StringView(row.name)) + ForeignBytes::problem(row.isPath()));
+    else if (value)
+        add(row, *value, line);
+    else
+        complain(line,
+                 u"the value of \"%1\" begins with a quote and does not end with it. Put one at both ends, or at "
+                 u"neither; in a value that has them, take the other kind."_s.arg(QLatin1StringView(row.name)));
 }
 
 void SettingsFile::add(const OptionRow &row, const QString &text, int line)

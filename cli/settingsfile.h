@@ -8,8 +8,8 @@
 
 #include <optional>
 
-/// A file with a setting a line, "name = value", named as the long option. Blank lines and those that begin with "#"
-/// say nothing; a flag's name alone is true; quotes around a value keep its blanks.
+/// A file with a setting a line, "name = value", named as the long option. A "#" at the beginning of a line or behind a
+/// blank begins a remark; a flag's name alone is true; quotes around a value keep its blanks and its "#".
 class SettingsFile
 {
 public:
@@ -37,6 +37,7 @@ private:
     explicit SettingsFile(const QString &fileName);
 
     void readLine(const QString &text, int line);
+    void readValue(const OptionRow &row, const QString &text, int line);
     void add(const OptionRow &row, const QString &text, int line);
     void complain(int line, const QString &what);
 

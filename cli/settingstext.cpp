@@ -33,6 +33,19 @@ QString written(const OptionRow &row, const QVariant &value)
     return row.isPath() ? PathExpansion::literal(text) : text;
 }
 
+/// A file would lose its blanks, take its quotes for some around it, or what is behind "#" for a remark.
+bool needsQuotes(const QString &text)
+{
+    return text != text.trimmed() || text.startsWith(u'"') || text.startsWith(u'\'') || text.startsWith(u'#')
+        || text.contains(" #"_L1) || text.contains("\t#"_L1);
+}
+
+QString inQuotes(const QString &text)
+{
+    const QChar quote = text.contains(u'"') ? u'\'' : u'"';
+    return quote + text + quote;
+}
+
 /// A line of a settings file; quotes keep what a file would lose. What cannot be shown as it is, is a remark.
 QString lineOf(const OptionRow &row, const QVariant &value)
 {
@@ -42,8 +55,7 @@ QString lineOf(const OptionRow &row, const QVariant &value)
     const QString shown = Shown::text(secret.isEmpty() ? text : secret);
     if (!secret.isEmpty() || shown != text)
         return u"# %1 = (%2; not shown as it is)"_s.arg(name, shown);
-    const bool needsQuotes = text != text.trimmed() || text.startsWith(u'"') || text.startsWith(u'\'');
-    return u"%1 = %2"_s.arg(name, needsQuotes ? u'"' + text + u'"' : text);
+    return u"%1 = %2"_s.arg(name, needsQuotes(text) ? inQuotes(text) : text);
 }
 
 QString fallbackOf(const OptionRow &row)

@@ -33,6 +33,7 @@ private Q_SLOTS:
     void everyOptionIsNear_data();
     void everyOptionIsNear();
     void everyGroupBelongsToACommandAndEveryCommandToGroups();
+    void configTakesAndPrintsEverySetting();
     void whatIsTypedComesBeforeTheFile();
     void theFileIsForCommandsThatHaveTheOption();
     void itIsKnownWhereAValueComesFrom();
@@ -246,6 +247,16 @@ void TestCommandLine::everyGroupBelongsToACommandAndEveryCommandToGroups()
 
 void TestCommandLine::whatIsTypedComesBeforeTheFile()
 {
+void TestCommandLine::configTakesAndPrintsEverySetting()
+{
+    QStringList lost;
+    for (const OptionRow *row : CommandOptions::table().rows()) {
+        if (row->places.testFlag(OptionRow::SettingsFile) && !CommandTable::find(u"config"_s)->takes(*row))
+            lost.append(QString::fromLatin1(row->name));
+    }
+    QCOMPARE(lost, QStringList());
+}
+
     const Outcome outcome = read({u"--tries"_s, u"2"_s, u"--header"_s, u"A: 1"_s, u"u"_s},
                                  "tries = 3\nheader = B: 2\nheader = C: 3\nmax-downloads = 7\n");
     QVERIFY2(outcome.command, qPrintable(outcome.text));

@@ -50,10 +50,17 @@ void TestSettingsFile::aSettingIsALine_data()
     row("with blanks around it", "\t tries =  3 \r", u"tries"_s, u"3"_s);
     row("a flag's name alone", "netrc", u"netrc"_s, u"true"_s);
     row("the other name of an option", "store-secrets = true", u"keep-secrets"_s, u"true"_s);
-    row("commas, brackets and signs", "header = X-A: [a], b=c # d", u"header"_s, u"X-A: [a], b=c # d"_s);
+    row("commas, brackets and signs", "header = X-A: [a], b=c#d", u"header"_s, u"X-A: [a], b=c#d"_s);
+    row("a remark behind it", "dir = x # y", u"dir"_s, u"x"_s);
+    row("a remark behind a tabulator", "dir = x\t#y \"z\"", u"dir"_s, u"x"_s);
+    row("a remark behind quotes", "dir = \"$HOME/a b\"  # \"remark\"", u"dir"_s, u"$HOME/a b"_s);
+    row("a remark with a sign", "netrc # = false", u"netrc"_s, u"true"_s);
+    row("nothing but a remark", "user-agent = # none", u"user-agent"_s, QString());
+    row("a value that begins like a remark", "dir=#x", u"dir"_s, u"#x"_s);
+    row("what would be a remark, in quotes", "dir = 'x # y'", u"dir"_s, u"x # y"_s);
+    row("quotes in quotes", "user-agent = \"\"Me\" 1\"", u"user-agent"_s, u"\"Me\" 1"_s);
     row("in double quotes", "user-agent = \" Me 1 \"", u"user-agent"_s, u" Me 1 "_s);
     row("in single quotes", "user-agent = 'Me 1'", u"user-agent"_s, u"Me 1"_s);
-    row("a quote that has no other", "user-agent = \"Me 1", u"user-agent"_s, u"\"Me 1"_s);
     row("letters of others", "user-agent = naïve", u"user-agent"_s, u"naïve"_s);
     row("nothing", "user-agent =", u"user-agent"_s, QString());
 }
@@ -70,7 +77,7 @@ void TestSettingsFile::aSettingIsALine()
 
 void TestSettingsFile::remarksAndBlankLinesCountAsLines()
 {
-    const SettingsFile file = read("# mine\n\n; yours\n[all]\ntries = 3\nheader = A: 1\nheader = B: 2");
+    const SettingsFile file = read("# mine\n\n; yours\n  # ours\ntries = 3\nheader = A: 1\nheader = B: 2");
     QVERIFY2(file.problem().isEmpty(), qPrintable(file.problem()));
     QCOMPARE(file.settings().size(), 3);
     QCOMPARE(file.settings().at(0).line, 5);
@@ -94,6 +101,16 @@ void TestSettingsFile::whatIsNoSettingIsSaidWithItsLine_data()
     row("an unknown one", "\ncolour = blue",
         u":2: \"colour\" is no setting. Run \"plait config\" to see what there is."_s);
     row("a letter", "x = 2", u":1: \"x\" is no setting. Run \"plait config\" to see what there is."_s);
+    row("nearly one", "max-conections = 3",
+        u":1: \"max-conections\" is no setting. Did you mean \"max-connections\"?"_s);
+    row("a section", "tries = 3\n[all]",
+        u":2: a line in brackets is no setting, and there are no sections. Take it out."_s);
+    const QString quotes = u"begins with a quote and does not end with it. Put one at both ends, or at neither; in a "
+                           u"value that has them, take the other kind."_s;
+    row("a quote that has no other", "dir = \"a b", u":1: the value of \"dir\" "_s + quotes);
+    row("a quote alone", "dir = '", u":1: the value of \"dir\" "_s + quotes);
+    row("text behind quotes", "dir = \"a\" b", u":1: the value of \"dir\" "_s + quotes);
+    row("text close behind quotes", "dir = \"a\"#b", u":1: the value of \"dir\" "_s + quotes);
     row("what one command line means", "# a\n# b\noutput = x",
         u":3: \"output\" is no setting: it counts for one command line alone. Take it out, and give --output where it "
         u"is meant."_s);

@@ -52,6 +52,10 @@ void TestSettingsText::aSettingIsShownWithItsDefaultAndItsOrigin_data()
         u"# user-agent: from /etc/my.conf:7 (no default)\nuser-agent = Me 1"_s);
     row("blanks around a value", u"user-agent"_s, {u" Me"_s},
         u"# user-agent: from /etc/my.conf:7 (no default)\nuser-agent = \" Me\""_s);
+    row("what would be a remark", u"user-agent"_s, {u"Me #1"_s},
+        u"# user-agent: from /etc/my.conf:7 (no default)\nuser-agent = \"Me #1\""_s);
+    row("quotes at its beginning", u"user-agent"_s, {u"\"Me\" 1"_s},
+        u"# user-agent: from /etc/my.conf:7 (no default)\nuser-agent = '\"Me\" 1'"_s);
     row("a path that a file would read otherwise", u"dir"_s, {u"~/$x"_s},
         u"# dir: from /etc/my.conf:7 (no default)\ndir = ./~/$$x"_s);
     row("several", u"header"_s, {u"Accept-Language: de"_s, u"DNT: 1"_s},
