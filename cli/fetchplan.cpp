@@ -48,6 +48,26 @@ void meet(FetchPlan &plan, Reaction reaction)
     }
 }
 
+/// -c looks at the file. What it makes of its bytes is seen when that is done.
+bool isToBeTakenOver(const QFileInfo &file, const DownloadRequest &request)
+{
+    const bool isNamed = file.fileName() == request.outputName || file.fileName() == request.url.fileName();
+    return request.takesOver && request.postData.isEmpty() && isNamed && file.isFile() && file.size() > 0;
+}
+
+void takeOver(FetchPlan &plan, const DownloadRequest &request, const QueryResult &found, qint64 mostConnections)
+{
+    const qint64 there = QFileInfo(plan.path).size();
+    if (found.size >= 0 && there > found.size) {
+        meet(plan, request.onExists == Reaction::NotSet ? Reaction::Skip : request.onExists);
+        return;
+    }
+    plan.action = Action::GoOn;
+    plan.done = there;
+    plan.connections = connectionsFor(request, found, found.size - plan.done, mostConnections);
+    plan.note = u"if the file that is there is a beginning of the server's"_s;
+}
+
 QString wordOf(Action action)
 {
     switch (action) {
@@ -107,7 +127,9 @@ FetchPlan FetchPlan::of(const DownloadRequest &request, const EngineAnswer &answ
         return plan;
     const QString name = request.outputName.isEmpty() ? found.name : request.outputName;
     plan.path = QDir(request.folder).filePath(row.name().isEmpty() ? name : row.name());
-    if (QFileInfo::exists(plan.path))
+    if (row.id <= 0 && isToBeTakenOver(QFileInfo(plan.path), request))
+        takeOver(plan, request, found, mostConnections);
+    else if (QFileInfo::exists(plan.path))
         meet(plan, request.onExists);
     return plan;
 }

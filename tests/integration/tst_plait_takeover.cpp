@@ -48,6 +48,7 @@ private Q_SLOTS:
 
     void whatWasBegunElsewhereIsGoneOnWith_data();
     void whatWasBegunElsewhereIsGoneOnWith();
+    void aDryRunSaysThatItWouldBeGoneOnWith();
     void itIsGoneOnWithOverFtp();
     void whatWasTakenOverMayBeStoppedAndGoneOnWith();
     void whatIsAskedForTwiceAtOnceIsTakenOverOnce();
@@ -137,6 +138,18 @@ void TestPlaitTakeOver::whatWasBegunElsewhereIsGoneOnWith()
         return request.header("Range").isEmpty();
     });
     QVERIFY(!isAskedForAll);
+}
+
+void TestPlaitTakeOver::aDryRunSaysThatItWouldBeGoneOnWith()
+{
+    QVERIFY(!write(kHalf).isEmpty());
+    const PlaitResult result = m_plait->run({u"--dry-run"_s, u"-c"_s, url()});
+    QVERIFY2(result.status == kDone && result.out.startsWith("would go on with \"" + m_plait->path(kName).toUtf8()),
+             told(result));
+    QVERIFY2(result.out.contains("488.3 KiB of 878.9 KiB are there"), told(result));
+    QVERIFY(!write(kSize + 1).isEmpty());
+    const PlaitResult longer = m_plait->run({u"--dry-run"_s, u"-c"_s, url()});
+    QVERIFY2(longer.out.startsWith("would not fetch \""), told(longer));
 }
 
 void TestPlaitTakeOver::itIsGoneOnWithOverFtp()
