@@ -102,7 +102,8 @@ const Row kAfter[] = {
      .valueName = "COMMAND",
      .places = kSetting,
      .help = "The same for each that failed",
-     .manual = "the same for each download that failed; the path is empty where there is no file yet"},
+     .manual = "the same for each download that failed, and each address that was refused; the path is empty where "
+               "there is no file yet, and the number 0 where it is not in the list"},
     {.name = "query",
      .group = "naming",
      .places = kTyped,

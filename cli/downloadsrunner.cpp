@@ -91,7 +91,10 @@ DownloadsRunner::DownloadsRunner(const Arguments &arguments, Engine &engine, Pri
     connect(&m_engine, &Engine::closed, this, &DownloadsRunner::onClosed);
     connect(&m_after, &AfterCommands::idle, this, &DownloadsRunner::tellDone);
     connect(&m_after, &AfterCommands::failed, this, [this](qint64 id, const QString &command, const QString &reason) {
-        m_printer.warn(id, u"\"%1\", called after download %2, failed: %3"_s.arg(command).arg(id).arg(reason));
+        if (id > 0)
+            m_printer.warn(id, u"\"%1\", called after download %2, failed: %3"_s.arg(command).arg(id).arg(reason));
+        else
+            m_printer.note(u"\"%1\", called after what was refused, failed: %2"_s.arg(command, reason));
     });
     if (!m_questions)
         return;
@@ -309,18 +312,18 @@ void DownloadsRunner::onEnded(const Snapshot &snapshot)
     m_least.remove(snapshot.id);
     m_printer.end(snapshot.id, summary);
     count(summary);
-    callAfter(snapshot, summary);
+    callAfter(snapshot.id, summary, snapshot.stream ? u"-"_s : summary.path);
     if (snapshot.stream)
         leaveStream(snapshot);
     endIfDone();
 }
 
 /// What was stopped has neither come nor failed.
-void DownloadsRunner::callAfter(const Snapshot &snapshot, const Summary &summary)
+void DownloadsRunner::callAfter(qint64 id, const Summary &summary, const QString &path)
 {
     const QString &command = summary.status == ExitStatus::Done ? m_arguments.onComplete : m_arguments.onError;
     if (!command.isEmpty() && summary.status != ExitStatus::Unfinished)
-        m_after.call(command, snapshot.stream ? u"-"_s : summary.path, snapshot.id);
+        m_after.call(command, path, id);
 }
 
 void DownloadsRunner::endIfDone()
@@ -370,6 +373,7 @@ void DownloadsRunner::refuse(qint64 id, const Summary &summary)
 }
 
 void DownloadsRunner::count(const Summary &summary)
+    callAfter(std::max<qint64>(0, id), summary, {});
 {
     ++Tally::placeIn(m_ended, summary);
     if (summary.status == ExitStatus::Done)

@@ -62,7 +62,8 @@ private:
     void onProgress();
     void onAsked(const Question &question);
     void onWarned(qint64 id, const Warning &warning);
-    void callAfter(const Snapshot &snapshot, const Summary &summary);
+    /// @param id 0 = it is not in the list
+    void callAfter(qint64 id, const Summary &summary, const QString &path);
     void onClosed();
     void tellDone();
     void endIfDone();

@@ -27,6 +27,7 @@ private Q_SLOTS:
     void eachDownloadThatIsDoneIsToldWithItsPath();
     void whatWentToStandardOutputHasNoPath();
     void eachThatFailedIsToldApart();
+    void soIsEachThatWasRefused();
     void answersStayFreeOfWhatACommandWrites();
     void aCommandThatFailsIsSaidAndTheDownloadIsDone();
     void aLineForAShellIsNoProgram();
@@ -97,6 +98,18 @@ void TestPlaitAfter::eachThatFailedIsToldApart()
     const PlaitResult result = fetch({u"--on-error"_s, script("echo \"$2\" >> \"${0%.after}.told\"")});
     QVERIFY2(result.status == kNotFound, result.err);
     QCOMPARE(told(), "2\n"_ba);
+}
+
+void TestPlaitAfter::soIsEachThatWasRefused()
+{
+    QFile list(m_plait->path(u"urls.txt"_s));
+    const QByteArray text = "sftp://files.example/a\n" + m_server.url(u"/a.bin"_s).toEncoded() + '\n';
+    QVERIFY(list.open(QIODevice::WriteOnly) && list.write(text) == text.size());
+    list.close();
+    const PlaitResult result =
+        m_plait->run({u"--on-error"_s, script("echo \"$2;$1\" >> \"${0%.after}.told\""), u"-i"_s, u"urls.txt"_s});
+    QVERIFY2(result.status == kBadOption, result.err);
+    QCOMPARE(told(), "0;\n"_ba);
 }
 
 void TestPlaitAfter::answersStayFreeOfWhatACommandWrites()
