@@ -128,6 +128,9 @@ QString badAnswer(const Failure &failure)
         return cannotDownload(quotedUrl(failure),
                               whatCame(failure.number) + inBrackets(failure) + u". "_s + adviceFor(failure));
     }
+    if (failure.remedies.contains(Remedy::CheckAddress))
+        return cannotDownload(quotedUrl(failure),
+                              cause(failure) + u". Open the address in a browser to see where it leads."_s);
     return cannotDownload(
         quotedUrl(failure),
         u"%1. Try again later, or from another server."_s.arg(reason(failure, u"the server's answer makes no sense"_s))
@@ -204,6 +207,9 @@ QString certificateRefused(const Failure &failure)
 
 QString encryptionFailed(const Failure &failure)
 {
+    if (failure.remedies.contains(Remedy::CheckAddress))
+        return cannotDownload(quotedUrl(failure),
+                              cause(failure) + u". Open the address in a browser to see where it leads."_s);
     const QString advice = failure.remedies.contains(Remedy::OtherScheme)
         ? otherScheme(failure)
         : u" It may know only versions of TLS before 1.2, which are not safe."_s;

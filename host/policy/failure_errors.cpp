@@ -217,15 +217,33 @@ bool mayBeForTls(const AbstractError &error, const Info &info)
         && (error.code == QNetworkReply::RemoteHostClosedError || error.code == QNetworkReply::ProtocolFailure);
 }
 
-/// Behind a proxy nobody knows who did not understand.
+bool isAsAsked(const Info &info)
+{
+    const QUrl url = info.finalSource();
+    return url.host() == info.url.host() && url.port() == info.url.port() && url.scheme() == info.url.scheme();
+}
+
+/// At another port of the same machine, it is that one which did not do.
+QString spokenTo(const Info &info)
+{
+    const QUrl url = info.finalSource();
+    const QString host = url.host();
+    if (host != info.url.host() || url.port() == info.url.port() || url.port() <= 0)
+        return host;
+    return (host.contains(u':') ? u'[' + host + u']' : host) + u':' + QString::number(url.port());
+}
+
+/// Behind a proxy nobody knows who did not understand, and another scheme is advice for an address that was typed.
 void amendRemedies(Failure &failure, const AbstractError &error, const Info &info)
 {
     if (failure.kind == Kind::CertificateRefused)
         failure.remedies = remediesOfCertificate(failure.detail);
+    if (error.category == ErrorCategory::kNetwork && error.code == QNetworkReply::ProtocolUnknownError)
+        failure.remedies.append(Remedy::CheckAddress); // a redirect to what is never fetched, now or later
     const bool isNoTls = SecurityWords::refusalIn(failure.detail) == SecurityWords::Refusal::NoTls;
     if (failure.kind == Kind::EncryptionFailed ? isNoTls
                                                : mayBeForTls(error, info) && !ProxyChoice::isNamedIn(failure.detail))
-        failure.remedies.append(Remedy::OtherScheme);
+        failure.remedies.append(isAsAsked(info) ? Remedy::OtherScheme : Remedy::CheckAddress);
 }
 
 QString textOf(const AbstractError &error)
@@ -244,12 +262,8 @@ QString clauseOf(QString text)
 
 Failure::Subject Failure::Subject::of(const AbstractDownloadPersistentInfo &info)
 {
-    Subject subject{info.id,
-                    info.url.adjusted(QUrl::RemovePassword),
-                    info.downloadTitle(),
-                    {},
-                    info.folder,
-                    info.finalSource().host()};
+    Subject subject{info.id,       info.url.adjusted(QUrl::RemovePassword), info.downloadTitle(), {}, info.folder,
+                    spokenTo(info)};
     if (!info.files.isEmpty())
         subject.path = info.filePath(0);
     return subject;

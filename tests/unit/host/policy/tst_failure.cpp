@@ -59,6 +59,7 @@ private Q_SLOTS:
     void whatHelpsIsSaidByWhatIsWrongWithACertificate();
     void aPortOfTlsIsGuessedWhereHttpIsNotUnderstood_data();
     void aPortOfTlsIsGuessedWhereHttpIsNotUnderstood();
+    void whatIsBehindARedirectIsNotTheAddressThatWasTyped();
     void aWholeSentenceIsKnownByItsMark();
     void everyKindHasAKeyOfItsOwn();
     void jsonKeepsEverything();
@@ -275,6 +276,20 @@ void TestFailure::aPortOfTlsIsGuessedWhereHttpIsNotUnderstood()
     QFETCH(AbstractError, error);
     QFETCH(QString, url);
     QTEST(Failure::of(error, recordOf(url)).remedies.contains(Remedy::OtherScheme), "isGuessed");
+}
+
+void TestFailure::whatIsBehindARedirectIsNotTheAddressThatWasTyped()
+{
+    Info info = recordOf(u"http://h:8443/x"_s);
+    info.files.clear();
+    info.finalUrl = QUrl(u"http://h:1/y"_s);
+    const Failure closed = Failure::of(errorOf(ErrorCategory::kNetwork, QNetworkReply::RemoteHostClosedError), info);
+    QCOMPARE(closed.subject.host, u"h:1"_s);
+    QVERIFY(!closed.remedies.contains(Remedy::OtherScheme));
+    info.finalUrl = QUrl(u"http://other:1/y"_s);
+    QCOMPARE(Failure::Subject::of(info).host, u"other"_s);
+    const Failure refused = Failure::of(errorOf(ErrorCategory::kNetwork, QNetworkReply::ProtocolUnknownError), info);
+    QVERIFY(refused.remedies.contains(Remedy::CheckAddress));
 }
 
 void TestFailure::aWholeSentenceIsKnownByItsMark()
