@@ -2,6 +2,8 @@
 #include <cli/nearest.h>
 
 #include <algorithm>
+#include <limits>
+#include <utility>
 #include <vector>
 
 namespace
@@ -36,10 +38,12 @@ int slipsBetween(const QString &from, const QString &to)
     return last.back();
 }
 
-int distance(const QString &word, const QString &candidate)
+/// Slips, and of those that begin so, the shortest first.
+std::pair<int, qsizetype> distance(const QString &word, const QString &candidate)
 {
     const bool isBeginning = word.size() >= kBeginning && candidate.startsWith(word);
-    return isBeginning ? 1 : slipsBetween(word, candidate);
+    return isBeginning ? std::pair(1, candidate.size())
+                       : std::pair(slipsBetween(word, candidate), std::numeric_limits<qsizetype>::max());
 }
 
 }
@@ -47,11 +51,12 @@ int distance(const QString &word, const QString &candidate)
 QString Nearest::of(const QString &word, const QStringList &candidates)
 {
     QString nearest;
-    int best = int(std::max<qsizetype>(1, word.size() / kLettersOfASlip)) + 1;
+    const int most = int(std::max<qsizetype>(1, word.size() / kLettersOfASlip));
+    std::pair<int, qsizetype> best(most + 1, 0);
     for (const QString &candidate : candidates) {
-        const int slips = distance(word, candidate);
-        if (slips < best) {
-            best = slips;
+        const std::pair<int, qsizetype> here = distance(word, candidate);
+        if (here < best) {
+            best = here;
             nearest = candidate;
         }
     }

@@ -248,6 +248,8 @@ QString nearestTo(const QString &name, const CommandRow *command)
     if (isLikeOthers(command))
         names += Habits::names();
     const QString nearest = Nearest::of(name, names);
+    if (nearest.startsWith(name))
+        return nearest;
     const OptionRow *const row = CommandOptions::table().find(nearest.mid(2));
     return row ? nameOf(*row) : nearest;
 }

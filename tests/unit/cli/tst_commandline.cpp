@@ -215,7 +215,8 @@ void TestCommandLine::everyOptionIsNear_data()
         QTest::newRow(name) << words << answer;
     };
     row("ours", {u"--outptu"_s}, u"Did you mean \"--output\"?"_s);
-    row("a synonym is told as ours", {u"--output-documen"_s}, u"Did you mean \"--output\"?"_s);
+    row("a synonym is told as ours", {u"--ouptut-document"_s}, u"Did you mean \"--output\"?"_s);
+    row("what was begun is gone on with", {u"--output-documen"_s}, u"Did you mean \"--output-document\"?"_s);
     row("one of others", {u"--contineu"_s}, u"Did you mean \"--continue\"?"_s);
     row("help", {u"resume"_s, u"--hlep"_s}, u"Did you mean \"--help\"?"_s);
     row("of another command", {u"--unfinished"_s}, u"It is one of \"plait list\"."_s);

@@ -23,6 +23,7 @@ void TestNearest::theNearestIsFound_data()
     QTest::newRow("one too many") << u"--ouutput"_s << u"--output"_s;
     QTest::newRow("another one") << u"--outpux"_s << u"--output"_s;
     QTest::newRow("a beginning") << u"--max-conn"_s << u"--max-connections"_s;
+    QTest::newRow("the beginning of several") << u"--outp"_s << u"--output"_s;
     QTest::newRow("two slips in a long word") << u"--max-connektion"_s << u"--max-connections"_s;
     QTest::newRow("the word itself") << u"--help"_s << u"--help"_s;
     QTest::newRow("nothing near") << u"--nonsense"_s << QString();
@@ -33,7 +34,9 @@ void TestNearest::theNearestIsFound_data()
 void TestNearest::theNearestIsFound()
 {
     QFETCH(QString, word);
-    QTEST(Nearest::of(word, {u"--help"_s, u"--output"_s, u"--max-connections"_s, u"--max-downloads"_s, u"xyz"_s}),
+    QTEST(Nearest::of(
+              word,
+              {u"--help"_s, u"--output-dir"_s, u"--output"_s, u"--max-connections"_s, u"--max-downloads"_s, u"xyz"_s}),
           "nearest");
 }
 

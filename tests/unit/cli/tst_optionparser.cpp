@@ -142,6 +142,9 @@ void TestOptionParser::aComplaintSaysWhatToDo_data()
     QTest::addColumn<QString>("end");
     QTest::newRow("an option that another command has")
         << u"show 1 --unfinished"_s << u"It is one of \"plait list\"."_s;
+    QTest::newRow("the beginning of an option") << u"get --outp 3"_s << u"Did you mean \"--output\"?"_s;
+    QTest::newRow("the beginning of its other name")
+        << u"get --output-docu 3"_s << u"Did you mean \"--output-document\"?"_s;
     QTest::newRow("an option with a slip") << u"list --limti 3"_s << u"Did you mean \"--limit\"?"_s;
     QTest::newRow("a letter that is none")
         << u"list -y"_s << u"there is no option \"-y\" here. Run \"plait help options list\" to see what there is."_s;
