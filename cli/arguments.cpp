@@ -196,7 +196,7 @@ public:
     QString complaint() const { return m_complaint; }
 
 private:
-    void readPrinting(Arguments &result) const
+    void readPrinting(Arguments &result)
     {
         result.filter = filterOf(m_values);
         result.limit = int(m_values.number("limit"_L1));
@@ -205,8 +205,17 @@ private:
         result.json = m_values.flag("json"_L1);
         result.verbose = m_values.flag("verbose"_L1);
         result.quiet = m_values.flag("quiet"_L1) && !result.verbose; // which may be a setting
+        if (result.command == Command::Config && result.json && placeOf("json"_L1).isEmpty())
+            complain(u"what config prints is a settings file, and has no other form. Leave --json out."_s);
         if (result.command == Command::Config)
             result.settings = SettingsText::of(m_values, m_line.command->options());
+    }
+
+    /// Of a setting, that of its line, "/home/anna/plait.conf:7: "; empty = it was typed.
+    QString placeOf(QLatin1StringView option) const
+    {
+        const QString from = m_values.given(option).value(0).from;
+        return from == CommandLine::typed() || from.isEmpty() ? QString() : from + u": "_s;
     }
 
     /// A path stays relative to where the words were typed; a name is looked up in PATH.
@@ -216,8 +225,9 @@ private:
         const QString command = typed.contains(u'/') ? absolute(typed) : typed;
         if (!command.isEmpty() && !AfterCommands::isProgram(command))
             complain(
-                u"--%1 \"%2\" is no program. Give its name or path alone: it is called with the path of a file and "
-                u"the number of its download, and no shell reads them."_s.arg(option, typed));
+                placeOf(option)
+                + u"--%1 \"%2\" is no program. Give its name or path alone: it is called with the path of a file and "
+                  u"the number of its download, and no shell reads them."_s.arg(option, typed));
         return command;
     }
 
@@ -311,7 +321,7 @@ private:
         readList(m_values.text("input-file"_L1), result);
         if (result.requests.isEmpty() && result.badLines.isEmpty() && !result.input)
             complain(common.mirrors.isEmpty()
-                         ? u"there is no URL. Give one, or a file of them with -i."_s
+                         ? whyNoUrl()
                          : u"--mirror names another address of a file, and there is none to download. Leave the option "
                            u"out: no links are followed."_s);
         if (!common.outputName.isEmpty() && result.requests.size() > 1)
@@ -322,6 +332,20 @@ private:
                 complain(one.complaint.toString());
         }
         readChecksums(result, common);
+    }
+
+    QString whyNoUrl() const
+    {
+        const QString file = m_values.text("input-file"_L1);
+        if (!file.isEmpty())
+            return u"there is no URL in \"%1\". Write one a line."_s.arg(file == "-"_L1 ? u"standard input"_s : file);
+        for (const auto option : {"output"_L1, "dir"_L1}) {
+            const QString taken = m_values.text(option);
+            if (taken.contains("://"_L1))
+                return u"there is no URL: \"%1\" was taken for the value of --%2. Write \"--%2 VALUE URL\"."_s.arg(
+                    Redaction::typed(taken), option);
+        }
+        return u"there is no URL. Give one, or a file of them with -i."_s;
     }
 
     /// An address is the engine's affair, and so is what stands beside the file.

@@ -154,22 +154,44 @@ QString valueAmong(const QStringList &words, const QString &option)
     return {};
 }
 
+/// The flag that is set and cannot stand beside this one; null = there is none.
+const OptionRow *excludedFor(const OptionRow &row, const OptionValues &values)
+{
+    for (const OptionRow *other : values.table().rows()) {
+        const bool excludes = qstrcmp(other->excludes, row.name) == 0 || qstrcmp(row.excludes, other->name) == 0;
+        if (excludes && values.flag(QLatin1StringView(other->name)))
+            return other;
+    }
+    return nullptr;
+}
+
 /// Those that the command has and that were not typed. The sentence, if one is none.
 QString giveSettings(const SettingsFile &file, const CommandRow &command, OptionValues &values)
 {
     const OptionValues typed = values;
     for (const SettingsFile::Setting &setting : file.settings()) {
-        if (!command.takes(*setting.row) || typed.has(QLatin1StringView(setting.row->name)))
+        const OptionRow *const other = excludedFor(*setting.row, values);
+        const bool isTyped =
+            typed.has(QLatin1StringView(setting.row->name)) || (other && typed.has(QLatin1StringView(other->name)));
+        if (!command.takes(*setting.row) || isTyped)
             continue;
         QString problem;
         const auto value = file.valueOf(setting, &problem);
         if (!value)
             return problem;
+        if (other && value->toBool())
+            return u"%1: \"%2\" and \"%3\" cannot stand together. Leave one of them out."_s.arg(
+                file.placeOf(setting.line), QLatin1StringView(setting.row->name), QLatin1StringView(other->name));
         values.give(*setting.row, {*value, file.placeOf(setting.line)});
     }
     return file.problem();
 }
 
+}
+
+QString CommandLine::typed()
+{
+    return kTyped;
 }
 
 QString CommandLine::configFileOf(const QStringList &words)

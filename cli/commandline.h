@@ -25,6 +25,8 @@ public:
 
     /// @param configFile need not exist
     static Outcome read(const QStringList &words, const QString &configFile);
+    /// Where a value that was typed is from, as OptionValues know it.
+    static QString typed();
     /// --config FILE among the words; empty = it is not there.
     static QString configFileOf(const QStringList &words);
     /// --list FILE among the words, in the same way.

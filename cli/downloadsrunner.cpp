@@ -126,9 +126,11 @@ void DownloadsRunner::begin()
 
 void DownloadsRunner::takeListed(const EngineAnswer &answer)
 {
+    bool isLeftOut = false;
     for (const Snapshot &row : answer.snapshots) {
         if (m_arguments.failed && row.state != DownloadState::Failed)
             continue;
+        isLeftOut = isLeftOut || row.ownerPid != 0;
         if (row.ownerPid == 0)
             m_ids.append(row.id);
         else
@@ -137,7 +139,8 @@ void DownloadsRunner::takeListed(const EngineAnswer &answer)
     if (!answer.isOk())
         refuse(--m_refused, {}, answer.failure);
     else if (m_ids.isEmpty())
-        m_printer.note(m_arguments.failed ? u"there is nothing that failed"_s : u"there is nothing unfinished"_s);
+        m_printer.note(u"there is nothing %1%2"_s.arg(isLeftOut ? u"else "_s : QString(),
+                                                      m_arguments.failed ? u"that failed"_s : u"unfinished"_s));
     m_isListKnown = true;
     feed();
 }
@@ -370,10 +373,10 @@ void DownloadsRunner::refuse(qint64 id, const Summary &summary)
     m_printer.begin(id, summary.url);
     m_printer.end(id, summary);
     count(summary);
+    callAfter(std::max<qint64>(0, id), summary, {});
 }
 
 void DownloadsRunner::count(const Summary &summary)
-    callAfter(std::max<qint64>(0, id), summary, {});
 {
     ++Tally::placeIn(m_ended, summary);
     if (summary.status == ExitStatus::Done)

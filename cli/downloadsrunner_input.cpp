@@ -42,6 +42,6 @@ void DownloadsRunner::onInputEnded(const QString &problem)
     if (!problem.isEmpty())
         refuseLines({u"cannot read the URLs in standard input: %1."_s.arg(problem)});
     else if (m_requests.isEmpty() && m_refused == 0)
-        refuseLines({u"there is no URL. Give one, or a file of them with -i."_s});
+        refuseLines({u"there is no URL in standard input. Write one a line."_s});
     feed();
 }

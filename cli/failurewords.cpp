@@ -120,7 +120,7 @@ QString ownedByOther(const Failure &failure)
     if (failure.number == 0)
         return u"lost download %1: another process has worked on it meanwhile, or removed it. \"%2\" shows it."_s.arg(
             numberOf(failure), commandOf("show"_L1, failure));
-    return u"cannot begin download %1: process %2 is at work on it. Wait until that is done, or stop it."_s.arg(
+    return u"cannot work on download %1: process %2 is at work on it. Wait until that is done, or stop it."_s.arg(
         numberOf(failure), QString::number(failure.number));
 }
 

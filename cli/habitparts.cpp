@@ -122,8 +122,11 @@ QString HabitParts::joinMethod(const QStringList &options) const
         std::any_of(options.cbegin(), options.cend(), [](const QString &option) { return option.startsWith(kBody); });
     if (method.isEmpty() || method == (hasBody ? "POST"_L1 : "GET"_L1))
         return {};
+    const bool hasFolder = std::any_of(options.cbegin(), options.cend(),
+                                       [](const QString &option) { return option.startsWith("--dir"_L1); });
     return u"a request \"%1\" %2 body is not sent: there are GET, and POST with \"--post-data DATA\"."_s.arg(
-        method.left(20), hasBody ? u"with a"_s : u"without a"_s);
+               method.left(20), hasBody ? u"with a"_s : u"without a"_s)
+        + (!hasBody && hasFolder ? u" \"-d\" is a folder here."_s : QString());
 }
 
 /// "-q --show-progress" shows that alone. Who asked for it is not left without.

@@ -74,6 +74,13 @@ QString finishedWord(const Snapshot &row)
     return *row.checksum == ChecksumResult::Different ? u"wrong"_s : u"unchecked"_s;
 }
 
+QString unfinishedWord(const Snapshot &row)
+{
+    if (row.ownerPid != 0 || row.state == DownloadState::Running)
+        return u"running"_s;
+    return row.state == DownloadState::Failed ? u"failed"_s : u"unfinished"_s;
+}
+
 /// A word, and how much of it is there.
 QString stateOf(const Snapshot &row)
 {
@@ -184,6 +191,13 @@ EngineAnswer chosen(const Arguments &arguments, Engine &engine)
     return answerOf([&](const Engine::Callback &done) { engine.snapshots(query, done); });
 }
 
+/// A list that shows nothing looks like one that was not read.
+QString emptiness(const Arguments &arguments)
+{
+    const bool isChosen = arguments.failed || !arguments.text.isEmpty() || arguments.filter != ListFilter::All;
+    return isChosen ? u"there is no such download in the list"_s : u"there is nothing in the list"_s;
+}
+
 ExitStatus printList(const Arguments &arguments, Engine &engine, const Output &output)
 {
     ExitStatus status = ExitStatus::Done;
@@ -196,6 +210,8 @@ ExitStatus printList(const Arguments &arguments, Engine &engine, const Output &o
         else
             printLine(row, output.answers);
     }
+    if (!arguments.json && !arguments.quiet && page.snapshots.isEmpty())
+        output.notes << "plait: " << emptiness(arguments) << '\n';
     if (!arguments.json && !arguments.quiet && page.total > page.snapshots.size())
         output.notes << "… and " << page.total - page.snapshots.size() << " more; -n 0 shows them all\n";
     output.answers.flush();
@@ -281,7 +297,7 @@ Facts factsOf(const Snapshot &row)
     addOptions(facts, details);
     if (!row.isFinished)
         addIdentities(facts, details.memory);
-    add(u"state"_s, row.isFinished ? finishedWord(row) : u"unfinished"_s);
+    add(u"state"_s, row.isFinished ? finishedWord(row) : unfinishedWord(row));
     if (row.isFinished)
         addAssurance(facts, details);
     add(u"created"_s, timeText(row.created));

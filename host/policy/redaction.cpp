@@ -191,8 +191,9 @@ QString Redaction::typed(const QString &word)
     const qsizetype start = slashes < 0 ? 0 : slashes + 3;
     const qsizetype at = word.lastIndexOf(u'@');
     QString rest = word.mid(at < start ? start : at);
-    // "NAME:PASSWORD", "name=value"; a port may stay.
-    static const QRegularExpression named = expression(u"^([^:=?/]*[:=])(?!\\d{0,5}(?:[/?#]|$)).+"_s);
+    // "NAME:PASSWORD", "name=value"; a port may stay, and so may an address in numbers, with its bracket closed or not.
+    static const QRegularExpression named =
+        expression(u"^(?!\\[[0-9A-Fa-f:.]*\\]?(?::\\d{0,5})?(?:[/?#]|$))([^:=?/]*[:=])(?!\\d{0,5}(?:[/?#]|$)).+"_s);
     static const QRegularExpression query = expression(u"\\?.+"_s);
     rest.replace(named, u"\\1"_s + kHidden);
     rest.replace(query, u"?"_s + kHidden);

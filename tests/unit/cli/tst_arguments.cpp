@@ -393,6 +393,11 @@ void TestArguments::whatIsWrongIsSaid_data()
     const QString url = kUrl;
     QTest::newRow("nothing at all") << QStringList() << u"there is no URL"_s;
     QTest::newRow("no URL") << QStringList{u"-q"_s} << u"there is no URL"_s;
+    QTest::newRow("an address that was taken for a name")
+        << QStringList{u"-o"_s, url} << u"there is no URL: \"%1\" was taken for the value of --output."_s.arg(url);
+    QTest::newRow("a list without an address")
+        << QStringList{u"-i"_s, u"/dev/null"_s} << u"there is no URL in \"/dev/null\". Write one a line."_s;
+    QTest::newRow("settings in another form") << QStringList{u"config"_s, u"--json"_s} << u"Leave --json out"_s;
     QTest::newRow("a rate that is none") << QStringList{url, u"--limit-rate"_s, u"1X"_s} << u"\"1X\" is no rate"_s;
     QTest::newRow("a negative rate") << QStringList{url, u"--limit-rate=-1"_s} << u"is no rate"_s;
     QTest::newRow("a wait that is none") << QStringList{url, u"--retry-wait"_s, u"x"_s} << u"seconds"_s;

@@ -40,6 +40,7 @@ private Q_SLOTS:
     void aMistakeInTheFileIsSaidWithItsLine();
     void anotherCommandBehindTheAddressesIsSaid();
     void optionsThatCannotStandTogetherAreSaid();
+    void settingsThatCannotStandTogetherAreSaid();
     void ofAnOptionGivenTwiceTheLastCounts();
     void aFlagMayBeSetToFalse();
     void secretsAreKnownByTheirOptions();
@@ -246,8 +247,6 @@ void TestCommandLine::everyGroupBelongsToACommandAndEveryCommandToGroups()
     QCOMPARE(used, groups);
 }
 
-void TestCommandLine::whatIsTypedComesBeforeTheFile()
-{
 void TestCommandLine::configTakesAndPrintsEverySetting()
 {
     QStringList lost;
@@ -258,6 +257,8 @@ void TestCommandLine::configTakesAndPrintsEverySetting()
     QCOMPARE(lost, QStringList());
 }
 
+void TestCommandLine::whatIsTypedComesBeforeTheFile()
+{
     const Outcome outcome = read({u"--tries"_s, u"2"_s, u"--header"_s, u"A: 1"_s, u"u"_s},
                                  "tries = 3\nheader = B: 2\nheader = C: 3\nmax-downloads = 7\n");
     QVERIFY2(outcome.command, qPrintable(outcome.text));
@@ -302,6 +303,16 @@ void TestCommandLine::optionsThatCannotStandTogetherAreSaid()
     const Outcome outcome = read({u"list"_s, u"--check"_s, u"--repair"_s});
     QVERIFY(!outcome.command && !outcome.isHelp);
     QVERIFY2(outcome.text.contains(u"--check"_s) && outcome.text.contains(u"--repair"_s), qPrintable(outcome.text));
+}
+
+void TestCommandLine::settingsThatCannotStandTogetherAreSaid()
+{
+    const QByteArray both = "ipv4 = true\nipv6 = true\n";
+    QCOMPARE(read({u"u"_s}, both).text,
+             path() + ":2: \"ipv6\" and \"ipv4\" cannot stand together. Leave one of them out."_L1);
+    QVERIFY(read({u"list"_s}, both).command);
+    const Outcome typed = read({u"-6"_s, u"u"_s}, "ipv4 = true\n");
+    QVERIFY2(typed.values.flag("ipv6"_L1) && !typed.values.flag("ipv4"_L1), qPrintable(typed.text));
 }
 
 void TestCommandLine::ofAnOptionGivenTwiceTheLastCounts()

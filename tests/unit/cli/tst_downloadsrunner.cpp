@@ -87,6 +87,7 @@ private Q_SLOTS:
     void eachCommandAsksForItsOwn_data();
     void eachCommandAsksForItsOwn();
     void allThatIsUnfinishedAndNobodysIsResumed();
+    void whatIsLeftOutIsNotSaidToBeNothing();
     void theSameDownloadTwiceIsSaidAndEndsOnce();
     void aStopLeavesTheRestAndSaysHowMany();
     void whatIsAnothersNewsIsNotShown();
@@ -352,6 +353,19 @@ void TestDownloadsRunner::allThatIsUnfinishedAndNobodysIsResumed()
         resumed.append(command.id);
     QCOMPARE(QSet<qint64>(resumed.cbegin(), resumed.cend()), QSet<qint64>({1, 2}));
     QVERIFY(m_notes.lines.first().contains(u"77"_s));
+}
+
+void TestDownloadsRunner::whatIsLeftOutIsNotSaidToBeNothing()
+{
+    Arguments arguments = withIds(Command::Resume, {});
+    arguments.all = true;
+    begin(arguments);
+    Snapshot others = row(3, DownloadState::Running);
+    others.ownerPid = 77;
+    EngineAnswer page;
+    page.snapshots = {others};
+    QVERIFY(m_engine->answerTo(Kind::Snapshots, page));
+    QCOMPARE(m_notes.lines.last(), u"there is nothing else unfinished"_s);
 }
 
 void TestDownloadsRunner::theSameDownloadTwiceIsSaidAndEndsOnce()

@@ -313,7 +313,7 @@ void TestFailureWords::wordsOfFailure_data()
         u"stopped before \"x.iso\" was compared with its checksum; \"plait resume 5\" does it"_s);
     row("what is there is skipped", Kind::Skipped, {}, u"\"x.iso\" is there already; skipped"_s);
     row("another process is named", Kind::OwnedByOther, {},
-        u"cannot begin download 5: process 12 is at work on it. Wait until that is done, or stop it."_s);
+        u"cannot work on download 5: process 12 is at work on it. Wait until that is done, or stop it."_s);
     row("what is missing in the list", Kind::NoSuchDownload, {},
         u"there is no download 5. Run \"plait list\" to see them."_s);
     row("what runs is not changed", Kind::CannotChange, u"it runs"_s,

@@ -199,6 +199,7 @@ void TestHabitReader::whatIsNotToBeHadIsSaid_data()
     row("a body in a file", u"--data @f URL"_s, u"not read from the file \"f\""_s);
     row("a file or an address", u"-O example.com/x URL"_s, u"\"--output-document\" to wget"_s);
     row("a place to go on from", u"-C 100 URL"_s, u"Leave \"-C 100\" out"_s);
+    row("a body that is a folder here", u"-X POST -d a=b URL"_s, u"\"-d\" is a folder here"_s);
     row("a method", u"-X DELETE URL"_s, u"\"DELETE\" without a body is not sent"_s);
 }
 

@@ -100,6 +100,7 @@ private Q_SLOTS:
     void whatIsRefusedIsSaidAndTheOthersGoOn();
     void whatIsRemovedMayGoWithItsFile();
     void aNewAddressIsTakenAndSaid();
+    void thatThereIsNothingIsSaidToPeople();
     void nothingCommandsTheTerminal();
 
 private:
@@ -303,6 +304,21 @@ void TestListCommands::aDownloadIsShownByItsFacts()
     QVERIFY2(has(u"address"_s, u"http://h/3"_s) && has(u"etag"_s, u"W/\"7\""_s), qPrintable(m_answers));
     QVERIFY2(has(u"state"_s, u"unfinished"_s) && m_answers.contains(u"\nlast error"_s), qPrintable(m_answers));
     QVERIFY2(!m_answers.contains(u"assurance"_s) && !m_answers.contains(u"encoding"_s), qPrintable(m_answers));
+    m_engine->rows[0].state = DownloadState::Failed;
+    QCOMPARE(print(Command::Show, {3}), ExitStatus::Done);
+    QVERIFY2(has(u"state"_s, u"failed"_s), qPrintable(m_answers));
+}
+
+void TestListCommands::thatThereIsNothingIsSaidToPeople()
+{
+    QCOMPARE(print(Command::List), ExitStatus::Done);
+    QCOMPARE(m_notes, u"plait: there is nothing in the list\n"_s);
+    m_arguments.text = u"iso"_s;
+    QCOMPARE(print(Command::List), ExitStatus::Done);
+    QCOMPARE(m_notes, u"plait: there is no such download in the list\n"_s);
+    m_arguments.json = true;
+    QCOMPARE(print(Command::List), ExitStatus::Done);
+    QVERIFY(m_notes.isEmpty() && m_answers.isEmpty());
 }
 
 void TestListCommands::aFinishedOneIsShownWithWhatProvesIt()

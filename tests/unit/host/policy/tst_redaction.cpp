@@ -139,6 +139,9 @@ void TestRedaction::whatMakesNoSenseIsShownWithoutWhatMayBeSecret_data()
     row("a token for a name", u"token@host/x"_s, u"…@host/x"_s);
     row("a login whose sign is encoded", u"http://me:pw%40host/x"_s, u"http://me:…"_s);
     row("a login alone", u"me:pw"_s, u"me:…"_s);
+    row("an address in numbers", u"http://[::1]:80/x"_s, u"http://[::1]:80/x"_s);
+    row("an address in numbers without its end", u"http://[::1/x"_s, u"http://[::1/x"_s);
+    row("a login in brackets", u"http://[me:pw/x"_s, u"http://[me:…"_s);
     row("a login of many digits", u"me:123456"_s, u"me:…"_s);
     row("a header's value", u"id=secret"_s, u"id=…"_s);
     row("a query", u"host/x?token=a"_s, u"host/x?…"_s);
