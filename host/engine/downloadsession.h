@@ -226,6 +226,7 @@ private:
     bool isStillFree(DownloadStore &list, const DownloadRequest &request, const TakenFile &file,
                      Failure *failure) const;
     static bool makeIncomplete(const TakenFile &file, Failure *failure);
+    static void planEmpty(const DownloadRequest &request, AbstractDownloadPersistentInfo &record);
     static bool keepTaken(DownloadStore &list, Lease &added, const TakenFile &file);
     std::shared_ptr<DownloadStream> makeStream(DownloadRequest &request, Failure *failure);
     bool prepareStream(Lease &lease, Failure *failure) const;

@@ -105,6 +105,8 @@ bool DownloadSession::enter(DownloadStore &list, Entering &entering)
     entering.candidates = list.findByUrl(lease.record.url, kCandidates);
     if (taken)
         taken->putInto(lease.record);
+    else if (entering.request.takesOver && !entering.request.isStreamed)
+        planEmpty(entering.request, lease.record);
     if (list.insertOwned(lease.record, entering.request.options) == 0)
         return false;
     entering.isRenamed = taken && makeIncomplete(*taken, entering.failure);

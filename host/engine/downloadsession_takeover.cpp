@@ -8,6 +8,7 @@
 #include <host/network/transfermanager.h>
 #include <host/parsing/checksumlist.h>
 #include <host/storage/renamedfile.h>
+#include <host/storage/replacedfile.h>
 #include <inet/qt/download/framework/qtappsystemdefaultuseragentmanager.h>
 
 #include <QDir>
@@ -36,6 +37,18 @@ QStringList namesFor(const DownloadRequest &request)
     return names;
 }
 
+/// The first file that is there under such a name, empty or not; empty = there is none.
+QString fileThere(const DownloadRequest &request, bool isEmpty)
+{
+    const QStringList names = namesFor(request);
+    for (const QString &name : names) {
+        const QFileInfo file(QDir(request.folder).filePath(name));
+        if (file.isFile() && !file.isSymLink() && (file.size() == 0) == isEmpty)
+            return file.filePath();
+    }
+    return {};
+}
+
 Failure cannotTakeOver(const TakenFile &file, const Clause &reason)
 {
     Failure::Subject subject;
@@ -57,13 +70,15 @@ QString DownloadSession::fileToTakeOver(const DownloadRequest &asked)
     const auto isIt = [&request](const auto &record) { return request.isSameDownload(record); };
     if (std::any_of(known.cbegin(), known.cend(), isIt))
         return {};
-    const QStringList names = namesFor(request);
-    for (const QString &name : names) {
-        const QFileInfo file(QDir(request.folder).filePath(name));
-        if (file.isFile() && !file.isSymLink() && file.size() > 0)
-            return file.filePath();
-    }
-    return {};
+    return fileThere(request, false);
+}
+
+/// What is empty is the beginning of anything, and there is nothing to compare: whatever comes takes its place.
+void DownloadSession::planEmpty(const DownloadRequest &request, AbstractDownloadPersistentInfo &record)
+{
+    const QString path = fileThere(request, true);
+    if (!path.isEmpty())
+        ReplacedFile::planEmpty(record, path);
 }
 
 FileTakeOver *DownloadSession::makeTakeOver(const DownloadRequest &asked, const QString &path,

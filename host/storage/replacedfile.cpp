@@ -16,6 +16,7 @@ using Reaction = AbstractDownloadExistingFileReaction;
 const QString kKey = u"replaces"_s;
 const QString kFile = u"file"_s;
 const QString kReaction = u"reaction"_s;
+const QString kIsEmpty = u"empty"_s;
 
 QVariantMap planOf(const AbstractDownloadPersistentInfo &record)
 {
@@ -39,17 +40,27 @@ void keepName(AbstractDownloadPersistentInfo &record)
         record.presetFileName = QFileInfo(file.relativePath()).completeBaseName();
 }
 
+void put(AbstractDownloadPersistentInfo &record, QVariantMap plan)
+{
+    const Reaction before = ReplacedFile::isPlanned(record) ? Reaction(planOf(record).value(kReaction).toInt())
+                                                            : record.existingFileReaction;
+    plan.insert(kReaction, int(before));
+    record.parameters.insert(kKey, plan);
+    record.existingFileReaction = Reaction::Ask;
+}
+
 }
 
 void ReplacedFile::plan(AbstractDownloadPersistentInfo &record, const FileIdentity &file)
 {
-    const Reaction before = isPlanned(record) ? Reaction(planOf(record).value(kReaction).toInt())
-                                              : record.existingFileReaction;
-    record.parameters.insert(
-        kKey, QVariantMap{{kFile, identityOf(record, file).text}, {kReaction, int(before)}});
-    record.existingFileReaction = Reaction::Ask;
+    put(record, {{kFile, identityOf(record, file).text}});
     keepName(record);
     DiskCheck::forgetProgress(record);
+}
+
+void ReplacedFile::planEmpty(AbstractDownloadPersistentInfo &record, const QString &path)
+{
+    put(record, {{kFile, FileIdentity::of(path).text}, {kIsEmpty, true}});
 }
 
 bool ReplacedFile::isPlanned(const AbstractDownloadPersistentInfo &record)
@@ -62,11 +73,14 @@ std::optional<Action> ReplacedFile::answer(const AbstractDownloadPersistentInfo 
 {
     if (!isPlanned(record))
         return std::nullopt;
-    const FileIdentity file{planOf(record).value(kFile).toString()};
+    const QVariantMap plan = planOf(record);
+    const FileIdentity file{plan.value(kFile).toString()};
     const bool isIt = inTheWay.size() == 1 && file.isKnown() && FileIdentity::of(inTheWay.first()) == file;
-    if (isIt && mayReplace)
+    // What is empty has nothing to lose, whatever comes.
+    const bool isFree = plan.value(kIsEmpty).toBool() ? isIt && QFileInfo(inTheWay.first()).size() == 0 : mayReplace;
+    if (isIt && isFree)
         return Action::Overwrite;
-    switch (Reaction(planOf(record).value(kReaction).toInt())) {
+    switch (Reaction(plan.value(kReaction).toInt())) {
     case Reaction::Ask:
         return std::nullopt;
     case Reaction::Skip:

@@ -8,8 +8,9 @@
 
 #include <optional>
 
-/// The file of a finished download whose server has another one by now. It stays until the new one is whole and takes
-/// its place by a rename, so that whatever becomes of that one, the person has either.
+/// The file of a finished download whose server has another one by now, or an empty file that is to be filled. It stays
+/// until the new one is whole and takes its place by a rename, so that whatever becomes of that one, the person has
+/// either.
 ///
 /// The record says so while it is unfinished: who takes it up after a crash knows the file by what it is. Nothing else
 /// that stands there is ever replaced.
@@ -20,6 +21,10 @@ namespace ReplacedFile
 /// files in the way is remembered, and holds for all others.
 /// @param file what the list says of the download's file
 void plan(AbstractDownloadPersistentInfo &record, const FileIdentity &file);
+
+/// Gives a new record the empty file of that path for the one whose place it takes, as long as nothing is written to
+/// it.
+void planEmpty(AbstractDownloadPersistentInfo &record, const QString &path);
 
 bool isPlanned(const AbstractDownloadPersistentInfo &record);
 

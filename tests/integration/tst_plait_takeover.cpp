@@ -65,6 +65,8 @@ private Q_SLOTS:
     void aChecksumProvesWhatIsComplete();
     void whatIsNotTakenOverMayBeReplaced();
     void withoutTheOptionAFileGetsANumber();
+    void whatIsEmptyIsFilled_data();
+    void whatIsEmptyIsFilled();
 
 private:
     QString url() const { return m_server->url(u"/file.bin"_s).toString(); }
@@ -369,6 +371,26 @@ void TestPlaitTakeOver::withoutTheOptionAFileGetsANumber()
     const PlaitResult result = m_plait->runBare({url()});
     QVERIFY2(result.status == kDone && isWhole(u"file (1).bin"_s), told(result));
     QCOMPARE(TestFiles::readFile(m_plait->path(kName)), bytes);
+}
+
+void TestPlaitTakeOver::whatIsEmptyIsFilled_data()
+{
+    QTest::addColumn<QStringList>("words");
+    QTest::newRow("under the address's name") << QStringList{u"-c"_s};
+    QTest::newRow("under a name that is given") << QStringList{u"-c"_s, u"-o"_s, kName};
+    QTest::newRow("with its checksum") << QStringList{u"-c"_s} + checksumOf(kSeed);
+    QTest::newRow("where others are left alone") << QStringList{u"-c"_s, u"--on-exists"_s, u"skip"_s};
+}
+
+/// By a server that sends no parts, too: there is nothing to go on with.
+void TestPlaitTakeOver::whatIsEmptyIsFilled()
+{
+    QFETCH(QStringList, words);
+    QVERIFY(write(1).size() == 1 && QFile::resize(m_plait->path(kName), 0));
+    m_server->setResponse("/file.bin", ScriptedResponse::ok(TestFiles::content(kSeed, 0, kSize)));
+    const PlaitResult result = m_plait->runBare(words + QStringList{url()});
+    QVERIFY2(result.status == kDone && isWhole(), told(result));
+    QCOMPARE(m_plait->files(), QStringList(kName));
 }
 
 QTEST_GUILESS_MAIN(TestPlaitTakeOver)

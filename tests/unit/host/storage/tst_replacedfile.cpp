@@ -28,6 +28,8 @@ private Q_SLOTS:
     void theNextOneGetsItsName();
     void onlyTheVeryFileIsReplaced_data();
     void onlyTheVeryFileIsReplaced();
+    void anEmptyFileIsReplacedAsLongAsItIsEmpty_data();
+    void anEmptyFileIsReplacedAsLongAsItIsEmpty();
     void ofOtherDownloadsNothingIsSaid();
 
 private:
@@ -144,6 +146,30 @@ void TestReplacedFile::onlyTheVeryFileIsReplaced()
     record.setFinished(true, true);
     ReplacedFile::plan(record, {});
     QCOMPARE(ReplacedFile::answer(record, {path(u"g.bin"_s)}, true).has_value(), reaction != Reaction::Ask);
+}
+
+void TestReplacedFile::anEmptyFileIsReplacedAsLongAsItIsEmpty_data()
+{
+    QTest::addColumn<Reaction>("reaction");
+    QTest::newRow("where nothing was said of others") << Reaction::NotSet;
+    QTest::newRow("where others are left alone") << Reaction::Skip;
+    QTest::newRow("where others are overwritten") << Reaction::Overwrite;
+}
+
+void TestReplacedFile::anEmptyFileIsReplacedAsLongAsItIsEmpty()
+{
+    QFETCH(Reaction, reaction);
+    QVERIFY(make(u"f.bin"_s) && QFile::resize(path(u"f.bin"_s), 0));
+    Info record;
+    record.folder = m_dir.path();
+    record.existingFileReaction = reaction;
+    ReplacedFile::planEmpty(record, path(u"f.bin"_s));
+    QVERIFY(ReplacedFile::isPlanned(record));
+    for (const bool mayReplace : {false, true})
+        QCOMPARE(ReplacedFile::answer(record, {path(u"f.bin"_s)}, mayReplace), Action::Overwrite);
+    QVERIFY(QFile::resize(path(u"f.bin"_s), 1));
+    const auto action = ReplacedFile::answer(record, {path(u"f.bin"_s)}, true);
+    QVERIFY2(action && *action != Action::Overwrite, "somebody has written to it");
 }
 
 void TestReplacedFile::ofOtherDownloadsNothingIsSaid()
