@@ -20,6 +20,14 @@ bool isOfTheListAlone(Kind kind)
     return kind == Kind::Snapshot || kind == Kind::Snapshots || kind == Kind::Questions;
 }
 
+/// They say where to look in a page, and no server hears of them: with one or another it is the same download.
+void dropFragments(DownloadRequest &request)
+{
+    request.url.setFragment({});
+    for (QUrl &mirror : request.mirrors)
+        mirror.setFragment({});
+}
+
 Failure wrongState(Clause::Kind how)
 {
     return Failure::make(Failure::Kind::WrongState, {}, how);
@@ -43,6 +51,8 @@ void LocalEngine::transmit(const EngineCommand &command)
 {
     m_isEndAskedFor = m_isEndAskedFor || command.kind == Kind::Close;
     m_commands.enqueue(command);
+    if (m_commands.last().request)
+        dropFragments(*m_commands.last().request);
     QMetaObject::invokeMethod(this, &LocalEngine::work, Qt::QueuedConnection);
 }
 

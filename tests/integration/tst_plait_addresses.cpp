@@ -47,6 +47,7 @@ private Q_SLOTS:
     void aFinishedDownloadTakesNoAddress();
     void aDownloadThatIsNotThereIsSaid();
     void whatIsThereAlreadyIsNamedUnlessItIsGone();
+    void whatStandsBehindANumberSignMakesNoOtherDownload();
 
 private:
     /// Download 1, stopped in its middle.
@@ -165,6 +166,21 @@ void TestPlaitAddresses::whatIsThereAlreadyIsNamedUnlessItIsGone()
     const PlaitResult third = plait.run({url});
     QCOMPARE(third.status, 0);
     QVERIFY2(!third.err.contains("already"), third.err);
+}
+
+void TestPlaitAddresses::whatStandsBehindANumberSignMakesNoOtherDownload()
+{
+    PlaitSandbox plait;
+    const QString url = m_server->url(u"/fresh/file.bin"_s).toString();
+    const PlaitResult first = plait.run({url + u"#one"_s});
+    QVERIFY2(first.status == 0, first.err);
+    for (const QString &again : {url, url + u"#two"_s, url + u'#'}) {
+        const PlaitResult result = plait.run({again});
+        QVERIFY2(result.status == 0 && result.err.contains("Skipped"), result.err);
+    }
+    QCOMPARE(plait.files(), QStringList(kName));
+    const PlaitResult listed = plait.runBare({u"list"_s, u"--json"_s});
+    QVERIFY2(listed.out.count("/fresh/file.bin") == 1 && !listed.out.contains('#'), listed.out);
 }
 
 QTEST_GUILESS_MAIN(TestPlaitAddresses)
