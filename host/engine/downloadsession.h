@@ -97,8 +97,8 @@ public:
     /// Fetches all of it again; what was downloaded is discarded.
     bool restart(qint64 id, Failure *failure);
     /// Makes a finished download one to be fetched anew, whose file stays until the new one is whole and takes its
-    /// place (ReplacedFile). One that was given a checksum is saved beside it.
-    bool beginReplacing(qint64 id, Failure *failure);
+    /// place (ReplacedFile). One that was given a checksum is saved beside it, unless the old one is unwanted.
+    bool beginReplacing(qint64 id, bool isUnwanted, Failure *failure);
     /// Is content with the bytes that are there: they become the file. False when they are not one piece from the
     /// start.
     bool finishNow(qint64 id, Failure *failure);

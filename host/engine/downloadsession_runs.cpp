@@ -80,10 +80,10 @@ bool DownloadSession::restart(qint64 id, Failure *failure)
     return true;
 }
 
-bool DownloadSession::beginReplacing(qint64 id, Failure *failure)
+bool DownloadSession::beginReplacing(qint64 id, bool isUnwanted, Failure *failure)
 {
-    const auto plan = [this, id](Lease &lease) {
-        ReplacedFile::plan(lease.record, lease.file);
+    const auto plan = [this, id, isUnwanted](Lease &lease) {
+        ReplacedFile::plan(lease.record, lease.file, isUnwanted);
         lease.options.checksumResult = ChecksumResult::NotCompared;
         const bool isKept = m_list.setOptions(id, lease.options, lease.fence)
             && m_list.update(lease.record, {{}, u""_s, ResourceMemory(), lease.fence}, DownloadStore::Lasting::Always);

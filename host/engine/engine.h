@@ -70,10 +70,10 @@ public:
     /// withFile its file goes, too. Answers when it is gone. A failure where there is none, where another process is at
     /// work on it, or where the file cannot be deleted.
     void remove(qint64 id, bool withFile, const Callback &callback = {});
-    /// As resume(), but what is there is discarded and fetched again.
+    /// As resume(), but what is there is discarded and fetched again. A finished file stays until the new one is whole
+    /// and takes its place.
     void restart(qint64 id, const Callback &callback = {});
-    /// The same, but a finished file stays until the new one is whole and takes its place; with a checksum that was
-    /// given, the new one is saved beside it.
+    /// The same, but with a checksum that was given, the new one is saved beside a finished file.
     void replace(qint64 id, const Callback &callback = {});
     /// Is content with the bytes that are there: they become the file. Answers when that has begun; changed() follows.
     /// A failure where they are not one piece from the start.

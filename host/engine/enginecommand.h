@@ -22,7 +22,7 @@ struct EngineCommand {
         Pause, ///< id
         Resume, ///< id
         Remove, ///< id, flag: with its file
-        Restart, ///< id, flag: a finished file stays until there is another one
+        Restart, ///< id, flag: a finished file stays where a checksum may prove the new one wrong
         FinishNow, ///< id
         Check, ///< id, changes
         Query, ///< request, flag: with what the list has of it

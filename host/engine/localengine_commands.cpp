@@ -127,14 +127,15 @@ void LocalEngine::begin(const EngineCommand &command, DownloadQueue::Job job)
     }
 }
 
+/// Whatever comes of it: as long as there is no new file, the old one is better than none.
 void LocalEngine::restart(const EngineCommand &command)
 {
-    const std::optional<ListEntry> known = command.flag ? entry(command.id) : std::nullopt;
+    const std::optional<ListEntry> known = entry(command.id);
     const bool isAtRest = known && known->ownerPid == 0 && !isQueued(command.id) && !m_session->stream(command.id);
     Failure failure;
     if (!isAtRest || !known->finished)
         begin(command, DownloadQueue::Job::Restart);
-    else if (m_session->beginReplacing(command.id, &failure))
+    else if (m_session->beginReplacing(command.id, !command.flag, &failure))
         begin(command, DownloadQueue::Job::Download);
     else
         refuse(command, failure);

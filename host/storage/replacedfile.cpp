@@ -17,6 +17,7 @@ const QString kKey = u"replaces"_s;
 const QString kFile = u"file"_s;
 const QString kReaction = u"reaction"_s;
 const QString kIsEmpty = u"empty"_s;
+const QString kIsUnwanted = u"unwanted"_s;
 
 QVariantMap planOf(const AbstractDownloadPersistentInfo &record)
 {
@@ -51,9 +52,9 @@ void put(AbstractDownloadPersistentInfo &record, QVariantMap plan)
 
 }
 
-void ReplacedFile::plan(AbstractDownloadPersistentInfo &record, const FileIdentity &file)
+void ReplacedFile::plan(AbstractDownloadPersistentInfo &record, const FileIdentity &file, bool isUnwanted)
 {
-    put(record, {{kFile, identityOf(record, file).text}});
+    put(record, {{kFile, identityOf(record, file).text}, {kIsUnwanted, isUnwanted}});
     keepName(record);
     DiskCheck::forgetProgress(record);
 }
@@ -77,7 +78,8 @@ std::optional<Action> ReplacedFile::answer(const AbstractDownloadPersistentInfo 
     const FileIdentity file{plan.value(kFile).toString()};
     const bool isIt = inTheWay.size() == 1 && file.isKnown() && FileIdentity::of(inTheWay.first()) == file;
     // What is empty has nothing to lose, whatever comes.
-    const bool isFree = plan.value(kIsEmpty).toBool() ? isIt && QFileInfo(inTheWay.first()).size() == 0 : mayReplace;
+    const bool isFree = plan.value(kIsEmpty).toBool() ? isIt && QFileInfo(inTheWay.first()).size() == 0
+                                                      : mayReplace || plan.value(kIsUnwanted).toBool();
     if (isIt && isFree)
         return Action::Overwrite;
     switch (Reaction(plan.value(kReaction).toInt())) {

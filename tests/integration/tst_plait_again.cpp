@@ -70,7 +70,9 @@ private Q_SLOTS:
     void aFileIsComparedWithAChecksumThatIsNew();
     void theServerIsAskedWhereThatIsWanted_data();
     void theServerIsAskedWhereThatIsWanted();
+    void whatIsThereStaysUntilTheNewOneIsWhole_data();
     void whatIsThereStaysUntilTheNewOneIsWhole();
+    void restartKeepsTheFileUntilThereIsAnother();
     void whatIsThereStaysWhereTheNewOneDoesNotCome();
     void theNewOneGetsTheNameOfTheOneThatIsThere();
     void aNewOneThatIsNotTheOneOfItsChecksumReplacesNothing();
@@ -254,15 +256,23 @@ void TestPlaitAgain::theServerIsAskedWhereThatIsWanted()
              isFetched ? TestFiles::sha256OfContent(kSeed + 1, kSize + 7) : TestFiles::sha256OfContent(kSeed, kSize));
 }
 
+void TestPlaitAgain::whatIsThereStaysUntilTheNewOneIsWhole_data()
+{
+    QTest::addColumn<QStringList>("words");
+    QTest::newRow("a newer one") << QStringList{u"-N"_s, u"--on-changed"_s, u"restart"_s};
+    QTest::newRow("restart") << QStringList{u"restart"_s, u"1"_s};
+}
+
 /// Also for the process that comes after one that was killed.
 void TestPlaitAgain::whatIsThereStaysUntilTheNewOneIsWhole()
 {
+    QFETCH(QStringList, words);
     ScriptedServer server;
     server.setResponse("/f.bin", ScriptedResponse::file(kSeed, kSize));
     const QString url = server.url(u"/f.bin"_s).toString();
     QCOMPARE(m_plait->run({url}).status, kDone);
     server.setResponse("/f.bin", PartWay::held(kSeed + 1, kLargeSize, kSize));
-    m_plait->start({u"-N"_s, u"--on-changed"_s, u"restart"_s, url});
+    m_plait->startBare(words.contains(u"-N"_s) ? words + QStringList{u"-d"_s, m_plait->downloads(), url} : words);
     QVERIFY2(server.waitForHeld(QString()), m_plait->errorText());
     QTRY_VERIFY_WITH_TIMEOUT(m_plait->has(u"f.bin.part"_s), PlaitSandbox::kPatienceMs);
     m_plait->sendSignal(SIGKILL);
@@ -295,6 +305,25 @@ void TestPlaitAgain::whatIsThereStaysWhereTheNewOneDoesNotCome()
     }
     server.setResponse("/f.bin", ScriptedResponse::file(kSeed + 1, kSize));
     const PlaitResult result = m_plait->run({u"-N"_s, url});
+    QVERIFY2(result.status == kDone, result.err);
+    QCOMPARE(m_plait->files(), QStringList{u"f.bin"_s});
+    QCOMPARE(TestFiles::sha256OfFile(m_plait->path(u"f.bin"_s)), TestFiles::sha256OfContent(kSeed + 1, kSize));
+}
+
+/// Whoever gave a checksum has it compared when it is there: the old file is unwanted all the same.
+void TestPlaitAgain::restartKeepsTheFileUntilThereIsAnother()
+{
+    ScriptedServer server;
+    server.setResponse("/f.bin", ScriptedResponse::file(kSeed, kSize));
+    const QString sum = QString::fromLatin1(TestFiles::sha256OfContent(kSeed + 1, kSize));
+    const QString url = server.url(u"/f.bin"_s).toString();
+    QCOMPARE(m_plait->run({u"--checksum"_s, u"sha-256="_s + sum, url}).status, kChecksumMismatch);
+    server.setResponse("/f.bin", ScriptedResponse::error(404));
+    QCOMPARE(m_plait->runBare({u"restart"_s, u"1"_s}).status, kNotFound);
+    QCOMPARE(m_plait->files(), QStringList{u"f.bin"_s});
+    QCOMPARE(TestFiles::sha256OfFile(m_plait->path(u"f.bin"_s)), TestFiles::sha256OfContent(kSeed, kSize));
+    server.setResponse("/f.bin", ScriptedResponse::file(kSeed + 1, kSize));
+    const PlaitResult result = m_plait->runBare({u"restart"_s, u"1"_s});
     QVERIFY2(result.status == kDone, result.err);
     QCOMPARE(m_plait->files(), QStringList{u"f.bin"_s});
     QCOMPARE(TestFiles::sha256OfFile(m_plait->path(u"f.bin"_s)), TestFiles::sha256OfContent(kSeed + 1, kSize));

@@ -28,6 +28,7 @@ private Q_SLOTS:
     void theNextOneGetsItsName();
     void onlyTheVeryFileIsReplaced_data();
     void onlyTheVeryFileIsReplaced();
+    void oneThatNobodyWantsGoesForAnyNewOne();
     void anEmptyFileIsReplacedAsLongAsItIsEmpty_data();
     void anEmptyFileIsReplacedAsLongAsItIsEmpty();
     void ofOtherDownloadsNothingIsSaid();
@@ -66,7 +67,7 @@ void TestReplacedFile::itsRecordBeginsAnew()
 {
     QVERIFY(make(u"f.bin"_s));
     Info record = finished(u"f.bin"_s, u"f.bin"_s);
-    ReplacedFile::plan(record, {});
+    ReplacedFile::plan(record, {}, false);
     QVERIFY(ReplacedFile::isPlanned(record) && !record.isFinished() && record.files.isEmpty());
     QCOMPARE(record.existingFileReaction, Reaction::Ask);
     QVERIFY2(QFile::exists(path(u"f.bin"_s)), "it stays");
@@ -88,11 +89,11 @@ void TestReplacedFile::theNextOneGetsItsName()
     QFETCH(QString, name);
     QFETCH(QString, onDisk);
     Info record = finished(name, onDisk);
-    ReplacedFile::plan(record, {});
+    ReplacedFile::plan(record, {}, false);
     QTEST(record.presetFileName, "preset");
     Info named = finished(name, onDisk);
     named.setFlag(Info::RenameBlocked, true);
-    ReplacedFile::plan(named, {});
+    ReplacedFile::plan(named, {}, false);
     QCOMPARE(named.files.first().name, name);
     QVERIFY(named.presetFileName.isEmpty());
 }
@@ -135,7 +136,7 @@ void TestReplacedFile::onlyTheVeryFileIsReplaced()
     QVERIFY(FileIdentity::of(path(u"f.bin"_s)).isKnown());
     Info record = finished(u"f.bin"_s, u"f.bin"_s);
     record.existingFileReaction = reaction;
-    ReplacedFile::plan(record, {});
+    ReplacedFile::plan(record, {}, false);
     if (isExchanged)
         QVERIFY(QFile::rename(path(u"f.bin"_s), path(u"old"_s)) && make(u"f.bin"_s));
     QStringList paths;
@@ -144,8 +145,17 @@ void TestReplacedFile::onlyTheVeryFileIsReplaced()
     QTEST(ReplacedFile::answer(record, paths, mayReplace), "action");
     // What it was before is known however often it is planned.
     record.setFinished(true, true);
-    ReplacedFile::plan(record, {});
+    ReplacedFile::plan(record, {}, false);
     QCOMPARE(ReplacedFile::answer(record, {path(u"g.bin"_s)}, true).has_value(), reaction != Reaction::Ask);
+}
+
+void TestReplacedFile::oneThatNobodyWantsGoesForAnyNewOne()
+{
+    QVERIFY(make(u"f.bin"_s) && make(u"g.bin"_s));
+    Info record = finished(u"f.bin"_s, u"f.bin"_s);
+    ReplacedFile::plan(record, {}, true);
+    QCOMPARE(ReplacedFile::answer(record, {path(u"f.bin"_s)}, false), Action::Overwrite);
+    QCOMPARE(ReplacedFile::answer(record, {path(u"g.bin"_s)}, false), Action::Rename);
 }
 
 void TestReplacedFile::anEmptyFileIsReplacedAsLongAsItIsEmpty_data()
