@@ -165,7 +165,8 @@ void DownloadsRunner::feed()
 
 void DownloadsRunner::addNext()
 {
-    const DownloadRequest &request = m_requests.at(m_nextRequest++);
+    DownloadRequest request = m_requests.at(m_nextRequest++);
+    request.isToAsk = m_arguments.isToAsk;
     ++m_unanswered;
     m_engine.add(request, true, [this, request](const EngineAnswer &answer) { onAdded(request, answer); });
 }

@@ -198,6 +198,9 @@ QString fromNoAddress(const Failure &failure)
 
 QString cannotTakeOver(const Failure &failure)
 {
+    if (failure.remedies.isEmpty()) // nobody wanted to go on with it
+        return u"%1 is not the list's, and not known to be the server's file: %2"_s.arg(quotedFile(failure),
+                                                                                        cause(failure));
     return u"cannot go on with %1: %2. It stays as it is. Without -c the file gets another name; with --on-exists "
            u"overwrite it takes this one's place."_s.arg(quotedFile(failure), cause(failure));
 }

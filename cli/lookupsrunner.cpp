@@ -93,7 +93,8 @@ void LookupsRunner::onQueried(const EngineAnswer &answer)
 
 void LookupsRunner::plan()
 {
-    const DownloadRequest &request = m_arguments.requests.at(m_index);
+    DownloadRequest request = m_arguments.requests.at(m_index);
+    request.isToAsk = m_arguments.isToAsk;
     begin(--m_queries, request.url.adjusted(QUrl::RemoveUserInfo));
     m_engine.plan(request, [this](const EngineAnswer &answer) { onPlanned(answer); });
 }

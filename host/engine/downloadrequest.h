@@ -21,6 +21,9 @@ struct DownloadRequest {
     bool isStreamed = false;
     /// A file that another program has left under the name is gone on with, where it proves to be the server's.
     bool takesOver = false;
+    /// Of what is there under the name, the server is asked whether it is its file still: only the very file that was
+    /// downloaded is taken for that.
+    bool isToAsk = false;
     QString referer;
     QString userAgent; ///< empty = the program's
     QByteArray postData; ///< empty = GET

@@ -32,6 +32,13 @@ bool isOnDisk(const AbstractDownloadPersistentInfo &record)
     return !record.files.isEmpty() && DiskCheck::isWhole(record, file.isFile() ? file.size() : -1);
 }
 
+/// What a person put back is another file to the disk, but one of before.
+bool isTheVeryFile(const AbstractDownloadPersistentInfo &record, const FileIdentity &known)
+{
+    const QString path = record.filePath(0);
+    return !known.isOther(FileIdentity::of(path)) || QFileInfo(path).lastModified() <= record.finishedTime;
+}
+
 /// A checksum that is given now, or a list of them that is named now, and was not then.
 bool isOtherChecksum(const DownloadOptions &asked, const DownloadOptions &had)
 {
@@ -78,6 +85,7 @@ std::optional<DownloadSession::Done> DownloadSession::findDone(DownloadStore &li
         list.findFinished(request.url, request.folder, request.outputName, kCandidates);
     const auto there = std::find_if(found.cbegin(), found.cend(), [&](const AbstractDownloadPersistentInfo &record) {
         return record.postData.isEmpty() && !m_running.contains(record.id) && isOnDisk(record)
+            && (!request.isToAsk || isTheVeryFile(record, list.fileIdentity(record.id)))
             && list.memory(record.id).evidence.doubt != Evidence::Doubt::FinishedEarly;
     });
     if (there == found.cend() || !list.findUnfinished(request.url, request.folder, request.outputName).isEmpty())

@@ -61,7 +61,7 @@ Failure cannotTakeOver(const TakenFile &file, const Clause &reason)
 QString DownloadSession::fileToTakeOver(const DownloadRequest &asked)
 {
     Failure ignored;
-    const bool isMeant = asked.takesOver && !asked.isStreamed && asked.postData.isEmpty();
+    const bool isMeant = (asked.takesOver || asked.isToAsk) && !asked.isStreamed && asked.postData.isEmpty();
     if (!isMeant || m_closing || !isServed(asked.url, &ignored))
         return {};
     DownloadRequest request = asked;

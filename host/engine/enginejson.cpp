@@ -159,6 +159,7 @@ void describe(Fields &fields, DownloadRequest &value)
     fields("outputName", value.outputName);
     fields("isStreamed", value.isStreamed);
     fields("takesOver", value.takesOver);
+    fields("isToAsk", value.isToAsk);
     fields("referer", value.referer);
     fields("userAgent", value.userAgent);
     fields("postData", value.postData);

@@ -24,6 +24,15 @@ Failure noteOf(const TakenFile &file, qint64 id)
         {Clause::Kind::BytesThere, {QString::number(file.size), QString::number(file.identity.total)}});
 }
 
+/// Nobody said that it is to be gone on with, so that there is nothing to be done about it.
+Failure othersNote(const TakenFile &file, const Failure &failure)
+{
+    Failure note = failure ? failure : noteOf(file, 0);
+    note.kind = Failure::Kind::CannotTakeOver;
+    note.remedies.clear();
+    return note;
+}
+
 }
 
 /// What another program has left is looked at first.
@@ -38,8 +47,7 @@ void LocalEngine::add(const EngineCommand &command)
         return;
     }
     const QueueOptions &queue = m_options->queue;
-    FileTakeOver *const work =
-        m_session->makeTakeOver(request, path, {queue.mostTries, queue.retryWaitMs}, this);
+    FileTakeOver *const work = m_session->makeTakeOver(request, path, {queue.mostTries, queue.retryWaitMs}, this);
     m_takeOvers.insert(work, command);
     connect(work, &FileTakeOver::retrying, this, [this](const Failure &failure, int attempt, qint64 inMs) {
         warn(0, {Warning::Kind::Retrying, failure, Warning::Next::Again, attempt, inMs});
@@ -54,6 +62,13 @@ void LocalEngine::onTakenOver(FileTakeOver *work, const Failure &failure, const 
 {
     const EngineCommand command = m_takeOvers.take(work);
     work->deleteLater();
+    const bool isAnother = failure.kind == Failure::Kind::CannotTakeOver || (!failure && !file.isWhole());
+    if (isAnother && !command.request->takesOver) {
+        const qint64 id = addNow(command, nullptr);
+        if (id != 0)
+            warn(id, {.kind = Warning::Kind::Failure, .failure = othersNote(file, failure)});
+        return;
+    }
     const bool isInTheWay = failure.kind == Failure::Kind::CannotTakeOver
         && command.request->onExists != AbstractDownloadExistingFileReaction::NotSet;
     if (failure && !isInTheWay) {

@@ -76,6 +76,10 @@ private Q_SLOTS:
     void whatIsThereStaysWhereTheNewOneDoesNotCome();
     void theNewOneGetsTheNameOfTheOneThatIsThere();
     void aNewOneThatIsNotTheOneOfItsChecksumReplacesNothing();
+    void onlyTheVeryFileIsUpToDate_data();
+    void onlyTheVeryFileIsUpToDate();
+    void whatTheListDoesNotKnowIsComparedWithTheServers_data();
+    void whatTheListDoesNotKnowIsComparedWithTheServers();
     void whatTheServerSaysDecides_data();
     void whatTheServerSaysDecides();
     void aDryRunSaysWhatWouldBeDone_data();
@@ -350,8 +354,10 @@ void TestPlaitAgain::aNewOneThatIsNotTheOneOfItsChecksumReplacesNothing()
 {
     ScriptedServer server;
     server.setResponse("/f.bin", ScriptedResponse::file(kSeed, kSize));
-    const QStringList command{u"-N"_s,         u"--on-changed"_s,
-                              u"restart"_s,    u"--checksum"_s,
+    const QStringList command{u"-N"_s,
+                              u"--on-changed"_s,
+                              u"restart"_s,
+                              u"--checksum"_s,
                               u"sha-256="_s + QString::fromLatin1(TestFiles::sha256OfContent(kSeed, kSize)),
                               server.url(u"/f.bin"_s).toString()};
     QCOMPARE(m_plait->run(command).status, kDone);
@@ -360,6 +366,77 @@ void TestPlaitAgain::aNewOneThatIsNotTheOneOfItsChecksumReplacesNothing()
     QVERIFY2(result.status == kChecksumMismatch, result.err);
     QCOMPARE(m_plait->files(), (QStringList{u"f (1).bin"_s, u"f.bin"_s}));
     QCOMPARE(TestFiles::sha256OfFile(m_plait->path(u"f.bin"_s)), TestFiles::sha256OfContent(kSeed, kSize));
+}
+
+void TestPlaitAgain::onlyTheVeryFileIsUpToDate_data()
+{
+    QTest::addColumn<bool>("isPutBack");
+    QTest::newRow("another one of its length") << false;
+    QTest::newRow("a copy, put back with its date") << true;
+}
+
+void TestPlaitAgain::onlyTheVeryFileIsUpToDate()
+{
+    QFETCH(bool, isPutBack);
+    ScriptedServer server;
+    server.setResponse("/f.bin", ScriptedResponse::file(kSeed, kSize));
+    const QString url = server.url(u"/f.bin"_s).toString();
+    QCOMPARE(m_plait->run({url}).status, kDone);
+    const QString path = m_plait->path(u"f.bin"_s);
+    const QDateTime time = QFileInfo(path).lastModified();
+    QVERIFY(QFile::remove(path) && TestFiles::writeFile(path, isPutBack ? kSeed : kSeed + 1, kSize));
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::ReadWrite) && (!isPutBack || file.setFileTime(time, QFile::FileModificationTime)));
+    file.close();
+    const PlaitResult result = m_plait->run({u"-N"_s, url});
+    QVERIFY2(result.status == kDone, result.err);
+    QCOMPARE(result.err.contains("is up to date"), isPutBack);
+    QCOMPARE(result.err.contains("f.bin\" is not the list's"), !isPutBack);
+    QCOMPARE(m_plait->has(u"f (1).bin"_s), !isPutBack);
+    QCOMPARE(TestFiles::sha256OfFile(path), TestFiles::sha256OfContent(isPutBack ? kSeed : kSeed + 1, kSize));
+    // And from then on, too.
+    const QStringList files = m_plait->files();
+    QVERIFY(m_plait->run({u"-N"_s, url}).err.contains("is up to date"));
+    QCOMPARE(m_plait->files(), files);
+}
+
+void TestPlaitAgain::whatTheListDoesNotKnowIsComparedWithTheServers_data()
+{
+    QTest::addColumn<quint64>("seed");
+    QTest::addColumn<qint64>("size");
+    QTest::addColumn<QStringList>("words");
+    QTest::addColumn<QByteArray>("said");
+    QTest::addColumn<QStringList>("files");
+    const QStringList one{u"f.bin"_s};
+    const QStringList two{u"f (1).bin"_s, u"f.bin"_s};
+    const QStringList overwrite{u"--on-exists"_s, u"overwrite"_s};
+    QTest::newRow("the server's") << kSeed << kSize << QStringList() << QByteArray("is complete already") << one;
+    QTest::newRow("the server's, where others go")
+        << kSeed << kSize << overwrite << QByteArray("is complete already") << one;
+    QTest::newRow("another one of its length")
+        << kSeed + 1 << kSize << QStringList() << QByteArray("not known to be the server's file: it has other") << two;
+    QTest::newRow("a part of it") << kSeed << kSize / 2 << QStringList() << QByteArray("of 200000 bytes") << two;
+    QTest::newRow("another one, which may go")
+        << kSeed + 1 << kSize << overwrite << QByteArray("not known to be the server's file: it has other") << one;
+}
+
+void TestPlaitAgain::whatTheListDoesNotKnowIsComparedWithTheServers()
+{
+    QFETCH(quint64, seed);
+    QFETCH(qint64, size);
+    QFETCH(QStringList, words);
+    QFETCH(QByteArray, said);
+    QFETCH(QStringList, files);
+    ScriptedServer server;
+    server.setResponse("/f.bin", ScriptedResponse::file(kSeed, kSize));
+    QVERIFY(TestFiles::writeFile(m_plait->path(u"f.bin"_s), seed, size));
+    const PlaitResult result = m_plait->run(QStringList{u"-N"_s, server.url(u"/f.bin"_s).toString()} + words);
+    QVERIFY2(result.status == kDone, result.err);
+    QVERIFY2(result.err.contains(said), result.err);
+    QCOMPARE(m_plait->files(), files);
+    QCOMPARE(TestFiles::sha256OfFile(m_plait->path(files.first())), TestFiles::sha256OfContent(kSeed, kSize));
+    if (files.size() > 1)
+        QCOMPARE(TestFiles::sha256OfFile(m_plait->path(u"f.bin"_s)), TestFiles::sha256OfContent(seed, size));
 }
 
 void TestPlaitAgain::whatTheServerSaysDecides_data()

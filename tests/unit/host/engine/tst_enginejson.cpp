@@ -122,6 +122,7 @@ EngineCommand fullCommand()
     request.mirrors = {QUrl(u"http://m/"_s)};
     request.onExists = AbstractDownloadExistingFileReaction::Overwrite;
     request.onlyOnce = true;
+    request.isToAsk = true;
     request.options = someOptions();
     request.changes.values = OptionValues::fromJson({{u"limit-rate"_s, 5000}});
     command.request = request;
@@ -181,7 +182,7 @@ void TestEngineJson::aCommandArrivesAsItWas()
     QCOMPARE(arrived.request->postData, command.request->postData);
     QCOMPARE(arrived.request->headers, command.request->headers);
     QCOMPARE(arrived.request->onExists, command.request->onExists);
-    QVERIFY(arrived.request->onlyOnce);
+    QVERIFY(arrived.request->onlyOnce && arrived.request->isToAsk);
     QCOMPARE(arrived.request->options, command.request->options);
     QVERIFY(*arrived.changes == *command.changes);
     QCOMPARE(arrived.changes->values.number("limit-rate"_L1), 5000);
