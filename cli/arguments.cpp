@@ -359,11 +359,13 @@ private:
         else if (result.input && !source.isEmpty() && source != "auto"_L1)
             complain(
                 u"--checksum-file takes an address where URLs come through standard input. Read them from a file."_s);
-        for (DownloadRequest &request : result.requests) {
-            const QString list = request.options.checksumSource;
-            if (!list.isEmpty() && !isForEngine(list))
-                complain(ChecksumFile::giveTo(request, absolute(list)));
-        }
+        if (source.isEmpty() || isForEngine(source))
+            return;
+        QString problem;
+        const auto list = ChecksumFile::read(absolute(source), &problem);
+        complain(problem);
+        for (DownloadRequest &request : result.requests)
+            complain(list ? list->giveTo(request) : QString());
     }
 
     DownloadRequest commonRequest()

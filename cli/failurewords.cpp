@@ -28,6 +28,13 @@ QString unknown(const Failure &failure)
         quotedTitle(failure), reason(failure, u"the transfer ended without a file and without a reason"_s));
 }
 
+/// Of checksums: an address, or a file of this machine.
+QString quotedList(const Failure &failure)
+{
+    const QUrl &url = failure.subject.url;
+    return url.isLocalFile() ? quoted(QDir::toNativeSeparators(url.toLocalFile())) : quotedUrl(failure);
+}
+
 QString cannotResume(const Failure &failure)
 {
     return u"cannot resume %1: the server does not send the rest of a file alone. What was downloaded stays in %2; "
@@ -247,10 +254,10 @@ QString ofItsKind(const Failure &failure)
         return checksumDiffers(failure);
     case Kind::ChecksumNotFound:
         return u"%1 is there, but was not compared with its checksum: of %2, %3. To look again, run %4."_s.arg(
-            quotedFile(failure), quotedUrl(failure), cause(failure), command("resume"_L1, failure));
+            quotedFile(failure), quotedList(failure), cause(failure), command("resume"_L1, failure));
     case Kind::ChecksumFound:
         return u"%1 is compared with the %2 checksum in %3"_s.arg(quoted(failure.subject.title), cause(failure),
-                                                                  quotedUrl(failure));
+                                                                  quotedList(failure));
     case Kind::NoChecksumFound:
         return noChecksumFound(failure);
     case Kind::ChecksumUnusable:

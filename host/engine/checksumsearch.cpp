@@ -4,6 +4,7 @@
 #include <host/parsing/checksumlist.h>
 #include <host/policy/retry.h>
 
+#include <QFile>
 #include <QThread>
 
 using namespace Qt::StringLiterals;
@@ -15,6 +16,19 @@ Clause reasonOf(const AbstractError &error)
 {
     return error.category == ErrorCategory::kHttp ? Clause(Clause::Kind::AnsweredWith, {QString::number(error.code)})
                                                   : Clause(QString::fromStdString(error.description));
+}
+
+SmallFetch::Answer answerOfFile(const QUrl &url)
+{
+    SmallFetch::Answer answer;
+    answer.url = url;
+    QFile file(url.toLocalFile());
+    if (file.open(QIODevice::ReadOnly))
+        answer.bytes = file.read(ChecksumList::kMostBytes + 1);
+    else
+        answer.error = {file.error(), ErrorCategory::kFile, errorSourceHere(), file.errorString().toStdString()};
+    answer.isCut = answer.bytes.size() > ChecksumList::kMostBytes;
+    return answer;
 }
 
 }
@@ -49,6 +63,8 @@ void ChecksumSearch::askNext()
         return;
     }
     m_found.list = m_asked.lists.takeFirst();
+    if (m_found.list.isLocalFile())
+        return onAnswer(answerOfFile(m_found.list));
     m_fetch.begin({m_found.list, -1, ChecksumList::kMostBytes, m_asked.headers, m_asked.trustsAll});
 }
 

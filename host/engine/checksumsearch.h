@@ -12,7 +12,8 @@
 
 #include <optional>
 
-/// Looks for the checksum of a file in lists that stand beside it, one after the other, until one has it.
+/// Looks for the checksum of a file in lists that stand beside it or on this machine, one after the other, until one
+/// has it.
 ///
 ///     begin() ──> a list is fetched ──> it has the file's, or cannot be asked for ──> done()
 ///                      ^      └──> none, or not the file's ──┬──> no more ──> done()

@@ -103,7 +103,7 @@ ChecksumSearch *DownloadSession::makeChecksumSearch(const AbstractDownloadPersis
     QList<QUrl> lists;
     if (isBeside)
         lists = ChecksumList::neighboursOf(record.url);
-    else if (named.isValid() && isServed(named, &ignored))
+    else if (named.isLocalFile() || (named.isValid() && isServed(named, &ignored)))
         lists = {named};
     QStringList names{record.url.fileName(QUrl::FullyDecoded), record.finalSource().fileName(QUrl::FullyDecoded)};
     for (const AbstractDownloadFileInfo &file : record.files)

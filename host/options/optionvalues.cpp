@@ -4,6 +4,7 @@
 #include <host/options/optionvalue.h>
 
 #include <QJsonArray>
+#include <QUrl>
 
 #include <algorithm>
 
@@ -83,7 +84,10 @@ std::optional<OptionValues> OptionValues::checked(const QJsonObject &object, Opt
     OptionValues values;
     for (auto it = object.constBegin(); it != object.constEnd(); ++it) {
         const OptionRow *const row = values.table().find(it.key());
-        if (!row || !row->places.testFlag(place)) {
+        const bool isFileHere = row && row->type == OptionRow::Type::FileOrUrl && QUrl(it->toString()).isLocalFile();
+        // A stranger does not choose what is read of this machine.
+        const bool isTheirs = row && row->places.testFlag(place) && !(isFileHere && place == OptionRow::Service);
+        if (!isTheirs) {
             *problem = {Clause::Kind::NoOption, {it.key()}};
             return std::nullopt;
         }

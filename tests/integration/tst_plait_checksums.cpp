@@ -5,6 +5,7 @@
 #include <tests/support/scriptedserver.h>
 #include <tests/support/testfiles.h>
 
+#include <QCryptographicHash>
 #include <QFile>
 #include <QTest>
 
@@ -56,6 +57,8 @@ private Q_SLOTS:
     void aListThatMayComeIsWaitedFor();
     void ofOneThatDoesNotComeNobodySaysThatThereIsNone();
     void aListOfThisMachineIsReadBeforeAnythingIsAsked();
+    void whatAListOfThisMachineDoesNotHaveKeepsNothingElse();
+    void theNameBehindARedirectCountsInAListOfThisMachine();
     void whoMayHaveTheFileMayHaveItsSum();
 
 private:
@@ -63,6 +66,13 @@ private:
     void put(const QByteArray &path, const QByteArray &text) const
     {
         m_server->setResponse(path, ScriptedResponse::ok(text));
+    }
+    /// On this machine.
+    void keep(const QString &name, const QByteArray &text) const
+    {
+        QFile file(m_plait->path(name));
+        if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size())
+            qFatal("the list of checksums could not be written");
     }
 
     std::unique_ptr<ScriptedServer> m_server;
@@ -165,9 +175,7 @@ void TestPlaitChecksums::aNamedListIsTaken()
     QFETCH(bool, isHere);
     const QByteArray text = QByteArray(64, '0') + "  old/file.bin\n" + sum() + "  pub/file.bin\n";
     put("/all.txt", text);
-    QFile file(m_plait->path(u"all.txt"_s));
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(text) == text.size());
-    file.close();
+    keep(u"all.txt"_s, text);
     const QString list = isHere ? u"all.txt"_s : url(u"/all.txt"_s);
     const PlaitResult result = m_plait->run({u"--checksum-file"_s, list, url()});
     QVERIFY2(result.status == kDone && result.err.contains("checksum verified"), told(result));
@@ -229,8 +237,8 @@ void TestPlaitChecksums::aListThatMayComeIsWaitedFor()
 void TestPlaitChecksums::ofOneThatDoesNotComeNobodySaysThatThereIsNone()
 {
     m_server->setFallback([](const ScriptedRequest &) { return ScriptedResponse::error(503); });
-    const PlaitResult result = m_plait->run(
-        {u"--checksum"_s, u"auto"_s, u"--tries"_s, u"2"_s, u"--retry-wait"_s, u"0"_s, url()});
+    const PlaitResult result =
+        m_plait->run({u"--checksum"_s, u"auto"_s, u"--tries"_s, u"2"_s, u"--retry-wait"_s, u"0"_s, url()});
     QVERIFY2(result.status == kDone && !result.err.contains("no checksum of"), told(result));
     QVERIFY2(result.err.contains("the server answers with HTTP status 503"), told(result));
     QCOMPARE(m_server->requests().size(), 3);
@@ -244,18 +252,44 @@ void TestPlaitChecksums::ofOneThatDoesNotComeNobodySaysThatThereIsNone()
 
 void TestPlaitChecksums::aListOfThisMachineIsReadBeforeAnythingIsAsked()
 {
-    const QByteArray other = sum() + "  other.bin\n";
-    QFile file(m_plait->path(u"sums"_s));
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(other) == other.size());
-    file.close();
-    const PlaitResult unnamed = m_plait->run({u"--checksum-file"_s, u"sums"_s, url()});
-    QVERIFY2(unnamed.status == kBadOption && unnamed.err.contains("sums\" has no checksum of \"file.bin\""),
-             told(unnamed));
+    keep(u"sums"_s, sum() + "  other.bin\n");
+    keep(u"large"_s, sum() + "  file.bin\n" + QByteArray(kTooLarge, '#'));
     const PlaitResult missing = m_plait->run({u"--checksum-file"_s, u"none"_s, url()});
     QVERIFY2(missing.status == kBadOption && missing.err.contains("none\": No such file"), told(missing));
+    const PlaitResult large = m_plait->run({u"--checksum-file"_s, u"large"_s, url()});
+    QVERIFY2(large.status == kBadOption && large.err.contains("large\" is larger than 4 MiB"), told(large));
+    const PlaitResult streamed = m_plait->run({u"--checksum-file"_s, u"sums"_s, u"-o"_s, u"-"_s, url()});
+    QVERIFY2(streamed.status == kBadOption && streamed.err.contains("sums\" has no checksum of \"file.bin\""),
+             told(streamed));
     QCOMPARE(m_server->requests().size(), 0);
     const PlaitResult named = m_plait->run({u"--checksum-file"_s, u"sums"_s, u"-o"_s, u"other.bin"_s, url()});
     QVERIFY2(named.status == kDone && named.err.contains("checksum verified"), told(named));
+}
+
+void TestPlaitChecksums::whatAListOfThisMachineDoesNotHaveKeepsNothingElse()
+{
+    put("/pub/two.bin", "two");
+    keep(u"sums"_s, sum() + "  file.bin\n");
+    const PlaitResult result = m_plait->run({u"--checksum-file"_s, u"sums"_s, url(), url(u"/pub/two.bin"_s)});
+    QVERIFY2(result.status == kWrong && result.err.contains("checksum verified"), told(result));
+    QVERIFY2(
+        result.err.contains("of \"" + m_plait->path(u"sums"_s).toLocal8Bit() + "\", it has no checksum of \"two.bin\""),
+        told(result));
+    QCOMPARE(m_plait->files(), QStringList({u"file.bin"_s, u"sums"_s, u"two.bin"_s}));
+    keep(u"sums"_s, QCryptographicHash::hash("two", QCryptographicHash::Sha256).toHex() + "  two.bin\n");
+    const QList<QStringList> commands = PartWay::commandsIn(result.err);
+    QCOMPARE(commands.size(), 1);
+    const PlaitResult again = m_plait->runBare(commands.first());
+    QVERIFY2(again.status == kDone && again.err.contains("checksum verified"), told(again));
+}
+
+void TestPlaitChecksums::theNameBehindARedirectCountsInAListOfThisMachine()
+{
+    keep(u"sums"_s, sum() + "  file.bin\n");
+    m_server->setHandler("/latest",
+                         [](const ScriptedRequest &) { return ScriptedResponse::redirect("/pub/file.bin"); });
+    const PlaitResult result = m_plait->run({u"--checksum-file"_s, u"sums"_s, url(u"/latest"_s)});
+    QVERIFY2(result.status == kDone && result.err.contains("checksum verified"), told(result));
 }
 
 void TestPlaitChecksums::whoMayHaveTheFileMayHaveItsSum()

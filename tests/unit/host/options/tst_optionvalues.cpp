@@ -79,6 +79,8 @@ void TestOptionValues::whatMayNotStandThereIsRefused_data()
         << QJsonObject{{u"colour"_s, u"blue"_s}} << u"\"colour\" is no option here."_s;
     QTest::newRow("what only this machine may say")
         << QJsonObject{{u"netrc-file"_s, u"/etc/passwd"_s}} << u"\"netrc-file\" is no option here."_s;
+    QTest::newRow("a file of this machine in place of an address")
+        << QJsonObject{{u"checksum-file"_s, u"file:///etc/passwd"_s}} << u"\"checksum-file\" is no option here."_s;
     QTest::newRow("a value that is none") << QJsonObject{{u"tries"_s, -1}} << u"\"tries\" \"-1\""_s;
     QTest::newRow("a list of one value") << QJsonObject{{u"tries"_s, QJsonArray{1, 2}}} << u"\"tries\" is neither"_s;
     QTest::newRow("one bad header of two")
