@@ -7,6 +7,11 @@
 #include <QRegularExpression>
 
 #include <algorithm>
+#include <cerrno>
+#include <csignal>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -33,6 +38,20 @@ bool wasMadeBetween(const QFileInfo &file, qint64 begin, qint64 end)
     return birth > 0 && birth >= begin && birth <= end;
 }
 
+/// Whoever has it open is at work on it and has not written yet. Asked of the system by a lease, which is for one who
+/// is alone with a file; where there are none, nobody knows.
+bool isOpenElsewhere(const QString &path)
+{
+    const int descriptor = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK);
+    if (descriptor < 0)
+        return false;
+    // Who opens it in this moment waits, and this process is told by a signal, which is not to end it.
+    const bool isQuiet = ::fcntl(descriptor, F_SETSIG, SIGURG) == 0;
+    const bool isHeld = isQuiet && ::fcntl(descriptor, F_SETLEASE, F_WRLCK) != 0 && errno == EAGAIN;
+    ::close(descriptor);
+    return isHeld;
+}
+
 }
 
 int AbandonedFile::remove(const AbstractDownloadPersistentInfo &record, const FileIdentity &plan, qint64 before)
@@ -46,7 +65,7 @@ int AbandonedFile::remove(const AbstractDownloadPersistentInfo &record, const Fi
     for (const QFileInfo &file : files) {
         const bool isIt = file.size() == 0 && isNameOf(file.fileName(), record.files.first().name)
             && wasMadeBetween(file, planned - kTick, std::min(planned + kLongestMaking, before));
-        count += int(isIt && QFile::remove(file.filePath()));
+        count += int(isIt && !isOpenElsewhere(file.filePath()) && QFile::remove(file.filePath()));
     }
     return count;
 }

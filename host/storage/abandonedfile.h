@@ -11,7 +11,7 @@ namespace AbandonedFile
 
 /// Deletes it. Nothing has been written to such a file: only empty ones are touched, under a name that the download
 /// would have given them, made in the moments after the list was told that one was about to be made. Where a file
-/// system does not know when a file was made, they stay.
+/// system does not know when a file was made, they stay; so does one that somebody has open.
 /// @param plan what the list says of the file, see FileIdentity::planned()
 /// @param before nanoseconds since 1970; files made later are somebody's who still lives
 /// @return how many were deleted

@@ -67,6 +67,7 @@ private Q_SLOTS:
     void whatWasMadeAtAnotherTimeStays_data();
     void whatWasMadeAtAnotherTimeStays();
     void whatIsMadeByOneWhoLivesStays();
+    void whatSomebodyHasOpenStays();
     void withoutAPlanItStays();
     void aRecordThatHasItsFileLeavesOthersAlone();
 };
@@ -137,6 +138,19 @@ void TestAbandonedFile::whatIsMadeByOneWhoLivesStays()
     QCOMPARE(AbandonedFile::remove(place.record, place.planMade(kSecond), birth - 1), 0);
     QVERIFY(place.isThere());
     QCOMPARE(AbandonedFile::remove(place.record, place.planMade(kSecond), birth), 1);
+    QVERIFY(!place.isThere());
+}
+
+/// Another download of the same name, say, which has not had its first byte yet.
+void TestAbandonedFile::whatSomebodyHasOpenStays()
+{
+    const Place place(u"file.bin.part"_s);
+    QFile open(place.path);
+    QVERIFY(open.open(QIODevice::ReadWrite));
+    QCOMPARE(AbandonedFile::remove(place.record, place.planMade(kSecond), kAnyTime), 0);
+    QVERIFY(place.isThere());
+    open.close();
+    QCOMPARE(AbandonedFile::remove(place.record, place.planMade(kSecond), kAnyTime), 1);
     QVERIFY(!place.isThere());
 }
 
