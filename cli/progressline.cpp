@@ -140,7 +140,9 @@ QString ProgressLine::pace(const DownloadView &view)
     const DownloadStatus &status = view.status;
     if (isLongWait(status))
         return u"waiting for "_s + duration(status.retryInMs / kMillisecondsPerSecond);
-    if (status.retryInMs >= 0)
+    if (status.retryInMs == 0)
+        return u"retrying at once"_s;
+    if (status.retryInMs > 0)
         return u"retrying in %1 s"_s.arg((status.retryInMs + kMillisecondsPerSecond - 1) / kMillisecondsPerSecond);
     if (status.allocated >= 0)
         return u"reserving the disk: "_s + size(status.allocated);

@@ -111,7 +111,7 @@ void TestProgressBars::whatKeepsADownloadFromMovingIsShown_data()
 
     QTest::newRow("a retry") << qint64(4200) << qint64(-1) << DownloadState::Resting << u"45%  retrying in 5 s"_s;
     QTest::newRow("a retry right now") << qint64(0) << qint64(-1) << DownloadState::Resting
-                                       << u"45%  retrying in 0 s"_s;
+                                       << u"45%  retrying at once"_s;
     QTest::newRow("the disk") << qint64(-1) << 2 * kMiB << DownloadState::Running
                               << u"45%  reserving the disk: 2.0 MiB"_s;
     QTest::newRow("no connection yet") << qint64(-1) << qint64(-1) << DownloadState::Running << u"45%  connecting"_s;
