@@ -264,11 +264,12 @@ private:
         }
     }
 
-    /// Each run asks once for each connection and perhaps for a section that is begun later; a fault ends a request and
-    /// may have a run begin anew. Nobody has a reason for more.
+    /// Each run asks once for each connection, and once more where all that it was to fetch had come before its answer,
+    /// or for a section that is begun later; a fault ends a request and may have a run begin anew. Nobody has a reason
+    /// for more.
     int boundFor(const MoodyFile &file, const MoodyFileServer::Log &log) const
     {
-        return file.requestsToAsk() * (m_runs * (m_connections + 1) + 2 * log.faults);
+        return file.requestsToAsk() * (m_runs * 2 * m_connections + 2 * log.faults);
     }
 
     void checkRequests(Score &score)
