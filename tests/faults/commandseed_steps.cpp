@@ -204,11 +204,13 @@ void CommandSeed::setUrl(qint64 id, bool force)
     m_engine->setUrl(id, request, force, judged(Kind::SetUrl, id));
 }
 
-/// One that is open no longer, where there is none.
+/// One that is open no longer, where there is none. What is skipped before it has anything leaves the list.
 void CommandSeed::answerOne(const CommandStep &step)
 {
     const Question question = m_questions.isEmpty() ? Question() : m_questions.at(step.which % m_questions.size());
     const auto choice = question.choices.value(step.value % std::max<qsizetype>(1, question.choices.size()));
+    if (choice == Question::Choice::Skip && m_known.contains(question.downloadId))
+        m_known[question.downloadId].mayBeGone = true;
     m_engine->answer(question.id, choice, counted(u"answer"_s, [this, question](const EngineAnswer &answer) {
                          if (question.id == 0 && answer.isOk())
                              find(u"accepted"_s, u"the answer to a question that nobody asked"_s);
