@@ -3,6 +3,7 @@
 
 #include <host/engine/downloadsession.h>
 #include <host/engine/queueddownload.h>
+#include <host/network/descriptorlimit.h>
 #include <host/storage/diskroom.h>
 #include <host/storage/replacedfile.h>
 #include <inet/qt/download/framework/qtappdefaultlogger.h>
@@ -51,6 +52,13 @@ bool isNamedTargetThere(const QueuedDownload &download)
     const AbstractDownloadPersistentInfo &info = download.info;
     return info.hasFlag(AbstractDownloadPersistentInfo::RenameBlocked) && !info.isFinished()
         && info.bytesDownloaded(false) == 0 && download.isTargetThere() && !ReplacedFile::isPlanned(info);
+}
+
+/// A file is open for a while after its last byte has come, when its connection has long gone to the next one: there
+/// are descriptors for as many of both.
+qsizetype mostAtOnce(const QueueOptions &options)
+{
+    return std::max<qsizetype>(1, std::min<qsizetype>(options.mostAtOnce, DescriptorLimit::connections()));
 }
 
 QtHostAndPort serverOf(const AbstractDownloadPersistentInfo &info)
@@ -147,7 +155,7 @@ void DownloadQueue::fill()
 {
     const Outbox::Scope scope(m_outbox);
     m_isFillDue = false;
-    const bool hasPlace = m_life == Life::Open && m_order.size() < std::max(1, m_options.mostAtOnce);
+    const bool hasPlace = m_life == Life::Open && m_order.size() < mostAtOnce(m_options);
     if (const qsizetype next = hasPlace ? nextToBegin() : -1; next != -1) {
         begin(m_waiting.takeAt(next));
         // Whether there is a place for another shows once this one runs.
