@@ -72,13 +72,13 @@ void DownloadQueue::onChecksumSearched(qint64 id, const ChecksumSearch::Found &f
 /// From now on it is as if somebody had given it.
 void DownloadQueue::takeChecksum(QueuedDownload &active, const Checksum &checksum)
 {
-    DownloadOptions kept = m_session.options(active.id);
-    for (DownloadOptions *const options : {&active.options, &kept}) {
-        options->checksumAlgorithm = checksum.algorithmName();
-        options->checksumHex = QString::fromLatin1(checksum.expected.toHex());
-        options->checksumResult = ChecksumResult::NotCompared;
-    }
+    const auto take = [checksum](DownloadOptions &options) {
+        options.checksumAlgorithm = checksum.algorithmName();
+        options.checksumHex = QString::fromLatin1(checksum.expected.toHex());
+        options.checksumResult = ChecksumResult::NotCompared;
+    };
+    take(active.options);
     Failure failure;
-    if (!m_session.setOptions(active.id, kept, &failure))
+    if (!m_session.changeChecksum(active.id, take, &failure))
         warn(active.id, failure);
 }

@@ -353,13 +353,13 @@ void DownloadQueue::setChecksumResult(QueuedDownload &active, ChecksumResult res
     if (active.options.checksumAlgorithm.isEmpty() || active.options.checksumResult == result)
         return;
     active.options.checksumResult = result;
-    DownloadOptions kept = m_session.options(active.id);
     // What was given since it began stays; with another checksum than that nothing was compared.
-    if (kept.checksumAlgorithm != active.options.checksumAlgorithm || kept.checksumHex != active.options.checksumHex)
-        return;
-    kept.checksumResult = result;
+    const auto keep = [compared = active.options](DownloadOptions &kept) {
+        if (kept.checksumAlgorithm == compared.checksumAlgorithm && kept.checksumHex == compared.checksumHex)
+            kept.checksumResult = compared.checksumResult;
+    };
     Failure failure;
-    if (!m_session.setOptions(active.id, kept, &failure))
+    if (!m_session.changeChecksum(active.id, keep, &failure))
         warn(active.id, failure);
 }
 

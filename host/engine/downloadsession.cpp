@@ -181,15 +181,38 @@ bool DownloadSession::changeOptions(qint64 id, const std::function<void(Download
     return true;
 }
 
+bool DownloadSession::changeChecksum(qint64 id, const std::function<void(DownloadOptions &)> &how, Failure *failure)
+{
+    *failure = m_unsaved.writeNow(id);
+    if (!*failure && changeOptions(id, how, failure))
+        return true;
+    if (const auto held = m_held.find(id); held != m_held.end())
+        how(held->options);
+    const auto put = [id, how, fence = fenceOf(id)](DownloadStore &list) {
+        DownloadOptions options = list.options(id);
+        if (list.lastFailure())
+            return false;
+        how(options);
+        return list.setOptions(id, options, fence);
+    };
+    m_unsaved.keep(id, {put});
+    return false;
+}
+
 bool DownloadSession::setDigestResult(qint64 id, ChecksumResult result, Failure *failure)
 {
-    if (!m_list.setDigestResult(id, result, fenceOf(id))) {
-        *failure = listFailure();
-        return false;
-    }
     if (const auto held = m_held.find(id); held != m_held.end())
         held->memory.evidence.digest = result;
-    return true;
+    const auto put = [id, result, fence = fenceOf(id)](DownloadStore &list) {
+        return list.setDigestResult(id, result, fence);
+    };
+    // The record that is to come first says what was known before.
+    *failure = m_unsaved.writeNow(id);
+    if (!*failure && put(m_list))
+        return true;
+    *failure = *failure ? *failure : listFailure();
+    m_unsaved.keep(id, {put, true});
+    return false;
 }
 
 void DownloadSession::setUsage(qint64 id, const NetworkUsageSettings &usage)

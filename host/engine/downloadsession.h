@@ -150,7 +150,9 @@ public:
     bool setOptions(qint64 id, const DownloadOptions &options, Failure *failure);
     /// The same for some of them, in one step. @param how changes them, in another thread
     bool changeOptions(qint64 id, const std::function<void(DownloadOptions &)> &how, Failure *failure);
-    /// See DownloadStore::setDigestResult().
+    /// The same of its checksum. What the list does not take now it is given later.
+    bool changeChecksum(qint64 id, const std::function<void(DownloadOptions &)> &how, Failure *failure);
+    /// See DownloadStore::setDigestResult(). What the list does not take now it is given later.
     bool setDigestResult(qint64 id, ChecksumResult result, Failure *failure);
     DownloadStore &list() { return m_list; }
     /// Limits of a running download, from now on.

@@ -61,10 +61,9 @@ qint64 DownloadSession::add(const DownloadRequest &asked, Failure *failure, List
     if (!isServed(asked.url, failure))
         return 0;
     // What the list does not know yet would look unfinished.
-    if (!m_unsaved.writeAllNow()) {
-        *failure = listFailure();
+    *failure = m_unsaved.writeAllNow();
+    if (*failure)
         return 0;
-    }
     DownloadRequest request = withoutSecrets(asked);
     const std::shared_ptr<DownloadStream> stream = request.isStreamed ? makeStream(request, failure) : nullptr;
     if (request.isStreamed && !stream)
@@ -175,9 +174,8 @@ bool DownloadSession::takeLease(qint64 id, Lease &lease, Failure *failure)
 {
     Q_ASSERT(QThread::currentThread() == thread());
     ProcessIdentity owner;
-    const bool isUpToDate = m_unsaved.writeNow(id);
-    const DownloadStore::Claim claim = isUpToDate ? m_list.claim(id, lease, &owner) : DownloadStore::Claim::Failed;
-    return isTaken(id, claim, owner, failure);
+    *failure = m_unsaved.writeNow(id);
+    return !*failure && isTaken(id, m_list.claim(id, lease, &owner), owner, failure);
 }
 
 bool DownloadSession::isTaken(qint64 id, DownloadStore::Claim claim, const ProcessIdentity &owner, Failure *failure)

@@ -3,16 +3,19 @@
 
 #include <host/storage/downloadstore.h>
 
+#include <QList>
 #include <QMap>
 #include <QObject>
 #include <QTimer>
 
-/// What the list has not taken at the end of a run, until it does.
+#include <optional>
+
+/// What the list has not taken at the end of a run, and of how its file compares with a checksum, until it does.
 ///
 ///     keep() ──> tried again now and then ──> written, or the download is another's or no more ──> forgotten
 ///
-/// It is written under the number of its claim: who has claimed the download since is not disturbed, and whoever is
-/// about to claim it here has it written first. Lives in the thread of the list's user.
+/// It is written under the number of its claim, the record first: who has claimed the download since is not disturbed,
+/// and whoever is about to claim it here has it written first. Lives in the thread of the list's user.
 class UnsavedLeases : public QObject
 {
     Q_OBJECT
@@ -21,10 +24,17 @@ class UnsavedLeases : public QObject
 public:
     static constexpr int kRestMs = 5000; ///< behind one that was refused once more
 
+    /// What is known of the file besides.
+    struct Result {
+        DownloadStore::Work put; ///< false, without a failure = there is no need of it any more
+        bool isOfRun = false; ///< of what the last run brought: the next one's record says it
+    };
+
     /// What the list was given last of a download.
     struct Unsaved {
-        DownloadStore::Record record;
+        std::optional<DownloadStore::Record> record; ///< nothing = the list has it
         DownloadStore::Holdings holdings;
+        QList<Result> results; ///< in the order in which they came
         quint64 number = 0; ///< of all that were kept
     };
 
@@ -32,17 +42,21 @@ public:
     explicit UnsavedLeases(DownloadStore &list, QObject *parent = nullptr);
     ~UnsavedLeases() override;
 
-    /// In place of what there is of the same download.
+    /// In place of the record that there is of the same download.
     void keep(const DownloadStore::Record &record, const DownloadStore::Holdings &holdings);
+    /// Behind all that there is of the same download.
+    void keep(qint64 id, const Result &result);
     /// Another run has it now, and saves it.
-    void forget(qint64 id) { m_leases.remove(id); }
+    void forget(qint64 id);
     bool isEmpty() const { return m_leases.isEmpty(); }
-    /// Waits for it. False, with the list's failure, where that does not take it either; it is kept then.
-    bool writeNow(qint64 id);
+    /// Waits for it. Why the list does not take it either; it is kept then.
+    Failure writeNow(qint64 id);
     /// The same for all of them, up to the first that is not taken.
-    bool writeAllNow();
+    Failure writeAllNow();
 
 private:
+    void begin();
+    bool write(Unsaved &lease);
     void writeNext();
     void onWritten(qint64 id, quint64 number, const Failure &failure);
 

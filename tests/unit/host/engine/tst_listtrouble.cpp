@@ -7,6 +7,7 @@
 #include <tests/unit/host/engine/queuesteps.h>
 
 #include <QCoreApplication>
+#include <QCryptographicHash>
 #include <QDir>
 #include <QFileInfo>
 #include <QTest>
@@ -56,8 +57,8 @@ void tryAgain(const QueueBench &bench)
     QMetaObject::invokeMethod(unsaved->findChild<QTimer *>(), "timeout");
 }
 
-/// Nobody may open these files, for as long as this object lives; what is open already stays so. For their folder, which
-/// everybody may write to, it is the same as before.
+/// Nobody may open these files, for as long as this object lives; what is open already stays so. For their folder,
+/// which everybody may write to, it is the same as before.
 class Forbidden
 {
     Q_DISABLE_COPY_MOVE(Forbidden)
@@ -104,6 +105,9 @@ private Q_SLOTS:
     void whatWasSavedBeforeItWasFullIsThereAfterwards();
     void whatFinishedWhileItWasFullIsInItLater_data();
     void whatFinishedWhileItWasFullIsInItLater();
+    void howAFileComparesThatFinishedWhileItWasFullIsInItLater_data();
+    void howAFileComparesThatFinishedWhileItWasFullIsInItLater();
+    void whatIsNotWrittenYetBeginsNothing();
     void whatSomebodyElseHasClaimedSinceIsNotWrittenLater();
     void whereTheListDoesNotTakeBackNothingBegins_data();
     void whereTheListDoesNotTakeBackNothingBegins();
@@ -201,6 +205,73 @@ void TestListTrouble::whatFinishedWhileItWasFullIsInItLater()
     QCOMPARE(list.value(finished).toInt(), 0);
     how(bench);
     QTRY_COMPARE(list.value(finished).toInt(), 3);
+}
+
+void TestListTrouble::howAFileComparesThatFinishedWhileItWasFullIsInItLater_data()
+{
+    QTest::addColumn<bool>("isGiven");
+    QTest::addColumn<DownloadState>("fullFrom");
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<ChecksumResult>("result");
+    const QByteArray right(kFileSize, 'x');
+    const auto rows = [](const char *name, bool isGiven, const QByteArray &content, ChecksumResult result) {
+        const QByteArray checksum(name);
+        QTest::newRow(checksum + ", full all the time") << isGiven << DownloadState::Running << content << result;
+        QTest::newRow(checksum + ", full behind the last byte")
+            << isGiven << DownloadState::Hashing << content << result;
+    };
+    rows("the right checksum", true, right, ChecksumResult::Equal);
+    rows("a wrong checksum", true, "another file", ChecksumResult::Different);
+    rows("the right digest of the server", false, right, ChecksumResult::Equal);
+    rows("a wrong digest of the server", false, "another file", ChecksumResult::Different);
+}
+
+void TestListTrouble::howAFileComparesThatFinishedWhileItWasFullIsInItLater()
+{
+    QFETCH(bool, isGiven);
+    QFETCH(DownloadState, fullFrom);
+    QFETCH(QByteArray, content);
+    QFETCH(ChecksumResult, result);
+    QueueBench bench;
+    DownloadOptions options;
+    options.checksumAlgorithm = u"sha-256"_s;
+    options.checksumHex = QString::fromLatin1(QCryptographicHash::hash(content, QCryptographicHash::Sha256).toHex());
+    const qint64 id = isGiven ? bench.append(u"done"_s, options) : appendWithDigest(bench, content);
+    std::optional<FullDisk> full;
+    connect(bench.queue.get(), &DownloadQueue::stateChanged, &bench, [&](qint64, DownloadState, DownloadState to) {
+        if (to != fullFrom)
+            return;
+        bench.session->list().count(ListFilter::All);
+        full.emplace(sizeOfLog(bench));
+    });
+    QVERIFY(bench.run());
+    const bool isEqual = result == ChecksumResult::Equal;
+    QCOMPARE(bench.outcomeOf(id).assurance.key(), isEqual ? u"verified"_s : QString());
+    tryAgain(bench);
+    const auto entry = [&] { return bench.session->list().page(ListFilter::All, 1).first(); };
+    QVERIFY(!entry().isDone());
+    QCOMPARE(entry().checksumResult, ChecksumResult::NotCompared);
+    full.reset();
+    tryAgain(bench);
+    QTRY_VERIFY(bench.session->findChild<UnsavedLeases *>()->isEmpty());
+    QVERIFY(entry().finished);
+    QVERIFY(entry().isDone() == isEqual);
+    QCOMPARE((isGiven ? entry().checksumResult : entry().evidence.digest), result);
+}
+
+/// Whoever asked hears that it is the list that does not take anything.
+void TestListTrouble::whatIsNotWrittenYetBeginsNothing()
+{
+    QueueBench bench;
+    const qint64 id = bench.append(u"done"_s);
+    bench.session->list().count(ListFilter::All);
+    const FullDisk full(sizeOfLog(bench));
+    QVERIFY(bench.run());
+    Failure failure;
+    QVERIFY(!bench.session->hold(id, &failure));
+    QCOMPARE(failure.kind, Failure::Kind::CannotChangeList);
+    QCOMPARE(bench.add(u"done"_s), qint64(0));
+    QCOMPARE(bench.error.kind, Failure::Kind::CannotChangeList);
 }
 
 void TestListTrouble::whatSomebodyElseHasClaimedSinceIsNotWrittenLater()
