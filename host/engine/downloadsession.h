@@ -38,8 +38,7 @@ struct TakenFile;
 
 /// The host as front ends see it: opens the list, has modules found, runs downloads and tells everything by signals.
 ///
-///     new ── open() ──> open ── close() ──> closing (stops what runs) ──> writers' threads ended ── closed() ──>
-///     closed
+///     new ── open() ──> open ── close() ──> closing (stops what runs) ──> writers ended ── closed() ──> closed
 ///
 /// A download's run begins with start() or query() and ends with exactly one finished(). Operations that fail return
 /// false or 0 and say why. Lives in the thread of the downloads; only the writers have some of their own.
