@@ -127,6 +127,11 @@ QString ownedByOther(const Failure &failure)
     if (failure.number == 0)
         return u"lost download %1: another process has worked on it meanwhile, or removed it. \"%2\" shows it."_s.arg(
             numberOf(failure), commandOf("show"_L1, failure));
+    if (failure.secondsLeft > 0)
+        return u"cannot work on download %1: process %2 is at work on it, on another machine or in another container. "
+               u"If "
+               u"that has ended, the download is free in %3 s."_s.arg(
+                   numberOf(failure), QString::number(failure.number), QString::number(failure.secondsLeft));
     return u"cannot work on download %1: process %2 is at work on it. Wait until that is done, or stop it."_s.arg(
         numberOf(failure), QString::number(failure.number));
 }

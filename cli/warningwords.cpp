@@ -92,6 +92,8 @@ QString WarningWords::clause(const Failure &failure)
         return u"it asks for a name and a password"_s;
     if (failure.kind == Kind::TimedOut && FailureNames::cause(failure).isEmpty())
         return u"it sent nothing for too long"_s;
+    if (failure.kind == Kind::OwnedByOther)
+        return u"process %1, which cannot be seen from here, is at work on it, or has died"_s.arg(failure.number);
     if (failure.kind == Kind::NoRoom)
         return RoomWords::reason(failure);
     return FailureNames::cause(failure);

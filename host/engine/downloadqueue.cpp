@@ -21,6 +21,7 @@ namespace
 constexpr int kTickMs = 1000;
 /// Readers wait for what comes.
 constexpr int kStreamTickMs = 50;
+constexpr qint64 kSecondMs = 1000;
 /// Where the log has changes of state, those of modules, too.
 constexpr int kStateLogLevel = 5;
 /// So many of those that wait are looked at for one whose server has room.
@@ -299,6 +300,8 @@ bool DownloadQueue::holdIfFree(QueuedDownload &active, Failure *failure)
 /// A list that somebody else has to himself is free again sooner or later; people hear of it once.
 void DownloadQueue::endUnlessItPasses(QueuedDownload &active, const Failure &failure, Job job)
 {
+    if (awaitOwnersEnd(active, failure, job))
+        return;
     if (!isListInUse(failure) || active.afterwards != QueuedDownload::Afterwards::Nothing) {
         end(active, failure);
         return;
@@ -306,6 +309,22 @@ void DownloadQueue::endUnlessItPasses(QueuedDownload &active, const Failure &fai
     if (!std::exchange(m_isListInUseTold, true))
         warn(active.id, failure);
     rest(active, kTickMs, job);
+}
+
+/// A process that nobody here can see may have died with its container, and is the owner until its lease has passed.
+/// One that lives renews that, and is not waited for twice.
+bool DownloadQueue::awaitOwnersEnd(QueuedDownload &active, const Failure &failure, Job job)
+{
+    const bool mayEnd = failure.kind == Failure::Kind::OwnedByOther && failure.secondsLeft > 0;
+    if (!mayEnd || active.isOwnerAwaited || active.afterwards != QueuedDownload::Afterwards::Nothing)
+        return false;
+    active.isOwnerAwaited = true;
+    const qint64 ms = (failure.secondsLeft + 1) * kSecondMs;
+    Warning wait{Warning::Kind::Retrying, failure, Warning::Next::Again, 0, ms, {}};
+    wait.failure.subject.url = active.info.url.adjusted(QUrl::RemovePassword);
+    m_outbox.put([this, id = active.id, wait] { Q_EMIT retrying(id, wait); });
+    rest(active, ms, job);
+    return true;
 }
 
 void DownloadQueue::makeActive(Entry &entry, qint64 id, const Lease &lease)
@@ -318,6 +337,7 @@ void DownloadQueue::makeActive(Entry &entry, qint64 id, const Lease &lease)
     setLease(active, lease);
     active.reading.stream = m_session.stream(id);
     follow(active);
+    active.restTimer.setParent(this);
     active.restTimer.setSingleShot(true);
     active.restTimer.setTimerType(Qt::PreciseTimer); // people are told what is left of it
     connect(&active.restTimer, &QTimer::timeout, this, [this, &active] { tryAgain(active.id, active.job); });

@@ -190,6 +190,7 @@ private:
     void begin(qint64 id);
     bool holdIfFree(QueuedDownload &active, Failure *failure);
     static void setLease(QueuedDownload &active, const Lease &lease);
+    bool awaitOwnersEnd(QueuedDownload &active, const Failure &failure, Job job);
     void endUnlessItPasses(QueuedDownload &active, const Failure &failure, Job job);
     void makeActive(Entry &entry, qint64 id, const Lease &lease);
     Lease unclaimed(qint64 id, Failure *failure);

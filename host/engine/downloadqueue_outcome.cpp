@@ -444,6 +444,8 @@ void DownloadQueue::end(QueuedDownload &active, const Failure &failure)
     if (m_hasher)
         m_hasher->giveUp(active.comparison);
     active.restTimer.disconnect(this);
+    // What is posted to the queue goes after its children.
+    active.restTimer.setParent(nullptr);
     // The caller still stands in it, or its timer does.
     const std::shared_ptr<QueuedDownload> gone = std::move(m_entries.at(id).active);
     QMetaObject::invokeMethod(

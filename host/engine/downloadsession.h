@@ -33,7 +33,6 @@ class DownloadRun;
 class DownloadStream;
 class ChecksumSearch;
 class FileTakeOver;
-struct ProcessIdentity;
 struct TakenFile;
 
 /// The host as front ends see it: opens the list, has modules found, runs downloads and tells everything by signals.
@@ -233,7 +232,7 @@ private:
     bool prepareStream(Lease &lease, Failure *failure) const;
     bool mayBegin(qint64 id, Failure *failure) const;
     bool takeLease(qint64 id, Lease &lease, Failure *failure);
-    bool isTaken(qint64 id, DownloadStore::Claim claim, const ProcessIdentity &owner, Failure *failure);
+    bool isTaken(qint64 id, DownloadStore::Claim claim, const DownloadStore::Owner &owner, Failure *failure);
     void releaseClaim(qint64 id);
     qint64 fenceOf(qint64 id) const;
     void releaseRest();

@@ -8,7 +8,6 @@
 #include <host/policy/diskcheck.h>
 #include <host/storage/abandonedfile.h>
 #include <host/storage/claimfence.h>
-#include <host/storage/processidentity.h>
 #include <host/storage/renamedfile.h>
 #include <inet/qt/download/framework/abstractdownload.h>
 #include <inet/qt/download/framework/abstractdownloadmodule.h>
@@ -31,6 +30,13 @@ namespace
 constexpr int kCandidates = 3;
 /// More are left to the end of the process.
 constexpr qsizetype kReleasedAtTheEnd = 100;
+
+Failure ownedBy(const DownloadStore::Owner &owner, qint64 id)
+{
+    Failure failure = Failure::make(Failure::Kind::OwnedByOther, Failure::Subject::of(id), {}, int(owner.process.pid));
+    failure.secondsLeft = owner.secondsLeft;
+    return failure;
+}
 
 /// Of a finished file that is not the one that was downloaded any more.
 std::string wordsForOther(const AbstractDownloadPersistentInfo &info)
@@ -132,10 +138,10 @@ qint64 DownloadSession::claimFound(DownloadStore &list, const DownloadRequest &r
         // What runs keeps what it began with.
         if (m_running.contains(record.id))
             return record.id;
-        ProcessIdentity owner;
+        DownloadStore::Owner owner;
         const DownloadStore::Claim claim = list.claim(record.id, &owner);
         if (claim == DownloadStore::Claim::OwnedByOther)
-            *failure = Failure::make(Failure::Kind::OwnedByOther, Failure::Subject::of(record.id), {}, int(owner.pid));
+            *failure = ownedBy(owner, record.id);
         if (claim != DownloadStore::Claim::Taken)
             return 0;
         request.renew(record);
@@ -173,19 +179,20 @@ void DownloadSession::warnOfTheSame(const AbstractDownloadPersistentInfo &record
 bool DownloadSession::takeLease(qint64 id, Lease &lease, Failure *failure)
 {
     Q_ASSERT(QThread::currentThread() == thread());
-    ProcessIdentity owner;
+    DownloadStore::Owner owner;
     *failure = m_unsaved.writeNow(id);
     return !*failure && isTaken(id, m_list.claim(id, lease, &owner), owner, failure);
 }
 
-bool DownloadSession::isTaken(qint64 id, DownloadStore::Claim claim, const ProcessIdentity &owner, Failure *failure)
+bool DownloadSession::isTaken(qint64 id, DownloadStore::Claim claim, const DownloadStore::Owner &owner,
+                              Failure *failure)
 {
     switch (claim) {
     case DownloadStore::Claim::Taken:
         m_claimed.insert(id);
         return true;
     case DownloadStore::Claim::OwnedByOther:
-        *failure = Failure::make(Failure::Kind::OwnedByOther, Failure::Subject::of(id), {}, int(owner.pid));
+        *failure = ownedBy(owner, id);
         return false;
     case DownloadStore::Claim::Failed:
         break;

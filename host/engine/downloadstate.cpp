@@ -15,7 +15,8 @@ constexpr Table::Name kNames[] = {
 
 constexpr Table::Exit kExits[] = {
     {State::Waiting, State::Running, "a place is free, and its server may have one more connection"},
-    {State::Waiting, State::Resting, "a place is free, and no connection, it is not the hour, or the list is in use"},
+    {State::Waiting, State::Resting,
+     "a place is free, and no connection, it is not the hour, the list is in use, or its process may have died"},
     {State::Waiting, State::Failed, "it is another process's, or does not fit on the disk"},
     {State::Waiting, State::Done, "a file of its name is there, and that will do"},
     {State::Waiting, State::Paused, "pause"},

@@ -118,7 +118,7 @@ void LocalEngine::begin(const EngineCommand &command, DownloadQueue::Job job)
         refuse(command, wrongState(command.id, Clause::Kind::WaitsOrRunsAlready));
     } else if (job != DownloadQueue::Job::Download && m_session->stream(command.id)) {
         refuse(command, wrongState(command.id, Clause::Kind::Streamed));
-    } else if (known->ownerPid != 0) {
+    } else if (known->ownerPid != 0 && known->ownerSecondsLeft == 0) {
         refuse(command,
                Failure::make(Failure::Kind::OwnedByOther, Failure::Subject::of(command.id), {}, int(known->ownerPid)));
     } else {

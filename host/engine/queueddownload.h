@@ -58,6 +58,7 @@ struct QueuedDownload {
     Run run;
     Reading reading;
     Afterwards afterwards = Afterwards::Nothing;
+    bool isOwnerAwaited = false; ///< it rests, or has rested, until its owner's end
     bool isOutOfHours = false; ///< it is being stopped, or rests, until they come
     std::optional<AbstractDownloadFileExistsAction> answer; ///< what somebody said of a file in the way
     bool isUnanswered = false; ///< nobody said it

@@ -263,6 +263,8 @@ QJsonObject Failure::toJson() const
         object.insert("room"_L1, QJsonObject{{u"needed"_s, room.needed}, {u"available"_s, room.available}});
     if (!cause.isEmpty())
         object.insert("cause"_L1, cause.toJson());
+    if (secondsLeft != 0)
+        object.insert("secondsLeft"_L1, secondsLeft);
     return object;
 }
 
@@ -275,5 +277,6 @@ Failure Failure::fromJson(const QJsonObject &object)
             remediesFrom(object.value("remedies"_L1).toArray()),
             addressesFrom(object.value("addresses"_L1).toArray()),
             roomFrom(object.value("room"_L1).toObject()),
-            Clause::fromJson(object.value("cause"_L1))};
+            Clause::fromJson(object.value("cause"_L1)),
+            object.value("secondsLeft"_L1).toInt()};
 }

@@ -164,6 +164,7 @@ struct Failure {
     QList<Address> addresses = {}; ///< of a download that has several, and failed with all of them
     Room room = {}; ///< of DiskFull and NoRoom
     Clause cause = {}; ///< the same as data, where nobody else told it; then the detail is empty
+    int secondsLeft = 0; ///< of OwnedByOther: until it is free, if that process is none any more; 0 = it is seen to be
 
     /// Something failed, or was not done.
     explicit operator bool() const { return kind != Kind::None; }

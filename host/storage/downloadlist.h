@@ -71,8 +71,8 @@ public:
     DownloadOptions options(qint64 id) override;
     bool setOptions(qint64 id, const DownloadOptions &options, qint64 fence = 0) override;
     bool remove(qint64 id, qint64 fence = 0) override;
-    Claim claim(qint64 id, ProcessIdentity *owner = nullptr) override;
-    Claim claim(qint64 id, Lease &lease, ProcessIdentity *owner = nullptr) override;
+    Claim claim(qint64 id, Owner *owner = nullptr) override;
+    Claim claim(qint64 id, Lease &lease, Owner *owner = nullptr) override;
     bool release(qint64 id) override;
     void setWait(int ms) override;
     bool renewClaims() override;
@@ -101,7 +101,7 @@ private:
     bool failBy(Failure::Kind kind, const SqlError &error);
     Failure::Subject subject() const;
     bool read(qint64 id, Lease &lease);
-    Claim claim(qint64 id, ProcessIdentity *owner, const std::function<bool()> &andThen);
+    Claim claim(qint64 id, Owner *owner, const std::function<bool()> &andThen);
     ProcessIdentity ownerOf(qint64 id, bool *found);
     bool isOurs(qint64 id, qint64 fence, Failure *lost);
     bool setOwner(qint64 id, const ProcessIdentity &owner);

@@ -10,12 +10,12 @@
 
 using namespace Qt::StringLiterals;
 
-DownloadList::Claim DownloadList::claim(qint64 id, ProcessIdentity *owner)
+DownloadList::Claim DownloadList::claim(qint64 id, Owner *owner)
 {
     return claim(id, owner, [] { return true; });
 }
 
-DownloadList::Claim DownloadList::claim(qint64 id, Lease &lease, ProcessIdentity *owner)
+DownloadList::Claim DownloadList::claim(qint64 id, Lease &lease, Owner *owner)
 {
     return claim(id, owner, [&] { return read(id, lease); });
 }
@@ -36,16 +36,17 @@ bool DownloadList::read(qint64 id, Lease &lease)
 }
 
 /// What is this process's already is not written again.
-DownloadList::Claim DownloadList::claim(qint64 id, ProcessIdentity *owner, const std::function<bool()> &andThen)
+DownloadList::Claim DownloadList::claim(qint64 id, Owner *owner, const std::function<bool()> &andThen)
 {
     const ProcessIdentity me = ProcessIdentity::current();
     bool isOthers = false;
     const bool taken = changing(Lasting::ThisRunOfTheMachine, [&] {
         bool found = false;
         const ProcessIdentity before = ownerOf(id, &found);
-        isOthers = found && before != me && Owners::isAlive(*m_rows, before);
+        int secondsLeft = 0;
+        isOthers = found && before != me && Owners::isAlive(*m_rows, before, &secondsLeft);
         if (isOthers && owner)
-            *owner = before;
+            *owner = {before, secondsLeft};
         return found && !isOthers && (before == me || setOwner(id, me)) && andThen();
     });
     if (taken)

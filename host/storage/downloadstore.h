@@ -3,6 +3,7 @@
 
 #include <host/policy/failure.h>
 #include <host/storage/lease.h>
+#include <host/storage/processidentity.h>
 #include <host/storage/rowplaces.h>
 
 #include <QList>
@@ -13,7 +14,6 @@
 #include <optional>
 
 class QObject;
-struct ProcessIdentity;
 
 /// What the engine needs of its list of downloads, wherever that is kept.
 ///
@@ -32,6 +32,12 @@ public:
         Taken, ///< this process owns the download now
         OwnedByOther, ///< another living process does
         Failed, ///< no such download, or the store failed
+    };
+
+    /// Who has what could not be claimed.
+    struct Owner {
+        ProcessIdentity process;
+        int secondsLeft = 0; ///< see Owners::isAlive()
     };
 
     /// What is known of a download's bytes beside its record.
@@ -133,9 +139,9 @@ public:
     virtual bool remove(qint64 id, qint64 fence = 0) = 0;
 
     /// Makes this process the owner of a download. @param owner gets who owns it, on OwnedByOther
-    virtual Claim claim(qint64 id, ProcessIdentity *owner = nullptr) = 0;
+    virtual Claim claim(qint64 id, Owner *owner = nullptr) = 0;
     /// The same, and reads it at that moment. @param lease gets it, on Taken
-    virtual Claim claim(qint64 id, Lease &lease, ProcessIdentity *owner = nullptr) = 0;
+    virtual Claim claim(qint64 id, Lease &lease, Owner *owner = nullptr) = 0;
     /// Gives up what claim() took; somebody else's download is left alone.
     virtual bool release(qint64 id) = 0;
     /// The same for many, which may take its time. Calls that come later see it; where it fails, their owner's end

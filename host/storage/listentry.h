@@ -40,6 +40,7 @@ struct ListEntry {
     ChecksumResult checksumResult = ChecksumResult::NotCompared;
     Evidence evidence; ///< without address and ETag; no answers and no doubt = nobody kept it
     qint64 ownerPid = 0; ///< of the process that runs it; 0 = none does
+    int ownerSecondsLeft = 0; ///< see Owners::isAlive()
     AbstractError error; ///< of the last run; false = none
     QDateTime creationTime; ///< invalid = not known
     QDateTime finishedTime; ///< invalid = not finished

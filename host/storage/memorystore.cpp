@@ -326,7 +326,7 @@ bool MemoryStore::remove(qint64 id, qint64 fence)
     return m_rows.remove(id) > 0;
 }
 
-DownloadStore::Claim MemoryStore::claim(qint64 id, ProcessIdentity *)
+DownloadStore::Claim MemoryStore::claim(qint64 id, Owner *)
 {
     Row *const row = find(id);
     if (row && !std::exchange(row->isOwned, true))
@@ -334,7 +334,7 @@ DownloadStore::Claim MemoryStore::claim(qint64 id, ProcessIdentity *)
     return row ? Claim::Taken : Claim::Failed;
 }
 
-DownloadStore::Claim MemoryStore::claim(qint64 id, Lease &lease, ProcessIdentity *owner)
+DownloadStore::Claim MemoryStore::claim(qint64 id, Lease &lease, Owner *owner)
 {
     const Claim answer = claim(id, owner);
     if (answer == Claim::Taken)

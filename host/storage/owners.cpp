@@ -31,12 +31,17 @@ bool Owners::renew(RecordRows &rows)
 }
 
 /// A machine's own id proves nothing: copies of one image share it.
-bool Owners::isAlive(RecordRows &rows, const ProcessIdentity &owner)
+bool Owners::isAlive(RecordRows &rows, const ProcessIdentity &owner, int *secondsLeft)
 {
+    if (secondsLeft)
+        *secondsLeft = 0;
     if (owner.isNobody() || owner.isHere())
         return owner.isAlive();
     auto row = rows.run(u"SELECT until FROM owners WHERE boot_id = ? AND pid = ? AND start_time = ?"_s,
                         {owner.bootId, owner.pid, owner.startTime});
     const qint64 left = row && row->next() ? row->value(0).toNumber() - QDateTime::currentSecsSinceEpoch() : 0;
-    return left > 0 && left <= kFarAheadSeconds;
+    const bool isOwner = left > 0 && left <= kFarAheadSeconds;
+    if (isOwner && secondsLeft)
+        *secondsLeft = int(left);
+    return isOwner;
 }

@@ -23,6 +23,8 @@ constexpr int kSureMs = 50 * 1000;
 
 /// Puts off this process's. False when a statement failed, with the reason in the rows.
 bool renew(RecordRows &rows);
-bool isAlive(RecordRows &rows, const ProcessIdentity &owner);
+/// @param secondsLeft gets how long it counts as alive though nobody here sees it, unless it renews meanwhile; 0 = it
+/// is seen to live, or it does not; may be null
+bool isAlive(RecordRows &rows, const ProcessIdentity &owner, int *secondsLeft = nullptr);
 
 }

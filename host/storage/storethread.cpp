@@ -265,12 +265,12 @@ bool StoreThread::remove(qint64 id, qint64 fence)
     return call([=](DownloadStore &store) { return store.remove(id, fence); });
 }
 
-DownloadStore::Claim StoreThread::claim(qint64 id, ProcessIdentity *owner)
+DownloadStore::Claim StoreThread::claim(qint64 id, Owner *owner)
 {
     return call([id, owner](DownloadStore &store) { return store.claim(id, owner); });
 }
 
-DownloadStore::Claim StoreThread::claim(qint64 id, Lease &lease, ProcessIdentity *owner)
+DownloadStore::Claim StoreThread::claim(qint64 id, Lease &lease, Owner *owner)
 {
     return call([&](DownloadStore &store) {
         store.setWait(kClaimWaitMs);

@@ -72,8 +72,8 @@ public:
     DownloadOptions options(qint64 id) override;
     bool setOptions(qint64 id, const DownloadOptions &options, qint64 fence = 0) override;
     bool remove(qint64 id, qint64 fence = 0) override;
-    Claim claim(qint64 id, ProcessIdentity *owner = nullptr) override;
-    Claim claim(qint64 id, Lease &lease, ProcessIdentity *owner = nullptr) override;
+    Claim claim(qint64 id, Owner *owner = nullptr) override;
+    Claim claim(qint64 id, Lease &lease, Owner *owner = nullptr) override;
     bool release(qint64 id) override;
     void releaseSoon(const QList<qint64> &ids) override;
     bool renewClaims() override;

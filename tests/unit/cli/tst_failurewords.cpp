@@ -314,6 +314,12 @@ void TestFailureWords::wordsOfFailure_data()
     row("what is there is skipped", Kind::Skipped, {}, u"\"x.iso\" is there already; skipped"_s);
     row("another process is named", Kind::OwnedByOther, {},
         u"cannot work on download 5: process 12 is at work on it. Wait until that is done, or stop it."_s);
+    Failure unseen = Failure::make(Kind::OwnedByOther, Failure::Subject::of(info), {}, 12);
+    unseen.secondsLeft = 43;
+    QTest::newRow("of a process that nobody sees it is said how long it may be")
+        << unseen
+        << u"cannot work on download 5: process 12 is at work on it, on another machine or in another container. If "
+           u"that has ended, the download is free in 43 s."_s;
     row("what is missing in the list", Kind::NoSuchDownload, {},
         u"there is no download 5. Run \"plait list\" to see them."_s);
     row("what runs is not changed", Kind::CannotChange, u"it runs"_s,

@@ -32,6 +32,8 @@ void TestWarningWords::anAttemptIsSaidWithItsAddressWhatHappenedAndWhatComes_dat
     row("less than a second is no time", busy, Next::Again, 999, u"http://a/f: HTTP status 503; trying again"_s);
     row("another address", Failure::make(Kind::NotFound, subject, {}, 404), Next::OtherAddress, 0,
         u"http://a/f: HTTP status 404; trying another address"_s);
+    row("a process that may have died", Failure::make(Kind::OwnedByOther, subject, {}, 12), Next::Again, 44000,
+        u"http://a/f: process 12, which cannot be seen from here, is at work on it, or has died; trying again in 44 s"_s);
     row("another file", Failure::make(Kind::ResourceChanged, subject), Next::FromTheBeginning, 5000,
         u"http://a/f: another file; fetching it from the beginning in 5 s"_s);
     row("no rest of a file", Failure::make(Kind::CannotResume, subject), Next::OtherAddress, 0,

@@ -87,6 +87,16 @@ private:
     std::optional<OrdinaryUser> m_user;
 };
 
+/// What rests has rested for long enough now.
+void endRest(const QueueBench &bench)
+{
+    const QList<QTimer *> timers = bench.queue->findChildren<QTimer *>();
+    for (QTimer *const timer : timers) {
+        if (timer->isSingleShot() && timer->isActive())
+            QMetaObject::invokeMethod(timer, "timeout");
+    }
+}
+
 qint64 sizeOfLog(const QueueBench &bench)
 {
     return QFileInfo(bench.listPath() + "-wal"_L1).size();
@@ -116,6 +126,8 @@ private Q_SLOTS:
     void aListThatNobodyMayOpenAnyMoreStopsNoDownload();
     void whatSomebodyElseHasClaimedEndsWithWhoHasIt();
     void whatSomebodyElseHasRemovedIsNotSaidToBeSaved();
+    void whatAProcessHasThatMayHaveDiedIsWaitedForOnce_data();
+    void whatAProcessHasThatMayHaveDiedIsWaitedForOnce();
 };
 
 void TestListTrouble::aFullListStopsNoDownload()
@@ -417,6 +429,39 @@ void TestListTrouble::whatSomebodyElseHasRemovedIsNotSaidToBeSaved()
     QVERIFY(bench.run());
     QCOMPARE(bench.outcomeOf(id).failure.kind, Failure::Kind::OwnedByOther);
     QCOMPARE(bench.outcomeOf(id).failure.number, 0);
+}
+
+void TestListTrouble::whatAProcessHasThatMayHaveDiedIsWaitedForOnce_data()
+{
+    QTest::addColumn<QString>("meanwhile");
+    QTest::addColumn<Failure::Kind>("outcome");
+    QTest::newRow("it had died") << u"UPDATE owners SET until = 1 WHERE pid = 7"_s << Failure::Kind::None;
+    QTest::newRow("it lives, and has said so")
+        << u"UPDATE owners SET until = unixepoch() + 60 WHERE pid = 7"_s << Failure::Kind::OwnedByOther;
+}
+
+/// With a container the numbers of its processes go, too.
+void TestListTrouble::whatAProcessHasThatMayHaveDiedIsWaitedForOnce()
+{
+    QFETCH(QString, meanwhile);
+    QFETCH(Failure::Kind, outcome);
+    QueueBench bench;
+    const qint64 id = bench.add(u"done"_s);
+    const SqlFile other(bench.listPath());
+    QVERIFY(other.run(u"INSERT INTO owners (boot_id, pid, start_time, machine, until) "
+                      u"VALUES ('there', 7, 8, 'a', unixepoch() + 43)"_s));
+    QVERIFY(other.run(u"UPDATE downloads SET owner_pid = 7, owner_start_time = 8, owner_boot_id = 'there'"_s));
+    QVERIFY(bench.queue->append(id));
+    QTRY_COMPARE(bench.queue->state(id), std::optional(DownloadState::Resting));
+    QCOMPARE(bench.retries.size(), 1);
+    QCOMPARE(bench.retries.first().failure.kind, Failure::Kind::OwnedByOther);
+    QVERIFY(bench.retries.first().inMs > 1000 && bench.retries.first().inMs <= 44000);
+    QVERIFY(bench.queue->status(id).retryInMs > 1000);
+    QVERIFY(other.run(meanwhile));
+    endRest(bench);
+    QTRY_COMPARE(bench.endsOf(id), 1);
+    QCOMPARE(bench.outcomeOf(id).failure.kind, outcome);
+    QCOMPARE(bench.retries.size(), 1);
 }
 
 QTEST_GUILESS_MAIN(TestListTrouble)

@@ -323,6 +323,7 @@ void TestFailure::jsonKeepsEverything()
     failure.addresses = {{QUrl(u"ftp://a/b"_s), u"gone"_s},
                          {QUrl(u"http://c/"_s), {Clause::Kind::HttpStatus, {u"404"_s}}}};
     failure.room = {qint64(1) << 40, 0};
+    failure.secondsLeft = 43;
     failure.cause = {Clause::Kind::StrayRows, {u"%1"_s, u"3"_s}, {Clause::Kind::Damaged}};
     for (int remedy = 0; remedy <= int(Remedy::ReadLog); ++remedy)
         failure.remedies.append(Remedy(remedy));

@@ -138,7 +138,7 @@ void TestDownloadListMemory::whoTakesADownloadGetsItToo()
     const qint64 id = insert();
     QVERIFY(save(id, memory()));
     Lease taken;
-    ProcessIdentity owner;
+    DownloadStore::Owner owner;
     QCOMPARE(m_list->claim(id, taken, &owner), DownloadList::Claim::Taken);
     QCOMPARE(taken.memory, memory());
 }

@@ -156,9 +156,10 @@ void TestDownloadListProcesses::aDownloadHasOneOwner()
                                .arg(identity.bootId))
                     .isNull());
     }
-    ProcessIdentity owner;
+    DownloadStore::Owner owner;
     QCOMPARE(list.claim(record.id, &owner), DownloadList::Claim::OwnedByOther);
-    QCOMPARE(owner, identity);
+    QCOMPARE(owner.process, identity);
+    QCOMPARE(owner.secondsLeft, 0);
     other.closeWriteChannel();
     QVERIFY(other.waitForFinished());
     QCOMPARE(list.claim(record.id), DownloadList::Claim::Taken);
@@ -335,9 +336,9 @@ void TestDownloadListProcesses::whatIsAnothersIsNotRead()
                            .arg(first.bootId))
                 .isNull());
     Lease taken;
-    ProcessIdentity owner;
+    DownloadStore::Owner owner;
     QCOMPARE(list.claim(record.id, taken, &owner), DownloadList::Claim::OwnedByOther);
-    QCOMPARE(owner, first);
+    QCOMPARE(owner.process, first);
     QCOMPARE(taken.record, Info());
 }
 

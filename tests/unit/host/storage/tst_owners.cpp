@@ -30,6 +30,7 @@ private Q_SLOTS:
     void whoeverIsHereIsAskedForItself();
     void whoeverIsElsewhereLivesUntilItsEnd_data();
     void whoeverIsElsewhereLivesUntilItsEnd();
+    void howLongItMayBeIsToldOfWhomNobodySees();
     void whoeverIsInAnotherContainerLivesUntilItsEnd();
 
 private:
@@ -123,6 +124,20 @@ void TestOwners::whoeverIsElsewhereLivesUntilItsEnd()
     ProcessIdentity another = kElsewhere;
     ++another.startTime;
     QVERIFY(!Owners::isAlive(*m_rows, another));
+}
+
+void TestOwners::howLongItMayBeIsToldOfWhomNobodySees()
+{
+    int left = -1;
+    QVERIFY(Owners::renew(*m_rows) && add(kElsewhere, 43));
+    QVERIFY(Owners::isAlive(*m_rows, kElsewhere, &left));
+    QVERIFY2(left > 0 && left <= 43, qPrintable(QString::number(left)));
+    QVERIFY(Owners::isAlive(*m_rows, ProcessIdentity::current(), &left));
+    QCOMPARE(left, 0);
+    QVERIFY(m_rows->run(u"UPDATE owners SET until = unixepoch() - 1"_s, {}));
+    left = -1;
+    QVERIFY(!Owners::isAlive(*m_rows, kElsewhere, &left));
+    QCOMPARE(left, 0);
 }
 
 /// No process of that number is seen here, and that proves nothing.
