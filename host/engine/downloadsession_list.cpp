@@ -9,6 +9,7 @@
 #include <host/storage/abandonedfile.h>
 #include <host/storage/claimfence.h>
 #include <host/storage/renamedfile.h>
+#include <host/storage/replacedfile.h>
 #include <inet/qt/download/framework/abstractdownload.h>
 #include <inet/qt/download/framework/abstractdownloadmodule.h>
 #include <inet/qt/download/framework/fileerror.h>
@@ -94,7 +95,8 @@ qint64 DownloadSession::add(const DownloadRequest &asked, Failure *failure, List
     return lease.record.id;
 }
 
-/// In the list's thread. False = nothing of it is to stay in the list; the failure is the list's own unless there is one.
+/// In the list's thread. False = nothing of it is to stay in the list; the failure is the list's own unless there is
+/// one.
 bool DownloadSession::enter(DownloadStore &list, Entering &entering)
 {
     const qint64 found = claimFound(list, entering.request, entering.failure);
@@ -367,7 +369,8 @@ Failure DownloadSession::leaveDisk(const Lease &lease, bool withFile)
     return deleteFiles(lease.record, lease.file);
 }
 
-/// What stands in the place of a file is left alone. @param known of its first one
+/// What stands in the place of a file is left alone. One that was to be replaced goes with that which was to take its
+/// place. @param known of its first one
 Failure DownloadSession::deleteFiles(const AbstractDownloadPersistentInfo &record, const FileIdentity &known)
 {
     const auto notDeleted = [&record](const QString &path, const Clause &why) {
@@ -383,5 +386,7 @@ Failure DownloadSession::deleteFiles(const AbstractDownloadPersistentInfo &recor
         if (!file.remove() && file.exists())
             return notDeleted(file.fileName(), file.errorString());
     }
-    return {};
+    QFile replaced(ReplacedFile::pathOf(record));
+    const bool isLeft = !replaced.fileName().isEmpty() && !replaced.remove() && replaced.exists();
+    return isLeft ? notDeleted(replaced.fileName(), replaced.errorString()) : Failure();
 }

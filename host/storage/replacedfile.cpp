@@ -15,6 +15,7 @@ using Reaction = AbstractDownloadExistingFileReaction;
 
 const QString kKey = u"replaces"_s;
 const QString kFile = u"file"_s;
+const QString kPath = u"path"_s;
 const QString kReaction = u"reaction"_s;
 const QString kIsEmpty = u"empty"_s;
 const QString kIsUnwanted = u"unwanted"_s;
@@ -54,7 +55,8 @@ void put(AbstractDownloadPersistentInfo &record, QVariantMap plan)
 
 void ReplacedFile::plan(AbstractDownloadPersistentInfo &record, const FileIdentity &file, bool isUnwanted)
 {
-    put(record, {{kFile, identityOf(record, file).text}, {kIsUnwanted, isUnwanted}});
+    const QString path = record.files.isEmpty() ? QString() : record.filePath(0);
+    put(record, {{kFile, identityOf(record, file).text}, {kPath, path}, {kIsUnwanted, isUnwanted}});
     keepName(record);
     DiskCheck::forgetProgress(record);
 }
@@ -67,6 +69,13 @@ void ReplacedFile::planEmpty(AbstractDownloadPersistentInfo &record, const QStri
 bool ReplacedFile::isPlanned(const AbstractDownloadPersistentInfo &record)
 {
     return record.parameters.contains(kKey) && record.existingFileReaction == Reaction::Ask;
+}
+
+QString ReplacedFile::pathOf(const AbstractDownloadPersistentInfo &record)
+{
+    const QString path = isPlanned(record) && !record.isFinished() ? planOf(record).value(kPath).toString() : QString();
+    const FileIdentity file{planOf(record).value(kFile).toString()};
+    return !path.isEmpty() && file.isKnown() && FileIdentity::of(path) == file ? path : QString();
 }
 
 std::optional<Action> ReplacedFile::answer(const AbstractDownloadPersistentInfo &record, const QStringList &inTheWay,

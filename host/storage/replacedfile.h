@@ -8,8 +8,8 @@
 
 #include <optional>
 
-/// The file of a finished download that is to be fetched anew, or an empty file that is to be filled. It stays until the
-/// new one is whole and takes its place by a rename, so that whatever becomes of that one, the person has either.
+/// The file of a finished download that is to be fetched anew, or an empty file that is to be filled. It stays until
+/// the new one is whole and takes its place by a rename, so that whatever becomes of that one, the person has either.
 ///
 /// The record says so while it is unfinished: who takes it up after a crash knows the file by what it is. Nothing else
 /// that stands there is ever replaced.
@@ -27,6 +27,10 @@ void plan(AbstractDownloadPersistentInfo &record, const FileIdentity &file, bool
 void planEmpty(AbstractDownloadPersistentInfo &record, const QString &path);
 
 bool isPlanned(const AbstractDownloadPersistentInfo &record);
+
+/// Of the file of a download that is to be fetched anew, as long as it is there; empty = there is none, or it was not
+/// this download that made it.
+QString pathOf(const AbstractDownloadPersistentInfo &record);
 
 /// What is to be done about files in the way; nothing = a person has to say, as for any other download.
 /// @param mayReplace the new file counts as soon as it is whole, also in place of one that may be the right one

@@ -41,6 +41,7 @@ private Q_SLOTS:
     void aWrongFileHasFailedForEveryCommand();
     void whatCannotBeDeletedStaysInTheList();
     void aFileThatTookThePlaceOfAnotherBelongsToTheLastDownload();
+    void aFileThatIsToBeReplacedIsDeletedWithItsDownload();
 
 private:
     QString url(const QString &name) { return m_servers.nginx().url(u'/' + name).toString(); }
@@ -186,6 +187,18 @@ void TestPlaitListing::aFileThatTookThePlaceOfAnotherBelongsToTheLastDownload()
     QVERIFY(!m_plait->has(u"one.bin"_s));
     QCOMPARE(m_plait->run({url(u"one.bin"_s)}).status, kDone);
     QVERIFY(m_plait->has(u"one.bin"_s));
+}
+
+void TestPlaitListing::aFileThatIsToBeReplacedIsDeletedWithItsDownload()
+{
+    const QString served = m_servers.nginx().folder() + u"/one.bin"_s;
+    QVERIFY(QFile::rename(served, served + u".away"_s));
+    const PlaitResult result = m_plait->runBare({u"restart"_s, u"1"_s});
+    QVERIFY(QFile::rename(served + u".away"_s, served));
+    QCOMPARE(result.status, kNotFound);
+    QVERIFY(m_plait->has(u"one.bin"_s));
+    QCOMPARE(m_plait->runBare({u"remove"_s, u"--delete-file"_s, u"1"_s}).status, kDone);
+    QCOMPARE(m_plait->files(), (QStringList{u"three.bin"_s, u"two.bin"_s}));
 }
 
 QTEST_GUILESS_MAIN(TestPlaitListing)
