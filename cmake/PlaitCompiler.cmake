@@ -4,6 +4,7 @@
 option(PLAIT_WERROR "Treat warnings as errors" ON)
 set(PLAIT_SANITIZE "" CACHE STRING "Sanitizers for everything built here, as in -fsanitize=: address,undefined or thread")
 option(PLAIT_COVERAGE "Instrument for gcov" OFF)
+option(PLAIT_ASSERTS "End the program where a promise that its parts make each other is broken, in every kind of build" OFF)
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -28,7 +29,9 @@ add_library(plait_rules INTERFACE)
 target_include_directories(plait_rules INTERFACE "${PROJECT_SOURCE_DIR}")
 target_compile_definitions(plait_rules INTERFACE
   QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_URL_CAST_FROM_STRING QT_NO_FOREACH QT_NO_KEYWORDS
-  QT_DISABLE_DEPRECATED_BEFORE=0x060400)
+  QT_DISABLE_DEPRECATED_BEFORE=0x060400
+  # Qt's own switch: without it only builds of the kind Debug have asserts.
+  $<$<BOOL:${PLAIT_ASSERTS}>:QT_FORCE_ASSERTS>)
 # Error records name their place in the source as a path from the root of the tree, wherever it was built.
 target_compile_options(plait_rules INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align -Wunused
