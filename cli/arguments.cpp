@@ -11,6 +11,7 @@
 #include <cli/importedcommand.h>
 #include <cli/listedrequests.h>
 #include <cli/nextcommand.h>
+#include <cli/ownfolders.h>
 #include <cli/pathexpansion.h>
 #include <cli/schemewords.h>
 #include <cli/settingstext.h>
@@ -76,29 +77,6 @@ bool isOfTheList(Command command)
     }
 }
 
-/// Empty = neither the variable names a folder, nor is there a home folder. Qt would take the root for one.
-QString fileIn(const char *variable, QLatin1StringView belowHome, QLatin1StringView name)
-{
-    const QString folder = qEnvironmentVariable(variable);
-    if (QDir::isAbsolutePath(folder))
-        return folder + name;
-    const QString home = qEnvironmentVariable("HOME");
-    return QDir::isAbsolutePath(home) ? QDir::cleanPath(home) + belowHome + name : QString();
-}
-
-/// Where plait keeps what is its own; empty = each of these folders can be named.
-QString problemOfHome()
-{
-    for (const char *variable : {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_STATE_HOME", "XDG_CACHE_HOME"}) {
-        const QString folder = ForeignBytes::text(qgetenv(variable));
-        if (ForeignBytes::areIn(folder) && QDir::isAbsolutePath(folder))
-            return u"%1 names the folder \"%2\", which is not UTF-8, and would become another one. Name another "
-                   u"folder: "
-                   u"\"%1=/path plait …\"."_s.arg(QLatin1StringView(variable), ForeignBytes::shown(folder));
-    }
-    return {};
-}
-
 QString problemOfFolder(const QString &folder)
 {
     return ForeignBytes::areIn(folder)
@@ -114,16 +92,6 @@ QString textOfList(const QByteArray &bytes)
     if (!encoding || *encoding == QStringConverter::Utf8)
         return ForeignBytes::text(bytes);
     return QStringDecoder(*encoding).decode(bytes);
-}
-
-QString defaultConfigFile()
-{
-    return fileIn("XDG_CONFIG_HOME", "/.config"_L1, "/plait/plait.conf"_L1);
-}
-
-QString defaultLogFile()
-{
-    return fileIn("XDG_STATE_HOME", "/.local/state"_L1, "/plait/plait.log"_L1);
 }
 
 ProgressMode progressOf(const QString &text)
@@ -237,7 +205,7 @@ private:
             complain(u"--log names a file, and \"-\" is none. Write \"-v\" to see what happens."_s);
         const QString named = absolute(m_values.text("log"_L1));
         result.isLogNamed = !named.isEmpty();
-        result.logFile = result.isLogNamed ? named : defaultLogFile();
+        result.logFile = result.isLogNamed ? named : OwnFolders::logFile();
         const int level = named.isEmpty() ? kDefaultLogLevel : kLogLevelOfANamedLog;
         result.logLevel = m_values.has("log-level"_L1) ? int(m_values.number("log-level"_L1)) : level;
     }
@@ -489,7 +457,7 @@ Arguments::Outcome Arguments::parse(int argc, const char *const *argv, const QSt
     if (!config)
         return {{}, ExitStatus::BadOption, u"the file of --config "_s + problem};
     const QString named = *config;
-    const QString configFile = named.isEmpty() ? defaultConfigFile() : QDir(currentFolder).absoluteFilePath(named);
+    const QString configFile = named.isEmpty() ? OwnFolders::configFile() : QDir(currentFolder).absoluteFilePath(named);
     if (ForeignBytes::areIn(configFile))
         return {{},
                 ExitStatus::BadOption,
@@ -501,7 +469,7 @@ Arguments::Outcome Arguments::parse(int argc, const char *const *argv, const QSt
     const CommandLine::Outcome line = CommandLine::read(words, configFile);
     if (!line.command)
         return {{}, line.isHelp ? ExitStatus::Done : ExitStatus::BadOption, line.text};
-    problem = problemOfHome();
+    problem = OwnFolders::problem();
     if (!problem.isEmpty())
         return {{}, ExitStatus::BadOption, problem};
     Reader reader(line, currentFolder);
