@@ -9,9 +9,11 @@ using namespace Qt::StringLiterals;
 WriterThreads::WriterThreads(QObject *parent)
     : QObject(parent)
 {
-    for (QThread &thread : m_threads) {
+    for (int i = 0; i < kThreads; ++i) {
+        QThread &thread = m_threads.at(i);
         thread.setObjectName(u"writers"_s);
         connect(&thread, &QThread::finished, this, &WriterThreads::tellIfEnded);
+        m_there.at(i).moveToThread(&thread);
     }
 }
 
@@ -45,10 +47,15 @@ void WriterThreads::end()
     QMetaObject::invokeMethod(this, &WriterThreads::tellIfEnded, Qt::QueuedConnection);
 }
 
+/// From within, in its turn: a thread that has hardly begun would go without having looked at what was left to it.
 void WriterThreads::quit()
 {
-    for (QThread &thread : m_threads)
-        thread.quit();
+    for (int i = 0; i < kThreads; ++i) {
+        QThread *const thread = &m_threads.at(i);
+        if (thread->isRunning())
+            QMetaObject::invokeMethod(
+                &m_there.at(i), [thread] { thread->quit(); }, Qt::QueuedConnection);
+    }
 }
 
 void WriterThreads::tellIfEnded()

@@ -42,6 +42,7 @@ private:
     void tellIfEnded();
 
     std::array<QThread, kThreads> m_threads;
+    std::array<QObject, kThreads> m_there; ///< each lives in its thread
     bool m_hasBegun = false;
     bool m_isEnding = false;
 };
