@@ -229,7 +229,11 @@ void ScriptedProxy::relay(QTcpSocket *socket, Client &client, quint16 port)
     });
     connect(server, &QTcpSocket::disconnected, socket, &QTcpSocket::disconnectFromHost);
     connect(server, &QTcpSocket::disconnected, server, &QObject::deleteLater);
-    connect(socket, &QObject::destroyed, server, &QTcpSocket::abort);
+    connect(socket, &QObject::destroyed, server, [server, socket] {
+        // What is left of it takes no call any more.
+        server->disconnect(socket);
+        server->abort();
+    });
     server->connectToHost(QHostAddress::LocalHost, m_target != 0 ? m_target : port);
     server->waitForConnected(kWaitMs);
 }
