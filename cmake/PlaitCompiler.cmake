@@ -4,7 +4,7 @@
 option(PLAIT_WERROR "Treat warnings as errors" ON)
 set(PLAIT_SANITIZE "" CACHE STRING "Sanitizers for everything built here, as in -fsanitize=: address,undefined or thread")
 option(PLAIT_COVERAGE "Instrument for gcov" OFF)
-option(PLAIT_ASSERTS "End the program where a promise that its parts make each other is broken, in every kind of build" OFF)
+option(PLAIT_ASSERTS "End the program where a promise that its parts make each other is broken, in every kind of build" ON)
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
