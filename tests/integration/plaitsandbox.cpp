@@ -2,6 +2,7 @@
 #include <tests/integration/plaitsandbox.h>
 
 #include <tests/support/sqlfile.h>
+#include <tests/support/testfiles.h>
 
 #include <QDir>
 #include <QDirIterator>
@@ -117,6 +118,17 @@ bool PlaitSandbox::isRunning() const
 qint64 PlaitSandbox::processId() const
 {
     return isRunning() ? m_process->processId() : 0;
+}
+
+qint64 PlaitSandbox::engineProcessId() const
+{
+    const qint64 id = processId();
+    const QByteArrayList children = TestFiles::readFile(u"/proc/%1/task/%1/children"_s.arg(id)).simplified().split(' ');
+    const auto isEngine = [](const QByteArray &child) {
+        return TestFiles::readFile(u"/proc/%1/comm"_s.arg(QString::fromLatin1(child))) == "engineserver\n";
+    };
+    const auto engine = std::find_if(children.cbegin(), children.cend(), isEngine);
+    return engine == children.cend() ? id : engine->toLongLong();
 }
 
 void PlaitSandbox::sendSignal(int number)

@@ -50,6 +50,8 @@ public:
     bool isRunning() const;
     /// Of the one in the background; 0 when there is none.
     qint64 processId() const;
+    /// Of the process in which its engine is: its own, or a child of it that is made for that.
+    qint64 engineProcessId() const;
     void sendSignal(int number);
     /// What it has written to standard error up to now.
     QByteArray errorText();

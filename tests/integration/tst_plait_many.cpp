@@ -102,7 +102,7 @@ void TestPlaitMany::eightHundredTransfersShareAThreadAndLittleMemory()
     plait.start(arguments(plait, server, kTransfers));
     QVERIFY2(server.waitForHeld(QString(), kTransfers, kPatienceMs), plait.errorText());
 
-    const qint64 id = plait.processId();
+    const qint64 id = plait.engineProcessId();
     QCOMPARE(networkThreadsCount(id), 1);
     const qint64 threads = statusField(id, "Threads");
     QVERIFY2(threads > 0 && threads <= kMostThreads, QByteArray::number(threads));

@@ -479,7 +479,7 @@ void TestPlaitMessages::whatIsAtWorkOnADownloadIsNamed()
     m_http->setResponse("/slow.bin", PartWay::held(kSeed, kLargeSize, kHeldAfter));
     m_plait->start({m_http->url(u"/slow.bin"_s).toString()});
     QVERIFY2(m_http->waitForHeld(QString()), m_plait->errorText());
-    const QByteArray process = "process " + QByteArray::number(m_plait->processId());
+    const QByteArray process = "process " + QByteArray::number(m_plait->engineProcessId());
     for (const QString &command : {u"remove"_s, u"resume"_s, u"restart"_s, u"finish"_s}) {
         const ProgramRun run = runBeside({command, u"1"_s});
         QVERIFY2(run.status == kUnknown, command.toUtf8() + ": " + run.out + run.err);

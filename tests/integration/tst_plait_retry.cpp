@@ -527,7 +527,7 @@ void TestPlaitRetry::aDownloadThatWaitsBelongsToItsProcess()
     waitForTheWait(first);
     PlaitResult result = second.runBare({u"resume"_s, u"1"_s});
     QVERIFY2(result.status == kOther, "status " + QByteArray::number(result.status) + ": " + result.err);
-    QVERIFY2(result.err.contains("process " + QByteArray::number(first.processId())), result.err);
+    QVERIFY2(result.err.contains("process " + QByteArray::number(first.engineProcessId())), result.err);
     result = second.runBare({u"list"_s});
     QVERIFY2(result.out.contains("running"), result.out);
     result = second.runBare({u"remove"_s, u"1"_s});

@@ -324,13 +324,13 @@ void TestPlaitSignals::whatALivingProcessRunsIsLeftOut()
     PlaitSandbox other;
     const QStringList ofThisList{u"--list"_s, listPath()};
     const QByteArray note =
-        "download 2 is left out: process " + QByteArray::number(m_plait->processId()) + " is at work on it";
+        "download 2 is left out: process " + QByteArray::number(m_plait->engineProcessId()) + " is at work on it";
     PlaitResult result = other.runBare(QStringList{u"resume"_s, u"--all"_s} + ofThisList);
     QVERIFY2(result.status == kDone && result.err.contains(note), told(result));
     QVERIFY(isWhole(kNames.first()));
 
     result = other.runBare(QStringList{u"resume"_s, u"2"_s} + ofThisList);
-    QVERIFY2(result.status == kUnknown && result.err.contains(QByteArray::number(m_plait->processId())), told(result));
+    QVERIFY2(result.status == kUnknown && result.err.contains(QByteArray::number(m_plait->engineProcessId())), told(result));
     m_server->release();
     result = m_plait->finish();
     QVERIFY2(result.status == kDone, told(result));

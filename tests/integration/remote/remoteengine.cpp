@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <tests/integration/remote/remoteengine.h>
 
+#include <inet/qt/download/framework/qtappdefaultlogger.h>
+
 #include <QCoreApplication>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -54,14 +56,21 @@ void RemoteEngine::transmit(const EngineCommand &command)
         QMetaObject::invokeMethod(this, &RemoteEngine::refuseRest, Qt::QueuedConnection);
         return;
     }
-    m_socket->write(QJsonDocument(command.toJson()).toJson(QJsonDocument::Compact) + '\n');
+    QJsonObject line = command.toJson();
+    line.insert(u"log"_s, QtAppDefaultLogger::instance()->verbosityLevel());
+    m_socket->write(QJsonDocument(line).toJson(QJsonDocument::Compact) + '\n');
     m_socket->flush();
 }
 
 void RemoteEngine::onReadyRead()
 {
-    while (m_socket->canReadLine())
-        deliver(EngineNews::fromJson(QJsonDocument::fromJson(m_socket->readLine()).object()));
+    while (m_socket->canReadLine()) {
+        const QJsonObject line = QJsonDocument::fromJson(m_socket->readLine()).object();
+        if (line.contains("log"_L1))
+            QtAppDefaultLogger::instance()->log(line.value("level"_L1).toInt(), line.value("log"_L1).toString());
+        else
+            deliver(EngineNews::fromJson(line));
+    }
 }
 
 /// Nobody will answer any more.

@@ -6,8 +6,8 @@
 class QLocalSocket;
 class QProcess;
 
-/// An engine in another process, which this one starts and which ends with it: commands and news are lines of JSON on a
-/// local socket. What a front end's process needs of an engine that is not its own is all here.
+/// An engine in another process, which this one starts and which ends with it: commands, news and lines of its log are
+/// lines of JSON on a local socket. What a front end's process needs of an engine that is not its own is all here.
 class RemoteEngine : public Engine
 {
     Q_OBJECT
