@@ -269,6 +269,8 @@ void DownloadRun::onFilesOperations(bool performing)
     if (!performing || record.destinationType != Info::ToFolder || record.files.isEmpty()
         || record.files.first().isOnDisk())
         return;
+    if (m_fence)
+        setMaking(record.folder + u'/' + record.files.first().name);
     m_file = FileIdentity::planned();
     if (!m_syncing && m_list && !m_isClaimLost)
         writeAtOnce(whatMayBeSaid(record));
@@ -282,9 +284,20 @@ void DownloadRun::guard(const QString &path)
     OwnFiles::setPermission(path, [fence = m_fence] { return fence->holds(); });
 }
 
+/// What it will be called, only who makes it finds out. @param path empty = nothing is to be made
+void DownloadRun::setMaking(const QString &path)
+{
+    if (!m_making.isEmpty())
+        OwnFiles::setPermissionToMake(m_making, {});
+    m_making = path;
+    if (!path.isEmpty())
+        OwnFiles::setPermissionToMake(path, [fence = m_fence] { return fence->holds(); });
+}
+
 /// What outlived the list would ask it no more.
 void DownloadRun::unguard()
 {
+    setMaking({});
     for (const QString &path : std::as_const(m_guarded))
         OwnFiles::forget(path);
     m_guarded.clear();

@@ -145,6 +145,7 @@ private:
     void onFilesOperations(bool performing);
     void onChange(const QString &reason);
     void guard(const QString &path);
+    void setMaking(const QString &path);
     void unguard();
     void loseClaim(const Failure &who);
     void giveUp(const Failure &why);
@@ -198,6 +199,7 @@ private:
     QSharedPointer<DownloadAccessChief> m_chief;
     std::shared_ptr<ClaimFence> m_fence; ///< null = there is none
     QStringList m_guarded; ///< paths of files that need its permission
+    QString m_making; ///< the path of one that is to be made; empty = there is none
     std::shared_ptr<ResourceGuard> m_guard; ///< null = everything is welcome
     std::optional<ResourceMemory> m_savedMemory; ///< what the list has of the guard's; nothing = another
     QString m_contentEncoding; ///< of what is there or comes; null = nobody has said yet

@@ -243,6 +243,9 @@ void DownloadRun::lookAfterClaim()
 void DownloadRun::loseClaim(const Failure &who)
 {
     m_isClaimLost = true;
+    // The stop comes later, and to what is under way in other threads later still.
+    if (m_fence)
+        m_fence->lose(who);
     giveUp(who);
 }
 

@@ -21,12 +21,16 @@ bool ClaimFence::holds()
     int lapses = 0;
     const Failure lost = m_list.look(m_id, m_fence, &lapses);
     m_lapses = lapses;
-    if (lost) {
-        const QMutexLocker lock(&m_mutex);
-        m_lost = lost;
-        m_isLost = true;
-    }
+    if (lost)
+        lose(lost);
     return !lost;
+}
+
+void ClaimFence::lose(const Failure &who)
+{
+    const QMutexLocker lock(&m_mutex);
+    m_lost = who;
+    m_isLost = true;
 }
 
 Failure ClaimFence::lost() const

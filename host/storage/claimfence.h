@@ -28,6 +28,8 @@ public:
 
     /// As a rule no more than a look at the clock. True also where nobody can tell, as with a list that is gone.
     bool holds();
+    /// Somebody else has found that it does not, as with a save that was refused. @param who has it now
+    void lose(const Failure &who);
     /// Who has it now, as holds() has found; none = it holds, as far as is known.
     Failure lost() const;
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <inet/qt/download/framework/abstractdownloadfileops.h>
+#include <inet/qt/download/framework/ownfiles.h>
 
 #include <tests/support/ordinaryuser.h>
 #include <tests/unit/framework/filecontent.h>
@@ -80,6 +81,9 @@ private Q_SLOTS:
     void overwritingBeginsAnIncompleteFileAnewOnlyWhenTold_data();
     void overwritingBeginsAnIncompleteFileAnewOnlyWhenTold();
     void overwritingDoesNotReplaceAFolder();
+    void nothingIsMadeOfWhatIsAnothersByNow_data();
+    void nothingIsMadeOfWhatIsAnothersByNow();
+    void whoMayMakeAFileIsKnownWhenItIsAskedFor();
     void skippingIsAnError();
     void twoFilesOfOneNameDoNotShareAFile();
     void whatAppearsInTheLastMomentIsLeftAlone();
@@ -523,6 +527,56 @@ void TestFileOps::overwritingDoesNotReplaceAFolder()
     QCOMPARE(bench.error.code, int(QFileDevice::OpenError));
     QVERIFY(bench.errorText().contains(at(u"a.bin"_s)));
     QCOMPARE(names(), QStringList{u"a.bin"_s});
+}
+
+void TestFileOps::nothingIsMadeOfWhatIsAnothersByNow_data()
+{
+    QTest::addColumn<QString>("inTheWay");
+    QTest::addColumn<Reaction>("reaction");
+    QTest::addColumn<bool>("truncate");
+    QTest::newRow("where nothing is in the way") << QString() << Reaction::Overwrite << true;
+    QTest::newRow("where the name is taken") << u"x/a.bin"_s << Reaction::Rename << true;
+    QTest::newRow("where an incomplete file is to be begun anew") << u"x/a.bin.part"_s << Reaction::Overwrite << true;
+    QTest::newRow("where an incomplete file is to be kept") << u"x/a.bin.part"_s << Reaction::Overwrite << false;
+    QTest::newRow("where there is no folder") << u"other"_s << Reaction::Overwrite << true;
+}
+
+void TestFileOps::nothingIsMadeOfWhatIsAnothersByNow()
+{
+    QFETCH(QString, inTheWay);
+    QFETCH(Reaction, reaction);
+    QFETCH(bool, truncate);
+    const QDir target(at(u"x"_s));
+    QVERIFY(inTheWay == u"other"_s || QDir(folder()).mkdir(u"x"_s));
+    if (!inTheWay.isEmpty())
+        makeFile(at(inTheWay), "theirs");
+    const bool wasThere = target.exists();
+    const QStringList before = target.entryList(QDir::Files);
+    OwnFiles::setPermissionToMake(at(u"x/a.bin"_s), [] { return false; });
+    Bench bench;
+    bench.ops->setExistingFileReaction(reaction);
+    bench.ops->setTruncateFilesWhenCreating(truncate);
+    bench.perform(at(u"x"_s), {toCreate(u"a.bin"_s)});
+    QCOMPARE(bench.done, 0);
+    QCOMPARE(bench.error.code, int(QFileDevice::OpenError));
+    QVERIFY2(bench.errorText().contains(u"another process"_s), qPrintable(bench.errorText()));
+    QCOMPARE(target.exists(), wasThere);
+    QCOMPARE(target.entryList(QDir::Files), before);
+    QVERIFY(inTheWay.isEmpty() || contentOf(at(inTheWay)) == "theirs");
+}
+
+/// Two may wish for one name; what one of them may, says nothing of the other.
+void TestFileOps::whoMayMakeAFileIsKnownWhenItIsAskedFor()
+{
+    OwnFiles::setPermissionToMake(at(u"a.bin"_s), [] { return false; });
+    Bench first;
+    first.ops->performInitializeOps(folder(), {toCreate(u"a.bin"_s)});
+    Bench second;
+    second.perform(folder(), {toCreate(u"a.bin"_s)});
+    QVERIFY2(!second.error, qPrintable(second.errorText()));
+    QTRY_COMPARE(first.answers, 1);
+    QVERIFY2(first.errorText().contains(u"another process"_s), qPrintable(first.errorText()));
+    QCOMPARE(names(), QStringList{u"a.bin.part"_s});
 }
 
 void TestFileOps::skippingIsAnError()

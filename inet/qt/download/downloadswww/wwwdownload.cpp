@@ -3,11 +3,15 @@
 
 #include <inet/qt/download/framework/abstractnetworkconsumersstats.h>
 #include <inet/qt/download/framework/assertion.h>
+#include <inet/qt/download/framework/fileerror.h>
+#include <inet/qt/download/framework/ownfiles.h>
 #include <inet/qt/download/framework/qtqobjectstracker.h>
 #include <inet/qt/download/framework/runguard.h>
 #include <inet/qt/download/framework/threadaffinity.h>
 
 #include <QFile>
+
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -29,6 +33,13 @@ AbstractError abortedAt(unsigned line)
 AbstractError genericErrorAt(GenericErrorCode code, unsigned line)
 {
     return {int(code), ErrorCategory::kGeneric, errorSource(kSourceFile, line), {}};
+}
+
+AbstractError takenError(const QString &path)
+{
+    const QString text = u"cannot remove \"%1\": another process is at work on it by now."_s.arg(path);
+    return {QFileDevice::RemoveError, ErrorCategory::kFile, FileError::wholeSource(errorSourceHere()),
+            text.toStdString()};
 }
 
 }
@@ -159,7 +170,6 @@ void WwwDownload::carryOut(AbstractDownloadCommand command)
 void WwwDownload::startAgain()
 {
     const RunGuard guard(this, m_runsEnded);
-    const RunGuard lives(this);
     removeAllSections();
     if (!guard)
         return;
@@ -168,8 +178,7 @@ void WwwDownload::startAgain()
     if (m_record->destinationType == AbstractDownloadPersistentInfo::ToMemory)
         m_record->content.clear();
     if (hasFile()) {
-        discardFirstFile();
-        if (!lives)
+        if (!discardFirstFile())
             return;
         m_record->setFlag(AbstractDownloadPersistentInfo::ResourceChanged, false);
         Q_EMIT changed(true);
@@ -178,28 +187,38 @@ void WwwDownload::startAgain()
         startExtraSection();
 }
 
-void WwwDownload::discardFirstFile()
+/// False = there is nothing to go on with: this is no more, or the file is another process's, and stays as it was.
+bool WwwDownload::discardFirstFile()
 {
-    firstFile().sections.clear();
+    const QList<AbstractDownloadSection> had = std::exchange(firstFile().sections, {});
     if (!firstFile().isOnDisk())
-        return;
+        return true;
+    const RunGuard guard(this, m_runsEnded);
     const RunGuard lives(this);
     Q_EMIT performingFilesOperations(true);
     if (!lives)
-        return;
+        return false;
     // A receiver may have begun anew, which has removed it.
-    if (hasFile() && firstFile().isOnDisk())
-        removeFirstFile();
+    const bool isRefused = hasFile() && firstFile().isOnDisk() && !removeFirstFile();
+    if (isRefused)
+        firstFile().sections = had;
     Q_EMIT performingFilesOperations(false);
+    if (isRefused && guard)
+        endWithFilesError(takenError(m_record->filePath(0)));
+    return !isRefused && lives;
 }
 
-void WwwDownload::removeFirstFile()
+/// False = another process has it by now.
+bool WwwDownload::removeFirstFile()
 {
     const QString path = m_record->filePath(0);
+    if (!OwnFiles::mayChange(path))
+        return false;
     firstFile().fileFlags &=
         quint8(~(AbstractDownloadFileInfo::CreatedOnDisk | AbstractDownloadFileInfo::Preallocated));
     QFile::remove(path);
     firstFile().pathOnDisk.clear();
+    return true;
 }
 
 void WwwDownload::startQuery()

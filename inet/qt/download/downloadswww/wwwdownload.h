@@ -183,8 +183,8 @@ private:
     void startQuery();
     void startDownload();
     void endWithoutSection();
-    void discardFirstFile();
-    void removeFirstFile();
+    bool discardFirstFile();
+    bool removeFirstFile();
     void continueToStop();
     void finishWithWhatIsThere();
     void rememberError(const AbstractError &error);

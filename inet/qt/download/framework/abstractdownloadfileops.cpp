@@ -59,6 +59,17 @@ Operation finishOperation(int index, const AbstractDownloadFileInfo &file, qint6
     return {index, Operation::Finish, path, size, {}, false};
 }
 
+/// What was planned is carried out later, when another download may wish for the same name.
+QHash<int, OwnFiles::Permission> permissionsOf(const QString &folder, const QList<Operation> &operations)
+{
+    QHash<int, OwnFiles::Permission> permissions;
+    for (const Operation &operation : operations) {
+        if (operation.kind == Operation::Create)
+            permissions.insert(operation.fileIndex, OwnFiles::takePermissionToMake(folder + u'/' + operation.name));
+    }
+    return permissions;
+}
+
 void applyOperation(const Operation &operation, AbstractDownloadFileInfo &file)
 {
     using File = AbstractDownloadFileInfo;
@@ -92,7 +103,7 @@ public:
             OwnFiles::forget(path);
     }
 
-    void begin(const QString &folder, const QList<Operation> &operations);
+    void begin(const Run &run);
     void answer(int fileIndex, AbstractDownloadFileExistsAction action);
     void withdraw();
 
@@ -160,8 +171,9 @@ QList<Operation> AbstractDownloadFileOps::calcFilesInitOps(const AbstractDownloa
 
 void AbstractDownloadFileOps::performInitializeOps(const QString &folder, const QList<Operation> &operations)
 {
+    const Private::Run run{folder, operations, 0, TargetFileOperator(folder, permissionsOf(folder, operations))};
     QMetaObject::invokeMethod(
-        this, [this, folder, operations] { d->begin(folder, operations); }, Qt::QueuedConnection);
+        this, [this, run] { d->begin(run); }, Qt::QueuedConnection);
 }
 
 void AbstractDownloadFileOps::applyFilesInitOpsFinished(const QList<Operation> &operations, int done,
@@ -186,9 +198,9 @@ void AbstractDownloadFileOps::withdrawQuestion()
         this, [this] { d->withdraw(); }, Qt::QueuedConnection);
 }
 
-void AbstractDownloadFileOps::Private::begin(const QString &folder, const QList<Operation> &operations)
+void AbstractDownloadFileOps::Private::begin(const Run &run)
 {
-    m_runs.enqueue({folder, operations, 0, TargetFileOperator(folder)});
+    m_runs.enqueue(run);
     if (m_runs.size() == 1)
         proceed();
 }

@@ -13,6 +13,7 @@ struct Known {
     QMutex mutex;
     QHash<QString, FileIdentity> files;
     QHash<QString, OwnFiles::Permission> permissions;
+    QHash<QString, OwnFiles::Permission> permissionsToMake;
 };
 
 Known &known()
@@ -59,6 +60,21 @@ bool OwnFiles::mayChange(const QString &path)
 {
     const Permission asked = permission(path);
     return !asked || asked();
+}
+
+void OwnFiles::setPermissionToMake(const QString &path, const Permission &mayMake)
+{
+    const QMutexLocker lock(&known().mutex);
+    if (mayMake)
+        known().permissionsToMake.insert(QDir::cleanPath(path), mayMake);
+    else
+        known().permissionsToMake.remove(QDir::cleanPath(path));
+}
+
+OwnFiles::Permission OwnFiles::takePermissionToMake(const QString &path)
+{
+    const QMutexLocker lock(&known().mutex);
+    return known().permissionsToMake.take(QDir::cleanPath(path));
 }
 
 bool OwnFiles::isOwn(const QString &path, int descriptor)

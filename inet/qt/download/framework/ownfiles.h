@@ -29,7 +29,13 @@ using Permission = std::function<bool()>;
 DOWNLOADFRAMEWORK_EXPORT void setPermission(const QString &path, const Permission &mayChange);
 /// Empty = nobody has to be asked.
 Permission permission(const QString &path);
-bool mayChange(const QString &path);
+DOWNLOADFRAMEWORK_EXPORT bool mayChange(const QString &path);
+
+/// Of the file operations that are to make a file of that path, or of another name where that one is taken: those that
+/// are asked for next take it along. @param mayMake empty = nobody has to be asked any more
+DOWNLOADFRAMEWORK_EXPORT void setPermissionToMake(const QString &path, const Permission &mayMake);
+/// Once; empty = nobody has to be asked.
+Permission takePermissionToMake(const QString &path);
 
 /// Whether the open file is the one of that path; where none is known, it is from now on.
 bool isOwn(const QString &path, int descriptor);

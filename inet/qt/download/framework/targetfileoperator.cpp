@@ -131,8 +131,9 @@ int renameToFree(TargetFolder &folder, const QString &partName, QString &name)
 
 }
 
-TargetFileOperator::TargetFileOperator(const QString &folder)
+TargetFileOperator::TargetFileOperator(const QString &folder, const QHash<int, OwnFiles::Permission> &mayMake)
     : m_folder(folder)
+    , m_mayMake(mayMake)
 {
 }
 
@@ -140,7 +141,7 @@ Outcome TargetFileOperator::perform(Operation &operation, Reaction reaction, boo
 {
     if (m_folder.isEmpty())
         return failed(QFileDevice::OpenError, u"no folder is set for the download. Choose one."_s, errorSourceHere());
-    TargetFolder folder(m_folder);
+    TargetFolder folder(m_folder, m_mayMake.value(operation.fileIndex));
     if (const int error = folder.open())
         return failed(kUseFolder, folder.pathOf({}), error, QFileDevice::OpenError, errorSourceHere());
     return operation.kind == Operation::Create ? create(folder, operation, reaction, truncate)

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <inet/qt/download/framework/abstractdownloadfileops.h>
+#include <inet/qt/download/framework/ownfiles.h>
 
 #include <QHash>
 #include <QStringList>
@@ -20,7 +21,8 @@ public:
         AbstractError error; ///< code 0 = done
     };
 
-    explicit TargetFileOperator(const QString &folder);
+    /// @param mayMake by file index; see OwnFiles::setPermissionToMake()
+    explicit TargetFileOperator(const QString &folder, const QHash<int, OwnFiles::Permission> &mayMake = {});
 
     /// Sets the operation's resultPath when it succeeds.
     /// @param truncate with the reaction to overwrite, an incomplete file that is in the way is begun anew
@@ -37,5 +39,6 @@ private:
                         Reaction reaction);
 
     QString m_folder;
+    QHash<int, OwnFiles::Permission> m_mayMake;
     QHash<int, QString> m_created; ///< paths of the files made by this list, by file index
 };

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <inet/qt/download/framework/targetfolder.h>
 
-#include <inet/qt/download/framework/ownfiles.h>
 #include <inet/qt/download/framework/plainfile.h>
 
 #include <QDir>
@@ -78,8 +77,9 @@ int sizeOf(int number, qint64 &size)
 
 }
 
-TargetFolder::TargetFolder(const QString &path)
+TargetFolder::TargetFolder(const QString &path, const OwnFiles::Permission &mayMake)
     : m_path(QDir::cleanPath(path))
+    , m_mayMake(mayMake)
 {
 }
 
@@ -96,7 +96,9 @@ int TargetFolder::open()
     m_folder = ::open(QFile::encodeName(m_path).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (m_folder >= 0)
         return 0;
-    const int error = errno == ENOENT ? makePath(m_path) : errno;
+    int error = errno;
+    if (error == ENOENT)
+        error = m_mayMake && !m_mayMake() ? PlainFile::kTaken : makePath(m_path);
     if (error != 0)
         return error;
     m_folder = ::open(QFile::encodeName(m_path).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -144,8 +146,15 @@ qint64 TargetFolder::fileSize(const QString &name) const
     return result == 0 && S_ISREG(status.st_mode) ? qint64(status.st_size) : -1;
 }
 
+bool TargetFolder::mayChange(const QString &name) const
+{
+    return (!m_mayMake || m_mayMake()) && OwnFiles::mayChange(pathOf(name));
+}
+
 int TargetFolder::createExclusively(const QString &name)
 {
+    if (!mayChange(name))
+        return PlainFile::kTaken;
     const Descriptor file(::openat(m_folder, QFile::encodeName(name).constData(),
                                    O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
     if (!file.isValid())
@@ -156,7 +165,7 @@ int TargetFolder::createExclusively(const QString &name)
 
 int TargetFolder::takeOver(const QString &name)
 {
-    int error = OwnFiles::mayChange(pathOf(name)) ? 0 : PlainFile::kTaken;
+    int error = mayChange(name) ? 0 : PlainFile::kTaken;
     const Descriptor file(error == 0 ? PlainFile::open(m_folder, name, O_RDWR, error) : -1);
     if (file.isValid())
         OwnFiles::set(pathOf(name), FileIdentity::of(file.number()));
@@ -175,14 +184,14 @@ bool TargetFolder::isOtherUnder(const QString &newName, const QString &name) con
 
 int TargetFolder::remove(const QString &name)
 {
-    if (!OwnFiles::mayChange(pathOf(name)))
+    if (!mayChange(name))
         return PlainFile::kTaken;
     return resultOf(::unlinkat(m_folder, QFile::encodeName(name).constData(), 0));
 }
 
 int TargetFolder::bringToSize(const QString &name, qint64 size, bool mayGrow, qint64 &found)
 {
-    if (!OwnFiles::mayChange(pathOf(name)))
+    if (!mayChange(name))
         return PlainFile::kTaken;
     int error = 0;
     const Descriptor file(PlainFile::open(m_folder, name, O_RDWR, error));
@@ -198,7 +207,7 @@ int TargetFolder::bringToSize(const QString &name, qint64 size, bool mayGrow, qi
 
 int TargetFolder::renameWithoutReplacing(const QString &name, const QString &newName)
 {
-    if (!OwnFiles::mayChange(pathOf(name)))
+    if (!mayChange(name))
         return PlainFile::kTaken;
     const QByteArray from = QFile::encodeName(name);
     const QByteArray to = QFile::encodeName(newName);
@@ -216,7 +225,7 @@ int TargetFolder::renameWithoutReplacing(const QString &name, const QString &new
 
 int TargetFolder::renameOver(const QString &name, const QString &newName)
 {
-    if (!OwnFiles::mayChange(pathOf(name)))
+    if (!mayChange(name))
         return PlainFile::kTaken;
     return resultOf(
         ::renameat(m_folder, QFile::encodeName(name).constData(), m_folder, QFile::encodeName(newName).constData()));

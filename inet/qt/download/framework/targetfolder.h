@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <inet/qt/download/framework/ownfiles.h>
+
 #include <QString>
 #include <QtGlobal>
 
@@ -13,7 +15,8 @@ class TargetFolder
     Q_DISABLE_COPY_MOVE(TargetFolder)
 
 public:
-    explicit TargetFolder(const QString &path);
+    /// @param mayMake asked, besides what is asked of each file, before anything is made or changed; empty = nobody is
+    explicit TargetFolder(const QString &path, const OwnFiles::Permission &mayMake = {});
     ~TargetFolder();
 
     /// Makes the folder, and those above it, where they are missing.
@@ -49,6 +52,9 @@ public:
     int sync();
 
 private:
+    bool mayChange(const QString &name) const;
+
     QString m_path;
+    const OwnFiles::Permission m_mayMake;
     int m_folder = -1;
 };

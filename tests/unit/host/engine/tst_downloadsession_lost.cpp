@@ -5,6 +5,7 @@
 #include <tests/support/sqlfile.h>
 #include <tests/support/testfiles.h>
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QSignalSpy>
@@ -13,6 +14,7 @@
 
 #include <functional>
 #include <memory>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -35,6 +37,9 @@ private Q_SLOTS:
     void cleanup();
     void theFileOfWhatIsAnothersGetsNoByteMore();
     void theFileOfWhatIsAnothersDoesNotGetItsName();
+    void whatIsAnothersGetsNoFile_data();
+    void whatIsAnothersGetsNoFile();
+    void aRestartLeavesTheFileOfWhatIsAnothers();
     void whatIsAnothersIsOverThoughNothingComes();
     void whatIsStillOursGoesOn();
     void whatWasLostBetweenTwoRunsIsLeftAsItIs();
@@ -42,7 +47,8 @@ private Q_SLOTS:
     void theListOfWhatIsAnothersIsNotRepaired();
 
 private:
-    qint64 append(const QString &path);
+    using Reaction = AbstractDownloadExistingFileReaction;
+    qint64 append(const QString &path, Reaction onExists = Reaction::NotSet);
     /// Half of it is on the disk, and the rest waits at the server.
     qint64 beginHalf(const QString &path);
     /// It rests like this, and stays this process's.
@@ -100,11 +106,12 @@ void TestDownloadSessionLost::cleanup()
     m_server.reset();
 }
 
-qint64 TestDownloadSessionLost::append(const QString &path)
+qint64 TestDownloadSessionLost::append(const QString &path, Reaction onExists)
 {
     DownloadRequest request;
     request.url = m_server->url(path);
     request.folder = m_dir->path();
+    request.onExists = onExists;
     Failure failure;
     const qint64 id = m_session->add(request, &failure);
     m_queue->append(id);
@@ -156,6 +163,64 @@ void TestDownloadSessionLost::theFileOfWhatIsAnothersDoesNotGetItsName()
     QCOMPARE(failureOf(id).kind, Failure::Kind::OwnedByOther);
     QVERIFY(QFileInfo::exists(partOf(u"/a.bin"_s)));
     QVERIFY(!QFileInfo::exists(m_dir->filePath(u"a.bin"_s)));
+}
+
+void TestDownloadSessionLost::whatIsAnothersGetsNoFile_data()
+{
+    QTest::addColumn<bool>("isInTheWay");
+    QTest::addColumn<bool>("isToldByTheList");
+    QTest::newRow("the list says it, and nothing is in the way") << false << true;
+    QTest::newRow("the list says it, and an incomplete file is in the way") << true << true;
+    QTest::newRow("after a standstill, and nothing is in the way") << false << false;
+    QTest::newRow("after a standstill, and an incomplete file is in the way") << true << false;
+}
+
+/// What is in the way may be its new owner's.
+void TestDownloadSessionLost::whatIsAnothersGetsNoFile()
+{
+    QFETCH(bool, isInTheWay);
+    QFETCH(bool, isToldByTheList);
+    QFile inTheWay(partOf(u"/a.bin"_s));
+    QVERIFY(!isInTheWay || (inTheWay.open(QIODevice::WriteOnly) && inTheWay.write("theirs") > 0));
+    inTheWay.close();
+    // The list is asked before anybody else hears that a file is about to be made.
+    const QObject here;
+    bool isLost = false;
+    const auto loseOnce = [&](qint64 id) {
+        if (!std::exchange(isLost, true))
+            lose(id);
+        if (!isToldByTheList)
+            standStill();
+    };
+    if (isToldByTheList)
+        connect(m_session.get(), &DownloadSession::gotResponseHeaders, &here, loseOnce);
+    else
+        connect(m_session.get(), &DownloadSession::performingFilesOperations, &here, loseOnce);
+    const qint64 id = append(u"/a.bin"_s, Reaction::Overwrite);
+    QTRY_VERIFY(m_ends.contains(id));
+    QVERIFY(isLost);
+    QCOMPARE(failureOf(id).kind, Failure::Kind::OwnedByOther);
+    QCOMPARE(failureOf(id).number, 77);
+    const QStringList left = QDir(m_dir->path()).entryList({u"a*"_s});
+    QCOMPARE(left, isInTheWay ? QStringList{u"a.bin.part"_s} : QStringList());
+    QVERIFY(!isInTheWay || (inTheWay.open(QIODevice::ReadOnly) && inTheWay.readAll() == "theirs"));
+}
+
+void TestDownloadSessionLost::aRestartLeavesTheFileOfWhatIsAnothers()
+{
+    const qint64 id = holdHalf(u"/a.bin"_s);
+    QVERIFY(id > 0);
+    const QByteArray before = TestFiles::sha256OfFile(partOf(u"/a.bin"_s));
+    connect(m_session.get(), &DownloadSession::performingFilesOperations, this, [this](qint64 which) {
+        lose(which);
+        standStill();
+    });
+    m_ends.clear();
+    m_queue->append(id, DownloadQueue::Job::Restart);
+    QTRY_VERIFY(m_ends.contains(id));
+    QCOMPARE(failureOf(id).kind, Failure::Kind::OwnedByOther);
+    QCOMPARE(failureOf(id).number, 77);
+    QCOMPARE(TestFiles::sha256OfFile(partOf(u"/a.bin"_s)), before);
 }
 
 void TestDownloadSessionLost::whatIsAnothersIsOverThoughNothingComes()
