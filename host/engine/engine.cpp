@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <host/engine/engine.h>
 
+#include <inet/qt/download/framework/runguard.h>
+
 #include <QThread>
 
 #include <algorithm>
@@ -203,7 +205,10 @@ void Engine::send(const EngineCommand &command, const Callback &callback)
 
 void Engine::deliver(const EngineNews &news)
 {
+    const RunGuard lives(this);
     Q_EMIT told(news);
+    if (!lives)
+        return;
     if (news.kind == EngineNews::Kind::Answered)
         answerCommand(news.answer.value_or(EngineAnswer()));
     else
@@ -262,6 +267,7 @@ void Engine::emitSignal(const EngineNews &news)
 
 void Engine::answerRest(const Failure &failure)
 {
+    const RunGuard lives(this);
     QList<quint64> numbers = m_open.keys();
     std::sort(numbers.begin(), numbers.end());
     for (const quint64 number : std::as_const(numbers)) {
@@ -271,5 +277,7 @@ void Engine::answerRest(const Failure &failure)
         EngineNews news{EngineNews::Kind::Answered};
         news.answer = answer;
         deliver(news);
+        if (!lives)
+            return;
     }
 }

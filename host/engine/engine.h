@@ -164,9 +164,10 @@ Q_SIGNALS:
 protected:
     /// Takes a command to where it is done, and returns at once.
     virtual void transmit(const EngineCommand &command) = 0;
-    /// Tells news, from the event loop. An answer's command is known and has no other.
+    /// Tells news, from the event loop. An answer's command is known and has no other. Whoever hears of it may destroy
+    /// the engine, which is then told of no more.
     void deliver(const EngineNews &news);
-    /// Answers everything that is not answered yet, once nobody else will.
+    /// Answers everything that is not answered yet, once nobody else will; likewise.
     void answerRest(const Failure &failure);
 
 private:

@@ -4,6 +4,8 @@
 #include <QSignalSpy>
 #include <QTest>
 
+#include <memory>
+
 using namespace Qt::StringLiterals;
 
 namespace
@@ -44,6 +46,10 @@ private Q_SLOTS:
     void everythingIsToldOnceMoreBefore();
     void whatNobodyWillAnswerIsRefused();
     void aCommandMayBeGivenFromInsideAnAnswer();
+    void theEngineMayBeDestroyedByWhoeverHearsOfAnything_data();
+    void theEngineMayBeDestroyedByWhoeverHearsOfAnything();
+    void theEngineMayBeDestroyedWhileTheRestIsRefused_data();
+    void theEngineMayBeDestroyedWhileTheRestIsRefused();
 };
 
 void TestEngine::everyCommandHasANumberOfItsOwn()
@@ -139,6 +145,58 @@ void TestEngine::aCommandMayBeGivenFromInsideAnAnswer()
     engine.snapshots({}, [&engine](const EngineAnswer &) { engine.pause(1); });
     engine.tellAnswer(engine.commands.first().number);
     QCOMPARE(engine.commands.size(), 2);
+}
+
+void TestEngine::theEngineMayBeDestroyedByWhoeverHearsOfAnything_data()
+{
+    QTest::addColumn<bool>("isAnswer");
+    QTest::newRow("a signal that is about to follow is not sent") << false;
+    QTest::newRow("an answer that is about to follow is not given") << true;
+}
+
+void TestEngine::theEngineMayBeDestroyedByWhoeverHearsOfAnything()
+{
+    QFETCH(bool, isAnswer);
+    auto engine = std::make_unique<TalkingEngine>();
+    TalkingEngine *const talking = engine.get();
+    int heard = 0;
+    connect(talking, &Engine::closed, this, [&heard] { ++heard; });
+    talking->pauseAll([&heard](const EngineAnswer &) { ++heard; });
+    connect(talking, &Engine::told, this, [&engine] { engine.reset(); });
+    if (isAnswer)
+        talking->tellAnswer(talking->commands.first().number);
+    else
+        talking->deliver({EngineNews::Kind::Closed});
+    QVERIFY(!engine);
+    QCOMPARE(heard, 0);
+}
+
+void TestEngine::theEngineMayBeDestroyedWhileTheRestIsRefused_data()
+{
+    QTest::addColumn<bool>("byTold");
+    QTest::addColumn<int>("answers");
+    QTest::newRow("from inside the first answer") << false << 1;
+    QTest::newRow("before it") << true << 0;
+}
+
+void TestEngine::theEngineMayBeDestroyedWhileTheRestIsRefused()
+{
+    QFETCH(bool, byTold);
+    QFETCH(int, answers);
+    auto engine = std::make_unique<TalkingEngine>();
+    TalkingEngine *const talking = engine.get();
+    int heard = 0;
+    const auto destroy = [&heard, &engine](const EngineAnswer &) {
+        ++heard;
+        engine.reset();
+    };
+    talking->pauseAll(destroy);
+    talking->resumeAll(destroy);
+    if (byTold)
+        connect(talking, &Engine::told, this, [&engine] { engine.reset(); });
+    talking->answerRest(Failure::make(Failure::Kind::Stopped, {}));
+    QVERIFY(!engine);
+    QCOMPARE(heard, answers);
 }
 
 QTEST_GUILESS_MAIN(TestEngine)
