@@ -43,10 +43,7 @@ QString encodingIn(const QList<ResourceIdentity::Field> &fields)
 ResourceCheck::ResourceCheck(DownloadSession &session, QObject *parent)
     : QObject(parent)
     , m_session(session)
-    , m_lookTimer(this)
 {
-    m_lookTimer.setInterval(kLookIntervalMs);
-    connect(&m_lookTimer, &QTimer::timeout, this, &ResourceCheck::look);
 }
 
 ResourceCheck::~ResourceCheck() = default;
@@ -76,13 +73,11 @@ void ResourceCheck::begin(const AbstractDownloadPersistentInfo &record)
     m_download->doCommand(AbstractDownloadCommand::CheckResource);
     // Where there is nothing to compare with, none has begun.
     QMetaObject::invokeMethod(this, &ResourceCheck::look, Qt::QueuedConnection);
-    m_lookTimer.start();
 }
 
 void ResourceCheck::stop()
 {
     ++m_number;
-    m_lookTimer.stop();
     m_download.reset();
 }
 
@@ -91,7 +86,6 @@ void ResourceCheck::look()
     if (!m_download || m_download->details().value<DownloadDetails>().isChecking)
         return;
     const Result found = result();
-    m_lookTimer.stop();
     m_download.release()->deleteLater();
     Q_EMIT checked(found);
 }

@@ -6,7 +6,6 @@
 
 #include <QObject>
 #include <QString>
-#include <QTimer>
 
 #include <memory>
 
@@ -22,9 +21,6 @@ class ResourceCheck : public QObject
     Q_DISABLE_COPY_MOVE(ResourceCheck)
 
 public:
-    /// How often one that goes on is looked at: there are modules that do not say when it is over.
-    static constexpr int kLookIntervalMs = 500;
-
     enum class Finding {
         Same,
         Changed,
@@ -59,5 +55,4 @@ private:
     std::shared_ptr<ResourceGuard> m_guard;
     std::unique_ptr<AbstractDownload> m_download;
     quint64 m_number = 0; ///< of the check that was begun last; another one once that was stopped
-    QTimer m_lookTimer;
 };

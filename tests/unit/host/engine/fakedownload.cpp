@@ -8,7 +8,6 @@
 #include <QFile>
 #include <QHash>
 #include <QRegularExpression>
-#include <QTimer>
 
 #include <algorithm>
 
@@ -73,7 +72,7 @@ void FakeDownload::doCommand(AbstractDownloadCommand command)
         }
         break;
     case AbstractDownloadCommand::CheckResource:
-        check();
+        m_isChecking = m_info.url.path() == FakePaths::kChecksForEver;
         break;
     default:
         break;
@@ -156,19 +155,6 @@ void FakeDownload::restart()
     start();
 }
 
-void FakeDownload::check()
-{
-    const bool isAnswered = m_info.url.path() == FakePaths::kChecks;
-    m_isChecking = isAnswered || m_info.url.path() == FakePaths::kChecksForEver;
-    if (!isAnswered)
-        return;
-    const auto end = [this] {
-        m_isChecking = false;
-        m_checkStatus = 200;
-    };
-    QTimer::singleShot(10, this, end);
-}
-
 void FakeDownload::takeStep()
 {
     const QStringList fields = nextStepOf(m_info.downloadUrl()).split(u'/');
@@ -220,7 +206,6 @@ QVariant FakeDownload::details() const
     DownloadDetails details;
     details.failedSource = m_failedSource;
     details.isChecking = m_isChecking;
-    details.checkStatus = m_checkStatus;
     return QVariant::fromValue(details);
 }
 

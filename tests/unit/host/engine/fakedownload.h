@@ -74,7 +74,6 @@ private:
     void giveFinalName();
     void fail();
     void restart();
-    void check();
     void takeStep();
     void failAs(const QStringList &fields);
     void keep(qint64 bytes, bool isSizeKnown);
@@ -84,7 +83,6 @@ private:
     NetworkUsageSettings m_usage;
     QUrl m_failedSource;
     bool m_isChecking = false;
-    int m_checkStatus = -1;
     bool m_running = false;
     bool m_silent = false;
 };

@@ -10,8 +10,6 @@ inline const QString kDone = QStringLiteral("/done"); ///< writes the file and f
 inline const QString kLies = QStringLiteral("/lies"); ///< says it has finished and writes nothing
 inline const QString kFails = QStringLiteral("/fails"); ///< ends with status 404 and keeps a section
 inline const QString kNothing = QStringLiteral("/nothing"); ///< begins no run at all
-/// Finds nothing changed, after a while, and does not say when that is.
-inline const QString kChecks = QStringLiteral("/checks");
 inline const QString kChecksForEver = QStringLiteral("/checks-for-ever"); ///< never finds out whether it has changed
 /// One step of the query for each run of this address, the last one for all that follow: "done", "run" (until it is
 /// stopped), "silent" (the same without a connection), "taken" (the file is there and is to be left alone), or

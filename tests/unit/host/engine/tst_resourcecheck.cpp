@@ -2,7 +2,6 @@
 #include <host/engine/downloadsession.h>
 #include <host/engine/resourcecheck.h>
 #include <tests/support/scriptedserver.h>
-#include <tests/unit/host/engine/fakemodule.h>
 
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -39,11 +38,9 @@ private Q_SLOTS:
     void whereNothingWasFetchedItIsUnknown();
     void oneThatIsStoppedSaysNothing();
     void oneComesAfterTheOther();
-    void itEndsAlsoWhereTheModuleDoesNotSayWhen();
 
 private:
     static ScriptedResponse file(quint64 seed) { return ScriptedResponse::file(seed, kSize); }
-    void open(const QString &moduleFolder);
     AbstractDownloadPersistentInfo fetch();
     ResourceCheck::Result resultOf(const AbstractDownloadPersistentInfo &record);
 
@@ -60,15 +57,10 @@ void TestResourceCheck::init()
     m_dir = std::make_unique<QTemporaryDir>();
     m_server = std::make_unique<ScriptedServer>();
     m_server->setResponse(kPath, file(1));
-    open(QStringLiteral(MODULE_FOLDER));
-}
-
-void TestResourceCheck::open(const QString &moduleFolder)
-{
     m_session = std::make_unique<DownloadSession>();
     SessionOptions options;
     options.listPath = m_dir->filePath(u"list.sqlite"_s);
-    options.moduleFolders = {moduleFolder};
+    options.moduleFolders = {QStringLiteral(MODULE_FOLDER)};
     Failure failure;
     QVERIFY2(m_session->open(options, &failure), qPrintable(failure.plain()));
     m_check = std::make_unique<ResourceCheck>(*m_session);
@@ -226,20 +218,6 @@ void TestResourceCheck::oneComesAfterTheOther()
     QCOMPARE(resultOf(record).finding, Finding::Changed);
     m_server->setResponse(kPath, file(1));
     QCOMPARE(resultOf(record).finding, Finding::Same);
-}
-
-void TestResourceCheck::itEndsAlsoWhereTheModuleDoesNotSayWhen()
-{
-    cleanup();
-    open(QStringLiteral(FAKE_MODULES) + "/good"_L1);
-    DownloadRequest request;
-    request.url = QUrl("http://a.test"_L1 + FakePaths::kChecks);
-    request.folder = m_dir->path();
-    Failure failure;
-    const qint64 id = m_session->add(request, &failure);
-    const auto record = m_session->list().load(id);
-    QVERIFY(record);
-    QCOMPARE(resultOf(*record).finding, Finding::Same);
 }
 
 QTEST_GUILESS_MAIN(TestResourceCheck)
