@@ -118,9 +118,9 @@ void LocalEngine::begin(const EngineCommand &command, DownloadQueue::Job job)
         refuse(command, wrongState(command.id, Clause::Kind::WaitsOrRunsAlready));
     } else if (job != DownloadQueue::Job::Download && m_session->stream(command.id)) {
         refuse(command, wrongState(command.id, Clause::Kind::Streamed));
-    } else if (known->ownerPid != 0 && known->ownerSecondsLeft == 0) {
+    } else if (!known->owner.isNobody() && known->ownerSecondsLeft == 0) {
         refuse(command,
-               Failure::make(Failure::Kind::OwnedByOther, Failure::Subject::of(command.id), {}, int(known->ownerPid)));
+               Failure::make(Failure::Kind::OwnedByOther, Failure::Subject::of(command.id), {}, int(known->owner.pid)));
     } else {
         answer(command, {.ids = {command.id}});
         append(*known, job);
@@ -131,7 +131,7 @@ void LocalEngine::begin(const EngineCommand &command, DownloadQueue::Job job)
 void LocalEngine::restart(const EngineCommand &command)
 {
     const std::optional<ListEntry> known = entry(command.id);
-    const bool isAtRest = known && known->ownerPid == 0 && !isQueued(command.id) && !m_session->stream(command.id);
+    const bool isAtRest = known && known->owner.isNobody() && !isQueued(command.id) && !m_session->stream(command.id);
     Failure failure;
     if (!isAtRest || !known->finished)
         begin(command, DownloadQueue::Job::Restart);
@@ -193,7 +193,7 @@ void LocalEngine::resumeAll(const EngineCommand &command)
     inSlices([this, command, before = qint64(0), chosen = QList<ListEntry>()]() mutable {
         const QList<ListEntry> unfinished = list().page(ListFilter::Unfinished, kSliced, before);
         for (const ListEntry &known : unfinished) {
-            if (!isQueued(known.id) && owned(known).ownerPid == 0)
+            if (!isQueued(known.id) && owned(known).owner.isNobody())
                 chosen.append(owned(known));
         }
         if (!unfinished.isEmpty()) {

@@ -9,8 +9,6 @@
 #include <limits>
 #include <utility>
 
-#include <unistd.h>
-
 using namespace Qt::StringLiterals;
 
 namespace
@@ -63,8 +61,8 @@ std::optional<ListEntry> LocalEngine::entry(qint64 id)
 
 ListEntry LocalEngine::owned(ListEntry entry)
 {
-    if (entry.ownerPid == getpid())
-        entry.ownerPid = 0;
+    if (entry.owner == ProcessIdentity::current())
+        entry.owner = {};
     return entry;
 }
 
@@ -87,7 +85,7 @@ Snapshot LocalEngine::rowOf(const ListEntry &entry)
     }
     if (isQueued(entry.id))
         row.state = DownloadState::Waiting;
-    else if (entry.id == m_checking && entry.ownerPid == 0)
+    else if (entry.id == m_checking && entry.owner.isNobody())
         row.state = DownloadState::Checking;
     putStream(row);
     return row;

@@ -84,7 +84,7 @@ QList<ConnectionSnapshot> connectionsOf(const DownloadStatus &status)
 
 DownloadState SnapshotMaker::stateAtRest(const ListEntry &entry, const Failure &failure)
 {
-    if (entry.ownerPid != 0)
+    if (!entry.owner.isNobody())
         return DownloadState::Running;
     if (entry.isDone())
         return DownloadState::Done;
@@ -98,7 +98,7 @@ DownloadState SnapshotMaker::stateAtRest(const ListEntry &entry, const Failure &
 DownloadState SnapshotMaker::stateAtRest(const Snapshot &row)
 {
     ListEntry entry;
-    entry.ownerPid = row.ownerPid;
+    entry.owner.pid = row.ownerPid;
     entry.finished = row.isFinished;
     entry.hasChecksum = row.checksum.has_value();
     entry.checksumResult = row.checksum.value_or(ChecksumResult::NotCompared);
@@ -119,7 +119,7 @@ Snapshot SnapshotMaker::ofEntry(const ListEntry &entry)
     snapshot.assurance = assuranceOf(entry);
     snapshot.error = entry.error;
     snapshot.failure = failureOf(entry);
-    snapshot.ownerPid = entry.ownerPid;
+    snapshot.ownerPid = entry.owner.pid;
     snapshot.created = entry.creationTime;
     snapshot.finished = entry.finishedTime;
     snapshot.state = stateAtRest(entry, snapshot.failure);

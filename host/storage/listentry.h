@@ -3,6 +3,7 @@
 
 #include <host/options/downloadoptions.h>
 #include <host/policy/evidence.h>
+#include <host/storage/processidentity.h>
 #include <inet/qt/download/records/abstracterror.h>
 
 #include <QDateTime>
@@ -39,7 +40,7 @@ struct ListEntry {
     bool hasChecksum = false; ///< a person gave one, or the server of a finished file names one
     ChecksumResult checksumResult = ChecksumResult::NotCompared;
     Evidence evidence; ///< without address and ETag; no answers and no doubt = nobody kept it
-    qint64 ownerPid = 0; ///< of the process that runs it; 0 = none does
+    ProcessIdentity owner; ///< the process that runs it; nobody = none does
     int ownerSecondsLeft = 0; ///< see Owners::isAlive()
     AbstractError error; ///< of the last run; false = none
     QDateTime creationTime; ///< invalid = not known

@@ -229,7 +229,7 @@ std::optional<QList<ListEntry>> entriesOf(RecordRows &rows, const QString &state
         return std::nullopt;
     for (qsizetype i = 0; i < entries.size(); ++i) {
         if (!owners.at(i).isNobody() && Owners::isAlive(rows, owners.at(i), &entries[i].ownerSecondsLeft))
-            entries[i].ownerPid = owners.at(i).pid;
+            entries[i].owner = owners.at(i);
     }
     return entries;
 }

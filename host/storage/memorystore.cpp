@@ -373,7 +373,7 @@ bool MemoryStore::isMeant(const Row &row, ListFilter filter)
 ListEntry MemoryStore::entryOf(const Row &row)
 {
     ListEntry entry = row.lease.entry();
-    entry.ownerPid = row.isOwned ? ProcessIdentity::current().pid : 0;
+    entry.owner = row.isOwned ? ProcessIdentity::current() : ProcessIdentity();
     return entry;
 }
 
@@ -394,7 +394,7 @@ MemoryStore::Row *MemoryStore::find(qint64 id, qint64 fence)
     m_failure = {};
     if (isLost)
         m_failure = Failure::make(Failure::Kind::OwnedByOther, Failure::Subject::of(id), {},
-                                  isThere ? int(entryOf(*row).ownerPid) : 0);
+                                  isThere ? int(entryOf(*row).owner.pid) : 0);
     else if (!isThere)
         m_failure = Failure::make(Failure::Kind::CannotChangeList, {}, Clause::Kind::NotOfThisProcess);
     if (m_before && !m_before->failure)

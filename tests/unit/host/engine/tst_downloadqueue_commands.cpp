@@ -116,11 +116,11 @@ void TestDownloadQueueCommands::aPausedDownloadIsAnybodysAgain()
 {
     QueueBench bench;
     const qint64 id = bench.bring(Place::Running);
-    QCOMPARE(bench.session->list().page(ListFilter::Unfinished, 1).constFirst().ownerPid,
+    QCOMPARE(bench.session->list().page(ListFilter::Unfinished, 1).constFirst().owner.pid,
              QCoreApplication::applicationPid());
     bench.queue->pause(id);
     QTRY_COMPARE(bench.queue->state(id), State::Paused);
-    QCOMPARE(bench.session->list().page(ListFilter::Unfinished, 1).constFirst().ownerPid, 0);
+    QCOMPARE(bench.session->list().page(ListFilter::Unfinished, 1).constFirst().owner.pid, 0);
 }
 
 void TestDownloadQueueCommands::whatIsPausedWhileItWaitsIsAnybodysAgain()
@@ -131,7 +131,7 @@ void TestDownloadQueueCommands::whatIsPausedWhileItWaitsIsAnybodysAgain()
     const auto ownersOf = [&bench] {
         QHash<qint64, qint64> owners;
         for (const ListEntry &entry : bench.session->list().page(ListFilter::Unfinished, 9))
-            owners.insert(entry.id, entry.ownerPid);
+            owners.insert(entry.id, entry.owner.pid);
         return owners;
     };
     const qint64 mine = QCoreApplication::applicationPid();

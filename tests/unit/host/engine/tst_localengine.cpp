@@ -73,6 +73,7 @@ private Q_SLOTS:
     void whatIsDoneWithManyIsDoneWithAFewAtATime();
     void allThatIsUnfinishedIsResumedInItsOrder();
     void whatIsOnlyAddedIsNobodys();
+    void whatAProcessOfTheSameNumberElsewhereHasIsNotOurs();
     void whoEndsDoesNotWaitForMany();
     void thatNothingIsKeptIsSaidOnce();
 
@@ -544,7 +545,22 @@ void TestLocalEngine::whatIsOnlyAddedIsNobodys()
     const qint64 id = add(u"run"_s, {}, false);
     DownloadList other;
     QVERIFY(other.open(m_dir->filePath(u"list.sqlite"_s)));
-    QTRY_COMPARE(other.page(ListFilter::All, 1, id + 1).first().ownerPid, qint64(0));
+    QTRY_COMPARE(other.page(ListFilter::All, 1, id + 1).first().owner.pid, qint64(0));
+}
+
+/// In containers, the first process has the same number everywhere.
+void TestLocalEngine::whatAProcessOfTheSameNumberElsewhereHasIsNotOurs()
+{
+    const qint64 id = add(u"run"_s, {}, false);
+    QTRY_COMPARE(row(id).ownerPid, 0);
+    const qint64 pid = QCoreApplication::applicationPid();
+    const SqlFile list(m_dir->filePath(u"list.sqlite"_s));
+    QVERIFY(list.run(u"INSERT INTO owners (boot_id, pid, start_time, machine, until) "
+                     u"VALUES ('there', ?, 8, 'a', unixepoch() + 43)"_s,
+                     {pid}));
+    QVERIFY(list.run(u"UPDATE downloads SET owner_pid = ?, owner_start_time = 8, owner_boot_id = 'there'"_s, {pid}));
+    QCOMPARE(row(id).ownerPid, pid);
+    QCOMPARE(row(id).state, DownloadState::Running);
 }
 
 void TestLocalEngine::whoEndsDoesNotWaitForMany()

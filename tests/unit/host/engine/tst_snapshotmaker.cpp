@@ -35,7 +35,7 @@ void TestSnapshotMaker::theStateAtRest_data()
         return entry;
     };
     ListEntry others;
-    others.ownerPid = 1;
+    others.owner.pid = 1;
     QTest::newRow("a new one waits for somebody") << ListEntry() << Kind::None << DownloadState::Paused;
     QTest::newRow("a stopped one can go on") << ListEntry() << Kind::Stopped << DownloadState::Paused;
     QTest::newRow("a failure is kept") << ListEntry() << Kind::NotFound << DownloadState::Failed;

@@ -217,8 +217,8 @@ void TestDownloadListProcesses::anOwnerThatCannotBeSeenIsOneUntilItsEnd()
                            .arg(record.id))
                 .isNull());
     const qint64 shown = answer == DownloadList::Claim::OwnedByOther ? 1 : 0;
-    QCOMPARE(list.page(ListFilter::All, 10).last().ownerPid, shown);
-    QCOMPARE(list.page(ListFilter::All, ListOrder::Place, 0, 10).first().ownerPid, shown);
+    QCOMPARE(list.page(ListFilter::All, 10).last().owner.pid, shown);
+    QCOMPARE(list.page(ListFilter::All, ListOrder::Place, 0, 10).first().owner.pid, shown);
     QCOMPARE(list.claim(record.id), answer);
 }
 

@@ -590,14 +590,14 @@ void TestDownloadStore::aPageShowsWhatALineNeeds()
     QCOMPARE(line.size, 500);
     QCOMPARE(line.done, 70);
     QVERIFY(!line.finished);
-    QCOMPARE(line.ownerPid, qint64(QCoreApplication::applicationPid()));
+    QCOMPARE(line.owner.pid, qint64(QCoreApplication::applicationPid()));
     QCOMPARE(line.error, record.lastError);
     QCOMPARE(line.creationTime, record.creationTime);
     QVERIFY(line.errorTime.isValid() && !line.finishedTime.isValid());
     QVERIFY(entries.first().finished && entries.first().finishedTime.isValid());
     QCOMPARE(entries.first().size, -1);
     QCOMPARE(entries.first().done, 0);
-    QVERIFY(!entries.first().error && entries.first().name.isEmpty() && entries.first().ownerPid == 0);
+    QVERIFY(!entries.first().error && entries.first().name.isEmpty() && entries.first().owner.pid == 0);
 }
 
 void TestDownloadStore::secretsAreForgottenUnlessTheyAreToBeKept()
@@ -627,9 +627,9 @@ void TestDownloadStore::whatRunsIsOwned()
     QCOMPARE(list.claim(record.id, taken), DownloadStore::Claim::Taken);
     QCOMPARE(taken.record, record);
     QCOMPARE(list.claim(record.id), DownloadStore::Claim::Taken);
-    QCOMPARE(list.page(ListFilter::All, 1).first().ownerPid, qint64(QCoreApplication::applicationPid()));
+    QCOMPARE(list.page(ListFilter::All, 1).first().owner.pid, qint64(QCoreApplication::applicationPid()));
     QVERIFY(list.release(record.id) && !list.release(record.id));
-    QCOMPARE(list.page(ListFilter::All, 1).first().ownerPid, 0);
+    QCOMPARE(list.page(ListFilter::All, 1).first().owner.pid, 0);
     QCOMPARE(list.claim(77), DownloadStore::Claim::Failed);
 }
 

@@ -80,7 +80,7 @@ void TestLease::aLineSaysHowMuchThereIs()
     QTEST(entry.size, "size");
     QTEST(entry.done, "done");
     QVERIFY(!entry.finished);
-    QCOMPARE(entry.ownerPid, 0);
+    QCOMPARE(entry.owner.pid, 0);
 }
 
 void TestLease::whatIsToBeCompared_data()
