@@ -159,6 +159,7 @@ private:
     bool tellPausedOf(QSet<qint64> &ids, qint64 &before);
     void warnOfMissingHeaders(qint64 id);
     void setState(qint64 id, DownloadState state);
+    bool hasRow(qint64 id);
     void onEnded(const DownloadOutcome &outcome);
     std::optional<Snapshot> rowNotRead(qint64 id) const;
     Snapshot ended(Snapshot last) const;

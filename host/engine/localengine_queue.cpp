@@ -84,15 +84,6 @@ void LocalEngine::onWaiting(qint64 id)
 
 void LocalEngine::onBegan(qint64 id)
 {
-    if (!m_rows.contains(id)) {
-        std::optional<ListEntry> known = entry(id);
-        const Lease *const lease = known || !list().lastFailure() ? nullptr : m_session->lease(id);
-        if (lease)
-            known = lease->entry();
-        if (!known)
-            return;
-        m_rows.insert(id, rowOf(*known));
-    }
     setState(id, DownloadState::Running);
     warnOfMissingHeaders(id);
 }
@@ -111,11 +102,24 @@ void LocalEngine::warnOfMissingHeaders(qint64 id)
 
 void LocalEngine::setState(qint64 id, DownloadState state)
 {
-    const auto row = m_rows.find(id);
-    if (row == m_rows.end())
+    if (!hasRow(id))
         return;
-    row->state = state;
-    tellChanged(activeRow(*row));
+    Snapshot &row = m_rows[id];
+    row.state = state;
+    tellChanged(activeRow(row));
+}
+
+/// Of many that waited, none was made yet. The list knows no more of what is ours than the lease; it is asked for what
+/// rests because it is another's.
+bool LocalEngine::hasRow(qint64 id)
+{
+    if (m_rows.contains(id))
+        return true;
+    const Lease *const lease = m_session->lease(id);
+    const std::optional<ListEntry> known = lease ? lease->entry() : entry(id);
+    if (known)
+        m_rows.insert(id, rowOf(*known));
+    return known.has_value();
 }
 
 /// Its new state comes next.

@@ -23,6 +23,7 @@ namespace
 
 const QString kLater = u"fail/HttpError/503/300/Retry-After: 600"_s;
 constexpr int kMany = 500;
+constexpr int kMoreThanAreKept = 2001; ///< rows of what waits
 constexpr qint64 kKept = 300; ///< bytes of those that fail so
 constexpr auto kOnUnresumable = "on-unresumable"_L1;
 
@@ -74,6 +75,8 @@ private Q_SLOTS:
     void allThatIsUnfinishedIsResumedInItsOrder();
     void whatIsOnlyAddedIsNobodys();
     void whatAProcessOfTheSameNumberElsewhereHasIsNotOurs();
+    void ofManyThatWaitEachIsToldWhenItBegins_data();
+    void ofManyThatWaitEachIsToldWhenItBegins();
     void whoEndsDoesNotWaitForMany();
     void thatNothingIsKeptIsSaidOnce();
 
@@ -88,7 +91,7 @@ private:
     Snapshot row(qint64 id) const;
     bool comesTo(qint64 id, DownloadState state) const;
     qint64 bring(DownloadState state);
-    void reopenWithMany();
+    void reopenWithMany(int count = kMany);
 
     std::unique_ptr<QTemporaryDir> m_dir;
     std::unique_ptr<Engine> m_engine;
@@ -468,14 +471,14 @@ void TestLocalEngine::whatIsLookedUpIsGivenUpWithTheEngine()
 }
 
 /// None of them ends by itself.
-void TestLocalEngine::reopenWithMany()
+void TestLocalEngine::reopenWithMany(int count)
 {
     close();
     const QString listPath = m_dir->filePath(u"list.sqlite"_s);
     DownloadList list;
     QVERIFY(list.open(listPath));
-    QVERIFY(list.together([this](DownloadStore &store) {
-        for (int i = 0; i < kMany; ++i) {
+    QVERIFY(list.together([this, count](DownloadStore &store) {
+        for (int i = 0; i < count; ++i) {
             AbstractDownloadPersistentInfo record = request(u"run"_s).newRecord();
             store.insert(record);
         }
@@ -561,6 +564,48 @@ void TestLocalEngine::whatAProcessOfTheSameNumberElsewhereHasIsNotOurs()
     QVERIFY(list.run(u"UPDATE downloads SET owner_pid = ?, owner_start_time = 8, owner_boot_id = 'there'"_s, {pid}));
     QCOMPARE(row(id).ownerPid, pid);
     QCOMPARE(row(id).state, DownloadState::Running);
+}
+
+void TestLocalEngine::ofManyThatWaitEachIsToldWhenItBegins_data()
+{
+    QTest::addColumn<QStringList>("statements");
+    QTest::addColumn<DownloadState>("state");
+    const QString file =
+        u"INSERT INTO files (download_id, position, type, name, size, selected, path_on_disk, file_flags, "
+        u"content_type, data_start) VALUES (2001, %1, 0, 'x', 9223372036854775807, 0, '', 0, '', 0)"_s;
+    QTest::newRow("it is ours, and the list cannot tell its size")
+        << QStringList{file.arg(0), file.arg(1)} << DownloadState::Running;
+    QTest::newRow("a process that may have died has it")
+        << QStringList{u"INSERT INTO owners (boot_id, pid, start_time, machine, until) "
+                       u"VALUES ('there', 7, 8, 'a', unixepoch() + 43)"_s,
+                       u"UPDATE downloads SET owner_pid = 7, owner_start_time = 8, owner_boot_id = 'there' "
+                       u"WHERE id = 2001"_s}
+        << DownloadState::Resting;
+}
+
+void TestLocalEngine::ofManyThatWaitEachIsToldWhenItBegins()
+{
+    QFETCH(const QStringList, statements);
+    QFETCH(const DownloadState, state);
+    reopenWithMany(kMoreThanAreKept);
+    QList<DownloadState> states;
+    int waiting = 0;
+    const QObject listener;
+    connect(m_engine.get(), &Engine::changed, &listener, [&](const Snapshot &row) {
+        waiting += int(row.state == DownloadState::Waiting);
+        if (row.id == kMoreThanAreKept)
+            states.append(row.state);
+    });
+    QVERIFY(answerOf([this](const Engine::Callback &done) { m_engine->resumeAll(done); }).isOk());
+    QTRY_COMPARE(waiting, kMoreThanAreKept);
+    QVERIFY(answerOf([this](const Engine::Callback &done) { m_engine->move(kMoreThanAreKept, 0, done); }).isOk());
+    const SqlFile list(m_dir->filePath(u"list.sqlite"_s));
+    for (const QString &statement : statements)
+        QVERIFY2(list.run(statement), qPrintable(list.errorText()));
+    states.clear();
+    m_engine->setMostAtOnce(2);
+    QTRY_VERIFY(!states.isEmpty());
+    QCOMPARE(states.first(), state);
 }
 
 void TestLocalEngine::whoEndsDoesNotWaitForMany()
