@@ -33,10 +33,10 @@ void LocalEngine::check(const EngineCommand &command)
         checkNext();
 }
 
-/// One after the other.
+/// One after the other. What was asked for while one ended may have been begun by now.
 void LocalEngine::checkNext()
 {
-    while (!m_checks.isEmpty()) {
+    while (m_checking == 0 && !m_checks.isEmpty()) {
         const EngineCommand &command = m_checks.head();
         std::optional<AbstractDownloadPersistentInfo> record = m_session->record(command.id);
         if (record && !isQueued(command.id)) {

@@ -68,6 +68,7 @@ private Q_SLOTS:
     void limitsAreInTheList();
     void whatCannotBeReadIsNotToldToBeGone();
     void aCheckIsSeenWhileItGoesOn();
+    void aCheckThatIsAskedForWhileAnotherEndsIsBegunOnce();
     void aCheckIsGivenUpForOtherWork_data();
     void aCheckIsGivenUpForOtherWork();
     void whatIsLookedUpIsGivenUpWithTheEngine();
@@ -417,6 +418,25 @@ void TestLocalEngine::aCheckIsSeenWhileItGoesOn()
     connect(m_engine.get(), &Engine::changed, &listener, [&](const Snapshot &row) { states.append(row.state); });
     const EngineAnswer answer = answerOf([&](const Engine::Callback &done) { m_engine->check(id, {}, done); });
     QCOMPARE(answer.failure.kind, Failure::Kind::NothingToCompare);
+    QTRY_COMPARE(states, QList<DownloadState>({DownloadState::Checking, DownloadState::Paused}));
+}
+
+void TestLocalEngine::aCheckThatIsAskedForWhileAnotherEndsIsBegunOnce()
+{
+    const qint64 first = add(u"done"_s, {}, false);
+    const qint64 second = add(u"other"_s, {}, false);
+    std::optional<EngineAnswer> given;
+    QList<DownloadState> states;
+    const QObject listener;
+    connect(m_engine.get(), &Engine::changed, &listener, [&](const Snapshot &row) {
+        if (row.id == second)
+            states.append(row.state);
+        else if (row.state == DownloadState::Checking)
+            m_engine->check(second, {}, [&](const EngineAnswer &answer) { given = answer; });
+    });
+    m_engine->check(first, {}, {});
+    QTRY_VERIFY(given);
+    QCOMPARE(given->failure.kind, Failure::Kind::NothingToCompare);
     QTRY_COMPARE(states, QList<DownloadState>({DownloadState::Checking, DownloadState::Paused}));
 }
 
