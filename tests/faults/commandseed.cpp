@@ -125,6 +125,7 @@ void CommandSeed::begin(bool canAsk)
 {
     m_history.append(u"an engine begins"_s);
     m_isClosed = false;
+    m_isEnding = false;
     m_engine = std::make_unique<RemoteEngine>(QStringLiteral(ENGINE_SERVER));
     m_watch = std::make_unique<EngineWatch>(*m_engine,
                                             [this](const QString &kind, const QString &what) { find(kind, what); });
@@ -159,12 +160,17 @@ void CommandSeed::listen()
         if (m_questions.removeIf([id](const Question &question) { return question.id == id; }) != 1)
             find(u"question"_s, u"question %1 is told to be answered and was not open"_s.arg(id));
     });
-    QObject::connect(m_engine.get(), &Engine::closed, m_watch.get(), [this] { m_isClosed = true; });
+    QObject::connect(m_engine.get(), &Engine::closed, m_watch.get(), [this] {
+        if (!m_isEnding)
+            find(u"crash"_s, u"the engine ended by itself"_s);
+        m_isClosed = true;
+    });
 }
 
 void CommandSeed::end(bool isKilled)
 {
     m_history.append(isKilled ? u"killed"_s : u"closed"_s);
+    m_isEnding = true;
     if (isKilled)
         killEngine();
     else
@@ -180,6 +186,8 @@ void CommandSeed::end(bool isKilled)
     seen.transitions = m_watch->transitions();
     m_score.add(seen);
     m_watch.reset();
+    if (!m_engine->hasEndedWell() && !isKilled)
+        find(u"crash"_s, u"the engine's process did not end in order"_s);
     m_engine.reset();
     m_questions.clear();
     m_stopping.clear();

@@ -132,6 +132,7 @@ private:
     QHash<qint64, QString> m_paths; ///< of files at the end
     int m_addsUnheard = 0; ///< whose answer never came
     bool m_isClosed = false;
+    bool m_isEnding = false; ///< it was told to, or is killed
     bool m_answersAll = false;
     QStringList m_dead; ///< numbers of processes that were killed
     QStringList m_history;

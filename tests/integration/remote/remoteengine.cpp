@@ -40,9 +40,15 @@ RemoteEngine::RemoteEngine(const QString &program, QObject *parent)
 
 RemoteEngine::~RemoteEngine()
 {
+    hasEndedWell();
+}
+
+bool RemoteEngine::hasEndedWell()
+{
     m_socket->disconnect(this);
     m_socket->close();
     m_process->waitForFinished(-1);
+    return m_process->exitStatus() == QProcess::NormalExit && m_process->exitCode() == 0;
 }
 
 qint64 RemoteEngine::processId() const
