@@ -199,6 +199,11 @@ void TestHouse::rulesForIncludes_data()
     row("cli may include a snapshot", "cli/main.cpp", "#include <host/engine/snapshot.h>", true);
     row("cli may include what is known of a stream", "cli/main.cpp", "#include <host/engine/streamsnapshot.h>", true);
     row("cli must not include the list", "cli/main.cpp", "#include <host/storage/downloadlist.h>", false);
+    row("cli must not include the list's thread", "cli/main.cpp", "#include <host/storage/storethread.h>", false);
+    row("cli must not include the network", "cli/main.cpp", "#include <host/network/transferhub.h>", false);
+    row("cli must not include what an engine is made of", "cli/main.cpp", "#include <host/engine/outbox.h>", false);
+    row("cli may include what it asks of an engine", "cli/main.cpp", "#include <host/engine/snapshotquery.h>", true);
+    row("cli may repair a list", "cli/main.cpp", "#include <host/storage/listrepair.h>", true);
     row("the engine may include the list", "host/engine/a.cpp", "#include <host/storage/downloadlist.h>", true);
     row("cli must not include the module", "cli/main.cpp", core, false);
     row("cli may use CLI11", "cli/main.cpp", "#include <CLI/CLI.hpp>", true);
@@ -319,7 +324,7 @@ void TestHouse::aProblemNamesItsLine()
     const QStringList problems = HouseRules::includeProblems(
         u"host/engine/a.cpp"_s, u"\n\n#include <inet/qt/download/response/httpheadersparser.h>\n"_s);
     QCOMPARE(problems,
-             QStringList(u"host/engine/a.cpp:3: engine must not include response "
+             QStringList(u"host/engine/a.cpp:3: works must not include response "
                          "(\"inet/qt/download/response/httpheadersparser.h\")"_s));
 }
 
