@@ -113,8 +113,8 @@ public:
     void setSpeedLimit(qint64 limit);
     /// Connections of all together, from now on; 0 = no limit.
     void setMostConnections(int count);
-    /// Of one download, from now on and in the list; 0 = the session's. False when the list cannot be written; the
-    /// limits hold all the same.
+    /// Of one download, from now on and in the list; 0 = the session's. False when the list cannot be written, where
+    /// the limits hold all the same, or another process is at work on it.
     bool setLimitsOf(qint64 id, const Limits &limits, Failure *failure);
 
     /// Nothing runs and nothing waits.

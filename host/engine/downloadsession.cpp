@@ -163,24 +163,6 @@ bool DownloadSession::setOptions(qint64 id, const DownloadOptions &options, Fail
         id, [&options](DownloadOptions &kept) { kept = options; }, failure);
 }
 
-bool DownloadSession::changeOptions(qint64 id, const std::function<void(DownloadOptions &)> &how, Failure *failure)
-{
-    const Lease *const known = lease(id);
-    DownloadOptions options = known ? known->options : DownloadOptions();
-    const bool isDone = m_list.together([&, isKnown = known != nullptr, fence = fenceOf(id)](DownloadStore &list) {
-        options = isKnown ? options : list.options(id);
-        how(options);
-        return list.setOptions(id, options, fence);
-    });
-    if (!isDone) {
-        *failure = listFailure();
-        return false;
-    }
-    if (const auto held = m_held.find(id); held != m_held.end())
-        held->options = options.kept();
-    return true;
-}
-
 bool DownloadSession::changeChecksum(qint64 id, const std::function<void(DownloadOptions &)> &how, Failure *failure)
 {
     *failure = m_unsaved.writeNow(id);

@@ -146,7 +146,8 @@ public:
     Failure listFailure() const { return m_list.lastFailure(); }
     DownloadOptions options(qint64 id);
     bool setOptions(qint64 id, const DownloadOptions &options, Failure *failure);
-    /// The same for some of them, in one step. @param how changes them, in another thread
+    /// The same for some of them, in one step. False where another process is at work on the download. @param how
+    /// changes them, in another thread
     bool changeOptions(qint64 id, const std::function<void(DownloadOptions &)> &how, Failure *failure);
     /// The same of its checksum. What the list does not take now it is given later.
     bool changeChecksum(qint64 id, const std::function<void(DownloadOptions &)> &how, Failure *failure);

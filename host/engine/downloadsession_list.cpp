@@ -332,6 +332,29 @@ void DownloadSession::checkWhole(AbstractDownloadPersistentInfo &info, const Fil
                            wordsForOther(info)});
 }
 
+/// What is not held is claimed for the moment of it: another process that runs it would write its own over it.
+bool DownloadSession::changeOptions(qint64 id, const std::function<void(DownloadOptions &)> &how, Failure *failure)
+{
+    const auto held = m_held.find(id);
+    const bool isHeld = held != m_held.end();
+    *failure = isHeld ? Failure() : m_unsaved.writeNow(id);
+    if (*failure)
+        return false;
+    Lease lease = isHeld ? *held : Lease();
+    DownloadStore::Owner owner;
+    const bool isDone = m_list.together([&, isOurs = isHeld || m_claimed.contains(id)](DownloadStore &list) {
+        if (!isHeld && list.claim(id, lease, &owner) != DownloadStore::Claim::Taken)
+            return false;
+        how(lease.options);
+        return list.setOptions(id, lease.options, lease.fence) && (isOurs || list.release(id));
+    });
+    if (!isDone)
+        *failure = owner.process.isNobody() ? listFailure() : ownedBy(owner, id);
+    else if (isHeld)
+        held->options = lease.options.kept();
+    return isDone;
+}
+
 /// @param how changes the record of what is ours by then; answers why it cannot, or no failure
 bool DownloadSession::change(qint64 id, const std::function<Failure(Lease &)> &how, Failure *failure)
 {

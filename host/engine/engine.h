@@ -99,10 +99,11 @@ public:
     /// begins before those that wait and stand behind it. moved() follows. What lies beyond the end is the end. It
     /// lasts: the list keeps its order, for other programs and later engines, too.
     void move(qint64 id, qint64 position, const Callback &callback = {});
-    /// From now on and in the list; changed() follows.
+    /// From now on and in the list; changed() follows. A failure where another process is at work on it.
     void setLimits(qint64 id, const Limits &limits, const Callback &callback = {});
     /// Options of a download, for its next run; limits from now on. changed() follows. While it runs, headers that the
-    /// list keeps are refused (CannotChange), and all that came with them.
+    /// list keeps are refused (CannotChange), and all that came with them. A failure where another process is at work
+    /// on it.
     void setOptions(qint64 id, const OptionChanges &changes, const Callback &callback = {});
     /// pause() for all that waits or is active.
     void pauseAll(const Callback &callback = {});

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <host/engine/localengine.h>
 #include <host/storage/downloadlist.h>
+#include <host/storage/processidentity.h>
 #include <tests/support/sqlfile.h>
 #include <tests/unit/host/engine/fakemodule.h>
 #include <tests/unit/host/engine/queuesteps.h>
@@ -66,6 +67,8 @@ private Q_SLOTS:
     void anAnswerComesBeforeWhatItDid();
     void optionsThatWereGivenMeanwhileStay();
     void limitsAreInTheList();
+    void whatAnotherProcessRunsIsNotChanged_data();
+    void whatAnotherProcessRunsIsNotChanged();
     void whatCannotBeReadIsNotToldToBeGone();
     void aCheckIsSeenWhileItGoesOn();
     void aCheckThatIsAskedForWhileAnotherEndsIsBegunOnce();
@@ -93,6 +96,7 @@ private:
     bool comesTo(qint64 id, DownloadState state) const;
     qint64 bring(DownloadState state);
     void reopenWithMany(int count = kMany);
+    void setOwner(qint64 id, const ProcessIdentity &owner) const;
 
     std::unique_ptr<QTemporaryDir> m_dir;
     std::unique_ptr<Engine> m_engine;
@@ -180,6 +184,17 @@ qint64 TestLocalEngine::bring(DownloadState state)
     add(u"run"_s);
     m_engine->resume(id);
     return hasFailed && comesTo(id, state) ? id : 0;
+}
+
+/// Process 1 is always there.
+void TestLocalEngine::setOwner(qint64 id, const ProcessIdentity &owner) const
+{
+    const SqlFile list(m_dir->filePath(u"list.sqlite"_s));
+    const QVariantList values{owner.pid, owner.startTime, owner.bootId};
+    const bool isSet = list.run(u"UPDATE downloads SET owner_pid = ?, owner_start_time = ?, owner_boot_id = ?, "
+                                u"fence = coalesce(fence, 0) + 1 WHERE id = ?"_s,
+                                (owner.isNobody() ? QVariantList(3) : values) + QVariantList{id});
+    QVERIFY2(isSet, qPrintable(list.errorText()));
 }
 
 void TestLocalEngine::theSameRequestIsFoundAgainAndNotAdded()
@@ -381,6 +396,45 @@ void TestLocalEngine::limitsAreInTheList()
     QCOMPARE(kept.rateLimit, 1000);
     QCOMPARE(kept.connections, 3);
     QCOMPARE(kept.connectionsPerServer, 2);
+}
+
+void TestLocalEngine::whatAnotherProcessRunsIsNotChanged_data()
+{
+    QTest::addColumn<int>("kind");
+    QTest::addColumn<bool>("waits");
+    for (const bool waits : {false, true}) {
+        const char *const how = waits ? "waits here" : "at rest here";
+        QTest::addRow("limits, %s", how) << int(EngineCommand::Kind::SetLimits) << waits;
+        QTest::addRow("options, %s", how) << int(EngineCommand::Kind::SetOptions) << waits;
+    }
+}
+
+/// It would write its own over them.
+void TestLocalEngine::whatAnotherProcessRunsIsNotChanged()
+{
+    QFETCH(const int, kind);
+    QFETCH(const bool, waits);
+    if (waits)
+        QVERIFY(comesTo(add(u"run"_s), DownloadState::Running));
+    EngineCommand command;
+    command.kind = EngineCommand::Kind(kind);
+    command.id = add(u"done"_s, {}, waits);
+    command.limits = Limits{1000, 3, 2};
+    command.changes = change("max-connections"_L1, 3);
+    const DownloadOptions before = row(command.id).details->options;
+    const Call send = [&](const Engine::Callback &done) { m_engine->send(command, done); };
+    setOwner(command.id, ProcessIdentity::ofProcess(1));
+    const EngineAnswer answer = answerOf(send);
+    QCOMPARE(answer.failure.kind, Failure::Kind::OwnedByOther);
+    QCOMPARE(answer.failure.number, 1);
+    QCOMPARE(row(command.id).details->options, before);
+    setOwner(command.id, {});
+    QVERIFY2(answerOf(send).isOk(), "nobody is at work on it any more");
+    QCOMPARE(row(command.id).details->options.connections, 3);
+    DownloadList other;
+    QVERIFY(other.open(m_dir->filePath(u"list.sqlite"_s)));
+    if (!waits)
+        QCOMPARE(other.page(ListFilter::All, 1, command.id + 1).first().ownerPid, qint64(0));
 }
 
 /// More bytes than a number has room for cannot be added up.
