@@ -8,6 +8,7 @@
 #include <host/storage/downloadstore.h>
 
 #include <QHash>
+#include <QMap>
 #include <QQueue>
 #include <QSet>
 #include <QTimer>
@@ -42,12 +43,20 @@ protected:
 private:
     /// Rows of downloads that wait are kept, too, up to so many in all.
     static constexpr qsizetype kMostRows = 2000;
+    /// Of those that have ended, so many are known by more than what the list says of them.
+    static constexpr qsizetype kMostReports = 500;
 
     /// What is kept of a run after its end, for the rows that are made later.
     struct Report {
         RunSnapshot run;
         Failure failure;
-        std::optional<ListEntry> line; ///< see DownloadOutcome
+        std::optional<ListEntry> line = {}; ///< see DownloadOutcome
+        AbstractError error = {}; ///< of its record, which the list may be given later
+        bool isFinished = false; ///< likewise
+        std::optional<ListEntry> known = {}; ///< what the list had of it at the end; nothing = nobody has asked yet
+        quint64 number = 0; ///< of all that were made
+
+        bool isOf(const ListEntry &entry) const;
     };
     /// What a command does with some of many downloads. True = there are more.
     using Slice = std::function<bool()>;
@@ -161,6 +170,9 @@ private:
     void setState(qint64 id, DownloadState state);
     bool hasRow(qint64 id);
     void onEnded(const DownloadOutcome &outcome);
+    void keepReport(const DownloadOutcome &outcome);
+    void forgetReport(qint64 id);
+    const Report *reportOf(const ListEntry &entry);
     std::optional<Snapshot> rowNotRead(qint64 id) const;
     Snapshot ended(Snapshot last) const;
     void tellGone(const Snapshot &last);
@@ -184,6 +196,8 @@ private:
     QHash<qint64, DownloadQueue::Job> m_jobs; ///< of those that wait or are active, where it is no plain download
     QHash<qint64, Snapshot> m_rows; ///< of all that are active, and some that wait, as they were told
     QHash<qint64, Report> m_reports;
+    QMap<quint64, qint64> m_reportsByAge; ///< their downloads, by their numbers
+    quint64 m_lastReport = 0;
     Slice m_slice; ///< of the command that is under way; null = none has more to do
     std::optional<EngineCommand> m_sliced; ///< that command, until it is answered
     std::optional<ListEntry> m_appended; ///< while it is

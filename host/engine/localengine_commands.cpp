@@ -144,7 +144,7 @@ void LocalEngine::restart(const EngineCommand &command)
 void LocalEngine::append(const ListEntry &known, DownloadQueue::Job job)
 {
     giveUpCheckOf(known.id);
-    m_reports.remove(known.id);
+    forgetReport(known.id);
     if (job != DownloadQueue::Job::Download)
         m_jobs.insert(known.id, job);
     if (m_rows.size() < kMostRows)

@@ -125,9 +125,7 @@ bool LocalEngine::hasRow(qint64 id)
 /// Its new state comes next.
 void LocalEngine::onEnded(const DownloadOutcome &outcome)
 {
-    Report report{SnapshotMaker::runOf(outcome, m_session->usageOf(outcome.options)), outcome.failure, outcome.line};
-    report.run.isSkipped = outcome.failure.kind == Failure::Kind::Skipped;
-    m_reports.insert(outcome.id, report);
+    keepReport(outcome);
 }
 
 void LocalEngine::onAtRest(qint64 id)

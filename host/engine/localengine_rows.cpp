@@ -73,12 +73,56 @@ bool LocalEngine::isQueued(qint64 id) const
     return state && *state != DownloadState::Paused;
 }
 
+/// Nobody has been at the download since.
+bool LocalEngine::Report::isOf(const ListEntry &entry) const
+{
+    const auto isSame = [&entry](bool finished, const AbstractError &other) {
+        return entry.finished == finished && entry.error.code == other.code && entry.error.category == other.category;
+    };
+    const bool isAsKnown = isSame(known->finished, known->error) || isSame(isFinished, error);
+    return isAsKnown && entry.checksumResult == known->checksumResult && entry.url == known->url;
+}
+
+/// Null where there is none, or it is not true any more.
+const LocalEngine::Report *LocalEngine::reportOf(const ListEntry &entry)
+{
+    const auto report = m_reports.find(entry.id);
+    if (report == m_reports.end())
+        return nullptr;
+    if (!report->known)
+        report->known = entry;
+    return report->isOf(entry) ? &*report : nullptr;
+}
+
+/// Whoever has rows hears when one of them says less.
+void LocalEngine::keepReport(const DownloadOutcome &outcome)
+{
+    forgetReport(outcome.id);
+    Report report{SnapshotMaker::runOf(outcome, m_session->usageOf(outcome.options)), outcome.failure};
+    report.run.isSkipped = outcome.failure.kind == Failure::Kind::Skipped;
+    report.line = report.known = outcome.line;
+    report.error = outcome.info.lastError;
+    report.isFinished = outcome.info.isFinished();
+    report.number = ++m_lastReport;
+    m_reports.insert(outcome.id, report);
+    m_reportsByAge.insert(report.number, outcome.id);
+    if (m_reports.size() <= kMostReports)
+        return;
+    const qint64 oldest = m_reportsByAge.first();
+    forgetReport(oldest);
+    tellRow(oldest);
+}
+
+void LocalEngine::forgetReport(qint64 id)
+{
+    m_reportsByAge.remove(m_reports.take(id).number);
+}
+
 /// At rest, or waiting.
 Snapshot LocalEngine::rowOf(const ListEntry &entry)
 {
     Snapshot row = SnapshotMaker::ofEntry(entry);
-    const auto report = m_reports.constFind(entry.id);
-    if (report != m_reports.cend()) {
+    if (const Report *const report = reportOf(entry)) {
         row.run = report->run;
         row.failure = report->failure;
         row.state = SnapshotMaker::stateAtRest(entry, row.failure);
@@ -178,7 +222,7 @@ void LocalEngine::watchAnew(qint64 before)
 
 void LocalEngine::tellRemoved(qint64 id)
 {
-    m_reports.remove(id);
+    forgetReport(id);
     tell({EngineNews::Kind::Removed, id});
 }
 

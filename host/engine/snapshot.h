@@ -87,13 +87,15 @@ struct Snapshot {
     bool isFinished = false; ///< every byte is on disk
     std::optional<ChecksumResult> checksum; ///< nothing = there is nothing to compare with
     FileAssurance assurance; ///< of a finished file
-    Failure failure = {}; ///< of the last run; none = there was none, or the download is active
+    /// Of the last run; none = there was none, or the download is active. Where that was one of others, or one of
+    /// many, what the list keeps of it.
+    Failure failure = {};
     AbstractError error; ///< of the last run, as its module says it
     qint64 ownerPid = 0; ///< of another process that is at work on it; 0 = none is
     QDateTime created; ///< invalid = not known
     QDateTime finished; ///< invalid = it is not
     std::optional<StreamSnapshot> stream; ///< nothing = its file is one to be kept
-    std::optional<RunSnapshot> run; ///< nothing = it has not run in this engine
+    std::optional<RunSnapshot> run; ///< nothing = it has not run in this engine of late, or others were at it since
     std::optional<SnapshotDetails> details; ///< of snapshot(id) alone
 
     QString name() const { return files.isEmpty() ? QString() : files.first().name; }

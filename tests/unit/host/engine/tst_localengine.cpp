@@ -69,6 +69,9 @@ private Q_SLOTS:
     void limitsAreInTheList();
     void whatAnotherProcessRunsIsNotChanged_data();
     void whatAnotherProcessRunsIsNotChanged();
+    void aFailureGoesOnceAnotherProcessHasFetchedTheFile();
+    void aFailureGoesOnceItsReasonHas();
+    void ofManyThatEndedTheListAloneTells();
     void whatCannotBeReadIsNotToldToBeGone();
     void aCheckIsSeenWhileItGoesOn();
     void aCheckThatIsAskedForWhileAnotherEndsIsBegunOnce();
@@ -87,6 +90,7 @@ private Q_SLOTS:
 private:
     using Call = std::function<void(const Engine::Callback &)>;
 
+    /// @param listPath empty = the list is kept nowhere
     void open(const QString &listPath);
     void close();
     EngineAnswer answerOf(const Call &call) const;
@@ -118,6 +122,7 @@ void TestLocalEngine::open(const QString &listPath)
 {
     EngineOptions options;
     options.session.listPath = listPath;
+    options.session.isListKept = !listPath.isEmpty();
     options.session.moduleFolders = {QStringLiteral(FAKE_MODULES) + "/good"_L1};
     options.queue.retryWaitMs = 1;
     options.queue.mostAtOnce = 1;
@@ -434,7 +439,60 @@ void TestLocalEngine::whatAnotherProcessRunsIsNotChanged()
     DownloadList other;
     QVERIFY(other.open(m_dir->filePath(u"list.sqlite"_s)));
     if (!waits)
-        QCOMPARE(other.page(ListFilter::All, 1, command.id + 1).first().ownerPid, qint64(0));
+        QCOMPARE(other.page(ListFilter::All, 1, command.id + 1).first().owner, ProcessIdentity());
+}
+
+void TestLocalEngine::aFailureGoesOnceAnotherProcessHasFetchedTheFile()
+{
+    const qint64 id = add(kNotFound + u";done"_s);
+    QVERIFY(comesTo(id, DownloadState::Failed));
+    std::unique_ptr<Engine> mine = std::move(m_engine);
+    open(m_dir->filePath(u"list.sqlite"_s));
+    m_engine->resume(id);
+    QVERIFY(comesTo(id, DownloadState::Done));
+    close();
+    m_engine = std::move(mine);
+    QCOMPARE(row(id).state, DownloadState::Done);
+    QCOMPARE(row(id).failure, Failure());
+}
+
+void TestLocalEngine::aFailureGoesOnceItsReasonHas()
+{
+    DownloadOptions options;
+    options.checksumAlgorithm = u"sha-256"_s;
+    options.checksumHex = QString(64, u'0');
+    const qint64 id = add(u"done"_s, options);
+    QVERIFY(comesTo(id, DownloadState::Failed));
+    QCOMPARE(row(id).failure.kind, Failure::Kind::ChecksumDiffers);
+    const OptionChanges other = change("checksum"_L1, u"sha-256="_s + QString(64, u'1'));
+    QVERIFY(answerOf([&](const Engine::Callback &done) { m_engine->setOptions(id, other, done); }).isOk());
+    QCOMPARE(row(id).failure, Failure());
+    QCOMPARE(row(id).state, DownloadState::Paused);
+}
+
+/// Those who have rows hear of it.
+void TestLocalEngine::ofManyThatEndedTheListAloneTells()
+{
+    constexpr int kEnded = 510;
+    close();
+    open({});
+    m_engine->setMostAtOnce(50);
+    const qint64 first = add(kNotFound);
+    QVERIFY(comesTo(first, DownloadState::Failed));
+    std::optional<Snapshot> told = row(first);
+    QVERIFY(told->run);
+    const QObject listener;
+    int ended = 0;
+    connect(m_engine.get(), &Engine::changed, &listener, [&](const Snapshot &row) {
+        told = row.id == first ? row : told;
+        ended += row.state == DownloadState::Failed ? 1 : 0;
+    });
+    for (int i = 1; i < kEnded; ++i)
+        m_engine->add(request(kNotFound), true);
+    QTRY_VERIFY_WITH_TIMEOUT(ended >= kEnded - 1 && !told->run, 60000);
+    QCOMPARE(told->failure.kind, Failure::Kind::NotFound);
+    told->details = row(first).details;
+    QCOMPARE(row(first), *told);
 }
 
 /// More bytes than a number has room for cannot be added up.
