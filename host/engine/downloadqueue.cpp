@@ -22,8 +22,6 @@ constexpr int kTickMs = 1000;
 /// Readers wait for what comes.
 constexpr int kStreamTickMs = 50;
 constexpr qint64 kSecondMs = 1000;
-/// Where the log has changes of state, those of modules, too.
-constexpr int kStateLogLevel = 5;
 /// So many of those that wait are looked at for one whose server has room.
 constexpr qsizetype kLooksAhead = 1000;
 

@@ -17,5 +17,8 @@ enum class DownloadState {
     Removed, ///< no longer in the list
 };
 
+/// Where the log has changes of state, those of modules, too.
+constexpr int kStateLogLevel = 5;
+
 /// Which of them may follow which.
 const StateTable<DownloadState> &downloadStates();

@@ -5,6 +5,7 @@
 #include <host/engine/downloadqueue.h>
 #include <host/engine/engine.h>
 #include <host/engine/resourcecheck.h>
+#include <host/engine/toldstates.h>
 #include <host/storage/downloadstore.h>
 
 #include <QHash>
@@ -149,6 +150,7 @@ private:
     qint64 watchedRows();
     void watchAnew(qint64 before);
     void tellRemoved(qint64 id);
+    void transition(const Snapshot &row);
     void tellOwnership(const Snapshot &row);
     void tick();
     Totals totals() const;
@@ -195,6 +197,7 @@ private:
     QQueue<EngineNews> m_news;
     QHash<qint64, DownloadQueue::Job> m_jobs; ///< of those that wait or are active, where it is no plain download
     QHash<qint64, Snapshot> m_rows; ///< of all that are active, and some that wait, as they were told
+    ToldStates m_told;
     QHash<qint64, Report> m_reports;
     QMap<quint64, qint64> m_reportsByAge; ///< their downloads, by their numbers
     quint64 m_lastReport = 0;

@@ -4,6 +4,8 @@
 #include <host/engine/downloadsession.h>
 #include <host/engine/downloadstream.h>
 #include <host/engine/snapshotmaker.h>
+#include <inet/qt/download/framework/qtappdefaultlogger.h>
+#include <inet/qt/download/framework/qtapploggertextstream.h>
 
 #include <algorithm>
 #include <limits>
@@ -167,6 +169,7 @@ void LocalEngine::tellChanged(const Snapshot &snapshot)
 {
     if (const auto row = m_rows.find(snapshot.id); row != m_rows.end())
         *row = snapshot;
+    transition(snapshot);
     EngineNews news{EngineNews::Kind::Changed, snapshot.id};
     news.snapshot = snapshot;
     tell(news);
@@ -177,8 +180,21 @@ void LocalEngine::tellAdded(const Snapshot &snapshot)
     qint64 others = 0;
     EngineNews news{EngineNews::Kind::Added, snapshot.id, list().count(ListFilter::All, &others) - 1};
     tellOfOthers(others);
+    transition(snapshot);
     news.snapshot = snapshot;
     tell(news);
+}
+
+/// Of every row that is told. The queue has written into the log what it changed; a check is the engine's own.
+void LocalEngine::transition(const Snapshot &row)
+{
+    const std::optional<DownloadState> before = m_told.stateOf(row.id);
+    const bool isLegal = m_told.take(row);
+    const QLatin1StringView name = downloadStates().nameOf(row.state);
+    Q_ASSERT_X(isLegal, before ? downloadStates().nameOf(*before).data() : "at rest", name.data());
+    if ((before == DownloadState::Checking) != (row.state == DownloadState::Checking))
+        QtAppLoggerTextStream(QtAppDefaultLogger::instance(), kStateLogLevel, true)
+            << "Download " << row.id << " in the engine: " << name;
 }
 
 /// Where rows of others came or went, no place is what those who have rows take it for.
@@ -223,6 +239,8 @@ void LocalEngine::watchAnew(qint64 before)
 void LocalEngine::tellRemoved(qint64 id)
 {
     forgetReport(id);
+    const bool isLegal = m_told.takeRemoved(id);
+    Q_ASSERT_X(isLegal, "LocalEngine", "what is removed has come to rest before");
     tell({EngineNews::Kind::Removed, id});
 }
 

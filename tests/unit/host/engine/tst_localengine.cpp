@@ -2,6 +2,7 @@
 #include <host/engine/localengine.h>
 #include <host/storage/downloadlist.h>
 #include <host/storage/processidentity.h>
+#include <inet/qt/download/framework/qtappdefaultlogger.h>
 #include <tests/support/sqlfile.h>
 #include <tests/unit/host/engine/fakemodule.h>
 #include <tests/unit/host/engine/queuesteps.h>
@@ -524,6 +525,17 @@ void TestLocalEngine::whatCannotBeReadIsNotToldToBeGone()
 
 void TestLocalEngine::aCheckIsSeenWhileItGoesOn()
 {
+    QStringList log;
+    QtAppLogger &logger = *QtAppDefaultLogger::instance();
+    logger.setVerbosityLevel(kStateLogLevel);
+    logger.setSink([&log](int, const QString &line) {
+        if (line.contains("in the engine: "_L1))
+            log.append(line);
+    });
+    const QScopeGuard quiet([&logger] {
+        logger.setSink({});
+        logger.setVerbosityLevel(0);
+    });
     const qint64 id = add(u"done"_s, {}, false);
     QList<DownloadState> states;
     const QObject listener;
@@ -531,6 +543,8 @@ void TestLocalEngine::aCheckIsSeenWhileItGoesOn()
     const EngineAnswer answer = answerOf([&](const Engine::Callback &done) { m_engine->check(id, {}, done); });
     QCOMPARE(answer.failure.kind, Failure::Kind::NothingToCompare);
     QTRY_COMPARE(states, QList<DownloadState>({DownloadState::Checking, DownloadState::Paused}));
+    const QString line = u"Download %1 in the engine: "_s.arg(id);
+    QCOMPARE(log, QStringList({line + u"Checking"_s, line + u"Paused"_s}));
 }
 
 void TestLocalEngine::aCheckThatIsAskedForWhileAnotherEndsIsBegunOnce()
