@@ -10,8 +10,6 @@
 #include <host/storage/claimfence.h>
 #include <inet/qt/download/framework/ownfiles.h>
 
-#include <QThread>
-
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -140,7 +138,7 @@ Lease DownloadRun::lease() const
 
 void DownloadRun::run(AbstractDownloadCommand command, const Lease &lease)
 {
-    advance(Life::Running);
+    transition(Life::Running);
     m_lease = lease;
     m_saved = info();
     m_file = lease.file;
@@ -159,14 +157,6 @@ void DownloadRun::run(AbstractDownloadCommand command, const Lease &lease)
     // A command that has nothing to do begins no run, or one that is over by now.
     if (!m_download->isRunning())
         end();
-}
-
-/// One after the other, each once.
-void DownloadRun::advance(Life to)
-{
-    Q_ASSERT(QThread::currentThread() == thread());
-    Q_ASSERT_X(int(to) == int(m_life) + 1, "DownloadRun", "a run begins once, and ends once");
-    m_life = to;
 }
 
 void DownloadRun::stop()
@@ -318,7 +308,7 @@ void DownloadRun::end()
     // Who was refused the file ends with the error of a disk.
     if (const Failure lost = m_fence ? m_fence->lost() : Failure())
         loseClaim(lost);
-    advance(Life::Ending);
+    transition(Life::Ending);
     if (const Info record = info(); hasFileOnDisk(record))
         OwnFiles::forget(record.filePath(0));
     unguard();
@@ -333,8 +323,7 @@ void DownloadRun::tellFinished()
 {
     if (m_life != Life::Ending)
         return;
-    advance(Life::Ended);
-    Q_EMIT finished();
+    transition(Life::Ended);
 }
 
 bool DownloadRun::hasFileOnDisk(const Info &info)

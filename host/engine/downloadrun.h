@@ -8,6 +8,7 @@
 #include <host/storage/filesyncer.h>
 #include <inet/qt/download/framework/abstractdownload.h>
 #include <inet/qt/download/framework/downloaddetails.h>
+#include <inet/qt/download/framework/statetable.h>
 
 #include <QList>
 #include <QObject>
@@ -53,6 +54,16 @@ public:
     static constexpr int kFirstSaveMs = 250;
     /// Between two saves of progress, as a multiple of what the last sync took.
     static constexpr int kRestFactor = 5;
+
+    enum class Life {
+        New,
+        Running,
+        Ending, ///< its last save is under way
+        Ended,
+    };
+
+    /// Which of them may follow which.
+    static const StateTable<Life> &states();
 
     /// @param download ready to run; becomes a child @param list null = the record is not kept @param syncer becomes a
     /// child; null = a FileSyncer
@@ -121,13 +132,6 @@ Q_SIGNALS:
     void finished();
 
 private:
-    enum class Life {
-        New,
-        Running,
-        Ending, ///< its last save is under way
-        Ended,
-    };
-
     /// What is to be saved behind the save that is under way, or by the timer.
     enum class Pending {
         Nothing,
@@ -139,7 +143,7 @@ private:
     static bool hasBytesOnDisk(const AbstractDownloadPersistentInfo &info);
     static bool hasOtherName(const AbstractDownloadPersistentInfo &newer, const AbstractDownloadPersistentInfo &older);
     static bool takesBack(const AbstractDownloadPersistentInfo &newer, const AbstractDownloadPersistentInfo &older);
-    void advance(Life to);
+    void transition(Life to);
     void onChanged(bool significantly);
     void onRunning(bool isRunning);
     void onFilesOperations(bool performing);

@@ -95,6 +95,7 @@ constexpr Speaker kSpeakers[] = {
     {"host/engine/downloadqueue_outcome", "the error of a record: how long a server asks to wait"},
     {"host/engine/downloadsession_list", "the error of a record: the file is another one"},
     {"host/engine/downloadsession_runs", "the error of a record: not all is on the disk"},
+    {"host/engine/downloadrun_states", "what leads from state to state, for the chart"},
     {"host/engine/downloadstate", "what leads from state to state, for the chart"},
     {"host/options/optionrows", "help, as a column of the table"},
 };

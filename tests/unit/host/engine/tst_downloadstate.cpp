@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <host/engine/downloadrun.h>
 #include <host/engine/downloadstate.h>
 
 #include <QFile>
@@ -11,19 +12,29 @@ class TestDownloadState : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void theDocumentsShowThem_data();
     void theDocumentsShowThem();
     void eachStateIsNamedAndCanBeReached();
     void nothingFollowsUponTheLast();
 };
 
+void TestDownloadState::theDocumentsShowThem_data()
+{
+    QTest::addColumn<QString>("heading");
+    QTest::addColumn<QString>("chart");
+    QTest::newRow("queue") << u"States of a download in the queue"_s << downloadStates().chart(u"append"_s);
+    QTest::newRow("session") << u"States of a download in a session"_s
+                             << DownloadRun::states().chart(u"start, restart, finishNow, query"_s);
+}
+
 void TestDownloadState::theDocumentsShowThem()
 {
+    QFETCH(QString, heading);
     QFile file(QStringLiteral(PLAIT_SOURCE_ROOT "/docs/architecture.md"));
     QVERIFY(file.open(QIODevice::ReadOnly));
-    const QString chapter =
-        QString::fromUtf8(file.readAll()).section(u"\n### States of a download in the queue"_s, 1, 1);
+    const QString chapter = QString::fromUtf8(file.readAll()).section(u"\n### "_s + heading, 1, 1);
     const QString chart = chapter.section("```mermaid\n"_L1, 1, 1).section("```\n"_L1, 0, 0);
-    QCOMPARE(chart, downloadStates().chart(u"append"_s));
+    QTEST(chart, "chart");
 }
 
 void TestDownloadState::eachStateIsNamedAndCanBeReached()
