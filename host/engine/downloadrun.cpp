@@ -138,6 +138,7 @@ Lease DownloadRun::lease() const
 
 void DownloadRun::run(AbstractDownloadCommand command, const Lease &lease)
 {
+    const Outbox::Scope scope(m_outbox);
     transition(Life::Running);
     m_lease = lease;
     m_saved = info();
@@ -305,6 +306,7 @@ void DownloadRun::end()
 {
     if (m_life != Life::Running)
         return;
+    const Outbox::Scope scope(m_outbox);
     // Who was refused the file ends with the error of a disk.
     if (const Failure lost = m_fence ? m_fence->lost() : Failure())
         loseClaim(lost);

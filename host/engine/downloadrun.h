@@ -2,6 +2,7 @@
 #pragma once
 
 #include <host/engine/downloadstatus.h>
+#include <host/engine/outbox.h>
 #include <host/policy/failure.h>
 #include <host/policy/sources.h>
 #include <host/storage/downloadstore.h>
@@ -153,6 +154,7 @@ private:
     void unguard();
     void loseClaim(const Failure &who);
     void giveUp(const Failure &why);
+    void tellSaveFailed(const Failure &failure);
     void onResponseHeaders(qint64 sectionId, const QList<QString> &headers);
     std::string whoRefused(const AbstractDownloadPersistentInfo &record) const;
     bool isWithoutBytes() const;
@@ -211,4 +213,5 @@ private:
     Sources m_sources; ///< none = the download has all
     bool m_isLasting = true;
     Life m_life = Life::New;
+    Outbox m_outbox; ///< of all that it signals
 };

@@ -59,6 +59,7 @@ bool DownloadRun::forgetBytes()
 
 void DownloadRun::save()
 {
+    const Outbox::Scope scope(m_outbox);
     m_saveTimer.stop();
     if (mustBeSaidAtOnce(info()))
         writeAtOnce(whatMayBeSaid(info()));
@@ -106,6 +107,7 @@ bool DownloadRun::claimsNewBytes(const AbstractDownloadPersistentInfo &snapshot)
 
 void DownloadRun::onSynced(const FileSyncer::Outcome &outcome)
 {
+    const Outbox::Scope scope(m_outbox);
     Info snapshot = *std::exchange(m_syncing, std::nullopt);
     m_leastRestMs = std::min(2 * m_leastRestMs, kSaveIntervalMs);
     m_saveTimer.setInterval(int(std::clamp(kRestFactor * outcome.milliseconds, qint64(m_leastRestMs),
@@ -142,8 +144,8 @@ void DownloadRun::onSyncFailed(const AbstractDownloadPersistentInfo &snapshot, i
 {
     m_syncFailed = true;
     commit(snapshot);
-    Q_EMIT saveFailed(Failure::make(Failure::Kind::NotOnDisk, Failure::Subject::of(snapshot),
-                                    QString::fromLocal8Bit(std::strerror(error)), error));
+    tellSaveFailed(Failure::make(Failure::Kind::NotOnDisk, Failure::Subject::of(snapshot),
+                                 QString::fromLocal8Bit(std::strerror(error)), error));
 }
 
 void DownloadRun::commit(const AbstractDownloadPersistentInfo &snapshot)
@@ -186,7 +188,9 @@ AbstractDownloadPersistentInfo DownloadRun::whatMayBeSaid(const AbstractDownload
 void DownloadRun::write(const AbstractDownloadPersistentInfo &record)
 {
     const DownloadStore::Holdings known = holdings();
+    const Outbox::Scope scope(m_outbox);
     const auto onAnswer = [this, record, memory = known.memory, number = ++m_writes](const Failure &failure) {
+        const Outbox::Scope scopeOfTheAnswer(m_outbox);
         m_writing.reset();
         onWritten(number, record, memory, failure);
         if (!m_isAsking)
@@ -201,6 +205,7 @@ void DownloadRun::write(const AbstractDownloadPersistentInfo &record)
 /// False = the list has nothing of it.
 bool DownloadRun::writeAtOnce(const AbstractDownloadPersistentInfo &record)
 {
+    const Outbox::Scope scope(m_outbox);
     const bool isTakingBack = takesBackFromList(record);
     const auto lasting = isTakingBack ? DownloadStore::Lasting::Always : DownloadStore::Lasting::ThisRunOfTheMachine;
     const DownloadStore::Holdings known = holdings();
@@ -223,7 +228,7 @@ void DownloadRun::onWritten(quint64 number, const AbstractDownloadPersistentInfo
         told.subject.id = record.id;
         m_refused = record;
         if (!m_isGivenUp)
-            Q_EMIT saveFailed(told);
+            tellSaveFailed(told);
     } else if (number > m_written) {
         m_written = number;
         m_saved = record;
@@ -253,9 +258,16 @@ void DownloadRun::giveUp(const Failure &why)
 {
     if (std::exchange(m_isGivenUp, true))
         return;
-    Q_EMIT cannotGoOn(why);
     // It may stand in the middle of telling something.
     QMetaObject::invokeMethod(this, &DownloadRun::stop, Qt::QueuedConnection);
+    const Outbox::Scope scope(m_outbox);
+    m_outbox.put([this, why] { Q_EMIT cannotGoOn(why); });
+}
+
+/// Within the scope of who saves.
+void DownloadRun::tellSaveFailed(const Failure &failure)
+{
+    m_outbox.put([this, failure] { Q_EMIT saveFailed(failure); });
 }
 
 /// What is remembered may be newer than the bytes beside it: it grows more doubtful, and never less.

@@ -45,6 +45,7 @@ void DownloadRun::transition(Life to)
     m_life = to;
     QtAppLoggerTextStream(QtAppDefaultLogger::instance(), kStateLogLevel, true)
         << "Download " << id() << " in the session: " << before << " -> " << name;
+    const Outbox::Scope scope(m_outbox);
     if (to == Life::Ended)
-        Q_EMIT finished();
+        m_outbox.put([this] { Q_EMIT finished(); });
 }

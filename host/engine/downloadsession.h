@@ -3,6 +3,7 @@
 
 #include <host/engine/downloadrequest.h>
 #include <host/engine/downloadstatus.h>
+#include <host/engine/outbox.h>
 #include <host/engine/queryresult.h>
 #include <host/engine/sessionoptions.h>
 #include <host/engine/unsavedleases.h>
@@ -278,5 +279,6 @@ private:
     qint64 m_openedAt = 0; ///< nanoseconds since 1970
     bool m_isListBehind = false; ///< and people know
     bool m_closing = false;
+    Outbox m_outbox; ///< of what comes at the end of a run
     WriterThreads m_writers; ///< ends before all that is above
 };

@@ -347,9 +347,10 @@ void DownloadSession::onFinished(DownloadRun *running)
         *lease = running->lease();
     releaseClaim(id);
     running->deleteLater();
-    if (id < 0 && !info.lastError)
-        Q_EMIT queried(id, result);
-    Q_EMIT finished(id, info, details, responseHeaders);
     if (m_closing && isIdle())
         QMetaObject::invokeMethod(this, &DownloadSession::endWriters, Qt::QueuedConnection);
+    const Outbox::Scope scope(m_outbox);
+    if (id < 0 && !info.lastError)
+        m_outbox.put([this, id, result] { Q_EMIT queried(id, result); });
+    m_outbox.put([this, id, info, details, responseHeaders] { Q_EMIT finished(id, info, details, responseHeaders); });
 }

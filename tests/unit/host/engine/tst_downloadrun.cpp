@@ -97,6 +97,8 @@ private Q_SLOTS:
     void aRealFileIsSynced();
     void aListThatFailsIsReported();
     void whoLosesItsClaimIsStoppedAndSavesNothing();
+    void itMayBeDestroyedByWhoeverHearsOfIt_data();
+    void itMayBeDestroyedByWhoeverHearsOfIt();
     void withoutAListNothingIsSaved();
     void theStatusGathersWhatTheDownloadKnows();
 
@@ -560,6 +562,42 @@ void TestDownloadRun::whoLosesItsClaimIsStoppedAndSavesNothing()
     QVERIFY(!m_fake->isRunning());
     QVERIFY(inList().title.isEmpty());
     QVERIFY(!inList().lastError);
+}
+
+void TestDownloadRun::itMayBeDestroyedByWhoeverHearsOfIt_data()
+{
+    QTest::addColumn<bool>("isClaimLost");
+    QTest::newRow("that it cannot go on") << true;
+    QTest::newRow("that the disk has refused it") << false;
+}
+
+void TestDownloadRun::itMayBeDestroyedByWhoeverHearsOfIt()
+{
+    QFETCH(bool, isClaimLost);
+    m_fake = makeDownload(u"/x"_s);
+    m_disk = new FakeSyncer;
+    m_download = std::make_unique<DownloadRun>(m_fake, m_list.get(), nullptr, m_disk);
+    Lease lease;
+    QCOMPARE(m_list->claim(m_id, lease), DownloadStore::Claim::Taken);
+    m_download->run(AbstractDownloadCommand::Start, lease);
+    m_fake->change(true, downloaded(100));
+    int heard = 0;
+    const auto destroy = [this, &heard] {
+        ++heard;
+        m_download.reset();
+    };
+    const QObject listener;
+    connect(m_download.get(), &DownloadRun::cannotGoOn, &listener, destroy);
+    connect(m_download.get(), &DownloadRun::saveFailed, &listener, destroy);
+    connect(m_download.get(), &DownloadRun::finished, &listener, destroy);
+    m_fake->change(true, downloaded(200));
+    if (isClaimLost) {
+        QVERIFY(m_list->release(m_id));
+        QCOMPARE(m_list->claim(m_id), DownloadStore::Claim::Taken);
+    }
+    m_disk->answer(isClaimLost ? 0 : EIO);
+    QVERIFY(!m_download);
+    QCOMPARE(heard, 1);
 }
 
 void TestDownloadRun::withoutAListNothingIsSaved()

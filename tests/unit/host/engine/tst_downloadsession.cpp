@@ -57,6 +57,8 @@ private Q_SLOTS:
     void afterClosingNothingStarts();
     void aSessionThatIsDroppedReleasesItsDownloads();
     void aMissingModuleIsReported();
+    void itMayBeDestroyedByWhoeverHearsOfAnEnd_data();
+    void itMayBeDestroyedByWhoeverHearsOfAnEnd();
     void aDownloadOfTheListThatNobodyServesIsNotStarted();
     void whatIsNoModuleIsWarnedOfWhileOthersServe();
     void aListThatCannotBeOpenedIsReported();
@@ -378,6 +380,35 @@ void TestDownloadSession::aMissingModuleIsReported()
 }
 
 /// As after a module was taken away that had begun it.
+void TestDownloadSession::itMayBeDestroyedByWhoeverHearsOfAnEnd_data()
+{
+    QTest::addColumn<bool>("isQueried");
+    QTest::addColumn<int>("finished");
+    QTest::newRow("before the end of a query is told") << true << 0;
+    QTest::newRow("with it, while it is closed") << false << 1;
+}
+
+void TestDownloadSession::itMayBeDestroyedByWhoeverHearsOfAnEnd()
+{
+    QFETCH(bool, isQueried);
+    QFETCH(int, finished);
+    int told = 0;
+    const QObject listener;
+    connect(m_session.get(), &DownloadSession::queried, &listener, [this, isQueried] {
+        if (isQueried)
+            m_session.reset();
+    });
+    connect(m_session.get(), &DownloadSession::finished, &listener, [this, &told] {
+        ++told;
+        m_session.reset();
+    });
+    QVERIFY(m_session->query(request(u"/x"_s), &m_error) < 0);
+    if (!isQueried)
+        m_session->close();
+    QTRY_VERIFY(!m_session);
+    QCOMPARE(told, finished);
+}
+
 void TestDownloadSession::aDownloadOfTheListThatNobodyServesIsNotStarted()
 {
     const qint64 id = add(QLatin1String(kEndless));
