@@ -134,10 +134,13 @@ void LocalEngine::onAtRest(qint64 id)
     if (const auto report = m_reports.find(id); report != m_reports.end())
         known = std::exchange(report->line, std::nullopt);
     known = known ? known : entry(id);
-    if (known)
+    if (known) {
+        // What came of it here is told, whoever is at work on it.
+        known->owner = {};
         tellAtRest(id, rowOf(*known));
-    else
+    } else {
         tellAtRest(id, list().lastFailure() ? rowNotRead(id) : std::nullopt);
+    }
 }
 
 /// Of what the list has and cannot tell of at this moment.

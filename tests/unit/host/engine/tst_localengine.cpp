@@ -83,6 +83,7 @@ private Q_SLOTS:
     void allThatIsUnfinishedIsResumedInItsOrder();
     void whatIsOnlyAddedIsNobodys();
     void whatAProcessOfTheSameNumberElsewhereHasIsNotOurs();
+    void whatIsAnothersAfterAllIsToldToHaveFailed();
     void ofManyThatWaitEachIsToldWhenItBegins_data();
     void ofManyThatWaitEachIsToldWhenItBegins();
     void whoEndsDoesNotWaitForMany();
@@ -100,6 +101,7 @@ private:
     Snapshot row(qint64 id) const;
     bool comesTo(qint64 id, DownloadState state) const;
     qint64 bring(DownloadState state);
+    bool giveToUnseen(qint64 id, qint64 pid) const;
     void reopenWithMany(int count = kMany);
     void setOwner(qint64 id, const ProcessIdentity &owner) const;
 
@@ -617,6 +619,17 @@ void TestLocalEngine::whatIsLookedUpIsGivenUpWithTheEngine()
 }
 
 /// None of them ends by itself.
+/// From now on a process has it of which nobody here can see whether it lives.
+bool TestLocalEngine::giveToUnseen(qint64 id, qint64 pid) const
+{
+    const SqlFile list(m_dir->filePath(u"list.sqlite"_s));
+    return list.run(u"INSERT INTO owners (boot_id, pid, start_time, machine, until) "
+                    u"VALUES ('there', ?, 8, 'a', unixepoch() + 43)"_s,
+                    {pid})
+        && list.run(u"UPDATE downloads SET owner_pid = ?, owner_start_time = 8, owner_boot_id = 'there' WHERE id = ?"_s,
+                    {pid, id});
+}
+
 void TestLocalEngine::reopenWithMany(int count)
 {
     close();
@@ -703,12 +716,28 @@ void TestLocalEngine::whatAProcessOfTheSameNumberElsewhereHasIsNotOurs()
     const qint64 id = add(u"run"_s, {}, false);
     QTRY_COMPARE(row(id).ownerPid, 0);
     const qint64 pid = QCoreApplication::applicationPid();
-    const SqlFile list(m_dir->filePath(u"list.sqlite"_s));
-    QVERIFY(list.run(u"INSERT INTO owners (boot_id, pid, start_time, machine, until) "
-                     u"VALUES ('there', ?, 8, 'a', unixepoch() + 43)"_s,
-                     {pid}));
-    QVERIFY(list.run(u"UPDATE downloads SET owner_pid = ?, owner_start_time = 8, owner_boot_id = 'there'"_s, {pid}));
+    QVERIFY(giveToUnseen(id, pid));
     QCOMPARE(row(id).ownerPid, pid);
+    QCOMPARE(row(id).state, DownloadState::Running);
+}
+
+/// Whoever waits for its end would wait for ever where it is said to run.
+void TestLocalEngine::whatIsAnothersAfterAllIsToldToHaveFailed()
+{
+    const qint64 id = add(kNotFound + u"/300"_s);
+    QVERIFY(comesTo(id, DownloadState::Failed));
+    QVERIFY(giveToUnseen(id, 7));
+    QVERIFY(answerOf([&](const Engine::Callback &done) { m_engine->resume(id, done); }).isOk());
+    QVERIFY(comesTo(id, DownloadState::Resting));
+    QList<Snapshot> told;
+    const QObject listener;
+    connect(m_engine.get(), &Engine::changed, &listener, [&](const Snapshot &row) { told.append(row); });
+    // That does not rest until the time is up.
+    QVERIFY(answerOf([&](const Engine::Callback &done) { m_engine->finishNow(id, done); }).isOk());
+    QTRY_VERIFY(!told.isEmpty() && told.last().state != DownloadState::Resting);
+    QCOMPARE(told.last().state, DownloadState::Failed);
+    QCOMPARE(told.last().failure.kind, Failure::Kind::OwnedByOther);
+    QCOMPARE(row(id).ownerPid, 7);
     QCOMPARE(row(id).state, DownloadState::Running);
 }
 
