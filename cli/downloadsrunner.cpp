@@ -130,11 +130,14 @@ void DownloadsRunner::takeListed(const EngineAnswer &answer)
     for (const Snapshot &row : answer.snapshots) {
         if (m_arguments.failed && row.state != DownloadState::Failed)
             continue;
-        isLeftOut = isLeftOut || row.ownerPid != 0;
-        if (row.ownerPid == 0)
+        const bool mayHaveDied = row.ownerSecondsLeft > 0;
+        isLeftOut = isLeftOut || (row.ownerPid != 0 && !mayHaveDied);
+        if (mayHaveDied)
+            m_doubtful.insert(row.id);
+        if (row.ownerPid == 0 || mayHaveDied)
             m_ids.append(row.id);
         else
-            m_printer.note(u"download %1 is left out: process %2 is at work on it"_s.arg(row.id).arg(row.ownerPid));
+            leaveOut(row.id, row.ownerPid);
     }
     if (!answer.isOk())
         refuse(--m_refused, {}, answer.failure);
@@ -239,7 +242,7 @@ void DownloadsRunner::onAnswered()
 /// Of what was asked for, from its turn on.
 void DownloadsRunner::onChanged(const Snapshot &snapshot)
 {
-    if (!m_expected.contains(snapshot.id) || snapshot.state == DownloadState::Waiting)
+    if (!m_expected.contains(snapshot.id) || snapshot.state == DownloadState::Waiting || isLeftToOwner(snapshot))
         return;
     if (!m_rows.contains(snapshot.id))
         onBegan(snapshot);
@@ -248,6 +251,25 @@ void DownloadsRunner::onChanged(const Snapshot &snapshot)
     follow(snapshot);
     if (isAtRest(snapshot.state) && !isBeingWritten(snapshot))
         onEnded(snapshot);
+}
+
+/// Nobody named it: where its owner lives after all, it is in good hands.
+bool DownloadsRunner::isLeftToOwner(const Snapshot &snapshot)
+{
+    if (!m_doubtful.contains(snapshot.id) || snapshot.state == DownloadState::Resting)
+        return m_doubtful.contains(snapshot.id);
+    m_doubtful.remove(snapshot.id);
+    if (snapshot.state != DownloadState::Failed || snapshot.failure.kind != Failure::Kind::OwnedByOther)
+        return false;
+    m_expected.remove(snapshot.id);
+    leaveOut(snapshot.id, snapshot.failure.number);
+    endIfDone();
+    return true;
+}
+
+void DownloadsRunner::leaveOut(qint64 id, qint64 pid)
+{
+    m_printer.note(u"download %1 is left out: process %2 is at work on it"_s.arg(id).arg(pid));
 }
 
 void DownloadsRunner::onBegan(const Snapshot &snapshot)

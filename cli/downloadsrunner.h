@@ -58,6 +58,8 @@ private:
     void onChanged(const Snapshot &snapshot);
     void onBegan(const Snapshot &snapshot);
     void onEnded(const Snapshot &snapshot);
+    bool isLeftToOwner(const Snapshot &snapshot);
+    void leaveOut(qint64 id, qint64 pid);
     static bool isAtRest(DownloadState state);
     void onProgress();
     void onAsked(const Question &question);
@@ -108,6 +110,7 @@ private:
     qsizetype m_nextId = 0;
     int m_unanswered = 0; ///< commands that were given to the engine
     QSet<qint64> m_asked; ///< all that were asked for
+    QSet<qint64> m_doubtful; ///< those of the list that a process has which may have died, until they are ours
     QSet<qint64> m_expected; ///< those that have not ended, or are not written to the end
     QList<qint64> m_order; ///< those of them that have begun
     QHash<qint64, Snapshot> m_rows; ///< of those

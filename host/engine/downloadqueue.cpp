@@ -154,7 +154,7 @@ void DownloadQueue::fill()
 {
     const Outbox::Scope scope(m_outbox);
     m_isFillDue = false;
-    const bool hasPlace = m_life == Life::Open && m_order.size() < mostAtOnce(m_options);
+    const bool hasPlace = m_life == Life::Open && isPlaceFree();
     if (const qsizetype next = hasPlace ? nextToBegin() : -1; next != -1) {
         begin(m_waiting.takeAt(next));
         // Whether there is a place for another shows once this one runs.
@@ -174,6 +174,14 @@ void DownloadQueue::tellDrained()
 {
     if (isIdle() && std::exchange(m_hasNews, false))
         Q_EMIT drained();
+}
+
+/// Of those that run at once.
+bool DownloadQueue::isPlaceFree() const
+{
+    const auto taken = std::count_if(m_order.cbegin(), m_order.cend(),
+                                     [this](qint64 id) { return !m_entries.at(id).active->isWithoutPlace; });
+    return taken < mostAtOnce(m_options);
 }
 
 /// Place in the queue; -1 = there is none, it is not the hour, or there are as many connections as may be, to their
@@ -317,6 +325,7 @@ bool DownloadQueue::awaitOwnersEnd(QueuedDownload &active, const Failure &failur
     if (!mayEnd || active.isOwnerAwaited || active.afterwards != QueuedDownload::Afterwards::Nothing)
         return false;
     active.isOwnerAwaited = true;
+    active.isWithoutPlace = true;
     const qint64 ms = (failure.secondsLeft + 1) * kSecondMs;
     Warning wait{Warning::Kind::Retrying, failure, Warning::Next::Again, 0, ms, {}};
     wait.failure.subject.url = active.info.url.adjusted(QUrl::RemovePassword);
@@ -348,6 +357,11 @@ void DownloadQueue::tryAgain(qint64 id, Job job)
     QueuedDownload *const active = find(id);
     if (!active || isRunning(*active))
         return;
+    if (active->isWithoutPlace && !isPlaceFree()) {
+        rest(*active, kTickMs, job);
+        return;
+    }
+    active->isWithoutPlace = false;
     Failure failure;
     if (!holdIfFree(*active, &failure)) {
         endUnlessItPasses(*active, failure, job);

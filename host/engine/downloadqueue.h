@@ -183,6 +183,7 @@ private:
     void fill();
     void fillSoon();
     void tellDrained();
+    bool isPlaceFree() const;
     qsizetype nextToBegin();
     bool isFull() const;
     bool isFull(const QtHostAndPort &server) const;

@@ -111,6 +111,8 @@ public:
     /// Changes the options of a download of the list, and takes the headers that are given for it. True without a
     /// change where there is no such download.
     bool renew(qint64 id, const OptionChanges &changes, Failure *failure);
+    /// As add() of a request for a download that another process has: once hold() has it.
+    void renewOnceHeld(qint64 id, const DownloadRequest &request) { m_renewals.insert(id, withoutSecrets(request)); }
     /// The same headers for a record that is only to be looked up; nothing is kept.
     void takeHeaders(AbstractDownloadPersistentInfo &record, OptionChanges &changes);
     /// Headers that a download of the list was begun with and that nobody knows now.
@@ -234,6 +236,7 @@ private:
     bool prepareStream(Lease &lease, Failure *failure) const;
     bool mayBegin(qint64 id, Failure *failure) const;
     bool takeLease(qint64 id, Lease &lease, Failure *failure);
+    bool renewHeld(Lease &lease, Failure *failure);
     bool isTaken(qint64 id, DownloadStore::Claim claim, const DownloadStore::Owner &owner, Failure *failure);
     void releaseClaim(qint64 id);
     qint64 fenceOf(qint64 id) const;
@@ -275,6 +278,7 @@ private:
     QSet<qint64> m_claimed;
     QHash<qint64, Lease> m_held; ///< of m_claimed; those that stay so between runs
     QHash<qint64, QtHostAndPort> m_servers; ///< of m_claimed; those that were added here and not held yet
+    QHash<qint64, DownloadRequest> m_renewals; ///< of those that are to be held
     qint64 m_lastQueryId = 0;
     qint64 m_openedAt = 0; ///< nanoseconds since 1970
     bool m_isListBehind = false; ///< and people know

@@ -124,6 +124,7 @@ void DownloadSession::noteEntered(const Lease &lease)
 {
     const qint64 id = lease.record.id;
     m_claimed.insert(id);
+    m_renewals.remove(id);
     m_servers.insert(id, hostAndPortFromUrl(lease.record.downloadUrl()));
     if (const auto held = m_held.find(id); held != m_held.end() && !m_running.contains(id))
         *held = lease;

@@ -142,8 +142,27 @@ bool DownloadSession::hold(qint64 id, Failure *failure)
     Lease lease;
     if (!takeLease(id, lease, failure))
         return false;
+    if (!renewHeld(lease, failure)) {
+        releaseClaim(id);
+        return false;
+    }
     m_held.insert(id, lease);
     m_servers.remove(id);
+    return true;
+}
+
+bool DownloadSession::renewHeld(Lease &lease, Failure *failure)
+{
+    const auto asked = m_renewals.constFind(lease.record.id);
+    if (asked == m_renewals.cend())
+        return true;
+    asked->renew(lease.record);
+    asked->changes.applyTo(lease.options);
+    if (!updateUnder(lease) || !m_list.setOptions(lease.record.id, lease.options, lease.fence)) {
+        *failure = listFailure();
+        return false;
+    }
+    m_renewals.erase(asked);
     return true;
 }
 

@@ -321,6 +321,7 @@ void describe(Fields &fields, Snapshot &value)
     fields("failure", value.failure);
     fields("error", value.error);
     fields("ownerPid", value.ownerPid);
+    fields("ownerSecondsLeft", value.ownerSecondsLeft);
     fields("created", value.created);
     fields("finished", value.finished);
     fields("stream", value.stream);

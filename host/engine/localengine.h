@@ -96,6 +96,7 @@ private:
     bool isThere(const EngineCommand &command);
     EngineAnswer standingOf(const DownloadRequest &request);
     void takeDone(const EngineCommand &command, const DownloadRequest &request, const ListEntry &known);
+    bool awaitOwner(const EngineCommand &command, const Failure &failure);
     qint64 addNow(const EngineCommand &command, const TakenFile *taken, bool *isNew = nullptr);
     void onTakenOver(FileTakeOver *work, const Failure &failure, const TakenFile &file);
     void giveUpTakeOvers();
@@ -138,6 +139,7 @@ private:
     DownloadStore &list();
     std::optional<ListEntry> entry(qint64 id);
     static ListEntry owned(ListEntry entry);
+    static bool mayBeFree(const ListEntry &entry);
     Snapshot rowOf(const ListEntry &entry);
     Snapshot activeRow(const Snapshot &told);
     void putStream(Snapshot &row) const;

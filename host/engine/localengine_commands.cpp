@@ -57,7 +57,7 @@ qint64 LocalEngine::addNow(const EngineCommand &command, const TakenFile *taken,
     const QQueue<EngineNews> warnings = std::exchange(m_news, before);
     if (id != 0)
         answer(command, {.ids = {id}});
-    else if (!taken || !isThere(command))
+    else if (taken ? !isThere(command) : !awaitOwner(command, failure))
         refuse(command, failure);
     const bool isToBegin = id != 0 && command.flag && !isQueued(id);
     if (isAdded && id != 0)
@@ -72,6 +72,20 @@ qint64 LocalEngine::addNow(const EngineCommand &command, const TakenFile *taken,
     if (isNew)
         *isNew = isAdded;
     return id;
+}
+
+/// True, and answered, where the queue waits for the process that has it now, and may have died.
+bool LocalEngine::awaitOwner(const EngineCommand &command, const Failure &failure)
+{
+    const bool mayEnd = failure.kind == Failure::Kind::OwnedByOther && failure.secondsLeft > 0;
+    const std::optional<ListEntry> known = mayEnd && command.flag ? entry(failure.subject.id) : std::nullopt;
+    if (!known)
+        return false;
+    m_session->renewOnceHeld(known->id, *command.request);
+    answer(command, {.ids = {known->id}});
+    if (!isQueued(known->id))
+        append(*known, DownloadQueue::Job::Download);
+    return true;
 }
 
 /// True, and answered, where nothing is to be put into the list.
@@ -118,7 +132,7 @@ void LocalEngine::begin(const EngineCommand &command, DownloadQueue::Job job)
         refuse(command, wrongState(command.id, Clause::Kind::WaitsOrRunsAlready));
     } else if (job != DownloadQueue::Job::Download && m_session->stream(command.id)) {
         refuse(command, wrongState(command.id, Clause::Kind::Streamed));
-    } else if (!known->owner.isNobody() && known->ownerSecondsLeft == 0) {
+    } else if (!mayBeFree(*known)) {
         refuse(command,
                Failure::make(Failure::Kind::OwnedByOther, Failure::Subject::of(command.id), {}, int(known->owner.pid)));
     } else {
@@ -193,7 +207,7 @@ void LocalEngine::resumeAll(const EngineCommand &command)
     inSlices([this, command, before = qint64(0), chosen = QList<ListEntry>()]() mutable {
         const QList<ListEntry> unfinished = list().page(ListFilter::Unfinished, kSliced, before);
         for (const ListEntry &known : unfinished) {
-            if (!isQueued(known.id) && owned(known).owner.isNobody())
+            if (!isQueued(known.id) && mayBeFree(owned(known)))
                 chosen.append(owned(known));
         }
         if (!unfinished.isEmpty()) {

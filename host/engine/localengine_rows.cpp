@@ -68,6 +68,12 @@ ListEntry LocalEngine::owned(ListEntry entry)
     return entry;
 }
 
+/// It is nobody's, or of one that cannot be seen and may have died.
+bool LocalEngine::mayBeFree(const ListEntry &entry)
+{
+    return entry.owner.isNobody() || entry.ownerSecondsLeft > 0;
+}
+
 /// It waits or is active.
 bool LocalEngine::isQueued(qint64 id) const
 {

@@ -59,6 +59,7 @@ struct QueuedDownload {
     Reading reading;
     Afterwards afterwards = Afterwards::Nothing;
     bool isOwnerAwaited = false; ///< it rests, or has rested, until its owner's end
+    bool isWithoutPlace = false; ///< it rests until then, and another one may run in its place
     bool isOutOfHours = false; ///< it is being stopped, or rests, until they come
     std::optional<AbstractDownloadFileExistsAction> answer; ///< what somebody said of a file in the way
     bool isUnanswered = false; ///< nobody said it

@@ -92,6 +92,7 @@ struct Snapshot {
     Failure failure = {};
     AbstractError error; ///< of the last run, as its module says it
     qint64 ownerPid = 0; ///< of another process that is at work on it; 0 = none is
+    int ownerSecondsLeft = 0; ///< until it is free, if that process is none any more; 0 = it is seen to be
     QDateTime created; ///< invalid = not known
     QDateTime finished; ///< invalid = it is not
     std::optional<StreamSnapshot> stream; ///< nothing = its file is one to be kept

@@ -120,6 +120,7 @@ Snapshot SnapshotMaker::ofEntry(const ListEntry &entry)
     snapshot.error = entry.error;
     snapshot.failure = failureOf(entry);
     snapshot.ownerPid = entry.owner.pid;
+    snapshot.ownerSecondsLeft = entry.owner.isNobody() ? 0 : entry.ownerSecondsLeft;
     snapshot.created = entry.creationTime;
     snapshot.finished = entry.finishedTime;
     snapshot.state = stateAtRest(entry, snapshot.failure);

@@ -87,6 +87,8 @@ private Q_SLOTS:
     void eachCommandAsksForItsOwn_data();
     void eachCommandAsksForItsOwn();
     void allThatIsUnfinishedAndNobodysIsResumed();
+    void whatAProcessHasThatMayHaveDiedIsResumedToo_data();
+    void whatAProcessHasThatMayHaveDiedIsResumedToo();
     void whatIsLeftOutIsNotSaidToBeNothing();
     void theSameDownloadTwiceIsSaidAndEndsOnce();
     void aStopLeavesTheRestAndSaysHowMany();
@@ -353,6 +355,42 @@ void TestDownloadsRunner::allThatIsUnfinishedAndNobodysIsResumed()
         resumed.append(command.id);
     QCOMPARE(QSet<qint64>(resumed.cbegin(), resumed.cend()), QSet<qint64>({1, 2}));
     QVERIFY(m_notes.lines.first().contains(u"77"_s));
+}
+
+void TestDownloadsRunner::whatAProcessHasThatMayHaveDiedIsResumedToo_data()
+{
+    QTest::addColumn<QList<Snapshot>>("news");
+    QTest::addColumn<QStringList>("lines");
+    QTest::newRow("it had died") << QList<Snapshot>{row(3, DownloadState::Resting), row(3, DownloadState::Running),
+                                                    row(3, DownloadState::Done)}
+                                 << QStringList{u"begin 3 http://a/3"_s, u"end 3 0"_s};
+    Snapshot others = row(3, DownloadState::Failed, Failure::Kind::OwnedByOther);
+    others.failure.number = 77;
+    QTest::newRow("it lives") << QList<Snapshot>{row(3, DownloadState::Resting), others}
+                              << QStringList{u"download 3 is left out: process 77 is at work on it"_s};
+}
+
+/// Nobody asked for that one by its number, so that it is no failure where it is in good hands.
+void TestDownloadsRunner::whatAProcessHasThatMayHaveDiedIsResumedToo()
+{
+    QFETCH(const QList<Snapshot>, news);
+    QFETCH(const QStringList, lines);
+    Arguments arguments = withIds(Command::Resume, {});
+    arguments.all = true;
+    begin(arguments);
+    Snapshot unseen = row(3, DownloadState::Running);
+    unseen.ownerPid = 77;
+    unseen.ownerSecondsLeft = 43;
+    EngineAnswer page;
+    page.snapshots = {unseen};
+    QVERIFY(m_engine->answerTo(Kind::Snapshots, page));
+    QVERIFY(m_engine->answerTo(Kind::Resume, answerOf(3)));
+    for (const Snapshot &snapshot : news)
+        m_engine->tellChanged(snapshot);
+    QCOMPARE(m_notes.lines, lines);
+    QCOMPARE(m_engine->of(Kind::Close).size(), 1);
+    m_engine->tellClosed();
+    QCOMPARE(m_done, QList<ExitStatus>{ExitStatus::Done});
 }
 
 void TestDownloadsRunner::whatIsLeftOutIsNotSaidToBeNothing()

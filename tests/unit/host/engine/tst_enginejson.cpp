@@ -59,6 +59,7 @@ Snapshot someSnapshot()
     snapshot.failure = someFailure();
     snapshot.error = {404, ErrorCategory::kHttp, "x.cpp, 3", "gone"};
     snapshot.ownerPid = 4321;
+    snapshot.ownerSecondsLeft = 43;
     snapshot.created = kTime;
     snapshot.finished = kTime.addSecs(1);
     snapshot.stream = StreamSnapshot{u"/tmp/ü/a b.part"_s, 7, 5};

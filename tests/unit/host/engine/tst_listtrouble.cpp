@@ -97,6 +97,15 @@ void endRest(const QueueBench &bench)
     }
 }
 
+/// From now on a process has it of which nobody here can see whether it lives.
+bool giveToUnseen(const SqlFile &list, qint64 id)
+{
+    return list.run(u"INSERT INTO owners (boot_id, pid, start_time, machine, until) "
+                    u"VALUES ('there', 7, 8, 'a', unixepoch() + 43)"_s)
+        && list.run(u"UPDATE downloads SET owner_pid = 7, owner_start_time = 8, owner_boot_id = 'there' WHERE id = ?"_s,
+                    {id});
+}
+
 qint64 sizeOfLog(const QueueBench &bench)
 {
     return QFileInfo(bench.listPath() + "-wal"_L1).size();
@@ -128,6 +137,7 @@ private Q_SLOTS:
     void whatSomebodyElseHasRemovedIsNotSaidToBeSaved();
     void whatAProcessHasThatMayHaveDiedIsWaitedForOnce_data();
     void whatAProcessHasThatMayHaveDiedIsWaitedForOnce();
+    void whatWaitsForAProcessLeavesItsPlaceToOthers();
 };
 
 void TestListTrouble::aFullListStopsNoDownload()
@@ -448,9 +458,7 @@ void TestListTrouble::whatAProcessHasThatMayHaveDiedIsWaitedForOnce()
     QueueBench bench;
     const qint64 id = bench.add(u"done"_s);
     const SqlFile other(bench.listPath());
-    QVERIFY(other.run(u"INSERT INTO owners (boot_id, pid, start_time, machine, until) "
-                      u"VALUES ('there', 7, 8, 'a', unixepoch() + 43)"_s));
-    QVERIFY(other.run(u"UPDATE downloads SET owner_pid = 7, owner_start_time = 8, owner_boot_id = 'there'"_s));
+    QVERIFY(giveToUnseen(other, id));
     QVERIFY(bench.queue->append(id));
     QTRY_COMPARE(bench.queue->state(id), std::optional(DownloadState::Resting));
     QCOMPARE(bench.retries.size(), 1);
@@ -462,6 +470,26 @@ void TestListTrouble::whatAProcessHasThatMayHaveDiedIsWaitedForOnce()
     QTRY_COMPARE(bench.endsOf(id), 1);
     QCOMPARE(bench.outcomeOf(id).failure.kind, outcome);
     QCOMPARE(bench.retries.size(), 1);
+}
+
+/// And takes none from them once that has ended.
+void TestListTrouble::whatWaitsForAProcessLeavesItsPlaceToOthers()
+{
+    QueueBench bench(QueueBench::oneAtATime());
+    const qint64 theirs = bench.add(u"done"_s);
+    const SqlFile other(bench.listPath());
+    QVERIFY(giveToUnseen(other, theirs));
+    QVERIFY(bench.queue->append(theirs));
+    const qint64 ours = bench.append(u"run"_s);
+    QTRY_COMPARE(bench.queue->state(ours), std::optional(DownloadState::Running));
+    QCOMPARE(bench.queue->state(theirs), std::optional(DownloadState::Resting));
+    QVERIFY(other.run(u"UPDATE owners SET until = 1 WHERE pid = 7"_s));
+    endRest(bench);
+    QueueBench::settle();
+    QCOMPARE(bench.queue->state(theirs), std::optional(DownloadState::Resting));
+    bench.session->stop(ours);
+    QTRY_COMPARE(bench.endsOf(theirs), 1);
+    QCOMPARE(bench.outcomeOf(theirs).failure.kind, Failure::Kind::None);
 }
 
 QTEST_GUILESS_MAIN(TestListTrouble)

@@ -83,6 +83,8 @@ private Q_SLOTS:
     void allThatIsUnfinishedIsResumedInItsOrder();
     void whatIsOnlyAddedIsNobodys();
     void whatAProcessOfTheSameNumberElsewhereHasIsNotOurs();
+    void theSameRequestWaitsForAProcessThatMayHaveDied();
+    void whatIsToGoOnWaitsForAProcessThatMayHaveDied();
     void whatIsAnothersAfterAllIsToldToHaveFailed();
     void ofManyThatWaitEachIsToldWhenItBegins_data();
     void ofManyThatWaitEachIsToldWhenItBegins();
@@ -719,6 +721,41 @@ void TestLocalEngine::whatAProcessOfTheSameNumberElsewhereHasIsNotOurs()
     QVERIFY(giveToUnseen(id, pid));
     QCOMPARE(row(id).ownerPid, pid);
     QCOMPARE(row(id).state, DownloadState::Running);
+}
+
+/// And goes on as it was asked for this time.
+void TestLocalEngine::theSameRequestWaitsForAProcessThatMayHaveDied()
+{
+    DownloadRequest asked = request(u"done"_s);
+    const auto addIt = [&](bool begin) {
+        return answerOf([&](const Engine::Callback &done) { m_engine->add(asked, begin, done); });
+    };
+    const qint64 id = addIt(false).ids.value(0);
+    QTRY_COMPARE(row(id).ownerPid, 0);
+    QVERIFY(giveToUnseen(id, 7));
+    QCOMPARE(addIt(false).failure.kind, Failure::Kind::OwnedByOther);
+    asked.changes = change(kOnUnresumable, u"restart"_s);
+    QCOMPARE(addIt(true).ids, QList<qint64>{id});
+    QVERIFY(comesTo(id, DownloadState::Resting));
+    QCOMPARE(addIt(true).ids, QList<qint64>{id});
+    QVERIFY(SqlFile(m_dir->filePath(u"list.sqlite"_s)).run(u"UPDATE owners SET until = 1 WHERE pid = 7"_s));
+    // Nobody wants to wait for the end of the rest here.
+    QVERIFY(answerOf([&](const Engine::Callback &done) { m_engine->pause(id, done); }).isOk());
+    QVERIFY(answerOf([&](const Engine::Callback &done) { m_engine->resume(id, done); }).isOk());
+    QVERIFY(comesTo(id, DownloadState::Done));
+    QCOMPARE(Trouble::Policy(row(id).details->options.onUnresumable), Trouble::Policy::Restart);
+}
+
+void TestLocalEngine::whatIsToGoOnWaitsForAProcessThatMayHaveDied()
+{
+    const qint64 theirs = add(u"done"_s, {}, false);
+    const qint64 ours = add(u"done"_s, {}, false);
+    QTRY_VERIFY(row(theirs).ownerPid == 0 && row(ours).ownerPid == 0);
+    QVERIFY(giveToUnseen(theirs, 7));
+    const EngineAnswer resumed = answerOf([this](const Engine::Callback &done) { m_engine->resumeAll(done); });
+    QCOMPARE(resumed.ids, (QList<qint64>{theirs, ours}));
+    QVERIFY(comesTo(ours, DownloadState::Done));
+    QCOMPARE(row(theirs).state, DownloadState::Resting);
 }
 
 /// Whoever waits for its end would wait for ever where it is said to run.
