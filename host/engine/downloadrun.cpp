@@ -109,6 +109,8 @@ DownloadStatus DownloadRun::status() const
         status.sections = record.files.first().sections;
     }
     status.fetching = details().fetching;
+    if (m_chief)
+        status.transfers = m_chief->transfers();
     return status;
 }
 

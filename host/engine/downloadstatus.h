@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/network/transferstatus.h>
 #include <inet/qt/download/records/abstractdownloadsection.h>
 #include <inet/qt/download/records/connectionsmap.h>
 
@@ -18,5 +19,6 @@ struct DownloadStatus {
     QList<AbstractDownloadSection> sections = {}; ///< what of the file is filled
     QList<qint64> fetching = {}; ///< places in the file at which bytes arrive now
     QtConnectionsMap servers = {}; ///< to which the connections go
+    QList<TransferStatus> transfers = {}; ///< that bring them; empty = there are none, or nobody here makes them
     qint64 retryInMs = -1; ///< time to the next attempt; -1 = it is not waiting for one
 };

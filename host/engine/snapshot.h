@@ -32,11 +32,12 @@ struct FileSnapshot {
     friend bool operator==(const FileSnapshot &, const FileSnapshot &) = default;
 };
 
-/// A connection that brings bytes. What is not known is empty or -1: a module tells how many connections go to which
-/// server and at which places bytes arrive, but not which belongs to which.
+/// A connection that brings bytes, or is to. What is not known is empty or -1: the place before its server has
+/// answered, and place or speed of one that a module makes by itself, which tells how many go to which server and at
+/// which places bytes arrive, but not which belongs to which.
 struct ConnectionSnapshot {
     QString server; ///< "host:port"
-    qint64 position = -1; ///< in the file
+    qint64 position = -1; ///< in the file, of the next byte
     qint64 speed = -1; ///< bytes/s
 
     friend bool operator==(const ConnectionSnapshot &, const ConnectionSnapshot &) = default;

@@ -63,8 +63,8 @@ FileAssurance assuranceOf(const ListEntry &entry)
     return FileAssurance::of(entry.evidence, entry.hasChecksum ? std::optional(entry.checksumResult) : std::nullopt);
 }
 
-/// Which of several servers a connection goes to is not known.
-QList<ConnectionSnapshot> connectionsOf(const DownloadStatus &status)
+/// Of a module's own transfers: which of several servers a connection goes to is not known.
+QList<ConnectionSnapshot> connectionsOfModule(const DownloadStatus &status)
 {
     QList<ConnectionSnapshot> connections;
     for (auto it = status.servers.cbegin(); it != status.servers.cend(); ++it) {
@@ -77,6 +77,16 @@ QList<ConnectionSnapshot> connectionsOf(const DownloadStatus &status)
         connections[i].position = status.fetching.at(i);
     if (connections.size() == 1)
         connections.first().speed = status.speed;
+    return connections;
+}
+
+QList<ConnectionSnapshot> connectionsOf(const DownloadStatus &status)
+{
+    if (status.transfers.isEmpty())
+        return connectionsOfModule(status);
+    QList<ConnectionSnapshot> connections;
+    for (const TransferStatus &transfer : status.transfers)
+        connections.append({transfer.server, transfer.position, transfer.speed});
     return connections;
 }
 

@@ -48,6 +48,11 @@ void DownloadAccessChief::setMostConnections(qint64 count, qint64 perServer)
         m_shared->announceLimits();
 }
 
+QList<TransferStatus> DownloadAccessChief::transfers() const
+{
+    return m_manager->transfers();
+}
+
 NetworkUsageSettings DownloadAccessChief::usageSettings() const
 {
     NetworkUsageSettings settings = m_shared->usageSettings();

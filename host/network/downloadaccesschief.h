@@ -2,6 +2,7 @@
 #pragma once
 
 #include <host/network/networkaccesschief.h>
+#include <host/network/transferstatus.h>
 #include <inet/qt/download/framework/abstractnetworkaccesschief.h>
 #include <inet/qt/download/records/connectionsmap.h>
 
@@ -40,6 +41,9 @@ public:
     /// Connections that the download may have, in all and to one server, from now on; 0 = no limit. Where that is more
     /// than before, the download hears of it.
     void setMostConnections(qint64 count, qint64 perServer);
+
+    /// Of the download's requests, those that go on.
+    QList<TransferStatus> transfers() const;
 
     AbstractNetworkConsumersStats *consumersStats() const override { return m_shared->consumersStats(); }
     NetworkUsageSettings usageSettings() const override;

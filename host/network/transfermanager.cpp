@@ -53,6 +53,17 @@ TransferManager::TransferManager(std::shared_ptr<TransferHub> hub, std::shared_p
 
 TransferManager::~TransferManager() = default;
 
+QList<TransferStatus> TransferManager::transfers() const
+{
+    QList<TransferStatus> transfers;
+    const auto replies = findChildren<TransferReply *>(QString(), Qt::FindDirectChildrenOnly);
+    for (const TransferReply *const reply : replies) {
+        if (const std::optional<TransferStatus> status = reply->status())
+            transfers.append(*status);
+    }
+    return transfers;
+}
+
 QNetworkReply *TransferManager::createRequest(Operation operation, const QNetworkRequest &request,
                                               QIODevice *outgoingData)
 {

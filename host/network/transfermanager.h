@@ -2,7 +2,9 @@
 #pragma once
 
 #include <host/network/transferrequest.h>
+#include <host/network/transferstatus.h>
 
+#include <QList>
 #include <QNetworkAccessManager>
 
 #include <memory>
@@ -31,6 +33,9 @@ public:
     explicit TransferManager(std::shared_ptr<TransferHub> hub, std::shared_ptr<ResourceGuard> guard = nullptr,
                              QObject *parent = nullptr);
     ~TransferManager() override;
+
+    /// Of its replies, those that go on, in the order in which they were asked for.
+    QList<TransferStatus> transfers() const;
 
 protected:
     QNetworkReply *createRequest(Operation operation, const QNetworkRequest &request, QIODevice *outgoingData) override;

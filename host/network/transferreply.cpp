@@ -9,6 +9,7 @@
 #include <host/parsing/partialanswer.h>
 #include <inet/qt/download/framework/abstractnetworkaccesschief.h>
 #include <inet/qt/download/framework/runguard.h>
+#include <inet/qt/download/records/connectionsmap.h>
 
 #include <QEvent>
 #include <QSslError>
@@ -125,6 +126,20 @@ QByteArray TransferReply::takeBlock(qint64 maxSize)
     return block;
 }
 
+std::optional<TransferStatus> TransferReply::status() const
+{
+    if (!m_transfer || isFinished())
+        return std::nullopt;
+    const QtHostAndPort server = hostAndPortFromUrl(m_request.url);
+    TransferStatus status{u"%1:%2"_s.arg(server.host).arg(server.port)};
+    if (!m_answer)
+        return status;
+    const bool isPart = m_answer->status == kPartialContent;
+    status.position = (isPart ? PartialAnswer::askedStart(m_request.range).value_or(0) : 0) + m_taken;
+    status.speed = m_speed.at(m_clock.elapsed());
+    return status;
+}
+
 void TransferReply::abort()
 {
     if (isFinished())
@@ -165,6 +180,7 @@ void TransferReply::present(QNetworkAccessManager::Operation operation, const QN
     setOperation(operation);
     setRequest(original);
     setUrl(original.url());
+    m_clock.start();
     open(QIODevice::ReadOnly | QIODevice::Unbuffered);
     // A manager listens to its replies in their own name, unguarded against its death.
     connect(m_manager, &QObject::destroyed, this, [this] { disconnect(this, nullptr, this, nullptr); });
@@ -348,6 +364,7 @@ void TransferReply::afterRead(qint64 size)
         m_told = 0;
     if (size > 0 && m_answer) {
         const qint64 before = std::exchange(m_taken, m_taken + size);
+        m_speed.add(size, m_clock.elapsed());
         if (before == 0)
             m_way.guard->takeBytes(m_evidence);
         if (before < RequestPace::kEnough && m_taken >= RequestPace::kEnough)

@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/network/recentspeed.h>
 #include <host/network/requestpath.h>
 #include <host/network/transfer.h>
 #include <host/network/transferrequest.h>
+#include <host/network/transferstatus.h>
 #include <host/policy/evidence.h>
 #include <host/policy/requestpace.h>
 
+#include <QElapsedTimer>
 #include <QNetworkReply>
 #include <QPointer>
 
@@ -72,6 +75,9 @@ public:
     /// than bytesAvailable() says. Empty = nothing is there.
     Q_INVOKABLE QByteArray takeBlock(qint64 maxSize);
 
+    /// Nothing before its turn, at its end, and of what was never sent.
+    std::optional<TransferStatus> status() const;
+
 Q_SIGNALS:
     /// The URL that a redirect leads to, with the login that is shown nowhere else; before metaDataChanged().
     void redirectedWithLogin(const QUrl &url);
@@ -130,6 +136,8 @@ private:
     bool m_isHeadHeld = false; ///< it is told with the first byte
     TransferPipe::Head m_heldHead;
     qint64 m_taken = 0; ///< bytes of it
+    RecentSpeed m_speed; ///< of these, by the clock
+    QElapsedTimer m_clock; ///< since it was made
     qint64 m_askedMs = 0; ///< when it began to wait for its turn, by the gate's clock
     TransferRequest m_request;
     std::shared_ptr<Transfer> m_transfer; ///< null once it has ended and all is read, and where there was none

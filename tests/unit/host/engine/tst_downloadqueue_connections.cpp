@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <host/engine/downloadqueue.h>
 #include <host/engine/downloadsession.h>
+#include <host/engine/snapshotmaker.h>
 #include <tests/support/scriptedserver.h>
 #include <tests/support/testfiles.h>
 
@@ -8,6 +9,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <algorithm>
 #include <memory>
 
 using namespace Qt::StringLiterals;
@@ -44,6 +46,8 @@ private Q_SLOTS:
     void allThatMayHaveMoreTakeThem();
     void whatEndedBeforeTheLimitRoseLeavesNobodyBehind();
     void theBytesOfARunThatItsHoursEndedStay();
+    void eachConnectionHasAServerAPlaceAndASpeed_data();
+    void eachConnectionHasAServerAPlaceAndASpeed();
 
 private:
     qint64 append(const QString &path);
@@ -182,6 +186,55 @@ void TestDownloadQueueConnections::theBytesOfARunThatItsHoursEndedStay()
     QCOMPARE(TestFiles::sha256OfFile(outcome.info.filePath(0)), TestFiles::sha256OfContent(kSeed, kSize));
     for (qsizetype i = asked; i < m_server->requests().size(); ++i)
         QVERIFY2(m_server->requests().at(i).header("Range").startsWith("bytes="), "what was kept is asked for again");
+}
+
+void TestDownloadQueueConnections::eachConnectionHasAServerAPlaceAndASpeed_data()
+{
+    QTest::addColumn<bool>("hasMirror");
+    QTest::newRow("one server") << false;
+    QTest::newRow("two servers") << true;
+}
+
+void TestDownloadQueueConnections::eachConnectionHasAServerAPlaceAndASpeed()
+{
+    QFETCH(bool, hasMirror);
+    constexpr qint64 kLarge = 64 * 1024 * 1024;
+    ScriptedServer mirror;
+    const auto slowly = [](const ScriptedRequest &) {
+        ScriptedResponse response = ScriptedResponse::file(kSeed, kLarge);
+        response.bytesPerSecond = 500000;
+        return response;
+    };
+    m_server->setFallback(slowly);
+    mirror.setFallback(slowly);
+    DownloadRequest request;
+    request.url = m_server->url(u"/large"_s);
+    request.mirrors = hasMirror ? QList<QUrl>{mirror.url(u"/large"_s)} : QList<QUrl>();
+    request.folder = m_dir->path();
+    Failure failure;
+    const qint64 id = m_session->add(request, &failure);
+    m_queue->append(id);
+    QList<ConnectionSnapshot> connections;
+    const auto areKnown = [&] {
+        Snapshot row;
+        SnapshotMaker::putStatus(row, m_queue->status(id), QDateTime());
+        connections = row.connections;
+        return connections.size() == 2
+            && std::all_of(connections.cbegin(), connections.cend(),
+                           [](const ConnectionSnapshot &one) { return one.position >= 0 && one.speed > 0; });
+    };
+    QTRY_VERIFY_WITH_TIMEOUT(areKnown(), ScriptedServer::kPatienceMs);
+    std::sort(connections.begin(), connections.end(),
+              [](const auto &one, const auto &other) { return one.position < other.position; });
+    // The second one begins in the middle.
+    QVERIFY(connections.at(0).position < kLarge / 2);
+    QVERIFY(connections.at(1).position >= kLarge / 2);
+    const auto nameOf = [](const ScriptedServer &server) { return u"127.0.0.1:%1"_s.arg(server.port()); };
+    QStringList servers{connections.at(0).server, connections.at(1).server};
+    QStringList expected{nameOf(*m_server), nameOf(hasMirror ? mirror : *m_server)};
+    servers.sort();
+    expected.sort();
+    QCOMPARE(servers, expected);
 }
 
 QTEST_GUILESS_MAIN(TestDownloadQueueConnections)

@@ -16,6 +16,7 @@ private Q_SLOTS:
     void aFileThatWasFoundWrongHasFailed_data();
     void aFileThatWasFoundWrongHasFailed();
     void onePlaceIsKnownOfAnOnlyServer();
+    void whatOurTransfersSayIsBetterThanWhatAModuleSays();
     void theTimeOfTheNextAttemptStays();
     void aLongerRestHasATimeOfItsOwn();
     void secretsAreNotInTheDetails();
@@ -95,6 +96,19 @@ void TestSnapshotMaker::onePlaceIsKnownOfAnOnlyServer()
     SnapshotMaker::putStatus(snapshot, status, {});
     QCOMPARE(snapshot.connections.size(), 2);
     QCOMPARE(snapshot.connections.first().position, -1);
+}
+
+void TestSnapshotMaker::whatOurTransfersSayIsBetterThanWhatAModuleSays()
+{
+    DownloadStatus status;
+    status.speed = 100;
+    status.fetching = {7, 50};
+    status.servers = {{{u"h"_s, 80}, {1}}, {{u"i"_s, 80}, {1}}};
+    status.transfers = {{u"i:80"_s, 50, 30}, {u"h:80"_s, 7, 70}, {u"h:80"_s, -1, 0}};
+    Snapshot snapshot;
+    SnapshotMaker::putStatus(snapshot, status, {});
+    QCOMPARE(snapshot.connections,
+             QList<ConnectionSnapshot>({{u"i:80"_s, 50, 30}, {u"h:80"_s, 7, 70}, {u"h:80"_s, -1, 0}}));
 }
 
 void TestSnapshotMaker::theTimeOfTheNextAttemptStays()
