@@ -58,7 +58,7 @@ private Q_SLOTS:
     void commandsAmidstRunningDownloadsAreShown();
     void allThatIsPausedAndResumedComesDown();
     void aPageTakenInTheMiddleIsFollowedToTheEnd();
-    void anAnsweredQuestionLetsItsDownloadGoOn();
+    void anAnsweredQuestionLetsItsDownloadGoOnWhileOthersRun();
     void ofWhatWasRemovedNothingMoreIsSaid();
     void whatAnotherProgramDoesToTheListIsShown();
 
@@ -277,19 +277,24 @@ void TestEngineFrontend::aPageTakenInTheMiddleIsFollowedToTheEnd()
     QCOMPARE(difference(second.rows(), m_model->rows()), QString());
 }
 
-void TestEngineFrontend::anAnsweredQuestionLetsItsDownloadGoOn()
+void TestEngineFrontend::anAnsweredQuestionLetsItsDownloadGoOnWhileOthersRun()
 {
-    const QString taken = m_dir->filePath(u"file0.bin"_s);
+    const DownloadRequest another = request(kDownloads);
+    const QString taken = m_dir->filePath(another.url.fileName());
     QVERIFY(TestFiles::writeFile(taken, kSeed + 1, 10));
-    m_server->release(kGate);
+    m_engine->setMostAtOnce(kDownloads + 1, counted());
+    addAll(kDownloads);
+    QVERIFY(m_server->waitForHeld(kGate, kDownloads));
     connect(m_engine.get(), &Engine::asked, m_model.get(),
             [this](const Question &question) { m_engine->answer(question.id, Question::Choice::Rename, counted()); });
     QSignalSpy answered(m_engine.get(), &Engine::answered);
-    DownloadRequest asking = request(0);
+    DownloadRequest asking = another;
     asking.onExists = AbstractDownloadExistingFileReaction::Ask;
     m_engine->add(asking, true, counted());
-    QTRY_COMPARE(count(DownloadState::Done), 1);
-    QCOMPARE(answered.size(), 1);
+    QTRY_COMPARE(answered.size(), 1);
+    QTRY_COMPARE(count(DownloadState::Running), kDownloads + 1);
+    m_server->release(kGate);
+    QTRY_COMPARE_WITH_TIMEOUT(count(DownloadState::Done), kDownloads + 1, ScriptedServer::kPatienceMs);
     QVERIFY(isEachFileRight());
     QCOMPARE(TestFiles::readFile(taken), TestFiles::content(kSeed + 1, 0, 10));
 }
