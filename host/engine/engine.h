@@ -107,7 +107,8 @@ public:
     void setOptions(qint64 id, const OptionChanges &changes, const Callback &callback = {});
     /// pause() for all that waits or is active.
     void pauseAll(const Callback &callback = {});
-    /// resume() for all that is not finished and nobody is at work on. Answers their numbers.
+    /// resume() for all that is not finished and nobody is at work on. Answers their numbers. A failure, and none of
+    /// them begins, where the list cannot be read.
     void resumeAll(const Callback &callback = {});
     /// Of all downloads together, from now on; nothing is kept.
     void setGlobalLimits(const Limits &limits, const Callback &callback = {});
@@ -139,7 +140,8 @@ public:
     void send(const EngineCommand &command, const Callback &callback);
 
 Q_SIGNALS:
-    /// Position is its place in the list; those from there on move by one.
+    /// Position is its place in the list; those from there on move by one. -1 = it cannot be read; listChanged() came
+    /// before.
     void added(const Snapshot &snapshot, qint64 position);
     /// At once when the state changes, else at most every kNewsIntervalMs.
     void changed(const Snapshot &snapshot);
@@ -153,8 +155,8 @@ Q_SIGNALS:
     void totalsChanged(const Totals &totals);
     /// Something that a person should know and that ends nothing. Id 0 = of no download.
     void warned(qint64 id, const Warning &warning);
-    /// Another program has changed rows of the list, their number or their order: whoever shows them takes the page
-    /// again, and leaves alone what is told of rows before that comes. At most every kOthersIntervalMs, and before the
+    /// Another program has changed rows of the list, their number or their order, or nobody can tell: whoever shows
+    /// them takes the page again, and leaves alone what is told of rows before that comes. At most every kOthersIntervalMs, and before the
     /// next added() or moved().
     void listChanged();
     /// The last of all.

@@ -214,6 +214,11 @@ void LocalEngine::resumeAll(const EngineCommand &command)
             before = unfinished.last().id;
             return true;
         }
+        if (const Failure unread = list().lastFailure()) {
+            m_sliced.reset();
+            refuse(command, unread);
+            return false;
+        }
         std::sort(chosen.begin(), chosen.end(), standsBefore);
         resumeThese(command, chosen);
         return false;

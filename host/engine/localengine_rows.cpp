@@ -181,11 +181,16 @@ void LocalEngine::tellChanged(const Snapshot &snapshot)
     tell(news);
 }
 
+/// Where nobody can tell its place, whoever shows rows takes them anew.
 void LocalEngine::tellAdded(const Snapshot &snapshot)
 {
     qint64 others = 0;
-    EngineNews news{EngineNews::Kind::Added, snapshot.id, list().count(ListFilter::All, &others) - 1};
-    tellOfOthers(others);
+    const qint64 count = list().count(ListFilter::All, &others);
+    if (count < 0)
+        tell({EngineNews::Kind::ListChanged});
+    else
+        tellOfOthers(others);
+    EngineNews news{EngineNews::Kind::Added, snapshot.id, std::max<qint64>(count - 1, -1)};
     transition(snapshot);
     news.snapshot = snapshot;
     tell(news);
@@ -313,18 +318,19 @@ void LocalEngine::answerPage(const EngineCommand &command)
     const SnapshotQuery query = command.query.value_or(SnapshotQuery());
     beginToWatchOthers();
     const QList<ListEntry> entries = pageOf(query);
+    const bool isAll = query.count < 0 && query.first == 0;
+    EngineAnswer given;
+    given.total = list().lastFailure() || isAll ? entries.size() : list().count(query.filter);
     if (list().lastFailure()) {
         refuse(command, list().lastFailure());
         return;
     }
-    EngineAnswer given;
     for (const ListEntry &known : entries) {
         tellIfChanged(known.id);
         const auto row = m_rows.constFind(known.id);
         given.snapshots.append(row != m_rows.cend() ? *row : rowOf(owned(known)));
         tellOwnership(given.snapshots.last());
     }
-    given.total = query.count < 0 && query.first == 0 ? entries.size() : list().count(query.filter);
     answer(command, given);
 }
 

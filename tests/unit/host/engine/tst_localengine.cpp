@@ -74,6 +74,7 @@ private Q_SLOTS:
     void aFailureGoesOnceItsReasonHas();
     void ofManyThatEndedTheListAloneTells();
     void whatCannotBeReadIsNotToldToBeGone();
+    void allOfAListThatCannotBeReadIsNotResumed();
     void aCheckIsSeenWhileItGoesOn();
     void aCheckThatIsAskedForWhileAnotherEndsIsBegunOnce();
     void aCheckIsGivenUpForOtherWork_data();
@@ -105,6 +106,7 @@ private:
     qint64 bring(DownloadState state);
     bool giveToUnseen(qint64 id, qint64 pid) const;
     void reopenWithMany(int count = kMany);
+    void makeUnreadable(qint64 id) const;
     void setOwner(qint64 id, const ProcessIdentity &owner) const;
 
     std::unique_ptr<QTemporaryDir> m_dir;
@@ -205,6 +207,17 @@ void TestLocalEngine::setOwner(qint64 id, const ProcessIdentity &owner) const
                                 u"fence = coalesce(fence, 0) + 1 WHERE id = ?"_s,
                                 (owner.isNobody() ? QVariantList(3) : values) + QVariantList{id});
     QVERIFY2(isSet, qPrintable(list.errorText()));
+}
+
+/// More bytes than a number has room for cannot be added up.
+void TestLocalEngine::makeUnreadable(qint64 id) const
+{
+    const SqlFile list(m_dir->filePath(u"list.sqlite"_s));
+    const QString file =
+        u"INSERT INTO files (download_id, position, type, name, size, selected, path_on_disk, file_flags, "
+        u"content_type, data_start) VALUES (?, %1, 0, 'x', 9223372036854775807, 1, '', 0, '', 0)"_s;
+    for (const QString &position : {u"0"_s, u"1"_s})
+        QVERIFY2(list.run(file.arg(position), {id}), qPrintable(list.errorText()));
 }
 
 void TestLocalEngine::theSameRequestIsFoundAgainAndNotAdded()
@@ -500,18 +513,12 @@ void TestLocalEngine::ofManyThatEndedTheListAloneTells()
     QCOMPARE(row(first), *told);
 }
 
-/// More bytes than a number has room for cannot be added up.
 void TestLocalEngine::whatCannotBeReadIsNotToldToBeGone()
 {
     QVERIFY(comesTo(add(u"run"_s), DownloadState::Running));
     const qint64 id = add(u"done"_s);
     QVERIFY(comesTo(id, DownloadState::Waiting));
-    const SqlFile list(m_dir->filePath(u"list.sqlite"_s));
-    const QString file =
-        u"INSERT INTO files (download_id, position, type, name, size, selected, path_on_disk, file_flags, "
-        u"content_type, data_start) VALUES (?, %1, 0, 'x', 9223372036854775807, 1, '', 0, '', 0)"_s;
-    for (const QString &position : {u"0"_s, u"1"_s})
-        QVERIFY2(list.run(file.arg(position), {id}), qPrintable(list.errorText()));
+    makeUnreadable(id);
     QList<DownloadState> states;
     const QObject listener;
     connect(m_engine.get(), &Engine::changed, &listener, [&](const Snapshot &row) {
@@ -522,9 +529,19 @@ void TestLocalEngine::whatCannotBeReadIsNotToldToBeGone()
     QVERIFY(answerOf([&](const Engine::Callback &done) { m_engine->pauseAll(done); }).isOk());
     QTRY_VERIFY(!states.isEmpty());
     QCOMPARE(states, QList<DownloadState>{DownloadState::Paused});
-    QVERIFY(list.run(u"DELETE FROM files WHERE download_id = ?"_s, {id}));
+    QVERIFY(SqlFile(m_dir->filePath(u"list.sqlite"_s)).run(u"DELETE FROM files WHERE download_id = ?"_s, {id}));
     QCOMPARE(row(id).state, DownloadState::Paused);
     QCOMPARE(removed.size(), 0);
+}
+
+void TestLocalEngine::allOfAListThatCannotBeReadIsNotResumed()
+{
+    makeUnreadable(add(u"done"_s, {}, false));
+    QSignalSpy changed(m_engine.get(), &Engine::changed);
+    const EngineAnswer answer = answerOf([&](const Engine::Callback &done) { m_engine->resumeAll(done); });
+    QCOMPARE(answer.failure.kind, Failure::Kind::CannotReadList);
+    QCOMPARE(answer.ids, QList<qint64>());
+    QCOMPARE(changed.size(), 0);
 }
 
 void TestLocalEngine::aCheckIsSeenWhileItGoesOn()
