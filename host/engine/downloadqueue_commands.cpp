@@ -173,6 +173,7 @@ void DownloadQueue::decide(qint64 id, bool restart)
 
 void DownloadQueue::answerFileExists(qint64 id, int fileIndex, AbstractDownloadFileExistsAction action)
 {
+    Q_ASSERT(QThread::currentThread() == thread());
     if (QueuedDownload *const active = find(id))
         active->answer = action;
     m_session.fileExistsAction(id, fileIndex, action);
@@ -180,6 +181,7 @@ void DownloadQueue::answerFileExists(qint64 id, int fileIndex, AbstractDownloadF
 
 void DownloadQueue::leaveUnanswered(qint64 id, int fileIndex)
 {
+    Q_ASSERT(QThread::currentThread() == thread());
     if (QueuedDownload *const active = find(id))
         active->isUnanswered = true;
     answerFileExists(id, fileIndex, AbstractDownloadFileExistsAction::Skip);
@@ -187,6 +189,7 @@ void DownloadQueue::leaveUnanswered(qint64 id, int fileIndex)
 
 void DownloadQueue::setMostAtOnce(int count)
 {
+    Q_ASSERT(QThread::currentThread() == thread());
     m_options.mostAtOnce = std::max(1, count);
     fillSoon();
 }

@@ -6,6 +6,8 @@
 #include <host/policy/connectionshares.h>
 #include <host/policy/speedshares.h>
 
+#include <QThread>
+
 #include <algorithm>
 #include <utility>
 
@@ -29,6 +31,7 @@ void apply(const Limits &limits, DownloadOptions &options)
 
 void DownloadQueue::setSpeedLimit(qint64 limit)
 {
+    Q_ASSERT(QThread::currentThread() == thread());
     m_options.speedLimit = limit;
     m_options.speedTimes.clear();
     shareSpeed();
@@ -36,6 +39,7 @@ void DownloadQueue::setSpeedLimit(qint64 limit)
 
 void DownloadQueue::setMostConnections(int count)
 {
+    Q_ASSERT(QThread::currentThread() == thread());
     NetworkUsageSettings limits = m_session.usageOfAll();
     limits.maximumConnections = count;
     m_session.setUsageOfAll(limits);
@@ -45,6 +49,7 @@ void DownloadQueue::setMostConnections(int count)
 
 bool DownloadQueue::setLimitsOf(qint64 id, const Limits &limits, Failure *failure)
 {
+    Q_ASSERT(QThread::currentThread() == thread());
     if (QueuedDownload *const active = find(id)) {
         apply(limits, active->options);
         share();
