@@ -44,6 +44,7 @@ ExitStatus exitStatusOf(const Failure &failure)
     case Kind::CertificatesUnusable:
     case Kind::ClientCertificateUnusable:
     case Kind::InterfaceUnusable:
+    case Kind::ValueUnusable:
     case Kind::CookiesUnusable:
     case Kind::LoginsUnusable:
         return ExitStatus::BadOption;

@@ -309,6 +309,8 @@ QString ofItsKind(const Failure &failure)
     case Kind::WrongState:
     case Kind::CannotChange:
         return cannot(u"change"_s, failure);
+    case Kind::ValueUnusable:
+        return cause(failure);
     case Kind::CannotDeleteFile:
         return u"cannot remove download %1: %2. \"%3\" takes it off the list and leaves the file."_s.arg(
             numberOf(failure), cause(failure), commandOf("remove"_L1, failure));

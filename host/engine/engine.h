@@ -20,7 +20,8 @@
 /// An engine lives in one thread, in which it is called and in which it answers. A call returns at once and never
 /// answers or signals from inside. Each has exactly one answer, unless the engine is destroyed before; what makes no
 /// sense in the present state is answered with a failure that says so, and changes nothing. Commands are begun in the
-/// order in which they are given.
+/// order in which they are given. Limits and options are bound as the table of options has it, wherever they are given:
+/// what is beyond is refused (ValueUnusable), with all that came with it.
 ///
 /// News come in one order. An answer comes before the signals of what it did. A page of snapshots is what the signals
 /// have said up to there: what is due of changes of its rows is told before it. So who takes a page and applies the
@@ -112,7 +113,7 @@ public:
     void resumeAll(const Callback &callback = {});
     /// Of all downloads together, from now on; nothing is kept.
     void setGlobalLimits(const Limits &limits, const Callback &callback = {});
-    /// So many are active at once, from now on; those that are stay so. At least 1.
+    /// So many are active at once, from now on; those that are stay so. 1 to 1000.
     void setMostAtOnce(int count, const Callback &callback = {});
 
     /// Of what was added to be streamed: so many bytes from its beginning were read (Snapshot::stream says how many

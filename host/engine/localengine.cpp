@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <host/engine/localengine.h>
 
+#include <host/engine/commandvalues.h>
 #include <host/engine/downloadsession.h>
 #include <host/storage/storethread.h>
 #include <inet/qt/download/framework/runguard.h>
@@ -201,6 +202,8 @@ bool LocalEngine::isRefused(const EngineCommand &command)
         refuse(command, wrongState(Clause::Kind::EngineNotOpen));
     else if (m_isClosing)
         refuse(command, wrongState(Clause::Kind::EngineEnding));
+    else if (const Clause problem = CommandValues::problem(command); !problem.isEmpty())
+        refuse(command, Failure::make(Failure::Kind::ValueUnusable, Failure::Subject::of(command.id), problem));
     else if (!isOfTheListAlone(command.kind) && !bringUp(&failure))
         refuse(command, failure);
     else

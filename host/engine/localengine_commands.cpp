@@ -352,7 +352,7 @@ void LocalEngine::setGlobalLimits(const EngineCommand &command)
 
 void LocalEngine::setMostAtOnce(const EngineCommand &command)
 {
-    m_queue->setMostAtOnce(int(std::max<qint64>(1, command.value)));
+    m_queue->setMostAtOnce(int(command.value));
     answer(command);
 }
 

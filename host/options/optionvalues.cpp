@@ -68,6 +68,18 @@ QJsonObject OptionValues::toJson() const
     return object;
 }
 
+Clause OptionValues::problem() const
+{
+    const QJsonObject all = toJson();
+    OptionValues read(*m_table);
+    for (auto it = all.constBegin(); it != all.constEnd(); ++it) {
+        Clause problem;
+        if (!read.giveJson(*m_table->find(it.key()), it.value(), &problem))
+            return problem;
+    }
+    return {};
+}
+
 OptionValues OptionValues::fromJson(const QJsonObject &object)
 {
     OptionValues values;

@@ -49,6 +49,10 @@ public:
     /// Those that may stand there.
     OptionValues at(OptionRow::Place place) const;
 
+    /// Why one of them is no value of its option, in a sentence that names it; empty = all are. Of use where a program
+    /// gave them.
+    Clause problem() const;
+
     /// Names to values; lists where an option repeats.
     QJsonObject toJson() const;
     /// What toJson() made. What is no option here, or none of its values, is left out.

@@ -86,6 +86,7 @@ const QList<KindRow> &kindRows()
         {Kind::ProxyUnusable, "proxy-unusable"_L1},
         {Kind::CertificatesUnusable, "certificates-unusable"_L1},
         {Kind::ClientCertificateUnusable, "client-certificate-unusable"_L1},
+        {Kind::ValueUnusable, "value-unusable"_L1},
         {Kind::InterfaceUnusable, "interface-unusable"_L1},
         {Kind::CookiesUnusable, "cookies-unusable"_L1},
         {Kind::LoginsUnusable, "logins-unusable"_L1},

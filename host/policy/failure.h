@@ -63,6 +63,7 @@ struct Failure {
         CannotBegin, ///< detail: why not
         OwnedByOther, ///< another process is at work on it; number: which, 0 = it has been, and is done
         CannotChange, ///< detail: why not
+        ValueUnusable, ///< of a limit or an option; detail: a sentence that names it
         CannotDeleteFile, ///< and so the download stays in the list; detail: which one, and why not
         CannotFinish, ///< now, with what is there; detail: why not
         SameResource, ///< subject: another download, of what this one is of; nothing failed

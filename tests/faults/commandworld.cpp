@@ -91,7 +91,7 @@ qint64 pickValue(Kind kind, QRandomGenerator &chance)
     case Kind::SetGlobalLimits:
         return chance.bounded(2) * qint64(chance.bounded(20000, 2000000));
     case Kind::SetMostAtOnce:
-        return chance.bounded(0, 6);
+        return chance.bounded(1, 6);
     default:
         return chance.bounded(12);
     }

@@ -68,6 +68,7 @@ void TestExitStatus::statusOfFailure_data()
     row(Kind::CertificatesUnusable, ExitStatus::BadOption);
     row(Kind::ClientCertificateUnusable, ExitStatus::BadOption);
     row(Kind::InterfaceUnusable, ExitStatus::BadOption);
+    row(Kind::ValueUnusable, ExitStatus::BadOption);
     row(Kind::CookiesUnusable, ExitStatus::BadOption);
     row(Kind::LoginsUnusable, ExitStatus::BadOption);
     row(Kind::CannotResume, ExitStatus::CannotResume);

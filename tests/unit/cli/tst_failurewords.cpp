@@ -324,6 +324,8 @@ void TestFailureWords::wordsOfFailure_data()
         u"there is no download 5. Run \"plait list\" to see them."_s);
     row("what runs is not changed", Kind::CannotChange, u"it runs"_s,
         u"cannot change download 5: it runs. Stop it first."_s, {Remedy::StopFirst});
+    row("what is beyond its bounds is named", Kind::ValueUnusable, u"\"limit-rate\" takes 1 or more"_s,
+        u"\"limit-rate\" takes 1 or more"_s);
     row("what cannot be deleted stays in the list", Kind::CannotDeleteFile, u"\"x\" cannot be deleted: it is busy"_s,
         u"cannot remove download 5: \"x\" cannot be deleted: it is busy. \"plait remove 5\" takes it off the list and "
         u"leaves the file."_s);

@@ -68,6 +68,8 @@ private Q_SLOTS:
     void anAnswerComesBeforeWhatItDid();
     void optionsThatWereGivenMeanwhileStay();
     void limitsAreInTheList();
+    void whatIsBeyondItsBoundsIsRefused_data();
+    void whatIsBeyondItsBoundsIsRefused();
     void whatAnotherProcessRunsIsNotChanged_data();
     void whatAnotherProcessRunsIsNotChanged();
     void aFailureGoesOnceAnotherProcessHasFetchedTheFile();
@@ -419,6 +421,55 @@ void TestLocalEngine::limitsAreInTheList()
     QCOMPARE(kept.rateLimit, 1000);
     QCOMPARE(kept.connections, 3);
     QCOMPARE(kept.connectionsPerServer, 2);
+}
+
+void TestLocalEngine::whatIsBeyondItsBoundsIsRefused_data()
+{
+    QTest::addColumn<EngineCommand>("command");
+    QTest::addColumn<QString>("option");
+    using Kind = EngineCommand::Kind;
+    const auto row = [](const char *name, const EngineCommand &command, const char *option) {
+        QTest::newRow(name) << command << u"\"%1\""_s.arg(QLatin1StringView(option));
+    };
+    const auto limited = [&row](const char *name, Kind kind, const Limits &limits, const char *option) {
+        row(name, {.kind = kind, .id = 1, .limits = limits}, option);
+    };
+    limited("a rate below 0", Kind::SetLimits, {-7, {}, {}}, "limit-rate");
+    limited("connections below 0", Kind::SetLimits, {1000, -3, {}}, "max-connections");
+    limited("too many connections", Kind::SetLimits, {{}, 21, {}}, "max-connections");
+    limited("too many to a server", Kind::SetLimits, {{}, 2, 21}, "max-connections-per-server");
+    limited("a rate of all below 0", Kind::SetGlobalLimits, {-1, {}, {}}, "max-overall-download-limit");
+    limited("too many of all", Kind::SetGlobalLimits, {{}, 20001, {}}, "max-overall-connections");
+    limited("fewer than none of all to a server", Kind::SetGlobalLimits, {{}, {}, -1},
+            "max-overall-connections-per-server");
+    row("none at once", {.kind = Kind::SetMostAtOnce, .value = 0}, "max-downloads");
+    row("more at once than a number has room for", {.kind = Kind::SetMostAtOnce, .value = 1 + (qint64(1) << 32)},
+        "max-downloads");
+    row("an option", {.kind = Kind::SetOptions, .id = 1, .changes = change("max-connections"_L1, 21)},
+        "max-connections");
+    row("an option that is no word of its own",
+        {.kind = Kind::SetOptions, .id = 1, .changes = change(kOnUnresumable, u"sulk"_s)}, "on-unresumable");
+    DownloadRequest asked;
+    asked.url = QUrl(u"http://host"_s + FakePaths::kSteps);
+    asked.options.rateLimit = -1;
+    row("of a new download", {.kind = Kind::Add, .request = asked}, "limit-rate");
+    asked.options = {};
+    asked.changes = change("max-connections-per-server"_L1, -1);
+    row("of a new download that may be there", {.kind = Kind::Add, .request = asked}, "max-connections-per-server");
+}
+
+void TestLocalEngine::whatIsBeyondItsBoundsIsRefused()
+{
+    QFETCH(const EngineCommand, command);
+    QFETCH(const QString, option);
+    const qint64 id = add(u"done"_s, {}, false);
+    QCOMPARE(id, 1);
+    const DownloadOptions before = row(id).details->options;
+    const EngineAnswer answer = answerOf([&](const Engine::Callback &done) { m_engine->send(command, done); });
+    QCOMPARE(answer.failure.kind, Failure::Kind::ValueUnusable);
+    QCOMPARE(answer.failure.cause.values.value(0), option);
+    QCOMPARE(row(id).details->options, before);
+    QCOMPARE(answerOf([&](const Engine::Callback &done) { m_engine->snapshots({}, done); }).total, 1);
 }
 
 void TestLocalEngine::whatAnotherProcessRunsIsNotChanged_data()
