@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <host/engine/downloadrequest.h>
 
+#include <host/storage/replacedfile.h>
+
 #include <QDateTime>
 
 #include <algorithm>
@@ -59,5 +61,5 @@ void DownloadRequest::renew(AbstractDownloadPersistentInfo &record) const
     for (const QUrl &mirror : mirrors)
         addMirror(record, mirror);
     if (onExists != AbstractDownloadExistingFileReaction::NotSet)
-        record.existingFileReaction = onExists;
+        ReplacedFile::setReaction(record, onExists);
 }

@@ -66,6 +66,17 @@ void ReplacedFile::planEmpty(AbstractDownloadPersistentInfo &record, const QStri
     put(record, {{kFile, FileIdentity::of(path).text}, {kIsEmpty, true}});
 }
 
+void ReplacedFile::setReaction(AbstractDownloadPersistentInfo &record, Reaction reaction)
+{
+    if (!isPlanned(record)) {
+        record.existingFileReaction = reaction;
+        return;
+    }
+    QVariantMap plan = planOf(record);
+    plan.insert(kReaction, int(reaction));
+    record.parameters.insert(kKey, plan);
+}
+
 bool ReplacedFile::isPlanned(const AbstractDownloadPersistentInfo &record)
 {
     return record.parameters.contains(kKey) && record.existingFileReaction == Reaction::Ask;

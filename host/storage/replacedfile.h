@@ -26,6 +26,10 @@ void plan(AbstractDownloadPersistentInfo &record, const FileIdentity &file, bool
 /// it.
 void planEmpty(AbstractDownloadPersistentInfo &record, const QString &path);
 
+/// What is to become of files in the way from now on. Of the one that is to be replaced it was said before, and still
+/// holds.
+void setReaction(AbstractDownloadPersistentInfo &record, AbstractDownloadExistingFileReaction reaction);
+
 bool isPlanned(const AbstractDownloadPersistentInfo &record);
 
 /// Of the file of a download that is to be fetched anew, as long as it is there; empty = there is none, or it was not

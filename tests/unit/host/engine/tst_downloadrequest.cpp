@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <host/engine/downloadrequest.h>
+#include <host/storage/replacedfile.h>
 
 #include <QTest>
 
@@ -35,6 +36,7 @@ private Q_SLOTS:
     void isSameDownload_data();
     void isSameDownload();
     void whatIsGivenAgainReplacesWhatWasRemembered();
+    void whatIsFetchedAnewStillTakesItsFilesPlace();
     void whatIsNotGivenAgainStays();
 };
 
@@ -103,6 +105,16 @@ void TestDownloadRequest::whatIsGivenAgainReplacesWhatWasRemembered()
     QCOMPARE(record.referer, u"http://b/"_s);
     QCOMPARE(record.userAgent, u"Me/2"_s);
     QCOMPARE(record.parameters.value(u"headers"_s).toMap(), again.headers);
+}
+
+void TestDownloadRequest::whatIsFetchedAnewStillTakesItsFilesPlace()
+{
+    Info record = fullRequest().newRecord();
+    ReplacedFile::plan(record, {}, true);
+    DownloadRequest again = fullRequest();
+    again.onExists = AbstractDownloadExistingFileReaction::Rename;
+    again.renew(record);
+    QVERIFY(ReplacedFile::isPlanned(record));
 }
 
 void TestDownloadRequest::whatIsNotGivenAgainStays()

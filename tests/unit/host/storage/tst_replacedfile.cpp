@@ -29,6 +29,7 @@ private Q_SLOTS:
     void onlyTheVeryFileIsReplaced_data();
     void onlyTheVeryFileIsReplaced();
     void oneThatNobodyWantsGoesForAnyNewOne();
+    void whatIsSaidOfOthersLaterIsNotSaidOfIt();
     void anEmptyFileIsReplacedAsLongAsItIsEmpty_data();
     void anEmptyFileIsReplacedAsLongAsItIsEmpty();
     void ofOtherDownloadsNothingIsSaid();
@@ -156,6 +157,21 @@ void TestReplacedFile::oneThatNobodyWantsGoesForAnyNewOne()
     ReplacedFile::plan(record, {}, true);
     QCOMPARE(ReplacedFile::answer(record, {path(u"f.bin"_s)}, false), Action::Overwrite);
     QCOMPARE(ReplacedFile::answer(record, {path(u"g.bin"_s)}, false), Action::Rename);
+}
+
+void TestReplacedFile::whatIsSaidOfOthersLaterIsNotSaidOfIt()
+{
+    QVERIFY(make(u"f.bin"_s) && make(u"g.bin"_s));
+    Info record = finished(u"f.bin"_s, u"f.bin"_s);
+    ReplacedFile::plan(record, {}, false);
+    for (const auto &[said, action] : {std::pair(Reaction::Rename, Action::Rename), {Reaction::Skip, Action::Skip}}) {
+        ReplacedFile::setReaction(record, said);
+        QCOMPARE(ReplacedFile::answer(record, {path(u"f.bin"_s)}, true), Action::Overwrite);
+        QCOMPARE(ReplacedFile::answer(record, {path(u"g.bin"_s)}, true), action);
+    }
+    Info other;
+    ReplacedFile::setReaction(other, Reaction::Skip);
+    QCOMPARE(other.existingFileReaction, Reaction::Skip);
 }
 
 void TestReplacedFile::anEmptyFileIsReplacedAsLongAsItIsEmpty_data()
