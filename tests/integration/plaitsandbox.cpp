@@ -138,6 +138,16 @@ void PlaitSandbox::sendSignal(int number)
     }
 }
 
+void PlaitSandbox::kill()
+{
+    if (!isRunning())
+        return;
+    const pid_t engine = pid_t(engineProcessId());
+    sendSignal(SIGSTOP);
+    ::kill(engine, SIGKILL);
+    sendSignal(SIGKILL);
+}
+
 QByteArray PlaitSandbox::errorText()
 {
     if (m_process) {

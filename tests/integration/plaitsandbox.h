@@ -53,6 +53,8 @@ public:
     /// Of the process in which its engine is: its own, or a child of it that is made for that.
     qint64 engineProcessId() const;
     void sendSignal(int number);
+    /// SIGKILL to it and to its engine's process, before either hears of the other's end.
+    void kill();
     /// What it has written to standard error up to now.
     QByteArray errorText();
     PlaitResult finish(int timeoutMs = kPatienceMs);

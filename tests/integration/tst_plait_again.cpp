@@ -279,7 +279,7 @@ void TestPlaitAgain::whatIsThereStaysUntilTheNewOneIsWhole()
     m_plait->startBare(words.contains(u"-N"_s) ? words + QStringList{u"-d"_s, m_plait->downloads(), url} : words);
     QVERIFY2(server.waitForHeld(QString()), m_plait->errorText());
     QTRY_VERIFY_WITH_TIMEOUT(m_plait->has(u"f.bin.part"_s), PlaitSandbox::kPatienceMs);
-    m_plait->sendSignal(SIGKILL);
+    m_plait->kill();
     m_plait->finish();
     QCOMPARE(m_plait->files(), (QStringList{u"f.bin"_s, u"f.bin.part"_s}));
     QCOMPARE(TestFiles::sha256OfFile(m_plait->path(u"f.bin"_s)), TestFiles::sha256OfContent(kSeed, kSize));
@@ -621,7 +621,10 @@ void TestPlaitAgain::aListThatIsStoppedAgainAndAgainComesDownOnce()
         QVERIFY(
             QTest::qWaitFor([&] { return m_plait->files().size() >= before + 4 + stop; }, PlaitSandbox::kPatienceMs));
         QVERIFY2(m_plait->isRunning(), m_plait->errorText());
-        m_plait->sendSignal(stop % 3 == 2 ? SIGKILL : SIGINT);
+        if (stop % 3 == 2)
+            m_plait->kill();
+        else
+            m_plait->sendSignal(SIGINT);
         m_plait->finish();
     }
     const PlaitResult result = m_plait->run({u"-i"_s, file});

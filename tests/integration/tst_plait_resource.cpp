@@ -344,7 +344,7 @@ void TestPlaitResource::aKilledDownloadKnowsWhatItHolds()
     plait.start({url().toString(), u"-o"_s, kName});
     QTRY_VERIFY_WITH_TIMEOUT(!plait.listedPieces().isEmpty() && plait.listedPieces().constFirst().size > 0,
                              PlaitSandbox::kPatienceMs);
-    plait.sendSignal(SIGKILL);
+    plait.kill();
     plait.finish();
     m_server->setResponse(target(0), file("W/\"two\"", kOtherSeed));
     const PlaitResult result = resume(plait, {u"--on-changed"_s, u"fail"_s});

@@ -220,7 +220,7 @@ void TestPlaitResume::aKilledDownloadGoesOnWhereItsListLeftIt()
                              PlaitSandbox::kPatienceMs)
                  && plait.isRunning(),
              plait.errorText());
-    plait.sendSignal(SIGKILL);
+    plait.kill();
     QCOMPARE(plait.finish().status, -1);
     const Pieces pieces = plait.listedPieces();
     QVERIFY(!pieces.isEmpty());

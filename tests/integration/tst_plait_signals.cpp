@@ -295,7 +295,7 @@ void TestPlaitSignals::whatADeadProcessOwnedIsTakenAtOnce()
     PlaitResult result = other.runBare(QStringList{u"list"_s} + ofThisList);
     QVERIFY2(result.out.contains("running"), told(result));
 
-    m_plait->sendSignal(SIGKILL);
+    m_plait->kill();
     QCOMPARE(m_plait->finish().status, -1);
     {
         const SqlFile list(listPath());
