@@ -97,6 +97,9 @@ bool DownloadSession::setUrl(qint64 id, const DownloadRequest &asked, Failure *f
         forgetSecretsOf(record.url, request.url, lease.options);
         request.changes.applyTo(lease.options);
         record = download->info();
+        // What failed was the address that it had.
+        record.lastError = {};
+        record.lastErrorTime = {};
         addHarmless(request.headers, record);
         return m_list.setOptions(id, lease.options, lease.fence) ? Failure() : listFailure();
     };

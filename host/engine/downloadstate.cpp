@@ -45,9 +45,11 @@ constexpr Table::Exit kExits[] = {
     {State::Paused, State::Checking, "check"},
     {State::Paused, State::Removed, "remove"},
     {State::Failed, State::Waiting, "resume, restart"},
+    {State::Failed, State::Paused, "another address, or another checksum"},
     {State::Failed, State::Checking, "check"},
     {State::Failed, State::Removed, "remove"},
     {State::Done, State::Waiting, "restart, compare"},
+    {State::Done, State::Paused, "another checksum"},
     {State::Done, State::Checking, "check"},
     {State::Done, State::Removed, "remove"},
 };

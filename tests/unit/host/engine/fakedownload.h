@@ -42,9 +42,11 @@ public:
     {
         return false;
     }
-    bool mergeIntoThisDownload(const AbstractDownloadPersistentInfo &, const AbstractDownloadMergeOptions &) override
+    bool mergeIntoThisDownload(const AbstractDownloadPersistentInfo &other,
+                               const AbstractDownloadMergeOptions &) override
     {
-        return false;
+        m_info.url = other.url;
+        return true;
     }
     bool mergeIntoOtherDownload(AbstractDownloadPersistentInfo &, const AbstractDownloadMergeOptions &) override
     {

@@ -74,6 +74,7 @@ private Q_SLOTS:
     void whatAnotherProcessRunsIsNotChanged();
     void aFailureGoesOnceAnotherProcessHasFetchedTheFile();
     void aFailureGoesOnceItsReasonHas();
+    void anotherAddressHasNotFailedYet();
     void ofManyThatEndedTheListAloneTells();
     void whatCannotBeReadIsNotToldToBeGone();
     void allOfAListThatCannotBeReadIsNotResumed();
@@ -536,6 +537,19 @@ void TestLocalEngine::aFailureGoesOnceItsReasonHas()
     const OptionChanges other = change("checksum"_L1, u"sha-256="_s + QString(64, u'1'));
     QVERIFY(answerOf([&](const Engine::Callback &done) { m_engine->setOptions(id, other, done); }).isOk());
     QCOMPARE(row(id).failure, Failure());
+    QCOMPARE(row(id).state, DownloadState::Paused);
+}
+
+void TestLocalEngine::anotherAddressHasNotFailedYet()
+{
+    const qint64 id = add(kNotFound + u";done"_s);
+    QVERIFY(comesTo(id, DownloadState::Failed));
+    DownloadRequest other = request(u"done"_s);
+    QVERIFY(answerOf([&](const Engine::Callback &done) { m_engine->setUrl(id, other, true, done); }).isOk());
+    QCOMPARE(row(id).state, DownloadState::Paused);
+    QCOMPARE(row(id).failure, Failure());
+    close();
+    open(m_dir->filePath(u"list.sqlite"_s));
     QCOMPARE(row(id).state, DownloadState::Paused);
 }
 
