@@ -264,8 +264,5 @@ int Program::run(int argc, char *argv[], const EngineFactory &makeEngine)
     }
     for (const QString &note : outcome.arguments->notes) // "-s" of a copied line is not meant for them
         complain(streams.notes, note);
-    const ExitStatus status = ::run(*outcome.arguments, streams, makeEngine);
-    // The network managers end their own threads when they go; none may be left when the process does.
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    return endWith(status, streams);
+    return endWith(::run(*outcome.arguments, streams, makeEngine), streams);
 }

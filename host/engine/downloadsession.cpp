@@ -41,6 +41,9 @@ DownloadSession::~DownloadSession()
     m_running.clear();
     m_unsaved.writeAllNow();
     releaseRest();
+    // Managers and replies wait for an event loop to delete them, which may have run for the last time.
+    if (m_chief)
+        m_chief->endTransfers();
 }
 
 bool DownloadSession::open(const SessionOptions &options, Failure *failure)

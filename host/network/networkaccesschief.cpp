@@ -80,6 +80,11 @@ QSharedPointer<TransferManager> NetworkAccessChief::makeManager(const std::share
     return {new TransferManager(m_hub, guard), &QObject::deleteLater};
 }
 
+void NetworkAccessChief::endTransfers()
+{
+    m_hub->endTransfers();
+}
+
 AbstractNetworkConsumersStats *NetworkAccessChief::consumersStats() const
 {
     return m_stats.get();

@@ -38,6 +38,11 @@ public:
     /// A manager for the requests of one download, over what all share.
     QSharedPointer<TransferManager> makeManager(const std::shared_ptr<ResourceGuard> &guard) const;
 
+    /// Cuts off all transfers, of all its managers, and waits for their threads: for whoever ends a program, in which
+    /// TLS is taken down beneath a thread that still uses it. Neither what runs nor what is asked for afterwards ends
+    /// with an answer.
+    void endTransfers();
+
     AbstractNetworkConsumersStats *consumersStats() const override;
     NetworkUsageSettings usageSettings() const override { return m_usageSettings; }
     AbstractNetworkConsumerSettings defaultConsumerSettings() const override { return m_consumerSettings; }

@@ -24,5 +24,16 @@ const std::shared_ptr<TransferLoop> &TransferHub::loopFor(const QUrl &url)
     std::shared_ptr<TransferLoop> &loop = Schemes::isFtp(url) ? m_ftpLoop : m_loop;
     if (!loop)
         loop = std::make_shared<TransferLoop>(m_means);
+    if (m_isOver)
+        loop->end();
     return loop;
+}
+
+void TransferHub::endTransfers()
+{
+    m_isOver = true;
+    for (const std::shared_ptr<TransferLoop> &loop : {m_loop, m_ftpLoop}) {
+        if (loop)
+            loop->end();
+    }
 }

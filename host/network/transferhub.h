@@ -48,6 +48,8 @@ public:
     const std::shared_ptr<RequestGate> &gate() const { return m_gate; }
     /// The loop of the URL's scheme; made when it is needed first.
     const std::shared_ptr<TransferLoop> &loopFor(const QUrl &url);
+    /// See NetworkAccessChief::endTransfers().
+    void endTransfers();
 
 private:
     const QSharedPointer<SharedCookieJar> m_jar;
@@ -57,6 +59,7 @@ private:
     std::shared_ptr<const NetworkPath> m_path;
     const std::shared_ptr<TransferMeans> m_means;
     const std::shared_ptr<RequestGate> m_gate;
+    bool m_isOver = false;
     std::shared_ptr<TransferLoop> m_loop;
     std::shared_ptr<TransferLoop> m_ftpLoop; ///< taking leave of an ftp server waits for its answer
 };

@@ -70,14 +70,18 @@ TransferLoop::TransferLoop(std::shared_ptr<TransferMeans> means)
 
 TransferLoop::~TransferLoop()
 {
-    if (!m_thread.joinable())
-        return;
+    end();
+}
+
+void TransferLoop::end()
+{
     {
         const std::lock_guard lock(m_mutex);
         m_isOver = true;
     }
     curl_multi_wakeup(m_multi.get());
-    m_thread.join();
+    if (m_thread.joinable())
+        m_thread.join();
 }
 
 void TransferLoop::start(const std::shared_ptr<Transfer> &transfer)
@@ -119,6 +123,8 @@ void TransferLoop::leaveWord(Word::Kind kind, const std::shared_ptr<Transfer> &t
 {
     {
         const std::lock_guard lock(m_mutex);
+        if (m_isOver)
+            return;
         m_words.push_back({kind, transfer, bytes});
         if (!m_thread.joinable())
             m_thread = std::thread(&TransferLoop::run, this);

@@ -20,15 +20,19 @@
 /// Connections, TLS sessions and names are shared by all of its transfers. Nothing that a disk or a reader does stops
 /// the thread; what does not find room only pauses its own transfer.
 ///
-/// Callable from any thread; calls only leave word. The thread is started by the first transfer, and joined by the
-/// destructor, which tells nobody anything.
+/// Callable from any thread; calls only leave word. The thread is started by the first transfer, and joined by end().
 class TransferLoop
 {
     Q_DISABLE_COPY_MOVE(TransferLoop)
 
 public:
     explicit TransferLoop(std::shared_ptr<TransferMeans> means);
+    /// Ends it, if nobody has.
     ~TransferLoop();
+
+    /// Cuts off what runs and waits for the thread, which tells nobody anything. Whatever word is left afterwards is
+    /// not heeded. Not from the loop's own thread.
+    void end();
 
     void start(const std::shared_ptr<Transfer> &transfer);
     /// Cuts its connection off if it has not ended.
