@@ -117,6 +117,8 @@ public:
     /// the limits hold all the same, or another process is at work on it.
     bool setLimitsOf(qint64 id, const Limits &limits, Failure *failure);
 
+    /// As they are now.
+    const QueueOptions &options() const { return m_options; }
     /// Nothing runs and nothing waits.
     bool isIdle() const { return m_waiting.isEmpty() && m_order.isEmpty(); }
     qsizetype waitingCount() const { return m_waiting.size(); }

@@ -54,7 +54,8 @@ bool DownloadQueue::setLimitsOf(qint64 id, const Limits &limits, Failure *failur
         apply(limits, active->options);
         share();
     }
-    return m_session.changeOptions(id, [&limits](DownloadOptions &options) { apply(limits, options); }, failure);
+    return m_session.changeOptions(
+        id, [&limits](DownloadOptions &options) { apply(limits, options); }, failure);
 }
 
 void DownloadQueue::share()
@@ -118,8 +119,7 @@ void DownloadQueue::shareSpeed()
         const int transfers = std::max(status.connections, active.run.ticks == 0 ? int(active.mostConnections) : 0);
         items.append({id, speedLimitOf(active), transfers, status.speed, active.share});
     }
-    const QHash<qint64, qint64> shares =
-        SpeedShares::distribute(RatesOfDay{m_options.speedLimit, m_options.speedTimes}.at(wallClock()), items);
+    const QHash<qint64, qint64> shares = SpeedShares::distribute(m_options.speedLimitAt(wallClock()), items);
     for (const SpeedShares::Item &item : std::as_const(items)) {
         QueuedDownload &active = *m_entries.at(item.id).active;
         active.share = shares.value(item.id);

@@ -182,6 +182,11 @@ void Engine::questions(const Callback &callback)
     send(of(Kind::Questions), callback);
 }
 
+void Engine::overview(const Callback &callback)
+{
+    send(of(Kind::Overview), callback);
+}
+
 void Engine::answer(qint64 questionId, Question::Choice choice, const Callback &callback)
 {
     EngineCommand command = of(Kind::Answer, questionId);

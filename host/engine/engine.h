@@ -129,6 +129,11 @@ public:
     void snapshots(const SnapshotQuery &query, const Callback &callback = {});
     /// Answers all questions that are open.
     void questions(const Callback &callback = {});
+    /// Answers what else there is to know for who comes late: totals, from where totalsChanged() goes on; limits of all
+    /// together and how many are active at once, which no signal tells, so that who shows them asks again; and until
+    /// when nothing runs because of the hours of the day. No network is brought up for it, and no signal follows. A
+    /// failure before open(), and once the engine is being closed.
+    void overview(const Callback &callback = {});
     /// One of the question's choices, or No, which every question takes: nobody will answer. answered() follows. A
     /// failure where it is no longer open.
     void answer(qint64 questionId, Question::Choice choice, const Callback &callback = {});
@@ -157,8 +162,8 @@ Q_SIGNALS:
     /// Something that a person should know and that ends nothing. Id 0 = of no download.
     void warned(qint64 id, const Warning &warning);
     /// Another program has changed rows of the list, their number or their order, or nobody can tell: whoever shows
-    /// them takes the page again, and leaves alone what is told of rows before that comes. At most every kOthersIntervalMs, and before the
-    /// next added() or moved().
+    /// them takes the page again, and leaves alone what is told of rows before that comes. At most every
+    /// kOthersIntervalMs, and before the next added() or moved().
     void listChanged();
     /// The last of all.
     void closed();

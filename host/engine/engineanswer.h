@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <host/engine/engineoverview.h>
 #include <host/engine/queryresult.h>
 #include <host/engine/question.h>
 #include <host/engine/snapshot.h>
@@ -23,6 +24,7 @@ struct EngineAnswer {
     QList<Question> questions = {};
     QList<Failure> warnings = {}; ///< of Open, Prepare and Check: what a person should know though it succeeded
     std::optional<QueryResult> found = {}; ///< of Query
+    std::optional<EngineOverview> overview = {}; ///< of Overview
     QString existing = {}; ///< of Add and Query: path of the file that is there already; empty = it is to be fetched
 
     bool isOk() const { return !failure; }

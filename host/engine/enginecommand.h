@@ -38,6 +38,7 @@ struct EngineCommand {
         Snapshot, ///< id
         Snapshots, ///< query
         Questions,
+        Overview,
         Answer, ///< id: of the question, value: the choice
         Close,
     };

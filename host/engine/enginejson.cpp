@@ -351,6 +351,15 @@ void describe(Fields &fields, Totals &value)
 }
 
 template<class Fields>
+void describe(Fields &fields, EngineOverview &value)
+{
+    fields("totals", value.totals);
+    fields("limits", value.limits);
+    fields("mostAtOnce", value.mostAtOnce);
+    fields("outOfHoursUntil", value.outOfHoursUntil);
+}
+
+template<class Fields>
 void describe(Fields &fields, Warning &value)
 {
     fields("kind", value.kind);
@@ -384,6 +393,7 @@ void describe(Fields &fields, EngineAnswer &value)
     fields("questions", value.questions);
     fields("warnings", value.warnings);
     fields("found", value.found);
+    fields("overview", value.overview);
     fields("existing", value.existing);
 }
 

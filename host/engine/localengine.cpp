@@ -18,7 +18,7 @@ using Kind = EngineCommand::Kind;
 /// What nobody needs a session for.
 bool isOfTheListAlone(Kind kind)
 {
-    return kind == Kind::Snapshot || kind == Kind::Snapshots || kind == Kind::Questions;
+    return kind == Kind::Snapshot || kind == Kind::Snapshots || kind == Kind::Questions || kind == Kind::Overview;
 }
 
 /// They say where to look in a page, and no server hears of them: with one or another it is the same download.
@@ -184,6 +184,8 @@ void LocalEngine::run(const EngineCommand &command)
         return answerPage(command);
     case Kind::Questions:
         return listQuestions(command);
+    case Kind::Overview:
+        return answerOverview(command);
     case Kind::Answer:
         return answerQuestion(command);
     case Kind::Close:

@@ -119,6 +119,7 @@ private:
     void setMostAtOnce(const EngineCommand &command);
     void takeStream(const EngineCommand &command);
     void listQuestions(const EngineCommand &command);
+    void answerOverview(const EngineCommand &command);
     void answerQuestion(const EngineCommand &command);
 
     // Lookups.

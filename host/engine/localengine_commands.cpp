@@ -376,6 +376,16 @@ void LocalEngine::listQuestions(const EngineCommand &command)
     answer(command, {.questions = m_questions});
 }
 
+/// What was chosen holds until there is a queue.
+void LocalEngine::answerOverview(const EngineCommand &command)
+{
+    const QueueOptions &queue = m_queue ? m_queue->options() : m_options->queue;
+    const NetworkUsageSettings &all = m_session ? m_session->usageOfAll() : m_options->session.allTogether;
+    const QDateTime now = QDateTime::currentDateTime();
+    const Limits limits{queue.speedLimitAt(now), int(all.maximumConnections), int(all.maximumConnectionsPerServer)};
+    answer(command, {.overview = EngineOverview{m_totals, limits, queue.mostAtOnce, queue.outOfHoursUntil(now)}});
+}
+
 void LocalEngine::answerQuestion(const EngineCommand &command)
 {
     const auto found = std::find_if(m_questions.cbegin(), m_questions.cend(),

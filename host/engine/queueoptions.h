@@ -4,6 +4,7 @@
 #include <host/policy/ratesofday.h>
 #include <host/policy/timesofday.h>
 
+#include <QDateTime>
 #include <QList>
 #include <QtGlobal>
 
@@ -17,4 +18,12 @@ struct QueueOptions {
     QList<RatesOfDay::Timed> speedTimes = {}; ///< hours at which speedLimit is another one
     QList<RatesOfDay::Timed> rateTimes = {}; ///< the same of each download that has no limit of its own
     TimesOfDay schedule = {}; ///< at which downloads run; none = always
+
+    /// Of all together, bytes/s; 0 = none.
+    qint64 speedLimitAt(const QDateTime &moment) const { return RatesOfDay{speedLimit, speedTimes}.at(moment); }
+    /// Invalid = it is an hour at which downloads run.
+    QDateTime outOfHoursUntil(const QDateTime &moment) const
+    {
+        return schedule.contains(moment) ? QDateTime() : schedule.nextBegin(moment);
+    }
 };

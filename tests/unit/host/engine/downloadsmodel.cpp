@@ -10,12 +10,17 @@ DownloadsModel::DownloadsModel(Engine &engine, QObject *parent)
     : QAbstractListModel(parent)
     , m_engine(engine)
 {
+    connect(&m_engine, &Engine::totalsChanged, this, [this](const Totals &totals) { m_overview.totals = totals; });
 }
 
 /// The answer may come when there is no model any more.
 void DownloadsModel::load()
 {
     ++m_pages;
+    m_engine.overview([model = QPointer(this)](const EngineAnswer &answer) {
+        if (model && answer.overview)
+            model->m_overview = *answer.overview;
+    });
     m_engine.snapshots({}, [model = QPointer(this)](const EngineAnswer &page) {
         if (model && --model->m_pages == 0 && page.isOk())
             model->take(page);

@@ -38,6 +38,8 @@ public:
     QHash<int, QByteArray> roleNames() const override;
 
     const QList<Snapshot> &rows() const { return m_rows; }
+    /// Totals as they are now; the rest as it was when the rows were last taken.
+    const EngineOverview &overview() const { return m_overview; }
     /// The rows are those of the list. Else a page is on its way.
     bool isUpToDate() const { return m_pages == 0; }
 
@@ -53,5 +55,6 @@ private:
     Engine &m_engine;
     int m_pages = 0; ///< that were asked for and have not come
     bool m_isFollowing = false;
+    EngineOverview m_overview;
     QList<Snapshot> m_rows; ///< in the order of the list
 };

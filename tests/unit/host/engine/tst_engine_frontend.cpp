@@ -273,8 +273,10 @@ void TestEngineFrontend::aPageTakenInTheMiddleIsFollowedToTheEnd()
     m_engine->remove(idAt(8), false, counted());
     m_server->release(kGate);
     QTRY_COMPARE(loaded.size(), 1);
+    QCOMPARE(second.overview(), m_model->overview());
     QTRY_COMPARE_WITH_TIMEOUT(count(DownloadState::Done), 11, ScriptedServer::kPatienceMs);
     QCOMPARE(difference(second.rows(), m_model->rows()), QString());
+    QTRY_COMPARE(second.overview().totals, Totals());
 }
 
 void TestEngineFrontend::anAnsweredQuestionLetsItsDownloadGoOnWhileOthersRun()

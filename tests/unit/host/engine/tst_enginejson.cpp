@@ -209,6 +209,7 @@ void TestEngineJson::anAnswerArrivesAsItWas()
     answer.ids = {1, 2};
     answer.snapshots = {someSnapshot(), Snapshot()};
     answer.total = 100'000;
+    answer.overview = EngineOverview{{1, 2, 3, -1, 5}, {5000, 0, 2}, 7, kTime};
     answer.questions = {{3, 1, Question::Kind::FileExists, u"t"_s, u"/p"_s, {Question::Choice::Skip}}};
     answer.warnings = {someFailure()};
     answer.found = QueryResult{u"n"_s, 5, u"t"_s, QueryResult::Resume::Supported, QUrl(u"http://h/"_s)};
@@ -223,6 +224,7 @@ void TestEngineJson::anAnswerArrivesAsItWas()
     QCOMPARE(arrived.questions, answer.questions);
     QCOMPARE(arrived.warnings, answer.warnings);
     QCOMPARE(arrived.found, answer.found);
+    QCOMPARE(arrived.overview, answer.overview);
     QCOMPARE(arrived.existing, answer.existing);
     QVERIFY(EngineAnswer::fromJson(sent(EngineAnswer().toJson())).isOk());
 }

@@ -68,6 +68,9 @@ private Q_SLOTS:
     void anAnswerComesBeforeWhatItDid();
     void optionsThatWereGivenMeanwhileStay();
     void limitsAreInTheList();
+    void whoComesLateIsToldWhatIsNoRow();
+    void limitsOfThisHourAreToldBeforeThereIsANetwork();
+    void noOverviewIsHadOfAnEngineThatIsNotOpen();
     void whatIsBeyondItsBoundsIsRefused_data();
     void whatIsBeyondItsBoundsIsRefused();
     void whatAnotherProcessRunsIsNotChanged_data();
@@ -422,6 +425,63 @@ void TestLocalEngine::limitsAreInTheList()
     QCOMPARE(kept.rateLimit, 1000);
     QCOMPARE(kept.connections, 3);
     QCOMPARE(kept.connectionsPerServer, 2);
+}
+
+void TestLocalEngine::whoComesLateIsToldWhatIsNoRow()
+{
+    std::optional<Totals> told;
+    const QObject listener;
+    connect(m_engine.get(), &Engine::totalsChanged, &listener, [&told](const Totals &totals) { told = totals; });
+    QVERIFY(comesTo(add(u"run"_s), DownloadState::Running));
+    QVERIFY(comesTo(add(u"run"_s), DownloadState::Waiting));
+    m_engine->setGlobalLimits({5000, 7, 3});
+    QTRY_VERIFY(told && told->active == 1 && told->waiting == 1);
+    std::optional<EngineOverview> late;
+    m_engine->overview([&](const EngineAnswer &answer) {
+        late = answer.overview;
+        QCOMPARE(late->totals, *told);
+    });
+    m_engine->setMostAtOnce(2);
+    QTRY_VERIFY(late);
+    QCOMPARE(late->limits, (Limits{5000, 7, 3}));
+    QCOMPARE(late->mostAtOnce, 1);
+    QVERIFY(!late->outOfHoursUntil.isValid());
+    QCOMPARE(answerOf([this](const Engine::Callback &done) { m_engine->overview(done); }).overview->mostAtOnce, 2);
+}
+
+void TestLocalEngine::limitsOfThisHourAreToldBeforeThereIsANetwork()
+{
+    close();
+    EngineOptions options;
+    options.session.listPath = m_dir->filePath(u"list.sqlite"_s);
+    options.session.allTogether.maximumConnections = 30;
+    options.queue.mostAtOnce = 9;
+    options.queue.speedLimit = 9000;
+    options.queue.speedTimes = RatesOfDay::fromText(u"6000@00:00-24:00"_s)->timed;
+    const QDateTime now = QDateTime::currentDateTime();
+    const QString later = now.addSecs(2 * 3600).toString(u"hh:00"_s);
+    options.queue.schedule = *TimesOfDay::fromText(later + u'-' + later.chopped(1) + u'1');
+    m_engine = std::make_unique<LocalEngine>();
+    m_engine->open(options);
+    const Call ask = [this](const Engine::Callback &done) { m_engine->overview(done); };
+    const EngineOverview before = answerOf(ask).overview.value_or(EngineOverview());
+    QCOMPARE(before.limits, (Limits{6000, 30, 0}));
+    QCOMPARE(before.mostAtOnce, 9);
+    QCOMPARE(before.outOfHoursUntil, options.queue.schedule.nextBegin(now));
+    QCOMPARE(before.totals, Totals());
+    m_engine->setGlobalLimits({7000, {}, {}});
+    QCOMPARE(answerOf(ask).overview->limits, (Limits{7000, 30, 0}));
+}
+
+void TestLocalEngine::noOverviewIsHadOfAnEngineThatIsNotOpen()
+{
+    close();
+    m_engine = std::make_unique<LocalEngine>();
+    const Call ask = [this](const Engine::Callback &done) { m_engine->overview(done); };
+    QCOMPARE(answerOf(ask).failure.kind, Failure::Kind::WrongState);
+    m_engine->close();
+    QCOMPARE(answerOf(ask).failure.kind, Failure::Kind::WrongState);
+    m_engine.reset();
 }
 
 void TestLocalEngine::whatIsBeyondItsBoundsIsRefused_data()
