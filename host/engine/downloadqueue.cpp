@@ -145,6 +145,8 @@ void DownloadQueue::transition(qint64 id, DownloadState to)
     const QLatin1StringView name = downloadStates().nameOf(to);
     Q_ASSERT_X(downloadStates().allows(from, to), downloadStates().nameOf(from).data(), name.data());
     entry.state = to;
+    if (from == DownloadState::Resting)
+        entry.active->restTimer.stop();
     QtAppLoggerTextStream(QtAppDefaultLogger::instance(), kStateLogLevel, true)
         << "Download " << id << " in the queue: " << downloadStates().nameOf(from) << " -> " << name;
     m_outbox.put([this, id, from, to] { Q_EMIT stateChanged(id, from, to); });

@@ -443,7 +443,6 @@ void DownloadQueue::end(QueuedDownload &active, const Failure &failure)
     m_order.removeOne(id);
     if (m_hasher)
         m_hasher->giveUp(active.comparison);
-    active.restTimer.disconnect(this);
     // What is posted to the queue goes after its children.
     active.restTimer.setParent(nullptr);
     // The caller still stands in it, or its timer does.

@@ -3,8 +3,11 @@
 #include <inet/qt/download/framework/abstractdownload.h>
 #include <tests/unit/host/engine/queuebench.h>
 
+#include <QTcpServer>
 #include <QTest>
+#include <QTimer>
 
+#include <algorithm>
 #include <functional>
 
 using namespace Qt::StringLiterals;
@@ -15,6 +18,14 @@ namespace
 using Place = QueueBench::Place;
 using State = DownloadState;
 using States = QList<DownloadState>;
+
+/// A download has its rest timed.
+bool isAnyTimed(const QueueBench &bench)
+{
+    const QList<QTimer *> timers = bench.queue->findChildren<QTimer *>();
+    return std::any_of(timers.cbegin(), timers.cend(),
+                       [](const QTimer *one) { return one->isSingleShot() && one->isActive(); });
+}
 
 }
 
@@ -36,6 +47,7 @@ private Q_SLOTS:
     void whatIsBeingStoppedMayBeTaken();
     void whatFinishesWhileItIsPausedIsDone();
     void whatIsCompleteWhenItIsStoppedIsDone();
+    void aRestThatWasCutShortDoesNotEndLater();
     void aWarningComesInItsPlace();
     void placesInTheListDecideWhoIsNext();
     void allArePausedAndResumedInTheirOrder();
@@ -214,6 +226,26 @@ void TestDownloadQueueCommands::whatIsCompleteWhenItIsStoppedIsDone()
     QTRY_COMPARE(bench.outcomes.size(), 1);
     QCOMPARE(bench.outcomeOf(id).failure.kind, Failure::Kind::None);
     QCOMPARE(bench.states.value(id), (States{State::Waiting, State::Running, State::Done}));
+}
+
+void TestDownloadQueueCommands::aRestThatWasCutShortDoesNotEndLater()
+{
+    // It never answers, so that there is a search for a checksum for as long as it takes.
+    QTcpServer silent;
+    QVERIFY(silent.listen(QHostAddress::LocalHost));
+    QueueOptions unhurried = QueueBench::quickly();
+    unhurried.retryWaitMs = 400;
+    QueueBench bench(unhurried);
+    DownloadOptions options;
+    options.checksumSource = u"http://127.0.0.1:%1/sums"_s.arg(silent.serverPort());
+    const qint64 id = bench.append(u"fail/HttpError/503/10;done"_s, options);
+    QTRY_COMPARE(bench.queue->state(id), State::Resting);
+    QVERIFY2(bench.queue->finishNow(id, &bench.error), qPrintable(bench.error.plain()));
+    QTRY_COMPARE(bench.queue->state(id), State::Hashing);
+    QTRY_VERIFY(!isAnyTimed(bench));
+    QueueBench::settle();
+    QCOMPARE(bench.queue->state(id), State::Hashing);
+    QCOMPARE(bench.endsOf(id), 0);
 }
 
 /// What the session says from inside the beginning of a run is heard when the run is.
