@@ -111,7 +111,7 @@ DownloadStatus DownloadQueue::status(qint64 id) const
         status.sections = active.info.files.first().sections;
     }
     if (it->second.state == DownloadState::Resting)
-        status.retryInMs = active.isOutOfHours ? msToHours() : active.restTimer.remainingTime();
+        status.retryInMs = active.rest == RestReason::Hours ? msToHours() : active.restTimer.remainingTime();
     return status;
 }
 
@@ -145,8 +145,8 @@ void DownloadQueue::transition(qint64 id, DownloadState to)
     const QLatin1StringView name = downloadStates().nameOf(to);
     Q_ASSERT_X(downloadStates().allows(from, to), downloadStates().nameOf(from).data(), name.data());
     entry.state = to;
-    if (from == DownloadState::Resting)
-        entry.active->restTimer.stop();
+    if (entry.active)
+        entry.active->forgetReasons();
     QtAppLoggerTextStream(QtAppDefaultLogger::instance(), kStateLogLevel, true)
         << "Download " << id << " in the queue: " << downloadStates().nameOf(from) << " -> " << name;
     m_outbox.put([this, id, from, to] { Q_EMIT stateChanged(id, from, to); });
@@ -182,7 +182,7 @@ void DownloadQueue::tellDrained()
 bool DownloadQueue::isPlaceFree() const
 {
     const auto taken = std::count_if(m_order.cbegin(), m_order.cend(),
-                                     [this](qint64 id) { return !m_entries.at(id).active->isWithoutPlace; });
+                                     [this](qint64 id) { return m_entries.at(id).active->rest != RestReason::Owner; });
     return taken < mostAtOnce(m_options);
 }
 
@@ -310,13 +310,13 @@ void DownloadQueue::endUnlessItPasses(QueuedDownload &active, const Failure &fai
 {
     if (awaitOwnersEnd(active, failure, job))
         return;
-    if (!isListInUse(failure) || active.afterwards != QueuedDownload::Afterwards::Nothing) {
+    if (!isListInUse(failure) || active.isCalledOff()) {
         end(active, failure);
         return;
     }
     if (!std::exchange(m_isListInUseTold, true))
         warn(active.id, failure);
-    rest(active, kTickMs, job);
+    rest(active, RestReason::Time, kTickMs, job);
 }
 
 /// A process that nobody here can see may have died with its container, and is the owner until its lease has passed.
@@ -324,15 +324,14 @@ void DownloadQueue::endUnlessItPasses(QueuedDownload &active, const Failure &fai
 bool DownloadQueue::awaitOwnersEnd(QueuedDownload &active, const Failure &failure, Job job)
 {
     const bool mayEnd = failure.kind == Failure::Kind::OwnedByOther && failure.secondsLeft > 0;
-    if (!mayEnd || active.isOwnerAwaited || active.afterwards != QueuedDownload::Afterwards::Nothing)
+    if (!mayEnd || active.wasOwnerAwaited || active.isCalledOff())
         return false;
-    active.isOwnerAwaited = true;
-    active.isWithoutPlace = true;
+    active.wasOwnerAwaited = true;
     const qint64 ms = (failure.secondsLeft + 1) * kSecondMs;
     Warning wait{Warning::Kind::Retrying, failure, Warning::Next::Again, 0, ms, {}};
     wait.failure.subject.url = active.info.url.adjusted(QUrl::RemovePassword);
     m_outbox.put([this, id = active.id, wait] { Q_EMIT retrying(id, wait); });
-    rest(active, ms, job);
+    rest(active, RestReason::Owner, ms, job);
     return true;
 }
 
@@ -359,11 +358,10 @@ void DownloadQueue::tryAgain(qint64 id, Job job)
     QueuedDownload *const active = find(id);
     if (!active || isRunning(*active))
         return;
-    if (active->isWithoutPlace && !isPlaceFree()) {
-        rest(*active, kTickMs, job);
+    if (active->rest == RestReason::Owner && !isPlaceFree()) {
+        rest(*active, RestReason::Owner, kTickMs, job);
         return;
     }
-    active->isWithoutPlace = false;
     Failure failure;
     if (!holdIfFree(*active, &failure)) {
         endUnlessItPasses(*active, failure, job);
@@ -385,24 +383,31 @@ void DownloadQueue::tryAgain(qint64 id, Job job)
     if (job != Job::FinishNow && restOutOfHours(*active, job))
         return;
     if (job != Job::FinishNow && (isFull() || isFull(active->server)))
-        rest(*active, kTickMs, job);
+        rest(*active, RestReason::Time, kTickMs, job);
     else if (!run(*active, job, &failure))
         endUnlessItPasses(*active, failure, job);
 }
 
-void DownloadQueue::rest(QueuedDownload &active, qint64 ms, Job job)
+/// Until somebody sees that it may go on.
+void DownloadQueue::rest(QueuedDownload &active, RestReason reason, Job job)
 {
-    active.job = job;
-    active.restTimer.start(int(std::min<qint64>(ms, std::numeric_limits<int>::max())));
     if (m_entries.at(active.id).state != DownloadState::Resting)
         transition(active.id, DownloadState::Resting);
+    active.job = job;
+    active.rest = reason;
+    active.restTimer.stop();
+}
+
+void DownloadQueue::rest(QueuedDownload &active, RestReason reason, qint64 ms, Job job)
+{
+    rest(active, reason, job);
+    active.restTimer.start(int(std::min<qint64>(ms, std::numeric_limits<int>::max())));
 }
 
 bool DownloadQueue::run(QueuedDownload &active, Job job, Failure *failure)
 {
     active.run = {};
     active.job = job;
-    active.isOutOfHours = false;
     if (job == Job::Restart) {
         active.mostBytes = 0;
         setChecksumResult(active, ChecksumResult::NotCompared);
@@ -413,7 +418,7 @@ bool DownloadQueue::run(QueuedDownload &active, Job job, Failure *failure)
     if (!beginRun(active, failure))
         return false;
     // A pause from inside the beginning found nothing to stop yet.
-    if (active.afterwards != QueuedDownload::Afterwards::Nothing)
+    if (active.isCalledOff())
         m_session.stop(active.id);
     if (active.reading.stream)
         boundForReader(active);

@@ -32,6 +32,7 @@
 #include <unordered_map>
 
 class DownloadSession;
+enum class RestReason;
 struct Lease;
 struct QueuedDownload;
 
@@ -200,7 +201,8 @@ private:
     void tryAgain(qint64 id, Job job);
     bool run(QueuedDownload &active, Job job, Failure *failure);
     bool beginRun(const QueuedDownload &active, Failure *failure);
-    void rest(QueuedDownload &active, qint64 ms, Job job);
+    void rest(QueuedDownload &active, RestReason reason, Job job);
+    void rest(QueuedDownload &active, RestReason reason, qint64 ms, Job job);
     void tick();
     void watch(QueuedDownload &active);
     void follow(QueuedDownload &active);

@@ -24,7 +24,7 @@ Failure noteOf(const QueuedDownload &active, const ChecksumSearch::Found &found)
 bool DownloadQueue::searchChecksum(QueuedDownload &active)
 {
     const bool isWanted = active.options.checksumAlgorithm.isEmpty() && !active.isSearched && !active.reading.stream
-        && active.afterwards == QueuedDownload::Afterwards::Nothing;
+        && !active.isCalledOff();
     if (!isWanted || active.options.checksumSource.isEmpty())
         return false;
     active.isSearched = true;

@@ -33,7 +33,7 @@ bool DownloadQueue::pause(qint64 id, Failure *failure)
     const Entry *const entry = entryOf(id);
     if (!entry || entry->state == DownloadState::Paused)
         return refuse(id, Clause::Kind::NeitherWaitsNorBegan, failure);
-    if (entry->active && entry->active->afterwards != QueuedDownload::Afterwards::Nothing)
+    if (entry->active && entry->active->isCalledOff())
         return refuse(id, Clause::Kind::BeingStopped, failure);
     if (entry->active) {
         stop(*entry->active, false);
@@ -154,7 +154,7 @@ void DownloadQueue::close()
     const QList<qint64> ids = activeIds();
     for (const qint64 id : ids) {
         QueuedDownload *const active = find(id);
-        if (active && active->afterwards == QueuedDownload::Afterwards::Nothing)
+        if (active && !active->isCalledOff())
             stop(*active, false);
     }
     fillSoon();
@@ -226,7 +226,7 @@ void DownloadQueue::pauseWaiting(qint64 id)
 
 void DownloadQueue::stop(QueuedDownload &active, bool isTaken)
 {
-    active.afterwards = isTaken ? QueuedDownload::Afterwards::Leave : QueuedDownload::Afterwards::Pause;
+    active.stop = isTaken ? StopReason::Leave : StopReason::Pause;
     if (isRunning(active))
         m_session.stop(active.id);
     else

@@ -40,7 +40,7 @@ void DownloadQueue::goOnInHours()
     const QList<qint64> ids = activeIds();
     for (const qint64 id : ids) {
         QueuedDownload *const active = findIn(id, DownloadState::Resting);
-        if (active && std::exchange(active->isOutOfHours, false))
+        if (active && active->rest == RestReason::Hours)
             tryAgain(id, active->job);
     }
 }
@@ -50,12 +50,11 @@ void DownloadQueue::stopOutOfHours()
     const QList<qint64> ids = activeIds();
     for (const qint64 id : ids) {
         QueuedDownload *const active = findIn(id, DownloadState::Running);
-        const bool isStopping = !active || active->isOutOfHours || active->reading.isStopping
-            || active->afterwards != QueuedDownload::Afterwards::Nothing
-            || active->run.finding != Watchdog::Finding::Fine;
+        const bool isStopping =
+            !active || active->stop != StopReason::None || active->run.finding != Watchdog::Finding::Fine;
         if (isStopping || active->job == Job::FinishNow || !canWait(*active))
             continue;
-        active->isOutOfHours = true;
+        active->stop = StopReason::Hours;
         m_session.stop(id);
     }
 }
@@ -73,30 +72,26 @@ bool DownloadQueue::restOutOfHours(QueuedDownload &active, Job job)
 {
     if (isInHours())
         return false;
-    active.job = job;
-    active.isOutOfHours = true;
-    active.restTimer.stop();
-    if (m_entries.at(active.id).state != DownloadState::Resting)
-        transition(active.id, DownloadState::Resting);
+    rest(active, RestReason::Hours, job);
     return true;
 }
 
 /// True where its run was ended because the hours were over. Should they have come again by now, it goes on at once.
 bool DownloadQueue::goesOnLater(QueuedDownload &active)
 {
-    if (!std::exchange(active.isOutOfHours, false))
+    if (active.stop != StopReason::Hours)
         return false;
     const bool hasBegun = active.job != Job::Restart || active.info.bytesDownloaded(false) > 0;
     const Job job = hasBegun ? Job::Download : Job::Restart;
     if (!restOutOfHours(active, job))
-        rest(active, 0, job);
+        rest(active, RestReason::Time, 0, job);
     return true;
 }
 
 void DownloadQueue::tellHours()
 {
     const bool isAnyWaiting = !m_waiting.isEmpty()
-        || std::any_of(m_order.cbegin(), m_order.cend(), [this](qint64 id) { return find(id)->isOutOfHours; });
+        || std::any_of(m_order.cbegin(), m_order.cend(), [this](qint64 id) { return find(id)->isOutOfHours(); });
     if (!isAnyWaiting || std::exchange(m_areHoursTold, true))
         return;
     const QDateTime until = m_options.schedule.nextBegin(wallClock());

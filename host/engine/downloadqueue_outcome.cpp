@@ -141,7 +141,7 @@ void DownloadQueue::judge(QueuedDownload &active, const QList<QString> &response
         compareChecksum(active);
         return;
     }
-    if (active.afterwards != QueuedDownload::Afterwards::Nothing) {
+    if (active.isCalledOff()) {
         end(active, active.stopped());
         return;
     }
@@ -248,7 +248,7 @@ Failure DownloadQueue::whyEndedByWatchdog(const QueuedDownload &active)
 void DownloadQueue::retry(QueuedDownload &active, const Warning &how, Job job)
 {
     m_outbox.put([this, id = active.id, how] { Q_EMIT retrying(id, how); });
-    rest(active, how.inMs, job);
+    rest(active, RestReason::Time, how.inMs, job);
 }
 
 void DownloadQueue::compareChecksum(QueuedDownload &active)
@@ -261,7 +261,7 @@ void DownloadQueue::compareChecksum(QueuedDownload &active)
         end(active, {});
         return;
     }
-    if (active.afterwards != QueuedDownload::Afterwards::Nothing) {
+    if (active.isCalledOff()) {
         end(active, active.stopped());
         return;
     }
@@ -437,7 +437,7 @@ DownloadOutcome DownloadQueue::outcomeOf(const QueuedDownload &active, const Fai
 void DownloadQueue::end(QueuedDownload &active, const Failure &failure)
 {
     const qint64 id = active.id;
-    const QueuedDownload::Afterwards afterwards = active.afterwards;
+    const StopReason why = active.stop;
     m_outbox.put([this, outcome = outcomeOf(active, failure)] { Q_EMIT ended(outcome); });
     transition(id, stateAfter(failure));
     m_order.removeOne(id);
@@ -450,11 +450,10 @@ void DownloadQueue::end(QueuedDownload &active, const Failure &failure)
     QMetaObject::invokeMethod(
         this, [gone] {}, Qt::QueuedConnection);
     m_session.letGo(id);
-    const bool staysKnown =
-        afterwards == QueuedDownload::Afterwards::Pause && m_life == Life::Open && state(id) == DownloadState::Paused;
+    const bool staysKnown = why == StopReason::Pause && m_life == Life::Open && state(id) == DownloadState::Paused;
     if (staysKnown)
         m_paused.append(id);
-    if (afterwards == QueuedDownload::Afterwards::Leave)
+    if (why == StopReason::Leave)
         transition(id, DownloadState::Removed);
     if (!staysKnown)
         forget(id);

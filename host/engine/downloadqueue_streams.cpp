@@ -58,7 +58,7 @@ void DownloadQueue::watchStreams()
         isAny = true;
         if (isRunning(*active))
             watchStream(*active);
-        else if (active->reading.isWaiting)
+        else if (active->rest == RestReason::Reader)
             goOnForReader(*active);
     }
     if (!isAny)
@@ -71,12 +71,11 @@ void DownloadQueue::watchStream(QueuedDownload &active)
     const StreamWindow::Ranges ranges = rangesOf(m_session.details(active.id), info);
     grow(*active.reading.stream, info, ranges);
     hashAlong(active);
-    const bool isGoingOn = !active.reading.isStopping && active.afterwards == QueuedDownload::Afterwards::Nothing;
     const StreamWindow::Verdict verdict = StreamWindow::judge(sampleOf(active, info, ranges));
-    if (!isGoingOn || std::exchange(active.reading.verdict, verdict) == verdict)
+    if (active.stop != StopReason::None || std::exchange(active.reading.verdict, verdict) == verdict)
         return;
-    active.reading.isStopping = verdict.what == What::CutAhead || verdict.what == What::Wait;
-    if (active.reading.isStopping) {
+    if (verdict.what == What::CutAhead || verdict.what == What::Wait) {
+        active.stop = StopReason::Reader;
         m_session.stop(active.id);
         return;
     }
@@ -89,8 +88,6 @@ void DownloadQueue::boundForReader(QueuedDownload &active)
 {
     const Info info = m_session.info(active.id);
     const StreamWindow::Ranges ranges = rangesOf(m_session.details(active.id), info);
-    active.reading.isStopping = false;
-    active.reading.isWaiting = false;
     active.reading.verdict = {What::GoOn, StreamWindow::judge(sampleOf(active, info, ranges)).connections};
 }
 
@@ -133,14 +130,12 @@ void DownloadQueue::hashStream(QueuedDownload &active)
 /// True where its run was ended for the reader's sake.
 bool DownloadQueue::restForReader(QueuedDownload &active)
 {
-    if (!std::exchange(active.reading.isStopping, false))
+    if (active.stop != StopReason::Reader)
         return false;
-    active.job = Job::Download;
-    active.reading.isWaiting = active.reading.verdict.what == What::Wait;
-    if (active.reading.isWaiting)
-        transition(active.id, DownloadState::Resting);
+    if (active.reading.verdict.what == What::Wait)
+        rest(active, RestReason::Reader, Job::Download);
     else
-        rest(active, 0, Job::Download);
+        rest(active, RestReason::Time, 0, Job::Download);
     return true;
 }
 
@@ -149,8 +144,7 @@ void DownloadQueue::goOnForReader(QueuedDownload &active)
     const StreamWindow::Ranges ranges = rangesOf({}, active.info);
     if (!StreamWindow::mayGoOn(sampleOf(active, active.info, ranges)))
         return;
-    active.reading.isWaiting = false;
-    rest(active, 0, Job::Download);
+    rest(active, RestReason::Time, 0, Job::Download);
 }
 
 /// What the run left.

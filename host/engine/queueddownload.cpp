@@ -9,6 +9,13 @@ bool QueuedDownload::isTargetThere() const
     return !info.files.isEmpty() && QFileInfo::exists(QDir(info.folder).filePath(info.files.first().name));
 }
 
+void QueuedDownload::forgetReasons()
+{
+    stop = StopReason::None;
+    rest = RestReason::None;
+    restTimer.stop();
+}
+
 Failure QueuedDownload::stopped() const
 {
     const auto kind = info.isFinished() ? Failure::Kind::StoppedBeforeComparing : Failure::Kind::Stopped;

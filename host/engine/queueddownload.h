@@ -13,28 +13,38 @@
 
 class DownloadStream;
 
+/// What a download that is Resting waits for, and who looks whether it has come.
+enum class RestReason {
+    None, ///< it does not rest
+    Time, ///< another attempt, or another look for a connection or a free list; its timer ends it
+    Owner, ///< likewise, and before that the end of its owner: it has no place, so that another one may run
+    Hours, ///< in which something may run; the queue looks at the clock
+    Reader, ///< of what is streamed; the queue looks how far he is
+};
+
+/// Why a download is being stopped, from which follows what comes then. People's reasons replace those of the queue.
+enum class StopReason {
+    None, ///< nobody stops it, or only its watchdog
+    Reader, ///< it is far ahead of him, or is to be cut anew; it rests then
+    Hours, ///< they are over; it rests until they come
+    Pause, ///< it stays known, and may be resumed
+    Leave, ///< the queue forgets it
+};
+
 /// A download that has begun, as its queue keeps it.
 struct QueuedDownload {
-    /// What becomes of it once it has ended.
-    enum class Afterwards {
-        Nothing, ///< nobody stopped it
-        Pause, ///< it stays known, and may be resumed
-        Leave, ///< the queue forgets it
-    };
-
     /// Of one that is streamed: what of its run is as its reader wants it.
     struct Reading {
         std::shared_ptr<DownloadStream> stream; ///< null = it is not
         StreamWindow::Verdict verdict;
-        bool isStopping = false; ///< the run was stopped for the verdict
-        bool isWaiting = false; ///< for the reader; nothing runs
         bool isHashDecided = false; ///< it is known whether there is something to compare with
     };
 
     /// What was seen of the run that goes on, or of the newest.
     struct Run {
         Watchdog watchdog;
-        Watchdog::Finding finding = Watchdog::Finding::Fine; ///< why it was stopped
+        /// Other than Fine, it is stopped. No StopReason: what is being stopped may hang at that.
+        Watchdog::Finding finding = Watchdog::Finding::Fine;
         int ticks = 0; ///< that came since it began
         int requests = 0;
         bool areFilesWorkedOn = false; ///< as its module says
@@ -43,6 +53,12 @@ struct QueuedDownload {
 
     /// An incomplete file that is in the way is none.
     bool isTargetThere() const;
+    /// Nothing but the clock keeps it from going on.
+    bool isOutOfHours() const { return stop == StopReason::Hours || rest == RestReason::Hours; }
+    /// Somebody wants no more of it for now.
+    bool isCalledOff() const { return stop == StopReason::Pause || stop == StopReason::Leave; }
+    /// Its state is another one now.
+    void forgetReasons();
     /// What comes of it when it is stopped. What is complete is found again by its number alone.
     Failure stopped() const;
 
@@ -57,14 +73,14 @@ struct QueuedDownload {
     DownloadDetails details;
     Run run;
     Reading reading;
-    Afterwards afterwards = Afterwards::Nothing;
-    bool isOwnerAwaited = false; ///< it rests, or has rested, until its owner's end
-    bool isWithoutPlace = false; ///< it rests until then, and another one may run in its place
-    bool isOutOfHours = false; ///< it is being stopped, or rests, until they come
+    // Those of its state, with which they end.
+    StopReason stop = StopReason::None;
+    RestReason rest = RestReason::None;
+    bool wasOwnerAwaited = false; ///< whatever came then: who lives would be waited for without end
     std::optional<AbstractDownloadFileExistsAction> answer; ///< what somebody said of a file in the way
     bool isUnanswered = false; ///< nobody said it
     QElapsedTimer clock;
-    QTimer restTimer; ///< runs while it is Resting
+    QTimer restTimer; ///< runs while it rests for some time
     int attempts = 0; ///< of all
     int failures = 0; ///< since the last progress
     int restarts = 0; ///< that nobody was asked about
