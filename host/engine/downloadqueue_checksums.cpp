@@ -23,11 +23,9 @@ Failure noteOf(const QueuedDownload &active, const ChecksumSearch::Found &found)
 /// It is looked for when the file is there and its name is known. False = there is nothing to look for.
 bool DownloadQueue::searchChecksum(QueuedDownload &active)
 {
-    const bool isWanted = active.options.checksumAlgorithm.isEmpty() && !active.isSearched && !active.reading.stream
-        && !active.isCalledOff();
+    const bool isWanted = active.options.checksumAlgorithm.isEmpty() && !active.reading.stream && !active.isCalledOff();
     if (!isWanted || active.options.checksumSource.isEmpty())
         return false;
-    active.isSearched = true;
     active.search.reset(
         m_session.makeChecksumSearch(active.info, active.options, {m_options.mostTries, m_options.retryWaitMs}));
     connect(active.search.get(), &ChecksumSearch::retrying, this,

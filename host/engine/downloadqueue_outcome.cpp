@@ -138,7 +138,8 @@ void DownloadQueue::judge(QueuedDownload &active, const QList<QString> &response
     if (active.info.isFinished() && isStop(active.info.lastError))
         active.info.lastError = {};
     if (active.info.isFinished() && !active.info.lastError) {
-        compareChecksum(active);
+        if (!searchChecksum(active))
+            compareChecksum(active);
         return;
     }
     if (active.isCalledOff()) {
@@ -253,8 +254,6 @@ void DownloadQueue::retry(QueuedDownload &active, const Warning &how, Job job)
 
 void DownloadQueue::compareChecksum(QueuedDownload &active)
 {
-    if (searchChecksum(active))
-        return;
     Clause problem;
     active.expected = expectedOf(active, &problem);
     if (!active.expected && problem.isEmpty()) {

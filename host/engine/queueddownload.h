@@ -65,7 +65,6 @@ struct QueuedDownload {
     qint64 id = 0;
     DownloadOptions options;
     std::unique_ptr<ChecksumSearch> search; ///< while one is looked for
-    bool isSearched = false; ///< or has been
     std::optional<Checksum> expected; ///< what the finished file is being compared with
     quint64 comparison = 0; ///< by which the hasher knows that
     Sources sources;
