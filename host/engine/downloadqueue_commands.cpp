@@ -174,8 +174,9 @@ void DownloadQueue::decide(qint64 id, bool restart)
 void DownloadQueue::answerFileExists(qint64 id, int fileIndex, AbstractDownloadFileExistsAction action)
 {
     Q_ASSERT(QThread::currentThread() == thread());
+    const bool isSkip = action == AbstractDownloadFileExistsAction::Skip;
     if (QueuedDownload *const active = find(id))
-        active->answer = action;
+        active->answer = isSkip ? QueuedDownload::Answer::Skip : QueuedDownload::Answer::None;
     m_session.fileExistsAction(id, fileIndex, action);
 }
 
@@ -183,8 +184,8 @@ void DownloadQueue::leaveUnanswered(qint64 id, int fileIndex)
 {
     Q_ASSERT(QThread::currentThread() == thread());
     if (QueuedDownload *const active = find(id))
-        active->isUnanswered = true;
-    answerFileExists(id, fileIndex, AbstractDownloadFileExistsAction::Skip);
+        active->answer = QueuedDownload::Answer::Nobody;
+    m_session.fileExistsAction(id, fileIndex, AbstractDownloadFileExistsAction::Skip);
 }
 
 void DownloadQueue::setMostAtOnce(int count)

@@ -118,7 +118,7 @@ void DownloadQueue::onFinished(qint64 id, const AbstractDownloadPersistentInfo &
     if (!active)
         return;
     active->info = info;
-    if (active->answer == AbstractDownloadFileExistsAction::Skip)
+    if (active->answer != QueuedDownload::Answer::None)
         active->info.existingFileReaction = AbstractDownloadExistingFileReaction::Skip;
     const int mostConnections = std::max(active->details.mostConnections, details.mostConnections);
     active->details = details;
@@ -394,8 +394,7 @@ Failure DownloadQueue::failureOf(const QueuedDownload &active) const
 
 bool DownloadQueue::mayBeSkipped(const QueuedDownload &active) const
 {
-    const bool isLeft = active.answer == AbstractDownloadFileExistsAction::Skip;
-    return active.options.skipExisting || (isLeft && !active.isUnanswered);
+    return active.options.skipExisting || active.answer == QueuedDownload::Answer::Skip;
 }
 
 /// The file that is there is as good as a download, of which nothing is left to do or to list.

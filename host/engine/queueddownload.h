@@ -33,6 +33,13 @@ enum class StopReason {
 
 /// A download that has begun, as its queue keeps it.
 struct QueuedDownload {
+    /// What was said of a file in its way.
+    enum class Answer {
+        None, ///< nothing, or that it need not stay
+        Skip, ///< it stays, and is as good as the download
+        Nobody, ///< it stays, because there was nobody to ask
+    };
+
     /// Of one that is streamed: what of its run is as its reader wants it.
     struct Reading {
         std::shared_ptr<DownloadStream> stream; ///< null = it is not
@@ -76,8 +83,7 @@ struct QueuedDownload {
     StopReason stop = StopReason::None;
     RestReason rest = RestReason::None;
     bool wasOwnerAwaited = false; ///< whatever came then: who lives would be waited for without end
-    std::optional<AbstractDownloadFileExistsAction> answer; ///< what somebody said of a file in the way
-    bool isUnanswered = false; ///< nobody said it
+    Answer answer = Answer::None;
     QElapsedTimer clock;
     QTimer restTimer; ///< runs while it rests for some time
     int attempts = 0; ///< of all
