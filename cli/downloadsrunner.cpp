@@ -71,6 +71,11 @@ QString wordOf(Question::Choice choice)
     return u"skip"_s;
 }
 
+bool isAnothers(const Snapshot &snapshot)
+{
+    return snapshot.state == DownloadState::Failed && snapshot.failure.kind == Failure::Kind::OwnedByOther;
+}
+
 }
 
 DownloadsRunner::DownloadsRunner(const Arguments &arguments, Engine &engine, Printer &printer, Questions *questions,
@@ -242,8 +247,12 @@ void DownloadsRunner::onAnswered()
 /// Of what was asked for, from its turn on.
 void DownloadsRunner::onChanged(const Snapshot &snapshot)
 {
-    if (!m_expected.contains(snapshot.id) || snapshot.state == DownloadState::Waiting || isLeftToOwner(snapshot))
+    if (!m_expected.contains(snapshot.id) || isAwaited(snapshot))
         return;
+    if (m_doubtful.remove(snapshot.id) && isAnothers(snapshot)) {
+        leaveToOwner(snapshot);
+        return;
+    }
     if (!m_rows.contains(snapshot.id))
         onBegan(snapshot);
     m_rows.insert(snapshot.id, snapshot);
@@ -253,18 +262,19 @@ void DownloadsRunner::onChanged(const Snapshot &snapshot)
         onEnded(snapshot);
 }
 
-/// Nobody named it: where its owner lives after all, it is in good hands.
-bool DownloadsRunner::isLeftToOwner(const Snapshot &snapshot)
+/// For its turn, or for the end of an owner that may have died.
+bool DownloadsRunner::isAwaited(const Snapshot &snapshot) const
 {
-    if (!m_doubtful.contains(snapshot.id) || snapshot.state == DownloadState::Resting)
-        return m_doubtful.contains(snapshot.id);
-    m_doubtful.remove(snapshot.id);
-    if (snapshot.state != DownloadState::Failed || snapshot.failure.kind != Failure::Kind::OwnedByOther)
-        return false;
+    const bool isOwnerAwaited = snapshot.state == DownloadState::Resting && m_doubtful.contains(snapshot.id);
+    return snapshot.state == DownloadState::Waiting || isOwnerAwaited;
+}
+
+/// Nobody named it: where its owner lives after all, it is in good hands.
+void DownloadsRunner::leaveToOwner(const Snapshot &snapshot)
+{
     m_expected.remove(snapshot.id);
     leaveOut(snapshot.id, snapshot.failure.number);
     endIfDone();
-    return true;
 }
 
 void DownloadsRunner::leaveOut(qint64 id, qint64 pid)

@@ -58,7 +58,8 @@ private:
     void onChanged(const Snapshot &snapshot);
     void onBegan(const Snapshot &snapshot);
     void onEnded(const Snapshot &snapshot);
-    bool isLeftToOwner(const Snapshot &snapshot);
+    bool isAwaited(const Snapshot &snapshot) const;
+    void leaveToOwner(const Snapshot &snapshot);
     void leaveOut(qint64 id, qint64 pid);
     static bool isAtRest(DownloadState state);
     void onProgress();
