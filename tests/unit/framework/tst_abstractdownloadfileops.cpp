@@ -80,6 +80,8 @@ private Q_SLOTS:
     void overwritingKeepsTheFinishedFileForNow();
     void overwritingBeginsAnIncompleteFileAnewOnlyWhenTold_data();
     void overwritingBeginsAnIncompleteFileAnewOnlyWhenTold();
+    void overwritingLeavesAFileAloneThatIsBeingFetched_data();
+    void overwritingLeavesAFileAloneThatIsBeingFetched();
     void overwritingDoesNotReplaceAFolder();
     void nothingIsMadeOfWhatIsAnothersByNow_data();
     void nothingIsMadeOfWhatIsAnothersByNow();
@@ -516,6 +518,29 @@ void TestFileOps::overwritingBeginsAnIncompleteFileAnewOnlyWhenTold()
     QCOMPARE(bench.result(), u"a.bin.part"_s);
     QCOMPARE(contentOf(at(u"a.bin.part"_s)), after);
     QCOMPARE(names(), QStringList{u"a.bin.part"_s});
+}
+
+void TestFileOps::overwritingLeavesAFileAloneThatIsBeingFetched_data()
+{
+    QTest::addColumn<bool>("truncate");
+    QTest::newRow("that would be begun anew") << true;
+    QTest::newRow("that would be gone on with") << false;
+}
+
+void TestFileOps::overwritingLeavesAFileAloneThatIsBeingFetched()
+{
+    QFETCH(bool, truncate);
+    const QString others = at(u"a.bin.part"_s);
+    makeFile(others, "some");
+    OwnFiles::set(others, FileIdentity::of(others));
+    const auto forget = qScopeGuard([&others] { OwnFiles::forget(others); });
+    Bench bench;
+    bench.ops->setExistingFileReaction(Reaction::Overwrite);
+    bench.ops->setTruncateFilesWhenCreating(truncate);
+    bench.perform(folder(), {toCreate(u"a.bin"_s)});
+    QVERIFY2(!bench.error, qPrintable(bench.errorText()));
+    QCOMPARE(bench.result(), u"a (1).bin.part"_s);
+    QCOMPARE(contentOf(others), "some");
 }
 
 void TestFileOps::overwritingDoesNotReplaceAFolder()

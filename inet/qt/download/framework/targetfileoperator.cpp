@@ -189,11 +189,11 @@ Outcome TargetFileOperator::createNumbered(TargetFolder &folder, Operation &oper
 }
 
 /// The finished file stays until the new one takes its place. An incomplete one is begun anew rather than emptied: its
-/// name may be a link, or the file be known by other names.
+/// name may be a link, or the file be known by other names. One that is being fetched is nobody's to take.
 Outcome TargetFileOperator::createOver(TargetFolder &folder, Operation &operation, const QString &name, bool truncate)
 {
     const QString part = TargetFileName::partOf(name);
-    if (m_created.values().contains(part))
+    if (m_created.values().contains(part) || folder.isOwnUnder(part, part))
         return createNumbered(folder, operation, name);
     if (folder.isFolder(name))
         return failed(u"replace"_s, folder.pathOf(name), EISDIR, QFileDevice::OpenError, errorSourceHere());
