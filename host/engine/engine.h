@@ -24,11 +24,11 @@
 /// what is beyond is refused (ValueUnusable), with all that came with it.
 ///
 /// News come in one order. An answer comes before the signals of what it did. A page of snapshots is what the signals
-/// have said up to there: what is due of changes of its rows is told before it. So who takes a page and applies the
+/// have said up to there, and asking for it tells nothing new of what is done here. So who takes a page and applies the
 /// signals that follow has at any moment what the engine would answer.
 ///
-/// Other programs may be at work on the same list. What they do to it is seen in the next page; changed() tells of rows
-/// that came to be another's, or ceased to be.
+/// Other programs may be at work on the same list. What they do to it is seen in the next page; changed() tells before
+/// it of its rows that came to be another's, ceased to be, or are other than they were told while they are.
 class Engine : public QObject
 {
     Q_OBJECT
@@ -149,7 +149,8 @@ Q_SIGNALS:
     /// Position is its place in the list; those from there on move by one. -1 = it cannot be read; listChanged() came
     /// before.
     void added(const Snapshot &snapshot, qint64 position);
-    /// At once when the state changes, else at most every kNewsIntervalMs.
+    /// Where something is other than it was told: at once when that is the state, or another's work that a page has,
+    /// else at most every kNewsIntervalMs. And behind commands that say so.
     void changed(const Snapshot &snapshot);
     /// The last of that number.
     void removed(qint64 id);

@@ -154,7 +154,8 @@ private:
     void watchAnew(qint64 before);
     void tellRemoved(qint64 id);
     void transition(const Snapshot &row);
-    void tellOwnership(const Snapshot &row);
+    void tellIfOthers(const Snapshot &row);
+    void keepOthers(const Snapshot &row);
     void tick();
     Totals totals() const;
     void answerSnapshot(const EngineCommand &command);
@@ -208,7 +209,7 @@ private:
     std::optional<EngineCommand> m_sliced; ///< that command, until it is answered
     std::optional<ListEntry> m_appended; ///< while it is
     std::optional<QSet<qint64>> m_paused; ///< while all are: of those that had not begun
-    QSet<qint64> m_others; ///< that were told to be another process's
+    QHash<qint64, size_t> m_others; ///< how rows were told that another process has
     QHash<qint64, EngineCommand> m_removals; ///< of those that are being paused for it
     QHash<FileTakeOver *, EngineCommand> m_takeOvers; ///< children; each of an add()
     QHash<qint64, Lookup> m_lookups; ///< by the session's number for the query

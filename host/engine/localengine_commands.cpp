@@ -320,7 +320,7 @@ void LocalEngine::setOptions(const EngineCommand &command)
     // There may be a checksum now.
     const auto row = m_rows.find(command.id);
     if (const auto known =
-            row != m_rows.end() && row->state == DownloadState::Waiting ? entry(command.id) : std::nullopt)
+            !failure && row != m_rows.end() && row->state == DownloadState::Waiting ? entry(command.id) : std::nullopt)
         *row = rowOf(*known);
     answerChange(command, failure);
 }

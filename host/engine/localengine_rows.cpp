@@ -37,6 +37,19 @@ ListOrder listOrderOf(SnapshotQuery::Order order)
     return ListOrder::Place;
 }
 
+/// By it a row that another process has is known from what it becomes by that one's work: the list may have a hundred
+/// thousand of them. 0 = it is no other process's.
+size_t othersStamp(const Snapshot &row)
+{
+    if (row.ownerPid == 0)
+        return 0;
+    const size_t file = qHashMulti(0, row.name(), row.size(), row.done(), row.isFinished, row.finished);
+    const size_t proof =
+        qHashMulti(file, row.checksum.has_value(), int(row.checksum.value_or(ChecksumResult())),
+                   int(row.assurance.assurance.value_or(Assurance())), int(row.assurance.doubt), row.error.code);
+    return qHashMulti(proof, row.url, row.folder, row.ownerPid, row.ownerSecondsLeft) | 1;
+}
+
 /// Rows at rest are read without them.
 void putSections(Snapshot &snapshot, const Record &record)
 {
@@ -175,6 +188,7 @@ void LocalEngine::tellChanged(const Snapshot &snapshot)
 {
     if (const auto row = m_rows.find(snapshot.id); row != m_rows.end())
         *row = snapshot;
+    keepOthers(snapshot);
     transition(snapshot);
     EngineNews news{EngineNews::Kind::Changed, snapshot.id};
     news.snapshot = snapshot;
@@ -250,6 +264,7 @@ void LocalEngine::watchAnew(qint64 before)
 void LocalEngine::tellRemoved(qint64 id)
 {
     forgetReport(id);
+    m_others.remove(id);
     const bool isLegal = m_told.takeRemoved(id);
     Q_ASSERT_X(isLegal, "LocalEngine", "what is removed has come to rest before");
     tell({EngineNews::Kind::Removed, id});
@@ -303,7 +318,6 @@ void LocalEngine::answerSnapshot(const EngineCommand &command)
         refuse(command, noSuch(command.id));
         return;
     }
-    tellIfChanged(command.id);
     Snapshot snapshot = m_rows.value(command.id, rowOf(*known));
     if (snapshot.state == DownloadState::Waiting || !m_rows.contains(command.id))
         putSections(snapshot, *record);
@@ -312,7 +326,7 @@ void LocalEngine::answerSnapshot(const EngineCommand &command)
     answer(command, {.ids = {command.id}, .snapshots = {snapshot}});
 }
 
-/// Changes of its rows that are due are told before the page that has them.
+/// What is active stands in it as it was told last: what is due is told when it is due.
 void LocalEngine::answerPage(const EngineCommand &command)
 {
     const SnapshotQuery query = command.query.value_or(SnapshotQuery());
@@ -326,24 +340,26 @@ void LocalEngine::answerPage(const EngineCommand &command)
         return;
     }
     for (const ListEntry &known : entries) {
-        tellIfChanged(known.id);
         const auto row = m_rows.constFind(known.id);
         given.snapshots.append(row != m_rows.cend() ? *row : rowOf(owned(known)));
-        tellOwnership(given.snapshots.last());
+        tellIfOthers(given.snapshots.last());
     }
     answer(command, given);
 }
 
-/// Another process's work is not seen as it happens.
-void LocalEngine::tellOwnership(const Snapshot &row)
+/// Another process's work is not seen as it happens: what has become of it by now is told before the page that has it.
+void LocalEngine::tellIfOthers(const Snapshot &row)
 {
-    const bool wasOthers = m_others.contains(row.id);
+    if (m_others.value(row.id) != othersStamp(row))
+        tellChanged(row);
+}
+
+void LocalEngine::keepOthers(const Snapshot &row)
+{
     if (row.ownerPid != 0)
-        m_others.insert(row.id);
+        m_others.insert(row.id, othersStamp(row));
     else
         m_others.remove(row.id);
-    if (row.ownerPid != 0 || wasOthers)
-        tellChanged(row);
 }
 
 QList<ListEntry> LocalEngine::pageOf(const SnapshotQuery &query)

@@ -88,6 +88,7 @@ private Q_SLOTS:
     void whatIsLookedUpIsGivenUpWithTheEngine();
     void whatIsDoneWithManyIsDoneWithAFewAtATime();
     void allThatIsUnfinishedIsResumedInItsOrder();
+    void ofWhatAnotherProcessHasAPageTellsOnlyWhatIsNew();
     void whatIsOnlyAddedIsNobodys();
     void whatAProcessOfTheSameNumberElsewhereHasIsNotOurs();
     void theSameRequestWaitsForAProcessThatMayHaveDied();
@@ -562,6 +563,7 @@ void TestLocalEngine::whatAnotherProcessRunsIsNotChanged()
     const EngineAnswer answer = answerOf(send);
     QCOMPARE(answer.failure.kind, Failure::Kind::OwnedByOther);
     QCOMPARE(answer.failure.number, 1);
+    QVERIFY2((row(command.id).ownerPid == 0) == waits, "what waits is as it was told");
     QCOMPARE(row(command.id).details->options, before);
     setOwner(command.id, {});
     QVERIFY2(answerOf(send).isOk(), "nobody is at work on it any more");
@@ -843,6 +845,39 @@ void TestLocalEngine::allThatIsUnfinishedIsResumedInItsOrder()
         expected.append(id);
     resumed->ids.removeIf([](qint64 id) { return id <= kGone; });
     QCOMPARE(resumed->ids, expected);
+}
+
+void TestLocalEngine::ofWhatAnotherProcessHasAPageTellsOnlyWhatIsNew()
+{
+    const qint64 theirs = add(u"done"_s, {}, false);
+    QTRY_COMPARE(row(theirs).ownerPid, 0);
+    QList<Snapshot> told;
+    const QObject listener;
+    connect(m_engine.get(), &Engine::changed, &listener, [&told](const Snapshot &row) { told.append(row); });
+    const auto toldOfTwoPages = [&] {
+        told.clear();
+        for (int i = 0; i < 2; ++i) {
+            const EngineAnswer page = answerOf([this](const Engine::Callback &done) { m_engine->snapshots({}, done); });
+            if (!told.isEmpty() && told.last() != page.snapshots.value(0))
+                told.clear();
+        }
+        return told.size();
+    };
+    QCOMPARE(toldOfTwoPages(), 0);
+    setOwner(theirs, ProcessIdentity::ofProcess(1));
+    QCOMPARE(toldOfTwoPages(), 1);
+    DownloadList other;
+    QVERIFY(other.open(m_dir->filePath(u"list.sqlite"_s)));
+    std::optional<AbstractDownloadPersistentInfo> record = other.load(theirs);
+    record->files.resize(1);
+    record->files.first().name = u"half.bin"_s;
+    QVERIFY(other.update(*record));
+    QCOMPARE(toldOfTwoPages(), 1);
+    QCOMPARE(told.first().name(), u"half.bin"_s);
+    QCOMPARE(toldOfTwoPages(), 0);
+    setOwner(theirs, {});
+    QCOMPARE(toldOfTwoPages(), 1);
+    QCOMPARE(told.first().ownerPid, 0);
 }
 
 /// Whoever stays for long keeps nobody from it.
