@@ -55,6 +55,7 @@ private:
         AbstractError error = {}; ///< of its record, which the list may be given later
         bool isFinished = false; ///< likewise
         std::optional<ListEntry> known = {}; ///< what the list had of it at the end; nothing = nobody has asked yet
+        std::optional<ListEntry> seen = {}; ///< what it had of it when it was last asked; likewise
         quint64 number = 0; ///< of all that were made
 
         bool isOf(const ListEntry &entry) const;
@@ -177,6 +178,7 @@ private:
     bool hasRow(qint64 id);
     void onEnded(const DownloadOutcome &outcome);
     void keepReport(const DownloadOutcome &outcome);
+    void dropOldestReport();
     void forgetReport(qint64 id);
     const Report *reportOf(const ListEntry &entry);
     std::optional<Snapshot> rowNotRead(qint64 id) const;

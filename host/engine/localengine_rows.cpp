@@ -112,10 +112,10 @@ const LocalEngine::Report *LocalEngine::reportOf(const ListEntry &entry)
         return nullptr;
     if (!report->known)
         report->known = entry;
+    report->seen = entry;
     return report->isOf(entry) ? &*report : nullptr;
 }
 
-/// Whoever has rows hears when one of them says less.
 void LocalEngine::keepReport(const DownloadOutcome &outcome)
 {
     forgetReport(outcome.id);
@@ -127,11 +127,21 @@ void LocalEngine::keepReport(const DownloadOutcome &outcome)
     report.number = ++m_lastReport;
     m_reports.insert(outcome.id, report);
     m_reportsByAge.insert(report.number, outcome.id);
-    if (m_reports.size() <= kMostReports)
-        return;
-    const qint64 oldest = m_reportsByAge.first();
-    forgetReport(oldest);
-    tellRow(oldest);
+    if (m_reports.size() > kMostReports)
+        dropOldestReport();
+}
+
+/// Whoever has rows hears when one of them says less. What the list has of it is at hand: of many that end, none is to
+/// wait for the list because of another one.
+void LocalEngine::dropOldestReport()
+{
+    const qint64 id = m_reportsByAge.first();
+    const Report oldest = m_reports.value(id);
+    forgetReport(id);
+    if (!oldest.seen)
+        tellRow(id);
+    else if (oldest.isOf(*oldest.seen))
+        tellChanged(rowOf(*oldest.seen));
 }
 
 void LocalEngine::forgetReport(qint64 id)
