@@ -109,7 +109,7 @@ public:
     /// was kept for another server is forgotten.
     bool setUrl(qint64 id, const DownloadRequest &request, Failure *failure);
     /// Changes the options of a download of the list, and takes the headers that are given for it. True without a
-    /// change where there is no such download.
+    /// change where there is no such download; false where the list cannot be read.
     bool renew(qint64 id, const OptionChanges &changes, Failure *failure);
     /// As add() of a request for a download that another process has: once hold() has it.
     void renewOnceHeld(qint64 id, const DownloadRequest &request) { m_renewals.insert(id, withoutSecrets(request)); }
@@ -236,6 +236,7 @@ private:
     bool prepareStream(Lease &lease, Failure *failure) const;
     bool mayBegin(qint64 id, Failure *failure) const;
     bool takeLease(qint64 id, Lease &lease, Failure *failure);
+    bool renewOptions(qint64 id, const OptionChanges &changes, Failure *failure);
     bool renewHeld(Lease &lease, Failure *failure);
     bool isTaken(qint64 id, DownloadStore::Claim claim, const DownloadStore::Owner &owner, Failure *failure);
     void releaseClaim(qint64 id);

@@ -94,8 +94,10 @@ bool DownloadSession::renew(qint64 id, const OptionChanges &given, Failure *fail
 {
     OptionChanges changes = given;
     std::optional<Record> record = m_list.load(id);
-    if (!record)
-        return true;
+    if (!record) {
+        *failure = listFailure();
+        return !*failure;
+    }
     const QVariantMap before = record->parameters;
     QVariantMap harmless;
     changes.secretHeaders = sorted(record->url, changes.headers, changes.headersForAll, &harmless);
@@ -106,13 +108,22 @@ bool DownloadSession::renew(qint64 id, const OptionChanges &given, Failure *fail
     };
     if (record->parameters != before && !change(id, putHeaders, failure))
         return false;
-    const DownloadOptions known = options(id);
-    DownloadOptions changed = known;
-    changes.applyTo(changed);
-    if (changed != known && !setOptions(id, changed, failure))
+    if (!renewOptions(id, changes, failure))
         return false;
     remember(changes.secretHeaders);
     return true;
+}
+
+/// What is as it was is not written again.
+bool DownloadSession::renewOptions(qint64 id, const OptionChanges &changes, Failure *failure)
+{
+    const DownloadOptions known = options(id);
+    *failure = lease(id) ? Failure() : listFailure();
+    if (*failure)
+        return false;
+    DownloadOptions changed = known;
+    changes.applyTo(changed);
+    return changed == known || setOptions(id, changed, failure);
 }
 
 QList<SecretHeader> DownloadSession::missingHeaders(qint64 id)

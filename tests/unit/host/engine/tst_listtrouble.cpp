@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <host/engine/unsavedleases.h>
+#include <host/options/optionchanges.h>
+#include <host/options/optiontable.h>
 #include <host/storage/downloadlist.h>
 #include <tests/support/ordinaryuser.h>
 #include <tests/support/sqlfile.h>
@@ -135,6 +137,8 @@ private Q_SLOTS:
     void aListThatNobodyMayOpenAnyMoreStopsNoDownload();
     void whatSomebodyElseHasClaimedEndsWithWhoHasIt();
     void whatSomebodyElseHasRemovedIsNotSaidToBeSaved();
+    void whatCannotBeReadIsNotTakenForChanged_data();
+    void whatCannotBeReadIsNotTakenForChanged();
     void whatAProcessHasThatMayHaveDiedIsWaitedForOnce_data();
     void whatAProcessHasThatMayHaveDiedIsWaitedForOnce();
     void whatWaitsForAProcessLeavesItsPlaceToOthers();
@@ -439,6 +443,30 @@ void TestListTrouble::whatSomebodyElseHasRemovedIsNotSaidToBeSaved()
     QVERIFY(bench.run());
     QCOMPARE(bench.outcomeOf(id).failure.kind, Failure::Kind::OwnedByOther);
     QCOMPARE(bench.outcomeOf(id).failure.number, 0);
+}
+
+void TestListTrouble::whatCannotBeReadIsNotTakenForChanged_data()
+{
+    QTest::addColumn<QString>("table");
+    QTest::newRow("its record") << u"mirrors"_s;
+    QTest::newRow("its options") << u"options"_s;
+}
+
+void TestListTrouble::whatCannotBeReadIsNotTakenForChanged()
+{
+    QFETCH(QString, table);
+    QueueBench bench;
+    DownloadOptions restarting;
+    restarting.onChanged = int(Trouble::Policy::Restart);
+    const qint64 id = bench.add(u"done"_s, restarting);
+    // As where nothing was given.
+    OptionChanges failing;
+    failing.values.give(*OptionTable::ofHost().find(u"on-changed"_s), {u"fail"_s, {}});
+    Failure failure;
+    QVERIFY2(bench.session->renew(id + 1, failing, &failure), "there is none, and nothing to be changed");
+    QVERIFY(SqlFile(bench.listPath()).run(u"ALTER TABLE %1 RENAME TO elsewhere"_s.arg(table)));
+    QVERIFY(!bench.session->renew(id, failing, &failure));
+    QCOMPARE(failure.subject.path, bench.listPath());
 }
 
 void TestListTrouble::whatAProcessHasThatMayHaveDiedIsWaitedForOnce_data()
