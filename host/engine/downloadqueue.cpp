@@ -147,8 +147,10 @@ void DownloadQueue::transition(qint64 id, DownloadState to)
     entry.state = to;
     if (entry.active)
         entry.active->forgetReasons();
-    QtAppLoggerTextStream(QtAppDefaultLogger::instance(), kStateLogLevel, true)
-        << "Download " << id << " in the queue: " << downloadStates().nameOf(from) << " -> " << name;
+    // What has left the queue is in the list until somebody has taken it out of that.
+    if (to != DownloadState::Removed)
+        QtAppLoggerTextStream(QtAppDefaultLogger::instance(), kStateLogLevel, true)
+            << "Download " << id << " in the queue: " << downloadStates().nameOf(from) << " -> " << name;
     m_outbox.put([this, id, from, to] { Q_EMIT stateChanged(id, from, to); });
 }
 

@@ -37,6 +37,12 @@ ListOrder listOrderOf(SnapshotQuery::Order order)
     return ListOrder::Place;
 }
 
+void writeLog(qint64 id, DownloadState state)
+{
+    QtAppLoggerTextStream(QtAppDefaultLogger::instance(), kStateLogLevel, true)
+        << "Download " << id << " in the engine: " << downloadStates().nameOf(state);
+}
+
 /// By it a row that another process has is known from what it becomes by that one's work: the list may have a hundred
 /// thousand of them. 0 = it is no other process's.
 size_t othersStamp(const Snapshot &row)
@@ -220,7 +226,7 @@ void LocalEngine::tellAdded(const Snapshot &snapshot)
     tell(news);
 }
 
-/// Of every row that is told. The queue has written into the log what it changed; a check is the engine's own.
+/// Of every row that is told. The queue has written into the log what it changed; checks and removals are the engine's.
 void LocalEngine::transition(const Snapshot &row)
 {
     const std::optional<DownloadState> before = m_told.stateOf(row.id);
@@ -228,8 +234,7 @@ void LocalEngine::transition(const Snapshot &row)
     const QLatin1StringView name = downloadStates().nameOf(row.state);
     Q_ASSERT_X(isLegal, before ? downloadStates().nameOf(*before).data() : "at rest", name.data());
     if ((before == DownloadState::Checking) != (row.state == DownloadState::Checking))
-        QtAppLoggerTextStream(QtAppDefaultLogger::instance(), kStateLogLevel, true)
-            << "Download " << row.id << " in the engine: " << name;
+        writeLog(row.id, row.state);
 }
 
 /// Where rows of others came or went, no place is what those who have rows take it for.
@@ -277,6 +282,7 @@ void LocalEngine::tellRemoved(qint64 id)
     m_others.remove(id);
     const bool isLegal = m_told.takeRemoved(id);
     Q_ASSERT_X(isLegal, "LocalEngine", "what is removed has come to rest before");
+    writeLog(id, DownloadState::Removed);
     tell({EngineNews::Kind::Removed, id});
 }
 

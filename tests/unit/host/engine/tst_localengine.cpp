@@ -8,7 +8,6 @@
 #include <tests/unit/host/engine/queuesteps.h>
 
 #include <QFileInfo>
-#include <QScopeGuard>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -42,6 +41,29 @@ OptionChanges change(QLatin1StringView name, const QVariant &value)
     changes.values.give(*OptionTable::ofHost().find(name), {value, u"a test"_s});
     return changes;
 }
+
+/// What the log says of states, for as long as this object lives.
+struct EngineLog {
+    EngineLog()
+    {
+        logger.setVerbosityLevel(kStateLogLevel);
+        logger.setSink([this](int, const QString &line) {
+            if (line.contains("in the engine: "_L1) || line.contains("in the queue: "_L1))
+                lines.append(line);
+        });
+    }
+
+    ~EngineLog()
+    {
+        logger.setSink({});
+        logger.setVerbosityLevel(0);
+    }
+
+    Q_DISABLE_COPY_MOVE(EngineLog)
+
+    QtAppLogger &logger = *QtAppDefaultLogger::instance();
+    QStringList lines;
+};
 
 }
 
@@ -82,6 +104,7 @@ private Q_SLOTS:
     void whatCannotBeReadIsNotToldToBeGone();
     void allOfAListThatCannotBeReadIsNotResumed();
     void aCheckIsSeenWhileItGoesOn();
+    void whatCannotBeRemovedIsNotLoggedAsRemoved();
     void aCheckThatIsAskedForWhileAnotherEndsIsBegunOnce();
     void aCheckIsGivenUpForOtherWork_data();
     void aCheckIsGivenUpForOtherWork();
@@ -673,17 +696,7 @@ void TestLocalEngine::allOfAListThatCannotBeReadIsNotResumed()
 
 void TestLocalEngine::aCheckIsSeenWhileItGoesOn()
 {
-    QStringList log;
-    QtAppLogger &logger = *QtAppDefaultLogger::instance();
-    logger.setVerbosityLevel(kStateLogLevel);
-    logger.setSink([&log](int, const QString &line) {
-        if (line.contains("in the engine: "_L1))
-            log.append(line);
-    });
-    const QScopeGuard quiet([&logger] {
-        logger.setSink({});
-        logger.setVerbosityLevel(0);
-    });
+    const EngineLog log;
     const qint64 id = add(u"done"_s, {}, false);
     QList<DownloadState> states;
     const QObject listener;
@@ -692,7 +705,21 @@ void TestLocalEngine::aCheckIsSeenWhileItGoesOn()
     QCOMPARE(answer.failure.kind, Failure::Kind::NothingToCompare);
     QTRY_COMPARE(states, QList<DownloadState>({DownloadState::Checking, DownloadState::Paused}));
     const QString line = u"Download %1 in the engine: "_s.arg(id);
-    QCOMPARE(log, QStringList({line + u"Checking"_s, line + u"Paused"_s}));
+    QCOMPARE(log.lines, QStringList({line + u"Checking"_s, line + u"Paused"_s}));
+}
+
+void TestLocalEngine::whatCannotBeRemovedIsNotLoggedAsRemoved()
+{
+    const qint64 id = bring(DownloadState::Resting);
+    const QString part = m_dir->filePath(u"%1.bin.part"_s.arg(id));
+    QVERIFY(QFile::remove(part) && QDir().mkdir(part));
+    const EngineLog log;
+    const Call removing = [&](const Engine::Callback &done) { m_engine->remove(id, true, done); };
+    QCOMPARE(answerOf(removing).failure.kind, Failure::Kind::CannotDeleteFile);
+    QVERIFY2(log.lines.filter(u"Removed"_s).isEmpty(), qPrintable(log.lines.join(u'\n')));
+    QVERIFY(QDir().rmdir(part));
+    QVERIFY(answerOf(removing).isOk());
+    QCOMPARE(log.lines.filter(u"Removed"_s), QStringList{u"Download %1 in the engine: Removed"_s.arg(id)});
 }
 
 void TestLocalEngine::aCheckThatIsAskedForWhileAnotherEndsIsBegunOnce()
