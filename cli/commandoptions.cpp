@@ -124,9 +124,16 @@ const Row kAfter[] = {
      .manual =
          "ask the server whether what is there already is its file still; where it is another one, `--on-changed` "
          "says what to do"},
-    {.name = "finished", .otherNames = "done", .group = "listing", .places = kTyped, .help = "Only those that are done"},
+    {.name = "finished",
+     .otherNames = "done",
+     .group = "listing",
+     .places = kTyped,
+     .help = "Only those that are done"},
     {.name = "failed", .group = "failed", .places = kTyped, .help = "Those that failed"},
-    {.name = "unfinished", .group = "listing", .places = kTyped, .help = "Only those that are not, or were not compared with their checksum yet"},
+    {.name = "unfinished",
+     .group = "listing",
+     .places = kTyped,
+     .help = "Only those that are not, or were not compared with their checksum yet"},
     {.name = "limit",
      .letter = 'n',
      .group = "showing",

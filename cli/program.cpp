@@ -217,9 +217,8 @@ ExitStatus run(Arguments arguments, Streams &streams, const Program::EngineFacto
     case Arguments::Command::Show: {
         const std::unique_ptr<Engine> engine = makeEngine();
         const ExitStatus status = open(arguments, *engine, streams.notes);
-        return status == ExitStatus::Done
-            ? ListCommands::print(arguments, *engine, {streams.answers, streams.notes})
-            : status;
+        return status == ExitStatus::Done ? ListCommands::print(arguments, *engine, {streams.answers, streams.notes})
+                                          : status;
     }
     case Arguments::Command::CheckList:
         return ListCare::check(arguments, streams.answers, streams.notes);

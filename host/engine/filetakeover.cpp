@@ -71,10 +71,9 @@ FileTakeOver::FileTakeOver(const QSharedPointer<QNetworkAccessManager> &manager,
 {
     m_fetch.setParent(this);
     connect(&m_fetch, &SmallFetch::done, this, &FileTakeOver::onAnswer);
-    connect(&m_fetch, &SmallFetch::retrying, this,
-            [this](const SmallFetch::Answer &answer, int attempt, qint64 inMs) {
-                Q_EMIT retrying(failureOf(answer), attempt, inMs);
-            });
+    connect(&m_fetch, &SmallFetch::retrying, this, [this](const SmallFetch::Answer &answer, int attempt, qint64 inMs) {
+        Q_EMIT retrying(failureOf(answer), attempt, inMs);
+    });
 }
 
 FileTakeOver::~FileTakeOver() = default;

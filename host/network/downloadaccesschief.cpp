@@ -74,9 +74,8 @@ qint64 DownloadAccessChief::othersConnections() const
 /// of one that was redirected it knows the number by itself, and is told the plain limit.
 qint64 DownloadAccessChief::othersConnectionsPerServer() const
 {
-    const bool isRedirected = std::any_of(m_own.keyBegin(), m_own.keyEnd(), [this](const QtHostAndPort &server) {
-        return !m_servers.contains(server);
-    });
+    const bool isRedirected = std::any_of(m_own.keyBegin(), m_own.keyEnd(),
+                                          [this](const QtHostAndPort &server) { return !m_servers.contains(server); });
     if (m_servers.isEmpty() || isRedirected)
         return 0;
     const QtConnectionsMap all = consumersStats()->connectionsMap();

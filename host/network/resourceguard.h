@@ -109,7 +109,8 @@ public:
     /// An answer is welcome and goes on; each is ended once.
     void beginAnswer() { ++m_answers; }
     void endAnswer() { --m_answers; }
-    /// An answer without a byte would bring nothing new: some are there already, or under way, or the rest is asked for.
+    /// An answer without a byte would bring nothing new: some are there already, or under way, or the rest is asked
+    /// for.
     bool needsBytes(const RequestPath &path) const;
     /// The first bytes of an answer are taken.
     void takeBytes(const Evidence::Answer &answer);

@@ -157,8 +157,8 @@ std::optional<qint64> SmallFetch::rest() const
     if (isLast || !Retry::isWorthwhile(m_answer.error))
         return std::nullopt;
     Retry::Wait wait{m_attempt, m_patience.waitMs, QRandomGenerator::global()->generateDouble()};
-    wait.askedMs = Retry::parseRetryAfter(QString::fromLatin1(m_answer.field("Retry-After")),
-                                          QDateTime::currentDateTimeUtc());
+    wait.askedMs =
+        Retry::parseRetryAfter(QString::fromLatin1(m_answer.field("Retry-After")), QDateTime::currentDateTimeUtc());
     if (wait.askedMs.value_or(0) > Retry::kLongestAskedMs)
         return std::nullopt;
     return Retry::delayMs(wait);

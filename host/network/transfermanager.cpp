@@ -105,8 +105,8 @@ QNetworkReply *TransferManager::send(Operation operation, const QNetworkRequest 
         ready.headers += m_guard->conditionsOf(way.path);
     if (const QUrl target = m_guard && !request.isPost ? m_guard->ledTo(way.path) : QUrl(); !target.isEmpty())
         return new TransferReply(shown, way, target, this);
-    auto *const reply = new TransferReply(request.isPost ? operation : GetOperation, shown, ready, way,
-                                          m_hub->means(), m_hub->loopFor(request.url), this);
+    auto *const reply = new TransferReply(request.isPost ? operation : GetOperation, shown, ready, way, m_hub->means(),
+                                          m_hub->loopFor(request.url), this);
     connect(reply, &TransferReply::redirectedWithLogin, this,
             [this](const QUrl &url) { m_hub->credentials().addRedirectLogin(url); });
     return reply;

@@ -40,8 +40,8 @@ bool isWhole(const AbstractDownloadPersistentInfo &info, qint64 lengthOnDisk);
 /// had said so, and has not deleted it.
 bool isDiscarded(const AbstractDownloadPersistentInfo &info);
 
-/// Without a byte there is nothing that an answer could fit to or not: the next one says anew what the file is. The file
-/// itself stays, with its name.
+/// Without a byte there is nothing that an answer could fit to or not: the next one says anew what the file is. The
+/// file itself stays, with its name.
 void forgetSectionsWithoutBytes(AbstractDownloadPersistentInfo &info);
 
 /// Makes the record one that begins anew, as it was when the download was added.

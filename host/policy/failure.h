@@ -70,7 +70,8 @@ struct Failure {
         TakenOver, ///< such a file, of which the rest is fetched; detail: how much is there; nothing failed
         FoundWhole, ///< such a file, of which nothing is missing; nothing failed
         ChecksumFound, ///< in a list beside the file (subject.url); detail: of which kind; nothing failed
-        NoChecksumFound, ///< beside the file; detail: why nobody knows whether one is there (subject.url); empty = none is
+        NoChecksumFound, ///< beside the file; detail: why nobody knows whether one is there (subject.url); empty = none
+                         ///< is
         NothingToCompare, ///< of a check; detail: why not
         // Of what everything stands on.
         CannotOpenList, ///< of downloads; detail: why not

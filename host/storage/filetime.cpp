@@ -27,8 +27,7 @@ bool FileTime::set(const QString &path, const FileIdentity &file, const QDateTim
     if (!file.isKnown() || !time.isValid())
         return false;
     // What is asked and what is changed are the same file, whatever gets its name meanwhile.
-    const int descriptor =
-        ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    const int descriptor = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
     if (descriptor < 0)
         return false;
     const timespec times[] = {{.tv_sec = 0, .tv_nsec = UTIME_OMIT}, timeOf(time)};

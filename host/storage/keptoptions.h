@@ -11,8 +11,8 @@
 namespace KeptOptions
 {
 
-/// Those of the table that have columns: they came first. That of the rate has no place for hours: one with hours is kept
-/// here, too.
+/// Those of the table that have columns: they came first. That of the rate has no place for hours: one with hours is
+/// kept here, too.
 QStringList withColumns();
 /// Empty where the download has none. @param others names of what is kept elsewhere
 QString toText(const DownloadOptions &options, const QStringList &others = withColumns());

@@ -46,7 +46,8 @@ const QString kNotCompared =
     + kWithDigestNotCompared + u')';
 
 /// Of those that are finished, the few that are another file.
-const QString kDifferent = uR"(id IN (SELECT download_id FROM options WHERE checksum_algorithm <> '' AND checksum_result = 2
+const QString kDifferent =
+    uR"(id IN (SELECT download_id FROM options WHERE checksum_algorithm <> '' AND checksum_result = 2
     UNION SELECT download_id FROM evidence WHERE digest_result = 2 AND NOT EXISTS
         (SELECT 1 FROM options WHERE options.download_id = evidence.download_id AND checksum_algorithm <> '')))"_s;
 

@@ -347,8 +347,9 @@ void CommandSeed::checkFileOf(const Snapshot &row, const QString &path)
     const Known &known = m_known[row.id];
     const QList<Known> overwriters = overwritersOf(row);
     const auto isAny = [&](bool Known::*what) {
-        return known.*what
-            || std::any_of(overwriters.cbegin(), overwriters.cend(), [what](const Known &other) { return other.*what; });
+        return known.*what || std::any_of(overwriters.cbegin(), overwriters.cend(), [what](const Known &other) {
+                   return other.*what;
+               });
     };
     const CommandFile &file = m_world.files.at(known.file);
     const QString name = u"download %1 of %2"_s.arg(QString::number(row.id), CommandWorld::nameOf(known.file));
@@ -374,8 +375,8 @@ void CommandSeed::checkFileOf(const Snapshot &row, const QString &path)
              u"%1: \"%2\" with %3 bytes is not what the server has"_s.arg(name, path).arg(bytes.size()));
 }
 
-/// Whose files may have taken the place of this one's, as somebody wanted: also while that was incomplete. Some have been
-/// removed by now, and their files with them.
+/// Whose files may have taken the place of this one's, as somebody wanted: also while that was incomplete. Some have
+/// been removed by now, and their files with them.
 QList<CommandSeed::Known> CommandSeed::overwritersOf(const Snapshot &row) const
 {
     using Reaction = AbstractDownloadExistingFileReaction;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A machine that loses its power, for one process: preloaded into it, this library writes down whatever the process does
-// to files below one folder and takes back, at a given call, what no sync has made last. Then the process is gone.
+// A machine that loses its power, for one process: preloaded into it, this library writes down whatever the process
+// does to files below one folder and takes back, at a given call, what no sync has made last. Then the process is gone.
 //
 // What the disk would have kept of it all the same is left to chance, for each file and each folder by itself: nothing,
 // everything, or the first so many changes. A file's bytes last from its fsync or fdatasync on, names from the fsync of
@@ -81,7 +81,10 @@ struct Disk {
     Disk();
     static Disk &instance();
 
-    bool covers(const std::string &path) const { return !folder.empty() && path.compare(0, folder.size(), folder) == 0; }
+    bool covers(const std::string &path) const
+    {
+        return !folder.empty() && path.compare(0, folder.size(), folder) == 0;
+    }
     void step();
     void note(Change change);
     void forget(ino_t key, unsigned long upTo);

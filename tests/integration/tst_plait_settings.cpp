@@ -333,9 +333,9 @@ void TestPlaitSettings::configSaysWhereAValueComesFrom()
     QVERIFY(writeFile(settingsFile(), "# mine\ntries = 3\n"));
     const PlaitResult result = m_plait->runBare({u"config"_s, u"--config"_s, settingsFile(), u"-x"_s, u"2"_s});
     QVERIFY2(result.status == kDone, told(result));
-    for (const QByteArray &part : {"# tries: from " + settingsFile().toLocal8Bit() + ":2 (default: 5)\ntries = 3\n",
-                                   QByteArray("# max-connections: from the command line (default: 8)\n"),
-                                   QByteArray("\n# max-downloads = 4\n")})
+    for (const QByteArray &part :
+         {"# tries: from " + settingsFile().toLocal8Bit() + ":2 (default: 5)\ntries = 3\n",
+          QByteArray("# max-connections: from the command line (default: 8)\n"), QByteArray("\n# max-downloads = 4\n")})
         QVERIFY2(result.out.contains(part), told(result));
 }
 

@@ -330,7 +330,8 @@ void TestPlaitSignals::whatALivingProcessRunsIsLeftOut()
     QVERIFY(isWhole(kNames.first()));
 
     result = other.runBare(QStringList{u"resume"_s, u"2"_s} + ofThisList);
-    QVERIFY2(result.status == kUnknown && result.err.contains(QByteArray::number(m_plait->engineProcessId())), told(result));
+    QVERIFY2(result.status == kUnknown && result.err.contains(QByteArray::number(m_plait->engineProcessId())),
+             told(result));
     m_server->release();
     result = m_plait->finish();
     QVERIFY2(result.status == kDone, told(result));

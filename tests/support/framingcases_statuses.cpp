@@ -268,7 +268,7 @@ QList<FramingCase> rangeCases()
             .keptOpen()
             .resumed(),
         Case::either("chunks longer than the range are cut to it or refused", length,
-                      partial("Content-Range: bytes 6-11/12\r\n" + kChunked, "7\r\nworld!x\r\n0\r\n\r\n"), kFile)
+                     partial("Content-Range: bytes 6-11/12\r\n" + kChunked, "7\r\nworld!x\r\n0\r\n\r\n"), kFile)
             .keptOpen()
             .resumed(),
         Case::either("everything in place of a part is taken or refused", "RFC 9110, 14.2: a server may ignore a range",

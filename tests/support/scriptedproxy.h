@@ -12,8 +12,8 @@
 class QTcpSocket;
 
 /// A proxy on 127.0.0.1, HTTP (requests with whole URLs, and CONNECT) and SOCKS5 on one port, that records what it is
-/// asked for. Every name leads to 127.0.0.1, at the port that was asked for, or at one for all. Lives in the test's thread, whose events
-/// must go on.
+/// asked for. Every name leads to 127.0.0.1, at the port that was asked for, or at one for all. Lives in the test's
+/// thread, whose events must go on.
 class ScriptedProxy : public QTcpServer
 {
     Q_OBJECT

@@ -20,8 +20,8 @@ void write(QLocalSocket &socket, const QJsonObject &line)
 
 }
 
-/// One engine for one front end: commands come, and news and lines of the log go, as lines of JSON on the socket that is
-/// named as the only argument. Ends with it.
+/// One engine for one front end: commands come, and news and lines of the log go, as lines of JSON on the socket that
+/// is named as the only argument. Ends with it.
 int main(int argc, char *argv[])
 {
     QCoreApplication application(argc, argv);
@@ -30,8 +30,9 @@ int main(int argc, char *argv[])
     LocalEngine engine;
     QtAppLogger *const logger = QtAppDefaultLogger::instance();
     logger->setSink([&socket](int level, const QString &line) {
-        QMetaObject::invokeMethod(&socket,
-                                  [&socket, level, line] { write(socket, {{u"log"_s, line}, {u"level"_s, level}}); });
+        QMetaObject::invokeMethod(&socket, [&socket, level, line] {
+            write(socket, {{u"log"_s, line}, {u"level"_s, level}});
+        });
     });
     QObject::connect(&engine, &Engine::told, &socket,
                      [&socket](const EngineNews &news) { write(socket, news.toJson()); });

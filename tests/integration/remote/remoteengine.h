@@ -18,8 +18,8 @@ public:
     ~RemoteEngine() override;
 
     qint64 processId() const;
-    /// Closes what connects the two and waits for the process. It has not where something else ended it, as an assert of
-    /// its own, or a signal.
+    /// Closes what connects the two and waits for the process. It has not where something else ended it, as an assert
+    /// of its own, or a signal.
     bool hasEndedWell();
 
 protected:

@@ -103,8 +103,7 @@ void TestSectionScheduling::aSectionWhoseSpaceIsBeingTakenGivesUpWhatIsFarBehind
         << 0LL << 62914560LL << 0LL << kAllocatedEnough << 31457280LL;
     QTest::newRow("of 62914561 the parent keeps 31457280")
         << 0LL << 62914561LL << 0LL << kAllocatedEnough << 31457281LL;
-    QTest::newRow("of 1 GB the parent keeps 31457280")
-        << 0LL << 1000000000LL << 0LL << kAllocatedEnough << 968542720LL;
+    QTest::newRow("of 1 GB the parent keeps 31457280") << 0LL << 1000000000LL << 0LL << kAllocatedEnough << 968542720LL;
     QTest::newRow("space taken up to one byte before the look-ahead")
         << 0LL << 1000000000LL << 0LL << 136314878LL << 0LL;
     QTest::newRow("space taken up to the look-ahead") << 0LL << 1000000000LL << 0LL << 136314879LL << 0LL;
@@ -196,14 +195,14 @@ void TestSectionScheduling::connectionsAreHeldAgainstTheLimits_data()
         L::Connections);
     row("all downloads together above the limit", N{.runningSections = 1, .ownMaximum = 4, .applicationTotal = 5}, 1,
         L::Connections);
-    row("above the limit in sum, though at it alone",
-        N{.runningSections = 4, .ownMaximum = 4, .applicationTotal = 9}, 1, L::Connections);
+    row("above the limit in sum, though at it alone", N{.runningSections = 4, .ownMaximum = 4, .applicationTotal = 9},
+        1, L::Connections);
     row("at the limit in sum, though at that of the server",
         N{.runningSections = 1, .ownMaximum = 4, .ownMaximumPerServer = 1, .ownToNextServer = 1, .applicationTotal = 4},
         0, L::Connections);
 
-    row("below the own limit of a server", N{.runningSections = 1, .ownMaximumPerServer = 2, .ownToNextServer = 1},
-        -1, L::None);
+    row("below the own limit of a server", N{.runningSections = 1, .ownMaximumPerServer = 2, .ownToNextServer = 1}, -1,
+        L::None);
     row("at the own limit of a server", N{.runningSections = 2, .ownMaximumPerServer = 2, .ownToNextServer = 2}, 0,
         L::ConnectionsPerServer);
     row("above the own limit of a server", N{.runningSections = 3, .ownMaximumPerServer = 2, .ownToNextServer = 3}, 1,

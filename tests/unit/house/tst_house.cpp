@@ -192,7 +192,8 @@ void TestHouse::rulesForIncludes_data()
     row("network must not include storage", "host/network/a.cpp", "#include <host/storage/logfile.h>", false);
     row("cli may include the engine's face", "cli/main.cpp", "#include <host/engine/engine.h>", true);
     row("cli must not include what stands behind it", "cli/main.cpp", engine, false);
-    row("cli must not include what looks for modules", "cli/main.cpp", "#include <host/engine/moduleregistry.h>", false);
+    row("cli must not include what looks for modules", "cli/main.cpp", "#include <host/engine/moduleregistry.h>",
+        false);
     row("cli must not include what is one of the queue's", "cli/main.cpp", "#include <host/engine/queueddownload.h>",
         false);
     row("cli must not include what makes a snapshot", "cli/main.cpp", "#include <host/engine/snapshotmaker.h>", false);

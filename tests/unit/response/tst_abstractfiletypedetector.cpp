@@ -10,7 +10,8 @@ using namespace Qt::StringLiterals;
 // Without state, every instance answers alike, from any thread.
 static_assert(std::is_empty_v<AbstractFileTypeDetector>);
 
-namespace {
+namespace
+{
 
 constexpr int kUnknown = 0;
 constexpr int kAudio = 1;

@@ -11,7 +11,8 @@ using namespace Qt::StringLiterals;
 using Headers = QList<std::pair<QByteArray, QByteArray>>;
 Q_DECLARE_METATYPE(Headers)
 
-namespace {
+namespace
+{
 
 constexpr int kUnhandled = 0;
 constexpr int kNone = 1;
@@ -147,8 +148,7 @@ void TestHttpHeadersParser::headerLookup_data()
     QTest::newRow("a value is not trimmed")
         << Headers{{"X", "  a b\t"}} << QByteArray("x") << QByteArray("  a b\t") << true;
     QTest::newRow("a value of blanks is present") << Headers{{"X", " "}} << QByteArray("X") << QByteArray(" ") << true;
-    QTest::newRow("an empty value counts as absent")
-        << Headers{{"X", ""}} << QByteArray("X") << QByteArray() << false;
+    QTest::newRow("an empty value counts as absent") << Headers{{"X", ""}} << QByteArray("X") << QByteArray() << false;
     QTest::newRow("an empty first value hides a later one")
         << Headers{{"X", ""}, {"X", "1"}} << QByteArray("X") << QByteArray() << false;
     QTest::newRow("a blank in the name is part of it")
@@ -304,8 +304,7 @@ void TestHttpHeadersParser::resourceSize_data()
     QTest::newRow("a length is the size") << length("1000") << qint64(1000);
     QTest::newRow("a length of nothing is known") << length("0") << qint64(0);
     QTest::newRow("a length beyond 32 bits is read") << length("5000000000") << qint64(5000000000);
-    QTest::newRow("the largest length is read")
-        << length("9223372036854775807") << std::numeric_limits<qint64>::max();
+    QTest::newRow("the largest length is read") << length("9223372036854775807") << std::numeric_limits<qint64>::max();
     QTest::newRow("a length that overflows is unknown") << length("9223372036854775808") << qint64(-1);
     QTest::newRow("the first of two lengths wins")
         << Headers{{"Content-Length", "5"}, {"Content-Length", "6"}} << qint64(5);
@@ -406,14 +405,12 @@ void TestHttpHeadersParser::lastModified_data()
     QTest::newRow("a date without a zone") << modified("Wed, 21 Oct 2015 07:28:00") << date;
     QTest::newRow("a date with a numeric zone") << modified("Wed, 21 Oct 2015 09:28:00 +0200") << date;
     QTest::newRow("a date without its weekday") << modified("21 Oct 2015 07:28:00 GMT") << date;
-    QTest::newRow("the first of two wins")
-        << Headers{{"Last-Modified", "Wed, 21 Oct 2015 07:28:00 GMT"},
-                   {"Last-Modified", "Thu, 22 Oct 2015 07:28:00 GMT"}}
-        << date;
-    QTest::newRow("one spelled otherwise is passed over")
-        << Headers{{"last-modified", "Thu, 22 Oct 2015 07:28:00 GMT"},
-                   {"Last-Modified", "Wed, 21 Oct 2015 07:28:00 GMT"}}
-        << date;
+    QTest::newRow("the first of two wins") << Headers{{"Last-Modified", "Wed, 21 Oct 2015 07:28:00 GMT"},
+                                                      {"Last-Modified", "Thu, 22 Oct 2015 07:28:00 GMT"}}
+                                           << date;
+    QTest::newRow("one spelled otherwise is passed over") << Headers{{"last-modified", "Thu, 22 Oct 2015 07:28:00 GMT"},
+                                                                     {"Last-Modified", "Wed, 21 Oct 2015 07:28:00 GMT"}}
+                                                          << date;
 }
 
 void TestHttpHeadersParser::lastModified()
@@ -427,8 +424,7 @@ void TestHttpHeadersParser::lastModifiedThatCannotBeRead_data()
     QTest::addColumn<Headers>("headers");
 
     QTest::newRow("no header") << Headers{{"Server", "x"}};
-    QTest::newRow("a name in lower case is not found")
-        << Headers{{"last-modified", "Wed, 21 Oct 2015 07:28:00 GMT"}};
+    QTest::newRow("a name in lower case is not found") << Headers{{"last-modified", "Wed, 21 Oct 2015 07:28:00 GMT"}};
     QTest::newRow("a name with one letter in lower case is not found")
         << Headers{{"Last-modified", "Wed, 21 Oct 2015 07:28:00 GMT"}};
     QTest::newRow("an empty value") << Headers{{"Last-Modified", ""}};

@@ -33,8 +33,7 @@ void TestRegExpMatches::captures_data()
         << u"(a)|(b)"_s << u"ab"_s << 2 << QStringList{QString(), u"b"_s};
     QTest::newRow("a group that does not exist gives an empty entry per match")
         << u"(a)"_s << u"aa"_s << 7 << QStringList{QString(), QString()};
-    QTest::newRow("a pattern that does not compile matches nothing")
-        << u"(a"_s << u"(a(a"_s << 1 << QStringList{};
+    QTest::newRow("a pattern that does not compile matches nothing") << u"(a"_s << u"(a(a"_s << 1 << QStringList{};
 }
 
 void TestRegExpMatches::captures()

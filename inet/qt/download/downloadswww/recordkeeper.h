@@ -8,8 +8,8 @@
 #include <QList>
 #include <QSharedPointer>
 
-/// A download's record: how the sections get into it and back, what becomes of bytes that a new record has no place for,
-/// and whether another record is of the same file. None before begin().
+/// A download's record: how the sections get into it and back, what becomes of bytes that a new record has no place
+/// for, and whether another record is of the same file. None before begin().
 ///
 /// Owned by the download, which shares the record itself with its sections; all in one thread. Sends no signals:
 /// whoever calls tells.

@@ -3,9 +3,11 @@
 
 #include <algorithm>
 
-namespace SectionScheduling {
+namespace SectionScheduling
+{
 
-namespace {
+namespace
+{
 
 qint64 smallestLimit(qint64 a, qint64 b)
 {

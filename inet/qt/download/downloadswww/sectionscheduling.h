@@ -6,7 +6,8 @@
 #include <QtGlobal>
 
 /// Decisions about a download's sections, as pure functions over numbers. SectionPlan asks, and WwwDownload applies.
-namespace SectionScheduling {
+namespace SectionScheduling
+{
 
 /// Running sections that a download never exceeds, whatever the limits say.
 inline constexpr int kMaximumRunningSections = 20;
@@ -21,23 +22,24 @@ inline constexpr qint64 kParentGapWhileAllocating = 31457280;
 
 /// What a split may go by.
 struct SplitSituation {
-    bool isAllocating = false;   ///< a local file whose disk space is not fully taken
-    qint64 allocatedSize = -1;   ///< bytes taken so far; -1 = unknown
+    bool isAllocating = false; ///< a local file whose disk space is not fully taken
+    qint64 allocatedSize = -1; ///< bytes taken so far; -1 = unknown
 };
 
 /// Whether @p parent gives up part of its range. Its own range is not changed.
 /// @param tail set to the range of the new section
-bool splitSection(const AbstractDownloadSection &parent, const SplitSituation &situation, AbstractDownloadSection *tail);
+bool splitSection(const AbstractDownloadSection &parent, const SplitSituation &situation,
+                  AbstractDownloadSection *tail);
 
 /// Numbers that a limit of connections is held against. A limit of 0 means none.
 struct ConnectionNumbers {
-    qint64 runningSections = 0;          ///< of this download
+    qint64 runningSections = 0; ///< of this download
     qint64 ownMaximum = 0;
     qint64 globalMaximum = 0;
     qint64 ownMaximumPerServer = 0;
     qint64 globalMaximumPerServer = 0;
-    qint64 ownToNextServer = 0;          ///< of this download to the mirror that comes next
-    qint64 applicationToNextServer = 0;  ///< of all downloads to that server
+    qint64 ownToNextServer = 0; ///< of this download to the mirror that comes next
+    qint64 applicationToNextServer = 0; ///< of all downloads to that server
     qint64 applicationTotal = 0;
 };
 
@@ -45,8 +47,8 @@ struct ConnectionNumbers {
 enum class ConnectionLimit { None, SectionsCap, Connections, ConnectionsPerServer };
 
 struct ConnectionVerdict {
-    int place = -1;         ///< -1 below every limit, 0 exactly at one, 1 over one
-    bool isCapHit = false;  ///< kMaximumRunningSections was the reason
+    int place = -1; ///< -1 below every limit, 0 exactly at one, 1 over one
+    bool isCapHit = false; ///< kMaximumRunningSections was the reason
     ConnectionLimit reason = ConnectionLimit::None;
 };
 
@@ -55,8 +57,8 @@ ConnectionVerdict judgeConnections(const ConnectionNumbers &numbers);
 /// Why a section may or may not be created.
 enum class CreateVerdict : int {
     Allowed = 0,
-    NoMoreSections = 1,      ///< an earlier one proved pointless, or the disk failed
-    AlreadyCreating = 2,     ///< the last one has not proved itself yet
+    NoMoreSections = 1, ///< an earlier one proved pointless, or the disk failed
+    AlreadyCreating = 2, ///< the last one has not proved itself yet
     ResumeNotSupported = 3,
     NoFile = 4,
     CapReached = 5,

@@ -15,7 +15,8 @@
 ///                          └──────failed────────┴─ failed ─> (close() is still answered)
 ///
 /// Lives in the writers' thread. Operations and queries may be called from the thread in which it was constructed,
-/// whatever thread it lives in: a call posts work and returns, the answer comes as a signal, never from inside the call.
+/// whatever thread it lives in: a call posts work and returns, the answer comes as a signal, never from inside the
+/// call.
 class DOWNLOADFRAMEWORK_EXPORT AbstractDataAsyncProcessor : public QObject
 {
     Q_OBJECT

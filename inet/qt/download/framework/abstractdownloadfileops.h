@@ -38,9 +38,10 @@ public:
 
         qint32 fileIndex = 0;
         Kind kind = Create;
-        QString name;        ///< Create: the wished final name, as the record has it. Finish: path in the folder of the incomplete file
-        qint64 size = -1;    ///< exact length of the file in the end, data start included; -1 = unknown
-        QString resultPath;  ///< set by the operation: path in the folder as it is afterwards
+        QString name; ///< Create: the wished final name, as the record has it. Finish: path in the folder of the
+                      ///< incomplete file
+        qint64 size = -1; ///< exact length of the file in the end, data start included; -1 = unknown
+        QString resultPath; ///< set by the operation: path in the folder as it is afterwards
         bool isChosen = false; ///< Create: a person typed the name, so it is taken as it is
 
         friend bool operator==(const FileInitializeOperation &, const FileInitializeOperation &) = default;
@@ -58,7 +59,8 @@ public:
 
     /// What remains to be done, in order. @param selectedOnly files that are not selected are left alone
     QList<FileInitializeOperation> calcFilesInitOps(const AbstractDownloadSettings &settings,
-                                                    const AbstractDownloadPersistentInfo &info, bool selectedOnly) const;
+                                                    const AbstractDownloadPersistentInfo &info,
+                                                    bool selectedOnly) const;
     /// Begins; the answer is performInitializeOpsFinished().
     void performInitializeOps(const QString &folder, const QList<FileInitializeOperation> &operations);
     /// Writes the outcome of the first @p done operations into the record.
@@ -75,8 +77,8 @@ Q_SIGNALS:
     /// @param done so many operations, from the first, succeeded @param error of the first that did not; code 0 = none.
     /// Errors are of category "QtFileError".
     void performInitializeOpsFinished(const QString &folder,
-                                      const QList<AbstractDownloadFileOps::FileInitializeOperation> &operations, int done,
-                                      const AbstractError &error);
+                                      const QList<AbstractDownloadFileOps::FileInitializeOperation> &operations,
+                                      int done, const AbstractError &error);
     /// The operations wait for fileExistsAction(). @param existingPaths what is in the way
     void fileExistsActionRequired(int fileIndex, const QList<QString> &existingPaths);
     void fileExistsActionApplied(int fileIndex, AbstractDownloadFileExistsAction action, const AbstractError &error);

@@ -64,7 +64,10 @@ public:
     virtual void reload();
 
     QByteArray instanceData() const { return m_instanceData; }
-    void setNetworkAccessChief(const QSharedPointer<AbstractNetworkAccessChief> &chief) { m_networkAccessChief = chief; }
+    void setNetworkAccessChief(const QSharedPointer<AbstractNetworkAccessChief> &chief)
+    {
+        m_networkAccessChief = chief;
+    }
     void setUserAgentManager(const QWeakPointer<QtAppSystemDefaultUserAgentManager> &manager)
     {
         m_userAgentManager = manager;

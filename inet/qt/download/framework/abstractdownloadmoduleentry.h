@@ -10,7 +10,8 @@
 class AbstractDownloadModule;
 class QObject;
 
-/// What a plug-in's entry function hands to the host: names its modules and makes them. Lives until the library is unloaded.
+/// What a plug-in's entry function hands to the host: names its modules and makes them. Lives until the library is
+/// unloaded.
 class DOWNLOADFRAMEWORK_EXPORT AbstractDownloadModuleEntry : public AbstractDownloadsModulesProvider
 {
 public:

@@ -16,7 +16,8 @@ public:
 
     QList<QString> uniqueIds() const override { return {m_uniqueId}; }
 
-    AbstractDownloadModule *createModule(const QString &, const QByteArray &instanceData, QObject *parent) const override
+    AbstractDownloadModule *createModule(const QString &, const QByteArray &instanceData,
+                                         QObject *parent) const override
     {
         return new Module(instanceData, parent);
     }

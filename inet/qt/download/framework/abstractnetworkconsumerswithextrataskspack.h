@@ -66,10 +66,10 @@ private:
 
     QHash<qint64, ItemPointer> m_items;
     QList<qint64> m_order;
-    bool m_running = false;       ///< as last announced, or about to be
-    int m_reactingToItems = 0;    ///< depth of itemRunning() signals that are being delivered
-    bool m_someItemRan = false;   ///< an item started while the transition was held back
-    QList<bool> m_announcements;  ///< transitions not yet delivered to every receiver
+    bool m_running = false; ///< as last announced, or about to be
+    int m_reactingToItems = 0; ///< depth of itemRunning() signals that are being delivered
+    bool m_someItemRan = false; ///< an item started while the transition was held back
+    QList<bool> m_announcements; ///< transitions not yet delivered to every receiver
     bool m_announcing = false;
     bool m_hasNetworkSettings = false;
     AbstractNetworkConsumerSettings m_networkSettings;

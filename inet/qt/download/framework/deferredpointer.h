@@ -5,7 +5,8 @@
 
 #include <memory>
 
-/// Releases an object that may still be in one of its own signals: it leaves its parent and is deleted by its event loop.
+/// Releases an object that may still be in one of its own signals: it leaves its parent and is deleted by its event
+/// loop.
 struct DeferredDelete {
     void operator()(QObject *object) const
     {

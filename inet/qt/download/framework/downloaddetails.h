@@ -28,7 +28,8 @@ struct DownloadDetails {
     int mostConnections = 0; ///< that transferred at once
     ConnectionsBound bound = ConnectionsBound::None; ///< why there were not more than that
     QUrl failedSource = {}; ///< the one whose transfer failed last, as the record names it; empty = none did
-    bool isChecking = false; ///< whether the resource has changed; its end is told by AbstractDownload::resourceChecked()
+    bool isChecking =
+        false; ///< whether the resource has changed; its end is told by AbstractDownload::resourceChecked()
     AbstractError checkError = {}; ///< of the newest check's transfer
     int checkStatus = -1; ///< of the newest check's answer, as in HTTP; -1 = there was none
     QList<qint64> fetching = {}; ///< places in the resource at which bytes arrive now

@@ -12,8 +12,8 @@ inline constexpr qsizetype kMaxBytes = 250;
 
 /// A name that can stand in a folder, whatever the network said. Never empty.
 QString safe(const QString &name);
-/// The name for the last component of a path. One that a person typed (`isChosen`) stays as it is, unless no file can be
-/// called so; one from the network is made safe.
+/// The name for the last component of a path. One that a person typed (`isChosen`) stays as it is, unless no file can
+/// be called so; one from the network is made safe.
 QString fromPath(const QString &path, bool isChosen);
 /// "name (2).ext" for 2: the extension is kept, the name is shortened where needed.
 QString numbered(const QString &name, int number);

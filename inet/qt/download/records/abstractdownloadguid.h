@@ -8,12 +8,12 @@
 struct AbstractDownloadGuid {
     /// How the value was made.
     enum Kind : quint32 {
-        SourceDerived = 0,  ///< from the source alone, before any request
+        SourceDerived = 0, ///< from the source alone, before any request
         UrlHashAndEtag = 3, ///< lower-case hexadecimal MD5 of the fully encoded URL, ":" and the strong ETag
     };
 
     quint32 isSet = 0; ///< 1 when there is an identity
-    quint32 kind = 0;  ///< a Kind
+    quint32 kind = 0; ///< a Kind
     QString value;
 
     /// Nothing is known: no set flag, or no text.

@@ -6,7 +6,8 @@
 #include <algorithm>
 #include <utility>
 
-namespace {
+namespace
+{
 
 constexpr qint64 kUnknown = -1;
 
@@ -215,8 +216,8 @@ int AbstractDownloadPersistentInfo::nonSkippedFilesCount() const
 
 int AbstractDownloadPersistentInfo::firstNonSkippedFileIndex() const
 {
-    const auto it = std::find_if(files.cbegin(), files.cend(),
-                                 [](const AbstractDownloadFileInfo &file) { return file.selected; });
+    const auto it =
+        std::find_if(files.cbegin(), files.cend(), [](const AbstractDownloadFileInfo &file) { return file.selected; });
     return it == files.cend() ? -1 : int(std::distance(files.cbegin(), it));
 }
 

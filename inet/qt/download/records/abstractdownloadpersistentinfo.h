@@ -27,10 +27,10 @@ public:
         FinalDownload = Q_UINT64_C(1) << 0,
         Finished = Q_UINT64_C(1) << 1,
         HasPostFinishedTasks = Q_UINT64_C(1) << 6,
-        DummyFilesMode = Q_UINT64_C(1) << 7,         ///< files count only when they are there, whole
+        DummyFilesMode = Q_UINT64_C(1) << 7, ///< files count only when they are there, whole
         ChildDownloadsInside = Q_UINT64_C(1) << 8,
-        ModuleFlags = Q_UINT64_C(0x280C00),          ///< bits 10, 11, 19, 21: set by the www module on all its records
-        LoggingSuppressed = Q_UINT64_C(1) << 18,     ///< neither the download nor its sections write log lines
+        ModuleFlags = Q_UINT64_C(0x280C00), ///< bits 10, 11, 19, 21: set by the www module on all its records
+        LoggingSuppressed = Q_UINT64_C(1) << 18, ///< neither the download nor its sections write log lines
         ResourceChanged = Q_UINT64_C(1) << 22,
         IgnoreUploadRatioLimit = Q_UINT64_C(1) << 25,
         RenameBlocked = Q_UINT64_C(1) << 27, ///< a person chose the name: a stream's own title does not replace it
@@ -39,7 +39,7 @@ public:
     /// Values of resumeSupport.
     enum ResumeSupport : qint32 {
         ResumeUnknown = 0,
-        ResumeSupported = 1,    ///< the server honours byte ranges
+        ResumeSupported = 1, ///< the server honours byte ranges
         ResumeNotSupported = 2,
     };
 
@@ -51,23 +51,23 @@ public:
 
     /// Groups of fields that updateWith() copies, as bits.
     enum Field : qint64 {
-        FieldDestination = 1 << 0,       ///< destinationType and folder, together
-        FieldTitle = 1 << 1,             ///< title and customTitle
-        FieldFlags = 1 << 2,             ///< combined by the mode
-        FieldFiles = 1 << 3,             ///< files, but for what the two modifiers keep
-        FieldTimes = 1 << 4,             ///< creationTime and finishedTime
+        FieldDestination = 1 << 0, ///< destinationType and folder, together
+        FieldTitle = 1 << 1, ///< title and customTitle
+        FieldFlags = 1 << 2, ///< combined by the mode
+        FieldFiles = 1 << 3, ///< files, but for what the two modifiers keep
+        FieldTimes = 1 << 4, ///< creationTime and finishedTime
         FieldFilesKeepSections = 1 << 5, ///< modifies FieldFiles: sections stay those of this record, by index
-        FieldLastError = 1 << 6,         ///< by code and category; the time becomes now
-        FieldSourceUrls = 1 << 7,        ///< url, effectiveUrl, webPageUrl
-        FieldNaming = 1 << 8,            ///< presetFileName and existingFileReaction
+        FieldLastError = 1 << 6, ///< by code and category; the time becomes now
+        FieldSourceUrls = 1 << 7, ///< url, effectiveUrl, webPageUrl
+        FieldNaming = 1 << 8, ///< presetFileName and existingFileReaction
         FieldUserAgent = 1 << 9,
-        FieldSourceRequest = 1 << 10,    ///< referer, cookies, postData, parameters, sourceFlags
-        FieldOrdering = 1 << 11,         ///< sortIndex, priority, createdBy
+        FieldSourceRequest = 1 << 10, ///< referer, cookies, postData, parameters, sourceFlags
+        FieldOrdering = 1 << 11, ///< sortIndex, priority, createdBy
         FieldMirrors = 1 << 12,
-        FieldResource = 1 << 13,         ///< guid, resumeSupport, finalUrl
-        FieldCounters = 1 << 14,         ///< childDownloads and uploaded
-        FieldContent = 1 << 15,          ///< content and moduleId
-        FieldFilesKeepDisk = 1 << 16,    ///< modifies FieldFiles: pathOnDisk, fileFlags, dataStart stay, by index
+        FieldResource = 1 << 13, ///< guid, resumeSupport, finalUrl
+        FieldCounters = 1 << 14, ///< childDownloads and uploaded
+        FieldContent = 1 << 15, ///< content and moduleId
+        FieldFilesKeepDisk = 1 << 16, ///< modifies FieldFiles: pathOnDisk, fileFlags, dataStart stay, by index
         AllFields = -1,
     };
 
@@ -77,39 +77,39 @@ public:
         TitleChanged = 1 << 1,
     };
 
-    qint64 id = 0;              ///< the host's number; 0 = not in a list
-    quint64 flags = 0;          ///< Flag bits
+    qint64 id = 0; ///< the host's number; 0 = not in a list
+    quint64 flags = 0; ///< Flag bits
     quint64 childDownloads = 0; ///< 0 for a plain download
-    QString moduleId;           ///< module that owns the download
-    QString title;              ///< given by the source
-    QUrl url;                   ///< the source as the person gave it
-    QUrl effectiveUrl;          ///< to download from, when it differs from url; invalid = none
-    QUrl finalUrl;              ///< source after redirects, when it differs from url; invalid = none
-    QString referer;            ///< empty = none given
+    QString moduleId; ///< module that owns the download
+    QString title; ///< given by the source
+    QUrl url; ///< the source as the person gave it
+    QUrl effectiveUrl; ///< to download from, when it differs from url; invalid = none
+    QUrl finalUrl; ///< source after redirects, when it differs from url; invalid = none
+    QString referer; ///< empty = none given
     QList<QNetworkCookie> cookies;
-    QByteArray postData;        ///< empty = GET
-    QUrl webPageUrl;            ///< page that the download came from; invalid = unknown
-    QVariantMap parameters;     ///< of the source; "headers" holds custom request headers
-    quint64 sourceFlags = 0;    ///< AbstractDownloadSourceInfo::Flag bits
-    QString userAgent;          ///< of this download alone; empty = the settings' one
+    QByteArray postData; ///< empty = GET
+    QUrl webPageUrl; ///< page that the download came from; invalid = unknown
+    QVariantMap parameters; ///< of the source; "headers" holds custom request headers
+    quint64 sourceFlags = 0; ///< AbstractDownloadSourceInfo::Flag bits
+    QString userAgent; ///< of this download alone; empty = the settings' one
     QList<AbstractDownloadMirrorInfo> mirrors;
     qint32 destinationType = ToFolder; ///< a DestinationType
     QString folder;
-    QString presetFileName;     ///< name without extension that a person chose beforehand; empty = none
+    QString presetFileName; ///< name without extension that a person chose beforehand; empty = none
     AbstractDownloadExistingFileReaction existingFileReaction = AbstractDownloadExistingFileReaction::NotSet;
-    QString customTitle;        ///< set by the person; empty = none
+    QString customTitle; ///< set by the person; empty = none
     AbstractDownloadPriority priority = AbstractDownloadPriority::Normal;
     AbstractDownloadCreatedBy createdBy = AbstractDownloadCreatedBy::Person;
     QDateTime creationTime;
-    QDateTime finishedTime;     ///< null = not finished
+    QDateTime finishedTime; ///< null = not finished
     AbstractError lastError;
     QDateTime lastErrorTime;
     qint32 resumeSupport = ResumeUnknown; ///< a ResumeSupport
     AbstractDownloadGuid guid;
     QList<AbstractDownloadFileInfo> files;
-    QByteArray content;         ///< the bytes, when destinationType is ToMemory
-    qint64 uploaded = 0;        ///< sent to peers
-    qint64 sortIndex = 0;       ///< the person's own order
+    QByteArray content; ///< the bytes, when destinationType is ToMemory
+    qint64 uploaded = 0; ///< sent to peers
+    qint64 sortIndex = 0; ///< the person's own order
 
     bool hasFlag(Flag flag) const { return (flags & flag) != 0; }
     void setFlag(Flag flag, bool on) { flags = on ? flags | flag : flags & ~quint64(flag); }

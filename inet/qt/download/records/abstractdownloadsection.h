@@ -6,8 +6,8 @@
 
 /// One byte range of a file. All three are byte counts.
 struct AbstractDownloadSection {
-    qint64 offset = 0;     ///< position of the range in the resource
-    qint64 size = -1;      ///< length of the range; -1 = up to the end of the resource
+    qint64 offset = 0; ///< position of the range in the resource
+    qint64 size = -1; ///< length of the range; -1 = up to the end of the resource
     qint64 downloaded = 0; ///< bytes of the range already written, from its start
 
     /// First byte that is still missing.

@@ -16,12 +16,12 @@ struct AbstractDownloadSourceInfo {
     };
 
     QUrl url;
-    QString referer;               ///< explicit referer; empty = see webPageUrl
+    QString referer; ///< explicit referer; empty = see webPageUrl
     QList<QNetworkCookie> cookies; ///< set before the request; one without a domain is for the URL's host
-    QByteArray postData;           ///< request body; empty = GET
-    QUrl webPageUrl;               ///< page that the download came from; invalid = unknown
-    QVariantMap parameters;        ///< extras; "headers" holds a map of custom request headers
-    quint64 flags = 0;             ///< Flag bits
+    QByteArray postData; ///< request body; empty = GET
+    QUrl webPageUrl; ///< page that the download came from; invalid = unknown
+    QVariantMap parameters; ///< extras; "headers" holds a map of custom request headers
+    quint64 flags = 0; ///< Flag bits
 
     friend bool operator==(const AbstractDownloadSourceInfo &, const AbstractDownloadSourceInfo &) = default;
 };

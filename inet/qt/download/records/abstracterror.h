@@ -27,9 +27,9 @@ struct DOWNLOADFRAMEWORK_EXPORT AbstractError {
     /// The form in which every log line reports an error.
     QString toLogText() const;
 
-    int code = 0;            ///< meaning depends on the category
-    std::string category;    ///< one of ErrorCategory
-    std::string source;      ///< where it arose: file path and line, or the name of an operation
+    int code = 0; ///< meaning depends on the category
+    std::string category; ///< one of ErrorCategory
+    std::string source; ///< where it arose: file path and line, or the name of an operation
     std::string description; ///< UTF-8, for people; may be empty
 
     friend bool operator==(const AbstractError &, const AbstractError &) = default;
@@ -39,17 +39,18 @@ Q_DECLARE_METATYPE(AbstractError)
 DOWNLOADFRAMEWORK_EXPORT QTextStream &operator<<(QTextStream &stream, const AbstractError &error);
 
 /// The families of error codes.
-namespace ErrorCategory {
-inline constexpr char kGeneric[] = "GenericError";           ///< see GenericErrorCode
-inline constexpr char kFile[] = "QtFileError";               ///< QFileDevice::FileError
-inline constexpr char kNetwork[] = "QtNetworkError";         ///< QNetworkReply::NetworkError
-inline constexpr char kHttp[] = "HttpError";                 ///< the HTTP status
+namespace ErrorCategory
+{
+inline constexpr char kGeneric[] = "GenericError"; ///< see GenericErrorCode
+inline constexpr char kFile[] = "QtFileError"; ///< QFileDevice::FileError
+inline constexpr char kNetwork[] = "QtNetworkError"; ///< QNetworkReply::NetworkError
+inline constexpr char kHttp[] = "HttpError"; ///< the HTTP status
 inline constexpr char kDownload[] = "AbstractDownloadError"; ///< see DownloadErrorCode
 }
 
 /// Codes of the category "GenericError".
 enum class GenericErrorCode {
-    Unexpected = 1,       ///< a run ended without error and without a file
+    Unexpected = 1, ///< a run ended without error and without a file
     TooManyRedirects = 2, ///< more redirects than a transfer follows
     OperationAborted = 4, ///< a deliberate stop, never shown as a failure
     NotSupported = 6,
@@ -58,7 +59,7 @@ enum class GenericErrorCode {
 /// Codes of the category "AbstractDownloadError".
 enum class DownloadErrorCode {
     ResumeNotSupported = 1, ///< a range was asked for and the whole resource came
-    ResourceChanged = 2,    ///< the resource is no longer the one whose bytes are on disk
+    ResourceChanged = 2, ///< the resource is no longer the one whose bytes are on disk
 };
 
 /// The error of a deliberate stop.

@@ -8,13 +8,13 @@
 
 /// What a host tells a download to do.
 enum class AbstractDownloadCommand : qint32 {
-    QueryInfo = 0,        ///< learn name, size and type; the transfer is kept for a start that follows soon
+    QueryInfo = 0, ///< learn name, size and type; the transfer is kept for a start that follows soon
     QueryInfoMinimal = 1, ///< the same; nothing is kept
-    Start = 2,            ///< download what is missing
+    Start = 2, ///< download what is missing
     Stop = 3,
-    Restart = 4,          ///< download again from the beginning; what was downloaded is discarded
-    CheckResource = 5,    ///< ask whether the resource has changed
-    FinishNow = 6,        ///< be content with what is there
+    Restart = 4, ///< download again from the beginning; what was downloaded is discarded
+    CheckResource = 5, ///< ask whether the resource has changed
+    FinishNow = 6, ///< be content with what is there
 };
 Q_DECLARE_METATYPE(AbstractDownloadCommand)
 
@@ -22,7 +22,7 @@ Q_DECLARE_METATYPE(AbstractDownloadCommand)
 enum class BitFlagsUpdateMode : qint32 {
     Replace = 0,
     Clear = 1, ///< the other's set bits are cleared
-    Add = 2,   ///< the other's set bits are set
+    Add = 2, ///< the other's set bits are set
 };
 Q_DECLARE_METATYPE(BitFlagsUpdateMode)
 
@@ -32,7 +32,7 @@ enum class AbstractDownloadExistingFileReaction : qint32 {
     Ask = 1,
     Rename = 2, ///< take a free name
     Overwrite = 3,
-    Skip = 4,   ///< leave the file alone and fail
+    Skip = 4, ///< leave the file alone and fail
 };
 Q_DECLARE_METATYPE(AbstractDownloadExistingFileReaction)
 
@@ -56,7 +56,7 @@ enum class CompareDownloadsResult : qint32 {
     Different = 0,
     OtherModule = 1, ///< the other record belongs to another module: no judgement
     SameContent = 2,
-    SameSource = 3,  ///< the same request, of which the content is not known to be the same
+    SameSource = 3, ///< the same request, of which the content is not known to be the same
 };
 Q_DECLARE_METATYPE(CompareDownloadsResult)
 
@@ -98,7 +98,7 @@ enum AbstractDownloadTask : qint32 {
 /// How a record's list is sorted.
 struct AbstractDownloadPersistentInfoSortByPlusOrder {
     qint32 sortBy = 0; ///< 1 creation time, 2 title, 3 size, 5 the person's own order; others have no order
-    qint32 order = 0;  ///< 0 = ascending, anything else = descending
+    qint32 order = 0; ///< 0 = ascending, anything else = descending
 };
 Q_DECLARE_METATYPE(AbstractDownloadPersistentInfoSortByPlusOrder)
 

@@ -13,8 +13,8 @@ struct WwwDownloadSourceInfo : AbstractDownloadSourceInfo {
     {
     }
 
-    qint64 sectionOffset = 0;     ///< first byte of the section in the resource
-    qint64 sectionLength = -1;    ///< bytes that the section may receive; -1 = up to the end of the resource
+    qint64 sectionOffset = 0; ///< first byte of the section in the resource
+    qint64 sectionLength = -1; ///< bytes that the section may receive; -1 = up to the end of the resource
     qint64 sectionDownloaded = 0; ///< bytes of the section already received
 
     friend bool operator==(const WwwDownloadSourceInfo &, const WwwDownloadSourceInfo &) = default;

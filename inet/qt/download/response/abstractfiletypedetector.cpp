@@ -7,33 +7,32 @@
 
 #include <utility>
 
-namespace {
+namespace
+{
 
 using ExtensionSet = QSet<QByteArray>;
 using TypeTable = QList<std::pair<int, ExtensionSet>>;
 
 ExtensionSet videoExtensions()
 {
-    return {"avi", "mov", "webm", "mkv", "flv",  "vob",  "ogv", "ogg", "drc", "qt",  "wmv", "yuv",
-            "rm",  "rmvb", "asf", "mp4", "m4p",  "m4v",  "mpg", "mpg2", "mpeg", "mpe", "mpv", "m2v",
-            "svi", "3gp", "3g2", "mxf", "roq",  "nsv",  "f4v", "f4p", "f4a", "f4b", "ts"};
+    return {"avi", "mov",  "webm", "mkv", "flv", "vob", "ogv", "ogg",  "drc",  "qt",  "wmv", "yuv",
+            "rm",  "rmvb", "asf",  "mp4", "m4p", "m4v", "mpg", "mpg2", "mpeg", "mpe", "mpv", "m2v",
+            "svi", "3gp",  "3g2",  "mxf", "roq", "nsv", "f4v", "f4p",  "f4a",  "f4b", "ts"};
 }
 
 ExtensionSet audioExtensions()
 {
-    return {"mp3", "3gp",   "aa",  "aac", "aax", "act", "aiff", "amr", "ape", "au",   "awb", "dct",
-            "dss", "dvf",   "flac", "gsm", "iklax", "ivs", "m4a", "m4b", "m4p", "mmf", "mpc", "msv",
-            "ogg", "oga",   "opus", "ra",  "rm",  "raw", "sln",  "tta", "vox", "wav",  "wma", "wv",
-            "webm"};
+    return {"mp3",  "3gp",  "aa",  "aac",   "aax", "act", "aiff", "amr", "ape", "au",  "awb", "dct", "dss",
+            "dvf",  "flac", "gsm", "iklax", "ivs", "m4a", "m4b",  "m4p", "mmf", "mpc", "msv", "ogg", "oga",
+            "opus", "ra",   "rm",  "raw",   "sln", "tta", "vox",  "wav", "wma", "wv",  "webm"};
 }
 
 ExtensionSet documentExtensions()
 {
-    return {"doc",  "docm", "docx", "dotx",  "dotm",  "docb",  "xls",   "xlt",  "xlm",  "xlsx", "xlsm", "xltx",
-            "xltm", "xlsb", "xla",  "xlam",  "xlw",   "ppt",   "pot",   "pps",  "pptx", "pptm", "potx", "potm",
-            "ppam", "ppsx", "ppsm", "sldx",  "sldm",  "accdb", "accde", "accdt", "accdr", "odt", "ods",  "odp",
-            "uot",  "hwp",  "odm",  "sxg",   "sxc",   "wb2",   "uof",   "csv",  "txt",  "odf",  "sxm",  "ots",
-            "rtf",  "pdf"};
+    return {"doc",  "docm", "docx", "dotx",  "dotm",  "docb",  "xls",   "xlt",  "xlm",  "xlsx", "xlsm", "xltx", "xltm",
+            "xlsb", "xla",  "xlam", "xlw",   "ppt",   "pot",   "pps",   "pptx", "pptm", "potx", "potm", "ppam", "ppsx",
+            "ppsm", "sldx", "sldm", "accdb", "accde", "accdt", "accdr", "odt",  "ods",  "odp",  "uot",  "hwp",  "odm",
+            "sxg",  "sxc",  "wb2",  "uof",   "csv",   "txt",   "odf",   "sxm",  "ots",  "rtf",  "pdf"};
 }
 
 ExtensionSet pictureExtensions()
@@ -57,7 +56,7 @@ const TypeTable &typeTable()
 
 } // namespace
 
-int AbstractFileTypeDetector::typeFromFileName(QString const &fileName) const
+int AbstractFileTypeDetector::typeFromFileName(const QString &fileName) const
 {
     // QByteArray::toLower changes ASCII letters only: the sets hold nothing else.
     const QByteArray extension = fileName.section(u'.', -1, -1).toUtf8().toLower();

@@ -19,5 +19,5 @@ public:
     AbstractFileTypeDetector() = default;
 
     /// A FileType. Judged by what follows the last "."; a name without any "." is its own extension.
-    int typeFromFileName(QString const &fileName) const;
+    int typeFromFileName(const QString &fileName) const;
 };

@@ -23,7 +23,8 @@ const QByteArray HttpHeadersParser::ServerHeader = "Server"_ba;
 const QByteArray HttpHeadersParser::AcceptRangesHeader = "Accept-Ranges"_ba;
 const QMimeDatabase HttpHeadersParser::m_mimeDatabase;
 
-namespace {
+namespace
+{
 
 bool mentionsByteRanges(const QByteArray &acceptRanges)
 {
@@ -53,7 +54,7 @@ void HttpHeadersParser::setHeaders(const Headers &headers)
     m_headers = headers;
 }
 
-QByteArray HttpHeadersParser::headerValueByName(QByteArray const &name) const
+QByteArray HttpHeadersParser::headerValueByName(const QByteArray &name) const
 {
     const QString wanted = QString::fromLatin1(name);
     const auto found = std::find_if(m_headers.cbegin(), m_headers.cend(), [&wanted](const auto &header) {
@@ -62,7 +63,7 @@ QByteArray HttpHeadersParser::headerValueByName(QByteArray const &name) const
     return found == m_headers.cend() ? QByteArray() : found->second;
 }
 
-bool HttpHeadersParser::hasHeader(QByteArray const &name) const
+bool HttpHeadersParser::hasHeader(const QByteArray &name) const
 {
     return !headerValueByName(name).isEmpty();
 }

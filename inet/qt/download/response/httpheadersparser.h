@@ -69,9 +69,9 @@ public:
     bool isValid() const { return !m_headers.isEmpty(); }
 
     /// The value as it came, untrimmed; empty when there is no such header.
-    QByteArray headerValueByName(QByteArray const &name) const;
+    QByteArray headerValueByName(const QByteArray &name) const;
     /// Whether the header is there with a value.
-    bool hasHeader(QByteArray const &name) const;
+    bool hasHeader(const QByteArray &name) const;
     bool hasContentTypeHeader() const;
     bool hasContentLengthHeader() const;
     bool hasContentRangeHeader() const;
@@ -97,9 +97,9 @@ public:
     /// The name to save the body under when it came from `url`: the server's name for it, otherwise the last segment
     /// of the URL with an extension that fits the content type. Never holds a path separator; may still be a name
     /// that a file system refuses (an over-long one, or ".."), which is for whoever creates the file to settle.
-    QString fileName(QUrl const &url) const;
+    QString fileName(const QUrl &url) const;
     /// Extensions in use for `type` that the MIME database does not list.
-    QList<QString> additionalExtensions(QMimeType const &type) const;
+    QList<QString> additionalExtensions(const QMimeType &type) const;
 
 private:
     QString nameFromContentDisposition() const;

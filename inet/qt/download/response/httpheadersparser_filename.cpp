@@ -12,7 +12,8 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
+namespace
+{
 
 constexpr auto kDefaultName = "index"_L1;
 constexpr auto kDefaultExtension = "html"_L1;
@@ -32,12 +33,12 @@ QString afterLastSlash(const QString &path)
     return path.mid(path.lastIndexOf(u'/') + 1);
 }
 
-QString localFileName(QUrl const &url)
+QString localFileName(const QUrl &url)
 {
     return url.isValid() && url.isLocalFile() ? afterLastSlash(url.path(QUrl::FullyDecoded)) : QString();
 }
 
-QString nameFromUrl(QUrl const &url)
+QString nameFromUrl(const QUrl &url)
 {
     return url.isEmpty() ? QString() : withoutIllegalCharacters(afterLastSlash(url.path(QUrl::FullyDecoded)));
 }
@@ -46,8 +47,8 @@ QString nameFromUrl(QUrl const &url)
 QString textFromHeader(const QByteArray &value)
 {
     QTextCodec::ConverterState state;
-    const QString text
-        = QTextCodec::codecForName("UTF-8")->toUnicode(value.constData(), static_cast<int>(value.size()), &state);
+    const QString text =
+        QTextCodec::codecForName("UTF-8")->toUnicode(value.constData(), static_cast<int>(value.size()), &state);
     // A character cut off at the end is reported as remaining, not as invalid.
     const bool isUtf8 = state.invalidChars == 0 && state.remainingChars == 0;
     return isUtf8 ? text : QString::fromLatin1(value);
@@ -73,8 +74,7 @@ QString decodedFromEncodedWords(const QString &captured)
 }
 
 /// One way in which servers write a file name into Content-Disposition.
-struct NameForm
-{
+struct NameForm {
     QRegularExpression pattern;
     QString (*decoded)(const QString &captured);
 };
@@ -120,7 +120,7 @@ QString withExtension(const QString &name, const QList<QString> &candidates)
 
 } // namespace
 
-QString HttpHeadersParser::fileName(QUrl const &url) const
+QString HttpHeadersParser::fileName(const QUrl &url) const
 {
     const QString localName = localFileName(url);
     if (!localName.isEmpty())
@@ -138,7 +138,7 @@ QString HttpHeadersParser::fileName(QUrl const &url) const
     return withExtension(name, candidateExtensions(name));
 }
 
-QList<QString> HttpHeadersParser::additionalExtensions(QMimeType const &type) const
+QList<QString> HttpHeadersParser::additionalExtensions(const QMimeType &type) const
 {
     if (type.name() == "application/x-tar"_L1)
         return {u"tgz"_s};

@@ -3,7 +3,7 @@
 
 #include <QRegularExpression>
 
-QList<QString> regExpMatches(QString const &pattern, QString const &text, int group)
+QList<QString> regExpMatches(const QString &pattern, const QString &text, int group)
 {
     QList<QString> captures;
     const QRegularExpression expression(pattern, QRegularExpression::CaseInsensitiveOption);

@@ -6,4 +6,4 @@
 
 /// Capture `group` of every match of `pattern` in `text`, in order; case is ignored.
 /// A pattern that does not compile matches nothing; a group that took no part in a match gives an empty entry for it.
-QList<QString> regExpMatches(QString const &pattern, QString const &text, int group);
+QList<QString> regExpMatches(const QString &pattern, const QString &text, int group);

@@ -205,8 +205,7 @@ void TestEngineOrder::pagesAreCutFromTheWhole()
     m_server->release(kGate);
     add(true);
     add(true);
-    QTRY_COMPARE_WITH_TIMEOUT(page({0, -1, ListFilter::Done, Order::Position}).size(), 2,
-                              ScriptedServer::kPatienceMs);
+    QTRY_COMPARE_WITH_TIMEOUT(page({0, -1, ListFilter::Done, Order::Position}).size(), 2, ScriptedServer::kPatienceMs);
     for (int i = 0; i < 5; ++i)
         add();
     m_engine->move(6, 0);

@@ -44,7 +44,8 @@ void TestFileTime::aFileGetsTheTime_data()
     QTest::addColumn<QDateTime>("time");
     QTest::newRow("a time of this century") << m_time;
     QTest::newRow("parts of a second") << m_time.addMSecs(250);
-    QTest::newRow("before the first second that systems count") << QDateTime(QDate(1969, 7, 20), QTime(20, 17), Qt::UTC);
+    QTest::newRow("before the first second that systems count")
+        << QDateTime(QDate(1969, 7, 20), QTime(20, 17), Qt::UTC);
     QTest::newRow("parts of a second before it") << QDateTime(QDate(1969, 7, 20), QTime(20, 17, 0, 750), Qt::UTC);
 }
 

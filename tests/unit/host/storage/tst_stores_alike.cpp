@@ -46,9 +46,8 @@ bool isSame(const ListEntry &a, const ListEntry &b)
 {
     return a.id == b.id && a.placeKey == b.placeKey && a.name == b.name && a.url == b.url && a.folder == b.folder
         && a.size == b.size && a.done == b.done && a.finished == b.finished && a.hasChecksum == b.hasChecksum
-        && a.checksumResult == b.checksumResult && a.evidence == b.evidence && a.owner == b.owner
-        && a.error == b.error && a.creationTime == b.creationTime && a.finishedTime == b.finishedTime
-        && a.errorTime == b.errorTime;
+        && a.checksumResult == b.checksumResult && a.evidence == b.evidence && a.owner == b.owner && a.error == b.error
+        && a.creationTime == b.creationTime && a.finishedTime == b.finishedTime && a.errorTime == b.errorTime;
 }
 
 /// Of few addresses, folders and names, so that some are of the same request.
