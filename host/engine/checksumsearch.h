@@ -39,8 +39,8 @@ public:
         std::optional<Checksum> checksum;
         QUrl list; ///< that has it, or the last one that was looked at
         Clause reason = Clause::Kind::NotFetched; ///< why there is none: about the last one
-        bool isUnanswered =
-            false; ///< a failure that may pass has outlasted all tries: nobody knows whether there is one
+        /// A failure that may pass has outlasted all tries: nobody knows whether there is one.
+        bool isUnanswered = false;
     };
 
     ChecksumSearch(const QSharedPointer<QNetworkAccessManager> &manager, const Asked &asked, QObject *parent = nullptr);

@@ -24,7 +24,7 @@ enum class RestReason {
 
 /// Why a download is being stopped, from which follows what comes then. People's reasons replace those of the queue.
 enum class StopReason {
-    None, ///< nobody stops it, or only its watchdog
+    None, ///< nobody stops it, or only its watchdog; or it may not go on, or its guard found another file
     Reader, ///< it is far ahead of him, or is to be cut anew; it rests then
     Hours, ///< they are over; it rests until they come
     Pause, ///< it stays known, and may be resumed

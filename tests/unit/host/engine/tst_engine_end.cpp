@@ -21,7 +21,8 @@ constexpr quint64 kSeed = 64;
 constexpr qint64 kSize = 2'000'000;
 constexpr auto kGate = "gate"_L1;
 
-/// By their names. Qt's own and the test server's have none of these.
+/// By their names. Qt's own and the test server's have none of these, nor have those that are no engine's: the process
+/// keeps the ones that have disks take files, and libcurl has let go of the one in which a name is being looked up.
 QStringList enginesThreads()
 {
     static const QStringList all{u"hasher"_s, u"list"_s, u"network"_s, u"stream hasher"_s, u"writers"_s};
@@ -38,7 +39,7 @@ QStringList enginesThreads()
 
 }
 
-/// What is left of an engine that is gone, in a program that goes on or ends: nothing.
+/// What is left of an engine that is gone, in a program that goes on or ends: nothing that is its own.
 class TestEngineEnd : public QObject
 {
     Q_OBJECT
