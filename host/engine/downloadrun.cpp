@@ -9,6 +9,7 @@
 #include <host/policy/proxychoice.h>
 #include <host/storage/claimfence.h>
 #include <inet/qt/download/framework/ownfiles.h>
+#include <inet/qt/download/framework/targetfilename.h>
 
 #include <utility>
 
@@ -262,8 +263,7 @@ void DownloadRun::onFilesOperations(bool performing)
     if (!performing || record.destinationType != Info::ToFolder || record.files.isEmpty()
         || record.files.first().isOnDisk())
         return;
-    if (m_fence)
-        setMaking(record.folder + u'/' + record.files.first().name);
+    setMaking(record.folder + u'/' + record.files.first().name, othersFiles(record));
     m_file = FileIdentity::planned();
     if (!m_syncing && m_list && !m_isClaimLost)
         writeAtOnce(whatMayBeSaid(record));
@@ -273,26 +273,45 @@ void DownloadRun::guard(const QString &path)
 {
     if (!m_fence || m_guarded.contains(path))
         return;
-    m_guarded.append(path);
-    OwnFiles::setPermission(path, [fence = m_fence] { return fence->holds(); });
+    m_guarded.insert(path, OwnFiles::setPermission(path, [fence = m_fence] { return fence->holds(); }));
+}
+
+/// What other downloads have begun under the name that this one is to have, whether they run or rest. Where the list
+/// cannot say whose it is, it is another's.
+QList<FileIdentity> DownloadRun::othersFiles(const Info &record) const
+{
+    const QString &name = record.files.first().name;
+    QList<FileIdentity> files;
+    for (const bool isChosen : {false, true}) {
+        const QString part = TargetFileName::partOf(TargetFileName::fromPath(name, isChosen));
+        const FileIdentity file = FileIdentity::of(record.folder + u'/' + part);
+        if (file.isKnown() && m_list && (m_list->isBegun(record.folder, part, record.id) || m_list->lastFailure()))
+            files.append(file);
+    }
+    return files;
 }
 
 /// What it will be called, only who makes it finds out. @param path empty = nothing is to be made
-void DownloadRun::setMaking(const QString &path)
+void DownloadRun::setMaking(const QString &path, const QList<FileIdentity> &others)
 {
     if (!m_making.isEmpty())
-        OwnFiles::setPermissionToMake(m_making, {});
+        OwnFiles::endMaking(m_making);
     m_making = path;
+    OwnFiles::Making making{{}, others};
+    if (m_fence)
+        making.mayMake = [fence = m_fence] { return fence->holds(); };
     if (!path.isEmpty())
-        OwnFiles::setPermissionToMake(path, [fence = m_fence] { return fence->holds(); });
+        OwnFiles::setMaking(path, making);
 }
 
 /// What outlived the list would ask it no more.
 void DownloadRun::unguard()
 {
-    setMaking({});
-    for (const QString &path : std::as_const(m_guarded))
-        OwnFiles::forget(path);
+    setMaking({}, {});
+    for (auto guarded = m_guarded.cbegin(); guarded != m_guarded.cend(); ++guarded) {
+        OwnFiles::takeBackPermission(guarded.key(), guarded.value());
+        OwnFiles::forget(guarded.key(), m_file);
+    }
     m_guarded.clear();
 }
 
@@ -314,7 +333,7 @@ void DownloadRun::end()
         loseClaim(lost);
     transition(Life::Ending);
     if (const Info record = info(); hasFileOnDisk(record))
-        OwnFiles::forget(record.filePath(0));
+        OwnFiles::forget(record.filePath(0), m_file);
     unguard();
     save();
     // The download is still inside its own signal.

@@ -11,6 +11,7 @@
 #include <inet/qt/download/framework/downloaddetails.h>
 #include <inet/qt/download/framework/statetable.h>
 
+#include <QHash>
 #include <QList>
 #include <QObject>
 #include <QSharedPointer>
@@ -150,7 +151,8 @@ private:
     void onFilesOperations(bool performing);
     void onChange(const QString &reason);
     void guard(const QString &path);
-    void setMaking(const QString &path);
+    QList<FileIdentity> othersFiles(const AbstractDownloadPersistentInfo &record) const;
+    void setMaking(const QString &path, const QList<FileIdentity> &others);
     void unguard();
     void loseClaim(const Failure &who);
     void giveUp(const Failure &why);
@@ -204,7 +206,7 @@ private:
     std::function<QString(const QUrl &)> m_userFor;
     QSharedPointer<DownloadAccessChief> m_chief;
     std::shared_ptr<ClaimFence> m_fence; ///< null = there is none
-    QStringList m_guarded; ///< paths of files that need its permission
+    QHash<QString, quint64> m_guarded; ///< permissions that its files need, by their paths
     QString m_making; ///< the path of one that is to be made; empty = there is none
     std::shared_ptr<ResourceGuard> m_guard; ///< null = everything is welcome
     std::optional<ResourceMemory> m_savedMemory; ///< what the list has of the guard's; nothing = another

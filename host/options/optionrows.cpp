@@ -98,9 +98,9 @@ const Row kRows[] = {
      .places = kOfDownload,
      .help = "When a file of that name is there (default: rename)",
      .manual = "when a file of that name is there. `rename`: give the new one a number (default); `overwrite`: replace "
-               "it, unless another download is fetching it just now: then as `rename`; `skip`: leave it, that is as "
-               "good as a download, of which nothing stays in the list; `fail`: leave it, that is an error; `ask`: ask "
-               "on a terminal; where nobody answers, as `fail`",
+               "it, unless it is what another download of the list has begun: then as `rename`; `skip`: leave it, that "
+               "is as good as a download, of which nothing stays in the list; `fail`: leave it, that is an error; "
+               "`ask`: ask on a terminal; where nobody answers, as `fail`",
      .field = OptionFields::skipExisting()},
     {.name = "no-remote-time",
      .group = "place",

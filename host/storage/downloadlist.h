@@ -62,6 +62,7 @@ public:
     QList<Record> findUnfinished(const QUrl &url, const QString &folder, const QString &outputName) override;
     QList<Record> findFinished(const QUrl &url, const QString &folder, const QString &outputName, int limit) override;
     QList<Record> findByUrl(const QUrl &url, int limit) override;
+    bool isBegun(const QString &folder, const QString &pathOnDisk, qint64 butId) override;
     QList<Record> list() override;
     QList<ListEntry> page(ListFilter filter, int limit, qint64 before = 0) override;
     QList<ListEntry> page(ListFilter filter, ListOrder order, qint64 first, int limit) override;

@@ -49,6 +49,14 @@ QList<DownloadList::Record> DownloadList::findFinished(const QUrl &url, const QS
     return records;
 }
 
+bool DownloadList::isBegun(const QString &folder, const QString &pathOnDisk, qint64 butId)
+{
+    return !select(u"finished = 0 AND folder = ? AND id <> ? AND EXISTS (SELECT 1 FROM files WHERE download_id = "
+                   u"downloads.id AND position = 0 AND path_on_disk = ?)"_s,
+                   {folder, butId, pathOnDisk})
+                .isEmpty();
+}
+
 QList<DownloadList::Record> DownloadList::findByUrl(const QUrl &url, int limit)
 {
     QList<Record> records = select(u"id IN (SELECT id FROM downloads WHERE url = ? ORDER BY id DESC LIMIT ?)"_s,

@@ -110,6 +110,8 @@ public:
                                        int limit) = 0;
     /// Those with this address, newest first. @param limit most
     virtual QList<Record> findByUrl(const QUrl &url, int limit) = 0;
+    /// Whether an unfinished one, but for that number, has a file of that path below that folder.
+    virtual bool isBegun(const QString &folder, const QString &pathOnDisk, qint64 butId) = 0;
     /// All records, by id.
     virtual QList<Record> list() = 0;
     /// What a line of the list shows, newest first. @param limit most lines at once @param before only downloads that

@@ -221,6 +221,16 @@ QList<DownloadStore::Record> MemoryStore::findByUrl(const QUrl &url, int limit)
     return records.first(std::min<qsizetype>(limit, records.size()));
 }
 
+bool MemoryStore::isBegun(const QString &folder, const QString &pathOnDisk, qint64 butId)
+{
+    m_failure = {};
+    return !select([&](const Row &row) {
+                const Record &record = row.lease.record;
+                return !record.isFinished() && record.folder == folder && record.id != butId && !record.files.isEmpty()
+                    && record.files.first().pathOnDisk == pathOnDisk;
+            }).isEmpty();
+}
+
 QList<DownloadStore::Record> MemoryStore::list()
 {
     m_failure = {};

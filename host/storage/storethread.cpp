@@ -209,6 +209,11 @@ QList<DownloadStore::Record> StoreThread::findByUrl(const QUrl &url, int limit)
     return call([&](DownloadStore &store) { return store.findByUrl(url, limit); });
 }
 
+bool StoreThread::isBegun(const QString &folder, const QString &pathOnDisk, qint64 butId)
+{
+    return call([&](DownloadStore &store) { return store.isBegun(folder, pathOnDisk, butId); });
+}
+
 QList<DownloadStore::Record> StoreThread::list()
 {
     return call([](DownloadStore &store) { return store.list(); });

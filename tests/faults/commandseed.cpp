@@ -355,14 +355,13 @@ void CommandSeed::checkFileOf(const Snapshot &row, const QString &path)
     const QString name = u"download %1 of %2"_s.arg(QString::number(row.id), CommandWorld::nameOf(known.file));
     const bool isShortOne = known.mayBeEarly && row.failure.kind == Failure::Kind::ChecksumDiffers;
     m_paths.insert(row.id, path);
-    const bool isOthers = row.failure.kind == Failure::Kind::FileFailed && !overwriters.isEmpty();
-    if (row.state != DownloadState::Done && !isShortOne && !isOthers) {
+    if (row.state != DownloadState::Done && !isShortOne) {
         find(u"not done"_s,
              u"%1 is %2 at the end (failure %3 %4)"_s.arg(name, QString(downloadStates().nameOf(row.state)),
                                                           QString::number(int(row.failure.kind)), row.failure.plain()));
         return;
     }
-    if ((isAny(&Known::mayLackFile) || isOthers) && !QFileInfo::exists(path))
+    if (isAny(&Known::mayLackFile) && !QFileInfo::exists(path))
         return;
     const QByteArray bytes = TestFiles::readFile(path);
     const bool isWhole = file.isVersion(bytes);

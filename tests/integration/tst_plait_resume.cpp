@@ -5,6 +5,7 @@
 #include <tests/support/testfiles.h>
 
 #include <QFile>
+#include <QProcess>
 #include <QTest>
 
 #include <algorithm>
@@ -106,6 +107,8 @@ private Q_SLOTS:
     void aRemovedPartIsFetchedAnew();
     void aFinishedFileThatWasDeletedIsFetchedAgain();
     void aFinishedFileThatWasChangedStaysAndIsSaid();
+    void whatWasBegunIsNotOverwrittenByAnotherOfItsName_data();
+    void whatWasBegunIsNotOverwrittenByAnotherOfItsName();
 
 private:
     // Runs until something is on disk, stops it, and leaves it so.
@@ -356,6 +359,46 @@ void TestPlaitResume::aFinishedFileThatWasChangedStaysAndIsSaid()
     QVERIFY2(result.status != 0 && result.err.contains("length") && result.err.contains("\"plait restart 1\""),
              result.err);
     QCOMPARE(QFileInfo(file).size(), kSmallSize + 4);
+}
+
+void TestPlaitResume::whatWasBegunIsNotOverwrittenByAnotherOfItsName_data()
+{
+    QTest::addColumn<bool>("isLeft");
+    QTest::newRow("once it was left") << true;
+    QTest::newRow("while another process fetches it") << false;
+}
+
+/// To overwrite was said of a file that is there, and not of what another download has of one.
+void TestPlaitResume::whatWasBegunIsNotOverwrittenByAnotherOfItsName()
+{
+    QFETCH(bool, isLeft);
+    ScriptedServer server;
+    std::atomic_bool hurry = false;
+    server.setHandler("/first/file.bin", slowUntil(hurry, kSmallSize));
+    server.setResponse("/second/file.bin", ScriptedResponse::file(kSeed + 1, kSmallSize));
+    PlaitSandbox first;
+    const QString url = server.url(u"/first/file.bin"_s).toString();
+    first.start({url});
+    QTRY_VERIFY_WITH_TIMEOUT(first.partBeginsWith(kName, TestFiles::content(kSeed, 0, kWord)),
+                             PlaitSandbox::kPatienceMs);
+    if (isLeft) {
+        first.sendSignal(SIGTERM);
+        QCOMPARE(first.finish().status, kUnfinished);
+    }
+    QProcess second;
+    second.setProcessEnvironment(first.environment());
+    second.start(
+        PlaitSandbox::program(),
+        {u"-d"_s, first.downloads(), u"--on-exists"_s, u"overwrite"_s, server.url(u"/second/file.bin"_s).toString()});
+    QVERIFY(second.waitForFinished(PlaitSandbox::kPatienceMs));
+    QVERIFY2(second.exitCode() == 0, second.readAllStandardError());
+    QCOMPARE(TestFiles::readFile(first.path(u"file (1).bin"_s)), TestFiles::content(kSeed + 1, 0, kSmallSize));
+    hurry = true;
+    server.dropConnections();
+    const PlaitResult result = isLeft ? first.run({url}) : first.finish();
+    QVERIFY2(result.status == 0, result.err);
+    QCOMPARE(TestFiles::readFile(first.path(kName)), TestFiles::content(kSeed, 0, kSmallSize));
+    QCOMPARE(first.files(), (QStringList{u"file (1).bin"_s, kName}));
 }
 
 QTEST_GUILESS_MAIN(TestPlaitResume)

@@ -80,8 +80,9 @@ private Q_SLOTS:
     void overwritingKeepsTheFinishedFileForNow();
     void overwritingBeginsAnIncompleteFileAnewOnlyWhenTold_data();
     void overwritingBeginsAnIncompleteFileAnewOnlyWhenTold();
-    void overwritingLeavesAFileAloneThatIsBeingFetched_data();
-    void overwritingLeavesAFileAloneThatIsBeingFetched();
+    void overwritingLeavesTheFileOfAnotherDownloadAlone_data();
+    void overwritingLeavesTheFileOfAnotherDownloadAlone();
+    void overwritingLeavesAloneWhatAnotherDownloadMadeJustNow();
     void overwritingDoesNotReplaceAFolder();
     void nothingIsMadeOfWhatIsAnothersByNow_data();
     void nothingIsMadeOfWhatIsAnothersByNow();
@@ -520,23 +521,54 @@ void TestFileOps::overwritingBeginsAnIncompleteFileAnewOnlyWhenTold()
     QCOMPARE(names(), QStringList{u"a.bin.part"_s});
 }
 
-void TestFileOps::overwritingLeavesAFileAloneThatIsBeingFetched_data()
+void TestFileOps::overwritingLeavesTheFileOfAnotherDownloadAlone_data()
 {
+    QTest::addColumn<bool>("isRunning");
     QTest::addColumn<bool>("truncate");
-    QTest::newRow("that would be begun anew") << true;
-    QTest::newRow("that would be gone on with") << false;
+    QTest::newRow("of one that runs, and would be begun anew") << true << true;
+    QTest::newRow("of one that runs, and would be gone on with") << true << false;
+    QTest::newRow("of one that rests, and would be begun anew") << false << true;
+    QTest::newRow("of one that rests, and would be gone on with") << false << false;
 }
 
-void TestFileOps::overwritingLeavesAFileAloneThatIsBeingFetched()
+void TestFileOps::overwritingLeavesTheFileOfAnotherDownloadAlone()
 {
+    QFETCH(bool, isRunning);
     QFETCH(bool, truncate);
     const QString others = at(u"a.bin.part"_s);
     makeFile(others, "some");
-    OwnFiles::set(others, FileIdentity::of(others));
-    const auto forget = qScopeGuard([&others] { OwnFiles::forget(others); });
+    const FileIdentity file = FileIdentity::of(others);
+    if (isRunning) // by whatever way its folder is reached
+        OwnFiles::set(u"/elsewhere/a.bin.part"_s, file);
+    else
+        OwnFiles::setMaking(at(u"a.bin"_s), {{}, {file}});
+    const auto forget = qScopeGuard([] { OwnFiles::forget(u"/elsewhere/a.bin.part"_s); });
     Bench bench;
     bench.ops->setExistingFileReaction(Reaction::Overwrite);
     bench.ops->setTruncateFilesWhenCreating(truncate);
+    bench.perform(folder(), {toCreate(u"a.bin"_s)});
+    QVERIFY2(!bench.error, qPrintable(bench.errorText()));
+    QCOMPARE(bench.result(), u"a (1).bin.part"_s);
+    QCOMPARE(contentOf(others), "some");
+}
+
+/// Who asked whose the file is was overtaken by who makes it, in another thread.
+void TestFileOps::overwritingLeavesAloneWhatAnotherDownloadMadeJustNow()
+{
+    const QString others = at(u"a.bin.part"_s);
+    makeFile(at(u"a.bin"_s), "old");
+    const OwnFiles::Permission makeMeanwhile = [&] {
+        if (!QFileInfo::exists(others)) {
+            makeFile(others, "some");
+            OwnFiles::set(others, FileIdentity::of(others));
+        }
+        return true;
+    };
+    OwnFiles::setMaking(at(u"a.bin"_s), {makeMeanwhile, {}});
+    const auto forget = qScopeGuard([&others] { OwnFiles::forget(others); });
+    Bench bench;
+    bench.ops->setExistingFileReaction(Reaction::Overwrite);
+    bench.ops->setTruncateFilesWhenCreating(true);
     bench.perform(folder(), {toCreate(u"a.bin"_s)});
     QVERIFY2(!bench.error, qPrintable(bench.errorText()));
     QCOMPARE(bench.result(), u"a (1).bin.part"_s);
@@ -577,7 +609,7 @@ void TestFileOps::nothingIsMadeOfWhatIsAnothersByNow()
         makeFile(at(inTheWay), "theirs");
     const bool wasThere = target.exists();
     const QStringList before = target.entryList(QDir::Files);
-    OwnFiles::setPermissionToMake(at(u"x/a.bin"_s), [] { return false; });
+    OwnFiles::setMaking(at(u"x/a.bin"_s), {[] { return false; }, {}});
     Bench bench;
     bench.ops->setExistingFileReaction(reaction);
     bench.ops->setTruncateFilesWhenCreating(truncate);
@@ -593,7 +625,7 @@ void TestFileOps::nothingIsMadeOfWhatIsAnothersByNow()
 /// Two may wish for one name; what one of them may, says nothing of the other.
 void TestFileOps::whoMayMakeAFileIsKnownWhenItIsAskedFor()
 {
-    OwnFiles::setPermissionToMake(at(u"a.bin"_s), [] { return false; });
+    OwnFiles::setMaking(at(u"a.bin"_s), {[] { return false; }, {}});
     Bench first;
     first.ops->performInitializeOps(folder(), {toCreate(u"a.bin"_s)});
     Bench second;

@@ -226,10 +226,10 @@ void TestFileOpsFinishing::aFileThatIsAnothersByNowIsLeftAsItIs()
 {
     QFETCH(int, answers);
     makeFile(at(u"a.bin.part"_s), "abcdef");
-    OwnFiles::setPermission(at(u"a.bin.part"_s), [&answers] { return answers-- > 0; });
+    const quint64 given = OwnFiles::setPermission(at(u"a.bin.part"_s), [&answers] { return answers-- > 0; });
     Bench bench;
     bench.perform(folder(), {toFinish(u"a.bin.part"_s, answers == 0 ? 3 : 6)});
-    OwnFiles::forget(at(u"a.bin.part"_s));
+    OwnFiles::takeBackPermission(at(u"a.bin.part"_s), given);
     QCOMPARE(bench.done, 0);
     QVERIFY2(bench.errorText().contains(u"another process"_s), qPrintable(bench.errorText()));
     QCOMPARE(names(), QStringList{u"a.bin.part"_s});

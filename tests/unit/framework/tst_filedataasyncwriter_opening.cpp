@@ -54,9 +54,15 @@ private:
 
     QString path(const QString &name = u"file"_s) const { return m_dir->filePath(name); }
 
-    void mayBeChanged(const std::function<bool()> &answer) const { OwnFiles::setPermission(path(), answer); }
+    void mayBeChanged(const std::function<bool()> &answer) { m_given = OwnFiles::setPermission(path(), answer); }
+    void forget() const
+    {
+        OwnFiles::takeBackPermission(path(), m_given);
+        OwnFiles::forget(path());
+    }
 
     std::unique_ptr<QTemporaryDir> m_dir;
+    quint64 m_given = 0; ///< the permission
 };
 
 void TestFileWriterOpening::init()
@@ -67,7 +73,7 @@ void TestFileWriterOpening::init()
 
 void TestFileWriterOpening::cleanup()
 {
-    OwnFiles::forget(path());
+    forget();
 }
 
 void TestFileWriterOpening::onlyPlainFilesAreOpened_data()
@@ -144,7 +150,7 @@ void TestFileWriterOpening::aFileThatIsAnothersByNowIsNotOpened()
     QCOMPARE(bench.said, (QStringList{u"failed"_s, u"all"_s}));
     QVERIFY(QByteArray::fromStdString(bench.writer->lastError().description).contains("another process"));
     QVERIFY2(!QFileInfo::exists(path()), "it is not made either");
-    OwnFiles::forget(path());
+    forget();
     bench.openAndWait(path());
 }
 

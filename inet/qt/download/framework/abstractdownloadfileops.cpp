@@ -60,14 +60,14 @@ Operation finishOperation(int index, const AbstractDownloadFileInfo &file, qint6
 }
 
 /// What was planned is carried out later, when another download may wish for the same name.
-QHash<int, OwnFiles::Permission> permissionsOf(const QString &folder, const QList<Operation> &operations)
+QHash<int, OwnFiles::Making> makingOf(const QString &folder, const QList<Operation> &operations)
 {
-    QHash<int, OwnFiles::Permission> permissions;
+    QHash<int, OwnFiles::Making> making;
     for (const Operation &operation : operations) {
         if (operation.kind == Operation::Create)
-            permissions.insert(operation.fileIndex, OwnFiles::takePermissionToMake(folder + u'/' + operation.name));
+            making.insert(operation.fileIndex, OwnFiles::takeMaking(folder + u'/' + operation.name));
     }
-    return permissions;
+    return making;
 }
 
 void applyOperation(const Operation &operation, AbstractDownloadFileInfo &file)
@@ -99,8 +99,8 @@ public:
     }
     ~Private()
     {
-        for (const QString &path : std::as_const(m_finished))
-            OwnFiles::forget(path);
+        for (auto file = m_finished.cbegin(); file != m_finished.cend(); ++file)
+            OwnFiles::forget(file.key(), file.value());
     }
 
     void begin(const Run &run);
@@ -121,7 +121,7 @@ private:
     bool m_asking = false;
     /// Who said at the beginning what is to become of a file in the way is not asked again at the end.
     QHash<int, AbstractDownloadFileExistsAction> m_answers;
-    QSet<QString> m_finished; ///< paths that files had until then
+    QHash<QString, FileIdentity> m_finished; ///< files, by the paths that they had until then
 };
 
 AbstractDownloadFileOps::AbstractDownloadFileOps(QObject *parent)
@@ -171,7 +171,7 @@ QList<Operation> AbstractDownloadFileOps::calcFilesInitOps(const AbstractDownloa
 
 void AbstractDownloadFileOps::performInitializeOps(const QString &folder, const QList<Operation> &operations)
 {
-    const Private::Run run{folder, operations, 0, TargetFileOperator(folder, permissionsOf(folder, operations))};
+    const Private::Run run{folder, operations, 0, TargetFileOperator(folder, makingOf(folder, operations))};
     QMetaObject::invokeMethod(
         this, [this, run] { d->begin(run); }, Qt::QueuedConnection);
 }
@@ -265,8 +265,9 @@ void AbstractDownloadFileOps::Private::finish(const AbstractError &error)
     DOWNLOAD_ASSERT(!m_asking && !m_runs.isEmpty());
     const Run run = m_runs.dequeue();
     for (int i = 0; i < run.done; ++i) {
+        const QString path = run.folder + u'/' + run.operations.at(i).name;
         if (run.operations.at(i).kind == Operation::Finish)
-            m_finished.insert(run.folder + u'/' + run.operations.at(i).name);
+            m_finished.insert(path, OwnFiles::at(path));
     }
     const auto next = [this] {
         if (!m_runs.isEmpty() && !m_asking)

@@ -6,26 +6,28 @@
 #include <QMutex>
 #include <QMutexLocker>
 
+#include <algorithm>
+
 namespace
 {
+
+struct Given {
+    quint64 number = 0;
+    OwnFiles::Permission mayChange;
+};
 
 struct Known {
     QMutex mutex;
     QHash<QString, FileIdentity> files;
-    QHash<QString, OwnFiles::Permission> permissions;
-    QHash<QString, OwnFiles::Permission> permissionsToMake;
+    QHash<QString, Given> permissions;
+    quint64 given = 0; ///< permissions, until now
+    QHash<QString, OwnFiles::Making> making;
 };
 
 Known &known()
 {
     static Known instance;
     return instance;
-}
-
-FileIdentity knownAt(const QString &path)
-{
-    const QMutexLocker lock(&known().mutex);
-    return known().files.value(QDir::cleanPath(path));
 }
 
 }
@@ -37,23 +39,40 @@ void OwnFiles::set(const QString &path, const FileIdentity &file)
     known().files.insert(QDir::cleanPath(path), isThere ? file : FileIdentity());
 }
 
-void OwnFiles::forget(const QString &path)
+FileIdentity OwnFiles::at(const QString &path)
 {
     const QMutexLocker lock(&known().mutex);
-    known().files.remove(QDir::cleanPath(path));
-    known().permissions.remove(QDir::cleanPath(path));
+    return known().files.value(QDir::cleanPath(path));
 }
 
-void OwnFiles::setPermission(const QString &path, const Permission &mayChange)
+void OwnFiles::forget(const QString &path, const FileIdentity &file)
 {
     const QMutexLocker lock(&known().mutex);
-    known().permissions.insert(QDir::cleanPath(path), mayChange);
+    const auto found = known().files.constFind(QDir::cleanPath(path));
+    if (found != known().files.constEnd() && !found->isOther(file))
+        known().files.erase(found);
+}
+
+quint64 OwnFiles::setPermission(const QString &path, const Permission &mayChange)
+{
+    const QMutexLocker lock(&known().mutex);
+    const quint64 number = ++known().given;
+    known().permissions.insert(QDir::cleanPath(path), {number, mayChange});
+    return number;
+}
+
+void OwnFiles::takeBackPermission(const QString &path, quint64 number)
+{
+    const QMutexLocker lock(&known().mutex);
+    const auto found = known().permissions.constFind(QDir::cleanPath(path));
+    if (found != known().permissions.constEnd() && found->number == number)
+        known().permissions.erase(found);
 }
 
 OwnFiles::Permission OwnFiles::permission(const QString &path)
 {
     const QMutexLocker lock(&known().mutex);
-    return known().permissions.value(QDir::cleanPath(path));
+    return known().permissions.value(QDir::cleanPath(path)).mayChange;
 }
 
 bool OwnFiles::mayChange(const QString &path)
@@ -62,19 +81,21 @@ bool OwnFiles::mayChange(const QString &path)
     return !asked || asked();
 }
 
-void OwnFiles::setPermissionToMake(const QString &path, const Permission &mayMake)
+void OwnFiles::setMaking(const QString &path, const Making &making)
 {
     const QMutexLocker lock(&known().mutex);
-    if (mayMake)
-        known().permissionsToMake.insert(QDir::cleanPath(path), mayMake);
-    else
-        known().permissionsToMake.remove(QDir::cleanPath(path));
+    known().making.insert(QDir::cleanPath(path), making);
 }
 
-OwnFiles::Permission OwnFiles::takePermissionToMake(const QString &path)
+void OwnFiles::endMaking(const QString &path)
+{
+    takeMaking(path);
+}
+
+OwnFiles::Making OwnFiles::takeMaking(const QString &path)
 {
     const QMutexLocker lock(&known().mutex);
-    return known().permissionsToMake.take(QDir::cleanPath(path));
+    return known().making.take(QDir::cleanPath(path));
 }
 
 bool OwnFiles::isOwn(const QString &path, int descriptor)
@@ -87,13 +108,21 @@ bool OwnFiles::isOwn(const QString &path, int descriptor)
     return !own.isOther(file);
 }
 
+bool OwnFiles::isAnyones(const FileIdentity &file)
+{
+    if (!file.isKnown())
+        return false;
+    const QMutexLocker lock(&known().mutex);
+    return std::find(known().files.cbegin(), known().files.cend(), file) != known().files.cend();
+}
+
 bool OwnFiles::isKnown(const QString &path, const FileIdentity &file)
 {
-    const FileIdentity own = knownAt(path);
+    const FileIdentity own = at(path);
     return own.isKnown() && own == file;
 }
 
 bool OwnFiles::isOther(const QString &path, const FileIdentity &file)
 {
-    return knownAt(path).isOther(file);
+    return at(path).isOther(file);
 }

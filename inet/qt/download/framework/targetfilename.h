@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <inet/qt/download/records/exportmacro.h>
+
 #include <QString>
 
 /// Names of target files. Pure; lengths are counted in bytes of UTF-8, as file systems do.
@@ -14,12 +16,12 @@ inline constexpr qsizetype kMaxBytes = 250;
 QString safe(const QString &name);
 /// The name for the last component of a path. One that a person typed (`isChosen`) stays as it is, unless no file can
 /// be called so; one from the network is made safe.
-QString fromPath(const QString &path, bool isChosen);
+DOWNLOADFRAMEWORK_EXPORT QString fromPath(const QString &path, bool isChosen);
 /// "name (2).ext" for 2: the extension is kept, the name is shortened where needed.
 QString numbered(const QString &name, int number);
 
 /// The name while the file is incomplete.
-QString partOf(const QString &finalName);
+DOWNLOADFRAMEWORK_EXPORT QString partOf(const QString &finalName);
 /// Whether the name is that of an incomplete file.
 bool isPart(const QString &name);
 /// The name without the mark of an incomplete file.

@@ -131,9 +131,9 @@ int renameToFree(TargetFolder &folder, const QString &partName, QString &name)
 
 }
 
-TargetFileOperator::TargetFileOperator(const QString &folder, const QHash<int, OwnFiles::Permission> &mayMake)
+TargetFileOperator::TargetFileOperator(const QString &folder, const QHash<int, OwnFiles::Making> &making)
     : m_folder(folder)
-    , m_mayMake(mayMake)
+    , m_making(making)
 {
 }
 
@@ -141,7 +141,7 @@ Outcome TargetFileOperator::perform(Operation &operation, Reaction reaction, boo
 {
     if (m_folder.isEmpty())
         return failed(QFileDevice::OpenError, u"no folder is set for the download. Choose one."_s, errorSourceHere());
-    TargetFolder folder(m_folder, m_mayMake.value(operation.fileIndex));
+    TargetFolder folder(m_folder, m_making.value(operation.fileIndex));
     if (const int error = folder.open())
         return failed(kUseFolder, folder.pathOf({}), error, QFileDevice::OpenError, errorSourceHere());
     return operation.kind == Operation::Create ? create(folder, operation, reaction, truncate)
@@ -189,21 +189,17 @@ Outcome TargetFileOperator::createNumbered(TargetFolder &folder, Operation &oper
 }
 
 /// The finished file stays until the new one takes its place. An incomplete one is begun anew rather than emptied: its
-/// name may be a link, or the file be known by other names. One that is being fetched is nobody's to take.
+/// name may be a link, or the file be known by other names. That of another download is nobody's to take.
 Outcome TargetFileOperator::createOver(TargetFolder &folder, Operation &operation, const QString &name, bool truncate)
 {
     const QString part = TargetFileName::partOf(name);
-    if (m_created.values().contains(part) || folder.isOwnUnder(part, part))
+    if (m_created.values().contains(part))
         return createNumbered(folder, operation, name);
     if (folder.isFolder(name))
         return failed(u"replace"_s, folder.pathOf(name), EISDIR, QFileDevice::OpenError, errorSourceHere());
-    int error = 0;
-    if (folder.exists(part) && !truncate) {
-        error = folder.takeOver(part);
-    } else {
-        error = folder.exists(part) ? folder.remove(part) : 0;
-        error = error == 0 ? folder.createExclusively(part) : error;
-    }
+    const int error = folder.exists(part) && !truncate ? folder.takeOver(part) : folder.makeAnew(part);
+    if (error == EEXIST)
+        return createNumbered(folder, operation, name);
     if (error != 0)
         return failed(kCreate, folder.pathOf(part), error, QFileDevice::OpenError, errorSourceHere());
     return created(operation, part);

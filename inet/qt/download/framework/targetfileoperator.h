@@ -21,8 +21,8 @@ public:
         AbstractError error; ///< code 0 = done
     };
 
-    /// @param mayMake by file index; see OwnFiles::setPermissionToMake()
-    explicit TargetFileOperator(const QString &folder, const QHash<int, OwnFiles::Permission> &mayMake = {});
+    /// @param making by file index; see OwnFiles::setMaking()
+    explicit TargetFileOperator(const QString &folder, const QHash<int, OwnFiles::Making> &making = {});
 
     /// Sets the operation's resultPath when it succeeds.
     /// @param truncate with the reaction to overwrite, an incomplete file that is in the way is begun anew
@@ -39,6 +39,6 @@ private:
                         Reaction reaction);
 
     QString m_folder;
-    QHash<int, OwnFiles::Permission> m_mayMake;
+    QHash<int, OwnFiles::Making> m_making;
     QHash<int, QString> m_created; ///< paths of the files made by this list, by file index
 };

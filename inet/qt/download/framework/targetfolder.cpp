@@ -5,6 +5,8 @@
 
 #include <QDir>
 #include <QFile>
+#include <QMutex>
+#include <QMutexLocker>
 
 #include <cerrno>
 #include <cstdio>
@@ -75,11 +77,18 @@ int sizeOf(int number, qint64 &size)
     return 0;
 }
 
+/// Between two threads that make files: what one has made is registered before the other looks whose it is.
+QMutex &making()
+{
+    static QMutex mutex;
+    return mutex;
 }
 
-TargetFolder::TargetFolder(const QString &path, const OwnFiles::Permission &mayMake)
+}
+
+TargetFolder::TargetFolder(const QString &path, const OwnFiles::Making &making)
     : m_path(QDir::cleanPath(path))
-    , m_mayMake(mayMake)
+    , m_making(making)
 {
 }
 
@@ -98,7 +107,7 @@ int TargetFolder::open()
         return 0;
     int error = errno;
     if (error == ENOENT)
-        error = m_mayMake && !m_mayMake() ? PlainFile::kTaken : makePath(m_path);
+        error = m_making.mayMake && !m_making.mayMake() ? PlainFile::kTaken : makePath(m_path);
     if (error != 0)
         return error;
     m_folder = ::open(QFile::encodeName(m_path).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -148,13 +157,36 @@ qint64 TargetFolder::fileSize(const QString &name) const
 
 bool TargetFolder::mayChange(const QString &name) const
 {
-    return (!m_mayMake || m_mayMake()) && OwnFiles::mayChange(pathOf(name));
+    return (!m_making.mayMake || m_making.mayMake()) && OwnFiles::mayChange(pathOf(name));
+}
+
+bool TargetFolder::isAnothers(const QString &name) const
+{
+    const FileIdentity file = FileIdentity::in(m_folder, name);
+    return OwnFiles::isAnyones(file) || m_making.others.contains(file);
 }
 
 int TargetFolder::createExclusively(const QString &name)
 {
     if (!mayChange(name))
         return PlainFile::kTaken;
+    const QMutexLocker lock(&making());
+    return make(name);
+}
+
+int TargetFolder::makeAnew(const QString &name)
+{
+    if (!mayChange(name))
+        return PlainFile::kTaken;
+    const QMutexLocker lock(&making());
+    if (isAnothers(name))
+        return EEXIST;
+    const int error = resultOf(::unlinkat(m_folder, QFile::encodeName(name).constData(), 0));
+    return error == 0 || error == ENOENT ? make(name) : error;
+}
+
+int TargetFolder::make(const QString &name)
+{
     const Descriptor file(::openat(m_folder, QFile::encodeName(name).constData(),
                                    O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
     if (!file.isValid())
@@ -166,6 +198,9 @@ int TargetFolder::createExclusively(const QString &name)
 int TargetFolder::takeOver(const QString &name)
 {
     int error = mayChange(name) ? 0 : PlainFile::kTaken;
+    const QMutexLocker lock(&making());
+    if (error == 0 && isAnothers(name))
+        error = EEXIST;
     const Descriptor file(error == 0 ? PlainFile::open(m_folder, name, O_RDWR, error) : -1);
     if (file.isValid())
         OwnFiles::set(pathOf(name), FileIdentity::of(file.number()));

@@ -15,8 +15,8 @@ class TargetFolder
     Q_DISABLE_COPY_MOVE(TargetFolder)
 
 public:
-    /// @param mayMake asked, besides what is asked of each file, before anything is made or changed; empty = nobody is
-    explicit TargetFolder(const QString &path, const OwnFiles::Permission &mayMake = {});
+    /// @param making whose permission is asked, besides that of each file, before anything is made or changed
+    explicit TargetFolder(const QString &path, const OwnFiles::Making &making = {});
     ~TargetFolder();
 
     /// Makes the folder, and those above it, where they are missing.
@@ -35,7 +35,9 @@ public:
 
     /// What is made is the download's own.
     int createExclusively(const QString &name);
-    /// A plain file that can be written to is the download's own from now on.
+    /// What is there goes, and a new one is made that is the download's own. EEXIST where it is another download's.
+    int makeAnew(const QString &name);
+    /// A plain file that can be written to is the download's own from now on. EEXIST where it is another download's.
     int takeOver(const QString &name);
     /// Whether what stands under the new name is the file that the download had under the other; whether it is known to
     /// be another. Both are false where nothing can be said.
@@ -53,8 +55,10 @@ public:
 
 private:
     bool mayChange(const QString &name) const;
+    bool isAnothers(const QString &name) const;
+    int make(const QString &name);
 
     QString m_path;
-    const OwnFiles::Permission m_mayMake;
+    const OwnFiles::Making m_making;
     int m_folder = -1;
 };

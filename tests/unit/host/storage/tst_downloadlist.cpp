@@ -202,6 +202,7 @@ void TestDownloadList::noReadingHoldsALock()
         [&] { list.contentEncoding(record.id); },
         [&] { list.claim(record.id); },
         [&] { list.findByUrl(record.url, 1); },
+        [&] { list.isBegun(record.folder, u"a.part"_s, 0); },
     };
     const Shell shell(path());
     for (const auto &read : readings) {

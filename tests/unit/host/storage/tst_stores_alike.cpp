@@ -60,6 +60,7 @@ Info someRecord(QRandomGenerator &dice, qint64 id)
     // More would have no sum.
     for (AbstractDownloadFileInfo &file : record.files) {
         file.size = qint64(dice.bounded(1000)) - 10;
+        file.pathOnDisk = dice.bounded(2) ? u"a.part"_s : QString();
         for (AbstractDownloadSection &section : file.sections)
             section.downloaded = dice.bounded(1000);
     }
@@ -169,6 +170,7 @@ bool TestStoresAlike::agreesOnRows(const Both &both)
     return both.agree([](DownloadStore &store) { return store.list(); })
         && both.agree([](DownloadStore &store) { return store.loadUnfinished(); })
         && both.agree([](DownloadStore &store) { return store.findByUrl(QUrl(u"http://a/1"_s), 2); })
+        && both.agree([](DownloadStore &store) { return store.isBegun(u"/f1"_s, u"a.part"_s, 1); })
         && both.agree([](DownloadStore &store) { return store.findUnfinished(QUrl(u"http://a/1"_s), u"/f1"_s, {}); })
         && both.agree([](DownloadStore &store) { return store.findFinished(QUrl(u"http://a/1"_s), u"/f1"_s, {}, 2); });
 }
