@@ -105,6 +105,9 @@ void LocalEngine::setState(qint64 id, DownloadState state)
     if (!hasRow(id))
         return;
     Snapshot &row = m_rows[id];
+    // What another process had until it died is told as that one left it.
+    if (const Lease *const lease = row.ownerPid != 0 ? m_session->lease(id) : nullptr)
+        row = rowOf(lease->entry());
     row.state = state;
     tellChanged(activeRow(row));
 }
@@ -155,11 +158,11 @@ std::optional<Snapshot> LocalEngine::rowNotRead(qint64 id) const
     return last;
 }
 
-/// The list has nothing new of it.
+/// The list has nothing new of it, unless another process had it, which may have died.
 void LocalEngine::onPausedBeforeItBegan(qint64 id)
 {
     const auto row = m_rows.constFind(id);
-    if (row == m_rows.cend()) {
+    if (row == m_rows.cend() || row->ownerPid != 0) {
         onAtRest(id);
         return;
     }

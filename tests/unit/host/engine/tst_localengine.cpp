@@ -116,6 +116,8 @@ private Q_SLOTS:
     void whatAProcessOfTheSameNumberElsewhereHasIsNotOurs();
     void theSameRequestWaitsForAProcessThatMayHaveDied();
     void whatIsToGoOnWaitsForAProcessThatMayHaveDied();
+    void whatIsTakenFromAProcessThatHasDiedIsToldToBeOurs();
+    void whatIsPausedBeforeItBeganIsToldToRestThoughAnotherHadIt();
     void whatIsAnothersAfterAllIsToldToHaveFailed();
     void ofManyThatWaitEachIsToldWhenItBegins_data();
     void ofManyThatWaitEachIsToldWhenItBegins();
@@ -960,6 +962,54 @@ void TestLocalEngine::whatIsToGoOnWaitsForAProcessThatMayHaveDied()
     QCOMPARE(resumed.ids, (QList<qint64>{theirs, ours}));
     QVERIFY(comesTo(ours, DownloadState::Done));
     QCOMPARE(row(theirs).state, DownloadState::Resting);
+}
+
+void TestLocalEngine::whatIsTakenFromAProcessThatHasDiedIsToldToBeOurs()
+{
+    const qint64 id = add(kNotFound + u"/300"_s);
+    QVERIFY(comesTo(id, DownloadState::Failed));
+    QVERIFY(giveToUnseen(id, 7));
+    QVERIFY(answerOf([&](const Engine::Callback &done) { m_engine->resume(id, done); }).isOk());
+    QVERIFY(comesTo(id, DownloadState::Resting));
+    QVERIFY2(row(id).ownerPid == 7 && row(id).ownerSecondsLeft > 0, "it may live");
+    QVERIFY(SqlFile(m_dir->filePath(u"list.sqlite"_s)).run(u"UPDATE owners SET until = 1 WHERE pid = 7"_s));
+    QList<Snapshot> told;
+    const QObject listener;
+    connect(m_engine.get(), &Engine::changed, &listener, [&](const Snapshot &row) {
+        if (row.state != DownloadState::Resting)
+            told.append(row);
+    });
+    // That does not rest until the time is up.
+    QVERIFY(answerOf([&](const Engine::Callback &done) { m_engine->finishNow(id, done); }).isOk());
+    QVERIFY(comesTo(id, DownloadState::Done));
+    QVERIFY(told.size() > 1);
+    QCOMPARE(told.first().state, DownloadState::Running);
+    for (const Snapshot &row : std::as_const(told)) {
+        QCOMPARE(row.ownerPid, 0);
+        QCOMPARE(row.ownerSecondsLeft, 0);
+    }
+}
+
+/// It may have died while the download waited, and nothing of it runs here.
+void TestLocalEngine::whatIsPausedBeforeItBeganIsToldToRestThoughAnotherHadIt()
+{
+    const qint64 id = add(u"done"_s, {}, false);
+    QTRY_COMPARE(row(id).ownerPid, 0);
+    QVERIFY(comesTo(add(u"run"_s), DownloadState::Running));
+    QVERIFY(giveToUnseen(id, 7));
+    QVERIFY(answerOf([&](const Engine::Callback &done) { m_engine->resume(id, done); }).isOk());
+    QVERIFY(comesTo(id, DownloadState::Waiting));
+    QVERIFY(SqlFile(m_dir->filePath(u"list.sqlite"_s)).run(u"UPDATE owners SET until = 1 WHERE pid = 7"_s));
+    std::optional<Snapshot> told;
+    const QObject listener;
+    connect(m_engine.get(), &Engine::changed, &listener, [&](const Snapshot &row) {
+        if (row.id == id)
+            told = row;
+    });
+    QVERIFY(answerOf([&](const Engine::Callback &done) { m_engine->pause(id, done); }).isOk());
+    QTRY_VERIFY(told);
+    QCOMPARE(told->state, DownloadState::Paused);
+    QCOMPARE(told->ownerPid, 0);
 }
 
 /// Whoever waits for its end would wait for ever where it is said to run.
