@@ -56,6 +56,7 @@ private:
         bool isFinished = false; ///< likewise
         std::optional<ListEntry> known = {}; ///< what the list had of it at the end; nothing = nobody has asked yet
         std::optional<ListEntry> seen = {}; ///< what it had of it when it was last asked; likewise
+        std::optional<qint64> seenAt = {}; ///< as m_othersChanges was then
         quint64 number = 0; ///< of all that were made
 
         bool isOf(const ListEntry &entry) const;

@@ -119,6 +119,7 @@ const LocalEngine::Report *LocalEngine::reportOf(const ListEntry &entry)
     if (!report->known)
         report->known = entry;
     report->seen = entry;
+    report->seenAt = m_othersChanges;
     return report->isOf(entry) ? &*report : nullptr;
 }
 
@@ -138,7 +139,8 @@ void LocalEngine::keepReport(const DownloadOutcome &outcome)
 }
 
 /// Whoever has rows hears when one of them says less. What the list has of it is at hand: of many that end, none is to
-/// wait for the list because of another one.
+/// wait for the list because of another one. Where others have changed the list since, it may be gone, and whoever has
+/// rows was told to take them anew.
 void LocalEngine::dropOldestReport()
 {
     const qint64 id = m_reportsByAge.first();
@@ -146,7 +148,7 @@ void LocalEngine::dropOldestReport()
     forgetReport(id);
     if (!oldest.seen)
         tellRow(id);
-    else if (oldest.isOf(*oldest.seen))
+    else if (oldest.seenAt == m_othersChanges && oldest.isOf(*oldest.seen))
         tellChanged(rowOf(*oldest.seen));
 }
 

@@ -101,6 +101,7 @@ private Q_SLOTS:
     void aFailureGoesOnceItsReasonHas();
     void anotherAddressHasNotFailedYet();
     void ofManyThatEndedTheListAloneTells();
+    void ofManyThatEndedOneThatOthersRemovedIsNotToldOf();
     void whatCannotBeReadIsNotToldToBeGone();
     void allOfAListThatCannotBeReadIsNotResumed();
     void aCheckIsSeenWhileItGoesOn();
@@ -663,6 +664,30 @@ void TestLocalEngine::ofManyThatEndedTheListAloneTells()
     QVERIFY(SqlFile(m_dir->filePath(u"list.sqlite"_s)).run(u"DELETE FROM files WHERE download_id = ?"_s, {first}));
     told->details = row(first).details;
     QCOMPARE(row(first), *told);
+}
+
+/// No page has it any more.
+void TestLocalEngine::ofManyThatEndedOneThatOthersRemovedIsNotToldOf()
+{
+    constexpr int kEnded = 510;
+    m_engine->setMostAtOnce(50);
+    const Call takePage = [this](const Engine::Callback &done) { m_engine->snapshots({}, done); };
+    const qint64 first = add(kNotFound);
+    QVERIFY(comesTo(first, DownloadState::Failed));
+    QVERIFY(answerOf(takePage).snapshots.value(0).run);
+    QVERIFY(SqlFile(m_dir->filePath(u"list.sqlite"_s)).run(u"DELETE FROM downloads WHERE id = ?"_s, {first}));
+    QCOMPARE(answerOf(takePage).snapshots, QList<Snapshot>());
+    int ended = 0;
+    int toldOfFirst = 0;
+    const QObject listener;
+    connect(m_engine.get(), &Engine::changed, &listener, [&](const Snapshot &row) {
+        toldOfFirst += row.id == first ? 1 : 0;
+        ended += row.state == DownloadState::Failed ? 1 : 0;
+    });
+    for (int i = 0; i < kEnded; ++i)
+        m_engine->add(request(kNotFound), true);
+    QTRY_VERIFY_WITH_TIMEOUT(ended >= kEnded, 60000);
+    QCOMPARE(toldOfFirst, 0);
 }
 
 void TestLocalEngine::whatCannotBeReadIsNotToldToBeGone()
