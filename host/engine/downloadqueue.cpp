@@ -3,7 +3,6 @@
 
 #include <host/engine/downloadsession.h>
 #include <host/engine/queueddownload.h>
-#include <host/network/descriptorlimit.h>
 #include <host/storage/diskroom.h>
 #include <host/storage/replacedfile.h>
 #include <inet/qt/download/framework/qtappdefaultlogger.h>
@@ -51,13 +50,6 @@ bool isNamedTargetThere(const QueuedDownload &download)
     const AbstractDownloadPersistentInfo &info = download.info;
     return info.hasFlag(AbstractDownloadPersistentInfo::RenameBlocked) && !info.isFinished()
         && info.bytesDownloaded(false) == 0 && download.isTargetThere() && !ReplacedFile::isPlanned(info);
-}
-
-/// A file is open for a while after its last byte has come, when its connection has long gone to the next one: there
-/// are descriptors for as many of both.
-qsizetype mostAtOnce(const QueueOptions &options)
-{
-    return std::max<qsizetype>(1, std::min<qsizetype>(options.mostAtOnce, DescriptorLimit::connections()));
 }
 
 QtHostAndPort serverOf(const AbstractDownloadPersistentInfo &info)
@@ -185,7 +177,7 @@ bool DownloadQueue::isPlaceFree() const
 {
     const auto taken = std::count_if(m_order.cbegin(), m_order.cend(),
                                      [this](qint64 id) { return m_entries.at(id).active->rest != RestReason::Owner; });
-    return taken < mostAtOnce(m_options);
+    return taken < m_options.places();
 }
 
 /// Place in the queue; -1 = there is none, it is not the hour, or there are as many connections as may be, to their

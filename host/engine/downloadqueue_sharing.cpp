@@ -85,7 +85,7 @@ void DownloadQueue::shareConnections()
         else if (state(id) == DownloadState::Resting)
             items.append({0, most});
     }
-    const qsizetype places = std::max(1, m_options.mostAtOnce) - m_order.size();
+    const qsizetype places = m_options.places() - m_order.size();
     const qsizetype next = limit > 0 && m_life == Life::Open ? std::min(m_waiting.size(), places) : 0;
     const qint64 usual = m_session.usageOf({}).maximumConnections;
     items.append(QList<ConnectionShares::Item>(std::max<qsizetype>(next, 0), {0, usual}));

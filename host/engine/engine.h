@@ -113,7 +113,8 @@ public:
     void resumeAll(const Callback &callback = {});
     /// Of all downloads together, from now on; nothing is kept.
     void setGlobalLimits(const Limits &limits, const Callback &callback = {});
-    /// So many are active at once, from now on; those that are stay so. 1 to 1000.
+    /// So many are active at once, from now on; those that are stay so. 1 to 1000, and no more than the system lets
+    /// this process have files and connections for. What rests until its owner's end has no place and is not counted.
     void setMostAtOnce(int count, const Callback &callback = {});
 
     /// Of what was added to be streamed: so many bytes from its beginning were read (Snapshot::stream says how many

@@ -10,7 +10,9 @@
 struct EngineOverview {
     Totals totals; ///< as they were told last
     Limits limits; ///< of all downloads together, and each given; 0 = none. The rate is that of this hour
-    int mostAtOnce = 1; ///< so many may be active
+    /// So many may be active: as was chosen, or as many as the system lets this process have files and connections for.
+    /// What rests until its owner's end is not counted.
+    int mostAtOnce = 1;
     QDateTime outOfHoursUntil; ///< nothing that can wait runs before; invalid = it is an hour for downloads
 
     friend bool operator==(const EngineOverview &, const EngineOverview &) = default;

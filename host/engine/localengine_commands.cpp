@@ -383,7 +383,7 @@ void LocalEngine::answerOverview(const EngineCommand &command)
     const NetworkUsageSettings &all = m_session ? m_session->usageOfAll() : m_options->session.allTogether;
     const QDateTime now = QDateTime::currentDateTime();
     const Limits limits{queue.speedLimitAt(now), int(all.maximumConnections), int(all.maximumConnectionsPerServer)};
-    answer(command, {.overview = EngineOverview{m_totals, limits, queue.mostAtOnce, queue.outOfHoursUntil(now)}});
+    answer(command, {.overview = EngineOverview{m_totals, limits, queue.places(), queue.outOfHoursUntil(now)}});
 }
 
 void LocalEngine::answerQuestion(const EngineCommand &command)

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <host/engine/localengine.h>
+#include <host/network/descriptorlimit.h>
 #include <host/storage/downloadlist.h>
 #include <host/storage/processidentity.h>
 #include <inet/qt/download/framework/qtappdefaultlogger.h>
@@ -14,6 +15,7 @@
 #include <QTimer>
 
 #include <functional>
+#include <limits>
 #include <memory>
 #include <optional>
 
@@ -92,6 +94,8 @@ private Q_SLOTS:
     void limitsAreInTheList();
     void whoComesLateIsToldWhatIsNoRow();
     void limitsOfThisHourAreToldBeforeThereIsANetwork();
+    void asManyAreSaidToBeActiveAtOnceAsMayBe_data();
+    void asManyAreSaidToBeActiveAtOnceAsMayBe();
     void noOverviewIsHadOfAnEngineThatIsNotOpen();
     void whatIsBeyondItsBoundsIsRefused_data();
     void whatIsBeyondItsBoundsIsRefused();
@@ -498,6 +502,31 @@ void TestLocalEngine::limitsOfThisHourAreToldBeforeThereIsANetwork()
     QCOMPARE(before.totals, Totals());
     m_engine->setGlobalLimits({7000, {}, {}});
     QCOMPARE(answerOf(ask).overview->limits, (Limits{7000, 30, 0}));
+}
+
+void TestLocalEngine::asManyAreSaidToBeActiveAtOnceAsMayBe_data()
+{
+    QTest::addColumn<int>("chosen");
+    QTest::addColumn<int>("held");
+    QTest::newRow("none") << 0 << 1;
+    QTest::newRow("more than there are descriptors for")
+        << std::numeric_limits<int>::max() << int(DescriptorLimit::connections());
+}
+
+void TestLocalEngine::asManyAreSaidToBeActiveAtOnceAsMayBe()
+{
+    QFETCH(const int, chosen);
+    QFETCH(const int, held);
+    close();
+    EngineOptions options;
+    options.session.listPath = m_dir->filePath(u"list.sqlite"_s);
+    options.queue.mostAtOnce = chosen;
+    m_engine = std::make_unique<LocalEngine>();
+    m_engine->open(options);
+    const Call ask = [this](const Engine::Callback &done) { m_engine->overview(done); };
+    QCOMPARE(answerOf(ask).overview->mostAtOnce, held);
+    QVERIFY(answerOf([this](const Engine::Callback &done) { m_engine->prepare(done); }).isOk());
+    QCOMPARE(answerOf(ask).overview->mostAtOnce, held);
 }
 
 void TestLocalEngine::noOverviewIsHadOfAnEngineThatIsNotOpen()
