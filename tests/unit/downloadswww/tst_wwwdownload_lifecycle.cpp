@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include <inet/qt/download/downloadswww/wwwdownload.h>
+#include <inet/qt/download/framework/ownfiles.h>
 #include <inet/qt/download/framework/qtqobjectstracker.h>
 #include <tests/support/downloadfixture.h>
 
+#include <QDir>
+#include <QFile>
+#include <QScopeGuard>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -60,6 +64,7 @@ private Q_SLOTS:
     void finishedRecordIsNotStarted_data();
     void finishedRecordIsNotStarted();
     void restartOfFinishedRecordBeginsFromZero();
+    void restartOfWhatCannotBeRemovedEndsWithItsError();
     void restartWithoutFileJustFetches();
     void startTellsOnceThatAnOldErrorIsGone();
     void startAfterFileErrorMayCreateSectionsAgain();
@@ -256,6 +261,23 @@ void TestWwwDownloadLifecycle::restartOfFinishedRecordBeginsFromZero()
     QTRY_VERIFY(!bench.download.isRunning());
     QVERIFY(bench.download.info().isFinished());
     QCOMPARE(bench.content(u"file.bin"_s), kBody);
+}
+
+/// It is not taken for another download's, beside which the new file would have room.
+void TestWwwDownloadLifecycle::restartOfWhatCannotBeRemovedEndsWithItsError()
+{
+    Bench bench;
+    Record info = bench.recordWithPart(10, "abc");
+    info.existingFileReaction = AbstractDownloadExistingFileReaction::Overwrite;
+    const QString path = info.filePath(0);
+    QVERIFY(QFile::remove(path) && QDir().mkpath(path + "/full"_L1));
+    OwnFiles::set(path, FileIdentity::of(path));
+    const auto forget = qScopeGuard([&path] { OwnFiles::forget(path); });
+    bench.startAt(info, Command::Restart);
+    bench.answer(kBody);
+    QTRY_VERIFY(!bench.download.isRunning());
+    QCOMPARE(bench.download.info().lastError.category, std::string(ErrorCategory::kFile));
+    QCOMPARE(bench.names(), QStringList{u"file.bin.part"_s});
 }
 
 void TestWwwDownloadLifecycle::restartWithoutFileJustFetches()

@@ -217,6 +217,8 @@ bool WwwDownload::removeFirstFile()
     firstFile().fileFlags &=
         quint8(~(AbstractDownloadFileInfo::CreatedOnDisk | AbstractDownloadFileInfo::Preallocated));
     QFile::remove(path);
+    // Where it stays, whoever makes the next one finds it in the way, and says why.
+    OwnFiles::forget(path);
     firstFile().pathOnDisk.clear();
     return true;
 }
