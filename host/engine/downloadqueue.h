@@ -117,6 +117,8 @@ public:
     /// Of one download, from now on and in the list; 0 = the session's. False when the list cannot be written, where
     /// the limits hold all the same, or another process is at work on it.
     bool setLimitsOf(qint64 id, const Limits &limits, Failure *failure);
+    /// Of one whose options were changed: what of them is limits holds from now on, where it is active.
+    void renewLimitsOf(qint64 id);
 
     /// As they are now.
     const QueueOptions &options() const { return m_options; }

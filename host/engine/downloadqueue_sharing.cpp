@@ -58,6 +58,20 @@ bool DownloadQueue::setLimitsOf(qint64 id, const Limits &limits, Failure *failur
         id, [&limits](DownloadOptions &options) { apply(limits, options); }, failure);
 }
 
+void DownloadQueue::renewLimitsOf(qint64 id)
+{
+    Q_ASSERT(QThread::currentThread() == thread());
+    QueuedDownload *const active = find(id);
+    const Lease *const lease = m_session.lease(id);
+    if (!active || !lease)
+        return;
+    active->options.rateLimit = lease->options.rateLimit;
+    active->options.rateTimes = lease->options.rateTimes;
+    active->options.connections = lease->options.connections;
+    active->options.connectionsPerServer = lease->options.connectionsPerServer;
+    share();
+}
+
 void DownloadQueue::share()
 {
     shareConnections();

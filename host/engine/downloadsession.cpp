@@ -104,7 +104,7 @@ bool DownloadSession::setUrl(qint64 id, const DownloadRequest &asked, Failure *f
         record.lastError = {};
         record.lastErrorTime = {};
         addHarmless(request.headers, record);
-        return m_list.setOptions(id, lease.options, lease.fence) ? Failure() : listFailure();
+        return Failure();
     };
     return change(id, merge, failure);
 }

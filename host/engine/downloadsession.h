@@ -247,6 +247,7 @@ private:
     Failure lostBetweenRuns(const Lease &held);
     void leaveClaim(qint64 id, const Failure &why);
     bool updateUnder(const Lease &lease);
+    bool updateUnder(const Lease &lease, const DownloadOptions &before);
     bool checkAgainstDisk(Lease &lease);
     bool fetchAgainIfGone(Lease &lease);
     void findFile(const AbstractDownloadPersistentInfo &record, const FileIdentity &file) const;

@@ -102,16 +102,16 @@ bool DownloadSession::renew(qint64 id, const OptionChanges &given, Failure *fail
     QVariantMap harmless;
     changes.secretHeaders = sorted(record->url, changes.headers, changes.headersForAll, &harmless);
     addHarmless(harmless, *record);
-    const auto putHeaders = [&record](Lease &fresh) {
+    const auto putAll = [&](Lease &fresh) {
         fresh.record.parameters = record->parameters;
+        changes.applyTo(fresh.options);
         return Failure();
     };
-    if (record->parameters != before && !change(id, putHeaders, failure))
-        return false;
-    if (!renewOptions(id, changes, failure))
-        return false;
-    remember(changes.secretHeaders);
-    return true;
+    const bool isOfRecord = record->parameters != before;
+    const bool isDone = isOfRecord ? change(id, putAll, failure) : renewOptions(id, changes, failure);
+    if (isDone)
+        remember(changes.secretHeaders);
+    return isDone;
 }
 
 /// What is as it was is not written again.

@@ -269,6 +269,20 @@ bool DownloadSession::updateUnder(const Lease &lease)
     return m_list.update(lease.record, {{}, {}, {}, lease.fence}, DownloadStore::Lasting::Always);
 }
 
+/// And with its options, where they are others than before: both, or none.
+bool DownloadSession::updateUnder(const Lease &lease, const DownloadOptions &before)
+{
+    if (lease.options == before)
+        return updateUnder(lease);
+    const DownloadStore::Holdings underFence{{}, {}, {}, lease.fence};
+    const auto lasting = DownloadStore::Lasting::Always;
+    const auto both = [&](DownloadStore &list) {
+        return list.update(lease.record, underFence, lasting)
+            && list.setOptions(lease.record.id, lease.options, lease.fence);
+    };
+    return m_list.together(both, lasting);
+}
+
 /// False = the list goes on saying what the disk cannot hold. The file must not grow then: it would look as if it had
 /// those bytes.
 bool DownloadSession::checkAgainstDisk(Lease &lease)
@@ -356,7 +370,7 @@ bool DownloadSession::changeOptions(qint64 id, const std::function<void(Download
     return isDone;
 }
 
-/// @param how changes the record of what is ours by then; answers why it cannot, or no failure
+/// @param how changes record and options of what is ours by then; answers why it cannot, or no failure
 bool DownloadSession::change(qint64 id, const std::function<Failure(Lease &)> &how, Failure *failure)
 {
     *failure = {};
@@ -368,8 +382,9 @@ bool DownloadSession::change(qint64 id, const std::function<Failure(Lease &)> &h
     Lease lease;
     if (!takeLease(id, lease, failure))
         return false;
+    const DownloadOptions before = lease.options;
     *failure = how(lease);
-    if (!*failure && m_list.load(id) && !updateUnder(lease))
+    if (!*failure && m_list.load(id) && !updateUnder(lease, before))
         *failure = listFailure();
     m_servers.remove(id);
     // Its next run is to find what was changed.

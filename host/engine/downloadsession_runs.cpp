@@ -85,9 +85,12 @@ bool DownloadSession::beginReplacing(qint64 id, bool isUnwanted, Failure *failur
     const auto plan = [this, id, isUnwanted](Lease &lease) {
         ReplacedFile::plan(lease.record, lease.file, isUnwanted);
         lease.options.checksumResult = ChecksumResult::NotCompared;
-        const bool isKept = m_list.setOptions(id, lease.options, lease.fence)
-            && m_list.update(lease.record, {{}, u""_s, ResourceMemory(), lease.fence}, DownloadStore::Lasting::Always);
-        return isKept ? Failure() : listFailure();
+        const auto lasting = DownloadStore::Lasting::Always;
+        const auto both = [&](DownloadStore &list) {
+            return list.setOptions(id, lease.options, lease.fence)
+                && list.update(lease.record, {{}, u""_s, ResourceMemory(), lease.fence}, lasting);
+        };
+        return m_list.together(both, lasting) ? Failure() : listFailure();
     };
     return change(id, plan, failure);
 }
@@ -156,9 +159,10 @@ bool DownloadSession::renewHeld(Lease &lease, Failure *failure)
     const auto asked = m_renewals.constFind(lease.record.id);
     if (asked == m_renewals.cend())
         return true;
+    const DownloadOptions before = lease.options;
     asked->renew(lease.record);
     asked->changes.applyTo(lease.options);
-    if (!updateUnder(lease) || !m_list.setOptions(lease.record.id, lease.options, lease.fence)) {
+    if (!updateUnder(lease, before)) {
         *failure = listFailure();
         return false;
     }

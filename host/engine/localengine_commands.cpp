@@ -7,30 +7,11 @@
 #include <algorithm>
 #include <utility>
 
-using namespace Qt::StringLiterals;
-
 namespace
 {
 
 /// Of all downloads that a command is about, so many at a time.
 constexpr qsizetype kSliced = 200;
-
-/// Names of options.
-constexpr auto kRate = "limit-rate"_L1;
-constexpr auto kConnections = "max-connections"_L1;
-constexpr auto kConnectionsPerServer = "max-connections-per-server"_L1;
-
-Limits limitsAmong(const OptionValues &values)
-{
-    Limits limits;
-    if (values.has(kRate))
-        limits.rate = values.number(kRate);
-    if (values.has(kConnections))
-        limits.connections = int(values.number(kConnections));
-    if (values.has(kConnectionsPerServer))
-        limits.connectionsPerServer = int(values.number(kConnectionsPerServer));
-    return limits;
-}
 
 bool standsBefore(const ListEntry &one, const ListEntry &other)
 {
@@ -316,7 +297,7 @@ void LocalEngine::setOptions(const EngineCommand &command)
     if (!entry(command.id))
         failure = noSuch(command.id);
     else if (m_session->renew(command.id, changes, &failure) && isQueued(command.id))
-        m_queue->setLimitsOf(command.id, limitsAmong(changes.values), &failure);
+        m_queue->renewLimitsOf(command.id);
     // There may be a checksum now.
     const auto row = m_rows.find(command.id);
     if (const auto known =

@@ -200,7 +200,7 @@ struct DownloadList::Together {
     SqlError error;
 };
 
-bool DownloadList::together(const Work &work)
+bool DownloadList::together(const Work &work, Lasting lasting)
 {
     Q_ASSERT_X(!m_together, "DownloadList", "nothing happens together inside of another such thing");
     Together together;
@@ -215,7 +215,7 @@ bool DownloadList::together(const Work &work)
         m_together = nullptr;
         return isWorkDone && together.kind == Failure::Kind::None;
     };
-    if (changed(Lasting::ThisRunOfTheMachine, inside, &error))
+    if (changed(lasting, inside, &error))
         return true;
     if (together.kind != Failure::Kind::None)
         return failBy(together.kind, together.error);

@@ -74,8 +74,9 @@ public:
     virtual Failure warning() const = 0;
 
     /// Several operations as one: all of them happen, or none where the work answers false or one of them fails. What
-    /// it answers, or false.
-    virtual bool together(const Work &work) = 0;
+    /// it answers, or false. @param lasting of all of them, whatever each asks for
+    virtual bool together(const Work &work, Lasting lasting) = 0;
+    bool together(const Work &work) { return together(work, Lasting::ThisRunOfTheMachine); }
 
     /// Puts a new record in, behind all others, and gives it its id, larger than all before, and its place
     /// (sortIndex); 0 = failed.

@@ -79,7 +79,7 @@ MemoryStore::MemoryStore(const Failure &warning)
 
 MemoryStore::~MemoryStore() = default;
 
-bool MemoryStore::together(const Work &work)
+bool MemoryStore::together(const Work &work, Lasting)
 {
     Q_ASSERT_X(!m_before, "MemoryStore", "nothing happens together inside of another such thing");
     m_failure = {};

@@ -142,9 +142,9 @@ void StoreThread::releaseSoon(const QList<qint64> &ids)
 }
 
 /// All of it is done there.
-bool StoreThread::together(const Work &work)
+bool StoreThread::together(const Work &work, Lasting lasting)
 {
-    return call([&](DownloadStore &store) { return store.together(work); });
+    return call([&](DownloadStore &store) { return store.together(work, lasting); });
 }
 
 qint64 StoreThread::insert(Record &record)

@@ -48,7 +48,8 @@ public:
     Failure lastFailure() const override { return m_failure; }
     Failure warning() const override { return m_warning; }
 
-    bool together(const Work &work) override;
+    using DownloadStore::together;
+    bool together(const Work &work, Lasting lasting) override;
     qint64 insert(Record &record) override;
     qint64 insertOwned(Record &record, const DownloadOptions &options) override;
     using DownloadStore::update;

@@ -37,6 +37,15 @@ DownloadOptions with(Trouble::Policy onChanged)
     return options;
 }
 
+/// Of the file as it will be.
+DownloadOptions withChecksum(DownloadOptions options)
+{
+    options.checksumAlgorithm = u"sha-256"_s;
+    options.checksumHex =
+        QString::fromLatin1(QCryptographicHash::hash(QByteArray(kFileSize, 'x'), QCryptographicHash::Sha256).toHex());
+    return options;
+}
+
 OptionChanges change(QLatin1StringView name, const QVariant &value)
 {
     OptionChanges changes;
@@ -91,6 +100,9 @@ private Q_SLOTS:
     void anAnswerComesBeforeWhatItDid_data();
     void anAnswerComesBeforeWhatItDid();
     void optionsThatWereGivenMeanwhileStay();
+    void whatTheListDoesNotTakeChangesNothing_data();
+    void whatTheListDoesNotTakeChangesNothing();
+    void optionsAndTheLimitsAmongThemAreWrittenAtOnce();
     void limitsAreInTheList();
     void whoComesLateIsToldWhatIsNoRow();
     void limitsOfThisHourAreToldBeforeThereIsANetwork();
@@ -432,10 +444,7 @@ void TestLocalEngine::anAnswerComesBeforeWhatItDid()
 
 void TestLocalEngine::optionsThatWereGivenMeanwhileStay()
 {
-    DownloadOptions options = with(Trouble::Policy::Ask);
-    options.checksumAlgorithm = u"sha-256"_s;
-    options.checksumHex =
-        QString::fromLatin1(QCryptographicHash::hash(QByteArray(kFileSize, 'x'), QCryptographicHash::Sha256).toHex());
+    const DownloadOptions options = withChecksum(with(Trouble::Policy::Ask));
     QSignalSpy asked(m_engine.get(), &Engine::asked);
     const qint64 id = add(kChanged + u";done"_s, options);
     QVERIFY(comesTo(id, DownloadState::Asking));
@@ -444,6 +453,62 @@ void TestLocalEngine::optionsThatWereGivenMeanwhileStay()
     QVERIFY(comesTo(id, DownloadState::Done));
     const DownloadOptions kept = row(id).details->options;
     QCOMPARE(kept.checksumResult, ChecksumResult::Equal);
+    QCOMPARE(Trouble::Policy(kept.onUnresumable), Trouble::Policy::Restart);
+}
+
+void TestLocalEngine::whatTheListDoesNotTakeChangesNothing_data()
+{
+    QTest::addColumn<int>("kind");
+    QTest::addColumn<bool>("isDone");
+    QTest::addColumn<QString>("refused");
+    const QString options = u"INSERT ON options"_s;
+    const QString record = u"UPDATE OF file_identity ON downloads"_s;
+    QTest::newRow("options and headers") << int(EngineCommand::Kind::SetOptions) << false << options;
+    QTest::newRow("another address, and options") << int(EngineCommand::Kind::SetUrl) << false << record;
+    QTest::newRow("all of a finished file anew") << int(EngineCommand::Kind::Restart) << true << record;
+}
+
+void TestLocalEngine::whatTheListDoesNotTakeChangesNothing()
+{
+    QFETCH(const int, kind);
+    QFETCH(const bool, isDone);
+    QFETCH(const QString, refused);
+    const qint64 id = add(u"done"_s, withChecksum(DownloadOptions()), isDone);
+    QVERIFY(comesTo(id, isDone ? DownloadState::Done : DownloadState::Paused));
+    EngineCommand command;
+    command.kind = EngineCommand::Kind(kind);
+    command.id = id;
+    command.flag = true;
+    command.changes = change(kOnUnresumable, u"restart"_s);
+    command.changes->headers.insert(u"Accept-Language"_s, u"eo"_s);
+    command.request = request(u"done"_s);
+    command.request->changes = *command.changes;
+    const SqlFile list(m_dir->filePath(u"list.sqlite"_s));
+    const auto all = [&list] {
+        return list.rows(u"SELECT url, finished FROM downloads"_s) + list.rows(u"SELECT * FROM headers"_s)
+            + list.rows(u"SELECT * FROM options"_s);
+    };
+    const QList<QVariantList> before = all();
+    QVERIFY(list.run(u"CREATE TRIGGER t BEFORE %1 BEGIN SELECT RAISE(ABORT, 'no'); END"_s.arg(refused)));
+    const Call send = [&](const Engine::Callback &done) { m_engine->send(command, done); };
+    // The trigger makes it a damaged list, which is still open here.
+    QCOMPARE(answerOf(send).failure.kind, Failure::Kind::ListDamaged);
+    QCOMPARE(all(), before);
+}
+
+/// Else it might take some of them only.
+void TestLocalEngine::optionsAndTheLimitsAmongThemAreWrittenAtOnce()
+{
+    const qint64 id = add(u"run"_s);
+    QVERIFY(comesTo(id, DownloadState::Running));
+    const SqlFile list(m_dir->filePath(u"list.sqlite"_s));
+    QVERIFY(list.run(u"CREATE TRIGGER t BEFORE INSERT ON options WHEN EXISTS (SELECT 1 FROM options WHERE "
+                     u"download_id = NEW.download_id AND connections = 3) BEGIN SELECT RAISE(ABORT, 'no'); END"_s));
+    OptionChanges changes = change("max-connections"_L1, 3);
+    changes.values.give(*OptionTable::ofHost().find(kOnUnresumable), {u"restart"_s, u"a test"_s});
+    QVERIFY(answerOf([&](const Engine::Callback &done) { m_engine->setOptions(id, changes, done); }).isOk());
+    const DownloadOptions kept = row(id).details->options;
+    QCOMPARE(kept.connections, 3);
     QCOMPARE(Trouble::Policy(kept.onUnresumable), Trouble::Policy::Restart);
 }
 
