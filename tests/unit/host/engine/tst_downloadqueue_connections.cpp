@@ -2,6 +2,8 @@
 #include <host/engine/downloadqueue.h>
 #include <host/engine/downloadsession.h>
 #include <host/engine/snapshotmaker.h>
+#include <host/options/optionchanges.h>
+#include <host/options/optiontable.h>
 #include <tests/support/scriptedserver.h>
 #include <tests/support/testfiles.h>
 
@@ -42,6 +44,7 @@ private Q_SLOTS:
     void init();
     void cleanup();
     void aDownloadThatMayHaveMoreTakesThem();
+    void aDownloadWhoseOptionsLetItHaveMoreTakesThem();
     void aDownloadThatMayHaveMoreToItsServerTakesThem();
     void allThatMayHaveMoreTakeThem();
     void whatEndedBeforeTheLimitRoseLeavesNobodyBehind();
@@ -111,6 +114,20 @@ void TestDownloadQueueConnections::aDownloadThatMayHaveMoreTakesThem()
     QVERIFY(m_server->waitForHeld(u"/a"_s, 5));
     QCOMPARE(m_session->options(id).connections, 5);
     QCOMPARE(m_server->peakConnections(), 7);
+}
+
+void TestDownloadQueueConnections::aDownloadWhoseOptionsLetItHaveMoreTakesThem()
+{
+    const qint64 id = append(u"/a"_s);
+    append(u"/b"_s);
+    QVERIFY(m_server->waitForHeld(u"/a"_s, 2));
+    QVERIFY(m_server->waitForHeld(u"/b"_s, 2));
+    OptionChanges changes;
+    changes.values.give(*OptionTable::ofHost().find(u"max-connections"_s), {5, u"a test"_s});
+    Failure failure;
+    QVERIFY2(m_session->renew(id, changes, &failure), qPrintable(failure.plain()));
+    m_queue->renewLimitsOf(id);
+    QVERIFY(m_server->waitForHeld(u"/a"_s, 5));
 }
 
 void TestDownloadQueueConnections::aDownloadThatMayHaveMoreToItsServerTakesThem()
