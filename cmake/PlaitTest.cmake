@@ -9,7 +9,7 @@ set_property(TARGET Qt6::Test PROPERTY INTERFACE_COMPILE_DEFINITIONS QT_TESTLIB_
 file(CONFIGURE OUTPUT testheaders.cpp CONTENT "// Nothing but the headers is wanted of it.\n")
 add_library(plaittestheaders OBJECT "${CMAKE_CURRENT_BINARY_DIR}/testheaders.cpp")
 target_link_libraries(plaittestheaders PRIVATE plait_rules Qt6::Test Qt6::Network)
-# Tests wait for servers and disks: the last third of what the compiler can do for a program's speed is spared. What
+# Tests wait for servers and disks: to optimise them as far as the product takes half as long again, for nothing. What
 # shares headers has to be built alike.
 set(plait_test_options $<$<CONFIG:Release>:-O1>)
 target_compile_options(plaittestheaders PRIVATE ${plait_test_options})

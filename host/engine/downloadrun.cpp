@@ -281,9 +281,12 @@ void DownloadRun::guard(const QString &path)
 QList<FileIdentity> DownloadRun::othersFiles(const Info &record) const
 {
     const QString &name = record.files.first().name;
+    QStringList parts;
+    for (const bool isChosen : {false, true})
+        parts.append(TargetFileName::partOf(TargetFileName::fromPath(name, isChosen)));
+    parts.removeDuplicates();
     QList<FileIdentity> files;
-    for (const bool isChosen : {false, true}) {
-        const QString part = TargetFileName::partOf(TargetFileName::fromPath(name, isChosen));
+    for (const QString &part : std::as_const(parts)) {
         const FileIdentity file = FileIdentity::of(record.folder + u'/' + part);
         if (file.isKnown() && m_list && (m_list->isBegun(record.folder, part, record.id) || m_list->lastFailure()))
             files.append(file);

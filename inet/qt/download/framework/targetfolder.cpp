@@ -78,7 +78,7 @@ int sizeOf(int number, qint64 &size)
 }
 
 /// Between two threads that make files: what one has made is registered before the other looks whose it is.
-QMutex &making()
+QMutex &makingMutex()
 {
     static QMutex mutex;
     return mutex;
@@ -170,7 +170,7 @@ int TargetFolder::createExclusively(const QString &name)
 {
     if (!mayChange(name))
         return PlainFile::kTaken;
-    const QMutexLocker lock(&making());
+    const QMutexLocker lock(&makingMutex());
     return make(name);
 }
 
@@ -178,7 +178,7 @@ int TargetFolder::makeAnew(const QString &name)
 {
     if (!mayChange(name))
         return PlainFile::kTaken;
-    const QMutexLocker lock(&making());
+    const QMutexLocker lock(&makingMutex());
     if (isAnothers(name))
         return EEXIST;
     const int error = resultOf(::unlinkat(m_folder, QFile::encodeName(name).constData(), 0));
@@ -198,7 +198,7 @@ int TargetFolder::make(const QString &name)
 int TargetFolder::takeOver(const QString &name)
 {
     int error = mayChange(name) ? 0 : PlainFile::kTaken;
-    const QMutexLocker lock(&making());
+    const QMutexLocker lock(&makingMutex());
     if (error == 0 && isAnothers(name))
         error = EEXIST;
     const Descriptor file(error == 0 ? PlainFile::open(m_folder, name, O_RDWR, error) : -1);

@@ -43,7 +43,6 @@ public:
     /// be another. Both are false where nothing can be said.
     bool isOwnUnder(const QString &newName, const QString &name) const;
     bool isOtherUnder(const QString &newName, const QString &name) const;
-    int remove(const QString &name);
     /// Cuts the download's own file to the size, and pushes it to the disk. @param mayGrow extends a shorter one too
     /// @param found length as it was; ENODATA when that is not enough
     int bringToSize(const QString &name, qint64 size, bool mayGrow, qint64 &found);
@@ -56,6 +55,7 @@ public:
 private:
     bool mayChange(const QString &name) const;
     bool isAnothers(const QString &name) const;
+    int remove(const QString &name);
     int make(const QString &name);
 
     QString m_path;

@@ -41,7 +41,7 @@ QStringList enginesThreads()
 
 }
 
-/// What is left of an engine that is gone, in a program that goes on or ends: nothing that is its own.
+/// Which of an engine's own threads are left once it is gone, in a program that goes on or ends: none.
 class TestEngineEnd : public QObject
 {
     Q_OBJECT
